@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ostria/storage/identifier.h"
+
+namespace ostria::storage {
+
+/// One displayed property.
+struct PropertyEntry {
+  std::string key;  ///< message key
+  std::string value;
+};
+
+/// A titled list of properties.
+struct PropertySection {
+  std::vector<PropertyEntry> entries;
+  std::string title;
+};
+
+/// Copy of the descriptive data of a component.
+struct ComponentDescription {
+  std::string displayName;
+  std::string model;
+  std::vector<PropertyEntry> properties;
+  std::map<std::string, std::string> attributes;
+};
+
+/// A device as the host lists it. Owned by the component manager, valid until its next `scan`.
+class SystemComponent {
+ public:
+  virtual ~SystemComponent() = default;
+
+  virtual std::string id() { return id_; }
+  virtual ComponentDescription description() {
+    return {displayName_, model_, properties_, attributes_};
+  }
+  virtual std::vector<PropertySection> sections() { return sections_; }
+  virtual std::uint32_t hostQuery4() = 0;
+  /// Builds a report. Keys: "protocol_type", "SMART", "OSTRIA_LOG_PAGE".
+  /// @return false when the data cannot be had; `value` is then not to be used
+  virtual bool getReport(const std::string& key, std::string& value) = 0;
+  virtual bool hostQuery6() = 0;
+  virtual void hostNotice7() = 0;
+  virtual bool hostQuery8() = 0;
+  virtual void hostNotice9() = 0;
+  virtual void hostNotice10() {}
+
+ protected:
+  std::string displayName_;  ///< model, " - " and size
+  std::string model_;
+  std::vector<PropertyEntry> properties_;          ///< ordered; a key occurs once
+  std::map<std::string, std::string> attributes_;  ///< "parent", "NonRotatingMedia"
+  std::vector<PropertySection> sections_;          ///< one for each partition
+  std::string id_;                                 ///< the scanner's name of the device
+};
+
+}  // namespace ostria::storage

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "inventory/partition_table.h"
+#include "services/device_scanner.h"
+#include "transport/hal/device_handle.h"
+#include "transport/kinds.h"
+
+namespace ostria::storage {
+
+/// Answers questions about the disks of the machine before any protocol exists. Numeric results are
+/// 0 on success; `number` is a device number of the last `listDevices`. Every handle that an
+/// operation opens is closed inside it, except in `dismountVolume`. One thread at a time.
+class StorageScanner {
+ public:
+  StorageScanner();
+  virtual ~StorageScanner();
+  StorageScanner(const StorageScanner&) = delete;
+  StorageScanner& operator=(const StorageScanner&) = delete;
+
+  virtual DeviceScanner* deviceScanner() { return deviceScanner_; }
+  /// Enumerates the disks; the map is also kept for the other operations.
+  virtual int listDevices(DevicePathMap& out) = 0;
+  virtual int getConnection(std::uint32_t number, DeviceConnection* connection) = 0;
+  /// @param sizeInBytes  size of the disk, for the unallocated bytes
+  virtual int readPartitionTable(std::uint32_t number, PartitionTable* table,
+                                 std::uint64_t sizeInBytes) = 0;
+  /// The system's number of the device, in decimal.
+  virtual int getDeviceId(std::uint32_t number, std::string* id) = 0;
+  virtual int isRemovableMedia(std::uint32_t number, bool* removable) = 0;
+  /// @param busKind       `Unknown` until set, also on failure
+  /// @param optaneVolume  set to true for a vendor RAID volume of that family, else untouched
+  virtual int getBusKind(std::uint32_t number, StorageBusKind* busKind, bool* optaneVolume) = 0;
+  virtual int scannerNoOp8() { return 1; }
+  /// Takes a volume off line: locks and dismounts it.
+  /// @param name    root path of the volume, "C:\"
+  /// @param handle  the open, locked volume; the caller's, given back through `releaseVolume`
+  virtual int dismountVolume(const std::string& name, DeviceHandle* handle) = 0;
+  /// Empties its arguments and returns 1.
+  virtual int unmountVolume(std::string& name, std::vector<std::string>& list) {
+    name.clear();
+    list.clear();
+    return 1;
+  }
+  /// Puts a volume back that `dismountVolume` took; empties the other arguments.
+  virtual int releaseVolume(std::string& name, std::vector<std::string>& list, DeviceHandle handle,
+                            std::string& text) = 0;
+  /// Path of the controller port under which the device hangs.
+  virtual int getMiniportPath(std::uint32_t number, std::string* path) = 0;
+  /// PCI bus, device and function of that port.
+  virtual int getPciLocation(std::uint32_t number, std::array<std::uint8_t, 3>* location) = 0;
+
+ protected:
+  DeviceScanner* deviceScanner_;  ///< from the services, given back by the destructor
+  DevicePathMap devicePaths_;
+};
+
+/// The platform's scanner.
+std::unique_ptr<StorageScanner> makeStorageScanner();
+
+}  // namespace ostria::storage

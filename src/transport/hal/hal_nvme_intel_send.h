@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include "transport/hal/device_handle.h"
+#include "transport/protocol_result.h"
+
+namespace ostria::storage {
+
+class NvmeCmd;
+
+/// Passes the 64-byte command image of an `NvmeCmd` to the controller behind an open port, for the
+/// device at `pathId`. Device-to-host transfers only.
+class HalNvmeIntelSend {
+ public:
+  /// On success `transferBytes` of returned data stand in `command.data`. The NVMe completion
+  /// status is not examined. Blocks for up to `timeoutSeconds`.
+  /// @return `Success`, or `Failure` on a transport failure
+  virtual ProtocolResult Send(DeviceHandle handle, std::uint32_t extra, NvmeCmd& command) = 0;
+
+ protected:
+  ~HalNvmeIntelSend() = default;
+};
+
+/// The platform's one instance, made on first use and never destroyed.
+HalNvmeIntelSend& halNvmeIntelSend();
+
+}  // namespace ostria::storage

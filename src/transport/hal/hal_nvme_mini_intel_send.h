@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include "transport/hal/device_handle.h"
+#include "transport/protocol_result.h"
+
+namespace ostria::storage {
+
+class NvmeCmd;
+
+/// As `HalNvmeIntelSend`, without a path and for at most 4096 bytes a command.
+class HalNvmeMiniIntelSend {
+ public:
+  /// @return `Success`; `Failure` on a transport failure or when `transferBytes` is above 4096
+  virtual ProtocolResult Send(DeviceHandle handle, std::uint32_t extra, NvmeCmd& command) = 0;
+
+ protected:
+  ~HalNvmeMiniIntelSend() = default;
+};
+
+/// The platform's one instance, made on first use and never destroyed.
+HalNvmeMiniIntelSend& halNvmeMiniIntelSend();
+
+}  // namespace ostria::storage

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "transport/hal/device_handle.h"
+#include "transport/protocol_result.h"
+
+namespace ostria::storage {
+
+/// Asks the operating system whether it predicts a failure of the open device.
+/// @param failing  written on success only
+/// @return `Success`, or `TransportFailure` when the platform has no answer
+ProtocolResult queryPredictedFailure(DeviceHandle handle, bool* failing);
+
+}  // namespace ostria::storage
