@@ -1,0 +1,93 @@
+#include "inventory/component_builder.h"
+
+#include "inventory/device_properties.h"
+#include "transport/bridges/jmicron_bridge.h"
+#include "transport/bridges/sat_bridge.h"
+#include "transport/bridges/scsi_bridge.h"
+#include "transport/bridges/sunplus_bridge.h"
+#include "transport/protocols/ata_protocol.h"
+
+namespace ostria::storage {
+
+namespace {
+
+StorageProtocolProperties recordFor(StorageBusKind busKind) {
+  StorageProtocolProperties properties;
+  if (busKind == StorageBusKind::Usb) properties.busKind = StorageBusKind::Usb;
+  return properties;
+}
+
+std::unique_ptr<PartitionTable> readTable(StorageScanner& scanner, const DeviceRecord& record,
+                                          StorageProtocol& protocol) {
+  StorageProtocolProperties properties = recordFor(record.busKind);
+  // Without an answer the size is 0; the layout itself still comes from the operating system.
+  (void)protocol.GetProperties(&properties);
+  auto table = std::make_unique<PartitionTable>();
+  const std::uint64_t size = properties.totalSectors * properties.logicalSectorSize;
+  if (scanner.readPartitionTable(record.deviceNumber, table.get(), size) != 0) return nullptr;
+  return table;
+}
+
+/// The ATA side of a device behind a USB bridge; null when no kind of bridge answers.
+std::unique_ptr<AtaProtocol> findAtaBehindUsb(DeviceHandle handle) {
+  const auto scsiBridge = std::make_shared<ScsiBridge>(handle);
+  std::unique_ptr<AtaProtocol> protocol;
+  const std::shared_ptr<AtaBridge> trials[] = {
+      std::make_shared<SatBridgeWithCkCondition>(scsiBridge),
+      std::make_shared<SatBridgeWithoutCkCond>(scsiBridge),
+      std::make_shared<JMicronBridge>(scsiBridge), std::make_shared<SunplusBridge>(scsiBridge)};
+  for (const auto& bridge : trials) {
+    if (!AtaProtocol::ProbeBridge(*bridge)) continue;
+    if (protocol == nullptr) protocol = std::make_unique<AtaProtocol>();
+    protocol->AddBridge(bridge);
+  }
+  return protocol;
+}
+
+/// Fills the properties through the ATA side of a USB device.
+/// @return false when there is none, or it could not fill them
+bool fillThroughUsbBridge(StorageComponent& component) {
+  StorageProtocol& own = *component.storageProtocol();
+  const auto ata = findAtaBehindUsb(own.GetDeviceHandle());
+  if (ata == nullptr) return false;
+  const bool filled = succeeded(fillProperties(component, ata.get(), {}));
+  StorageProtocolProperties seenByAta;
+  if (succeeded(ata->GetCachedProperties(&seenByAta))) {
+    component.setSecuritySupported(seenByAta.securitySupported);
+    component.setSecurityLocked(seenByAta.securityLocked);
+  }
+  // The probes went past the component's own protocol, so its view of the device is read anew; when
+  // that fails, the cache keeps what it had.
+  StorageProtocolProperties refreshed = recordFor(component.busKind());
+  (void)own.GetProperties(&refreshed);
+  return filled;
+}
+
+}  // namespace
+
+std::unique_ptr<StorageComponent> buildComponent(
+    StorageScanner& scanner, const DeviceRecord& record, std::unique_ptr<StorageProtocol> protocol,
+    std::unique_ptr<StorageProtocol> secondaryProtocol) {
+  auto table = readTable(scanner, record, *protocol);
+  std::string id;
+  if (scanner.getDeviceId(record.deviceNumber, &id) != 0) return nullptr;
+
+  const ProtocolKind kind = protocol->GetProtocolKind();
+  auto component = std::make_unique<StorageComponent>(std::move(protocol), std::move(table));
+  component->setSecondaryProtocol(std::move(secondaryProtocol));
+  component->setConnection(record.connection);
+  component->setId(id);
+  component->setBusKind(record.busKind);
+  component->setOptaneVolume(record.optaneVolume);
+
+  const bool behindUsbBridge = record.busKind != StorageBusKind::Emmc &&
+                               record.connection == DeviceConnection::External &&
+                               kind == ProtocolKind::Scsi;
+  const bool filled = (behindUsbBridge && fillThroughUsbBridge(*component)) ||
+                      succeeded(fillProperties(*component, nullptr, {}));
+  if (!filled) return nullptr;
+  fillPartitionSections(*component);
+  return component;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,181 @@
+#include "inventory/storage_component.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <limits>
+
+#include "inventory/device_reports.h"
+#include "inventory/storage_scanner.h"
+#include "services/filesystem.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr std::uint32_t readTimeoutSeconds = 30;
+constexpr std::uint32_t smallestSector = 512;
+constexpr std::uint64_t controllerStatusRegister = 0x1C;  // NVMe CSTS
+constexpr std::uint32_t controllerFatalStatusBit = 0x2;   // NVMe CSTS.CFS
+
+// The fourth is what the field has used; it need not be one below a power of two.
+constexpr std::array<std::uint16_t, 10> readBlockCandidates = {65535, 32767, 16383, 8193, 4095,
+                                                               2047,  1023,  511,   255,  127};
+constexpr int readsPerCandidate = 5;
+
+}  // namespace
+
+StorageComponent::StorageComponent(std::unique_ptr<StorageProtocol> protocol,
+                                   std::unique_ptr<PartitionTable> partitions)
+    : protocol_(std::move(protocol)), partitions_(std::move(partitions)) {}
+
+StorageComponent::~StorageComponent() { remountPartitions(); }
+
+void StorageComponent::setSecondaryProtocol(std::unique_ptr<StorageProtocol> protocol) {
+  secondaryProtocol_ = std::move(protocol);
+}
+
+void StorageComponent::setPciLocation(std::uint8_t bus, std::uint8_t device,
+                                      std::uint8_t function) {
+  pciBus_ = bus;
+  pciDevice_ = device;
+  pciFunction_ = function;
+}
+
+void StorageComponent::setNames(std::string displayName, std::string model) {
+  displayName_ = std::move(displayName);
+  model_ = std::move(model);
+}
+
+std::string* StorageComponent::findProperty(const std::string& key) {
+  const auto found = std::find_if(properties_.begin(), properties_.end(),
+                                  [&](const PropertyEntry& entry) { return entry.key == key; });
+  return found == properties_.end() ? nullptr : &found->value;
+}
+
+bool StorageComponent::getReport(const std::string& key, std::string& value) {
+  try {
+    if (key == "protocol_type") {
+      if (protocol_ == nullptr) return false;
+      switch (protocol_->GetProtocolKind()) {
+        case ProtocolKind::Ata:
+          value = "ata";
+          return true;
+        case ProtocolKind::Scsi:
+          value = "scsi";
+          return true;
+        case ProtocolKind::Nvme:
+        case ProtocolKind::NvmeScsi:
+        case ProtocolKind::NvmeSystemCall:
+          value = "nvme";
+          return true;
+        default:
+          return false;
+      }
+    }
+    if (key == "SMART") return makeSmartReport(*this, value);
+    if (key == "OSTRIA_LOG_PAGE") return makeVendorLogReport(*this, value);
+  } catch (...) {
+    // The host gets an answer, never an exception: the report cannot be had.
+  }
+  return false;
+}
+
+bool StorageComponent::hasConfirmedTest(const Identifier& test) {
+  return std::find(confirmedTests_.begin(), confirmedTests_.end(), test) != confirmedTests_.end();
+}
+
+ProtocolResult StorageComponent::readSectors(std::uint64_t lba, std::uint16_t count, void* buffer,
+                                             bool direct, std::uint32_t bufferSize,
+                                             std::uint32_t timeoutSeconds) {
+  if (!direct && connection_ != DeviceConnection::RaidMember)
+    return readVolume(lba, count, buffer, readTimeoutSeconds);
+  return protocol_->Read(lba, count, timeoutSeconds, buffer, bufferSize);
+}
+
+ProtocolResult StorageComponent::readVolume(std::uint64_t lba, std::uint16_t count, void* buffer,
+                                            std::uint32_t timeoutSeconds) {
+  StorageProtocolProperties properties;
+  if (!succeeded(protocol_->GetCachedProperties(&properties)) ||
+      properties.logicalSectorSize < smallestSector || buffer == nullptr)
+    return ProtocolResult::InvalidArgument;
+  const std::uint64_t sectorSize = properties.logicalSectorSize;
+  // An offset that does not fit would wrap round to a sector that nobody asked for.
+  if (lba > std::numeric_limits<std::uint64_t>::max() / sectorSize)
+    return ProtocolResult::InvalidArgument;
+  std::uint64_t done = 0;
+  return getLocalFilesystem().readAt(protocol_->GetDeviceHandle(), lba * sectorSize,
+                                     count * sectorSize, &done, timeoutSeconds, buffer);
+}
+
+std::uint16_t StorageComponent::preferredReadBlock() {
+  if (preferredReadBlock_ != 0) return preferredReadBlock_;
+
+  StorageProtocolProperties properties;
+  if (!succeeded(protocol_->GetCachedProperties(&properties))) {
+    preferredReadBlock_ = readBlockCandidates.front();
+    return preferredReadBlock_;
+  }
+  const std::uint32_t sectorSize = std::max(properties.logicalSectorSize, smallestSector);
+  for (const std::uint16_t candidate : readBlockCandidates) {
+    std::vector<std::uint8_t> buffer(std::size_t{candidate} * sectorSize);
+    const auto readOnce = [&] {
+      return connection_ == DeviceConnection::RaidMember
+                 ? protocol_->Read(0, candidate, readTimeoutSeconds, buffer.data(),
+                                   static_cast<std::uint32_t>(std::min<std::size_t>(
+                                       buffer.size(), std::numeric_limits<std::uint32_t>::max())))
+                 : readVolume(0, candidate, buffer.data(), readTimeoutSeconds);
+    };
+    int successes = 0;
+    while (successes < readsPerCandidate && succeeded(readOnce())) ++successes;
+    if (successes == readsPerCandidate) {
+      preferredReadBlock_ = candidate;
+      break;
+    }
+  }
+  return preferredReadBlock_;
+}
+
+ProtocolResult StorageComponent::controllerFatalStatus(bool* fatal) {
+  if (busKind_ != StorageBusKind::Nvme) return ProtocolResult::NotSupported;
+  ZRDService* service = driverService_.usableService();
+  if (service == nullptr) return ProtocolResult::Failure;
+  const PciLocation location{pciBus_, pciDevice_, pciFunction_};
+  const std::uint64_t offset = controllerStatusRegister;
+  std::uint32_t value = 0;
+  std::uint32_t length = sizeof(value);
+  std::uint8_t flag = 0;
+  if (service->ReadControllerRegister(&location, &offset, &length, &flag, &value) != 0)
+    return ProtocolResult::Failure;
+  *fatal = (value & controllerFatalStatusBit) != 0;
+  return ProtocolResult::Success;
+}
+
+std::vector<std::string> StorageComponent::unmountPartitions() {
+  std::vector<std::string> refused;
+  if (partitions_ == nullptr) return refused;
+  if (offlineScanner_ == nullptr) offlineScanner_ = makeStorageScanner();
+  for (const PartitionEntry& partition : partitions_->partitions) {
+    for (const std::string& root : partition.mountPoints) {
+      DeviceHandle handle;
+      if (offlineScanner_->dismountVolume(root, &handle) == 0)
+        offlineVolumes_.push_back({root, handle});
+      else
+        refused.push_back(root);
+    }
+  }
+  return refused;
+}
+
+void StorageComponent::remountPartitions() {
+  // Last taken, first back: a volume mounted inside another returns after the outer one left.
+  for (auto volume = offlineVolumes_.rbegin(); volume != offlineVolumes_.rend(); ++volume) {
+    std::vector<std::string> list;
+    std::string text;
+    offlineScanner_->releaseVolume(volume->name, list, volume->handle, text);
+  }
+  offlineVolumes_.clear();
+  offlineScanner_.reset();
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,176 @@
+#include "inventory/storage_component_manager.h"
+
+#include <algorithm>
+#include <array>
+
+#include "inventory/component_builder.h"
+#include "inventory/protocol_factory.h"
+
+namespace ostria::storage {
+
+namespace {
+
+const std::string uniqueIdentifierKey = "UDI";
+
+constexpr std::uint32_t pciMassStorage = 1;
+constexpr std::uint32_t pciNvmController = 8;
+constexpr std::uint32_t confirmedNvmController = 2;
+
+StorageComponent& asStorage(SystemComponent* component) {
+  return *static_cast<StorageComponent*>(component);
+}
+
+}  // namespace
+
+StorageComponentManager::StorageComponentManager(const Identifier& id)
+    : SystemComponentManager(id), scanner_(makeStorageScanner()) {}
+
+StorageComponentManager::~StorageComponentManager() { clear(); }
+
+void StorageComponentManager::clear() {
+  for (SystemComponent* entry : components_) {
+    std::unique_ptr<StorageComponent> component(&asStorage(entry));
+    if (component->connection() != DeviceConnection::RaidMember) {
+      const DeviceHandle handle = component->storageProtocol()->GetDeviceHandle();
+      component->remountPartitions();
+      component.reset();
+      scanner_->deviceScanner()->close(handle);
+    }
+  }
+  components_.clear();
+  ports_.clear();
+}
+
+std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t number,
+                                                                const std::string& path) {
+  DeviceRecord record;
+  record.handle = openScanned(*scanner_->deviceScanner(), path);
+  if (!record.handle) return std::nullopt;
+  bool removable = true;
+  if (scanner_->isRemovableMedia(number, &removable) != 0 || removable) return std::nullopt;
+  if (scanner_->getBusKind(number, &record.busKind, &record.optaneVolume) != 0) return std::nullopt;
+  // RAID volumes and what nobody knows are not devices of their own; RAID members are found through
+  // their controller.
+  if (record.busKind == StorageBusKind::Raid || record.busKind == StorageBusKind::Unknown)
+    return std::nullopt;
+  if (scanner_->getConnection(number, &record.connection) != 0)
+    record.connection = DeviceConnection::Other;
+  record.path = path;
+  record.deviceNumber = number;
+  return record;
+}
+
+std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
+    std::uint32_t number, const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    try {
+      std::optional<DeviceRecord> record = openDevice(number, path);
+      if (!record) continue;
+      FoundProtocol found = createProtocol(*scanner_, *record);
+      auto secondary = createSecondaryProtocol(*record);
+      if (found.protocol == nullptr) continue;
+      auto component =
+          buildComponent(*scanner_, *record, std::move(found.protocol), std::move(secondary));
+      if (component == nullptr) continue;
+      if (record->busKind == StorageBusKind::Nvme) locateController(number, *component);
+      if (found.port) ports_.push_back(std::move(found.port));
+      record->handle.release();  // from here on closed by `clear`
+      return component;
+    } catch (...) {
+      // What one device makes go wrong, memory included, must not cost the others.
+    }
+  }
+  return nullptr;
+}
+
+void StorageComponentManager::locateController(std::uint32_t number, StorageComponent& component) {
+  std::array<std::uint8_t, 3> location{};
+  if (scanner_->getPciLocation(number, &location) != 0) return;
+  ZRDService* service = driverService_.usableService();
+  if (service == nullptr) return;
+  const PciLocation function{location[0], location[1], location[2]};
+  PciClass pciClass;
+  if (service->GetPciClass(&function, &pciClass) != 0 || pciClass.baseClass != pciMassStorage ||
+      pciClass.subclass != pciNvmController)
+    return;
+  component.setPciLocation(location[0], location[1], location[2]);
+  component.setControllerAccess(confirmedNvmController);
+}
+
+void StorageComponentManager::scanDirectDevices() {
+  DevicePathMap devices;
+  if (scanner_->listDevices(devices) != 0) return;
+  for (const auto& [number, paths] : devices) {
+    auto component = findDevice(number, paths);
+    if (component == nullptr) continue;
+    components_.reserve(components_.size() + 1);
+    components_.push_back(component.release());
+  }
+}
+
+void StorageComponentManager::makeIdentifiersUnique() {
+  struct Entry {
+    std::string original;
+    std::string* value;
+    std::string id;
+  };
+  std::vector<Entry> entries;
+  for (SystemComponent* component : components_) {
+    std::string* value = asStorage(component).findProperty(uniqueIdentifierKey);
+    if (value != nullptr) entries.push_back({*value, value, component->id()});
+  }
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    for (std::size_t j = 0; j < entries.size(); ++j) {
+      if (i != j && entries[i].original == entries[j].original) *entries[i].value += entries[j].id;
+    }
+  }
+}
+
+void StorageComponentManager::scan() {
+  clear();
+  try {
+    scanDirectDevices();
+    makeIdentifiersUnique();
+    std::stable_sort(components_.begin(), components_.end(),
+                     [](SystemComponent* a, SystemComponent* b) {
+                       return asStorage(a).connection() < asStorage(b).connection();
+                     });
+  } catch (...) {
+    // Nothing escapes to the host; what was found until here stays in the list.
+  }
+}
+
+SystemComponent* StorageComponentManager::refreshComponent(std::uint32_t index) {
+  SystemComponent* found = component(index);
+  if (found == nullptr) return nullptr;
+  try {
+    StorageProtocolProperties properties;
+    (void)asStorage(found).storageProtocol()->GetProperties(&properties);
+  } catch (...) {
+    // A refresh that cannot be made leaves the cached properties as they were.
+  }
+  return found;
+}
+
+bool StorageComponentManager::hasDevices() {
+  try {
+    DevicePathMap devices;
+    if (scanner_->listDevices(devices) != 0) return false;
+    std::vector<DeviceRecord> undecided;
+    for (const auto& [number, paths] : devices) {
+      for (const std::string& path : paths) {
+        std::optional<DeviceRecord> record = openDevice(number, path);
+        if (!record) continue;
+        if (record->busKind != StorageBusKind::Usb) return true;
+        undecided.push_back(std::move(*record));
+      }
+    }
+    return std::any_of(undecided.begin(), undecided.end(), [&](const DeviceRecord& record) {
+      return createProtocol(*scanner_, record).protocol != nullptr;
+    });
+  } catch (...) {
+    return false;
+  }
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "inventory/device_record.h"
+#include "inventory/storage_component.h"
+#include "inventory/storage_scanner.h"
+#include "ostria/storage/system_component_manager.h"
+#include "services/driver_service_holder.h"
+
+namespace ostria::storage {
+
+/// The inventory of the module: decides what counts as a storage device, finds for each the
+/// protocol and bridges that really reach it, and owns the components. Each direct device keeps its
+/// handle open from its scan until the next scan or the manager's end. No failure of one device
+/// stops a scan.
+class StorageComponentManager : public SystemComponentManager {
+ public:
+  explicit StorageComponentManager(const Identifier& id);
+  ~StorageComponentManager() override;
+  StorageComponentManager(const StorageComponentManager&) = delete;
+  StorageComponentManager& operator=(const StorageComponentManager&) = delete;
+
+  bool hasDevices() override;
+  SystemComponent* refreshComponent(std::uint32_t index) override;
+  void scan() override;
+
+ private:
+  std::optional<DeviceRecord> openDevice(std::uint32_t number, const std::string& path);
+  std::unique_ptr<StorageComponent> findDevice(std::uint32_t number,
+                                               const std::vector<std::string>& paths);
+  void locateController(std::uint32_t number, StorageComponent& component);
+  void scanDirectDevices();
+  void makeIdentifiersUnique();
+  void clear();
+
+  DriverServiceHolder driverService_;
+  std::unique_ptr<StorageScanner> scanner_;
+  std::vector<ScannedHandle> ports_;  ///< controller ports that NVMe protocols go through
+};
+
+}  // namespace ostria::storage
