@@ -60,7 +60,7 @@ FoundProtocol tryNvmePort(StorageScanner& scanner, const DeviceRecord& record) {
   protocol->SetProtocolKind(ProtocolKind::Nvme);
   protocol->AddBridge(bridge);
   protocol->SetPathId(pathId);
-  return {std::move(protocol), std::move(port)};
+  return {std::move(port), std::move(protocol)};
 }
 
 FoundProtocol tryNvme(StorageScanner& scanner, const DeviceRecord& record,

@@ -10,9 +10,10 @@ namespace ostria::storage {
 
 /// A protocol that reaches its device, and what has to stay open beside the device for it.
 struct FoundProtocol {
-  std::unique_ptr<StorageProtocol> protocol;  ///< null when nothing reaches the device
-  /// The controller port behind an NVMe pass-through; empty otherwise. Closed after the protocol.
+  /// The controller port behind an NVMe pass-through; empty otherwise. Stands first, so that it is
+  /// closed after the protocol is gone.
   ScannedHandle port;
+  std::unique_ptr<StorageProtocol> protocol;  ///< null when nothing reaches the device
 };
 
 /// Tries protocols and bridges in their fixed order with real commands; the first that works ends
