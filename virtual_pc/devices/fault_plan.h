@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <random>
+#include <vector>
+
+namespace ostria::virtual_pc {
+
+enum class FaultAction {
+  DeviceError,  ///< the device answers with an error of its own (`first`, `second`, `third`)
+  Transport,  ///< the operating system reports `first` as its error, and nothing reaches the device
+  Vanish,     ///< the device is gone, now and for good
+  Short,      ///< only the first `first` bytes of the data come back
+  Garbage,    ///< random bytes come back instead of the data
+  Hang,       ///< no answer until the host gives up
+  Slow,       ///< the answer takes `first` milliseconds longer
+};
+
+/// One planned fault: which commands it hits, and what it does to them.
+struct FaultRule {
+  std::optional<std::uint8_t> command;  ///< ATA command, SCSI operation code, NVMe opcode; any
+  std::optional<std::uint8_t> detail;   ///< ATA features (7:0), SCSI CDB byte 2, NVMe cdw10 (7:0)
+  std::uint32_t occurrence = 1;         ///< the first matching command that is hit, from 1
+  std::uint32_t times = 1;              ///< how many are hit in a row; 0 is all from there on
+  FaultAction action = FaultAction::DeviceError;
+  /// `DeviceError`: ATA error register and status; SCSI sense key, ASC, ASCQ; NVMe status code type
+  /// and status code. Otherwise as the action says.
+  std::uint32_t first = 0;
+  std::uint32_t second = 0;
+  std::uint32_t third = 0;
+};
+
+/// Faults of one device, by command and count.
+class FaultPlan {
+ public:
+  void add(const FaultRule& rule) { rules_.push_back({rule, 0}); }
+  void clear() { rules_.clear(); }
+  /// Counts a command and gives the rule that hits it, null when none does. Of several the first.
+  const FaultRule* take(std::uint8_t command, std::uint8_t detail);
+  /// Fills a buffer for `Garbage`; the same sequence in each run.
+  void fillGarbage(std::uint8_t* data, std::size_t bytes);
+
+ private:
+  struct Counted {
+    FaultRule rule;
+    std::uint32_t seen;
+  };
+  std::vector<Counted> rules_;
+  std::minstd_rand random_;
+};
+
+/// Faults at the border to the operating system, whatever the device: for sweeps that let each call
+/// of a run fail once.
+class PlatformFaults {
+ public:
+  /// Counts one platform call. True when this is the call to fail; the caller then sets
+  /// `failError()` and does nothing else.
+  bool countCall() { return ++calls_ == failAt_; }
+  std::uint64_t calls() const { return calls_; }
+  std::uint32_t failError() const { return failError_; }
+  /// All devices are gone from the call that `goneFrom` named on.
+  bool devicesGone() const { return goneAt_ != 0 && calls_ >= goneAt_; }
+
+  /// Lets call number `call` (from 1) fail with a Windows error code. 0 lets none fail.
+  void failCall(std::uint64_t call, std::uint32_t error);
+  /// Takes all devices off the bus from call number `call` on. 0 brings them back.
+  void goneFrom(std::uint64_t call) { goneAt_ = call; }
+  /// Counts from 0 again, with no fault.
+  void reset() { *this = {}; }
+
+ private:
+  std::uint64_t calls_ = 0;
+  std::uint64_t failAt_ = 0;
+  std::uint64_t goneAt_ = 0;
+  std::uint32_t failError_ = 0;
+};
+
+}  // namespace ostria::virtual_pc
