@@ -1,0 +1,16 @@
+#include "services/sal.h"
+
+namespace ostria::storage {
+
+StringHandler* get_string_handler() { return &getLocalStringHandler(); }
+
+NumberHandler* get_number_handler() { return &getLocalNumberHandler(); }
+
+Filesystem* get_filesystem() { return &getLocalFilesystem(); }
+
+Cim* get_cim() {
+  static Cim* const cim = makeCim().release();
+  return cim;
+}
+
+}  // namespace ostria::storage

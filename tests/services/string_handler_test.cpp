@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <array>
+
+#include "services/string_handler_imp.h"
+
+namespace ostria::storage {
+namespace {
+
+std::string fixedField(const std::string& bytes, std::size_t size = 16) {
+  std::array<char, 16> out;
+  out.fill('#');
+  StringHandlerImp().copyFixedField(out.data(), size, bytes.data(), bytes.size());
+  for (std::size_t i = std::char_traits<char>::length(out.data()); i < size; ++i)
+    EXPECT_EQ(out[i], 0) << "byte " << i;
+  return out.data();
+}
+
+TEST(StringHandlerTest, FixedFieldBecomesText) {
+  EXPECT_EQ(fixedField("  AB C  "), "AB C");
+  EXPECT_EQ(fixedField("        "), "");
+  EXPECT_EQ(fixedField(""), "");
+  EXPECT_EQ(fixedField(std::string("AB  \0CD", 7)), "AB");
+  EXPECT_EQ(fixedField("A\x7F\xC3\x1F Z"), "A??? Z");
+  EXPECT_EQ(fixedField("ABCDEFGH", 5), "ABCD");
+  char shared[8] = {' ', ' ', 'X', 'Y', ' ', ' ', ' ', ' '};
+  EXPECT_STREQ(StringHandlerImp().copyFixedField(shared, 8, shared, 8), "XY");
+}
+
+TEST(StringHandlerTest, BoundedCopiesNeverPassTheEnd) {
+  StringHandlerImp strings;
+  char out[6] = "#####";
+  EXPECT_EQ(strings.copyN(out, 4, "abcdef", 3), 0);
+  EXPECT_STREQ(out, "abc");
+  EXPECT_EQ(out[4], '#');
+  EXPECT_NE(strings.copyN(out, 4, "abcdef", 4), 0);
+  EXPECT_STREQ(out, "");
+  EXPECT_EQ(strings.copyN(out, 4, "ab", 9), 0);
+  EXPECT_EQ(strings.appendN(out, 4, "cd", 1), 0);
+  EXPECT_STREQ(out, "abc");
+  EXPECT_NE(strings.appendN(out, 4, "d", 1), 0);
+  EXPECT_STREQ(out, "");
+  EXPECT_NE(strings.copyN(nullptr, 4, "ab", 2), 0);
+  EXPECT_NE(strings.copyN(out, 0, "ab", 2), 0);
+
+  EXPECT_EQ(strings.copyExact(out, 4, "a\0c", 3), 0);
+  EXPECT_EQ(out[2], 'c');
+  EXPECT_EQ(strings.copyExact(out, 4, "abcd", 4), -1);
+  EXPECT_STREQ(out, "");
+  char block[8] = "abcdefg";
+  EXPECT_EQ(strings.copyExact(block, 8, block + 3, 3), -1);  // the terminator would overlap
+  EXPECT_STREQ(block, "");
+  EXPECT_EQ(strings.copyExact(block, 4, block + 4, 3), 0);
+
+  EXPECT_EQ(strings.formatBounded(out, 4, "%d", 123), 3);
+  EXPECT_EQ(strings.formatBounded(out, 4, "%d", 1234), -1);
+  EXPECT_STREQ(out, "123");
+  EXPECT_EQ(strings.format(out, 4, "%d", 12345), 5);
+  EXPECT_STREQ(out, "123");
+}
+
+TEST(StringHandlerTest, WideConversionsCountTheTerminator) {
+  StringHandlerImp strings;
+  char narrow[8];
+  wchar_t wide[8];
+  std::size_t converted = 99;
+  EXPECT_EQ(strings.wideToMultiByte(&converted, narrow, 8, L"disk", 8), 0);
+  EXPECT_STREQ(narrow, "disk");
+  EXPECT_EQ(converted, 5u);
+  EXPECT_EQ(strings.multiByteToWide(&converted, wide, 8, "disk", 2), 0);
+  EXPECT_EQ(std::wstring(wide), L"di");
+  EXPECT_EQ(converted, 3u);
+  EXPECT_NE(strings.multiByteToWide(&converted, wide, 4, "disk", 8), 0);
+  EXPECT_EQ(wide[0], 0);
+  EXPECT_EQ(converted, 0u);
+}
+
+TEST(StringHandlerTest, SelectsAndCuts) {
+  StringHandlerImp strings;
+  EXPECT_TRUE(strings.isDigits("", 4));
+  EXPECT_TRUE(strings.isDigits("12x", 2));
+  EXPECT_FALSE(strings.isDigits("12x", 3));
+
+  std::string out = "<";
+  strings.removeBlanks(" a\tb ", out);
+  strings.keepPrintable("c\x7F\xC3 d", out);
+  EXPECT_EQ(out, "<a\tbc d");
+  strings.removeCharacters({'a', 'c'}, "abcabc", out);
+  EXPECT_EQ(out, "bb");
+  strings.removeCharacters({'a'}, "", out);
+  EXPECT_EQ(out, "bb");
+
+  for (const auto& [text, trimmed] :
+       {std::pair<const char*, const char*>{"  a b ", "a b"}, {"    ", ""}, {"\ta ", "\ta"}}) {
+    std::string value = text;
+    strings.trim(value);
+    EXPECT_EQ(value, trimmed);
+  }
+  for (const auto& [text, set, kept] : {std::array<const char*, 3>{"path\r\n", "\r\n", "path"},
+                                        {"path\n", "\r\n", "pat"},
+                                        {"\n", "\r\n", "\n"},
+                                        {"path", "\r\n", "path"},
+                                        {"", "\n", ""}}) {
+    std::string value = text;
+    strings.cutTrailing(value, set);
+    EXPECT_EQ(value, kept);
+  }
+  EXPECT_EQ(strings.splitLines("a,,b,", ','), (std::vector<std::string>{"a", "", "b"}));
+  EXPECT_EQ(strings.tokenize(",a;,b;", ",;"), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(strings.fromBytes("a\0b", 3).size(), 3u);
+  EXPECT_EQ(strings.widen("\xC3")[0], static_cast<wchar_t>(-61));
+  EXPECT_FALSE(strings.isUpperCase(""));
+  EXPECT_TRUE(strings.isUpperCase("A-1"));
+  EXPECT_EQ(strings.compareNoCase("ABC", "abc"), 0);
+  EXPECT_LT(strings.compareNoCase("ab", "ABc"), 0);
+}
+
+}  // namespace
+}  // namespace ostria::storage
