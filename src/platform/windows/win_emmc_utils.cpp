@@ -1,0 +1,230 @@
+#include "platform/windows/win_emmc_utils.h"
+
+#include <windows.h>
+#include <winioctl.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <optional>
+
+#include "transport/byte_order.h"
+#include "transport/protocol_result.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr std::size_t descriptorBlockBytes = 1000;
+constexpr std::size_t extentListHeader = 8;
+constexpr std::size_t extentBytes = 24;
+constexpr std::uint32_t mostExtents = 65536;
+
+static_assert(sizeof(DISK_GEOMETRY) == 24);
+static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
+static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
+static_assert(sizeof(VOLUME_DISK_EXTENTS) == extentListHeader + extentBytes);
+static_assert(sizeof(DISK_EXTENT) == extentBytes);
+static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, VendorIdOffset) == 12);
+static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, SerialNumberOffset) == 24);
+
+HANDLE native(DeviceHandle handle) {
+  return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(handle.value()));
+}
+
+std::uint32_t asNumber(ProtocolResult result) { return static_cast<std::uint32_t>(result); }
+
+bool printable(char c) { return c >= 0x20 && c <= 0x7E; }
+
+int hexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+std::optional<std::string> decodeSwappedHex(const std::string& text) {
+  if (text.size() % 2 != 0) return std::nullopt;
+  std::string bytes;
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    const int high = hexDigit(text[i]);
+    const int low = hexDigit(text[i + 1]);
+    if (high < 0 || low < 0) return std::nullopt;
+    const char byte = static_cast<char>(high * 16 + low);
+    if (!printable(byte)) return std::nullopt;
+    bytes += byte;
+  }
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) std::swap(bytes[i], bytes[i + 1]);
+  return bytes;
+}
+
+std::string trimWhiteSpace(const std::string& text) {
+  constexpr const char* white = " \t\n\v\f\r";
+  const std::size_t first = text.find_first_not_of(white);
+  if (first == std::string::npos) return {};
+  return text.substr(first, text.find_last_not_of(white) - first + 1);
+}
+
+// A text of the descriptor, as far as the block goes.
+std::string descriptorText(const std::array<std::uint8_t, descriptorBlockBytes>& block,
+                           DWORD offset) {
+  if (offset == 0 || offset >= block.size()) return {};
+  const auto begin = block.begin() + offset;
+  return DecodeDescriptorText(std::string(begin, std::find(begin, block.end(), std::uint8_t{0})));
+}
+
+class VolumeHandle {
+ public:
+  explicit VolumeHandle(const std::string& path)
+      : handle_(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                            OPEN_EXISTING, 0, nullptr)) {}
+  ~VolumeHandle() {
+    if (good()) CloseHandle(handle_);
+  }
+  VolumeHandle(const VolumeHandle&) = delete;
+  VolumeHandle& operator=(const VolumeHandle&) = delete;
+
+  bool good() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
+  HANDLE get() const { return handle_; }
+
+ private:
+  HANDLE handle_;
+};
+
+bool readExtents(HANDLE volume, std::vector<std::uint8_t>& block, DWORD* returned) {
+  *returned = 0;
+  return DeviceIoControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0, block.data(),
+                         static_cast<DWORD>(block.size()), returned, nullptr) != 0;
+}
+
+bool liesOnDisk(HANDLE volume, std::uint32_t disk) {
+  std::vector<std::uint8_t> block(extentListHeader + extentBytes);
+  DWORD returned = 0;
+  if (!readExtents(volume, block, &returned)) {
+    if (GetLastError() != ERROR_MORE_DATA) return false;
+    const std::uint32_t count = loadLe32(block.data());
+    if (count > mostExtents) return false;
+    block.assign(std::max<std::size_t>(count, 1) * extentBytes + extentListHeader, 0);
+    if (!readExtents(volume, block, &returned)) return false;
+  }
+  const std::uint32_t count = loadLe32(block.data());
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t at = extentListHeader + i * extentBytes;
+    if (at + extentBytes > std::min<std::size_t>(returned, block.size())) break;
+    if (loadLe32(block.data() + at) == disk) return true;
+  }
+  return false;
+}
+
+std::string fileSystemName(const std::string& root) {
+  std::array<char, 261> name{};
+  if (!GetVolumeInformationA(root.c_str(), nullptr, 0, nullptr, nullptr, nullptr, name.data(),
+                             static_cast<DWORD>(name.size())))
+    return {};
+  name.back() = '\0';
+  return name.data();
+}
+
+}  // namespace
+
+std::string DecodeDescriptorText(const std::string& text) {
+  if (const std::optional<std::string> decoded = decodeSwappedHex(text))
+    return trimWhiteSpace(*decoded);
+  return trimWhiteSpace(
+      std::string(text.begin(), std::find_if_not(text.begin(), text.end(), printable)));
+}
+
+std::unique_ptr<EmmcUtils> makeEmmcUtils(DeviceHandle handle, const std::string& devicePath) {
+  return std::make_unique<WinEmmcUtils>(handle, devicePath);
+}
+
+WinEmmcUtils::WinEmmcUtils(DeviceHandle handle, std::string devicePath)
+    : handle_(handle), devicePath_(std::move(devicePath)) {}
+
+std::uint32_t WinEmmcUtils::Open(const std::string& path) {
+  HANDLE opened =
+      CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                  nullptr, OPEN_EXISTING, 0, nullptr);
+  if (opened == nullptr || opened == INVALID_HANDLE_VALUE) return OpenFailed;
+  handle_ = DeviceHandle(reinterpret_cast<std::uintptr_t>(opened));
+  devicePath_ = path;
+  return 0;
+}
+
+std::uint32_t WinEmmcUtils::Close() {
+  if (!CloseHandle(native(handle_))) return asNumber(ProtocolResult::Failure);
+  handle_ = DeviceHandle();
+  return 0;
+}
+
+std::uint32_t WinEmmcUtils::GetGeometry(EmmcGeometry* out) {
+  DISK_GEOMETRY geometry{};
+  DWORD returned = 0;
+  if (!DeviceIoControl(native(handle_), IOCTL_DISK_GET_DRIVE_GEOMETRY, nullptr, 0, &geometry,
+                       sizeof geometry, &returned, nullptr) ||
+      returned < sizeof geometry)
+    return GeometryFailed;
+  const auto cylinders = static_cast<std::uint64_t>(geometry.Cylinders.QuadPart);
+  const std::uint64_t perCylinder =
+      std::uint64_t{geometry.TracksPerCylinder} * geometry.SectorsPerTrack;
+  if (perCylinder != 0 && cylinders > std::numeric_limits<std::uint64_t>::max() / perCylinder)
+    return GeometryFailed;
+
+  out->cylinders = cylinders;
+  out->mediaKind = geometry.MediaType == RemovableMedia ? EmmcMediaKind::Removable
+                   : geometry.MediaType == FixedMedia   ? EmmcMediaKind::Fixed
+                                                        : EmmcMediaKind::Other;
+  out->tracksPerCylinder = geometry.TracksPerCylinder;
+  out->sectorsPerTrack = geometry.SectorsPerTrack;
+  out->bytesPerSector = geometry.BytesPerSector;
+  out->totalSectors = cylinders * perCylinder;
+  return 0;
+}
+
+std::uint32_t WinEmmcUtils::GetIdentity(EmmcIdentity* out) {
+  STORAGE_PROPERTY_QUERY query{};
+  query.PropertyId = StorageDeviceProperty;
+  query.QueryType = PropertyStandardQuery;
+  std::array<std::uint8_t, descriptorBlockBytes> block{};
+  DWORD returned = 0;
+  if (!DeviceIoControl(native(handle_), IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query,
+                       block.data(), static_cast<DWORD>(block.size()), &returned, nullptr))
+    return asNumber(ProtocolResult::TransportFailure);
+
+  STORAGE_DEVICE_DESCRIPTOR descriptor;
+  std::memcpy(&descriptor, block.data(), sizeof descriptor);
+  out->product = descriptorText(block, descriptor.ProductIdOffset);
+  out->revision = descriptorText(block, descriptor.ProductRevisionOffset);
+  out->serialNumber = descriptorText(block, descriptor.SerialNumberOffset);
+  out->vendor = descriptorText(block, descriptor.VendorIdOffset);
+  return 0;
+}
+
+std::uint32_t WinEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
+  STORAGE_DEVICE_NUMBER number{};
+  DWORD returned = 0;
+  if (!DeviceIoControl(native(handle_), IOCTL_STORAGE_GET_DEVICE_NUMBER, nullptr, 0, &number,
+                       sizeof number, &returned, nullptr))
+    return asNumber(ProtocolResult::Failure);
+
+  std::vector<EmmcVolume> found;
+  const DWORD letters = GetLogicalDrives();
+  for (unsigned i = 0; i < 26; ++i) {
+    if ((letters & (DWORD{1} << i)) == 0) continue;
+    const char letter = static_cast<char>('A' + i);
+    EmmcVolume volume;
+    volume.rootPath = std::string{letter} + ":\\";
+    volume.devicePath = std::string{"\\\\.\\"} + letter + ":";
+    if (GetDriveTypeA(volume.rootPath.c_str()) != DRIVE_FIXED) continue;
+    const VolumeHandle handle(volume.devicePath);
+    if (!handle.good() || !liesOnDisk(handle.get(), number.DeviceNumber)) continue;
+    volume.fileSystem = fileSystemName(volume.rootPath);
+    found.push_back(std::move(volume));
+  }
+  *out = std::move(found);
+  return 0;
+}
+
+}  // namespace ostria::storage
