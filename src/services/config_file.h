@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include "ostria/storage/configuration.h"
+
+namespace ostria::storage {
+
+/// Codes of the `ConfigurationError` that ends the reading of a file, beside those for the value of
+/// a key. 1001 to 1014 name a malformed line.
+namespace config_file_error {
+inline constexpr std::uint32_t NotReadable = 0;
+inline constexpr std::uint32_t SectionTwice = 1;
+inline constexpr std::uint32_t KeyTwice = 2;
+inline constexpr std::uint32_t RepeatedOpenBracket = 1001;
+inline constexpr std::uint32_t RepeatedCloseBracket = 1002;
+inline constexpr std::uint32_t RepeatedEquals = 1003;
+inline constexpr std::uint32_t EqualsAtBracket = 1006;
+inline constexpr std::uint32_t BracketNotClosed = 1007;
+inline constexpr std::uint32_t BracketNotOpened = 1008;
+inline constexpr std::uint32_t BracketsReversed = 1009;
+inline constexpr std::uint32_t NeitherSectionNorKey = 1010;
+inline constexpr std::uint32_t EmptySection = 1011;
+inline constexpr std::uint32_t NoKey = 1012;
+inline constexpr std::uint32_t NoValue = 1014;
+inline constexpr std::uint32_t LineTooLong = 1015;
+}  // namespace config_file_error
+
+/// Reads a configuration file: sections in brackets, "key = value" lines, ";" starts a comment.
+/// Names of sections and keys are folded to capitals; values stay as they are, blanks at their end
+/// included. Text is UTF-8.
+/// @param contents  replaced by what was read, up to the line in error
+/// @param error     set on failure: the code, and the line number (from 1) in `reserved1`
+/// @return false when the file cannot be opened or a line ends the reading
+bool readConfigurationFile(const std::string& path, ConfigurationMap& contents,
+                           ConfigurationError& error);
+
+}  // namespace ostria::storage

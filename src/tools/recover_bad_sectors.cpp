@@ -1,0 +1,232 @@
+#include "tools/recover_bad_sectors.h"
+
+#include "tools/check_filesystem_operation.h"
+#include "tools/scan_and_fix_tool.h"
+#include "tools/scan_tool.h"
+#include "tools/tool_events.h"
+
+namespace ostria::storage {
+namespace {
+
+constexpr const char* unmountFailureText = "Unable to unmount all partitions of the device";
+
+std::string statusText(ToolStatus status) {
+  return std::to_string(static_cast<std::int32_t>(status));
+}
+
+/// The groups of four values by which the host describes the partitions of a device; what is left
+/// of an incomplete group is no partition.
+std::vector<RecoverPartitionItem> partitionItems(const std::vector<std::string>& values) {
+  constexpr std::size_t groupSize = 4;
+  std::vector<RecoverPartitionItem> items;
+  for (std::size_t i = 0; i + groupSize <= values.size(); i += groupSize)
+    items.push_back({values[i], values[i + 2], values[i + 1], values[i + 3] == "T"});
+  return items;
+}
+
+/// Keeps the volumes of a device off line while it lives.
+class VolumesOffline {
+ public:
+  explicit VolumesOffline(StorageComponent& component) : component_(component) {}
+  ~VolumesOffline() {
+    try {
+      component_.remountPartitions();
+    } catch (...) {
+      // What could not be given back stays off line until the component goes.
+    }
+  }
+  VolumesOffline(const VolumesOffline&) = delete;
+  VolumesOffline& operator=(const VolumesOffline&) = delete;
+
+  /// @return names of the volumes that could not be taken
+  std::vector<std::string> take() { return component_.unmountPartitions(); }
+
+ private:
+  StorageComponent& component_;
+};
+
+}  // namespace
+
+RecoverBadSectors::RecoverBadSectors(const Identifier& id)
+    : Tool(id),
+      runLog_(std::make_unique<RecoverRunLog>()),
+      abortContext_(std::make_unique<AbortContext>()) {
+  operations_["filesystem"] = makeCheckFilesystemOperation(this);
+  operations_["scan"] = std::make_unique<ScanTool>(this);
+  operations_["repair"] = std::make_unique<ScanAndFixTool>(this);
+}
+
+RecoverBadSectors::~RecoverBadSectors() = default;
+
+bool RecoverBadSectors::isApplicable(SystemComponent* component) {
+  const auto* const storage = dynamic_cast<StorageComponent*>(component);
+  if (storage == nullptr || storage->storageProtocol() == nullptr) return false;
+  if (storage->busKind() == StorageBusKind::Emmc || storage->busKind() == StorageBusKind::Nvme)
+    return false;
+  if (storage->connection() == DeviceConnection::RaidMember) return false;
+  StorageProtocolProperties device;
+  if (!succeeded(storage->storageProtocol()->GetCachedProperties(&device))) return false;
+  if (device.totalSectors == 0 || device.logicalSectorSize < 512) return false;
+  return storage->connection() != DeviceConnection::External ||
+         !(storage->securitySupported() && storage->securityLocked());
+}
+
+void RecoverBadSectors::run() try { runOperation(); } catch (...) {
+  // Only a handler of the host, or memory, can fail here; the border lets nothing through.
+}
+
+void RecoverBadSectors::runOperation() {
+  abortContext_->setAborted(false);
+  const std::vector<std::string>* const operation = getParameter("Operation");
+  operationName_ = operation == nullptr || operation->empty() ? "" : operation->front();
+  if (operationName_ == "filterDevices") return filterDevices();
+
+  const auto chosen = operations_.find(operationName_);
+  if (chosen == operations_.end()) return setParameter("Message", {"INVALID_PARAMETER"});
+  currentOperation_ = chosen->second.get();
+  values_.clear();
+  buildDeviceItems();
+  if (eventReceiver == nullptr) return;
+
+  fireEvent(*this, eventReceiver, "OnRecoverInit");
+  publish(*this, eventReceiver, "OperationInit", {currentOperation_->getTitle()});
+  // The items say how many devices there are, whatever a handler does to `devices` meanwhile.
+  const std::vector<SystemComponent*> chosenDevices = devices;
+  for (std::size_t i = 0; i < deviceItems_.size(); ++i) {
+    setParameter("Message", {});
+    currentOperation_->setComponent(dynamic_cast<StorageComponent*>(chosenDevices[i]));
+    if (deviceItems_[i].partitions.empty())
+      treatDevice(deviceItems_[i]);
+    else
+      treatPartitions(deviceItems_[i]);
+  }
+  fireEvent(*this, eventReceiver, "OnRecoverFinish");
+}
+
+void RecoverBadSectors::filterDevices() {
+  values_.clear();
+  for (SystemComponent* const device : devices) values_.push_back(isApplicable(device) ? "T" : "F");
+  setParameter("DevicesFilter", values_);
+}
+
+void RecoverBadSectors::buildDeviceItems() {
+  deviceItems_.clear();
+  for (SystemComponent* const device : devices) {
+    RecoverDeviceItem item;
+    if (device != nullptr) {
+      item.identifier = device->id();
+      item.name = device->description().displayName;
+    }
+    if (operationName_ == "filesystem") {
+      if (const auto* const table = getParameter("partition_table" + item.identifier))
+        item.partitions = partitionItems(*table);
+    }
+    deviceItems_.push_back(std::move(item));
+  }
+}
+
+void RecoverBadSectors::treatPartitions(const RecoverDeviceItem& item) {
+  publish(*this, eventReceiver, "DeviceInit", {item.identifier});
+  // Both are of the device, not of the partition: after an executed partition a refused one shows
+  // no text.
+  std::string notice;
+  bool executed = false;
+  for (std::uint32_t index = 0; index < item.partitions.size(); ++index) {
+    const RecoverPartitionItem& partition = item.partitions[index];
+    currentOperation_->clearMessage();
+    values_ = {item.identifier, partition.displayName};
+    currentOperation_->setEventReceiver(eventReceiver);
+    publish(*this, eventReceiver, "PartitionInit", values_);
+
+    ToolStatus status = ToolStatus::Stopped;
+    std::string message;
+    if (isAbortRequested(*this)) {
+      status = ToolStatus::Stopped;
+    } else if (partition.needsScheduling) {
+      status = askAndSchedule(partition.volumePath, notice);
+    } else {
+      status = executeGuarded(item, index);
+      notice = currentOperation_->getStatusText();
+      executed = true;
+      message = currentOperation_->getMessage();
+    }
+
+    values_.push_back(message);
+    values_.push_back(statusText(status));
+    setParameter("PartitionFinish", values_);
+    if (!executed && !notice.empty()) setParameter("Message", {notice});
+    fireEvent(*this, eventReceiver, "OnPartitionFinish");
+    setParameter("Message", {});
+  }
+  publish(*this, eventReceiver, "DeviceFinish", {item.identifier});
+}
+
+ToolStatus RecoverBadSectors::askAndSchedule(const std::string& volumePath, std::string& notice) {
+  InputRequest request;
+  request.title = "SCHEDULER_TITLE";
+  request.question = "SCHEDULER_DESCRIPTION";
+  request.questionKind = 0;
+  request.defaultAnswer = InputRequest::Yes;
+  eventReceiver->requestInput(request);
+  if (request.answer == InputRequest::Yes) {
+    auto* const checker = dynamic_cast<CheckFilesystemOperation*>(currentOperation_);
+    return checker != nullptr && checker->scheduleCheck(volumePath) ? ToolStatus::Scheduled
+                                                                    : ToolStatus::ScheduleFailed;
+  }
+  notice = request.answer == InputRequest::No
+               ? "Not Scheduled"
+               : "Cannot execute on the operating system's partition";
+  return ToolStatus::Stopped;
+}
+
+void RecoverBadSectors::treatDevice(const RecoverDeviceItem& item) {
+  currentOperation_->clearMessage();
+  values_ = {item.identifier};
+  publish(*this, eventReceiver, "DeviceInit", values_);
+  currentOperation_->setEventReceiver(eventReceiver);
+
+  const ToolStatus status = executeGuarded(item, 0);
+
+  values_.push_back(statusText(status));
+  setParameter("DeviceFinish", values_);
+  storeStatistics();
+  runLog_->append(currentOperation_->getMessage());
+  fireEvent(*this, eventReceiver, "OnDeviceFinish");
+  setParameter("Message", {});
+}
+
+/// An operation that runs out of memory, or whose handler at the host fails, could not run: the
+/// walk goes on with the next device.
+ToolStatus RecoverBadSectors::executeGuarded(const RecoverDeviceItem& item,
+                                             std::uint32_t partitionIndex) try {
+  StorageComponent* const component = currentOperation_->component();
+  if (operationName_ != "repair" || component == nullptr)
+    return currentOperation_->execute(item, partitionIndex);
+
+  VolumesOffline offline(*component);
+  if (const auto stillMounted = offline.take(); !stillMounted.empty()) {
+    std::vector<std::string> messages = {unmountFailureText};
+    messages.insert(messages.end(), stillMounted.begin(), stillMounted.end());
+    setParameter("Message", messages);
+  }
+  return currentOperation_->execute(item, partitionIndex);
+} catch (...) {
+  return ToolStatus::CouldNotRun;
+}
+
+void RecoverBadSectors::storeStatistics() {
+  std::vector<std::string> numbers;
+  if (const auto* const counters = currentOperation_->getSectorStatistics()) {
+    const auto [scanned, found, fixed, notFixed] = *counters;
+    numbers = {std::to_string(scanned), std::to_string(found), std::to_string(fixed),
+               std::to_string(found - fixed)};
+  }
+  setParameter("SectorsInfo", numbers);
+
+  std::vector<std::string> sectors;
+  if (const auto* const list = currentOperation_->getBadSectorList())
+    for (const std::uint64_t sector : *list) sectors.push_back(std::to_string(sector));
+  setParameter("BadSectorsList", sectors);
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,83 @@
+#include "tools/scan_and_fix_tool.h"
+
+#include <algorithm>
+
+#include "diagnostics/device_checks.h"
+
+namespace ostria::storage {
+
+ScanAndFixTool::ScanAndFixTool(Tool* owner) : ScanTool("SCAN_AND_FIX_TOOL", owner) {
+  addLine(title_);
+}
+
+ToolStatus ScanAndFixTool::execute(const RecoverDeviceItem& item, std::uint32_t partitionIndex) {
+  timeoutSeconds_ = chooseTimeout();
+  statistics_.fill(0);
+  return ScanTool::execute(item, partitionIndex);
+}
+
+/// Seconds that a write may take: more for a drive that may have to spin up first.
+std::uint32_t ScanAndFixTool::chooseTimeout() {
+  constexpr std::uint32_t awake = 10;
+  constexpr std::uint32_t asleep = 30;
+  StorageProtocol* const protocol = component_ != nullptr ? component_->storageProtocol() : nullptr;
+  if (protocol == nullptr || component_->connection() == DeviceConnection::RaidMember)
+    return asleep;
+  const auto& attributes = component_->attributeMap();
+  const auto rotation = attributes.find("NonRotatingMedia");
+  const bool spinning = component_->busKind() == StorageBusKind::Ata &&
+                        rotation != attributes.end() && rotation->second == "F";
+  if (!spinning) return awake;
+
+  std::uint32_t mode = StorageProtocol::OtherMode;
+  if (!succeeded(protocol->GetPowerMode(&mode))) return asleep;
+  if (mode == StorageProtocol::Idle || mode == StorageProtocol::Active) return awake;
+  if (mode == StorageProtocol::Standby) {
+    // Wakes the drive; one that does not care stays asleep and gets the longer time all the same.
+    static_cast<void>(protocol->IdleImmediate());
+  }
+  return asleep;
+}
+
+ToolStatus ScanAndFixTool::handleBadSector(std::uint64_t sector) {
+  recordBadSector(sector);
+  switch (rewrite(sector)) {
+    case ProtocolResult::Success:
+      addToStatistic(Fixed, 1);
+      addLine("BAD_SECTOR_FIXED_AT " + std::to_string(sector));
+      return ToolStatus::Repaired;
+    case ProtocolResult::ReadTimeout:
+      return ToolStatus::ReadTimeout;
+    case ProtocolResult::WriteTimeout:
+      return ToolStatus::WriteTimeout;
+    default:
+      addToStatistic(NotFixed, 1);
+      addLine("BAD_SECTOR_NOT_FIXED_AT " + std::to_string(sector));
+      return ToolStatus::NotRepaired;
+  }
+}
+
+ProtocolResult ScanAndFixTool::rewrite(std::uint64_t sector) {
+  StorageProtocolProperties properties;
+  if (const ProtocolResult result = protocol_->GetProperties(&properties); !succeeded(result))
+    return result;
+  // Without a size nothing could be compared, and nothing compared would pass for repaired.
+  if (properties.logicalSectorSize < 512) return ProtocolResult::Failure;
+  const std::uint32_t bytes = sectorBufferBytes(properties);
+  std::vector<std::uint8_t> pattern(bytes);
+  std::vector<std::uint8_t> readBack(bytes);
+  for (std::size_t i = 0; i < bytes; i += 2) pattern[i] = 0x01;
+
+  if (const ProtocolResult result = protocol_->Write(sector, 1, timeoutSeconds_, pattern.data());
+      !succeeded(result))
+    return result;
+  if (const ProtocolResult result =
+          component_->readSectors(sector, 1, readBack.data(), false, bytes, timeoutSeconds_);
+      !succeeded(result))
+    return result;
+  const auto end = pattern.begin() + properties.logicalSectorSize;
+  return std::equal(pattern.begin(), end, readBack.begin()) ? ProtocolResult::Success
+                                                            : ProtocolResult::Failure;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "tools/scan_tool.h"
+
+namespace ostria::storage {
+
+/// A scan that overwrites each bad sector, reads it back and compares: a drive remaps a bad sector
+/// when it is written. The old content of such a sector is lost; no other sector is written.
+class ScanAndFixTool : public ScanTool {
+ public:
+  explicit ScanAndFixTool(Tool* owner);
+
+  ToolStatus execute(const RecoverDeviceItem& item, std::uint32_t partitionIndex) override;
+  /// @return `Repaired`, `NotRepaired`, or the time-out that ended the repair
+  ToolStatus handleBadSector(std::uint64_t sector) override;
+
+ private:
+  std::uint32_t chooseTimeout();
+  ProtocolResult rewrite(std::uint64_t sector);
+};
+
+}  // namespace ostria::storage

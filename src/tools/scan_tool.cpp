@@ -1,0 +1,160 @@
+#include "tools/scan_tool.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "diagnostics/device_checks.h"
+#include "diagnostics/null_channels.h"
+#include "tools/tool_events.h"
+
+namespace ostria::storage {
+namespace {
+
+constexpr std::uint32_t readTimeoutSeconds = 30;
+
+/// The block for a device whose first sectors refuse every block of the probe: bad sectors there
+/// are just what a scan is for.
+constexpr std::uint16_t fallbackBlock = 127;
+
+}  // namespace
+
+ToolStatus ScanTool::execute(const RecoverDeviceItem& /*item*/, std::uint32_t /*partitionIndex*/) {
+  statistics_.fill(0);
+  aborted_ = false;
+  skippedSectors_ = false;
+  badSectors_.clear();
+  StorageProtocolProperties properties;
+  if (!canScan(properties)) return ToolStatus::CouldNotRun;
+
+  publishProgress(0);
+  const ToolStatus status = scan(properties);
+  buffer_ = {};
+  return status;
+}
+
+bool ScanTool::canScan(StorageProtocolProperties& properties) {
+  protocol_ = component_ != nullptr ? component_->storageProtocol() : nullptr;
+  if (protocol_ == nullptr || !succeeded(protocol_->GetProperties(&properties))) return false;
+  TestListener* const listener = &NullTestListener::instance();
+  MessageLog* const log = &NullMessageLog::instance();
+  return checkSeekable(component_, listener, log) &&
+         component_->connection() != DeviceConnection::RaidMember &&
+         checkReadyToRead(component_, listener, log) && properties.totalSectors != 0 &&
+         properties.logicalSectorSize >= 512;
+}
+
+std::uint16_t ScanTool::firstBlockSize(const StorageProtocolProperties& properties) {
+  std::uint16_t block = component_->preferredReadBlock();
+  if (block == 0) block = fallbackBlock;
+  const std::uint32_t fitting =
+      std::numeric_limits<std::uint32_t>::max() / sectorBufferBytes(properties);
+  return static_cast<std::uint16_t>(std::min<std::uint32_t>(block, fitting));
+}
+
+ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
+  const std::uint64_t total = properties.totalSectors;
+  const std::uint32_t sectorBytes = sectorBufferBytes(properties);
+  std::uint16_t block = firstBlockSize(properties);
+  clearMessage();
+  addLine("BAD_SECTOR_TOOL_STARTED " + title_);
+
+  std::uint8_t reported = 0;
+  for (std::uint64_t sector = 0; sector < total;) {
+    if (isAbortRequested(*owner_)) return stopWith(ToolStatus::Stopped);
+    if (hasCompromisingEvent(*owner_)) return stopWith(ToolStatus::SystemEvent);
+    if (block > total - sector) block = static_cast<std::uint16_t>(total - sector);
+
+    const BlockRead read = readBlock(sector, block, sectorBytes);
+    if (succeeded(read.result)) {
+      addToStatistic(Scanned, block);
+      sector += block;
+    } else {
+      if (!protocol_->IsAccessible()) return stopWith(ToolStatus::Stopped);
+      switch (read.result) {
+        case ProtocolResult::InterfaceCrcError:
+        case ProtocolResult::MediumError:
+          handleBadSector(read.sector);
+          break;
+        case ProtocolResult::CommandRejected:
+          return stopWith(ToolStatus::DeviceRejected);
+        case ProtocolResult::ReadTimeout:
+          return ToolStatus::ReadTimeout;
+        default:
+          // Neither good nor known to be bad: a repair must not write over it.
+          skippedSectors_ = true;
+          break;
+      }
+      addToStatistic(Scanned, static_cast<std::int32_t>(read.sector - sector + 1));
+      sector = read.sector + 1;
+    }
+    if (aborted_) return ToolStatus::Stopped;
+
+    const double percent =
+        total > 1 ? static_cast<double>(sector) * 100.0 / static_cast<double>(total - 1) : 100.0;
+    const auto whole = static_cast<std::uint8_t>(std::min(percent, 100.0));
+    if (whole > reported) {
+      reportProgress(whole);
+      publishProgress(whole);
+      reported = whole;
+    }
+  }
+  addLine("BAD_SECTOR_TOOL_FINISHED " + title_);
+
+  if (statistics_[NotFixed] != 0) return ToolStatus::NotRepaired;
+  if (statistics_[Found] != 0) return ToolStatus::Repaired;
+  return skippedSectors_ ? ToolStatus::CouldNotRun : ToolStatus::Finished;
+}
+
+/// A block that fails is read again sector by sector, up to the first that fails. A block that ran
+/// out of time is not: each of its sectors could take as long.
+ScanTool::BlockRead ScanTool::readBlock(std::uint64_t first, std::uint16_t count,
+                                        std::uint32_t sectorBytes) {
+  const std::size_t needed = std::size_t{count} * sectorBytes;
+  if (buffer_.size() < needed) buffer_.resize(needed);
+  const ProtocolResult whole = component_->readSectors(
+      first, count, buffer_.data(), false, static_cast<std::uint32_t>(needed), readTimeoutSeconds);
+  if (succeeded(whole) || whole == ProtocolResult::ReadTimeout) return {whole, first};
+  for (std::uint64_t sector = first; sector < first + count; ++sector) {
+    const ProtocolResult single =
+        component_->readSectors(sector, 1, buffer_.data(), false, sectorBytes, readTimeoutSeconds);
+    if (!succeeded(single)) return {single, sector};
+  }
+  return {ProtocolResult::Success, first};
+}
+
+ToolStatus ScanTool::stopWith(ToolStatus status) {
+  abort();
+  return status;
+}
+
+void ScanTool::abort() {
+  addLine("BAD_SECTOR_TOOL_ABORTED");
+  publishProgress(100);
+  aborted_ = true;
+}
+
+ToolStatus ScanTool::handleBadSector(std::uint64_t sector) {
+  recordBadSector(sector);
+  return ToolStatus::Recorded;
+}
+
+void ScanTool::recordBadSector(std::uint64_t sector) {
+  addToStatistic(Found, 1);
+  badSectors_.push_back(sector);
+  addLine("BAD_SECTOR_FOUND_AT " + std::to_string(sector));
+}
+
+void ScanTool::reportProgress(std::uint8_t percent) {
+  addLine("BAD_SECTOR_TOOL_PROGRESS " + std::to_string(percent) + "%");
+}
+
+void ScanTool::addToStatistic(std::uint32_t index, std::int32_t amount) {
+  if (index < statistics_.size())
+    statistics_[index] += static_cast<std::uint64_t>(std::int64_t{amount});
+}
+
+void ScanTool::publishProgress(std::uint8_t percent) {
+  publish(*owner_, eventReceiver_, "Progress", {std::to_string(percent)});
+}
+
+}  // namespace ostria::storage

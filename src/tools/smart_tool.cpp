@@ -1,0 +1,54 @@
+#include "tools/smart_tool.h"
+
+#include "inventory/storage_component.h"
+#include "tools/tool_events.h"
+
+namespace ostria::storage {
+namespace {
+
+/// A report that cannot be made, for whatever reason, is an empty text.
+bool askReport(SystemComponent& component, const char* key, std::string& text) {
+  try {
+    if (component.getReport(key, text)) return true;
+  } catch (...) {
+    // Falls through: the device has no such report then.
+  }
+  text.clear();
+  return false;
+}
+
+}  // namespace
+
+void SmartTool::run() try {
+  fireEvent(*this, eventReceiver, "OnSmartToolInit");
+  for (SystemComponent* const device : devices)
+    if (device != nullptr) reportDevice(*device);
+  fireEvent(*this, eventReceiver, "OnSmartToolFinish");
+} catch (...) {
+  // Only a handler of the host, or memory, can fail here; the border lets nothing through.
+}
+
+void SmartTool::reportDevice(SystemComponent& component) {
+  values_ = {component.id()};
+  publish(*this, eventReceiver, "DeviceInit", values_);
+
+  std::string smart;
+  std::string logPage;
+  std::string protocol;
+  const bool hasSmart = askReport(component, "SMART", smart);
+  const bool hasLogPage = askReport(component, "OSTRIA_LOG_PAGE", logPage);
+  const bool hasProtocol = askReport(component, "protocol_type", protocol);
+  const bool unavailable = !hasProtocol || (!hasSmart && !hasLogPage);
+
+  values_ = {component.id(), unavailable ? "1" : "0", protocol, smart, logPage};
+  publish(*this, eventReceiver, "DeviceFinish", values_);
+}
+
+bool SmartTool::isApplicable(SystemComponent* component) {
+  const auto* const storage = dynamic_cast<StorageComponent*>(component);
+  if (storage == nullptr) return false;
+  const StorageBusKind bus = storage->busKind();
+  return bus == StorageBusKind::Ata || bus == StorageBusKind::Scsi || bus == StorageBusKind::Nvme;
+}
+
+}  // namespace ostria::storage
