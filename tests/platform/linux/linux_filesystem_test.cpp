@@ -1,0 +1,198 @@
+#include "platform/linux/linux_filesystem.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/linux/fd_handle.h"
+
+namespace ostria::storage {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder of its own that goes away with the test.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string pattern = (fs::temp_directory_path() / "ostria-XXXXXX").string();
+    path_ = ::mkdtemp(pattern.data());
+  }
+  ~ScratchFolder() { fs::remove_all(path_); }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+  std::size_t entries() const {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
+  }
+
+ private:
+  std::string path_;
+};
+
+class LinuxFilesystemTest : public testing::TestWithParam<TimedTransfer::Road> {
+ protected:
+  LinuxFilesystem filesystem{GetParam()};
+  ScratchFolder folder;
+};
+
+INSTANTIATE_TEST_SUITE_P(BothRoads, LinuxFilesystemTest,
+                         testing::Values(TimedTransfer::Road::Ring, TimedTransfer::Road::Thread));
+
+TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
+  DeviceHandle file;
+  ASSERT_EQ(filesystem.createFile(folder / "scratch", &file, true), 0);
+  EXPECT_EQ(folder.entries(), 0U);
+  const std::uint64_t far = std::uint64_t{6} << 30;
+  ASSERT_EQ(filesystem.setFileSize(file, far + 8192), 0);
+  struct stat status = {};
+  ASSERT_EQ(::fstat(descriptorOf(file), &status), 0);
+  EXPECT_LT(status.st_blocks * 512, 1 << 20) << "the size must not be written";
+
+  // The caller's memory has no alignment.
+  std::vector<char> out(4097, 'x'), in(4097, 'y');
+  std::uint64_t done = 0;
+  EXPECT_EQ(filesystem.writeAt(file, far, 4096, &done, 30, out.data() + 1),
+            ProtocolResult::Success);
+  EXPECT_EQ(done, 4096U);
+  EXPECT_EQ(filesystem.readAt(file, far, 4096, &done, 30, in.data() + 1), ProtocolResult::Success);
+  EXPECT_EQ(std::string(in.data(), 4097), "y" + std::string(4096, 'x'));
+
+  done = 99;
+  EXPECT_EQ(filesystem.readAt(file, far + 4096, 8192, &done, 30, in.data()),
+            ProtocolResult::MediumError)
+      << "a short read is no success";
+  EXPECT_EQ(done, 4096U);
+  EXPECT_EQ(filesystem.closeFile(file), 0);
+  EXPECT_EQ(filesystem.closeFile(DeviceHandle()), 1);
+}
+
+TEST_P(LinuxFilesystemTest, HangingReadGivesTheMemoryBackUntouched) {
+  const std::string path = folder / "fifo";
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  FdOwner fifo(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  std::string memory(512, 'm');
+  std::uint64_t done = 77;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(filesystem.readAt(handleOfDescriptor(fifo.get()), 0, 512, &done, 1, memory.data()),
+            ProtocolResult::ReadTimeout);
+  const auto waited = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(waited, std::chrono::milliseconds(990));
+  EXPECT_LT(waited, std::chrono::seconds(10));
+  EXPECT_EQ(done, 77U);
+
+  // The device comes back late: the request may end, but not in the caller's memory.
+  ASSERT_EQ(::write(fifo.get(), std::string(512, 'L').data(), 512), 512);
+  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_EQ(filesystem.outstandingTransfers(), 0U);
+  EXPECT_EQ(memory, std::string(512, 'm'));
+}
+
+TEST_P(LinuxFilesystemTest, TimeoutOfZeroEndsAtOnceAndAFullPipeTimesOutAsAWrite) {
+  int ends[2] = {};
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  FdOwner reader(ends[0]), writer(ends[1]);
+  const int capacity = ::fcntl(writer.get(), F_GETPIPE_SZ);
+  const std::string block(static_cast<std::size_t>(capacity), 'w');
+  ASSERT_EQ(::write(writer.get(), block.data(), block.size()), capacity);
+  std::uint64_t done = 0;
+  EXPECT_EQ(filesystem.writeAt(handleOfDescriptor(writer.get()), 0, 512, &done, 0, block.data()),
+            ProtocolResult::WriteTimeout);
+  std::string drained(block.size(), ' ');
+  ASSERT_EQ(::read(reader.get(), drained.data(), drained.size()), capacity);
+  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_EQ(filesystem.outstandingTransfers(), 0U);
+}
+
+TEST_P(LinuxFilesystemTest, WhatCannotBeIssuedIsAFailureAndLeavesTheCount) {
+  const std::string path = folder / "read-only";
+  std::ofstream(path) << "text";
+  FdOwner file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  char buffer[512] = {};
+  std::uint64_t done = 5;
+  EXPECT_EQ(filesystem.writeAt(handleOfDescriptor(file.get()), 0, 512, &done, 30, buffer),
+            ProtocolResult::Failure);
+  EXPECT_EQ(filesystem.readAt(DeviceHandle(), 0, 512, &done, 30, buffer), ProtocolResult::Failure);
+  EXPECT_EQ(filesystem.readAt(handleOfDescriptor(file.get()), 0, 512, &done, 30, nullptr),
+            ProtocolResult::Failure);
+  EXPECT_EQ(done, 5U);
+}
+
+TEST(LinuxFilesystem, NamedFileIsForOneAloneAndEmptiedOnlyByItsOwner) {
+  LinuxFilesystem filesystem;
+  ScratchFolder folder;
+  const std::string path = folder / "named";
+  DeviceHandle first, second;
+  ASSERT_EQ(filesystem.createFile(path, &first, false), 0);
+  ASSERT_EQ(filesystem.setFileSize(first, 4096), 0);
+  EXPECT_EQ(filesystem.createFile(path, &second, false), 1);
+  EXPECT_EQ(fs::file_size(path), 4096U);
+  EXPECT_EQ(filesystem.closeFile(first), 0);
+
+  fs::create_symlink("named", folder / "link");
+  EXPECT_EQ(filesystem.createFile(folder / "link", &second, false), 1);
+  EXPECT_EQ(fs::file_size(path), 4096U);
+  EXPECT_EQ(filesystem.createFile(folder / "missing/file", &second, true), 1);
+}
+
+TEST(LinuxFilesystem, DirectoriesAreMadeListedAndRemovedWhole) {
+  LinuxFilesystem filesystem;
+  ScratchFolder folder;
+  std::vector<std::string> made, names;
+  ASSERT_EQ(filesystem.createDirectories(folder / "a/b/c", made), 0);
+  EXPECT_EQ(made, (std::vector{folder / "a", folder / "a/b", folder / "a/b/c"}));
+  ASSERT_EQ(filesystem.createDirectories(folder / "a/b", made), 0);
+  EXPECT_TRUE(made.empty());
+
+  std::ofstream(folder / "a/one.txt") << "1";
+  std::ofstream(folder / "a/two.log") << "2";
+  EXPECT_EQ(filesystem.listDirectory(folder / "a/*.txt", names), 0);
+  EXPECT_EQ(names, std::vector{folder / "a/one.txt"});
+  EXPECT_EQ(filesystem.listDirectory(folder / "none/*", names), 1);
+  EXPECT_TRUE(names.empty());
+  EXPECT_EQ(filesystem.listDirectory("", names), 1);
+
+  // What was made on the way to a failure goes away again.
+  EXPECT_EQ(filesystem.createDirectories(folder / "new", made), 0);
+  std::ofstream(folder / "new/file") << "in the way";
+  EXPECT_EQ(filesystem.createDirectories(folder / "new/file/x", made), 1);
+  EXPECT_TRUE(made.empty());
+
+  fs::create_directory_symlink(folder / "a", folder / "new/link");
+  EXPECT_EQ(filesystem.removeTree(folder / "new/link"), 1);
+  EXPECT_EQ(filesystem.removeTree(folder / "new"), 0);
+  EXPECT_TRUE(fs::exists(folder / "a/one.txt"));
+  EXPECT_FALSE(fs::exists(folder / "new"));
+}
+
+TEST(LinuxFilesystem, PathsThatCannotBeUsed) {
+  LinuxFilesystem filesystem;
+  for (const std::string& bad :
+       {std::string("a"), std::string(256, 'a'), std::string("/a/ \t/b"), std::string("/a\0b", 4)})
+    EXPECT_TRUE(filesystem.isInvalidPath(bad)) << bad;
+  for (const std::string& good : {std::string("/a"), std::string(255, 'a'), std::string("/a b/c "),
+                                  std::string("/COM1/x"), std::string("/a//b")})
+    EXPECT_FALSE(filesystem.isInvalidPath(good)) << good;
+}
+
+TEST(LinuxFilesystem, ProgramAndCurrentDirectoryStayValid) {
+  LinuxFilesystem filesystem;
+  const char* directory = filesystem.getProgramDirectory();
+  EXPECT_EQ(
+      std::string(directory) + "/" + fs::path(filesystem.getProgramPath()).filename().string(),
+      fs::read_symlink("/proc/self/exe").string());
+  const char* current = filesystem.getCurrentDirectory();
+  EXPECT_EQ(fs::path(current), fs::current_path());
+  EXPECT_EQ(filesystem.getCurrentDirectory(), current);
+}
+
+}  // namespace
+}  // namespace ostria::storage
