@@ -1,0 +1,76 @@
+#pragma once
+
+#include <windows.h>
+
+using HDEVINFO = PVOID;
+
+#define DIGCF_DEFAULT 0x00000001u
+#define DIGCF_PRESENT 0x00000002u
+#define DIGCF_ALLCLASSES 0x00000004u
+#define DIGCF_PROFILE 0x00000008u
+#define DIGCF_DEVICEINTERFACE 0x00000010u
+
+#define SPINT_ACTIVE 0x00000001u
+
+#define SPDRP_DEVICEDESC 0x00000000u
+#define SPDRP_HARDWAREID 0x00000001u
+#define SPDRP_SERVICE 0x00000004u
+#define SPDRP_CLASS 0x00000007u
+#define SPDRP_CLASSGUID 0x00000008u
+#define SPDRP_DRIVER 0x00000009u
+#define SPDRP_MFG 0x0000000Bu
+#define SPDRP_FRIENDLYNAME 0x0000000Cu
+#define SPDRP_LOCATION_INFORMATION 0x0000000Du
+#define SPDRP_PHYSICAL_DEVICE_OBJECT_NAME 0x0000000Eu
+#define SPDRP_BUSNUMBER 0x00000015u
+#define SPDRP_ENUMERATOR_NAME 0x00000016u
+#define SPDRP_ADDRESS 0x0000001Cu
+
+#define REG_NONE 0u
+#define REG_SZ 1u
+#define REG_BINARY 3u
+#define REG_DWORD 4u
+#define REG_MULTI_SZ 7u
+
+struct SP_DEVINFO_DATA {
+  DWORD cbSize;
+  GUID ClassGuid;
+  DWORD DevInst;
+  ULONG_PTR Reserved;
+};
+using PSP_DEVINFO_DATA = SP_DEVINFO_DATA*;
+static_assert(sizeof(SP_DEVINFO_DATA) == 32);
+
+struct SP_DEVICE_INTERFACE_DATA {
+  DWORD cbSize;
+  GUID InterfaceClassGuid;
+  DWORD Flags;
+  ULONG_PTR Reserved;
+};
+using PSP_DEVICE_INTERFACE_DATA = SP_DEVICE_INTERFACE_DATA*;
+static_assert(sizeof(SP_DEVICE_INTERFACE_DATA) == 32);
+
+struct SP_DEVICE_INTERFACE_DETAIL_DATA_W {
+  DWORD cbSize;
+  WCHAR DevicePath[ANYSIZE_ARRAY];
+};
+using PSP_DEVICE_INTERFACE_DETAIL_DATA_W = SP_DEVICE_INTERFACE_DETAIL_DATA_W*;
+
+extern "C" {
+HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR enumerator, HWND parent,
+                                     DWORD flags);
+BOOL WINAPI SetupDiEnumDeviceInfo(HDEVINFO set, DWORD index, PSP_DEVINFO_DATA data);
+BOOL WINAPI SetupDiEnumDeviceInterfaces(HDEVINFO set, PSP_DEVINFO_DATA device,
+                                        const GUID* interfaceClass, DWORD index,
+                                        PSP_DEVICE_INTERFACE_DATA data);
+BOOL WINAPI SetupDiGetDeviceInterfaceDetailW(HDEVINFO set, PSP_DEVICE_INTERFACE_DATA data,
+                                             PSP_DEVICE_INTERFACE_DETAIL_DATA_W detail,
+                                             DWORD detailBytes, PDWORD required,
+                                             PSP_DEVINFO_DATA device);
+BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO set, PSP_DEVINFO_DATA device, DWORD property,
+                                              PDWORD type, PBYTE buffer, DWORD bytes,
+                                              PDWORD required);
+BOOL WINAPI SetupDiGetDeviceInstanceIdW(HDEVINFO set, PSP_DEVINFO_DATA device, PWSTR id,
+                                        DWORD characters, PDWORD required);
+BOOL WINAPI SetupDiDestroyDeviceInfoList(HDEVINFO set);
+}
