@@ -1,0 +1,115 @@
+#include "inventory/scanner_texts.h"
+
+#include <gtest/gtest.h>
+
+#include "inventory/device_descriptor.h"
+#include "transport/byte_order.h"
+
+namespace ostria::storage {
+namespace {
+
+std::string counter(std::uint64_t low, std::uint32_t unit, std::uint64_t high = 0) {
+  std::uint8_t bytes[16];
+  storeLe64(bytes, low);
+  storeLe64(bytes + 8, high);
+  return FormatCounter(bytes, unit);
+}
+
+TEST(ScannerTextsTest, CountersAreGroupedAndSized) {
+  EXPECT_EQ(counter(1234567, 512000), "1,234,567 [588 GB]");
+  EXPECT_EQ(counter(1234567, 0), "1,234,567");
+  EXPECT_EQ(counter(0, 512000), "0");
+  EXPECT_EQ(counter(999, 1), "999 [999 B]");
+  EXPECT_EQ(counter(1000, 1000), "1,000 [976 KB]");
+  EXPECT_EQ(counter(3, 512000), "3 [1.46 MB]");
+  EXPECT_EQ(counter(30, 512000), "30 [14.6 MB]");
+  EXPECT_EQ(counter(2047, 1), "2,047 [2.00 KB]");                   // 1.999 rounds up
+  EXPECT_EQ(counter(10235, 1), "10,235 [10.0 KB]");                 // 9.995
+  EXPECT_EQ(counter(102390, 1), "102,390 [100 KB]");                // 99.99
+  EXPECT_EQ(counter(UINT64_MAX, 2), "18,446,744,073,709,551,615");  // the product does not fit
+  EXPECT_EQ(counter(UINT64_MAX, 1), "18,446,744,073,709,551,615 [16383 PB]");
+  EXPECT_EQ(counter(0, 512000, 1), "~18446744073709551616");
+  EXPECT_EQ(FormatKelvin(0), "-");
+  EXPECT_EQ(FormatKelvin(300), "27");
+  EXPECT_EQ(FormatKelvin(263), "-10");
+}
+
+TEST(ScannerTextsTest, PciLocationNeedsThreeSmallNumbers) {
+  std::array<std::uint8_t, 3> location = {9, 9, 9};
+  EXPECT_FALSE(ParsePciLocation("PCI bus 1, device 2", &location));
+  EXPECT_FALSE(ParsePciLocation("PCI bus 1, device 256, function 0", &location));
+  EXPECT_FALSE(ParsePciLocation("1 2 99999999999999999999", &location));
+  EXPECT_EQ(location[0], 9);
+  EXPECT_TRUE(ParsePciLocation("PCI bus 12, device 23, function 1", &location));
+  EXPECT_EQ(location, (std::array<std::uint8_t, 3>{12, 23, 1}));
+}
+
+/// A descriptor block with its texts behind the fixed part.
+std::vector<std::uint8_t> block(std::uint32_t bus, const std::string& vendor,
+                                const std::string& product, bool removable = false) {
+  std::vector<std::uint8_t> bytes(40);
+  bytes[10] = removable;
+  storeLe32(&bytes[12], 40);
+  storeLe32(&bytes[16], static_cast<std::uint32_t>(41 + vendor.size()));
+  storeLe32(&bytes[28], bus);
+  for (const auto& text : {vendor, product}) {
+    bytes.insert(bytes.end(), text.begin(), text.end());
+    bytes.push_back(0);
+  }
+  return bytes;
+}
+
+TEST(DeviceDescriptorTest, BusDecidesKindAndConnection) {
+  const struct {
+    std::uint32_t bus;
+    const char* vendor;
+    const char* product;
+    StorageBusKind kind;
+    DeviceConnection connection;
+    bool optane;
+  } rows[] = {
+      {7, "", "Stick", StorageBusKind::Usb, DeviceConnection::External, false},
+      {8, "Intel", "Volume", StorageBusKind::Raid, DeviceConnection::Internal, true},
+      {10, "INTEL", "x", StorageBusKind::Raid, DeviceConnection::Internal, true},
+      {10, "x", "Optane", StorageBusKind::Raid, DeviceConnection::Internal, true},
+      {8, "x", "Raid 1", StorageBusKind::Raid, DeviceConnection::Internal, false},
+      {8, "x", "disk", StorageBusKind::Unknown, DeviceConnection::Internal, false},
+      {10, "x", "disk", StorageBusKind::Scsi, DeviceConnection::Internal, false},
+      {11, "Intel", "disk", StorageBusKind::Ata, DeviceConnection::Internal, false},
+      {13, "x", "card", StorageBusKind::Emmc, DeviceConnection::Internal, false},
+      {17, "x", "disk", StorageBusKind::Nvme, DeviceConnection::Internal, false},
+      {99, "x", "disk", StorageBusKind::Unknown, DeviceConnection::Other, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.bus);
+    const auto descriptor = DeviceDescriptor::parse(block(row.bus, row.vendor, row.product));
+    ASSERT_TRUE(descriptor);
+    bool optane = false;
+    EXPECT_EQ(busKindOf(*descriptor, false, &optane), row.kind);
+    EXPECT_EQ(connectionOf(descriptor->bus, false), row.connection);
+    EXPECT_EQ(optane, row.optane);
+  }
+  const auto card = DeviceDescriptor::parse(block(12, "x", "card", true));
+  bool optane = false;
+  EXPECT_EQ(busKindOf(*card, true, &optane), StorageBusKind::Unknown);
+  EXPECT_EQ(busKindOf(*card, std::nullopt, &optane), StorageBusKind::Unknown);
+  EXPECT_EQ(connectionOf(card->bus, std::nullopt), DeviceConnection::External);
+}
+
+TEST(DeviceDescriptorTest, TextsStayInsideTheBlock) {
+  auto bytes = block(8, "Intel", "Volume");
+  EXPECT_FALSE(DeviceDescriptor::parse(std::span(bytes).first(39)));
+  bytes.resize(bytes.size() - 3);  // no terminator left
+  EXPECT_EQ(DeviceDescriptor::parse(bytes)->product, "Volu");
+  for (const std::uint32_t offset : {0u, 0xFFFFFFFFu, static_cast<std::uint32_t>(bytes.size())}) {
+    storeLe32(&bytes[12], offset);
+    const auto descriptor = DeviceDescriptor::parse(bytes);
+    EXPECT_FALSE(descriptor->vendor);
+    bool optane = false;
+    EXPECT_FALSE(IsVendorRaid(*descriptor, &optane));
+    EXPECT_FALSE(optane);
+  }
+}
+
+}  // namespace
+}  // namespace ostria::storage
