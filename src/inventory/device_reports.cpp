@@ -1,0 +1,109 @@
+#include "inventory/device_reports.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "inventory/report_rows.h"
+#include "services/config_file.h"
+#include "services/sal.h"
+#include "transport/byte_order.h"
+#include "transport/protocols/ata_protocol.h"
+#include "transport/protocols/nvme_protocol.h"
+#include "transport/protocols/nvme_system_call_protocol.h"
+
+namespace ostria::storage {
+namespace {
+
+constexpr std::uint8_t vendorLog = 0xDF;
+
+std::string asArray(const std::string& rows) { return "[" + rows + "]"; }
+
+ProtocolKind kindOf(const StorageProtocol* protocol) {
+  return protocol != nullptr ? protocol->GetProtocolKind() : ProtocolKind::Unset;
+}
+
+bool makeAtaSmartReport(StorageProtocol* protocol, std::string& text) {
+  auto* const ata = dynamic_cast<AtaProtocol*>(protocol);
+  std::vector<SmartAttribute> attributes;
+  if (ata == nullptr || !succeeded(ata->GetSmartAttributes(&attributes))) return false;
+  text = asArray(ataSmartRows(attributes));
+  return true;
+}
+
+bool readHealthLog(StorageProtocol* protocol, LogPage& page) {
+  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol))
+    return succeeded(nvme->GetHealthLog(page.data()));
+  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol))
+    return succeeded(nvme->GetHealthLog(page.data()));
+  return false;
+}
+
+bool readVendorLog(StorageProtocol* protocol, LogPage& page) {
+  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol))
+    return succeeded(
+        nvme->GetLogPage(page.data(), static_cast<std::uint32_t>(page.size()), vendorLog));
+  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol))
+    return succeeded(nvme->GetVendorLog(page.data()));
+  if (auto* const ata = dynamic_cast<AtaProtocol*>(protocol)) {
+    std::uint16_t pages = 0;
+    return succeeded(ata->ReadLog(vendorLog, 1, page.data(), &pages)) && pages == 1;
+  }
+  return false;
+}
+
+/// The switch of the report for ATA drives, from the file in the working directory. A file that
+/// cannot be read to its end switches nothing on.
+bool vendorReportEnabled() {
+  ConfigurationMap contents;
+  ConfigurationError error;
+  if (!readConfigurationFile("config.ini", contents, error)) return false;
+  const auto section = contents.find("STORAGE");
+  if (section == contents.end()) return false;
+  const auto setting = section->second.find("ENABLE_OSTRIA_DRIVE_INFO");
+  return setting != section->second.end() && setting->second == "1";
+}
+
+}  // namespace
+
+bool makeSmartReport(StorageComponent& component, std::string& text) {
+  StorageProtocol* const protocol = component.storageProtocol();
+  switch (kindOf(protocol)) {
+    case ProtocolKind::Ata:
+      return makeAtaSmartReport(protocol, text);
+    case ProtocolKind::Nvme:
+    case ProtocolKind::NvmeSystemCall: {
+      LogPage page{};
+      text = readHealthLog(protocol, page) ? asArray(nvmeSmartRows(page)) : "";
+      return true;
+    }
+    default:
+      return component.connection() == DeviceConnection::External &&
+             makeAtaSmartReport(component.secondaryProtocol(), text);
+  }
+}
+
+bool makeVendorLogReport(StorageComponent& component, std::string& text) {
+  StorageProtocol* const protocol = component.storageProtocol();
+  LogPage page{};
+  std::string rows;
+  switch (kindOf(protocol)) {
+    case ProtocolKind::Nvme:
+    case ProtocolKind::NvmeSystemCall: {
+      LogPage health{};
+      if (readHealthLog(protocol, health) && readVendorLog(protocol, page))
+        rows = nvmeVendorRows(page);
+      break;
+    }
+    case ProtocolKind::Ata:
+      if (readVendorLog(protocol, page) && isAtaVendorPage(page) && vendorReportEnabled())
+        rows = ataVendorRows(page);
+      break;
+    default:
+      break;
+  }
+  text = rows.empty() ? "" : asArray(rows);
+  return true;
+}
+
+}  // namespace ostria::storage
