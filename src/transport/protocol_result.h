@@ -13,7 +13,8 @@ enum class [[nodiscard]] ProtocolResult : std::uint32_t{
     ScsiStatusNotGood = 33,     ///< the SCSI status of a wrapped command is not GOOD
     TransportFailure = 34,      ///< the platform call failed
     InvalidDeviceData = 35,     ///< IDENTIFY or mode data failed validation
-    InterfaceCrcError = 74,     ///< read failed with an interface error
+    ControllerRefused = 66,      ///< a RAID controller answered a question about itself with a failure
+  InterfaceCrcError = 74,     ///< read failed with an interface error
     MediumError = 75,           ///< read failed with a medium error; raw read came back short
     RegistersUnavailable = 77,  ///< a SAT bridge got no ATA Status Return descriptor
     CommandRejected = 78,       ///< sense key 5 or 7; empty SCSI bridge list

@@ -1,0 +1,34 @@
+#include "raid/csmi_bridges.h"
+
+#include "transport/commands/ata_cmd.h"
+#include "transport/commands/scsi_cmd.h"
+
+namespace ostria::storage {
+
+namespace {
+
+/// Sends a pass-through. A drive that the driver could not reach shows as a non-zero return code,
+/// and the zeroed reply behind it must not pass for a good answer.
+template <typename PassThrough, typename Command>
+ProtocolResult passThrough(CsmiSend* sender, DeviceHandle port, const CsmiPhyEntry& phy,
+                           Command& command) {
+  if (sender == nullptr) return ProtocolResult::InvalidArgument;
+  PassThrough request(command, phy);
+  const ProtocolResult result = sender->send(port, request);
+  if (!succeeded(result)) return result;
+  if (request.returnCode() != 0) return ProtocolResult::TransportFailure;
+  request.takeReply(command);
+  return ProtocolResult::Success;
+}
+
+}  // namespace
+
+ProtocolResult CsmiSspBridge::Send(ScsiCmd& command) {
+  return passThrough<CsmiSspPassthrough>(sender_, GetDeviceHandle(), phy_, command);
+}
+
+ProtocolResult CsmiStpBridge::Send(AtaCmd& command) {
+  return passThrough<CsmiStpPassthrough>(sender_, GetDeviceHandle(), phy_, command);
+}
+
+}  // namespace ostria::storage

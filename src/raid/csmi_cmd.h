@@ -1,0 +1,116 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace ostria::storage {
+
+class AtaCmd;
+class ScsiCmd;
+
+/// One drive behind a CSMI controller: a record of the phy information reply (CSMI_SAS_PHY_ENTRY).
+class CsmiPhyEntry {
+ public:
+  static constexpr std::size_t bytes = 64;
+  static constexpr std::uint8_t endDevice = 16;
+  static constexpr std::uint8_t sspTarget = 8;
+  static constexpr std::uint8_t smpTarget = 2;
+
+  CsmiPhyEntry() = default;
+  explicit CsmiPhyEntry(std::span<const std::uint8_t, bytes> record);
+
+  std::uint8_t phyIdentifier() const { return record_[20]; }
+  std::uint8_t portIdentifier() const { return record_[28]; }
+  std::uint8_t attachedDeviceType() const { return record_[36]; }
+  std::uint8_t targetProtocol() const { return record_[39]; }
+  std::span<const std::uint8_t, 8> sasAddress() const {
+    return std::span(record_).subspan<48, 8>();
+  }
+
+ private:
+  std::array<std::uint8_t, bytes> record_{};
+};
+
+/// A CSMI request and its reply in one buffer, which starts with the SRB_IO_CONTROL header.
+class CsmiCmd {
+ public:
+  static constexpr std::size_t headerBytes = 28;
+
+  virtual ~CsmiCmd() = default;
+
+  std::vector<std::uint8_t>& buffer() { return buffer_; }
+  const std::vector<std::uint8_t>& buffer() const { return buffer_; }
+  /// What the driver made of the request; 0 is good.
+  std::uint32_t returnCode() const;
+  /// Sets header length, and the length of what follows the header.
+  void finishHeader();
+
+ protected:
+  /// @param signature  up to 8 characters
+  CsmiCmd(const char* signature, std::uint32_t controlCode, std::size_t bufferBytes);
+
+  std::vector<std::uint8_t> buffer_;
+};
+
+class CsmiGetCntrlConfig : public CsmiCmd {
+ public:
+  CsmiGetCntrlConfig();
+  /// Four parts of the firmware or BIOS version.
+  std::array<std::uint16_t, 4> biosVersion() const;
+  bool raidCapable() const;
+  /// PCI bus, device and function.
+  std::array<std::uint8_t, 3> pciLocation() const;
+};
+
+class CsmiGetRaidInfo : public CsmiCmd {
+ public:
+  CsmiGetRaidInfo();
+  std::uint32_t setCount() const;
+  std::uint32_t drivesPerSet() const;
+};
+
+class CsmiGetRaidConfig : public CsmiCmd {
+ public:
+  /// A set cannot tell of more drives: their number has 8 bits.
+  static constexpr std::uint32_t mostDrives = 255;
+
+  CsmiGetRaidConfig(std::uint32_t setIndex, std::uint32_t drivesPerSet);
+  std::uint64_t capacityBytes() const;
+  std::uint8_t raidType() const { return buffer_[40]; }
+  std::uint8_t driveCount() const { return buffer_[43]; }
+  /// Serial numbers of the drives that the buffer holds.
+  std::vector<std::string> driveSerials() const;
+
+ private:
+  static constexpr std::size_t firstDrive = 64;
+  static constexpr std::size_t driveBytes = 136;
+};
+
+class CsmiGetPhyInfo : public CsmiCmd {
+ public:
+  CsmiGetPhyInfo();
+  /// The phys that the reply tells of, as far as it has room for them (32).
+  std::vector<CsmiPhyEntry> phys() const;
+};
+
+/// A SCSI command for one drive. Borrows nothing: outgoing data are copied in.
+class CsmiSspPassthrough : public CsmiCmd {
+ public:
+  CsmiSspPassthrough(const ScsiCmd& command, const CsmiPhyEntry& phy);
+  /// Takes data and sense of the reply into the command.
+  void takeReply(ScsiCmd& command) const;
+};
+
+/// An ATA command for one drive.
+class CsmiStpPassthrough : public CsmiCmd {
+ public:
+  CsmiStpPassthrough(const AtaCmd& command, const CsmiPhyEntry& phy);
+  /// Takes data and registers of the reply into the command.
+  void takeReply(AtaCmd& command) const;
+};
+
+}  // namespace ostria::storage
