@@ -5,6 +5,7 @@
 
 #include "inventory/component_builder.h"
 #include "inventory/protocol_factory.h"
+#include "inventory/raid_collection.h"
 
 namespace ostria::storage {
 
@@ -108,6 +109,24 @@ void StorageComponentManager::scanDirectDevices() {
   }
 }
 
+void StorageComponentManager::mergeRaidMembers() {
+  RaidMembers members = collectRaidDevices();
+  for (const DeviceHandle port : members.ports)
+    ports_.emplace_back(*scanner_->deviceScanner(), port);
+  for (auto& member : members.components) {
+    const std::string* identifier = member->findProperty(uniqueIdentifierKey);
+    const bool seenAlready =
+        identifier != nullptr &&
+        std::any_of(components_.begin(), components_.end(), [&](SystemComponent* listed) {
+          const std::string* other = asStorage(listed).findProperty(uniqueIdentifierKey);
+          return other != nullptr && *other == *identifier;
+        });
+    if (seenAlready) continue;
+    components_.reserve(components_.size() + 1);
+    components_.push_back(member.release());
+  }
+}
+
 void StorageComponentManager::makeIdentifiersUnique() {
   struct Entry {
     std::string original;
@@ -130,6 +149,7 @@ void StorageComponentManager::scan() {
   clear();
   try {
     scanDirectDevices();
+    mergeRaidMembers();
     makeIdentifiersUnique();
     std::stable_sort(components_.begin(), components_.end(),
                      [](SystemComponent* a, SystemComponent* b) {
@@ -165,6 +185,7 @@ bool StorageComponentManager::hasDevices() {
         undecided.push_back(std::move(*record));
       }
     }
+    if (hasRaidDrives()) return true;
     return std::any_of(undecided.begin(), undecided.end(), [&](const DeviceRecord& record) {
       return createProtocol(*scanner_, record).protocol != nullptr;
     });

@@ -34,12 +34,13 @@ class StorageComponentManager : public SystemComponentManager {
                                                const std::vector<std::string>& paths);
   void locateController(std::uint32_t number, StorageComponent& component);
   void scanDirectDevices();
+  void mergeRaidMembers();
   void makeIdentifiersUnique();
   void clear();
 
   DriverServiceHolder driverService_;
   std::unique_ptr<StorageScanner> scanner_;
-  std::vector<ScannedHandle> ports_;  ///< controller ports that NVMe protocols go through
+  std::vector<ScannedHandle> ports_;  ///< controller ports that protocols go through
 };
 
 }  // namespace ostria::storage

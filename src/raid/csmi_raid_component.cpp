@@ -128,7 +128,10 @@ ProtocolResult CsmiRaidComponent::getLogicalDevices(std::vector<RaidLogicalDevic
 }
 
 std::string CsmiRaidComponent::deviceName(const std::string& place) const {
-  return hardwareId_ + "#" + place;
+  // Two controllers of one kind differ by where they sit.
+  const auto& pci = controller_.pciLocation;
+  return hardwareId_ + "@" + std::to_string(pci[0]) + "." + std::to_string(pci[1]) + "." +
+         std::to_string(pci[2]) + "#" + place;
 }
 
 ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {

@@ -5,6 +5,7 @@
 
 #include "ostria/storage/system_component_manager.h"
 #include "raid/raid_component.h"
+#include "services/device_scanner.h"
 
 namespace ostria::storage {
 
