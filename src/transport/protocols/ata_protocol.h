@@ -66,6 +66,7 @@ class AtaProtocol : public StorageProtocol {
                                  std::uint16_t& pagesRead);
   void FillLogDirectory();
   void ReadFruData();
+  void ReadSmartCapabilities();
   bool CanAddress(std::uint64_t lba, std::uint16_t sectors) const;
   ProtocolResult FailedLbaOfExtendedLog(std::uint16_t pages, std::uint64_t& lba);
   ProtocolResult FailedLbaOfShortLog(std::uint64_t& lba);

@@ -52,21 +52,27 @@ class ScsiProtocol : public StorageProtocol {
 
  private:
   struct IecForm;
+  using Sense = std::array<std::uint8_t, 32>;
 
+  /// Sends the command. Sense data that came back give `CommandRejected` for key 5 or 7 and
+  /// `CommandUnusable` when they cannot be decoded.
   ProtocolResult CheckSense(ScsiCmd& command);
+  /// The same, and `notGood` for a SCSI status other than GOOD.
   ProtocolResult CheckStatus(ScsiCmd& command, ProtocolResult notGood);
+
   ProtocolResult ReadInquiry();
   ProtocolResult ReadSerialNumber();
   ProtocolResult ReadCapacity();
   ProtocolResult ReadCapacityLong();
   ProtocolResult ReadCapacityShort();
   void ReadRotation();
-  void ReadIecState(StorageBusKind busKind);
+  void ReadIecState();
+
   ProtocolResult ReadIecPage(const IecForm& form, std::span<std::uint8_t> data);
   ProtocolResult ChangeIecPage(const IecForm& form, bool enable);
   ProtocolResult ReadIecLog(std::uint8_t& healthy);
-  ProtocolResult HealthFromRequestSense(std::uint8_t& healthy);
-  ProtocolResult ReadLevel(ScsiCmd& command, std::array<std::uint8_t, 32>& sense, bool& kept);
+  ProtocolResult ReadRequestSense(std::uint8_t& healthy);
+  ProtocolResult ReadSelfTestLog(std::span<std::uint8_t> page, std::size_t needed);
 
   BridgeList<ScsiBridge> bridges_;
   std::uint8_t savedMrie_ = 0;
