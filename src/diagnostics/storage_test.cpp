@@ -1,5 +1,7 @@
 #include "diagnostics/storage_test.h"
 
+#include <vector>
+
 #include "diagnostics/message_keys.h"
 #include "diagnostics/null_channels.h"
 
@@ -89,6 +91,11 @@ bool StorageTest::checkStopNoted(TestRunContext* context, bool report) {
     showThenLog(listener, context->messageLog(), keys::SystemEventHappened, Statement);
   }
   return true;
+}
+
+ProtocolResult StorageTest::readSector(std::uint64_t lba, std::uint32_t bufferBytes) {
+  std::vector<std::uint8_t> buffer(bufferBytes);
+  return component_->readSectors(lba, 1, buffer.data(), true, 0, readTimeoutSeconds_);
 }
 
 }  // namespace ostria::storage

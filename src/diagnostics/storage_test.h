@@ -44,6 +44,9 @@ class StorageTest : public Test {
   /// The form for long loops. @param report  tell a system event
   static bool checkStopNoted(TestRunContext* context, bool report);
 
+  /// Reads one sector by the protocol into a scratch buffer of `bufferBytes`.
+  ProtocolResult readSector(std::uint64_t lba, std::uint32_t bufferBytes);
+
   void progress(std::uint8_t percent, const std::string& message = {}) {
     listener_->progress(percent, message);
   }
