@@ -22,6 +22,15 @@ bool BlockMedium::markUncorrectable(std::uint64_t lba) {
   return true;
 }
 
+std::optional<std::uint64_t> BlockMedium::firstUnreadable() const {
+  for (const auto& [lba, flaw] : bad_) {
+    if (flaw.kind == BadSectorKind::Medium || flaw.kind == BadSectorKind::Rejected ||
+        flaw.kind == BadSectorKind::Hang)
+      return lba;
+  }
+  return std::nullopt;
+}
+
 bool BlockMedium::start(std::uint64_t lba, std::uint64_t count, MediumAnswer* answer) {
   if (lba >= sectors_ || count > sectors_ - lba) {
     answer->outcome = MediumOutcome::OutOfRange;

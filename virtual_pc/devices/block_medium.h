@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "virtual_pc/devices/sector_store.h"
@@ -62,6 +63,8 @@ class BlockMedium {
   /// Makes one sector unreadable until it is written (WRITE UNCORRECTABLE). False out of range.
   bool markUncorrectable(std::uint64_t lba);
   std::uint64_t badSectorCount() const { return bad_.size(); }
+  /// The first sector that the drive itself fails to read, by a self-test for instance.
+  std::optional<std::uint64_t> firstUnreadable() const;
   /// Bad sectors that a write has healed so far.
   std::uint64_t healedSectors() const { return healed_; }
 
