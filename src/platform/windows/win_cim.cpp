@@ -87,11 +87,6 @@ CimResult WinCim::open(const std::wstring& nameSpace, CimSession& session) {
   return CimResult::Success;
 }
 
-Cim* get_cim() {
-  static Cim& cim = *new WinCim;
-  return &cim;
-}
-
 std::unique_ptr<Cim> makeCim() { return std::make_unique<WinCim>(); }
 
 }  // namespace ostria::storage
