@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace ostria::storage {
+
+/// The output registers of an ATA command, low bytes only.
+struct AtaRegisters {
+  std::uint8_t error = 0;
+  std::uint8_t sectorCount = 0;
+  std::uint8_t lbaLow = 0;
+  std::uint8_t lbaMid = 0;
+  std::uint8_t lbaHigh = 0;
+  std::uint8_t device = 0;
+  std::uint8_t status = 0;
+};
+
+/// The registers that a SAT translator puts into sense data (SAT: ATA Status Return descriptor, and
+/// the fixed form). Nothing when the sense data are of another kind.
+std::optional<AtaRegisters> ataRegistersFromSense(std::span<const std::uint8_t> sense);
+
+}  // namespace ostria::storage

@@ -1,0 +1,45 @@
+#include <dlfcn.h>
+
+#include <string>
+
+#include "services/driver_service_holder.h"
+
+namespace ostria::storage {
+namespace {
+
+// The service lies beside the module. A library of that name anywhere else, the current directory
+// above all, is not ours to load: the module often runs with all rights.
+std::string pathOfService() {
+  Dl_info info = {};
+  if (::dladdr(reinterpret_cast<const void*>(&pathOfService), &info) == 0 ||
+      info.dli_fname == nullptr)
+    return {};
+  const std::string module = info.dli_fname;
+  const std::size_t slash = module.rfind('/');
+  if (slash == std::string::npos || module.front() != '/') return {};
+  return module.substr(0, slash) + "/libOstriaDiagnosticsDriverService.so";
+}
+
+}  // namespace
+
+DriverServiceHolder::DriverServiceHolder() {
+  const std::string path = pathOfService();
+  if (path.empty()) return;
+  library_ = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library_ == nullptr) return;
+  if (void* const create = ::dlsym(library_, "CreateZRDService"))
+    service_ = reinterpret_cast<CreateZRDServiceFunction>(create)();
+}
+
+DriverServiceHolder::~DriverServiceHolder() {
+  if (library_ == nullptr) return;
+  if (void* const destroy = ::dlsym(library_, "DestroyZRDService"))
+    reinterpret_cast<DestroyZRDServiceFunction>(destroy)(service_);
+  ::dlclose(library_);
+}
+
+ZRDService* DriverServiceHolder::usableService() const {
+  return service_ != nullptr && service_->IsAvailable() != 0 ? service_ : nullptr;
+}
+
+}  // namespace ostria::storage

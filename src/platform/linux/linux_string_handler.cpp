@@ -1,0 +1,24 @@
+#include <QString>
+
+#include "services/string_handler_imp.h"
+
+namespace ostria::storage {
+namespace {
+
+/// Nothing of the text services differs here; the conversions to and from wide text do.
+class LinuxStringHandlerImp final : public StringHandlerImp {};
+
+}  // namespace
+
+StringHandler& getLocalStringHandler() {
+  static auto* const handler = new LinuxStringHandlerImp;
+  return *handler;
+}
+
+std::wstring toWide(const std::string& text) { return QString::fromStdString(text).toStdWString(); }
+
+std::string toNarrow(const std::wstring& text) {
+  return QString::fromStdWString(text).toStdString();
+}
+
+}  // namespace ostria::storage
