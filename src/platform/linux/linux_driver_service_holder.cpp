@@ -1,5 +1,6 @@
 #include <dlfcn.h>
 
+#include <climits>
 #include <string>
 
 #include "services/driver_service_holder.h"
@@ -14,10 +15,13 @@ std::string pathOfService() {
   if (::dladdr(reinterpret_cast<const void*>(&pathOfService), &info) == 0 ||
       info.dli_fname == nullptr)
     return {};
-  const std::string module = info.dli_fname;
-  const std::size_t slash = module.rfind('/');
-  if (slash == std::string::npos || module.front() != '/') return {};
-  return module.substr(0, slash) + "/libOstriaDiagnosticsDriverService.so";
+  // The loader keeps the folder as it was at loading, also for a module loaded by a relative path.
+  void* const self = ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
+  if (self == nullptr) return {};
+  char folder[PATH_MAX + 1] = {};
+  const bool known = ::dlinfo(self, RTLD_DI_ORIGIN, folder) == 0 && folder[0] == '/';
+  ::dlclose(self);
+  return known ? std::string(folder) + "/libOstriaDiagnosticsDriverService.so" : std::string();
 }
 
 }  // namespace

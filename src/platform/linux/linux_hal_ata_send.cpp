@@ -11,7 +11,10 @@ namespace {
 class LinuxHalAtaSend final : public HalAtaSend {
  public:
   ProtocolResult Send(DeviceHandle handle, AtaCmd& command) override {
-    if (command.transferBytes > 0xFFFFFFFFU) return ProtocolResult::TransportFailure;
+    // A data command that asks for no bytes would move 256 or 65536 sectors on the wire.
+    const bool movesData = command.dataDirection != DataDirection::None;
+    if (command.transferBytes > 0xFFFFFFFFU || (movesData && command.transferBytes == 0))
+      return ProtocolResult::TransportFailure;
     SgCommand packed = ataPassThrough(command);
     const int error = sendSgCommand(handle, packed);
     if (error == EACCES || error == EPERM) return ProtocolResult::AccessDenied;

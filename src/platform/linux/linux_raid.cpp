@@ -4,8 +4,8 @@
 
 namespace ostria::storage {
 
-// The kernel shows the members of chipset RAID as disks of their own, and there is no sender yet for
-// controllers that hide them: no controller is found, and that is no failure.
+// The kernel shows the members of chipset RAID as disks of their own, and there is no sender yet
+// for controllers that hide them: no controller is found, and that is no failure.
 CsmiSend* csmiSend() { return nullptr; }
 LsiSender* getLsiSender() { return nullptr; }
 std::unique_ptr<DeviceScanFilter> makeRaidPortFilter() { return nullptr; }

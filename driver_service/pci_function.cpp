@@ -1,0 +1,78 @@
+#include "driver_service/pci_function.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+
+namespace ostria::storage {
+namespace {
+
+constexpr std::uint32_t RegisterBytes = 4;
+
+std::string functionsFolder(const std::string& root) { return root + "/sys/bus/pci/devices"; }
+
+}  // namespace
+
+PciFunction::PciFunction(const PciLocation& location, const std::string& root) {
+  if (location.bus > 0xFF || location.device > 0x1F || location.function > 7) return;
+  char name[16];
+  std::snprintf(name, sizeof name, "0000:%02x:%02x.%x", location.bus, location.device,
+                location.function);
+  folder_ = functionsFolder(root) + "/" + name;
+}
+
+bool PciFunction::readable(const std::string& root) {
+  return ::access(functionsFolder(root).c_str(), R_OK | X_OK) == 0;
+}
+
+std::optional<std::uint32_t> PciFunction::classCode() const {
+  std::ifstream file(folder_ + "/class");
+  std::string text;
+  if (folder_.empty() || !(file >> text) || text.rfind("0x", 0) != 0) return std::nullopt;
+  std::uint32_t code = 0;
+  const auto [end, error] = std::from_chars(text.data() + 2, text.data() + text.size(), code, 16);
+  if (error != std::errc() || end != text.data() + text.size() || code > 0xFFFFFF)
+    return std::nullopt;
+  return code;
+}
+
+bool PciFunction::readRegisters(std::uint64_t offset, std::uint32_t length, void* buffer) const {
+  if (folder_.empty() || length == 0 || length % RegisterBytes != 0 || offset % RegisterBytes != 0)
+    return false;
+  // A function that sleeps answers every read with ones.
+  std::ifstream state(folder_ + "/power_state");
+  std::string power;
+  if (state >> power && power != "D0" && power != "unknown") return false;
+
+  const int descriptor = ::open((folder_ + "/resource0").c_str(), O_RDONLY | O_CLOEXEC | O_SYNC);
+  if (descriptor < 0) return false;
+  struct stat status = {};
+  const bool known = ::fstat(descriptor, &status) == 0 && status.st_size > 0;
+  const std::uint64_t size = known ? static_cast<std::uint64_t>(status.st_size) : 0;
+  void* mapped = MAP_FAILED;
+  const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+  const std::uint64_t start = offset / page * page;
+  const bool inside = offset <= size && length <= size - offset;
+  const std::size_t span = inside ? static_cast<std::size_t>(offset - start) + length : 0;
+  if (inside)
+    mapped = ::mmap(nullptr, span, PROT_READ, MAP_SHARED, descriptor, static_cast<off_t>(start));
+  ::close(descriptor);
+  if (mapped == MAP_FAILED) return false;
+
+  const auto* registers = static_cast<const volatile std::uint32_t*>(mapped);
+  const std::size_t first = static_cast<std::size_t>(offset - start) / RegisterBytes;
+  for (std::size_t i = 0; i < length / RegisterBytes; ++i) {
+    const std::uint32_t value = registers[first + i];
+    std::memcpy(static_cast<char*>(buffer) + i * RegisterBytes, &value, RegisterBytes);
+  }
+  ::munmap(mapped, span);
+  return true;
+}
+
+}  // namespace ostria::storage
