@@ -46,8 +46,8 @@ struct Drive {
   std::unique_ptr<BlockMedium> medium;
   std::unique_ptr<AtaTarget> ata;    ///< the ATA drive, also when it sits behind a bridge
   std::unique_ptr<NvmeTarget> nvme;  ///< the NVMe controller
-  /// What the system's disk driver talks to: a SCSI drive, a bridge, or a translation. Every disk of
-  /// the system has one.
+  /// What the system's disk driver talks to: a SCSI drive, a bridge, or a translation. Every disk
+  /// of the system has one.
   std::unique_ptr<ScsiTarget> scsi;
   bool ataPassThrough = false;  ///< the port takes ATA pass-through requests for `ata`
 

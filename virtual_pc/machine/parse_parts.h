@@ -1,0 +1,19 @@
+#pragma once
+
+#include "virtual_pc/machine/description.h"
+#include "virtual_pc/machine/object_reader.h"
+
+namespace ostria::virtual_pc {
+
+// Readers of the parts of a machine file. Each reads one object to its end.
+
+DriveDescription parseDrive(ObjectReader& in, std::size_t index);
+SmartDescription parseSmart(ObjectReader& in, const DriveDescription& drive);
+LayoutDescription parseLayout(ObjectReader& in, const DriveDescription& drive);
+ControllerDescription parseController(ObjectReader& in);
+VolumeDescription parseVolume(ObjectReader& in);
+std::vector<BadSectors> parseBadSectors(ObjectReader& in, const std::string& key,
+                                        std::uint64_t driveSectors);
+std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key);
+
+}  // namespace ostria::virtual_pc
