@@ -12,7 +12,7 @@
 #include "transport/bridges/nvme_bridge.h"
 #include "transport/commands/nvme_cmd.h"
 
-namespace ostria::storage::test {
+namespace ostria::storage::testing {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -92,4 +92,4 @@ inline Bytes namespaceData(std::uint64_t size, std::uint64_t capacity, std::uint
   return data;
 }
 
-}  // namespace ostria::storage::test
+}  // namespace ostria::storage::testing

@@ -5,12 +5,12 @@
 #include "tests/support/scripted_nvme_bridge.h"
 #include "transport/byte_order.h"
 
-namespace ostria::storage::test {
+namespace ostria::storage::testing {
 namespace {
 
 constexpr std::uint32_t everyNamespace = 0xFFFFFFFF;
 
-class NvmeProtocolTest : public testing::Test {
+class NvmeProtocolTest : public ::testing::Test {
  protected:
   NvmeProtocolTest() { protocol.AddBridge(bridge); }
 
@@ -165,4 +165,4 @@ TEST_F(NvmeProtocolTest, NewPathSkipsDeadEmptyAndKnownDrives) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::test
+}  // namespace ostria::storage::testing
