@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "virtual_pc/devices/block_medium.h"
@@ -170,6 +171,28 @@ struct FileDescription {
   bool directory = false;
 };
 
+/// A piece of what the filesystem checker prints, and the time that it takes before.
+struct CheckerOutput {
+  std::string text;
+  std::uint32_t milliseconds = 0;
+  std::uint32_t repeat = 1;
+};
+
+/// What the filesystem checker does with a volume.
+struct CheckerDescription {
+  bool starts = true;
+  std::vector<CheckerOutput> output;  ///< empty: that of a check that finds nothing
+  std::uint32_t exitCode = 0;
+  std::uint32_t scheduleResult = 0;  ///< answer to the wish for a check at the next start
+};
+
+/// A row of the management service.
+struct ManagementRow {
+  std::string nameSpace = "ROOT\\CIMV2";
+  std::string className;
+  std::vector<std::pair<std::string, std::string>> values;
+};
+
 struct VolumeDescription {
   char letter = 'C';
   std::string drive;  ///< name of the drive; empty: on no drive of this machine
@@ -182,6 +205,7 @@ struct VolumeDescription {
   std::uint64_t freeBytes = 0;
   bool fixed = true;
   bool lockable = true;  ///< false: somebody has files open, and it can't be locked
+  CheckerDescription checker;
   std::vector<FileDescription> files;
 };
 
@@ -194,6 +218,8 @@ struct MachineDescription {
   std::vector<ControllerDescription> controllers;
   std::vector<DriveDescription> drives;
   std::vector<VolumeDescription> volumes;
+  std::string diskDriverVersion = "10.0.19041.3636";
+  std::vector<ManagementRow> managementRows;  ///< beside those that the machine makes itself
 };
 
 /// Reads a machine file.

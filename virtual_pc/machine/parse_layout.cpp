@@ -107,6 +107,7 @@ VolumeDescription parseVolume(ObjectReader& in) {
   in.into("free_bytes", out.freeBytes, 0, std::uint64_t{1} << 60);
   out.fixed = in.flag("fixed", true);
   out.lockable = in.flag("lockable", true);
+  if (auto checker = in.object("checker")) out.checker = parseChecker(*checker);
   for (ObjectReader& row : in.objects("files")) out.files.push_back(parseFile(row));
   in.finish();
   return out;

@@ -64,6 +64,9 @@ MachineDescription parseRoot(const nlohmann::json& json) {
   out.currentDirectory = in.text("current_directory", out.currentDirectory);
   out.programPath = in.text("program_path", out.programPath);
   in.text("description", "", 4096);
+  out.diskDriverVersion = in.text("disk_driver_version", out.diskDriverVersion, 64);
+  for (ObjectReader& row : in.objects("management_rows"))
+    out.managementRows.push_back(parseManagementRow(row));
 
   std::set<std::string> names;
   for (ObjectReader& row : in.objects("controllers")) {

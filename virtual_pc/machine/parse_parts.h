@@ -12,6 +12,8 @@ SmartDescription parseSmart(ObjectReader& in, const DriveDescription& drive);
 LayoutDescription parseLayout(ObjectReader& in, const DriveDescription& drive);
 ControllerDescription parseController(ObjectReader& in);
 VolumeDescription parseVolume(ObjectReader& in);
+CheckerDescription parseChecker(ObjectReader& in);
+ManagementRow parseManagementRow(ObjectReader& in);
 std::vector<BadSectors> parseBadSectors(ObjectReader& in, const std::string& key,
                                         std::uint64_t driveSectors);
 std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key);
