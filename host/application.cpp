@@ -1,0 +1,331 @@
+#include "host/application.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "host/access_check.h"
+#include "host/command_line.h"
+#include "host/config_file.h"
+#include "host/device_info.h"
+#include "host/json_output.h"
+#include "host/machine_name.h"
+#include "host/module_library.h"
+#include "host/plan.h"
+#include "host/test_runner.h"
+#include "host/text_output.h"
+#include "host/tool_runner.h"
+
+namespace ostria::host {
+namespace {
+
+constexpr const char* kProgram = "OstriaDiagnosticsCLI";
+constexpr const char* kProgramVersion = OSTRIA_HOST_VERSION;
+constexpr const char* kMachineVariable = "OSTRIA_VIRTUAL_PC";
+constexpr const char* kUsualConfig = "config.ini";
+
+std::optional<std::string> readFile(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) return std::nullopt;
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return std::nullopt;
+  std::ostringstream content;
+  content << file.rdbuf();
+  return content.str();
+}
+
+// "de" of "de_DE.UTF-8", or nothing for the languages that are built in.
+std::string wantedLanguage() {
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    const char* value = std::getenv(name);
+    if (value == nullptr || *value == '\0') continue;
+    const std::string locale = value;
+    const std::string language = locale.substr(0, locale.find_first_of("_.@"));
+    const bool plain =
+        language.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos;
+    return plain && language != "en" ? language : std::string();
+  }
+  return {};
+}
+
+// An end of the program with one sentence.
+struct Stop {
+  ExitCode code;
+  std::string sentence;
+};
+
+class Application {
+ public:
+  Application(const std::vector<std::string>& arguments, Interrupts& interrupts)
+      : arguments_(arguments),
+        interrupts_(interrupts),
+        terminal_(detectTerminal()),
+        output_(STDOUT_FILENO),
+        error_(STDERR_FILENO),
+        json_(asksForJson(arguments)) {}
+
+  int run() {
+    ExitCode code = ExitCode::Passed;
+    try {
+      code = runChecked();
+    } catch (const Stop& stop) {
+      code = stop.code;
+      tellWhy(stop);
+    }
+    interrupts_.setHandlers({}, {});
+    return static_cast<int>(code);
+  }
+
+ private:
+  TextStyle style() const { return {terminal_.outputWidth, terminal_.outputColour}; }
+
+  void tellWhy(const Stop& stop) {
+    if (json_) output_.write(errorJson(stop.sentence, stop.code));
+    error_.write(
+        wrapped(std::string(kProgram) + ": " + harmless(stop.sentence), terminal_.errorWidth, 2) +
+        "\n");
+  }
+
+  static void check(const UsageError& error) {
+    if (!error.sentence.empty()) throw Stop{ExitCode::Usage, error.sentence};
+  }
+
+  template <typename T>
+  static T checked(OrUsageError<T> result, ExitCode code = ExitCode::Usage) {
+    if (auto* error = std::get_if<UsageError>(&result)) throw Stop{code, error->sentence};
+    return std::get<T>(std::move(result));
+  }
+
+  ExitCode runChecked() {
+    line_ = checked(readCommandLine(arguments_));
+    redactor_ = Redactor(line_.redact);
+    loadTexts();
+    if (line_.version) return printVersion();
+    loadModule();
+    catalogue_ = readCatalogue(library_->module());
+    plan_ = checked(makePlan(line_, catalogue_));
+    if (plan_.action == Action::Help) {
+      output_.write(library_->module().resource()->getHelpText() + hostOptionsHelp());
+      return ExitCode::Passed;
+    }
+    configure();
+    check(checkParameters(plan_, catalogue_, texts_));
+    findDevices();
+    switch (plan_.action) {
+      case Action::RunTests:
+      case Action::RunTool:
+        return runPlan();
+      case Action::Show:
+        return show();
+      default:
+        return list();
+    }
+  }
+
+  void loadTexts() {
+    const std::string language = wantedLanguage();
+    if (!language.empty()) {
+      const std::string path = programFolder() + "/texts/" + language + ".txt";
+      if (const auto content = readFile(path)) check(texts_.add(*content, path));
+    }
+    if (!line_.textsFile) return;
+    const auto content = readFile(*line_.textsFile);
+    if (!content)
+      throw Stop{ExitCode::Usage, "The text file " + *line_.textsFile + " cannot be read."};
+    check(texts_.add(*content, *line_.textsFile));
+  }
+
+  std::string modulePath() const {
+    return programFolder() +
+           (line_.virtualPc ? "/libmodule_storage_virtual.so" : "/libmodule_storage.so");
+  }
+
+  void loadModule() {
+    unsetenv(kMachineVariable);
+    if (line_.machineFile) {
+      const auto content = readFile(*line_.machineFile);
+      if (!content) {
+        throw Stop{ExitCode::Usage, "The machine file " + *line_.machineFile + " cannot be read."};
+      }
+      setenv(kMachineVariable, line_.machineFile->c_str(), 1);
+    }
+    library_ = checked(ModuleLibrary::load(modulePath()), ExitCode::CouldNotStart);
+  }
+
+  ExitCode printVersion() {
+    std::string text = std::string(kProgram) + " " + kProgramVersion + "\n";
+    auto library = ModuleLibrary::load(modulePath());
+    if (auto* loaded = std::get_if<std::unique_ptr<ModuleLibrary>>(&library)) {
+      text += "storage module, interface " + (*loaded)->version() + "\n";
+    } else {
+      text += std::get<UsageError>(library).sentence + "\n";
+    }
+    output_.write(text);
+    return ExitCode::Passed;
+  }
+
+  void configure() {
+    const std::string path = line_.configFile.value_or(kUsualConfig);
+    const auto content = readFile(path);
+    if (!content && line_.configFile) {
+      throw Stop{ExitCode::Usage, "The configuration file " + path + " cannot be read."};
+    }
+    const auto settings = checked(readConfiguration(content.value_or(""), path));
+    check(configureTests(catalogue_, settings, path));
+  }
+
+  storage::SystemComponentManager& manager() { return *library_->module().componentManager(); }
+
+  void findDevices() {
+    session_.started = Clock::now();
+    session_.virtualPc = line_.virtualPc;
+    session_.moduleVersion = library_->version();
+    nameMachine(line_.virtualPc, session_.machine, session_.system);
+    const bool note = terminal_.errorControl && !line_.jsonProgress;
+    if (note) error_.write("Looking for devices...");
+    manager().scan();
+    if (note) error_.write("\r\033[K");
+
+    const std::uint32_t count = manager().componentCount();
+    const std::string missing =
+        line_.virtualPc ? std::string() : missingAccess("/sys/block", "/dev");
+    if (count == 0 && !missing.empty()) throw Stop{ExitCode::CouldNotStart, missing};
+    check(checkDevices(plan_, count));
+    if (count == 0) throw Stop{ExitCode::NotPerformed, "No storage device was found."};
+    if (!missing.empty()) session_.notices.push_back(missing);
+    std::vector<DeviceInfo> all;
+    for (std::uint32_t i = 0; i < count; ++i) {
+      if (storage::SystemComponent* component = manager().component(i)) {
+        all.push_back(describeDevice(*component, i, texts_, redactor_));
+      }
+    }
+    if (plan_.devices.empty()) {
+      session_.devices = std::move(all);
+    } else {
+      for (const std::uint32_t index : plan_.devices) {
+        for (const DeviceInfo& device : all) {
+          if (device.index == index) session_.devices.push_back(device);
+        }
+      }
+    }
+    // A scan may have taken a while.
+    if (interrupts_.isAbortRequested()) throw Stop{ExitCode::Stopped, "Stopped by the user."};
+  }
+
+  ExitCode list() {
+    session_.finished = Clock::now();
+    if (json_) {
+      output_.write(listJson(session_));
+    } else {
+      output_.write(listText(session_.devices, style()));
+      tellNotices();
+    }
+    return ExitCode::Passed;
+  }
+
+  ExitCode show() {
+    describeAll();
+    session_.finished = Clock::now();
+    if (json_) {
+      output_.write(detailsJson(session_));
+    } else {
+      bool first = true;
+      for (const DeviceInfo& device : session_.devices) {
+        output_.write((first ? "" : "\n") + detailsText(device, style()));
+        first = false;
+      }
+      tellNotices();
+    }
+    return ExitCode::Passed;
+  }
+
+  void describeAll() {
+    for (DeviceInfo& device : session_.devices) {
+      storage::SystemComponent* component = manager().component(device.index);
+      if (component != nullptr) {
+        describeDetails(*component, catalogue_, texts_, redactor_, device);
+      }
+    }
+  }
+
+  void tellNotices() {
+    for (const std::string& notice : session_.notices) {
+      error_.write(wrapped(harmless(notice), terminal_.errorWidth, 2) + "\n");
+    }
+  }
+
+  ProgressForm progressForm() const {
+    if (line_.jsonProgress) return ProgressForm::Json;
+    return terminal_.errorControl ? ProgressForm::Bar : ProgressForm::Lines;
+  }
+
+  ExitCode runPlan() {
+    Progress progress(error_, progressForm(), terminal_.errorWidth);
+    Questions questions(line_.assume, isatty(STDIN_FILENO) == 1 && terminal_.errorIsTerminal,
+                        progress, error_, interrupts_);
+    interrupts_.setHandlers(
+        [&](int count) {
+          progress.say(count == 1 ? "Stopping: waiting for the device to finish what it is doing."
+                                  : "Still waiting for the device; a command that is under way "
+                                    "cannot be cut off.");
+        },
+        [&] { progress.tick(); });
+    const RunServices services{texts_,   redactor_,   questions,
+                               progress, interrupts_, terminal_.errorWidth};
+    if (plan_.action == Action::RunTests) {
+      runTests(plan_, catalogue_, services, manager(), session_, [&](const TestRun& run) {
+        progress.hide();
+        print(run.device, testText(run, style()));
+      });
+    } else {
+      runTool(plan_, catalogue_, services, manager(), session_, [&](const ToolRun& run) {
+        progress.hide();
+        print(run.device, toolText(run, session_, style()));
+      });
+    }
+    interrupts_.setHandlers({}, {});
+    session_.finished = Clock::now();
+    output_.write(json_ ? runJson(session_) : summaryText(session_, style()));
+    return session_.outcome();
+  }
+
+  void print(std::uint32_t device, const std::string& text) {
+    if (json_) return;
+    if (device != printedDevice_) {
+      if (const DeviceInfo* info = session_.device(device)) {
+        output_.write((printedDevice_ ? "\n" : "") + deviceHeading(*info, style()));
+      }
+      printedDevice_ = device;
+    }
+    output_.write(text);
+    // Nobody reads the results any more, so no more are made.
+    if (output_.isClosed()) interrupts_.requestAbort();
+  }
+
+  const std::vector<std::string>& arguments_;
+  Interrupts& interrupts_;
+  Terminal terminal_;
+  Output output_;
+  Output error_;
+  bool json_;
+  CommandLine line_;
+  Texts texts_;
+  Redactor redactor_{false};
+  std::unique_ptr<ModuleLibrary> library_;
+  Catalogue catalogue_;
+  Plan plan_;
+  Session session_;
+  std::optional<std::uint32_t> printedDevice_;
+};
+
+}  // namespace
+
+int runApplication(const std::vector<std::string>& arguments, Interrupts& interrupts) {
+  return Application(arguments, interrupts).run();
+}
+
+}  // namespace ostria::host

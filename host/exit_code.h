@@ -1,0 +1,30 @@
+#pragma once
+
+#include "ostria/storage/test.h"
+
+namespace ostria::host {
+
+/// What the program ends with. The values of test results are kept, 2 is added for wrong usage.
+enum class ExitCode : int {
+  Passed = 0,
+  Failed = 1,  ///< a device failed a test, or bad sectors were found
+  Usage = 2,
+  NotPerformed = 3,
+  Stopped = 4,
+  Warning = 5,
+  CouldNotStart = 6
+};
+
+/// The code of one result. A number that is no known result counts as "could not start".
+ExitCode exitCodeOf(storage::TestResult result);
+
+/// Which of two codes a run of both ends with: 1, 4, 6, 5, 3, 0, the first of them that occurs.
+/// Usage stands above all.
+ExitCode worse(ExitCode a, ExitCode b);
+
+/// "passed", "failed", "not performed", "stopped", "warning", "could not start", "usage".
+const char* outcomeText(ExitCode code);
+/// The same as one lower-case word with underscores, for machine-readable output.
+const char* outcomeWord(ExitCode code);
+
+}  // namespace ostria::host

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "host/results.h"
+#include "host/usage_error.h"
+
+namespace ostria::host {
+
+/// Name and version of the form of the JSON documents. The version changes when a key does.
+inline constexpr const char* kJsonSchema = "ostria.storage.diagnostics";
+inline constexpr const char* kJsonVersion = "1.0";
+
+/// Each returns one document with a line end behind it.
+std::string listJson(const Session& session);
+std::string detailsJson(const Session& session);
+std::string runJson(const Session& session);
+/// A document that says why there is no other.
+std::string errorJson(const std::string& sentence, ExitCode code);
+
+}  // namespace ostria::host

@@ -1,0 +1,103 @@
+#include "host/texts.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+namespace ostria::host {
+namespace {
+
+TEST(TextsTest, UnknownKeysAreReadByTheRuleOfKeys) {
+  EXPECT_EQ(readableKey("READING_A_NEW_THING"), "Reading a new thing");
+  EXPECT_EQ(readableKey("_E|F|I_SYSTEM_PARTITION"), "EFI system partition");
+  EXPECT_EQ(readableKey("_HIDDEN_|I|F|S,_HIDDEN_|N|T|F|S,_HIDDEN_EX|F|A|T"),
+            "Hidden IFS, hidden NTFS, hidden exFAT");
+  EXPECT_EQ(readableKey("IT_FAILED._|PLEASE_BACK_UP."), "It failed. Please back up.");
+}
+
+TEST(TextsTest, ComposedMessagesAreTranslatedPartByPart) {
+  Texts texts;
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"TOO_MANY_BAD_SECTORS_FOUND: 10", "Too many bad sectors found: 10"},
+      {"READING_SECTOR 1234", "Reading sector 1234"},
+      {"HARD_DISK_IS_PASSWORD_PROTECTED. |TRY_TO_DISABLE_THE_PASSWORD_PROTECTION",
+       "The hard disk is password protected. Try to disable the password protection"},
+      {"ERROR_LIMIT: USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100; |START_RANGE: INVALID_PARAMETER",
+       "Error limit: Use a numerical value between 0 and 100; Start range: Invalid parameter"},
+      {"POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE, SYSTEM_BOARD",
+       "Possible defective components: storage device, system board"},
+      {"BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
+       "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [8, 15], [32, 39].",
+       "Bad sectors were found. Number of blocks with bad sectors: 2. Bad sectors in the following "
+       "range: [8, 15], [32, 39]."},
+      {"BAD_SECTOR_TOOL_STARTED SCAN_TOOL", "Started: Scan for bad sectors"},
+      {"A_KEY_OF_TOMORROW: 5", "A key of tomorrow: 5"},
+      {"Not Scheduled", "Not Scheduled"},
+      {"", ""},
+  };
+  for (const auto& [message, expected] : rows) EXPECT_EQ(texts.message(message), expected);
+}
+
+TEST(TextsTest, TablesBecomeRowsOfCells) {
+  Texts texts;
+  EXPECT_EQ(texts.message("<table width=\"60%\"><tr><th align=\"left\"> Attribute </th><th> Value "
+                          "</th></tr><tr><td> CW </td><td> <font color=red>Fail</font> </td></tr>"
+                          "</table>"),
+            "Attribute\tValue\nCW\tFail");
+}
+
+TEST(TextsTest, DeviceWordsAreNotTakenForKeys) {
+  Texts texts;
+  EXPECT_EQ(texts.propertyValue("MODEL", "STORAGE_DEVICE"), "STORAGE_DEVICE");
+  EXPECT_EQ(texts.propertyValue("TEMPERATURE", "NOT_AVAILABLE"), "Not available");
+  EXPECT_EQ(texts.propertyValue("FILE_SYSTEM", "_HIDDEN_|F|A|T32"), "Hidden FAT32");
+  EXPECT_EQ(texts.propertyValue("FILE_SYSTEM", "FAT32"), "FAT32");
+}
+
+TEST(TextsTest, AnotherLanguageWinsAndABrokenFileChangesNothing) {
+  Texts texts;
+  EXPECT_EQ(texts.add("# Deutsch\r\nMODEL\tModell\r\n", "de.txt").sentence, "");
+  EXPECT_EQ(texts.text("MODEL"), "Modell");
+  EXPECT_EQ(texts.text("SERIAL"), "Serial number");
+  EXPECT_EQ(texts.add("MODEL\tx\nSERIAL\n", "de.txt").sentence,
+            "de.txt, line 2: a key, a tab and a text are wanted.");
+  EXPECT_EQ(texts.text("MODEL"), "Modell");
+}
+
+// Every key that stands in the module's sources has a text of its own.
+TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
+  namespace fs = std::filesystem;
+  const fs::path root = OSTRIA_SOURCE_DIR;
+  std::ifstream file(root / "host/texts/en.txt");
+  std::set<std::string> known;
+  for (std::string line; std::getline(file, line);) known.insert(line.substr(0, line.find('\t')));
+  ASSERT_GT(known.size(), 150U);
+
+  const std::regex key("\"([A-Z|][A-Z0-9|'.()%]*_[A-Zs0-9_|'.()%]+)\"");
+  // Names that are no messages: settings, names in reports and of the system's own tables.
+  const std::regex other(
+      "ENABLE_.*|SEC_.*|.*_SIZE|WHOLE_DISK_READ|OSTRIA_.*|PCI.*|USBSTOR.*|ID_.*|"
+      "UDEV_.*|PATH_.*|MAJOR_.*|PCI_.*");
+  for (const char* room : {"frame", "inventory", "transport", "diagnostics", "tools", "raid"}) {
+    for (const auto& entry : fs::recursive_directory_iterator(root / "src" / room)) {
+      if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
+      std::ifstream source(entry.path());
+      std::stringstream content;
+      content << source.rdbuf();
+      // A long key may be written in several literals.
+      const std::string text = std::regex_replace(content.str(), std::regex("\"\\s*\n\\s*\""), "");
+      for (std::sregex_iterator it(text.begin(), text.end(), key), end; it != end; ++it) {
+        const std::string found = (*it)[1];
+        if (std::regex_match(found, other)) continue;
+        EXPECT_TRUE(known.count(found) == 1) << found << " in " << entry.path();
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace ostria::host
