@@ -145,17 +145,17 @@ class FakeProtocol : public Base {
 };
 
 /// A component on a fake protocol: internal, on the ATA bus.
-template <typename Base = StorageProtocol>
+template <typename Protocol = FakeProtocol<>>
 struct FakeDevice {
   explicit FakeDevice(ProtocolKind kind = ProtocolKind::Ata, std::uint64_t totalSectors = 1000000) {
-    auto owned = std::make_unique<FakeProtocol<Base>>(kind, totalSectors);
+    auto owned = std::make_unique<Protocol>(kind, totalSectors);
     protocol = owned.get();
     component = std::make_unique<StorageComponent>(std::move(owned));
     component->setConnection(DeviceConnection::Internal);
     component->setBusKind(StorageBusKind::Ata);
   }
 
-  FakeProtocol<Base>* protocol;  ///< owned by the component
+  Protocol* protocol;  ///< owned by the component
   std::unique_ptr<StorageComponent> component;
 };
 
