@@ -245,6 +245,7 @@ TEST_F(AtaProtocolTest, NoRequestIsCutToWhatTheRegistersHold) {
   identify(identifyPage());
   EXPECT_EQ(protocol.Read(0, 0, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
   EXPECT_EQ(protocol.Read(1ULL << 48, 1, 9, buffer.data(), 512), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(protocol.WriteUncorrectable(1ULL << 48), ProtocolResult::InvalidArgument);
   Bytes narrow = identifyPage();
   setWord(narrow, 83, 0);
   identify(sealed(narrow));

@@ -84,7 +84,7 @@ ProtocolResult SatBridge::Send(AtaCmd& command) {
     else if (wrapped->senseLength > 0)
       registersFromSense(*wrapped, command);
   }
-  if (wrapped->transferBytes != 0) command.transferBytes = wrapped->transferBytes;
+  command.transferBytes = wrapped->transferBytes;
   return ProtocolResult::Success;
 }
 

@@ -14,6 +14,8 @@ namespace {
 using Page = std::array<std::uint8_t, 512>;
 
 constexpr std::uint8_t kStatusErr = 0x01;
+constexpr std::uint64_t kReach28 = std::uint64_t{1} << 28;  // sectors that registers can address
+constexpr std::uint64_t kReach48 = std::uint64_t{1} << 48;
 
 bool hasError(const AtaCmd& command) { return (command.command & kStatusErr) != 0; }
 bool errorBit(const AtaCmd& command, unsigned bit) { return ((command.features >> bit) & 1) != 0; }
@@ -66,7 +68,7 @@ ProtocolResult AtaProtocol::GetProperties(StorageProtocolProperties* out) {
 bool AtaProtocol::CanAddress(std::uint64_t lba, std::uint16_t sectors) const {
   // Counts beyond the register would be cut, and 0 stands for the largest count.
   const bool wide = properties_->lba48Supported;
-  const std::uint64_t limit = wide ? std::uint64_t{1} << 48 : std::uint64_t{1} << 28;
+  const std::uint64_t limit = wide ? kReach48 : kReach28;
   return sectors != 0 && (wide || sectors <= 255) && lba < limit && sectors <= limit - lba;
 }
 
@@ -109,6 +111,7 @@ ProtocolResult AtaProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
 }
 
 ProtocolResult AtaProtocol::WriteUncorrectable(std::uint64_t lba) {
+  if (lba >= kReach48) return ProtocolResult::InvalidArgument;
   WriteUncorrectableExt command(lba, 1, true);
   return SendChecked(command);
 }

@@ -116,7 +116,7 @@ ProtocolResult ScsiProtocol::ChangeIecPage(const IecForm& form, bool enable) {
 
 ProtocolResult ScsiProtocol::GetTemperature(std::uint8_t* celsius) {
   constexpr std::uint8_t kUnknown = 255;
-  if (celsius == nullptr) return ProtocolResult::Failure;
+  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
   Page page{};
   LogSenseTemperaturePage command(page.data(), page.size());
   if (!succeeded(CheckStatus(command, ProtocolResult::Failure)) || command.transferBytes < 10 ||
@@ -127,7 +127,7 @@ ProtocolResult ScsiProtocol::GetTemperature(std::uint8_t* celsius) {
 }
 
 ProtocolResult ScsiProtocol::GetSmartStatus(std::uint8_t* healthy) {
-  if (healthy == nullptr) return ProtocolResult::Failure;
+  if (healthy == nullptr) return ProtocolResult::InvalidArgument;
   std::uint8_t health = 1;
   ProtocolResult result = ReadIecLog(health);
   if (health == 1) result = ReadRequestSense(health);
@@ -182,7 +182,7 @@ ProtocolResult ScsiProtocol::AbortSelfTest() {
 
 ProtocolResult ScsiProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   constexpr std::uint8_t kNotReady = 2;
-  if (percent == nullptr) return ProtocolResult::Failure;
+  if (percent == nullptr) return ProtocolResult::InvalidArgument;
   Page page{};
   RequestSense command(page.data(), page.size());
   ScsiSense sense;
@@ -206,7 +206,7 @@ ProtocolResult ScsiProtocol::ReadSelfTestLog(std::span<std::uint8_t> page, std::
 }
 
 ProtocolResult ScsiProtocol::GetSelfTestResult(std::uint8_t* code) {
-  if (code == nullptr) return ProtocolResult::Failure;
+  if (code == nullptr) return ProtocolResult::InvalidArgument;
   Page page{};
   const ProtocolResult result = ReadSelfTestLog(page, 9);
   if (succeeded(result)) *code = page[8] & 0x0F;
@@ -214,7 +214,7 @@ ProtocolResult ScsiProtocol::GetSelfTestResult(std::uint8_t* code) {
 }
 
 ProtocolResult ScsiProtocol::GetFirstFailedLba(std::uint64_t* lba) {
-  if (lba == nullptr) return ProtocolResult::Failure;
+  if (lba == nullptr) return ProtocolResult::InvalidArgument;
   Page page{};
   const ProtocolResult result = ReadSelfTestLog(page, 20);
   if (!succeeded(result)) return result;
