@@ -1,0 +1,301 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+// The pass-through headers need windows.h first.
+#include <ntddscsi.h>
+#include <winioctl.h>
+
+#include <array>
+
+#include "scripted_win32.h"
+#include "transport/byte_order.h"
+#include "transport/commands/ata_cmd.h"
+#include "transport/commands/nvme_cmd.h"
+#include "transport/commands/scsi_cmd.h"
+#include "transport/hal/hal_ata_send.h"
+#include "transport/hal/hal_nvme_intel_send.h"
+#include "transport/hal/hal_nvme_mini_intel_send.h"
+#include "transport/hal/hal_scsi_send.h"
+#include "transport/hal/predict_failure.h"
+
+namespace ostria::storage {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class SendsTest : public testing::Test {
+ protected:
+  SendsTest() { kernel = {}; }
+  ~SendsTest() override { EXPECT_EQ(kernel.openHandles, 0); }
+
+  std::uint32_t sent32(std::size_t at) { return loadLe32(&kernel.sent.at(at)); }
+  Bytes sentBytes(std::size_t at, std::size_t count) {
+    return {kernel.sent.begin() + static_cast<std::ptrdiff_t>(at),
+            kernel.sent.begin() + static_cast<std::ptrdiff_t>(at + count)};
+  }
+
+  ScriptedWin32& kernel = scriptedWin32();
+  std::array<std::uint8_t, 1024> data{};
+};
+
+TEST_F(SendsTest, AtaBlockCarriesTheTaskFile) {
+  ReadLogExt command(0x04, 2, data.data(), 0x0102);
+  command.timeoutSeconds = 17;
+  kernel.driver = [&](DWORD code, Bytes& block, DWORD&) {
+    EXPECT_EQ(code, 0x4D02Cu);
+    EXPECT_EQ(block.size(), 48u + 1024);
+    block[48] = 0x5A;
+    const Bytes registers = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x51};
+    std::copy(registers.begin(), registers.end(), block.begin() + 40);
+    return 0u;
+  };
+  const AtaCmd before = command;
+  EXPECT_EQ(halAtaSend().Send(ScriptedDevice, command), ProtocolResult::Success);
+  EXPECT_EQ(loadLe16(&kernel.sent[0]), 48);
+  EXPECT_EQ(loadLe16(&kernel.sent[2]), 0x01 | 0x02 | 0x08);
+  EXPECT_EQ(sent32(8), 1024u);
+  EXPECT_EQ(sent32(12), 17u);
+  EXPECT_EQ(loadLe64(&kernel.sent[24]), 48u);
+  EXPECT_EQ(sentBytes(32, 8), (Bytes{0, before.sectorCountPrevious, before.lbaLowPrevious,
+                                     before.lbaMidPrevious, before.lbaHighPrevious, 0, 0, 0}));
+  EXPECT_EQ(sentBytes(40, 8), (Bytes{before.features, before.sectorCount, before.lbaLow,
+                                     before.lbaMid, before.lbaHigh, before.device, 0x2F, 0}));
+  EXPECT_EQ(data[0], 0x5A);
+  EXPECT_EQ(command.transferBytes, 1024u);
+  EXPECT_EQ((Bytes{command.features, command.sectorCount, command.lbaLow, command.lbaMid,
+                   command.lbaHigh, command.device, command.command}),
+            (Bytes{0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x51}));
+  EXPECT_EQ(command.lbaMidPrevious, before.lbaMidPrevious);
+
+  kernel.driver = [](DWORD, Bytes&, DWORD&) { return 0u; };
+  SmartReadLog pages(0x06, 2, data.data());
+  EXPECT_EQ(halAtaSend().Send(ScriptedDevice, pages), ProtocolResult::Success);
+  EXPECT_EQ(loadLe16(&kernel.sent[2]), 0x01 | 0x02 | 0x20);
+  data[3] = 0x77;
+  WriteSectors write(5, 1, 512, data.data());
+  EXPECT_EQ(halAtaSend().Send(ScriptedDevice, write), ProtocolResult::Success);
+  EXPECT_EQ(loadLe16(&kernel.sent[2]), 0x01 | 0x04);
+  EXPECT_EQ(kernel.sent[48 + 3], 0x77);
+}
+
+TEST_F(SendsTest, AtaAnswersAreNotTrusted) {
+  struct Row {
+    const char* name;
+    DWORD error;
+    std::uint32_t length;
+    std::uint64_t offset;
+    DWORD returned;
+    ProtocolResult result;
+    std::uint64_t bytes;
+  };
+  const Row rows[] = {
+      {"short", 0, 100, 48, 148, ProtocolResult::Success, 100},
+      {"more than asked", 0, 0xFFFFFFFF, 48, 560, ProtocolResult::Success, 512},
+      {"more than returned", 0, 512, 48, 148, ProtocolResult::Success, 100},
+      {"nothing came", 0, 0, 48, 48, ProtocolResult::NoDataReturned, 512},
+      {"data before the header's end", 0, 512, 8, 560, ProtocolResult::TransportFailure, 512},
+      {"data outside", 0, 512, UINT64_MAX, 560, ProtocolResult::TransportFailure, 512},
+      {"no header", 0, 512, 48, 47, ProtocolResult::TransportFailure, 512},
+      {"no rights", ERROR_ACCESS_DENIED, 512, 48, 0, ProtocolResult::AccessDenied, 512},
+      {"refused", ERROR_INVALID_PARAMETER, 512, 48, 0, ProtocolResult::TransportFailure, 512},
+  };
+  for (const auto wait : {ScriptedWin32::Transfer::AtOnce, ScriptedWin32::Transfer::Pending}) {
+    kernel.transfer = wait;
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.name);
+      IdentifyDevice command(data.data());
+      kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) {
+        storeLe32(&block[8], row.length);
+        storeLe64(&block[24], row.offset);
+        block[46] = 0x50;
+        returned = row.returned;
+        return row.error;
+      };
+      EXPECT_EQ(halAtaSend().Send(ScriptedDevice, command), row.result);
+      EXPECT_EQ(command.transferBytes, row.bytes);
+      const bool registers =
+          row.result == ProtocolResult::Success || row.result == ProtocolResult::NoDataReturned;
+      EXPECT_EQ(command.command, registers ? 0x50 : 0xEC);
+    }
+  }
+}
+
+TEST_F(SendsTest, ScsiBlockAndItsAnswer) {
+  Inquiry command(data.data(), 64);
+  kernel.driver = [](DWORD code, Bytes& block, DWORD& returned) {
+    EXPECT_EQ(code, 0x4D004u);
+    EXPECT_EQ(block.size(), 88u + 64);
+    block[2] = 2;   // CHECK CONDITION
+    block[7] = 18;  // sense length
+    block[56] = 0x70;
+    block[87] = 0x99;  // the last sense byte
+    block[88] = 0x05;
+    storeLe32(&block[12], 36);
+    returned = 88 + 36;
+    return 0u;
+  };
+  EXPECT_EQ(halScsiSend().Send(ScriptedDevice, 1, command), ProtocolResult::Success);
+  EXPECT_EQ(sentBytes(0, 9), (Bytes{56, 0, 0, 0, 0, 0, 6, 32, 1}));
+  EXPECT_EQ(sent32(12), 64u);
+  EXPECT_EQ(sent32(16), 30u);
+  EXPECT_EQ(loadLe64(&kernel.sent[24]), 88u);
+  EXPECT_EQ(sent32(32), 56u);
+  EXPECT_EQ(kernel.sent[36], 0x12);
+  EXPECT_EQ(command.transferBytes, 36u);
+  EXPECT_EQ(command.scsiStatus, 2);
+  EXPECT_EQ(command.senseLength, 18u);
+  EXPECT_EQ(command.sense[31], 0x99);
+  EXPECT_EQ(data[0], 0x05);
+
+  data[9] = 0x42;
+  Write10 write(data.data(), 1, 1, 512);
+  kernel.driver = [](DWORD, Bytes&, DWORD& returned) { return returned = 88, 0u; };
+  EXPECT_EQ(halScsiSend().Send(ScriptedDevice, 1, write), ProtocolResult::Success);
+  EXPECT_EQ(kernel.sent[8], 0);
+  EXPECT_EQ(kernel.sent[88 + 9], 0x42);
+  EXPECT_EQ(write.transferBytes, 512u);
+}
+
+TEST_F(SendsTest, ScsiAnswersAreNotTrusted) {
+  std::uint32_t length = 64;
+  std::uint64_t offset = 88;
+  std::uint32_t sense = 56;
+  DWORD came = 152;
+  kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) {
+    storeLe32(&block[12], length);
+    storeLe64(&block[24], offset);
+    storeLe32(&block[32], sense);
+    returned = came;
+    return 0u;
+  };
+  const auto send = [&] {
+    Inquiry command(data.data(), 64);
+    const ProtocolResult result = halScsiSend().Send(ScriptedDevice, 1, command);
+    return std::pair(result, command.transferBytes);
+  };
+  const auto good = [](std::uint64_t n) { return std::pair(ProtocolResult::Success, n); };
+  const auto bad = std::pair(ProtocolResult::TransportFailure, std::uint64_t{64});
+  EXPECT_EQ(send(), good(64));
+  length = 0xFFFFFFFF;
+  EXPECT_EQ(send(), good(64));
+  came = 98;
+  EXPECT_EQ(send(), good(10));
+  came = 60;
+  EXPECT_EQ(send(), good(0));
+  came = 55;
+  EXPECT_EQ(send(), bad);
+  came = 152;
+  offset = 0xFFFFFFFFFF;
+  EXPECT_EQ(send(), bad);
+  offset = 88;
+  sense = 0xFFFFFFF0;
+  EXPECT_EQ(send(), bad);
+}
+
+TEST_F(SendsTest, IntelMiniportBlock) {
+  NvmeGetLog command(data.data(), 512, 2, 0x01020304);
+  command.pathId = 3;
+  command.ioQueue = 1;
+  command.metadataPointer = 0x1122334455667788;
+  DWORD came = 168 + 512;
+  std::uint32_t at = 168;
+  std::uint32_t returnCode = 0;
+  kernel.driver = [&](DWORD code, Bytes& block, DWORD& returned) {
+    EXPECT_EQ(code, 0x4D008u);
+    block[168] = 0x5C;
+    storeLe32(&block[20], returnCode);
+    storeLe32(&block[116], at);
+    returned = came;
+    return 0u;
+  };
+  EXPECT_EQ(halNvmeIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Success);
+  EXPECT_EQ(data[0], 0x5C);
+  const auto image = command.image();
+  Bytes expected(168 + 512);
+  const std::string signature = "IntelNvm";
+  storeLe32(&expected[0], 28);
+  std::copy(signature.begin(), signature.end(), expected.begin() + 4);
+  storeLe32(&expected[12], 30);
+  storeLe32(&expected[16], 0xF0002808);
+  storeLe32(&expected[24], 168 + 512 - 28);
+  expected[28] = 1;
+  expected[29] = 3;
+  expected[32] = 2;  // GET LOG PAGE
+  storeLe32(&expected[36], 0x01020304);
+  storeLe64(&expected[48], 0x1122334455667788);
+  std::copy(image.begin() + 40, image.end(), expected.begin() + 72);
+  expected[96] = 1;
+  storeLe32(&expected[116], 168);
+  storeLe32(&expected[120], 512);
+  EXPECT_EQ(kernel.sent, expected);
+
+  // A driver that refuses, an answer that is too short, data outside of it.
+  const auto send = [&] { return halNvmeIntelSend().Send(ScriptedDevice, 1, command); };
+  returnCode = 1;
+  EXPECT_EQ(send(), ProtocolResult::Failure);
+  returnCode = 0;
+  came = 168 + 511;
+  EXPECT_EQ(send(), ProtocolResult::Failure);
+  came = 168 + 512;
+  for (const std::uint32_t bad : {169u, 0u, 0xFFFFFFFFu}) {
+    at = bad;
+    EXPECT_EQ(send(), ProtocolResult::Failure);
+  }
+}
+
+TEST_F(SendsTest, MiniMiniportBlock) {
+  Bytes page(4096);
+  NvmeIdentifyDevice command;
+  command.fillNamespace(page.data(), 7);
+  DWORD came = 4248;
+  kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) {
+    block[152 + 4095] = 0x5D;
+    returned = came;
+    return 0u;
+  };
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Success);
+  EXPECT_EQ(page[4095], 0x5D);
+  const auto image = command.image();
+  Bytes expected(4248);
+  const std::string signature = "NvmeMini";
+  storeLe32(&expected[0], 28);
+  std::copy(signature.begin(), signature.end(), expected.begin() + 4);
+  storeLe32(&expected[12], 40);
+  storeLe32(&expected[16], 0xE0002000);
+  storeLe32(&expected[24], 4220);
+  expected[52] = 6;  // IDENTIFY
+  expected[56] = 7;
+  std::copy(image.begin() + 16, image.end(), expected.begin() + 68);
+  expected[132] = 2;
+  storeLe32(&expected[140], 4096);
+  storeLe32(&expected[148], 4248);
+  EXPECT_EQ(kernel.sent, expected);
+
+  came = 4247;
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Failure);
+  command.transferBytes = 4097;
+  came = 4248;
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Failure);
+}
+
+TEST_F(SendsTest, PredictedFailure) {
+  DWORD prediction = 0;
+  DWORD error = 0;
+  kernel.driver = [&](DWORD, Bytes& block, DWORD&) {
+    EXPECT_EQ(block.size(), 516u);
+    storeLe32(block.data(), prediction);
+    return error;
+  };
+  bool failing = true;
+  EXPECT_EQ(queryPredictedFailure(ScriptedDevice, &failing), ProtocolResult::Success);
+  EXPECT_FALSE(failing);
+  prediction = 0x100;
+  EXPECT_EQ(queryPredictedFailure(ScriptedDevice, &failing), ProtocolResult::Success);
+  EXPECT_TRUE(failing);
+  prediction = 0;
+  error = ERROR_INVALID_FUNCTION;
+  EXPECT_EQ(queryPredictedFailure(ScriptedDevice, &failing), ProtocolResult::TransportFailure);
+  EXPECT_TRUE(failing);
+}
+
+}  // namespace
+}  // namespace ostria::storage

@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include "platform/windows/win_storage_queries.h"
+#include "scripted_win32.h"
+#include "transport/byte_order.h"
+
+namespace ostria::storage {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class StorageQueriesTest : public testing::Test {
+ protected:
+  StorageQueriesTest() { kernel = {}; }
+
+  /// A driver with this many partitions that says it has `claimed`.
+  void haveLayout(std::size_t entries, std::uint32_t claimed) {
+    kernel.driver = [this, entries, claimed](DWORD code, Bytes& block, DWORD& returned) -> DWORD {
+      ++calls;
+      EXPECT_EQ(code, 0x70050u);
+      if (block.size() < 48 + entries * 144) return ERROR_INSUFFICIENT_BUFFER;
+      storeLe32(&block[0], 1);
+      storeLe32(&block[4], claimed);
+      for (std::size_t i = 0; i < entries; ++i) {
+        std::uint8_t* entry = &block[48 + i * 144];
+        storeLe32(entry, 1);
+        storeLe64(entry + 8, i * 1000);
+        storeLe64(entry + 16, 1000);
+        storeLe32(entry + 24, static_cast<std::uint32_t>(i + 1));
+        entry[32] = 0xC1;
+      }
+      returned = static_cast<DWORD>(48 + entries * 144);
+      return 0;
+    };
+  }
+
+  ScriptedWin32& kernel = scriptedWin32();
+  int calls = 0;
+};
+
+TEST_F(StorageQueriesTest, LayoutBlockGrowsUntilItFits) {
+  haveLayout(6, 6);
+  const auto layout = queryLayout(ScriptedDevice);
+  ASSERT_TRUE(layout);
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(layout->style, PartitionStyle::Gpt);
+  ASSERT_EQ(layout->entries.size(), 6u);
+  EXPECT_EQ(layout->entries[5].start, 5000u);
+  EXPECT_EQ(layout->entries[5].length, 1000u);
+  EXPECT_EQ(layout->entries[5].number, 6u);
+  EXPECT_EQ(layout->entries[5].gptType[0], 0xC1);
+
+  haveLayout(3, 0xFFFFFFFF);  // claims more than it returned
+  EXPECT_EQ(queryLayout(ScriptedDevice)->entries.size(), 3u);
+
+  kernel.driver = [](DWORD, Bytes&, DWORD&) -> DWORD { return ERROR_INSUFFICIENT_BUFFER; };
+  EXPECT_FALSE(queryLayout(ScriptedDevice));  // never content: ends all the same
+  kernel.driver = [](DWORD, Bytes&, DWORD& returned) -> DWORD { return returned = 47, 0; };
+  EXPECT_FALSE(queryLayout(ScriptedDevice));
+}
+
+TEST_F(StorageQueriesTest, ShortAnswersAreNone) {
+  DWORD came = 8;
+  kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) -> DWORD {
+    storeLe32(&block[4], 0xFFFFFFFF);
+    returned = came;
+    return 0;
+  };
+  EXPECT_FALSE(queryDeviceNumber(ScriptedDevice));
+  EXPECT_FALSE(querySmartCapabilities(ScriptedDevice));
+  EXPECT_FALSE(queryNtfsClusterBytes(ScriptedDevice));
+  EXPECT_EQ(queryDescriptorSize(ScriptedDevice), 0xFFFFFFFFu);
+  EXPECT_EQ(queryDescriptor(ScriptedDevice, 0xFFFFFFFF)->size(), 8u);
+  came = 7;
+  EXPECT_FALSE(queryDescriptorSize(ScriptedDevice));
+}
+
+}  // namespace
+}  // namespace ostria::storage
