@@ -1,7 +1,22 @@
 """What the checks share: running programs, reporting, and finding the bench's own drives."""
 
 import json
+import os
 import subprocess
+from pathlib import Path
+
+
+class Drive:
+    """A drive that the bench made. `node` is its device node."""
+
+    def __init__(self, entry, serial, marker):
+        self.node = "/dev/" + entry["name"]
+        self.name = entry["name"]
+        self.serial = serial
+        self.bytes = entry["size"]
+        self.marker = marker
+        major, minor = (int(part) for part in entry["maj:min"].split(":"))
+        self.number = minor & 0xFF | major << 8 | (minor & ~0xFF) << 12
 
 
 class Bench:
@@ -14,7 +29,7 @@ class Bench:
         self._results.flush()
 
     def check(self, name, condition, detail=""):
-        self.report(name, "ok" if condition else "FAIL", "" if condition else detail)
+        self.report(name, "ok" if condition else "FAIL", "" if condition else str(detail))
         return condition
 
     def equal(self, name, got, wanted):
@@ -25,8 +40,7 @@ class Bench:
 
     def run(self, *command, timeout=60):
         """Exit code and standard output; standard error goes to the log of the guest."""
-        done = subprocess.run(command, stdout=subprocess.PIPE, text=True, timeout=timeout, check=False,
-                              errors="replace")
+        done = subprocess.run(command, stdout=subprocess.PIPE, text=True, timeout=timeout, check=False, errors="replace")
         print("$", *command, "->", done.returncode, flush=True)
         return done.returncode, done.stdout
 
@@ -38,20 +52,45 @@ class Bench:
             print(text, flush=True)
             return {}
 
-    def smartctl(self, node, *options):
-        return self.json("smartctl", "-j", *(options or ("-i",)), node)
+    def probe(self, *command, timeout=60):
+        answer = self.json(self.bin + "/machine_probe", *command, timeout=timeout)
+        print(answer, flush=True)
+        return answer
 
-    def disks(self):
-        """Whole disks as the kernel sees them, by model or serial where there is one."""
-        listing = self.json("lsblk", "-J", "-b", "-d", "-o", "NAME,MODEL,SERIAL,SIZE,TRAN,TYPE,LOG-SEC,PHY-SEC,MAJ:MIN")
-        return listing.get("blockdevices", [])
+    def smartctl(self, drive, *options):
+        return self.json("smartctl", "-j", *(options or ("-i",)), drive.node)
 
-    def own_drive(self, marker):
-        """Node of the bench's drive whose model or serial holds the marker; None when there is none. Nothing else is
-        ever handed out, so a check that writes cannot reach a drive that the bench did not make."""
-        if not marker.startswith(("OSTRIABENCH", "OB")):
+    def drive(self, marker):
+        """The bench's drive whose model or serial number holds the marker, or None. Nothing else is ever handed out, so
+        a check that writes cannot reach a drive that the bench did not make."""
+        if not marker.startswith(("OSTRIABENCH", "OB", "0xdeadbeef", "scsi_debug")):
             raise ValueError(f"{marker} is no marker of the bench")
-        for disk in self.disks():
-            if marker in (disk.get("model") or "") or marker in (disk.get("serial") or ""):
-                return "/dev/" + disk["name"]
+        listing = self.json("lsblk", "-J", "-b", "-d", "-o", "NAME,MODEL,SERIAL,SIZE,TYPE,MAJ:MIN")
+        for entry in listing.get("blockdevices", []):
+            serial = entry.get("serial") or self._serial_page(entry["name"])
+            if marker in (entry.get("model") or "") or marker in serial:
+                return Drive(entry, serial, marker)
         return None
+
+    def needed(self, marker, group):
+        drive = self.drive(marker)
+        if drive is None:
+            self.report(f"{group}: drive {marker} is there", "FAIL", "the kernel shows no such drive")
+        return drive
+
+    @staticmethod
+    def _serial_page(name):
+        device = Path("/sys/block") / name / "device"
+        try:
+            page = (device / "vpd_pg80").read_bytes()
+            return page[4:4 + page[3]].decode("ascii", "replace").strip()
+        except OSError:
+            pass
+        for folder in Path(os.path.realpath(device)).parents:
+            if (folder / "serial").exists() and (folder / "idVendor").exists():
+                return (folder / "serial").read_text(encoding="ascii").strip()
+        return ""
+
+    def modprobe(self, module, *options):
+        code, _ = self.run("modprobe", module, *options)
+        return code == 0

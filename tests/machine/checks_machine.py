@@ -2,7 +2,5 @@
 
 
 def run(bench):
-    disks = bench.disks()
-    print(disks, flush=True)
-    for marker in ("OSTRIABENCH ATA", "OSTRIABENCHNVME1", "OBSCSI0001", "OBSCSI4K01", "OBUSB00001"):
-        bench.check(f"machine: drive {marker} is there", bench.own_drive(marker) is not None, str(disks))
+    for marker in ("OSTRIABENCH ATA", "OSTRIABENCHNVME1", "OBSCSI0001", "OBSCSI4K01", "OBUSB00001", "0xdeadbeef"):
+        bench.check(f"machine: drive {marker} is there", bench.drive(marker) is not None, "the kernel shows no such drive")

@@ -8,7 +8,7 @@ import traceback
 
 from bench import Bench
 
-GROUPS = ["machine"]
+GROUPS = ["machine", "scan", "sends"]
 
 
 def main():

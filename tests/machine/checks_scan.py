@@ -1,0 +1,39 @@
+"""What the scan sees before any protocol: numbers, buses, places, and what it leaves out."""
+
+ATA, SCSI, USB, UNKNOWN, NVME = 0, 1, 2, 4, 6
+OTHER, INTERNAL, EXTERNAL = 0, 1, 2
+
+
+def run(bench):
+    found = {entry["paths"][0]: entry for entry in bench.probe("scan")}
+    for marker, bus, connection in (
+            ("OSTRIABENCH ATA", ATA, INTERNAL), ("OBSCSI0001", SCSI, INTERNAL), ("OBUSB00001", USB, EXTERNAL),
+            ("OSTRIABENCHNVME1", NVME, INTERNAL), ("0xdeadbeef", UNKNOWN, EXTERNAL), ("OBVIRTIO01", UNKNOWN, OTHER)):
+        drive = bench.drive(marker)
+        if drive is None:
+            bench.skip(f"scan: {marker}", "the kernel shows no such drive")
+            continue
+        entry = found.get(drive.node, {})
+        bench.equal(f"scan: {marker} has its bus, place and number",
+                    (entry.get("bus"), entry.get("connection"), entry.get("number"), entry.get("id")),
+                    (bus, connection, drive.number, str(drive.number)))
+        bench.check(f"scan: {marker} tells its PCI place", len(entry.get("pci", [])) == 3, entry)
+    bench.check("scan: no optical drive, no loop device", not any("sr" in p or "loop" in p for p in found), found)
+
+    nvme = bench.needed("OSTRIABENCHNVME1", "scan")
+    if nvme:
+        entry = found[nvme.node]
+        with open("/sys/class/nvme/nvme0/address", encoding="ascii") as file:
+            address = file.read().strip()
+        bus, device, function = entry["pci"]
+        bench.equal("scan: the NVMe drive's PCI function", f"0000:{bus:02x}:{device:02x}.{function}", address)
+        service = bench.probe("service", str(bus), str(device), str(function))
+        bench.equal("driver service: class of an NVMe controller", (service.get("class"), service.get("code")), (0, [1, 8, 2]))
+        if service.get("registers"):
+            version, status, beyond = service["registers"]
+            bench.equal("driver service: version register", version, [0, 0x00010400])
+            bench.equal("driver service: controller is ready and not fatal", (status[0], status[1] & 3), (0, 1))
+            bench.equal("driver service: nothing beyond the register block", beyond, [1, 0])
+    usb = found.get(getattr(bench.drive("OBUSB00001"), "node", ""), {})
+    bench.equal("scan: the stick is no removable medium and has no NVMe port", (usb.get("removable"), usb.get("port")),
+                (False, None))

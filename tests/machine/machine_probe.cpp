@@ -1,0 +1,253 @@
+// Drives the Linux seams directly, for the checks of the machine bench. One JSON object on standard
+// output.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "inventory/storage_scanner.h"
+#include "platform/linux/linux_filesystem.h"
+#include "services/driver_service_holder.h"
+#include "services/sal.h"
+#include "transport/commands/ata_cmd.h"
+#include "transport/commands/nvme_cmd.h"
+#include "transport/commands/scsi_cmd.h"
+#include "transport/hal/hal_ata_send.h"
+#include "transport/hal/hal_nvme_intel_send.h"
+#include "transport/hal/hal_scsi_send.h"
+
+namespace ostria::storage {
+namespace {
+
+using Json = nlohmann::json;
+using Arguments = std::vector<std::string>;
+
+std::uint32_t numberOf(ProtocolResult result) { return static_cast<std::uint32_t>(result); }
+
+/// A device opened as the scan opens it.
+class OpenDevice {
+ public:
+  explicit OpenDevice(const std::string& path)
+      : scanner_(get_device_scanner()), error_(scanner_->open(path, &handle_)) {}
+  ~OpenDevice() {
+    if (handle_) scanner_->close(handle_);
+    release_device_scanner(scanner_);
+  }
+  DeviceHandle handle() const { return handle_; }
+  int error() const { return error_; }
+
+ private:
+  DeviceScanner* scanner_;
+  DeviceHandle handle_;
+  int error_;
+};
+
+Json scan(const Arguments&) {
+  Json out = Json::array();
+  const auto scanner = makeStorageScanner();
+  DevicePathMap devices;
+  scanner->listDevices(devices);
+  for (const auto& [number, paths] : devices) {
+    StorageBusKind bus{};
+    DeviceConnection connection{};
+    bool removable = false, optane = false;
+    std::string id, port;
+    std::array<std::uint8_t, 3> pci{};
+    Json entry = {{"number", number}, {"paths", paths}};
+    if (scanner->getBusKind(number, &bus, &optane) == 0) entry["bus"] = bus;
+    if (scanner->getConnection(number, &connection) == 0) entry["connection"] = connection;
+    if (scanner->isRemovableMedia(number, &removable) == 0) entry["removable"] = removable;
+    if (scanner->getDeviceId(number, &id) == 0) entry["id"] = id;
+    if (scanner->getMiniportPath(number, &port) == 0) entry["port"] = port;
+    if (scanner->getPciLocation(number, &pci) == 0) entry["pci"] = pci;
+    out.push_back(entry);
+  }
+  return out;
+}
+
+Json layout(const Arguments& arguments) {
+  const auto scanner = makeStorageScanner();
+  DevicePathMap devices;
+  scanner->listDevices(devices);
+  Json out;
+  for (const auto& [number, paths] : devices) {
+    if (paths.front() != arguments.at(0)) continue;
+    PartitionTable table;
+    out["result"] = scanner->readPartitionTable(number, &table, std::stoull(arguments.at(1)));
+    out["schema"] = table.schema;
+    out["disk"] = table.diskNumber;
+    out["unallocated"] = table.unallocatedBytes;
+    out["partitions"] = Json::array();
+    for (const PartitionEntry& entry : table.partitions)
+      out["partitions"].push_back({{"number", entry.number},
+                                   {"type", entry.typeText},
+                                   {"label", entry.label},
+                                   {"mounts", entry.mountPoints},
+                                   {"fs", entry.fileSystem},
+                                   {"serial", entry.serial},
+                                   {"size", entry.sizeBytes},
+                                   {"start", entry.startOffset},
+                                   {"used", entry.usedBytes},
+                                   {"free", entry.freeBytes},
+                                   {"cluster", entry.clusterBytes}});
+  }
+  return out;
+}
+
+/// dismount ROOT COMMAND: takes a volume off line, runs the command, puts it back.
+Json dismount(const Arguments& arguments) {
+  const auto scanner = makeStorageScanner();
+  DeviceHandle handle;
+  Json out;
+  out["dismount"] = scanner->dismountVolume(arguments.at(0), &handle);
+  out["during"] = std::system(arguments.at(1).c_str());
+  if (handle) {
+    std::string name = arguments.at(0), text;
+    std::vector<std::string> list;
+    out["release"] = scanner->releaseVolume(name, list, handle, text);
+  }
+  return out;
+}
+
+/// read PATH OFFSET LENGTH SECONDS: a raw read with a time-out.
+Json read(const Arguments& arguments) {
+  const OpenDevice device(arguments.at(0));
+  if (!device.handle()) return {{"open", device.error()}};
+  const auto length = std::stoull(arguments.at(2));
+  std::vector<char> buffer(length + 1, '#');
+  std::uint64_t done = ~std::uint64_t{0};
+  LinuxFilesystem filesystem;
+  const auto start = std::chrono::steady_clock::now();
+  const auto result =
+      filesystem.readAt(device.handle(), std::stoull(arguments.at(1)), length, &done,
+                        static_cast<std::uint32_t>(std::stoul(arguments.at(3))), buffer.data() + 1);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  return {{"result", numberOf(result)},
+          {"done", done},
+          {"seconds", took.count()},
+          {"untouched", std::count(buffer.begin(), buffer.end(), '#')},
+          {"outstanding", filesystem.outstandingTransfers()}};
+}
+
+/// scratch PATH BYTES: a scratch file written and read back, then the process dies without a word.
+Json scratch(const Arguments& arguments) {
+  Filesystem& filesystem = getLocalFilesystem();
+  DeviceHandle file;
+  const auto size = std::stoull(arguments.at(1));
+  Json out;
+  out["create"] = filesystem.createFile(arguments.at(0), &file, true);
+  out["size"] = filesystem.setFileSize(file, size);
+  std::vector<char> written(4096, 'o'), back(4096);
+  std::uint64_t done = 0;
+  out["write"] = numberOf(filesystem.writeAt(file, size - 4096, 4096, &done, 30, written.data()));
+  out["read"] = numberOf(filesystem.readAt(file, size - 4096, 4096, &done, 30, back.data()));
+  out["same"] = written == back;
+  return out;
+}
+
+Json ata(const Arguments& arguments) {
+  const OpenDevice device(arguments.at(0));
+  if (!device.handle()) return {{"open", device.error()}};
+  Json out;
+  std::vector<std::uint8_t> page(512);
+  IdentifyDevice identify(page.data());
+  out["identify"] = numberOf(halAtaSend().Send(device.handle(), identify));
+  out["model"] = SwapWordString(page.data() + 54, 20);
+  out["moved"] = identify.transferBytes;
+  SmartReturnStatus status;
+  out["smart"] = numberOf(halAtaSend().Send(device.handle(), status));
+  out["signature"] = {status.lbaMid, status.lbaHigh, status.command};
+  AtaCheckPowerMode power;
+  out["power"] = numberOf(halAtaSend().Send(device.handle(), power));
+  out["mode"] = power.sectorCount;
+  SmartReadLog log(0xEE, 1, page.data());
+  out["badLog"] = numberOf(halAtaSend().Send(device.handle(), log));
+  out["badLogError"] = {log.command & 1, log.features & 4};
+  return out;
+}
+
+Json scsi(const Arguments& arguments) {
+  const OpenDevice device(arguments.at(0));
+  if (!device.handle()) return {{"open", device.error()}};
+  Json out;
+  std::vector<std::uint8_t> page(96);
+  Inquiry inquiry(page.data(), 96);
+  out["inquiry"] = numberOf(halScsiSend().Send(device.handle(), 1, inquiry));
+  out["moved"] = inquiry.transferBytes;
+  out["vendor"] = std::string(page.begin() + 8, page.begin() + 16);
+  LogSenseIECPage unknown(page.data(), 64);
+  unknown.cdb[2] = 0x7E;
+  out["badPage"] = numberOf(halScsiSend().Send(device.handle(), 1, unknown));
+  out["badPageStatus"] = {unknown.scsiStatus, unknown.senseLength, unknown.sense[2] & 0x0F};
+  SmartReturnStatus status;
+  out["ata"] = numberOf(halAtaSend().Send(device.handle(), status));
+  return out;
+}
+
+Json nvme(const Arguments& arguments) {
+  const OpenDevice device(arguments.at(0));
+  if (!device.handle()) return {{"open", device.error()}};
+  Json out;
+  std::vector<char> page(4096);
+  NvmeIdentifyDevice identify;
+  identify.fillController(page.data());
+  out["identify"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, identify));
+  out["serial"] = std::string(page.begin() + 4, page.begin() + 24);
+  NvmeRead sector(page.data(), 0, 1, 1, false);
+  sector.transferBytes = 512;
+  out["read"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, sector));
+  NvmeRead otherNamespace(page.data(), 0, 1, 7, false);
+  otherNamespace.transferBytes = 512;
+  out["otherNamespace"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, otherNamespace));
+  NvmeRead beyond(page.data(), std::uint64_t{1} << 40, 1, 1, false);
+  beyond.transferBytes = 512;
+  out["beyond"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, beyond));
+  return out;
+}
+
+/// service BUS DEVICE FUNCTION: what the driver service says of a PCI function.
+Json service(const Arguments& arguments) {
+  const DriverServiceHolder holder;
+  ZRDService* const found = holder.usableService();
+  Json out = {{"usable", found != nullptr}};
+  if (found == nullptr) return out;
+  const PciLocation location = {static_cast<std::uint32_t>(std::stoul(arguments.at(0))),
+                                static_cast<std::uint32_t>(std::stoul(arguments.at(1))),
+                                static_cast<std::uint32_t>(std::stoul(arguments.at(2)))};
+  PciClass code;
+  out["class"] = found->GetPciClass(&location, &code);
+  out["code"] = {code.baseClass, code.subclass, code.programmingInterface};
+  for (const std::uint64_t offset :
+       {std::uint64_t{8}, std::uint64_t{0x1C}, std::uint64_t{1} << 40}) {
+    std::uint32_t length = 4, value = 0;
+    std::uint8_t flag = 0;
+    const auto result = found->ReadControllerRegister(&location, &offset, &length, &flag, &value);
+    out["registers"].push_back({result, value});
+  }
+  return out;
+}
+
+}  // namespace
+}  // namespace ostria::storage
+
+int main(int count, char** values) {
+  using namespace ostria::storage;
+  const std::map<std::string, Json (*)(const Arguments&)> commands = {
+      {"scan", scan}, {"layout", layout},   {"dismount", dismount},
+      {"read", read}, {"scratch", scratch}, {"ata", ata},
+      {"scsi", scsi}, {"nvme", nvme},       {"service", service}};
+  const auto command = commands.find(count > 1 ? values[1] : "");
+  if (command == commands.end()) return 2;
+  std::cout << command->second(Arguments(values + 2, values + count)).dump() << std::endl;
+  // Like a process that is killed: nothing is closed, nothing is tidied.
+  ::_exit(0);
+}
