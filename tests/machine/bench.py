@@ -81,6 +81,9 @@ class Bench:
     @staticmethod
     def _serial_page(name):
         device = Path("/sys/block") / name / "device"
+        plain = Path("/sys/block") / name / "serial"
+        if plain.exists():
+            return plain.read_text(encoding="ascii").strip()
         try:
             page = (device / "vpd_pg80").read_bytes()
             return page[4:4 + page[3]].decode("ascii", "replace").strip()

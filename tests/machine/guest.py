@@ -8,7 +8,7 @@ import traceback
 
 from bench import Bench
 
-GROUPS = ["machine", "scan", "sends"]
+GROUPS = ["machine", "scan", "sends", "volumes"]
 
 
 def main():

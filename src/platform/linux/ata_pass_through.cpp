@@ -40,9 +40,11 @@ SgCommand ataPassThrough(const AtaCmd& command) {
   out.data = command.data;
   out.timeoutSeconds = command.timeoutSeconds;
 
+  // A command with data shows its registers when it fails; asked for them after a success, some
+  // controllers show those from before the last block.
   std::uint8_t flags = checkCondition;
   if (command.dataDirection != DataDirection::None) {
-    flags |= inBlocks | countField;
+    flags = inBlocks | countField;
     if (command.dataDirection == DataDirection::FromDevice) flags |= fromDevice;
     const std::uint64_t count =
         command.sectorCount + (extended ? std::uint64_t{command.sectorCountPrevious} << 8 : 0);
@@ -72,8 +74,9 @@ ProtocolResult takeAtaAnswer(const SgCommand& answer, AtaCmd& command) {
   if (answer.status == StatusCheckCondition) {
     const std::size_t length = std::min<std::size_t>(answer.senseLength, answer.sense.size());
     registers = ataRegistersFromSense(std::span(answer.sense).first(length));
-  } else if (answer.status == StatusGood && !command.wantRegisters) {
-    // The translator held back the registers. That the command went well it has said.
+  } else if (answer.status == StatusGood &&
+             (!command.wantRegisters || command.dataDirection != DataDirection::None)) {
+    // The registers are held back. That the command went well has been said.
     registers = AtaRegisters{.sectorCount = command.sectorCount,
                              .lbaLow = command.lbaLow,
                              .lbaMid = command.lbaMid,

@@ -6,7 +6,7 @@
 
 namespace ostria::storage {
 
-/// The command as ATA PASS-THROUGH (16) of SAT, asking for the output registers.
+/// The command as ATA PASS-THROUGH (16) of SAT; one without data asks for the output registers.
 SgCommand ataPassThrough(const AtaCmd& command);
 
 /// Writes what came back into the command. Results as `HalAtaSend::Send`.

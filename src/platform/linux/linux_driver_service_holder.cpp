@@ -13,15 +13,18 @@ namespace {
 std::string pathOfService() {
   Dl_info info = {};
   if (::dladdr(reinterpret_cast<const void*>(&pathOfService), &info) == 0 ||
-      info.dli_fname == nullptr)
+      info.dli_fname == nullptr || info.dli_fname[0] == '\0')
     return {};
-  // The loader keeps the folder as it was at loading, also for a module loaded by a relative path.
+  constexpr const char* service = "/libOstriaDiagnosticsDriverService.so";
+  const std::string module = info.dli_fname;
+  if (module.front() == '/') return module.substr(0, module.rfind('/')) + service;
+  // Loaded by a relative path: the loader knows the folder as it was then.
   void* const self = ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
   if (self == nullptr) return {};
   char folder[PATH_MAX + 1] = {};
   const bool known = ::dlinfo(self, RTLD_DI_ORIGIN, folder) == 0 && folder[0] == '/';
   ::dlclose(self);
-  return known ? std::string(folder) + "/libOstriaDiagnosticsDriverService.so" : std::string();
+  return known ? folder + std::string(service) : std::string();
 }
 
 }  // namespace
