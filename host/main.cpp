@@ -1,0 +1,7 @@
+#include "host/application.h"
+
+int main(int argc, char** argv) {
+  // Before everything else: other threads are to inherit the blocked signals.
+  ostria::host::Interrupts interrupts;
+  return ostria::host::runApplication({argv + (argc > 0 ? 1 : 0), argv + argc}, interrupts);
+}
