@@ -205,9 +205,10 @@ ToolStatus RecoverBadSectors::executeGuarded(const RecoverDeviceItem& item,
 
   VolumesOffline offline(*component);
   if (const auto stillMounted = offline.take(); !stillMounted.empty()) {
-    std::vector<std::string> messages = {unmountFailureText};
-    messages.insert(messages.end(), stillMounted.begin(), stillMounted.end());
-    setParameter("Message", messages);
+    std::string message = unmountFailureText;
+    for (const std::string& name : stillMounted)
+      message += (&name == &stillMounted.front() ? ": " : ", ") + name;
+    setParameter("Message", {message});
   }
   return currentOperation_->execute(item, partitionIndex);
 } catch (...) {

@@ -2,6 +2,7 @@
 
 // The part of the system's programming interface that the virtual PC has, under the SDK's names.
 
+#include <processthreadsapi.h>
 #include <winbase.h>
 #include <windef.h>
 #include <winerror.h>

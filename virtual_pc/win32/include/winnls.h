@@ -3,6 +3,7 @@
 #include <windef.h>
 
 #define CP_ACP 0
+#define CP_OEMCP 1
 #define CP_UTF8 65001
 #define MB_ERR_INVALID_CHARS 0x00000008u
 #define WC_ERR_INVALID_CHARS 0x00000080u

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/tool_status.h"
+
+namespace ostria::storage {
+
+/// How one kind of file system is checked.
+struct LinuxChecker {
+  std::vector<const char*> fileSystems;  ///< as libblkid names them
+  const char* program;
+  /// Repairs what can be repaired without a decision of a person; the device comes last.
+  std::vector<const char*> arguments;
+  bool progress;                   ///< writes "pass done total device" lines to descriptor 3
+  std::vector<int> repairedCodes;  ///< exit codes that mean: errors found and repaired
+  /// Asks for a check at the next start; empty for a file system that cannot be asked.
+  const char* scheduler;
+  std::vector<const char*> schedulerArguments;
+};
+
+/// Null for a file system without a checker that can be trusted to repair it unattended.
+const LinuxChecker* findLinuxChecker(const std::string& fileSystem);
+
+/// Exit code 0 is a file system without errors, whatever the checker.
+ToolStatus checkerStatus(const LinuxChecker& checker, int exitCode);
+
+}  // namespace ostria::storage
