@@ -12,6 +12,7 @@
 #include "host/command_line.h"
 #include "host/config_file.h"
 #include "host/device_info.h"
+#include "host/html_report.h"
 #include "host/json_output.h"
 #include "host/machine_name.h"
 #include "host/module_library.h"
@@ -113,6 +114,7 @@ class Application {
       return ExitCode::Passed;
     }
     configure();
+    checkReportFile();
     check(checkParameters(plan_, catalogue_, texts_));
     findDevices();
     switch (plan_.action) {
@@ -178,6 +180,26 @@ class Application {
     check(configureTests(catalogue_, settings, path));
   }
 
+  // A report that cannot be written is better known before a test of two hours.
+  void checkReportFile() const {
+    if (!line_.reportFile) return;
+    const std::ofstream file(*line_.reportFile, std::ios::binary | std::ios::app);
+    if (!file)
+      throw Stop{ExitCode::Usage, "The report " + *line_.reportFile + " cannot be written."};
+  }
+
+  // The worse of the outcome and what became of the report. To be called before the results are
+  // printed, as a failure is one of their notices.
+  ExitCode writeReport(ExitCode outcome) {
+    if (!line_.reportFile) return outcome;
+    std::ofstream file(*line_.reportFile, std::ios::binary | std::ios::trunc);
+    file << htmlReport(session_);
+    file.flush();
+    if (file) return outcome;
+    session_.notices.push_back("The report " + *line_.reportFile + " could not be written.");
+    return worse(outcome, ExitCode::CouldNotStart);
+  }
+
   storage::SystemComponentManager& manager() { return *library_->module().componentManager(); }
 
   void findDevices() {
@@ -230,6 +252,7 @@ class Application {
   ExitCode show() {
     describeAll();
     session_.finished = Clock::now();
+    const ExitCode code = writeReport(ExitCode::Passed);
     if (json_) {
       output_.write(detailsJson(session_));
     } else {
@@ -240,7 +263,7 @@ class Application {
       }
       tellNotices();
     }
-    return ExitCode::Passed;
+    return code;
   }
 
   void describeAll() {
@@ -289,8 +312,10 @@ class Application {
     }
     interrupts_.setHandlers({}, {});
     session_.finished = Clock::now();
+    if (line_.reportFile) describeAll();
+    const ExitCode code = writeReport(session_.outcome());
     output_.write(json_ ? runJson(session_) : summaryText(session_, style()));
-    return session_.outcome();
+    return code;
   }
 
   void print(std::uint32_t device, const std::string& text) {

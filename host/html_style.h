@@ -1,0 +1,44 @@
+#pragma once
+
+namespace ostria::host {
+
+/// The style sheet of the HTML report: one column on a phone, plain on paper.
+inline constexpr const char* kReportStyle = R"(
+:root{--ink:#1c2430;--soft:#5b6675;--line:#d9dee5;--back:#f5f7f9;--card:#fff;
+--passed:#1b7f3b;--failed:#b3261e;--warning:#9a5b00;--stopped:#9a5b00;--could_not_start:#9a5b00;
+--not_performed:#5b6675;--not_supported:#5b6675}
+*{box-sizing:border-box}
+body{margin:0;background:var(--back);color:var(--ink);font:16px/1.45 system-ui,sans-serif}
+main{max-width:60rem;margin:0 auto;padding:1rem}
+h1{font-size:1.6rem;margin:.5rem 0}h2{font-size:1.25rem;margin:0;overflow-wrap:anywhere}
+h3{font-size:1rem;margin:1.2rem 0 .4rem}
+p{margin:.3rem 0}.soft{color:var(--soft)}
+section{background:var(--card);border:1px solid var(--line);border-radius:.6rem;padding:1rem;
+margin:1rem 0}
+.head{display:flex;flex-wrap:wrap;gap:.6rem;align-items:center;justify-content:space-between}
+.badge{color:#fff;border-radius:1rem;padding:.1rem .7rem;font-weight:600;white-space:nowrap;
+font-size:.9rem;print-color-adjust:exact;-webkit-print-color-adjust:exact}
+.passed{background:var(--passed)}.failed{background:var(--failed)}
+.warning,.stopped,.could_not_start{background:var(--warning)}
+.not_performed,.not_supported{background:var(--not_performed)}
+.wide{overflow-x:auto}
+table{border-collapse:collapse;width:100%;font-size:.92rem}
+th,td{text-align:left;padding:.3rem .5rem;border-bottom:1px solid var(--line);vertical-align:top;
+overflow-wrap:anywhere}
+th{color:var(--soft);font-weight:600}
+td.number{text-align:right;font-variant-numeric:tabular-nums;white-space:nowrap}
+tr.bad td{color:var(--failed);font-weight:600}
+dl{display:grid;grid-template-columns:minmax(8rem,13rem) 1fr;gap:.2rem 1rem;margin:.5rem 0}
+dt{color:var(--soft)}dd{margin:0;overflow-wrap:anywhere}
+.bar{display:block;width:7rem;height:.6rem}
+svg.map{width:100%;height:auto;display:block}
+pre{white-space:pre-wrap;overflow-wrap:anywhere;margin:.3rem 0;font-size:.85rem}
+ul{margin:.2rem 0;padding-left:1.2rem}
+@media (max-width:34rem){main{padding:.5rem}dl{grid-template-columns:1fr}dd{margin-bottom:.4rem}
+section{padding:.7rem}}
+@media print{body{background:#fff;font-size:11pt}main{max-width:none;padding:0}
+section{border-radius:0;break-inside:auto}h3,.head,tr,svg{break-inside:avoid}
+.wide{overflow:visible}}
+)";
+
+}  // namespace ostria::host

@@ -1,0 +1,225 @@
+#include "tests/host/program.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/host/schema_check.h"
+
+namespace ostria::host::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+std::vector<std::string> onFake(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), {"--virtual", "-Mstorage"});
+  return arguments;
+}
+
+struct Ended {
+  int code;
+  std::string output;
+  std::string errors;
+};
+
+Ended run(const std::vector<std::string>& arguments) {
+  Program program(OSTRIA_FAKE_DIR, onFake(arguments));
+  const int code = program.finish();
+  return {code, program.output, program.errors};
+}
+
+json document(const Ended& ended) {
+  const json parsed = json::parse(ended.output, nullptr, false);
+  EXPECT_FALSE(parsed.is_discarded()) << ended.output;
+  EXPECT_EQ(schemaComplaint(parsed), "") << ended.output;
+  return parsed;
+}
+
+TEST(ProgramTest, EndsWithTheWorstOutcome) {
+  const std::vector<std::pair<std::vector<std::string>, int>> rows = {
+      {{}, 0},
+      {{"-Qm"}, 0},
+      {{"-Qm,t", "1"}, 1},
+      {{"-Qt"}, 1},
+      {{"-Qm,o", "0"}, 3},
+      {{"-Qo"}, 3},
+      {{"-Ew", "0"}, 3},  // nobody can be asked
+      {{"-Ew", "--assume", "no", "0"}, 3},
+      {{"-Ew", "--assume=yes", "0"}, 0},
+      {{"recover", "scan", "0"}, 0},
+      {{"recover", "scan"}, 1},
+      {{"recover", "repair", "1"}, 3},
+      {{"recover", "repair", "1", "--assume", "yes"}, 1},
+      {{"recover", "filterDevices"}, 0},
+      {{"-Qm", "2"}, 2},
+      {{"-En(ERROR_LIMIT=x)"}, 2},
+      {{"--config", "/nonexistent.ini"}, 2},
+      {{"--virtual=/nonexistent.json"}, 2},
+      {{"-Qm", "--report", "/nonexistent/report.html"}, 2},
+      {{"--help"}, 0},
+      {{"--version"}, 0},
+  };
+  for (const auto& [arguments, code] : rows) {
+    const Ended ended = run(arguments);
+    EXPECT_EQ(ended.code, code) << testing::PrintToString(arguments) << ended.errors;
+    if (code == 2) {
+      // One sentence, and nothing else.
+      EXPECT_EQ(ended.output, "");
+      EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1) << ended.errors;
+    }
+  }
+}
+
+TEST(ProgramTest, RefusedTestsSayWhyAndAreNotFailed) {
+  const Ended ended = run({"-Qo,t", "0"});
+  EXPECT_THAT(ended.output, HasSubstr("The device does not support SMART"));
+  EXPECT_THAT(ended.output, HasSubstr("does not offer this test"));
+  EXPECT_THAT(ended.output, Not(HasSubstr("FAILED")));
+  // What was not asked for by name is left out.
+  EXPECT_THAT(run({"-Qm", "0"}).output, Not(HasSubstr("NOT PERFORMED")));
+}
+
+TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
+  EXPECT_EQ(document(run({"--json"})).at("devices").size(), 2U);
+  const json shown = document(run({"--json", "--show", "1"}));
+  EXPECT_EQ(shown.at("devices").at(0).at("smart").at(0).at("below_threshold"), true);
+
+  const json tests = document(run({"--json", "-Qm,t,o", "-En(ERROR_LIMIT=5)", "1"}));
+  EXPECT_EQ(tests.at("exit_code"), 1);
+  EXPECT_EQ(tests.at("devices").at(0).at("size_bytes_text"), "9223372036854775808");
+  EXPECT_EQ(tests.at("devices").at(0).at("temperature_celsius"), nullptr);
+  const json& failed = tests.at("test_runs").at(1);
+  EXPECT_EQ(failed.at("outcome"), "failed");
+  EXPECT_EQ(failed.at("messages").at(0).at("key"), "TOO_MANY_BAD_SECTORS_FOUND: 10");
+  EXPECT_EQ(failed.at("messages").at(0).at("text"), "Too many bad sectors found: 10");
+  EXPECT_EQ(tests.at("test_runs").at(2).at("outcome"), "not_supported");
+  EXPECT_EQ(tests.at("test_runs").at(3).at("parameters").at("ERROR_LIMIT"), "5");
+
+  for (const char* operation : {"scan", "repair", "filesystem", "filterDevices"}) {
+    const json tool = document(run({"--json", "recover", operation, "1", "--assume=yes"}));
+    EXPECT_EQ(tool.at("operation"), operation);
+  }
+  const json error = document(run({"--json", "-Qz"}));
+  EXPECT_EQ(error.at("kind"), "error");
+  EXPECT_EQ(error.at("exit_code"), 2);
+}
+
+TEST(ProgramTest, ProgressAsJsonLines) {
+  const Ended ended = run({"-Qt", "1", "--progress=json"});
+  std::istringstream lines(ended.errors);
+  std::vector<std::string> events;
+  for (std::string line; std::getline(lines, line);) {
+    const json event = json::parse(line, nullptr, false);
+    ASSERT_FALSE(event.is_discarded()) << line;
+    events.push_back(event.at("event"));
+  }
+  ASSERT_GE(events.size(), 2U);
+  EXPECT_EQ(events.front(), "test_started");
+  EXPECT_EQ(events.back(), "test_finished");
+}
+
+TEST(ProgramTest, RedactedOutputsHoldNoSerialNumber) {
+  const std::string report = testing::TempDir() + "redacted.html";
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"--show"}, {"--show", "--json"}, {"-Qm", "-Ew", "--assume=yes"}}) {
+    auto with = arguments;
+    with.insert(with.end(), {"--redact", "--report", report});
+    const Ended ended = run(with);
+    std::ifstream file(report);
+    std::ostringstream html;
+    html << file.rdbuf();
+    for (const std::string& text : {ended.output, ended.errors, html.str()}) {
+      EXPECT_THAT(text, Not(HasSubstr("12345678")));
+      EXPECT_THAT(text, Not(HasSubstr("alert(1)")));
+    }
+  }
+  std::filesystem::remove(report);
+}
+
+TEST(ProgramTest, ReportEscapesWhatADriveCallsItself) {
+  const std::string path = testing::TempDir() + "report.html";
+  run({"-Qm,t", "-En", "--report", path});
+  std::ifstream file(path);
+  std::ostringstream html;
+  html << file.rdbuf();
+  EXPECT_THAT(html.str(), HasSubstr("&lt;script&gt;alert(1)&lt;/script&gt;"));
+  EXPECT_THAT(html.str(), Not(HasSubstr("<script")));
+  EXPECT_THAT(html.str(), Not(HasSubstr("<b>Disk")));
+  EXPECT_THAT(html.str(), Not(HasSubstr("\033")));
+  EXPECT_THAT(html.str(), HasSubstr("class=\"map\""));
+  std::filesystem::remove(path);
+}
+
+TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreTold) {
+  Program program(OSTRIA_FAKE_DIR, onFake({"-Qs,m", "0", "1"}));
+  ASSERT_TRUE(program.waitFor("started"));
+  program.interrupt();
+  ASSERT_TRUE(program.waitFor("Stopping: waiting"));
+  program.interrupt();
+  ASSERT_TRUE(program.waitFor("Still waiting"));
+  EXPECT_EQ(program.finish(), 4);
+  EXPECT_THAT(program.output, HasSubstr("Stopped by the user."));
+  EXPECT_THAT(program.output, HasSubstr("Stopped before it began."));
+}
+
+TEST(ProgramTest, ClosedOutputEndsQuietly) {
+  Program program(OSTRIA_FAKE_DIR, onFake({"-Qm,s", "0", "1"}));
+  program.closeOutput();
+  EXPECT_EQ(program.finish(), 4);
+  EXPECT_THAT(program.errors, Not(HasSubstr("Stopping")));
+}
+
+TEST(ProgramTest, NarrowTerminalIsNeverOverrun) {
+  for (const auto& arguments : {std::vector<std::string>{},
+                                {"--show"},
+                                {"-Qm,t,o", "0", "1"},
+                                {"-Ql"},
+                                {"recover", "scan"}}) {
+    Program program(OSTRIA_FAKE_DIR, onFake(arguments), 40);
+    EXPECT_NE(program.finish(), -1);
+    std::istringstream lines(program.output);
+    for (std::string line; std::getline(lines, line);) {
+      // What is drawn last on a line, without colours.
+      line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
+      std::size_t width = 0;
+      for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] == '\033') {
+          const std::size_t end = line.find_first_of("mK", i);
+          if (line[end] == 'K') width = 0;
+          i = end;
+        } else if ((static_cast<unsigned char>(line[i]) & 0xC0U) != 0x80U) {
+          ++width;
+        }
+      }
+      EXPECT_LE(width, 40U) << line;
+    }
+  }
+}
+
+TEST(ProgramTest, TerminalIsAskedBeforeADeviceIsChanged) {
+  for (const bool agree : {true, false}) {
+    Program program(OSTRIA_FAKE_DIR, onFake({"recover", "repair", "1"}), 100);
+    ASSERT_TRUE(program.waitFor("[y/N]"));
+    EXPECT_THAT(program.output, HasSubstr("serial number"));
+    program.type(agree ? "perhaps\ny\n" : "\n");
+    EXPECT_EQ(program.finish(), agree ? 1 : 3);
+  }
+}
+
+TEST(ProgramTest, SettingsThatATestRefusesNameTheirPlace) {
+  const std::string path = testing::TempDir() + "refused.ini";
+  std::ofstream(path) << "[STORAGE]\nSEC_NUM=x\n";
+  const Ended ended = run({"-Qm", "--config", path});
+  EXPECT_EQ(ended.code, 2);
+  EXPECT_THAT(ended.errors, HasSubstr("section STORAGE, key SEC_NUM"));
+  EXPECT_THAT(ended.errors, HasSubstr("1115"));
+  std::filesystem::remove(path);
+}
+
+}  // namespace
+}  // namespace ostria::host::test
