@@ -187,6 +187,7 @@ ProtocolResult LinuxFilesystem::transfer(const TransferRequest& request, std::ui
     case TransferOutcome::Kind::Finished:
       break;
   }
+  if (outcome.error == ENOSPC || outcome.error == EDQUOT) return ProtocolResult::VolumeFull;
   if (refused(outcome.error)) return ProtocolResult::Failure;
   if (done != nullptr) *done = outcome.bytes;
   return outcome.error == 0 && outcome.bytes == request.length ? ProtocolResult::Success

@@ -10,6 +10,9 @@
 #include <limits>
 #include <optional>
 
+#include "platform/windows/win_device_control.h"
+#include "platform/windows/win_handle.h"
+#include "services/volume_access.h"
 #include "transport/byte_order.h"
 #include "transport/protocol_result.h"
 
@@ -29,10 +32,6 @@ static_assert(sizeof(VOLUME_DISK_EXTENTS) == extentListHeader + extentBytes);
 static_assert(sizeof(DISK_EXTENT) == extentBytes);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, VendorIdOffset) == 12);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, SerialNumberOffset) == 24);
-
-HANDLE native(DeviceHandle handle) {
-  return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(handle.value()));
-}
 
 std::uint32_t asNumber(ProtocolResult result) { return static_cast<std::uint32_t>(result); }
 
@@ -75,56 +74,33 @@ std::string descriptorText(const std::array<std::uint8_t, descriptorBlockBytes>&
   return DecodeDescriptorText(std::string(begin, std::find(begin, block.end(), std::uint8_t{0})));
 }
 
-class VolumeHandle {
- public:
-  explicit VolumeHandle(const std::string& path)
-      : handle_(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                            OPEN_EXISTING, 0, nullptr)) {}
-  ~VolumeHandle() {
-    if (good()) CloseHandle(handle_);
-  }
-  VolumeHandle(const VolumeHandle&) = delete;
-  VolumeHandle& operator=(const VolumeHandle&) = delete;
+UniqueHandle openVolume(const std::string& path) {
+  return UniqueHandle(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                  nullptr, OPEN_EXISTING, 0, nullptr));
+}
 
-  bool good() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
-  HANDLE get() const { return handle_; }
-
- private:
-  HANDLE handle_;
-};
-
-bool readExtents(HANDLE volume, std::vector<std::uint8_t>& block, DWORD* returned) {
-  *returned = 0;
-  return DeviceIoControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0, block.data(),
-                         static_cast<DWORD>(block.size()), returned, nullptr) != 0;
+ControlAnswer readExtents(HANDLE volume, std::vector<std::uint8_t>& block) {
+  return deviceControl(toDeviceHandle(volume), IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0,
+                       block.data(), block.size());
 }
 
 bool liesOnDisk(HANDLE volume, std::uint32_t disk) {
   std::vector<std::uint8_t> block(extentListHeader + extentBytes);
-  DWORD returned = 0;
-  if (!readExtents(volume, block, &returned)) {
-    if (GetLastError() != ERROR_MORE_DATA) return false;
+  ControlAnswer answer = readExtents(volume, block);
+  if (answer.error == ERROR_MORE_DATA) {
     const std::uint32_t count = loadLe32(block.data());
     if (count > mostExtents) return false;
     block.assign(std::max<std::size_t>(count, 1) * extentBytes + extentListHeader, 0);
-    if (!readExtents(volume, block, &returned)) return false;
+    answer = readExtents(volume, block);
   }
+  if (!answer) return false;
   const std::uint32_t count = loadLe32(block.data());
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t at = extentListHeader + i * extentBytes;
-    if (at + extentBytes > std::min<std::size_t>(returned, block.size())) break;
+    if (at + extentBytes > answer.returned) break;
     if (loadLe32(block.data() + at) == disk) return true;
   }
   return false;
-}
-
-std::string fileSystemName(const std::string& root) {
-  std::array<char, 261> name{};
-  if (!GetVolumeInformationA(root.c_str(), nullptr, 0, nullptr, nullptr, nullptr, name.data(),
-                             static_cast<DWORD>(name.size())))
-    return {};
-  name.back() = '\0';
-  return name.data();
 }
 
 }  // namespace
@@ -144,28 +120,26 @@ WinEmmcUtils::WinEmmcUtils(DeviceHandle handle, std::string devicePath)
     : handle_(handle), devicePath_(std::move(devicePath)) {}
 
 std::uint32_t WinEmmcUtils::Open(const std::string& path) {
-  HANDLE opened =
-      CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                  nullptr, OPEN_EXISTING, 0, nullptr);
-  if (opened == nullptr || opened == INVALID_HANDLE_VALUE) return OpenFailed;
-  handle_ = DeviceHandle(reinterpret_cast<std::uintptr_t>(opened));
+  UniqueHandle opened(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                                  nullptr));
+  if (!opened) return OpenFailed;
+  handle_ = toDeviceHandle(opened.release());
   devicePath_ = path;
   return 0;
 }
 
 std::uint32_t WinEmmcUtils::Close() {
-  if (!CloseHandle(native(handle_))) return asNumber(ProtocolResult::Failure);
+  if (!CloseHandle(toNativeHandle(handle_))) return asNumber(ProtocolResult::Failure);
   handle_ = DeviceHandle();
   return 0;
 }
 
 std::uint32_t WinEmmcUtils::GetGeometry(EmmcGeometry* out) {
   DISK_GEOMETRY geometry{};
-  DWORD returned = 0;
-  if (!DeviceIoControl(native(handle_), IOCTL_DISK_GET_DRIVE_GEOMETRY, nullptr, 0, &geometry,
-                       sizeof geometry, &returned, nullptr) ||
-      returned < sizeof geometry)
-    return GeometryFailed;
+  const ControlAnswer answer =
+      deviceControl(handle_, IOCTL_DISK_GET_DRIVE_GEOMETRY, nullptr, 0, &geometry, sizeof geometry);
+  if (out == nullptr || !answer || answer.returned < sizeof geometry) return GeometryFailed;
   const auto cylinders = static_cast<std::uint64_t>(geometry.Cylinders.QuadPart);
   const std::uint64_t perCylinder =
       std::uint64_t{geometry.TracksPerCylinder} * geometry.SectorsPerTrack;
@@ -188,11 +162,9 @@ std::uint32_t WinEmmcUtils::GetIdentity(EmmcIdentity* out) {
   query.PropertyId = StorageDeviceProperty;
   query.QueryType = PropertyStandardQuery;
   std::array<std::uint8_t, descriptorBlockBytes> block{};
-  DWORD returned = 0;
-  if (!DeviceIoControl(native(handle_), IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query,
-                       block.data(), static_cast<DWORD>(block.size()), &returned, nullptr))
+  if (out == nullptr || !deviceControl(handle_, IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query,
+                                       block.data(), block.size()))
     return asNumber(ProtocolResult::TransportFailure);
-
   STORAGE_DEVICE_DESCRIPTOR descriptor;
   std::memcpy(&descriptor, block.data(), sizeof descriptor);
   out->product = descriptorText(block, descriptor.ProductIdOffset);
@@ -204,9 +176,9 @@ std::uint32_t WinEmmcUtils::GetIdentity(EmmcIdentity* out) {
 
 std::uint32_t WinEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
   STORAGE_DEVICE_NUMBER number{};
-  DWORD returned = 0;
-  if (!DeviceIoControl(native(handle_), IOCTL_STORAGE_GET_DEVICE_NUMBER, nullptr, 0, &number,
-                       sizeof number, &returned, nullptr))
+  const ControlAnswer answer =
+      deviceControl(handle_, IOCTL_STORAGE_GET_DEVICE_NUMBER, nullptr, 0, &number, sizeof number);
+  if (out == nullptr || !answer || answer.returned < sizeof number)
     return asNumber(ProtocolResult::Failure);
 
   std::vector<EmmcVolume> found;
@@ -218,9 +190,9 @@ std::uint32_t WinEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
     volume.rootPath = std::string{letter} + ":\\";
     volume.devicePath = std::string{"\\\\.\\"} + letter + ":";
     if (GetDriveTypeA(volume.rootPath.c_str()) != DRIVE_FIXED) continue;
-    const VolumeHandle handle(volume.devicePath);
-    if (!handle.good() || !liesOnDisk(handle.get(), number.DeviceNumber)) continue;
-    volume.fileSystem = fileSystemName(volume.rootPath);
+    const UniqueHandle handle = openVolume(volume.devicePath);
+    if (!handle || !liesOnDisk(handle.get(), number.DeviceNumber)) continue;
+    static_cast<void>(readFileSystemName(volume.rootPath, volume.fileSystem));
     found.push_back(std::move(volume));
   }
   *out = std::move(found);

@@ -1,14 +1,13 @@
 #include "platform/windows/win_nvme_system_call_protocol.h"
 
-#include <windows.h>
-#include <winioctl.h>
-
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <optional>
 #include <tuple>
 #include <vector>
 
+#include "platform/windows/win_device_control.h"
 #include "platform/windows/win_nvme_records.h"
 #include "transport/byte_order.h"
 #include "transport/commands/nvme_cmd.h"
@@ -38,16 +37,9 @@ static_assert(commandDataOffset == 208);
 
 constexpr std::uint8_t selfTestAbortCode = 15;
 
-HANDLE native(DeviceHandle handle) {
-  return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(handle.value()));
-}
-
-// One block for the question and the answer. @return whether the call worked and brought bytes
-bool exchange(DeviceHandle handle, DWORD code, std::vector<std::uint8_t>& block, DWORD* returned) {
-  const auto size = static_cast<DWORD>(block.size());
-  *returned = 0;
-  return DeviceIoControl(native(handle), code, block.data(), size, block.data(), size, returned,
-                         nullptr) != 0;
+// One block for the question and the answer.
+ControlAnswer exchange(DeviceHandle handle, DWORD code, std::vector<std::uint8_t>& block) {
+  return deviceControl(handle, code, block.data(), block.size(), block.data(), block.size());
 }
 
 struct ProtocolDataRequest {
@@ -58,9 +50,9 @@ struct ProtocolDataRequest {
   std::uint32_t bytes;
 };
 
-// The answer's block, empty when the call failed or brought nothing.
-std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle, const ProtocolDataRequest& request,
-                                            DWORD* returned) {
+// The answer's block, as far as it was filled; empty when the call failed or brought nothing.
+std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
+                                            const ProtocolDataRequest& request) {
   ProtocolPropertyQuery query{};
   query.propertyId = request.propertyId;
   query.data.protocolType = protocolTypeNvme;
@@ -72,18 +64,18 @@ std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle, const ProtocolD
 
   std::vector<std::uint8_t> block(sizeof query + request.bytes);
   std::memcpy(block.data(), &query, sizeof query);
-  if (!exchange(handle, ioctlQueryProperty, block, returned) || *returned == 0) return {};
+  const ControlAnswer answer = exchange(handle, ioctlQueryProperty, block);
+  block.resize(answer ? answer.returned : 0);
   return block;
 }
 
 std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
-  DWORD returned = 0;
   const std::vector<std::uint8_t> block = queryProtocolData(
-      handle, {adapterProtocolProperty, dataTypeIdentify, identifyController, 0, nvmeIdentifyBytes},
-      &returned);
-  if (block.empty()) return std::nullopt;
-  NvmeIdentifyData data;
-  std::copy_n(block.begin() + sizeof(ProtocolDataDescriptor), data.size(), data.begin());
+      handle,
+      {adapterProtocolProperty, dataTypeIdentify, identifyController, 0, nvmeIdentifyBytes});
+  NvmeIdentifyData data{};
+  if (block.size() > sizeof(ProtocolDataDescriptor))
+    std::copy(block.begin() + sizeof(ProtocolDataDescriptor), block.end(), data.begin());
   // What was not filled is zero: neither a vendor nor a namespace, so no NVMe controller.
   if (data[0] == 0 || loadLe32(data.data() + 516) == 0) return std::nullopt;
   return data;
@@ -91,10 +83,9 @@ std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
 
 bool readCapacity(DeviceHandle handle, ReadCapacityRecord& capacity) {
   capacity = {};
-  DWORD returned = 0;
-  return DeviceIoControl(native(handle), ioctlReadCapacity, nullptr, 0, &capacity, sizeof capacity,
-                         &returned, nullptr) != 0 &&
-         returned >= offsetof(ReadCapacityRecord, diskLength);
+  const ControlAnswer answer =
+      deviceControl(handle, ioctlReadCapacity, nullptr, 0, &capacity, sizeof capacity);
+  return answer && answer.returned >= offsetof(ReadCapacityRecord, diskLength);
 }
 
 ProtocolResult identifyAndCapacity(DeviceHandle handle, NvmeIdentifyRecord& record) {
@@ -141,19 +132,16 @@ bool WinNvmeSystemCallProtocol::GetIdentifyRecord(NvmeIdentifyRecord* record) {
 ProtocolResult WinNvmeSystemCallProtocol::GetLogPage(void* buffer, std::uint32_t bytes,
                                                      std::uint32_t log, std::uint32_t subValue) {
   if (buffer == nullptr) return ProtocolResult::InvalidArgument;
-  DWORD returned = 0;
-  const std::vector<std::uint8_t> block = queryProtocolData(
-      handle_, {deviceProtocolProperty, dataTypeLogPage, log, subValue, bytes}, &returned);
-  if (block.empty()) return ProtocolResult::Failure;
-
+  const std::vector<std::uint8_t> block =
+      queryProtocolData(handle_, {deviceProtocolProperty, dataTypeLogPage, log, subValue, bytes});
   ProtocolDataDescriptor answer;
+  if (block.size() < sizeof answer) return ProtocolResult::Failure;
   std::memcpy(&answer, block.data(), sizeof answer);
-  const std::uint64_t filled = std::min<std::uint64_t>(returned, block.size());
   const std::uint64_t start =
       std::uint64_t{offsetof(ProtocolDataDescriptor, data)} + answer.data.dataOffset;
   if (answer.version != sizeof answer || answer.size != sizeof answer ||
       answer.data.dataOffset < sizeof answer.data || answer.data.dataLength < bytes ||
-      start + bytes > filled)
+      start + bytes > block.size())
     return ProtocolResult::Failure;
   std::memcpy(buffer, block.data() + start, bytes);
   return ProtocolResult::Success;
@@ -190,9 +178,7 @@ ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) 
                                   commandDataOffset);
   std::memcpy(block.data(), &record, sizeof record);
   if (!in && bytes != 0) std::memcpy(block.data() + commandDataOffset, command.data, bytes);
-  DWORD returned = 0;
-  if (!exchange(handle_, ioctlProtocolCommand, block, &returned))
-    return ProtocolResult::TransportFailure;
+  if (!exchange(handle_, ioctlProtocolCommand, block)) return ProtocolResult::TransportFailure;
   if (in && bytes != 0) std::memcpy(command.data, block.data() + commandDataOffset, bytes);
   return ProtocolResult::Success;
 }

@@ -86,6 +86,7 @@ ProtocolResult finish(HANDLE file, std::unique_ptr<TimedRequest>& request, std::
   DWORD bytes = 0;
   if (!GetOverlappedResult(file, &request->overlapped, &bytes, FALSE)) {
     bytes = 0;
+    if (GetLastError() == ERROR_DISK_FULL) return ProtocolResult::VolumeFull;
     if (!request->ended()) {
       giveUp(file, std::move(request));
       return ProtocolResult::MediumError;
@@ -131,9 +132,11 @@ ProtocolResult timedWrite(DeviceHandle handle, std::uint64_t offset, std::uint64
   if (length != 0) std::memcpy(request->buffer.get(), buffer, static_cast<std::size_t>(length));
   const HANDLE file = toNativeHandle(handle);
   if (!WriteFile(file, request->buffer.get(), static_cast<DWORD>(length), nullptr,
-                 &request->overlapped) &&
-      GetLastError() != ERROR_IO_PENDING)
-    return ProtocolResult::Failure;
+                 &request->overlapped)) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_IO_PENDING)
+      return error == ERROR_DISK_FULL ? ProtocolResult::VolumeFull : ProtocolResult::Failure;
+  }
 
   std::uint64_t moved = 0;
   const ProtocolResult result =

@@ -178,4 +178,5 @@ BOOL WINAPI LookupPrivilegeValueA(LPCSTR system, LPCSTR name, PLUID luid);
 BOOL WINAPI AdjustTokenPrivileges(HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES state,
                                   DWORD bytes, PTOKEN_PRIVILEGES previous, PDWORD returned);
 BOOL WINAPI SetFileValidData(HANDLE file, LONGLONG length);
+UINT WINAPI SetErrorMode(UINT mode);
 }
