@@ -1,0 +1,121 @@
+#include "platform/linux/ata_pass_through.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace ostria::storage {
+namespace {
+
+SgCommand answer(std::uint8_t status, const std::vector<std::uint8_t>& sense = {},
+                 std::uint32_t moved = 0) {
+  SgCommand out;
+  out.status = status;
+  out.senseLength = static_cast<std::uint8_t>(sense.size());
+  std::copy(sense.begin(), sense.end(), out.sense.begin());
+  out.movedBytes = moved;
+  return out;
+}
+
+TEST(AtaPassThrough, CommandsAreLaidOutForTheTranslator) {
+  std::uint8_t buffer[4096];
+  const SgCommand identify = ataPassThrough(IdentifyDevice(buffer));
+  EXPECT_EQ(identify.cdb, (std::array<std::uint8_t, 16>{0x85, 4 << 1, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0,
+                                                        0, 0, 0, 0xEC, 0}));
+  EXPECT_EQ(identify.transferBytes, 512U);
+
+  const SgCommand status = ataPassThrough(SmartReturnStatus());
+  EXPECT_EQ(status.cdb, (std::array<std::uint8_t, 16>{0x85, 3 << 1, 0x20, 0, 0xDA, 0, 0, 0, 0, 0,
+                                                      0x4F, 0, 0xC2, 0, 0xB0, 0}));
+
+  // 4096-byte sectors: the count is in the drive's own sectors.
+  const SgCommand write = ataPassThrough(WriteSectorsExt(0x665544332211, 0x0102, 4096, buffer));
+  EXPECT_EQ(write.cdb, (std::array<std::uint8_t, 16>{0x85, 5 << 1 | 1, 0x16, 0, 0, 1, 2, 0x44, 0x11,
+                                                     0x55, 0x22, 0x66, 0x33, 0x40, 0x34, 0}));
+}
+
+TEST(AtaPassThrough, RegistersComeFromDescriptorSenseWhereverTheDescriptorStands) {
+  SmartReturnStatus command;
+  const auto sense = std::vector<std::uint8_t>{
+      0x72, 1,  0x00, 0x1D, 0, 0,    0, 18,   0x00, 2,    0, 0,  // another descriptor first
+      0x09, 12, 0,    0x04, 0, 0x11, 0, 0x22, 0,    0xF4, 0, 0x2C, 0xA0, 0x50};
+  EXPECT_EQ(takeAtaAnswer(answer(2, sense), command), ProtocolResult::Success);
+  EXPECT_EQ(command.features, 0x04);
+  EXPECT_EQ(command.sectorCount, 0x11);
+  EXPECT_EQ(command.lbaLow, 0x22);
+  EXPECT_EQ(command.lbaMid, 0xF4);
+  EXPECT_EQ(command.lbaHigh, 0x2C);
+  EXPECT_EQ(command.device, 0xA0);
+  EXPECT_EQ(command.command, 0x50);
+}
+
+TEST(AtaPassThrough, FixedSenseOfTheStandardAndOfOlderKernels) {
+  struct Row {
+    std::vector<std::uint8_t> sense;
+    std::uint8_t error, count, low;
+  };
+  const Row rows[] = {
+      {{0x70, 0, 0x0B, 0x04, 0x51, 0xE0, 0x01, 10, 0, 0x22, 0x33, 0x44, 0, 0, 0, 0, 0, 0},
+       0x04,
+       0x01,
+       0x22},
+      {{0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0x04, 0x41, 0xE0, 0x01, 0, 0, 0, 0, 0, 0xEE},
+       0x04,
+       0x01,
+       0xEE},
+  };
+  for (const Row& row : rows) {
+    SmartExecuteOffline command(0x7F, 0);
+    EXPECT_EQ(takeAtaAnswer(answer(2, row.sense), command), ProtocolResult::Success);
+    EXPECT_EQ(command.features, row.error);
+    EXPECT_EQ(command.sectorCount, row.count);
+    EXPECT_EQ(command.lbaLow, row.low);
+    EXPECT_EQ(command.command & 1, 1);
+  }
+}
+
+TEST(AtaPassThrough, WhatIsNotTheDrivesAnswerIsATransportFailureAndChangesNothing) {
+  const std::vector<std::uint8_t> senses[] = {
+      // A SCSI disk that knows no such command.
+      {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0},
+      // Lost on the way: aborted, and registers without an error in them.
+      {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 0x09, 12, 0, 0, 0, 0, 0, 0, 0, 0x4F, 0, 0xC2, 0, 0x50},
+      // The same with a drive that never came back, all bits set.
+      {0x72, 0x0B, 0x47, 0, 0, 0, 0, 14, 0x09, 12, 0, 0xFF, 0, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0xFF},
+      {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x58, 0, 1, 0, 0, 0, 0, 0, 0},
+      // Cut short in the descriptor, with a length that claims more.
+      {0x72, 1, 0, 0x1D, 0, 0, 0, 0xFF, 0x09, 12, 0, 0, 0},
+      {0x72, 1, 0, 0x1D, 0, 0, 0, 14, 0x09},
+      {},
+  };
+  for (const auto& sense : senses) {
+    SmartReturnStatus command;
+    EXPECT_EQ(takeAtaAnswer(answer(2, sense), command), ProtocolResult::TransportFailure);
+    EXPECT_EQ(command.command, 0xB0);
+    EXPECT_EQ(command.features, 0xDA);
+  }
+  SmartReturnStatus busy;
+  EXPECT_EQ(takeAtaAnswer(answer(8), busy), ProtocolResult::TransportFailure);
+  SmartReturnStatus withheld;
+  EXPECT_EQ(takeAtaAnswer(answer(0), withheld), ProtocolResult::TransportFailure)
+      << "without its registers this command has said nothing";
+}
+
+TEST(AtaPassThrough, DataInCountsWhatCame) {
+  std::uint8_t buffer[512];
+  SmartReadData full(buffer);
+  EXPECT_EQ(takeAtaAnswer(answer(0, {}, 512), full), ProtocolResult::Success);
+  EXPECT_EQ(full.transferBytes, 512U);
+  EXPECT_EQ(full.command & 1, 0);
+
+  SmartReadData nothing(buffer);
+  EXPECT_EQ(takeAtaAnswer(answer(0, {}, 0), nothing), ProtocolResult::NoDataReturned);
+  EXPECT_EQ(nothing.transferBytes, 512U);
+  EXPECT_EQ(nothing.command, 0x50) << "the registers are written all the same";
+
+  WriteSectors out(0, 1, 512, buffer);
+  EXPECT_EQ(takeAtaAnswer(answer(0, {}, 0), out), ProtocolResult::Success);
+}
+
+}  // namespace
+}  // namespace ostria::storage

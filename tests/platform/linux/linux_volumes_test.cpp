@@ -1,0 +1,203 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "driver_service/pci_function.h"
+#include "inventory/scanner_texts.h"
+#include "platform/linux/blkid_probe.h"
+#include "platform/linux/fd_handle.h"
+#include "platform/linux/linux_device_scanner.h"
+#include "platform/linux/linux_storage_scanner.h"
+#include "platform/linux/mounts.h"
+
+namespace ostria::storage {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A disk image of 4 MiB, written piece by piece.
+class Image {
+ public:
+  Image() {
+    std::string pattern = (fs::temp_directory_path() / "ostria-img-XXXXXX").string();
+    file = FdOwner(::mkstemp(pattern.data()));
+    path = pattern;
+    EXPECT_EQ(::ftruncate(file.get(), 4 << 20), 0);
+  }
+  ~Image() { fs::remove(path); }
+
+  void put(std::uint64_t offset, const std::vector<std::uint8_t>& bytes) {
+    EXPECT_EQ(::pwrite(file.get(), bytes.data(), bytes.size(), static_cast<off_t>(offset)),
+              static_cast<ssize_t>(bytes.size()));
+  }
+  /// An entry of the MBR, or of the boot record of an extended partition at `sector`.
+  void entry(std::uint64_t sector, unsigned index, std::uint8_t type, std::uint8_t start,
+             std::uint8_t count) {
+    put(sector * 512 + 446 + index * 16,
+        {0, 0, 0, 0, type, 0, 0, 0, 0, start, 0, 0, 0, count, 0, 0});
+    put(sector * 512 + 510, {0x55, 0xAA});
+  }
+
+  FdOwner file;
+  std::string path;
+};
+
+TEST(BlkidProbe, MbrListsLogicalPartitionsWithoutTheirLinks) {
+  Image image;
+  image.entry(0, 0, 0x07, 2, 2);        // starts are in units of 256 sectors
+  image.entry(0, 1, 0x05, 4, 8);        // the extended one
+  image.entry(4 * 256, 0, 0x83, 1, 1);  // first logical
+  image.entry(4 * 256, 1, 0x05, 2, 2);  // link
+  image.entry(6 * 256, 0, 0x82, 1, 1);  // second logical
+  const auto layout = probeLayout(image.file.get());
+  ASSERT_TRUE(layout);
+  EXPECT_EQ(layout->style, PartitionStyle::Mbr);
+  PartitionTable table;
+  buildPartitions(*layout, table);
+  rewriteLogicalPartitions(table.partitions);
+  std::vector<std::pair<std::uint32_t, std::string>> rows;
+  for (const PartitionEntry& entry : table.partitions)
+    rows.emplace_back(entry.number, entry.typeText);
+  EXPECT_EQ(rows, (std::vector<std::pair<std::uint32_t, std::string>>{
+                      {1, "PRIMARY"}, {2, "EXTENDED"}, {5, "LOGICAL"}, {6, "LOGICAL"}}));
+  EXPECT_EQ(table.partitions[2].startOffset, 5U * 256 * 512);
+  EXPECT_EQ(table.partitions[2].sizeBytes, 256U * 512);
+}
+
+TEST(BlkidProbe, ADiskWithoutATableIsRawAndAClosedOneUnknown) {
+  Image image;
+  const auto layout = probeLayout(image.file.get());
+  ASSERT_TRUE(layout);
+  EXPECT_EQ(layout->style, PartitionStyle::Raw);
+  EXPECT_TRUE(layout->entries.empty());
+  EXPECT_FALSE(probeLayout(-1));
+  EXPECT_FALSE(probeFilesystem(image.path));
+}
+
+TEST(BlkidProbe, SerialNumbersAsTheFileSystemsOwnSystemShowsThem) {
+  EXPECT_EQ(volumeSerial("1234-ABCD"), 0x1234ABCDU);
+  EXPECT_EQ(volumeSerial("01D2C3B4A5968778"), 0xA5968778U);
+  EXPECT_EQ(volumeSerial("deadbeef-0000-4000-8000-000000000001"), 0xDEADBEEFU);
+  EXPECT_EQ(volumeSerial(""), 0U);
+}
+
+TEST(Mounts, TableIsReadWithItsEscapes) {
+  std::string pattern = (fs::temp_directory_path() / "ostria-mounts-XXXXXX").string();
+  const FdOwner file(::mkstemp(pattern.data()));
+  std::ofstream(pattern) << "22 1 8:2 / / rw,relatime - ext4 /dev/sda2 rw,errors=remount-ro\n"
+                         << "23 22 8:17 / /media/my\\040disk rw,nosuid - fuseblk /dev/sdb1 "
+                            "rw,user_id=0,blksize=4096\n";
+  const auto mounts = readMounts(pattern);
+  fs::remove(pattern);
+  ASSERT_EQ(mounts.size(), 2U);
+  EXPECT_EQ(mounts[0].device, deviceNumberOf(8, 2));
+  EXPECT_EQ(mounts[0].options, "rw,relatime,rw,errors=remount-ro");
+  EXPECT_EQ(mounts[1].target, "/media/my disk");
+  EXPECT_EQ(mounts[1].options, "rw,nosuid");
+}
+
+TEST(LinuxStorageScanner, TheRunningSystemIsNeverTakenOffLine) {
+  LinuxStorageScanner scanner;
+  DeviceHandle handle;
+  EXPECT_EQ(scanner.dismountVolume("/", &handle), EBUSY);
+  EXPECT_EQ(scanner.dismountVolume("/no/such/place/", &handle), ENOENT);
+  EXPECT_FALSE(handle);
+}
+
+TEST(LinuxStorageScanner, ANumberThatIsNotThereFailsEverywhere) {
+  LinuxStorageScanner scanner(SysfsTree("/nonexistent"));
+  DevicePathMap devices = {{7, {"old"}}};
+  EXPECT_EQ(scanner.listDevices(devices), 0);
+  EXPECT_TRUE(devices.empty());
+  StorageBusKind bus = StorageBusKind::Ata;
+  bool optane = true, removable = true;
+  DeviceConnection connection{};
+  std::string id;
+  PartitionTable table;
+  EXPECT_NE(scanner.getBusKind(7, &bus, &optane), 0);
+  EXPECT_EQ(bus, StorageBusKind::Unknown);
+  EXPECT_TRUE(optane);
+  EXPECT_NE(scanner.isRemovableMedia(7, &removable), 0);
+  EXPECT_NE(scanner.getConnection(7, &connection), 0);
+  EXPECT_NE(scanner.getDeviceId(7, &id), 0);
+  EXPECT_NE(scanner.readPartitionTable(7, &table, 1 << 20), 0);
+}
+
+TEST(LinuxDeviceScanner, LackOfRightsIsToldApart) {
+  LinuxDeviceScanner scanner;
+  Image image;
+  DeviceHandle handle;
+  EXPECT_EQ(scanner.open("/dev/no-such-disk", &handle), ENOENT);
+  ASSERT_EQ(scanner.open(image.path, &handle), 0);
+  EXPECT_EQ(scanner.close(handle), 0);
+  EXPECT_EQ(scanner.close(DeviceHandle()), EBADF);
+  // Root is refused nothing: look at it as somebody else.
+  const uid_t before = ::geteuid();
+  if (before == 0) {
+    ASSERT_EQ(::chown(image.path.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(::seteuid(65534), 0);
+  }
+  fs::permissions(image.path, fs::perms::none);
+  EXPECT_EQ(scanner.open(image.path, &handle), EACCES);
+  fs::permissions(image.path, fs::perms::owner_read);
+  EXPECT_EQ(scanner.open(image.path, &handle), 0) << "reading alone is enough";
+  scanner.close(handle);
+  ASSERT_EQ(::seteuid(before), 0);
+}
+
+/// A saved /sys with one PCI function, 0000:3b:00.1.
+class PciFunctionTest : public testing::Test {
+ protected:
+  PciFunctionTest() {
+    std::string pattern = (fs::temp_directory_path() / "ostria-pci-XXXXXX").string();
+    root = ::mkdtemp(pattern.data());
+    folder = root + "/sys/bus/pci/devices/0000:3b:00.1";
+    fs::create_directories(folder);
+    std::ofstream(folder + "/class") << "0x010802\n";
+    std::ofstream resource(folder + "/resource0", std::ios::binary);
+    for (std::uint32_t i = 0; i < 2048; ++i)
+      resource.write(reinterpret_cast<const char*>(&i), sizeof i);
+  }
+  ~PciFunctionTest() override { fs::remove_all(root); }
+
+  bool reads(std::uint64_t offset, std::uint32_t length) {
+    std::uint32_t words[4] = {99, 99, 99, 99};
+    const bool read = PciFunction(location, root).readRegisters(offset, length, words);
+    for (std::uint32_t i = 0; i < 4; ++i)
+      EXPECT_EQ(words[i], read && i < length / 4 ? offset / 4 + i : 99U);
+    return read;
+  }
+
+  const PciLocation location = {0x3B, 0, 1};
+  std::string root;
+  std::string folder;
+};
+
+TEST_F(PciFunctionTest, ClassAndRegistersOfThatFunctionAlone) {
+  EXPECT_TRUE(PciFunction::readable(root));
+  EXPECT_FALSE(PciFunction::readable(root + "/none"));
+  EXPECT_EQ(PciFunction(location, root).classCode(), 0x010802U);
+  EXPECT_FALSE(PciFunction({0x3B, 0, 0}, root).classCode());
+  EXPECT_FALSE(PciFunction({0x13B, 0, 1}, root).classCode());
+  std::ofstream(folder + "/class") << "garbage\n";
+  EXPECT_FALSE(PciFunction(location, root).classCode());
+
+  EXPECT_TRUE(reads(0x1C, 4));
+  EXPECT_TRUE(reads(4096, 16)) << "from a later page";
+  EXPECT_TRUE(reads(8188, 4));
+  EXPECT_FALSE(reads(8188, 8)) << "the end lies outside";
+  EXPECT_FALSE(reads(8192, 4));
+  EXPECT_FALSE(reads(~std::uint64_t{3}, 4));
+  EXPECT_FALSE(reads(2, 4));
+  EXPECT_FALSE(reads(0, 3));
+  EXPECT_FALSE(reads(0, 0));
+  std::ofstream(folder + "/power_state") << "D3cold\n";
+  EXPECT_FALSE(reads(0x1C, 4)) << "a sleeping controller says nothing true";
+}
+
+}  // namespace
+}  // namespace ostria::storage

@@ -1,0 +1,184 @@
+#include "platform/linux/sysfs_tree.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+namespace ostria::storage {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A saved tree: disks are planted at the places where kernels show them.
+class SavedTree : public testing::Test {
+ protected:
+  SavedTree() {
+    std::string pattern = (fs::temp_directory_path() / "ostria-sys-XXXXXX").string();
+    root = fs::canonical(::mkdtemp(pattern.data()));
+    fs::create_directories(root / "sys/block");
+  }
+  ~SavedTree() override { fs::remove_all(root); }
+
+  using Attributes = std::map<std::string, std::string>;
+
+  void write(const fs::path& file, const std::string& text) {
+    fs::create_directories(file.parent_path());
+    std::ofstream(file) << text << '\n';
+  }
+
+  /// @param place  folder of the hardware below /sys/devices; empty for a disk without hardware
+  void plant(const std::string& name, const std::string& place, const std::string& dev,
+             const Attributes& attributes = {}) {
+    const fs::path hardware = root / "sys/devices" / (place.empty() ? "virtual" : place);
+    const fs::path disk = hardware / "block" / name;
+    write(disk / "dev", dev);
+    write(disk / "size", "131072");
+    write(disk / "removable", "0");
+    if (!place.empty()) fs::create_directory_symlink(hardware, disk / "device");
+    for (const auto& [key, value] : attributes) write(disk / key, value);
+    fs::create_directory_symlink(disk, root / "sys/block" / name);
+  }
+
+  SysfsDisk find(const std::string& name) {
+    for (const SysfsDisk& disk : tree().disks())
+      if (disk.name == name) return disk;
+    ADD_FAILURE() << name << " is not listed";
+    return {};
+  }
+  SysfsTree tree() const { return SysfsTree(root.string()); }
+
+  fs::path root;
+  const Attributes diskType = {{"device/type", "0"}};
+};
+
+TEST_F(SavedTree, BusAndPlaceComeFromTheAncestry) {
+  struct Row {
+    const char* name;
+    const char* place;
+    StorageBusKind bus;
+    DeviceConnection connection;
+  };
+  const Row rows[] = {
+      {"sda", "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0", StorageBusKind::Ata,
+       DeviceConnection::Internal},
+      {"sdb", "pci0000:00/0000:00:14.0/usb2/2-3/2-3:1.0/host6/target6:0:0/6:0:0:0",
+       StorageBusKind::Usb, DeviceConnection::External},
+      {"sdc",
+       "pci0000:00/0000:00:01.0/0000:01:00.0/host1/port-1:0/end_device-1:0/target1:0:0/1:0:0:0",
+       StorageBusKind::Scsi, DeviceConnection::Internal},
+      {"sdd", "platform/host7/session1/target7:0:0/7:0:0:1", StorageBusKind::Scsi,
+       DeviceConnection::External},
+      {"sde", "pci0000:00/0000:00:02.0/0000:02:00.0/host8/rport-8:0-1/target8:0:0/8:0:0:0",
+       StorageBusKind::Scsi, DeviceConnection::External},
+      {"sdf", "pci0000:00/0000:00:03.0/0000:03:00.0/host9/target9:2:0/9:2:0:0",
+       StorageBusKind::Raid, DeviceConnection::Internal},
+      {"sdg",
+       "pci0000:00/0000:00:04.0/0000:04:00.0/host10/port-10:0/end_device-10:0/target10:0:0/"
+       "10:0:0:0",
+       StorageBusKind::Scsi, DeviceConnection::Internal},
+      {"nvme0n1", "pci0000:00/0000:00:1d.0/0000:05:00.0/nvme/nvme0", StorageBusKind::Nvme,
+       DeviceConnection::Internal},
+      {"nvme1n1", "virtual/nvme-fabrics/ctl/nvme1", StorageBusKind::Nvme,
+       DeviceConnection::External},
+      {"vda", "pci0000:00/0000:00:05.0/virtio1", StorageBusKind::Unknown, DeviceConnection::Other},
+  };
+  write(root / "sys/class/scsi_host/host9/proc_name", "megaraid_sas");
+  write(root / "sys/class/scsi_host/host10/proc_name", "smartpqi");
+  unsigned minor = 0;
+  for (const Row& row : rows) {
+    const std::string name = row.name;
+    plant(name, row.place, "8:" + std::to_string(minor++ * 16),
+          name[0] == 's' ? diskType : Attributes());
+  }
+  for (const Row& row : rows) {
+    const SysfsDisk disk = find(row.name);
+    EXPECT_EQ(tree().busKind(disk), row.bus) << row.name;
+    EXPECT_EQ(tree().connection(disk), row.connection) << row.name;
+    EXPECT_FALSE(tree().removable(disk)) << row.name;
+  }
+  const auto behindBridge = tree().pciAddress(find("nvme0n1"));
+  ASSERT_TRUE(behindBridge);
+  EXPECT_EQ(behindBridge->bus, 5U) << "the function that the disk hangs on, not the bridge above";
+  const auto ata = tree().pciAddress(find("sda"));
+  ASSERT_TRUE(ata);
+  EXPECT_EQ(ata->device, 31U);
+  EXPECT_EQ(ata->function, 2U);
+  EXPECT_FALSE(tree().pciAddress(find("sdd")));
+}
+
+TEST_F(SavedTree, WhatIsNoDiskIsLeftOut) {
+  const std::string ata = "pci0000:00/0000:00:1f.2/ata2/host1/target1:0:0/1:0:0:";
+  plant("sda", ata + "0", "8:0", diskType);
+  plant("sr0", ata + "1", "11:0", {{"device/type", "5"}});
+  plant("sdb", ata + "2", "8:16", {{"device/type", "0"}, {"size", "0"}});
+  for (const char* name : {"loop0", "ram0", "zram0", "dm-0", "md127"}) plant(name, "", "7:0");
+  plant("nvme0c0n1", "pci0000:00/0000:05:00.0/nvme/nvme0", "259:1", {{"hidden", "1"}});
+  const std::string card = "pci0000:00/0000:00:1a.0/mmc_host/mmc0/mmc0:0001";
+  plant("mmcblk0", card, "179:0", {{"device/type", "MMC"}});
+  plant("mmcblk0boot0", card, "179:8");
+  std::vector<std::string> names;
+  for (const SysfsDisk& disk : tree().disks()) names.push_back(disk.name);
+  EXPECT_EQ(names, (std::vector<std::string>{"mmcblk0", "sda"}));
+  EXPECT_FALSE(tree().disk(deviceNumberOf(11, 0)));
+  EXPECT_TRUE(SysfsTree("/nonexistent").disks().empty());
+}
+
+TEST_F(SavedTree, AChipOnTheBoardIsEmmcAndACardIsRemovable) {
+  const std::string host = "pci0000:00/0000:00:1a.0/mmc_host/";
+  plant("mmcblk0", host + "mmc0/mmc0:0001", "179:0", {{"device/type", "MMC"}});
+  plant("mmcblk1", host + "mmc1/mmc1:aaaa", "179:8", {{"device/type", "SD"}});
+  EXPECT_EQ(tree().busKind(find("mmcblk0")), StorageBusKind::Emmc);
+  EXPECT_EQ(tree().connection(find("mmcblk0")), DeviceConnection::Internal);
+  EXPECT_TRUE(tree().removable(find("mmcblk1")));
+  EXPECT_EQ(tree().busKind(find("mmcblk1")), StorageBusKind::Unknown);
+  EXPECT_EQ(tree().connection(find("mmcblk1")), DeviceConnection::External);
+}
+
+TEST_F(SavedTree, ADriveWithSeveralPathsTakesThePlaceOfItsController) {
+  const fs::path controller = root / "sys/devices/pci0000:00/0000:07:00.0/nvme/nvme3";
+  fs::create_directories(controller);
+  const fs::path subsystem = root / "sys/devices/virtual/nvme-subsystem/nvme-subsys3";
+  write(subsystem / "nvme3n1/dev", "259:3");
+  write(subsystem / "nvme3n1/size", "4096");
+  fs::create_directory_symlink(subsystem, subsystem / "nvme3n1/device");
+  fs::create_directory_symlink(controller, subsystem / "nvme3");
+  fs::create_directory_symlink(subsystem / "nvme3n1", root / "sys/block/nvme3n1");
+  const auto address = tree().pciAddress(find("nvme3n1"));
+  ASSERT_TRUE(address);
+  EXPECT_EQ(address->bus, 7U);
+  EXPECT_EQ(tree().busKind(find("nvme3n1")), StorageBusKind::Nvme);
+}
+
+TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
+  plant("sda", "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0", "8:0", diskType);
+  const fs::path part = fs::canonical(root / "sys/block/sda") / "sda2";
+  write(part / "dev", "8:2");
+  write(part / "partition", "2");
+  const fs::path crypt = root / "sys/devices/virtual/block/dm-0";
+  const fs::path volume = root / "sys/devices/virtual/block/dm-1";
+  write(crypt / "dev", "254:0");
+  write(volume / "dev", "254:1");
+  fs::create_directories(part / "holders");
+  fs::create_directories(crypt / "holders");
+  fs::create_directory_symlink(crypt, part / "holders/dm-0");
+  fs::create_directory_symlink(volume, crypt / "holders/dm-1");
+
+  const auto partitions = tree().partitions(find("sda"));
+  ASSERT_EQ(partitions.size(), 1U);
+  EXPECT_EQ(partitions[0].index, 2U);
+  EXPECT_EQ(partitions[0].node, "/dev/sda2");
+  EXPECT_EQ(tree().withHolders(partitions[0].path),
+            (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0), deviceNumberOf(254, 1)}));
+}
+
+TEST(SysfsTree, DeviceNumbersAreTheKernelsThirtyTwoBits) {
+  EXPECT_EQ(parseDeviceNumber("8:16"), 0x00000810U);
+  EXPECT_EQ(parseDeviceNumber("259:300"), 300U % 256 | 259U << 8 | 1U << 20);
+  EXPECT_FALSE(parseDeviceNumber(""));
+}
+
+}  // namespace
+}  // namespace ostria::storage
