@@ -1,0 +1,236 @@
+#include "inventory/device_reports.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "inventory/device_properties.h"
+#include "inventory/html_table.h"
+#include "inventory/report_rows.h"
+#include "tests/support/fake_protocol.h"
+#include "transport/byte_order.h"
+#include "transport/protocols/ata_protocol.h"
+
+namespace ostria::storage {
+namespace {
+
+using testing::FakeDevice;
+using testing::FakeProtocol;
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+Pairs pairs(const std::vector<PropertyEntry>& entries) {
+  Pairs out;
+  for (const PropertyEntry& entry : entries) out.emplace_back(entry.key, entry.value);
+  return out;
+}
+
+void put(LogPage& page, std::size_t offset, const std::string& text) {
+  std::copy(text.begin(), text.end(), page.begin() + static_cast<std::ptrdiff_t>(offset));
+}
+
+/// A drive with SMART attributes.
+class AttributeProtocol : public FakeProtocol<AtaProtocol> {
+ public:
+  using FakeProtocol<AtaProtocol>::FakeProtocol;
+  ProtocolResult GetSmartAttributes(std::vector<SmartAttribute>* out) override {
+    *out = attributes;
+    return answer("GetSmartAttributes");
+  }
+
+  std::vector<SmartAttribute> attributes;
+};
+
+TEST(DevicePropertiesTest, ListsWhatTheDeviceSaysInOrder) {
+  FakeDevice device;
+  StorageProtocolProperties& record = device.protocol->record();
+  record.vendor = "  Maker\x01 ";
+  record.modelNumber = " Model 1 ";
+  record.serialNumber = "SN 12\xFF ";
+  record.firmwareRevision = "FW1";
+  record.protocolName = "ATA";
+  record.standardVersion = "ACS-4";
+  record.totalSectors = 1000;
+  record.physicalSectorSize = 4096;
+  record.rotationRate = 7200;
+  record.cacheSize = 2;
+  device.protocol->results["GetTemperature"] = ProtocolResult::Failure;
+  device.component->setConnection(DeviceConnection::RaidMember);
+
+  ASSERT_EQ(fillProperties(*device.component, nullptr, "Array"), ProtocolResult::Success);
+  const ComponentDescription description = device.component->description();
+  EXPECT_EQ(description.displayName, "Model 1 - 500.00 KBs");
+  EXPECT_EQ(description.model, "Model 1");
+  EXPECT_EQ(pairs(description.properties), (Pairs{
+                                               {"UDI", "Maker-Model1-SN12"},
+                                               {"MANUFACTURER", "Maker"},
+                                               {"MODEL", "Model 1"},
+                                               {"SERIAL", "SN 12"},
+                                               {"FIRMWARE", "FW1"},
+                                               {"SIZE", "500.00 KBs"},
+                                               {"ROTATION_RATE", "7200 RPM"},
+                                               {"CACHE", "1.00 KB"},
+                                               {"TEMPERATURE", "NOT_AVAILABLE"},
+                                               {"PHYSICAL_SECTOR_SIZE", "4096"},
+                                               {"LOGICAL_SECTOR_SIZE", "512"},
+                                               {"LOGICAL_SECTORS", "1000"},
+                                               {"PROTOCOL", "ATA"},
+                                               {"SPEC_VERSION", "ACS-4"},
+                                           }));
+  EXPECT_EQ(description.attributes,
+            (std::map<std::string, std::string>{{"NonRotatingMedia", "F"},
+                                                {"parent", "RAID_ATTACHED_DRIVES\\Array"}}));
+}
+
+TEST(DevicePropertiesTest, FailureChangesNothingAndHugeDisksDoNotWrap) {
+  FakeDevice device;
+  device.component->setConnection(DeviceConnection::RaidMember);
+  device.protocol->results["GetProperties"] = ProtocolResult::DeviceError;
+  EXPECT_EQ(fillProperties(*device.component, nullptr, ""), ProtocolResult::DeviceError);
+  EXPECT_TRUE(device.component->propertyList().empty());
+  EXPECT_TRUE(device.component->attributeMap().empty());
+
+  device.protocol->results.clear();
+  device.protocol->record().modelNumber = "M";
+  device.protocol->record().totalSectors = ~std::uint64_t{0};
+  device.protocol->record().solidState = true;
+  ASSERT_EQ(fillProperties(*device.component, nullptr, ""), ProtocolResult::Success);
+  EXPECT_EQ(device.component->description().displayName, "M - 16.00 EBs");
+  EXPECT_EQ(*device.component->findProperty("UDI"), "M-");
+  EXPECT_EQ(device.component->attributeMap()["NonRotatingMedia"], "T");
+}
+
+TEST(DevicePropertiesTest, PartitionsBecomeSections) {
+  auto table = std::make_unique<PartitionTable>();
+  PartitionEntry extended;
+  extended.typeText = "EXTENDED";
+  extended.number = 2;
+  extended.sizeBytes = 2048;
+  extended.label = "hidden";
+  PartitionEntry data;
+  data.number = 1;
+  data.fileSystem = "ntfs";
+  data.label = "Data";
+  data.mountPoints = {"C:\\", "D:\\"};
+  data.serial = "0000BEEF";
+  data.sizeBytes = 4096;
+  data.usedBytes = 4096;
+  table->partitions = {data, extended};
+  StorageComponent component(std::make_unique<FakeProtocol<>>(ProtocolKind::Ata, 100),
+                             std::move(table));
+  fillPartitionSections(component);
+  const auto sections = component.sections();
+  ASSERT_EQ(sections.size(), 2U);
+  EXPECT_EQ(sections[0].title, "PARTITION");
+  EXPECT_EQ(pairs(sections[0].entries), (Pairs{{"INDEX", "1"},
+                                               {"FILE_SYSTEM", "ntfs"},
+                                               {"LABEL", "Data"},
+                                               {"MOUNT_POINT", "C:\\"},
+                                               {"SERIAL", "0000BEEF"},
+                                               {"SIZE", "4.00 KBs"},
+                                               {"USED", "4.00 KBs"},
+                                               {"FREE", "0.00 byte"}}));
+  EXPECT_EQ(pairs(sections[1].entries),
+            (Pairs{{"INDEX", "2"}, {"PARTITION_TYPE", "EXTENDED"}, {"SIZE", "2.00 KBs"}}));
+}
+
+TEST(SmartReportTest, AtaAttributesAlsoBehindUsb) {
+  auto ata = std::make_unique<AttributeProtocol>(ProtocolKind::Unset, 1000);
+  ata->attributes = {{194, 67, 45, 0xFFFFFFFF, 1}, {255, 1, 2, 3, 4}};
+  auto* const attributes = ata.get();
+  FakeDevice usb(ProtocolKind::Scsi);
+  std::string text = "as it was";
+  EXPECT_FALSE(makeSmartReport(*usb.component, text));
+  usb.component->setSecondaryProtocol(std::move(ata));
+  EXPECT_FALSE(makeSmartReport(*usb.component, text));
+  EXPECT_EQ(text, "as it was");
+  usb.component->setConnection(DeviceConnection::External);
+  ASSERT_TRUE(makeSmartReport(*usb.component, text));
+  EXPECT_EQ(text,
+            R"([{"id":"194","description":"Temperature Celsius","threshold":"1","value":"67",)"
+            R"("worst":"45","data":"4294967295"},{"id":"255","description":"vendor_specific",)"
+            R"("threshold":"4","value":"1","worst":"2","data":"3"}])");
+  attributes->results["GetSmartAttributes"] = ProtocolResult::DeviceError;
+  EXPECT_FALSE(makeSmartReport(*usb.component, text));
+}
+
+TEST(SmartReportTest, NvmeRowsFollowTheHealthLog) {
+  LogPage page{};
+  page[0] = 4;
+  page[3] = 100;
+  page[5] = 255;
+  storeLe64(&page[32], 1234567);
+  storeLe64(&page[48 + 8], 1);
+  storeLe32(&page[192], 90);
+  storeLe16(&page[202], 300);
+  const std::string rows = nvmeSmartRows(page);
+  const auto has = [&rows](const std::string& row) { return rows.find(row) != std::string::npos; };
+  EXPECT_EQ(rows.find(R"({"id":"0","description":"Critical Warning","data":"4"},)"), 0U);
+  EXPECT_TRUE(has(R"({"id":"1","description":"Temperature","data":"- ºC"})"));
+  EXPECT_TRUE(has(R"({"id":"5","description":"Percentage Used","data":"255 %"})"));
+  EXPECT_TRUE(has(R"("Data Units Read","data":"1,234,567 [588 GB]"})"));
+  EXPECT_TRUE(has(R"("Data Units Written","data":"~18446744073709551616"})"));
+  EXPECT_TRUE(has(R"({"id":"96","description":"Controller Busy Time","data":"0 min"})"));
+  EXPECT_TRUE(
+      has(R"({"id":"192","description":"Warning composite Temperature Time","data":"90 min"})"));
+  EXPECT_FALSE(has(R"("id":"200")"));
+  EXPECT_TRUE(has(R"({"id":"202","description":"Temperature Sensor 2","data":"27 ºC"})"));
+}
+
+TEST(VendorReportTest, NvmeFieldsByRevision) {
+  LogPage page{};
+  put(page, 0, "OST");
+  put(page, 50, std::string(40, 'M'));
+  put(page, 80, "OLDSERIAL0SERIALNUMBER");
+  put(page, 261, "FRU0123456");
+  storeLe64(&page[224], 77);
+  storeLe16(&page[287], 9);
+  const auto rowsOf = [&page](std::uint8_t revision) {
+    page[3] = revision;
+    return nvmeVendorRows(page);
+  };
+  EXPECT_EQ(rowsOf(5), "");
+  EXPECT_EQ(rowsOf(1), "");
+  const std::string first = rowsOf(32);
+  EXPECT_NE(first.find(R"("Revision","data":"32"})"), std::string::npos);
+  EXPECT_NE(first.find("\"" + std::string(30, 'M') + "\""), std::string::npos);
+  EXPECT_NE(first.find(R"("data":"OLDSERIAL0SERIALNUMBER"})"), std::string::npos);
+  EXPECT_EQ(first.find("FRU Number"), std::string::npos);
+  const std::string fourth = rowsOf(4);
+  EXPECT_NE(fourth.find(R"("Manufacturing Supplier Serial Number","data":"SERIALNUMBER"})"),
+            std::string::npos);
+  EXPECT_NE(fourth.find(R"({"description":"Sectors Written","data":"77"})"), std::string::npos);
+  EXPECT_NE(fourth.find(R"({"description":"FRU Number","data":"FRU0123456"})"), std::string::npos);
+  EXPECT_NE(fourth.find(R"({"description":"SRAM Parity Errors","data":"9"})"), std::string::npos);
+  EXPECT_EQ(rowsOf(3).find("Relocated"), std::string::npos);
+}
+
+TEST(VendorReportTest, AtaPageNeedsItsMarksAndLeavesOutEmptyRows) {
+  LogPage page{};
+  put(page, 0, "OST");
+  put(page, 20, " 8SBAR");
+  EXPECT_FALSE(isAtaVendorPage(page));
+  put(page, 20, "8SBAR ");
+  EXPECT_TRUE(isAtaVendorPage(page));
+  EXPECT_EQ(ataVendorRows(page), R"({"description":"Signature","data":"OST"},)"
+                                 R"({"description":"Manufacturing 8S bar-code","data":"8SBAR"})");
+}
+
+TEST(VendorReportTest, DeviceWithoutTheLogHasAnEmptyReport) {
+  FakeDevice device(ProtocolKind::Scsi);
+  std::string text = "old";
+  EXPECT_TRUE(makeVendorLogReport(*device.component, text));
+  EXPECT_EQ(text, "");
+}
+
+TEST(HtmlTableTest, WritesRowsAndLeavesAnIncompleteOneOpen) {
+  EXPECT_EQ(makeHtmlTable({"A", "B"}, "left", {"1", "2", "3"}, "middle", 60, false),
+            "<table width=\"60%\"><tr><th align=\"left\"> A </th><th align=\"left\"> B </th></tr>"
+            "<tr><td> 1 </td><td> 2 </td></tr><tr><td> 3 </td></table>");
+  EXPECT_EQ(makeHtmlTable({"A"}, "", {}, "right", 0, true), "<table><tr><th> A </th></tr></table>");
+  EXPECT_EQ(makeHtmlTable({}, "", {}, "", 5, true), "<table width=\"5\"><tr></tr></table>");
+}
+
+}  // namespace
+}  // namespace ostria::storage

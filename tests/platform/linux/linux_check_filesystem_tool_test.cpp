@@ -1,0 +1,125 @@
+#include "platform/linux/linux_check_filesystem_tool.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "platform/linux/linux_checker_process.h"
+
+namespace ostria::storage {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Owner : public Tool {
+ public:
+  Owner() : Tool(Identifier(50, 0, 0)) {}
+  void run() override {}
+  std::string getNameKey() override { return ""; }
+  std::string getDescriptionKey() override { return ""; }
+  std::string getCommandName() override { return ""; }
+  bool isApplicable(SystemComponent*) override { return true; }
+};
+
+class Receiver : public ToolEventReceiver {
+ public:
+  void requestInput(InputRequest&) override {}
+};
+
+/// An image with an ext4 file system, made and damaged with the system's own programs.
+class LinuxCheckFilesystemToolTest : public ::testing::Test {
+ protected:
+  LinuxCheckFilesystemToolTest() {
+    std::string pattern = ::testing::TempDir() + "ostria_check_XXXXXX";
+    folder_ = mkdtemp(pattern.data());
+    image_ = (folder_ / "volume.img").string();
+    item_.partitions.push_back({"volume", image_, "", false});
+    receiver_.handlers["OnProgress"] = [this](Tool* tool, const std::string&) {
+      progress_.push_back(std::stoi(tool->getParameter("Progress")->front()));
+    };
+  }
+  ~LinuxCheckFilesystemToolTest() override { fs::remove_all(folder_); }
+
+  static bool shell(const std::string& command) {
+    return system(("PATH=/usr/sbin:/sbin:$PATH; " + command + " >/dev/null 2>&1").c_str()) == 0;
+  }
+  bool makeVolume() { return shell("truncate -s 16M " + image_ + " && mkfs.ext4 -q " + image_); }
+  void fakeChecker(const std::string& script) {
+    const fs::path program = folder_ / "e2fsck";
+    std::ofstream(program) << "#!/bin/sh\n" << script << "\n";
+    fs::permissions(program, fs::perms::owner_all);
+  }
+
+  fs::path folder_;
+  std::string image_;
+  RecoverDeviceItem item_;
+  Owner owner_;
+  Receiver receiver_;
+  std::vector<int> progress_;
+};
+
+TEST_F(LinuxCheckFilesystemToolTest, RepairsAndThenFindsNothing) {
+  if (!makeVolume()) GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  LinuxCheckFilesystemTool tool(&owner_);
+  tool.setEventReceiver(&receiver_);
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished) << tool.getMessage();
+  ASSERT_FALSE(progress_.empty());
+  EXPECT_TRUE(std::is_sorted(progress_.begin(), progress_.end()));
+  EXPECT_EQ(progress_.back(), 100);
+
+  ASSERT_TRUE(shell("debugfs -w -R 'ssv free_blocks_count 5' " + image_));
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Repaired) << tool.getMessage();
+  EXPECT_NE(tool.getMessage(), "");
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished) << tool.getMessage();
+
+  EXPECT_TRUE(tool.scheduleCheck(image_));
+  EXPECT_FALSE(tool.scheduleCheck(folder_.string()));
+  EXPECT_FALSE(tool.scheduleCheck("/nowhere"));
+}
+
+TEST_F(LinuxCheckFilesystemToolTest, WhatCannotBeCheckedSaysSo) {
+  LinuxCheckFilesystemTool tool(&owner_);
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::CouldNotRun);
+  EXPECT_EQ(tool.execute(item_, 1), ToolStatus::CouldNotRun);
+  ASSERT_TRUE(shell("truncate -s 1M " + image_));
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::CouldNotRun);
+  EXPECT_EQ(tool.getMessage(), "There is no checker for this file system.\n");
+}
+
+TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
+  if (!makeVolume()) GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
+  tool.setEventReceiver(&receiver_);
+  const std::pair<const char*, ToolStatus> endings[] = {
+      {"exit 0", ToolStatus::Finished},        {"exit 3", ToolStatus::Repaired},
+      {"exit 4", ToolStatus::CouldNotRun},     {"exit 8", ToolStatus::CouldNotRun},
+      {"kill -9 $$", ToolStatus::CouldNotRun}, {"exec /nowhere", ToolStatus::CouldNotRun},
+  };
+  for (const auto& [script, status] : endings) {
+    fakeChecker(script);
+    EXPECT_EQ(tool.execute(item_, 0), status) << script;
+  }
+  fakeChecker("echo one; echo 1 5 10 dev >&3; echo 1 4 10 dev >&3; echo junk >&3; echo two >&2");
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished);
+  EXPECT_EQ(tool.getMessage(), "one\ntwo\n");
+  EXPECT_EQ(progress_, std::vector<int>{10});
+}
+
+TEST_F(LinuxCheckFilesystemToolTest, CheckGoesOnWhenTheHostFails) {
+  if (!makeVolume()) GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
+  tool.setEventReceiver(&receiver_);
+  receiver_.handlers["OnProgress"] = [](Tool*, const std::string&) {
+    throw std::runtime_error("host");
+  };
+  fakeChecker("echo 1 1 10 dev >&3; sleep 0.1; echo 2 1 10 dev >&3; touch " +
+              (folder_ / "done").string() + "; exit 1");
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Repaired);
+  EXPECT_TRUE(fs::exists(folder_ / "done"));
+}
+
+}  // namespace
+}  // namespace ostria::storage

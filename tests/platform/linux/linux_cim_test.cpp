@@ -1,0 +1,173 @@
+#include "platform/linux/linux_cim.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "platform/linux/linux_driver_rows.h"
+#include "platform/linux/linux_result_store.h"
+
+namespace ostria::storage {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* space = "ROOT\\Ostria\\Ostria_Diagnostics";
+
+class LinuxCimTest : public ::testing::Test {
+ protected:
+  LinuxCimTest() {
+    std::string pattern = ::testing::TempDir() + "ostria_cim_XXXXXX";
+    folder_ = mkdtemp(pattern.data());
+    file_ = folder_ / "deep" / "results.sqlite";
+    setenv("OSTRIA_RESULTS", file_.c_str(), 1);
+  }
+  ~LinuxCimTest() override {
+    unsetenv("OSTRIA_RESULTS");
+    fs::remove_all(folder_);
+  }
+
+  std::vector<LinuxResultStore::Record> records() {
+    std::vector<LinuxResultStore::Record> found;
+    const auto store = LinuxResultStore::open(file_);
+    EXPECT_TRUE(store != nullptr && store->read(space, "Results", found));
+    return found;
+  }
+
+  /// Writes records until `count` are written or something kills it.
+  pid_t startWriter(int count) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    LinuxCim cim;
+    bool good = true;
+    for (int i = 0; i < count; ++i)
+      good = cim.writeRecord({"TestName"}, {std::to_string(getpid())}, "Results",
+                             L"ROOT\\Ostria\\Ostria_Diagnostics") == CimResult::Success &&
+             good;
+    _exit(good ? 0 : 1);
+  }
+
+  fs::path folder_;
+  fs::path file_;
+};
+
+TEST_F(LinuxCimTest, WritesAndReadsBackRecords) {
+  LinuxCim cim;
+  const std::wstring wide = L"ROOT\\Ostria\\Ostria_Diagnostics";
+  bool existed = true;
+  EXPECT_EQ(cim.ensureNamespace(L"ROOT", L"Ostria", &existed), CimResult::Success);
+  EXPECT_FALSE(existed);
+  EXPECT_EQ(cim.ensureNamespace(L"root", L"OSTRIA", &existed), CimResult::Success);
+  EXPECT_TRUE(existed);
+
+  EXPECT_EQ(
+      cim.writeRecord({"TestName", "TestStatus"}, {"it's \"a\" test", "passed"}, "Results", wide),
+      CimResult::Success);
+  EXPECT_EQ(cim.writeRecord({"TestName"}, {"second"}, "results", wide), CimResult::Success);
+  EXPECT_EQ(cim.writeRecord({"TestName", "TestStatus"}, {"only one"}, "Results", wide),
+            CimResult::Success);
+  EXPECT_EQ(cim.writeRecord({"NoSuchName"}, {"x"}, "Results", wide), CimResult::ConnectFailed);
+
+  const char* const fields[] = {"Id", "testname", "Missing"};
+  CimTable* table = nullptr;
+  ASSERT_EQ(cim.queryAll(&table, "Results", 3, fields, wide), CimResult::Success);
+  EXPECT_EQ(*table, (CimTable{{{"0"}, {"it's \"a\" test"}, {}}, {{"1"}, {"second"}, {}}}));
+  cim.freeTable(table);
+  ASSERT_EQ(cim.query(fields, "TestName = 'SECOND'", "Results", 1, &table, wide),
+            CimResult::Success);
+  EXPECT_EQ(*table, (CimTable{{{"1"}}}));
+  cim.freeTable(table);
+
+  const char* const withNull[] = {"Id", nullptr};
+  EXPECT_EQ(cim.queryAll(&table, "Results", 0, fields, wide), CimResult::NoFields);
+  EXPECT_EQ(cim.queryAll(&table, "Results", 2, withNull, wide), CimResult::NullFieldName);
+  EXPECT_EQ(cim.queryAll(&table, nullptr, 1, fields, wide), CimResult::QueryIncomplete);
+  EXPECT_EQ(cim.query(fields, "x' OR 1", "Results", 1, &table, wide), CimResult::ConnectFailed);
+}
+
+TEST_F(LinuxCimTest, OldestRecordsMakeRoom) {
+  const auto store = LinuxResultStore::open(file_, 3);
+  ASSERT_NE(store, nullptr);
+  for (int i = 0; i < 5; ++i) EXPECT_TRUE(store->add(space, "Results", {}));
+  EXPECT_TRUE(store->add(space, "Other", {}));
+  std::vector<std::string> numbers;
+  for (const auto& record : records()) numbers.push_back(record.at("Id"));
+  EXPECT_EQ(numbers, (std::vector<std::string>{"2", "3", "4"}));
+}
+
+TEST_F(LinuxCimTest, ManyProcessesWriteWithoutLoss) {
+  constexpr int writers = 4;
+  constexpr int each = 25;
+  std::vector<pid_t> children;
+  for (int i = 0; i < writers; ++i) children.push_back(startWriter(each));
+  for (const pid_t child : children) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  std::set<std::string> numbers;
+  for (const auto& record : records()) numbers.insert(record.at("Id"));
+  EXPECT_EQ(numbers.size(), static_cast<std::size_t>(writers * each));
+}
+
+TEST_F(LinuxCimTest, KilledWriterLeavesTheRecordsWhole) {
+  for (int round = 0; round < 8; ++round) {
+    const pid_t child = startWriter(100000);
+    usleep(static_cast<useconds_t>(20000 + 7000 * round));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    LinuxCim cim;
+    EXPECT_EQ(
+        cim.writeRecord({"TestName"}, {"after"}, "Results", L"ROOT\\Ostria\\Ostria_Diagnostics"),
+        CimResult::Success);
+    const auto all = records();
+    ASSERT_FALSE(all.empty());
+    EXPECT_EQ(all.back().at("TestName"), "after");
+    // Nothing is lost and nothing is there twice, so the numbers are without a gap.
+    EXPECT_EQ(std::stoul(all.back().at("Id")) - std::stoul(all.front().at("Id")) + 1, all.size());
+  }
+}
+
+TEST_F(LinuxCimTest, UnusableFileIsAFailureAndStaysAsItIs) {
+  fs::create_directories(file_.parent_path());
+  std::ofstream(file_) << std::string(5000, 'x');
+  LinuxCim cim;
+  EXPECT_EQ(cim.writeRecord({}, {}, "Results", L"ROOT"), CimResult::ConnectFailed);
+  EXPECT_EQ(fs::file_size(file_), 5000U);
+}
+
+TEST_F(LinuxCimTest, DriverRowsComeFromTheKernelsTree) {
+  const fs::path device = folder_ / "sys/devices/pci0/usb1/host0/target";
+  fs::create_directories(device);
+  fs::create_directories(folder_ / "sys/block/sda");
+  fs::create_directories(folder_ / "sys/block/loop0");
+  fs::create_directories(folder_ / "sys/bus/scsi/drivers/sd/module");
+  fs::create_directories(folder_ / "proc/sys/kernel");
+  fs::create_directory_symlink(device, folder_ / "sys/block/sda/device");
+  fs::create_directory_symlink(folder_ / "sys/bus/scsi/drivers/sd", device / "driver");
+  std::ofstream(device / "model") << "A model cut at 16\n";
+  std::ofstream(folder_ / "proc/sys/kernel/osrelease") << "6.1.0\n";
+  auto rows = diskDriverRows(folder_);
+  ASSERT_EQ(rows.size(), 1U);
+  EXPECT_EQ(rows[0]["FriendlyName"], "A model cut at 16");
+  EXPECT_EQ(rows[0]["DriverVersion"], "6.1.0");
+  EXPECT_EQ(rows[0]["CompatID"], "USBSTOR\\Disk");
+
+  std::string page(572, '\0');
+  const std::string swapped = " Aolgnm dolee                            ";
+  page.replace(60 + 54, 40, swapped.substr(0, 40));
+  std::ofstream(device / "vpd_pg89", std::ios::binary) << page;
+  std::ofstream(folder_ / "sys/bus/scsi/drivers/sd/module/version") << "2.5\n";
+  rows = diskDriverRows(folder_);
+  EXPECT_EQ(rows[0]["FriendlyName"], "A long model e");
+  EXPECT_EQ(rows[0]["DriverVersion"], "2.5");
+}
+
+}  // namespace
+}  // namespace ostria::storage

@@ -1,0 +1,75 @@
+#include "services/config_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace ostria::storage {
+namespace {
+
+class ConfigFileTest : public ::testing::Test {
+ protected:
+  ConfigFileTest() : path_(::testing::TempDir() + "ostria_config_file_test.ini") {}
+  ~ConfigFileTest() override { std::remove(path_.c_str()); }
+
+  bool read(const std::string& text) {
+    std::ofstream(path_, std::ios::binary) << text;
+    return readConfigurationFile(path_, contents_, error_);
+  }
+
+  std::string path_;
+  ConfigurationMap contents_;
+  ConfigurationError error_;
+};
+
+TEST_F(ConfigFileTest, FoldsNamesAndKeepsValuesAsTheyStand) {
+  ASSERT_TRUE(
+      read("; a note\r\n\r\nloose = 1\n[storage]\r\nenable_it=1 ; on\r\npath = C:\\a b=c\n"
+           "[My Section]\n\tkey\t=\tvalue"));
+  EXPECT_EQ(contents_, (ConfigurationMap{
+                           {"", {{"LOOSE", "1"}}},
+                           {"STORAGE", {{"ENABLE_IT", "1 "}, {"PATH", "C:\\a b=c"}}},
+                           {"MY SECTION", {{"KEY", "value"}}},
+                       }));
+}
+
+TEST_F(ConfigFileTest, MalformedLineEndsTheReadingWithItsCodeAndLine) {
+  const std::pair<const char*, std::uint32_t> lines[] = {
+      {"no sign at all", 1010},
+      {"[a[b]", 1001},
+      {"[a]b]", 1002},
+      {"a = b=c", 1003},
+      {"a==b", 1003},
+      {"a=[b", 1006},
+      {"[a", 1007},
+      {"a]", 1008},
+      {"[ ]", 1011},
+      {" = value", 1012},
+      {"key =", 1014},
+      {"[FIRST]", 1},
+      {"a=2", 2},
+  };
+  for (const auto& [line, code] : lines) {
+    EXPECT_FALSE(read(std::string("[first]\na=1\n") + line + "\nb=1\n")) << line;
+    EXPECT_EQ(error_.code, code) << line;
+    EXPECT_EQ(error_.reserved1, 3U) << line;
+    EXPECT_EQ(contents_["FIRST"].count("B"), 0U) << line;
+  }
+}
+
+TEST_F(ConfigFileTest, HostileFilesAreRefused) {
+  EXPECT_FALSE(read("[a]\nkey = " + std::string(200000, 'x')));
+  EXPECT_EQ(error_.code, config_file_error::LineTooLong);
+  EXPECT_FALSE(read(std::string(1000, '[') + "="));
+  EXPECT_FALSE(read(std::string(2 << 20, ';')));
+  EXPECT_EQ(error_.code, config_file_error::NotReadable);
+  EXPECT_FALSE(readConfigurationFile("/dev/zero", contents_, error_));
+  EXPECT_FALSE(readConfigurationFile("/nowhere/config.ini", contents_, error_));
+  // A comment may be as long as it likes.
+  EXPECT_TRUE(read("[a]\nkey = 1;" + std::string(100000, 'x')));
+}
+
+}  // namespace
+}  // namespace ostria::storage
