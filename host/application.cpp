@@ -12,6 +12,7 @@
 #include "host/command_line.h"
 #include "host/config_file.h"
 #include "host/device_info.h"
+#include "host/history.h"
 #include "host/html_report.h"
 #include "host/json_output.h"
 #include "host/machine_name.h"
@@ -20,6 +21,7 @@
 #include "host/test_runner.h"
 #include "host/text_output.h"
 #include "host/tool_runner.h"
+#include "virtual_pc/machine/description.h"
 
 namespace ostria::host {
 namespace {
@@ -113,6 +115,7 @@ class Application {
       output_.write(library_->module().resource()->getHelpText() + hostOptionsHelp());
       return ExitCode::Passed;
     }
+    if (plan_.action == Action::History) return showHistory();
     configure();
     checkReportFile();
     check(checkParameters(plan_, catalogue_, texts_));
@@ -153,6 +156,12 @@ class Application {
       if (!content) {
         throw Stop{ExitCode::Usage, "The machine file " + *line_.machineFile + " cannot be read."};
       }
+      virtual_pc::MachineDescription machine;
+      std::string error;
+      if (!virtual_pc::parseMachine(*content, &machine, &error)) {
+        throw Stop{ExitCode::Usage, *line_.machineFile + ": " + error};
+      }
+      administrator_ = machine.administrator;
       setenv(kMachineVariable, line_.machineFile->c_str(), 1);
     }
     library_ = checked(ModuleLibrary::load(modulePath()), ExitCode::CouldNotStart);
@@ -238,6 +247,13 @@ class Application {
     if (interrupts_.isAbortRequested()) throw Stop{ExitCode::Stopped, "Stopped by the user."};
   }
 
+  std::string missingRights() const {
+    if (!line_.virtualPc) return missingAccess("/sys/block", "/dev");
+    if (administrator_) return {};
+    return "The virtual PC is used without the rights of an administrator, which opening a disk "
+           "takes: set them in its machine file.";
+  }
+
   ExitCode list() {
     session_.finished = Clock::now();
     if (json_) {
@@ -264,6 +280,17 @@ class Application {
       tellNotices();
     }
     return code;
+  }
+
+  ExitCode showHistory() {
+    std::vector<HistoryRecord> records = checked(history_.read(), ExitCode::CouldNotStart);
+    for (HistoryRecord& record : records) {
+      redactor_.addSecret(record.serial);
+      record.serial = redactor_.whole(record.serial);
+    }
+    for (HistoryRecord& record : records) record.text = redactor_.text(record.text);
+    output_.write(json_ ? historyJson(records) : historyText(records, style()));
+    return ExitCode::Passed;
   }
 
   void describeAll() {
@@ -313,6 +340,10 @@ class Application {
     interrupts_.setHandlers({}, {});
     session_.finished = Clock::now();
     if (line_.reportFile) describeAll();
+    if (line_.record) {
+      const UsageError error = history_.add(recordsOf(session_));
+      if (!error.sentence.empty()) session_.notices.push_back(error.sentence);
+    }
     const ExitCode code = writeReport(session_.outcome());
     output_.write(json_ ? runJson(session_) : summaryText(session_, style()));
     return code;
@@ -344,7 +375,9 @@ class Application {
   Catalogue catalogue_;
   Plan plan_;
   Session session_;
+  FileHistory history_{usualHistoryFile()};
   std::optional<std::uint32_t> printedDevice_;
+  bool administrator_ = true;  ///< of the virtual PC
 };
 
 }  // namespace

@@ -93,13 +93,16 @@ std::string surfaceMap(const std::vector<SectorRange>& ranges, std::uint64_t tot
   const std::string width = std::to_string(kMapColumns * kCell);
   const std::string height = std::to_string(kMapRows * kCell);
   const auto bad = badCells(ranges, totalSectors, kCells);
+  const std::string fill = complete ? "good" : "unread";
   std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"Map of the surface: " +
                      std::to_string(bad.size()) + " of " + std::to_string(kCells) +
                      " cells hold bad sectors\" viewBox=\"0 0 " + width + " " + height +
-                     "\"><defs><pattern id=\"g\" width=\"10\" height=\"10\" "
+                     "\"><defs><pattern id=\"" + fill +
+                     "\" width=\"10\" height=\"10\" "
                      "patternUnits=\"userSpaceOnUse\"><rect width=\"9\" height=\"9\" "
-                     "fill=\"#bfe3ca\"/></pattern></defs><rect width=\"" +
-                     width + "\" height=\"" + height + "\" fill=\"url(#g)\"/>\n";
+                     "fill=\"" +
+                     (complete ? "#bfe3ca" : "#d9dee5") + "\"/></pattern></defs><rect width=\"" +
+                     width + "\" height=\"" + height + "\" fill=\"url(#" + fill + ")\"/>\n";
   for (const std::size_t index : bad) {
     const std::uint64_t first = firstSectorOf(index, totalSectors, kCells);
     const std::uint64_t next = firstSectorOf(index + 1, totalSectors, kCells);
@@ -114,8 +117,9 @@ std::string surfaceMap(const std::vector<SectorRange>& ranges, std::uint64_t tot
       "each cell stands for about " +
       std::to_string(std::max<std::uint64_t>(totalSectors / kCells, 1)) +
       " sectors. Red: bad sectors in it.";
-  if (!complete)
-    html += " The run did not cover the whole device, so other cells are not known to be good.";
+  if (!complete) {
+    html += " The run did not read the whole device, so nothing is known of the other cells.";
+  }
   return html + "</p>\n";
 }
 
@@ -136,6 +140,18 @@ std::string messageHtml(const std::string& text) {
     at = end + 1;
   }
   return html + "</table>";
+}
+
+// A sample leaves most of the surface unread, and so does a scan that met its limit of bad blocks.
+bool readWholeSurface(const TestRun& run, std::size_t badBlocks) {
+  if (run.test.id != kSurfaceTests[0]) return false;
+  if (run.outcome == ExitCode::Passed) return true;
+  int limit = 1;
+  for (const auto& [key, value] : run.parameters) {
+    if (key == "ERROR_LIMIT") limit = leadingNumber(value);
+  }
+  return run.outcome == ExitCode::Failed && badBlocks > 0 &&
+         (limit == 0 || badBlocks < static_cast<std::size_t>(std::max(limit, 1)));
 }
 
 class Report {
@@ -198,9 +214,11 @@ class Report {
   static std::string health(const DeviceInfo& device) {
     const auto below = std::count_if(device.smart.begin(), device.smart.end(),
                                      [](const SmartRow& row) { return row.isBelowThreshold(); });
-    std::string text = !device.smartSupported ? "SMART not supported"
-                       : below > 0 ? std::to_string(below) + " SMART values below their limit"
-                                   : "No SMART value below its limit";
+    std::string text =
+        !device.smartSupported ? "SMART not supported"
+        : below > 0 ? std::to_string(below) + (below == 1 ? " SMART value below its limit"
+                                                          : " SMART values below their limit")
+                    : "No SMART value below its limit";
     if (device.temperatureCelsius) {
       text += ", " + std::to_string(*device.temperatureCelsius) + " °C";
     }
@@ -260,8 +278,7 @@ class Report {
         const auto found = rangesOf(message.key);
         ranges.insert(ranges.end(), found.begin(), found.end());
       }
-      // A sample, or a scan that met its limit, leaves most of the surface unread.
-      const bool complete = run.outcome == ExitCode::Passed && run.test.id == kSurfaceTests[0];
+      const bool complete = readWholeSurface(run, ranges.size());
       if (ranges.empty() && run.outcome != ExitCode::Passed) continue;
       html_ += "<h3>Surface, " + htmlEscaped(run.test.name) + "</h3>\n" +
                surfaceMap(ranges, *device.logicalSectors, complete);

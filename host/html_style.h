@@ -25,7 +25,7 @@ font-size:.9rem;print-color-adjust:exact;-webkit-print-color-adjust:exact}
 table{border-collapse:collapse;width:100%;font-size:.92rem}
 th,td{text-align:left;padding:.3rem .5rem;border-bottom:1px solid var(--line);vertical-align:top;
 overflow-wrap:anywhere}
-th{color:var(--soft);font-weight:600}
+th{color:var(--soft);font-weight:600;white-space:nowrap}
 td.number{text-align:right;font-variant-numeric:tabular-nums;white-space:nowrap}
 tr.bad td{color:var(--failed);font-weight:600}
 dl{display:grid;grid-template-columns:minmax(8rem,13rem) 1fr;gap:.2rem 1rem;margin:.5rem 0}

@@ -223,6 +223,24 @@ std::string runJson(const Session& session) {
   return dumped(json);
 }
 
+std::string historyJson(const std::vector<HistoryRecord>& records) {
+  Json json;
+  json["schema"] = kJsonSchema;
+  json["schema_version"] = kJsonVersion;
+  json["kind"] = "history";
+  json["records"] = Json::array();
+  for (const HistoryRecord& record : records) {
+    json["records"].push_back({{"time", record.time},
+                               {"model", record.model},
+                               {"serial", textOrNull(record.serial)},
+                               {"id", record.id},
+                               {"name", record.name},
+                               {"outcome", record.outcome},
+                               {"text", record.text}});
+  }
+  return dumped(json);
+}
+
 std::string errorJson(const std::string& sentence, ExitCode code) {
   Json json;
   json["schema"] = kJsonSchema;

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "host/history.h"
 #include "host/results.h"
 #include "host/usage_error.h"
 
@@ -15,6 +16,7 @@ inline constexpr const char* kJsonVersion = "1.0";
 std::string listJson(const Session& session);
 std::string detailsJson(const Session& session);
 std::string runJson(const Session& session);
+std::string historyJson(const std::vector<HistoryRecord>& records);
 /// A document that says why there is no other.
 std::string errorJson(const std::string& sentence, ExitCode code);
 

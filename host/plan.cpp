@@ -194,6 +194,9 @@ class Planner {
     if (plan_.action == Action::List && !line_.list && !line_.module) {
       return {"Nothing to do: give -Mstorage to list the devices, or --help."};
     }
+    if (line_.history && !plan_.devices.empty()) {
+      return {"--history shows the kept results of all devices and takes no device numbers."};
+    }
     // What changes a disk is never done to "all of them" by leaving the numbers away.
     if (tool && plan_.devices.empty() &&
         (plan_.operation == "repair" || plan_.operation == "filesystem")) {

@@ -228,6 +228,21 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
   return out;
 }
 
+std::string historyText(const std::vector<HistoryRecord>& records, const TextStyle& style) {
+  if (records.empty()) return "No results were kept; --record keeps those of a run.\n";
+  std::string out;
+  for (const HistoryRecord& record : records) {
+    std::string word = record.outcome;
+    std::replace(word.begin(), word.end(), '_', ' ');
+    std::string text = record.time + "  " + padded(capitals(word), kOutcomeColumns) + " " +
+                       harmless(record.name) + ", " + harmless(record.model);
+    if (!record.serial.empty()) text += ", " + harmless(record.serial);
+    out += line(text, 0, 4, style);
+    if (!record.text.empty()) out += line(harmless(record.text), 4, 4, style);
+  }
+  return out;
+}
+
 std::string summaryText(const Session& session, const TextStyle& style) {
   std::string out;
   for (const std::string& notice : session.notices) out += line(notice, 0, 0, style);

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "host/history.h"
 #include "host/results.h"
 #include "host/terminal.h"
 
@@ -21,6 +22,7 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style);
 std::string deviceHeading(const DeviceInfo& device, const TextStyle& style);
 std::string testText(const TestRun& run, const TextStyle& style);
 std::string toolText(const ToolRun& run, const Session& session, const TextStyle& style);
+std::string historyText(const std::vector<HistoryRecord>& records, const TextStyle& style);
 /// What follows the last result: sentences about the run, and the counts where there were several.
 std::string summaryText(const Session& session, const TextStyle& style);
 

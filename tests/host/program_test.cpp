@@ -211,6 +211,18 @@ TEST(ProgramTest, TerminalIsAskedBeforeADeviceIsChanged) {
   }
 }
 
+TEST(ProgramTest, RecordedRunsAreTheHistory) {
+  const std::string folder = testing::TempDir() + "state";
+  setenv("XDG_STATE_HOME", folder.c_str(), 1);
+  run({"-Qt", "1", "--record"});
+  const json history = document(run({"--history", "--json"}));
+  ASSERT_EQ(history.at("records").size(), 1U);
+  EXPECT_EQ(history.at("records").at(0).at("outcome"), "failed");
+  EXPECT_THAT(run({"--history", "--redact"}).output, Not(HasSubstr("alert(1)")));
+  unsetenv("XDG_STATE_HOME");
+  std::filesystem::remove_all(folder);
+}
+
 TEST(ProgramTest, SettingsThatATestRefusesNameTheirPlace) {
   const std::string path = testing::TempDir() + "refused.ini";
   std::ofstream(path) << "[STORAGE]\nSEC_NUM=x\n";

@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "host/access_check.h"
 #include "host/config_file.h"
 #include "host/exit_code.h"
+#include "host/history.h"
 #include "host/progress.h"
 #include "host/redact.h"
 #include "host/smart_report.h"
+#include "host/surface_map.h"
 #include "host/terminal.h"
 
 namespace ostria::host {
@@ -90,6 +95,41 @@ TEST(TerminalTest, LinesKeepToTheWidth) {
   }
   const std::string bar = barLine("T", "", 50, std::chrono::seconds(60), 79);
   EXPECT_NE(bar.find(" 50% 1:00, 1:00 left"), std::string::npos) << bar;
+}
+
+TEST(SurfaceMapTest, BadSectorsLieInTheirCells) {
+  EXPECT_EQ(rangesOf("X [8, 15], [1, x] [9,9] [32, 39]."),
+            (std::vector<SectorRange>{{8, 15}, {32, 39}}));
+  // Behind the end, over a border, and on a disk that is smaller than the map or larger than 2^54.
+  EXPECT_EQ(badCells({{99, 130}, {19, 20}}, 100, 10), (std::vector<std::size_t>{1, 2, 9}));
+  EXPECT_EQ(badCells({{1, 1}}, 2, 10), (std::vector<std::size_t>{5}));
+  const std::uint64_t huge = std::uint64_t{1} << 63;
+  EXPECT_EQ(badCells({{huge - 1, huge}}, huge, 768), (std::vector<std::size_t>{767}));
+  EXPECT_EQ(badCells({{1, 2}}, 0, 10), (std::vector<std::size_t>{}));
+  for (std::size_t cell = 0; cell < 768; ++cell) {
+    const std::uint64_t first = firstSectorOf(cell, 1000003, 768);
+    EXPECT_EQ(badCells({{first, first}}, 1000003, 768), (std::vector<std::size_t>{cell}));
+  }
+}
+
+TEST(HistoryTest, KeepsTheNewestRecordsAndPassesOverDamage) {
+  const std::string folder = testing::TempDir() + "history";
+  std::filesystem::remove_all(folder);
+  FileHistory history(folder + "/deep/results.jsonl");
+  EXPECT_TRUE(std::get<std::vector<HistoryRecord>>(history.read()).empty());
+  ASSERT_EQ(history.add({{"t", "m", "s", "1.1.1", "n", "passed", "a\nb\xff"}}).sentence, "");
+  std::ofstream(folder + "/deep/results.jsonl", std::ios::app) << "broken\n[1]\n";
+  std::vector<HistoryRecord> many(FileHistory::MostRecords - 1);
+  many.back().id = "last";
+  ASSERT_EQ(history.add(many).sentence, "");
+  auto records = std::get<std::vector<HistoryRecord>>(history.read());
+  ASSERT_EQ(records.size(), FileHistory::MostRecords);
+  EXPECT_EQ(records.front().text.substr(0, 3), "a\nb");
+  ASSERT_EQ(history.add({{}}).sentence, "");
+  records = std::get<std::vector<HistoryRecord>>(history.read());
+  ASSERT_EQ(records.size(), FileHistory::MostRecords);
+  EXPECT_EQ(records[records.size() - 2].id, "last");
+  std::filesystem::remove_all(folder);
 }
 
 TEST(AccessCheckTest, NothingIsMissingWhereThereAreNoDisks) {
