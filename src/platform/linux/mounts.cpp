@@ -22,13 +22,13 @@ bool canBeMountedAgain(const MountEntry& mount) {
   return mount.target != "/" && (mount.root == "/" || mount.type == "btrfs");
 }
 
-int mountOne(const MountEntry& mount) {
+int mountWith(const MountEntry& mount, const std::string& options) {
   const std::unique_ptr<libmnt_context, decltype(&mnt_free_context)> context(mnt_new_context(),
                                                                              &mnt_free_context);
   if (context == nullptr) return ENOMEM;
   mnt_context_set_source(context.get(), mount.source.c_str());
   mnt_context_set_target(context.get(), mount.target.c_str());
-  mnt_context_set_options(context.get(), mount.options.c_str());
+  mnt_context_set_options(context.get(), options.c_str());
   // A file system in user space shows a type that no helper has; its content tells the real one.
   if (!isFuse(mount)) {
     mnt_context_set_fstype(context.get(), mount.type.c_str());
@@ -37,6 +37,11 @@ int mountOne(const MountEntry& mount) {
   const int result = mnt_context_mount(context.get());
   if (result == 0 && mnt_context_get_status(context.get()) == 1) return 0;
   return result < 0 ? -result : EIO;
+}
+
+int mountOne(const MountEntry& mount) {
+  // A file system may show options that it does not take; without them is better than not at all.
+  return mountWith(mount, mount.options) == 0 ? 0 : mountWith(mount, mount.plainOptions);
 }
 
 }  // namespace
@@ -57,7 +62,8 @@ std::vector<MountEntry> readMounts(const std::string& path) {
     mount.target = textOf(mnt_fs_get_target(entry));
     mount.source = textOf(mnt_fs_get_srcpath(entry));
     mount.type = textOf(mnt_fs_get_fstype(entry));
-    mount.options = textOf(mnt_fs_get_vfs_options(entry));
+    mount.plainOptions = textOf(mnt_fs_get_vfs_options(entry));
+    mount.options = mount.plainOptions;
     const std::string own = textOf(mnt_fs_get_fs_options(entry));
     // The options that the kernel shows for a file system in user space are not those it takes.
     if (!own.empty() && !isFuse(mount)) mount.options += "," + own;

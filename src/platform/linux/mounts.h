@@ -13,7 +13,8 @@ struct MountEntry {
   std::string target;
   std::string source;  ///< node of the device
   std::string type;
-  std::string options;
+  std::string options;       ///< of the mount and of the file system
+  std::string plainOptions;  ///< of the mount alone
 };
 
 /// The mount table, in the order of mounting. @param path  the table, "/proc/self/mountinfo"

@@ -100,10 +100,10 @@ TEST(Mounts, TableIsReadWithItsEscapes) {
   EXPECT_EQ(mounts[1].options, "rw,nosuid");
 }
 
-TEST(LinuxStorageScanner, TheRunningSystemIsNeverTakenOffLine) {
+// That the running system is refused is tried in a guest only, where nothing is lost with it.
+TEST(LinuxStorageScanner, NothingIsTakenWhereNothingIsMounted) {
   LinuxStorageScanner scanner;
   DeviceHandle handle;
-  EXPECT_EQ(scanner.dismountVolume("/", &handle), EBUSY);
   EXPECT_EQ(scanner.dismountVolume("/no/such/place/", &handle), ENOENT);
   EXPECT_FALSE(handle);
 }
