@@ -109,6 +109,18 @@ TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
   EXPECT_EQ(error.at("exit_code"), 2);
 }
 
+// Whoever changes a key of the output gives the form a new version, here and in the program.
+TEST(ProgramTest, SchemaVersionChangesWithTheSchema) {
+  std::ifstream file(OSTRIA_SOURCE_DIR "/docs/output.schema.json");
+  const json schema = json::parse(file);
+  std::uint64_t print = 0xCBF29CE484222325U;
+  for (const char c : schema.dump()) {
+    print = (print ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+  }
+  EXPECT_EQ(schema.at("properties").at("schema_version").at("const"), "1.0");
+  EXPECT_EQ(print, 2725762120471679883U);
+}
+
 TEST(ProgramTest, ProgressAsJsonLines) {
   const Ended ended = run({"-Qt", "1", "--progress=json"});
   std::istringstream lines(ended.errors);
