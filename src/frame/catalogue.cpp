@@ -4,11 +4,14 @@
 #include <string>
 
 #include "diagnostics/controller_status_test.h"
-#include "diagnostics/linear_scan_tests.h"
+#include "diagnostics/default_self_test.h"
+#include "diagnostics/full_disk_scan_test.h"
+#include "diagnostics/funnel_seek_test.h"
+#include "diagnostics/linear_read_test.h"
 #include "diagnostics/nvme_health_prediction_test.h"
 #include "diagnostics/nvme_smart_test.h"
-#include "diagnostics/seek_tests.h"
-#include "diagnostics/self_tests.h"
+#include "diagnostics/random_seek_test.h"
+#include "diagnostics/self_test.h"
 #include "diagnostics/smart_health_test.h"
 #include "diagnostics/smart_status_test.h"
 #include "diagnostics/smart_wearout_test.h"
