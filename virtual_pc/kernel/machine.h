@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "virtual_pc/devices/clock.h"
+#include "virtual_pc/devices/drive.h"
+#include "virtual_pc/devices/fault_plan.h"
+#include "virtual_pc/kernel/disk.h"
+#include "virtual_pc/kernel/port.h"
+#include "virtual_pc/kernel/volume.h"
+#include "virtual_pc/machine/description.h"
+
+namespace ostria::virtual_pc {
+
+/// The virtual PC as it runs: its drives, and the objects that its system has for them.
+class Machine {
+ public:
+  explicit Machine(MachineDescription description);
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+
+  const MachineDescription& description() const { return description_; }
+  Clock& clock() { return clock_; }
+  PlatformFaults& faults() { return faults_; }
+
+  const std::vector<std::unique_ptr<Drive>>& drives() const { return drives_; }
+  const std::vector<std::shared_ptr<DiskObject>>& disks() const { return disks_; }
+  const std::vector<std::shared_ptr<PortObject>>& ports() const { return ports_; }
+  const std::vector<std::shared_ptr<VolumeObject>>& volumes() const { return volumes_; }
+  /// A drive by the name that it has in the machine file; null for none.
+  Drive* drive(const std::string& name) const;
+  DiskObject* disk(const std::string& driveName) const;
+  std::shared_ptr<VolumeObject> volume(char letter) const;
+
+  /// Makes an object open under a device path, whatever the case of its letters.
+  void addDeviceName(const std::string& path, std::shared_ptr<IoObject> object);
+  std::shared_ptr<IoObject> device(const std::string& path) const;
+
+  /// Libraries that programs of this machine can load, by file name in lower case, with their
+  /// functions by name.
+  using Function = void (*)();
+  std::map<std::string, std::map<std::string, Function>>& libraries() { return libraries_; }
+
+  /// Whether a write to these bytes of a disk would go behind the back of a mounted file system.
+  bool protectedByVolume(const DiskObject& disk, std::uint64_t offset, std::uint64_t bytes) const;
+
+  /// Files that the system will delete at its next start.
+  std::vector<std::string>& deletedAtRestart() { return deletedAtRestart_; }
+
+ private:
+  std::shared_ptr<PortObject> portFor(const DriveDescription& drive);
+  void addDisk(std::size_t index);
+
+  MachineDescription description_;
+  Clock clock_;
+  PlatformFaults faults_;
+  std::vector<std::unique_ptr<Drive>> drives_;  ///< in the order of the description
+  std::vector<std::shared_ptr<PortObject>> ports_;
+  std::vector<std::shared_ptr<DiskObject>> disks_;
+  std::vector<std::shared_ptr<VolumeObject>> volumes_;
+  std::map<std::string, std::shared_ptr<IoObject>> names_;
+  std::map<std::string, std::map<std::string, Function>> libraries_;
+  std::vector<std::string> deletedAtRestart_;
+};
+
+}  // namespace ostria::virtual_pc

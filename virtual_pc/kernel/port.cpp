@@ -1,0 +1,53 @@
+#include "virtual_pc/kernel/port.h"
+
+#include <ntddscsi.h>
+#include <winerror.h>
+
+#include <cstring>
+
+#include "transport/byte_order.h"
+
+namespace ostria::virtual_pc {
+
+std::uint8_t PortObject::attach(Drive& drive) {
+  drives_.push_back(&drive);
+  return static_cast<std::uint8_t>(drives_.size() - 1);
+}
+
+std::string PortObject::locationText() const {
+  return "PCI bus " + std::to_string(description_.bus) + ", device " +
+         std::to_string(description_.device) + ", function " +
+         std::to_string(description_.function);
+}
+
+std::string PortObject::interfacePath() const {
+  std::string id = description_.hardwareId;
+  for (char& c : id)
+    if (c == '\\') c = '#';
+  return "\\\\?\\" + id + "#" + std::to_string(number_) + "#{2accfe60-c130-11d2-b082-00a0c91efb8b}";
+}
+
+void PortObject::control(IoRequest& request) {
+  if (request.code == IOCTL_SCSI_GET_ADDRESS) {
+    const SCSI_ADDRESS address{sizeof(SCSI_ADDRESS), static_cast<UCHAR>(number_), 0, 0, 0};
+    return request.answer(&address, sizeof address);
+  }
+  if (request.code != IOCTL_SCSI_MINIPORT) return request.fail(ERROR_INVALID_FUNCTION);
+  std::vector<std::uint8_t>& block = request.input;
+  if (block.size() < sizeof(SRB_IO_CONTROL) ||
+      storage::loadLe32(block.data()) != sizeof(SRB_IO_CONTROL) ||
+      storage::loadLe32(block.data() + offsetof(SRB_IO_CONTROL, Length)) >
+          block.size() - sizeof(SRB_IO_CONTROL))
+    return request.fail(ERROR_INVALID_PARAMETER);
+  for (const auto& miniport : miniports_) {
+    const std::string_view signature = miniport->signature();
+    if (std::memcmp(block.data() + 4, signature.data(), std::min<std::size_t>(8, signature.size())))
+      continue;
+    const std::uint32_t error = miniport->handle(block, &request.durationMicroseconds);
+    if (error) return request.fail(error);
+    return request.answerCut(block.data(), block.size());
+  }
+  request.fail(ERROR_INVALID_FUNCTION);
+}
+
+}  // namespace ostria::virtual_pc
