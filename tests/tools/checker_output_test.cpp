@@ -1,0 +1,38 @@
+#include "tools/checker_output.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace ostria::storage {
+namespace {
+
+std::string same(const std::string& line) { return line; }
+
+struct Printed {
+  explicit Printed(const std::string& text) : output(same) {
+    for (const char c : text)
+      if (const auto percent = output.accept(c)) percents.push_back(*percent);
+  }
+  CheckerOutput output;
+  std::vector<int> percents;
+};
+
+TEST(CheckerOutputTest, PercentagesAreReportedAndEverythingElseIsText) {
+  const Printed run(
+      "The type is NTFS.\r\n\r\n12 percent completed.\r 12 percent\r7 percent\r  13 percent\r\n"
+      "2048 KB in 3 files.\r\n50\rDone\nnow.\r\nlost");
+  EXPECT_EQ(run.percents, (std::vector<int>{12, 12, 50}));
+  EXPECT_EQ(run.output.message(), "The type is NTFS.\n  13 percent\n\nDone\nnow.");
+}
+
+TEST(CheckerOutputTest, AThousandLinesWithoutAPercentageAreStuck) {
+  std::string text;
+  for (int i = 0; i < 999; ++i) text += "line\r\n";
+  EXPECT_FALSE(Printed(text).output.isStuck());
+  EXPECT_TRUE(Printed(text + "line\r\n").output.isStuck());
+  EXPECT_FALSE(Printed("1 percent\r" + text + "line\r\n").output.isStuck());
+}
+
+}  // namespace
+}  // namespace ostria::storage
