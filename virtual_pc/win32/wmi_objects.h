@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "virtual_pc/win32/com_object.h"
-#include "virtual_pc/win32/wmi_repository.h"
+#include "virtual_pc/kernel/wmi_repository.h"
 
 namespace ostria::virtual_pc {
 

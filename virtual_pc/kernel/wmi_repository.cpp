@@ -1,4 +1,4 @@
-#include "virtual_pc/win32/wmi_repository.h"
+#include "virtual_pc/kernel/wmi_repository.h"
 
 #include <algorithm>
 #include <cwctype>
