@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "virtual_pc/devices/make_drive.h"
+#include "virtual_pc/kernel/management.h"
 #include "virtual_pc/kernel/text.h"
 
 namespace ostria::virtual_pc {
@@ -108,6 +109,11 @@ std::shared_ptr<VolumeObject> Machine::volume(char letter) const {
   for (const auto& volume : volumes_)
     if (volume->description().letter == upper) return volume;
   return nullptr;
+}
+
+WmiRepository& Machine::management() {
+  if (!management_) management_ = makeManagementRepository(*this);
+  return *management_;
 }
 
 void Machine::addDeviceName(const std::string& path, std::shared_ptr<IoObject> object) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "virtual_pc/kernel/disk.h"
 #include "virtual_pc/kernel/port.h"
 #include "virtual_pc/kernel/volume.h"
+#include "virtual_pc/kernel/wmi_repository.h"
 #include "virtual_pc/machine/description.h"
 
 namespace ostria::virtual_pc {
@@ -50,6 +52,12 @@ class Machine {
 
   /// Files that the system will delete at its next start.
   std::vector<std::string>& deletedAtRestart() { return deletedAtRestart_; }
+  /// Letters of the volumes that it will check then.
+  std::set<char>& checkedAtRestart() { return checkedAtRestart_; }
+  /// Command lines that were given to the command interpreter; it runs none of them.
+  std::vector<std::string>& commandsRun() { return commandsRun_; }
+  /// What the management service knows, made on first use.
+  WmiRepository& management();
 
  private:
   std::shared_ptr<PortObject> portFor(const DriveDescription& drive);
@@ -65,6 +73,9 @@ class Machine {
   std::map<std::string, std::shared_ptr<IoObject>> names_;
   std::map<std::string, std::map<std::string, Function>> libraries_;
   std::vector<std::string> deletedAtRestart_;
+  std::set<char> checkedAtRestart_;
+  std::vector<std::string> commandsRun_;
+  std::unique_ptr<WmiRepository> management_;
 };
 
 }  // namespace ostria::virtual_pc

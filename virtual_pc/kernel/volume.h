@@ -55,6 +55,7 @@ class VolumeObject : public IoObject {
   std::uint32_t create(const std::string& path, bool directory, std::shared_ptr<FileNode>* node);
   std::uint32_t remove(const std::string& path, bool directory);
   void removeNode(const FileNode* node);
+  using IoObject::resize;
   std::uint32_t resize(FileNode& node, std::uint64_t bytes);
   SectorResult readFile(FileNode& node, std::uint64_t offset, std::uint64_t bytes,
                         std::uint8_t* out);

@@ -1,6 +1,9 @@
 #include <wbemidl.h>
 
+#include "virtual_pc/kernel/kernel.h"
 #include "virtual_pc/win32/wmi_service.h"
+
+using ostria::virtual_pc::KernelCall;
 
 namespace {
 
@@ -18,6 +21,8 @@ bool securitySet = false;
 extern "C" {
 
 HRESULT WINAPI CoInitializeEx(LPVOID /*reserved*/, DWORD model) {
+  const KernelCall call;
+  if (call.fails()) return E_FAIL;
   if (apartment.starts != 0 && apartment.model != model) return RPC_E_CHANGED_MODE;
   apartment.model = model;
   return apartment.starts++ == 0 ? S_OK : S_FALSE;
@@ -28,6 +33,8 @@ void WINAPI CoUninitialize(void) {
 }
 
 HRESULT WINAPI CoInitializeSecurity(PVOID, LONG, void*, void*, DWORD, DWORD, void*, DWORD, void*) {
+  const KernelCall call;
+  if (call.fails()) return E_FAIL;
   if (apartment.starts == 0) return CO_E_NOTINITIALIZED;
   if (securitySet) return RPC_E_TOO_LATE;
   securitySet = true;
@@ -37,6 +44,8 @@ HRESULT WINAPI CoInitializeSecurity(PVOID, LONG, void*, void*, DWORD, DWORD, voi
 HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*context*/, REFIID id,
                                 LPVOID* object) {
   *object = nullptr;
+  const KernelCall call;
+  if (call.fails()) return E_FAIL;
   if (apartment.starts == 0) return CO_E_NOTINITIALIZED;
   if (outer != nullptr) return E_NOINTERFACE;
   if (!(classId == CLSID_WbemLocator)) return REGDB_E_CLASSNOTREG;
@@ -47,6 +56,8 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
 
 HRESULT WINAPI CoSetProxyBlanket(IUnknown* proxy, DWORD, DWORD, LPOLESTR, DWORD, DWORD, void*,
                                  DWORD) {
+  const KernelCall call;
+  if (call.fails()) return E_FAIL;
   return proxy == nullptr ? E_INVALIDARG : S_OK;
 }
 

@@ -1,11 +1,14 @@
 #include "virtual_pc/win32/wmi_service.h"
 
+#include "virtual_pc/kernel/kernel.h"
 #include "virtual_pc/win32/wmi_objects.h"
 
 namespace ostria::virtual_pc {
 namespace {
 
 constexpr const wchar_t* namespaceClass = L"__Namespace";
+
+WmiRepository& managementRepository() { return machine().management(); }
 
 HRESULT failure(WBEMSTATUS status) { return static_cast<HRESULT>(status); }
 
@@ -58,6 +61,8 @@ class Services final : public ComObject<IWbemServices> {
 
 HRESULT Services::GetObject(const BSTR path, LONG /*flags*/, IWbemContext* /*context*/,
                             IWbemClassObject** object, IWbemCallResult** /*call*/) {
+  const KernelCall platformCall;
+  if (platformCall.fails()) return failure(WBEM_E_FAILED);
   const std::wstring text = textOf(path);
   if (text.empty()) {
     *object = new WmiClassObject({}, nullptr);
@@ -90,6 +95,8 @@ HRESULT Services::GetObject(const BSTR path, LONG /*flags*/, IWbemContext* /*con
 
 HRESULT Services::PutClass(IWbemClassObject* object, LONG flags, IWbemContext* /*context*/,
                            IWbemCallResult** call) {
+  const KernelCall platformCall;
+  if (platformCall.fails()) return failure(WBEM_E_FAILED);
   const WmiObject& definition = static_cast<WmiClassObject*>(object)->object();
   WmiNamespace* const space = managementRepository().find(path_);
   HRESULT outcome = S_OK;
@@ -104,6 +111,8 @@ HRESULT Services::PutClass(IWbemClassObject* object, LONG flags, IWbemContext* /
 
 HRESULT Services::PutInstance(IWbemClassObject* instance, LONG flags, IWbemContext* /*context*/,
                               IWbemCallResult** call) {
+  const KernelCall platformCall;
+  if (platformCall.fails()) return failure(WBEM_E_FAILED);
   return deliver(store(static_cast<WmiClassObject*>(instance)->object(), flags), flags, call);
 }
 
@@ -127,6 +136,8 @@ HRESULT Services::store(const WmiObject& instance, LONG flags) {
 
 HRESULT Services::DeleteInstance(const BSTR path, LONG flags, IWbemContext* /*context*/,
                                  IWbemCallResult** call) {
+  const KernelCall platformCall;
+  if (platformCall.fails()) return failure(WBEM_E_FAILED);
   const auto parsed = WmiPath::parse(textOf(path));
   WmiClass* const known = parsed ? findClass(parsed->className) : nullptr;
   WmiObject* const found =
@@ -138,6 +149,8 @@ HRESULT Services::DeleteInstance(const BSTR path, LONG flags, IWbemContext* /*co
 
 HRESULT Services::ExecQuery(const BSTR language, const BSTR query, LONG /*flags*/,
                             IWbemContext* /*context*/, IEnumWbemClassObject** rows) {
+  const KernelCall platformCall;
+  if (platformCall.fails()) return failure(WBEM_E_FAILED);
   const auto parsed = WmiQuery::parse(textOf(query));
   if (!parsed || textOf(language) != L"WQL") return failure(WBEM_E_INVALID_QUERY);
   const WmiClass* const known = findClass(parsed->target.className);
@@ -158,6 +171,8 @@ HRESULT Services::ExecQuery(const BSTR language, const BSTR query, LONG /*flags*
 HRESULT Services::ExecMethod(const BSTR path, const BSTR method, LONG /*flags*/,
                              IWbemContext* /*context*/, IWbemClassObject* in,
                              IWbemClassObject** out, IWbemCallResult** /*call*/) {
+  const KernelCall platformCall;
+  if (platformCall.fails()) return failure(WBEM_E_FAILED);
   const WmiClass* const known = findClass(textOf(path));
   if (known == nullptr) return failure(WBEM_E_INVALID_CLASS);
   for (const auto& [name, one] : known->methods) {
@@ -181,6 +196,8 @@ class Locator final : public ComObject<IWbemLocator> {
                                           LONG /*flags*/, const BSTR /*authority*/,
                                           IWbemContext* /*context*/,
                                           IWbemServices** services) override {
+    const KernelCall platformCall;
+    if (platformCall.fails()) return failure(WBEM_E_FAILED);
     const std::wstring path = textOf(resource);
     if (managementRepository().find(path) == nullptr) return failure(WBEM_E_INVALID_NAMESPACE);
     *services = new Services(path);
