@@ -217,6 +217,7 @@ class Application {
     session_.moduleVersion = library_->version();
     nameMachine(line_.virtualPc, session_.machine, session_.system);
     const bool note = terminal_.errorControl && !line_.jsonProgress;
+    interrupts_.setHandlers([this](int count) { tellInterrupt(count); }, {});
     if (note) error_.write("Looking for devices...");
     manager().scan();
     if (note) error_.write("\r\033[K");
@@ -243,7 +244,20 @@ class Application {
         }
       }
     }
-    // A scan may have taken a while.
+    stopIfAsked();
+  }
+
+  static std::string interruptSentence(int count) {
+    return count == 1 ? "Stopping: waiting for the device to finish what it is doing."
+                      : "Still waiting for the device; a command that is under way cannot be cut "
+                        "off.";
+  }
+
+  void tellInterrupt(int count) {
+    error_.write("\n" + wrapped(interruptSentence(count), terminal_.errorWidth, 0) + "\n");
+  }
+
+  void stopIfAsked() const {
     if (interrupts_.isAbortRequested()) throw Stop{ExitCode::Stopped, "Stopped by the user."};
   }
 
@@ -296,6 +310,7 @@ class Application {
   void describeAll() {
     for (DeviceInfo& device : session_.devices) {
       storage::SystemComponent* component = manager().component(device.index);
+      if (plan_.action == Action::Show) stopIfAsked();
       if (component != nullptr) {
         describeDetails(*component, catalogue_, texts_, redactor_, device);
       }
@@ -317,13 +332,8 @@ class Application {
     Progress progress(error_, progressForm(), terminal_.errorWidth);
     Questions questions(line_.assume, isatty(STDIN_FILENO) == 1 && terminal_.errorIsTerminal,
                         progress, error_, interrupts_);
-    interrupts_.setHandlers(
-        [&](int count) {
-          progress.say(count == 1 ? "Stopping: waiting for the device to finish what it is doing."
-                                  : "Still waiting for the device; a command that is under way "
-                                    "cannot be cut off.");
-        },
-        [&] { progress.tick(); });
+    interrupts_.setHandlers([&](int count) { progress.say(interruptSentence(count)); },
+                            [&] { progress.tick(); });
     const RunServices services{texts_,   redactor_,   questions,
                                progress, interrupts_, terminal_.errorWidth};
     if (plan_.action == Action::RunTests) {

@@ -12,6 +12,8 @@ using storage::TestResult;
 // The test that writes to the volumes of a device.
 constexpr storage::Identifier kWriteTest{1, 2, 12};
 
+constexpr const char* kStoppedByUser = "Stopped by the user.";
+
 std::vector<TestParameter> parametersOf(storage::Test& test,
                                         const std::vector<ParameterText>& written) {
   const std::vector<TestParameter> known = test.parameters();
@@ -114,8 +116,9 @@ class TestRunner {
             services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT") + ". Go on?",
         services_.errorWidth);
     if (answer == Answer::Yes) return true;
-    run.outcome = ExitCode::NotPerformed;
-    run.note = refusalNote(answer);
+    const bool stopped = services_.interrupts.isAbortRequested();
+    run.outcome = stopped ? ExitCode::Stopped : ExitCode::NotPerformed;
+    run.note = stopped ? kStoppedByUser : refusalNote(answer);
     return false;
   }
 
@@ -136,7 +139,7 @@ class TestRunner {
   std::string noteFor(ExitCode outcome, const RunContext& context) const {
     switch (outcome) {
       case ExitCode::Stopped:
-        if (services_.interrupts.isAbortRequested()) return "Stopped by the user.";
+        if (services_.interrupts.isAbortRequested()) return kStoppedByUser;
         return "The module stopped the test without giving a reason.";
       case ExitCode::NotPerformed:
         if (context.wasAskedForInput() && !services_.questions.canAsk()) {

@@ -215,7 +215,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
         what + std::to_string(device.index) + " (" + deviceForQuestion(device) + "). Go on?",
         services_.errorWidth);
     if (answer == Answer::Yes) return true;
-    run_.note = refusalNote(answer);
+    const bool stopped = services_.interrupts.isAbortRequested();
+    if (stopped) run_.outcome = ExitCode::Stopped;
+    run_.note = stopped ? "Stopped by the user." : refusalNote(answer);
     return false;
   }
 

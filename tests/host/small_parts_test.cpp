@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -132,8 +134,27 @@ TEST(HistoryTest, KeepsTheNewestRecordsAndPassesOverDamage) {
   std::filesystem::remove_all(folder);
 }
 
-TEST(AccessCheckTest, NothingIsMissingWhereThereAreNoDisks) {
+TEST(AccessCheckTest, DisksThatAUserMayNotOpenAreCounted) {
   EXPECT_EQ(missingAccess("/nonexistent", "/dev"), "");
+  const std::string root = testing::TempDir() + "access";
+  std::filesystem::create_directories(root + "/dev");
+  for (const char* name : {"sda", "nvme0n1", "loop0", "dm-0", "sdb"}) {
+    std::filesystem::create_directories(root + "/block/" + name);
+    std::ofstream(root + "/dev/" + name) << "x";
+    std::filesystem::permissions(root + "/dev/" + name, std::filesystem::perms::owner_read);
+  }
+  std::filesystem::remove(root + "/dev/sdb");
+  // Root may open everything, so the question is put by somebody else.
+  const pid_t child = fork();
+  if (child == 0) {
+    if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
+    const std::string sentence = missingAccess(root + "/block", root + "/dev");
+    _exit(sentence.starts_with("2 disks of this computer cannot be opened") ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  std::filesystem::remove_all(root);
 }
 
 }  // namespace
