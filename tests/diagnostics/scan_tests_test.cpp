@@ -4,16 +4,16 @@
 #include "diagnostics/full_disk_scan_test.h"
 #include "diagnostics/linear_read_test.h"
 #include "diagnostics/message_keys.h"
-#include "tests/support/fake_host.h"
 #include "tests/support/fake_protocol.h"
+#include "tests/support/told.h"
 
 namespace ostria::storage {
 namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using testing::FakeDevice;
-using testing::FakeHost;
+using namespace testing;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 const Identifier someTest(1, 2, 16);
@@ -34,6 +34,13 @@ FakeDevice<> blockDisk(std::uint64_t totalSectors, std::uint16_t block = 127) {
   EXPECT_EQ(disk.component->preferredReadBlock(), block);
   disk.protocol->reads.clear();
   return disk;
+}
+
+std::string runWith(Test& test, FakeDevice<>& disk, const std::vector<TestParameter>& parameters) {
+  FakeHost host(disk.component.get());
+  host.chosenParameters = parameters;
+  disk.protocol->reads.clear();
+  return told(host, test.run(&host));
 }
 
 std::vector<std::string> issuesOf(Test& test, const std::vector<TestParameter>& given) {
@@ -77,14 +84,10 @@ TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
                           "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
 
   FakeDevice<> disk = blockDisk(1000);
-  FakeHost host(disk.component.get());
-  host.chosenParameters = {chosen("SPEED", "1"), chosen("ERROR_LIMIT", "x")};
-  const std::string text =
-      "progress 100 SPEED: INVALID_PARAMETER; |ERROR_LIMIT: "
-      "USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100";
-  EXPECT_EQ(linear.run(&host), TestResult::Stopped);
-  EXPECT_EQ(scan.run(&host), TestResult::Stopped);
-  EXPECT_THAT(host.heard, ElementsAre(text, text));
+  const std::string refused =
+      "100 SPEED: INVALID_PARAMETER; |ERROR_LIMIT: USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100 = 4";
+  EXPECT_EQ(runWith(linear, disk, {chosen("SPEED", "1"), chosen("ERROR_LIMIT", "x")}), refused);
+  EXPECT_EQ(runWith(scan, disk, {chosen("SPEED", "1"), chosen("ERROR_LIMIT", "x")}), refused);
   EXPECT_TRUE(disk.protocol->reads.empty());
 }
 
@@ -130,23 +133,18 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
 }
 
 TEST(LinearReadTest, AreaOfLessThanABlockIsReadWhole) {
+  LinearReadTest test(someTest);
   for (const std::uint64_t total : {1U, 2U, 64U, 101U, 127U}) {
     FakeDevice<> disk = blockDisk(1000);
     disk.protocol->record().totalSectors = total;
-    FakeHost host(disk.component.get());
-    LinearReadTest test(someTest);
-    EXPECT_EQ(test.run(&host), TestResult::Passed);
+    EXPECT_EQ(runWith(test, disk, {}), "0 / 100 = 0");
     ASSERT_EQ(disk.protocol->reads.size(), 1U) << total;
     EXPECT_EQ(disk.protocol->reads[0].lba, 0U);
     EXPECT_EQ(disk.protocol->reads[0].sectors, total);
-    EXPECT_THAT(host.heard, ElementsAre("progress 0", "progress 100"));
   }
   // A stride that is longer than the area counts as one step.
   FakeDevice<> disk = blockDisk(300);
-  FakeHost host(disk.component.get());
-  host.chosenParameters = {chosen("COVERAGE_AREA", "1")};
-  LinearReadTest test(someTest);
-  EXPECT_EQ(test.run(&host), TestResult::Passed);
+  EXPECT_EQ(runWith(test, disk, {chosen("COVERAGE_AREA", "1")}), "0 / 100 / 100 = 0");
   EXPECT_EQ(disk.protocol->reads.size(), 2U);
 }
 
@@ -154,47 +152,36 @@ TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
   FakeDevice<> disk = blockDisk(127 * 1000);
   LinearReadTest test(someTest);
   const auto run = [&](ProtocolResult error, const char* limit) {
-    disk.protocol->reads.clear();
     disk.protocol->results["Read"] = error;
-    FakeHost host(disk.component.get());
-    host.chosenParameters = {chosen("ERROR_LIMIT", limit)};
-    const TestResult result = test.run(&host);
-    return std::make_pair(result, host.heard);
+    return runWith(test, disk, {chosen("ERROR_LIMIT", limit)});
   };
-  const auto [result, heard] = run(ProtocolResult::MediumError, "1");
-  EXPECT_EQ(result, TestResult::Failed);
+  const std::string heard = run(ProtocolResult::MediumError, "1");
   ASSERT_EQ(disk.protocol->reads.size(), 1U);
   const std::uint64_t lba = disk.protocol->reads[0].lba;
-  const std::string list =
-      "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
-      "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [" +
-      std::to_string(lba) + ", " + std::to_string(lba + 127) + "].";
-  EXPECT_THAT(heard,
-              ElementsAre("progress 0", "progress 100 " + list, "log 0 " + list, "progress 100"));
-  EXPECT_EQ(run(ProtocolResult::InterfaceCrcError, "0").first, TestResult::Failed);
+  EXPECT_EQ(heard,
+            "0 / 100 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
+            "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [" +
+                std::to_string(lba) + ", " + std::to_string(lba + 127) +
+                "]. / log 0 same / 100 = 1");
+  EXPECT_EQ(run(ProtocolResult::InterfaceCrcError, "0").back(), '1');
   EXPECT_NEAR(static_cast<double>(disk.protocol->reads.size()), 200, 3);
-
-  const auto single = [&](ProtocolResult error, TestResult expected, const std::string& key) {
-    const auto [ended, lines] = run(error, "1");
-    EXPECT_EQ(ended, expected);
-    EXPECT_THAT(lines,
-                ElementsAre("progress 0", "progress 100 " + key, "log 0 " + key, "progress 100"));
-  };
-  single(ProtocolResult::CommandRejected, TestResult::Stopped, keys::PasswordProtected);
-  single(ProtocolResult::ReadTimeout, TestResult::Failed, keys::ReadOperationTimeout);
-  single(ProtocolResult::TransportFailure, TestResult::Stopped, keys::DeviceCommunicationFailure);
-
-  FakeHost stopping(disk.component.get());
-  stopping.eventFromPoll = 0;
-  EXPECT_EQ(test.run(&stopping), TestResult::Stopped);
-  EXPECT_EQ(stopping.count(std::string("log 0 ") + keys::SystemEventHappened), 1U);
+  EXPECT_EQ(run(ProtocolResult::CommandRejected, "1"),
+            "0 / 100 HARD_DISK_IS_PASSWORD_PROTECTED / log 0 same / 100 = 4");
+  EXPECT_EQ(run(ProtocolResult::ReadTimeout, "1"),
+            "0 / 100 READ_OPERATION_TIMEOUT / log 0 same / 100 = 1");
+  EXPECT_EQ(run(ProtocolResult::TransportFailure, "1"),
+            "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 0 same / 100 = 4");
+  disk.protocol->reads.clear();
+  EXPECT_EQ(runOn(test, disk, 0), "0 / 100 / 100 = 4");
+  EXPECT_TRUE(disk.protocol->reads.empty());
 }
 
 TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
   FakeDevice<> disk = blockDisk(127 * 200 + 5);
   FullDiskScanTest test(someTest);
-  FakeHost good(disk.component.get());
-  EXPECT_EQ(test.run(&good), TestResult::Passed);
+  const std::string good = runWith(test, disk, {});
+  EXPECT_EQ(good.substr(0, 12), "0 / 1 / 2 / ");
+  EXPECT_EQ(good.substr(good.size() - 17), "98 / 99 / 100 = 0");
   std::uint64_t next = 0;
   for (const auto& read : disk.protocol->reads) {
     EXPECT_EQ(read.lba, next);
@@ -202,28 +189,17 @@ TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
     next += read.sectors;
   }
   EXPECT_EQ(next, 127U * 200 + 5);
-  EXPECT_EQ(good.polls, disk.protocol->reads.size() + 1);
-  EXPECT_EQ(good.count("progress 0"), 1U);
-  EXPECT_EQ(good.count("progress 64"), 1U);
-  EXPECT_EQ(good.heard.back(), "progress 100");
 
   disk.protocol->badSectors = {{300, ProtocolResult::MediumError},
                                {127 * 200 + 4, ProtocolResult::InterfaceCrcError}};
-  FakeHost bad(disk.component.get());
-  bad.chosenParameters = {chosen("ERROR_LIMIT", "0")};
-  EXPECT_EQ(test.run(&bad), TestResult::Failed);
-  const std::string list =
-      "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
-      "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381], [25400, 25527].";
-  EXPECT_EQ(bad.heard.back(), "progress 100 " + list);
-  EXPECT_THAT(bad.heard, Contains("log 0 " + list));
-
-  disk.protocol->reads.clear();
-  FakeHost limited(disk.component.get());
-  limited.chosenParameters = {chosen("ERROR_LIMIT", "1")};
-  EXPECT_EQ(test.run(&limited), TestResult::Failed);
+  const std::string bad = runWith(test, disk, {chosen("ERROR_LIMIT", "0")});
+  EXPECT_EQ(bad.substr(bad.find(" / log") + 3),
+            "log 0 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
+            "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381], [25400, 25527]. / 100 same = 1");
+  EXPECT_EQ(runWith(test, disk, {chosen("ERROR_LIMIT", "1")}),
+            "0 / 100 / log 0 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
+            "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381]. / 100 same = 1");
   EXPECT_EQ(disk.protocol->reads.size(), 3U);
-  EXPECT_EQ(limited.count("log"), 1U);
 }
 
 TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {
@@ -231,38 +207,30 @@ TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {
   FullDiskScanTest test(someTest);
   const auto run = [&](ProtocolResult error) {
     disk.protocol->results["Read"] = error;
-    FakeHost host(disk.component.get());
-    const TestResult result = test.run(&host);
-    return std::make_pair(result, host.heard);
+    return runWith(test, disk, {});
   };
-  const std::string lost = keys::DeviceCommunicationFailure;
-  EXPECT_THAT(run(ProtocolResult::TransportFailure),
-              ::testing::Pair(TestResult::Stopped,
-                              ElementsAre("progress 0", "log 0 " + lost, "progress 100 " + lost)));
-  EXPECT_EQ(run(ProtocolResult::CommandRejected).first, TestResult::Stopped);
-  const std::string late = keys::ReadOperationTimeout;
-  EXPECT_THAT(
-      run(ProtocolResult::ReadTimeout),
-      ::testing::Pair(TestResult::Failed, ElementsAre("progress 0", "log 0 " + late,
-                                                      "progress 100 " + late, "progress 100")));
+  EXPECT_EQ(runOn(test, disk, 1), "0 / 100 / 100 = 4");
+  EXPECT_EQ(run(ProtocolResult::TransportFailure),
+            "0 / log 0 DEVICE_COMMUNICATION_FAILURE / 100 same = 4");
+  EXPECT_EQ(run(ProtocolResult::CommandRejected),
+            "0 / log 0 HARD_DISK_IS_PASSWORD_PROTECTED / 100 same / 100 = 4");
+  EXPECT_EQ(run(ProtocolResult::ReadTimeout),
+            "0 / log 0 READ_OPERATION_TIMEOUT / 100 same / 100 = 1");
   disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
-  EXPECT_THAT(run(ProtocolResult::MediumError),
-              ::testing::Pair(TestResult::Stopped, ElementsAre("progress 0", "progress 100 " + lost,
-                                                               "log 3 " + lost, "progress 100")));
+  EXPECT_EQ(run(ProtocolResult::MediumError),
+            "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
   disk.protocol->record().totalSectors = 0;
-  EXPECT_EQ(run(ProtocolResult::Success).first, TestResult::NotPerformed);
+  EXPECT_EQ(run(ProtocolResult::Success), "log 2 DEVICE_COMMUNICATION_FAILURE / 100 same = 3");
 }
 
 TEST(ScanTests, DeviceThatReadsNoBlockCannotBeScanned) {
   FakeDevice<> disk(ProtocolKind::Ata, 1000);
   disk.component->setConnection(DeviceConnection::RaidMember);
   disk.protocol->badSectors[0] = ProtocolResult::MediumError;
-  FakeHost host(disk.component.get());
   LinearReadTest linear(someTest);
-  EXPECT_EQ(linear.run(&host), TestResult::CouldNotStart);
   FullDiskScanTest scan(someTest);
-  EXPECT_EQ(scan.run(&host), TestResult::CouldNotStart);
-  EXPECT_THAT(host.heard, ElementsAre("progress 100", "progress 0", "progress 100"));
+  EXPECT_EQ(runOn(linear, disk), "100 = 6");
+  EXPECT_EQ(runOn(scan, disk), "0 / 100 = 6");
 }
 
 }  // namespace

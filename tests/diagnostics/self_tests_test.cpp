@@ -1,178 +1,116 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 
 #include "diagnostics/default_self_test.h"
 #include "diagnostics/message_keys.h"
 #include "diagnostics/self_test.h"
 #include "services/sal.h"
-#include "tests/support/fake_host.h"
 #include "tests/support/fake_protocol.h"
+#include "tests/support/told.h"
 #include "transport/protocols/scsi_protocol.h"
 
 namespace ostria::storage {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using testing::FakeDevice;
-using testing::FakeHost;
-using testing::FakeProtocol;
+using namespace testing;
 
 const Identifier someTest(1, 1, 5);
 
 /// An ATA disk that can do every self-test, or a SCSI disk.
-FakeDevice<> selfTester(ProtocolKind kind = ProtocolKind::Ata) {
-  FakeDevice<> disk(kind);
-  auto& record = disk.protocol->record();
-  record.smartDataValid = record.offlineImmediateSupported = true;
-  record.selfTestSupported = record.conveyanceSupported = true;
-  if (kind == ProtocolKind::Scsi) disk.component->setBusKind(StorageBusKind::Scsi);
-  return disk;
-}
-
-std::string refusalOf(StorageTest& test, FakeDevice<>& disk) {
-  FakeHost host(disk.component.get());
-  const TestResult result = test.check(disk.component.get(), host.listener(), host.messageLog());
-  if (result == TestResult::Passed) return {};
-  EXPECT_EQ(result, TestResult::NotPerformed);
-  return host.heard.at(1);
-}
+struct SelfTester : FakeDevice<> {
+  explicit SelfTester(ProtocolKind kind = ProtocolKind::Ata) : FakeDevice(kind) {
+    auto& record = protocol->record();
+    record.smartDataValid = record.offlineImmediateSupported = true;
+    record.selfTestSupported = record.conveyanceSupported = true;
+    if (kind == ProtocolKind::Scsi) component->setBusKind(StorageBusKind::Scsi);
+  }
+};
 
 TEST(SelfTest, WatchesTheRoutineToItsEnd) {
-  FakeDevice<> disk = selfTester();
+  SelfTester disk;
   disk.protocol->record().smartEnabled = false;
   disk.protocol->selfTestResults = {0, 15, 15, 15, 15, 0};
   disk.protocol->selfTestProgress = {40, 20, 100, 206};
-  FakeHost host(disk.component.get());
   ShortSelfTest test(someTest);
   const std::int64_t before = get_timer()->clock();
-  EXPECT_EQ(test.run(&host), TestResult::Passed);
+  EXPECT_EQ(runOn(test, disk), "0 / 40 / 40 / 100 / 100 = 0");
   EXPECT_NEAR(get_timer()->secondsBetween(before, get_timer()->clock()), 40, 2);
-  EXPECT_THAT(host.heard, ElementsAre("progress 0", "progress 40", "progress 40", "progress 100",
-                                      "progress 100"));
   EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1U);
   EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 0U);
   EXPECT_EQ(disk.protocol->calls.back(), "SetSmartEnabled 0");
 }
 
 TEST(SelfTest, DriveStatusBecomesMessageAndResult) {
-  struct Case {
-    std::uint8_t status;
-    TestResult result;
-    std::vector<std::string> ata;
-    std::vector<std::string> scsi;
-  };
-  const std::vector<std::string> aborted = {"log 0 SELF_TEST_ABORTED_BY_EXTERNAL_FACTOR",
-                                            "progress 100 SELF_TEST_ABORTED_BY_EXTERNAL_FACTOR"};
-  const std::vector<std::string> unclear = {"log 0 INCONCLUSIVE_RESULT",
-                                            "progress 100 INCONCLUSIVE_RESULT"};
-  const std::vector<std::string> readError = {"log 2 READ_ERROR_DETECTED",
-                                              "log 2 READING_SECTOR 5000000000",
-                                              "progress 100 READING_SECTOR 5000000000"};
+  const std::string aborted = "log 0 SELF_TEST_ABORTED_BY_EXTERNAL_FACTOR / 100 same / 100 = 5";
+  const std::string unclear = "log 0 INCONCLUSIVE_RESULT / 100 same / 100 = 5";
+  const std::string readError =
+      "log 2 READ_ERROR_DETECTED / log 2 READING_SECTOR 5000000000 / 100 same / 100 = 1";
   const auto fault = [](const std::string& key) {
-    return std::vector<std::string>{"log 2 " + key, "progress 100 " + key};
+    return "log 2 " + key + " / 100 same / 100 = 1";
   };
-  const std::vector<Case> cases = {
-      {0, TestResult::Passed, {"progress 100"}, {"progress 100"}},
-      {1, TestResult::Warning, aborted, aborted},
-      {2, TestResult::Warning, aborted, aborted},
-      {3, TestResult::Failed, fault("CRITICAL_INTERRUPTION_DETECTED"), readError},
-      {4, TestResult::Failed, fault("UNKNOWN_ERROR_DETECTED"), readError},
-      {5, TestResult::Failed, fault("ELECTRICAL_ERROR_DETECTED"), readError},
-      {6, TestResult::Failed, fault("SEEK_ERROR_DETECTED"), readError},
-      {7, TestResult::Failed, readError, readError},
-      {8, TestResult::Failed, fault("HANDLING_DAMAGE_DETECTED"), unclear},
-      {9, TestResult::Warning, unclear, unclear},
+  const std::vector<std::pair<std::string, std::string>> endings = {
+      {"100 / 100 = 0", "100 / 100 = 0"},
+      {aborted, aborted},
+      {aborted, aborted},
+      {fault(keys::CriticalInterruption), readError},
+      {fault(keys::UnknownErrorDetected), readError},
+      {fault(keys::ElectricalErrorDetected), readError},
+      {fault(keys::SeekErrorDetected), readError},
+      {readError, readError},
+      {fault(keys::HandlingDamageDetected), unclear},
+      {unclear, unclear},
   };
-  for (const Case& c : cases) {
-    for (const ProtocolKind kind : {ProtocolKind::Ata, ProtocolKind::Scsi}) {
-      FakeDevice<> disk = selfTester(kind);
-      disk.protocol->selfTestResults = {c.status};
-      disk.protocol->firstFailedLba = 5'000'000'000;
-      FakeHost host(disk.component.get());
-      ShortSelfTest test(someTest);
-      const TestResult result = test.run(&host);
-      if (kind == ProtocolKind::Ata || c.status != 8) {
-        EXPECT_EQ(result, c.result) << int{c.status};
-      } else {
-        EXPECT_EQ(result, TestResult::Warning);
-      }
-      std::vector<std::string> expected = {"progress 0"};
-      const auto& lines = kind == ProtocolKind::Ata ? c.ata : c.scsi;
-      expected.insert(expected.end(), lines.begin(), lines.end());
-      expected.push_back("progress 100");
-      EXPECT_EQ(host.heard, expected) << int{c.status};
-    }
-  }
-  FakeDevice<> disk = selfTester();
-  disk.protocol->selfTestResults = {7};
-  disk.protocol->results["GetFirstFailedLba"] = ProtocolResult::Failure;
-  FakeHost host(disk.component.get());
+  SelfTester ata;
+  SelfTester scsi(ProtocolKind::Scsi);
+  ata.protocol->firstFailedLba = scsi.protocol->firstFailedLba = 5'000'000'000;
   ShortSelfTest test(someTest);
-  EXPECT_EQ(test.run(&host), TestResult::Failed);
-  EXPECT_THAT(host.heard, ElementsAre("progress 0", "log 2 READ_ERROR_DETECTED", "progress 100",
-                                      "progress 100"));
+  for (std::uint8_t status = 0; status < endings.size(); ++status) {
+    ata.protocol->selfTestResults = scsi.protocol->selfTestResults = {status};
+    EXPECT_EQ(runOn(test, ata), "0 / " + endings[status].first) << int{status};
+    EXPECT_EQ(runOn(test, scsi), "0 / " + endings[status].second) << int{status};
+  }
+  ata.protocol->selfTestResults = scsi.protocol->selfTestResults = {7};
+  ata.protocol->results["GetFirstFailedLba"] = ProtocolResult::Failure;
+  scsi.protocol->results["GetFirstFailedLba"] = ProtocolResult::Failure;
+  EXPECT_EQ(runOn(test, ata), "0 / log 2 READ_ERROR_DETECTED / 100 / 100 = 1");
+  EXPECT_EQ(runOn(test, scsi), "0 / 100 / 100 = 1");
 }
 
 TEST(SelfTest, StopsWhatElseIsRunning) {
-  FakeDevice<> disk = selfTester();
+  SelfTester disk;
   disk.protocol->selfTestResults = {15, 1, 0};
-  FakeHost host(disk.component.get());
   ShortSelfTest test(someTest);
-  EXPECT_EQ(test.run(&host), TestResult::Passed);
-  EXPECT_THAT(host.heard, ElementsAre("progress 0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS",
-                                      "log 1 OTHER_SELF_TEST_ALREADY_IN_PROGRESS",
-                                      "progress 0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED",
-                                      "log 1 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED",
-                                      "progress 0", "progress 100", "progress 100"));
+  const std::string found = "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 1 same / ";
+  EXPECT_EQ(runOn(test, disk), found +
+                                   "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / "
+                                   "log 1 same / 0 / 100 / 100 = 0");
   EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1U);
-
   disk.protocol->selfTestResults = {15};
-  FakeHost stubborn(disk.component.get());
-  EXPECT_EQ(test.run(&stubborn), TestResult::Warning);
-  EXPECT_THAT(stubborn.heard, Contains("log 3 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS"));
+  EXPECT_EQ(runOn(test, disk),
+            found + "100 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 3 same / 100 = 5");
   EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1U) << "none was started beside it";
 }
 
 TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
-  FakeDevice<> disk = selfTester(ProtocolKind::Scsi);
-  disk.protocol->selfTestResults = {0, 15};
-  FakeHost aborting(disk.component.get());
-  aborting.abortFromPoll = 20;
+  SelfTester disk(ProtocolKind::Scsi);
   ShortSelfTest test(someTest);
-  EXPECT_EQ(test.run(&aborting), TestResult::Stopped);
+  disk.protocol->selfTestResults = {0, 15};
+  EXPECT_EQ(runOn(test, disk, 20), "0 / 100 / 100 = 4");
   EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1U);
 
+  std::string polls = "0";  // at the start
+  for (int i = 0; i < 60; ++i) polls += " / 0";
   disk.protocol->selfTestResults = {0, 15};
-  FakeHost waiting(disk.component.get());
-  EXPECT_EQ(test.run(&waiting), TestResult::Warning);
-  EXPECT_THAT(waiting.heard, Contains("log 3 TEST_FINISHED_WITH_TIMEOUT: 600 s"));
-  EXPECT_EQ(waiting.count("progress 0"), 61U) << "one at the start and one for each of 60 polls";
+  EXPECT_EQ(runOn(test, disk),
+            polls + " / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5");
   EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2U);
 
   disk.protocol->selfTestResults = {0, 15};
   disk.protocol->results["GetSelfTestProgress"] = ProtocolResult::TransportFailure;
   disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
-  FakeHost lost(disk.component.get());
-  EXPECT_EQ(test.run(&lost), TestResult::Stopped);
-  EXPECT_THAT(lost.heard, ElementsAre("progress 0", "progress 100 DEVICE_COMMUNICATION_FAILURE",
-                                      "log 3 DEVICE_COMMUNICATION_FAILURE", "progress 100"));
+  EXPECT_EQ(runOn(test, disk), "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
   EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2U);
-}
-
-TEST(SelfTest, RoutineThatDoesNotStart) {
-  for (const char* operation : {"GetSelfTestResult", "StartSelfTest"}) {
-    FakeDevice<> disk = selfTester();
-    disk.protocol->results[operation] = ProtocolResult::SelfTestAbortedByDevice;
-    FakeHost host(disk.component.get());
-    QuickDriveSelfTest test(someTest);
-    EXPECT_EQ(test.run(&host), TestResult::NotPerformed);
-    EXPECT_THAT(host.heard, ElementsAre("progress 100 CANNOT_PERFORM_SELF_TEST",
-                                        "log 1 CANNOT_PERFORM_SELF_TEST", "progress 100"));
-  }
 }
 
 TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
@@ -181,35 +119,28 @@ TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
     ConfigurationError error;
     const bool good = test.configure({{"STORAGE", {{key, value}}}}, &error);
     EXPECT_EQ(good, error.code == 0);
-    if (!good) {
-      EXPECT_EQ(error.key + error.section, std::string(key) + "STORAGE");
-    }
     return error.code;
   };
-  FakeDevice<> ssd = selfTester();
+  const std::string noSsd = "100 TEST_NOT_SUPPORTED_IN_SSD / log 3 same = 3";
+  SelfTester ssd;
   ssd.protocol->record().solidState = true;
-  EXPECT_EQ(refusalOf(test, ssd), "log 3 TEST_NOT_SUPPORTED_IN_SSD");
-  for (const char* text : {"abc", "", "12x", " 5"}) EXPECT_EQ(configure("SEC_NUM", text), 1115U);
+  for (const char* text : {"abc", "", "12x"}) EXPECT_EQ(configure("SEC_NUM", text), 1115U);
   for (const char* text : {"256", "-1", "99999999999999999999"})
     EXPECT_EQ(configure("SEC_COUNT", text), 1116U);
   EXPECT_EQ(configure("SEC_COUNT", "7"), 0U);
-  EXPECT_EQ(refusalOf(test, ssd), "log 3 TEST_NOT_SUPPORTED_IN_SSD") << "no routine was chosen yet";
+  EXPECT_EQ(refusal(test, ssd), noSsd) << "no routine was chosen yet";
   EXPECT_EQ(configure("SEC_NUM", "255"), 0U);
-  EXPECT_EQ(refusalOf(test, ssd), "");
 
-  // No time-out: the routine outlives the 600 seconds.
-  ssd.protocol->selfTestResults.assign(80, 15);
+  ssd.protocol->selfTestResults.assign(80, 15);  // outlives the 600 seconds
   ssd.protocol->selfTestResults.front() = 0;
   ssd.protocol->selfTestResults.push_back(0);
   FakeHost host(ssd.component.get());
   EXPECT_EQ(test.run(&host), TestResult::Passed);
   EXPECT_EQ(ssd.protocol->count("StartSelfTest 255 7"), 1U);
-
   ssd.protocol->results["StartSelfTest"] = ProtocolResult::SelfTestIdNotFound;
-  FakeHost refused(ssd.component.get());
-  EXPECT_EQ(test.run(&refused), TestResult::NotPerformed);
-  EXPECT_THAT(refused.heard, ElementsAre("progress 100 INVALID_PARAMETER_VALUE",
-                                         "log 2 INVALID_PARAMETER_VALUE", "progress 100"));
+  EXPECT_EQ(runOn(test, ssd), "100 INVALID_PARAMETER_VALUE / log 2 same / 100 = 3");
+  ShortSelfTest unconfigured(someTest);
+  EXPECT_EQ(runOn(unconfigured, ssd), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
 }
 
 TEST(SelfTests, EachTakesItsDevicesOnly) {
@@ -217,55 +148,54 @@ TEST(SelfTests, EachTakesItsDevicesOnly) {
   ExtendedSelfTest extended(someTest);
   ConveyanceSelfTest conveyance(someTest);
   QuickDriveSelfTest drive(someTest);
-  const std::string notHere = "log 0 TEST_NOT_SUPPORTED_IN_THIS_DEVICE";
-  const std::string notOutside = "TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE";
-  struct Case {
-    std::function<void(FakeDevice<>&)> change;
-    std::string shortTest, extended, conveyance, drive;
+  const auto because = [](const std::string& key, int severity) {
+    return "100 " + key + " / log " + std::to_string(severity) + " same = 3";
   };
-  const std::string noCache = std::string("log 0 ") + keys::SmartDataNotCached;
-  const std::string noOffline = std::string("log 0 ") + keys::NoOfflineExecution;
-  const std::string unexpected = std::string("log 0 ") + keys::UnexpectedEvent;
-  const std::string noSmart = "log 3 SMART_NOT_SUPPORTED";
+  const std::string notHere = because(keys::NotSupportedInThisDevice, 0);
+  const std::string noSmart = because(keys::SmartNotSupported, 3);
+  const std::string noOffline = because(keys::NoOfflineExecution, 0);
+  const std::string unexpected = because(keys::UnexpectedEvent, 0);
+  struct Case {
+    std::function<void(SelfTester&)> change;
+    std::string shortTest, conveyance, drive;
+  };
   const std::vector<Case> ataCases = {
-      {[](FakeDevice<>&) {}, "", notHere, "", ""},
+      {[](auto&) {}, "", "", ""},
       {[](auto& d) { d.component->setConnection(DeviceConnection::External); },
-       "log 0 " + notOutside, "log 3 " + notOutside, "log 0 " + notOutside, "log 3 " + notOutside},
+       because(keys::NotSupportedInExternalDevice, 0),
+       because(keys::NotSupportedInExternalDevice, 0),
+       because(keys::NotSupportedInExternalDevice, 3)},
       {[](auto& d) { d.component->setConnection(DeviceConnection::RaidMember); }, notHere, notHere,
-       notHere, ""},
-      {[](auto& d) { d.protocol->record().selfTestSupported = false; }, noSmart, noSmart, "", ""},
-      {[](auto& d) { d.protocol->record().conveyanceSupported = false; }, "", notHere,
-       "log 3 CONVEYANCE_TEST_NOT_SUPPORTED", ""},
-      {[](auto& d) { d.protocol->record().smartSupported = false; }, noSmart, notHere, noSmart,
-       noSmart},
-      {[](auto& d) { d.protocol->record().smartDataValid = false; }, noCache, notHere, noCache,
-       noCache},
-      {[](auto& d) { d.protocol->record().offlineImmediateSupported = false; }, noOffline, notHere,
+       ""},
+      {[](auto& d) { d.protocol->record().selfTestSupported = false; }, noSmart, "", ""},
+      {[](auto& d) { d.protocol->record().conveyanceSupported = false; }, "",
+       because(keys::ConveyanceNotSupported, 3), ""},
+      {[](auto& d) { d.protocol->record().smartSupported = false; }, noSmart, noSmart, noSmart},
+      {[](auto& d) { d.protocol->record().offlineImmediateSupported = false; }, noOffline,
        noOffline, noOffline},
-      {[](auto& d) { d.protocol->record().selfTestAbortSupported = true; }, unexpected, notHere,
-       unexpected, unexpected},
+      {[](auto& d) { d.protocol->record().selfTestAbortSupported = true; }, unexpected, unexpected,
+       unexpected},
   };
   for (const Case& c : ataCases) {
-    FakeDevice<> disk = selfTester();
+    SelfTester disk;
     c.change(disk);
-    EXPECT_EQ(refusalOf(shortTest, disk), c.shortTest);
-    EXPECT_EQ(refusalOf(extended, disk), c.extended);
-    EXPECT_EQ(refusalOf(conveyance, disk), c.conveyance);
-    EXPECT_EQ(refusalOf(drive, disk), c.drive);
+    EXPECT_EQ(refusal(shortTest, disk), c.shortTest);
+    EXPECT_EQ(refusal(conveyance, disk), c.conveyance);
+    EXPECT_EQ(refusal(drive, disk), c.drive);
+    EXPECT_FALSE(extended.isApplicable(disk.component.get()));
   }
-  FakeDevice<> scsi = selfTester(ProtocolKind::Scsi);
-  EXPECT_EQ(refusalOf(shortTest, scsi), "");
-  EXPECT_EQ(refusalOf(extended, scsi), "");
-  EXPECT_EQ(refusalOf(conveyance, scsi), notHere);
-  EXPECT_EQ(refusalOf(drive, scsi), notHere);
+  SelfTester scsi(ProtocolKind::Scsi);
+  EXPECT_EQ(refusal(shortTest, scsi), "");
+  EXPECT_EQ(refusal(extended, scsi), "");
+  EXPECT_EQ(refusal(conveyance, scsi), notHere);
+  EXPECT_EQ(refusal(drive, scsi), notHere);
 
-  FakeDevice<> excluded = selfTester();
+  SelfTester excluded;
   EXPECT_TRUE(drive.isApplicable(excluded.component.get()));
   excluded.component->setNames("", "ST1000NM000A         00MX141 00MX141OST");
   EXPECT_FALSE(drive.isApplicable(excluded.component.get()));
   excluded.component->setOptaneVolume(true);
   EXPECT_FALSE(shortTest.isApplicable(excluded.component.get()));
-  EXPECT_FALSE(conveyance.isApplicable(excluded.component.get()));
 }
 
 /// A SCSI road that answers SEND DIAGNOSTIC with a status.
@@ -280,33 +210,25 @@ class DiagnosticBridge final : public ScsiBridge {
   ProtocolResult result = ProtocolResult::Success;
 };
 
-TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
-  auto protocol = std::make_unique<ScsiProtocol>();
-  protocol->SetProtocolKind(ProtocolKind::Scsi);
-  const auto bridge = std::make_shared<DiagnosticBridge>();
-  protocol->AddBridge(bridge);
-  StorageComponent component(std::move(protocol));
-  component.setBusKind(StorageBusKind::Scsi);
-  DefaultSelfTest test(someTest);
-  EXPECT_TRUE(test.isApplicable(&component));
+struct ScsiDisk : ScsiProtocol {
+  ScsiDisk(ProtocolKind kind, std::uint64_t) { SetProtocolKind(kind); }
+};
 
-  FakeHost good(&component);
-  EXPECT_EQ(test.run(&good), TestResult::Passed);
-  EXPECT_THAT(good.heard, ElementsAre("progress 100", "progress 100"));
-  FakeHost stopping(&component);
-  stopping.abortFromPoll = 1;
-  EXPECT_EQ(test.run(&stopping), TestResult::Stopped);
-  bridge->result = ProtocolResult::TransportFailure;
-  FakeHost mute(&component);
-  EXPECT_EQ(test.run(&mute), TestResult::NotPerformed);
-  EXPECT_THAT(mute.heard, ElementsAre("progress 100 CANNOT_PERFORM_SELF_TEST",
-                                      "log 1 CANNOT_PERFORM_SELF_TEST", "progress 100"));
-  bridge->result = ProtocolResult::Success;
+TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
+  FakeDevice<ScsiDisk> disk(ProtocolKind::Scsi);
+  const auto bridge = std::make_shared<DiagnosticBridge>();
+  disk.protocol->AddBridge(bridge);
+  DefaultSelfTest test(someTest);
+  EXPECT_FALSE(test.isApplicable(disk.component.get()));
+  disk.component->setBusKind(StorageBusKind::Scsi);
+  EXPECT_TRUE(test.isApplicable(disk.component.get()));
+
+  EXPECT_EQ(runOn(test, disk), "100 / 100 = 0");
+  EXPECT_EQ(runOn(test, disk, 1), "100 = 4");
   bridge->status = 2;
-  FakeHost failing(&component);
-  EXPECT_EQ(test.run(&failing), TestResult::Failed);
-  component.setConnection(DeviceConnection::External);
-  EXPECT_FALSE(test.isApplicable(&component));
+  EXPECT_EQ(runOn(test, disk), "100 / 100 = 1");
+  bridge->result = ProtocolResult::TransportFailure;
+  EXPECT_EQ(runOn(test, disk), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
 }
 
 }  // namespace

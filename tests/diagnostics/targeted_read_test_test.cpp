@@ -1,24 +1,22 @@
 #include "diagnostics/targeted_read_test.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <map>
 #include <numeric>
+#include <set>
 
-#include "diagnostics/message_keys.h"
-#include "tests/support/fake_host.h"
 #include "tests/support/fake_protocol.h"
+#include "tests/support/told.h"
 #include "transport/byte_order.h"
 #include "transport/protocols/ata_protocol.h"
 
 namespace ostria::storage {
 namespace {
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using testing::FakeDevice;
-using testing::FakeHost;
-using testing::FakeProtocol;
+using namespace testing;
 
 const Identifier someTest(1, 1, 2);
 
@@ -83,39 +81,33 @@ class TargetedRead : public ::testing::Test {
     disk_.protocol->AddBridge(logs_);
   }
 
-  TestResult run() {
+  std::string run(unsigned abortFromPoll = FakeHost::never) {
     TargetedReadTest test(someTest);
     disk_.protocol->reads.clear();
-    host_.heard.clear();
-    const TestResult result = test.run(&host_);
+    const std::string heard = runOn(test, disk_, abortFromPoll);
     EXPECT_FALSE(disk_.protocol->record().smartEnabled) << "SMART is left as it was";
-    return result;
+    return heard;
   }
 
-  std::vector<std::uint64_t> readLbas() const {
-    std::vector<std::uint64_t> lbas;
-    for (const auto& read : disk_.protocol->reads) {
-      EXPECT_EQ(read.sectors, 1U);
-      lbas.push_back(read.lba);
-    }
-    return lbas;
-  }
-
-  /// The neighbourhoods of all targets, ascending.
-  static std::vector<std::uint64_t> around(const std::vector<std::uint64_t>& targets,
-                                           std::uint64_t last = 999'999) {
-    std::set<std::uint64_t> lbas;
+  /// Runs the test, and demands that it reads each sector around the targets once, ascending.
+  void expectReadsAround(const std::vector<std::uint64_t>& targets) {
+    const std::uint64_t last = disk_.protocol->record().totalSectors - 1;
+    std::set<std::uint64_t> expected;
     for (const std::uint64_t target : targets) {
       for (std::uint64_t lba = target < 15 ? 0 : target - 15; lba <= std::min(target + 15, last);
            ++lba)
-        lbas.insert(lba);
+        expected.insert(lba);
     }
-    return {lbas.begin(), lbas.end()};
+    const std::string heard = run();
+    EXPECT_EQ(heard.find("log"), std::string::npos);
+    EXPECT_EQ(heard.substr(heard.size() - 13), "100 / 100 = 0");
+    std::vector<std::uint64_t> lbas;
+    for (const auto& read : disk_.protocol->reads) lbas.push_back(read.lba);
+    EXPECT_EQ(lbas, std::vector<std::uint64_t>(expected.begin(), expected.end()));
   }
 
   std::shared_ptr<LogBridge> logs_ = std::make_shared<LogBridge>();
   FakeDevice<FakeProtocol<AtaProtocol>> disk_;
-  FakeHost host_{disk_.component.get()};
 };
 
 class TargetedReadOfHugeDisk : public TargetedRead {
@@ -125,13 +117,7 @@ class TargetedReadOfHugeDisk : public TargetedRead {
 
 TEST_F(TargetedRead, EmptyLogsStillNameTheFirstSector) {
   logs_->write(6, 0, 0, {1});
-  EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(readLbas(), around({0}));
-  EXPECT_EQ(host_.heard.front(), "progress 0");
-  EXPECT_EQ(host_.count("progress 50"), 1U);
-  EXPECT_THAT(host_.heard, Contains("progress 6"));
-  EXPECT_EQ(host_.heard.back(), "progress 100");
-  EXPECT_EQ(host_.count("log"), 0U);
+  expectReadsAround({0});
 }
 
 TEST_F(TargetedRead, EveryLogGivesItsEntriesFromTheirOwnPlaces) {
@@ -141,79 +127,59 @@ TEST_F(TargetedRead, EveryLogGivesItsEntriesFromTheirOwnPlaces) {
   logs_->write(2, 1, 2 + 4 * 90 + 51, {0x30, 0x75, 0, 0xFF});     // 30000
   logs_->write(1, 0, 2 + 4 * 90 + 51, {0x40, 0x9C, 0, 0xFF});     // 40000
   logs_->write(6, 1, 2 + 5, {0x50, 0xC3, 0, 0});                  // 50000, not read
-  EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(readLbas(), around({0, 10000, 20000, 30000, 40000}));
-  EXPECT_THAT(logs_->asked, ElementsAre(7, 7, 6, 2, 1));
+  expectReadsAround({0, 10000, 20000, 30000, 40000});
+  EXPECT_EQ(logs_->asked, (std::vector<std::uint8_t>{7, 7, 6, 2, 1}));
 
   logs_->asked.clear();
   disk_.protocol->record().lba48Supported = false;
-  EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(readLbas(), around({0, 20000, 30000, 40000}));
-  EXPECT_THAT(logs_->asked, ElementsAre(6, 2, 1));
+  expectReadsAround({0, 20000, 30000, 40000});
+  EXPECT_EQ(logs_->asked, (std::vector<std::uint8_t>{6, 2, 1}));
 }
 
 TEST_F(TargetedReadOfHugeDisk, ExtendedErrorLogIsReadInBothByteOrders) {
   logs_->write(3, 0, 4 + 3 * 124 + 77, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66});
-  EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(readLbas(), around({0, 0x664422553311, 0x665544332211}, (1ULL << 47) - 1));
+  expectReadsAround({0, 0x664422553311, 0x665544332211});
 }
 
 TEST_F(TargetedRead, NeighbourhoodsOverlapAndEndWithTheDisk) {
   logs_->write(6, 0, 2 + 5, {0x3F, 0x42, 0x0F, 0});       // 999999, the last
   logs_->write(6, 0, 2 + 24 + 5, {0x36, 0x42, 0x0F, 0});  // 999990
   logs_->write(6, 0, 2 + 48 + 5, {0x40, 0x42, 0x0F, 0});  // 1000000, beyond the end
-  EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(readLbas(), around({0, 999990, 999999}));
-}
-
-TEST_F(TargetedRead, FirstBadSectorFailsTheTest) {
-  logs_->write(6, 0, 2 + 5, {0x10, 0x27, 0, 0});
-  disk_.protocol->badSectors[10005] = ProtocolResult::MediumError;
-  EXPECT_EQ(run(), TestResult::Failed);
-  EXPECT_EQ(disk_.protocol->reads.back().lba, 10005U);
-  EXPECT_THAT(host_.heard, Contains("log 2 READING_SECTOR 10005"));
-  EXPECT_EQ(host_.count("log"), 1U);
-
-  disk_.protocol->results["Read"] = ProtocolResult::CommandRejected;
-  EXPECT_EQ(run(), TestResult::NotPerformed);
-  EXPECT_THAT(host_.heard, Contains("log 2 CANNOT_ACCESS_DEVICE"));
+  expectReadsAround({0, 999990, 999999});
 }
 
 TEST_F(TargetedRead, LogsThatClaimMoreThanTheyGiveAreTakenAsFarAsTheyGo) {
   logs_->write(7, 0, 4 + 5, {0x10, 0x27, 0, 0, 0, 0});
   logs_->claimedPages = {{3, 0xFFFF}, {7, 0xFFFF}, {2, 0x0100}, {1, 0xFFFF}};
-  EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(readLbas(), around({0, 10000}));
+  expectReadsAround({0, 10000});
+}
+
+TEST_F(TargetedRead, FirstBadSectorFailsTheTest) {
+  logs_->write(6, 0, 0, {1});
+  disk_.protocol->badSectors[1] = ProtocolResult::MediumError;
+  EXPECT_EQ(run(), "0 / 6 / log 2 READING_SECTOR 1 / 100 same / 100 / 100 = 1");
+  disk_.protocol->results["Read"] = ProtocolResult::CommandRejected;
+  EXPECT_EQ(run(), "0 / log 2 CANNOT_ACCESS_DEVICE / 100 same / 100 / 100 = 3");
 }
 
 TEST_F(TargetedRead, WithoutAnyLogThereIsNothingToRead) {
-  EXPECT_EQ(run(), TestResult::NotPerformed);
-  EXPECT_THAT(host_.heard, ElementsAre("progress 0", "progress 100 CANNOT_READ_ANYTHING_FROM_LOGS",
-                                       "log 0 CANNOT_READ_ANYTHING_FROM_LOGS", "progress 100"));
+  EXPECT_EQ(run(), "0 / 100 CANNOT_READ_ANYTHING_FROM_LOGS / log 0 same / 100 = 3");
   logs_->write(6, 0, 0, {1});
-  host_.polls = 0;
-  host_.abortFromPoll = 3;
-  EXPECT_EQ(run(), TestResult::Stopped);
+  EXPECT_EQ(run(5), "0 / 100 / 100 / 100 = 4") << "told at each of the last two checks";
   EXPECT_TRUE(disk_.protocol->reads.empty());
 }
 
 TEST_F(TargetedRead, RefusesWhatItCannotAsk) {
-  TargetedReadTest test(someTest);
-  EXPECT_TRUE(test.isApplicable(disk_.component.get()));
   disk_.protocol->record().securitySupported = disk_.protocol->record().securityLocked = true;
-  EXPECT_EQ(run(), TestResult::NotPerformed);
-  EXPECT_THAT(host_.heard, Contains("log 0 HARD_DISK_IS_PASSWORD_PROTECTED. "
-                                    "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
-  const auto reason = [&] {
-    EXPECT_EQ(run(), TestResult::NotPerformed);
-    return host_.heard.at(1);
-  };
+  EXPECT_EQ(run(),
+            "log 0 HARD_DISK_IS_PASSWORD_PROTECTED. |TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"
+            " / 100 same / 100 = 3");
   disk_.protocol->record().smartSupported = false;
-  EXPECT_EQ(reason(), "log 3 SMART_NOT_SUPPORTED");
+  EXPECT_EQ(run(), "100 SMART_NOT_SUPPORTED / log 3 same / 100 = 3");
   disk_.protocol->SetProtocolKind(ProtocolKind::Scsi);
-  EXPECT_EQ(reason(), "log 0 TEST_NOT_SUPPORTED_IN_THIS_DEVICE");
+  EXPECT_EQ(run(), "100 TEST_NOT_SUPPORTED_IN_THIS_DEVICE / log 0 same / 100 = 3");
   disk_.component->setConnection(DeviceConnection::External);
-  EXPECT_EQ(reason(), "log 3 TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE");
+  EXPECT_EQ(run(), "100 TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE / log 3 same / 100 = 3");
 }
 
 }  // namespace
