@@ -100,6 +100,7 @@ TEST(SmartHealthTest, HealthComesFromPenaltiesAndCriticalAttributes) {
   Attributes worked = {attribute(5, 10), attribute(197, 5)};
   EXPECT_EQ(SmartHealthTest::healthPercent(worked), 76);
   worked.push_back(attribute(1, 0, 9, 10));
+  worked.push_back(attribute(2, 0, 10, 10));
   EXPECT_EQ(SmartHealthTest::healthPercent(worked), 68);
   EXPECT_EQ(SmartHealthTest::healthPercent({attribute(197, 30)}), 70);
   EXPECT_EQ(SmartHealthTest::healthPercent({attribute(197, 31)}), 69);

@@ -149,6 +149,7 @@ TEST(StorageTestBase, DeviceMustBeKnownAndUnlockedToBeRead) {
   EXPECT_EQ(ready(), locked);
   disk.component->setConnection(DeviceConnection::External);
   EXPECT_EQ(ready(), " = 1") << "an external device is judged by what its ATA probe said";
+  disk.protocol->record().securityLocked = false;
   disk.component->setSecuritySupported(true);
   disk.component->setSecurityLocked(true);
   EXPECT_EQ(ready(), locked);

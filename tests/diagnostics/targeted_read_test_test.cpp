@@ -163,6 +163,7 @@ TEST_F(TargetedRead, FirstBadSectorFailsTheTest) {
 }
 
 TEST_F(TargetedRead, WithoutAnyLogThereIsNothingToRead) {
+  logs_->claimedPages = {{1, 1}, {3, 2}};
   EXPECT_EQ(run(), "0 / 100 CANNOT_READ_ANYTHING_FROM_LOGS / log 0 same / 100 = 3");
   logs_->write(6, 0, 0, {1});
   EXPECT_EQ(run(5), "0 / 100 / 100 / 100 = 4") << "told at each of the last two checks";
