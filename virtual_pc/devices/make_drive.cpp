@@ -71,11 +71,7 @@ void makeAta(const DriveDescription& description, Clock& clock, Drive* drive) {
 }
 
 void makeNvme(const DriveDescription& description, Clock& clock, Drive* drive) {
-  NvmeTraits traits;
-  traits.serial = description.serial;
-  traits.model = description.model;
-  traits.firmware = description.firmware;
-  auto nvme = std::make_unique<NvmeDrive>(std::move(traits), *drive->medium, clock);
+  auto nvme = std::make_unique<NvmeDrive>(description.nvme.traits, *drive->medium, clock);
   drive->scsi = std::make_unique<NvmeTranslation>(*nvme);
   drive->nvme = std::move(nvme);
 }

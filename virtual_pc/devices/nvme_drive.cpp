@@ -1,6 +1,7 @@
 #include "virtual_pc/devices/nvme_drive.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 
 #include "transport/byte_order.h"

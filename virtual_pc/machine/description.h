@@ -9,6 +9,7 @@
 
 #include "virtual_pc/devices/block_medium.h"
 #include "virtual_pc/devices/fault_plan.h"
+#include "virtual_pc/machine/nvme_description.h"
 
 namespace ostria::virtual_pc {
 
@@ -152,6 +153,7 @@ struct DriveDescription {
   std::vector<IdentifyWord> identifyWords;  ///< words laid over the identify data
   SmartDescription smart;
   ScsiDescription scsi;
+  NvmeDescription nvme;
 };
 
 /// A storage controller with its place on the PCI bus.

@@ -144,6 +144,10 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
   if (out.kind == DriveKind::Sas || out.kind == DriveKind::UsbStick) {
     if (auto scsi = in.object("scsi")) out.scsi = parseScsi(*scsi);
   }
+  if (out.kind == DriveKind::Nvme) {
+    auto nvme = in.object("nvme");
+    out.nvme = nvme ? parseNvme(*nvme, out) : usualNvme(out);
+  }
   out.badSectors = parseBadSectors(in, "bad_sectors", out.sectors);
   out.faults = parseFaults(in, "faults");
   out.bridgeFaults = parseFaults(in, "bridge_faults");

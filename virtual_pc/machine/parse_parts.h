@@ -9,6 +9,10 @@ namespace ostria::virtual_pc {
 
 DriveDescription parseDrive(ObjectReader& in, std::size_t index);
 SmartDescription parseSmart(ObjectReader& in, const DriveDescription& drive);
+/// The drive's identity is known already.
+NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive);
+/// What a drive has without an "nvme" object.
+NvmeDescription usualNvme(const DriveDescription& drive);
 LayoutDescription parseLayout(ObjectReader& in, const DriveDescription& drive);
 ControllerDescription parseController(ObjectReader& in);
 VolumeDescription parseVolume(ObjectReader& in);

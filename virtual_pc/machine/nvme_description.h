@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "virtual_pc/devices/nvme_traits.h"
+
+namespace ostria::virtual_pc {
+
+/// The way to an NVMe controller that the system's driver for it offers.
+enum class NvmeRoad {
+  IntelPort,     ///< the port takes requests with the signature "IntelNvm", by path
+  MiniPort,      ///< the port takes requests with the signature "NvmeMini"
+  StorageQuery,  ///< the disk answers protocol queries and protocol commands
+  ScsiOnly,      ///< none; only the SCSI translation is there
+};
+
+/// What only an NVMe drive has.
+struct NvmeDescription {
+  NvmeRoad road = NvmeRoad::StorageQuery;
+  /// By which the port knows the drive; the number of its PCI bus unless told.
+  std::optional<std::uint8_t> pathId;
+  /// Where a broken driver says that the data of its answer begin.
+  std::optional<std::uint32_t> dataOffset;
+  NvmeTraits traits;
+};
+
+}  // namespace ostria::virtual_pc
