@@ -128,7 +128,42 @@ std::string_view builtInMachineText() {
      "scsi": {"standards": [96, 1120, 1216]},
      "smart": {"self_tests": [
        {"code": 0, "seconds": 20}, {"code": 1, "seconds": 60}, {"code": 2, "seconds": 3600},
-       {"code": 5, "seconds": 60}, {"code": 6, "seconds": 3600}]}}
+       {"code": 5, "seconds": 60}, {"code": 6, "seconds": 3600}]}},
+    {"name": "nvme", "kind": "nvme", "model": "VIRTUAL NVME 16GB", "serial": "VPC-NVM-0001",
+     "firmware": "VN01", "size_sectors": 33554432, "temperature": 39,
+     "nvme": {
+       "road": "storage_query", "part_number": "VPC-PN-0001", "vendor_count": 12,
+       "endurance_estimate": 9000,
+       "health": {"percentage_used": 4, "data_units_written": 2400000, "power_on_hours": 3120}},
+     "layout": {"style": "gpt", "partitions": [
+       {"start_sector": 2048, "sectors": 33550336, "name": "Basic data partition"}]}},
+    {"name": "nvme-intel", "kind": "nvme", "model": "VIRTUAL NVME PORT 8GB",
+     "serial": "VPC-NVM-0002", "firmware": "VN02", "size_sectors": 16777216, "temperature": 44,
+     "nvme": {
+       "road": "intel_port", "namespace_management": true,
+       "health": {"percentage_used": 31, "power_on_hours": 9400},
+       "self_tests": [{"code": 1, "seconds": 60}, {"code": 2, "seconds": 900}]}},
+    {"name": "nvme-mini", "kind": "nvme", "model": "VIRTUAL NVME MINI 2GB",
+     "serial": "VPC-NVM-0003", "firmware": "VN03", "size_bytes": 2147483648, "sector_bytes": 4096,
+     "temperature": 71,
+     "nvme": {
+       "road": "mini_port",
+       "health": {"critical_warning": 6, "available_spare": 7, "percentage_used": 97,
+                  "media_errors": 41, "power_on_hours": 31000},
+       "self_tests": [{"code": 1, "seconds": 60, "outcome": 7, "failing_lba": 77777,
+                       "stops_at_percent": 20}]},
+     "bad_sectors": [{"lba": 77777}]},
+    {"name": "nvme-scsi", "kind": "nvme", "model": "VIRTUAL NVME PLAIN 2GB",
+     "serial": "VPC-NVM-0004", "firmware": "VN04", "size_sectors": 4194304,
+     "nvme": {"road": "scsi_only"}},
+    {"name": "emmc", "kind": "emmc", "model": "VEMMC8", "serial": "4556304d30304131",
+     "firmware": "5.1", "size_sectors": 15727635,
+     "layout": {"style": "mbr", "partitions": [
+       {"start_sector": 2048, "sectors": 15724544, "type": 7}]}},
+    {"name": "sd", "kind": "sd", "model": "VSD2", "serial": "VPC-SD-0001", "firmware": "1.0",
+     "size_sectors": 3919860,
+     "layout": {"style": "mbr", "partitions": [
+       {"start_sector": 2048, "sectors": 3917812, "type": 12}]}}
   ],
   "volumes": [
     {"letter": "C", "drive": "hdd", "partition": 3, "label": "System", "serial": 2720934481,
@@ -142,6 +177,12 @@ std::string_view builtInMachineText() {
      "free_bytes": 2000000000},
     {"letter": "G", "drive": "usb-sat", "partition": 1, "label": "Portable", "serial": 12648430},
     {"letter": "H", "drive": "usb-stick", "partition": 1, "label": "STICK", "serial": 51966,
+     "file_system": "FAT32", "fixed": false},
+    {"letter": "N", "drive": "nvme", "partition": 1, "label": "Work", "serial": 51967,
+     "free_bytes": 3000000000},
+    {"letter": "M", "drive": "emmc", "partition": 1, "label": "Tablet", "serial": 51968,
+     "free_bytes": 1500000000},
+    {"letter": "S", "drive": "sd", "partition": 1, "label": "CARD", "serial": 51969,
      "file_system": "FAT32", "fixed": false}
   ]
 })json";
