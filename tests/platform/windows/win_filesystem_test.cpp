@@ -2,10 +2,32 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
+
+#include "services/sal.h"
+#include "virtual_pc/kernel/kernel.h"
+
 namespace ostria::storage {
 namespace {
 
-TEST(WinFilesystemTest, PathsThatCannotBeUsed) {
+constexpr const char* HangingPc = R"({"format": 1, "drives": [
+  {"name": "hangs", "kind": "sata", "model": "M", "serial": "S", "size_sectors": 100000,
+   "bad_sectors": [{"lba": 100, "kind": "hang"}, {"lba": 200}]}],
+  "volumes": [{"letter": "C", "total_bytes": 100000000}]})";
+
+class WinFilesystemTest : public testing::Test {
+ protected:
+  WinFilesystemTest() { virtual_pc::resetMachine(); }
+  ~WinFilesystemTest() override {
+    EXPECT_EQ(virtual_pc::openHandles(), 0u);
+    virtual_pc::resetMachine();
+  }
+
+  WinFilesystem files;
+  std::uint64_t done = 0;
+};
+
+TEST_F(WinFilesystemTest, PathsThatCannotBeUsed) {
   const struct {
     std::string path;
     bool invalid;
@@ -29,8 +51,86 @@ TEST(WinFilesystemTest, PathsThatCannotBeUsed) {
       {std::string(255, 'a'), false},
       {std::string(256, 'a'), true},
   };
-  WinFilesystem files;
   for (const auto& row : rows) EXPECT_EQ(files.isInvalidPath(row.path), row.invalid) << row.path;
+}
+
+TEST_F(WinFilesystemTest, ReadsOfABrokenDiskEndInTime) {
+  std::string error;
+  ASSERT_TRUE(virtual_pc::installMachine(HangingPc, &error)) << error;
+  DeviceScanner* scanner = get_device_scanner();
+  DeviceHandle disk;
+  ASSERT_EQ(scanner->open("\\\\.\\PhysicalDrive0", &disk), 0);
+  std::vector<std::uint8_t> buffer(512, 0x11);
+  const auto read = [&](std::uint64_t lba) {
+    return files.readAt(disk, lba * 512, 512, &done, 30, buffer.data());
+  };
+  EXPECT_EQ(read(100), ProtocolResult::ReadTimeout);
+  EXPECT_EQ(buffer, std::vector<std::uint8_t>(512, 0x11));
+  EXPECT_EQ(read(99), ProtocolResult::Success);
+  EXPECT_EQ(done, 512u);
+  EXPECT_EQ(read(200), ProtocolResult::MediumError);
+  EXPECT_FALSE(succeeded(read(100000)));
+  scanner->close(disk);
+  release_device_scanner(scanner);
+}
+
+TEST_F(WinFilesystemTest, ScratchFileKeepsWhatWasWrittenAndGoes) {
+  const std::string path = "C:\\scratch.bin";
+  DeviceHandle file;
+  ASSERT_EQ(files.createFile(path, &file, true), 0);
+  DeviceHandle second;
+  EXPECT_NE(files.createFile(path, &second, true), 0);
+  EXPECT_EQ(files.setFileSize(file, 1 << 20), 0);
+  std::vector<std::uint8_t> written(4096);
+  std::iota(written.begin(), written.end(), std::uint8_t{3});
+  EXPECT_EQ(files.writeAt(file, 8192, 4096, &done, 30, written.data()), ProtocolResult::Success);
+  std::vector<std::uint8_t> back(4096);
+  EXPECT_EQ(files.readAt(file, 8192, 4096, &done, 30, back.data()), ProtocolResult::Success);
+  EXPECT_EQ(back, written);
+  std::vector<std::string> names;
+  EXPECT_EQ(files.listDirectory("C:\\scratch*", names), 0);
+  EXPECT_EQ(names, std::vector<std::string>{path});
+  EXPECT_EQ(files.closeFile(file), 0);
+  EXPECT_EQ(files.closeFile(file), 1);
+  EXPECT_EQ(files.listDirectory(path, names), 1);
+  EXPECT_TRUE(names.empty());
+  EXPECT_EQ(virtual_pc::machine().deletedAtRestart(), std::vector<std::string>{path});
+}
+
+TEST_F(WinFilesystemTest, DirectoriesAreMadeAndRemoved) {
+  std::vector<std::string> made;
+  EXPECT_EQ(files.createDirectories("C:\\a\\b\\c", made), 0);
+  EXPECT_EQ(made, (std::vector<std::string>{"C:\\a", "C:\\a\\b", "C:\\a\\b\\c"}));
+  EXPECT_EQ(files.createDirectories("C:\\a\\b\\", made), 0);
+  EXPECT_TRUE(made.empty());
+  DeviceHandle file;
+  ASSERT_EQ(files.createFile("C:\\a\\f", &file, false), 0);
+  files.closeFile(file);
+  EXPECT_NE(files.createDirectories("C:\\a\\f", made), 0);  // a file is in the way
+  EXPECT_NE(files.createDirectories("Q:\\a", made), 0);
+  // What was made before a failure goes again.
+  virtual_pc::machine().faults().reset();
+  virtual_pc::machine().faults().failCall(2, 112);
+  EXPECT_NE(files.createDirectories("C:\\new\\b", made), 0);
+  virtual_pc::machine().faults().reset();
+  EXPECT_TRUE(made.empty());
+  EXPECT_EQ(files.createDirectories("C:\\new", made), 0);
+  EXPECT_EQ(made.size(), 1u);
+  EXPECT_EQ(files.removeTree("C:\\a"), 0);
+  EXPECT_NE(files.removeTree("C:\\a"), 0);
+  std::vector<std::string> names;
+  EXPECT_EQ(files.listDirectory("C:\\a", names), 1);
+}
+
+TEST_F(WinFilesystemTest, KnowsItsPlaces) {
+  EXPECT_STREQ(files.getWindowsDirectory(), "C:\\Windows");
+  EXPECT_STREQ(files.getCurrentDirectory(), "C:\\Diagnostics");
+  EXPECT_STREQ(files.getProgramPath(), "C:\\Diagnostics\\diagnostics.exe");
+  EXPECT_STREQ(files.getProgramDirectory(), "C:\\Diagnostics");
+  EXPECT_EQ(toNarrow(toWide("Größe \xE2\x82\xAC")), "Größe \xE2\x82\xAC");
+  const std::int64_t before = get_timer()->clock();
+  get_timer()->wait(2500);
+  EXPECT_NEAR(get_timer()->secondsBetween(before, get_timer()->clock()), 2.5, 0.1);
 }
 
 }  // namespace

@@ -1,0 +1,183 @@
+#include "platform/windows/win_storage_scanner.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/windows/win_device_scan_filter.h"
+#include "virtual_pc/kernel/kernel.h"
+
+namespace ostria::storage {
+namespace {
+
+namespace vpc = virtual_pc;
+
+class WinStorageScannerTest : public testing::Test {
+ protected:
+  WinStorageScannerTest() { vpc::resetMachine(); }
+  ~WinStorageScannerTest() override {
+    EXPECT_EQ(vpc::openHandles(), 0u);
+    vpc::resetMachine();
+  }
+
+  std::uint32_t numberOf(const std::string& drive) { return vpc::machine().disk(drive)->number(); }
+  /// "bus kind, connection" of every disk, all that can be asked of it asked.
+  std::string askEverything() {
+    WinStorageScanner scanner;
+    std::string answers;
+    DevicePathMap devices;
+    scanner.listDevices(devices);
+    for (const auto& [number, paths] : devices) {
+      StorageBusKind kind{};
+      DeviceConnection connection{};
+      bool optane = false;
+      PartitionTable table;
+      std::array<std::uint8_t, 3> location{};
+      std::string text;
+      scanner.getBusKind(number, &kind, &optane);
+      scanner.getConnection(number, &connection);
+      scanner.readPartitionTable(number, &table, 1000);
+      scanner.getPciLocation(number, &location);
+      scanner.getMiniportPath(number, &text);
+      scanner.getDeviceId(number, &text);
+      answers += text + ":" + std::to_string(static_cast<int>(kind)) +
+                 std::to_string(static_cast<int>(connection)) + table.schema + " ";
+    }
+    return answers;
+  }
+
+  WinStorageScanner scanner;
+  DevicePathMap devices;
+};
+
+TEST_F(WinStorageScannerTest, DisksAreClassified) {
+  const struct {
+    const char* drive;
+    StorageBusKind kind;
+    DeviceConnection connection;
+    std::array<std::uint8_t, 3> location;
+  } rows[] = {
+      {"hdd", StorageBusKind::Ata, DeviceConnection::Internal, {0, 23, 0}},
+      {"usb-sat", StorageBusKind::Usb, DeviceConnection::External, {0, 20, 0}},
+      {"sas", StorageBusKind::Scsi, DeviceConnection::Internal, {3, 0, 0}},
+  };
+  ASSERT_EQ(scanner.listDevices(devices), 0);
+  EXPECT_EQ(devices.size(), vpc::machine().disks().size());
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.drive);
+    const std::uint32_t number = numberOf(row.drive);
+    StorageBusKind kind{};
+    DeviceConnection connection{};
+    bool optane = false;
+    std::array<std::uint8_t, 3> location{};
+    std::string id;
+    EXPECT_EQ(scanner.getBusKind(number, &kind, &optane), 0);
+    EXPECT_EQ(kind, row.kind);
+    EXPECT_EQ(scanner.getConnection(number, &connection), 0);
+    EXPECT_EQ(connection, row.connection);
+    EXPECT_EQ(scanner.getPciLocation(number, &location), 0);
+    EXPECT_EQ(location, row.location);
+    EXPECT_EQ(scanner.getDeviceId(number, &id), 0);
+    EXPECT_EQ(id, std::to_string(number));
+  }
+  StorageBusKind kind{};
+  bool optane = false;
+  EXPECT_NE(scanner.getBusKind(999, &kind, &optane), 0);
+  EXPECT_EQ(kind, StorageBusKind::Unknown);
+}
+
+TEST_F(WinStorageScannerTest, PortsAreListedWithTheirProperties) {
+  DevicePathMap ports;
+  DeviceScanner& devices = *scanner.deviceScanner();
+  const auto filter = WinDeviceScanFilter::storagePorts();
+  ASSERT_EQ(devices.listPaths(filter, ports), 0);
+  ASSERT_FALSE(ports.empty());
+  std::string above;
+  ASSERT_EQ(devices.devicePath(filter, numberOf("sas"), &above), 0);
+  bool found = false;
+  for (const auto& [number, paths] : ports) {
+    std::string path;
+    std::string hardwareId;
+    EXPECT_EQ(devices.devicePath(filter, number, &path), 0);
+    EXPECT_EQ(path, paths.at(0));
+    EXPECT_EQ(devices.deviceProperty(filter, number, 1, &hardwareId), 0);
+    if (path == above) found = hardwareId.starts_with("PCI\\VEN_1AF4&DEV_0097");
+  }
+  EXPECT_TRUE(found);
+  EXPECT_NE(devices.devicePath(filter, 0xFFFFFFFF, &above), 0);
+  EXPECT_NE(devices.listPaths(DeviceScanFilter(), ports), 0);
+}
+
+TEST_F(WinStorageScannerTest, PartitionsAreJoinedWithTheirVolumes) {
+  ASSERT_EQ(scanner.listDevices(devices), 0);
+  PartitionTable table;
+  ASSERT_EQ(scanner.readPartitionTable(numberOf("hdd"), &table, 39070080ULL * 512), 0);
+  EXPECT_EQ(table.schema, "GPT");
+  EXPECT_EQ(table.diskNumber, numberOf("hdd"));
+  ASSERT_EQ(table.partitions.size(), 3u);
+  EXPECT_EQ(table.partitions[0].typeText, "_E|F|I_SYSTEM_PARTITION");
+  const PartitionEntry& system = table.partitions[2];
+  EXPECT_EQ(system.mountPoints, std::vector<std::string>{"C:\\"});
+  EXPECT_EQ(system.label, "System");
+  EXPECT_EQ(system.serial, "A22E2A51");
+  EXPECT_EQ(system.fileSystem, "ntfs");
+  EXPECT_EQ(system.clusterBytes, 4096u);
+  EXPECT_EQ(system.freeBytes + system.usedBytes, system.sizeBytes);
+  EXPECT_NE(system.freeBytes, 0u);
+
+  ASSERT_EQ(scanner.readPartitionTable(numberOf("ssd"), &table, 31277232ULL * 512), 0);
+  std::string types;
+  for (const PartitionEntry& entry : table.partitions) types += entry.typeText + " ";
+  EXPECT_EQ(types, "PRIMARY EXTENDED LOGICAL ");
+  EXPECT_EQ(table.partitions[0].fileSystem, "IFS, HPFS, NTFS, exFAT");
+  EXPECT_EQ(table.partitions[2].label, "Archive");
+  EXPECT_NE(scanner.readPartitionTable(999, &table, 1), 0);
+}
+
+TEST_F(WinStorageScannerTest, VolumeIsTakenAndGivenBack) {
+  DeviceHandle handle;
+  ASSERT_EQ(scanner.dismountVolume("D:\\", &handle), 0);
+  EXPECT_FALSE(vpc::machine().volume('D')->mounted());
+  DeviceHandle second;
+  EXPECT_NE(scanner.dismountVolume("D:\\", &second), 0);
+  EXPECT_NE(scanner.dismountVolume("X:\\", &second), 0);
+  EXPECT_NE(scanner.dismountVolume("", &second), 0);
+  EXPECT_FALSE(second);
+  std::string name = "D:\\";
+  std::vector<std::string> list = {"x"};
+  std::string text = "x";
+  EXPECT_EQ(scanner.releaseVolume(name, list, handle, text), 0);
+  EXPECT_TRUE(name.empty() && list.empty() && text.empty());
+  EXPECT_EQ(scanner.dismountVolume("D:\\", &handle), 0);
+  EXPECT_EQ(scanner.releaseVolume(name, list, handle, text), 0);
+}
+
+TEST_F(WinStorageScannerTest, EveryCallMayFail) {
+  std::string error;
+  ASSERT_TRUE(vpc::installMachine(R"({"format": 1, "drives": [
+    {"name": "a", "kind": "sata", "model": "A", "serial": "1", "size_sectors": 100000,
+     "layout": {"style": "mbr", "partitions": [{"start_sector": 2048, "sectors": 90000, "type": 7}]}},
+    {"name": "b", "kind": "usb_stick", "model": "B", "serial": "2", "size_sectors": 100000}],
+    "volumes": [{"letter": "C", "drive": "a", "partition": 1}]})",
+                                  &error))
+      << error;
+  vpc::PlatformFaults& faults = vpc::machine().faults();
+  faults.reset();
+  const std::string whole = askEverything();
+  EXPECT_EQ(whole, "0:01MBR 1:22 ");
+  const std::uint64_t calls = faults.calls();
+  ASSERT_GT(calls, 50u);
+  for (std::uint64_t call = 1; call <= calls; ++call) {
+    faults.reset();
+    faults.failCall(call, 31);
+    askEverything();
+    ASSERT_EQ(vpc::openHandles(), 0u) << "call " << call;
+    faults.reset();
+    faults.goneFrom(call);
+    askEverything();
+    ASSERT_EQ(vpc::openHandles(), 0u) << "gone from call " << call;
+  }
+  faults.reset();
+  EXPECT_EQ(askEverything(), whole);
+}
+
+}  // namespace
+}  // namespace ostria::storage
