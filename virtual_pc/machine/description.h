@@ -164,6 +164,8 @@ struct ControllerDescription {
   std::uint32_t bus = 0;
   std::uint32_t device = 0;
   std::uint32_t function = 0;
+  std::string driverProvider = "Microsoft";  ///< as the registry names it
+  std::string driverVersion = "10.0.19041.3636";
 };
 
 struct FileDescription {
@@ -211,6 +213,13 @@ struct VolumeDescription {
   std::vector<FileDescription> files;
 };
 
+/// A text in the registry, under HKEY_LOCAL_MACHINE.
+struct RegistryValue {
+  std::string key;
+  std::string name;
+  std::string text;
+};
+
 struct MachineDescription {
   bool realTime = false;
   bool administrator = true;
@@ -222,6 +231,7 @@ struct MachineDescription {
   std::vector<VolumeDescription> volumes;
   std::string diskDriverVersion = "10.0.19041.3636";
   std::vector<ManagementRow> managementRows;  ///< beside those that the machine makes itself
+  std::vector<RegistryValue> registry;        ///< beside those that the machine makes itself
 };
 
 /// Reads a machine file.

@@ -83,6 +83,8 @@ ControllerDescription parseController(ObjectReader& in) {
   in.into("bus", out.bus, 0, 255);
   in.into("device", out.device, 0, 31);
   in.into("function", out.function, 0, 7);
+  out.driverProvider = in.text("driver_provider", out.driverProvider);
+  out.driverVersion = in.text("driver_version", out.driverVersion, 64);
   in.finish();
   return out;
 }

@@ -67,6 +67,7 @@ MachineDescription parseRoot(const nlohmann::json& json) {
   out.diskDriverVersion = in.text("disk_driver_version", out.diskDriverVersion, 64);
   for (ObjectReader& row : in.objects("management_rows"))
     out.managementRows.push_back(parseManagementRow(row));
+  for (ObjectReader& row : in.objects("registry")) out.registry.push_back(parseRegistryValue(row));
 
   std::set<std::string> names;
   for (ObjectReader& row : in.objects("controllers")) {

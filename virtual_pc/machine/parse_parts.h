@@ -18,6 +18,7 @@ ControllerDescription parseController(ObjectReader& in);
 VolumeDescription parseVolume(ObjectReader& in);
 CheckerDescription parseChecker(ObjectReader& in);
 ManagementRow parseManagementRow(ObjectReader& in);
+RegistryValue parseRegistryValue(ObjectReader& in);
 std::vector<BadSectors> parseBadSectors(ObjectReader& in, const std::string& key,
                                         std::uint64_t driveSectors);
 std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key);

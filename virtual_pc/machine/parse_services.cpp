@@ -36,4 +36,14 @@ ManagementRow parseManagementRow(ObjectReader& in) {
   return out;
 }
 
+RegistryValue parseRegistryValue(ObjectReader& in) {
+  RegistryValue out;
+  for (const char* key : {"key", "name", "text"}) in.require(key);
+  out.key = in.text("key", "", 1024);
+  out.name = in.text("name", "");
+  out.text = in.text("text", "", 1000);
+  in.finish();
+  return out;
+}
+
 }  // namespace ostria::virtual_pc

@@ -8,6 +8,7 @@
 #include <winerror.h>
 #include <winnls.h>
 #include <winnt.h>
+#include <winreg.h>
 
 #define SE_MANAGE_VOLUME_NAME_A "SeManageVolumePrivilege"
 #ifdef UNICODE
