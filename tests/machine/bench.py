@@ -52,10 +52,37 @@ class Bench:
             print(text, flush=True)
             return {}
 
+    def json_as(self, user, *command):
+        """Exit code and JSON document of a command run by somebody else."""
+        code, text = self.run("setpriv", f"--reuid={user}", "--regid=nogroup", "--clear-groups", *command)
+        try:
+            return code, json.loads(text)
+        except ValueError:
+            print(text, flush=True)
+            return code, {}
+
     def probe(self, *command, timeout=60):
         answer = self.json(self.bin + "/machine_probe", *command, timeout=timeout)
         print(answer, flush=True)
         return answer
+
+    def product(self, *arguments, timeout=120):
+        """Exit code and JSON document of the command-line host."""
+        command = (self.bin + "/OstriaDiagnosticsCLI", "-Mstorage", *arguments, "--json")
+        code, text = self.run(*command, timeout=timeout)
+        try:
+            return code, json.loads(text)
+        except ValueError:
+            print(text, flush=True)
+            return code, {}
+
+    def index_of(self, drive):
+        """The host's number of a drive."""
+        _, listing = self.product("--list")
+        for device in listing.get("devices", []):
+            if device["id"] == str(drive.number):
+                return str(device["index"])
+        return None
 
     def smartctl(self, drive, *options):
         return self.json("smartctl", "-j", *(options or ("-i",)), drive.node)

@@ -8,7 +8,7 @@ import traceback
 
 from bench import Bench
 
-GROUPS = ["machine", "scan", "sends", "volumes"]
+GROUPS = ["machine", "scan", "sends", "volumes", "product", "medium"]
 
 
 def main():

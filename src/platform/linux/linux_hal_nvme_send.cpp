@@ -44,9 +44,9 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
     const auto request = command.ioQueue != 0 ? NVME_IOCTL_IO_CMD : NVME_IOCTL_ADMIN_CMD;
     const int status = ::ioctl(descriptorOf(handle), request, &packed);
     if (status < 0) return ProtocolResult::Failure;
-    // An admin command counts as passed on, whatever its completion status. A failed read has
-    // brought no data, and zeros in their place would pass for the content of the medium.
-    if (status > 0 && command.ioQueue != 0) return ProtocolResult::Failure;
+    // A command without data counts as passed on, whatever its completion status. One with data and
+    // an error has brought none: zeros in their place would pass for what the drive says.
+    if (status > 0 && !block.empty()) return ProtocolResult::Failure;
     if (!block.empty()) std::memcpy(command.data, block.data(), block.size());
     return ProtocolResult::Success;
   }

@@ -1,0 +1,107 @@
+"""The product as its user meets it, against what smartctl and the SCSI tools say in the same guest."""
+
+
+def identity(bench):
+    """Every drive that smartctl knows has the same identity in both."""
+    _, listing = bench.product("--list")
+    ours = {device["id"]: device for device in listing.get("devices", [])}
+    for marker, bus, protocol in (("OSTRIABENCH ATA", "ATA", "ATA"), ("OSTRIABENCHNVME1", "NVMe", "NVMe"),
+                                  ("OBSCSI0001", "SCSI", "SCSI"), ("OBSCSI4K01", "SCSI", "SCSI"),
+                                  ("OBUSB00001", "USB", "SCSI")):
+        drive = bench.needed(marker, "product")
+        device = drive and ours.get(str(drive.number))
+        if not bench.check(f"product: {marker} is listed", device is not None, listing):
+            continue
+        options = ("-d", "scsi", "-i") if bus == "USB" else ("-i",)
+        peer = bench.smartctl(drive, *options)
+        model = peer.get("scsi_product", peer.get("model_name", ""))
+        firmware = peer.get("scsi_revision", peer.get("firmware_version"))
+        bench.equal(f"product: {marker} has the identity that smartctl reads",
+                    (device["model"], device["serial"], device["firmware"]), (model, peer.get("serial_number"), firmware))
+        capacity = peer.get("user_capacity", {})
+        bench.equal(f"product: {marker} has the capacity that smartctl reads",
+                    (device["size_bytes"], device["logical_sectors"], device["logical_sector_bytes"]),
+                    (capacity.get("bytes"), capacity.get("blocks"), peer.get("logical_block_size")))
+        bench.equal(f"product: {marker} is reached by its protocol", (device["bus"], device["protocol"]), (bus, protocol))
+    strangers = [device["model"] for device in ours.values() if device["model"] in ("QEMU CD-ROM", "VIRTIO-DISK")]
+    bench.equal("product: nothing is listed that no protocol reaches", (len(ours), strangers), (5, []))
+
+
+def smart(bench, drive, index):
+    peer = bench.smartctl(drive, "-a")
+    code, document = bench.product("smart", index)
+    rows = {row["id"]: row for run in document.get("tool_runs", []) for row in run.get("smart", [])}
+    theirs = {str(row["id"]): row for row in peer["ata_smart_attributes"]["table"]}
+    bench.equal("product: SMART attributes as smartctl reads them",
+                (code, {key: (row["value"], row["worst"], row["threshold"]) for key, row in rows.items()}),
+                (0, {key: (str(row["value"]), str(row["worst"]), str(row["thresh"])) for key, row in theirs.items()}))
+
+    code, document = bench.product("-Q", "smart-status,short-self-test", index)
+    if not document:
+        code, document = bench.product('-Qm,s', index)
+    outcome = {run["test"]["id"]: run["result"] for run in document.get("test_runs", [])}
+    bench.equal("product: SMART status and short self-test pass", (code, outcome), (0, {"1.1.1": 0, "1.1.5": 0}))
+    after = bench.smartctl(drive, "-a")
+    bench.equal("product: SMART is left as it was found", after.get("smart_support"), peer.get("smart_support"))
+    entries = after.get("ata_smart_self_test_log", {}).get("standard", {}).get("count", 0)
+    bench.check("product: the drive has logged the self-test", entries >= 1, after.get("ata_smart_self_test_log"))
+
+    bench.run("smartctl", "-s", "off", drive.node)
+    off = bench.smartctl(drive, "-i").get("smart_support")
+    code, document = bench.product("-Qm", index)
+    bench.equal("product: a drive with SMART off is tested and left off",
+                (code, bench.smartctl(drive, "-i").get("smart_support")), (0, off))
+    bench.run("smartctl", "-s", "on", drive.node)
+
+
+def nvme(bench, drive, index):
+    code, document = bench.product("-Q", index)
+    outcome = {run["test"]["key"]: run["result"] for run in document.get("test_runs", [])}
+    bench.equal("product: the quick NVMe tests pass", (code, set(outcome.values())), (0, {0}))
+    bench.check("product: the controller's status is read through the driver service",
+                outcome.get("NVME_CONTROLLER_STATUS_TEST") == 0, outcome)
+    temperature = bench.smartctl(drive, "-a").get("temperature", {}).get("current")
+    shown = document["devices"][0]["temperature_celsius"] if document.get("devices") else None
+    bench.equal("product: NVMe temperature as smartctl reads it", shown, temperature)
+    _, details = bench.product("--show", index)
+    values = [row["value"] for device in details.get("devices", []) for row in device["properties"]]
+    bench.check("product: no property holds what is no text", values and not any("\0" in value for value in values), values)
+
+
+def writing(bench, drive, index):
+    """The write test on a real volume: it passes, and the volume is as it was."""
+    bench.modprobe("ext4")
+    bench.run("mkfs.ext4", "-q", "-F", "-m0", "-O", "^has_journal", "-L", "writetest", drive.node)
+    bench.run("mkdir", "-p", "/mnt/write")
+    code, _ = bench.run("mount", drive.node, "/mnt/write")
+    bench.equal("product: the bench mounts the NVMe volume", code, 0)
+    with open("/mnt/write/mine", "w", encoding="ascii") as file:
+        file.write("keep me" * 1000)
+    _, before = bench.run("ls", "-la", "/mnt/write")
+    code, document = bench.product("-Ew", index, "--assume", "yes", timeout=180)
+    bench.equal("product: the write test passes", (code, [run["result"] for run in document.get("test_runs", [])]), (0, [0]))
+    _, after = bench.run("ls", "-la", "/mnt/write")
+    with open("/mnt/write/mine", encoding="ascii") as file:
+        bench.equal("product: and leaves nothing behind", (after, file.read()), (before, "keep me" * 1000))
+    code, _ = bench.run("umount", "/mnt/write")
+    bench.equal("product: nothing of the test holds the volume", code, 0)
+    code, _ = bench.run("e2fsck", "-fn", drive.node)
+    bench.equal("product: the volume is sound", code, 0)
+
+
+def no_rights(bench):
+    code, document = bench.json_as("nobody", bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "--list", "--json")
+    text = str(document.get("error", "")) + " ".join(document.get("notices", []))
+    bench.check("product: without rights one clear sentence, no empty success", code != 0 and "root" in text, (code, document))
+
+
+def run(bench):
+    identity(bench)
+    for marker, checks in (("OSTRIABENCH ATA", (smart,)), ("OSTRIABENCHNVME1", (nvme, writing))):
+        drive = bench.needed(marker, "product")
+        index = drive and bench.index_of(drive)
+        if not bench.check(f"product: {marker} has a number", index is not None):
+            continue
+        for check in checks:
+            check(bench, drive, index)
+    no_rights(bench)
