@@ -3,6 +3,7 @@
 import json
 import os
 import subprocess
+import time
 from pathlib import Path
 
 
@@ -40,8 +41,9 @@ class Bench:
 
     def run(self, *command, timeout=60):
         """Exit code and standard output; standard error goes to the log of the guest."""
+        started = time.monotonic()
         done = subprocess.run(command, stdout=subprocess.PIPE, text=True, timeout=timeout, check=False, errors="replace")
-        print("$", *command, "->", done.returncode, flush=True)
+        print("$", *command, "->", done.returncode, f"({time.monotonic() - started:.1f} s)", flush=True)
         return done.returncode, done.stdout
 
     def json(self, *command, timeout=60):
