@@ -66,6 +66,16 @@ bool refused(int error) {
   }
 }
 
+// On a device the same errors mean a write behind its end.
+bool isBlockDevice(int descriptor) {
+  struct stat status = {};
+  return ::fstat(descriptor, &status) == 0 && S_ISBLK(status.st_mode);
+}
+
+bool volumeIsFull(int error, int descriptor) {
+  return (error == ENOSPC || error == EDQUOT) && !isBlockDevice(descriptor);
+}
+
 }  // namespace
 
 Filesystem& getLocalFilesystem() {
@@ -187,9 +197,19 @@ ProtocolResult LinuxFilesystem::transfer(const TransferRequest& request, std::ui
     case TransferOutcome::Kind::Finished:
       break;
   }
-  if (outcome.error == ENOSPC || outcome.error == EDQUOT) return ProtocolResult::VolumeFull;
   if (refused(outcome.error)) return ProtocolResult::Failure;
   if (done != nullptr) *done = outcome.bytes;
+  if (volumeIsFull(outcome.error, request.descriptor)) return ProtocolResult::VolumeFull;
+  if (request.writeFrom != nullptr && outcome.error == 0 && outcome.bytes > 0 &&
+      outcome.bytes < request.length) {
+    // Why a write stopped halfway shows in what becomes of the rest.
+    TransferRequest rest = request;
+    rest.offset += outcome.bytes;
+    rest.length -= outcome.bytes;
+    rest.writeFrom = static_cast<const char*>(request.writeFrom) + outcome.bytes;
+    if (volumeIsFull(transfers_.run(rest, timeoutSeconds).error, request.descriptor))
+      return ProtocolResult::VolumeFull;
+  }
   return outcome.error == 0 && outcome.bytes == request.length ? ProtocolResult::Success
                                                                : ProtocolResult::MediumError;
 }

@@ -126,6 +126,16 @@ TEST_P(LinuxFilesystemTest, WhatCannotBeIssuedIsAFailureAndLeavesTheCount) {
   EXPECT_EQ(done, 5U);
 }
 
+TEST_P(LinuxFilesystemTest, AFullVolumeIsNoMediumError) {
+  FdOwner full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+  ASSERT_TRUE(full.valid());
+  const char buffer[512] = {};
+  std::uint64_t done = 5;
+  EXPECT_EQ(filesystem.writeAt(handleOfDescriptor(full.get()), 0, 512, &done, 30, buffer),
+            ProtocolResult::VolumeFull);
+  EXPECT_EQ(done, 0U);
+}
+
 TEST(LinuxFilesystem, NamedFileIsForOneAloneAndEmptiedOnlyByItsOwner) {
   LinuxFilesystem filesystem;
   ScratchFolder folder;
