@@ -138,6 +138,17 @@ TEST_F(WrappingBridges, AReadTellsItsErrorBySenseKeyWithoutASecondCommand) {
   }
 }
 
+TEST_F(WrappingBridges, AReadThatFailsWithoutSenseDataIsAskedForItsRegisters) {
+  ReadSectorsExt read(1, 1, 512, buffer.data(), 30);
+  scsi->expect({0x85, 9, 0x4E, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x24, 0}).in(512).status(2);
+  scsi->expect({0xA1, 0x1E, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})
+      .in(14)
+      .returns({9, 12, 0, 0x40, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x51});
+  EXPECT_EQ(asking.Send(read), ProtocolResult::Success);
+  EXPECT_EQ(read.features, 0x40);
+  EXPECT_EQ(read.command, 0x51);
+}
+
 TEST_F(WrappingBridges, AFailedSendClearsRegistersAndCountAndKeepsItsResult) {
   scsi->expect({0xA1, 8, 0x6E, 0, 1, 0, 0, 0, 0, 0xEC, 0, 0})
       .in(512)

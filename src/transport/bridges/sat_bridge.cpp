@@ -39,7 +39,7 @@ void clearRegisters(AtaCmd& command) {
   command.device = command.command = 0;
 }
 
-// A read tells its failure by the sense key alone, so that a bad sector costs no second command.
+// A read tells its failure by the sense key, so that a bad sector costs no second command.
 void registersFromSense(const ScsiCmd& sent, AtaCmd& command) {
   ScsiSense sense;
   if (!succeeded(sense.Decode(sent.sense))) return;
@@ -79,10 +79,10 @@ ProtocolResult SatBridge::Send(AtaCmd& command) {
   if (!succeeded(result)) return result;
 
   if (command.wantRegisters) {
-    if (!read)
-      ReadBackRegisters(*wrapped, command);
-    else if (wrapped->senseLength > 0)
+    if (read && wrapped->senseLength > 0)
       registersFromSense(*wrapped, command);
+    else
+      ReadBackRegisters(*wrapped, command);
   }
   command.transferBytes = wrapped->transferBytes;
   return ProtocolResult::Success;
