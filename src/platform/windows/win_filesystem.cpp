@@ -40,6 +40,11 @@ bool directoryExists(const std::string& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+bool isLink(const std::string& path) {
+  const DWORD attributes = GetFileAttributesW(toWide(path).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
 /// Where the part of a path begins that can be made: behind the drive, or behind a share.
 std::size_t firstDirectory(const std::string& path) {
   if (path.size() >= 2 && path[1] == ':') return path.find('\\', 2) == 2 ? 3 : 2;
@@ -135,7 +140,10 @@ int WinFilesystem::createDirectories(const std::string& path, std::vector<std::s
 }
 
 int WinFilesystem::removeTree(const std::string& path) {
-  return deleteEntries(path) && RemoveDirectoryW(toWide(path).c_str()) ? 0 : 1;
+  // No path at all would mean the root of the current drive.
+  if (path.empty()) return 1;
+  const bool emptied = isLink(path) || deleteEntries(path);
+  return emptied && RemoveDirectoryW(toWide(path).c_str()) ? 0 : 1;
 }
 
 int WinFilesystem::createFile(const std::string& path, DeviceHandle* handle, bool deleteOnClose) {
