@@ -1,0 +1,219 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "tests/support/module_bench.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+
+constexpr std::uint32_t smartStatus = 1;
+constexpr std::uint32_t smartWearout = 14;
+constexpr std::uint32_t smartHealth = 15;
+const std::string hint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE";
+const std::string goodAttributes =
+    R"("attributes": [{"id": 5, "raw": 0}, {"id": 197, "raw": 2}, {"id": 233, "value": 60}])";
+
+TEST(ModuleCatalogue, IsBuiltOnceAndAgainAfterARelease) {
+  ModuleBench bench(machineOf({}));
+  ModuleInterface* first = GetModuleInterfaceInstance();
+  EXPECT_EQ(first, &bench.module());
+  const auto items = [](Diagnostic& group) {
+    std::vector<std::uint32_t> found;
+    for (std::uint32_t i = 0; i < group.testCount(); ++i)
+      found.push_back(group.test(i)->identifier().item);
+    return found;
+  };
+  EXPECT_THAT(items(*first->diagnostic(0)),
+              ElementsAre(2, 3, 4, 5, 6, 7, 1, 14, 15, 22, 20, 21, 19, 11, 25));
+  EXPECT_THAT(items(*first->diagnostic(1)), ElementsAre(8, 9, 10, 12, 16, 18, 13));
+  EXPECT_EQ(first->diagnostic(2), nullptr);
+  EXPECT_EQ(first->tool(2), nullptr);
+  EXPECT_EQ(first->diagnostic(0)->test(15), nullptr);
+  EXPECT_EQ(first->diagnostic(0)->testByIdentifier(Identifier(1, 2, 8)), nullptr);
+  EXPECT_EQ(first->tool(0)->identifier, Identifier(50, 0, 0));
+  EXPECT_EQ(first->tool(1)->identifier, Identifier(1, 0, 50));
+  EXPECT_EQ(first->resource()->getLabelTable().at(1), "+ 60");
+  EXPECT_EQ(first->extension(), nullptr);
+  EXPECT_FALSE(first->hasExtension());
+
+  ReleaseModuleInterfaceInstance();
+  ReleaseModuleInterfaceInstance();
+  EXPECT_EQ(GetModuleInterfaceInstance()->diagnosticCount(), 2U);
+  EXPECT_EQ(GetProductVersion()->minor(), 46U);
+}
+
+TEST(SmartRoad, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
+  ModuleBench bench(machineOf(
+      {driveOf("sata", "GOOD"), driveOf("sata", "BAD", R"("smart": {"failing": true})")}));
+  bench.scan(2);
+  storage::Test& status = bench.test(ModuleBench::quick, smartStatus);
+
+  FakeHost good(bench.manager().component(0));
+  EXPECT_TRUE(status.isApplicable(good.component()));
+  EXPECT_EQ(status.run(&good), TestResult::Passed);
+  EXPECT_THAT(good.heard, ElementsAre("progress 0", "progress 50", "progress 100", "progress 100"));
+
+  FakeHost bad(bench.manager().component(1));
+  EXPECT_EQ(status.run(&bad), TestResult::Failed);
+  EXPECT_THAT(bad.heard, ElementsAre("progress 0", "progress 50", "progress 100", "progress 100",
+                                     "log 0 " + hint, "progress 100 " + hint));
+}
+
+TEST(SmartRoad, RefusalsNameTheirReason) {
+  ModuleBench bench(machineOf({driveOf("sata", "PLAIN", R"("smart": {"supported": false})"),
+                               driveOf("usb_sat", "U1"), driveOf("usb_sat_no_ck", "U2"),
+                               driveOf("usb_jmicron", "U3"), driveOf("usb_sunplus", "U4")}));
+  bench.scan(5);
+  storage::Test& status = bench.test(ModuleBench::quick, smartStatus);
+  const auto closing = [&](std::uint32_t index) {
+    FakeHost host(bench.manager().component(index));
+    EXPECT_FALSE(status.isApplicable(host.component()));
+    EXPECT_TRUE(host.heard.empty());
+    EXPECT_EQ(status.run(&host), TestResult::NotPerformed);
+    return host.heard.at(1);
+  };
+  EXPECT_EQ(closing(0), "log 3 SMART_NOT_SUPPORTED");
+  for (std::uint32_t usb = 1; usb < 5; ++usb)
+    EXPECT_EQ(closing(usb), "log 3 TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE");
+
+  // A USB bridge of any kind lets the drive behind it be identified.
+  std::set<std::string> serials;
+  for (std::uint32_t i = 1; i < 5; ++i) serials.insert(*bench.device(i).findProperty("SERIAL"));
+  EXPECT_EQ(serials, (std::set<std::string>{"U1", "U2", "U3", "U4"}));
+}
+
+TEST(SmartRoad, ALockedDiskIsToldByTheTestsThatRead) {
+  ModuleBench bench(machineOf({driveOf("sata", "LOCKED", R"("locked": true)")}));
+  bench.scan(1);
+  FakeHost host(bench.manager().component(0));
+  EXPECT_EQ(bench.test(ModuleBench::quick, 2).run(&host), TestResult::NotPerformed);
+  EXPECT_THAT(host.heard, Contains("log 0 HARD_DISK_IS_PASSWORD_PROTECTED. "
+                                   "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
+}
+
+TEST(SmartRoad, AStandbyDiskIsSpunUpBeforeItIsRead) {
+  ModuleBench bench(machineOf(
+      {driveOf("sata", "ASLEEP",
+               R"("power": "standby", "spin_up_seconds": 20, "rotation_rate": 7200, "smart": {)" +
+                   goodAttributes + "}")}));
+  bench.scan(1);
+  FakeHost host(bench.manager().component(0));
+  // A read of a sleeping disk would run into 10 seconds; woken with 30 it passes.
+  EXPECT_EQ(bench.test(ModuleBench::quick, 2).run(&host), TestResult::Passed);
+}
+
+/// A way of ending a test.
+struct Ending {
+  const char* name;
+  const char* smart;
+  unsigned abortFromPoll;
+  unsigned eventFromPoll;
+};
+
+class SmartStateKept : public ::testing::TestWithParam<std::tuple<std::uint32_t, Ending>> {};
+
+TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
+  const auto& [item, ending] = GetParam();
+  ModuleBench bench(machineOf({driveOf("sata", "QUIET",
+                                       R"("solid_state": true, "smart": {"enabled": false, )" +
+                                           std::string(ending.smart) + goodAttributes + "}")}));
+  bench.scan(1);
+  storage::Test& test = bench.test(ModuleBench::quick, item);
+  ConfigurationError error;
+  test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
+  ASSERT_FALSE(bench.smartEnabled(0));
+  FakeHost host(bench.manager().component(0));
+  host.abortFromPoll = ending.abortFromPoll;
+  host.eventFromPoll = ending.eventFromPoll;
+  test.run(&host);
+  EXPECT_FALSE(bench.smartEnabled(0));
+  EXPECT_EQ(host.heard.back().substr(0, 12), "progress 100");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Endings, SmartStateKept,
+    ::testing::Combine(::testing::Values(smartStatus, smartWearout, smartHealth),
+                       ::testing::Values(Ending{"Passed", "", FakeHost::never, FakeHost::never},
+                                         Ending{"Failing", R"("failing": true, )", FakeHost::never,
+                                                FakeHost::never},
+                                         Ending{"NoAnswer", R"("status_answers": false, )",
+                                                FakeHost::never, FakeHost::never},
+                                         Ending{"AbortAtStart", "", 0, FakeHost::never},
+                                         Ending{"AbortLater", "", 1, FakeHost::never},
+                                         Ending{"EventLater", "", FakeHost::never, 1})),
+    [](const auto& info) {
+      return std::get<1>(info.param).name + std::to_string(std::get<0>(info.param));
+    });
+
+TEST(SmartRoad, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
+  ModuleBench bench(machineOf({driveOf("sata", "LOOSE")}));
+  bench.scan(1);
+  bench.machine().drives()[0]->vanish();
+  FakeHost host(bench.manager().component(0));
+  EXPECT_EQ(bench.test(ModuleBench::quick, smartStatus).run(&host), TestResult::NotPerformed);
+  EXPECT_THAT(host.heard, Contains("log 3 CANNOT_ENABLE_SMART"));
+  EXPECT_FALSE(bench.device(0).storageProtocol()->IsAccessible());
+}
+
+// The sweep: a run counts the calls into the system; then it is repeated once for each call, with
+// that call failing, and once more with every device gone from there on.
+
+bool isDocumented(TestResult result) {
+  return static_cast<std::uint32_t>(result) <= 6 && static_cast<std::uint32_t>(result) != 2;
+}
+
+class FaultSweep : public ::testing::TestWithParam<std::uint32_t> {
+ protected:
+  static constexpr std::uint32_t deviceNotConnected = 1167;
+  const std::string machine = machineOf(
+      {driveOf("sata", "SWEPT",
+               R"("solid_state": true, "smart": {"enabled": false, )" + goodAttributes + "}")});
+
+  /// Runs the test once on a fresh scan. @return the calls that it made
+  std::uint64_t runOnce(std::uint64_t failAt, std::uint64_t goneFrom) {
+    ModuleBench bench(machine);
+    bench.scan(1);
+    storage::Test& test = bench.test(ModuleBench::quick, GetParam());
+    ConfigurationError error;
+    test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
+    FakeHost host(bench.manager().component(0));
+    const std::size_t handles = virtual_pc::openHandles();
+    bench.faults().reset();
+    bench.faults().failCall(failAt, deviceNotConnected);
+    bench.faults().goneFrom(goneFrom);
+    const TestResult result = test.run(&host);
+    const std::uint64_t calls = bench.faults().calls();
+    bench.faults().reset();
+    EXPECT_TRUE(isDocumented(result)) << static_cast<std::uint32_t>(result);
+    if (result != TestResult::CouldNotStart && !host.heard.empty()) {
+      EXPECT_EQ(host.heard.back().substr(0, 12), "progress 100");
+    }
+    EXPECT_NE(result, TestResult::Failed) << "a lost call is no fault of the device";
+    EXPECT_EQ(virtual_pc::openHandles(), handles);
+    if (goneFrom == 0) {
+      EXPECT_FALSE(bench.smartEnabled(0)) << "call " << failAt;
+    }
+    return calls;
+  }
+};
+
+TEST_P(FaultSweep, EveryFailingCallHasADocumentedEnd) {
+  const std::uint64_t calls = runOnce(0, 0);
+  ASSERT_GT(calls, 2U);
+  for (std::uint64_t call = 1; call <= calls; ++call) {
+    SCOPED_TRACE("call " + std::to_string(call));
+    runOnce(call, 0);
+    runOnce(0, call);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(SmartTests, FaultSweep,
+                         ::testing::Values(smartStatus, smartWearout, smartHealth));
+
+}  // namespace
+}  // namespace ostria::storage::testing
