@@ -88,7 +88,7 @@ TEST(SmartRoad, RefusalsNameTheirReason) {
 }
 
 TEST(SmartRoad, ALockedDiskIsToldByTheTestsThatRead) {
-  ModuleBench bench(machineOf({driveOf("sata", "LOCKED", R"("locked": true)")}));
+  ModuleBench bench(machineOf({driveOf("sata", "LOCKED", R"("security": {"locked": true})")}));
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
   EXPECT_EQ(bench.test(ModuleBench::quick, 2).run(&host), TestResult::NotPerformed);
