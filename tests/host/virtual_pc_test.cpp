@@ -1,0 +1,148 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "tests/host/program.h"
+#include "tests/host/schema_check.h"
+
+namespace ostria::host::test {
+namespace {
+
+using nlohmann::json;
+
+// Two small drives, of which the second has bad sectors: whole scans take a moment only.
+const std::string kSmallPc = "--virtual=" OSTRIA_SOURCE_DIR "/tests/host/two_drives.json";
+
+json onVirtualPc(std::vector<std::string> arguments, int* code = nullptr,
+                 const std::string& machine = "--virtual") {
+  arguments.insert(arguments.begin(), {machine, "-Mstorage", "--json", "--assume=yes"});
+  Program program(OSTRIA_BIN_DIR, arguments);
+  const int ended = program.finish();
+  if (code != nullptr) *code = ended;
+  const json parsed = json::parse(program.output, nullptr, false);
+  EXPECT_FALSE(parsed.is_discarded()) << program.output << program.errors;
+  EXPECT_EQ(schemaComplaint(parsed), "") << program.output;
+  return parsed;
+}
+
+// The examples, with the program's own name, as a shell would split them.
+std::vector<std::vector<std::string>> helpExamples() {
+  Program program(OSTRIA_BIN_DIR, {"--virtual", "--help"});
+  EXPECT_EQ(program.finish(), 0);
+  std::vector<std::vector<std::string>> examples;
+  std::istringstream lines(program.output);
+  const std::string start = "           OstriaDiagnosticsCLI ";
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind(start, 0) != 0) continue;
+    std::erase(line, '"');
+    std::istringstream words(line.substr(start.size()));
+    std::vector<std::string> arguments = {kSmallPc, "--assume=yes"};
+    for (std::string word; words >> word;) arguments.push_back(word);
+    examples.push_back(arguments);
+  }
+  return examples;
+}
+
+TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
+  const auto examples = helpExamples();
+  EXPECT_EQ(examples.size(), 5U);
+  for (const auto& arguments : examples) {
+    Program program(OSTRIA_BIN_DIR, arguments);
+    const int code = program.finish();
+    const std::set<int> good = {0, 1, 3, 5};
+    EXPECT_EQ(good.count(code), 1U)
+        << code << testing::PrintToString(arguments) << program.output << program.errors;
+    EXPECT_THAT(program.output, testing::HasSubstr("Device 0"));
+  }
+}
+
+TEST(VirtualPcProgramTest, EachDeviceIsShownAndOneFails) {
+  const json list = onVirtualPc({});
+  const json details = onVirtualPc({"--show"});
+  ASSERT_GE(list.at("devices").size(), 3U);
+  ASSERT_EQ(details.at("devices").size(), list.at("devices").size());
+  for (const json& device : details.at("devices")) {
+    EXPECT_FALSE(device.at("applicable_tests").empty()) << device.at("name");
+    EXPECT_GT(device.at("size_bytes"), 0) << device.at("name");
+  }
+  int code = -1;
+  const json quick = onVirtualPc({"-Qm"}, &code);
+  EXPECT_EQ(code, 1);
+  EXPECT_EQ(quick.at("exit_code"), 1);
+}
+
+TEST(VirtualPcProgramTest, EveryMessageHasAText) {
+  for (const std::string device : {"0", "1"}) {
+    const json all = onVirtualPc({"-Q", "-E", device}, nullptr, kSmallPc);
+    EXPECT_GE(all.at("test_runs").size(), 8U);
+    for (const json& run : all.at("test_runs")) {
+      EXPECT_NE(run.at("outcome"), "could_not_start") << run;
+      for (const json& message : run.at("messages")) {
+        EXPECT_THAT(message.at("text"), testing::Not(testing::HasSubstr("_"))) << message;
+      }
+    }
+  }
+}
+
+TEST(VirtualPcProgramTest, BadSectorsAreFoundByEachRoad) {
+  int code = -1;
+  const json scan = onVirtualPc({"recover", "scan", "1"}, &code, kSmallPc);
+  EXPECT_EQ(code, 1);
+  const json& sectors = scan.at("tool_runs").at(0).at("sectors");
+  EXPECT_EQ(sectors.at("list"), (json{5000, 5001, 100000}));
+  EXPECT_EQ(sectors.at("scanned_sectors"), 131072);
+
+  const json repair = onVirtualPc({"recover", "repair", "1"}, &code, kSmallPc);
+  EXPECT_EQ(code, 1);
+  EXPECT_EQ(repair.at("tool_runs").at(0).at("status"), 10);
+  EXPECT_EQ(repair.at("tool_runs").at(0).at("sectors").at("repaired_sectors"), 2);
+
+  const json test = onVirtualPc({"-En(ERROR_LIMIT=0)", "1"}, &code, kSmallPc);
+  EXPECT_EQ(code, 1);
+  EXPECT_THAT(test.at("test_runs").at(0).at("messages").at(0).at("text"),
+              testing::HasSubstr("Bad sectors in the following range: ["));
+  EXPECT_EQ(onVirtualPc({"recover", "scan", "0"}, &code, kSmallPc).at("outcome"), "passed");
+  EXPECT_EQ(code, 0);
+}
+
+TEST(VirtualPcProgramTest, RefusedParametersAreTheModulesOwnWords) {
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"-En(ERROR_LIMIT=101)", "ERROR_LIMIT: Use a numerical value between 0 and 100"},
+      {"-En(ERROR_LIMIT=1,ERROR_LIMIT=2)", "ERROR_LIMIT: Duplicated parameter"},
+      {"-En(LIMIT=1)", "LIMIT: Invalid parameter (known are ERROR_LIMIT)"},
+      {"-El(START_RANGE=50,STOP_RANGE=50)", "The start value should be less than the end value."},
+      {"-El(START_RANGE=)", "START_RANGE: Use a numerical value between 0 and 99"},
+  };
+  for (const auto& [choice, sentence] : rows) {
+    Program program(OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", choice});
+    EXPECT_EQ(program.finish(), 2) << choice;
+    EXPECT_THAT(program.errors, testing::HasSubstr(sentence));
+  }
+}
+
+TEST(VirtualPcProgramTest, ToolsReportWhatTheyFound) {
+  int code = -1;
+  const json smart = onVirtualPc({"smart"}, &code);
+  EXPECT_EQ(code, 0);
+  EXPECT_FALSE(smart.at("tool_runs").at(0).at("smart").empty());
+  const json filter = onVirtualPc({"recover", "filterDevices"}, &code);
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(filter.at("tool_runs").size(), filter.at("devices").size());
+}
+
+TEST(VirtualPcProgramTest, BrokenMachineFileNamesItsPlace) {
+  const std::string path = testing::TempDir() + "broken.json";
+  for (const char* text : {"{", "[]", "{\"drives\": [{\"kind\": 7}]}", ""}) {
+    std::ofstream(path) << text;
+    Program program(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage"});
+    EXPECT_EQ(program.finish(), 2) << text;
+    EXPECT_EQ(std::count(program.errors.begin(), program.errors.end(), '\n'), 1) << program.errors;
+  }
+}
+
+}  // namespace
+}  // namespace ostria::host::test
