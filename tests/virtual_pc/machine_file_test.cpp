@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "virtual_pc/machine/description.h"
+
+namespace ostria::virtual_pc {
+namespace {
+
+std::string errorOf(const std::string& text) {
+  MachineDescription machine;
+  machine.drives.resize(3);
+  std::string error;
+  const bool good = parseMachine(text, &machine, &error);
+  if (good) return "";
+  EXPECT_EQ(machine.drives.size(), 3u) << "a failure changes nothing";
+  return error;
+}
+
+std::string drive(const std::string& keys) {
+  return R"({"format": 1, "drives": [{"kind": "sata", "model": "M", "size_sectors": 1000)" +
+         (keys.empty() ? "" : ", " + keys) + "}]}";
+}
+
+TEST(MachineFile, SaysWhatIsWrongAndWhere) {
+  const struct {
+    std::string text;
+    std::string error;
+  } cases[] = {
+      {drive(""), ""},
+      {"{\n\"format\": 1,\n]", "line 3: this is no JSON."},
+      {"[]", "an object is needed here, not array."},
+      {"{}", "format: this key is missing."},
+      {R"({"format": 2})", "format: 2 is above 1."},
+      {R"({"format": 1, "format": 1})", "format: this key stands twice in one object."},
+      {R"({"format": 1, "wheels": 4})", "wheels: this key is not known here."},
+      {R"({"format": 1, "drives": {}})", "drives: a list is needed, not object."},
+      {R"({"format": 1, "drives": [{"model": "M", "size_sectors": 9}]})",
+       "drives[0].kind: this key is missing."},
+      {drive(R"("kindness": 1)"), "drives[0].kindness: this key is not known here."},
+      {drive(R"("size_bytes": 512)"),
+       "drives[0].size_sectors: either this key or size_bytes is needed."},
+      {drive(R"("sector_bytes": 520)"), "drives[0].sector_bytes: a sector has 512 or 4096 bytes."},
+      {drive(R"("serial": 5)"), "drives[0].serial: a text is needed, not number."},
+      {drive(R"("serial": "123456789012345678901")"),
+       "drives[0].serial: the text is longer than 20 characters."},
+      {drive(R"("temperature": -1)"), "drives[0].temperature: -1 is below 0."},
+      {drive(R"("temperature": 1.5)"),
+       "drives[0].temperature: a whole number is needed, not a fraction."},
+      {drive(R"("lba48": 1)"), "drives[0].lba48: true or false is needed, not number."},
+      {drive(R"("scsi": {})"), "drives[0].scsi: this key is not known here."},
+      {drive(R"("smart": {"attributes": [{"id": 5}, {"id": 300}]})"),
+       "drives[0].smart.attributes[1].id: 300 is above 255."},
+      {drive(R"("smart": {"supported": false, "enabled": true})"),
+       "drives[0].smart.enabled: what is not supported can't be enabled."},
+      {drive(R"("bad_sectors": [{"lba": 1000}])"),
+       "drives[0].bad_sectors[0].lba: 1000 is above 999."},
+      {drive(R"("bad_sectors": [{"lba": 1, "failures": 2}])"),
+       "drives[0].bad_sectors[0].failures: this key is not known here."},
+      {drive(R"("bad_sectors": [{"lba": 1, "kind": "odd"}])"),
+       "drives[0].bad_sectors[0].kind: \"odd\" is none of medium, interface, rejected, hang, "
+       "transient, slow."},
+      {drive(R"("faults": [{"action": "vanish", "bytes": 1}])"),
+       "drives[0].faults[0].bytes: this key is not known here."},
+      {drive(R"("layout": {"style": "gpt", "partitions": [{"start_sector": 1, "sectors": 1000}]})"),
+       "drives[0].layout.partitions[0].sectors: 1000 is above 999."},
+      {drive(R"("layout": {"style": "gpt", "partitions": [{"start_sector": 1, "sectors": 1,
+           "type": "x"}]})"),
+       "drives[0].layout.partitions[0].type: a GUID of 36 characters is needed."},
+      {drive(R"("controller": "c9")"), "drives[0].controller: there is no controller \"c9\"."},
+      {R"({"format": 1, "volumes": [{"letter": "CD"}]})",
+       "volumes[0].letter: the text is longer than 1 characters."},
+      {R"({"format": 1, "volumes": [{"letter": "C", "drive": "x"}]})",
+       "volumes[0].drive: there is no drive \"x\"."},
+      {R"({"format": 1, "volumes": [{"letter": "C", "files": [{"path": "a"}]}]})",
+       "volumes[0].files[0].path: a path begins with a backslash, has a name behind it, and does "
+       "not end with one."},
+  };
+  for (const auto& c : cases) EXPECT_EQ(errorOf(c.text), c.error) << c.text;
+}
+
+TEST(MachineFile, BuiltInMachineHasAllKindsOfDrives) {
+  MachineDescription machine;
+  std::string error;
+  ASSERT_TRUE(parseMachine(builtInMachineText(), &machine, &error)) << error;
+  for (const DriveKind kind :
+       {DriveKind::Sata, DriveKind::UsbSat, DriveKind::UsbSatNoCk, DriveKind::UsbJmicron,
+        DriveKind::UsbSunplus, DriveKind::UsbStick, DriveKind::Sas, DriveKind::Nvme}) {
+    EXPECT_TRUE(std::ranges::any_of(machine.drives, [kind](const DriveDescription& drive) {
+      return drive.kind == kind;
+    })) << static_cast<int>(kind);
+  }
+  EXPECT_TRUE(std::ranges::any_of(
+      machine.drives, [](const DriveDescription& drive) { return drive.smart.failing; }));
+}
+
+}  // namespace
+}  // namespace ostria::virtual_pc
