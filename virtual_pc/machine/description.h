@@ -171,7 +171,7 @@ struct ControllerDescription {
 struct FileDescription {
   std::string path;  ///< from the root of its volume on, with backslashes
   std::uint64_t bytes = 0;
-  std::string text;  ///< content; without one the file holds what its sectors hold
+  std::string text;  ///< content; without one the file reads as zeros
   bool directory = false;
 };
 
