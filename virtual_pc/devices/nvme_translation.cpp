@@ -113,10 +113,10 @@ void NvmeTranslation::inquiry(ScsiExchange& exchange) {
       data = {0, 0, 0, 4, 0x00, 0x80, 0x83, 0xB1};
       break;
     case 0x80:
-      data.resize(24);
+      data.resize(4);
       data[1] = 0x80;
-      data[3] = 20;
-      putText(data, 4, 20, traits.serial);
+      data[3] = static_cast<std::uint8_t>(traits.serial.size());
+      data.insert(data.end(), traits.serial.begin(), traits.serial.end());
       break;
     case 0x83:
       data.resize(8 + 8 + 16 + 20);

@@ -39,6 +39,9 @@ class DiskObject : public IoObject {
   Drive& drive() { return drive_; }
   PortObject& port() { return port_; }
   std::uint8_t target() const { return target_; }
+  /// Bus number behind the port, by which a port's own requests name the disk.
+  std::uint8_t pathId() const { return pathId_; }
+  void setPathId(std::uint8_t id) { pathId_ = id; }
   const LayoutDescription& layout() const { return layout_; }
   const PartitionDescription* partition(std::uint32_t number) const;
   bool present() const;
@@ -78,6 +81,7 @@ class DiskObject : public IoObject {
   LayoutDescription layout_;
   PortObject& port_;
   std::uint8_t target_;
+  std::uint8_t pathId_ = 0;
   std::vector<std::function<bool(DiskObject&, IoRequest&)>> handlers_;
 };
 

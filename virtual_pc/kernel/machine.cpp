@@ -5,6 +5,7 @@
 
 #include "virtual_pc/devices/make_drive.h"
 #include "virtual_pc/kernel/management.h"
+#include "virtual_pc/kernel/nvme_roads.h"
 #include "virtual_pc/kernel/text.h"
 
 namespace ostria::virtual_pc {
@@ -74,6 +75,7 @@ void Machine::addDisk(std::size_t index) {
   const auto number = static_cast<std::uint32_t>(disks_.size());
   disks_.push_back(
       std::make_shared<DiskObject>(*this, number, *drives_.back(), description.layout, *port));
+  if (description.kind == DriveKind::Nvme) addNvmeRoad(*disks_.back(), *port, description.nvme);
   addDeviceName(disks_.back()->interfacePath(), disks_.back());
   addDeviceName("\\\\.\\PhysicalDrive" + std::to_string(number), disks_.back());
 }

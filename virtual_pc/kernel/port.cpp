@@ -41,7 +41,9 @@ void PortObject::control(IoRequest& request) {
     return request.fail(ERROR_INVALID_PARAMETER);
   for (const auto& miniport : miniports_) {
     const std::string_view signature = miniport->signature();
-    if (std::memcmp(block.data() + 4, signature.data(), std::min<std::size_t>(8, signature.size())))
+    if (std::memcmp(block.data() + 4, signature.data(),
+                    std::min<std::size_t>(8, signature.size())) != 0 ||
+        !miniport->accepts(block))
       continue;
     const std::uint32_t error = miniport->handle(block, &request.durationMicroseconds);
     if (error) return request.fail(error);

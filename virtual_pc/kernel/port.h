@@ -19,6 +19,9 @@ class MiniportHandler {
  public:
   virtual ~MiniportHandler() = default;
   virtual std::string_view signature() const = 0;
+  /// Whether a block with that signature is meant for this handler; the next one is asked
+  /// otherwise.
+  virtual bool accepts(std::span<const std::uint8_t> /*block*/) const { return true; }
   /// Works on the whole block, header included, which is what goes back to the caller. The block
   /// has at least a header. The return code in the header is the handler's to set.
   /// @param duration  time that it takes, in microseconds

@@ -140,7 +140,7 @@ std::string_view builtInMachineText() {
     {"name": "nvme-intel", "kind": "nvme", "model": "VIRTUAL NVME PORT 8GB",
      "serial": "VPC-NVM-0002", "firmware": "VN02", "size_sectors": 16777216, "temperature": 44,
      "nvme": {
-       "road": "intel_port", "namespace_management": true,
+       "road": "intel_port", "path_id": 3, "namespace_management": true,
        "health": {"percentage_used": 31, "power_on_hours": 9400},
        "self_tests": [{"code": 1, "seconds": 60}, {"code": 2, "seconds": 900}]}},
     {"name": "nvme-mini", "kind": "nvme", "model": "VIRTUAL NVME MINI 2GB",
@@ -161,7 +161,7 @@ std::string_view builtInMachineText() {
      "layout": {"style": "mbr", "partitions": [
        {"start_sector": 2048, "sectors": 15724544, "type": 7}]}},
     {"name": "sd", "kind": "sd", "model": "VSD2", "serial": "VPC-SD-0001", "firmware": "1.0",
-     "size_sectors": 3919860,
+     "size_sectors": 3919860, "removable": false,
      "layout": {"style": "mbr", "partitions": [
        {"start_sector": 2048, "sectors": 3917812, "type": 12}]}}
   ],
@@ -179,11 +179,11 @@ std::string_view builtInMachineText() {
     {"letter": "H", "drive": "usb-stick", "partition": 1, "label": "STICK", "serial": 51966,
      "file_system": "FAT32", "fixed": false},
     {"letter": "N", "drive": "nvme", "partition": 1, "label": "Work", "serial": 51967,
-     "free_bytes": 3000000000},
+     "free_bytes": 1250000000},
     {"letter": "M", "drive": "emmc", "partition": 1, "label": "Tablet", "serial": 51968,
-     "free_bytes": 1500000000},
+     "free_bytes": 1200000000},
     {"letter": "S", "drive": "sd", "partition": 1, "label": "CARD", "serial": 51969,
-     "file_system": "FAT32", "fixed": false}
+     "file_system": "FAT32"}
   ]
 })json";
 }

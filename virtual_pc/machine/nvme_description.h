@@ -18,8 +18,7 @@ enum class NvmeRoad {
 /// What only an NVMe drive has.
 struct NvmeDescription {
   NvmeRoad road = NvmeRoad::StorageQuery;
-  /// By which the port knows the drive; the number of its PCI bus unless told.
-  std::optional<std::uint8_t> pathId;
+  std::uint8_t pathId = 0;  ///< by which the port knows the drive
   /// Where a broken driver says that the data of its answer begin.
   std::optional<std::uint32_t> dataOffset;
   NvmeTraits traits;

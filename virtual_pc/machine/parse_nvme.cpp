@@ -71,8 +71,7 @@ NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive) {
   NvmeDescription out = usualNvme(drive);
   NvmeTraits& traits = out.traits;
   out.road = in.choice<NvmeRoad>("road", out.road, Roads);
-  if (const auto path = in.optionalNumber("path_id", 0, 255))
-    out.pathId = static_cast<std::uint8_t>(*path);
+  in.into("path_id", out.pathId);
   in.into("vendor_id", traits.vendorId, 1);
   in.into("subsystem_vendor_id", traits.subsystemVendorId);
   in.into("namespace", traits.namespaceId, 1, 1024);

@@ -56,7 +56,8 @@ std::optional<std::string> property(const KernelCall& call, DWORD instance, DWOR
       case SPDRP_SERVICE:
         return "disk";
       case SPDRP_LOCATION_INFORMATION:
-        return "Bus Number 0, Target Id " + std::to_string(disk->target()) + ", LUN 0";
+        return "Bus Number " + std::to_string(disk->pathId()) + ", Target Id " +
+               std::to_string(disk->target()) + ", LUN 0";
       default:
         return std::nullopt;
     }

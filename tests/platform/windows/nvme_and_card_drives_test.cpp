@@ -1,0 +1,298 @@
+// NVMe, eMMC and SD drives of the built-in machine, found and tested as a host does it.
+
+#include <gtest/gtest.h>
+#include <winerror.h>
+
+#include "diagnostics/nvme_smart_test.h"
+#include "diagnostics/storage_device_read_test.h"
+#include "diagnostics/storage_device_write_test.h"
+#include "inventory/storage_component_manager.h"
+#include "platform/windows/win_emmc_utils.h"
+#include "tests/support/fake_host.h"
+#include "transport/protocols/emmc_protocol.h"
+#include "transport/protocols/nvme_protocol.h"
+#include "virtual_pc/kernel/kernel.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+namespace vpc = virtual_pc;
+using Lines = std::vector<std::string>;
+
+class FoundDrives : public ::testing::Test {
+ protected:
+  FoundDrives() { vpc::resetMachine(); }
+  ~FoundDrives() override {
+    manager.reset();
+    EXPECT_EQ(vpc::openHandles(), 0u);
+    vpc::resetMachine();
+  }
+
+  void scan() {
+    manager = std::make_unique<StorageComponentManager>(Identifier{});
+    manager->scan();
+  }
+  /// Scans a machine whose only drive is an NVMe drive of 1000 sectors.
+  StorageComponent* scanOne(const std::string& nvme) {
+    std::string error;
+    const std::string text =
+        R"({"format": 1, "drives": [{"kind": "nvme", "model": "M", "serial": "S",
+            "size_sectors": 1000, "nvme": )" +
+        nvme + "}]}";
+    EXPECT_TRUE(vpc::installMachine(text, &error)) << error;
+    scan();
+    return manager->componentCount() == 0 ? nullptr
+                                          : dynamic_cast<StorageComponent*>(manager->component(0));
+  }
+  StorageComponent& component(const std::string& serial) {
+    for (std::uint32_t i = 0; i < manager->componentCount(); ++i) {
+      auto* found = dynamic_cast<StorageComponent*>(manager->component(i));
+      if (propertiesOf(*found).serialNumber == serial) return *found;
+    }
+    throw std::runtime_error("no drive " + serial);
+  }
+  static StorageProtocolProperties propertiesOf(StorageComponent& component) {
+    StorageProtocolProperties properties;
+    EXPECT_EQ(component.storageProtocol()->GetCachedProperties(&properties),
+              ProtocolResult::Success);
+    return properties;
+  }
+
+  std::unique_ptr<StorageComponentManager> manager;
+};
+
+TEST_F(FoundDrives, EachRoadGetsItsProtocol) {
+  scan();
+  const struct {
+    const char* serial;
+    ProtocolKind kind;
+    std::uint32_t sectorBytes;
+    std::uint64_t sectors;
+  } rows[] = {{"VPC-NVM-0001", ProtocolKind::NvmeSystemCall, 512, 33'554'432},
+              {"VPC-NVM-0002", ProtocolKind::Nvme, 512, 16'777'216},
+              {"VPC-NVM-0003", ProtocolKind::Nvme, 4096, 524'288},
+              {"VPC-NVM-0004", ProtocolKind::NvmeScsi, 512, 4'194'304},
+              {"VEM0001A", ProtocolKind::Emmc, 512, 15'727'635}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.serial);
+    StorageComponent& found = component(row.serial);
+    EXPECT_EQ(found.storageProtocol()->GetProtocolKind(), row.kind);
+    EXPECT_EQ(propertiesOf(found).logicalSectorSize, row.sectorBytes);
+    EXPECT_EQ(propertiesOf(found).totalSectors, row.sectors);
+  }
+  EXPECT_EQ(propertiesOf(component("VPC-NVM-0001")).fruPartNumber,
+            "VPC-PN-0001" + std::string(19, ' '));
+}
+
+TEST_F(FoundDrives, SelfTestOfEveryRoadRunsToItsOutcome) {
+  scan();
+  const struct {
+    const char* serial;
+    std::uint8_t outcome;
+  } rows[] = {{"VPC-NVM-0001", 0}, {"VPC-NVM-0002", 0}, {"VPC-NVM-0003", 7}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.serial);
+    StorageProtocol& protocol = *component(row.serial).storageProtocol();
+    std::uint8_t value = 0;
+    EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Failure);
+    EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
+    vpc::machine().clock().advance(6 * vpc::MicrosecondsPerSecond);
+    EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
+    EXPECT_GT(value, 3);
+    vpc::machine().clock().advance(200 * vpc::MicrosecondsPerSecond);
+    EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
+    EXPECT_EQ(value, row.outcome);
+    EXPECT_EQ(protocol.StartSelfTest(2, 0), ProtocolResult::Success);
+    EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Success);
+    EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
+    EXPECT_EQ(value, 1);
+  }
+}
+
+TEST_F(FoundDrives, PortRoadReadsWhatTheMediumHolds) {
+  scan();
+  StorageProtocol& protocol = *component("VPC-NVM-0002").storageProtocol();
+  std::vector<std::uint8_t> read(2048);
+  std::vector<std::uint8_t> held(2048);
+  for (unsigned i = 0; i < 4; ++i)
+    vpc::machine().drive("nvme-intel")->medium->peek(5000 + i, &held[512 * i]);
+  EXPECT_EQ(protocol.Read(5000, 4, 10, read.data(), 2048), ProtocolResult::Success);
+  EXPECT_EQ(read, held);
+}
+
+TEST_F(FoundDrives, ControllersThatTalkNonsenseAreListedOnlyAsFarAsTheyCanBeUsed) {
+  for (const char* road : {"intel_port", "mini_port"}) {
+    for (const char* broken :
+         {R"({"data_size_power": 0})", R"({"data_size_power": 255})", R"({"namespace_size": 0})",
+          R"({"data_offset": 4294967280})", R"({"data_offset": 0})"}) {
+      SCOPED_TRACE(std::string(road) + broken);
+      StorageComponent* found =
+          scanOne(std::string(R"({"road": ")") + road + R"(", "broken": )" + broken + "}");
+      if (found == nullptr) continue;
+      std::vector<std::uint8_t> buffer(4096);
+      if (propertiesOf(*found).logicalSectorSize < 512) {
+        EXPECT_EQ(found->storageProtocol()->Read(0, 1, 10, buffer.data(), 4096),
+                  ProtocolResult::InvalidArgument);
+      }
+    }
+  }
+  StorageComponent* shifted =
+      scanOne(R"({"road": "storage_query", "broken": {"data_offset": 4294967280}})");
+  ASSERT_NE(shifted, nullptr);
+  std::uint8_t celsius = 0;
+  EXPECT_EQ(shifted->storageProtocol()->GetTemperature(&celsius), ProtocolResult::Failure);
+}
+
+TEST_F(FoundDrives, WornDriveFailsItsOwnTests) {
+  scan();
+  StorageComponent& worn = component("VPC-NVM-0003");
+  FakeHost host(&worn);
+  SmartTemperatureTest temperature{Identifier{}};
+  SmartSpareSpaceTest spare{Identifier{}};
+  EXPECT_EQ(temperature.run(&host), TestResult::Failed);
+  EXPECT_EQ(spare.run(&host), TestResult::Passed);
+}
+
+TEST_F(FoundDrives, CardsAreReadByTheSystemAndKnowTheirFixedVolumes) {
+  scan();
+  StorageComponent& emmc = component("VEM0001A");
+  const auto& protocol = dynamic_cast<EmmcProtocol&>(*emmc.storageProtocol());
+  ASSERT_EQ(protocol.volumes().size(), 1u);
+  EXPECT_EQ(protocol.volumes()[0].devicePath, "\\\\.\\M:");
+  EXPECT_EQ(protocol.volumes()[0].tempDirectory, "M:\\\\Temp");
+  EXPECT_EQ(protocol.volumes()[0].fileSystem, "NTFS");
+  EXPECT_EQ(propertiesOf(emmc).protocolName, "EMMC");
+  EXPECT_EQ(propertiesOf(emmc).modelNumber, "VEMMC8");
+  const auto& card = dynamic_cast<EmmcProtocol&>(*component("VPC-SD-0001").storageProtocol());
+  ASSERT_EQ(card.volumes().size(), 1u);
+  EXPECT_EQ(card.volumes()[0].fileSystem, "FAT32");
+
+  vpc::machine().drive("emmc")->medium->addBadSectors(
+      {40'000, 1, vpc::BadSectorKind::Medium, vpc::WriteEffect::Heals, 1, 0});
+  StorageDeviceReadTest test{Identifier{}};
+  FakeHost host(&emmc);
+  EXPECT_EQ(test.run(&host), TestResult::Failed);
+  EXPECT_EQ(host.count("log 2 BAD_SECTORS_WERE_FOUND"), 1u);
+}
+
+TEST(DescriptorText, IsDecodedOnlyWhenAllOfItIsSwappedHexadecimal) {
+  EXPECT_EQ(DecodeDescriptorText("34313242"), "14B2");
+  EXPECT_EQ(DecodeDescriptorText("3431324"), "3431324");  // an odd digit
+  EXPECT_EQ(DecodeDescriptorText("3431G242"), "3431G242");
+  EXPECT_EQ(DecodeDescriptorText("0a313242"), "0a313242");  // not printable
+  EXPECT_EQ(DecodeDescriptorText("  AB 1\x7F tail"), "AB 1");
+  EXPECT_EQ(DecodeDescriptorText("20202020"), "");
+  EXPECT_EQ(DecodeDescriptorText(""), "");
+}
+
+class WriteTest : public FoundDrives {
+ protected:
+  WriteTest() { scan(); }
+
+  TestResult run(StorageComponent& device) {
+    host = std::make_unique<FakeHost>(&device);
+    host->answer = answer;
+    const TestResult result = test.run(host.get());
+    // What a host may rely on, whatever happened.
+    EXPECT_EQ(host->heard.back().rfind("progress 100", 0), 0u);
+    return result;
+  }
+
+  std::uint32_t answer = 0;
+  StorageDeviceWriteTest test{Identifier{}};
+  std::unique_ptr<FakeHost> host;
+};
+
+TEST_F(WriteTest, PatternGoesThroughAFileThatLeavesNoTrace) {
+  answer = InputRequest::No;
+  StorageComponent& nvme = component("VPC-NVM-0001");
+  const std::size_t handles = vpc::openHandles();
+  const std::uint64_t stored = vpc::machine().drive("nvme")->medium->store().storedSectors();
+  EXPECT_EQ(run(nvme), TestResult::Passed);
+  EXPECT_EQ(vpc::openHandles(), handles);
+  EXPECT_GT(vpc::machine().drive("nvme")->medium->store().storedSectors(), stored);
+  ASSERT_EQ(host->requests.size(), 1u);
+  EXPECT_EQ(host->requests[0].question, "VOLUME_SPACE_ALLOCATION_ALERT");
+  EXPECT_EQ(nvme.userAnswer(), InputRequest::No);
+  EXPECT_EQ(host->count("log"), 0u);
+
+  // Once for each device.
+  EXPECT_EQ(run(nvme), TestResult::Passed);
+  EXPECT_TRUE(host->requests.empty());
+}
+
+TEST_F(WriteTest, DevicesWithoutARoadForItAreRefusedWithTheReason) {
+  EXPECT_EQ(run(component("VPC-NVM-0002")), TestResult::NotPerformed);
+  EXPECT_FALSE(test.isApplicable(&component("VPC-SSD-0001")));
+  EXPECT_TRUE(test.isApplicable(&component("VEM0001A")));
+  EXPECT_EQ(run(component("VPC-SD-0001")), TestResult::NotPerformed);
+  EXPECT_EQ(host->count("log 0 THE_AVAILABLE_VOLUMES_DO_NOT_FULFILL_THE_TEST_REQUIREMENTS."), 1u);
+}
+
+TEST_F(WriteTest, FaultsOfTheDeviceAreToldByPlaceAndAFullVolumeIsNotOne) {
+  StorageComponent& nvme = component("VPC-NVM-0001");
+  vpc::FaultRule rule;
+  rule.command = std::uint8_t{1};
+  rule.occurrence = 5;
+  rule.first = 2;  // media error
+  rule.second = 0x80;
+  vpc::machine().drive("nvme")->nvme->faults().add(rule);
+  EXPECT_EQ(run(nvme), TestResult::Failed);
+  EXPECT_EQ(host->count("log 2 WRITE_OPERATION_FAILED BAD_SECTORS_IN_THE_FOLLOWING_RANGE "), 1u);
+
+  // What reads back is not what was written.
+  rule.command = std::uint8_t{2};
+  rule.action = vpc::FaultAction::Garbage;
+  vpc::machine().drive("nvme")->nvme->faults().clear();
+  vpc::machine().drive("nvme")->nvme->faults().add(rule);
+  EXPECT_EQ(run(nvme), TestResult::Failed);
+  EXPECT_EQ(host->count("log 2 PATTERN_VERIFICATION_FAILED BAD_SECTORS_IN_THE_FOLLOWING_RANGE "),
+            1u);
+
+  rule.action = vpc::FaultAction::Transport;
+  rule.first = ERROR_DISK_FULL;
+  rule.command = std::uint8_t{1};
+  vpc::machine().drive("nvme")->nvme->faults().clear();
+  vpc::machine().drive("nvme")->nvme->faults().add(rule);
+  EXPECT_EQ(run(nvme), TestResult::Warning);
+  EXPECT_EQ(host->count("log 1 VOLUME_RAN_OUT_OF_SPACE"), 1u);
+}
+
+TEST_F(WriteTest, AnyPlatformCallMayFailAndNothingStaysOpen) {
+  StorageComponent& emmc = component("VEM0001A");
+  const std::size_t handles = vpc::openHandles();
+  vpc::PlatformFaults& faults = vpc::machine().faults();
+  faults.reset();
+  ASSERT_EQ(run(emmc), TestResult::Passed);
+  // The first calls, one of each kind; after that only transfers come.
+  const std::uint64_t calls = std::min<std::uint64_t>(faults.calls(), 40);
+  for (std::uint64_t call = 1; call <= calls; ++call) {
+    for (const bool gone : {false, true}) {
+      SCOPED_TRACE(call);
+      faults.reset();
+      if (gone)
+        faults.goneFrom(call);
+      else
+        faults.failCall(call, ERROR_IO_DEVICE);
+      const TestResult result = run(emmc);
+      EXPECT_FALSE(gone && result == TestResult::Passed);
+      EXPECT_EQ(vpc::openHandles(), handles);
+    }
+  }
+  faults.reset();
+}
+
+TEST_F(WriteTest, StopAtAnyPollIsObeyed) {
+  StorageComponent& emmc = component("VEM0001A");
+  ASSERT_EQ(run(emmc), TestResult::Passed);
+  const unsigned polls = host->polls;
+  for (unsigned poll = 0; poll < polls; poll += 1 + polls / 20) {
+    FakeHost stopping(&emmc);
+    stopping.abortFromPoll = poll;
+    EXPECT_EQ(test.run(&stopping), TestResult::Stopped) << poll;
+    EXPECT_EQ(stopping.heard.back(), "progress 100");
+  }
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "virtual_pc/kernel/disk.h"
+#include "virtual_pc/kernel/port.h"
+#include "virtual_pc/machine/nvme_description.h"
+
+namespace ostria::virtual_pc {
+
+/// Gives the programs of the machine the road to an NVMe drive that its description names. The disk
+/// lives as long as the port.
+void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& description);
+
+}  // namespace ostria::virtual_pc
