@@ -22,7 +22,7 @@ class Drive:
 
 class Bench:
     def __init__(self, settings):
-        self.bin = settings["build"] + "/bin"
+        self.bin = settings["bin"]
         self._results = open("/run/bench/results.jsonl", "a", encoding="utf-8")
 
     def report(self, name, outcome, detail=""):
@@ -78,9 +78,10 @@ class Bench:
             print(text, flush=True)
             return code, {}
 
-    def index_of(self, drive):
-        """The host's number of a drive."""
-        _, listing = self.product("--list")
+    def index_of(self, drive, listing=None):
+        """The host's number of a drive, from a listing or a new one."""
+        if listing is None:
+            _, listing = self.product("--list")
         for device in listing.get("devices", []):
             if device["id"] == str(drive.number):
                 return str(device["index"])

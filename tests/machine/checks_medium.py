@@ -33,12 +33,13 @@ def bad_sectors(bench, index):
 def pulled_out(bench, drive, index):
     """The drive goes away in the middle of a scan."""
     setting("opts", 0)
-    setting("delay", 25)
+    setting("delay", 250)  # a second or so for each command
     command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-En", index, "--json")
     with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
         for line in process.stderr:
-            if "%" in line:
+            if "started" in line:
                 break
+        time.sleep(1)
         with open(f"/sys/block/{drive.name}/device/delete", "w", encoding="ascii") as file:
             file.write("1")
         pulled = time.monotonic()

@@ -1,14 +1,18 @@
 """What the scan sees before any protocol: numbers, buses, places, and what it leaves out."""
 
-ATA, SCSI, USB, UNKNOWN, NVME = 0, 1, 2, 4, 6
+ATA, SCSI, USB, RAID, UNKNOWN, NVME = 0, 1, 2, 3, 4, 6
 OTHER, INTERNAL, EXTERNAL = 0, 1, 2
 
 
 def run(bench):
+    if not bench.modprobe("megaraid_sas"):
+        bench.skip("scan: a RAID controller's volume", "this kernel has no megaraid_sas")
+    bench.skip("scan: eMMC chip", "this qemu emulates SD cards only")
     found = {entry["paths"][0]: entry for entry in bench.probe("scan")}
     for marker, bus, connection in (
             ("OSTRIABENCH ATA", ATA, INTERNAL), ("OBSCSI0001", SCSI, INTERNAL), ("OBUSB00001", USB, EXTERNAL),
-            ("OSTRIABENCHNVME1", NVME, INTERNAL), ("0xdeadbeef", UNKNOWN, EXTERNAL), ("OBVIRTIO01", UNKNOWN, OTHER)):
+            ("OSTRIABENCHNVME1", NVME, INTERNAL), ("0xdeadbeef", UNKNOWN, EXTERNAL), ("OBVIRTIO01", UNKNOWN, OTHER),
+            ("OBRAID0001", RAID, INTERNAL)):
         drive = bench.drive(marker)
         if drive is None:
             bench.skip(f"scan: {marker}", "the kernel shows no such drive")

@@ -24,6 +24,9 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
     if (command.transferBytes > 0xFFFFFFFFU ||
         (command.transferBytes != 0 && command.data == nullptr))
       return ProtocolResult::Failure;
+    // The opcode tells the kernel which way the data go. Nothing is sent to the device on this
+    // road.
+    if (command.transferBytes != 0 && (command.opcode & 1) != 0) return ProtocolResult::Failure;
     // A block of our own frees the caller from any alignment, and stays untouched on a failure.
     std::vector<std::uint8_t> block(static_cast<std::size_t>(command.transferBytes));
     nvme_passthru_cmd packed = {};

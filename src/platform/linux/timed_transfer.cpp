@@ -79,14 +79,23 @@ class TimedTransfer::Buffer {
 /// One submission queue with at most one request in it, and the buffer of that request.
 class TimedTransfer::Ring {
  public:
-  Ring() { usable_ = ::io_uring_queue_init(2, &ring_, 0) == 0; }
+  Ring() { open_ = ::io_uring_queue_init(2, &ring_, 0) == 0; }
   ~Ring() {
-    if (usable_) ::io_uring_queue_exit(&ring_);
+    if (open_) ::io_uring_queue_exit(&ring_);
   }
   Ring(const Ring&) = delete;
   Ring& operator=(const Ring&) = delete;
 
-  bool usable() const { return usable_; }
+  /// The first kernels with rings could not read and write by plain address.
+  bool usable() {
+    if (!open_) return false;
+    io_uring_probe* const probe = ::io_uring_get_probe_ring(&ring_);
+    if (probe == nullptr) return false;
+    const bool able = ::io_uring_opcode_supported(probe, IORING_OP_READ) != 0 &&
+                      ::io_uring_opcode_supported(probe, IORING_OP_WRITE) != 0;
+    ::io_uring_free_probe(probe);
+    return able;
+  }
   Buffer& buffer() { return buffer_; }
 
   bool submit(const TransferRequest& request) {
@@ -147,7 +156,7 @@ class TimedTransfer::Ring {
   static constexpr std::uint64_t CancelTag = 2;
 
   io_uring ring_ = {};
-  bool usable_ = false;
+  bool open_ = false;
   bool inFlight_ = false;
   FdOwner descriptor_;
   Buffer buffer_;
