@@ -191,7 +191,7 @@ void protocolCommand(DiskObject& disk, IoRequest& request) {
   std::copy_n(in.begin(), CommandAt + CommandBytes, request.output.begin());
   const bool good = exchange.statusType == 0 && exchange.statusCode == 0;
   storeLe32(&request.output[16], good ? 1 : 2);  // STORAGE_PROTOCOL_STATUS_SUCCESS or _ERROR
-  storeLe32(&request.output[20], exchange.statusCode | (exchange.statusType << 8));
+  storeLe32(&request.output[20], exchange.statusCode | (std::uint32_t{exchange.statusType} << 8));
   storeLe32(&request.output[64], exchange.result);
   std::copy_n(exchange.data.begin(), exchange.transferred,
               request.output.begin() + static_cast<std::ptrdiff_t>(at));
