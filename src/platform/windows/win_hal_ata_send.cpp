@@ -23,6 +23,7 @@ static_assert(offsetof(ATA_PASS_THROUGH_EX, PreviousTaskFile) == 32);
 static_assert(offsetof(ATA_PASS_THROUGH_EX, CurrentTaskFile) == 40);
 
 constexpr std::size_t HeaderBytes = sizeof(ATA_PASS_THROUGH_EX);
+constexpr std::size_t StatusRegister = 6;
 constexpr unsigned FlagNoMultiple = 0x20;  // not named by every version of the SDK
 constexpr std::uint64_t MostBytes = 0x7FFFFFFF;
 
@@ -59,7 +60,7 @@ void takeRegisters(const ATA_PASS_THROUGH_EX& header, AtaCmd& command) {
   command.lbaMid = header.CurrentTaskFile[3];
   command.lbaHigh = header.CurrentTaskFile[4];
   command.device = header.CurrentTaskFile[5];
-  command.command = header.CurrentTaskFile[6];
+  command.command = header.CurrentTaskFile[StatusRegister];
 }
 
 class WinHalAtaSend final : public HalAtaSend {
@@ -88,12 +89,16 @@ class WinHalAtaSend final : public HalAtaSend {
       return ProtocolResult::Success;
     }
 
-    if (header.DataTransferLength == 0) {
+    const std::uint64_t offset = header.DataBufferOffset;
+    const bool outside = offset < HeaderBytes || offset >= answer.returned;
+    // A driver that counts the data of a failed command without returning them must not hide the
+    // drive's error behind one of its own.
+    const bool failed = (header.CurrentTaskFile[StatusRegister] & 1) != 0;
+    if (header.DataTransferLength == 0 || (failed && outside)) {
       takeRegisters(header, command);
       return ProtocolResult::NoDataReturned;
     }
-    const std::uint64_t offset = header.DataBufferOffset;
-    if (offset < HeaderBytes || offset >= answer.returned) return ProtocolResult::TransportFailure;
+    if (outside) return ProtocolResult::TransportFailure;
     const std::uint64_t came =
         std::min<std::uint64_t>({header.DataTransferLength, asked, answer.returned - offset});
     takeRegisters(header, command);

@@ -86,6 +86,7 @@ TEST_F(SendsTest, AtaAnswersAreNotTrusted) {
     DWORD returned;
     ProtocolResult result;
     std::uint64_t bytes;
+    std::uint8_t status = 0x50;
   };
   const Row rows[] = {
       {"short", 0, 100, 48, 148, ProtocolResult::Success, 100},
@@ -94,6 +95,7 @@ TEST_F(SendsTest, AtaAnswersAreNotTrusted) {
       {"nothing came", 0, 0, 48, 48, ProtocolResult::NoDataReturned, 512},
       {"data before the header's end", 0, 512, 8, 560, ProtocolResult::TransportFailure, 512},
       {"data outside", 0, 512, UINT64_MAX, 560, ProtocolResult::TransportFailure, 512},
+      {"error, header alone", 0, 512, 48, 48, ProtocolResult::NoDataReturned, 512, 0x51},
       {"no header", 0, 512, 48, 47, ProtocolResult::TransportFailure, 512},
       {"no rights", ERROR_ACCESS_DENIED, 512, 48, 0, ProtocolResult::AccessDenied, 512},
       {"refused", ERROR_INVALID_PARAMETER, 512, 48, 0, ProtocolResult::TransportFailure, 512},
@@ -106,7 +108,7 @@ TEST_F(SendsTest, AtaAnswersAreNotTrusted) {
       kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) {
         storeLe32(&block[8], row.length);
         storeLe64(&block[24], row.offset);
-        block[46] = 0x50;
+        block[46] = row.status;
         returned = row.returned;
         return row.error;
       };
@@ -114,7 +116,7 @@ TEST_F(SendsTest, AtaAnswersAreNotTrusted) {
       EXPECT_EQ(command.transferBytes, row.bytes);
       const bool registers =
           row.result == ProtocolResult::Success || row.result == ProtocolResult::NoDataReturned;
-      EXPECT_EQ(command.command, registers ? 0x50 : 0xEC);
+      EXPECT_EQ(command.command, registers ? row.status : 0xEC);
     }
   }
 }
