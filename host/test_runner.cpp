@@ -129,7 +129,7 @@ class TestRunner {
     RunContext context(services_, component, parametersOf(test, choice.parameters), false,
                        run.test.id == kWriteTest);
     services_.progress.begin("test", identifierText(run.test.id), device.index,
-                             run.test.name + ", device " + std::to_string(device.index));
+                             "Device " + std::to_string(device.index) + ": " + run.test.name);
     run.outcome = exitCodeOf(test.run(&context));
     run.messages = context.messages();
     services_.progress.end(outcomeText(run.outcome));

@@ -194,9 +194,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
       } else if (mayTreat(device) && hasPartitions(*component)) {
         tool_.setDevices({component});
         services_.progress.begin("tool", entry_.commandName, device.index,
-                                 session_.toolTitle +
-                                     (plan_.operation.empty() ? "" : " (" + plan_.operation + ")") +
-                                     ", device " + std::to_string(device.index));
+                                 "Device " + std::to_string(device.index) + ": " +
+                                     session_.toolTitle +
+                                     (plan_.operation.empty() ? "" : " (" + plan_.operation + ")"));
         tool_.run();
         services_.progress.end(outcomeText(run_.outcome));
       }
