@@ -173,11 +173,14 @@ class Report {
   }
 
  private:
-  bool hasRuns() const { return !session_.tests.empty() || !session_.tools.empty(); }
+  bool hasVerdicts() const {
+    return !session_.tests.empty() || std::any_of(session_.tools.begin(), session_.tools.end(),
+                                                  [](const ToolRun& run) { return !run.isSmart; });
+  }
 
   void machine() {
     html_ += "<div class=\"head\"><h1>Storage report</h1>" +
-             (hasRuns() ? badge(session_.outcome()) : std::string()) + "</div>\n<section><dl>";
+             (hasVerdicts() ? badge(session_.outcome()) : std::string()) + "</div>\n<section><dl>";
     html_ += definition("Computer", session_.machine) + definition("System", session_.system);
     html_ += definition("Begun", isoTime(session_.started)) +
              definition("Ended", isoTime(session_.finished));
@@ -204,7 +207,8 @@ class Report {
       any = true;
     }
     for (const ToolRun& run : session_.tools) {
-      if (run.device != device.index || !run.applicable) continue;
+      // Attributes that could be read are no verdict on the device.
+      if (run.device != device.index || !run.applicable || run.isSmart) continue;
       worst = worse(worst, run.outcome);
       any = true;
     }
@@ -294,7 +298,7 @@ class Report {
 
   void tools(const DeviceInfo& device) {
     for (const ToolRun& run : session_.tools) {
-      if (run.device != device.index) continue;
+      if (run.device != device.index || (run.isSmart && run.outcome == ExitCode::Passed)) continue;
       html_ += "<h3>" + htmlEscaped(session_.toolTitle) + "</h3>\n<p>" + badge(run.outcome) +
                (run.status ? " " + std::string(statusText(*run.status, false)) : std::string()) +
                "</p>\n";

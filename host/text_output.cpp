@@ -210,7 +210,9 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
   }
   std::string name = session.toolTitle;
   if (run.status) name = statusText(*run.status, false);
-  std::string out = outcomeLine(run.outcome, name, style);
+  // Attributes that could be read are no verdict on the device.
+  const bool verdict = !run.isSmart || run.outcome != ExitCode::Passed;
+  std::string out = verdict ? outcomeLine(run.outcome, name, style) : line(name, 2, 2, style);
   if (!run.note.empty()) out += detailLine(run.note, style);
   if (run.hasSectors) out += sectorsText(run, style);
   for (const PartitionResult& partition : run.partitions) {
@@ -249,7 +251,8 @@ std::string summaryText(const Session& session, const TextStyle& style) {
   std::map<ExitCode, int> counts;
   for (const TestRun& run : session.tests) ++counts[run.outcome];
   for (const ToolRun& run : session.tools) ++counts[run.outcome];
-  if (session.tests.size() + session.tools.size() < 2 || session.operation == "filterDevices") {
+  if (session.tests.size() + session.tools.size() < 2 || session.operation == "filterDevices" ||
+      (!session.tools.empty() && session.tools.front().isSmart)) {
     return out;
   }
   std::string sentence = "Summary:";
