@@ -88,6 +88,7 @@ void RecoverBadSectors::runOperation() {
   buildDeviceItems();
   if (eventReceiver == nullptr) return;
 
+  setParameter("Message", {});
   fireEvent(*this, eventReceiver, "OnRecoverInit");
   publish(*this, eventReceiver, "OperationInit", {currentOperation_->getTitle()});
   // The items say how many devices there are, whatever a handler does to `devices` meanwhile.

@@ -69,7 +69,8 @@ class ToolHost final : public ToolEventReceiver {
     handlers["On" + name] = [this, name](Tool* tool, const std::string& event) {
       if (onEvent) onEvent(*tool, event);
       const std::string message = joined(*tool, "Message");
-      heard.push_back(event + joined(*tool, name) + (message.empty() ? "" : " :" + message));
+      heard.push_back(event + joined(*tool, name) +
+                      (message.empty() ? "" : " :" + message.substr(1)));
     };
   }
 };

@@ -1,0 +1,123 @@
+#include "platform/windows/win_cim.h"
+
+#include <gtest/gtest.h>
+
+#include "inventory/driver_version.h"
+#include "virtual_pc/kernel/kernel.h"
+
+namespace ostria::storage {
+namespace {
+
+const std::wstring recordSpace = L"ROOT\\Ostria\\Ostria_Diagnostics";
+
+class WinCimTest : public ::testing::Test {
+ protected:
+  WinCimTest() { install(""); }
+  ~WinCimTest() override { virtual_pc::resetMachine(); }
+
+  void install(const std::string& rest) {
+    std::string error;
+    ASSERT_TRUE(virtual_pc::installMachine(
+        R"({"format": 1, "drives": [
+          {"name": "a", "kind": "sata", "model": "Disk A", "serial": "1", "size_sectors": 1000},
+          {"name": "b", "kind": "usb_stick", "model": "Disk B", "serial": "2",
+           "size_sectors": 1000}])" +
+            rest + "}",
+        &error))
+        << error;
+  }
+  CimTable ask(const std::vector<const char*>& fields, const char* where, const char* className,
+               const std::wstring& space) {
+    CimTable* table = nullptr;
+    EXPECT_EQ(where == nullptr ? cim_.queryAll(&table, className, static_cast<int>(fields.size()),
+                                               fields.data(), space)
+                               : cim_.query(fields.data(), where, className,
+                                            static_cast<int>(fields.size()), &table, space),
+              CimResult::Success);
+    CimTable copy = table == nullptr ? CimTable() : *table;
+    cim_.freeTable(table);
+    return copy;
+  }
+  CimResult write(const std::string& test) {
+    return cim_.writeRecord({"ModuleName", "TestName"}, {"storage", test}, "Results", recordSpace);
+  }
+
+  WinCim cim_;
+};
+
+TEST_F(WinCimTest, AnswersQueries) {
+  EXPECT_EQ(ask({"FriendlyName", "CompatID", "Missing"}, "DeviceClass = 'DiskDrive'",
+                "Win32_PnPSignedDriver", L"ROOT\\CIMV2"),
+            (CimTable{{{"Disk A"}, {"GenDisk"}, {}}, {{"Disk B"}, {"USBSTOR\\Disk"}, {}}}));
+  const char* const fields[] = {"Id", nullptr};
+  CimTable* table = nullptr;
+  EXPECT_EQ(cim_.query(fields, "a = 1", "C", 0, &table, L"ROOT"), CimResult::NoFields);
+  EXPECT_EQ(cim_.query(fields, "a = 1", "C", 2, &table, L"ROOT"), CimResult::NullFieldName);
+  EXPECT_EQ(cim_.query(fields, nullptr, "C", 1, &table, L"ROOT"), CimResult::QueryIncomplete);
+  EXPECT_EQ(cim_.queryAll(&table, "C", 1, fields, L"ROOT\\No"), CimResult::ConnectFailed);
+  EXPECT_EQ(cim_.queryAll(&table, "NoClass", 1, fields, L"ROOT"), CimResult::ConnectFailed);
+  EXPECT_EQ(table, nullptr);
+}
+
+TEST_F(WinCimTest, FirstRecordMakesNamespaceAndClass) {
+  EXPECT_EQ(cim_.writeRecord({"TestName"}, {}, "Results", recordSpace), CimResult::Success);
+  EXPECT_TRUE(ask({"Id"}, nullptr, "Results", recordSpace).empty());
+  EXPECT_EQ(write("first"), CimResult::Success);
+  EXPECT_EQ(write("second"), CimResult::Success);
+  EXPECT_EQ(ask({"Id", "TestName", "TestStatus"}, nullptr, "Results", recordSpace),
+            (CimTable{{{"0"}, {"first"}, {}}, {{"1"}, {"second"}, {}}}));
+  EXPECT_EQ(cim_.writeRecord({"NoSuchName"}, {"x"}, "Results", recordSpace),
+            CimResult::ConnectFailed);
+  bool existed = false;
+  EXPECT_EQ(cim_.ensureNamespace(L"ROOT\\Ostria", L"Ostria_Diagnostics", &existed),
+            CimResult::Success);
+  EXPECT_TRUE(existed);
+}
+
+TEST_F(WinCimTest, TheOldestOf5000GoesAlsoWithHighNumbers) {
+  ASSERT_EQ(write("x"), CimResult::Success);
+  virtual_pc::WmiClass& records =
+      *virtual_pc::machine().management().find(recordSpace)->find(L"Results");
+  records.instances.clear();
+  for (std::int32_t id = 7000; id < 12000; ++id) records.addRow({{L"Id", id}});
+  EXPECT_EQ(write("newest"), CimResult::Success);
+  ASSERT_EQ(records.instances.size(), 5000U);
+  EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"7001");
+  EXPECT_EQ(ask({"TestName"}, "Id = 12000", "Results", recordSpace), (CimTable{{{"newest"}}}));
+}
+
+TEST_F(WinCimTest, AnyCallMayFailAndNothingIsLost) {
+  ASSERT_EQ(write("kept"), CimResult::Success);
+  virtual_pc::PlatformFaults& faults = virtual_pc::machine().faults();
+  faults.reset();
+  ASSERT_EQ(write("x"), CimResult::Success);
+  const std::uint64_t calls = faults.calls();
+  ASSERT_GT(calls, 5U);
+  for (std::uint64_t call = 1; call <= calls; ++call) {
+    faults.reset();
+    faults.failCall(call, 31);
+    const CimResult result = write("y");
+    // Setting the security again is refused anyway, and a failing connection is tried again.
+    EXPECT_TRUE(result == CimResult::Success || result == CimResult::ComStartFailed ||
+                result == CimResult::ConnectFailed)
+        << call << " " << static_cast<std::uint32_t>(result);
+  }
+  faults.reset();
+  EXPECT_EQ(ask({"TestName"}, "Id = 0", "Results", recordSpace), (CimTable{{{"kept"}}}));
+}
+
+TEST_F(WinCimTest, DriverVersionIsFoundByModelThenByBus) {
+  EXPECT_EQ(findDriverVersion("Disk A"), "10.0.19041.3636");
+  EXPECT_EQ(findDriverVersion("Unknown"), "10.0.19041.3636");
+  install(R"(, "disk_driver_version": "1", "management_rows": [
+    {"class": "Win32_PnPSignedDriver", "values": [
+      {"name": "DeviceClass", "text": "DiskDrive"}, {"name": "DriverVersion", "text": "2"}]}])");
+  // With several versions about, the first stands for all.
+  EXPECT_EQ(findDriverVersion("Unknown"), "1");
+  std::string error;
+  ASSERT_TRUE(virtual_pc::installMachine(R"({"format": 1})", &error));
+  EXPECT_EQ(findDriverVersion("Disk A"), "error");
+}
+
+}  // namespace
+}  // namespace ostria::storage
