@@ -65,7 +65,7 @@ TEST(ScanTest, GoodDiskIsReadToItsEnd) {
 
 TEST(ScanTest, EveryBadSectorIsFoundAndNothingIsWritten) {
   Bench bench(R"({"lba": 0}, {"lba": 4000, "count": 2}, {"lba": 20010, "kind": "interface"},
-                 {"lba": 9000, "kind": "transient", "failures": 1})");
+                 {"lba": 9000, "kind": "transient", "failures": 4})");
   bench.run("scan");
   EXPECT_EQ(bench.status(), "9");
   EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
@@ -127,8 +127,8 @@ TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
 }
 
 TEST(RepairTest, ContentThatCanBeReadAfterAllIsKept) {
-  // Behind the block that is probed: fails within its block and alone, and then gives way.
-  Bench bench(R"({"lba": 18000, "kind": "transient", "failures": 2})");
+  // Two reads that look for the block size, the read of its block and that of it alone fail.
+  Bench bench(R"({"lba": 18000, "kind": "transient", "failures": 4})");
   const auto before = bench.sector(18000);
   bench.run("repair");
   EXPECT_EQ(bench.status(), "9");
