@@ -65,7 +65,7 @@ TEST(ScanTest, GoodDiskIsReadToItsEnd) {
 
 TEST(ScanTest, EveryBadSectorIsFoundAndNothingIsWritten) {
   Bench bench(R"({"lba": 0}, {"lba": 4000, "count": 2}, {"lba": 20010, "kind": "interface"},
-                 {"lba": 9000, "kind": "transient", "failures": 4})");
+                 {"lba": 9000, "kind": "transient", "failures": 1})");
   bench.run("scan");
   EXPECT_EQ(bench.status(), "9");
   EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
