@@ -96,15 +96,20 @@ TEST(VirtualMedium, BadSectorsOfEachKindFailAndHealAsTheyShould) {
     const MediumAnswer written = medium.write(5, 1, data.data());
     EXPECT_EQ(written.outcome, c.write);
     EXPECT_EQ(medium.read(5, 1, buffer.data()).outcome, c.afterWrite);
-    if (c.afterWrite == Good) EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 512), data);
+    if (c.afterWrite == Good) {
+      EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 512), data);
+    }
     EXPECT_EQ(medium.read(4, 1, buffer.data()).outcome, Good);
-    if (c.run.delayMicroseconds) EXPECT_GE(first.durationMicroseconds, 3'000'000u);
+    if (c.run.delayMicroseconds) {
+      EXPECT_GE(first.durationMicroseconds, 3'000'000u);
+    }
   }
 }
 
 TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
   FaultPlan plan;
-  plan.add({.command = 0x25, .occurrence = 2, .times = 2, .action = FaultAction::Hang});
+  plan.add(
+      {.command = 0x25, .detail = {}, .occurrence = 2, .times = 2, .action = FaultAction::Hang});
   plan.add({.command = 0xB0, .detail = 0xDA, .times = 0, .action = FaultAction::Vanish});
   std::string hits;
   for (int i = 0; i < 5; ++i) hits += plan.take(0x25, 0) ? 'x' : '.';
