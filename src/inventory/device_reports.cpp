@@ -46,8 +46,10 @@ bool readVendorLog(StorageProtocol* protocol, LogPage& page) {
   if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol))
     return succeeded(nvme->GetVendorLog(page.data()));
   if (auto* const ata = dynamic_cast<AtaProtocol*>(protocol)) {
+    // The page begins with a letter and so never counts as a good first page; it stands in the
+    // buffer all the same, and its marks are looked at.
     std::uint16_t pages = 0;
-    return succeeded(ata->ReadLog(vendorLog, 1, page.data(), &pages)) && pages == 1;
+    return succeeded(ata->ReadLog(vendorLog, 1, page.data(), &pages));
   }
   return false;
 }

@@ -9,6 +9,7 @@
 #include "inventory/html_table.h"
 #include "inventory/report_rows.h"
 #include "tests/support/fake_protocol.h"
+#include "tests/support/virtual_bench.h"
 #include "transport/byte_order.h"
 #include "transport/protocols/ata_protocol.h"
 
@@ -222,6 +223,75 @@ TEST(VendorReportTest, DeviceWithoutTheLogHasAnEmptyReport) {
   std::string text = "old";
   EXPECT_TRUE(makeVendorLogReport(*device.component, text));
   EXPECT_EQ(text, "");
+}
+
+/// Works in a folder of its own, with a config.ini to write.
+class ReportsOnPcTest : public ::testing::Test {
+ protected:
+  ReportsOnPcTest()
+      : before_(std::filesystem::current_path()),
+        folder_(::testing::TempDir() + "ostria_reports_test") {
+    std::filesystem::create_directories(folder_);
+    std::filesystem::current_path(folder_);
+  }
+  ~ReportsOnPcTest() override {
+    std::filesystem::current_path(before_);
+    std::filesystem::remove_all(folder_);
+  }
+
+  testing::VirtualBench bench{R"({"format": 1, "drives": [
+    {"name": "d", "kind": "sata", "model": "DISK", "serial": "1", "size_sectors": 100000,
+     "part_number": "PN1",
+     "smart": {"attributes": [{"id": 9, "value": 90, "worst": 80, "threshold": 5, "raw": 7}]}}]})"};
+
+ private:
+  std::filesystem::path before_;
+  std::filesystem::path folder_;
+};
+
+TEST_F(ReportsOnPcTest, AtaVendorReportHasASwitch) {
+  StorageComponent& device = *bench.device("DISK");
+  EXPECT_EQ(*device.findProperty("DRIVER_VERSION"), "10.0.19041.3636");
+  EXPECT_EQ(device.findProperty("CURRENT_8S_LABEL")->substr(0, 3), "PN1");
+  const auto report = [&device] {
+    std::string text = "?";
+    EXPECT_TRUE(device.getReport("OSTRIA_LOG_PAGE", text));
+    return text;
+  };
+  EXPECT_EQ(report(), "");
+  for (const auto& [line, on] : std::vector<std::pair<std::string, bool>>{
+           {"[storage]\nenable_ostria_drive_info=1\n", true},
+           {"[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO = 1;on\n", true},
+           {"[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO=1 \n", false},
+           {"[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO=true\n", false},
+           {"[OTHER]\nENABLE_OSTRIA_DRIVE_INFO=1\n", false},
+           {"[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO=1\nOTHER=\n", false}}) {
+    std::ofstream("config.ini") << line;
+    EXPECT_EQ(report().find("\"Current 8S label\",\"data\":\"PN1\"") != std::string::npos, on)
+        << line;
+  }
+}
+
+TEST_F(ReportsOnPcTest, AnyCallMayFail) {
+  std::ofstream("config.ini") << "[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO=1\n";
+  StorageComponent& device = *bench.device("DISK");
+  virtual_pc::PlatformFaults& faults = bench.pc().faults();
+  const auto ask = [&device](const char* key) {
+    std::string text;
+    return device.getReport(key, text) ? text : "failed";
+  };
+  for (const char* const key : {"SMART", "OSTRIA_LOG_PAGE"}) {
+    faults.reset();
+    const std::string whole = ask(key);
+    const std::uint64_t calls = faults.calls();
+    ASSERT_GT(calls, 0U);
+    for (std::uint64_t call = 1; call <= calls; ++call) {
+      faults.reset();
+      faults.failCall(call, 31);
+      const std::string text = ask(key);
+      EXPECT_TRUE(text == whole || text == "failed" || text.empty()) << key << " " << call << text;
+    }
+  }
 }
 
 TEST(HtmlTableTest, WritesRowsAndLeavesAnIncompleteOneOpen) {
