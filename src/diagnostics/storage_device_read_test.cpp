@@ -174,13 +174,18 @@ TestResult StorageDeviceReadTest::readStretch(const Stretch& stretch) {
       std::clamp<std::uint64_t>(component_->preferredReadBlock(), 1, mostSectors);
   std::vector<std::uint8_t> buffer(static_cast<std::size_t>(blockSectors * sectorSize));
 
-  for (std::uint64_t lba = stretch.first; lba <= stretch.last; lba += blockSectors) {
-    if (checkStopNoted(context_, true)) return TestResult::Stopped;
-    const std::uint64_t count = clampReadCount(stretch.last, blockSectors, lba);
+  if (checkStopNoted(context_, true)) return TestResult::Stopped;
+  // A stretch ends before its last sector.
+  for (std::uint64_t lba = stretch.first; lba < stretch.last;) {
+    const std::uint64_t count = std::min(stretch.last - lba, blockSectors);
     const ProtocolResult result =
         component_->readSectors(lba, static_cast<std::uint16_t>(count), buffer.data(), false,
                                 static_cast<std::uint32_t>(buffer.size()), readTimeoutSeconds_);
-    if (succeeded(result)) continue;
+    if (succeeded(result)) {
+      lba += count;
+      if (lba < stretch.last && checkStopNoted(context_, true)) return TestResult::Stopped;
+      continue;
+    }
     if (result == ProtocolResult::ReadTimeout) {
       log_->add(keys::ReadOperationTimeout, DeviceFault, 0);
       return TestResult::Failed;

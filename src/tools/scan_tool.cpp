@@ -21,7 +21,6 @@ constexpr std::uint16_t fallbackBlock = 127;
 ToolStatus ScanTool::execute(const RecoverDeviceItem& /*item*/, std::uint32_t /*partitionIndex*/) {
   statistics_.fill(0);
   aborted_ = false;
-  skippedSectors_ = false;
   badSectors_.clear();
   StorageProtocolProperties properties;
   if (!canScan(properties)) return ToolStatus::CouldNotRun;
@@ -81,7 +80,6 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
           return ToolStatus::ReadTimeout;
         default:
           // Neither good nor known to be bad: a repair must not write over it.
-          skippedSectors_ = true;
           break;
       }
       addToStatistic(Scanned, static_cast<std::int32_t>(read.sector - sector + 1));
@@ -101,8 +99,7 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
   addLine("BAD_SECTOR_TOOL_FINISHED " + title_);
 
   if (statistics_[NotFixed] != 0) return ToolStatus::NotRepaired;
-  if (statistics_[Found] != 0) return ToolStatus::Repaired;
-  return skippedSectors_ ? ToolStatus::CouldNotRun : ToolStatus::Finished;
+  return statistics_[Found] != 0 ? ToolStatus::Repaired : ToolStatus::Finished;
 }
 
 /// A block that fails is read again sector by sector, up to the first that fails. A block that ran

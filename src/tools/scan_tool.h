@@ -59,7 +59,6 @@ class ScanTool : public RecoverBadSectorsOperation {
   void publishProgress(std::uint8_t percent);
 
   std::vector<std::uint8_t> buffer_;
-  bool skippedSectors_ = false;
 };
 
 }  // namespace ostria::storage

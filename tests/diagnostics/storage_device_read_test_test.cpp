@@ -50,11 +50,12 @@ class StorageDeviceReadTestTest : public ::testing::Test {
   FakeHost host{device.component.get()};
 };
 
-TEST_F(StorageDeviceReadTestTest, SmallDeviceIsReadInItsProportionsToTheLastSector) {
+TEST_F(StorageDeviceReadTestTest, SmallDeviceIsReadInItsProportions) {
   device.protocol->largestRead = 127;
   EXPECT_EQ(run(), TestResult::Passed);
-  // 200, 500 and 300 sectors; the middle one is rounded up by one and overlaps the last.
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 700}, {700, 999}}));
+  // Stretches of 200, 500 and 300 sectors, each without its last one; the second ends where the
+  // third begins.
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 198}, {200, 998}}));
   EXPECT_EQ(host.heard, (Lines{"progress 0", "progress 0", "progress 0", "progress 33",
                                "progress 66", "progress 100", "progress 100"}));
 }
@@ -64,16 +65,16 @@ TEST_F(StorageDeviceReadTestTest, DefaultStretchesLieAtStartMiddleAndEnd) {
   resize(total);
   EXPECT_EQ(run(), TestResult::Passed);
   const std::uint64_t mid = (total - 6'291'456 + 4'194'304) / 2;
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 4'194'303},
-                                          {mid - 6'291'456, mid + 6'291'456},
-                                          {total - 6'291'456, total - 1}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 4'194'302},
+                                          {mid - 6'291'456, mid + 6'291'455},
+                                          {total - 6'291'456, total - 2}}));
 }
 
 TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
   resize(perGiB);
   ASSERT_TRUE(configure({{"INITIAL_SIZE", "0"}, {"CENTRAL_SIZE", "0"}, {"FINAL_SIZE", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, perGiB - 1}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, perGiB - 2}}));
   EXPECT_EQ(host.heard[2], "progress 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.heard[3], "log 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.count("log 0 FINAL_SIZE: 1"), 1u);
@@ -82,7 +83,7 @@ TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
   resize(100'000);
   ASSERT_TRUE(configure({{"WHOLE_DISK_READ", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 99'999}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 99'998}}));
   EXPECT_EQ(host.heard[2], "progress 0 WHOLE_DISK_READ: 1");
   EXPECT_EQ(host.count("log"), 1u);
 }
@@ -99,15 +100,15 @@ TEST_F(StorageDeviceReadTestTest, UnusableSettingsAreNamed) {
   // Beyond any disk: as too small a disk.
   EXPECT_TRUE(configure({{"INITIAL_SIZE", "18446744073709551615"}, {"FINAL_SIZE", "99999999999"}}));
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(ranges().back().second, 999u);
+  EXPECT_EQ(ranges().back().second, 998u);
 }
 
 TEST_F(StorageDeviceReadTestTest, BadBlockEndsTheTestWithItsRange) {
-  device.protocol->badSectors[999] = ProtocolResult::MediumError;
+  device.protocol->badSectors[998] = ProtocolResult::MediumError;
   EXPECT_EQ(run(), TestResult::Failed);
   const Lines tail(host.heard.end() - 3, host.heard.end());
-  EXPECT_EQ(tail, (Lines{std::string("progress 100 ") + badRange + "[700, 1000]",
-                         std::string("log 2 ") + badRange + "700 and 1000", "progress 100"}));
+  EXPECT_EQ(tail, (Lines{std::string("progress 100 ") + badRange + "[700, 999]",
+                         std::string("log 2 ") + badRange + "700 and 999", "progress 100"}));
 
   device.protocol->badSectors[0] = ProtocolResult::ReadTimeout;
   EXPECT_EQ(run(), TestResult::Failed);

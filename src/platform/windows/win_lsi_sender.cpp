@@ -45,8 +45,8 @@ std::unique_ptr<LsiSender> openSender() {
 
 LsiSender* getLsiSender() {
   static std::unique_ptr<LsiSender> sender;
-  // A library that was not there is looked for again: the controller's software may arrive while the
-  // host runs.
+  // A library that was not there is looked for again: the controller's software may arrive while
+  // the host runs.
   if (sender == nullptr) sender = openSender();
   return sender.get();
 }
