@@ -19,10 +19,11 @@ enum class FaultAction {
 
 /// One planned fault: which commands it hits, and what it does to them.
 struct FaultRule {
-  std::optional<std::uint8_t> command;  ///< ATA command, SCSI operation code, NVMe opcode; any
-  std::optional<std::uint8_t> detail;   ///< ATA features (7:0), SCSI CDB byte 2, NVMe cdw10 (7:0)
-  std::uint32_t occurrence = 1;         ///< the first matching command that is hit, from 1
-  std::uint32_t times = 1;              ///< how many are hit in a row; 0 is all from there on
+  std::optional<std::uint8_t> command = {};  ///< ATA command, SCSI operation code, NVMe opcode; any
+  std::optional<std::uint8_t> detail =
+      {};                        ///< ATA features (7:0), SCSI CDB byte 2, NVMe cdw10 (7:0)
+  std::uint32_t occurrence = 1;  ///< the first matching command that is hit, from 1
+  std::uint32_t times = 1;       ///< how many are hit in a row; 0 is all from there on
   FaultAction action = FaultAction::DeviceError;
   /// `DeviceError`: ATA error register and status; SCSI sense key, ASC, ASCQ; NVMe status code type
   /// and status code. Otherwise as the action says.
