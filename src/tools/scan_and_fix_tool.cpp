@@ -64,22 +64,19 @@ ProtocolResult ScanAndFixTool::rewrite(std::uint64_t sector) {
   // Without a size nothing could be compared, and nothing compared would pass for repaired.
   if (properties.logicalSectorSize < 512) return ProtocolResult::Failure;
   const std::uint32_t bytes = sectorBufferBytes(properties);
-  std::vector<std::uint8_t> content(bytes);
+  std::vector<std::uint8_t> pattern(bytes);
   std::vector<std::uint8_t> readBack(bytes);
-  // A last try: the failure may have been the system's, or the drive's with this one read. What can
-  // be read is written back as it was, and nothing is lost.
-  if (!succeeded(component_->readSectors(sector, 1, content.data(), false, bytes, timeoutSeconds_)))
-    for (std::size_t i = 0; i < bytes; ++i) content[i] = i % 2 == 0 ? 0x01 : 0x00;
+  for (std::size_t i = 0; i < bytes; i += 2) pattern[i] = 0x01;
 
-  if (const ProtocolResult result = protocol_->Write(sector, 1, timeoutSeconds_, content.data());
+  if (const ProtocolResult result = protocol_->Write(sector, 1, timeoutSeconds_, pattern.data());
       !succeeded(result))
     return result;
   if (const ProtocolResult result =
           component_->readSectors(sector, 1, readBack.data(), false, bytes, timeoutSeconds_);
       !succeeded(result))
     return result;
-  const auto end = content.begin() + properties.logicalSectorSize;
-  return std::equal(content.begin(), end, readBack.begin()) ? ProtocolResult::Success
+  const auto end = pattern.begin() + properties.logicalSectorSize;
+  return std::equal(pattern.begin(), end, readBack.begin()) ? ProtocolResult::Success
                                                             : ProtocolResult::Failure;
 }
 

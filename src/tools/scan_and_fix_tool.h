@@ -5,8 +5,7 @@
 namespace ostria::storage {
 
 /// A scan that overwrites each bad sector, reads it back and compares: a drive remaps a bad sector
-/// when it is written. The old content of such a sector is lost, unless one more read brings it:
-/// then it is written back. No other sector is written.
+/// when it is written. The old content of such a sector is lost; no other sector is written.
 class ScanAndFixTool : public ScanTool {
  public:
   explicit ScanAndFixTool(Tool* owner);

@@ -28,7 +28,8 @@ class StorageProtocol {
   /// Asks the device, refreshes the cached record and copies it whole.
   virtual ProtocolResult GetProperties(StorageProtocolProperties* out) = 0;
   /// Reads `sectors` logical sectors from `lba` into `buffer`.
-  /// @param bufferBytes  size of `buffer`; the sectors' size times their number at least
+  /// `buffer` has room for them.
+  /// @param bufferBytes  bytes that an NVMe read moves; the other protocols ignore it
   virtual ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors,
                               std::uint32_t timeoutSeconds, void* buffer,
                               std::uint32_t bufferBytes) = 0;
