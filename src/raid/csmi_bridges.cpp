@@ -8,7 +8,8 @@ namespace ostria::storage {
 namespace {
 
 /// Sends a pass-through. A drive that the driver could not reach shows as a non-zero return code,
-/// and the zeroed reply behind it must not pass for a good answer.
+/// and the zeroed reply behind it must not pass for a good answer; but what the drive itself says
+/// against the command tells more than the code does.
 template <typename PassThrough, typename Command>
 ProtocolResult passThrough(CsmiSend* sender, DeviceHandle port, const CsmiPhyEntry& phy,
                            Command& command) {
@@ -16,7 +17,7 @@ ProtocolResult passThrough(CsmiSend* sender, DeviceHandle port, const CsmiPhyEnt
   PassThrough request(command, phy);
   const ProtocolResult result = sender->send(port, request);
   if (!succeeded(result)) return result;
-  if (request.returnCode() != 0) return ProtocolResult::TransportFailure;
+  if (request.returnCode() != 0 && !request.holdsError()) return ProtocolResult::TransportFailure;
   request.takeReply(command);
   return ProtocolResult::Success;
 }

@@ -65,6 +65,7 @@ constexpr std::size_t stpDataAt = 164;
 constexpr std::size_t stpBytes = 168;
 constexpr std::uint8_t hostToDeviceFis = 0x27;
 constexpr std::uint8_t commandBit = 0x80;
+constexpr std::uint8_t errorBit = 0x01;
 
 constexpr std::uint32_t readFlag = 1;
 constexpr std::uint32_t writeFlag = 2;
@@ -181,12 +182,18 @@ void CsmiSspPassthrough::takeReply(ScsiCmd& command) const {
   if (command.direction == DataDirection::FromDevice && command.data != nullptr)
     std::memcpy(command.data, &buffer_[sspDataAt], command.transferBytes);
   command.scsiStatus = 0;
+  // Drivers differ in the byte order of the length. Either way it is not below the true one here,
+  // and behind that the reply is zero.
+  if (!holdsError()) return;
   const std::size_t length = loadLe16(&buffer_[sspResponseLengthAt]);
-  if (buffer_[sspDataPresentAt] == senseDataPresent && length != 0) {
-    const std::size_t kept = std::min(length, sizeof(command.sense));
-    std::memcpy(&command.sense[0], &buffer_[sspSenseAt], kept);
-    command.senseLength = kept;
-  }
+  const std::size_t kept = std::min(length, sizeof(command.sense));
+  std::memcpy(&command.sense[0], &buffer_[sspSenseAt], kept);
+  command.senseLength = kept;
+}
+
+bool CsmiSspPassthrough::holdsError() const {
+  return buffer_[sspDataPresentAt] == senseDataPresent &&
+         loadLe16(&buffer_[sspResponseLengthAt]) != 0;
 }
 
 CsmiStpPassthrough::CsmiStpPassthrough(const AtaCmd& command, const CsmiPhyEntry& phy)
@@ -205,6 +212,8 @@ CsmiStpPassthrough::CsmiStpPassthrough(const AtaCmd& command, const CsmiPhyEntry
   if (command.dataDirection == DataDirection::ToDevice && command.data != nullptr)
     std::memcpy(&buffer_[stpDataAt], command.data, command.transferBytes);
 }
+
+bool CsmiStpPassthrough::holdsError() const { return (buffer_[stpReplyFisAt + 2] & errorBit) != 0; }
 
 void CsmiStpPassthrough::takeReply(AtaCmd& command) const {
   if (command.dataDirection == DataDirection::FromDevice && command.data != nullptr)

@@ -101,6 +101,8 @@ class CsmiGetPhyInfo : public CsmiCmd {
 class CsmiSspPassthrough : public CsmiCmd {
  public:
   CsmiSspPassthrough(const ScsiCmd& command, const CsmiPhyEntry& phy);
+  /// Whether the drive answered with sense data.
+  bool holdsError() const;
   /// Takes data and sense of the reply into the command.
   void takeReply(ScsiCmd& command) const;
 };
@@ -109,6 +111,8 @@ class CsmiSspPassthrough : public CsmiCmd {
 class CsmiStpPassthrough : public CsmiCmd {
  public:
   CsmiStpPassthrough(const AtaCmd& command, const CsmiPhyEntry& phy);
+  /// Whether the drive answered with its error bit set.
+  bool holdsError() const;
   /// Takes data and registers of the reply into the command.
   void takeReply(AtaCmd& command) const;
 };

@@ -157,12 +157,15 @@ ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {
     devices->push_back(std::move(device));
   }
 
-  // NVMe members hang on the port without a phy; each new serial number is one more drive.
+  // NVMe members hang on the port without a phy; each new serial number is one more drive. The path
+  // grows from one to the next, or a drive that changes its number would be found for ever.
   const auto bridge = std::make_shared<NvmeIntelBridge>(handle_);
   std::vector<std::string> serials;
   std::uint8_t pathId = 0;
   std::string serial;
-  while (NvmeProtocol::FindNewPath(*bridge, serials, &pathId, &serial)) {
+  int lastPath = -1;
+  while (NvmeProtocol::FindNewPath(*bridge, serials, &pathId, &serial) && pathId > lastPath) {
+    lastPath = pathId;
     serials.push_back(serial);
     auto protocol = std::make_unique<NvmeProtocol>(handle_, std::string());
     protocol->AddBridge(bridge);

@@ -17,6 +17,7 @@ constexpr std::uint8_t commandBit = 0x80;
 
 constexpr std::size_t sspHeader = 64;
 constexpr std::size_t sspStatusAt = 10;
+constexpr std::uint8_t checkCondition = 2;
 constexpr std::size_t sspCdbAt = 12;
 constexpr std::size_t sspSenseAt = 28;
 constexpr std::size_t sspDataLengthAt = 60;
@@ -82,11 +83,14 @@ ProtocolResult LsiSspBridge::Send(ScsiCmd& command) {
 
   if (sender_ == nullptr) return ProtocolResult::Failure;
   const std::uint32_t result = sender_->execute(request);
-  if (result != 0) {
+  // Sense data belong to a CHECK CONDITION whatever the library made of it: without them a failed
+  // read would look like a good one.
+  if (result != 0 || buffer[sspStatusAt] == checkCondition) {
     command.senseLength = sizeof(command.sense);
     std::memcpy(&command.sense[0], &buffer[sspSenseAt], sizeof(command.sense));
-  } else if (command.direction == DataDirection::FromDevice && command.transferBytes != 0 &&
-             command.data != nullptr) {
+  }
+  if (result == 0 && command.direction == DataDirection::FromDevice && command.transferBytes != 0 &&
+      command.data != nullptr) {
     const std::uint64_t returned =
         std::min<std::uint64_t>(loadLe32(&buffer[sspDataLengthAt]), command.transferBytes);
     std::memcpy(command.data, &buffer[sspHeader], returned);

@@ -197,6 +197,10 @@ ProtocolResult LsiRaidComponent::listDrives(std::vector<Drive>* drives) {
     const std::uint8_t* entry = &list[lsi::firstDriveRecord + i * lsi::driveRecordBytes];
     if (entry[lsi::driveTypeAt] != 0) continue;
     const std::uint16_t deviceId = loadLe16(entry);
+    // A count beyond the list names a drive again and again.
+    if (std::any_of(drives->begin(), drives->end(),
+                    [=](const Drive& listed) { return listed.record.deviceId == deviceId; }))
+      continue;
     LsiCmd info(LsiCode::GetPdinfo, controllerId_, lsi::pdInfoBytes);
     info.record.deviceId = deviceId;
     const ProtocolResult asked = execute(info);

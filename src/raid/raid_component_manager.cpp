@@ -13,7 +13,7 @@ namespace ostria::storage {
 
 namespace {
 
-// Setup classes of a device: its description, hardware identifier and friendly name.
+// Properties of a device: its description, hardware identifier and friendly name.
 constexpr std::uint32_t descriptionProperty = 0;
 constexpr std::uint32_t hardwareIdProperty = 1;
 constexpr std::uint32_t friendlyNameProperty = 12;
@@ -64,8 +64,11 @@ std::vector<std::uint32_t> lsiControllers(LsiSender& sender) {
   const std::vector<std::uint8_t>& list = command.buffer();
   constexpr std::size_t room = (lsi::controllerListBytes - lsi::firstControllerId) / 4;
   std::vector<std::uint32_t> ids;
-  for (std::size_t i = 0; i < std::min<std::size_t>(loadLe32(list.data()), room); ++i)
-    ids.push_back(loadLe32(&list[lsi::firstControllerId + 4 * i]));
+  for (std::size_t i = 0; i < std::min<std::size_t>(loadLe32(list.data()), room); ++i) {
+    const std::uint32_t id = loadLe32(&list[lsi::firstControllerId + 4 * i]);
+    // A count beyond the list names a controller again and again.
+    if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
+  }
   return ids;
 }
 

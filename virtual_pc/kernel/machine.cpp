@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "virtual_pc/devices/make_drive.h"
+#include "virtual_pc/kernel/csmi_controller.h"
+#include "virtual_pc/kernel/lsi_library.h"
 #include "virtual_pc/kernel/management.h"
 #include "virtual_pc/kernel/nvme_roads.h"
 #include "virtual_pc/kernel/text.h"
@@ -54,10 +56,13 @@ ControllerDescription usualController(DriveKind kind, std::uint32_t number) {
 
 Machine::Machine(MachineDescription description)
     : description_(std::move(description)), clock_(description_.realTime) {
-  for (const ControllerDescription& controller : description_.controllers)
+  for (const ControllerDescription& controller : description_.controllers) {
     ports_.push_back(
         std::make_shared<PortObject>(controller, static_cast<std::uint32_t>(ports_.size())));
-  for (std::size_t i = 0; i < description_.drives.size(); ++i) addDisk(i);
+    if (controller.csmi) addCsmiController(*this, *ports_.back());
+  }
+  for (std::size_t i = 0; i < description_.drives.size(); ++i) addDrive(i);
+  lsiLibrary_ = addLsiLibrary(*this);
   for (const auto& port : ports_) {
     addDeviceName(port->interfacePath(), port);
     addDeviceName("\\\\.\\Scsi" + std::to_string(port->number()) + ":", port);
@@ -68,10 +73,15 @@ Machine::Machine(MachineDescription description)
   }
 }
 
-void Machine::addDisk(std::size_t index) {
+void Machine::addDrive(std::size_t index) {
   const DriveDescription& description = description_.drives[index];
   drives_.push_back(makeDrive(description, clock_));
   const std::shared_ptr<PortObject> port = portFor(description);
+  if (description.hidden) {
+    port->attach(*drives_.back());
+    if (drives_.back()->nvme) addNvmeMember(*this, *drives_.back(), *port, description.nvme);
+    return;
+  }
   const auto number = static_cast<std::uint32_t>(disks_.size());
   disks_.push_back(
       std::make_shared<DiskObject>(*this, number, *drives_.back(), description.layout, *port));

@@ -18,6 +18,8 @@
 
 namespace ostria::virtual_pc {
 
+class LsiLibrary;
+
 /// The virtual PC as it runs: its drives, and the objects that its system has for them.
 class Machine {
  public:
@@ -47,6 +49,9 @@ class Machine {
   using Function = void (*)();
   std::map<std::string, std::map<std::string, Function>>& libraries() { return libraries_; }
 
+  /// What stands behind the library for LSI controllers; null without such a controller.
+  const std::shared_ptr<LsiLibrary>& lsiLibrary() const { return lsiLibrary_; }
+
   /// Whether a write to these bytes of a disk would go behind the back of a mounted file system.
   bool protectedByVolume(const DiskObject& disk, std::uint64_t offset, std::uint64_t bytes) const;
 
@@ -61,7 +66,7 @@ class Machine {
 
  private:
   std::shared_ptr<PortObject> portFor(const DriveDescription& drive);
-  void addDisk(std::size_t index);
+  void addDrive(std::size_t index);
 
   MachineDescription description_;
   Clock clock_;
@@ -72,6 +77,7 @@ class Machine {
   std::vector<std::shared_ptr<VolumeObject>> volumes_;
   std::map<std::string, std::shared_ptr<IoObject>> names_;
   std::map<std::string, std::map<std::string, Function>> libraries_;
+  std::shared_ptr<LsiLibrary> lsiLibrary_;
   std::vector<std::string> deletedAtRestart_;
   std::set<char> checkedAtRestart_;
   std::vector<std::string> commandsRun_;

@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <utility>
 
 #include "transport/byte_order.h"
+#include "virtual_pc/kernel/member_drives.h"
 
 namespace ostria::virtual_pc {
 
@@ -37,12 +40,17 @@ NvmeExchange readCommand(const std::uint8_t* image, bool admin, std::size_t inBy
 /// path.
 class IntelPort : public MiniportHandler {
  public:
-  IntelPort(DiskObject& disk, std::optional<std::uint32_t> dataOffset)
-      : disk_(disk), claimedOffset_(dataOffset) {}
+  /// Sends a command that may take so many microseconds, and gives the system's error code.
+  using Send = std::function<std::uint32_t(NvmeExchange&, std::uint64_t)>;
+
+  IntelPort(Send send, const NvmeDescription& description)
+      : send_(std::move(send)),
+        pathId_(description.pathId),
+        claimedOffset_(description.dataOffset) {}
 
   std::string_view signature() const override { return "IntelNvm"; }
   bool accepts(std::span<const std::uint8_t> block) const override {
-    return block.size() > PathAt && block[PathAt] == disk_.pathId();
+    return block.size() > PathAt && block[PathAt] == pathId_;
   }
 
   std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) override {
@@ -54,7 +62,7 @@ class IntelPort : public MiniportHandler {
         bytes > block.size() - offset)
       return ERROR_INVALID_PARAMETER;
     NvmeExchange exchange = readCommand(&block[CommandAt], block[QueueAt] == 0, bytes);
-    const std::uint32_t error = disk_.send(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
+    const std::uint32_t error = send_(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
     *duration = exchange.durationMicroseconds;
     if (error) return error;
     std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + offset);
@@ -71,7 +79,8 @@ class IntelPort : public MiniportHandler {
   static constexpr std::size_t DataLengthAt = 120;
   static constexpr std::size_t DataAt = 168;
 
-  DiskObject& disk_;
+  Send send_;
+  std::uint8_t pathId_;
   std::optional<std::uint32_t> claimedOffset_;
 };
 
@@ -219,7 +228,11 @@ void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& desc
   switch (description.road) {
     case NvmeRoad::IntelPort:
       disk.setPathId(description.pathId);
-      port.addMiniport(std::make_unique<IntelPort>(disk, description.dataOffset));
+      port.addMiniport(std::make_unique<IntelPort>(
+          [&disk](NvmeExchange& exchange, std::uint64_t timeout) {
+            return disk.send(exchange, timeout);
+          },
+          description));
       return;
     case NvmeRoad::MiniPort:
       port.addMiniport(std::make_unique<MiniPort>(disk));
@@ -232,6 +245,23 @@ void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& desc
     case NvmeRoad::ScsiOnly:
       return;
   }
+}
+
+void addNvmeMember(Machine& machine, Drive& drive, PortObject& port,
+                   const NvmeDescription& description) {
+  port.addMiniport(std::make_unique<IntelPort>(
+      [&machine, &drive](NvmeExchange& exchange, std::uint64_t timeout) -> std::uint32_t {
+        switch (sendToMember(machine, *drive.nvme, exchange, timeout)) {
+          case DriveReply::Answered:
+            return ERROR_SUCCESS;
+          case DriveReply::SystemError:
+            return exchange.transportError;
+          case DriveReply::Unreached:
+            break;
+        }
+        return ERROR_DEVICE_NOT_CONNECTED;
+      },
+      description));
 }
 
 }  // namespace ostria::virtual_pc

@@ -10,4 +10,9 @@ namespace ostria::virtual_pc {
 /// lives as long as the port.
 void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& description);
 
+/// Gives a port the requests by path for an NVMe drive that the system has no disk for. Machine and
+/// drive outlive the port's requests.
+void addNvmeMember(Machine& machine, Drive& drive, PortObject& port,
+                   const NvmeDescription& description);
+
 }  // namespace ostria::virtual_pc

@@ -10,6 +10,7 @@
 #include "virtual_pc/devices/block_medium.h"
 #include "virtual_pc/devices/fault_plan.h"
 #include "virtual_pc/machine/nvme_description.h"
+#include "virtual_pc/machine/raid_description.h"
 
 namespace ostria::virtual_pc {
 
@@ -122,6 +123,8 @@ struct DriveDescription {
   DriveKind kind = DriveKind::Sata;
   std::string name;        ///< by which the file refers to it; "drive0" and so on by default
   std::string controller;  ///< name of its controller; empty: one made for its kind
+  /// The system has no disk for it; the drive is reached through its RAID controller only.
+  bool hidden = false;
   std::string vendor;
   std::string model;
   std::string serial;
@@ -166,6 +169,8 @@ struct ControllerDescription {
   std::uint32_t function = 0;
   std::string driverProvider = "Microsoft";  ///< as the registry names it
   std::string driverVersion = "10.0.19041.3636";
+  std::optional<CsmiDescription> csmi = std::nullopt;  ///< at most one of the two
+  std::optional<LsiDescription> lsi = std::nullopt;
 };
 
 struct FileDescription {
@@ -232,6 +237,7 @@ struct MachineDescription {
   std::string diskDriverVersion = "10.0.19041.3636";
   std::vector<ManagementRow> managementRows;  ///< beside those that the machine makes itself
   std::vector<RegistryValue> registry;        ///< beside those that the machine makes itself
+  StorelibDescription storelib;
 };
 
 /// Reads a machine file.

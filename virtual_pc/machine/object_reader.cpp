@@ -106,6 +106,18 @@ std::vector<std::uint64_t> ObjectReader::numbers(const std::string& key, std::ui
   return out;
 }
 
+std::vector<std::string> ObjectReader::texts(const std::string& key, std::size_t longest) {
+  std::vector<std::string> out;
+  const nlohmann::json* value = list(key);
+  if (!value) return out;
+  for (const nlohmann::json& entry : *value) {
+    if (!entry.is_string() || entry.get_ref<const std::string&>().size() > longest)
+      fail(key, "texts of at most " + std::to_string(longest) + " bytes are needed.");
+    out.push_back(entry.get<std::string>());
+  }
+  return out;
+}
+
 void ObjectReader::finish() const {
   for (const auto& [key, value] : value_.items())
     if (!asked_.contains(key)) fail(key, "this key is not known here.");

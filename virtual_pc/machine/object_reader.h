@@ -66,6 +66,7 @@ class ObjectReader {
   std::vector<ObjectReader> objects(const std::string& key);
   std::vector<std::uint64_t> numbers(const std::string& key, std::uint64_t lowest,
                                      std::uint64_t highest);
+  std::vector<std::string> texts(const std::string& key, std::size_t longest = 260);
 
   /// Fails on the first key that nobody asked for.
   void finish() const;

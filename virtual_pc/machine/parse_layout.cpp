@@ -85,6 +85,9 @@ ControllerDescription parseController(ObjectReader& in) {
   in.into("function", out.function, 0, 7);
   out.driverProvider = in.text("driver_provider", out.driverProvider);
   out.driverVersion = in.text("driver_version", out.driverVersion, 64);
+  if (auto csmi = in.object("csmi")) out.csmi = parseCsmi(*csmi);
+  if (auto lsi = in.object("lsi")) out.lsi = parseLsi(*lsi, out);
+  if (out.csmi && out.lsi) in.fail("lsi", "a controller is of one family.");
   in.finish();
   return out;
 }

@@ -39,6 +39,7 @@ void tieVolume(const ObjectReader& in, const MachineDescription& machine,
   if (!volume->drive.empty()) {
     const DriveDescription* drive = findDrive(machine, volume->drive);
     if (!drive) in.fail("drive", "there is no drive \"" + volume->drive + "\".");
+    if (drive->hidden) in.fail("drive", "the system sees no disk \"" + volume->drive + "\".");
     const auto& parts = drive->layout.partitions;
     const auto part = std::ranges::find(parts, volume->partition, &PartitionDescription::number);
     if (part == parts.end())
@@ -75,14 +76,19 @@ MachineDescription parseRoot(const nlohmann::json& json) {
     if (!names.insert(out.controllers.back().name).second)
       row.fail("name", "this name stands twice.");
   }
+  if (auto storelib = in.object("storelib")) out.storelib = parseStorelib(*storelib);
   std::set<std::string> driveNames;
+  std::vector<std::optional<bool>> hidden;
   for (ObjectReader& row : in.objects("drives")) {
+    hidden.emplace_back();
+    if (row.has("hidden")) hidden.back() = row.flag("hidden", false);
     out.drives.push_back(parseDrive(row, out.drives.size()));
     const DriveDescription& drive = out.drives.back();
     if (!driveNames.insert(drive.name).second) row.fail("name", "this name stands twice.");
     if (!drive.controller.empty() && !names.contains(drive.controller))
       row.fail("controller", "there is no controller \"" + drive.controller + "\".");
   }
+  tieRaid(hidden, &out);
   std::set<char> letters;
   for (ObjectReader& row : in.objects("volumes")) {
     out.volumes.push_back(parseVolume(row));

@@ -19,6 +19,12 @@ VolumeDescription parseVolume(ObjectReader& in);
 CheckerDescription parseChecker(ObjectReader& in);
 ManagementRow parseManagementRow(ObjectReader& in);
 RegistryValue parseRegistryValue(ObjectReader& in);
+CsmiDescription parseCsmi(ObjectReader& in);
+LsiDescription parseLsi(ObjectReader& in, const ControllerDescription& controller);
+StorelibDescription parseStorelib(ObjectReader& in);
+/// Settles what RAID controllers and the drives on them say of each other.
+/// @param hidden  what the file says of each drive
+void tieRaid(const std::vector<std::optional<bool>>& hidden, MachineDescription* machine);
 std::vector<BadSectors> parseBadSectors(ObjectReader& in, const std::string& key,
                                         std::uint64_t driveSectors);
 std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key);
