@@ -79,6 +79,49 @@ TEST(MachineFile, SaysWhatIsWrongAndWhere) {
   for (const auto& c : cases) EXPECT_EQ(errorOf(c.text), c.error) << c.text;
 }
 
+TEST(MachineFile, SaysWhatIsWrongWithRaidControllers) {
+  const auto machine = [](const std::string& controller, const std::string& drive) {
+    return R"({"format": 1, "controllers": [{"name": "c", )" + controller +
+           R"(}], "drives": [{"name": "d", "model": "M", "size_sectors": 9, )" + drive + "}]}";
+  };
+  const std::string on = R"("kind": "sata", "controller": "c")";
+  const struct {
+    std::string text;
+    std::string error;
+  } cases[] = {
+      {machine(R"("csmi": {}, "lsi": {})", on),
+       "controllers[0].lsi: a controller is of one family."},
+      {machine(R"("csmi": {"bios_version": [1, 2]})", on),
+       "controllers[0].csmi.bios_version: it has 4 parts."},
+      {machine(R"("csmi": {"raid_sets": [{"drives": ["x"]}]})", on),
+       "controllers[0].csmi.raid_sets: there is no drive \"x\" on \"c\"."},
+      {machine(R"("csmi": {"raid_sets": [{"drives": ["d"]}]})", R"("kind": "sata")"),
+       "controllers[0].csmi.raid_sets: there is no drive \"d\" on \"c\"."},
+      {machine(R"("csmi": {"raid_sets": [{"drives": [1]}]})", on),
+       "controllers[0].csmi.raid_sets[0].drives: texts of at most 40 bytes are needed."},
+      {machine(R"("csmi": {"faults": [{"code": 2}]})", on),
+       "controllers[0].csmi.faults[0].code: exactly one thing goes wrong with it."},
+      {machine(R"("lsi": {"logical_drives": [{"span_depth": 2, "drives": ["d"]}]})", on),
+       "controllers[0].lsi.logical_drives[0].drives: 1 to 255 drives are needed, as many in each "
+       "span."},
+      {machine(R"("lsi": {})", R"("kind": "nvme", "controller": "c")"),
+       "drives[0].kind: no such drive fits on a RAID controller like that."},
+      {machine(R"("bus": 1)", on + R"(, "hidden": true)"),
+       "drives[0].hidden: only a RAID controller hides drives."},
+      {R"({"format": 1, "storelib": {"faults": [{"code": 1, "return_code": 1, "error": 1}]}})",
+       "storelib.faults[0].return_code: this key is not known here."},
+      {R"({"format": 1, "controllers": [{"name": "c", "csmi": {}}], "drives": [
+          {"kind": "nvme", "model": "M", "size_sectors": 9, "controller": "c"},
+          {"kind": "nvme", "model": "M", "size_sectors": 9, "controller": "c"}]})",
+       "drives[1].nvme.path_id: the controller has that path already."},
+      {R"({"format": 1, "controllers": [{"name": "c", "csmi": {}}], "drives": [
+          {"kind": "sata", "model": "M", "size_sectors": 9, "controller": "c"}],
+          "volumes": [{"letter": "C", "drive": "drive0"}]})",
+       "volumes[0].drive: the system sees no disk \"drive0\"."},
+  };
+  for (const auto& c : cases) EXPECT_EQ(errorOf(c.text), c.error) << c.text;
+}
+
 TEST(MachineFile, BuiltInMachineHasAllKindsOfDrives) {
   MachineDescription machine;
   std::string error;

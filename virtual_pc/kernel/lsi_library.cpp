@@ -7,6 +7,7 @@
 #include <string>
 
 #include "transport/byte_order.h"
+#include "virtual_pc/devices/sat_health.h"
 #include "virtual_pc/kernel/kernel.h"
 #include "virtual_pc/kernel/member_drives.h"
 #include "virtual_pc/kernel/request_faults.h"
@@ -268,8 +269,15 @@ class LsiLibrary {
         !prepare(exchange, block[4], block.subspan(DataAt)))
       return InvalidParameter;
     std::copy_n(&block[12], exchange.cdbLength, exchange.cdb.begin());
-    if (send(*drive->scsi, exchange, loadLe16(&block[8])) != DriveReply::Answered)
-      return NoSuchDevice;
+    const std::uint32_t seconds = loadLe16(&block[8]);
+    DriveReply reply;
+    if (isSata(*drive)) {
+      SatHealth firmware(*drive->ata, *drive->scsi);
+      reply = send(firmware, exchange, seconds);
+    } else {
+      reply = send(*drive->scsi, exchange, seconds);
+    }
+    if (reply != DriveReply::Answered) return NoSuchDevice;
     block[10] = exchange.status;
     std::copy_n(exchange.sense.begin(), std::min<std::size_t>(exchange.sense.size(), 32),
                 &block[28]);

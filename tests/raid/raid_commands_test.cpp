@@ -1,0 +1,309 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <numeric>
+
+#include "raid/csmi_bridges.h"
+#include "raid/lsi_bridges.h"
+#include "transport/byte_order.h"
+#include "transport/commands/ata_cmd.h"
+#include "transport/commands/scsi_cmd.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using Bytes = std::vector<std::uint8_t>;
+
+/// A miniport that keeps the request and answers by a script.
+class ScriptedMiniport : public CsmiSend {
+ public:
+  ProtocolResult send(DeviceHandle, CsmiCmd& command) override {
+    command.finishHeader();
+    request = command.buffer();
+    if (answer) answer(command.buffer());
+    return result;
+  }
+  Bytes request;
+  std::function<void(Bytes&)> answer;
+  ProtocolResult result = ProtocolResult::Success;
+};
+
+/// A vendor library that keeps the request and answers by a script.
+class ScriptedLibrary : public LsiSender {
+ public:
+  std::uint32_t execute(LsiCmd& command) override {
+    request = command.buffer();
+    record = command.record;
+    if (answer) answer(command.buffer());
+    return result;
+  }
+  Bytes request;
+  LsiRecord record;
+  std::function<void(Bytes&)> answer;
+  std::uint32_t result = 0;
+};
+
+Bytes part(const Bytes& bytes, std::size_t at, std::size_t count) {
+  return Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+               bytes.begin() + static_cast<std::ptrdiff_t>(at + count));
+}
+
+/// An ATA command in which no two registers are alike.
+AtaCmd distinct(DataDirection direction, Bytes& data) {
+  AtaCmd command;
+  command.command = 1;
+  command.features = 2;
+  command.lbaLow = 3;
+  command.lbaMid = 4;
+  command.lbaHigh = 5;
+  command.device = 6;
+  command.lbaLowPrevious = 7;
+  command.lbaMidPrevious = 8;
+  command.lbaHighPrevious = 9;
+  command.featuresPrevious = 10;
+  command.sectorCount = 11;
+  command.sectorCountPrevious = 12;
+  command.dataDirection = direction;
+  command.data = data.empty() ? nullptr : data.data();
+  command.transferBytes = data.size();
+  return command;
+}
+
+CsmiPhyEntry phyEntry() {
+  Bytes record(CsmiPhyEntry::bytes);
+  std::iota(record.begin(), record.end(), std::uint8_t{100});
+  return CsmiPhyEntry(std::span<const std::uint8_t, CsmiPhyEntry::bytes>(record));
+}
+
+TEST(CsmiCommands, HaveTheirHeadsAndSizes) {
+  Bytes data(8);
+  AtaCmd ata = distinct(DataDirection::FromDevice, data);
+  Inquiry inquiry(data.data(), 8);
+  CsmiGetCntrlConfig config;
+  CsmiGetRaidInfo info;
+  CsmiGetRaidConfig raid(0x01020304, 3);
+  CsmiGetPhyInfo phys;
+  CsmiSspPassthrough ssp(inquiry, phyEntry());
+  CsmiStpPassthrough stp(ata, phyEntry());
+  struct Head {
+    CsmiCmd& command;
+    const char* signature;
+    std::uint32_t code;
+    std::size_t size;
+  };
+  for (const Head& head : {Head{config, "CSMIALL", 2, 208}, Head{info, "CSMIARY", 10, 128},
+                           Head{raid, "CSMIARY", 11, 64 + 3 * 136}, Head{phys, "CSMISAS", 20, 2080},
+                           Head{ssp, "CSMISAS", 24, 372 + 8}, Head{stp, "CSMISAS", 25, 168 + 8}}) {
+    head.command.finishHeader();
+    const Bytes& buffer = head.command.buffer();
+    ASSERT_EQ(buffer.size(), head.size);
+    EXPECT_EQ(loadLe32(&buffer[0]), 28U);
+    EXPECT_EQ(std::memcmp(&buffer[4], head.signature, 8), 0);
+    EXPECT_EQ(loadLe32(&buffer[12]), 60U);
+    EXPECT_EQ(loadLe32(&buffer[16]), head.code);
+    EXPECT_EQ(loadLe32(&buffer[24]), head.size - 28);
+  }
+  EXPECT_EQ(loadLe32(&raid.buffer()[28]), 0x01020304U);
+}
+
+TEST(CsmiCommands, CarryAtaRegistersBothWays) {
+  ScriptedMiniport port;
+  port.answer = [](Bytes& buffer) {
+    std::iota(buffer.begin() + 76, buffer.begin() + 96, std::uint8_t{0x50});
+    std::fill(buffer.begin() + 164, buffer.end(), std::uint8_t{0xAB});
+  };
+  CsmiStpBridge bridge(DeviceHandle(), &port, phyEntry());
+  Bytes data(512);
+  AtaCmd read = distinct(DataDirection::FromDevice, data);
+  ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
+  EXPECT_THAT(part(port.request, 28, 4), ElementsAre(120, 128, 0, 0));
+  EXPECT_THAT(part(port.request, 32, 8), ElementsAre(148, 149, 150, 151, 152, 153, 154, 155));
+  EXPECT_THAT(part(port.request, 44, 20),
+              ElementsAre(0x27, 0x80, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0, 0, 0, 0, 0, 0));
+  EXPECT_EQ(loadLe32(&port.request[64]), 17U);
+  EXPECT_EQ(loadLe32(&port.request[68]), 512U);
+  EXPECT_EQ(data, Bytes(512, 0xAB));
+  EXPECT_THAT((Bytes{read.command, read.features, read.lbaLow, read.lbaMid, read.lbaHigh,
+                     read.device, read.sectorCount}),
+              ElementsAre(0x52, 0x53, 0x54, 0x55, 0x56, 0x57, 0x5C));
+
+  data.assign(512, 0xCD);
+  AtaCmd write = distinct(DataDirection::ToDevice, data);
+  ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
+  EXPECT_EQ(loadLe32(&port.request[64]), 18U);
+  EXPECT_EQ(part(port.request, 164, 512), data);
+  Bytes none;
+  AtaCmd plain = distinct(DataDirection::None, none);
+  ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
+  EXPECT_EQ(loadLe32(&port.request[64]), 20U);
+  EXPECT_EQ(loadLe32(&port.request[68]), 0U);
+  EXPECT_EQ(port.request.size(), 168U);
+}
+
+TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
+  ScriptedMiniport port;
+  CsmiSspBridge bridge(DeviceHandle(), &port, phyEntry());
+  Bytes data(512);
+  port.answer = [](Bytes& buffer) {
+    std::fill(buffer.begin() + 368, buffer.begin() + 368 + 512, std::uint8_t{0xAB});
+  };
+  Read10 read(data.data(), 0x01020304, 1, 512);
+  read.scsiStatus = 9;
+  ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
+  EXPECT_THAT(part(port.request, 28, 4), ElementsAre(120, 128, 0, 0));
+  EXPECT_THAT(part(port.request, 32, 8), ElementsAre(148, 149, 150, 151, 152, 153, 154, 155));
+  EXPECT_EQ(loadLe32(&port.request[48]), 10U);
+  EXPECT_THAT(part(port.request, 52, 16), ElementsAreArray(read.cdb));
+  EXPECT_EQ(loadLe32(&port.request[68]), 1U);
+  EXPECT_EQ(loadLe32(&port.request[96]), 512U);
+  EXPECT_EQ(data, Bytes(512, 0xAB));
+  EXPECT_EQ(read.scsiStatus, 0);
+  EXPECT_EQ(read.senseLength, 0U);
+
+  // Either byte order of the length, and one beyond the room for it.
+  for (const Bytes& length : {Bytes{18, 0}, Bytes{0, 18}, Bytes{255, 255}}) {
+    port.answer = [&](Bytes& buffer) {
+      buffer[104] = 2;
+      std::copy(length.begin(), length.end(), buffer.begin() + 106);
+      std::iota(buffer.begin() + 108, buffer.begin() + 126, std::uint8_t{0x70});
+    };
+    Write10 write(data.data(), 0, 1, 512);
+    ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
+    EXPECT_EQ(loadLe32(&port.request[68]), 2U);
+    EXPECT_EQ(part(port.request, 368, 512), data);
+    EXPECT_GE(write.senseLength, 18U);
+    EXPECT_LE(write.senseLength, sizeof(write.sense));
+    EXPECT_EQ(write.sense[17], 0x81);
+  }
+  SendDiagnostic plain(1);
+  ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
+  EXPECT_EQ(loadLe32(&port.request[68]), 4U);
+  EXPECT_EQ(port.request.size(), 372U);
+}
+
+TEST(CsmiCommands, ThatDidNotReachTheDriveAreNoAnswer) {
+  ScriptedMiniport port;
+  Bytes data(512, 0x11);
+  const auto ata = [&](CsmiSend* sender) {
+    AtaCmd command = distinct(DataDirection::FromDevice, data);
+    return CsmiStpBridge(DeviceHandle(), sender, phyEntry()).Send(command);
+  };
+  const auto scsi = [&](CsmiSend* sender) {
+    Read10 command(data.data(), 0, 1, 512);
+    return CsmiSspBridge(DeviceHandle(), sender, phyEntry()).Send(command);
+  };
+  EXPECT_EQ(ata(nullptr), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(scsi(nullptr), ProtocolResult::InvalidArgument);
+  port.answer = [](Bytes& buffer) { buffer[20] = 1; };
+  EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
+  EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
+  EXPECT_EQ(data, Bytes(512, 0x11));
+  // But a drive that refused a command has answered it.
+  port.answer = [](Bytes& buffer) {
+    buffer[20] = 1;
+    buffer[78] = 0x51;  // status of the ATA reply
+    buffer[104] = 2;    // sense data of the SCSI reply
+    buffer[106] = 18;
+  };
+  EXPECT_EQ(ata(&port), ProtocolResult::Success);
+  EXPECT_EQ(scsi(&port), ProtocolResult::Success);
+  port.result = ProtocolResult::TransportFailure;
+  EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
+  EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
+}
+
+TEST(LsiCommands, CarryAtaRegistersBothWays) {
+  ScriptedLibrary library;
+  library.answer = [](Bytes& buffer) {
+    std::iota(buffer.begin() + 40, buffer.begin() + 60, std::uint8_t{0x50});
+    std::fill(buffer.begin() + 60, buffer.end(), std::uint8_t{0xAB});
+  };
+  LsiStpBridge bridge(0x01020304, 0x0105, &library);
+  Bytes data(512);
+  AtaCmd read = distinct(DataDirection::FromDevice, data);
+  ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
+  EXPECT_EQ(library.record.command, 0x06);
+  EXPECT_EQ(library.record.group, 0x02);
+  EXPECT_EQ(library.record.controllerId, 0x01020304U);
+  EXPECT_EQ(library.record.deviceId, 0x0105);
+  EXPECT_EQ(library.record.dataSize, 60U + 512U);
+  EXPECT_THAT(part(library.request, 0, 40),
+              ElementsAre(5, 2, 30, 0, 1, 0, 0, 0, 0x27, 0x80, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11,
+                          12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 20, 0, 0, 0, 0, 2, 0, 0));
+  EXPECT_EQ(data, Bytes(512, 0xAB));
+  EXPECT_THAT((Bytes{read.command, read.features, read.lbaLow, read.lbaMid, read.lbaHigh,
+                     read.device, read.sectorCount}),
+              ElementsAre(0x52, 0x53, 0x54, 0x55, 0x56, 0x57, 0x5C));
+
+  Bytes none;
+  AtaCmd plain = distinct(DataDirection::None, none);
+  plain.features = 0xD4;
+  ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
+  EXPECT_EQ(library.request[1], 0);
+  EXPECT_EQ(loadLe32(&library.request[4]), 0x104U);
+  EXPECT_EQ(plain.command, 0x52);
+  IdentifyDevice identify(data.data());
+  ASSERT_EQ(bridge.Send(identify), ProtocolResult::Success);
+  EXPECT_EQ(loadLe32(&library.request[4]), 17U);
+  data.assign(512, 0xCD);
+  AtaCmd write = distinct(DataDirection::ToDevice, data);
+  ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
+  EXPECT_EQ(library.request[1], 1);
+  EXPECT_EQ(loadLe32(&library.request[4]), 2U);
+  EXPECT_EQ(part(library.request, 60, 512), data);
+
+  library.answer = [](Bytes& buffer) { buffer[31] = 1; };
+  EXPECT_EQ(bridge.Send(plain), ProtocolResult::TransportFailure);
+  library.answer = nullptr;
+  library.result = 45;
+  EXPECT_EQ(bridge.Send(plain), ProtocolResult::TransportFailure);
+  EXPECT_EQ(LsiStpBridge(0, 0, nullptr).Send(plain), ProtocolResult::Failure);
+}
+
+TEST(LsiCommands, CarryScsiCommandsAndTheirSense) {
+  ScriptedLibrary library;
+  LsiSspBridge bridge(0x01020304, 0x0105, &library);
+  Bytes data(512);
+  Read10 read(data.data(), 0x01020304, 1, 512);
+  // The library tells of more bytes than were asked for.
+  for (const std::uint32_t told : {512U, 100U, 0xFFFFFFFFU}) {
+    data.assign(512, 0);
+    read.Fill(data.data(), 0x01020304, 1, 512);
+    library.answer = [&](Bytes& buffer) {
+      storeLe32(&buffer[60], told);
+      std::fill(buffer.begin() + 64, buffer.end(), std::uint8_t{0xAB});
+    };
+    ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
+    EXPECT_EQ(read.transferBytes, std::min(told, 512U));
+    EXPECT_EQ(std::count(data.begin(), data.end(), 0xAB), std::min(told, 512U));
+  }
+  EXPECT_EQ(library.record.command, 6);
+  EXPECT_EQ(library.record.group, 0);
+  EXPECT_EQ(library.record.deviceId, 0x0105);
+  EXPECT_EQ(library.record.dataSize, 64U + 512U);
+  EXPECT_THAT(part(library.request, 0, 12), ElementsAre(5, 1, 1, 0, 2, 0, 0, 0, 30, 0, 0, 10));
+  EXPECT_THAT(part(library.request, 12, 16), ElementsAreArray(read.cdb));
+  EXPECT_EQ(loadLe32(&library.request[60]), 512U);
+
+  // A failed command leaves its sense data; so does a check condition that the library calls good.
+  for (const std::uint32_t result : {45U, 0U}) {
+    library.result = result;
+    library.answer = [](Bytes& buffer) {
+      buffer[10] = 2;
+      std::iota(buffer.begin() + 28, buffer.begin() + 60, std::uint8_t{0x70});
+    };
+    read.Fill(data.data(), 0, 1, 512);
+    EXPECT_EQ(bridge.Send(read), static_cast<ProtocolResult>(result));
+    EXPECT_EQ(read.scsiStatus, 2);
+    EXPECT_EQ(read.senseLength, 32U);
+    EXPECT_EQ(read.sense[31], 0x8F);
+  }
+  EXPECT_EQ(LsiSspBridge(0, 0, nullptr).Send(read), ProtocolResult::Failure);
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing

@@ -1,0 +1,309 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/windows/win_lsi_sender.h"
+#include "raid/csmi_raid_component.h"
+#include "raid/lsi_raid_component.h"
+#include "tests/raid/raid_bench.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+const std::vector<std::string> chipsetMembers = {"RPC-MIR-01", "RPC-MIR-02", "RPC-SAS-01",
+                                                 "RPC-NVM-01"};
+const std::vector<std::string> adapterMembers = {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03",
+                                                 "RPC-SPA-01"};
+
+Json chipsetFaults(Json faults) {
+  Json machine = raidMachine();
+  machine["controllers"][0]["csmi"]["faults"] = std::move(faults);
+  return machine;
+}
+Json libraryFaults(Json faults) {
+  Json machine = raidMachine();
+  machine["storelib"]["faults"] = std::move(faults);
+  return machine;
+}
+
+std::vector<std::string> lines(const std::vector<PropertyEntry>& entries) {
+  std::vector<std::string> out;
+  for (const PropertyEntry& entry : entries) out.push_back(entry.key + "=" + entry.value);
+  return out;
+}
+
+/// The controllers that are listed, each with its lines: the properties, then title and lines of
+/// each group.
+std::vector<std::vector<std::string>> controllers() {
+  RaidComponentManager manager(Identifier(0, 0, 0));
+  manager.scan();
+  std::vector<std::vector<std::string>> out;
+  for (std::uint32_t i = 0; i < manager.componentCount(); ++i) {
+    RaidComponent& controller = *manager.raidComponent(i);
+    const ComponentDescription description = controller.description();
+    std::vector<std::string> all = {controller.id() + ": " + description.displayName};
+    for (const std::string& line : lines(description.properties)) all.push_back(line);
+    for (const PropertySection& section : controller.sections()) {
+      std::string text = section.title;
+      for (const std::string& line : lines(section.entries)) text += " " + line;
+      all.push_back(text);
+    }
+    out.push_back(all);
+  }
+  return out;
+}
+
+TEST(RaidControllers, TellEverythingInOrder) {
+  RaidBench bench(raidMachine());
+  EXPECT_TRUE(RaidComponentManager(Identifier(0, 0, 0)).hasDevices());
+  const auto found = controllers();
+  ASSERT_THAT(found, SizeIs(2));
+  EXPECT_THAT(
+      found[0],
+      ElementsAre("0: RAID Adapter 9000 - SN0042", "UDI=RAID Adapter 9000-SN0042",
+                  "MODEL=RAID Adapter 9000", "SERIAL=SN0042", "BIOS_VERSION=5.39.00",
+                  "NUM_LOGICAL_DEVICES=1", "SUPPORTED_INTERFACES=SAS 3G, SAS 6G, SATA 3G",
+                  "SUPPORTED_RAID_LEVELS=RAID 0, RAID 1, RAID 10, RAID 5, RAID 50, RAID 6",
+                  "NUM_PHYSICAL_DEVICES=4", "DRIVER_VERSION=6.714.5.0",
+                  "LOGICAL_DISK INDEX=0 RAID_LEVEL=RAID 5 NUM_PHYSICAL_DEVICES=3 SIZE=40.00 MBs",
+                  "PHYSICAL_DISK INDEX=0 MANUFACTURER=VIRTUAL MODEL=SAS STRIPE SIZE=20.00 MBs "
+                  "SERIAL=RPC-STR-01",
+                  "PHYSICAL_DISK INDEX=1 MANUFACTURER=VIRTUAL MODEL=SAS STRIPE SIZE=20.00 MBs "
+                  "SERIAL=RPC-STR-02",
+                  "PHYSICAL_DISK INDEX=2 MANUFACTURER=VIRTUAL MODEL=SAS STRIPE SIZE=20.00 MBs "
+                  "SERIAL=RPC-STR-03",
+                  "PHYSICAL_DISK INDEX=3 MANUFACTURER=ATA MODEL=VIRTUAL SPARE SIZE=20.00 MBs "
+                  "SERIAL=RPC-SPA-01"));
+  EXPECT_THAT(
+      found[1],
+      ElementsAre("PCI\\VEN_8086&DEV_2822&SUBSYS_00000001&REV_04: Chipset RAID Controller",
+                  "UDI=PCI\\VEN_8086&DEV_2822&SUBSYS_00000001&REV_04",
+                  "MODEL=Chipset RAID Controller", "BIOS_VERSION=17.8.0.4507",
+                  "NUM_LOGICAL_DEVICES=1", "NUM_PHYSICAL_DEVICES=4", "DRIVER_VERSION=17.8.1.4",
+                  "LOGICAL_DISK INDEX=0 RAID_LEVEL=RAID 1 NUM_PHYSICAL_DEVICES=2 SIZE=19.00 MBs",
+                  "PHYSICAL_DISK INDEX=0 MANUFACTURER=Virtual MODEL=VIRTUAL MIRROR SIZE=20.00 MBs "
+                  "SERIAL=RPC-MIR-01",
+                  "PHYSICAL_DISK INDEX=1 MANUFACTURER=Virtual MODEL=VIRTUAL MIRROR SIZE=20.00 MBs "
+                  "SERIAL=RPC-MIR-02",
+                  "PHYSICAL_DISK INDEX=2 MANUFACTURER=VIRTUAL MODEL=SAS SINGLE SIZE=20.00 MBs "
+                  "SERIAL=RPC-SAS-01",
+                  "PHYSICAL_DISK INDEX=3 MODEL=nvme SIZE=20.00 MBs SERIAL=RPC-NVM-01"));
+}
+
+TEST(RaidControllers, WithoutSetsOrNumbersStillListTheirDrives) {
+  Json machine = raidMachine();
+  machine["controllers"][0]["csmi"].erase("raid_sets");
+  machine["controllers"][0]["csmi"].erase("bios_version");
+  machine["controllers"][0]["driver_provider"] = "Microsoft";
+  machine["controllers"][1]["lsi"].erase("logical_drives");
+  machine["controllers"][1]["lsi"].erase("serial");
+  RaidBench bench(machine);
+  const auto found = controllers();
+  ASSERT_THAT(found, SizeIs(2));
+  EXPECT_EQ(found[0][0], "0: RAID Adapter 9000");
+  EXPECT_EQ(found[0][4], "NUM_LOGICAL_DEVICES=0");
+  EXPECT_EQ(found[0][9].substr(0, 13), "PHYSICAL_DISK");
+  EXPECT_THAT(
+      std::vector<std::string>(found[1].begin() + 2, found[1].begin() + 5),
+      ElementsAre("MODEL=" + chipsetName, "NUM_LOGICAL_DEVICES=0", "NUM_PHYSICAL_DEVICES=4"));
+  EXPECT_THAT(found[1], SizeIs(9));
+  EXPECT_EQ(bench.members(chipsetName), chipsetMembers);
+  EXPECT_EQ(bench.members("RAID Adapter 9000"), adapterMembers);
+}
+
+TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {
+  Json machine = raidMachine();
+  machine["controllers"][1].erase("lsi");  // and no library
+  for (const int drive : {6, 7, 8, 9}) machine["drives"][drive].erase("controller");
+  const auto listed = [&] {
+    RaidBench bench(machine);
+    EXPECT_EQ(RaidComponentManager(Identifier(0, 0, 0)).hasDevices(), !controllers().empty());
+    return bench.members(chipsetName);
+  };
+  machine["controllers"][0]["hardware_id"] = "pci\\ven_1000&dev_ad0b";
+  EXPECT_EQ(listed(), chipsetMembers);
+  for (const char* other : {"PCI\\VEN_8087&DEV_2822", "PCI\\VEN_8086&DEV_2823", "PCI\\VEN_8086",
+                            "PCI\\VEN_8086&DEV_282", "x"}) {
+    machine["controllers"][0]["hardware_id"] = other;
+    EXPECT_THAT(listed(), IsEmpty()) << other;
+  }
+  machine["controllers"][0]["hardware_id"] = "PCI\\VEN_8086&DEV_2822";
+  for (const unsigned flags : {0x02U, 0x08U, 0xF5U}) {
+    machine["controllers"][0]["csmi"]["flags"] = flags;
+    EXPECT_THAT(listed(), SizeIs((flags & 0x0A) != 0 ? 4 : 0)) << flags;
+  }
+}
+
+/// A request that fails each time, and what is left: members, groups of logical disks, and whether
+/// the controller is listed itself.
+struct Failure {
+  unsigned code;
+  std::vector<std::string> members;
+  unsigned sets;
+  bool listed;
+};
+
+unsigned setsOf(const std::vector<std::string>& controller) {
+  return static_cast<unsigned>(std::count_if(
+      controller.begin(), controller.end(),
+      [](const std::string& line) { return line.compare(0, 12, "LOGICAL_DISK") == 0; }));
+}
+
+TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
+  const std::vector<Failure> chipset = {{2, {}, 0, false},
+                                        {10, {}, 0, true},
+                                        {11, chipsetMembers, 0, true},
+                                        {20, {}, 0, false},
+                                        {24, {"RPC-MIR-01", "RPC-MIR-02", "RPC-NVM-01"}, 1, true},
+                                        {25, {"RPC-SAS-01", "RPC-NVM-01"}, 1, true}};
+  for (const Failure& failure : chipset) {
+    for (const Json& fault :
+         {always(failure.code, "error", 1117), always(failure.code, "return_code", 1),
+          always(failure.code, "return_code", 1000)}) {
+      SCOPED_TRACE(fault.dump());
+      RaidBench bench(chipsetFaults({fault}));
+      EXPECT_EQ(bench.members(chipsetName), failure.members);
+      EXPECT_EQ(bench.members(adapterName), adapterMembers);
+      const auto found = controllers();
+      ASSERT_EQ(found.size(), failure.listed ? 2U : 1U);
+      if (failure.listed) {
+        EXPECT_EQ(setsOf(found[1]), failure.sets);
+      }
+    }
+  }
+  const std::vector<Failure> adapter = {
+      {0x0300, {}, 0, false},
+      {0x0001, {}, 0, true},
+      {0x0D01, {}, 0, true},
+      {0x0501, adapterMembers, 1, true},
+      {0x0401, {}, 0, false},
+      {0x0B03, adapterMembers, 0, true},
+      {0x0003, adapterMembers, 0, true},
+      {0x0002, {}, 0, false},
+      {0x0006, {}, 1, true},
+      {0x0206, {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03"}, 1, true}};
+  for (const Failure& failure : adapter) {
+    SCOPED_TRACE(failure.code);
+    RaidBench bench(libraryFaults({always(failure.code, "error", 45)}));
+    EXPECT_EQ(bench.members(adapterName), failure.members);
+    EXPECT_EQ(bench.members(chipsetName), chipsetMembers);
+    const auto found = controllers();
+    ASSERT_EQ(found.size(), failure.listed ? 2U : 1U);
+    if (failure.listed) {
+      EXPECT_EQ(setsOf(found[0]), failure.sets);
+    }
+  }
+}
+
+TEST(RaidControllers, EndTheirListOfSetsWithACodeOfItsOwn) {
+  Json machine = chipsetFaults({{{"code", 11}, {"occurrence", 2}, {"return_code", 1000}}});
+  machine["controllers"][0]["csmi"]["raid_sets"] = {
+      {{"type", 9}, {"drives", {"mirror-a", "mirror-b"}}}, {{"type", 1}, {"drives", {"single"}}}};
+  RaidBench bench(machine);
+  EXPECT_EQ(setsOf(controllers()[1]), 1U);
+}
+
+TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
+  const std::vector<int> allOnes(8, 255);
+  for (const Json& fault : {
+           patched(10, 28, allOnes),  // sets, and drives in each
+           patched(11, 28, std::vector<int>(36, 255)),
+           patched(20, 28, {255}),  // phys
+           patched(20, 32, std::vector<int>(2048, 255)),
+           patched(20, 36 + 32, std::vector<int>(64, 16)),
+           patched(24, 96, std::vector<int>(272, 255)),
+           patched(25, 64, std::vector<int>(100, 255)),
+           patched(24, 104, {2, 2, 255, 255}),
+       }) {
+    SCOPED_TRACE(fault.dump().substr(0, 80));
+    RaidBench bench(chipsetFaults({fault}));
+    bench.manager().scan();
+    EXPECT_GE(bench.manager().componentCount(), 6U);
+    EXPECT_EQ(bench.members(adapterName), adapterMembers);
+    EXPECT_FALSE(controllers().empty());
+  }
+  // What can be told from nonsense is told.
+  RaidBench(chipsetFaults({patched(10, 28, allOnes)})).scan(10);
+  RaidBench(chipsetFaults({patched(20, 28, {255})})).scan(10);
+
+  for (const Json& fault : {
+           patched(0x0300, 0, allOnes),
+           patched(0x0001, 180, std::vector<int>(2300, 255)),
+           patched(0x0D01, 0, {255, 255, 255, 255}),
+           patched(0x0D01, 8, std::vector<int>(4096, 255)),
+           patched(0x0B03, 0, {255, 255, 255, 255}),
+           patched(0x0003, 32, std::vector<int>(352, 255)),
+           patched(0x0401, 0, allOnes),
+           patched(0x0401, 8, std::vector<int>(6144, 255)),
+           patched(0x0002, 4, std::vector<int>(508, 255)),
+           patched(0x0006, 60, std::vector<int>(4, 255)),
+           patched(0x0206, 28, std::vector<int>(12, 255)),
+       }) {
+    SCOPED_TRACE(fault.dump().substr(0, 80));
+    RaidBench bench(libraryFaults({fault}));
+    EXPECT_EQ(bench.members(chipsetName), chipsetMembers);
+    EXPECT_FALSE(controllers().empty());
+  }
+  RaidBench(libraryFaults({patched(0x0300, 0, {255, 255, 255, 255})})).scan(10);
+
+  // A member that gives another number each time is still one drive.
+  Json machine = raidMachine();
+  machine["drives"][5]["faults"] = {
+      {{"command", 6}, {"occurrence", 1}, {"times", 0}, {"action", "garbage"}}};
+  RaidBench bench(machine);
+  EXPECT_LE(bench.members(chipsetName).size(), 4U);
+}
+
+TEST(RaidControllers, BehindALibraryNeedItsFunctionAndItsAnswer) {
+  const auto opened = [](const Json& machine) {
+    RaidBench bench(machine);
+    return openLsiSender() != nullptr;
+  };
+  EXPECT_TRUE(opened(raidMachine()));
+  Json without = raidMachine();
+  without["storelib"]["function"] = "ProcessCommand";
+  EXPECT_FALSE(opened(without));
+  EXPECT_FALSE(opened(libraryFaults({always(0x0300, "error", 1)})));
+  EXPECT_FALSE(opened(Json::parse(R"({"format": 1})")));
+
+  // No controller at all is no failure.
+  RaidBench bench(Json::parse(R"({"format": 1})"));
+  bench.scan(0);
+  EXPECT_FALSE(bench.manager().hasDevices());
+  EXPECT_FALSE(RaidComponentManager(Identifier(0, 0, 0)).hasDevices());
+}
+
+TEST(RaidControllers, NameTheirLevels) {
+  const std::vector<std::string> csmi = {"SINGLE_DRIVE_RAID_SET",
+                                         "RAID 0",
+                                         "RAID 1",
+                                         "RAID 10",
+                                         "RAID 5",
+                                         "RAID 15",
+                                         "RAID 6",
+                                         "RAID 50",
+                                         "UNKNOWN",
+                                         "RAID 10",
+                                         "UNKNOWN"};
+  for (std::uint8_t type = 0; type < csmi.size(); ++type)
+    EXPECT_EQ(csmiLevelName(type), csmi[type]) << int{type};
+  struct Level {
+    std::uint8_t primary;
+    const char* plain;
+    const char* spanned;
+  };
+  for (const Level& level :
+       {Level{0, "RAID 0", "RAID 0"}, Level{1, "RAID 1", "RAID 10"}, Level{2, "UNKNOWN", "UNKNOWN"},
+        Level{3, "RAID 3", "RAID 3"}, Level{4, "RAID 4", "RAID 4"}, Level{5, "RAID 5", "RAID 50"},
+        Level{6, "RAID 6", "RAID 60"}, Level{17, "RAID 1", "RAID 1"},
+        Level{255, "UNKNOWN", "UNKNOWN"}}) {
+    EXPECT_EQ(lsiLevelName(level.primary, 0), level.plain) << int{level.primary};
+    EXPECT_EQ(lsiLevelName(level.primary, 3), level.spanned) << int{level.primary};
+  }
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing

@@ -1,0 +1,163 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/raid/raid_bench.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::Not;
+
+constexpr std::uint32_t smartStatus = 1;
+constexpr std::uint32_t shortSelfTest = 5;
+constexpr std::uint32_t driveSelfTest = 6;
+constexpr std::uint32_t fullScan = 13;
+constexpr std::uint32_t nvmeReliability = 21;
+
+TEST(RaidMembers, AreListedOnceEachBehindTheDisksOfTheSystem) {
+  RaidBench bench(raidMachine());
+  EXPECT_TRUE(bench.manager().hasDevices());
+  for (int pass = 0; pass < 2; ++pass) {
+    bench.scan(10);
+    EXPECT_THAT(bench.serials(),
+                ElementsAre("RPC-SYS-01", "RPC-USB-01", "RPC-STR-01", "RPC-STR-02", "RPC-STR-03",
+                            "RPC-SPA-01", "RPC-MIR-01", "RPC-MIR-02", "RPC-SAS-01", "RPC-NVM-01"));
+  }
+  struct Member {
+    std::string parent;
+    StorageBusKind bus;
+    ProtocolKind protocol;
+  };
+  using Bus = StorageBusKind;
+  const std::vector<Member> wanted = {
+      {adapterName, Bus::Scsi, ProtocolKind::Scsi}, {adapterName, Bus::Scsi, ProtocolKind::Scsi},
+      {adapterName, Bus::Scsi, ProtocolKind::Scsi}, {adapterName, Bus::Ata, ProtocolKind::Scsi},
+      {chipsetName, Bus::Ata, ProtocolKind::Ata},   {chipsetName, Bus::Ata, ProtocolKind::Ata},
+      {chipsetName, Bus::Scsi, ProtocolKind::Scsi}, {chipsetName, Bus::Nvme, ProtocolKind::Nvme}};
+  std::vector<std::string> ids;
+  for (std::uint32_t i = 0; i < wanted.size(); ++i) {
+    StorageComponent& member = bench.device(i + 2);
+    SCOPED_TRACE(*member.findProperty("SERIAL"));
+    EXPECT_EQ(member.connection(), DeviceConnection::RaidMember);
+    EXPECT_EQ(member.attributeMap()["parent"], "RAID_ATTACHED_DRIVES\\" + wanted[i].parent);
+    EXPECT_EQ(member.busKind(), wanted[i].bus);
+    EXPECT_EQ(member.storageProtocol()->GetProtocolKind(), wanted[i].protocol);
+    EXPECT_EQ(member.partitionTable(), nullptr);
+    EXPECT_EQ(member.pciDevice(), wanted[i].parent == chipsetName ? 23 : 0);
+    EXPECT_THAT(ids, Not(Contains(member.id())));
+    ids.push_back(member.id());
+  }
+  // A SATA drive behind the library is described by its ATA side, which knows its whole name.
+  EXPECT_EQ(*bench.withSerial("RPC-SPA-01")->findProperty("MODEL"), "VIRTUAL SPARE");
+}
+
+TEST(RaidMembers, ThatTheSystemShowsTooAreListedAsTheSystemsDisks) {
+  Json machine = raidMachine();
+  for (const int drive : {2, 4, 5}) machine["drives"][drive]["hidden"] = false;
+  machine["drives"][5]["nvme"]["road"] = "intel_port";
+  RaidBench bench(machine);
+  bench.scan(10);
+  for (const char* serial : {"RPC-MIR-01", "RPC-SAS-01", "RPC-NVM-01"}) {
+    ASSERT_THAT(bench.serials(), Contains(serial).Times(1));
+    EXPECT_EQ(bench.withSerial(serial)->connection(), DeviceConnection::Internal) << serial;
+  }
+  EXPECT_EQ(bench.withSerial("RPC-MIR-02")->connection(), DeviceConnection::RaidMember);
+}
+
+/// What the tests say of a member.
+struct Health {
+  const char* serial;
+  bool good;
+  std::vector<std::uint32_t> quickTests;
+};
+
+class RaidMember : public ::testing::TestWithParam<Health> {};
+
+TEST_P(RaidMember, RunsTheTestsOfADirectDisk) {
+  const auto& [serial, good, quickTests] = GetParam();
+  RaidBench bench(raidMachine());
+  bench.scan(10);
+  StorageComponent* member = bench.withSerial(serial);
+  ASSERT_NE(member, nullptr);
+  const auto run = [&](std::uint32_t group, std::uint32_t item) {
+    FakeHost host(member);
+    storage::Test& test = bench.test(group, item);
+    EXPECT_TRUE(test.isApplicable(member));
+    const TestResult result = test.run(&host);
+    EXPECT_EQ(host.heard.back().substr(0, 12), "progress 100");
+    return result;
+  };
+  const TestResult verdict = good ? TestResult::Passed : TestResult::Failed;
+  for (const std::uint32_t item : quickTests)
+    EXPECT_EQ(run(ModuleBench::quick, item), verdict) << item;
+  EXPECT_EQ(run(ModuleBench::extended, fullScan), verdict);
+  if (std::find(quickTests.begin(), quickTests.end(), shortSelfTest) == quickTests.end()) {
+    FakeHost host(member);
+    EXPECT_EQ(bench.test(ModuleBench::quick, shortSelfTest).run(&host), TestResult::NotPerformed);
+    EXPECT_THAT(host.heard, Contains("log 0 TEST_NOT_SUPPORTED_IN_THIS_DEVICE"));
+  }
+
+  const bool scsi = member->storageProtocol()->GetProtocolKind() == ProtocolKind::Scsi;
+  std::string report;
+  EXPECT_EQ(member->getReport("SMART", report), !scsi);
+  EXPECT_EQ(report.size() > 100, !scsi) << report;
+
+  // The raw read has no disk of the system to go to.
+  std::vector<std::uint8_t> read(512);
+  std::vector<std::uint8_t> wanted(512);
+  virtual_pc::SectorStore::pattern(777, 512, wanted.data());
+  EXPECT_EQ(member->readSectors(777, 1, read.data(), false, 512, 10), ProtocolResult::Success);
+  EXPECT_EQ(read, wanted);
+  if (!good) {
+    EXPECT_EQ(member->readSectors(30000, 1, read.data(), false, 512, 10),
+              ProtocolResult::MediumError);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachKind, RaidMember,
+    ::testing::Values(Health{"RPC-MIR-01", true, {smartStatus, driveSelfTest}},
+                      Health{"RPC-MIR-02", false, {smartStatus, driveSelfTest}},
+                      Health{"RPC-SAS-01", true, {smartStatus, shortSelfTest}},
+                      Health{"RPC-NVM-01", true, {nvmeReliability}},
+                      Health{"RPC-STR-01", true, {smartStatus, shortSelfTest}},
+                      Health{"RPC-STR-02", false, {smartStatus, shortSelfTest}},
+                      Health{"RPC-SPA-01", true, {smartStatus}}),
+    [](const auto& info) {
+      std::string name = info.param.serial;
+      std::erase(name, '-');
+      return name;
+    });
+
+TEST(RaidMembers, ThatVanishOrHangLeaveNoVerdict) {
+  Json machine = raidMachine();
+  for (const int drive : {2, 6, 9})
+    machine["drives"][drive]["faults"] = {{{"command", drive == 6 ? 0x1D : 0xB0},
+                                           {"occurrence", 1},
+                                           {"times", 0},
+                                           {"action", "hang"}}};
+  RaidBench bench(machine);
+  bench.scan(10);
+  const auto run = [&](const char* serial, std::uint32_t item) {
+    FakeHost host(bench.withSerial(serial));
+    return bench.test(ModuleBench::quick, item).run(&host);
+  };
+  EXPECT_NE(run("RPC-MIR-01", driveSelfTest), TestResult::Passed);
+  EXPECT_NE(run("RPC-STR-01", shortSelfTest), TestResult::Passed);
+  EXPECT_NE(run("RPC-SPA-01", smartStatus), TestResult::Passed);
+  for (const auto& drive : bench.machine().drives()) drive->vanish();
+  for (const char* serial :
+       {"RPC-MIR-02", "RPC-SAS-01", "RPC-NVM-01", "RPC-STR-02", "RPC-SPA-01"}) {
+    const TestResult result = run(serial, smartStatus);
+    EXPECT_NE(result, TestResult::Passed) << serial;
+    EXPECT_NE(result, TestResult::Failed) << serial;
+    std::vector<std::uint8_t> buffer(512);
+    EXPECT_NE(bench.withSerial(serial)->readSectors(1, 1, buffer.data(), false, 512, 10),
+              ProtocolResult::Success);
+  }
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing
