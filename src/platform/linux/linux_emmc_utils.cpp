@@ -77,7 +77,7 @@ std::uint32_t LinuxEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
     for (const MountEntry& mount : mounts) {
       if (mount.source == place.node ||
           std::find(devices.begin(), devices.end(), mount.device) != devices.end())
-        volumes.push_back({place.node, mount.target, mount.type});
+        volumes.push_back({place.node, mount.target, fileSystemOf(mount)});
     }
   }
   *out = std::move(volumes);

@@ -20,12 +20,12 @@ const LinuxDeviceScanFilter& portsFilter() {
   return filter;
 }
 
-void addSpace(const std::string& root, VolumeFacts& facts) {
+void addSpace(const std::string& root, bool ntfs, VolumeFacts& facts) {
   struct statvfs status = {};
   if (::statvfs(root.c_str(), &status) != 0) return;
   facts.space = VolumeFacts::Space{.total = std::uint64_t{status.f_blocks} * status.f_frsize,
                                    .free = std::uint64_t{status.f_bfree} * status.f_frsize};
-  facts.clusterBytes = static_cast<std::uint32_t>(status.f_bsize);
+  if (ntfs) facts.clusterBytes = static_cast<std::uint32_t>(status.f_bsize);
 }
 
 /// Joins what is on one device, and where that and all above it is mounted.
@@ -33,6 +33,7 @@ void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, st
                 const std::string& node, const std::string& path, PartitionEntry& entry) {
   VolumeFacts facts;
   facts.identity = probeFilesystem(node);
+  const bool ntfs = facts.identity && facts.identity->fileSystem == "ntfs";
   joinVolume(facts, entry);
   entry.mountPoints.clear();
   const std::vector<std::uint32_t> devices = tree.withHolders(path);
@@ -45,7 +46,7 @@ void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, st
     VolumeFacts there;
     there.root = mount.target;
     // A volume above may span several disks: its sizes are not the partition's.
-    if (own) addSpace(mount.target, there);
+    if (own) addSpace(mount.target, ntfs, there);
     joinVolume(there, entry);
   }
 }

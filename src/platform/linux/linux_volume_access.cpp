@@ -19,8 +19,7 @@ bool readFileSystemName(const std::string& mountPoint, std::string& name) {
     return mount.target == mountPoint;
   });
   if (found == mounts.rend()) return false;
-  // The kernel's newer driver goes by a name of its own.
-  name = found->type == "ntfs3" ? "ntfs" : found->type;
+  name = fileSystemOf(*found);
   return true;
 }
 

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <memory>
 
+#include "platform/linux/blkid_probe.h"
 #include "platform/linux/sysfs_tree.h"
 
 namespace ostria::storage {
@@ -70,6 +71,12 @@ std::vector<MountEntry> readMounts(const std::string& path) {
     mounts.push_back(std::move(mount));
   }
   return mounts;
+}
+
+std::string fileSystemOf(const MountEntry& mount) {
+  if (mount.source.starts_with('/'))
+    if (const auto identity = probeFilesystem(mount.source)) return identity->fileSystem;
+  return mount.type == "ntfs3" ? "ntfs" : mount.type;
 }
 
 int unmountFilesystem(const std::string& target, TakenMounts& taken) {

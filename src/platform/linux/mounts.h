@@ -20,6 +20,10 @@ struct MountEntry {
 /// The mount table, in the order of mounting. @param path  the table, "/proc/self/mountinfo"
 std::vector<MountEntry> readMounts(const std::string& path = "/proc/self/mountinfo");
 
+/// Name of the file system on the mounted device ("ntfs"), which is not always that of its driver
+/// ("fuseblk", "ntfs3"); the driver's name when the device does not tell.
+std::string fileSystemOf(const MountEntry& mount);
+
 /// A file system that was taken out of the tree, and how it was mounted.
 using TakenMounts = std::vector<MountEntry>;
 

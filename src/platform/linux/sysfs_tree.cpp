@@ -215,15 +215,12 @@ DeviceConnection SysfsTree::connection(const SysfsDisk& disk) const {
     case StorageBusKind::Emmc:
       return DeviceConnection::Internal;
     default:
-      break;
+      return startsWith(disk.name, "mmcblk") ? DeviceConnection::External : DeviceConnection::Other;
   }
-  return startsWith(disk.name, "mmcblk") ? DeviceConnection::External : DeviceConnection::Other;
 }
 
 bool SysfsTree::removable(const SysfsDisk& disk) const {
-  if (attribute(disk.path, "removable") == "1") return true;
-  // The kernel marks no card as removable. A chip on the board is of type "MMC".
-  return startsWith(disk.name, "mmcblk") && attribute(disk.path, "device/type") != "MMC";
+  return attribute(disk.path, "removable") == "1";
 }
 
 std::optional<PciAddress> SysfsTree::pciAddress(const SysfsDisk& disk) const {

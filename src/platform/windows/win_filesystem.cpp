@@ -35,9 +35,8 @@ class FileSearch {
   HANDLE handle_;
 };
 
-bool directoryExists(const std::string& path) {
-  const DWORD attributes = GetFileAttributesW(toWide(path).c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+bool exists(const std::string& path) {
+  return GetFileAttributesW(toWide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 bool isLink(const std::string& path) {
@@ -128,7 +127,7 @@ int WinFilesystem::createDirectories(const std::string& path, std::vector<std::s
     } else {
       const DWORD error = GetLastError();
       const bool mayExist = error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED;
-      if (!mayExist || !directoryExists(prefix)) {
+      if (!mayExist || !exists(prefix)) {
         for (auto last = made.rbegin(); last != made.rend(); ++last)
           RemoveDirectoryW(toWide(*last).c_str());
         made.clear();

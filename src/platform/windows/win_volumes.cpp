@@ -42,12 +42,20 @@ std::optional<VolumeFacts::Space> spaceOf(const std::string& root) {
   return VolumeFacts::Space{total.QuadPart, free.QuadPart};
 }
 
-VolumeFacts factsOf(const std::string& root) {
+std::optional<std::uint32_t> clusterBytesOf(const std::string& root) {
   const UniqueHandle volume(CreateFileW(toWide(volumePath(root)).c_str(), GENERIC_READ,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                         FILE_FLAG_OVERLAPPED, nullptr));
-  return {root, identityOf(root), spaceOf(root),
-          volume ? queryNtfsClusterBytes(toDeviceHandle(volume.get())) : std::nullopt};
+  return volume ? queryNtfsClusterBytes(toDeviceHandle(volume.get())) : std::nullopt;
+}
+
+VolumeFacts factsOf(const std::string& root) {
+  VolumeFacts facts;
+  facts.root = root;
+  facts.identity = identityOf(root);
+  facts.clusterBytes = clusterBytesOf(root);
+  facts.space = spaceOf(root);
+  return facts;
 }
 
 }  // namespace

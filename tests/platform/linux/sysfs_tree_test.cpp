@@ -126,15 +126,17 @@ TEST_F(SavedTree, WhatIsNoDiskIsLeftOut) {
   EXPECT_TRUE(SysfsTree("/nonexistent").disks().empty());
 }
 
-TEST_F(SavedTree, AChipOnTheBoardIsEmmcAndACardIsRemovable) {
+TEST_F(SavedTree, ChipsAndCardsAreEmmcUnlessTheKernelCallsThemRemovable) {
   const std::string host = "pci0000:00/0000:00:1a.0/mmc_host/";
   plant("mmcblk0", host + "mmc0/mmc0:0001", "179:0", {{"device/type", "MMC"}});
   plant("mmcblk1", host + "mmc1/mmc1:aaaa", "179:8", {{"device/type", "SD"}});
   EXPECT_EQ(tree().busKind(find("mmcblk0")), StorageBusKind::Emmc);
   EXPECT_EQ(tree().connection(find("mmcblk0")), DeviceConnection::Internal);
-  EXPECT_TRUE(tree().removable(find("mmcblk1")));
-  EXPECT_EQ(tree().busKind(find("mmcblk1")), StorageBusKind::Unknown);
-  EXPECT_EQ(tree().connection(find("mmcblk1")), DeviceConnection::External);
+  EXPECT_EQ(tree().busKind(find("mmcblk1")), StorageBusKind::Emmc);
+  EXPECT_EQ(tree().connection(find("mmcblk1")), DeviceConnection::Internal);
+  plant("mmcblk2", host + "mmc2/mmc2:bbbb", "179:16", {{"removable", "1"}});
+  EXPECT_EQ(tree().busKind(find("mmcblk2")), StorageBusKind::Unknown);
+  EXPECT_EQ(tree().connection(find("mmcblk2")), DeviceConnection::External);
 }
 
 TEST_F(SavedTree, ADriveWithSeveralPathsTakesThePlaceOfItsController) {

@@ -106,7 +106,7 @@ TEST_F(WinFilesystemTest, DirectoriesAreMadeAndRemoved) {
   DeviceHandle file;
   ASSERT_EQ(files.createFile("C:\\a\\f", &file, false), 0);
   files.closeFile(file);
-  EXPECT_NE(files.createDirectories("C:\\a\\f", made), 0);  // a file is in the way
+  EXPECT_NE(files.createDirectories("C:\\a\\f\\g", made), 0);  // a file is in the way
   EXPECT_NE(files.createDirectories("Q:\\a", made), 0);
   // What was made before a failure goes again.
   virtual_pc::machine().faults().reset();
