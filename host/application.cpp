@@ -2,11 +2,13 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <system_error>
 
 #include "host/access_check.h"
 #include "host/command_line.h"
@@ -80,17 +82,32 @@ class Application {
       tellWhy(stop);
     }
     interrupts_.setHandlers({}, {});
+    if (output_.isClosed()) code = tellLostOutput(code);
     return static_cast<int>(code);
   }
 
  private:
+  // Whoever reads an exit code of 0 relies on having all of the output.
+  ExitCode tellLostOutput(ExitCode code) {
+    const bool unread = output_.failure() == EPIPE;
+    const std::string sentence =
+        unread ? "Nobody reads the output any more, so not all of it was made."
+               : "The output cannot be written: " +
+                     std::generic_category().message(output_.failure()) + ".";
+    sayWhy(sentence);
+    return worse(code, unread ? ExitCode::Stopped : ExitCode::CouldNotStart);
+  }
+
   TextStyle style() const { return {terminal_.outputWidth, terminal_.outputColour}; }
 
   void tellWhy(const Stop& stop) {
     if (json_) output_.write(errorJson(stop.sentence, stop.code));
+    sayWhy(stop.sentence);
+  }
+
+  void sayWhy(const std::string& sentence) {
     error_.write(
-        wrapped(std::string(kProgram) + ": " + harmless(stop.sentence), terminal_.errorWidth, 2) +
-        "\n");
+        wrapped(std::string(kProgram) + ": " + harmless(sentence), terminal_.errorWidth, 2) + "\n");
   }
 
   static void check(const UsageError& error) {
@@ -112,7 +129,8 @@ class Application {
     catalogue_ = readCatalogue(library_->module());
     plan_ = checked(makePlan(line_, catalogue_));
     if (plan_.action == Action::Help) {
-      output_.write(library_->module().resource()->getHelpText() + hostOptionsHelp());
+      const std::string help = library_->module().resource()->getHelpText() + hostOptionsHelp();
+      output_.write(json_ ? helpJson(help) : help);
       return ExitCode::Passed;
     }
     if (plan_.action == Action::History) return showHistory();
@@ -168,24 +186,31 @@ class Application {
   }
 
   ExitCode printVersion() {
-    std::string text = std::string(kProgram) + " " + kProgramVersion + "\n";
-    auto library = ModuleLibrary::load(modulePath());
-    if (auto* loaded = std::get_if<std::unique_ptr<ModuleLibrary>>(&library)) {
-      text += "storage module, interface " + (*loaded)->version() + "\n";
-    } else {
-      text += std::get<UsageError>(library).sentence + "\n";
+    const auto library = ModuleLibrary::load(modulePath());
+    const auto* loaded = std::get_if<std::unique_ptr<ModuleLibrary>>(&library);
+    if (json_) {
+      output_.write(loaded != nullptr
+                        ? versionJson(kProgramVersion, (*loaded)->version(), {})
+                        : versionJson(kProgramVersion, {}, std::get<UsageError>(library).sentence));
+      return ExitCode::Passed;
     }
-    output_.write(text);
+    output_.write(std::string(kProgram) + " " + kProgramVersion + "\n" +
+                  (loaded != nullptr ? "storage module, interface " + (*loaded)->version()
+                                     : std::get<UsageError>(library).sentence) +
+                  "\n");
     return ExitCode::Passed;
   }
 
   void configure() {
     const std::string path = line_.configFile.value_or(kUsualConfig);
+    std::error_code error;
+    // A file that is not there holds no settings; one that cannot be read would hide some.
+    if (!std::filesystem::exists(path, error)) return;
     const auto content = readFile(path);
-    if (!content && line_.configFile) {
+    if (!content) {
       throw Stop{ExitCode::Usage, "The configuration file " + path + " cannot be read."};
     }
-    const auto settings = checked(readConfiguration(content.value_or(""), path));
+    const auto settings = checked(readConfiguration(*content, path));
     check(configureTests(catalogue_, settings, path));
   }
 
@@ -223,8 +248,7 @@ class Application {
     if (note) error_.write("\r\033[K");
 
     const std::uint32_t count = manager().componentCount();
-    const std::string missing =
-        line_.virtualPc ? std::string() : missingAccess("/sys/block", "/dev");
+    const std::string missing = missingRights();
     if (count == 0 && !missing.empty()) throw Stop{ExitCode::CouldNotStart, missing};
     check(checkDevices(plan_, count));
     if (count == 0) throw Stop{ExitCode::NotPerformed, "No storage device was found."};

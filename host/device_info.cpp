@@ -47,6 +47,11 @@ std::vector<ShownProperty> shown(const std::vector<PropertyEntry>& entries, cons
                                  const Redactor& redactor) {
   std::vector<ShownProperty> out;
   for (const PropertyEntry& entry : entries) {
+    // Fields that were never filled come as zeros.
+    if (!entry.value.empty() &&
+        entry.value.find_first_not_of(std::string_view("\0 ", 2)) == std::string::npos) {
+      continue;
+    }
     std::string value = redactor.property(entry.key, entry.value);
     out.push_back({entry.key, texts.text(entry.key), texts.propertyValue(entry.key, value)});
   }

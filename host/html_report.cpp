@@ -1,145 +1,19 @@
 #include "host/html_report.h"
 
 #include <algorithm>
-#include <charconv>
-#include <map>
 
-#include "host/catalogue.h"
+#include "host/html_parts.h"
 #include "host/html_style.h"
-#include "host/surface_map.h"
-#include "host/terminal.h"
 #include "host/tool_runner.h"
 
 namespace ostria::host {
 namespace {
 
-constexpr std::size_t kMapColumns = 64;
-constexpr std::size_t kMapRows = 12;
-constexpr std::size_t kCell = 10;
-
 // Tests that read the surface and list what they could not read.
 constexpr storage::Identifier kSurfaceTests[] = {{1, 2, 13}, {1, 2, 16}};
 
-std::string badge(const std::string& word, const std::string& text) {
-  return "<span class=\"badge " + word + "\">" + htmlEscaped(text) + "</span>";
-}
-
-std::string badge(ExitCode outcome) { return badge(outcomeWord(outcome), outcomeText(outcome)); }
-
-std::string definition(const std::string& label, const std::string& value) {
-  if (value.empty()) return {};
-  return "<dt>" + htmlEscaped(label) + "</dt><dd>" + htmlEscaped(value) + "</dd>\n";
-}
-
-std::string cell(const std::string& value, bool number = false) {
-  return (number ? "<td class=\"number\">" : "<td>") + htmlEscaped(value) + "</td>";
-}
-
-// A horizontal bar of `part` out of 100 with a mark at `limit`, none when that is 0.
-std::string bar(unsigned part, unsigned limit, bool bad) {
-  part = std::min(part, 100U);
-  std::string svg =
-      "<svg class=\"bar\" viewBox=\"0 0 100 10\" preserveAspectRatio=\"none\" aria-hidden=\"true\">"
-      "<rect width=\"100\" height=\"10\" fill=\"#d9dee5\"/><rect width=\"" +
-      std::to_string(part) + "\" height=\"10\" fill=\"" + (bad ? "#b3261e" : "#1b7f3b") + "\"/>";
-  if (limit > 0 && limit < 100) {
-    svg +=
-        "<rect x=\"" + std::to_string(limit) + "\" width=\"1.5\" height=\"10\" fill=\"#1c2430\"/>";
-  }
-  return svg + "</svg>";
-}
-
-int leadingNumber(const std::string& text) {
-  int number = -1;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
-}
-
-std::string smartTable(const std::vector<SmartRow>& rows) {
-  if (rows.empty()) return {};
-  const bool ata = std::any_of(rows.begin(), rows.end(),
-                               [](const SmartRow& row) { return !row.threshold.empty(); });
-  std::string html = "<div class=\"wide\"><table><thead><tr>";
-  for (const char* title :
-       ata ? std::vector<const char*>{"ID", "Attribute", "", "Value", "Worst", "Limit", "Data"}
-           : std::vector<const char*>{"Field", "", "Data"}) {
-    html += std::string("<th>") + title + "</th>";
-  }
-  html += "</tr></thead><tbody>\n";
-  for (const SmartRow& row : rows) {
-    const bool bad = row.isBelowThreshold();
-    html += bad ? "<tr class=\"bad\">" : "<tr>";
-    if (ata) {
-      const int value = std::max(leadingNumber(row.value), 0);
-      const int limit = std::max(leadingNumber(row.threshold), 0);
-      html += cell(row.id, true) + cell(row.name + (bad ? " (below limit)" : "")) + "<td>" +
-              bar(static_cast<unsigned>(value), static_cast<unsigned>(limit), bad) + "</td>" +
-              cell(row.value, true) + cell(row.worst, true) + cell(row.threshold, true) +
-              cell(row.data, true);
-    } else {
-      const int part = row.data.ends_with(" %") ? leadingNumber(row.data) : -1;
-      html += cell(row.name) + "<td>" +
-              (part >= 0 ? bar(static_cast<unsigned>(part), 0, false) : std::string()) + "</td>" +
-              cell(row.data, true);
-    }
-    html += "</tr>\n";
-  }
-  return html + "</tbody></table></div>\n";
-}
-
-std::string surfaceMap(const std::vector<SectorRange>& ranges, std::uint64_t totalSectors,
-                       bool complete) {
-  constexpr std::size_t kCells = kMapColumns * kMapRows;
-  const std::string width = std::to_string(kMapColumns * kCell);
-  const std::string height = std::to_string(kMapRows * kCell);
-  const auto bad = badCells(ranges, totalSectors, kCells);
-  const std::string fill = complete ? "good" : "unread";
-  std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"Map of the surface: " +
-                     std::to_string(bad.size()) + " of " + std::to_string(kCells) +
-                     " cells hold bad sectors\" viewBox=\"0 0 " + width + " " + height +
-                     "\"><defs><pattern id=\"" + fill +
-                     "\" width=\"10\" height=\"10\" "
-                     "patternUnits=\"userSpaceOnUse\"><rect width=\"9\" height=\"9\" "
-                     "fill=\"" +
-                     (complete ? "#bfe3ca" : "#d9dee5") + "\"/></pattern></defs><rect width=\"" +
-                     width + "\" height=\"" + height + "\" fill=\"url(#" + fill + ")\"/>\n";
-  for (const std::size_t index : bad) {
-    const std::uint64_t first = firstSectorOf(index, totalSectors, kCells);
-    const std::uint64_t next = firstSectorOf(index + 1, totalSectors, kCells);
-    html += "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
-            std::to_string(index / kMapColumns * kCell) +
-            "\" width=\"9\" height=\"9\" fill=\"#b3261e\" stroke=\"#1c2430\"><title>Sectors " +
-            std::to_string(first) + " to " + std::to_string(next == 0 ? 0 : next - 1) +
-            "</title></rect>\n";
-  }
-  html +=
-      "</svg><p class=\"soft\">From the first sector (top left) to the last (bottom right); "
-      "each cell stands for about " +
-      std::to_string(std::max<std::uint64_t>(totalSectors / kCells, 1)) +
-      " sectors. Red: bad sectors in it.";
-  if (!complete) {
-    html += " The run did not read the whole device, so nothing is known of the other cells.";
-  }
-  return html + "</p>\n";
-}
-
-std::string messageHtml(const std::string& text) {
-  const bool table = text.find('\t') != std::string::npos;
-  if (!table) return "<p>" + htmlEscaped(text) + "</p>";
-  std::string html = "<table>";
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const std::size_t end = std::min(text.find('\n', at), text.size());
-    html += "<tr>";
-    for (std::size_t begin = at; begin <= end;) {
-      const std::size_t stop = std::min(text.find('\t', begin), end);
-      html += cell(text.substr(begin, stop - begin));
-      begin = stop + 1;
-    }
-    html += "</tr>";
-    at = end + 1;
-  }
-  return html + "</table>";
+std::chrono::seconds secondsBetween(Clock::time_point begin, Clock::time_point end) {
+  return std::chrono::duration_cast<std::chrono::seconds>(end - begin);
 }
 
 // A sample leaves most of the surface unread, and so does a scan that met its limit of bad blocks.
@@ -182,8 +56,10 @@ class Report {
     html_ += "<div class=\"head\"><h1>Storage report</h1>" +
              (hasVerdicts() ? badge(session_.outcome()) : std::string()) + "</div>\n<section><dl>";
     html_ += definition("Computer", session_.machine) + definition("System", session_.system);
-    html_ += definition("Begun", isoTime(session_.started)) +
-             definition("Ended", isoTime(session_.finished));
+    html_ +=
+        definition("Begun", isoTime(session_.started)) +
+        definition("Ended", isoTime(session_.finished) + ", after " +
+                                durationText(secondsBetween(session_.started, session_.finished)));
     html_ += definition("Module interface", session_.moduleVersion) + "</dl>\n";
     for (const std::string& notice : session_.notices) {
       html_ += "<p>" + htmlEscaped(notice) + "</p>\n";
@@ -192,8 +68,10 @@ class Report {
         "<div class=\"wide\"><table><thead><tr><th>Device</th><th>Result</th><th>Health</th>"
         "</tr></thead><tbody>\n";
     for (const DeviceInfo& device : session_.devices) {
-      html_ += "<tr>" + cell(std::to_string(device.index) + ": " + device.name) + "<td>" +
-               verdict(device) + "</td>" + cell(health(device)) + "</tr>\n";
+      const std::string number = std::to_string(device.index);
+      html_ += "<tr><td><a href=\"#device-" + number + "\">" + number + ": " +
+               htmlEscaped(device.name) + "</a></td><td>" + verdict(device) + "</td>" +
+               cell(health(device)) + "</tr>\n";
     }
     html_ += "</tbody></table></div></section>\n";
   }
@@ -216,21 +94,23 @@ class Report {
   }
 
   static std::string health(const DeviceInfo& device) {
-    const auto below = std::count_if(device.smart.begin(), device.smart.end(),
-                                     [](const SmartRow& row) { return row.isBelowThreshold(); });
-    std::string text =
-        !device.smartSupported ? "SMART not supported"
-        : below > 0 ? std::to_string(below) + (below == 1 ? " SMART value below its limit"
-                                                          : " SMART values below their limit")
-                    : "No SMART value below its limit";
-    if (device.temperatureCelsius) {
-      text += ", " + std::to_string(*device.temperatureCelsius) + " °C";
+    std::string text;
+    for (const SmartRow& row : device.smart) {
+      if (!needsAttention(row, device.smart)) continue;
+      text += text.empty() ? "Needs attention: " : ", ";
+      text += row.name + (row.threshold.empty() ? " " + row.data : std::string());
     }
+    if (text.empty()) {
+      text = device.smartSupported ? "No SMART value beyond its limit" : "SMART not supported";
+    }
+    if (device.temperatureCelsius)
+      text += ", " + std::to_string(*device.temperatureCelsius) + " °C";
     return text;
   }
 
   void deviceSection(const DeviceInfo& device) {
-    html_ += "<section><div class=\"head\"><h2>Device " + std::to_string(device.index) + ": " +
+    html_ += "<section id=\"device-" + std::to_string(device.index) +
+             "\"><div class=\"head\"><h2>Device " + std::to_string(device.index) + ": " +
              htmlEscaped(device.name) + "</h2>" + verdict(device) + "</div>\n<dl>";
     html_ += definition("Connection", device.connection + ", " + device.bus);
     for (const ShownProperty& row : device.properties) html_ += definition(row.label, row.value);
@@ -238,13 +118,11 @@ class Report {
     verdicts(device);
     maps(device);
     tools(device);
-    if (!device.smart.empty()) html_ += "<h3>SMART</h3>\n" + smartTable(device.smart);
-    if (!device.logPage.empty()) html_ += "<h3>Vendor log page</h3>\n" + smartTable(device.logPage);
-    for (const ShownSection& section : device.sections) {
-      html_ += "<h3>" + htmlEscaped(section.title) + "</h3><dl>";
-      for (const ShownProperty& row : section.properties) html_ += definition(row.label, row.value);
-      html_ += "</dl>\n";
+    if (!device.smart.empty()) html_ += "<h3>SMART</h3>\n" + smartTableHtml(device.smart);
+    if (!device.logPage.empty()) {
+      html_ += "<h3>Vendor log page</h3>\n" + smartTableHtml(device.logPage);
     }
+    html_ += sectionsHtml(device.sections);
     html_ += "</section>\n";
   }
 
@@ -260,14 +138,16 @@ class Report {
       }
       for (const Message& message : run.messages) rows += messageHtml(message.text);
       if (!run.note.empty()) rows += messageHtml(run.note);
-      const auto duration =
-          std::chrono::duration_cast<std::chrono::seconds>(run.finished - run.started);
-      rows += "</td>" + cell(durationText(duration), true) + "</tr>\n";
+      rows += "</td>" +
+              cell(run.applicable ? durationText(secondsBetween(run.started, run.finished))
+                                  : std::string(),
+                   true) +
+              "</tr>\n";
     }
     if (rows.empty()) return;
     html_ +=
         "<h3>Tests</h3>\n<div class=\"wide\"><table><thead><tr><th>Result</th><th>Test</th>"
-        "<th>Time</th></tr></thead><tbody>\n" +
+        "<th class=\"number\">Time</th></tr></thead><tbody>\n" +
         rows + "</tbody></table></div>\n";
   }
 
@@ -283,16 +163,17 @@ class Report {
         ranges.insert(ranges.end(), found.begin(), found.end());
       }
       const bool complete = readWholeSurface(run, ranges.size());
-      if (ranges.empty() && run.outcome != ExitCode::Passed) continue;
+      // A sample that found nothing has nothing to show.
+      if (ranges.empty() && !complete) continue;
       html_ += "<h3>Surface, " + htmlEscaped(run.test.name) + "</h3>\n" +
-               surfaceMap(ranges, *device.logicalSectors, complete);
+               surfaceMapHtml(ranges, *device.logicalSectors, complete);
     }
     for (const ToolRun& run : session_.tools) {
       if (run.device != device.index || !run.hasSectors) continue;
       std::vector<SectorRange> ranges;
       for (const std::uint64_t sector : run.badSectors) ranges.emplace_back(sector, sector);
-      html_ += "<h3>Surface</h3>\n" + surfaceMap(ranges, *device.logicalSectors,
-                                                 run.sectorsScanned >= *device.logicalSectors);
+      html_ += "<h3>Surface</h3>\n" + surfaceMapHtml(ranges, *device.logicalSectors,
+                                                     run.sectorsScanned >= *device.logicalSectors);
     }
   }
 
@@ -327,35 +208,6 @@ class Report {
 };
 
 }  // namespace
-
-std::string htmlEscaped(std::string_view text) {
-  std::string out;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&#39;";
-        break;
-      case '\n':
-        out += c;
-        break;
-      default:
-        out += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
-    }
-  }
-  return out;
-}
 
 std::string htmlReport(const Session& session) { return Report(session).make(); }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "host/results.h"
 
@@ -10,8 +9,5 @@ namespace ostria::host {
 /// The run as one HTML file that needs nothing beside it: the machine, each device with its
 /// identity, state, SMART data, verdicts and a map of its surface where one was scanned.
 std::string htmlReport(const Session& session);
-
-/// Text that stands for itself in HTML, in attributes too. Control characters become "?".
-std::string htmlEscaped(std::string_view text);
 
 }  // namespace ostria::host

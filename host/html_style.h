@@ -26,16 +26,18 @@ table{border-collapse:collapse;width:100%;font-size:.92rem}
 th,td{text-align:left;padding:.3rem .5rem;border-bottom:1px solid var(--line);vertical-align:top;
 overflow-wrap:anywhere}
 th{color:var(--soft);font-weight:600;white-space:nowrap}
-td.number{text-align:right;font-variant-numeric:tabular-nums;white-space:nowrap}
+.number{text-align:right;font-variant-numeric:tabular-nums;white-space:nowrap}
+a{color:inherit}
 tr.bad td{color:var(--failed);font-weight:600}
 dl{display:grid;grid-template-columns:minmax(8rem,13rem) 1fr;gap:.2rem 1rem;margin:.5rem 0}
 dt{color:var(--soft)}dd{margin:0;overflow-wrap:anywhere}
-.bar{display:block;width:7rem;height:.6rem}
+.bar{display:block;width:7rem;height:.6rem;margin:.35rem 0}
 svg.map{width:100%;height:auto;display:block}
 pre{white-space:pre-wrap;overflow-wrap:anywhere;margin:.3rem 0;font-size:.85rem}
 ul{margin:.2rem 0;padding-left:1.2rem}
-@media (max-width:34rem){main{padding:.5rem}dl{grid-template-columns:1fr}dd{margin-bottom:.4rem}
-section{padding:.7rem}}
+@media (max-width:34rem){main{padding:.5rem}dl{grid-template-columns:minmax(6rem,38%) 1fr;
+gap:.2rem .6rem;font-size:.92rem}section{padding:.7rem}th,td{padding:.3rem .25rem}.gauge{display:none}
+table{font-size:.85rem}.badge{font-size:.8rem;padding:.1rem .5rem}}
 @media print{body{background:#fff;font-size:11pt}main{max-width:none;padding:0}
 section{border-radius:0;break-inside:auto}h3,.head,tr,svg{break-inside:avoid}
 .wide{overflow:visible}}

@@ -24,11 +24,12 @@ void putNumber(Json& json, const std::string& name, std::optional<std::uint64_t>
 
 Json textOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
 
+Json bareDocument(const char* kind) {
+  return {{"schema", kJsonSchema}, {"schema_version", kJsonVersion}, {"kind", kind}};
+}
+
 Json document(const char* kind, const Session& session) {
-  Json json;
-  json["schema"] = kJsonSchema;
-  json["schema_version"] = kJsonVersion;
-  json["kind"] = kind;
+  Json json = bareDocument(kind);
   json["started_at"] = isoTime(session.started);
   json["finished_at"] = isoTime(session.finished);
   json["machine"] = {
@@ -224,10 +225,7 @@ std::string runJson(const Session& session) {
 }
 
 std::string historyJson(const std::vector<HistoryRecord>& records) {
-  Json json;
-  json["schema"] = kJsonSchema;
-  json["schema_version"] = kJsonVersion;
-  json["kind"] = "history";
+  Json json = bareDocument("history");
   json["records"] = Json::array();
   for (const HistoryRecord& record : records) {
     json["records"].push_back({{"time", record.time},
@@ -241,11 +239,23 @@ std::string historyJson(const std::vector<HistoryRecord>& records) {
   return dumped(json);
 }
 
+std::string helpJson(const std::string& text) {
+  Json json = bareDocument("help");
+  json["text"] = text;
+  return dumped(json);
+}
+
+std::string versionJson(const std::string& program, const std::string& module,
+                        const std::string& notice) {
+  Json json = bareDocument("version");
+  json["program_version"] = program;
+  json["module_version"] = textOrNull(module);
+  json["notices"] = notice.empty() ? Json::array() : Json{notice};
+  return dumped(json);
+}
+
 std::string errorJson(const std::string& sentence, ExitCode code) {
-  Json json;
-  json["schema"] = kJsonSchema;
-  json["schema_version"] = kJsonVersion;
-  json["kind"] = "error";
+  Json json = bareDocument("error");
   json["outcome"] = outcomeWord(code);
   json["exit_code"] = static_cast<int>(code);
   json["error"] = sentence;

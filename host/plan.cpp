@@ -168,6 +168,11 @@ class Planner {
                 option + ", without a blank: " + option +
                 (line_.moduleOptions.back().isLong ? "=" : "") + quoted(text) + "."};
       }
+      if (std::find(std::begin(kOperations), std::end(kOperations), text) !=
+          std::end(kOperations)) {
+        return {quoted(text) + " is an operation of a tool: " + std::string(kRecover) + " " + text +
+                "."};
+      }
       return {quoted(text) + " is neither a device number nor a tool; --help tells what there is."};
     }
     if (std::find(plan_.devices.begin(), plan_.devices.end(), number) != plan_.devices.end()) {
@@ -186,6 +191,10 @@ class Planner {
     if (tests) plan_.action = Action::RunTests;
     if (line_.show) plan_.action = Action::Show;
     if (line_.history) plan_.action = Action::History;
+    if (line_.list && !plan_.devices.empty()) {
+      return {
+          "--list shows all devices and takes no device numbers; --show tells about single ones."};
+    }
     if (plan_.action == Action::List && !plan_.devices.empty()) {
       return {
           "Nothing is said about what to do with the devices: choose tests with -Q or -E, a tool, "

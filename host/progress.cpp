@@ -8,8 +8,10 @@
 namespace ostria::host {
 namespace {
 
-constexpr unsigned kLineStep = 10;              // percent between two lines of a log
-constexpr std::chrono::seconds kQuietTime{30};  // a log gets a line at least this often
+// A log gets a line at every tenth percent, but not too often and not too seldom.
+constexpr unsigned kLineStep = 10;
+constexpr std::chrono::seconds kDenseTime{5};
+constexpr std::chrono::seconds kQuietTime{30};
 constexpr std::chrono::milliseconds kJsonInterval{200};
 
 }  // namespace
@@ -48,7 +50,7 @@ void Progress::begin(const std::string& kind, const std::string& id, std::uint32
   label_ = label;
   device_ = device;
   percent_ = 0;
-  lastLine_ = -1;
+  lastLine_ = 0;
   text_.clear();
   running_ = true;
   started_ = lastWritten_ = Steady::now();
@@ -76,9 +78,9 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
       break;
     case ProgressForm::Lines: {
       const int step = static_cast<int>(percent_ / kLineStep);
-      if (percent_ == 100 || (step <= lastLine_ && now - lastWritten_ < kQuietTime)) break;
-      if (percent_ == 0) break;
-      if (step == 0 && now - lastWritten_ < kQuietTime) break;
+      const auto silent = now - lastWritten_;
+      if (percent_ == 0 || percent_ == 100 || silent < kDenseTime) break;
+      if (step <= lastLine_ && silent < kQuietTime) break;
       lastLine_ = step;
       lastWritten_ = now;
       error_.write(label_ + ": " + std::to_string(percent_) + "%\n");

@@ -52,7 +52,7 @@ class Progress {
   std::string text_;
   std::uint32_t device_ = 0;
   std::uint8_t percent_ = 0;
-  int lastLine_ = -1;
+  int lastLine_ = 0;
   Steady::time_point started_;
   Steady::time_point lastWritten_;
 };

@@ -1,5 +1,6 @@
 #include "host/smart_report.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace ostria::host {
@@ -46,6 +47,17 @@ bool SmartRow::isBelowThreshold() const {
   const int limit = number(threshold);
   const int current = number(value);
   return limit > 0 && current >= 0 && current <= limit;
+}
+
+bool needsAttention(const SmartRow& row, const std::vector<SmartRow>& rows) {
+  if (!row.threshold.empty()) return row.isBelowThreshold();
+  const int data = number(row.data);
+  if (row.name == "Critical Warning") return data > 0;
+  if (row.name == "Percentage Used") return data >= 100;
+  if (row.name != "Avalable Spare" || data < 0) return false;
+  return std::any_of(rows.begin(), rows.end(), [data](const SmartRow& other) {
+    return other.name == "Available Spare Threshold" && data < number(other.data);
+  });
 }
 
 std::vector<SmartRow> readSmartReport(std::string_view text) {

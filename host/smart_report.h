@@ -19,6 +19,11 @@ struct SmartRow {
   bool isBelowThreshold() const;
 };
 
+/// Whether the row says that the device is failing or worn: a value at its threshold, or of an NVMe
+/// drive a critical warning, spare space below its limit, a life that is used up.
+/// @param rows  the whole report, of which `row` is one
+bool needsAttention(const SmartRow& row, const std::vector<SmartRow>& rows);
+
 /// Reads the report's text: an array of objects with text values. The values are not escaped, so a
 /// quotation mark inside one does not end it.
 std::vector<SmartRow> readSmartReport(std::string_view text);

@@ -1,5 +1,7 @@
 #include "host/terminal.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -157,13 +159,25 @@ std::string coloured(const std::string& text, Colour colour, bool enabled) {
 }
 
 void Output::write(std::string_view text) {
-  while (!closed_ && !text.empty()) {
+  while (failure_ == 0 && !text.empty()) {
     const ssize_t written = ::write(descriptor_, text.data(), text.size());
     if (written > 0) {
       text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (written < 0 && errno != EINTR && errno != EAGAIN) {
-      closed_ = true;
+    } else if (written < 0 && errno == EAGAIN) {
+      pollfd room{descriptor_, POLLOUT, 0};
+      poll(&room, 1, -1);
+    } else if (written < 0 && errno != EINTR) {
+      failure_ = errno;
     }
+  }
+}
+
+void holdStandardDescriptors() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
+    // The lowest free number is the one that is missing.
+    const int opened = open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY);
+    if (opened != descriptor) std::abort();
   }
 }
 

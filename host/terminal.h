@@ -40,11 +40,17 @@ class Output {
  public:
   explicit Output(int descriptor) : descriptor_(descriptor) {}
   void write(std::string_view text);
-  bool isClosed() const { return closed_; }
+  bool isClosed() const { return failure_ != 0; }
+  /// The system's error number of the write that failed, 0 for none.
+  int failure() const { return failure_; }
 
  private:
   int descriptor_;
-  bool closed_ = false;
+  int failure_ = 0;
 };
+
+/// Opens the standard descriptors that the program was started without. To be called before
+/// anything else is opened: a disk or a report must never get the number that output goes to.
+void holdStandardDescriptors();
 
 }  // namespace ostria::host

@@ -82,7 +82,8 @@ std::string smartTable(const std::vector<SmartRow>& rows, const TextStyle& style
   for (const SmartRow& row : rows) {
     const std::string name = harmless(row.name);
     if (!ata) {
-      out += propertyLine(row.name, row.data, 4, narrow ? 0 : 40, style);
+      const std::string field = propertyLine(row.name, row.data, 4, narrow ? 0 : 40, style);
+      out += needsAttention(row, rows) ? coloured(field, Colour::Red, style.colour) : field;
       continue;
     }
     std::string text =
@@ -167,11 +168,12 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
   std::string out = deviceHeading(device, style);
   out += propertyLine("Connection", device.connection + ", " + device.bus, 2, width, style);
   for (const ShownProperty& row : device.properties) {
-    out += propertyLine(row.label, row.value, 2, width, style);
+    if (!row.value.empty()) out += propertyLine(row.label, row.value, 2, width, style);
   }
   for (const ShownSection& section : device.sections) {
     out += line(section.title, 2, 2, style);
     for (const ShownProperty& row : section.properties) {
+      if (row.value.empty()) continue;
       out += propertyLine(row.label, row.value, 4, width == 0 ? 0 : width - 2, style);
     }
   }

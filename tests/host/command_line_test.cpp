@@ -92,6 +92,8 @@ TEST(CommandLineTest, WhatIsWrongIsSaidInOneSentence) {
       {{"-Mstorage", "-Qm", "4294967296"}, "neither a device number"},
       {{"-Mstorage", "-Qm", "--", "-1"}, "\"-1\" is neither a device number"},
       {{"-Mstorage", "0"}, "what to do with the devices"},
+      {{"-Mstorage", "--list", "0"}, "--list shows all devices"},
+      {{"-Mstorage", "scan", "0"}, "recover scan"},
       {{"-Mstorage", "recover"}, "recover needs to know"},
       {{"-Mstorage", "recover", "destroy"}, "cannot do \"destroy\""},
       {{"-Mstorage", "recover", "repair"}, "name the device numbers"},

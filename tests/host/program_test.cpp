@@ -58,7 +58,8 @@ TEST(ProgramTest, EndsWithTheWorstOutcome) {
       {{"recover", "filterDevices"}, 0},
       {{"-Qm", "2"}, 2},
       {{"-En(ERROR_LIMIT=x)"}, 2},
-      {{"--config", "/nonexistent.ini"}, 2},
+      {{"--config", "/nonexistent.ini"}, 0},  // no file, no settings
+      {{"--config", "/"}, 2},
       {{"--virtual=/nonexistent.json"}, 2},
       {{"-Qm", "--report", "/nonexistent/report.html"}, 2},
       {{"--help"}, 0},
@@ -104,9 +105,13 @@ TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
     const json tool = document(run({"--json", "recover", operation, "1", "--assume=yes"}));
     EXPECT_EQ(tool.at("operation"), operation);
   }
-  const json error = document(run({"--json", "-Qz"}));
+  EXPECT_THAT(document(run({"--json", "--help"})).at("text"), HasSubstr("--json"));
+  EXPECT_EQ(document(run({"--json", "--version"})).at("module_version"), "4.46.0.0");
+  json error = document(run({"--json", "-Qz"}));
   EXPECT_EQ(error.at("kind"), "error");
   EXPECT_EQ(error.at("exit_code"), 2);
+  error.erase("error");
+  EXPECT_NE(schemaComplaint(error), "");
 }
 
 // Whoever changes a key of the output gives the form a new version, here and in the program.
@@ -117,8 +122,8 @@ TEST(ProgramTest, SchemaVersionChangesWithTheSchema) {
   for (const char c : schema.dump()) {
     print = (print ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
   }
-  EXPECT_EQ(schema.at("properties").at("schema_version").at("const"), "1.0");
-  EXPECT_EQ(print, 2725762120471679883U);
+  EXPECT_EQ(schema.at("properties").at("schema_version").at("const"), "1.1");
+  EXPECT_EQ(print, 3519363799690294048U);
 }
 
 TEST(ProgramTest, ProgressAsJsonLines) {
@@ -179,11 +184,30 @@ TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreTold) {
   EXPECT_THAT(program.output, HasSubstr("Stopped before it began."));
 }
 
-TEST(ProgramTest, ClosedOutputEndsQuietly) {
+TEST(ProgramTest, ClosedOutputEndsTheRun) {
   Program program(OSTRIA_FAKE_DIR, onFake({"-Qm,s", "0", "1"}));
   program.closeOutput();
   EXPECT_EQ(program.finish(), 4);
   EXPECT_THAT(program.errors, Not(HasSubstr("Stopping")));
+  EXPECT_THAT(program.errors, HasSubstr("Nobody reads the output any more"));
+}
+
+// What is lost is told, and the exit code says that it is lost. A program without a standard output
+// must not write its text to the next file that it opens.
+TEST(ProgramTest, OutputThatCannotBeWrittenIsNoSuccess) {
+  const auto shell = [](const std::string& command) {
+    const int status = std::system(
+        (OSTRIA_FAKE_DIR "/OstriaDiagnosticsCLI --virtual -Mstorage " + command).c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  };
+  const std::string told = testing::TempDir() + "told.txt";
+  EXPECT_EQ(shell("--json >/dev/full 2>" + told), 6);
+  std::ifstream file(told);
+  std::string sentence;
+  std::getline(file, sentence);
+  EXPECT_THAT(sentence, HasSubstr("The output cannot be written: No space left on device."));
+  EXPECT_EQ(shell("-Qm 0 <&- >&- 2>&-"), 0);
+  std::filesystem::remove(told);
 }
 
 TEST(ProgramTest, NarrowTerminalIsNeverOverrun) {

@@ -68,7 +68,15 @@ class Checker {
         std::string complaint = check(value[i], rule, at + "/" + std::to_string(i));
         if (!complaint.empty()) return complaint;
       }
-    } else if (word != "$schema" && word != "$id" && word != "title" && word != "$defs") {
+    } else if (word == "allOf") {
+      for (const json& inner : rule) {
+        std::string complaint = check(value, inner, at);
+        if (!complaint.empty()) return complaint;
+      }
+    } else if (word == "if") {
+      if (check(value, rule, at).empty()) return check(value, schema.at("then"), at);
+    } else if (word != "then" && word != "$schema" && word != "$id" && word != "title" &&
+               word != "$defs") {
       return "the schema uses " + word + ", which this check does not know";
     }
     return good ? std::string() : at + " breaks " + word + ": " + value.dump();

@@ -134,6 +134,24 @@ TEST(VirtualPcProgramTest, ToolsReportWhatTheyFound) {
   EXPECT_EQ(filter.at("tool_runs").size(), filter.at("devices").size());
 }
 
+TEST(VirtualPcProgramTest, WithoutRightsOrDrivesThereIsOneSentence) {
+  const std::string path = testing::TempDir() + "empty_pc.json";
+  const std::tuple<const char*, int, const char*> rows[] = {
+      {R"({"format": 1, "drives": []})", 3, "No storage device was found."},
+      {R"({"format": 1, "drives": [], "administrator": false})", 6, "without the rights of an"},
+  };
+  for (const auto& [text, code, sentence] : rows) {
+    std::ofstream(path) << text;
+    for (const char* what : {"--list", "-Q"}) {
+      Program program(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage", what});
+      EXPECT_EQ(program.finish(), code) << text;
+      EXPECT_EQ(program.output, "");
+      EXPECT_THAT(program.errors, testing::HasSubstr(sentence));
+      EXPECT_EQ(std::count(program.errors.begin(), program.errors.end(), '\n'), 1);
+    }
+  }
+}
+
 TEST(VirtualPcProgramTest, BrokenMachineFileNamesItsPlace) {
   const std::string path = testing::TempDir() + "broken.json";
   for (const char* text : {"{", "[]", "{\"drives\": [{\"kind\": 7}]}", ""}) {
