@@ -1,6 +1,7 @@
 #include "host/test_runner.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace ostria::host {
 namespace {
@@ -171,9 +172,11 @@ UsageError checkParameters(const Plan& plan, const Catalogue& catalogue, const T
     if (entry.test->checkParameters(parametersOf(*entry.test, choice.parameters), issues)) continue;
     std::string sentence = texts.text(entry.nameKey);
     bool unknown = false;
+    const char* separator = ": ";
     for (const ParameterIssue& issue : issues) {
       if (issue.kind == ParameterIssue::None) continue;
-      sentence += ": " + issue.parameter.key + ": " + texts.message(issue.message);
+      sentence += std::exchange(separator, "; ") + issue.parameter.key + ": " +
+                  texts.message(issue.message);
       unknown = unknown || issue.kind == ParameterIssue::UnknownParameter;
     }
     if (unknown) {

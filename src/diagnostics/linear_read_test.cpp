@@ -17,6 +17,8 @@ namespace {
 
 std::mt19937_64 generator(static_cast<std::uint64_t>(std::time(nullptr)));
 
+constexpr std::uint64_t smallestBlock = 127;  // that the search for a block size tries
+
 std::uint64_t share(std::uint64_t whole, double percent) {
   return static_cast<std::uint64_t>(static_cast<double>(whole) * percent * 0.01);
 }
@@ -82,12 +84,15 @@ TestResult LinearReadTest::samplePass() {
   sectorBytes_ = sectorBufferBytes(properties);
   blockSectors_ = component_->preferredReadBlock();
   badBlocks_.clear();
-  // A device that reads no block at all, not even at its start, has nothing to sample.
-  if (blockSectors_ == 0) return TestResult::CouldNotStart;
   if (properties.totalSectors == 0) {
     showThenLog(listener_, log_, keys::DeviceCommunicationFailure, Statement);
     return TestResult::Stopped;
   }
+  // No block fits on so small a disk, so the disk is one.
+  if (blockSectors_ == 0 && properties.totalSectors < smallestBlock)
+    blockSectors_ = properties.totalSectors;
+  // A device that reads no block at all, not even at its start, has nothing to sample.
+  if (blockSectors_ == 0) return TestResult::CouldNotStart;
   const std::uint64_t bufferBytes = blockSectors_ * sectorBytes_;
   if (bufferBytes > std::numeric_limits<std::uint32_t>::max()) return TestResult::Stopped;
   const std::unique_ptr<std::uint8_t[]> buffer(
