@@ -1,0 +1,165 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "tests/support/module_bench.h"
+#include "tests/support/told.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr std::uint32_t shortTest = 5;
+constexpr std::uint32_t driveTest = 6;
+constexpr std::uint32_t defaultTest = 7;
+constexpr std::uint32_t extendedTest = 10;
+constexpr std::uint32_t conveyanceTest = 18;
+constexpr std::uint8_t inProgress = 15;
+constexpr std::uint8_t abortedByHost = 1;
+
+std::string routine(int code, int seconds, const std::string& more = "") {
+  return R"("smart": {"self_tests": [{"code": )" + std::to_string(code) + R"(, "seconds": )" +
+         std::to_string(seconds) + "}]" + more + "}";
+}
+std::string ending(int code, int outcome, const std::string& lba = "", int seconds = 40) {
+  return R"("smart": {"self_tests": [{"code": )" + std::to_string(code) + R"(, "seconds": )" +
+         std::to_string(seconds) + R"(, "outcome": )" + std::to_string(outcome) +
+         (lba.empty() ? "" : R"(, "failing_lba": )" + lba) + "}]}";
+}
+
+struct SelfTestBench : ModuleBench {
+  explicit SelfTestBench(const std::vector<std::string>& drives) : ModuleBench(machineOf(drives)) {
+    scan(static_cast<std::uint32_t>(drives.size()));
+  }
+  std::string run(std::uint32_t diagnostic, std::uint32_t item, std::uint32_t index = 0,
+                  unsigned abortFromPoll = FakeHost::never) {
+    FakeHost host(manager().component(index));
+    host.abortFromPoll = abortFromPoll;
+    const TestResult result = test(diagnostic, item).run(&host);
+    return told(host, result);
+  }
+  /// What the drive says of its newest routine.
+  std::uint8_t status(std::uint32_t index = 0) {
+    std::uint8_t status = 0xFF;
+    EXPECT_EQ(device(index).storageProtocol()->GetSelfTestResult(&status), ProtocolResult::Success);
+    return status;
+  }
+  std::uint64_t seconds() { return machine().clock().now() / virtual_pc::MicrosecondsPerSecond; }
+};
+
+TEST(SelfTestRoad, EachOutcomeOfADriveHasItsVerdict) {
+  const std::string hinted =
+      " / log 0 POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE / 100 same = 1";
+  const std::string passed = " / 100 / 100 = 0";
+  const std::string aborted = " / log 0 SELF_TEST_ABORTED_BY_EXTERNAL_FACTOR / 100 same / 100 = 5";
+  const std::string unclear = " / log 0 INCONCLUSIVE_RESULT / 100 same / 100 = 5";
+  const std::string sector =
+      " / log 2 READ_ERROR_DETECTED / log 2 READING_SECTOR 300000 / 100 same / 100" + hinted;
+  const auto fault = [&](const std::string& key) {
+    return " / log 2 " + key + " / 100 same / 100" + hinted;
+  };
+  const std::vector<std::pair<std::string, std::string>> verdicts = {
+      {passed, passed},
+      {aborted, aborted},
+      {aborted, aborted},
+      {fault("CRITICAL_INTERRUPTION_DETECTED"), sector},
+      {fault("UNKNOWN_ERROR_DETECTED"), sector},
+      {fault("ELECTRICAL_ERROR_DETECTED"), sector},
+      {fault("SEEK_ERROR_DETECTED"), sector},
+      {sector, sector},
+      {fault("HANDLING_DAMAGE_DETECTED"), unclear},
+  };
+  std::vector<std::string> drives;
+  for (const char* kind : {"sata", "sas"})
+    for (int outcome = 0; outcome < 9; ++outcome)
+      drives.push_back(driveOf(kind, std::string(kind) + std::to_string(outcome),
+                               ending(1, outcome, outcome < 3 ? "" : "300000")));
+  drives.push_back(driveOf("sas", "NONE", ending(1, 7)));
+  SelfTestBench bench(drives);
+  for (std::uint32_t i = 0; i < 9; ++i) {
+    const std::string ata = bench.run(ModuleBench::quick, shortTest, i);
+    const std::string scsi = bench.run(ModuleBench::quick, shortTest, 9 + i);
+    EXPECT_THAT(ata, EndsWith(verdicts[i].first)) << i;
+    EXPECT_THAT(scsi, EndsWith(verdicts[i].second)) << i;
+    EXPECT_THAT(ata, StartsWith("0 / 2"));
+    EXPECT_THAT(scsi, StartsWith("0 / 2"));
+  }
+  EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, 18), EndsWith(" / 75 / 100 / 100" + hinted))
+      << "a failure without an address";
+}
+
+TEST(SelfTestRoad, EachRoutineReachesItsDrive) {
+  SelfTestBench bench({driveOf("sata", "C", R"("rotation_rate": 7200, )" + routine(3, 60)),
+                       driveOf("sata", "D", R"("rotation_rate": 7200, )" + routine(80, 60)),
+                       driveOf("sas", "X", ending(2, 7, "4711")),
+                       driveOf("sas", "U", routine(0, 20)),
+                       driveOf("sas", "V", ending(0, 4, "20", 20))});
+  EXPECT_THAT(bench.run(ModuleBench::extended, conveyanceTest, 0), EndsWith(" / 100 / 100 = 0"));
+  EXPECT_THAT(bench.run(ModuleBench::quick, driveTest, 1), EndsWith(" / 100 / 100 = 0"));
+  EXPECT_THAT(bench.run(ModuleBench::extended, extendedTest, 2), HasSubstr("READING_SECTOR 4711"));
+  EXPECT_EQ(bench.run(ModuleBench::quick, defaultTest, 3), "100 / 100 = 0");
+  EXPECT_THAT(bench.run(ModuleBench::quick, defaultTest, 4),
+              StartsWith("100 / 100 / log 0 POSSIBLE"));
+  // None of them knows the short routine.
+  for (std::uint32_t i = 0; i < 5; ++i)
+    EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, i),
+                EndsWith("100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3"));
+}
+
+TEST(SelfTestRoad, AnotherRoutineIsStoppedFirst) {
+  const std::string found = "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 1 same / ";
+  const std::string running = R"(, "running_self_test": 1)";
+  for (const char* kind : {"sata", "sas"}) {
+    SelfTestBench bench({driveOf(kind, "BUSY", routine(1, 100, running))});
+    ASSERT_EQ(bench.status(), inProgress);
+    const std::string heard = bench.run(ModuleBench::quick, shortTest);
+    EXPECT_THAT(
+        heard, StartsWith(found +
+                          "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / log 1 same / 0 / "));
+    EXPECT_THAT(heard, EndsWith(" / 100 / 100 = 0"));
+  }
+  SelfTestBench stubborn({driveOf("sata", "STUBBORN",
+                                  routine(1, 100, running + R"(, "self_test_abortable": false)"))});
+  EXPECT_EQ(stubborn.run(ModuleBench::quick, shortTest),
+            found + "100 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 3 same / 100 = 5");
+}
+
+TEST(SelfTestRoad, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
+  for (const char* kind : {"sata", "sas"}) {
+    SCOPED_TRACE(kind);
+    SelfTestBench bench({driveOf(kind, "LONG", routine(1, 5000))});
+    EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, 0, 300), EndsWith(" / 100 / 100 = 4"));
+    EXPECT_EQ(bench.status(), abortedByHost);
+    const std::uint64_t before = bench.seconds();
+    EXPECT_THAT(bench.run(ModuleBench::quick, shortTest),
+                EndsWith(" / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5"));
+    EXPECT_EQ(bench.status(), abortedByHost);
+    EXPECT_NEAR(static_cast<double>(bench.seconds() - before), 600, 2);
+
+    // Gone at the third poll.
+    const std::string poll =
+        kind[1] == 'a' && kind[2] == 't' ? R"("command": 176, "detail": 208)" : R"("command": 3)";
+    SelfTestBench lost({driveOf(
+        kind, "LOST",
+        routine(1, 500) + R"(, "faults": [{"action": "vanish", "occurrence": 9, )" + poll + "}]")});
+    EXPECT_THAT(lost.run(ModuleBench::quick, shortTest),
+                EndsWith(" / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4"));
+  }
+}
+
+TEST(SelfTestRoad, TwoHoursCostNoRealTime) {
+  SelfTestBench bench({driveOf("sas", "SLOW", routine(2, 7200))});
+  const std::uint64_t before = bench.seconds();
+  const auto started = std::chrono::steady_clock::now();
+  EXPECT_THAT(bench.run(ModuleBench::extended, extendedTest),
+              EndsWith(" / 98 / 98 / 100 / 100 = 0"));
+  EXPECT_GE(bench.seconds() - before, 7200U);
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing

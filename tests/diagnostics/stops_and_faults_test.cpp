@@ -1,0 +1,196 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string_view>
+
+#include "tests/support/module_bench.h"
+#include "tests/support/watched_drive.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+// Whatever interrupts the tests that read and the self-tests: the user, the system, a call that
+// fails, a drive that goes.
+
+const std::string eventKey =
+    "TEST_ABORTED_BECAUSE_A_SYSTEM_EVENT_THAT_COULD_COMPROMISE_THE_OUTCOME_HAS_HAPPENED";
+
+/// A small drive that all the tests take and that is read in blocks of 127 sectors.
+std::string smallDrive(const std::string& kind, bool smartEnabled) {
+  return R"("kind": ")" + kind + R"(", "model": "SMALL", "serial": "SMALL1", "size_sectors": 20000,
+      "rotation_rate": 7200,
+      "bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}],
+      "smart": {"enabled": )" +
+         (smartEnabled ? "true" : "false") + R"(, "self_tests": [{"code": 0, "seconds": 5},
+         {"code": 1, "seconds": 45}, {"code": 2, "seconds": 45}, {"code": 3, "seconds": 45},
+         {"code": 80, "seconds": 45}]})";
+}
+
+/// A test, a drive for it, and how it may be interrupted.
+struct Subject {
+  std::string_view name;
+  std::string_view kind;
+  std::uint32_t diagnostic;
+  std::uint32_t item;
+  unsigned command;  ///< during which the user aborts, in the midst of the work; 0: it has no midst
+  unsigned more;     ///< commands that may follow it, what stops the drive's routine included
+  bool scans;  ///< notes each bad block, whatever the reason, and tells an event whenever it comes
+  bool swept;
+
+  /// A SATA drive whose SMART data cannot be read takes no self-test.
+  bool smartEnabled() const { return kind == "sata" && (item == 5 || item == 6 || item == 18); }
+};
+constexpr Subject subjects[] = {
+    {"Targeted", "sata", 0, 2, 30, 1, false, true},
+    {"Random", "sata", 0, 3, 30, 0, false, true},
+    {"Funnel", "sata", 0, 4, 150, 1, false, false},
+    {"RandomOfSas", "sas", 0, 3, 30, 0, false, false},
+    {"FunnelOfSas", "sas", 0, 4, 150, 1, false, true},
+    {"Short", "sata", 0, 5, 20, 3, false, true},
+    {"ShortOfSas", "sas", 0, 5, 7, 2, false, true},
+    {"Drive", "sata", 0, 6, 20, 3, false, false},
+    {"Default", "sas", 0, 7, 0, 0, false, true},
+    {"ExtendedRandom", "sas", 1, 8, 30, 0, false, false},
+    {"ExtendedFunnel", "sas", 1, 9, 150, 1, false, false},
+    {"Extended", "sas", 1, 10, 7, 2, false, false},
+    {"Conveyance", "sata", 1, 18, 20, 3, false, true},
+    {"Linear", "sas", 1, 16, 5, 0, true, true},
+    {"Scan", "sata", 1, 13, 5, 0, true, true},
+};
+
+class Interrupted : public ::testing::TestWithParam<Subject> {
+ protected:
+  struct Bench : ModuleBench {
+    explicit Bench(const Subject& subject)
+        : ModuleBench(machineOf({smallDrive(std::string(subject.kind), subject.smartEnabled())})) {
+      scan(1);
+      // The search for a block size is no part of what is watched.
+      if (subject.scans) {
+        EXPECT_EQ(device(0).preferredReadBlock(), 127);
+      }
+    }
+    TestResult run(FakeHost& host) {
+      return test(GetParam().diagnostic, GetParam().item).run(&host);
+    }
+    FakeHost host() { return FakeHost(manager().component(0)); }
+  };
+  /// What the last progress report says.
+  static std::string lastProgress(const FakeHost& host) {
+    const auto line = std::find_if(host.heard.rbegin(), host.heard.rend(),
+                                   [](const auto& heard) { return heard.starts_with("progress"); });
+    return line == host.heard.rend() ? "" : line->substr(9, 3);
+  }
+};
+
+TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
+  const Subject& subject = GetParam();
+  for (const bool byEvent : {false, true}) {
+    Bench bench(subject);
+    FakeHost atOnce = bench.host();
+    (byEvent ? atOnce.eventFromPoll : atOnce.abortFromPoll) = 0;
+    EXPECT_EQ(bench.run(atOnce), TestResult::Stopped);
+    EXPECT_EQ(atOnce.count("log 0 " + eventKey), byEvent ? 1U : 0U);
+    if (subject.command == 0) continue;
+
+    FakeHost host = bench.host();
+    WatchedDrive watch(*bench.machine().drives()[0]);
+    watch.onCommand = [&] {
+      if (watch.commands == subject.command)
+        (byEvent ? host.eventFromPoll : host.abortFromPoll) = host.polls;
+    };
+    EXPECT_EQ(bench.run(host), TestResult::Stopped);
+    EXPECT_GE(watch.commands, subject.command);
+    EXPECT_LE(watch.commands, subject.command + subject.more);
+    EXPECT_EQ(lastProgress(host), "100");
+    EXPECT_EQ(host.count("log 0 " + eventKey), byEvent && subject.scans ? 1U : 0U);
+    watch.onCommand = {};
+    EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
+    std::uint8_t status = 0;
+    StorageProtocol& protocol = *bench.device(0).storageProtocol();
+    if (subject.kind == "sata") {
+      EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::Success);
+    }
+    EXPECT_EQ(protocol.GetSelfTestResult(&status), ProtocolResult::Success);
+    EXPECT_NE(status, 15) << "the drive's routine was stopped";
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Tests, Interrupted, ::testing::ValuesIn(subjects),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+class ReadingFaultSweep : public Interrupted {
+ protected:
+  /// @return the calls into the system that the test made
+  std::uint64_t runOnce(std::uint64_t failAt, std::uint64_t goneFrom) {
+    // What the scans do leaves nothing behind, and the search for their block size is long.
+    if (bench_ == nullptr || !GetParam().scans) {
+      bench_.reset();
+      bench_ = std::make_unique<Bench>(GetParam());
+    }
+    return runOnce(*bench_, failAt, goneFrom);
+  }
+  std::uint64_t runOnce(Bench& bench, std::uint64_t failAt, std::uint64_t goneFrom) {
+    constexpr std::uint32_t deviceNotConnected = 1167;
+    FakeHost host = bench.host();
+    const std::size_t handles = virtual_pc::openHandles();
+    bench.faults().reset();
+    bench.faults().failCall(failAt, deviceNotConnected);
+    bench.faults().goneFrom(goneFrom);
+    const TestResult result = bench.run(host);
+    const std::uint64_t calls = bench.faults().calls();
+    bench.faults().reset();
+    const auto number = static_cast<std::uint32_t>(result);
+    EXPECT_TRUE(number <= 6 && number != 2) << number;
+    if (!host.heard.empty()) {
+      EXPECT_EQ(lastProgress(host), "100");
+    }
+    if (failAt == 0 && goneFrom == 0) {
+      EXPECT_EQ(result, TestResult::Passed);
+    }
+    if (goneFrom != 0 && goneFrom + 8 < calls_) {
+      EXPECT_NE(result, TestResult::Passed) << "the drive was gone";
+    }
+    if (!GetParam().scans) {
+      EXPECT_NE(result, TestResult::Failed) << "a lost call is no fault of the drive";
+    }
+    EXPECT_EQ(virtual_pc::openHandles(), handles);
+    if (goneFrom == 0) {
+      EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
+    }
+    return calls;
+  }
+
+  std::uint64_t calls_ = 0;  ///< of a run without a fault
+
+ private:
+  std::unique_ptr<Bench> bench_;
+};
+
+TEST_P(ReadingFaultSweep, EveryFailingCallHasADocumentedEnd) {
+  const std::uint64_t calls = calls_ = runOnce(0, 0);
+  // All calls at both ends, where a test prepares and closes; of thousands of like ones a few.
+  std::set<std::uint64_t> chosen;
+  for (std::uint64_t i = 1; i <= std::min<std::uint64_t>(calls, 24); ++i)
+    chosen.insert({i, calls + 1 - std::min<std::uint64_t>(i, 8)});
+  for (std::uint64_t i = 1; i < 6; ++i) chosen.insert(std::max<std::uint64_t>(calls * i / 6, 1));
+  for (const std::uint64_t call : chosen) {
+    SCOPED_TRACE("call " + std::to_string(call) + " of " + std::to_string(calls));
+    runOnce(call, 0);
+    runOnce(0, call);
+  }
+}
+
+std::vector<Subject> sweptSubjects() {
+  std::vector<Subject> swept;
+  std::copy_if(std::begin(subjects), std::end(subjects), std::back_inserter(swept),
+               [](const Subject& subject) { return subject.swept; });
+  return swept;
+}
+INSTANTIATE_TEST_SUITE_P(Tests, ReadingFaultSweep, ::testing::ValuesIn(sweptSubjects()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace ostria::storage::testing

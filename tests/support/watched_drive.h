@@ -1,0 +1,91 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "transport/byte_order.h"
+#include "virtual_pc/devices/drive.h"
+
+namespace ostria::storage::testing {
+
+/// Stands before a drive of the virtual PC and sees every command that the system sends to it.
+class WatchedDrive {
+ public:
+  struct Read {
+    std::uint64_t lba;
+    std::uint64_t count;
+    bool operator==(const Read&) const = default;
+  };
+
+  explicit WatchedDrive(virtual_pc::Drive& drive) {
+    if (drive.ata) Before<virtual_pc::AtaTarget, virtual_pc::AtaExchange>::put(drive.ata, *this);
+    Before<virtual_pc::ScsiTarget, virtual_pc::ScsiExchange>::put(drive.scsi, *this);
+  }
+  WatchedDrive(const WatchedDrive&) = delete;
+  WatchedDrive& operator=(const WatchedDrive&) = delete;
+
+  /// Reads by ATA and SCSI commands, in their order. ATA commands count on either road.
+  std::vector<Read> reads;
+  std::map<std::uint8_t, unsigned> ataCommands;
+  std::map<std::uint8_t, unsigned> scsiCommands;
+  unsigned commands = 0;
+  /// Called with each command, after it was counted.
+  std::function<void()> onCommand;
+
+  void forget() {
+    reads.clear();
+    ataCommands.clear();
+    scsiCommands.clear();
+    commands = 0;
+  }
+
+ private:
+  template <typename Target, typename Exchange>
+  class Before final : public Target {
+   public:
+    static void put(std::unique_ptr<Target>& place, WatchedDrive& watch) {
+      place = std::make_unique<Before>(std::move(place), watch);
+    }
+    Before(std::unique_ptr<Target> drive, WatchedDrive& watch)
+        : drive_(std::move(drive)), watch_(watch) {}
+
+   private:
+    void perform(Exchange& exchange) override {
+      watch_.see(exchange);
+      drive_->execute(exchange);
+    }
+    std::unique_ptr<Target> drive_;
+    WatchedDrive& watch_;
+  };
+
+  void see(const virtual_pc::AtaExchange& exchange) {
+    note(exchange.in);
+    count();
+  }
+  void note(const virtual_pc::AtaTaskFile& in) {
+    ++ataCommands[in.command];
+    if (in.command == 0x24) reads.push_back({in.lba48(), in.count});
+    if (in.command == 0x20) reads.push_back({in.lba28(), in.count});
+  }
+  void see(const virtual_pc::ScsiExchange& exchange) {
+    const auto& cdb = exchange.cdb;
+    ++scsiCommands[cdb[0]];
+    if (cdb[0] == 0x28) reads.push_back({loadBe32(&cdb[2]), loadBe16(&cdb[7])});
+    if (cdb[0] == 0xA8) reads.push_back({loadBe32(&cdb[2]), loadBe32(&cdb[6])});
+    if (cdb[0] == 0x88) reads.push_back({loadBe64(&cdb[2]), loadBe32(&cdb[10])});
+    // ATA commands on their way through SAT.
+    const auto pair = [&](int high) { return loadBe16(&cdb[static_cast<std::size_t>(high)]); };
+    if (cdb[0] == 0x85) note({pair(3), pair(5), pair(7), pair(9), pair(11), cdb[13], cdb[14]});
+    if (cdb[0] == 0xA1) note({cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]});
+    count();
+  }
+  void count() {
+    ++commands;
+    if (onCommand) onCommand();
+  }
+};
+
+}  // namespace ostria::storage::testing
