@@ -13,7 +13,12 @@ std::string_view builtInMachineText() {
     {"name": "usb", "bus": 0, "device": 20, "function": 0,
      "hardware_id": "PCI\\VEN_1AF4&DEV_1E31&CC_0C03", "description": "USB mass storage"},
     {"name": "sas", "bus": 3, "device": 0, "function": 0,
-     "hardware_id": "PCI\\VEN_1AF4&DEV_0097&CC_0107", "description": "Serial attached SCSI controller"}
+     "hardware_id": "PCI\\VEN_1AF4&DEV_0097&CC_0107", "description": "Serial attached SCSI controller"},
+    {"name": "raid", "bus": 0, "device": 31, "function": 2,
+     "hardware_id": "PCI\\VEN_8086&DEV_2822&CC_0104", "description": "Chipset RAID controller",
+     "driver_provider": "Chipset Drivers", "driver_version": "17.8.1.4",
+     "csmi": {"bios_version": [17, 8, 0, 4507], "raid_sets": [
+       {"type": 2, "capacity_mebibytes": 243, "drives": ["mirror-1", "mirror-2"]}]}}
   ],
   "drives": [
     {"name": "hdd", "kind": "sata", "controller": "sata", "model": "VIRTUAL HDD 20GB",
@@ -163,7 +168,17 @@ std::string_view builtInMachineText() {
     {"name": "sd", "kind": "sd", "model": "VSD2", "serial": "VPC-SD-0001", "firmware": "1.0",
      "size_sectors": 3919860, "removable": false,
      "layout": {"style": "mbr", "partitions": [
-       {"start_sector": 2048, "sectors": 3917812, "type": 12}]}}
+       {"start_sector": 2048, "sectors": 3917812, "type": 12}]}},
+    {"name": "mirror-1", "kind": "sata", "controller": "raid", "model": "VIRTUAL MIRROR 256MB",
+     "serial": "VPC-RAID-0001", "firmware": "VR01", "size_sectors": 524288, "rotation_rate": 7200,
+     "smart": {"attributes": [
+       {"id": 5, "value": 100, "threshold": 10, "flags": 51}, {"id": 9, "value": 95, "raw": 4212},
+       {"id": 194, "value": 33, "raw": 33, "flags": 34}]}},
+    {"name": "mirror-2", "kind": "sata", "controller": "raid", "model": "VIRTUAL MIRROR 256MB",
+     "serial": "VPC-RAID-0002", "firmware": "VR01", "size_sectors": 524288, "rotation_rate": 7200,
+     "smart": {"attributes": [
+       {"id": 5, "value": 100, "threshold": 10, "flags": 51}, {"id": 9, "value": 95, "raw": 4212},
+       {"id": 194, "value": 34, "raw": 34, "flags": 34}]}}
   ],
   "volumes": [
     {"letter": "C", "drive": "hdd", "partition": 3, "label": "System", "serial": 2720934481,
