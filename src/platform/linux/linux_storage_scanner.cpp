@@ -37,16 +37,27 @@ void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, st
   joinVolume(facts, entry);
   entry.mountPoints.clear();
   const std::vector<std::uint32_t> devices = tree.withHolders(path);
+  const std::vector<std::uint32_t> alone = tree.withSoleHolders(path);
+  const auto isAmong = [](const std::vector<std::uint32_t>& numbers, std::uint32_t wanted) {
+    return std::find(numbers.begin(), numbers.end(), wanted) != numbers.end();
+  };
+  const std::uint64_t partitionBytes = entry.sizeBytes;
   for (const MountEntry& mount : mounts) {
     const bool own = mount.device == number || mount.source == node;
-    const bool above = std::find(devices.begin(), devices.end(), mount.device) != devices.end();
+    const bool above = isAmong(devices, mount.device);
     const auto& known = entry.mountPoints;
     if ((!own && !above) || std::find(known.begin(), known.end(), mount.target) != known.end())
       continue;
     VolumeFacts there;
     there.root = mount.target;
-    // A volume above may span several disks: its sizes are not the partition's.
-    if (own) addSpace(mount.target, ntfs, there);
+    const bool first = entry.mountPoints.empty();
+    if (own || (first && isAmong(alone, mount.device))) addSpace(mount.target, ntfs, there);
+    if (!own && first) {
+      // The size of a volume above is not the partition's, nor is space on other disks: none of
+      // that counts as free here.
+      const std::uint64_t free = there.space ? there.space->free : 0;
+      there.space = VolumeFacts::Space{partitionBytes, std::min(free, partitionBytes)};
+    }
     joinVolume(there, entry);
   }
 }

@@ -147,6 +147,14 @@ std::vector<SysfsPartition> SysfsTree::partitions(const SysfsDisk& disk) const {
 }
 
 std::vector<std::uint32_t> SysfsTree::withHolders(const std::string& devicePath) const {
+  return climb(devicePath, false);
+}
+
+std::vector<std::uint32_t> SysfsTree::withSoleHolders(const std::string& devicePath) const {
+  return climb(devicePath, true);
+}
+
+std::vector<std::uint32_t> SysfsTree::climb(const std::string& devicePath, bool soleHolders) const {
   std::vector<std::uint32_t> numbers;
   std::vector<std::string> pending = {devicePath};
   while (!pending.empty()) {
@@ -155,8 +163,10 @@ std::vector<std::uint32_t> SysfsTree::withHolders(const std::string& devicePath)
     const auto number = parseDeviceNumber(attribute(path, "dev"));
     if (!number || std::find(numbers.begin(), numbers.end(), *number) != numbers.end()) continue;
     numbers.push_back(*number);
-    for (const std::string& holder : namesIn(path + "/holders"))
-      pending.push_back(path + "/holders/" + holder);
+    for (const std::string& name : namesIn(path + "/holders")) {
+      const std::string holder = path + "/holders/" + name;
+      if (!soleHolders || namesIn(holder + "/slaves").size() == 1) pending.push_back(holder);
+    }
   }
   return numbers;
 }

@@ -46,6 +46,8 @@ class SysfsTree {
   std::vector<SysfsPartition> partitions(const SysfsDisk& disk) const;
   /// dev_t of a device and of all that is built upon it (mapped devices, RAID), itself first.
   std::vector<std::uint32_t> withHolders(const std::string& devicePath) const;
+  /// Those of them that lie on this device alone, and on no other beside it.
+  std::vector<std::uint32_t> withSoleHolders(const std::string& devicePath) const;
 
   StorageBusKind busKind(const SysfsDisk& disk) const;
   DeviceConnection connection(const SysfsDisk& disk) const;
@@ -58,6 +60,7 @@ class SysfsTree {
   std::string attribute(const std::string& folder, const std::string& name) const;
 
  private:
+  std::vector<std::uint32_t> climb(const std::string& devicePath, bool soleHolders) const;
   std::optional<SysfsDisk> diskAt(const std::string& name) const;
   /// Folder of the controller, other than `path` for the merged form of a multipath drive.
   std::string placeOf(const SysfsDisk& disk) const;

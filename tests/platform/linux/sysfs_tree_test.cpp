@@ -167,6 +167,9 @@ TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
   fs::create_directories(crypt / "holders");
   fs::create_directory_symlink(crypt, part / "holders/dm-0");
   fs::create_directory_symlink(volume, crypt / "holders/dm-1");
+  // The volume has a piece on another disk beside it.
+  for (const char* slave : {"dm-0/slaves/sda2", "dm-1/slaves/dm-0", "dm-1/slaves/sdb1"})
+    fs::create_directories(root / "sys/devices/virtual/block" / slave);
 
   const auto partitions = tree().partitions(find("sda"));
   ASSERT_EQ(partitions.size(), 1U);
@@ -174,6 +177,8 @@ TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
   EXPECT_EQ(partitions[0].node, "/dev/sda2");
   EXPECT_EQ(tree().withHolders(partitions[0].path),
             (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0), deviceNumberOf(254, 1)}));
+  EXPECT_EQ(tree().withSoleHolders(partitions[0].path),
+            (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0)}));
 }
 
 TEST(SysfsTree, DeviceNumbersAreTheKernelsThirtyTwoBits) {
