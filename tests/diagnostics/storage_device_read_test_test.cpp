@@ -79,6 +79,12 @@ TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
   EXPECT_EQ(host.heard[3], "log 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.count("log 0 FINAL_SIZE: 1"), 1u);
 
+  // The middle stretch would end behind the last sector.
+  resize(2 * perGiB);
+  ASSERT_TRUE(configure({{"INITIAL_SIZE", "1"}, {"CENTRAL_SIZE", "1"}, {"FINAL_SIZE", "0"}}));
+  EXPECT_EQ(run(), TestResult::CouldNotStart);
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, perGiB - 2}}));
+
   host.heard.clear();
   resize(100'000);
   ASSERT_TRUE(configure({{"WHOLE_DISK_READ", "1"}}));

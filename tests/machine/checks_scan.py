@@ -1,6 +1,6 @@
 """What the scan sees before any protocol: numbers, buses, places, and what it leaves out."""
 
-ATA, SCSI, USB, RAID, UNKNOWN, NVME = 0, 1, 2, 3, 4, 6
+ATA, SCSI, USB, RAID, UNKNOWN, EMMC, NVME = range(7)
 OTHER, INTERNAL, EXTERNAL = 0, 1, 2
 
 
@@ -11,7 +11,7 @@ def run(bench):
     found = {entry["paths"][0]: entry for entry in bench.probe("scan")}
     for marker, bus, connection in (
             ("OSTRIABENCH ATA", ATA, INTERNAL), ("OBSCSI0001", SCSI, INTERNAL), ("OBUSB00001", USB, EXTERNAL),
-            ("OSTRIABENCHNVME1", NVME, INTERNAL), ("0xdeadbeef", UNKNOWN, EXTERNAL), ("OBVIRTIO01", UNKNOWN, OTHER),
+            ("OSTRIABENCHNVME1", NVME, INTERNAL), ("0xdeadbeef", EMMC, INTERNAL), ("OBVIRTIO01", UNKNOWN, OTHER),
             ("OBRAID0001", RAID, INTERNAL)):
         drive = bench.drive(marker)
         if drive is None:

@@ -11,22 +11,75 @@ def start_of(node):
         return int(file.read()) * 512
 
 
+def shown_serial(uuid):
+    """The serial number as the file system's own system shows it: the lower half of NTFS's, else the start."""
+    digits = uuid.replace("-", "").upper()
+    return digits[8:] if len(digits) == 16 else digits[:8]
+
+
+def tell_the_same(bench, drive, name, table):
+    """Every partition as parted, blkid, lsblk and df have it."""
+    _, text = bench.run("parted", "-m", "-s", drive.node, "unit", "B", "print")
+    places = {fields[0]: [int(field.rstrip("B")) for field in fields[1:4]]
+              for fields in (line.split(":") for line in text.splitlines()) if fields[0].isdigit()}
+    listing = bench.json("lsblk", "-J", "-b", "-o", "NAME,SIZE,MOUNTPOINTS", drive.node)
+    nodes = {"/dev/" + child["name"]: child for child in listing["blockdevices"][0].get("children", [])}
+    left = drive.bytes
+    for part in table["partitions"]:
+        node = drive.node + str(part["number"])
+        start, _, size = places.pop(str(part["number"]))
+        used = free = 0
+        _, text = bench.run("blkid", "-p", "-o", "export", node)
+        values = dict(line.replace("\\ ", " ").split("=", 1) for line in text.splitlines() if "=" in line)
+        mounts = sorted(place for place in nodes[node]["mountpoints"] if place)
+        if part["type"] != "EXTENDED":
+            bench.equal(f"volumes: {name} {part['number']}: lsblk and parted agree", nodes[node]["size"], size)
+        if mounts:
+            _, text = bench.run("df", "-B1", "--output=size,used", mounts[0])
+            size, used = (int(field) for field in text.splitlines()[1].split())
+            free = size - used
+        volume = "TYPE" in values
+        wanted = {"start": start, "size": size, "used": used, "free": free, "mounts": mounts,
+                  "label": values.get("LABEL", "") if volume else "", "serial": shown_serial(values["UUID"]) if volume else "",
+                  "cluster": os.statvfs(mounts[0]).f_bsize if mounts and values.get("TYPE") == "ntfs" else 0}
+        if table["schema"] == "GPT":
+            wanted["fs"] = values.get("TYPE", "")
+        got = {key: sorted(part[key]) if key == "mounts" else part[key] for key in wanted}
+        bench.equal(f"volumes: {name} {part['number']} ({part['type']} {values.get('TYPE')}) as blkid, lsblk and df have it", got,
+                    wanted)
+        left -= 0 if part["type"] == "EXTENDED" else size
+    bench.equal(f"volumes: {name}: nothing is missing, and the rest is unallocated", (places, table["unallocated"]), ({}, left))
+
+
+def mount(bench, node, place, *options):
+    os.makedirs(place, exist_ok=True)
+    code, _ = bench.run("mount", *options, node, place)
+    bench.equal(f"volumes: the bench mounts {node}", code, 0)
+
+
+def drivers(bench):
+    return all([bench.modprobe(module) for module in ("ext4", "fuse", "vfat", "nls_cp437", "nls_ascii")])
+
+
 def gpt(bench, drive):
-    bench.run("sgdisk", "--zap-all", "-n1:2048:+8M", "-t1:ef00", "-n2:0:+24M", "-t2:8300", "-n5:0:+4M", "-t5:a503", drive.node)
+    bench.run("sgdisk", "--zap-all", "-n1:2048:+8M", "-t1:ef00", "-n2:0:+24M", "-t2:8300", "-n3:0:+16M", "-t3:0700", "-n5:0:+4M",
+              "-t5:a503", drive.node)
     bench.run("partprobe", drive.node)
     bench.run("mkfs.vfat", "-n", "BENCHESP", "-i", "1234ABCD", drive.node + "1")
     bench.run("mkfs.ext4", "-q", "-L", "benchroot", "-U", "deadbeef-0000-4000-8000-000000000001", drive.node + "2")
-    bench.modprobe("ext4")
-    os.makedirs(MOUNT, exist_ok=True)
-    os.makedirs(MOUNT + "2", exist_ok=True)
-    code, _ = bench.run("mount", "-o", "noatime", drive.node + "2", MOUNT)
-    bench.equal("volumes: the bench mounts its file system", code, 0)
-    bench.run("mount", drive.node + "2", MOUNT + "2")
+    bench.run("mkfs.ntfs", "-q", "-Q", "-F", "-L", "Bench data", drive.node + "3")
+    bench.check("volumes: the kernel has the drivers", drivers(bench))
+    mount(bench, drive.node + "1", MOUNT + "1")
+    mount(bench, drive.node + "2", MOUNT, "-o", "noatime")
+    mount(bench, drive.node + "2", MOUNT + "2")
+    mount(bench, drive.node + "3", MOUNT + "3", "-t", "ntfs-3g")
     table = bench.probe("layout", drive.node, str(drive.bytes))
     parts = {part["number"]: part for part in table.get("partitions", [])}
-    bench.equal("volumes: GPT schema and partitions", (table.get("schema"), sorted(parts)), ("GPT", [1, 2, 5]))
-    bench.equal("volumes: GPT types as keys", [parts[i]["type"] for i in (1, 2, 5)],
-                ["_E|F|I_SYSTEM_PARTITION", "_LINUX_FILE_SYSTEM_DATA", "_FREE|B|S|D_|UNIX_FILE_SYSTEM_PARTITION"])
+    bench.equal("volumes: GPT schema and partitions", (table.get("schema"), sorted(parts)), ("GPT", [1, 2, 3, 5]))
+    bench.equal("volumes: GPT types as keys", [parts[i]["type"] for i in (1, 2, 3, 5)],
+                ["_E|F|I_SYSTEM_PARTITION", "_LINUX_FILE_SYSTEM_DATA", "_WINDOWS_BASIC_DATA_PARTITION",
+                 "_FREE|B|S|D_|UNIX_FILE_SYSTEM_PARTITION"])
+    tell_the_same(bench, drive, "GPT", table)
     bench.equal("volumes: starts as the kernel has them", [parts[i]["start"] for i in (1, 2, 5)],
                 [start_of(f"{drive.node}{i}") for i in (1, 2, 5)])
     bench.equal("volumes: label, serial and file system of FAT",
@@ -35,8 +88,8 @@ def gpt(bench, drive):
     bench.equal("volumes: ext4 with its places and its space",
                 (parts[2]["label"], parts[2]["serial"], parts[2]["mounts"], parts[2]["size"]),
                 ("benchroot", "DEADBEEF", [MOUNT, MOUNT + "2"], usage.total))
-    whole = drive.bytes - sum(part["size"] for part in parts.values())
-    bench.equal("volumes: unallocated bytes", table["unallocated"], whole)
+    bench.run("umount", MOUNT + "1")
+    bench.run("umount", MOUNT + "3")
 
 
 def off_line(bench, drive):
@@ -77,12 +130,21 @@ def mbr(bench, drive):
     bench.run("sgdisk", "--zap-all", drive.node)
     bench.run("parted", "-s", "-a", "none", drive.node, "mklabel", "msdos", "mkpart", "primary", "ntfs", "2048s", "18431s",
               "mkpart", "extended", "20480s", "100%", "mkpart", "logical", "ext4", "22528s", "30719s",
-              "mkpart", "logical", "ext4", "32768s", "40959s")
+              "mkpart", "logical", "fat32", "32768s", "65535s")
+    bench.run("partprobe", drive.node)
+    bench.run("mkfs.ntfs", "-q", "-Q", "-F", "-L", "First", drive.node + "1")
+    bench.run("mkfs.ext4", "-q", "-F", "-L", "inner", drive.node + "5")
+    bench.run("mkfs.vfat", "-n", "INNERFAT", drive.node + "6")
+    for number, options in (("1", ("-t", "ntfs-3g")), ("5", ()), ("6", ())):
+        mount(bench, drive.node + number, MOUNT + number, *options)
     table = bench.probe("layout", drive.node, str(drive.bytes))
     rows = [(part["type"], part["fs"]) for part in table.get("partitions", [])]
     bench.equal("volumes: MBR with logical partitions", (table.get("schema"), [row[0] for row in rows]),
                 ("MBR", ["PRIMARY", "EXTENDED", "LOGICAL", "LOGICAL"]))
-    bench.equal("volumes: MBR type texts", [rows[0][1], rows[2][1]], ["IFS, HPFS, NTFS, exFAT", "_NATIVE_LINUX"])
+    bench.equal("volumes: MBR type texts", [rows[i][1] for i in (0, 2, 3)], ["IFS, HPFS, NTFS, exFAT", "_NATIVE_LINUX", "FAT32X"])
+    tell_the_same(bench, drive, "MBR", table)
+    for number in "156":
+        bench.run("umount", MOUNT + number)
 
 
 def whole_disk(bench, drive):
@@ -99,6 +161,35 @@ def whole_disk(bench, drive):
     bench.run("umount", MOUNT)
 
 
+def mapped(bench, drive):
+    """Volumes above a partition, on it alone and with a piece on another drive."""
+    other = bench.needed("OSTRIABENCH ATA", "volumes")
+    if not other or not bench.modprobe("dm_mod"):
+        bench.skip("volumes: volumes above a partition", "no second drive, or no device mapper")
+        return
+    os.environ["DM_DISABLE_UDEV"] = "1"
+    bench.run("sgdisk", "--zap-all", "-n1:2048:+32M", drive.node)
+    bench.run("partprobe", drive.node)
+    size = 32 << 20
+    alone = f"0 {size // 512} linear {drive.node}1 0"
+    for name, lines in (("alone", alone), ("with another", f"{alone}\n{size // 512} 8192 linear {other.node} 0")):
+        bench.run("dmsetup", "create", "benchmap", "--table", lines)
+        _, mapper = bench.run("dmsetup", "info", "-c", "--noheadings", "-o", "blkdevname", "benchmap")
+        node = "/dev/" + mapper.strip()
+        bench.run("mkfs.ext4", "-q", "-F", node)
+        mount(bench, node, MOUNT)
+        table = bench.probe("layout", drive.node, str(drive.bytes))
+        part = table["partitions"][0]
+        usage = shutil.disk_usage(MOUNT)
+        free = os.statvfs(MOUNT).f_bfree * os.statvfs(MOUNT).f_frsize if name == "alone" else 0
+        bench.equal(f"volumes: a volume above a partition, {name}", (part["mounts"], part["size"], part["free"], part["used"]),
+                    ([MOUNT], size, free, size - free))
+        bench.check("volumes: the volume itself has free space", usage.free > 0, usage)
+        bench.run("umount", MOUNT)
+        bench.run("dmsetup", "remove", "benchmap")
+    bench.run("dd", "if=/dev/zero", "of=" + other.node, "bs=1M", "count=4", "status=none")
+
+
 def run(bench):
     drive = bench.needed("OBSCSI0001", "volumes")
     if not drive:
@@ -108,3 +199,4 @@ def run(bench):
     scratch(bench)
     mbr(bench, drive)
     whole_disk(bench, drive)
+    mapped(bench, drive)

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -12,6 +13,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "inventory/storage_scanner.h"
@@ -138,6 +140,52 @@ Json read(const Arguments& arguments) {
           {"outstanding", filesystem.outstandingTransfers()}};
 }
 
+/// hang PATH SECONDS COMMAND: reads and writes a device that hangs, on each road. COMMAND frees it;
+/// then all that was outstanding must end without touching the memory that was passed in.
+Json hang(const Arguments& arguments) {
+  constexpr std::uint64_t length = 4096;
+  const auto seconds = static_cast<std::uint32_t>(std::stoul(arguments.at(1)));
+  const OpenDevice device(arguments.at(0));
+  if (!device.handle()) return {{"open", device.error()}};
+  LinuxFilesystem ring(TimedTransfer::Road::Ring), thread(TimedTransfer::Road::Thread);
+  const std::array<LinuxFilesystem*, 2> roads = {&ring, &thread};
+  std::vector<char> into(length, '#'), from(length, 'w');
+  Json out;
+  const auto timed = [&](const auto& transfer) {
+    const auto start = std::chrono::steady_clock::now();
+    out["results"].push_back(numberOf(transfer()));
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+    out["seconds"].push_back(took.count());
+  };
+  for (std::size_t i = 0; i < roads.size(); ++i) {
+    std::uint64_t done = 0;
+    timed(
+        [&] { return roads[i]->readAt(device.handle(), 0, length, &done, seconds, into.data()); });
+    timed([&] {
+      return roads[i]->writeAt(device.handle(), (i + 1) * length, length, &done, seconds,
+                               from.data());
+    });
+  }
+  const auto outstanding = [&] {
+    return ring.outstandingTransfers() + thread.outstandingTransfers();
+  };
+  out["outstanding"] = outstanding();
+  std::fill(from.begin(), from.end(), '!');
+  out["freed"] = std::system(arguments.at(2).c_str());
+  for (int tries = 0; tries < 200 && outstanding() != 0; ++tries)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  out["left"] = outstanding();
+  out["untouched"] = std::count(into.begin(), into.end(), '#');
+  for (std::size_t i = 0; i < roads.size(); ++i) {
+    std::uint64_t done = 0;
+    std::vector<char> back(length);
+    const ProtocolResult result =
+        roads[i]->readAt(device.handle(), (i + 1) * length, length, &done, 30, back.data());
+    out["landed"].push_back(!succeeded(result) ? -1 : std::count(back.begin(), back.end(), 'w'));
+  }
+  return out;
+}
+
 /// scratch PATH BYTES: a scratch file written and read back, then the process dies without a word.
 Json scratch(const Arguments& arguments) {
   Filesystem& filesystem = getLocalFilesystem();
@@ -242,9 +290,9 @@ Json service(const Arguments& arguments) {
 int main(int count, char** values) {
   using namespace ostria::storage;
   const std::map<std::string, Json (*)(const Arguments&)> commands = {
-      {"scan", scan}, {"layout", layout},   {"dismount", dismount},
-      {"read", read}, {"scratch", scratch}, {"ata", ata},
-      {"scsi", scsi}, {"nvme", nvme},       {"service", service}};
+      {"scan", scan},       {"layout", layout}, {"dismount", dismount}, {"read", read},
+      {"scratch", scratch}, {"ata", ata},       {"scsi", scsi},         {"nvme", nvme},
+      {"service", service}, {"hang", hang}};
   const auto command = commands.find(count > 1 ? values[1] : "");
   if (command == commands.end()) return 2;
   std::cout << command->second(Arguments(values + 2, values + count)).dump() << std::endl;

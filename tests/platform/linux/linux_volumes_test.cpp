@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -13,6 +15,7 @@
 #include "platform/linux/linux_device_scanner.h"
 #include "platform/linux/linux_storage_scanner.h"
 #include "platform/linux/mounts.h"
+#include "transport/byte_order.h"
 
 namespace ostria::storage {
 namespace {
@@ -68,6 +71,92 @@ TEST(BlkidProbe, MbrListsLogicalPartitionsWithoutTheirLinks) {
   EXPECT_EQ(table.partitions[2].sizeBytes, 256U * 512);
 }
 
+/// What the scan makes of an image, whatever the image says: "GPT 1:type 2:type".
+std::string scanned(const Image& image) {
+  const auto layout = probeLayout(image.file.get());
+  if (!layout) return "unreadable";
+  PartitionTable table;
+  buildPartitions(*layout, table);
+  rewriteLogicalPartitions(table.partitions);
+  EXPECT_LE(unallocatedBytes(4 << 20, table.partitions), 4U << 20);
+  return table.schema + " " + std::to_string(table.partitions.size());
+}
+
+/// A GPT whose checksums are right, whatever its fields say.
+struct GptImage : Image {
+  std::vector<std::uint8_t> header = std::vector<std::uint8_t>(92);
+  std::vector<std::uint8_t> entries = std::vector<std::uint8_t>(128 * 128);
+
+  GptImage() {
+    entry(0, 0, 0xEE, 0, 0);
+    put(446 + 8, {1, 0, 0, 0, 0xFF, 0x1F, 0, 0});  // the protective partition: all the rest
+    std::memcpy(header.data(), "EFI PART", 8);
+    storeLe32(&header[8], 0x10000);
+    storeLe32(&header[12], 92);
+    storeLe64(&header[24], 1);
+    storeLe64(&header[32], 8191);
+    storeLe64(&header[40], 34);
+    storeLe64(&header[48], 8158);
+    storeLe64(&header[72], 2);
+    storeLe32(&header[80], 128);
+    storeLe32(&header[84], 128);
+  }
+  void partition(std::size_t index, std::uint64_t first, std::uint64_t last) {
+    entries[index * 128] = 0xAA;  // type and own GUID
+    entries[index * 128 + 16] = static_cast<std::uint8_t>(index + 1);
+    storeLe64(&entries[index * 128 + 32], first);
+    storeLe64(&entries[index * 128 + 40], last);
+  }
+  std::string scan() {
+    storeLe32(&header[88], checksum(entries));
+    storeLe32(&header[16], 0);
+    storeLe32(&header[16], checksum(header));
+    put(512, header);
+    put(1024, entries);
+    return scanned(*this);
+  }
+  static std::uint32_t checksum(const std::vector<std::uint8_t>& bytes) {
+    std::uint32_t crc = 0xFFFFFFFF;
+    for (const std::uint8_t byte : bytes) {
+      crc ^= byte;
+      for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320 : 0);
+    }
+    return ~crc;
+  }
+};
+
+TEST(BlkidProbe, HostileTablesGiveAResultOrNone) {
+  GptImage full;
+  for (std::size_t i = 0; i < 128; ++i) full.partition(i, 34 + i, 34 + i);
+  EXPECT_EQ(full.scan(), "GPT 128");
+
+  GptImage overlapping;
+  overlapping.partition(0, 100, 8000);
+  overlapping.partition(1, 100, 8000);
+  overlapping.partition(2, 8000, 100);       // ends before it begins
+  overlapping.partition(3, 34, UINT64_MAX);  // beyond the disk
+  overlapping.partition(4, UINT64_MAX, 34);
+  EXPECT_EQ(overlapping.scan().substr(0, 4), "GPT ");
+
+  // Size and count of the entries: more than there are, none, odd.
+  for (const auto& [count, bytes] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{
+           {0xFFFFFFFF, 128}, {128, 0xFFFFFFFF}, {0, 128}, {128, 0}, {128, 1}, {129, 127}}) {
+    storeLe32(&overlapping.header[80], count);
+    storeLe32(&overlapping.header[84], bytes);
+    EXPECT_EQ(overlapping.scan(), " 0") << count << " " << bytes;
+  }
+
+  Image loop;
+  loop.entry(0, 0, 0x05, 4, 8);
+  loop.entry(4 * 256, 0, 0x83, 1, 1);
+  loop.entry(4 * 256, 1, 0x05, 0, 8);  // leads to itself
+  EXPECT_EQ(scanned(loop).substr(0, 4), "MBR ");
+  Image beyond;
+  beyond.entry(0, 0, 0x07, 0xFF, 0xFF);
+  beyond.entry(0, 1, 0x05, 0xFE, 0xFF);
+  EXPECT_EQ(scanned(beyond), "MBR 2");
+}
+
 TEST(BlkidProbe, ADiskWithoutATableIsRawAndAClosedOneUnknown) {
   Image image;
   const auto layout = probeLayout(image.file.get());
@@ -98,6 +187,20 @@ TEST(Mounts, TableIsReadWithItsEscapes) {
   EXPECT_EQ(mounts[0].options, "rw,relatime,rw,errors=remount-ro");
   EXPECT_EQ(mounts[1].target, "/media/my disk");
   EXPECT_EQ(mounts[1].options, "rw,nosuid");
+}
+
+TEST(Mounts, FileSystemIsWhatLiesOnTheDevice) {
+  Image image;
+  image.put(3, {'N', 'T', 'F', 'S', ' ', ' ', ' ', ' '});
+  MountEntry mount;
+  mount.type = "fuseblk";
+  mount.source = image.path;
+  EXPECT_EQ(fileSystemOf(mount), "fuseblk") << "the name alone makes no NTFS";
+  ASSERT_EQ(std::system(("mkfs.ntfs -q -Q -F " + image.path + " >/dev/null 2>&1").c_str()), 0);
+  EXPECT_EQ(fileSystemOf(mount), "ntfs");
+  mount.source = "tmpfs";
+  mount.type = "tmpfs";
+  EXPECT_EQ(fileSystemOf(mount), "tmpfs");
 }
 
 // That the running system is refused is tried in a guest only, where nothing is lost with it.
