@@ -21,3 +21,4 @@ install(FILES host/completion/OstriaDiagnosticsCLI.bash RENAME OstriaDiagnostics
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 install(FILES docs/cli.md docs/json.md docs/machine-file.md docs/output.schema.json
         DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR})

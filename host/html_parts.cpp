@@ -186,7 +186,7 @@ std::string sectionsHtml(const std::vector<ShownSection>& sections) {
       }
       html += "</dl>\n";
     } else {
-      html += "<div class=\"wide\"><table><thead><tr>";
+      html += "<div class=\"wide\"><table class=\"stack\"><thead><tr>";
       for (const std::string& label : labels) html += headCell(label);
       html += "</tr></thead><tbody>\n";
       for (std::size_t i = first; i < end; ++i) {
@@ -195,7 +195,8 @@ std::string sectionsHtml(const std::vector<ShownSection>& sections) {
           const auto& properties = sections[i].properties;
           const auto row = std::find_if(properties.begin(), properties.end(),
                                         [&](const ShownProperty& p) { return p.label == label; });
-          html += cell(row == properties.end() ? std::string() : row->value);
+          html += "<td data-label=\"" + htmlEscaped(label) + "\">" +
+                  htmlEscaped(row == properties.end() ? std::string() : row->value) + "</td>";
         }
         html += "</tr>\n";
       }

@@ -37,7 +37,10 @@ pre{white-space:pre-wrap;overflow-wrap:anywhere;margin:.3rem 0;font-size:.85rem}
 ul{margin:.2rem 0;padding-left:1.2rem}
 @media (max-width:34rem){main{padding:.5rem}dl{grid-template-columns:minmax(6rem,38%) 1fr;
 gap:.2rem .6rem;font-size:.92rem}section{padding:.7rem}th,td{padding:.3rem .25rem}.gauge{display:none}
-table{font-size:.85rem}.badge{font-size:.8rem;padding:.1rem .5rem}}
+table{font-size:.85rem}.badge{font-size:.8rem;padding:.1rem .5rem}
+.stack thead{display:none}.stack tr{display:block;padding:.3rem 0;border-bottom:1px solid var(--line)}
+.stack td{display:grid;grid-template-columns:minmax(6rem,38%) 1fr;gap:.6rem;border:0;padding:.1rem 0}
+.stack td:empty{display:none}.stack td::before{content:attr(data-label);color:var(--soft)}}
 @media print{body{background:#fff;font-size:11pt}main{max-width:none;padding:0}
 section{border-radius:0;break-inside:auto}h3,.head,tr,svg{break-inside:avoid}
 .wide{overflow:visible}}

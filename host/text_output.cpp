@@ -177,10 +177,10 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
       out += propertyLine(row.label, row.value, 4, width == 0 ? 0 : width - 2, style);
     }
   }
-  if (device.smartSupported) {
+  if (!device.smart.empty()) {
     out += "  SMART\n" + smartTable(device.smart, style);
   } else {
-    out += "  SMART: not supported\n";
+    out += device.smartSupported ? "  SMART: no attributes\n" : "  SMART: not supported\n";
   }
   if (!device.logPage.empty()) out += "  Vendor log page\n" + smartTable(device.logPage, style);
   out += "  Applicable tests\n";

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 
 #include "tests/host/program.h"
 #include "tests/host/schema_check.h"
@@ -132,6 +134,38 @@ TEST(VirtualPcProgramTest, ToolsReportWhatTheyFound) {
   const json filter = onVirtualPc({"recover", "filterDevices"}, &code);
   EXPECT_EQ(code, 0);
   EXPECT_EQ(filter.at("tool_runs").size(), filter.at("devices").size());
+}
+
+std::size_t countOf(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+TEST(VirtualPcProgramTest, ReportTellsOfEveryKindOfDrive) {
+  const std::string path = testing::TempDir() + "kinds.html";
+  Program program(OSTRIA_BIN_DIR, {"--virtual=" OSTRIA_SOURCE_DIR "/tests/host/report_machine.json",
+                                   "-Mstorage", "-Qm,i", "-En(ERROR_LIMIT=0)", "--report", path});
+  EXPECT_EQ(program.finish(), 1);
+  std::stringstream content;
+  content << std::ifstream(path).rdbuf();
+  const std::string html = content.str();
+  // Each device has its row above and its own part; what needs attention stands in the row.
+  for (const char* part :
+       {"Device 0: REPORT HEALTHY", "Device 1: REPORT FAILING", "Device 2: REPORT NVME",
+        "Device 3: REPORT MEMBER", "raid, RAID", "Needs attention: Reallocated Sector Count",
+        "Needs attention: Critical Warning 1, Avalable Spare 4 %, Percentage Used 100 %, 41 °C",
+        "The spare space of the device is below its threshold", "&lt;script&gt;1&lt;/script&gt;",
+        "cells hold bad sectors", "badge failed"}) {
+    EXPECT_THAT(html, testing::HasSubstr(part));
+  }
+  EXPECT_EQ(countOf(html, "class=\"map\""), 4U);
+  EXPECT_EQ(countOf(html, "<tr class=\"bad\">"), 4U);
+  EXPECT_EQ(countOf(html, "<script"), 0U);
+  EXPECT_EQ(countOf(html, "<h3>Partition</h3>"), 1U);
+  std::filesystem::remove(path);
 }
 
 TEST(VirtualPcProgramTest, WithoutRightsOrDrivesThereIsOneSentence) {
