@@ -1,0 +1,53 @@
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "services/config_file.h"
+
+namespace ostria::storage {
+namespace {
+
+// A configuration file of 100 settings: the reader with its rules for malformed lines, beside
+// reading the lines alone. "ratio" is the first time over the second.
+void readSettings(benchmark::State& state) {
+  const std::filesystem::path path =
+      std::filesystem::temp_directory_path() / ("settings_benchmark." + std::to_string(getpid()));
+  {
+    std::ofstream file(path);
+    file << "[STORAGE]\n";
+    for (int i = 0; i < 100; ++i) file << "SETTING_" << i << " = " << i << " ; a comment\n";
+  }
+  using Steady = std::chrono::steady_clock;
+  Steady::duration lines{};
+  Steady::duration settings{};
+  for (auto unused : state) {
+    const auto begin = Steady::now();
+    std::ifstream file(path);
+    std::size_t bytes = 0;
+    for (std::string line; std::getline(file, line);) bytes += line.size();
+    benchmark::DoNotOptimize(bytes);
+    const auto middle = Steady::now();
+    ConfigurationMap contents;
+    ConfigurationError error;
+    if (!readConfigurationFile(path.string(), contents, error)) {
+      state.SkipWithError("the file was refused");
+      break;
+    }
+    const auto end = Steady::now();
+    lines += middle - begin;
+    settings += end - middle;
+    state.SetIterationTime(std::chrono::duration<double>(end - middle).count());
+  }
+  state.counters["ratio"] =
+      static_cast<double>(settings.count()) / static_cast<double>(lines.count());
+  std::filesystem::remove(path);
+}
+
+BENCHMARK(readSettings)->UseManualTime()->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace ostria::storage
