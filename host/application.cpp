@@ -362,6 +362,7 @@ class Application {
                                progress, interrupts_, terminal_.errorWidth};
     if (plan_.action == Action::RunTests) {
       runTests(plan_, catalogue_, services, manager(), session_, [&](const TestRun& run) {
+        if (!run.begun) return;  // they are counted at the end
         progress.hide();
         print(run.device, testText(run, style()));
       });

@@ -78,6 +78,7 @@ struct TestRun {
   std::vector<std::pair<std::string, std::string>> parameters;
   ExitCode outcome = ExitCode::NotPerformed;
   bool applicable = true;
+  bool begun = true;  ///< false when the user stopped the run before it came to this test
   std::vector<Message> messages;
   std::string note;  ///< the host's own sentence about a run that could not take place
   Clock::time_point started;

@@ -62,6 +62,13 @@ class TestRunner {
       session_.notices.push_back("No device here supports the test \"" +
                                  services_.texts.text(entry(plan_.tests[i]).nameKey) + "\".");
     }
+    const auto waiting = std::count_if(session_.tests.begin(), session_.tests.end(),
+                                       [](const TestRun& run) { return !run.begun; });
+    if (waiting > 0) {
+      session_.notices.push_back(std::to_string(waiting) +
+                                 (waiting == 1 ? " test was" : " tests were") +
+                                 " stopped before the beginning.");
+    }
   }
 
  private:
@@ -84,6 +91,7 @@ class TestRunner {
     if (services_.interrupts.isAbortRequested()) {
       run.outcome = ExitCode::Stopped;
       run.note = "Stopped before it began.";
+      run.begun = false;
     } else if (!applicable) {
       askForReason(*test.test, component, run);
     } else if (mayRun(test, device, run)) {

@@ -181,7 +181,7 @@ TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreTold) {
   ASSERT_TRUE(program.waitFor("Still waiting"));
   EXPECT_EQ(program.finish(), 4);
   EXPECT_THAT(program.output, HasSubstr("Stopped by the user."));
-  EXPECT_THAT(program.output, HasSubstr("Stopped before it began."));
+  EXPECT_THAT(program.output, HasSubstr("3 tests were stopped before the beginning."));
 }
 
 TEST(ProgramTest, ClosedOutputEndsTheRun) {

@@ -54,6 +54,10 @@ struct Pipe {
   setsid();
   // Writing to a reader that has gone must fail, not kill.
   signal(SIGPIPE, SIG_IGN);
+  // What a host keeps from its own threads is no business of the program's.
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
   const int nothing = open("/dev/null", O_RDONLY);
   // Out of the way of the numbers that are given out below.
   const int safeText = fcntl(text, F_DUPFD, 10);
