@@ -197,6 +197,16 @@ TEST(SeekRoad, TellsABadSectorFromALostDisk) {
   }
 }
 
+TEST(ScanRoads, TheBlockIsTheLargestThatTheDiskReads) {
+  // The first bad sector lies just behind the block, or is its last sector.
+  const std::pair<std::uint64_t, std::uint16_t> cases[] = {
+      {8193, 8193}, {8192, 4095}, {127, 127}, {126, 0}};
+  for (const auto& [bad, block] : cases) {
+    Road disk(sized("sas", 20'000, R"("bad_sectors": [{"lba": )" + std::to_string(bad) + "}]"));
+    EXPECT_EQ(disk.device(0).preferredReadBlock(), block) << bad;
+  }
+}
+
 TEST(LinearReadRoad, CoversDisksOfEverySize) {
   struct Case {
     std::string kind, more;

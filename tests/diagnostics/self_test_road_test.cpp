@@ -92,6 +92,21 @@ TEST(SelfTestRoad, EachOutcomeOfADriveHasItsVerdict) {
       << "a failure without an address";
 }
 
+TEST(SelfTestRoad, TheAddressOfAFailureIsFoundBehindOlderEntries) {
+  for (const int older : {18, 19, 20, 21, 38}) {
+    std::string log;
+    for (int i = 0; i < older; ++i) log += std::string(i == 0 ? "" : ", ") + R"({"status": 0})";
+    const std::string smart = R"("smart": {"self_test_log": [)" + log +
+                              R"(], "self_tests": [{"code": 1, "seconds": 40, "outcome": 7,
+                                  "failing_lba": 300000}]})";
+    SelfTestBench bench({driveOf("sata", "OLD", smart), driveOf("sas", "OLD2", smart)});
+    for (const std::uint32_t index : {0U, 1U})
+      EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, index),
+                  HasSubstr(" / log 2 READING_SECTOR 300000 / 100 same / "))
+          << older;
+  }
+}
+
 TEST(SelfTestRoad, EachRoutineReachesItsDrive) {
   SelfTestBench bench({driveOf("sata", "C", R"("rotation_rate": 7200, )" + routine(3, 60)),
                        driveOf("sata", "D", R"("rotation_rate": 7200, )" + routine(80, 60)),

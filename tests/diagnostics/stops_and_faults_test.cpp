@@ -18,17 +18,6 @@ namespace {
 const std::string eventKey =
     "TEST_ABORTED_BECAUSE_A_SYSTEM_EVENT_THAT_COULD_COMPROMISE_THE_OUTCOME_HAS_HAPPENED";
 
-/// A small drive that all the tests take and that is read in blocks of 127 sectors.
-std::string smallDrive(const std::string& kind, bool smartEnabled) {
-  return R"("kind": ")" + kind + R"(", "model": "SMALL", "serial": "SMALL1", "size_sectors": 20000,
-      "rotation_rate": 7200,
-      "bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}],
-      "smart": {"enabled": )" +
-         (smartEnabled ? "true" : "false") + R"(, "self_tests": [{"code": 0, "seconds": 5},
-         {"code": 1, "seconds": 45}, {"code": 2, "seconds": 45}, {"code": 3, "seconds": 45},
-         {"code": 80, "seconds": 45}]})";
-}
-
 /// A test, a drive for it, and how it may be interrupted.
 struct Subject {
   std::string_view name;
@@ -43,6 +32,17 @@ struct Subject {
   /// A SATA drive whose SMART data cannot be read takes no self-test.
   bool smartEnabled() const { return kind == "sata" && (item == 5 || item == 6 || item == 18); }
 };
+/// A small drive that the test takes; for a scan it is one that is read in blocks of 127 sectors.
+std::string smallDrive(const Subject& subject) {
+  return R"("kind": ")" + std::string(subject.kind) + R"(", "model": "SMALL", "serial": "SMALL1",
+      "size_sectors": 20000, "rotation_rate": 7200, )" +
+         (subject.scans ? R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}], )"
+                        : "") +
+         R"("smart": {"enabled": )" + (subject.smartEnabled() ? "true" : "false") +
+         R"(, "self_tests": [{"code": 0, "seconds": 5}, {"code": 1, "seconds": 45},
+         {"code": 2, "seconds": 45}, {"code": 3, "seconds": 45}, {"code": 80, "seconds": 45}]})";
+}
+
 constexpr Subject subjects[] = {
     {"Targeted", "sata", 0, 2, 30, 1, false, true},
     {"Random", "sata", 0, 3, 30, 0, false, true},
@@ -64,8 +64,7 @@ constexpr Subject subjects[] = {
 class Interrupted : public ::testing::TestWithParam<Subject> {
  protected:
   struct Bench : ModuleBench {
-    explicit Bench(const Subject& subject)
-        : ModuleBench(machineOf({smallDrive(std::string(subject.kind), subject.smartEnabled())})) {
+    explicit Bench(const Subject& subject) : ModuleBench(machineOf({smallDrive(subject)})) {
       scan(1);
       // The search for a block size is no part of what is watched.
       if (subject.scans) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
@@ -123,6 +124,41 @@ TEST(VirtualPcProgramTest, RefusedParametersAreTheModulesOwnWords) {
     Program program(OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", choice});
     EXPECT_EQ(program.finish(), 2) << choice;
     EXPECT_THAT(program.errors, testing::HasSubstr(sentence));
+  }
+}
+
+TEST(VirtualPcProgramTest, CtrlCEndsEachTestAtItsNextCommand) {
+  const std::string path = testing::TempDir() + "slow.json";
+  // Slow enough to be in the midst of every test a second after its start.
+  const std::string slow =
+      R"("size_sectors": 131072, "rotation_rate": 7200, "access_microseconds": 20000,
+         "bytes_per_second": 1000000,
+         "bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}],
+         "smart": {"self_tests": [{"code": 1, "seconds": 60}, {"code": 2, "seconds": 60},
+                                  {"code": 3, "seconds": 60}, {"code": 80, "seconds": 60}]}})";
+  std::ofstream(path) << R"({"format": 1, "real_time": true, "drives": [
+      {"kind": "sata", "model": "SLOW START", "serial": "S0", "size_sectors": 131072, "bad_sectors":
+         [{"lba": 3, "count": 10, "kind": "slow", "delay_milliseconds": 1500}]},
+      {"kind": "sata", "model": "SLOW", "serial": "S1", )"
+                      << slow << R"(, {"kind": "sas", "model": "SLOW", "serial": "S2", )" << slow
+                      << "]}";
+  const std::vector<std::pair<std::string, std::string>> tests = {
+      {"-Qt", "0"}, {"-Qr", "1"}, {"-Qf", "1"}, {"-Qs", "1"}, {"-Qd", "1"}, {"-Qs", "2"},
+      {"-Er", "2"}, {"-Ef", "2"}, {"-Es", "2"}, {"-El", "2"}, {"-En", "1"}, {"-Ec", "1"}};
+  std::vector<std::unique_ptr<Program>> running;
+  for (const auto& [test, device] : tests)
+    running.push_back(std::make_unique<Program>(
+        OSTRIA_BIN_DIR, std::vector<std::string>{"--virtual=" + path, "-Mstorage", "--json",
+                                                 "--progress=json", test, device}));
+  for (const auto& program : running) EXPECT_TRUE(program->waitFor("test_started"));
+  usleep(1'000'000);
+  for (const auto& program : running) program->interrupt();
+  for (std::size_t i = 0; i < tests.size(); ++i) {
+    EXPECT_EQ(running[i]->finish(), 4) << tests[i].first << tests[i].second;
+    const json parsed = json::parse(running[i]->output, nullptr, false);
+    ASSERT_FALSE(parsed.is_discarded());
+    EXPECT_EQ(parsed.at("test_runs").at(0).at("outcome"), "stopped") << parsed;
+    EXPECT_LT(parsed.at("test_runs").at(0).at("duration_seconds"), 9) << tests[i].first;
   }
 }
 

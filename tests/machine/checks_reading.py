@@ -2,7 +2,9 @@
 
 import json
 import re
+import signal
 import subprocess
+import time
 
 from checks_medium import COUNT, FIRST, setting
 
@@ -65,6 +67,21 @@ def seeks(bench, drive, index):
                     (0, [0], 100))
 
 
+def interrupted(bench, drive, index):
+    """Ctrl-C in the midst of a test ends it at its next command."""
+    command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Qr", index, "--json", "--progress=json")
+    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
+        for line in process.stderr:
+            if '"percent":2' in line:
+                break
+        process.send_signal(signal.SIGINT)
+        asked = time.monotonic()
+        text, _ = process.communicate(timeout=60)
+    took = time.monotonic() - asked
+    bench.equal(f"reading: Ctrl-C stops a test of {drive.marker}", (process.returncode, results(json.loads(text))), (4, [4]))
+    bench.check(f"reading: {drive.marker} is let go at once", took < 15, took)
+
+
 def bad_blocks(bench, index):
     """The scan names the blocks that hold the bad sectors, and no other."""
     code, document, _ = watched(bench, "-En(ERROR_LIMIT=0)", index)
@@ -88,6 +105,7 @@ def run(bench):
             identity(bench, drive, index)
         whole(bench, drive, index)
         seeks(bench, drive, index)
+        interrupted(bench, drive, index)
     if not bench.modprobe("scsi_debug", "dev_size_mb=64", "opts=2", f"medium_error_start={FIRST}", f"medium_error_count={COUNT}"):
         return bench.skip("reading: bad sectors", "this kernel has no scsi_debug")
     setting("opts", 2)
