@@ -79,12 +79,9 @@ bool LinuxCheckFilesystemTool::scheduleCheck(std::string volumePath) {
   const LinuxChecker* const checker = volume ? findLinuxChecker(volume->fileSystem) : nullptr;
   const std::string program = checker == nullptr ? "" : findProgram(checker->scheduler);
   if (program.empty()) return false;
-  std::vector<std::string> arguments = {program};
-  arguments.insert(arguments.end(), checker->schedulerArguments.begin(),
-                   checker->schedulerArguments.end());
-  arguments.push_back(volume->device);
   const auto ignore = [](const std::string&) {};
-  return LinuxCheckerProcess::run(arguments, ignore, ignore) == 0;
+  return LinuxCheckerProcess::run(schedulerCommand(*checker, program, volume->device), ignore,
+                                  ignore) == 0;
 }
 
 std::string LinuxCheckFilesystemTool::findProgram(const std::string& name) const {

@@ -23,6 +23,12 @@ struct LinuxChecker {
 /// Null for a file system without a checker that can be trusted to repair it unattended.
 const LinuxChecker* findLinuxChecker(const std::string& fileSystem);
 
+/// The command that asks for a check at the next start. A volume that has no limit of mounts gets
+/// one that it never reaches again once it was checked.
+/// @param program  path of the checker's scheduler
+std::vector<std::string> schedulerCommand(const LinuxChecker& checker, const std::string& program,
+                                          const std::string& device);
+
 /// Exit code 0 is a file system without errors, whatever the checker.
 ToolStatus checkerStatus(const LinuxChecker& checker, int exitCode);
 

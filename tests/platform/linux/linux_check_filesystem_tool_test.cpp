@@ -44,7 +44,7 @@ class LinuxCheckFilesystemToolTest : public ::testing::Test {
   ~LinuxCheckFilesystemToolTest() override { fs::remove_all(folder_); }
 
   static bool shell(const std::string& command) {
-    return system(("PATH=/usr/sbin:/sbin:$PATH; " + command + " >/dev/null 2>&1").c_str()) == 0;
+    return system(("PATH=/usr/sbin:/sbin:$PATH; (" + command + ") >/dev/null 2>&1").c_str()) == 0;
   }
   bool makeVolume() { return shell("truncate -s 16M " + image_ + " && mkfs.ext4 -q " + image_); }
   void fakeChecker(const std::string& script) {
@@ -76,6 +76,13 @@ TEST_F(LinuxCheckFilesystemToolTest, RepairsAndThenFindsNothing) {
   EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished) << tool.getMessage();
 
   EXPECT_TRUE(tool.scheduleCheck(image_));
+  // What the kernel does when it unmounts a volume.
+  ASSERT_TRUE(shell("debugfs -w -R 'ssv state 1' " + image_));
+  EXPECT_TRUE(shell("e2fsck -p " + image_ + " | grep -q 'check forced'"));
+  EXPECT_TRUE(shell("e2fsck -p " + image_ + " | grep -q clean,"));
+  ASSERT_TRUE(shell("tune2fs -c 30 " + image_));
+  EXPECT_TRUE(tool.scheduleCheck(image_));
+  EXPECT_TRUE(shell("tune2fs -l " + image_ + " | grep -q 'Maximum mount count: *30$'"));
   EXPECT_FALSE(tool.scheduleCheck(folder_.string()));
   EXPECT_FALSE(tool.scheduleCheck("/nowhere"));
 }
@@ -87,6 +94,26 @@ TEST_F(LinuxCheckFilesystemToolTest, WhatCannotBeCheckedSaysSo) {
   ASSERT_TRUE(shell("truncate -s 1M " + image_));
   EXPECT_EQ(tool.execute(item_, 0), ToolStatus::CouldNotRun);
   EXPECT_EQ(tool.getMessage(), "There is no checker for this file system.\n");
+}
+
+TEST_F(LinuxCheckFilesystemToolTest, NtfsIsLookedAtAndLeftAsItIs) {
+  if (!shell("truncate -s 2M " + image_ + " && mkntfs -q -Q -F " + image_ +
+             " && command -v ntfsfix"))
+    GTEST_SKIP() << "no programs for NTFS on this machine";
+  const auto content = [this] {
+    std::ifstream file(image_, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  LinuxCheckFilesystemTool tool(&owner_);
+  std::string before = content();
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished) << tool.getMessage();
+  EXPECT_TRUE(content() == before);
+  // Wrong master file table, sound boot sector.
+  ASSERT_TRUE(shell("dd if=/dev/urandom of=" + image_ + " bs=4096 seek=4 count=4 conv=notrunc"));
+  before = content();
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::CouldNotRun);
+  EXPECT_NE(tool.getMessage(), "");
+  EXPECT_TRUE(content() == before);
 }
 
 TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
