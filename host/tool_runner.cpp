@@ -251,8 +251,13 @@ class ToolRunner final : public storage::ToolEventReceiver {
       smartFinished(values);
       return;
     }
-    for (const std::string& note : stored("Message")) {
-      run_.note = services_.redactor.text(services_.texts.message(note));
+    // A sentence, then the names that it is about.
+    const Values notes = stored("Message");
+    for (std::size_t i = 0; i < notes.size(); ++i) {
+      run_.note += (i == 0   ? ""
+                    : i == 1 ? ": "
+                             : ", ") +
+                   services_.redactor.text(services_.texts.message(notes[i]));
     }
     if (isFilesystem() || values.size() < 2) return;
     run_.status = numberAt(values, 1, kNoStatus);

@@ -88,7 +88,8 @@ void RecoverBadSectors::runOperation() {
   buildDeviceItems();
   if (eventReceiver == nullptr) return;
 
-  setParameter("Message", {});
+  // What an earlier run left there is not of this one.
+  if (getParameter("Message") != nullptr) setParameter("Message", {});
   fireEvent(*this, eventReceiver, "OnRecoverInit");
   publish(*this, eventReceiver, "OperationInit", {currentOperation_->getTitle()});
   // The items say how many devices there are, whatever a handler does to `devices` meanwhile.
@@ -205,11 +206,9 @@ ToolStatus RecoverBadSectors::executeGuarded(const RecoverDeviceItem& item,
     return currentOperation_->execute(item, partitionIndex);
 
   VolumesOffline offline(*component);
-  if (const auto stillMounted = offline.take(); !stillMounted.empty()) {
-    std::string message = unmountFailureText;
-    for (const std::string& name : stillMounted)
-      message += (&name == &stillMounted.front() ? ": " : ", ") + name;
-    setParameter("Message", {message});
+  if (std::vector<std::string> message = offline.take(); !message.empty()) {
+    message.insert(message.begin(), unmountFailureText);
+    setParameter("Message", message);
   }
   return currentOperation_->execute(item, partitionIndex);
 } catch (...) {
