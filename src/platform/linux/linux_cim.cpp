@@ -23,7 +23,7 @@ const std::string* valueOf(const Row& row, const std::string& name) {
 
 CimResult LinuxCim::query(const char* const* fields, const char* where, const char* className,
                           int fieldCount, CimTable** table, const std::wstring& nameSpace) {
-  if (where == nullptr || *where == '\0') return CimResult::QueryIncomplete;
+  if (fieldCount > 0 && (where == nullptr || *where == '\0')) return CimResult::QueryIncomplete;
   return select(fields, where, className, fieldCount, table, nameSpace);
 }
 

@@ -7,7 +7,7 @@ namespace ostria::storage {
 
 CimResult WinCim::query(const char* const* fields, const char* where, const char* className,
                         int fieldCount, CimTable** table, const std::wstring& nameSpace) {
-  if (where == nullptr || *where == '\0') return CimResult::QueryIncomplete;
+  if (fieldCount > 0 && (where == nullptr || *where == '\0')) return CimResult::QueryIncomplete;
   return select(fields, fieldCount, className, std::string(" WHERE ") + where, table, nameSpace);
 }
 

@@ -91,14 +91,12 @@ bool readNumbers(IWbemServices& services, const std::wstring& className,
   return true;
 }
 
-/// Makes room for one more record: the oldest go.
+/// Makes room for one more record: in a full class the oldest goes.
 bool dropOldest(IWbemServices& services, const std::wstring& className,
                 const std::vector<std::uint32_t>& numbers) {
-  for (std::size_t i = 0; i + maxRecords <= numbers.size(); ++i) {
-    const ComText path(className + L".Id=" + std::to_wstring(numbers[i]));
-    if (FAILED(services.DeleteInstance(path.get(), 0, nullptr, nullptr))) return false;
-  }
-  return true;
+  if (numbers.size() < maxRecords) return true;
+  const ComText path(className + L".Id=" + std::to_wstring(numbers.front()));
+  return SUCCEEDED(services.DeleteInstance(path.get(), 0, nullptr, nullptr));
 }
 
 }  // namespace
@@ -142,8 +140,6 @@ CimResult WinCim::writeRecord(const std::vector<std::string>& names,
   if (const CimResult result = openRecords(nameSpace, wideClass, session);
       result != CimResult::Success)
     return result;
-  // Before an old record makes room for a new one that does not come.
-  if (names.size() != values.size()) return CimResult::Success;
 
   IWbemServices& services = *session.services.get();
   ComPointer<IWbemClassObject> record;
@@ -151,6 +147,7 @@ CimResult WinCim::writeRecord(const std::vector<std::string>& names,
   if (!spawn(*session.classObject.get(), record) || !readNumbers(services, wideClass, numbers) ||
       !dropOldest(services, wideClass, numbers))
     return CimResult::ConnectFailed;
+  if (names.size() != values.size()) return CimResult::Success;
 
   ComValue number;
   (*number).vt = VT_I4;
