@@ -37,19 +37,9 @@ TEST_F(ConfigFileTest, FoldsNamesAndKeepsValuesAsTheyStand) {
 
 TEST_F(ConfigFileTest, MalformedLineEndsTheReadingWithItsCodeAndLine) {
   const std::pair<const char*, std::uint32_t> lines[] = {
-      {"no sign at all", 1010},
-      {"[a[b]", 1001},
-      {"[a]b]", 1002},
-      {"a = b=c", 1003},
-      {"a==b", 1003},
-      {"a=[b", 1006},
-      {"[a", 1007},
-      {"a]", 1008},
-      {"[ ]", 1011},
-      {" = value", 1012},
-      {"key =", 1014},
-      {"[FIRST]", 1},
-      {"a=2", 2},
+      {"no sign at all", 1010}, {"[a[b]", 1001}, {"[a]b]", 1002}, {"a = b=c", 1003}, {"a==b", 1003},
+      {"a=[b", 1006},           {"[a", 1007},    {"a]", 1008},    {"]a[", 1009},     {"[ ]", 1011},
+      {" = value", 1012},       {"key =", 1014}, {"[FIRST]", 1},  {"a=2", 2},
   };
   for (const auto& [line, code] : lines) {
     EXPECT_FALSE(read(std::string("[first]\na=1\n") + line + "\nb=1\n")) << line;

@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <sstream>
 #include <stdexcept>
+#include <tuple>
 
+#include "tests/support/fake_protocol.h"
 #include "tests/support/tool_host.h"
 #include "tests/support/virtual_bench.h"
 #include "tools/recover_bad_sectors.h"
+#include "tools/scan_and_fix_tool.h"
 
 namespace ostria::storage {
 namespace {
@@ -38,6 +43,20 @@ struct Bench {
   std::string status() { return tool.getParameter("DeviceFinish")->at(1); }
   Lines found() { return *tool.getParameter("BadSectorsList"); }
   Lines info() { return *tool.getParameter("SectorsInfo"); }
+  /// The message of the latest run without its lines of progress.
+  Lines lines() {
+    const std::string& log = tool.runLog().text();
+    std::istringstream text(log.substr(log.rfind(">>> LOG\n")));
+    Lines out;
+    for (std::string line; std::getline(text, line);)
+      if (line.find("PROGRESS") == std::string::npos && !line.empty()) out.push_back(line);
+    return out;
+  }
+  std::vector<std::vector<std::uint8_t>> content() {
+    std::vector<std::vector<std::uint8_t>> all;
+    for (std::uint64_t lba = 0; lba < medium().sectors(); ++lba) all.push_back(sector(lba));
+    return all;
+  }
   virtual_pc::BlockMedium& medium() { return *pc.pc().drive("disk")->medium; }
   std::vector<std::uint8_t> sector(std::uint64_t lba) {
     std::vector<std::uint8_t> bytes(512);
@@ -126,12 +145,157 @@ TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
   EXPECT_EQ(bench.info(), (Lines{"20011", "0", "0", "0"}));
 }
 
+TEST(RepairTest, EveryKindOfBadSector) {
+  // Two in one block, some that no write reaches, the last of all; two that can be read after all.
+  Bench bench(R"({"lba": 300}, {"lba": 301, "on_write": "stays"}, {"lba": 700, "on_write": "fails"},
+                 {"lba": 1000, "kind": "transient"}, {"lba": 1200, "kind": "interface"},
+                 {"lba": 1500, "kind": "slow"}, {"lba": 2000, "kind": "rejected"}, {"lba": 2599})",
+              2600);
+  const auto before = bench.content();
+  const Lines bad = {"300", "301", "700", "1200", "2000", "2599"};
+  bench.run("scan");
+  EXPECT_EQ(bench.status(), "9");
+  EXPECT_EQ(bench.found(), bad);
+  EXPECT_EQ(bench.info(), (Lines{"2600", "6", "0", "6"}));
+  EXPECT_EQ(bench.lines(),
+            (Lines{">>> LOG", "BAD_SECTOR_TOOL_STARTED SCAN_TOOL", "BAD_SECTOR_FOUND_AT 300",
+                   "BAD_SECTOR_FOUND_AT 301", "BAD_SECTOR_FOUND_AT 700", "BAD_SECTOR_FOUND_AT 1200",
+                   "BAD_SECTOR_FOUND_AT 2000", "BAD_SECTOR_FOUND_AT 2599",
+                   "BAD_SECTOR_TOOL_FINISHED SCAN_TOOL", "<<< LOG"}));
+  EXPECT_EQ(bench.content(), before);
+
+  EXPECT_EQ(bench.run("repair"),
+            (Lines{"OnRecoverInit", "OnOperationInit SCAN_AND_FIX_TOOL", "OnDeviceInit 0",
+                   "OnDeviceFinish 0|10", "OnRecoverFinish"}));
+  EXPECT_EQ(bench.found(), bad);
+  EXPECT_EQ(bench.info(), (Lines{"2600", "6", "2", "4"}));
+  EXPECT_EQ(
+      bench.lines(),
+      (Lines{">>> LOG", "BAD_SECTOR_TOOL_STARTED SCAN_AND_FIX_TOOL", "BAD_SECTOR_FOUND_AT 300",
+             "BAD_SECTOR_FIXED_AT 300", "BAD_SECTOR_FOUND_AT 301", "BAD_SECTOR_NOT_FIXED_AT 301",
+             "BAD_SECTOR_FOUND_AT 700", "BAD_SECTOR_NOT_FIXED_AT 700", "BAD_SECTOR_FOUND_AT 1200",
+             "BAD_SECTOR_NOT_FIXED_AT 1200", "BAD_SECTOR_FOUND_AT 2000",
+             "BAD_SECTOR_NOT_FIXED_AT 2000", "BAD_SECTOR_FOUND_AT 2599", "BAD_SECTOR_FIXED_AT 2599",
+             "BAD_SECTOR_TOOL_FINISHED SCAN_AND_FIX_TOOL", "<<< LOG"}));
+  const auto after = bench.content();
+  for (std::size_t lba = 0; lba < after.size(); ++lba) {
+    if (std::find(bad.begin(), bad.end(), std::to_string(lba)) == bad.end()) {
+      EXPECT_EQ(after[lba], before[lba]) << "a good sector was written: " << lba;
+    }
+  }
+  bench.run("scan");
+  EXPECT_EQ(bench.found(), (Lines{"301", "700", "1200", "2000"}));
+}
+
+TEST(RepairTest, TimeOutsCallNoSectorMendedOrLost) {
+  Bench hanging(R"({"lba": 600, "kind": "hang"})", 1300);
+  const auto before = hanging.content();
+  hanging.run("repair");
+  EXPECT_EQ(hanging.status(), "14");
+  EXPECT_TRUE(hanging.found().empty());
+  EXPECT_LT(hanging.host.progress().back(), 100);
+  EXPECT_EQ(hanging.lines(),
+            (Lines{">>> LOG", "BAD_SECTOR_TOOL_STARTED SCAN_AND_FIX_TOOL", "<<< LOG"}));
+  EXPECT_EQ(hanging.content(), before);
+
+  // Neither mended nor known to stay bad: in the list, and in no other counter.
+  const std::tuple<const char*, ProtocolResult, ToolStatus> endings[] = {
+      {"Write", ProtocolResult::WriteTimeout, ToolStatus::WriteTimeout},
+      {"Write", ProtocolResult::ReadTimeout, ToolStatus::ReadTimeout},
+      {"Read", ProtocolResult::ReadTimeout, ToolStatus::ReadTimeout},
+      {"Write", ProtocolResult::CommandRejected, ToolStatus::NotRepaired},
+      {"Read", ProtocolResult::MediumError, ToolStatus::NotRepaired},
+      {"", ProtocolResult::Success, ToolStatus::NotRepaired},  // what comes back differs
+  };
+  for (const auto& [call, result, status] : endings) {
+    testing::FakeDevice device;
+    device.component->setConnection(DeviceConnection::RaidMember);
+    device.protocol->results[call] = result;
+    RecoverBadSectors owner;
+    ScanAndFixTool repair(&owner);
+    repair.setComponent(device.component.get());
+    EXPECT_EQ(repair.execute({}, 0), ToolStatus::CouldNotRun);
+    EXPECT_EQ(repair.handleBadSector(7), status) << call;
+    const bool open = status != ToolStatus::NotRepaired;
+    EXPECT_EQ(*repair.getSectorStatistics(),
+              (RecoverBadSectorsOperation::SectorStatistics{0, 1, 0, open ? 0U : 1U}));
+    EXPECT_EQ(*repair.getBadSectorList(), std::list<std::uint64_t>{7});
+  }
+}
+
+TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
+  testing::VirtualBench pc(R"({"format": 1, "drives": [
+    {"name": "a", "kind": "sata", "model": "A", "serial": "1", "size_sectors": 20011,
+     "layout": {"style": "mbr", "partitions": [{"start_sector": 64, "sectors": 1000, "type": 7}]}},
+    {"name": "b", "kind": "sata", "model": "B", "serial": "2", "size_sectors": 20011,
+     "layout": {"style": "mbr", "partitions": [{"start_sector": 64, "sectors": 1000, "type": 7}]}}],
+    "volumes": [{"letter": "D", "drive": "a", "partition": 1},
+                {"letter": "E", "drive": "b", "partition": 1}]})");
+  RecoverBadSectors tool;
+  testing::ToolHost host(tool);
+  tool.setDevices({pc.device("A"), pc.device("B")});
+  tool.setParameter("Operation", {"repair"});
+  const std::size_t handles = virtual_pc::openHandles();
+  const auto repairWith = [&](const std::function<void()>& happens) {
+    bool happened = false;
+    host.heard.clear();
+    host.onEvent = [&](Tool& running, const std::string& event) {
+      if (event == "OnDeviceFinish") {
+        host.abort.setAborted(false);
+        host.systemEvents = 0;
+      }
+      if (happened || event != "OnProgress" ||
+          std::stoi(running.getParameter("Progress")->front()) < 40)
+        return;
+      happened = true;
+      EXPECT_FALSE(pc.pc().volume('D')->mounted());
+      EXPECT_TRUE(pc.pc().volume('E')->mounted());
+      happens();
+    };
+    tool.run();
+    EXPECT_TRUE(pc.pc().volume('D')->mounted());
+    EXPECT_TRUE(pc.pc().volume('E')->mounted());
+    EXPECT_EQ(virtual_pc::openHandles(), handles);
+    Lines finished;
+    for (const std::string& line : host.steps())
+      if (line.find("OnDeviceFinish") == 0) finished.push_back(line);
+    return finished;
+  };
+  EXPECT_EQ(repairWith([&] { host.abort.setAborted(true); }),
+            (Lines{"OnDeviceFinish 0|8", "OnDeviceFinish 1|0"}));
+  EXPECT_EQ(repairWith([&] { host.systemEvents = 0x40; }),
+            (Lines{"OnDeviceFinish 0|13", "OnDeviceFinish 1|0"}));
+  EXPECT_EQ(repairWith([&] { pc.pc().drive("a")->vanish(); }),
+            (Lines{"OnDeviceFinish 0|8", "OnDeviceFinish 1|0"}));
+}
+
+TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
+  for (const std::uint64_t sectors : {1ULL, 50ULL, 101ULL, 12345ULL, 600000ULL}) {
+    testing::VirtualBench pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sata",
+      "model": "DISK", "serial": "1", "size_sectors": )" +
+                             std::to_string(sectors) + "}]}");
+    RecoverBadSectors tool;
+    testing::ToolHost host(tool);
+    tool.setDevices({pc.device("DISK")});
+    tool.setParameter("Operation", {"scan"});
+    tool.run();
+    EXPECT_EQ(tool.getParameter("DeviceFinish")->at(1), "0") << sectors;
+    const std::vector<int> progress = host.progress();
+    ASSERT_FALSE(progress.empty());
+    EXPECT_EQ(progress.front(), 0);
+    EXPECT_EQ(progress.back(), 100) << sectors;
+    EXPECT_EQ(std::adjacent_find(progress.begin(), progress.end(), std::greater_equal<>()),
+              progress.end())
+        << sectors;
+  }
+}
+
 TEST(RepairTest, SectorsThatStayBadAreTold) {
   Bench bench(
       R"({"lba": 100}, {"lba": 200, "on_write": "fails"}, {"lba": 300, "on_write": "stays"})",
       20011, false);
   const Lines steps = bench.run("repair");
-  EXPECT_EQ(steps[3], "OnDeviceFinish 0|10 :Unable to unmount all partitions of the device: D:\\");
+  EXPECT_EQ(steps[3], "OnDeviceFinish 0|10 :Unable to unmount all partitions of the device|D:\\");
   EXPECT_EQ(bench.info(), (Lines{"20011", "3", "1", "2"}));
   EXPECT_TRUE(bench.tool.getParameter("Message")->empty());
 }
@@ -152,8 +316,7 @@ TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
     EXPECT_TRUE(bench.pc.pc().volume('D')->mounted()) << what;
   };
   ASSERT_GT(calls, 20U);
-  std::vector<std::vector<std::uint8_t>> before;
-  for (std::uint64_t lba = 0; lba < 1300; ++lba) before.push_back(bench.sector(lba));
+  const auto before = bench.content();
   std::set<std::string> listed;
   for (std::uint64_t call = 1; call <= calls; ++call) {
     faults.reset();

@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+#include <set>
 #include <stdexcept>
 
 #include "ostria/storage/system_component.h"
 #include "tests/support/tool_host.h"
+#include "tests/support/virtual_bench.h"
+#include "virtual_pc/machine/description.h"
 
 namespace ostria::storage {
 namespace {
@@ -48,6 +52,58 @@ TEST(SmartToolTest, HandsOutTheReportsOfEachDevice) {
                             "OnDeviceInit b", "OnDeviceFinish b|0|nvme||[2]", "OnDeviceInit c",
                             "OnDeviceFinish c|1||[3]|", "OnDeviceInit d",
                             "OnDeviceFinish d|1|scsi||", "OnSmartToolFinish"}));
+}
+
+TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
+  struct Kind {
+    const char* model;
+    const char* flag;
+    const char* protocol;
+    std::size_t columns;  // of a row of the SMART report; 0 for none
+  };
+  const Kind kinds[] = {
+      {"VIRTUAL HDD 20GB", "0", "ata", 6},
+      {"VIRTUAL SSD 16GB", "0", "ata", 6},
+      {"VIRTUAL OLDDISK 10GB", "0", "ata", 6},
+      {"SAS DISK 18GB", "0", "scsi", 0},
+      {"VIRTUAL NVME 16GB", "0", "nvme", 3},
+      {"VIRTUAL NVME PORT 8GB", "0", "nvme", 3},
+      {"VIRTUAL NVME MINI 2GB", "0", "nvme", 3},
+      {"VIRTUAL NVME PLA", "0", "nvme", 0},
+      {"VEMMC8", "1", "", 0},
+      {"VSD2", "1", "", 0},
+      {"VIRTUAL PORTABLE 4GB", "0", "scsi", 6},
+      {"VIRTUAL CASE-J 2GB", "0", "scsi", 0},
+      {"FLASH STICK 1GB", "0", "scsi", 0},
+  };
+  testing::VirtualBench bench{std::string(virtual_pc::builtInMachineText())};
+  SmartTool tool;
+  testing::ToolHost host(tool);
+  for (const Kind& kind : kinds) {
+    StorageComponent* const device = bench.device(kind.model);
+    ASSERT_NE(device, nullptr) << kind.model;
+    tool.setDevices({device});
+    host.heard.clear();
+    tool.run();
+    const auto values = *tool.getParameter("DeviceFinish");
+    ASSERT_EQ(host.heard.size(), 4U) << kind.model;
+    EXPECT_EQ(host.heard[1], "OnDeviceInit " + device->id());
+    EXPECT_EQ(host.heard[2].find("OnDeviceFinish " + device->id() + "|"), 0U);
+    ASSERT_EQ(values.size(), 5U) << kind.model;
+    EXPECT_EQ(values[1], kind.flag) << kind.model;
+    EXPECT_EQ(values[2], kind.protocol) << kind.model;
+    EXPECT_EQ(values[3].empty(), kind.columns == 0) << kind.model << values[3];
+    if (values[3].empty()) continue;
+    const auto rows = nlohmann::json::parse(values[3], nullptr, false);
+    ASSERT_TRUE(rows.is_array() && !rows.empty()) << values[3];
+    std::set<std::string> ids;
+    for (const auto& row : rows) {
+      EXPECT_EQ(row.size(), kind.columns) << row;
+      for (const auto& value : row) EXPECT_TRUE(value.is_string()) << row;
+      EXPECT_TRUE(ids.insert(row.at("id")).second) << row;
+      EXPECT_NE(row.at("description"), "");
+    }
+  }
 }
 
 TEST(SmartToolTest, RunsWithoutAHostAndLetsNothingThrough) {

@@ -60,7 +60,11 @@ TEST_F(WinCimTest, AnswersQueries) {
 }
 
 TEST_F(WinCimTest, FirstRecordMakesNamespaceAndClass) {
-  EXPECT_EQ(cim_.writeRecord({"TestName"}, {}, "Results", recordSpace), CimResult::Success);
+  const std::vector<std::string> names = {"ModuleName",  "DeviceUdi",  "DeviceDisplayName",
+                                          "TestName",    "TestStatus", "TestStartTimestamp",
+                                          "TestDuration"};
+  EXPECT_EQ(cim_.writeRecord(names, {"1", "2", "3", "4", "5", "6"}, "Results", recordSpace),
+            CimResult::Success);
   EXPECT_TRUE(ask({"Id"}, nullptr, "Results", recordSpace).empty());
   EXPECT_EQ(write("first"), CimResult::Success);
   EXPECT_EQ(write("second"), CimResult::Success);
@@ -78,6 +82,14 @@ TEST_F(WinCimTest, TheOldestOf5000GoesAlsoWithHighNumbers) {
   ASSERT_EQ(write("x"), CimResult::Success);
   virtual_pc::WmiClass& records =
       *virtual_pc::machine().management().find(recordSpace)->find(L"Results");
+  records.instances.clear();
+  for (std::int32_t id = 0; id < 4999; ++id) records.addRow({{L"Id", id}});
+  EXPECT_EQ(write("the 5000th"), CimResult::Success);
+  EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"0");
+  EXPECT_EQ(write("the 5001st"), CimResult::Success);
+  ASSERT_EQ(records.instances.size(), 5000U);
+  EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"1");
+
   records.instances.clear();
   for (std::int32_t id = 7000; id < 12000; ++id) records.addRow({{L"Id", id}});
   EXPECT_EQ(write("newest"), CimResult::Success);
