@@ -35,8 +35,10 @@ def smart(bench, drive, index):
     rows = {row["id"]: row for run in document.get("tool_runs", []) for row in run.get("smart", [])}
     theirs = {str(row["id"]): row for row in peer["ata_smart_attributes"]["table"]}
     bench.equal("product: SMART attributes as smartctl reads them",
-                (code, {key: (row["value"], row["worst"], row["threshold"]) for key, row in rows.items()}),
-                (0, {key: (str(row["value"]), str(row["worst"]), str(row["thresh"])) for key, row in theirs.items()}))
+                (code, {key: (row["value"], row["worst"], row["threshold"], row["data"]) for key, row in rows.items()}),
+                (0, {key: (str(row["value"]), str(row["worst"]), str(row["thresh"]), str(row["raw"]["value"] & 0xFFFFFFFF))
+                     for key, row in theirs.items()}))
+    bench.check("product: and in the drive's order", len(rows) > 3 and list(rows) == list(theirs), (list(rows), list(theirs)))
 
     code, document = bench.product("-Qm,s", index)
     outcome = {run["test"]["id"]: run["result"] for run in document.get("test_runs", [])}
@@ -68,6 +70,53 @@ def nvme(bench, drive, index):
     bench.check("product: no property holds what is no text", values and not any("\0" in value for value in values), values)
 
 
+# Offset of a counter in the health log, its name at the peer, and what stands behind the number.
+COUNTERS = ((64, "host_read_commands", ""), (80, "host_write_commands", ""), (96, "controller_busy_time", " min"),
+            (112, "power_cycles", ""), (128, "power_on_hours", ""), (144, "unsafe_shutdowns", ""), (160, "media_errors", ""),
+            (176, "num_err_log_entries", ""))
+PLAIN = ((0, "critical_warning", ""), (3, "avail_spare", " %"), (4, "spare_thresh", " %"), (5, "percent_used", " %"),
+         (192, "warning_temp_time", " min"), (196, "critical_comp_time", " min"))
+
+
+def bytes_of(text):
+    """Bytes that a size in brackets stands for, and how much its last digit stands for."""
+    number, unit = text.split()
+    power = 1024 ** " KMGTP".index(unit[:-1] or " ")
+    return float(number) * power, power / 10 ** len(number.partition(".")[2])
+
+
+def health_log(bench, drive, index):
+    """Every field of the health log, with a history that is no row of zeros."""
+    bench.run("dd", "if=" + drive.node, "of=/dev/null", "bs=1M", "count=700", "iflag=direct", "status=none")
+    bench.run("dd", "if=/dev/zero", "of=" + drive.node, "bs=1M", "count=40", "oflag=direct", "status=none")
+    before = bench.json("nvme", "smart-log", "-o", "json", drive.node)
+    code, document = bench.product("smart", index)
+    after = bench.json("nvme", "smart-log", "-o", "json", drive.node)
+    got = {int(row["id"]): row["data"] for run in document.get("tool_runs", []) for row in run.get("smart", [])}
+    names = {name: before.get(name) for _, name, _ in (*PLAIN, *COUNTERS)}
+    bench.check("product: the peer reads a health log with a history",
+                None not in names.values() and int(before["data_units_read"]) > 1000, before)
+    fields = [(offset, str(before[name]) + unit) for offset, name, unit in PLAIN]
+    fields.append((1, f"{before['temperature'] - 273} ºC"))
+    fields += [(198 + 2 * i, f"{before[f'temperature_sensor_{i}'] - 273} ºC")
+               for i in range(1, 9) if before.get(f"temperature_sensor_{i}")]
+    bench.equal("product: NVMe health log, the plain fields", {offset: got.get(offset) for offset, _ in fields}, dict(fields))
+    # What runs in between reads the drive too.
+    moved = [(offset, got.get(offset), before[name], after[name]) for offset, name, unit in COUNTERS
+             if not got.get(offset, "").endswith(unit)
+             or not int(before[name]) <= int(got[offset].removesuffix(unit).replace(",", "")) <= int(after[name])]
+    bench.equal("product: NVMe health log, the counters", moved, [])
+    for offset, name in ((32, "data_units_read"), (48, "data_units_written")):
+        text = got.get(offset, "0 [0 B]")
+        units = int(text.split()[0].replace(",", ""))
+        size, step = bytes_of(text.partition("[")[2].rstrip("]"))
+        bench.check(f"product: NVMe health log, {name} and their size",
+                    int(before[name]) <= units <= int(after[name]) and abs(units * 512000 - size) <= step,
+                    (text, before[name], after[name]))
+    bench.equal("product: NVMe health log, no other row", sorted(got),
+                sorted({offset for offset, _ in fields} | {offset for offset, _, _ in COUNTERS} | {32, 48}))
+
+
 def no_rights(bench):
     code, document = bench.json_as("nobody", bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "--list", "--json")
     text = str(document.get("error", "")) + " ".join(document.get("notices", []))
@@ -76,7 +125,7 @@ def no_rights(bench):
 
 def run(bench):
     listing = identity(bench)
-    for marker, checks in (("OSTRIABENCH ATA", (smart,)), ("OSTRIABENCHNVME1", (nvme,))):
+    for marker, checks in (("OSTRIABENCH ATA", (smart,)), ("OSTRIABENCHNVME1", (nvme, health_log))):
         drive = bench.needed(marker, "product")
         index = drive and bench.index_of(drive, listing)
         if not bench.check(f"product: {marker} has a number", index is not None):

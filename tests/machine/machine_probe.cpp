@@ -20,6 +20,7 @@
 #include "platform/linux/linux_filesystem.h"
 #include "services/driver_service_holder.h"
 #include "services/sal.h"
+#include "tools/recover_bad_sectors.h"
 #include "transport/commands/ata_cmd.h"
 #include "transport/commands/nvme_cmd.h"
 #include "transport/commands/scsi_cmd.h"
@@ -284,6 +285,31 @@ Json service(const Arguments& arguments) {
   return out;
 }
 
+/// Hears the percentages and nothing else.
+class ProgressReceiver : public ToolEventReceiver {
+ public:
+  void requestInput(InputRequest&) override {}
+};
+
+/// check VOLUME: the file system check of a volume that no host would offer, since nobody mounts
+/// it.
+Json check(const Arguments& arguments) {
+  Json percents = Json::array();
+  ProgressReceiver receiver;
+  receiver.handlers["OnProgress"] = [&percents](Tool* tool, const std::string&) {
+    percents.push_back(std::atoi(tool->getParameter("Progress")->front().c_str()));
+  };
+  RecoverBadSectors tool;
+  tool.eventReceiver = &receiver;
+  tool.setDevices({nullptr});
+  tool.setParameter("Operation", {"filesystem"});
+  tool.setParameter("partition_table", {"volume", "", arguments.at(0), "F"});
+  tool.run();
+  const auto& finish = *tool.getParameter("PartitionFinish");
+  return {
+      {"status", std::atoi(finish.back().c_str())}, {"report", finish[2]}, {"percents", percents}};
+}
+
 }  // namespace
 }  // namespace ostria::storage
 
@@ -292,7 +318,7 @@ int main(int count, char** values) {
   const std::map<std::string, Json (*)(const Arguments&)> commands = {
       {"scan", scan},       {"layout", layout}, {"dismount", dismount}, {"read", read},
       {"scratch", scratch}, {"ata", ata},       {"scsi", scsi},         {"nvme", nvme},
-      {"service", service}, {"hang", hang}};
+      {"service", service}, {"hang", hang},     {"check", check}};
   const auto command = commands.find(count > 1 ? values[1] : "");
   if (command == commands.end()) return 2;
   std::cout << command->second(Arguments(values + 2, values + count)).dump() << std::endl;
