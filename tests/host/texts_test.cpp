@@ -36,7 +36,10 @@ TEST(TextsTest, ComposedMessagesAreTranslatedPartByPart) {
        "range: [8, 15], [32, 39]."},
       {"BAD_SECTOR_TOOL_STARTED SCAN_TOOL", "Started: Scan for bad sectors"},
       {"A_KEY_OF_TOMORROW: 5", "A key of tomorrow: 5"},
-      {"Not Scheduled", "Not Scheduled"},
+      {"Not Scheduled", "The check was not scheduled"},
+      {"NVME Controller Test: Execution Supports failed.",
+       "The status of a controller cannot be read here"},
+      {"Not a key", "Not a key"},
       {"", ""},
   };
   for (const auto& [message, expected] : rows) EXPECT_EQ(texts.message(message), expected);
