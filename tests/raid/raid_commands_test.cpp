@@ -179,6 +179,7 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
     EXPECT_LE(write.senseLength, sizeof(write.sense));
     EXPECT_EQ(write.sense[17], 0x81);
   }
+  port.answer = nullptr;
   SendDiagnostic plain(1);
   ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
   EXPECT_EQ(loadLe32(&port.request[68]), 4U);

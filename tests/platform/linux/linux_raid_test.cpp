@@ -1,0 +1,22 @@
+#include <gtest/gtest.h>
+
+#include "inventory/raid_collection.h"
+#include "raid/lsi_cmd.h"
+#include "raid/raid_component_manager.h"
+
+namespace ostria::storage {
+namespace {
+
+TEST(LinuxRaid, HasNoControllerAndSaysNothing) {
+  EXPECT_EQ(getLsiSender(), nullptr);
+  RaidComponentManager manager(Identifier(0, 0, 0));
+  EXPECT_FALSE(manager.hasDevices());
+  manager.scan();
+  EXPECT_EQ(manager.componentCount(), 0U);
+  EXPECT_TRUE(manager.takePorts().empty());
+  EXPECT_FALSE(hasRaidDrives());
+  EXPECT_TRUE(collectRaidDevices().components.empty());
+}
+
+}  // namespace
+}  // namespace ostria::storage
