@@ -1,6 +1,7 @@
 #include "inventory/device_reports.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -230,7 +231,8 @@ class ReportsOnPcTest : public ::testing::Test {
  protected:
   ReportsOnPcTest()
       : before_(std::filesystem::current_path()),
-        folder_(::testing::TempDir() + "ostria_reports_test") {
+        // Tests run side by side, each in a process of its own.
+        folder_(::testing::TempDir() + "ostria_reports_test_" + std::to_string(::getpid())) {
     std::filesystem::create_directories(folder_);
     std::filesystem::current_path(folder_);
   }
