@@ -1,6 +1,7 @@
 #include "services/config_file.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -11,7 +12,8 @@ namespace {
 
 class ConfigFileTest : public ::testing::Test {
  protected:
-  ConfigFileTest() : path_(::testing::TempDir() + "ostria_config_file_test.ini") {}
+  ConfigFileTest()
+      : path_(::testing::TempDir() + "ostria_config_" + std::to_string(::getpid()) + ".ini") {}
   ~ConfigFileTest() override { std::remove(path_.c_str()); }
 
   bool read(const std::string& text) {
