@@ -5,6 +5,7 @@
 
 #include "virtual_pc/devices/make_drive.h"
 #include "virtual_pc/kernel/csmi_controller.h"
+#include "virtual_pc/kernel/driver_service.h"
 #include "virtual_pc/kernel/lsi_library.h"
 #include "virtual_pc/kernel/management.h"
 #include "virtual_pc/kernel/nvme_roads.h"
@@ -67,6 +68,7 @@ Machine::Machine(MachineDescription description)
     addDeviceName(port->interfacePath(), port);
     addDeviceName("\\\\.\\Scsi" + std::to_string(port->number()) + ":", port);
   }
+  if (description_.driverService) addDriverService(libraries_);
   for (const VolumeDescription& volume : description_.volumes) {
     volumes_.push_back(std::make_shared<VolumeObject>(volume, disk(volume.drive)));
     addDeviceName(std::string("\\\\.\\") + volume.letter + ":", volumes_.back());
@@ -85,7 +87,10 @@ void Machine::addDrive(std::size_t index) {
   const auto number = static_cast<std::uint32_t>(disks_.size());
   disks_.push_back(
       std::make_shared<DiskObject>(*this, number, *drives_.back(), description.layout, *port));
-  if (description.kind == DriveKind::Nvme) addNvmeRoad(*disks_.back(), *port, description.nvme);
+  if (description.kind == DriveKind::Nvme) {
+    addNvmeRoad(*disks_.back(), *port, description.nvme);
+    port->addRegisters(description.nvme.registers);
+  }
   addDeviceName(disks_.back()->interfacePath(), disks_.back());
   addDeviceName("\\\\.\\PhysicalDrive" + std::to_string(number), disks_.back());
 }

@@ -47,7 +47,8 @@ class Machine {
   /// Libraries that programs of this machine can load, by file name in lower case, with their
   /// functions by name.
   using Function = void (*)();
-  std::map<std::string, std::map<std::string, Function>>& libraries() { return libraries_; }
+  using Libraries = std::map<std::string, std::map<std::string, Function>>;
+  Libraries& libraries() { return libraries_; }
 
   /// What stands behind the library for LSI controllers; null without such a controller.
   const std::shared_ptr<LsiLibrary>& lsiLibrary() const { return lsiLibrary_; }
@@ -76,7 +77,7 @@ class Machine {
   std::vector<std::shared_ptr<DiskObject>> disks_;
   std::vector<std::shared_ptr<VolumeObject>> volumes_;
   std::map<std::string, std::shared_ptr<IoObject>> names_;
-  std::map<std::string, std::map<std::string, Function>> libraries_;
+  Libraries libraries_;
   std::shared_ptr<LsiLibrary> lsiLibrary_;
   std::vector<std::string> deletedAtRestart_;
   std::set<char> checkedAtRestart_;

@@ -225,26 +225,22 @@ bool answerStorageQuery(DiskObject& disk, IoRequest& request,
 }  // namespace
 
 void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& description) {
-  switch (description.road) {
-    case NvmeRoad::IntelPort:
-      disk.setPathId(description.pathId);
-      port.addMiniport(std::make_unique<IntelPort>(
-          [&disk](NvmeExchange& exchange, std::uint64_t timeout) {
-            return disk.send(exchange, timeout);
-          },
-          description));
-      return;
-    case NvmeRoad::MiniPort:
-      port.addMiniport(std::make_unique<MiniPort>(disk));
-      return;
-    case NvmeRoad::StorageQuery:
-      disk.addHandler([claimed = description.dataOffset](DiskObject& asked, IoRequest& request) {
-        return answerStorageQuery(asked, request, claimed);
-      });
-      return;
-    case NvmeRoad::ScsiOnly:
-      return;
+  const auto has = [&](NvmeRoad road) {
+    return description.road == road || description.road == NvmeRoad::All;
+  };
+  if (has(NvmeRoad::IntelPort)) {
+    disk.setPathId(description.pathId);
+    port.addMiniport(std::make_unique<IntelPort>(
+        [&disk](NvmeExchange& exchange, std::uint64_t timeout) {
+          return disk.send(exchange, timeout);
+        },
+        description));
   }
+  if (has(NvmeRoad::MiniPort)) port.addMiniport(std::make_unique<MiniPort>(disk));
+  if (has(NvmeRoad::StorageQuery))
+    disk.addHandler([claimed = description.dataOffset](DiskObject& asked, IoRequest& request) {
+      return answerStorageQuery(asked, request, claimed);
+    });
 }
 
 void addNvmeMember(Machine& machine, Drive& drive, PortObject& port,

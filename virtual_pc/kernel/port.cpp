@@ -3,15 +3,46 @@
 #include <ntddscsi.h>
 #include <winerror.h>
 
+#include <charconv>
 #include <cstring>
 
 #include "transport/byte_order.h"
 
 namespace ostria::virtual_pc {
 
+namespace {
+constexpr std::uint32_t NvmeControllerClass = 0x010802;
+}
+
 std::uint8_t PortObject::attach(Drive& drive) {
   drives_.push_back(&drive);
   return static_cast<std::uint8_t>(drives_.size() - 1);
+}
+
+void PortObject::addRegisters(const NvmeRegisters& registers) {
+  if (!registers_) {
+    registers_ = registers;
+    return;
+  }
+  registers_->readable = registers_->readable && registers.readable;
+  registers_->ready = registers_->ready && registers.ready;
+  registers_->fatal = registers_->fatal || registers.fatal;
+}
+
+const NvmeRegisters* PortObject::registers() const {
+  return registers_ && pciClass() == NvmeControllerClass ? &*registers_ : nullptr;
+}
+
+std::uint32_t PortObject::pciClass() const {
+  constexpr std::uint32_t OtherStorage = 0x018000;
+  const std::string& id = description_.hardwareId;
+  const std::size_t at = id.find("CC_");
+  std::uint32_t code = 0;
+  if (at == std::string::npos ||
+      std::from_chars(id.data() + at + 3, id.data() + id.size(), code, 16).ec != std::errc())
+    return registers_ ? NvmeControllerClass : OtherStorage;
+  if (code > 0xFFFF) return code & 0xFFFFFF;
+  return code << 8 == (NvmeControllerClass & 0xFFFF00) ? NvmeControllerClass : code << 8;
 }
 
 std::string PortObject::locationText() const {

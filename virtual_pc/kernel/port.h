@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -46,6 +47,14 @@ class PortObject : public IoObject {
   std::uint8_t attach(Drive& drive);
   const std::vector<Drive*>& drives() const { return drives_; }
 
+  /// A drive that is the whole NVMe controller brings its registers.
+  void addRegisters(const NvmeRegisters& registers);
+  /// Null unless the port belongs to an NVMe controller.
+  const NvmeRegisters* registers() const;
+  /// Base class, subclass and programming interface in bits 23 to 0, as the hardware identifier
+  /// says ("CC_0108"), or else as the drives behind the port have it.
+  std::uint32_t pciClass() const;
+
   /// "PCI bus 0, device 23, function 0".
   std::string locationText() const;
   /// Path of its device interface.
@@ -54,6 +63,7 @@ class PortObject : public IoObject {
  private:
   ControllerDescription description_;
   std::uint32_t number_;
+  std::optional<NvmeRegisters> registers_;
   std::vector<Drive*> drives_;
   std::vector<std::unique_ptr<MiniportHandler>> miniports_;
 };

@@ -7,6 +7,7 @@ std::string_view builtInMachineText() {
   return R"json({
   "format": 1,
   "description": "A workshop PC with good, worn and broken drives of every kind.",
+  "driver_service": {},
   "controllers": [
     {"name": "sata", "bus": 0, "device": 23, "function": 0,
      "hardware_id": "PCI\\VEN_1AF4&DEV_2922&CC_0106", "description": "Serial ATA controller"},

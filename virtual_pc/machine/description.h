@@ -173,6 +173,11 @@ struct ControllerDescription {
   std::optional<LsiDescription> lsi = std::nullopt;
 };
 
+/// The driver service, a library that gives access to PCI functions and controller registers.
+struct DriverServiceDescription {
+  bool available = true;  ///< false: it can be loaded, but says that it can't be used
+};
+
 struct FileDescription {
   std::string path;  ///< from the root of its volume on, with backslashes
   std::uint64_t bytes = 0;
@@ -231,6 +236,7 @@ struct MachineDescription {
   std::string windowsDirectory = "C:\\Windows";
   std::string currentDirectory = "C:\\Diagnostics";
   std::string programPath = "C:\\Diagnostics\\diagnostics.exe";
+  std::optional<DriverServiceDescription> driverService;  ///< none: its library isn't there
   std::vector<ControllerDescription> controllers;
   std::vector<DriveDescription> drives;
   std::vector<VolumeDescription> volumes;

@@ -70,6 +70,8 @@ MachineDescription parseRoot(const nlohmann::json& json) {
     out.managementRows.push_back(parseManagementRow(row));
   for (ObjectReader& row : in.objects("registry")) out.registry.push_back(parseRegistryValue(row));
 
+  if (auto service = in.object("driver_service")) out.driverService = parseDriverService(*service);
+
   std::set<std::string> names;
   for (ObjectReader& row : in.objects("controllers")) {
     out.controllers.push_back(parseController(row));

@@ -6,11 +6,12 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::array<std::pair<const char*, NvmeRoad>, 4> Roads{{
+constexpr std::array<std::pair<const char*, NvmeRoad>, 5> Roads{{
     {"intel_port", NvmeRoad::IntelPort},
     {"mini_port", NvmeRoad::MiniPort},
     {"storage_query", NvmeRoad::StorageQuery},
     {"scsi_only", NvmeRoad::ScsiOnly},
+    {"all", NvmeRoad::All},
 }};
 
 NvmeHealth parseHealth(ObjectReader& in, NvmeHealth out) {
@@ -42,6 +43,15 @@ NvmeSelfTest parseSelfTest(ObjectReader& in, const DriveDescription& drive) {
     out.outcome = static_cast<std::uint8_t>(*outcome);
   out.failingLba = in.optionalNumber("failing_lba", 0, drive.sectors - 1);
   in.into("stops_at_percent", out.stopsAtPercent, 0, 100);
+  in.finish();
+  return out;
+}
+
+NvmeRegisters parseRegisters(ObjectReader& in) {
+  NvmeRegisters out;
+  out.readable = in.flag("readable", out.readable);
+  out.ready = in.flag("ready", out.ready);
+  out.fatal = in.flag("fatal", out.fatal);
   in.finish();
   return out;
 }
@@ -90,6 +100,7 @@ NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive) {
     traits.runningSelfTest = static_cast<std::uint8_t>(*code);
   if (!traits.selfTests && traits.runningSelfTest)
     in.fail("running_self_test", "what is not supported can't run.");
+  if (auto registers = in.object("registers")) out.registers = parseRegisters(*registers);
   if (auto broken = in.object("broken")) parseBroken(*broken, &out);
   in.finish();
   return out;

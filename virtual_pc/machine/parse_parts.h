@@ -18,6 +18,7 @@ ControllerDescription parseController(ObjectReader& in);
 VolumeDescription parseVolume(ObjectReader& in);
 CheckerDescription parseChecker(ObjectReader& in);
 ManagementRow parseManagementRow(ObjectReader& in);
+DriverServiceDescription parseDriverService(ObjectReader& in);
 RegistryValue parseRegistryValue(ObjectReader& in);
 CsmiDescription parseCsmi(ObjectReader& in);
 LsiDescription parseLsi(ObjectReader& in, const ControllerDescription& controller);

@@ -36,6 +36,13 @@ ManagementRow parseManagementRow(ObjectReader& in) {
   return out;
 }
 
+DriverServiceDescription parseDriverService(ObjectReader& in) {
+  DriverServiceDescription out;
+  out.available = in.flag("available", out.available);
+  in.finish();
+  return out;
+}
+
 RegistryValue parseRegistryValue(ObjectReader& in) {
   RegistryValue out;
   for (const char* key : {"key", "name", "text"}) in.require(key);

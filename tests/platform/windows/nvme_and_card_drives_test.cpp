@@ -85,6 +85,54 @@ TEST_F(FoundDrives, EachRoadGetsItsProtocol) {
             "VPC-PN-0001" + std::string(19, ' '));
 }
 
+std::string withoutBlanks(std::string text) {
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text;
+}
+
+TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
+  // Each identification that fails costs the road whose probe it is.
+  const struct {
+    int failures;
+    ProtocolKind kind;
+    bool longReads;  ///< only the first of the two port roads takes more than 4096 bytes
+  } rows[] = {{0, ProtocolKind::Nvme, true},
+              {1, ProtocolKind::Nvme, false},
+              {2, ProtocolKind::NvmeSystemCall, false},
+              {3, ProtocolKind::NvmeScsi, true}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.failures);
+    std::string error;
+    const std::string text = R"({"format": 1, "drives": [{"kind": "nvme", "model": "ROADS",
+        "serial": "SERIAL-7", "firmware": "FW7", "size_sectors": 100000, "temperature": 47,
+        "nvme": {"road": "all"})" +
+                             (row.failures == 0 ? std::string()
+                                                : R"(, "faults": [{"action": "transport",
+        "command": 6, "detail": 1, "times": )" + std::to_string(row.failures) +
+                                                      "}]") +
+                             "}]}";
+    ASSERT_TRUE(vpc::installMachine(text, &error)) << error;
+    scan();
+    ASSERT_EQ(manager->componentCount(), 1U);
+    auto& found = dynamic_cast<StorageComponent&>(*manager->component(0));
+    StorageProtocol& protocol = *found.storageProtocol();
+    EXPECT_EQ(protocol.GetProtocolKind(), row.kind);
+    const StorageProtocolProperties properties = propertiesOf(found);
+    // SCSI texts keep the blanks that fill their fields.
+    EXPECT_EQ(withoutBlanks(properties.modelNumber), "ROADS");
+    EXPECT_EQ(withoutBlanks(properties.serialNumber), "SERIAL-7");
+    EXPECT_EQ(withoutBlanks(properties.firmwareRevision), "FW7");
+    EXPECT_EQ(properties.totalSectors, 100'000U);
+    EXPECT_EQ(properties.logicalSectorSize, 512U);
+    EXPECT_TRUE(properties.solidState && properties.smartSupported && properties.smartEnabled);
+    std::uint8_t celsius = 0;
+    EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
+    EXPECT_EQ(celsius, 47);
+    std::vector<std::uint8_t> buffer(8192);
+    EXPECT_EQ(succeeded(protocol.Read(0, 16, 10, buffer.data(), 8192)), row.longReads);
+  }
+}
+
 TEST_F(FoundDrives, SelfTestOfEveryRoadRunsToItsOutcome) {
   scan();
   const struct {
