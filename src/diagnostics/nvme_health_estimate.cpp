@@ -41,8 +41,13 @@ std::uint64_t saturated(const std::uint8_t* field) {
   return loadLe64(field + 8) != 0 ? std::numeric_limits<std::uint64_t>::max() : loadLe64(field);
 }
 
-// Truncated and held between 0 and 100: the numbers come from the drive and may be anything.
-int percent(double value) { return value >= 100 ? 100 : value > 0 ? static_cast<int>(value) : 0; }
+// The numbers come from the drive and may be anything; a value that no int holds has no conversion.
+int truncated(double value) {
+  constexpr double most = std::numeric_limits<int>::max();
+  return static_cast<int>(std::clamp(value, -most, most));
+}
+
+int percent(double value) { return std::clamp(truncated(value), 0, 100); }
 
 }  // namespace
 
@@ -80,10 +85,10 @@ NvmeHealthEstimate estimateNvmeHealth(const NvmeAccess& drive, double capacityBy
   estimate.mediaErrors = saturated(smart.data() + 160);
   estimate.usedPercent = ratedGiB > 0 ? percent(writtenGiB / ratedGiB * 100) : 0;
   if (vendorCount == noVendorCount || ratedGiB <= 0 || !enduranceGroups || capacityGiB < 1) {
-    estimate.health = std::max(100 - int{smart[5]}, 0);
+    estimate.health = 100 - int{smart[5]};
   } else {
     const double cycles = ratedGiB / capacityGiB;
-    estimate.health = percent((cycles - vendorCount) / cycles * 100);
+    estimate.health = truncated((cycles - vendorCount) / cycles * 100);
   }
   return estimate;
 }

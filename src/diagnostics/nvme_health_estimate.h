@@ -10,7 +10,7 @@ namespace ostria::storage {
 struct NvmeHealthEstimate {
   /// Whether there was enough to judge by.
   bool judgeable = false;
-  int health = 0;       ///< percent, not below 0
+  int health = 0;       ///< percent; below 0 for a drive that outlives its rating
   int usedPercent = 0;  ///< of the rated write endurance, 0 to 100
   std::uint8_t criticalWarning = 0;
   std::uint64_t mediaErrors = 0;

@@ -153,7 +153,7 @@ TEST(NvmeHealthPrediction, VerdictFollowsHealthThenEnduranceThenErrors) {
   // A drive of 500 GiB is rated for 150 times 1024 GiB.
   const std::vector<Case> cases{
       {"worn out", 100, 10, 0, TestResult::Failed, "0%", "0%", failing, failing},
-      {"beyond its life", 255, 10, 0, TestResult::Failed, "0%", "0%", failing, failing},
+      {"beyond its life", 255, 10, 0, TestResult::Failed, "-155%", "0%", failing, failing},
       {"at its rating", 10, 153600, 0, TestResult::Warning, "90%", "100%", worn, wornLog},
       {"21 percent left", 94, 153600 * 0.795, 0, TestResult::Passed, "6%", "79%", {}, {}},
       {"20 percent left", 94, 153600 * 0.805, 0, TestResult::Warning, "6%", "80%", worn, wornLog},
@@ -195,7 +195,7 @@ TEST(NvmeHealthPrediction, EnduranceGroupAndVendorCountTakePrecedence) {
   EXPECT_TRUE(hasRow(predict(blank), "SSD Health", "70%", "Passed"));
   traits.vendorCount = 12;
   NvmeBench overdrawn(traits, 100 * sectorsPerGiB);
-  EXPECT_TRUE(hasRow(predict(overdrawn), "SSD Health", "0%", "Fail"));
+  EXPECT_TRUE(hasRow(predict(overdrawn), "SSD Health", "-28%", "Fail"));
 
   // Without the health log these two suffice, and without them nothing can be said.
   counted.breakLog(2);

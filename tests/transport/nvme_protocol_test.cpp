@@ -155,13 +155,14 @@ TEST_F(NvmeProtocolTest, NewPathSkipsDeadEmptyAndKnownDrives) {
   bridge->identify(controllerData(std::string("NEW\0", 4)));
   std::uint8_t id = 0;
   std::string serial;
-  EXPECT_TRUE(NvmeProtocol::FindNewPath(*bridge, {"OTHER", "KNOWN"}, &id, &serial));
+  const std::string known = "KNOWN" + std::string(15, ' ');
+  EXPECT_TRUE(NvmeProtocol::FindNewPath(*bridge, {"OTHER", known}, &id, &serial));
   EXPECT_EQ(id, 3);
   EXPECT_EQ(serial, "NEW");
   EXPECT_EQ(bridge->pathIds, (Bytes{0, 1, 2, 3}));
 
   for (int i = 0; i < 256; ++i) bridge->identify(controllerData("KNOWN"));
-  EXPECT_FALSE(NvmeProtocol::FindNewPath(*bridge, {"KNOWN"}, &id, &serial));
+  EXPECT_FALSE(NvmeProtocol::FindNewPath(*bridge, {known}, &id, &serial));
 }
 
 }  // namespace

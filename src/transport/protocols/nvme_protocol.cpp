@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "services/string_handler.h"
 #include "transport/byte_order.h"
 #include "transport/commands/nvme_cmd.h"
 #include "transport/protocols/nvme_data.h"
@@ -15,11 +14,6 @@ namespace {
 constexpr std::uint32_t allNamespaces = NvmeGetLog::allNamespaces;
 constexpr std::uint32_t smallestSectorSize = 512;
 constexpr std::uint8_t selfTestAbortCode = 15;
-
-std::string trimmed(std::string text) {
-  getLocalStringHandler().trim(text);
-  return text;
-}
 
 }  // namespace
 
@@ -82,12 +76,9 @@ bool NvmeProtocol::FindNewPath(NvmeBridge& bridge, const std::vector<std::string
 
     const auto begin = data->begin() + 4;
     const std::string found(begin, std::find(begin, begin + 20, std::uint8_t{0}));
-    const std::string name = trimmed(found);
     // The road reports success for a command that the controller refused; its answer is all zero.
-    if (name.empty()) continue;
-    if (std::any_of(knownSerials.begin(), knownSerials.end(),
-                    [&](const std::string& known) { return trimmed(known) == name; }))
-      continue;
+    if (found.find_first_not_of(' ') == std::string::npos) continue;
+    if (std::find(knownSerials.begin(), knownSerials.end(), found) != knownSerials.end()) continue;
     *id = static_cast<std::uint8_t>(path);
     *serial = found;
     return true;

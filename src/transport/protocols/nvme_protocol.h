@@ -42,9 +42,9 @@ class NvmeProtocol : public StorageProtocol {
 
   /// Whether a controller answers to `pathId` through this bridge.
   static bool ProbeBridge(NvmeBridge& bridge, std::uint8_t pathId);
-  /// Looks through the path ids from 0 to 255 for a drive that is not known yet. Blanks around a
-  /// serial number make no difference; an answer without one is no drive.
-  /// @param serial  the 20 characters of the drive, up to a zero byte
+  /// Looks through the path ids from 0 to 255 for a drive that is not known yet. An answer
+  /// without a serial number is no drive.
+  /// @param knownSerials, serial  the 20 characters of a drive with their blanks, up to a zero byte
   static bool FindNewPath(NvmeBridge& bridge, const std::vector<std::string>& knownSerials,
                           std::uint8_t* id, std::string* serial);
 
