@@ -1,4 +1,8 @@
-"""The product as its user meets it, against what smartctl and the SCSI tools say in the same guest."""
+"""The product as its user meets it, against what smartctl, nvme and the SCSI tools say in the same guest."""
+
+import os
+import shutil
+import struct
 
 
 def identity(bench):
@@ -117,6 +121,65 @@ def health_log(bench, drive, index):
                 sorted({offset for offset, _ in fields} | {offset for offset, _, _ in COUNTERS} | {32, 48}))
 
 
+def nvme_identity(bench, drive, index):
+    """The device as nvme-cli reads controller, namespace and health log."""
+    controller = bench.json("nvme", "id-ctrl", drive.node, "-o", "json")
+    namespace = bench.json("nvme", "id-ns", drive.node, "-o", "json")
+    health = bench.json("nvme", "smart-log", drive.node, "-o", "json")
+    if not bench.check("product: nvme-cli answers", controller and namespace and health, (controller, namespace, health)):
+        return
+    _, details = bench.product("--show", index)
+    device = (details.get("devices") or [{}])[0]
+    bench.equal("product: NVMe kind, model, serial and firmware as nvme id-ctrl reads them",
+                tuple(device.get(key) for key in ("bus", "protocol", "model", "serial", "firmware")),
+                ("NVMe", "NVMe", *(controller[key].strip() for key in ("mn", "sn", "fr"))))
+    sector = 1 << namespace["lbafs"][namespace["flbas"] & 15]["ds"]
+    bench.equal("product: NVMe size as nvme id-ns reads it",
+                tuple(device.get(key) for key in ("logical_sectors", "logical_sector_bytes", "size_bytes")),
+                (namespace["nsze"], sector, namespace["nsze"] * sector))
+    bench.equal("product: NVMe temperature as nvme smart-log reads it", device.get("temperature_celsius"),
+                health["temperature"] - 273)
+
+
+def verdict(bench, index):
+    """Result and message keys of the controller status test."""
+    _, document = bench.product("-Qg", index)
+    run = (document.get("test_runs") or [{}])[0]
+    return run.get("result"), [message["key"] for message in run.get("messages", [])]
+
+
+def controller_status(bench, _drive, index):
+    """The driver service reads the real registers; what it cannot read or what is fatal is put in their place."""
+    bench.equal("product: controller status passes on the real register", verdict(bench, index)[0], 0)
+
+    # The same product without the library: not there, not refused.
+    alone = "/tmp/without-service"
+    os.makedirs(alone)
+    for name in ("OstriaDiagnosticsCLI", "libmodule_storage.so"):
+        shutil.copy(os.path.join(bench.bin, name), alone)
+    bin_folder, bench.bin = bench.bin, alone
+    result, keys = verdict(bench, index)
+    bench.bin = bin_folder
+    shutil.rmtree(alone)
+    bench.check("product: controller status is not performed without the service",
+                result == 3 and "NVME Controller Test: Execution Supports failed." in keys, (result, keys))
+
+    registers = os.path.realpath("/sys/class/nvme/nvme0/device") + "/resource0"
+    page = bytearray(4096)
+    struct.pack_into("<I", page, 0x1C, 3)  # ready, and a fatal error
+    for name, content, wanted, key in (("unreadable", b"", 4, "CONTINUOUS_FAILURE_WARNING"),
+                                       ("fatal", page, 1, "NVME_CONTROLLER_STATUS_TEST_FAIL")):
+        path = f"/tmp/registers-{name}"
+        with open(path, "wb") as file:
+            file.write(content)
+        code, _ = bench.run("mount", "--bind", path, registers)
+        if not bench.check(f"product: the bench puts {name} registers in place", code == 0, registers):
+            continue
+        result, keys = verdict(bench, index)
+        bench.run("umount", registers)
+        bench.check(f"product: controller status with {name} registers", result == wanted and key in keys, (result, keys))
+
+
 def no_rights(bench):
     code, document = bench.json_as("nobody", bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "--list", "--json")
     text = str(document.get("error", "")) + " ".join(document.get("notices", []))
@@ -125,7 +188,7 @@ def no_rights(bench):
 
 def run(bench):
     listing = identity(bench)
-    for marker, checks in (("OSTRIABENCH ATA", (smart,)), ("OSTRIABENCHNVME1", (nvme, health_log))):
+    for marker, checks in (("OSTRIABENCH ATA", (smart,)), ("OSTRIABENCHNVME1", (nvme_identity, nvme, controller_status, health_log))):
         drive = bench.needed(marker, "product")
         index = drive and bench.index_of(drive, listing)
         if not bench.check(f"product: {marker} has a number", index is not None):
