@@ -250,7 +250,7 @@ std::string versionJson(const std::string& program, const std::string& module,
   Json json = bareDocument("version");
   json["program_version"] = program;
   json["module_version"] = textOrNull(module);
-  json["notices"] = notice.empty() ? Json::array() : Json{notice};
+  json["notices"] = notice.empty() ? Json::array() : Json::array({notice});
   return dumped(json);
 }
 

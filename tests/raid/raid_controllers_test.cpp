@@ -18,14 +18,17 @@ const std::vector<std::string> chipsetMembers = {"RPC-MIR-01", "RPC-MIR-02", "RP
 const std::vector<std::string> adapterMembers = {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03",
                                                  "RPC-SPA-01"};
 
+/// Compilers differ in what a list of one braced element is.
+Json listed(Json faults) { return faults.is_array() ? faults : Json::array({std::move(faults)}); }
+
 Json chipsetFaults(Json faults) {
   Json machine = raidMachine();
-  machine["controllers"][0]["csmi"]["faults"] = std::move(faults);
+  machine["controllers"][0]["csmi"]["faults"] = listed(std::move(faults));
   return machine;
 }
 Json libraryFaults(Json faults) {
   Json machine = raidMachine();
-  machine["storelib"]["faults"] = std::move(faults);
+  machine["storelib"]["faults"] = listed(std::move(faults));
   return machine;
 }
 
