@@ -9,7 +9,7 @@
 #include <random>
 #include <string>
 
-#include "platform/linux/linux_filesystem.h"
+#include "platform/linux/io/linux_filesystem.h"
 
 namespace ostria::storage {
 namespace {

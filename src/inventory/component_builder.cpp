@@ -1,11 +1,11 @@
 #include "inventory/component_builder.h"
 
 #include "inventory/device_properties.h"
-#include "transport/bridges/jmicron_bridge.h"
-#include "transport/bridges/sat_bridge.h"
-#include "transport/bridges/scsi_bridge.h"
-#include "transport/bridges/sunplus_bridge.h"
-#include "transport/protocols/ata_protocol.h"
+#include "transport/ata/ata_protocol.h"
+#include "transport/scsi/scsi_bridge.h"
+#include "transport/tunnels/jmicron_bridge.h"
+#include "transport/tunnels/sat_bridge.h"
+#include "transport/tunnels/sunplus_bridge.h"
 
 namespace ostria::storage {
 

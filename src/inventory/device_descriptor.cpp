@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/byte_order.h"
 #include "services/sal.h"
-#include "transport/byte_order.h"
 
 namespace ostria::storage {
 namespace {

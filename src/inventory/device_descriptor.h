@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "transport/kinds.h"
+#include "base/kinds.h"
 
 namespace ostria::storage {
 

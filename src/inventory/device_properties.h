@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "base/protocol_result.h"
 #include "inventory/storage_component.h"
-#include "transport/protocol_result.h"
 
 namespace ostria::storage {
 

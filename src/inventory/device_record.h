@@ -4,9 +4,9 @@
 #include <string>
 #include <utility>
 
+#include "base/device_handle.h"
+#include "base/kinds.h"
 #include "services/device_scanner.h"
-#include "transport/hal/device_handle.h"
-#include "transport/kinds.h"
 
 namespace ostria::storage {
 

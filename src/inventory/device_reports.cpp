@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/byte_order.h"
 #include "inventory/report_rows.h"
 #include "services/config_file.h"
 #include "services/sal.h"
-#include "transport/byte_order.h"
-#include "transport/protocols/ata_protocol.h"
-#include "transport/protocols/nvme_protocol.h"
-#include "transport/protocols/nvme_system_call_protocol.h"
+#include "transport/ata/ata_protocol.h"
+#include "transport/nvme/nvme_protocol.h"
+#include "transport/nvme/nvme_system_call_protocol.h"
 
 namespace ostria::storage {
 namespace {

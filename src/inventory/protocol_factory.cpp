@@ -5,16 +5,16 @@
 #include <string>
 
 #include "services/number_handler.h"
-#include "transport/bridges/ata_bridge.h"
-#include "transport/bridges/nvme_bridge.h"
-#include "transport/bridges/sat_bridge.h"
-#include "transport/bridges/scsi_bridge.h"
-#include "transport/protocols/ata_protocol.h"
-#include "transport/protocols/emmc_protocol.h"
-#include "transport/protocols/nvme_protocol.h"
-#include "transport/protocols/nvme_scsi_protocol.h"
-#include "transport/protocols/nvme_system_call_protocol.h"
-#include "transport/protocols/scsi_protocol.h"
+#include "transport/ata/ata_bridge.h"
+#include "transport/ata/ata_protocol.h"
+#include "transport/emmc/emmc_protocol.h"
+#include "transport/nvme/nvme_bridge.h"
+#include "transport/nvme/nvme_protocol.h"
+#include "transport/nvme/nvme_scsi_protocol.h"
+#include "transport/nvme/nvme_system_call_protocol.h"
+#include "transport/scsi/scsi_bridge.h"
+#include "transport/scsi/scsi_protocol.h"
+#include "transport/tunnels/sat_bridge.h"
 
 namespace ostria::storage {
 

@@ -4,7 +4,7 @@
 
 #include "inventory/device_record.h"
 #include "inventory/storage_scanner.h"
-#include "transport/protocols/storage_protocol.h"
+#include "transport/storage_protocol.h"
 
 namespace ostria::storage {
 

@@ -4,10 +4,10 @@
 #include <string_view>
 #include <utility>
 
-#include "inventory/scanner_texts.h"
+#include "base/byte_order.h"
+#include "inventory/format_texts.h"
 #include "services/sal.h"
-#include "transport/byte_order.h"
-#include "transport/protocols/smart_names.h"
+#include "transport/smart_names.h"
 
 namespace ostria::storage {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "transport/protocols/smart_attribute.h"
+#include "transport/ata/smart_attribute.h"
 
 namespace ostria::storage {
 

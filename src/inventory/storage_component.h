@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "inventory/partition_table.h"
+#include "base/kinds.h"
+#include "inventory/partitions/partition_table.h"
 #include "ostria/storage/system_component.h"
 #include "services/driver_service_holder.h"
-#include "transport/kinds.h"
-#include "transport/protocols/storage_protocol.h"
+#include "transport/storage_protocol.h"
 
 namespace ostria::storage {
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "inventory/partition_table.h"
+#include "base/device_handle.h"
+#include "base/kinds.h"
+#include "inventory/partitions/partition_table.h"
 #include "services/device_scanner.h"
-#include "transport/hal/device_handle.h"
-#include "transport/kinds.h"
 
 namespace ostria::storage {
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "base/device_handle.h"
+#include "base/protocol_result.h"
 #include "ostria/storage/system_component.h"
 #include "raid/raid_records.h"
-#include "transport/hal/device_handle.h"
-#include "transport/protocol_result.h"
 
 namespace ostria::storage {
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "raid/csmi_raid_component.h"
-#include "raid/lsi_layout.h"
-#include "raid/lsi_raid_component.h"
+#include "base/byte_order.h"
+#include "raid/csmi/csmi_raid_component.h"
+#include "raid/lsi/lsi_layout.h"
+#include "raid/lsi/lsi_raid_component.h"
 #include "raid/raid_adapter.h"
 #include "services/sal.h"
-#include "transport/byte_order.h"
 
 namespace ostria::storage {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "transport/kinds.h"
-#include "transport/protocols/storage_protocol.h"
+#include "base/kinds.h"
+#include "transport/storage_protocol.h"
 
 namespace ostria::storage {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "transport/hal/device_handle.h"
+#include "base/device_handle.h"
 
 namespace ostria::storage {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "diagnostics/device_checks.h"
+#include "checks/device_checks.h"
 
 namespace ostria::storage {
 

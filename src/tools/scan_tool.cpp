@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "diagnostics/device_checks.h"
-#include "diagnostics/null_channels.h"
+#include "checks/device_checks.h"
+#include "checks/null_channels.h"
 #include "tools/tool_events.h"
 
 namespace ostria::storage {

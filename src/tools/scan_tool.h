@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "base/protocol_result.h"
 #include "tools/recover_bad_sectors_operation.h"
-#include "transport/protocol_result.h"
 
 namespace ostria::storage {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "host/plan.h"
+#include "host/cli/plan.h"
 
 namespace ostria::host {
 namespace {

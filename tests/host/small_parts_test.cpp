@@ -5,15 +5,15 @@
 #include <filesystem>
 #include <fstream>
 
-#include "host/access_check.h"
-#include "host/config_file.h"
-#include "host/exit_code.h"
-#include "host/history.h"
-#include "host/progress.h"
-#include "host/redact.h"
-#include "host/smart_report.h"
-#include "host/surface_map.h"
-#include "host/terminal.h"
+#include "host/cli/progress_line.h"
+#include "host/cli/terminal.h"
+#include "host/core/model/outcome.h"
+#include "host/core/model/smart_rows.h"
+#include "host/core/model/surface_map.h"
+#include "host/core/report/history.h"
+#include "host/core/run/redact.h"
+#include "host/core/run/settings_file.h"
+#include "host/platform/linux/access_check.h"
 
 namespace ostria::host {
 namespace {

@@ -1,4 +1,4 @@
-#include "host/texts.h"
+#include "host/core/texts/texts.h"
 
 #include <gtest/gtest.h>
 
@@ -75,7 +75,7 @@ TEST(TextsTest, AnotherLanguageWinsAndABrokenFileChangesNothing) {
 TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
   namespace fs = std::filesystem;
   const fs::path root = OSTRIA_SOURCE_DIR;
-  std::ifstream file(root / "host/texts/en.txt");
+  std::ifstream file(root / "host/core/texts/en.txt");
   std::set<std::string> known;
   for (std::string line; std::getline(file, line);) known.insert(line.substr(0, line.find('\t')));
   ASSERT_GT(known.size(), 150U);

@@ -6,13 +6,13 @@
 #include <filesystem>
 #include <fstream>
 
+#include "base/byte_order.h"
 #include "inventory/device_properties.h"
 #include "inventory/html_table.h"
 #include "inventory/report_rows.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/virtual_bench.h"
-#include "transport/byte_order.h"
-#include "transport/protocols/ata_protocol.h"
+#include "transport/ata/ata_protocol.h"
 
 namespace ostria::storage {
 namespace {

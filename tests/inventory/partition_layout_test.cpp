@@ -1,8 +1,8 @@
-#include "inventory/partition_layout.h"
+#include "inventory/partitions/partition_layout.h"
 
 #include <gtest/gtest.h>
 
-#include "inventory/partition_types.h"
+#include "inventory/partitions/partition_types.h"
 
 namespace ostria::storage {
 namespace {

@@ -1,9 +1,8 @@
-#include "inventory/scanner_texts.h"
-
 #include <gtest/gtest.h>
 
+#include "base/byte_order.h"
 #include "inventory/device_descriptor.h"
-#include "transport/byte_order.h"
+#include "inventory/format_texts.h"
 
 namespace ostria::storage {
 namespace {

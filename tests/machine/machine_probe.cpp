@@ -17,16 +17,16 @@
 #include <vector>
 
 #include "inventory/storage_scanner.h"
-#include "platform/linux/linux_filesystem.h"
+#include "platform/linux/io/linux_filesystem.h"
 #include "services/driver_service_holder.h"
 #include "services/sal.h"
 #include "tools/recover_bad_sectors.h"
-#include "transport/commands/ata_cmd.h"
-#include "transport/commands/nvme_cmd.h"
-#include "transport/commands/scsi_cmd.h"
+#include "transport/ata/ata_cmd.h"
 #include "transport/hal/hal_ata_send.h"
 #include "transport/hal/hal_nvme_intel_send.h"
 #include "transport/hal/hal_scsi_send.h"
+#include "transport/nvme/nvme_cmd.h"
+#include "transport/scsi/scsi_cmd.h"
 
 namespace ostria::storage {
 namespace {

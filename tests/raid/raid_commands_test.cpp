@@ -5,11 +5,11 @@
 #include <functional>
 #include <numeric>
 
-#include "raid/csmi_bridges.h"
-#include "raid/lsi_bridges.h"
-#include "transport/byte_order.h"
-#include "transport/commands/ata_cmd.h"
-#include "transport/commands/scsi_cmd.h"
+#include "base/byte_order.h"
+#include "raid/csmi/csmi_bridges.h"
+#include "raid/lsi/lsi_bridges.h"
+#include "transport/ata/ata_cmd.h"
+#include "transport/scsi/scsi_cmd.h"
 
 namespace ostria::storage::testing {
 namespace {

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/windows/win_lsi_sender.h"
-#include "raid/csmi_raid_component.h"
-#include "raid/lsi_raid_component.h"
-#include "tests/raid/raid_bench.h"
+#include "platform/windows/raid/win_lsi_sender.h"
+#include "raid/csmi/csmi_raid_component.h"
+#include "raid/lsi/lsi_raid_component.h"
+#include "tests/support/raid_bench.h"
 
 namespace ostria::storage::testing {
 namespace {

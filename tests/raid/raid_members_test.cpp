@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/raid/raid_bench.h"
+#include "tests/support/raid_bench.h"
 
 namespace ostria::storage::testing {
 namespace {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "inventory/storage_component.h"
-#include "transport/protocols/storage_protocol.h"
+#include "transport/storage_protocol.h"
 
 namespace ostria::storage::testing {
 

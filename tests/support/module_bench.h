@@ -9,7 +9,7 @@
 #include "inventory/storage_component.h"
 #include "ostria/storage/entry_points.h"
 #include "tests/support/fake_host.h"
-#include "virtual_pc/kernel/kernel.h"
+#include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage::testing {
 

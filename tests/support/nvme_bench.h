@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
+#include "base/byte_order.h"
 #include "inventory/storage_component.h"
-#include "transport/bridges/nvme_bridge.h"
-#include "transport/byte_order.h"
-#include "transport/commands/nvme_cmd.h"
-#include "transport/protocols/nvme_protocol.h"
-#include "virtual_pc/devices/nvme_drive.h"
+#include "transport/nvme/nvme_bridge.h"
+#include "transport/nvme/nvme_cmd.h"
+#include "transport/nvme/nvme_protocol.h"
+#include "virtual_pc/drives/nvme_drive.h"
 
 namespace ostria::storage::testing {
 

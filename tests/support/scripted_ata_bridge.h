@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "transport/bridges/ata_bridge.h"
+#include "transport/ata/ata_bridge.h"
 
 namespace ostria::storage::test {
 

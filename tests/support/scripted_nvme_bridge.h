@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "transport/bridges/nvme_bridge.h"
-#include "transport/commands/nvme_cmd.h"
+#include "transport/nvme/nvme_bridge.h"
+#include "transport/nvme/nvme_cmd.h"
 
 namespace ostria::storage::testing {
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include "transport/bridges/scsi_bridge.h"
+#include "transport/scsi/scsi_bridge.h"
 
 namespace ostria::storage::test {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "diagnostics/storage_test.h"
+#include "diagnostics/storage_test_base.h"
 #include "tests/support/fake_host.h"
 
 namespace ostria::storage::testing {

@@ -7,7 +7,7 @@
 
 #include "inventory/storage_component.h"
 #include "inventory/storage_component_manager.h"
-#include "virtual_pc/kernel/kernel.h"
+#include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage::testing {
 

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "transport/byte_order.h"
-#include "virtual_pc/devices/drive.h"
+#include "base/byte_order.h"
+#include "virtual_pc/drives/drive.h"
 
 namespace ostria::storage::testing {
 

@@ -9,7 +9,7 @@
 #include "ostria/storage/system_component.h"
 #include "tests/support/tool_host.h"
 #include "tests/support/virtual_bench.h"
-#include "virtual_pc/machine/description.h"
+#include "virtual_pc/description/description.h"
 
 namespace ostria::storage {
 namespace {

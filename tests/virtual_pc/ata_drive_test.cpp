@@ -2,8 +2,8 @@
 
 #include <numeric>
 
-#include "tests/virtual_pc/drive_bench.h"
-#include "transport/byte_order.h"
+#include "base/byte_order.h"
+#include "tests/support/drive_bench.h"
 
 namespace ostria::virtual_pc {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "virtual_pc/machine/description.h"
+#include "virtual_pc/description/description.h"
 
 namespace ostria::virtual_pc {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "tests/virtual_pc/drive_bench.h"
-#include "virtual_pc/devices/block_medium.h"
+#include "tests/support/drive_bench.h"
+#include "virtual_pc/drives/block_medium.h"
 
 namespace ostria::virtual_pc {
 namespace {

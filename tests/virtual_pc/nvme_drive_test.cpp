@@ -1,9 +1,9 @@
-#include "virtual_pc/devices/nvme_drive.h"
+#include "virtual_pc/drives/nvme_drive.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/support/nvme_bench.h"
-#include "virtual_pc/devices/nvme_translation.h"
+#include "virtual_pc/drives/nvme_scsi_translation.h"
 
 namespace ostria::virtual_pc {
 namespace {

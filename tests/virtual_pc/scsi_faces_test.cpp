@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "tests/virtual_pc/drive_bench.h"
-#include "transport/byte_order.h"
-#include "virtual_pc/devices/scsi_block.h"
+#include "base/byte_order.h"
+#include "tests/support/drive_bench.h"
+#include "virtual_pc/drives/scsi_block.h"
 
 namespace ostria::virtual_pc {
 namespace {

@@ -7,9 +7,9 @@
 
 #include <cstring>
 
-#include "tests/virtual_pc/drive_bench.h"
-#include "virtual_pc/kernel/kernel.h"
-#include "virtual_pc/kernel/text.h"
+#include "tests/support/drive_bench.h"
+#include "virtual_pc/system/kernel.h"
+#include "virtual_pc/system/text_forms.h"
 
 namespace ostria::virtual_pc {
 namespace {

@@ -2,9 +2,9 @@
 #include <memory>
 #include <sstream>
 
-#include "virtual_pc/kernel/checker.h"
-#include "virtual_pc/kernel/process.h"
-#include "virtual_pc/kernel/text.h"
+#include "virtual_pc/system/management/child_process.h"
+#include "virtual_pc/system/management/chkdsk.h"
+#include "virtual_pc/system/text_forms.h"
 #include "virtual_pc/win32/handles.h"
 
 using namespace ostria::virtual_pc;

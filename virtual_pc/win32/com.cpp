@@ -1,6 +1,6 @@
 #include <wbemidl.h>
 
-#include "virtual_pc/kernel/kernel.h"
+#include "virtual_pc/system/kernel.h"
 #include "virtual_pc/win32/wmi_service.h"
 
 using ostria::virtual_pc::KernelCall;

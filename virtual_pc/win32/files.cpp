@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "virtual_pc/kernel/text.h"
+#include "virtual_pc/system/text_forms.h"
 #include "virtual_pc/win32/handles.h"
 
 using namespace ostria::virtual_pc;

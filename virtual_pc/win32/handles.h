@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "virtual_pc/kernel/kernel.h"
+#include "virtual_pc/system/kernel.h"
 
 namespace ostria::virtual_pc {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "virtual_pc/kernel/text.h"
+#include "virtual_pc/system/text_forms.h"
 #include "virtual_pc/win32/handles.h"
 
 using namespace ostria::virtual_pc;

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "virtual_pc/kernel/wmi_repository.h"
+#include "virtual_pc/system/management/wmi_repository.h"
 #include "virtual_pc/win32/com_object.h"
 
 namespace ostria::virtual_pc {

@@ -1,6 +1,6 @@
 #include "virtual_pc/win32/wmi_service.h"
 
-#include "virtual_pc/kernel/kernel.h"
+#include "virtual_pc/system/kernel.h"
 #include "virtual_pc/win32/wmi_objects.h"
 
 namespace ostria::virtual_pc {

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "transport/hal/device_handle.h"
-#include "transport/protocol_result.h"
+#include "base/device_handle.h"
+#include "base/protocol_result.h"
 
 namespace ostria::storage {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "transport/hal/device_handle.h"
-#include "transport/protocol_result.h"
+#include "base/device_handle.h"
+#include "base/protocol_result.h"
 
 namespace ostria::storage {
 

@@ -1,8 +1,8 @@
-#include "platform/linux/ata_pass_through.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
+
+#include "platform/linux/passthrough/sg_ata_pass_through.h"
 
 namespace ostria::storage {
 namespace {

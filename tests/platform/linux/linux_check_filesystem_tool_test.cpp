@@ -1,4 +1,4 @@
-#include "platform/linux/linux_check_filesystem_tool.h"
+#include "platform/linux/checker/linux_check_filesystem_tool.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/linux/linux_checker_process.h"
+#include "platform/linux/checker/linux_checker_process.h"
 
 namespace ostria::storage {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/linux/linux_cim.h"
+#include "platform/linux/services/linux_cim.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -10,8 +10,8 @@
 #include <fstream>
 #include <map>
 
-#include "platform/linux/linux_driver_rows.h"
-#include "platform/linux/linux_result_store.h"
+#include "platform/linux/services/linux_driver_rows.h"
+#include "platform/linux/services/linux_result_store.h"
 
 namespace ostria::storage {
 namespace {

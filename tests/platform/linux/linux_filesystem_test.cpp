@@ -1,4 +1,4 @@
-#include "platform/linux/linux_filesystem.h"
+#include "platform/linux/io/linux_filesystem.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/linux/fd_handle.h"
+#include "platform/linux/io/fd_handle.h"
 
 namespace ostria::storage {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "inventory/raid_collection.h"
-#include "raid/lsi_cmd.h"
+#include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_component_manager.h"
 
 namespace ostria::storage {

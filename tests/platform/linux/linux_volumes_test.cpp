@@ -8,14 +8,14 @@
 #include <filesystem>
 #include <fstream>
 
+#include "base/byte_order.h"
 #include "driver_service/pci_function.h"
-#include "inventory/scanner_texts.h"
-#include "platform/linux/blkid_probe.h"
-#include "platform/linux/fd_handle.h"
-#include "platform/linux/linux_device_scanner.h"
-#include "platform/linux/linux_storage_scanner.h"
-#include "platform/linux/mounts.h"
-#include "transport/byte_order.h"
+#include "inventory/format_texts.h"
+#include "platform/linux/discovery/linux_device_scanner.h"
+#include "platform/linux/discovery/linux_storage_scanner.h"
+#include "platform/linux/io/fd_handle.h"
+#include "platform/linux/volumes/blkid_probe.h"
+#include "platform/linux/volumes/mounts.h"
 
 namespace ostria::storage {
 namespace {

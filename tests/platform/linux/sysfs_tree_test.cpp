@@ -1,4 +1,4 @@
-#include "platform/linux/sysfs_tree.h"
+#include "platform/linux/discovery/sysfs_tree.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

@@ -3,16 +3,16 @@
 #include <gtest/gtest.h>
 #include <winerror.h>
 
-#include "diagnostics/nvme_smart_test.h"
-#include "diagnostics/storage_device_read_test.h"
-#include "diagnostics/storage_device_write_test.h"
+#include "diagnostics/device_io/device_read.h"
+#include "diagnostics/device_io/device_write.h"
+#include "diagnostics/health/nvme_smart.h"
 #include "inventory/storage_component_manager.h"
-#include "platform/windows/win_emmc_utils.h"
+#include "platform/windows/discovery/win_emmc_utils.h"
 #include "tests/support/fake_host.h"
-#include "transport/protocols/emmc_protocol.h"
-#include "transport/protocols/nvme_protocol.h"
-#include "transport/protocols/nvme_system_call_protocol.h"
-#include "virtual_pc/kernel/kernel.h"
+#include "transport/emmc/emmc_protocol.h"
+#include "transport/nvme/nvme_protocol.h"
+#include "transport/nvme/nvme_system_call_protocol.h"
+#include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage::testing {
 namespace {

@@ -1,9 +1,9 @@
-#include "platform/windows/win_cim.h"
+#include "platform/windows/services/win_cim.h"
 
 #include <gtest/gtest.h>
 
 #include "inventory/driver_version.h"
-#include "virtual_pc/kernel/kernel.h"
+#include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage {
 namespace {

@@ -1,11 +1,11 @@
-#include "platform/windows/win_filesystem.h"
+#include "platform/windows/io/win_filesystem.h"
 
 #include <gtest/gtest.h>
 
 #include <numeric>
 
 #include "services/sal.h"
-#include "virtual_pc/kernel/kernel.h"
+#include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage {
 namespace {

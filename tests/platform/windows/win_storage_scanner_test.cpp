@@ -1,9 +1,9 @@
-#include "platform/windows/win_storage_scanner.h"
+#include "platform/windows/discovery/win_storage_scanner.h"
 
 #include <gtest/gtest.h>
 
-#include "platform/windows/win_device_scan_filter.h"
-#include "virtual_pc/kernel/kernel.h"
+#include "platform/windows/discovery/win_device_scan_filter.h"
+#include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage {
 namespace {

@@ -4,10 +4,10 @@
 #include <tuple>
 #include <utility>
 
-#include "platform/windows/win_nvme_system_call_protocol.h"
+#include "base/byte_order.h"
+#include "platform/windows/passthrough/win_nvme_system_call_protocol.h"
 #include "scripted_win32.h"
-#include "transport/byte_order.h"
-#include "transport/commands/nvme_cmd.h"
+#include "transport/nvme/nvme_cmd.h"
 
 namespace ostria::storage {
 namespace {

@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "transport/hal/device_handle.h"
+#include "base/device_handle.h"
 
 namespace ostria::storage {
 

@@ -6,16 +6,16 @@
 
 #include <array>
 
+#include "base/byte_order.h"
 #include "scripted_win32.h"
-#include "transport/byte_order.h"
-#include "transport/commands/ata_cmd.h"
-#include "transport/commands/nvme_cmd.h"
-#include "transport/commands/scsi_cmd.h"
+#include "transport/ata/ata_cmd.h"
 #include "transport/hal/hal_ata_send.h"
 #include "transport/hal/hal_nvme_intel_send.h"
 #include "transport/hal/hal_nvme_mini_intel_send.h"
 #include "transport/hal/hal_scsi_send.h"
 #include "transport/hal/predict_failure.h"
+#include "transport/nvme/nvme_cmd.h"
+#include "transport/scsi/scsi_cmd.h"
 
 namespace ostria::storage {
 namespace {

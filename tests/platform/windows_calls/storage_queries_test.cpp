@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "platform/windows/win_storage_queries.h"
+#include "base/byte_order.h"
+#include "platform/windows/discovery/win_storage_queries.h"
 #include "scripted_win32.h"
-#include "transport/byte_order.h"
 
 namespace ostria::storage {
 namespace {

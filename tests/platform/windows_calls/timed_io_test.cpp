@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/windows/win_timed_io.h"
+#include "platform/windows/io/win_timed_io.h"
 #include "scripted_win32.h"
 
 namespace ostria::storage {

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/platform/linux/interrupts.h"
+
+namespace ostria::host {
+
+/// The whole program.
+/// @param arguments  without the program's name
+/// @return the exit code
+int runApplication(const std::vector<std::string>& arguments, Interrupts& interrupts);
+
+}  // namespace ostria::host

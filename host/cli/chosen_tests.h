@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/core/user_error.h"
+
+namespace ostria::host {
+
+/// A custom parameter as written: key=value.
+struct ParameterText {
+  std::string key;
+  std::string value;
+};
+
+/// One entry of a list of tests: "m", "smart-status" or "l(START_RANGE=0,STOP_RANGE=100)".
+struct TestListEntry {
+  std::string name;
+  bool hasBrackets = false;
+  std::vector<ParameterText> parameters;
+};
+
+/// Reads a comma-separated list of tests. Blanks around names, keys and values do not count.
+OrUsageError<std::vector<TestListEntry>> readTestList(std::string_view text);
+
+}  // namespace ostria::host

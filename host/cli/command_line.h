@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/core/user_error.h"
+
+namespace ostria::host {
+
+/// An option that is none of the host's own: a diagnostic of the module, as it was written.
+struct ModuleOption {
+  std::string written;  ///< for messages: "-Q", "--quick"
+  std::string name;     ///< "Q" or "quick"
+  bool isLong = false;
+  std::optional<std::string> value;  ///< what stood directly behind it
+};
+
+/// The arguments, sorted, but not yet checked against what the module offers.
+struct CommandLine {
+  bool empty = false;  ///< there was no argument at all
+  bool help = false;
+  bool version = false;
+  bool list = false;
+  bool show = false;
+  bool json = false;
+  bool jsonProgress = false;
+  bool redact = false;
+  bool record = false;
+  bool history = false;
+  bool virtualPc = false;
+  std::optional<std::string> module;
+  std::optional<std::string> machineFile;
+  std::optional<std::string> reportFile;
+  std::optional<std::string> configFile;
+  std::optional<std::string> textsFile;
+  std::optional<bool> assume;
+  std::vector<ModuleOption> moduleOptions;
+  std::vector<std::string> operands;
+};
+
+/// @param arguments  without the program's name
+OrUsageError<CommandLine> readCommandLine(const std::vector<std::string>& arguments);
+
+/// Whether the arguments ask for machine-readable output, found even when they are wrong otherwise.
+bool asksForJson(const std::vector<std::string>& arguments);
+
+/// The host's own options, for `--help`.
+std::string hostOptionsHelp();
+
+}  // namespace ostria::host

@@ -1,0 +1,53 @@
+#include "host/core/model/outcome.h"
+
+#include <array>
+
+namespace ostria::host {
+namespace {
+
+struct Row {
+  ExitCode code;
+  int weight;
+  const char* text;
+  const char* word;
+};
+
+constexpr std::array<Row, 7> kRows = {{
+    {ExitCode::Passed, 0, "passed", "passed"},
+    {ExitCode::Failed, 5, "failed", "failed"},
+    {ExitCode::Usage, 6, "usage", "usage"},
+    {ExitCode::NotPerformed, 1, "not performed", "not_performed"},
+    {ExitCode::Stopped, 4, "stopped", "stopped"},
+    {ExitCode::Warning, 2, "warning", "warning"},
+    {ExitCode::CouldNotStart, 3, "could not start", "could_not_start"},
+}};
+
+const Row& rowOf(ExitCode code) { return kRows[static_cast<std::size_t>(code)]; }
+
+}  // namespace
+
+ExitCode exitCodeOf(storage::TestResult result) {
+  switch (result) {
+    case storage::TestResult::Passed:
+      return ExitCode::Passed;
+    case storage::TestResult::Failed:
+      return ExitCode::Failed;
+    case storage::TestResult::NotPerformed:
+      return ExitCode::NotPerformed;
+    case storage::TestResult::Stopped:
+      return ExitCode::Stopped;
+    case storage::TestResult::Warning:
+      return ExitCode::Warning;
+    case storage::TestResult::CouldNotStart:
+      return ExitCode::CouldNotStart;
+  }
+  return ExitCode::CouldNotStart;
+}
+
+ExitCode worse(ExitCode a, ExitCode b) { return rowOf(a).weight >= rowOf(b).weight ? a : b; }
+
+const char* outcomeText(ExitCode code) { return rowOf(code).text; }
+
+const char* outcomeWord(ExitCode code) { return rowOf(code).word; }
+
+}  // namespace ostria::host

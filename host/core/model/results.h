@@ -1,0 +1,147 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/core/model/outcome.h"
+#include "host/core/model/smart_rows.h"
+#include "ostria/storage/identifier.h"
+
+namespace ostria::host {
+
+using Clock = std::chrono::system_clock;
+
+/// A property as it is shown: the key, its text, the value.
+struct ShownProperty {
+  std::string key;
+  std::string label;
+  std::string value;
+};
+
+struct ShownSection {
+  std::string title;
+  std::vector<ShownProperty> properties;
+};
+
+/// A name in the catalogue.
+struct NamedTest {
+  storage::Identifier id;
+  std::string nameKey;
+  std::string name;
+};
+
+/// A device as all outputs show it. Serial numbers are masked already when that is wanted.
+struct DeviceInfo {
+  std::uint32_t index = 0;
+  std::string id;    ///< the module's name of the device
+  std::string name;  ///< model and size
+  std::string model;
+  std::string manufacturer;
+  std::string serial;
+  std::string udi;
+  std::string firmware;
+  std::string connection;  ///< "internal", "external", "raid" or "other"
+  std::string bus;         ///< "ATA", "SCSI", "USB", "RAID", "NVMe", "eMMC"
+  std::string protocol;
+  bool solidState = false;
+  std::optional<std::uint64_t> sizeBytes;
+  std::optional<std::uint64_t> logicalSectors;
+  std::optional<std::uint64_t> logicalSectorBytes;
+  std::optional<std::uint64_t> physicalSectorBytes;
+  std::optional<std::uint64_t> rotationRpm;
+  std::optional<std::int64_t> temperatureCelsius;
+  std::vector<ShownProperty> properties;
+  std::vector<ShownSection> sections;
+  // What only the details ask for.
+  std::vector<NamedTest> applicableTests;
+  bool smartSupported = false;
+  std::vector<SmartRow> smart;
+  std::vector<SmartRow> logPage;
+};
+
+struct Message {
+  std::string key;   ///< as the module composed it
+  std::string text;  ///< in the language of the user
+  std::uint32_t severity = 0;
+  std::uint8_t flag = 0;
+};
+
+/// One test on one device.
+struct TestRun {
+  std::uint32_t device = 0;
+  NamedTest test;
+  std::string diagnosticName;
+  std::vector<std::pair<std::string, std::string>> parameters;
+  ExitCode outcome = ExitCode::NotPerformed;
+  bool applicable = true;
+  bool begun = true;  ///< false when the user stopped the run before it came to this test
+  std::vector<Message> messages;
+  std::string note;  ///< the host's own sentence about a run that could not take place
+  Clock::time_point started;
+  Clock::time_point finished;
+};
+
+struct PartitionResult {
+  std::string name;
+  int status = 0;
+  ExitCode outcome = ExitCode::NotPerformed;
+  std::string report;              ///< what the checker printed
+  std::vector<std::string> notes;  ///< why it was not performed
+};
+
+/// A tool on one device.
+struct ToolRun {
+  std::uint32_t device = 0;
+  ExitCode outcome = ExitCode::NotPerformed;
+  std::optional<int> status;
+  bool applicable = true;
+  std::string note;
+  // Scan and repair.
+  bool hasSectors = false;
+  std::uint64_t sectorsScanned = 0;
+  std::uint64_t badSectorsFound = 0;
+  std::uint64_t badSectorsRepaired = 0;
+  std::vector<std::uint64_t> badSectors;
+  // Check of file systems.
+  std::vector<PartitionResult> partitions;
+  // SMART attributes.
+  bool isSmart = false;
+  std::string protocol;
+  std::vector<SmartRow> smart;
+  std::vector<SmartRow> logPage;
+  Clock::time_point started;
+  Clock::time_point finished;
+};
+
+/// Everything that one call of the program did.
+struct Session {
+  Clock::time_point started;
+  Clock::time_point finished;
+  std::string machine;  ///< name of the computer, or of the virtual PC
+  std::string system;   ///< its operating system
+  bool virtualPc = false;
+  std::string moduleVersion;
+  std::vector<DeviceInfo> devices;  ///< those that take part
+  std::vector<TestRun> tests;
+  std::string toolName;  ///< command word, empty without a tool
+  std::string toolTitle;
+  std::string operation;
+  std::vector<ToolRun> tools;
+  std::vector<std::string> notices;  ///< sentences about the whole run
+  bool unperformed = false;          ///< a test was asked for that no device supports
+
+  /// The worst outcome; `NotPerformed` when tests or a tool were asked for and nothing ran.
+  ExitCode outcome() const;
+  const DeviceInfo* device(std::uint32_t index) const;
+};
+
+/// "2026-11-24T22:08:06Z".
+std::string isoTime(Clock::time_point time);
+/// "1:05:09" or "0:07".
+std::string durationText(std::chrono::seconds duration);
+
+}  // namespace ostria::host

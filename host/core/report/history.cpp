@@ -1,0 +1,145 @@
+#include "host/core/report/history.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "host/core/model/module_catalogue.h"
+#include "host/core/run/run_tool.h"
+
+namespace ostria::host {
+namespace {
+
+using nlohmann::json;
+
+struct Field {
+  const char* name;
+  std::string HistoryRecord::*member;
+};
+
+constexpr Field kFields[] = {
+    {"time", &HistoryRecord::time},     {"model", &HistoryRecord::model},
+    {"serial", &HistoryRecord::serial}, {"id", &HistoryRecord::id},
+    {"name", &HistoryRecord::name},     {"outcome", &HistoryRecord::outcome},
+    {"text", &HistoryRecord::text},
+};
+
+std::string lineOf(const HistoryRecord& record) {
+  json object;
+  for (const Field& field : kFields) object[field.name] = record.*field.member;
+  return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+// Held while the file is read and replaced; given back with the descriptor.
+class FileLock {
+ public:
+  explicit FileLock(const std::string& path)
+      : descriptor_(open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)) {
+    if (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) != 0) {
+      close(descriptor_);
+      descriptor_ = -1;
+    }
+  }
+  ~FileLock() {
+    if (descriptor_ >= 0) close(descriptor_);
+  }
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+  bool isHeld() const { return descriptor_ >= 0; }
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace
+
+UsageError FileHistory::add(const std::vector<HistoryRecord>& records) {
+  const UsageError failed{"The results could not be kept in " + path_ + "."};
+  std::error_code error;
+  std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
+  const FileLock lock(path_ + ".lock");
+  if (!lock.isHeld()) return failed;
+  auto kept = read();
+  if (std::holds_alternative<UsageError>(kept)) return failed;
+  auto& all = std::get<std::vector<HistoryRecord>>(kept);
+  all.insert(all.end(), records.begin(), records.end());
+  const std::size_t first = all.size() > MostRecords ? all.size() - MostRecords : 0;
+
+  // A new file in the place of the old one: whatever happens, one of the two is whole.
+  const std::string fresh = path_ + ".new";
+  {
+    std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
+    for (std::size_t i = first; i < all.size(); ++i) file << lineOf(all[i]);
+    file.flush();
+    if (!file) return failed;
+  }
+  return std::rename(fresh.c_str(), path_.c_str()) == 0 ? UsageError{} : failed;
+}
+
+OrUsageError<std::vector<HistoryRecord>> FileHistory::read() const {
+  std::vector<HistoryRecord> records;
+  std::error_code error;
+  if (!std::filesystem::exists(path_, error)) return records;
+  std::ifstream file(path_, std::ios::binary);
+  if (!file) return UsageError{"The kept results in " + path_ + " cannot be read."};
+  for (std::string line; std::getline(file, line);) {
+    const json object = json::parse(line, nullptr, false);
+    if (!object.is_object()) continue;
+    HistoryRecord record;
+    for (const Field& field : kFields) {
+      const auto found = object.find(field.name);
+      if (found != object.end() && found->is_string()) record.*field.member = *found;
+    }
+    records.push_back(std::move(record));
+  }
+  return records;
+}
+
+std::string usualHistoryFile() {
+  const char* state = std::getenv("XDG_STATE_HOME");
+  if (state != nullptr && *state == '/') return std::string(state) + "/ostria/results.jsonl";
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr ? home : "") + "/.local/state/ostria/results.jsonl";
+}
+
+std::vector<HistoryRecord> recordsOf(const Session& session) {
+  std::vector<HistoryRecord> records;
+  const auto make = [&](std::uint32_t device, Clock::time_point time, ExitCode outcome) {
+    HistoryRecord record;
+    if (const DeviceInfo* info = session.device(device)) {
+      record.model = info->model;
+      record.serial = info->serial;
+    }
+    record.time = isoTime(time);
+    record.outcome = outcomeWord(outcome);
+    return record;
+  };
+  for (const TestRun& run : session.tests) {
+    if (!run.applicable) continue;
+    HistoryRecord record = make(run.device, run.started, run.outcome);
+    record.id = identifierText(run.test.id);
+    record.name = run.test.name;
+    for (const Message& message : run.messages) {
+      record.text += (record.text.empty() ? "" : " / ") + message.text;
+    }
+    if (record.text.empty()) record.text = run.note;
+    records.push_back(std::move(record));
+  }
+  for (const ToolRun& run : session.tools) {
+    if (!run.applicable || session.operation == "filterDevices") continue;
+    HistoryRecord record = make(run.device, run.started, run.outcome);
+    record.id = session.toolName + (session.operation.empty() ? "" : " " + session.operation);
+    record.name = session.toolTitle;
+    record.text = run.status ? statusText(*run.status, false) : run.note;
+    records.push_back(std::move(record));
+  }
+  return records;
+}
+
+}  // namespace ostria::host

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/core/model/results.h"
+#include "host/core/user_error.h"
+
+namespace ostria::host {
+
+/// One kept result.
+struct HistoryRecord {
+  std::string time;  ///< ISO 8601, UTC
+  std::string model;
+  std::string serial;
+  std::string id;       ///< of the test, or command word of the tool
+  std::string name;     ///< as it was shown
+  std::string outcome;  ///< one of the words of `outcomeWord`
+  std::string text;     ///< the messages
+};
+
+/// Where results are kept.
+class History {
+ public:
+  virtual ~History() = default;
+  /// Keeps the records behind those that are there.
+  /// @return a sentence when they could not be kept
+  virtual UsageError add(const std::vector<HistoryRecord>& records) = 0;
+  /// All kept records, oldest first; none when nothing was ever kept.
+  virtual OrUsageError<std::vector<HistoryRecord>> read() const = 0;
+};
+
+/// Keeps the newest records in a file of one JSON object a line, safe against a second program that
+/// does the same. A line that cannot be read is passed over.
+class FileHistory final : public History {
+ public:
+  static constexpr std::size_t MostRecords = 5000;
+
+  explicit FileHistory(std::string path) : path_(std::move(path)) {}
+  UsageError add(const std::vector<HistoryRecord>& records) override;
+  OrUsageError<std::vector<HistoryRecord>> read() const override;
+
+ private:
+  std::string path_;
+};
+
+/// In the user's folder for state: $XDG_STATE_HOME or ~/.local/state.
+std::string usualHistoryFile();
+
+/// What of a session is worth keeping: everything that began.
+std::vector<HistoryRecord> recordsOf(const Session& session);
+
+}  // namespace ostria::host

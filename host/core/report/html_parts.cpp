@@ -1,0 +1,210 @@
+#include "host/core/report/html_parts.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace ostria::host {
+namespace {
+
+constexpr std::size_t kMapColumns = 64;
+constexpr std::size_t kMapRows = 12;
+constexpr std::size_t kCell = 10;
+
+// A horizontal bar of `part` out of 100 with a mark at `limit`, none when that is 0.
+std::string bar(unsigned part, unsigned limit, bool bad) {
+  part = std::min(part, 100U);
+  std::string svg =
+      "<svg class=\"bar\" viewBox=\"0 0 100 10\" preserveAspectRatio=\"none\" aria-hidden=\"true\">"
+      "<rect width=\"100\" height=\"10\" fill=\"#d9dee5\"/><rect width=\"" +
+      std::to_string(part) + "\" height=\"10\" fill=\"" + (bad ? "#b3261e" : "#1b7f3b") + "\"/>";
+  if (limit > 0 && limit < 100) {
+    svg +=
+        "<rect x=\"" + std::to_string(limit) + "\" width=\"1.5\" height=\"10\" fill=\"#1c2430\"/>";
+  }
+  return svg + "</svg>";
+}
+
+}  // namespace
+
+std::string htmlEscaped(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&#39;";
+        break;
+      case '\n':
+        out += c;
+        break;
+      default:
+        out += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
+    }
+  }
+  return out;
+}
+
+int leadingNumber(const std::string& text) {
+  int number = -1;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+std::string badge(const std::string& word, const std::string& text) {
+  return "<span class=\"badge " + word + "\">" + htmlEscaped(text) + "</span>";
+}
+
+std::string badge(ExitCode outcome) { return badge(outcomeWord(outcome), outcomeText(outcome)); }
+
+std::string headCell(const std::string& title, bool number) {
+  return (number ? "<th class=\"number\">" : "<th>") + htmlEscaped(title) + "</th>";
+}
+
+std::string definition(const std::string& label, const std::string& value) {
+  if (value.empty()) return {};
+  return "<dt>" + htmlEscaped(label) + "</dt><dd>" + htmlEscaped(value) + "</dd>\n";
+}
+
+std::string cell(const std::string& value, bool number) {
+  return (number ? "<td class=\"number\">" : "<td>") + htmlEscaped(value) + "</td>";
+}
+
+std::string smartTableHtml(const std::vector<SmartRow>& rows) {
+  const bool ata = std::any_of(rows.begin(), rows.end(),
+                               [](const SmartRow& row) { return !row.threshold.empty(); });
+  std::string html = "<div class=\"wide\"><table><thead><tr>";
+  html += ata ? "<th>ID</th><th>Attribute</th><th class=\"gauge\"></th>"
+                "<th class=\"number\">Value</th><th class=\"number\">Worst</th>"
+                "<th class=\"number\">Limit</th><th class=\"number\">Data</th>"
+              : "<th>Field</th><th class=\"gauge\"></th><th class=\"number\">Data</th>";
+  html += "</tr></thead><tbody>\n";
+  for (const SmartRow& row : rows) {
+    const bool bad = needsAttention(row, rows);
+    html += bad ? "<tr class=\"bad\">" : "<tr>";
+    if (ata) {
+      const int value = std::max(leadingNumber(row.value), 0);
+      const int limit = std::max(leadingNumber(row.threshold), 0);
+      html += cell(row.id, true) + cell(row.name + (bad ? " (below limit)" : "")) +
+              "<td class=\"gauge\">" +
+              bar(static_cast<unsigned>(value), static_cast<unsigned>(limit), bad) + "</td>" +
+              cell(row.value, true) + cell(row.worst, true) + cell(row.threshold, true) +
+              cell(row.data, true);
+    } else {
+      const int part = row.data.ends_with(" %") ? leadingNumber(row.data) : -1;
+      html += cell(row.name) + "<td class=\"gauge\">" +
+              (part >= 0 ? bar(static_cast<unsigned>(part), 0, bad) : std::string()) + "</td>" +
+              cell(row.data, true);
+    }
+    html += "</tr>\n";
+  }
+  return html + "</tbody></table></div>\n";
+}
+
+std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t totalSectors,
+                           bool complete) {
+  constexpr std::size_t kCells = kMapColumns * kMapRows;
+  const std::string width = std::to_string(kMapColumns * kCell);
+  const std::string height = std::to_string(kMapRows * kCell);
+  const auto bad = badCells(ranges, totalSectors, kCells);
+  const std::string fill = complete ? "good" : "unread";
+  std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"Map of the surface: " +
+                     std::to_string(bad.size()) + " of " + std::to_string(kCells) +
+                     " cells hold bad sectors\" viewBox=\"0 0 " + width + " " + height +
+                     "\"><defs><pattern id=\"" + fill +
+                     "\" width=\"10\" height=\"10\" "
+                     "patternUnits=\"userSpaceOnUse\"><rect width=\"9\" height=\"9\" "
+                     "fill=\"" +
+                     (complete ? "#bfe3ca" : "#d9dee5") + "\"/></pattern></defs><rect width=\"" +
+                     width + "\" height=\"" + height + "\" fill=\"url(#" + fill + ")\"/>\n";
+  for (const std::size_t index : bad) {
+    const std::uint64_t first = firstSectorOf(index, totalSectors, kCells);
+    const std::uint64_t next = firstSectorOf(index + 1, totalSectors, kCells);
+    html += "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
+            std::to_string(index / kMapColumns * kCell) +
+            "\" width=\"9\" height=\"9\" fill=\"#b3261e\" stroke=\"#1c2430\"><title>Sectors " +
+            std::to_string(first) + " to " + std::to_string(next == 0 ? 0 : next - 1) +
+            "</title></rect>\n";
+  }
+  html +=
+      "</svg><p class=\"soft\">From the first sector (top left) to the last (bottom right); "
+      "each cell stands for about " +
+      std::to_string(std::max<std::uint64_t>(totalSectors / kCells, 1)) +
+      " sectors. Red: bad sectors in it.";
+  if (!complete) {
+    html += " The run did not read the whole device, so nothing is known of the other cells.";
+  }
+  return html + "</p>\n";
+}
+
+std::string messageHtml(const std::string& text) {
+  const bool table = text.find('\t') != std::string::npos;
+  if (!table) return "<p>" + htmlEscaped(text) + "</p>";
+  std::string html = "<table>";
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t end = std::min(text.find('\n', at), text.size());
+    html += "<tr>";
+    for (std::size_t begin = at; begin <= end;) {
+      const std::size_t stop = std::min(text.find('\t', begin), end);
+      html += cell(text.substr(begin, stop - begin));
+      begin = stop + 1;
+    }
+    html += "</tr>";
+    at = end + 1;
+  }
+  return html + "</table>";
+}
+
+std::string sectionsHtml(const std::vector<ShownSection>& sections) {
+  std::string html;
+  for (std::size_t first = 0; first < sections.size();) {
+    std::size_t end = first;
+    std::vector<std::string> labels;
+    while (end < sections.size() && sections[end].title == sections[first].title) {
+      for (const ShownProperty& row : sections[end++].properties) {
+        if (std::find(labels.begin(), labels.end(), row.label) == labels.end()) {
+          labels.push_back(row.label);
+        }
+      }
+    }
+    html += "<h3>" + htmlEscaped(sections[first].title) + "</h3>\n";
+    if (end - first == 1) {
+      html += "<dl>";
+      for (const ShownProperty& row : sections[first].properties) {
+        html += definition(row.label, row.value);
+      }
+      html += "</dl>\n";
+    } else {
+      html += "<div class=\"wide\"><table class=\"stack\"><thead><tr>";
+      for (const std::string& label : labels) html += headCell(label);
+      html += "</tr></thead><tbody>\n";
+      for (std::size_t i = first; i < end; ++i) {
+        html += "<tr>";
+        for (const std::string& label : labels) {
+          const auto& properties = sections[i].properties;
+          const auto row = std::find_if(properties.begin(), properties.end(),
+                                        [&](const ShownProperty& p) { return p.label == label; });
+          html += "<td data-label=\"" + htmlEscaped(label) + "\">" +
+                  htmlEscaped(row == properties.end() ? std::string() : row->value) + "</td>";
+        }
+        html += "</tr>\n";
+      }
+      html += "</tbody></table></div>\n";
+    }
+    first = end;
+  }
+  return html;
+}
+
+}  // namespace ostria::host

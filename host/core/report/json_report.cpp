@@ -1,0 +1,265 @@
+#include "host/core/report/json_report.h"
+
+#include <nlohmann/json.hpp>
+
+#include "host/core/model/module_catalogue.h"
+#include "host/core/run/run_tool.h"
+
+namespace ostria::host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Readers that keep numbers as binary64 lose digits above this.
+constexpr std::uint64_t kExactLimit = std::uint64_t{1} << 53;
+
+void putNumber(Json& json, const std::string& name, std::optional<std::uint64_t> value) {
+  if (!value) {
+    json[name] = nullptr;
+    return;
+  }
+  json[name] = *value;
+  if (*value > kExactLimit) json[name + "_text"] = std::to_string(*value);
+}
+
+Json textOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
+
+Json bareDocument(const char* kind) {
+  return {{"schema", kJsonSchema}, {"schema_version", kJsonVersion}, {"kind", kind}};
+}
+
+Json document(const char* kind, const Session& session) {
+  Json json = bareDocument(kind);
+  json["started_at"] = isoTime(session.started);
+  json["finished_at"] = isoTime(session.finished);
+  json["machine"] = {
+      {"name", session.machine}, {"system", session.system}, {"virtual", session.virtualPc}};
+  json["module_version"] = session.moduleVersion;
+  return json;
+}
+
+std::string dumped(const Json& json) {
+  // A device may call itself what is no UTF-8.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+Json propertiesJson(const std::vector<ShownProperty>& properties) {
+  Json list = Json::array();
+  for (const ShownProperty& row : properties) {
+    list.push_back({{"key", row.key}, {"label", row.label}, {"value", row.value}});
+  }
+  return list;
+}
+
+Json smartJson(const std::vector<SmartRow>& rows) {
+  Json list = Json::array();
+  for (const SmartRow& row : rows) {
+    Json entry;
+    if (!row.id.empty()) entry["id"] = row.id;
+    entry["name"] = row.name;
+    if (!row.threshold.empty()) {
+      entry["value"] = row.value;
+      entry["worst"] = row.worst;
+      entry["threshold"] = row.threshold;
+      entry["below_threshold"] = row.isBelowThreshold();
+    }
+    entry["data"] = row.data;
+    list.push_back(std::move(entry));
+  }
+  return list;
+}
+
+Json testJson(const NamedTest& test) {
+  return {{"id", identifierText(test.id)}, {"key", test.nameKey}, {"name", test.name}};
+}
+
+Json deviceJson(const DeviceInfo& device) {
+  Json json;
+  json["index"] = device.index;
+  json["id"] = device.id;
+  json["name"] = device.name;
+  json["model"] = device.model;
+  json["manufacturer"] = textOrNull(device.manufacturer);
+  json["serial"] = textOrNull(device.serial);
+  json["udi"] = textOrNull(device.udi);
+  json["firmware"] = textOrNull(device.firmware);
+  json["connection"] = device.connection;
+  json["bus"] = device.bus;
+  json["protocol"] = textOrNull(device.protocol);
+  json["solid_state"] = device.solidState;
+  putNumber(json, "size_bytes", device.sizeBytes);
+  putNumber(json, "logical_sectors", device.logicalSectors);
+  putNumber(json, "logical_sector_bytes", device.logicalSectorBytes);
+  putNumber(json, "physical_sector_bytes", device.physicalSectorBytes);
+  putNumber(json, "rotation_rpm", device.rotationRpm);
+  json["temperature_celsius"] =
+      device.temperatureCelsius ? Json(*device.temperatureCelsius) : Json(nullptr);
+  return json;
+}
+
+Json devicesJson(const Session& session, bool details) {
+  Json list = Json::array();
+  for (const DeviceInfo& device : session.devices) {
+    Json json = deviceJson(device);
+    if (details) {
+      json["properties"] = propertiesJson(device.properties);
+      json["partitions"] = Json::array();
+      for (const ShownSection& section : device.sections) {
+        json["partitions"].push_back(
+            {{"title", section.title}, {"properties", propertiesJson(section.properties)}});
+      }
+      json["smart_supported"] = device.smartSupported;
+      json["smart"] = smartJson(device.smart);
+      json["vendor_log"] = smartJson(device.logPage);
+      json["applicable_tests"] = Json::array();
+      for (const NamedTest& test : device.applicableTests) {
+        json["applicable_tests"].push_back(testJson(test));
+      }
+    }
+    list.push_back(std::move(json));
+  }
+  return list;
+}
+
+void putTimes(Json& json, Clock::time_point started, Clock::time_point finished) {
+  json["started_at"] = isoTime(started);
+  json["finished_at"] = isoTime(finished);
+  json["duration_seconds"] =
+      std::chrono::duration<double>(
+          std::chrono::duration_cast<std::chrono::milliseconds>(finished - started))
+          .count();
+}
+
+Json runJson(const TestRun& run) {
+  Json json;
+  json["device_index"] = run.device;
+  json["test"] = testJson(run.test);
+  json["diagnostic"] = run.diagnosticName;
+  json["parameters"] = Json::object();
+  for (const auto& [key, value] : run.parameters) json["parameters"][key] = value;
+  json["outcome"] = run.applicable ? outcomeWord(run.outcome) : "not_supported";
+  json["result"] = static_cast<int>(run.outcome);
+  putTimes(json, run.started, run.finished);
+  json["messages"] = Json::array();
+  for (const Message& message : run.messages) {
+    json["messages"].push_back({{"key", message.key},
+                                {"text", message.text},
+                                {"severity", message.severity},
+                                {"flag", message.flag}});
+  }
+  json["note"] = textOrNull(run.note);
+  return json;
+}
+
+Json toolJson(const ToolRun& run, const Session& session) {
+  Json json;
+  json["device_index"] = run.device;
+  json["applicable"] = run.applicable;
+  json["outcome"] = run.applicable || session.operation == "filterDevices"
+                        ? outcomeWord(run.outcome)
+                        : "not_supported";
+  json["status"] = run.status ? Json(*run.status) : Json(nullptr);
+  json["status_text"] = run.status ? Json(statusText(*run.status, false)) : Json(nullptr);
+  putTimes(json, run.started, run.finished);
+  json["note"] = textOrNull(run.note);
+  if (run.hasSectors) {
+    Json sectors;
+    putNumber(sectors, "scanned_sectors", run.sectorsScanned);
+    putNumber(sectors, "bad_sectors", run.badSectorsFound);
+    putNumber(sectors, "repaired_sectors", run.badSectorsRepaired);
+    sectors["list"] = run.badSectors;
+    json["sectors"] = std::move(sectors);
+  }
+  if (session.operation == "filesystem") {
+    json["partitions"] = Json::array();
+    for (const PartitionResult& partition : run.partitions) {
+      json["partitions"].push_back({{"name", partition.name},
+                                    {"outcome", outcomeWord(partition.outcome)},
+                                    {"status", partition.status},
+                                    {"status_text", statusText(partition.status, true)},
+                                    {"report", partition.report},
+                                    {"notes", partition.notes}});
+    }
+  }
+  if (run.isSmart) {
+    json["protocol"] = textOrNull(run.protocol);
+    json["smart"] = smartJson(run.smart);
+    json["vendor_log"] = smartJson(run.logPage);
+  }
+  return json;
+}
+
+}  // namespace
+
+std::string listJson(const Session& session) {
+  Json json = document("device_list", session);
+  json["devices"] = devicesJson(session, false);
+  json["notices"] = session.notices;
+  return dumped(json);
+}
+
+std::string detailsJson(const Session& session) {
+  Json json = document("device_details", session);
+  json["devices"] = devicesJson(session, true);
+  json["notices"] = session.notices;
+  return dumped(json);
+}
+
+std::string runJson(const Session& session) {
+  const bool tool = !session.toolName.empty();
+  Json json = document(tool ? "tool_run" : "test_run", session);
+  json["outcome"] = outcomeWord(session.outcome());
+  json["exit_code"] = static_cast<int>(session.outcome());
+  json["devices"] = devicesJson(session, false);
+  if (tool) {
+    json["tool"] = session.toolName;
+    json["operation"] = textOrNull(session.operation);
+    json["tool_runs"] = Json::array();
+    for (const ToolRun& run : session.tools) json["tool_runs"].push_back(toolJson(run, session));
+  } else {
+    json["test_runs"] = Json::array();
+    for (const TestRun& run : session.tests) json["test_runs"].push_back(runJson(run));
+  }
+  json["notices"] = session.notices;
+  return dumped(json);
+}
+
+std::string historyJson(const std::vector<HistoryRecord>& records) {
+  Json json = bareDocument("history");
+  json["records"] = Json::array();
+  for (const HistoryRecord& record : records) {
+    json["records"].push_back({{"time", record.time},
+                               {"model", record.model},
+                               {"serial", textOrNull(record.serial)},
+                               {"id", record.id},
+                               {"name", record.name},
+                               {"outcome", record.outcome},
+                               {"text", record.text}});
+  }
+  return dumped(json);
+}
+
+std::string helpJson(const std::string& text) {
+  Json json = bareDocument("help");
+  json["text"] = text;
+  return dumped(json);
+}
+
+std::string versionJson(const std::string& program, const std::string& module,
+                        const std::string& notice) {
+  Json json = bareDocument("version");
+  json["program_version"] = program;
+  json["module_version"] = textOrNull(module);
+  json["notices"] = notice.empty() ? Json::array() : Json::array({notice});
+  return dumped(json);
+}
+
+std::string errorJson(const std::string& sentence, ExitCode code) {
+  Json json = bareDocument("error");
+  json["outcome"] = outcomeWord(code);
+  json["exit_code"] = static_cast<int>(code);
+  json["error"] = sentence;
+  return dumped(json);
+}
+
+}  // namespace ostria::host

@@ -1,0 +1,127 @@
+#include "host/core/run/describe_device.h"
+
+#include <charconv>
+
+namespace ostria::host {
+namespace {
+
+using storage::PropertyEntry;
+
+std::string valueOf(const std::vector<PropertyEntry>& properties, std::string_view key) {
+  for (const PropertyEntry& entry : properties) {
+    if (entry.key == key) return entry.value;
+  }
+  return {};
+}
+
+// The number that a value begins with: "7200 RPM", "35 °C".
+template <typename Number>
+std::optional<Number> numberOf(const std::vector<PropertyEntry>& properties, std::string_view key) {
+  const std::string value = valueOf(properties, key);
+  Number number = 0;
+  const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+  if (error != std::errc() || end == value.data()) return std::nullopt;
+  return number;
+}
+
+std::string connectionOf(const std::map<std::string, std::string>& attributes) {
+  const auto parent = attributes.find("parent");
+  if (parent == attributes.end()) return "other";
+  if (parent->second == "LOCAL_DRIVES") return "internal";
+  if (parent->second == "USB_DRIVES") return "external";
+  if (parent->second.starts_with("RAID_ATTACHED_DRIVES")) return "raid";
+  return "other";
+}
+
+// The module does not name the bus, so it is told by how the device hangs and what it speaks.
+std::string busOf(const DeviceInfo& info, const std::string& protocolType) {
+  if (info.connection == "external") return "USB";
+  if (info.connection == "raid") return "RAID";
+  if (protocolType == "ata") return "ATA";
+  if (protocolType == "scsi") return "SCSI";
+  if (protocolType == "nvme") return "NVMe";
+  return info.protocol == "EMMC" ? "eMMC" : "unknown";
+}
+
+std::vector<ShownProperty> shown(const std::vector<PropertyEntry>& entries, const Texts& texts,
+                                 const Redactor& redactor) {
+  std::vector<ShownProperty> out;
+  for (const PropertyEntry& entry : entries) {
+    // Fields that were never filled come as zeros.
+    if (!entry.value.empty() &&
+        entry.value.find_first_not_of(std::string_view("\0 ", 2)) == std::string::npos) {
+      continue;
+    }
+    std::string value = redactor.property(entry.key, entry.value);
+    out.push_back({entry.key, texts.text(entry.key), texts.propertyValue(entry.key, value)});
+  }
+  return out;
+}
+
+}  // namespace
+
+void redactRows(std::vector<SmartRow>& rows, const Redactor& redactor) {
+  for (SmartRow& row : rows) row.data = redactor.property(row.name, row.data);
+}
+
+DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t index,
+                          const Texts& texts, Redactor& redactor) {
+  const storage::ComponentDescription description = component.description();
+  const auto& properties = description.properties;
+  for (const char* key : {"SERIAL", "UDI", "CURRENT_8S_LABEL"}) {
+    redactor.addSecret(valueOf(properties, key));
+  }
+
+  DeviceInfo info;
+  info.index = index;
+  info.id = redactor.text(component.id());
+  info.name = redactor.text(description.displayName);
+  info.model = redactor.text(description.model);
+  info.manufacturer = redactor.text(valueOf(properties, "MANUFACTURER"));
+  info.serial = redactor.whole(valueOf(properties, "SERIAL"));
+  info.udi = redactor.whole(valueOf(properties, "UDI"));
+  info.firmware = redactor.text(valueOf(properties, "FIRMWARE"));
+  info.connection = connectionOf(description.attributes);
+  info.protocol = valueOf(properties, "PROTOCOL");
+  std::string protocolType;
+  if (!component.getReport("protocol_type", protocolType)) protocolType.clear();
+  info.bus = busOf(info, protocolType);
+  const auto nonRotating = description.attributes.find("NonRotatingMedia");
+  info.solidState = nonRotating != description.attributes.end() && nonRotating->second == "T";
+
+  info.logicalSectors = numberOf<std::uint64_t>(properties, "LOGICAL_SECTORS");
+  info.logicalSectorBytes = numberOf<std::uint64_t>(properties, "LOGICAL_SECTOR_SIZE");
+  info.physicalSectorBytes = numberOf<std::uint64_t>(properties, "PHYSICAL_SECTOR_SIZE");
+  info.rotationRpm = numberOf<std::uint64_t>(properties, "ROTATION_RATE");
+  info.temperatureCelsius = numberOf<std::int64_t>(properties, "TEMPERATURE");
+  if (info.logicalSectors && info.logicalSectorBytes) {
+    std::uint64_t bytes = 0;
+    if (!__builtin_mul_overflow(*info.logicalSectors, *info.logicalSectorBytes, &bytes)) {
+      info.sizeBytes = bytes;
+    }
+  }
+  info.properties = shown(properties, texts, redactor);
+  for (const storage::PropertySection& section : component.sections()) {
+    info.sections.push_back({texts.text(section.title), shown(section.entries, texts, redactor)});
+  }
+  return info;
+}
+
+void describeDetails(storage::SystemComponent& component, const Catalogue& catalogue,
+                     const Texts& texts, const Redactor& redactor, DeviceInfo& info) {
+  for (const CatalogueDiagnostic& diagnostic : catalogue.diagnostics) {
+    for (const CatalogueTest& test : diagnostic.tests) {
+      if (test.test == nullptr || !test.test->isApplicable(&component)) continue;
+      info.applicableTests.push_back({test.id, test.nameKey, texts.text(test.nameKey)});
+    }
+  }
+  std::string report;
+  info.smartSupported = component.getReport("SMART", report) && !report.empty();
+  if (info.smartSupported) info.smart = readSmartReport(report);
+  report.clear();
+  if (component.getReport("OSTRIA_LOG_PAGE", report)) info.logPage = readSmartReport(report);
+  redactRows(info.smart, redactor);
+  redactRows(info.logPage, redactor);
+}
+
+}  // namespace ostria::host

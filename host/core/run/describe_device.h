@@ -1,0 +1,22 @@
+#pragma once
+
+#include "host/core/model/module_catalogue.h"
+#include "host/core/model/results.h"
+#include "host/core/run/redact.h"
+#include "host/core/texts/texts.h"
+#include "ostria/storage/system_component.h"
+
+namespace ostria::host {
+
+/// Copies what the module says about a device, and teaches the redactor its serial numbers.
+DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t index,
+                          const Texts& texts, Redactor& redactor);
+
+/// Adds what takes commands to the device: the applicable tests and the SMART data.
+void describeDetails(storage::SystemComponent& component, const Catalogue& catalogue,
+                     const Texts& texts, const Redactor& redactor, DeviceInfo& info);
+
+/// Masks what the reports of a device name.
+void redactRows(std::vector<SmartRow>& rows, const Redactor& redactor);
+
+}  // namespace ostria::host

@@ -1,0 +1,70 @@
+#include "host/core/run/redact.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+namespace ostria::host {
+namespace {
+
+constexpr std::string_view kMask = "[masked]";
+// Anything shorter would be found in ordinary words and numbers.
+constexpr std::size_t kShortest = 4;
+
+constexpr std::array<std::string_view, 6> kMaskedKeys = {"UDI",
+                                                         "SERIAL",
+                                                         "CURRENT_8S_LABEL",
+                                                         "Manufacturing 8S bar-code",
+                                                         "Manufacturing Supplier Serial Number",
+                                                         "Current 8S label"};
+
+std::string lowered(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
+}
+
+}  // namespace
+
+void Redactor::addSecret(std::string_view secret) {
+  if (!enabled_) return;
+  std::string plain = lowered(secret);
+  std::string joined = plain;
+  std::erase(joined, ' ');
+  std::string underscored = plain;
+  std::replace(underscored.begin(), underscored.end(), ' ', '_');
+  for (std::string* form : {&plain, &joined, &underscored}) {
+    if (form->size() < kShortest) continue;
+    if (std::find(secrets_.begin(), secrets_.end(), *form) == secrets_.end()) {
+      secrets_.push_back(*form);
+    }
+  }
+  std::sort(secrets_.begin(), secrets_.end(),
+            [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
+}
+
+std::string Redactor::text(std::string text) const {
+  for (const std::string& secret : secrets_) {
+    std::string low = lowered(text);
+    std::size_t at = 0;
+    while ((at = low.find(secret, at)) != std::string::npos) {
+      text.replace(at, secret.size(), kMask);
+      low.replace(at, secret.size(), kMask);
+      at += kMask.size();
+    }
+  }
+  return text;
+}
+
+std::string Redactor::whole(std::string value) const {
+  return enabled_ && !value.empty() ? std::string(kMask) : value;
+}
+
+std::string Redactor::property(std::string_view key, std::string value) const {
+  if (std::find(kMaskedKeys.begin(), kMaskedKeys.end(), key) != kMaskedKeys.end()) {
+    return whole(std::move(value));
+  }
+  return text(std::move(value));
+}
+
+}  // namespace ostria::host

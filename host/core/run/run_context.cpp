@@ -1,0 +1,62 @@
+#include "host/core/run/run_context.h"
+
+#include <algorithm>
+
+namespace ostria::host {
+
+Message RunServices::message(const std::string& key, std::uint32_t severity,
+                             std::uint8_t flag) const {
+  return {redactor.text(key), redactor.text(texts.message(key)), severity, flag};
+}
+
+std::vector<Message> RunContext::messages() const {
+  std::vector<Message> all = messages_;
+  const bool told = closing_.empty() || std::any_of(all.begin(), all.end(), [&](const Message& m) {
+                      return m.key == services_.redactor.text(closing_);
+                    });
+  if (!told) all.push_back(services_.message(closing_, 0, 0));
+  return all;
+}
+
+bool RunContext::isAbortRequested() {
+  if (probing_ && ++polls_ > 1) return true;
+  return services_.interrupts.isAbortRequested();
+}
+
+void RunContext::progress(std::uint8_t percent, const std::string& message) {
+  if (percent >= 100 && !message.empty()) closing_ = message;
+  if (probing_) return;
+  std::string text = services_.redactor.text(services_.texts.message(message));
+  services_.progress.update(percent, services_.redactor.text(message), harmless(text));
+}
+
+void RunContext::requestInput(storage::InputRequest* request) {
+  if (request == nullptr) return;
+  if (confirmed_) {
+    request->answer = storage::InputRequest::Yes;
+    return;
+  }
+  const std::string question = services_.texts.message(request->title) + ": " +
+                               services_.texts.message(request->question) + "?";
+  switch (services_.questions.ask(services_.redactor.text(question), services_.errorWidth)) {
+    case Answer::Yes:
+      request->answer = storage::InputRequest::Yes;
+      break;
+    case Answer::No:
+      request->answer = storage::InputRequest::No;
+      break;
+    case Answer::Nobody:
+      break;
+  }
+}
+
+bool RunContext::canRequestInput() {
+  askedForInput_ = true;
+  return !probing_ && (confirmed_ || services_.questions.canAsk());
+}
+
+void RunContext::add(std::string message, std::uint32_t severity, std::uint8_t flag) {
+  messages_.push_back(services_.message(message, severity, flag));
+}
+
+}  // namespace ostria::host

@@ -1,0 +1,333 @@
+#include "host/core/run/run_tool.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "host/core/run/describe_device.h"
+#include "host/core/run/run_tests.h"
+
+namespace ostria::host {
+namespace {
+
+using storage::SystemComponent;
+using storage::Tool;
+using Values = std::vector<std::string>;
+
+struct StatusRow {
+  int status;
+  ExitCode outcome;
+  const char* text;
+};
+
+constexpr std::array<StatusRow, 10> kStatusRows = {{
+    {0, ExitCode::Passed, "nothing found"},
+    {2, ExitCode::Stopped, "the device rejected a read"},
+    {3, ExitCode::NotPerformed, "will be checked at the next start"},
+    {4, ExitCode::CouldNotStart, "the check could not be scheduled"},
+    {6, ExitCode::CouldNotStart, "could not run"},
+    {8, ExitCode::Stopped, "stopped, or the device no longer answers"},
+    {9, ExitCode::Failed, "bad sectors were found"},
+    {10, ExitCode::Failed, "bad sectors were found that could not be repaired"},
+    {13, ExitCode::Stopped, "stopped by a system event"},
+    {14, ExitCode::Failed, "a read timed out"},
+}};
+
+const StatusRow* rowOf(int status) {
+  const auto* row = std::find_if(kStatusRows.begin(), kStatusRows.end(),
+                                 [&](const StatusRow& r) { return r.status == status; });
+  return row == kStatusRows.end() ? nullptr : row;
+}
+
+template <typename Number>
+Number numberAt(const Values& values, std::size_t index, Number otherwise) {
+  if (index >= values.size()) return otherwise;
+  const std::string& text = values[index];
+  Number number = otherwise;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? number : otherwise;
+}
+
+std::string textAt(const Values& values, std::size_t index) {
+  return index < values.size() ? values[index] : std::string();
+}
+
+constexpr int kNoStatus = -1;
+
+class UserAbort final : public storage::AbortContext {
+ public:
+  explicit UserAbort(const Interrupts& interrupts) : interrupts_(interrupts) {}
+  bool isAborted() override { return interrupts_.isAbortRequested(); }
+
+ private:
+  const Interrupts& interrupts_;
+};
+
+// Four values for each mounted partition, as the check of file systems takes them.
+Values partitionTable(SystemComponent& component) {
+  Values table;
+  for (const storage::PropertySection& section : component.sections()) {
+    std::string mountPoint;
+    std::string label;
+    std::string fileSystem;
+    for (const storage::PropertyEntry& entry : section.entries) {
+      if (entry.key == "MOUNT_POINT") mountPoint = entry.value;
+      if (entry.key == "LABEL") label = entry.value;
+      if (entry.key == "FILE_SYSTEM") fileSystem = entry.value;
+    }
+    if (mountPoint.empty()) continue;
+    table.push_back(label.empty() ? mountPoint : mountPoint + " (" + label + ")");
+    table.push_back(fileSystem);
+    table.push_back(mountPoint);
+    table.push_back(holdsRunningSystem(mountPoint) ? "T" : "F");
+  }
+  return table;
+}
+
+class ToolRunner final : public storage::ToolEventReceiver {
+ public:
+  ToolRunner(const Plan& plan, const CatalogueTool& entry, const RunServices& services,
+             Session& session, const std::function<void(const ToolRun&)>& onFinished)
+      : plan_(plan),
+        entry_(entry),
+        tool_(*entry.tool),
+        services_(services),
+        session_(session),
+        onFinished_(onFinished),
+        abort_(services.interrupts) {}
+
+  void run(storage::SystemComponentManager& manager) {
+    session_.toolName = entry_.commandName;
+    session_.toolTitle = services_.texts.text(tool_.getNameKey());
+    session_.operation = plan_.operation;
+    if (!plan_.operation.empty()) tool_.setParameter("Operation", {plan_.operation});
+    connect();
+    if (plan_.operation == "filterDevices") {
+      filter(manager);
+    } else {
+      treat(manager);
+    }
+    disconnect();
+    if (session_.tools.empty()) {
+      session_.unperformed = true;
+      session_.notices.push_back("No device here can be treated by this tool.");
+    }
+  }
+
+  void requestInput(storage::InputRequest& request) override {
+    const std::string question = services_.texts.message(request.title) + " (" + partition_ +
+                                 "): " + services_.texts.message(request.question);
+    const Answer answer =
+        services_.questions.ask(harmless(services_.redactor.text(question)), services_.errorWidth);
+    if (answer == Answer::Yes) request.answer = storage::InputRequest::Yes;
+    if (answer == Answer::No) request.answer = storage::InputRequest::No;
+  }
+
+ private:
+  bool isFilesystem() const { return plan_.operation == "filesystem"; }
+  bool changesDevice() const { return isFilesystem() || plan_.operation == "repair"; }
+
+  void connect() {
+    tool_.abortSource = &abort_;
+    tool_.systemEvents = &systemEvents_;
+    tool_.eventReceiver = this;
+    handlers["OnPartitionInit"] = [this](Tool*, const std::string&) {
+      partition_ = textAt(stored("PartitionInit"), 1);
+      services_.progress.update(0, {}, harmless(services_.redactor.text(partition_)));
+    };
+    handlers["OnPartitionFinish"] = [this](Tool*, const std::string&) { partitionFinished(); };
+    handlers["OnProgress"] = [this](Tool*, const std::string&) {
+      services_.progress.update(
+          numberAt<std::uint8_t>(stored("Progress"), 0, 0), {},
+          isFilesystem() ? harmless(services_.redactor.text(partition_)) : std::string());
+    };
+    handlers["OnDeviceFinish"] = [this](Tool*, const std::string&) { deviceFinished(); };
+  }
+
+  void disconnect() {
+    handlers.clear();
+    tool_.eventReceiver = nullptr;
+    tool_.abortSource = nullptr;
+    tool_.systemEvents = nullptr;
+    tool_.setDevices({});
+  }
+
+  Values stored(const char* name) {
+    const Values* values = tool_.getParameter(name);
+    return values == nullptr ? Values() : *values;
+  }
+
+  void filter(storage::SystemComponentManager& manager) {
+    std::vector<SystemComponent*> components;
+    for (const DeviceInfo& device : session_.devices) {
+      components.push_back(manager.component(device.index));
+    }
+    tool_.setDevices(components);
+    tool_.run();
+    const Values answers = stored("DevicesFilter");
+    for (std::size_t i = 0; i < session_.devices.size(); ++i) {
+      ToolRun run;
+      run.device = session_.devices[i].index;
+      run.applicable = textAt(answers, i) == "T";
+      run.outcome = ExitCode::Passed;
+      run.started = run.finished = Clock::now();
+      finish(run);
+    }
+  }
+
+  // One device after the other: each is asked for, and has its own line of progress.
+  void treat(storage::SystemComponentManager& manager) {
+    for (const DeviceInfo& device : session_.devices) {
+      SystemComponent* component = manager.component(device.index);
+      if (component == nullptr) continue;
+      run_ = ToolRun();
+      run_.device = device.index;
+      run_.isSmart = plan_.operation.empty();
+      run_.applicable = tool_.isApplicable(component);
+      run_.started = Clock::now();
+      if (!run_.applicable && plan_.devices.empty()) continue;
+      if (services_.interrupts.isAbortRequested()) {
+        run_.outcome = ExitCode::Stopped;
+        run_.note = "Stopped before it began.";
+      } else if (!run_.applicable) {
+        run_.note = "The tool cannot treat this device.";
+      } else if (mayTreat(device) && hasPartitions(*component)) {
+        tool_.setDevices({component});
+        services_.progress.begin("tool", entry_.commandName, device.index,
+                                 "Device " + std::to_string(device.index) + ": " +
+                                     session_.toolTitle +
+                                     (plan_.operation.empty() ? "" : " (" + plan_.operation + ")"));
+        tool_.run();
+        services_.progress.end(outcomeText(run_.outcome));
+      }
+      run_.finished = Clock::now();
+      finish(run_);
+    }
+  }
+
+  bool mayTreat(const DeviceInfo& device) {
+    if (!changesDevice()) return true;
+    const std::string what =
+        isFilesystem() ? "Checking the file systems repairs what it finds on device "
+                       : "Repairing overwrites the unreadable sectors, whose content is lost, and "
+                         "takes the volumes off line meanwhile, on device ";
+    const Answer answer = services_.questions.ask(
+        what + std::to_string(device.index) + " (" + deviceForQuestion(device) + "). Go on?",
+        services_.errorWidth);
+    if (answer == Answer::Yes) return true;
+    const bool stopped = services_.interrupts.isAbortRequested();
+    if (stopped) run_.outcome = ExitCode::Stopped;
+    run_.note = stopped ? "Stopped by the user." : refusalNote(answer);
+    return false;
+  }
+
+  bool hasPartitions(SystemComponent& component) {
+    if (!isFilesystem()) return true;
+    const Values table = partitionTable(component);
+    tool_.setParameter("partition_table" + component.id(), table);
+    if (table.empty()) run_.note = "The device has no mounted volume to check.";
+    return !table.empty();
+  }
+
+  void partitionFinished() {
+    const Values values = stored("PartitionFinish");
+    PartitionResult result;
+    result.name = services_.redactor.text(textAt(values, 1));
+    result.report = services_.redactor.text(textAt(values, 2));
+    result.status = numberAt(values, 3, kNoStatus);
+    result.outcome = outcomeOfStatus(result.status, true);
+    for (const std::string& note : stored("Message")) {
+      result.notes.push_back(services_.redactor.text(services_.texts.message(note)));
+      // A check that the user did not want scheduled was not stopped, it never began.
+      if (result.status == 8) result.outcome = ExitCode::NotPerformed;
+    }
+    run_.outcome = run_.partitions.empty() ? result.outcome : worse(run_.outcome, result.outcome);
+    run_.partitions.push_back(std::move(result));
+  }
+
+  void deviceFinished() {
+    const Values values = stored("DeviceFinish");
+    if (run_.isSmart) {
+      smartFinished(values);
+      return;
+    }
+    // A sentence, then the names that it is about.
+    const Values notes = stored("Message");
+    for (std::size_t i = 0; i < notes.size(); ++i) {
+      run_.note += (i == 0   ? ""
+                    : i == 1 ? ": "
+                             : ", ") +
+                   services_.redactor.text(services_.texts.message(notes[i]));
+    }
+    if (isFilesystem() || values.size() < 2) return;
+    run_.status = numberAt(values, 1, kNoStatus);
+    run_.outcome = outcomeOfStatus(*run_.status, false);
+    const Values sectors = stored("SectorsInfo");
+    run_.hasSectors = sectors.size() >= 3;
+    run_.sectorsScanned = numberAt<std::uint64_t>(sectors, 0, 0);
+    run_.badSectorsFound = numberAt<std::uint64_t>(sectors, 1, 0);
+    run_.badSectorsRepaired = numberAt<std::uint64_t>(sectors, 2, 0);
+    const Values list = stored("BadSectorsList");
+    for (std::size_t i = 0; i < list.size(); ++i) {
+      run_.badSectors.push_back(numberAt<std::uint64_t>(list, i, 0));
+    }
+    // Bad sectors count, also when the scan did not come to its end.
+    if (run_.badSectorsFound > 0) run_.outcome = worse(run_.outcome, ExitCode::Failed);
+  }
+
+  void smartFinished(const Values& values) {
+    const bool available = textAt(values, 1) == "0";
+    run_.outcome = available ? ExitCode::Passed : ExitCode::NotPerformed;
+    run_.protocol = textAt(values, 2);
+    run_.smart = readSmartReport(textAt(values, 3));
+    run_.logPage = readSmartReport(textAt(values, 4));
+    redactRows(run_.smart, services_.redactor);
+    redactRows(run_.logPage, services_.redactor);
+    if (!available) run_.note = "The device gives no SMART data.";
+  }
+
+  void finish(const ToolRun& run) {
+    session_.tools.push_back(run);
+    onFinished_(run);
+  }
+
+  const Plan& plan_;
+  const CatalogueTool& entry_;
+  Tool& tool_;
+  const RunServices& services_;
+  Session& session_;
+  const std::function<void(const ToolRun&)>& onFinished_;
+  UserAbort abort_;
+  std::uint8_t systemEvents_ = 0;
+  std::string partition_;
+  ToolRun run_;
+};
+
+}  // namespace
+
+void runTool(const Plan& plan, const Catalogue& catalogue, const RunServices& services,
+             storage::SystemComponentManager& manager, Session& session,
+             const std::function<void(const ToolRun&)>& onFinished) {
+  ToolRunner(plan, catalogue.tools[plan.tool], services, session, onFinished).run(manager);
+}
+
+ExitCode outcomeOfStatus(int status, bool filesystem) {
+  // A checker that mended what it found leaves a device that wants attention, not a bad one.
+  if (filesystem && status == 9) return ExitCode::Warning;
+  const StatusRow* row = rowOf(status);
+  return row == nullptr ? ExitCode::CouldNotStart : row->outcome;
+}
+
+const char* statusText(int status, bool filesystem) {
+  if (filesystem && status == 9) return "errors were found and repaired";
+  const StatusRow* row = rowOf(status);
+  return row == nullptr ? "unknown status" : row->text;
+}
+
+bool holdsRunningSystem(const std::string& mountPoint) {
+  static constexpr std::array<std::string_view, 6> kSystem = {"/",    "/boot", "/boot/efi",
+                                                              "/usr", "/var",  "C:\\"};
+  return std::find(kSystem.begin(), kSystem.end(), mountPoint) != kSystem.end();
+}
+
+}  // namespace ostria::host

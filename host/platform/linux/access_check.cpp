@@ -1,0 +1,38 @@
+#include "host/platform/linux/access_check.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <vector>
+
+namespace ostria::host {
+namespace {
+
+// Disks that are made of memory, files or other disks.
+bool isDisk(const std::string& name) {
+  for (const char* other : {"loop", "ram", "zram", "dm-", "md", "sr", "fd", "nbd"}) {
+    if (name.starts_with(other)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string missingAccess(const std::string& blockFolder, const std::string& deviceFolder) {
+  std::size_t closed = 0;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(blockFolder, error)) {
+    const std::string name = entry.path().filename().string();
+    const std::string node = deviceFolder + "/" + name;
+    if (isDisk(name) && std::filesystem::exists(node, error) &&
+        access(node.c_str(), R_OK | W_OK) != 0) {
+      ++closed;
+    }
+  }
+  if (closed == 0) return {};
+  return std::to_string(closed) + (closed == 1 ? " disk" : " disks") +
+         " of this computer cannot be opened: that takes the rights of root. Start the program "
+         "with sudo.";
+}
+
+}  // namespace ostria::host

@@ -1,0 +1,37 @@
+#include "checks/host_messages.h"
+
+#include "checks/message_keys.h"
+
+namespace ostria::storage {
+
+void showThenLog(TestListener* listener, MessageLog* log, const std::string& text,
+                 Severity severity) {
+  if (listener != nullptr) listener->progress(100, text);
+  if (log != nullptr) log->add(text, severity, 0);
+}
+
+void logThenShow(TestListener* listener, MessageLog* log, const std::string& text,
+                 Severity severity) {
+  if (log != nullptr) log->add(text, severity, 0);
+  if (listener != nullptr) listener->progress(100, text);
+}
+
+TestResult refuse(TestListener* listener, MessageLog* log, const std::string& reason,
+                  Severity severity) {
+  showThenLog(listener, log, reason, severity);
+  return TestResult::NotPerformed;
+}
+
+std::string keyWithNumber(const char* key, std::uint64_t number) {
+  return std::string(key) + " " + std::to_string(number);
+}
+
+std::string keyColonNumber(const char* key, std::uint64_t number) {
+  return std::string(key) + ": " + std::to_string(number);
+}
+
+std::string passwordText() {
+  return std::string(keys::PasswordProtected) + ". |" + keys::TryToDisablePassword;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "ostria/storage/test_channels.h"
+#include "transport/storage_protocol.h"
+
+namespace ostria::storage {
+
+/// Remembers whether SMART was enabled before a test, so that the test leaves it as it found it.
+class SmartStateGuard {
+ public:
+  /// Asks the device for its state, then enables SMART.
+  /// @return `Failure` when the device does not tell its state, else what enabling gave
+  ProtocolResult enable(StorageProtocol& protocol);
+  /// Disables SMART if `enable` had found it disabled. There is nobody to tell when the device
+  /// refuses.
+  void restore(StorageProtocol& protocol, MessageLog* log);
+
+ private:
+  bool wasEnabled_ = true;
+};
+
+}  // namespace ostria::storage

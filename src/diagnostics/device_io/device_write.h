@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "diagnostics/device_io/scratch_file_layout.h"
+#include "diagnostics/storage_test_base.h"
+#include "services/filesystem.h"
+#include "transport/emmc/storage_partition_properties.h"
+
+namespace ostria::storage {
+
+/// Proves that an NVMe, eMMC or SD device stores data, without harm to what is on it: writes a
+/// pattern into scratch files on its volumes, reads it back and compares. The files go away with
+/// the run, whatever happens.
+class StorageDeviceWriteTest : public StorageTest {
+ public:
+  explicit StorageDeviceWriteTest(const Identifier& id);
+
+  TestResult run(TestRunContext* context) override;
+  TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
+
+ private:
+  struct UsableVolume {
+    StoragePartitionProperties record;  ///< `tempDirectory` is the mount point
+    std::uint64_t freeBytes;            ///< less the reserve
+  };
+  /// An open scratch file, closed and thereby removed with this object.
+  class TestFile {
+   public:
+    TestFile(Filesystem& filesystem, DeviceHandle handle, const ScratchFileLayout& layout,
+             StoragePartitionProperties volume)
+        : layout(layout), volume(std::move(volume)), filesystem_(&filesystem), handle_(handle) {}
+    TestFile(TestFile&& other) noexcept;
+    TestFile& operator=(TestFile&&) = delete;
+    ~TestFile();
+    DeviceHandle handle() const { return handle_; }
+
+    ScratchFileLayout layout;
+    StoragePartitionProperties volume;
+
+   private:
+    Filesystem* filesystem_;
+    DeviceHandle handle_;
+  };
+
+  TestResult test();
+  void warnOnce();
+  TestResult findVolumes(std::vector<UsableVolume>& volumes);
+  TestResult makeFiles(const std::vector<UsableVolume>& volumes, std::vector<TestFile>& files);
+  TestResult exercise(const TestFile& file);
+  TestResult writeChunk(const TestFile& file, std::uint64_t offset, const std::uint8_t* chunk);
+  TestResult readChunk(const TestFile& file, std::uint64_t offset, std::uint8_t* chunk);
+  TestResult failRange(const char* key, std::uint64_t offset, std::uint64_t bytes);
+  void addProgress(std::uint64_t chunkBytes);
+
+  Filesystem* filesystem_;
+  std::uint64_t totalFreeBytes_ = 0;
+  std::uint64_t testBytes_ = 0;
+  double doneFraction_ = 0;  ///< percent
+  bool privilegeHeld_ = false;
+  std::uint32_t sectorBytes_ = 512;
+};
+
+}  // namespace ostria::storage

@@ -1,0 +1,115 @@
+#include "diagnostics/health/smart_health.h"
+
+#include <algorithm>
+
+#include "checks/message_keys.h"
+#include "diagnostics/health/smart_health_tables.h"
+#include "services/sal.h"
+#include "transport/ata/ata_protocol.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr int healthyFrom = 70;
+constexpr std::uint32_t reportPauseMilliseconds = 465;
+
+/// Percent points that the attribute costs, or -1 when it bears no penalty.
+int penaltyOf(const SmartAttribute& attribute) {
+  const auto row =
+      std::find_if(healthPenalties.begin(), healthPenalties.end(),
+                   [&](const HealthPenalty& penalty) { return penalty.attribute == attribute.id; });
+  if (row == healthPenalties.end()) return -1;
+  const std::uint64_t count = std::uint64_t{attribute.raw} * row->weight;
+  return static_cast<int>(std::min(count, static_cast<std::uint64_t>(row->maximum)));
+}
+
+bool isCritical(const SmartAttribute& attribute) {
+  return attribute.value < attribute.threshold &&
+         std::find(criticalAttributes.begin(), criticalAttributes.end(), attribute.id) !=
+             criticalAttributes.end();
+}
+
+}  // namespace
+
+int SmartHealthTest::healthPercent(const std::vector<SmartAttribute>& attributes) {
+  const auto critical = std::count_if(attributes.begin(), attributes.end(), isCritical);
+  bool matched = false;
+  float health = 1.0F;
+  for (const SmartAttribute& attribute : attributes) {
+    const int penalty = penaltyOf(attribute);
+    if (penalty < 0) continue;
+    matched = true;
+    health = static_cast<float>(health * ((100.0 - penalty) / 100.0));
+  }
+  if (!matched) return -1;
+  health = static_cast<float>(health * 100.0);
+  health -= static_cast<float>(health * 0.1 * static_cast<double>(critical));
+  // More than ten critical attributes take away more than there is.
+  return std::clamp(static_cast<int>(health), 0, 100);
+}
+
+bool SmartHealthTest::isApplicable(SystemComponent* component) {
+  const auto* storage = dynamic_cast<StorageComponent*>(component);
+  if (storage == nullptr || storage->busKind() != StorageBusKind::Ata || !enabledByConfiguration_)
+    return false;
+  return StorageTest::isApplicable(component);
+}
+
+bool SmartHealthTest::configure(ConfigurationMap configuration, ConfigurationError* /*error*/) {
+  enabledByConfiguration_ = configuration["STORAGE"]["ENABLE_SMART_HEALTH_TEST"] == "1";
+  return true;
+}
+
+TestResult SmartHealthTest::check(StorageComponent* component, TestListener* listener,
+                                  MessageLog* log) {
+  if (component == nullptr || component->storageProtocol() == nullptr)
+    return TestResult::CouldNotStart;
+  if (component->storageProtocol()->GetProtocolKind() != ProtocolKind::Ata)
+    return refuse(listener, log, keys::InvalidProtocol, Statement);
+  if (!cachedProperties(component->storageProtocol()).smartSupported)
+    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
+  return TestResult::Passed;
+}
+
+TestResult SmartHealthTest::prepare(StorageComponent* component, TestListener* listener,
+                                    MessageLog* log) {
+  const TestResult checked = check(component, listener, log);
+  if (checked != TestResult::Passed) return checked;
+  if (!succeeded(smartGuard_.enable(*component->storageProtocol())))
+    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  return TestResult::Passed;
+}
+
+TestResult SmartHealthTest::run(TestRunContext* context) {
+  const TestResult begun = begin(context);
+  if (begun != TestResult::Passed) return begun;
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    result = judge();
+    smartGuard_.restore(*protocol_, log_);
+  }
+  return close(result);
+}
+
+TestResult SmartHealthTest::judge() {
+  progress(0);
+  std::vector<SmartAttribute> attributes;
+  auto* ata = dynamic_cast<AtaProtocol*>(protocol_);
+  const bool read = ata != nullptr && succeeded(ata->GetSmartAttributes(&attributes));
+  const int health = read ? healthPercent(attributes) : -1;
+  if (health < 0) return refuse(listener_, log_, keys::NoDeviceAttributes, Statement);
+
+  TestResult result = TestResult::Passed;
+  if (health < healthyFrom) {
+    showThenLog(listener_, log_, keys::HealthDegraded, MissingCapability);
+    result = TestResult::Warning;
+  }
+  get_timer()->wait(reportPauseMilliseconds);
+  const std::string text =
+      keyWithNumber(keys::DiskHealth, static_cast<std::uint64_t>(health)) + "%";
+  showThenLog(listener_, log_, text, Statement);
+  return result;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,56 @@
+#include "diagnostics/health/smart_status.h"
+
+#include "checks/message_keys.h"
+
+namespace ostria::storage {
+
+TestResult SmartStatusTest::check(StorageComponent* component, TestListener* listener,
+                                  MessageLog* log) {
+  if (component == nullptr || component->storageProtocol() == nullptr)
+    return TestResult::CouldNotStart;
+  if (component->busKind() == StorageBusKind::Nvme)
+    return refuse(listener, log, keys::InvalidProtocol, Statement);
+  if (component->connection() == DeviceConnection::External)
+    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
+  if (!cachedProperties(component->storageProtocol()).smartSupported)
+    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
+  return TestResult::Passed;
+}
+
+TestResult SmartStatusTest::prepare(StorageComponent* component, TestListener* listener,
+                                    MessageLog* log) {
+  const TestResult checked = check(component, listener, log);
+  if (checked != TestResult::Passed) return checked;
+  if (!succeeded(smartGuard_->enable(*component->storageProtocol())))
+    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  return TestResult::Passed;
+}
+
+TestResult SmartStatusTest::run(TestRunContext* context) {
+  const TestResult begun = begin(context);
+  if (begun != TestResult::Passed) return begun;
+  smartGuard_ = std::make_unique<SmartStateGuard>();
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    result = judge();
+    smartGuard_->restore(*protocol_, log_);
+  }
+  return close(result);
+}
+
+TestResult SmartStatusTest::judge() {
+  constexpr std::uint8_t unanswered = 0xFF;
+  TestResult result = TestResult::Passed;
+  std::uint8_t healthy = unanswered;
+  progress(0);
+  if (!succeeded(protocol_->GetSmartStatus(&healthy)) || healthy == unanswered) {
+    result = refuse(listener_, log_, keys::SmartDataNotValid, Statement);
+  } else {
+    progress(50);
+  }
+  if (checkStop(context_)) return TestResult::Stopped;
+  if (result != TestResult::Passed) return result;
+  return close(healthy != 0 ? TestResult::Passed : TestResult::Failed);
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,69 @@
+#include "diagnostics/health/smart_wearout.h"
+
+#include "checks/message_keys.h"
+
+namespace ostria::storage {
+
+namespace {
+
+/// SMART of an NVMe drive cannot be switched.
+bool hasSmartSwitch(const StorageProtocol& protocol) {
+  return protocol.GetProtocolKind() != ProtocolKind::Nvme &&
+         protocol.GetProtocolKind() != ProtocolKind::NvmeSystemCall;
+}
+
+}  // namespace
+
+TestResult SmartWearoutTest::check(StorageComponent* component, TestListener* listener,
+                                   MessageLog* log) {
+  if (component == nullptr || component->storageProtocol() == nullptr)
+    return TestResult::CouldNotStart;
+  const StorageProtocol& protocol = *component->storageProtocol();
+  if (protocol.GetProtocolKind() != ProtocolKind::Ata) {
+    return hasSmartSwitch(protocol) ? refuse(listener, log, keys::InvalidProtocol, Statement)
+                                    : TestResult::Passed;
+  }
+  const StorageProtocolProperties properties = cachedProperties(&protocol);
+  if (!properties.smartSupported)
+    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
+  if (!properties.solidState) return refuse(listener, log, keys::ForSsdsOnly, MissingCapability);
+  return TestResult::Passed;
+}
+
+TestResult SmartWearoutTest::prepare(StorageComponent* component, TestListener* listener,
+                                     MessageLog* log) {
+  const TestResult checked = check(component, listener, log);
+  if (checked != TestResult::Passed) return checked;
+  StorageProtocol& protocol = *component->storageProtocol();
+  if (hasSmartSwitch(protocol) && !succeeded(smartGuard_.enable(protocol)))
+    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  return TestResult::Passed;
+}
+
+TestResult SmartWearoutTest::run(TestRunContext* context) {
+  const TestResult begun = begin(context);
+  if (begun != TestResult::Passed) return begun;
+  std::string finding;
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    result = judge(finding);
+    if (hasSmartSwitch(*protocol_)) smartGuard_.restore(*protocol_, log_);
+  }
+  progress(100, finding);
+  return result;
+}
+
+TestResult SmartWearoutTest::judge(std::string& finding) {
+  progress(0);
+  std::uint32_t remaining = 0xFFFFFFFFU;
+  if (!succeeded(protocol_->GetWearIndicator(&remaining)) || remaining > 100)
+    return refuse(listener_, log_, keys::SmartDataNotValid, Statement);
+  if (remaining <= 1) {
+    finding = keys::WearoutLimitReached;
+  } else if (remaining <= 10) {
+    finding = keys::WearoutLimitClose;
+  }
+  return TestResult::Passed;
+}
+
+}  // namespace ostria::storage

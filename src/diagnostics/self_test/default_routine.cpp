@@ -1,0 +1,41 @@
+#include "diagnostics/self_test/default_routine.h"
+
+#include "checks/message_keys.h"
+#include "transport/scsi/scsi_protocol.h"
+
+namespace ostria::storage {
+
+TestResult DefaultSelfTest::check(StorageComponent* component, TestListener* listener,
+                                  MessageLog* log) {
+  if (component == nullptr || component->storageProtocol() == nullptr)
+    return TestResult::CouldNotStart;
+  if (component->connection() == DeviceConnection::External)
+    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
+  if (component->storageProtocol()->GetProtocolKind() != ProtocolKind::Scsi ||
+      component->busKind() != StorageBusKind::Scsi)
+    return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
+  return TestResult::Passed;
+}
+
+TestResult DefaultSelfTest::run(TestRunContext* context) {
+  const TestResult begun = begin(context);
+  if (begun != TestResult::Passed) return begun;
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    if (checkStop(context_)) return TestResult::Stopped;
+    result = perform();
+  }
+  return close(result);
+}
+
+TestResult DefaultSelfTest::perform() {
+  constexpr std::uint8_t checkCondition = 2;
+  if (!succeeded(protocol_->StartSelfTest(static_cast<std::uint8_t>(testCode_), 0)))
+    return refuse(listener_, log_, keys::CannotPerformSelfTest, ResourceProblem);
+  const auto* scsi = dynamic_cast<const ScsiProtocol*>(protocol_);
+  if (scsi == nullptr) return TestResult::CouldNotStart;
+  return close(scsi->GetLastDiagnosticStatus() == checkCondition ? TestResult::Failed
+                                                                 : TestResult::Passed);
+}
+
+}  // namespace ostria::storage

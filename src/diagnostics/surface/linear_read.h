@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+
+#include "diagnostics/storage_test_base.h"
+
+namespace ostria::storage {
+
+/// Samples an area of the disk: cuts it into equal strides and reads one block at a random place of
+/// each, so that a chosen share of the area is read in one pass.
+class LinearReadTest : public StorageTest {
+ public:
+  explicit LinearReadTest(const Identifier& id);
+
+  TestResult run(TestRunContext* context) override;
+  std::vector<TestParameter> parameters() override { return parameterList_; }
+  std::vector<TestParameter> defaultParameters() override { return parameterList_; }
+  bool setParameters(const std::vector<TestParameter>& parameters,
+                     std::vector<ParameterIssue>& issues) override;
+  bool checkParameters(const std::vector<TestParameter>& parameters,
+                       std::vector<ParameterIssue>& issues) override {
+    return setParameters(parameters, issues);
+  }
+  void resetParameters() override;
+  TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
+
+ private:
+  struct Area {
+    std::uint64_t start;
+    std::uint64_t stop;
+  };
+
+  TestResult samplePass();
+  Area chooseArea(std::uint64_t last) const;
+  TestResult sample(const Area& area, std::uint8_t* buffer, std::uint32_t bufferBytes);
+  TestResult readBlock(std::uint64_t lba, std::uint64_t count, std::uint8_t* buffer,
+                       std::uint32_t bufferBytes);
+  TestResult reportBadBlocks();
+
+  double startPercent_ = 0.0;
+  double stopPercent_ = 100.0;
+  double coveragePercent_ = 20.0;
+  std::uint64_t errorLimit_ = 1;  ///< bad blocks at which the test stops; 0 for no limit
+  std::uint64_t blockSectors_ = 0;
+  std::uint64_t sectorBytes_ = 0;
+  std::vector<TestParameter> parameterList_;
+  std::set<std::uint64_t> badBlocks_;  ///< of this run
+};
+
+}  // namespace ostria::storage

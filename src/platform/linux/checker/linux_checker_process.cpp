@@ -1,0 +1,139 @@
+#include "platform/linux/checker/linux_checker_process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace ostria::storage {
+namespace {
+
+constexpr int execFailed = 127;
+
+class Descriptor {
+ public:
+  Descriptor() = default;
+  ~Descriptor() { close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return value_; }
+  void set(int value) {
+    close();
+    value_ = value;
+  }
+  void close() {
+    if (value_ >= 0) ::close(value_);
+    value_ = -1;
+  }
+
+ private:
+  int value_ = -1;
+};
+
+struct Pipe {
+  Descriptor read;
+  Descriptor write;
+
+  bool open() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return false;
+    read.set(ends[0]);
+    write.set(ends[1]);
+    return true;
+  }
+};
+
+/// Between fork and exec: nothing here may allocate.
+[[noreturn]] void becomeChild(const char* const* arguments, const char* const* environment,
+                              int text, int progress) {
+  setsid();
+  // Writing to a reader that has gone must fail, not kill.
+  signal(SIGPIPE, SIG_IGN);
+  // What a host keeps from its own threads is no business of the program's.
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  const int nothing = open("/dev/null", O_RDONLY);
+  // Out of the way of the numbers that are given out below.
+  const int safeText = fcntl(text, F_DUPFD, 10);
+  const int safeProgress = fcntl(progress, F_DUPFD, 10);
+  if (nothing < 0 || safeText < 0 || safeProgress < 0 || dup2(nothing, 0) < 0 ||
+      dup2(safeText, 1) < 0 || dup2(safeText, 2) < 0 ||
+      dup2(safeProgress, LinuxCheckerProcess::progressDescriptor) < 0)
+    _exit(execFailed);
+  close(safeText);
+  close(safeProgress);
+  if (nothing > LinuxCheckerProcess::progressDescriptor) close(nothing);
+  execve(arguments[0], const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
+  _exit(execFailed);
+}
+
+/// Reads what is there. @return false at the end of the stream
+bool drain(Descriptor& source, const LinuxCheckerProcess::Receiver& receiver) {
+  char buffer[4096];
+  const ssize_t count = ::read(source.get(), buffer, sizeof buffer);
+  if (count < 0) return errno == EINTR || errno == EAGAIN;
+  if (count > 0) receiver(std::string(buffer, static_cast<std::size_t>(count)));
+  return count > 0;
+}
+
+void readAll(Descriptor& text, Descriptor& progress, const LinuxCheckerProcess::Receiver& onText,
+             const LinuxCheckerProcess::Receiver& onProgress) {
+  while (text.get() >= 0 || progress.get() >= 0) {
+    // A negative descriptor is passed over.
+    std::array<pollfd, 2> waits = {{{text.get(), POLLIN, 0}, {progress.get(), POLLIN, 0}}};
+    if (poll(waits.data(), waits.size(), -1) < 0) {
+      if (errno == EINTR) continue;
+      return;
+    }
+    if (waits[0].revents != 0 && !drain(text, onText)) text.close();
+    if (waits[1].revents != 0 && !drain(progress, onProgress)) progress.close();
+  }
+}
+
+int waitFor(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0)
+    if (errno != EINTR) return LinuxCheckerProcess::notStarted;
+  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  const int code = WEXITSTATUS(status);
+  return code == execFailed ? LinuxCheckerProcess::notStarted : code;
+}
+
+}  // namespace
+
+int LinuxCheckerProcess::run(const std::vector<std::string>& arguments, const Receiver& onText,
+                             const Receiver& onProgress) {
+  Pipe text;
+  Pipe progress;
+  if (arguments.empty() || !text.open() || !progress.open()) return notStarted;
+  std::vector<const char*> argumentList;
+  for (const std::string& argument : arguments) argumentList.push_back(argument.c_str());
+  argumentList.push_back(nullptr);
+  const std::array<const char*, 3> environment = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin",
+                                                  "LC_ALL=C.UTF-8", nullptr};
+
+  const pid_t child = fork();
+  if (child < 0) return notStarted;
+  if (child == 0)
+    becomeChild(argumentList.data(), environment.data(), text.write.get(), progress.write.get());
+  text.write.close();
+  progress.write.close();
+  try {
+    readAll(text.read, progress.read, onText, onProgress);
+  } catch (...) {
+    // Its reader has failed; the program still runs to its end, and is waited for.
+    const auto ignore = [](const std::string&) {};
+    readAll(text.read, progress.read, ignore, ignore);
+    waitFor(child);
+    throw;
+  }
+  return waitFor(child);
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <map>
+
+#include "inventory/storage_scanner.h"
+#include "platform/linux/discovery/sysfs_tree.h"
+#include "platform/linux/volumes/mounts.h"
+
+namespace ostria::storage {
+
+/// Device numbers are the kernel's 32-bit dev_t of the whole disk. Volumes are known by the places
+/// where they are mounted, those on mapped devices and RAID above a partition included.
+class LinuxStorageScanner final : public StorageScanner {
+ public:
+  explicit LinuxStorageScanner(SysfsTree tree = SysfsTree()) : tree_(std::move(tree)) {}
+
+  int listDevices(DevicePathMap& out) override;
+  int getConnection(std::uint32_t number, DeviceConnection* connection) override;
+  /// A file system on the whole disk counts as a partition of number 0.
+  int readPartitionTable(std::uint32_t number, PartitionTable* table,
+                         std::uint64_t sizeInBytes) override;
+  int getDeviceId(std::uint32_t number, std::string* id) override;
+  int isRemovableMedia(std::uint32_t number, bool* removable) override;
+  int getBusKind(std::uint32_t number, StorageBusKind* busKind, bool* optaneVolume) override;
+  /// Unmounts the file system at all its places and claims its device. What is in use, the running
+  /// system above all, stays as it is and gives EBUSY.
+  int dismountVolume(const std::string& name, DeviceHandle* handle) override;
+  int releaseVolume(std::string& name, std::vector<std::string>& list, DeviceHandle handle,
+                    std::string& text) override;
+  int getMiniportPath(std::uint32_t number, std::string* path) override;
+  int getPciLocation(std::uint32_t number, std::array<std::uint8_t, 3>* location) override;
+
+ private:
+  void joinVolumes(const SysfsDisk& disk, PartitionTable& table);
+
+  SysfsTree tree_;
+  std::map<std::uint64_t, TakenMounts> offline_;  ///< by handle
+};
+
+}  // namespace ostria::storage

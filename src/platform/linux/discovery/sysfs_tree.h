@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/kinds.h"
+
+namespace ostria::storage {
+
+/// A whole disk as the kernel shows it.
+struct SysfsDisk {
+  std::uint32_t number = 0;  ///< the kernel's 32-bit dev_t
+  std::string name;          ///< "sda", "nvme0n1"
+  std::string node;          ///< "/dev/sda"
+  std::string path;          ///< folder of the disk below /sys/devices, links resolved
+};
+
+/// A partition of a disk.
+struct SysfsPartition {
+  std::uint32_t number = 0;  ///< dev_t
+  std::uint32_t index = 0;   ///< number of the partition in its table
+  std::string node;
+  std::string path;
+};
+
+/// Address of a PCI function.
+struct PciAddress {
+  std::uint32_t domain = 0;
+  std::uint32_t bus = 0;
+  std::uint32_t device = 0;
+  std::uint32_t function = 0;
+};
+
+/// What /sys tells of disks. Reads afresh at every call; a vanished disk gives empty answers.
+class SysfsTree {
+ public:
+  /// @param root  folder that stands for "/", for a saved tree
+  explicit SysfsTree(std::string root = "");
+
+  /// The disks that may be tested: no loop, memory, mapped or optical devices, none of size 0, none
+  /// of the hardware areas that stand beside an eMMC device, no hidden path of a multipath drive.
+  std::vector<SysfsDisk> disks() const;
+  std::optional<SysfsDisk> disk(std::uint32_t number) const;
+  std::vector<SysfsPartition> partitions(const SysfsDisk& disk) const;
+  /// dev_t of a device and of all that is built upon it (mapped devices, RAID), itself first.
+  std::vector<std::uint32_t> withHolders(const std::string& devicePath) const;
+  /// Those of them that lie on this device alone, and on no other beside it.
+  std::vector<std::uint32_t> withSoleHolders(const std::string& devicePath) const;
+
+  StorageBusKind busKind(const SysfsDisk& disk) const;
+  DeviceConnection connection(const SysfsDisk& disk) const;
+  bool removable(const SysfsDisk& disk) const;
+  /// The PCI function that the disk hangs on; nothing for a disk without one.
+  std::optional<PciAddress> pciAddress(const SysfsDisk& disk) const;
+
+  /// First line of a file below a folder of /sys, without trailing blanks; empty when there is
+  /// none.
+  std::string attribute(const std::string& folder, const std::string& name) const;
+
+ private:
+  std::vector<std::uint32_t> climb(const std::string& devicePath, bool soleHolders) const;
+  std::optional<SysfsDisk> diskAt(const std::string& name) const;
+  /// Folder of the controller, other than `path` for the merged form of a multipath drive.
+  std::string placeOf(const SysfsDisk& disk) const;
+  bool isControllerVolume(const std::string& place) const;
+
+  std::string root_;
+};
+
+/// "8:16" as the kernel's 32-bit dev_t.
+std::optional<std::uint32_t> parseDeviceNumber(const std::string& text);
+
+/// The kernel's 32-bit form of a dev_t.
+std::uint32_t deviceNumberOf(unsigned major, unsigned minor);
+
+}  // namespace ostria::storage

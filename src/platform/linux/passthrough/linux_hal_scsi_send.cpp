@@ -1,0 +1,39 @@
+#include <algorithm>
+
+#include "platform/linux/passthrough/sg_io.h"
+#include "transport/hal/hal_scsi_send.h"
+#include "transport/scsi/scsi_cmd.h"
+
+namespace ostria::storage {
+namespace {
+
+class LinuxHalScsiSend final : public HalScsiSend {
+ public:
+  ProtocolResult Send(DeviceHandle handle, std::uint32_t /*extra*/, ScsiCmd& command) override {
+    if (command.transferBytes > 0xFFFFFFFFU || command.cdbLength > command.cdb.size())
+      return ProtocolResult::TransportFailure;
+    SgCommand packed;
+    packed.cdb = command.cdb;
+    packed.cdbLength = command.cdbLength;
+    packed.direction = command.direction;
+    packed.transferBytes = static_cast<std::uint32_t>(command.transferBytes);
+    packed.data = command.data;
+    packed.timeoutSeconds = command.timeoutSeconds;
+    if (sendSgCommand(handle, packed) != 0) return ProtocolResult::TransportFailure;
+
+    command.transferBytes = packed.movedBytes;
+    command.scsiStatus = packed.status;
+    std::copy_n(packed.sense.begin(), command.sense.size(), command.sense.begin());
+    command.senseLength = packed.senseLength;
+    return ProtocolResult::Success;
+  }
+};
+
+}  // namespace
+
+HalScsiSend& halScsiSend() {
+  static auto* const send = new LinuxHalScsiSend;
+  return *send;
+}
+
+}  // namespace ostria::storage

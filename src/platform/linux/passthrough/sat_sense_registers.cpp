@@ -1,0 +1,77 @@
+#include "platform/linux/passthrough/sat_sense_registers.h"
+
+#include <algorithm>
+
+namespace ostria::storage {
+namespace {
+
+constexpr std::uint8_t ErrorBit = 0x01;
+constexpr std::uint8_t ReadyBit = 0x40;
+constexpr std::uint8_t BusyBit = 0x80;
+
+// "ATA pass-through information available": the command went well and was asked for its registers.
+bool isInformation(std::uint8_t code, std::uint8_t qualifier) {
+  return code == 0x00 && qualifier == 0x1D;
+}
+
+// Any other sense tells of a failure. It is the drive's own only if the drive says so; a command
+// that was lost on the way leaves registers of no meaning.
+bool driveFailed(std::uint8_t status) {
+  return (status & (ErrorBit | ReadyBit | BusyBit)) == (ErrorBit | ReadyBit);
+}
+
+std::optional<AtaRegisters> fromDescriptors(std::span<const std::uint8_t> sense) {
+  if (sense.size() < 8) return std::nullopt;
+  const std::size_t end = std::min<std::size_t>(sense.size(), std::size_t{8} + sense[7]);
+  for (std::size_t at = 8; at + 2 <= end; at += std::size_t{2} + sense[at + 1]) {
+    if (sense[at] != 0x09 || sense[at + 1] != 12) continue;
+    if (at + 14 > end) return std::nullopt;
+    const auto field = sense.subspan(at, 14);
+    if (!isInformation(sense[2], sense[3]) && !driveFailed(field[13])) return std::nullopt;
+    return AtaRegisters{.error = field[3],
+                        .sectorCount = field[5],
+                        .lbaLow = field[7],
+                        .lbaMid = field[9],
+                        .lbaHigh = field[11],
+                        .device = field[12],
+                        .status = field[13]};
+  }
+  return std::nullopt;
+}
+
+// The fixed form has no mark of its own, so the status register must be where it belongs.
+std::optional<AtaRegisters> fromFixed(std::span<const std::uint8_t> sense) {
+  if (sense.size() < 14) return std::nullopt;
+  if (isInformation(sense[12], sense[13]) || driveFailed(sense[4]))
+    return AtaRegisters{.error = sense[3],
+                        .sectorCount = sense[6],
+                        .lbaLow = sense[9],
+                        .lbaMid = sense[10],
+                        .lbaHigh = sense[11],
+                        .device = sense[5],
+                        .status = sense[4]};
+  // Kernels before 6.11 put the fields five bytes too far back, where the upper address is cut off.
+  if (sense[3] == 0 && sense[4] == 0 && driveFailed(sense[9]))
+    return AtaRegisters{.error = sense[8],
+                        .sectorCount = sense[11],
+                        .lbaLow = sense.size() > 17 ? sense[17] : std::uint8_t{0},
+                        .device = sense[10],
+                        .status = sense[9]};
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<AtaRegisters> ataRegistersFromSense(std::span<const std::uint8_t> sense) {
+  if (sense.empty()) return std::nullopt;
+  switch (sense[0] & 0x7F) {
+    case 0x72:
+      return fromDescriptors(sense);
+    case 0x70:
+      return fromFixed(sense);
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace ostria::storage

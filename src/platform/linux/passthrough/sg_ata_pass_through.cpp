@@ -1,0 +1,103 @@
+#include "platform/linux/passthrough/sg_ata_pass_through.h"
+
+#include <algorithm>
+#include <optional>
+#include <span>
+
+#include "platform/linux/passthrough/sat_sense_registers.h"
+
+namespace ostria::storage {
+namespace {
+
+constexpr std::uint8_t StatusGood = 0;
+constexpr std::uint8_t StatusCheckCondition = 2;
+// What a drive shows after a command without an error: ready, seek complete.
+constexpr std::uint8_t CleanStatus = 0x50;
+
+enum Protocol : std::uint8_t { NonData = 3, PioIn = 4, PioOut = 5, Dma = 6 };
+
+bool movesByDma(std::uint8_t command) {
+  constexpr std::uint8_t commands[] = {0x25, 0x35, 0x3D, 0x47, 0x57, 0xC8, 0xCA};
+  return std::find(std::begin(commands), std::end(commands), command) != std::end(commands);
+}
+
+Protocol protocolOf(const AtaCmd& command) {
+  if (command.dataDirection == DataDirection::None) return NonData;
+  if (movesByDma(command.command)) return Dma;
+  return command.dataDirection == DataDirection::FromDevice ? PioIn : PioOut;
+}
+
+}  // namespace
+
+SgCommand ataPassThrough(const AtaCmd& command) {
+  constexpr std::uint8_t checkCondition = 0x20, fromDevice = 0x08, inBlocks = 0x04,
+                         countField = 0x02, logicalSectors = 0x10;
+  const bool extended = IsLba48Command(command.command);
+  SgCommand out;
+  out.cdbLength = 16;
+  out.direction = command.dataDirection;
+  out.transferBytes = static_cast<std::uint32_t>(command.transferBytes);
+  out.data = command.data;
+  out.timeoutSeconds = command.timeoutSeconds;
+
+  // A command with data shows its registers when it fails; asked for them after a success, some
+  // controllers show those from before the last block.
+  std::uint8_t flags = checkCondition;
+  if (command.dataDirection != DataDirection::None) {
+    flags = inBlocks | countField;
+    if (command.dataDirection == DataDirection::FromDevice) flags |= fromDevice;
+    const std::uint64_t count =
+        command.sectorCount + (extended ? std::uint64_t{command.sectorCountPrevious} << 8 : 0);
+    if (command.transferBytes != count * 512) flags |= logicalSectors;
+  }
+  out.cdb = {0x85,
+             static_cast<std::uint8_t>(protocolOf(command) << 1 | (extended ? 1 : 0)),
+             flags,
+             extended ? command.featuresPrevious : std::uint8_t{0},
+             command.features,
+             extended ? command.sectorCountPrevious : std::uint8_t{0},
+             command.sectorCount,
+             extended ? command.lbaLowPrevious : std::uint8_t{0},
+             command.lbaLow,
+             extended ? command.lbaMidPrevious : std::uint8_t{0},
+             command.lbaMid,
+             extended ? command.lbaHighPrevious : std::uint8_t{0},
+             command.lbaHigh,
+             command.device,
+             command.command,
+             0};
+  return out;
+}
+
+ProtocolResult takeAtaAnswer(const SgCommand& answer, AtaCmd& command) {
+  std::optional<AtaRegisters> registers;
+  if (answer.status == StatusCheckCondition) {
+    const std::size_t length = std::min<std::size_t>(answer.senseLength, answer.sense.size());
+    registers = ataRegistersFromSense(std::span(answer.sense).first(length));
+  } else if (answer.status == StatusGood &&
+             (!command.wantRegisters || command.dataDirection != DataDirection::None)) {
+    // The registers are held back. That the command went well has been said.
+    registers = AtaRegisters{.sectorCount = command.sectorCount,
+                             .lbaLow = command.lbaLow,
+                             .lbaMid = command.lbaMid,
+                             .lbaHigh = command.lbaHigh,
+                             .device = command.device,
+                             .status = CleanStatus};
+  }
+  if (!registers) return ProtocolResult::TransportFailure;
+
+  command.features = registers->error;
+  command.sectorCount = registers->sectorCount;
+  command.lbaLow = registers->lbaLow;
+  command.lbaMid = registers->lbaMid;
+  command.lbaHigh = registers->lbaHigh;
+  command.device = registers->device;
+  command.command = registers->status;
+  if (command.dataDirection == DataDirection::FromDevice) {
+    if (answer.movedBytes == 0 && command.transferBytes != 0) return ProtocolResult::NoDataReturned;
+    command.transferBytes = answer.movedBytes;
+  }
+  return ProtocolResult::Success;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,214 @@
+#include "platform/linux/services/linux_result_store.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+
+namespace ostria::storage {
+namespace {
+
+constexpr int busyTimeoutMilliseconds = 30000;
+
+constexpr const char* schemaStatements =
+    "CREATE TABLE IF NOT EXISTS namespaces (path TEXT PRIMARY KEY COLLATE NOCASE) WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS records ("
+    "  namespace TEXT NOT NULL COLLATE NOCASE, class TEXT NOT NULL COLLATE NOCASE,"
+    "  Id INTEGER NOT NULL, ModuleName TEXT, DeviceUdi TEXT, DeviceDisplayName TEXT, TestName TEXT,"
+    "  TestStatus TEXT, TestStartTimestamp TEXT, TestDuration TEXT,"
+    "  PRIMARY KEY (namespace, class, Id)) WITHOUT ROWID;";
+
+/// One prepared statement. Every operation answers false once anything failed.
+class Statement {
+ public:
+  Statement(sqlite3* database, const std::string& text) {
+    good_ = sqlite3_prepare_v2(database, text.c_str(), -1, &statement_, nullptr) == SQLITE_OK;
+  }
+  ~Statement() { sqlite3_finalize(statement_); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  Statement& bind(const std::string& text) {
+    good_ = good_ && sqlite3_bind_text(statement_, ++bound_, text.c_str(), -1, SQLITE_TRANSIENT) ==
+                         SQLITE_OK;
+    return *this;
+  }
+  Statement& bind(std::int64_t number) {
+    good_ = good_ && sqlite3_bind_int64(statement_, ++bound_, number) == SQLITE_OK;
+    return *this;
+  }
+  /// Steps to the next row. @return false at the end, or on a failure, see `good`
+  bool row() {
+    const int result = good_ ? sqlite3_step(statement_) : SQLITE_ERROR;
+    if (result != SQLITE_ROW && result != SQLITE_DONE) good_ = false;
+    return result == SQLITE_ROW;
+  }
+  bool run() {
+    while (row()) continue;
+    return good_;
+  }
+  bool good() const { return good_; }
+  std::int64_t number(int column) { return sqlite3_column_int64(statement_, column); }
+  std::string text(int column) {
+    const unsigned char* const text = sqlite3_column_text(statement_, column);
+    return text == nullptr ? std::string() : reinterpret_cast<const char*>(text);
+  }
+
+ private:
+  sqlite3_stmt* statement_ = nullptr;
+  int bound_ = 0;
+  bool good_ = false;
+};
+
+bool execute(sqlite3* database, const char* text) {
+  return sqlite3_exec(database, text, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+/// A write from its begin on: other writers wait. Taken back unless committed.
+class Transaction {
+ public:
+  explicit Transaction(sqlite3* database)
+      : database_(database), open_(execute(database, "BEGIN IMMEDIATE")) {}
+  ~Transaction() {
+    if (open_) execute(database_, "ROLLBACK");
+  }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  bool open() const { return open_; }
+  bool commit() {
+    if (!open_ || !execute(database_, "COMMIT")) return false;
+    open_ = false;
+    return true;
+  }
+
+ private:
+  sqlite3* database_;
+  bool open_;
+};
+
+std::string columnList() {
+  std::string list;
+  for (const std::string& name : LinuxResultStore::textNames()) list += ", " + name;
+  return list;
+}
+
+std::string environment(const char* name) {
+  const char* const value = secure_getenv(name);
+  return value == nullptr ? std::string() : value;
+}
+
+}  // namespace
+
+const std::vector<std::string>& LinuxResultStore::textNames() {
+  static const std::vector<std::string> names = {"ModuleName",  "DeviceUdi",  "DeviceDisplayName",
+                                                 "TestName",    "TestStatus", "TestStartTimestamp",
+                                                 "TestDuration"};
+  return names;
+}
+
+void LinuxResultStore::Closer::operator()(sqlite3* database) const { sqlite3_close(database); }
+
+LinuxResultStore::LinuxResultStore(Database database, std::uint32_t limit)
+    : database_(std::move(database)), limit_(std::max(limit, 1U)) {}
+
+LinuxResultStore::~LinuxResultStore() = default;
+
+std::unique_ptr<LinuxResultStore> LinuxResultStore::open(const std::string& path,
+                                                         std::uint32_t limit) {
+  if (path.empty()) return nullptr;
+  std::error_code ignored;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+  sqlite3* raw = nullptr;
+  const int result =
+      sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+  Database database(raw);
+  if (result != SQLITE_OK || sqlite3_busy_timeout(raw, busyTimeoutMilliseconds) != SQLITE_OK)
+    return nullptr;
+  std::unique_ptr<LinuxResultStore> store(new LinuxResultStore(std::move(database), limit));
+  return store->prepare() ? std::move(store) : nullptr;
+}
+
+bool LinuxResultStore::prepare() {
+  // The tables are there nearly always; looking first spares the readers the wait for a writer.
+  Statement present(database_.get(),
+                    "SELECT count(*) FROM sqlite_master WHERE name IN ('namespaces', 'records')");
+  if (!present.row()) return false;
+  if (present.number(0) == 2) return true;
+  present.run();
+  Transaction transaction(database_.get());
+  return transaction.open() && execute(database_.get(), schemaStatements) && transaction.commit();
+}
+
+bool LinuxResultStore::add(const std::string& nameSpace, const std::string& className,
+                           const Record& texts) {
+  for (const auto& [name, text] : texts)
+    if (std::find(textNames().begin(), textNames().end(), name) == textNames().end()) return false;
+
+  Transaction transaction(database_.get());
+  if (!transaction.open()) return false;
+  Statement known(database_.get(), "INSERT OR IGNORE INTO namespaces VALUES (?)");
+  if (!known.bind(nameSpace).run()) return false;
+
+  Statement state(database_.get(),
+                  "SELECT count(*), max(Id) FROM records WHERE namespace = ? AND class = ?");
+  if (!state.bind(nameSpace).bind(className).row()) return false;
+  const std::int64_t count = state.number(0);
+  const std::int64_t id = count == 0 ? 0 : state.number(1) + 1;
+  if (!state.run()) return false;
+  if (const std::int64_t surplus = count - (std::int64_t{limit_} - 1); surplus > 0) {
+    Statement drop(database_.get(),
+                   "DELETE FROM records WHERE namespace = ?1 AND class = ?2 AND Id IN (SELECT Id "
+                   "FROM records WHERE namespace = ?1 AND class = ?2 ORDER BY Id LIMIT ?3)");
+    if (!drop.bind(nameSpace).bind(className).bind(surplus).run()) return false;
+  }
+
+  Statement insert(database_.get(), "INSERT INTO records (namespace, class, Id" + columnList() +
+                                        ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+  insert.bind(nameSpace).bind(className).bind(id);
+  for (const std::string& name : textNames()) {
+    const auto text = texts.find(name);
+    insert.bind(text == texts.end() ? std::string() : text->second);
+  }
+  return insert.run() && transaction.commit();
+}
+
+bool LinuxResultStore::read(const std::string& nameSpace, const std::string& className,
+                            std::vector<Record>& records) {
+  Statement select(database_.get(), "SELECT Id" + columnList() +
+                                        " FROM records WHERE namespace = ? AND class = ? "
+                                        "ORDER BY Id");
+  select.bind(nameSpace).bind(className);
+  while (select.row()) {
+    Record& record = records.emplace_back();
+    record["Id"] = select.text(0);
+    int column = 0;
+    for (const std::string& name : textNames()) record[name] = select.text(++column);
+  }
+  return select.good();
+}
+
+bool LinuxResultStore::ensureNamespace(const std::string& nameSpace, bool& existed) {
+  Transaction transaction(database_.get());
+  if (!transaction.open()) return false;
+  Statement insert(database_.get(), "INSERT OR IGNORE INTO namespaces VALUES (?)");
+  if (!insert.bind(nameSpace).run()) return false;
+  existed = sqlite3_changes(database_.get()) == 0;
+  return transaction.commit();
+}
+
+std::string resultStorePath() {
+  constexpr const char* file = "/ostria-diagnostics/results.sqlite";
+  if (std::string path = environment("OSTRIA_RESULTS"); !path.empty()) return path;
+  if (const std::string state = environment("XDG_STATE_HOME"); !state.empty() && state[0] == '/')
+    return state + file;
+  if (geteuid() == 0) return std::string("/var/lib") + file;
+  if (const std::string home = environment("HOME"); !home.empty())
+    return home + "/.local/state" + file;
+  return "";
+}
+
+}  // namespace ostria::storage

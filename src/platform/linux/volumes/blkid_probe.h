@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "inventory/partitions/partition_layout.h"
+
+namespace ostria::storage {
+
+/// The partition table of an open disk or image. A disk without one has style `Raw` and no entries.
+/// @return nothing when the disk cannot be read
+std::optional<DiskLayout> probeLayout(int descriptor);
+
+/// Label, type and serial number of the file system on a node; nothing when there is none. The
+/// serial number is the one that the file system's own system shows, else the start of its UUID.
+std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node);
+
+/// A UUID text ("1234-ABCD", 16 digits, or the long form) as a volume serial number.
+std::uint32_t volumeSerial(const std::string& uuid);
+
+}  // namespace ostria::storage

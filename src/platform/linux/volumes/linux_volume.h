@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/linux/volumes/mounts.h"
+
+namespace ostria::storage {
+
+/// A volume to be checked: the device or image that holds it, and where it is mounted.
+struct LinuxVolume {
+  std::string device;
+  std::string fileSystem;  ///< as libblkid names it; empty when it is not known
+  std::string mountPoint;  ///< the last of its places; empty when it is not mounted
+
+  /// @param path  a mount point, a block device, or an image in a file
+  static std::optional<LinuxVolume> find(const std::string& path);
+};
+
+/// Takes a mounted volume off line at all its places; gives it back, with its options, at its end.
+class LinuxVolumeOffline {
+ public:
+  explicit LinuxVolumeOffline(const LinuxVolume& volume) : volume_(volume) {}
+  ~LinuxVolumeOffline() { giveBack(); }
+  LinuxVolumeOffline(const LinuxVolumeOffline&) = delete;
+  LinuxVolumeOffline& operator=(const LinuxVolumeOffline&) = delete;
+
+  /// @return false for a volume in use, and for that of the running system
+  bool take();
+  /// @return false when the volume could not be mounted again
+  bool giveBack();
+
+ private:
+  const LinuxVolume& volume_;
+  TakenMounts taken_;
+};
+
+}  // namespace ostria::storage

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <windows.h>
+// The set-up services need windows.h first.
+#include <setupapi.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/windows/discovery/win_device_scan_filter.h"
+
+namespace ostria::storage {
+
+/// One device interface: how it is opened, and its device node.
+struct FoundInterface {
+  std::string path;
+  SP_DEVINFO_DATA device{};
+};
+
+/// The present devices that pass a filter, in the system's order. The set is held open for their
+/// properties.
+class WinInterfaceSet {
+ public:
+  explicit WinInterfaceSet(const WinDeviceScanFilter& filter);
+  ~WinInterfaceSet();
+  WinInterfaceSet(const WinInterfaceSet&) = delete;
+  WinInterfaceSet& operator=(const WinInterfaceSet&) = delete;
+
+  /// False when the system refused to enumerate.
+  bool valid() const { return set_ != INVALID_HANDLE_VALUE; }
+  std::vector<FoundInterface>& interfaces() { return interfaces_; }
+  /// A property that is a text, the first of several texts, or a number.
+  std::optional<std::string> property(FoundInterface& device, DWORD property) const;
+
+ private:
+  std::optional<FoundInterface> describe(SP_DEVICE_INTERFACE_DATA& data) const;
+
+  HDEVINFO set_;
+  std::vector<FoundInterface> interfaces_;
+};
+
+}  // namespace ostria::storage

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "base/device_handle.h"
+#include "inventory/partitions/partition_layout.h"
+
+namespace ostria::storage {
+
+// Questions to an open disk or volume. Nothing comes back when the system refuses, and when it
+// returns less than the answer needs.
+
+struct DeviceNumber {
+  std::uint32_t deviceNumber = 0;
+  std::uint32_t partitionNumber = 0;
+};
+
+std::optional<DeviceNumber> queryDeviceNumber(DeviceHandle handle);
+
+/// Bytes of the whole storage device descriptor.
+std::optional<std::uint32_t> queryDescriptorSize(DeviceHandle handle);
+
+/// The first `bytes` of the descriptor, as many as came.
+std::optional<std::vector<std::uint8_t>> queryDescriptor(DeviceHandle handle, std::uint32_t bytes);
+
+/// Capability bits of the disk driver's own SMART interface.
+std::optional<std::uint32_t> querySmartCapabilities(DeviceHandle handle);
+
+std::optional<DiskLayout> queryLayout(DeviceHandle handle);
+
+std::optional<std::uint32_t> queryNtfsClusterBytes(DeviceHandle volume);
+
+}  // namespace ostria::storage

@@ -1,0 +1,148 @@
+#include "platform/windows/io/win_timed_io.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "platform/windows/io/win_handle.h"
+
+namespace ostria::storage {
+namespace {
+
+/// Unbuffered access wants the memory aligned to the sector size.
+constexpr std::align_val_t BufferAlignment{4096};
+
+struct AlignedDelete {
+  void operator()(std::uint8_t* memory) const { ::operator delete(memory, BufferAlignment); }
+};
+
+/// All memory that the system may use until the request has ended.
+struct TimedRequest {
+  OVERLAPPED overlapped{};
+  UniqueHandle event;
+  std::unique_ptr<std::uint8_t, AlignedDelete> buffer;
+
+  bool ended() const { return HasOverlappedIoCompleted(&overlapped); }
+};
+
+/// Null when memory or the event cannot be had.
+std::unique_ptr<TimedRequest> makeRequest(std::uint64_t offset, std::uint64_t length) {
+  std::unique_ptr<TimedRequest> request(new (std::nothrow) TimedRequest);
+  if (!request) return nullptr;
+  request->event = UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+  request->buffer.reset(static_cast<std::uint8_t*>(
+      ::operator new(static_cast<std::size_t>(std::max<std::uint64_t>(length, 1)), BufferAlignment,
+                     std::nothrow)));
+  if (!request->event || !request->buffer) return nullptr;
+  request->overlapped.hEvent = request->event.get();
+  request->overlapped.Offset = static_cast<DWORD>(offset);
+  request->overlapped.OffsetHigh = static_cast<DWORD>(offset >> 32);
+  return request;
+}
+
+/// Requests that were given up while the system still worked on them.
+class ParkedRequests {
+ public:
+  void add(std::unique_ptr<TimedRequest> request) {
+    const std::lock_guard lock(mutex_);
+    requests_.push_back(std::move(request));
+  }
+  void freeEnded() {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(requests_, [](const auto& request) { return request->ended(); });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::unique_ptr<TimedRequest>> requests_;
+};
+
+ParkedRequests& parkedRequests() {
+  static ParkedRequests& parked = *new ParkedRequests;
+  return parked;
+}
+
+void giveUp(HANDLE file, std::unique_ptr<TimedRequest> request) {
+  CancelIo(file);
+  if (!request->ended()) parkedRequests().add(std::move(request));
+}
+
+DWORD milliseconds(std::uint32_t seconds) {
+  return static_cast<DWORD>(std::min<std::uint64_t>(std::uint64_t{seconds} * 1000, INFINITE - 1));
+}
+
+/// Waits for an issued request. @param moved  set when the request ended in time
+ProtocolResult finish(HANDLE file, std::unique_ptr<TimedRequest>& request, std::uint64_t length,
+                      std::uint64_t* moved, std::uint32_t timeoutSeconds,
+                      ProtocolResult timeoutResult) {
+  const DWORD waited = WaitForSingleObject(request->event.get(), milliseconds(timeoutSeconds));
+  if (waited != WAIT_OBJECT_0) {
+    giveUp(file, std::move(request));
+    return waited == WAIT_TIMEOUT ? timeoutResult : ProtocolResult::MediumError;
+  }
+  DWORD bytes = 0;
+  if (!GetOverlappedResult(file, &request->overlapped, &bytes, FALSE)) {
+    bytes = 0;
+    if (GetLastError() == ERROR_DISK_FULL) return ProtocolResult::VolumeFull;
+    if (!request->ended()) {
+      giveUp(file, std::move(request));
+      return ProtocolResult::MediumError;
+    }
+  }
+  *moved = std::min<std::uint64_t>(bytes, length);
+  return *moved == length ? ProtocolResult::Success : ProtocolResult::MediumError;
+}
+
+std::unique_ptr<TimedRequest> prepare(DeviceHandle handle, std::uint64_t offset,
+                                      std::uint64_t length) {
+  parkedRequests().freeEnded();
+  if (!handle || length > UINT32_MAX) return nullptr;
+  return makeRequest(offset, length);
+}
+
+}  // namespace
+
+ProtocolResult timedRead(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
+                         std::uint64_t* done, std::uint32_t timeoutSeconds, void* buffer) {
+  std::unique_ptr<TimedRequest> request = prepare(handle, offset, length);
+  if (!request) return ProtocolResult::Failure;
+  const HANDLE file = toNativeHandle(handle);
+  if (!ReadFile(file, request->buffer.get(), static_cast<DWORD>(length), nullptr,
+                &request->overlapped) &&
+      GetLastError() != ERROR_IO_PENDING)
+    return ProtocolResult::Failure;
+
+  std::uint64_t moved = 0;
+  const ProtocolResult result =
+      finish(file, request, length, &moved, timeoutSeconds, ProtocolResult::ReadTimeout);
+  if (request) {
+    if (moved != 0) std::memcpy(buffer, request->buffer.get(), static_cast<std::size_t>(moved));
+    if (done != nullptr) *done = moved;
+  }
+  return result;
+}
+
+ProtocolResult timedWrite(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
+                          std::uint64_t* done, std::uint32_t timeoutSeconds, const void* buffer) {
+  std::unique_ptr<TimedRequest> request = prepare(handle, offset, length);
+  if (!request) return ProtocolResult::Failure;
+  if (length != 0) std::memcpy(request->buffer.get(), buffer, static_cast<std::size_t>(length));
+  const HANDLE file = toNativeHandle(handle);
+  if (!WriteFile(file, request->buffer.get(), static_cast<DWORD>(length), nullptr,
+                 &request->overlapped)) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_IO_PENDING)
+      return error == ERROR_DISK_FULL ? ProtocolResult::VolumeFull : ProtocolResult::Failure;
+  }
+
+  std::uint64_t moved = 0;
+  const ProtocolResult result =
+      finish(file, request, length, &moved, timeoutSeconds, ProtocolResult::WriteTimeout);
+  if (request && done != nullptr) *done = moved;
+  return result;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <windows.h>
+
+#include "base/device_handle.h"
+
+namespace ostria::storage {
+
+/// How a control code ended.
+struct ControlAnswer {
+  DWORD error = ERROR_SUCCESS;
+  DWORD returned = 0;  ///< bytes that the driver wrote to the output block
+
+  explicit operator bool() const { return error == ERROR_SUCCESS; }
+};
+
+/// Sends a control code and waits for its end, however long the driver takes. Handles of this
+/// module are open for overlapped access, where a wait for the handle itself could be ended by
+/// another request: every call waits for an event of its own.
+ControlAnswer deviceControl(DeviceHandle handle, DWORD code, const void* in, std::size_t inBytes,
+                            void* out, std::size_t outBytes);
+
+}  // namespace ostria::storage

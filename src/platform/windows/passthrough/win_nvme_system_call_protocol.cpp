@@ -1,0 +1,297 @@
+#include "platform/windows/passthrough/win_nvme_system_call_protocol.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <tuple>
+#include <vector>
+
+#include "base/byte_order.h"
+#include "platform/windows/passthrough/win_device_control.h"
+#include "platform/windows/passthrough/win_nvme_records.h"
+#include "transport/nvme/nvme_cmd.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr DWORD ioctlQueryProperty = 0x2D1400;
+constexpr DWORD ioctlReadCapacity = 0x2D5140;
+constexpr DWORD ioctlProtocolCommand = 0x2DD3C0;
+
+constexpr std::uint32_t adapterProtocolProperty = 49;
+constexpr std::uint32_t deviceProtocolProperty = 50;
+constexpr std::uint32_t protocolTypeNvme = 3;
+constexpr std::uint32_t dataTypeIdentify = 1;
+constexpr std::uint32_t dataTypeLogPage = 2;
+constexpr std::uint32_t identifyController = 1;
+
+constexpr std::uint32_t commandRecordLength = 84;  // sizeof(STORAGE_PROTOCOL_COMMAND)
+constexpr std::uint32_t adapterRequest = 0x80000000;
+constexpr std::uint32_t nvmeAdminCommand = 1;
+constexpr std::uint32_t errorInfoBytes = 64;
+constexpr std::uint32_t commandDataOffset = sizeof(ProtocolCommandRecord) + errorInfoBytes;
+constexpr std::uint64_t smallestCommandData = 4096;
+static_assert(commandDataOffset == 208);
+
+constexpr std::uint8_t selfTestAbortCode = 15;
+
+// One block for the question and the answer.
+ControlAnswer exchange(DeviceHandle handle, DWORD code, std::vector<std::uint8_t>& block) {
+  return deviceControl(handle, code, block.data(), block.size(), block.data(), block.size());
+}
+
+struct ProtocolDataRequest {
+  std::uint32_t propertyId;
+  std::uint32_t dataType;
+  std::uint32_t value;
+  std::uint32_t subValue;
+  std::uint32_t bytes;
+};
+
+// The answer's block, as far as it was filled; empty when the call failed or brought nothing.
+std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
+                                            const ProtocolDataRequest& request) {
+  ProtocolPropertyQuery query{};
+  query.propertyId = request.propertyId;
+  query.data.protocolType = protocolTypeNvme;
+  query.data.dataType = request.dataType;
+  query.data.requestValue = request.value;
+  query.data.requestSubValue = request.subValue;
+  query.data.dataOffset = sizeof(ProtocolSpecificData);
+  query.data.dataLength = request.bytes;
+
+  std::vector<std::uint8_t> block(sizeof query + request.bytes);
+  std::memcpy(block.data(), &query, sizeof query);
+  const ControlAnswer answer = exchange(handle, ioctlQueryProperty, block);
+  block.resize(answer ? answer.returned : 0);
+  return block;
+}
+
+std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
+  const std::vector<std::uint8_t> block = queryProtocolData(
+      handle,
+      {adapterProtocolProperty, dataTypeIdentify, identifyController, 0, nvmeIdentifyBytes});
+  NvmeIdentifyData data{};
+  if (block.size() > sizeof(ProtocolDataDescriptor))
+    std::copy(block.begin() + sizeof(ProtocolDataDescriptor), block.end(), data.begin());
+  // What was not filled is zero: neither a vendor nor a namespace, so no NVMe controller.
+  if (data[0] == 0 || loadLe32(data.data() + 516) == 0) return std::nullopt;
+  return data;
+}
+
+bool readCapacity(DeviceHandle handle, ReadCapacityRecord& capacity) {
+  capacity = {};
+  const ControlAnswer answer =
+      deviceControl(handle, ioctlReadCapacity, nullptr, 0, &capacity, sizeof capacity);
+  return answer && answer.returned >= offsetof(ReadCapacityRecord, diskLength);
+}
+
+ProtocolResult identifyAndCapacity(DeviceHandle handle, NvmeIdentifyRecord& record) {
+  const std::optional<NvmeIdentifyData> data = identify(handle);
+  if (!data) return ProtocolResult::Failure;
+  ReadCapacityRecord capacity;
+  if (!readCapacity(handle, capacity)) return ProtocolResult::Failure;
+
+  readNvmeController(*data, record);
+  record.selfTestSupported = (nvmeOptionalAdminCommands(*data) & nvmeOacsSelfTest) != 0;
+  record.selfTestOptions = (*data)[318];
+  record.extendedSelfTestMinutes = loadLe16(data->data() + 316);
+  record.blockSize = capacity.blockLength;
+  record.blockCount =
+      static_cast<std::uint64_t>(std::max<std::int64_t>(capacity.numberOfBlocks, 0));
+  return ProtocolResult::Success;
+}
+
+}  // namespace
+
+bool probeNvmeSystemCall(DeviceHandle handle) {
+  return WinNvmeSystemCallProtocol::ProbeHandle(handle);
+}
+
+std::unique_ptr<StorageProtocol> makeNvmeSystemCallProtocol(DeviceHandle handle,
+                                                            const std::string& path) {
+  return std::make_unique<WinNvmeSystemCallProtocol>(handle, path);
+}
+
+WinNvmeSystemCallProtocol::WinNvmeSystemCallProtocol(DeviceHandle handle, std::string devicePath)
+    : handle_(handle), devicePath_(std::move(devicePath)) {}
+
+WinNvmeSystemCallProtocol::~WinNvmeSystemCallProtocol() = default;
+
+bool WinNvmeSystemCallProtocol::ProbeHandle(DeviceHandle handle) {
+  NvmeIdentifyRecord scratch;
+  return succeeded(identifyAndCapacity(handle, scratch));
+}
+
+bool WinNvmeSystemCallProtocol::GetIdentifyRecord(NvmeIdentifyRecord* record) {
+  return record != nullptr && succeeded(identifyAndCapacity(handle_, *record));
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetLogPage(void* buffer, std::uint32_t bytes,
+                                                     std::uint32_t log, std::uint32_t subValue) {
+  if (buffer == nullptr) return ProtocolResult::InvalidArgument;
+  const std::vector<std::uint8_t> block =
+      queryProtocolData(handle_, {deviceProtocolProperty, dataTypeLogPage, log, subValue, bytes});
+  ProtocolDataDescriptor answer;
+  if (block.size() < sizeof answer) return ProtocolResult::Failure;
+  std::memcpy(&answer, block.data(), sizeof answer);
+  const std::uint64_t start =
+      std::uint64_t{offsetof(ProtocolDataDescriptor, data)} + answer.data.dataOffset;
+  if (answer.version != sizeof answer || answer.size != sizeof answer ||
+      answer.data.dataOffset < sizeof answer.data || answer.data.dataLength < bytes ||
+      start + bytes > block.size())
+    return ProtocolResult::Failure;
+  std::memcpy(buffer, block.data() + start, bytes);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetVendorLog(void* buffer) {
+  return GetLogPage(buffer, nvmeVendorLogBytes, nvmeVendorLog, 0);
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetHealthLog(void* buffer) {
+  return GetLogPage(buffer, nvmeHealthLogBytes, nvmeHealthLog, 0);
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) {
+  const bool in = command.fromDevice != 0;
+  const auto bytes = static_cast<std::uint32_t>(command.transferBytes);
+  ProtocolCommandRecord record{};
+  record.version = 1;
+  record.length = commandRecordLength;
+  record.protocolType = protocolTypeNvme;
+  record.flags = adapterRequest;
+  record.commandLength = NvmeCmd::imageBytes;
+  record.errorInfoLength = errorInfoBytes;
+  record.dataToDeviceTransferLength = in ? 0 : bytes;
+  record.dataFromDeviceTransferLength = in ? bytes : 0;
+  record.timeOutValue = command.timeoutSeconds;
+  record.errorInfoOffset = sizeof record;
+  record.dataToDeviceBufferOffset = in ? 0 : commandDataOffset;
+  record.dataFromDeviceBufferOffset = in ? commandDataOffset : 0;
+  record.commandSpecific = nvmeAdminCommand;
+  std::ranges::copy(command.image(), record.command);
+
+  std::vector<std::uint8_t> block(std::max<std::uint64_t>(bytes, smallestCommandData) +
+                                  commandDataOffset);
+  std::memcpy(block.data(), &record, sizeof record);
+  if (!in && bytes != 0) std::memcpy(block.data() + commandDataOffset, command.data, bytes);
+  if (!exchange(handle_, ioctlProtocolCommand, block)) return ProtocolResult::TransportFailure;
+  if (in && bytes != 0) std::memcpy(command.data, block.data() + commandDataOffset, bytes);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetProperties(StorageProtocolProperties* out) {
+  if (out == nullptr) return ProtocolResult::Failure;
+  NvmeIdentifyRecord record;
+  if (!succeeded(identifyAndCapacity(handle_, record))) return ProtocolResult::DeviceError;
+
+  StorageProtocolProperties& p = *properties_;
+  p.protocolName = "NVMe";
+  p.firmwareRevision = record.firmwareRevision;
+  p.modelNumber = record.modelNumber;
+  p.serialNumber = record.serialNumber;
+  p.solidState = true;
+  p.smartEnabled = true;
+  p.smartSupported = true;
+  p.logicalSectorSize = record.blockSize;
+  p.totalSectors = record.blockCount;
+  p.selfTestSupported = record.selfTestSupported;
+  p.conveyanceSupported = false;
+  p.offlineImmediateSupported = false;
+
+  NvmeVendorLogData vendor{};
+  if (succeeded(GetVendorLog(vendor.data()))) p.fruPartNumber = nvmePartNumber(vendor);
+  *out = p;
+  return ProtocolResult::Success;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetTemperature(std::uint8_t* celsius) {
+  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeHealthLogData log{};
+  const ProtocolResult result = GetHealthLog(log.data());
+  if (succeeded(result)) *celsius = nvmeTemperature(log);
+  return result;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetWearIndicator(std::uint32_t* percent) {
+  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeHealthLogData log{};
+  const ProtocolResult result = GetHealthLog(log.data());
+  if (succeeded(result)) *percent = nvmeWearIndicator(log);
+  return result;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::StartSelfTest(std::uint8_t code, std::uint8_t) {
+  // Looks at the drive before it is put to work; what it answers plays no part.
+  NvmeIdentifyRecord identity;
+  std::ignore = GetIdentifyRecord(&identity);
+  std::uint8_t lastResult = 0;
+  std::ignore = GetSelfTestResult(&lastResult);
+  NvmeSelfTestCmd command(0, code);
+  return SendProtocolCommand(command);
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::AbortSelfTest() {
+  NvmeSelfTestCmd command(0, selfTestAbortCode);
+  return SendProtocolCommand(command);
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::readSelfTestLog(NvmeSelfTestLogData& log) {
+  return GetLogPage(log.data(), nvmeSelfTestLogBytes, nvmeSelfTestLog, 0);
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestProgress(std::uint8_t* percent) {
+  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeSelfTestLogData log{};
+  const ProtocolResult result = readSelfTestLog(log);
+  if (!succeeded(result)) return result;
+  if (nvmeSelfTestOperation(log) == 0) return ProtocolResult::Failure;
+  *percent = nvmeSelfTestPercent(log);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestResult(std::uint8_t* code) {
+  if (code == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeSelfTestLogData log{};
+  const ProtocolResult result = readSelfTestLog(log);
+  if (succeeded(result)) *code = nvmeSelfTestResult(log);
+  return result;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestOperation(std::uint8_t* operation) {
+  if (operation == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeSelfTestLogData log{};
+  const ProtocolResult result = readSelfTestLog(log);
+  if (succeeded(result)) *operation = nvmeSelfTestOperation(log);
+  return result;
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::Read(std::uint64_t, std::uint16_t, std::uint32_t, void*,
+                                               std::uint32_t) {
+  return ProtocolResult::NotSupported;
+}
+ProtocolResult WinNvmeSystemCallProtocol::GetFirstFailedLba(std::uint64_t*) {
+  return ProtocolResult::NotSupported;
+}
+ProtocolResult WinNvmeSystemCallProtocol::GetSmartStatus(std::uint8_t*) {
+  return ProtocolResult::NotSupported;
+}
+ProtocolResult WinNvmeSystemCallProtocol::SetSmartEnabled(std::uint8_t) {
+  return ProtocolResult::NotSupported;
+}
+ProtocolResult WinNvmeSystemCallProtocol::WriteUncorrectable(std::uint64_t) {
+  return ProtocolResult::NotSupported;
+}
+ProtocolResult WinNvmeSystemCallProtocol::Write(std::uint64_t, std::uint16_t, std::uint64_t,
+                                                const void*) {
+  return ProtocolResult::NotSupported;
+}
+ProtocolResult WinNvmeSystemCallProtocol::GetPowerMode(std::uint32_t*) {
+  return ProtocolResult::Success;
+}
+ProtocolResult WinNvmeSystemCallProtocol::IdleImmediate() { return ProtocolResult::Success; }
+
+}  // namespace ostria::storage

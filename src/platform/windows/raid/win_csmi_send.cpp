@@ -1,0 +1,32 @@
+#include <windows.h>
+// The pass-through headers need windows.h first.
+#include <ntddscsi.h>
+
+#include "platform/windows/passthrough/win_device_control.h"
+#include "raid/csmi/csmi_send.h"
+
+namespace ostria::storage {
+namespace {
+
+static_assert(IOCTL_SCSI_MINIPORT == 0x4D008);
+static_assert(sizeof(SRB_IO_CONTROL) == CsmiCmd::headerBytes);
+
+class WinCsmiSend final : public CsmiSend {
+ public:
+  ProtocolResult send(DeviceHandle handle, CsmiCmd& command) override {
+    command.finishHeader();
+    std::vector<std::uint8_t>& buffer = command.buffer();
+    const ControlAnswer answer = deviceControl(handle, IOCTL_SCSI_MINIPORT, buffer.data(),
+                                               buffer.size(), buffer.data(), buffer.size());
+    return answer ? ProtocolResult::Success : ProtocolResult::TransportFailure;
+  }
+};
+
+}  // namespace
+
+CsmiSend* csmiSend() {
+  static CsmiSend* const sender = new WinCsmiSend;
+  return sender;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,10 @@
+#include "platform/windows/services/win_string_handler_imp.h"
+
+namespace ostria::storage {
+
+StringHandler& getLocalStringHandler() {
+  static StringHandler& handler = *new WinStringHandlerImp;
+  return handler;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,76 @@
+#include <windows.h>
+
+#include <array>
+
+#include "platform/windows/io/win_handle.h"
+#include "services/volume_access.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr UINT noErrorDialogs = 0x8001;  // SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX
+constexpr DWORD errorNotAllAssigned = 1300;
+
+TOKEN_PRIVILEGES& earlierState() {
+  static TOKEN_PRIVILEGES state{};
+  return state;
+}
+
+UniqueHandle openToken() {
+  HANDLE token = nullptr;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token))
+    return {};
+  return UniqueHandle(token);
+}
+
+// The call succeeds even when it gave nothing; only the last error tells.
+bool adjust(HANDLE token, TOKEN_PRIVILEGES& wanted, TOKEN_PRIVILEGES* before) {
+  DWORD returned = 0;
+  return AdjustTokenPrivileges(token, FALSE, &wanted, sizeof wanted, before, &returned) != 0 &&
+         GetLastError() != errorNotAllAssigned;
+}
+
+}  // namespace
+
+bool holdVolumePrivilege() {
+  const UniqueHandle token = openToken();
+  TOKEN_PRIVILEGES wanted{};
+  wanted.PrivilegeCount = 1;
+  wanted.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+  if (!token ||
+      !LookupPrivilegeValueW(nullptr, L"SeManageVolumePrivilege", &wanted.Privileges[0].Luid))
+    return false;
+  earlierState() = {};
+  return adjust(token.get(), wanted, &earlierState());
+}
+
+void releaseVolumePrivilege() {
+  // Nothing to put back when the process had the privilege enabled already.
+  if (earlierState().PrivilegeCount == 0) return;
+  const UniqueHandle token = openToken();
+  if (token) adjust(token.get(), earlierState(), nullptr);
+}
+
+bool setValidData(DeviceHandle file, std::uint64_t bytes) {
+  return SetFileValidData(toNativeHandle(file), static_cast<LONGLONG>(bytes)) != 0;
+}
+
+bool readFileSystemName(const std::string& mountPoint, std::string& name) {
+  std::array<char, 261> text{};
+  const UINT before = SetErrorMode(noErrorDialogs);
+  const BOOL known = GetVolumeInformationA(mountPoint.c_str(), nullptr, 0, nullptr, nullptr,
+                                           nullptr, text.data(), static_cast<DWORD>(text.size()));
+  SetErrorMode(before);
+  if (!known) return false;
+  text.back() = '\0';
+  name = text.data();
+  return true;
+}
+
+const std::vector<std::string>& scratchFileSystems() {
+  static const std::vector<std::string> names{"ntfs"};
+  return names;
+}
+
+}  // namespace ostria::storage

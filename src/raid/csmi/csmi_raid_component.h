@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "raid/csmi/csmi_send.h"
+#include "raid/raid_component.h"
+
+namespace ostria::storage {
+
+/// A controller whose miniport speaks CSMI, chiefly chipset RAID. The port's handle is borrowed.
+class CsmiRaidComponent : public RaidComponent {
+ public:
+  /// @param hardwareId  "PCI\VEN_xxxx&DEV_yyyy..."; also the controller's unique identifier
+  CsmiRaidComponent(DeviceHandle port, std::string adapterName, std::string hardwareId,
+                    CsmiSend* sender);
+
+  ProtocolResult getControllerInfo(RaidControllerInfo* info) override;
+  ProtocolResult getLogicalDevices(std::vector<RaidLogicalDevice>* devices) override;
+  ProtocolResult getPhysicalDrives(std::vector<RaidPhysicalDrive>* drives) override;
+  ProtocolResult getDevices(std::vector<RaidDevice>* devices) override;
+
+ private:
+  /// Sends a question about the controller itself.
+  ProtocolResult ask(CsmiCmd& command);
+  ProtocolResult findDrives(std::vector<RaidDevice>* devices);
+  std::string deviceName(const std::string& place) const;
+
+  CsmiSend* sender_;
+  std::string hardwareId_;
+};
+
+/// Name of a CSMI RAID type, "UNKNOWN" for one that has none.
+std::string csmiLevelName(std::uint8_t type);
+
+}  // namespace ostria::storage

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "base/device_handle.h"
+#include "base/protocol_result.h"
+#include "raid/csmi/csmi_cmd.h"
+
+namespace ostria::storage {
+
+/// Passes a CSMI request to the miniport behind an open port.
+class CsmiSend {
+ public:
+  virtual ~CsmiSend() = default;
+
+  /// Sets the header's size fields, sends the whole buffer and takes the reply back into it.
+  /// @return `TransportFailure` when the platform call failed; what the driver made of the request
+  ///         stands in the command's return code
+  virtual ProtocolResult send(DeviceHandle handle, CsmiCmd& command) = 0;
+};
+
+/// The platform's one sender, made on first use; null on a platform without CSMI.
+CsmiSend* csmiSend();
+
+}  // namespace ostria::storage

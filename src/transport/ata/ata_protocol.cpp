@@ -1,0 +1,162 @@
+#include "transport/ata/ata_protocol.h"
+
+#include <algorithm>
+#include <array>
+
+#include "base/byte_order.h"
+#include "transport/ata/ata_cmd.h"
+#include "transport/ata/ata_identify.h"
+
+namespace ostria::storage {
+
+namespace {
+
+using Page = std::array<std::uint8_t, 512>;
+
+constexpr std::uint8_t kStatusErr = 0x01;
+constexpr std::uint64_t kReach28 = std::uint64_t{1} << 28;  // sectors that registers can address
+constexpr std::uint64_t kReach48 = std::uint64_t{1} << 48;
+
+bool hasError(const AtaCmd& command) { return (command.command & kStatusErr) != 0; }
+bool errorBit(const AtaCmd& command, unsigned bit) { return ((command.features >> bit) & 1) != 0; }
+
+}  // namespace
+
+ProtocolResult AtaProtocol::SendThroughBridges(AtaCmd& command) {
+  ProtocolResult result = ProtocolResult::Failure;
+  const AtaCmd asked = command;
+  for (std::size_t i = 0; i < bridges_.size(); ++i) {
+    result = bridges_[i].Send(command);
+    if (succeeded(result)) {
+      if (i != 0) bridges_.moveToFront(i);
+      return result;
+    }
+    const bool last = i + 1 == bridges_.size();
+    if (!(last && result == ProtocolResult::NoDataReturned)) command.AtaCmd::operator=(asked);
+  }
+  return result;
+}
+
+bool AtaProtocol::ProbeBridge(AtaBridge& bridge) {
+  Page page{};
+  IdentifyDevice identify(page.data());
+  return succeeded(bridge.Send(identify)) && IsValidIdentifyData(page.data()) &&
+         identify.transferBytes == page.size();
+}
+
+ProtocolResult AtaProtocol::SendChecked(AtaCmd& command) {
+  const ProtocolResult result = SendThroughBridges(command);
+  if (!succeeded(result)) return result;
+  return hasError(command) ? ProtocolResult::DeviceError : ProtocolResult::Success;
+}
+
+ProtocolResult AtaProtocol::GetProperties(StorageProtocolProperties* out) {
+  if (out == nullptr) return ProtocolResult::InvalidArgument;
+  Page page{};
+  IdentifyDevice identify(page.data());
+  const ProtocolResult result = SendThroughBridges(identify);
+  if (!succeeded(result)) return result;
+  if (identify.transferBytes < page.size() || !IsValidIdentifyData(page.data()))
+    return ProtocolResult::InvalidDeviceData;
+  parseIdentifyData(page.data(), *properties_);
+  ReadFruData();
+  if (properties_->smartSupported) ReadSmartCapabilities();
+  *out = *properties_;
+  return ProtocolResult::Success;
+}
+
+bool AtaProtocol::CanAddress(std::uint64_t lba, std::uint16_t sectors) const {
+  // Counts beyond the register would be cut, and 0 stands for the largest count.
+  const bool wide = properties_->lba48Supported;
+  const std::uint64_t limit = wide ? kReach48 : kReach28;
+  return sectors != 0 && (wide || sectors <= 255) && lba < limit && sectors <= limit - lba;
+}
+
+ProtocolResult AtaProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
+                                 std::uint32_t timeoutSeconds, void* buffer,
+                                 std::uint32_t /*bufferBytes*/) {
+  const std::uint32_t sectorSize = properties_->logicalSectorSize;
+  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors))
+    return ProtocolResult::InvalidArgument;
+  AtaCmd command;
+  if (properties_->lba48Supported)
+    command = ReadSectorsExt(lba, sectors, sectorSize, buffer, timeoutSeconds);
+  else
+    command =
+        ReadSectors(lba, static_cast<std::uint8_t>(sectors), sectorSize, buffer, timeoutSeconds);
+  const ProtocolResult result = SendThroughBridges(command);
+  if (!succeeded(result) && result != ProtocolResult::NoDataReturned) return result;
+  if (!hasError(command)) return ProtocolResult::Success;
+  if (errorBit(command, 6)) return ProtocolResult::MediumError;
+  if (errorBit(command, 7)) return ProtocolResult::InterfaceCrcError;
+  return ProtocolResult::DeviceError;
+}
+
+ProtocolResult AtaProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
+                                  std::uint64_t /*ignored*/, const void* buffer) {
+  StorageProtocolProperties scratch;
+  const ProtocolResult result = GetProperties(&scratch);
+  if (!succeeded(result)) return result;
+  const std::uint32_t sectorSize = properties_->logicalSectorSize;
+  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors))
+    return ProtocolResult::InvalidArgument;
+  // A command record has one buffer pointer for both directions; a data-out send only reads it.
+  void* const source = const_cast<void*>(buffer);
+  AtaCmd command;
+  if (properties_->lba48Supported)
+    command = WriteSectorsExt(lba, sectors, sectorSize, source);
+  else
+    command = WriteSectors(lba, static_cast<std::uint8_t>(sectors), sectorSize, source);
+  return SendChecked(command);
+}
+
+ProtocolResult AtaProtocol::WriteUncorrectable(std::uint64_t lba) {
+  if (lba >= kReach48) return ProtocolResult::InvalidArgument;
+  WriteUncorrectableExt command(lba, 1, true);
+  return SendChecked(command);
+}
+
+ProtocolResult AtaProtocol::StartSelfTest(std::uint8_t code, std::uint8_t second) {
+  SmartExecuteOffline command(code, second);
+  const ProtocolResult result = SendChecked(command);
+  if (result != ProtocolResult::DeviceError || !hasError(command)) return result;
+  if (errorBit(command, 2)) return ProtocolResult::SelfTestAbortedByDevice;
+  if (errorBit(command, 4)) return ProtocolResult::SelfTestIdNotFound;
+  return ProtocolResult::DeviceError;
+}
+
+ProtocolResult AtaProtocol::AbortSelfTest() {
+  SmartExecuteOffline command(0x7F, 0);
+  return SendChecked(command);
+}
+
+ProtocolResult AtaProtocol::GetSelfTestOperation(std::uint8_t* /*operation*/) {
+  return ProtocolResult::Success;
+}
+
+ProtocolResult AtaProtocol::SetSmartEnabled(std::uint8_t enable) {
+  SmartEnable command(enable != 0);
+  return SendChecked(command);
+}
+
+ProtocolResult AtaProtocol::GetPowerMode(std::uint32_t* mode) {
+  if (mode == nullptr) return ProtocolResult::InvalidArgument;
+  AtaCheckPowerMode command;
+  const ProtocolResult result = SendChecked(command);
+  if (!succeeded(result)) return result;
+  const std::uint8_t count = command.sectorCount;
+  if (count <= 1)
+    *mode = Standby;
+  else if (count >= 0x80 && count <= 0x83)
+    *mode = Idle;
+  else
+    *mode = count == 0xFF ? Active : OtherMode;
+  return ProtocolResult::Success;
+}
+
+ProtocolResult AtaProtocol::IdleImmediate() {
+  AtaIdleImmediate command;
+  return SendChecked(command);
+}
+
+}  // namespace ostria::storage

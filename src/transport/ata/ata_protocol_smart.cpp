@@ -1,0 +1,141 @@
+#include <algorithm>
+#include <array>
+
+#include "base/byte_order.h"
+#include "transport/ata/ata_cmd.h"
+#include "transport/ata/ata_protocol.h"
+
+namespace ostria::storage {
+
+namespace {
+
+using Page = std::array<std::uint8_t, 512>;
+
+// The SMART data page and the threshold page have their 30 entries of 12 bytes at the same places.
+constexpr std::size_t kEntries = 30;
+constexpr std::size_t kExecutionStatus = 363;
+constexpr std::size_t kCapability = 367;
+
+const std::uint8_t* entryOf(const Page& page, std::size_t index) {
+  return page.data() + 2 + 12 * index;
+}
+std::uint8_t idOf(const std::uint8_t* entry) { return entry[0]; }
+std::uint8_t valueOf(const std::uint8_t* entry) { return entry[3]; }
+const std::uint8_t* rawOf(const std::uint8_t* entry) { return entry + 5; }
+bool hasValue(const std::uint8_t* entry) { return valueOf(entry) >= 1 && valueOf(entry) <= 253; }
+
+std::uint8_t thresholdOf(const Page& thresholds, std::uint8_t id) {
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    const std::uint8_t* entry = entryOf(thresholds, i);
+    if (idOf(entry) == id) return entry[1];
+  }
+  return 0;
+}
+
+}  // namespace
+
+// A page that did not come whole is no page: its zeros would read as "passed" and "complete".
+ProtocolResult AtaProtocol::SendPage(AtaCmd& command, bool checkStatus) {
+  const std::uint64_t asked = command.transferBytes;
+  const ProtocolResult result = checkStatus ? SendChecked(command) : SendThroughBridges(command);
+  if (succeeded(result) && command.transferBytes < asked) return ProtocolResult::DeviceError;
+  return result;
+}
+
+void AtaProtocol::ReadSmartCapabilities() {
+  Page page{};
+  SmartReadData command(page.data());
+  if (!succeeded(SendPage(command, false))) return;
+  const std::uint8_t capability = page[kCapability];
+  properties_->smartDataValid = true;
+  properties_->offlineImmediateSupported = (capability & 0x01) != 0;
+  properties_->selfTestAbortSupported = (capability & 0x04) != 0;
+  properties_->selfTestSupported = (capability & 0x10) != 0;
+  properties_->conveyanceSupported = (capability & 0x20) != 0;
+}
+
+ProtocolResult AtaProtocol::GetTemperature(std::uint8_t* celsius) {
+  constexpr std::uint8_t kTemperature = 194;
+  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  Page page{};
+  SmartReadData command(page.data());
+  const ProtocolResult result = SendPage(command);
+  if (!succeeded(result)) return result;
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    const std::uint8_t* entry = entryOf(page, i);
+    if (idOf(entry) == kTemperature) *celsius = rawOf(entry)[0];
+  }
+  return ProtocolResult::Success;
+}
+
+ProtocolResult AtaProtocol::GetWearIndicator(std::uint32_t* percent) {
+  constexpr std::uint8_t kMediaWearout = 233;
+  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  Page page{};
+  SmartReadData command(page.data());
+  const ProtocolResult result = SendPage(command, false);
+  if (!succeeded(result)) return result;
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    const std::uint8_t* entry = entryOf(page, i);
+    if (idOf(entry) != kMediaWearout || !hasValue(entry)) continue;
+    *percent = valueOf(entry);
+    break;
+  }
+  return ProtocolResult::Success;
+}
+
+ProtocolResult AtaProtocol::GetSmartAttributes(std::vector<SmartAttribute>* attributes) {
+  if (attributes == nullptr) return ProtocolResult::Failure;
+  Page page{};
+  SmartReadData readData(page.data());
+  ProtocolResult result = SendPage(readData);
+  if (!succeeded(result)) return result;
+  Page thresholds{};
+  SmartReadWarrantyThresholds readThresholds(thresholds.data());
+  result = SendPage(readThresholds);
+  if (!succeeded(result)) return result;
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    const std::uint8_t* entry = entryOf(page, i);
+    if (idOf(entry) == 0 || !hasValue(entry)) continue;
+    attributes->push_back({idOf(entry), valueOf(entry), entry[4], loadLe32(rawOf(entry)),
+                           thresholdOf(thresholds, idOf(entry))});
+  }
+  return ProtocolResult::Success;
+}
+
+ProtocolResult AtaProtocol::GetSmartStatus(std::uint8_t* healthy) {
+  if (healthy == nullptr) return ProtocolResult::InvalidArgument;
+  SmartReturnStatus command;
+  if (succeeded(SendChecked(command))) {
+    const bool good = command.lbaHigh == 0xC2 && command.lbaMid == 0x4F;
+    const bool failing = command.lbaHigh == 0x2C && command.lbaMid == 0xF4;
+    if (good || failing) {
+      *healthy = good ? 1 : 0;
+      return ProtocolResult::Success;
+    }
+  }
+  return PredictFailureFallback(healthy);
+}
+
+ProtocolResult AtaProtocol::GetSelfTestProgress(std::uint8_t* percent) {
+  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  Page page{};
+  SmartReadData command(page.data());
+  const ProtocolResult result = SendPage(command);
+  if (!succeeded(result)) return result;
+  // Tenths remaining; the nibble has room for more than there are.
+  const int tenths = std::min(page[kExecutionStatus] & 0x0F, 10);
+  *percent = static_cast<std::uint8_t>(100 - 10 * tenths);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult AtaProtocol::GetSelfTestResult(std::uint8_t* code) {
+  if (code == nullptr) return ProtocolResult::InvalidArgument;
+  Page page{};
+  SmartReadData command(page.data());
+  const ProtocolResult result = SendPage(command);
+  if (succeeded(result)) *code = page[kExecutionStatus] >> 4;
+  return result;
+}
+
+}  // namespace ostria::storage

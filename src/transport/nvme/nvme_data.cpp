@@ -1,0 +1,60 @@
+#include "transport/nvme/nvme_data.h"
+
+#include <algorithm>
+
+#include "base/byte_order.h"
+#include "services/string_handler.h"
+
+namespace ostria::storage {
+
+std::uint16_t nvmeOptionalAdminCommands(const NvmeIdentifyData& controller) {
+  return loadLe16(controller.data() + 256);
+}
+
+std::string nvmeText(const std::uint8_t* field, std::size_t bytes) {
+  std::array<char, 64> text{};
+  return getLocalStringHandler().copyFixedField(text.data(), text.size(), field,
+                                                std::min(bytes, text.size() - 1));
+}
+
+void readNvmeController(const NvmeIdentifyData& controller, NvmeIdentifyRecord& record) {
+  const std::uint8_t* data = controller.data();
+  record.vendorId = std::to_string(loadLe16(data));
+  record.subsystemVendorId = std::to_string(loadLe16(data + 2));
+  record.serialNumber = nvmeText(data + 4, 20);
+  record.modelNumber = nvmeText(data + 24, 40);
+  record.firmwareRevision = nvmeText(data + 64, 8);
+  record.controllerAttributes = loadLe32(data + 96);
+}
+
+ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeometry& geometry) {
+  const std::uint64_t size = loadLe64(data.data());
+  const std::uint64_t capacity = loadLe64(data.data() + 8);
+  const std::size_t format = data[26] & 0x0FU;
+  const unsigned dataSizePower = data[128 + 4 * format + 2];
+  if (size == 0 || capacity == 0 || dataSizePower > 31) return ProtocolResult::DeviceError;
+  geometry.sectors = capacity;
+  geometry.sectorSize = std::uint32_t{1} << dataSizePower;
+  return ProtocolResult::Success;
+}
+
+std::uint8_t nvmeTemperature(const NvmeHealthLogData& log) {
+  // 273 is 256 + 17, so the low byte of the kelvin is enough.
+  return static_cast<std::uint8_t>(log[1] - 17U);
+}
+
+std::uint32_t nvmeWearIndicator(const NvmeHealthLogData& log) {
+  return 100U - std::min<std::uint32_t>(log[5], 100);
+}
+
+std::uint8_t nvmeSelfTestOperation(const NvmeSelfTestLogData& log) { return log[0] & 0x0FU; }
+
+std::uint8_t nvmeSelfTestPercent(const NvmeSelfTestLogData& log) { return log[1] & 0x7FU; }
+
+std::uint8_t nvmeSelfTestResult(const NvmeSelfTestLogData& log) { return log[4] & 0x0FU; }
+
+std::string nvmePartNumber(const NvmeVendorLogData& log) {
+  return getLocalStringHandler().fromBytes(log.data() + 110, 30);
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "base/protocol_result.h"
+#include "transport/nvme/nvme_identify_record.h"
+
+namespace ostria::storage {
+
+// How the answers of an NVMe controller are read, whichever road they came by. Layouts are those of
+// the NVMe base and NVM command set standards.
+
+inline constexpr std::uint32_t nvmeIdentifyBytes = 4096;
+inline constexpr std::uint32_t nvmeHealthLogBytes = 512;
+inline constexpr std::uint32_t nvmeSelfTestLogBytes = 564;
+inline constexpr std::uint32_t nvmeVendorLogBytes = 512;
+
+inline constexpr std::uint32_t nvmeHealthLog = 0x02;
+inline constexpr std::uint32_t nvmeSelfTestLog = 0x06;
+inline constexpr std::uint32_t nvmeEnduranceGroupLog = 0x09;
+inline constexpr std::uint32_t nvmeVendorLog = 0xDF;
+
+using NvmeIdentifyData = std::array<std::uint8_t, nvmeIdentifyBytes>;
+using NvmeHealthLogData = std::array<std::uint8_t, nvmeHealthLogBytes>;
+using NvmeSelfTestLogData = std::array<std::uint8_t, nvmeSelfTestLogBytes>;
+using NvmeVendorLogData = std::array<std::uint8_t, nvmeVendorLogBytes>;
+
+/// Number of optional admin commands that a controller supports, as bits.
+inline constexpr unsigned nvmeOacsNamespaceManagement = 1U << 3;
+inline constexpr unsigned nvmeOacsSelfTest = 1U << 4;
+std::uint16_t nvmeOptionalAdminCommands(const NvmeIdentifyData& controller);
+
+/// A text field of identify data without the blanks around it, up to a zero byte; anything not
+/// printable is "?".
+std::string nvmeText(const std::uint8_t* field, std::size_t bytes);
+
+/// Fills identifiers, texts and controller attributes of the record; the other fields stay.
+void readNvmeController(const NvmeIdentifyData& controller, NvmeIdentifyRecord& record);
+
+struct NvmeNamespaceGeometry {
+  std::uint64_t sectors = 0;
+  std::uint32_t sectorSize = 0;  ///< bytes
+};
+
+/// @return `DeviceError`, with `geometry` as it was, for a namespace without size or capacity and
+///         for a sector size that no 32-bit number holds
+ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeometry& geometry);
+
+/// Degrees Celsius of the composite temperature, right between 256 K and 510 K.
+std::uint8_t nvmeTemperature(const NvmeHealthLogData& log);
+
+/// Remaining life in percent: what the percentage used leaves of 100.
+std::uint32_t nvmeWearIndicator(const NvmeHealthLogData& log);
+
+// The self-test log: which test runs (0 none), how far it is, and the result of the newest one.
+std::uint8_t nvmeSelfTestOperation(const NvmeSelfTestLogData& log);
+std::uint8_t nvmeSelfTestPercent(const NvmeSelfTestLogData& log);
+std::uint8_t nvmeSelfTestResult(const NvmeSelfTestLogData& log);
+
+/// The part number of vendor log DFh, as it stands.
+std::string nvmePartNumber(const NvmeVendorLogData& log);
+
+}  // namespace ostria::storage

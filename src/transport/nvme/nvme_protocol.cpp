@@ -1,0 +1,233 @@
+#include "transport/nvme/nvme_protocol.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "base/byte_order.h"
+#include "transport/nvme/nvme_cmd.h"
+#include "transport/nvme/nvme_data.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr std::uint32_t allNamespaces = NvmeGetLog::allNamespaces;
+constexpr std::uint32_t smallestSectorSize = 512;
+constexpr std::uint8_t selfTestAbortCode = 15;
+
+}  // namespace
+
+NvmeProtocol::NvmeProtocol(DeviceHandle handle, std::string devicePath)
+    : handle_(handle), devicePath_(std::move(devicePath)) {}
+
+NvmeProtocol::~NvmeProtocol() = default;
+
+ProtocolResult NvmeProtocol::SendThroughBridges(NvmeCmd& command) {
+  command.pathId = pathId_;
+  ProtocolResult result = ProtocolResult::Failure;
+  for (std::size_t i = 0; i < bridges_.size(); ++i) {
+    result = bridges_[i].Send(command);
+    if (succeeded(result)) {
+      bridges_.moveToFront(i);
+      break;
+    }
+  }
+  return result;
+}
+
+ProtocolResult NvmeProtocol::GetLogPage(void* buffer, std::uint32_t bytes, std::uint32_t log) {
+  if (buffer == nullptr || bytes < 4) return ProtocolResult::InvalidArgument;
+  NvmeGetLog command(buffer, bytes, log);
+  return succeeded(SendThroughBridges(command)) ? ProtocolResult::Success
+                                                : ProtocolResult::DeviceError;
+}
+
+ProtocolResult NvmeProtocol::GetHealthLog(void* buffer) {
+  return GetLogPage(buffer, nvmeHealthLogBytes, nvmeHealthLog);
+}
+
+ProtocolResult NvmeProtocol::GetIdentifyRecord(NvmeIdentifyRecord* record) {
+  if (record == nullptr) return ProtocolResult::InvalidArgument;
+  const auto data = std::make_unique<NvmeIdentifyData>();
+  NvmeIdentifyDevice command;
+  command.fillController(data->data());
+  if (!succeeded(SendThroughBridges(command))) return ProtocolResult::DeviceError;
+  readNvmeController(*data, *record);
+  return ProtocolResult::Success;
+}
+
+bool NvmeProtocol::ProbeBridge(NvmeBridge& bridge, std::uint8_t pathId) {
+  const auto data = std::make_unique<NvmeIdentifyData>();
+  NvmeIdentifyDevice command;
+  command.fillController(data->data());
+  command.pathId = pathId;
+  return succeeded(bridge.Send(command));
+}
+
+bool NvmeProtocol::FindNewPath(NvmeBridge& bridge, const std::vector<std::string>& knownSerials,
+                               std::uint8_t* id, std::string* serial) {
+  const auto data = std::make_unique<NvmeIdentifyData>();
+  for (unsigned path = 0; path <= 255; ++path) {
+    data->fill(0);
+    NvmeIdentifyDevice command;
+    command.fillController(data->data());
+    command.pathId = static_cast<std::uint8_t>(path);
+    if (!succeeded(bridge.Send(command))) continue;
+
+    const auto begin = data->begin() + 4;
+    const std::string found(begin, std::find(begin, begin + 20, std::uint8_t{0}));
+    // The road reports success for a command that the controller refused; its answer is all zero.
+    if (found.find_first_not_of(' ') == std::string::npos) continue;
+    if (std::find(knownSerials.begin(), knownSerials.end(), found) != knownSerials.end()) continue;
+    *id = static_cast<std::uint8_t>(path);
+    *serial = found;
+    return true;
+  }
+  return false;
+}
+
+ProtocolResult NvmeProtocol::GetProperties(StorageProtocolProperties* out) {
+  if (out == nullptr) return ProtocolResult::Failure;
+  const ProtocolResult result = refresh();
+  *out = *properties_;  // what was learnt before a failure is worth having
+  return result;
+}
+
+ProtocolResult NvmeProtocol::refresh() {
+  const auto data = std::make_unique<NvmeIdentifyData>();
+  NvmeIdentifyDevice identify;
+  identify.fillController(data->data());
+  if (!succeeded(SendThroughBridges(identify))) return ProtocolResult::DeviceError;
+
+  NvmeIdentifyRecord record;
+  readNvmeController(*data, record);
+  StorageProtocolProperties& p = *properties_;
+  p.protocolName = "NVMe";
+  p.modelNumber = record.modelNumber;
+  p.serialNumber = record.serialNumber;
+  p.firmwareRevision = record.firmwareRevision;
+  p.solidState = true;
+  p.smartEnabled = true;
+  p.smartSupported = true;
+  const std::uint16_t adminCommands = nvmeOptionalAdminCommands(*data);
+  p.selfTestSupported = (adminCommands & nvmeOacsSelfTest) != 0;
+  p.conveyanceSupported = false;
+  p.offlineImmediateSupported = false;
+
+  const ProtocolResult geometry =
+      refreshGeometry((adminCommands & nvmeOacsNamespaceManagement) != 0);
+  if (!succeeded(geometry)) return geometry;
+
+  NvmeVendorLogData vendor{};
+  if (succeeded(GetLogPage(vendor.data(), nvmeVendorLogBytes, nvmeVendorLog)))
+    p.fruPartNumber = nvmePartNumber(vendor);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult NvmeProtocol::refreshGeometry(bool namespaceManagement) {
+  if (namespaceManagement && succeeded(readNamespace(allNamespaces)))
+    return ProtocolResult::Success;
+
+  const auto list = std::make_unique<NvmeIdentifyData>();
+  NvmeIdentifyDevice command;
+  command.fillNamespaceList(list->data());
+  if (!succeeded(SendThroughBridges(command))) return ProtocolResult::DeviceError;
+  std::uint32_t id = 0;
+  for (std::size_t at = 0; at < list->size() && id == 0; at += 4) id = loadLe32(list->data() + at);
+  return readNamespace(id);
+}
+
+ProtocolResult NvmeProtocol::readNamespace(std::uint32_t id) {
+  const auto data = std::make_unique<NvmeIdentifyData>();
+  NvmeIdentifyDevice command;
+  command.fillNamespace(data->data(), id);
+  if (!succeeded(SendThroughBridges(command))) return ProtocolResult::DeviceError;
+  NvmeNamespaceGeometry geometry;
+  const ProtocolResult result = readNvmeNamespace(*data, geometry);
+  if (succeeded(result)) {
+    properties_->logicalSectorSize = geometry.sectorSize;
+    properties_->totalSectors = geometry.sectors;
+  }
+  return result;
+}
+
+ProtocolResult NvmeProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
+                                  std::uint32_t timeoutSeconds, void* buffer,
+                                  std::uint32_t bufferBytes) {
+  const std::uint32_t sectorSize = properties_->logicalSectorSize;
+  // A controller writes as many sectors as the command asks for, so the buffer has to hold them.
+  if (buffer == nullptr || sectorSize < smallestSectorSize || sectors == 0 ||
+      std::uint64_t{sectors} * sectorSize > bufferBytes)
+    return ProtocolResult::InvalidArgument;
+  NvmeRead command(buffer, lba, sectors, 1, false);
+  command.timeoutSeconds = timeoutSeconds;
+  command.transferBytes = bufferBytes;
+  return SendThroughBridges(command);
+}
+
+ProtocolResult NvmeProtocol::GetTemperature(std::uint8_t* celsius) {
+  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeHealthLogData log{};
+  if (succeeded(GetHealthLog(log.data()))) *celsius = nvmeTemperature(log);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult NvmeProtocol::GetWearIndicator(std::uint32_t* percent) {
+  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeHealthLogData log{};
+  const ProtocolResult result = GetHealthLog(log.data());
+  if (succeeded(result)) *percent = nvmeWearIndicator(log);
+  return result;
+}
+
+ProtocolResult NvmeProtocol::StartSelfTest(std::uint8_t code, std::uint8_t) {
+  NvmeSelfTestCmd command(allNamespaces, code);
+  return SendThroughBridges(command);
+}
+
+ProtocolResult NvmeProtocol::AbortSelfTest() { return StartSelfTest(selfTestAbortCode, 0); }
+
+ProtocolResult NvmeProtocol::readSelfTestLog(NvmeSelfTestLogData& log) {
+  NvmeGetLog command(log.data(), nvmeSelfTestLogBytes, nvmeSelfTestLog);
+  return SendThroughBridges(command);
+}
+
+ProtocolResult NvmeProtocol::GetSelfTestProgress(std::uint8_t* percent) {
+  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeSelfTestLogData log{};
+  const ProtocolResult result = readSelfTestLog(log);
+  if (!succeeded(result)) return result;
+  if ((nvmeSelfTestOperation(log) & 0x03U) == 0) return ProtocolResult::Failure;
+  *percent = nvmeSelfTestPercent(log);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult NvmeProtocol::GetSelfTestResult(std::uint8_t* code) {
+  if (code == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeSelfTestLogData log{};
+  const ProtocolResult result = readSelfTestLog(log);
+  if (succeeded(result)) *code = nvmeSelfTestResult(log);
+  return result;
+}
+
+ProtocolResult NvmeProtocol::GetSelfTestOperation(std::uint8_t* operation) {
+  if (operation == nullptr) return ProtocolResult::InvalidArgument;
+  NvmeSelfTestLogData log{};
+  const ProtocolResult result = readSelfTestLog(log);
+  if (succeeded(result)) *operation = nvmeSelfTestOperation(log);
+  return result;
+}
+
+// Nothing of the kind on this road: a success that touches nothing.
+ProtocolResult NvmeProtocol::GetFirstFailedLba(std::uint64_t*) { return ProtocolResult::Success; }
+ProtocolResult NvmeProtocol::GetSmartStatus(std::uint8_t*) { return ProtocolResult::Success; }
+ProtocolResult NvmeProtocol::SetSmartEnabled(std::uint8_t) { return ProtocolResult::Success; }
+ProtocolResult NvmeProtocol::WriteUncorrectable(std::uint64_t) { return ProtocolResult::Success; }
+ProtocolResult NvmeProtocol::GetPowerMode(std::uint32_t*) { return ProtocolResult::Success; }
+ProtocolResult NvmeProtocol::IdleImmediate() { return ProtocolResult::Success; }
+
+ProtocolResult NvmeProtocol::Write(std::uint64_t, std::uint16_t, std::uint64_t, const void*) {
+  return ProtocolResult::NotSupported;
+}
+
+}  // namespace ostria::storage

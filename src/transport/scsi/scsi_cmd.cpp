@@ -1,0 +1,200 @@
+#include "transport/scsi/scsi_cmd.h"
+
+#include "base/byte_order.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr std::uint8_t kDpoFua = 0x18;
+constexpr std::uint8_t kFua = 0x08;
+constexpr std::uint8_t kDisableBlockDescriptors = 0x08;
+constexpr std::uint8_t kPageFormat = 0x10;
+constexpr std::uint8_t kIecPage = 0x1C;
+
+void begin(ScsiCmd& cmd, std::uint8_t opcode, std::uint8_t cdbLength) {
+  cmd.cdb[0] = opcode;
+  cmd.cdbLength = cdbLength;
+}
+
+void setDataIn(ScsiCmd& cmd, std::uint64_t bytes, void* buffer) {
+  cmd.transferBytes = bytes;
+  cmd.data = bytes == 0 ? nullptr : buffer;
+  cmd.direction = bytes == 0 ? DataDirection::None : DataDirection::FromDevice;
+}
+
+void setDataOut(ScsiCmd& cmd, std::uint64_t bytes, void* buffer) {
+  cmd.transferBytes = bytes;
+  cmd.data = buffer;
+  cmd.direction = DataDirection::ToDevice;
+}
+
+// READ and WRITE of one length have one CDB layout.
+void setBlocks10(ScsiCmd& cmd, std::uint8_t opcode, std::uint8_t flags, std::uint64_t lba,
+                 std::uint16_t sectors) {
+  begin(cmd, opcode, 10);
+  cmd.cdb[1] = flags;
+  storeBe32(&cmd.cdb[2], static_cast<std::uint32_t>(lba));
+  storeBe16(&cmd.cdb[7], sectors);
+}
+
+void setBlocks12(ScsiCmd& cmd, std::uint8_t opcode, std::uint8_t flags, std::uint64_t lba,
+                 std::uint32_t sectors) {
+  begin(cmd, opcode, 12);
+  cmd.cdb[1] = flags;
+  storeBe32(&cmd.cdb[2], static_cast<std::uint32_t>(lba));
+  storeBe32(&cmd.cdb[6], sectors);
+}
+
+void setBlocks16(ScsiCmd& cmd, std::uint8_t opcode, std::uint8_t flags, std::uint64_t lba,
+                 std::uint32_t sectors) {
+  begin(cmd, opcode, 16);
+  cmd.cdb[1] = flags;
+  storeBe64(&cmd.cdb[2], lba);
+  storeBe32(&cmd.cdb[10], sectors);
+}
+
+void setLogSense(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint16_t length) {
+  constexpr std::uint8_t kCumulative = 0x40;
+  begin(cmd, 0x4D, 10);
+  cmd.cdb[2] = static_cast<std::uint8_t>(kCumulative | page);
+  storeBe16(&cmd.cdb[7], length);
+  setDataIn(cmd, length, buffer);
+}
+
+// The page goes back as saveable as the drive declared it: the PS bit of the page is the SP bit.
+std::uint8_t modeSelectFlags(std::uint8_t pageByte) {
+  return static_cast<std::uint8_t>(kPageFormat | (pageByte >> 7));
+}
+
+void makeBlank(ScsiCmd& cmd) { cmd = ScsiCmd(); }
+
+}  // namespace
+
+Inquiry::Inquiry(void* buffer, std::uint16_t length, bool vitalData, std::uint8_t page) {
+  begin(*this, 0x12, 6);
+  if (vitalData) {
+    cdb[1] = 1;
+    cdb[2] = page;
+  }
+  storeBe16(&cdb[3], length);
+  setDataIn(*this, length, buffer);
+}
+
+ReadCapacity10::ReadCapacity10(void* buffer) {
+  begin(*this, 0x25, 10);
+  setDataIn(*this, 8, buffer);
+}
+
+ReadCapacity16::ReadCapacity16(void* buffer) {
+  begin(*this, 0x9E, 16);
+  cdb[1] = 0x10;
+  cdb[13] = 32;
+  setDataIn(*this, 32, buffer);
+}
+
+SendDiagnostic::SendDiagnostic(std::uint8_t code, std::uint8_t /*ignored*/) {
+  constexpr std::uint8_t kSelfTest = 0x04;
+  begin(*this, 0x1D, 6);
+  cdb[1] = code == 0 ? kSelfTest : static_cast<std::uint8_t>(code << 5);
+}
+
+ModeSense6IECPage::ModeSense6IECPage(void* buffer, std::uint8_t length) {
+  begin(*this, 0x1A, 6);
+  cdb[1] = kDisableBlockDescriptors;
+  cdb[2] = kIecPage;
+  cdb[4] = length;
+  setDataIn(*this, length, buffer);
+}
+
+ModeSense10IECPage::ModeSense10IECPage(void* buffer, std::uint16_t length) {
+  begin(*this, 0x5A, 10);
+  cdb[1] = kDisableBlockDescriptors;
+  cdb[2] = kIecPage;
+  storeBe16(&cdb[7], length);
+  setDataIn(*this, length, buffer);
+}
+
+ModeSelect6IecPage::ModeSelect6IecPage(std::uint8_t* modeData) {
+  begin(*this, 0x15, 6);
+  cdb[1] = modeSelectFlags(modeData[4]);
+  cdb[4] = 16;
+  setDataOut(*this, 16, modeData);
+}
+
+ModeSelect10IecPage::ModeSelect10IecPage(std::uint8_t* modeData) {
+  begin(*this, 0x55, 10);
+  cdb[1] = modeSelectFlags(modeData[8]);
+  storeBe16(&cdb[7], 20);
+  setDataOut(*this, 20, modeData);
+}
+
+LogSenseIECPage::LogSenseIECPage(void* buffer, std::uint16_t length) {
+  setLogSense(*this, 0x2F, buffer, length);
+}
+
+LogSenseSelfTestPage::LogSenseSelfTestPage(void* buffer, std::uint16_t length) {
+  setLogSense(*this, 0x10, buffer, length);
+}
+
+LogSenseTemperaturePage::LogSenseTemperaturePage(void* buffer, std::uint16_t length) {
+  setLogSense(*this, 0x0D, buffer, length);
+}
+
+RequestSense::RequestSense(void* buffer, std::uint8_t length) {
+  begin(*this, 0x03, 6);
+  cdb[4] = length;
+  setDataIn(*this, length, buffer);
+}
+
+Read10::Read10(void* buffer, std::uint64_t lba, std::uint16_t sectors, std::uint32_t sectorSize) {
+  Read10::Fill(buffer, lba, sectors, sectorSize);
+}
+
+void Read10::Fill(void* buffer, std::uint64_t lba, std::uint32_t sectors,
+                  std::uint32_t sectorSize) {
+  const auto count = static_cast<std::uint16_t>(sectors);
+  makeBlank(*this);
+  setBlocks10(*this, 0x28, kDpoFua, lba, count);
+  setDataIn(*this, std::uint64_t{count} * sectorSize, buffer);
+}
+
+Read12::Read12(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint32_t sectorSize) {
+  Read12::Fill(buffer, lba, sectors, sectorSize);
+}
+
+void Read12::Fill(void* buffer, std::uint64_t lba, std::uint32_t sectors,
+                  std::uint32_t sectorSize) {
+  makeBlank(*this);
+  setBlocks12(*this, 0xA8, kDpoFua, lba, sectors);
+  setDataIn(*this, std::uint64_t{sectors} * sectorSize, buffer);
+}
+
+Read16::Read16(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint32_t sectorSize) {
+  Read16::Fill(buffer, lba, sectors, sectorSize);
+}
+
+void Read16::Fill(void* buffer, std::uint64_t lba, std::uint32_t sectors,
+                  std::uint32_t sectorSize) {
+  makeBlank(*this);
+  setBlocks16(*this, 0x88, kDpoFua, lba, sectors);
+  setDataIn(*this, std::uint64_t{sectors} * sectorSize, buffer);
+}
+
+Write10::Write10(void* buffer, std::uint64_t lba, std::uint16_t sectors, std::uint32_t sectorSize) {
+  setBlocks10(*this, 0x2A, kFua, lba, sectors);
+  setDataOut(*this, std::uint64_t{sectors} * sectorSize, buffer);
+  timeoutSeconds = 180;
+}
+
+Write12::Write12(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint32_t sectorSize) {
+  setBlocks12(*this, 0xAA, kFua, lba, sectors);
+  setDataOut(*this, std::uint64_t{sectors} * sectorSize, buffer);
+}
+
+Write16::Write16(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint32_t sectorSize) {
+  setBlocks16(*this, 0x8A, kFua, lba, sectors);
+  setDataOut(*this, std::uint64_t{sectors} * sectorSize, buffer);
+}
+
+}  // namespace ostria::storage

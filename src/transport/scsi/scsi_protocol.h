@@ -1,0 +1,85 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "transport/bridge_list.h"
+#include "transport/scsi/scsi_bridge.h"
+#include "transport/storage_protocol.h"
+
+namespace ostria::storage {
+
+/// A device reached with SCSI commands.
+class ScsiProtocol : public StorageProtocol {
+ public:
+  DeviceHandle GetDeviceHandle() override { return bridges_.deviceHandle(); }
+  /// The result is that of READ CAPACITY; everything else is taken as far as the device gives it.
+  ProtocolResult GetProperties(StorageProtocolProperties* out) override;
+  /// Has 30 seconds, whatever `timeoutSeconds` says. Steps down from READ(16) for good at the first
+  /// failure; `CommandUnusable` where shorter commands cannot reach.
+  ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors, std::uint32_t timeoutSeconds,
+                      void* buffer, std::uint32_t bufferBytes) override;
+  ProtocolResult GetTemperature(std::uint8_t* celsius) override;
+  ProtocolResult StartSelfTest(std::uint8_t code, std::uint8_t second) override;
+  ProtocolResult GetSelfTestProgress(std::uint8_t* percent) override;
+  ProtocolResult GetSelfTestResult(std::uint8_t* code) override;
+  ProtocolResult AbortSelfTest() override;
+  /// `Failure` with all ones in `lba` when the device says that there is no such address.
+  ProtocolResult GetFirstFailedLba(std::uint64_t* lba) override;
+  ProtocolResult GetSelfTestOperation(std::uint8_t* operation) override;
+  ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
+  /// Disabling restores what the drive had before the first change.
+  ProtocolResult SetSmartEnabled(std::uint8_t enable) override;
+  ProtocolResult WriteUncorrectable(std::uint64_t lba) override;
+  ProtocolResult Write(std::uint64_t lba, std::uint16_t sectors, std::uint64_t ignored,
+                       const void* buffer) override;
+  ProtocolResult GetWearIndicator(std::uint32_t* percent) override;
+  ProtocolResult GetPowerMode(std::uint32_t* mode) override;
+  ProtocolResult IdleImmediate() override;
+
+  /// @return false when the same bridge is in the list already
+  bool AddBridge(std::shared_ptr<ScsiBridge> bridge) { return bridges_.add(std::move(bridge)); }
+  /// Offers the command to the bridges in order until one gives `Success`; that one moves to the
+  /// front. `CommandRejected` without a bridge.
+  ProtocolResult SendThroughBridges(ScsiCmd& command);
+  /// Whether a device answers INQUIRY through this bridge alone: with 5 bytes or more, or with
+  /// sense data that decode and whose key is not ILLEGAL REQUEST.
+  static bool ProbeBridge(ScsiBridge& bridge);
+  /// SCSI status of the last `StartSelfTest` that went through.
+  std::uint8_t GetLastDiagnosticStatus() const { return lastDiagnosticStatus_; }
+
+ private:
+  struct IecForm;
+  using Sense = std::array<std::uint8_t, 32>;
+
+  /// Sends the command. Sense data that came back give `CommandRejected` for key 5 or 7 and
+  /// `CommandUnusable` when they cannot be decoded.
+  ProtocolResult CheckSense(ScsiCmd& command);
+  /// The same, and `notGood` for a SCSI status other than GOOD.
+  ProtocolResult CheckStatus(ScsiCmd& command, ProtocolResult notGood);
+
+  ProtocolResult ReadInquiry();
+  ProtocolResult ReadSerialNumber();
+  ProtocolResult ReadCapacity();
+  ProtocolResult ReadCapacityLong();
+  ProtocolResult ReadCapacityShort();
+  void ReadRotation();
+  void ReadIecState();
+
+  ProtocolResult ReadIecPage(const IecForm& form, std::span<std::uint8_t> data);
+  ProtocolResult ChangeIecPage(const IecForm& form, bool enable);
+  ProtocolResult ReadIecLog(std::uint8_t& healthy);
+  ProtocolResult ReadRequestSense(std::uint8_t& healthy);
+  ProtocolResult ReadSelfTestLog(std::span<std::uint8_t> page, std::size_t needed);
+
+  BridgeList<ScsiBridge> bridges_;
+  std::uint8_t savedMrie_ = 0;
+  std::uint8_t savedIecFlags_ = 0;
+  std::uint8_t lastDiagnosticStatus_ = 0;
+  bool iecUnchanged_ = true;
+  std::uint8_t readCdbLevel_ = 0;  ///< 0 READ(16), 1 READ(12), 2 READ(10)
+};
+
+}  // namespace ostria::storage

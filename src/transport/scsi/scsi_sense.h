@@ -1,0 +1,44 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <span>
+
+#include "base/protocol_result.h"
+
+namespace ostria::storage {
+
+/// One block of SCSI sense data, decoded. What lies behind the given bytes is never looked at,
+/// whatever lengths the data claim.
+class ScsiSense {
+ public:
+  /// Three bytes of a descriptor.
+  using DescriptorBytes = std::array<std::uint8_t, 3>;
+  /// The descriptor with the sense-key-specific bytes, the only one that is kept.
+  static constexpr std::uint32_t kSenseKeySpecific = 2;
+
+  /// Fixed (70h, 71h) or descriptor format (72h, 73h).
+  /// @return `CommandUnusable` for another format, or when the block is too short to hold key and
+  ///         additional sense code
+  ProtocolResult Decode(std::span<const std::uint8_t> raw);
+
+  std::uint8_t GetResponseCode() const { return responseCode_; }
+  std::uint8_t GetSenseKey() const { return senseKey_; }
+  std::uint8_t GetAsc() const { return asc_; }
+  std::uint8_t GetAscq() const { return ascq_; }
+  /// @return `Failure`, with `out` as it was, when the block has no such descriptor
+  ProtocolResult GetDescriptor(std::uint32_t type, DescriptorBytes& out) const;
+
+ private:
+  void DecodeFixed(std::span<const std::uint8_t> raw);
+  void WalkDescriptors(std::span<const std::uint8_t> raw);
+
+  std::uint8_t responseCode_ = 0;
+  std::uint8_t senseKey_ = 0;
+  std::uint8_t asc_ = 0;
+  std::uint8_t ascq_ = 0;
+  std::map<std::uint32_t, DescriptorBytes> descriptors_;
+};
+
+}  // namespace ostria::storage

@@ -1,0 +1,17 @@
+#include "transport/tunnels/jmicron_bridge.h"
+
+#include "transport/tunnels/usb_pass_through.h"
+
+namespace ostria::storage {
+
+ProtocolResult JMicronBridge::Send(AtaCmd& command) {
+  if (command.command != 0xEC) return ProtocolResult::NotSupported;
+  JMicronAtaPassThrough12 wrapped(command);
+  const ProtocolResult result = scsi_->Send(wrapped);
+  if (!succeeded(result)) return result;
+  if (wrapped.scsiStatus != 0) return ProtocolResult::ScsiStatusNotGood;
+  command.transferBytes = wrapped.transferBytes;
+  return ProtocolResult::Success;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,138 @@
+#include "transport/tunnels/sat_bridge.h"
+
+#include <algorithm>
+
+#include "transport/scsi/scsi_sense.h"
+#include "transport/tunnels/sat_pass_through.h"
+
+namespace ostria::storage {
+
+namespace {
+
+constexpr std::uint8_t kCheckCondition = 2;
+constexpr std::uint8_t kStatusReturnType = 0x09;
+
+bool isRead(std::uint8_t command) {
+  switch (command) {
+    case 0x20:
+    case 0x24:
+    case 0x25:
+    case 0x26:
+    case 0x29:
+    case 0x40:
+    case 0x42:
+    case 0xC4:
+    case 0xC7:
+    case 0xC8:
+      return true;
+    default:
+      return false;
+  }
+}
+
+void clearRegisters(AtaCmd& command) {
+  command.features = command.featuresPrevious = 0;
+  command.sectorCount = command.sectorCountPrevious = 0;
+  command.lbaLow = command.lbaLowPrevious = 0;
+  command.lbaMid = command.lbaMidPrevious = 0;
+  command.lbaHigh = command.lbaHighPrevious = 0;
+  command.device = command.command = 0;
+}
+
+// A read tells its failure by the sense key, so that a bad sector costs no second command.
+void registersFromSense(const ScsiCmd& sent, AtaCmd& command) {
+  ScsiSense sense;
+  if (!succeeded(sense.Decode(sent.sense))) return;
+  switch (sense.GetSenseKey()) {
+    case 3:
+      command.features = 0x40;
+      command.command = 0x01;
+      break;
+    case 4:
+      command.command = 0x20;
+      break;
+    case 5:
+      command.features = 0x10;
+      command.command = 0x01;
+      break;
+    default:
+      break;
+  }
+}
+
+std::unique_ptr<ScsiCmd> makePassThrough(const AtaCmd& command, bool ckCondition) {
+  if (IsLba48Command(command.command))
+    return std::make_unique<SatAtaPassThrough16>(command, ckCondition);
+  return std::make_unique<SatAtaPassThrough12>(command, ckCondition);
+}
+
+}  // namespace
+
+ProtocolResult SatBridge::Send(AtaCmd& command) {
+  const bool read = isRead(command.command);
+  std::unique_ptr<ScsiCmd> wrapped;
+  ProtocolResult result = MakePassThrough(command, wrapped);
+  if (succeeded(result)) result = scsi_->Send(*wrapped);
+
+  clearRegisters(command);
+  command.transferBytes = 0;
+  if (!succeeded(result)) return result;
+
+  if (command.wantRegisters) {
+    if (read && wrapped->senseLength > 0)
+      registersFromSense(*wrapped, command);
+    else
+      ReadBackRegisters(*wrapped, command);
+  }
+  command.transferBytes = wrapped->transferBytes;
+  return ProtocolResult::Success;
+}
+
+void SatBridge::ReadBackRegisters(ScsiCmd& sent, AtaCmd& command) {
+  StatusReturn registers{};
+  if (sent.scsiStatus != kCheckCondition || !succeeded(FetchRegisters(sent, registers))) return;
+  command.features = registers[3];
+  command.sectorCount = registers[5];
+  command.lbaLow = registers[7];
+  command.lbaMid = registers[9];
+  command.lbaHigh = registers[11];
+  command.device = registers[12];
+  command.command = registers[13];
+}
+
+ProtocolResult SatBridgeWithCkCondition::MakePassThrough(AtaCmd& command,
+                                                         std::unique_ptr<ScsiCmd>& out) {
+  out = makePassThrough(command, true);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult SatBridgeWithCkCondition::FetchRegisters(ScsiCmd& sent, StatusReturn& out) {
+  const auto& sense = sent.sense;
+  // Only descriptor format has descriptors; in fixed format the walk would find other fields.
+  const unsigned responseCode = sense[0] & 0x7FU;
+  if (responseCode != 0x72 && responseCode != 0x73) return ProtocolResult::RegistersUnavailable;
+  const std::size_t last = 7U + sense[7];
+  for (std::size_t at = 8; at < last && at + out.size() <= sense.size(); at += 2U + sense[at + 1]) {
+    if (sense[at] != kStatusReturnType) continue;
+    std::copy_n(&sense[at], out.size(), out.begin());
+    return ProtocolResult::Success;
+  }
+  return ProtocolResult::RegistersUnavailable;
+}
+
+ProtocolResult SatBridgeWithoutCkCond::MakePassThrough(AtaCmd& command,
+                                                       std::unique_ptr<ScsiCmd>& out) {
+  out = makePassThrough(command, false);
+  return ProtocolResult::Success;
+}
+
+ProtocolResult SatBridgeWithoutCkCond::FetchRegisters(ScsiCmd& /*sent*/, StatusReturn& out) {
+  SatGetAtaOutputRegisters fetch(out.data());
+  const ProtocolResult result = scsi().Send(fetch);
+  if (!succeeded(result)) return result;
+  if (fetch.scsiStatus != 0) return ProtocolResult::ScsiStatusNotGood;
+  if (out[0] != kStatusReturnType || out[1] != 0x0C) return ProtocolResult::RegistersUnavailable;
+  return ProtocolResult::Success;
+}
+
+}  // namespace ostria::storage

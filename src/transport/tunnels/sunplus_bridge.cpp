@@ -1,0 +1,30 @@
+#include "transport/tunnels/sunplus_bridge.h"
+
+#include "transport/tunnels/usb_pass_through.h"
+
+namespace ostria::storage {
+
+namespace {
+
+ProtocolResult sendGood(ScsiBridge& scsi, ScsiCmd& command) {
+  const ProtocolResult result = scsi.Send(command);
+  if (!succeeded(result)) return result;
+  return command.scsiStatus == 0 ? ProtocolResult::Success : ProtocolResult::ScsiStatusNotGood;
+}
+
+}  // namespace
+
+ProtocolResult SunplusBridge::Send(AtaCmd& command) {
+  if (command.command != 0xEC) return ProtocolResult::NotSupported;
+  if (IsLba48Command(command.command)) {
+    SunplusAtaPassthroughPreset preset(command);
+    const ProtocolResult result = sendGood(*scsi_, preset);
+    if (!succeeded(result)) return result;
+  }
+  SunplusAtaPassThrough wrapped(command);
+  const ProtocolResult result = sendGood(*scsi_, wrapped);
+  if (succeeded(result)) command.transferBytes = wrapped.transferBytes;
+  return result;
+}
+
+}  // namespace ostria::storage

@@ -1,0 +1,235 @@
+#include "diagnostics/device_io/device_write.h"
+
+#include <winerror.h>
+
+#include <functional>
+
+#include "tests/support/fake_host.h"
+#include "tests/support/virtual_bench.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+namespace vpc = virtual_pc;
+
+constexpr std::uint64_t Reserve = 0x46666666;  // stays free on every volume
+constexpr std::uint64_t Sector = 512;
+constexpr std::uint64_t Chunk = 256 * Sector;
+constexpr std::uint64_t MiB = 1 << 20;
+constexpr char InRange[] = " BAD_SECTORS_IN_THE_FOLLOWING_RANGE ";
+constexpr char ScratchPath[] = "\\ostria_diags_tmp_file";
+
+constexpr char TwoVolumes[] = R"({"format": 1, "drives": [
+  {"name": "nvme", "kind": "nvme", "model": "WRITTEN", "serial": "W1", "size_bytes": 8000000000,
+   "layout": {"style": "gpt", "partitions": [{"start_sector": 2048, "sectors": 6000000},
+                                             {"start_sector": 6002048, "sectors": 6000000}]}},
+  {"name": "other", "kind": "nvme", "model": "OTHER", "serial": "W2", "size_bytes": 3000000000,
+   "layout": {"style": "gpt", "partitions": [{"start_sector": 2048, "sectors": 5000000}]}}],
+  "volumes": [{"letter": "N", "drive": "nvme", "partition": 1, "free_bytes": 1300000000},
+              {"letter": "O", "drive": "nvme", "partition": 2, "free_bytes": 1300000000},
+              {"letter": "P", "drive": "other", "partition": 1, "free_bytes": 1300000000}]})";
+
+/// A host that does something at a chosen poll.
+class ActingHost : public FakeHost {
+ public:
+  using FakeHost::FakeHost;
+  unsigned actAtPoll = never;
+  std::function<void()> act;
+  bool isAbortRequested() override {
+    if (polls == actAtPoll) act();
+    return FakeHost::isAbortRequested();
+  }
+};
+
+class WriteTestOnVolumes : public ::testing::Test {
+ protected:
+  WriteTestOnVolumes() {
+    // One chunk on the first volume; the second has too little.
+    leave(0, Reserve + Chunk);
+    leave(1, 0);
+  }
+
+  /// Lets the partition table say that a volume has so much space left.
+  void leave(std::size_t partition, std::uint64_t bytes) {
+    PartitionEntry& entry = device.partitionTable()->partitions.at(partition);
+    entry.usedBytes = entry.sizeBytes - bytes;
+  }
+  TestResult run(StorageComponent& component) {
+    host = std::make_unique<ActingHost>(&component);
+    return rerun();
+  }
+  TestResult run() { return run(device); }
+  /// With the host as it was set up.
+  TestResult rerun() {
+    const TestResult result = test.run(host.get());
+    EXPECT_EQ(host->heard.back().rfind("progress 100", 0), 0u);
+    for (const char letter : {'N', 'O', 'P'})
+      EXPECT_EQ(bench.pc().volume(letter)->find(ScratchPath), nullptr);
+    return result;
+  }
+  void fault(std::uint8_t command, vpc::FaultAction action) {
+    vpc::FaultRule rule;
+    rule.command = command;
+    rule.action = action;
+    rule.first = 2;  // media error
+    rule.second = 0x80;
+    bench.pc().drive("nvme")->nvme->faults().clear();
+    bench.pc().drive("nvme")->nvme->faults().add(rule);
+  }
+  /// How many sectors from the volume's first free cluster on hold the pattern.
+  std::uint64_t patterned(char letter, std::uint64_t partitionStart) {
+    const auto volume = bench.pc().volume(letter);
+    std::uint64_t lba =
+        partitionStart + (volume->description().totalBytes / volume->clusterBytes() -
+                          volume->description().freeBytes / volume->clusterBytes()) *
+                             (volume->clusterBytes() / Sector);
+    std::uint64_t count = 0;
+    for (std::vector<std::uint8_t> sector(Sector, 0xAA); sector.front() == 0xAA; ++lba, ++count) {
+      bench.pc().drive("nvme")->medium->peek(lba, sector.data());
+      if (sector != std::vector<std::uint8_t>(Sector, 0xAA)) break;
+    }
+    return count;
+  }
+
+  VirtualBench bench{TwoVolumes};
+  StorageComponent& device = *bench.device("WRITTEN");
+  StorageDeviceWriteTest test{Identifier{}};
+  std::unique_ptr<ActingHost> host = std::make_unique<ActingHost>(&device);
+};
+
+TEST_F(WriteTestOnVolumes, AVolumeIsUsableFromOneByteAboveTheReserveOn) {
+  leave(0, Reserve);
+  EXPECT_EQ(run(), TestResult::NotPerformed);
+  EXPECT_EQ(host->count("log 0 THE_AVAILABLE_VOLUMES_DO_NOT_FULFILL_THE_TEST_REQUIREMENTS."), 1u);
+  leave(0, Reserve + 1);  // usable, but no sector fits
+  EXPECT_EQ(run(), TestResult::Warning);
+  EXPECT_EQ(host->count("log 1 VOLUME_ACCESS_ERROR"), 1u);
+  leave(0, Reserve + Sector);
+  EXPECT_EQ(run(), TestResult::Passed);
+  EXPECT_EQ(patterned('N', 2048), 1u);
+  EXPECT_EQ(host->count("progress 50"), 1u);
+  EXPECT_EQ(host->count("log"), 0u);
+  device.partitionTable()->partitions[0].mountPoints.clear();
+  EXPECT_EQ(run(), TestResult::NotPerformed);
+}
+
+TEST_F(WriteTestOnVolumes, TwoVolumesGetTheirSharesAndAnUnusableOneIsPassedOver) {
+  leave(0, Reserve + 1 * MiB);
+  leave(1, Reserve + 3 * MiB);
+  EXPECT_EQ(run(), TestResult::Passed);
+  EXPECT_EQ(patterned('N', 2048), 1 * MiB / Sector);
+  EXPECT_EQ(patterned('O', 6002048), 3 * MiB / Sector);
+  // A quarter of the progress is made when the first is written and read back.
+  EXPECT_EQ(host->count("progress 25"), 1u);
+  EXPECT_EQ(host->count("progress 98"), 1u);
+
+  // Somebody holds the name on the first volume.
+  std::shared_ptr<vpc::FileNode> taken;
+  bench.pc().volume('N')->create(ScratchPath, true, &taken);
+  host->heard.clear();
+  EXPECT_EQ(test.run(host.get()), TestResult::Passed);
+  EXPECT_EQ(host->count("log"), 0u);
+}
+
+TEST_F(WriteTestOnVolumes, AVolumeThatRunsFullIsNoFaultOfTheDevice) {
+  const auto volume = bench.pc().volume('N');
+  // All but one cluster goes while the chunk waits to be written.
+  host->actAtPoll = 3;
+  host->act = [&] {
+    std::shared_ptr<vpc::FileNode> other;
+    ASSERT_EQ(volume->create("\\other", false, &other), 0u);
+    const std::uint64_t bytes = volume->freeBytes() - volume->clusterBytes();
+    const std::vector<std::uint8_t> piece(16 * MiB);
+    for (std::uint64_t at = 0; at < bytes; at += piece.size())
+      volume->writeFile(*other, at, std::min<std::uint64_t>(piece.size(), bytes - at),
+                        piece.data());
+  };
+  EXPECT_EQ(rerun(), TestResult::Warning);
+  EXPECT_EQ(host->count("log 1 VOLUME_RAN_OUT_OF_SPACE"), 1u);
+  EXPECT_EQ(host->count("log"), 1u);
+  EXPECT_EQ(volume->freeBytes(), volume->clusterBytes());
+}
+
+TEST_F(WriteTestOnVolumes, OneChangedByteFailsWithItsRange) {
+  host->actAtPoll = 4;  // the chunk is written, not yet read
+  host->act = [&] {
+    const std::uint8_t other = 0xAB;
+    const auto volume = bench.pc().volume('N');
+    const auto file = volume->find(ScratchPath);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->bytes, Chunk);
+    volume->writeFile(*file, 77'777, 1, &other);
+  };
+  EXPECT_EQ(rerun(), TestResult::Failed);
+  const std::string key = std::string("PATTERN_VERIFICATION_FAILED") + InRange;
+  const auto told =
+      std::find(host->heard.begin(), host->heard.end(), "progress 100 " + key + "[0, 131072]");
+  ASSERT_NE(told, host->heard.end());
+  EXPECT_EQ(told[1], "log 2 " + key + "0 and 131072");
+}
+
+TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
+  const std::string range = std::string(InRange) + "0 and 131072";
+  for (const vpc::FaultAction action : {vpc::FaultAction::DeviceError, vpc::FaultAction::Hang}) {
+    for (const std::uint8_t command : {std::uint8_t{1}, std::uint8_t{2}}) {
+      SCOPED_TRACE(command);
+      fault(command, action);
+      const std::uint64_t before = bench.pc().clock().now();
+      EXPECT_EQ(run(), TestResult::Failed);
+      const char* key =
+          command == 1 ? "log 2 WRITE_OPERATION_FAILED" : "log 2 READ_OPERATION_FAILED";
+      EXPECT_EQ(host->count(key + range), 1u);
+      EXPECT_EQ(host->count("log"), 1u);
+      const std::uint64_t seconds =
+          (bench.pc().clock().now() - before) / vpc::MicrosecondsPerSecond;
+      EXPECT_EQ(seconds >= 30, action == vpc::FaultAction::Hang);
+      EXPECT_LT(seconds, 40u);
+    }
+  }
+}
+
+TEST_F(WriteTestOnVolumes, PrivilegeIsNoConditionAndGoesBack) {
+  // The calls that take it come first.
+  for (std::uint64_t call = 1; call <= 3; ++call) {
+    bench.pc().faults().reset();
+    bench.pc().faults().failCall(call, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(run(), TestResult::Passed) << call;
+  }
+}
+
+TEST_F(WriteTestOnVolumes, TheQuestionComesOnceForEachDeviceAndOnlyIfSomebodyCanAnswer) {
+  EXPECT_EQ(run(), TestResult::Passed);
+  EXPECT_TRUE(host->requests.empty());
+  StorageComponent& other = *bench.device("OTHER");
+  PartitionEntry& entry = other.partitionTable()->partitions.at(0);
+  entry.usedBytes = entry.sizeBytes - Reserve - Chunk;
+  for (StorageComponent* component : {&device, &other}) {
+    for (const unsigned asked : {1u, 0u, 0u}) {
+      ActingHost answering(component);
+      answering.answer = InputRequest::Yes;
+      EXPECT_EQ(test.run(&answering), TestResult::Passed);
+      ASSERT_EQ(answering.requests.size(), asked);
+      if (asked == 0) continue;
+      EXPECT_EQ(answering.requests[0].title, "DEVICE_WRITE_TEST");
+      EXPECT_EQ(answering.requests[0].question, "VOLUME_SPACE_ALLOCATION_ALERT");
+      EXPECT_EQ(answering.requests[0].questionKind, 1u);
+      EXPECT_EQ(answering.requests[0].defaultAnswer, 0u);
+      EXPECT_EQ(component->userAnswer(), InputRequest::Yes);
+    }
+  }
+}
+
+TEST_F(WriteTestOnVolumes, MembersOfASetAreRefusedOnlyOnNvme) {
+  const DeviceConnection found = device.connection();
+  device.setConnection(DeviceConnection::RaidMember);
+  EXPECT_EQ(run(), TestResult::NotPerformed);
+  EXPECT_EQ(host->count("log 0 THIS_TEST_CANNOT_BE_PERFORMED_BECAUSE_THE_PROTOCOL_BEING_USED_BY_"
+                        "THE_DEVICE_IS_INVALID"),
+            1u);
+  device.setBusKind(StorageBusKind::Emmc);
+  EXPECT_EQ(run(), TestResult::Passed);
+  device.setConnection(found);
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing

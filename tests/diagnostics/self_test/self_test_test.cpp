@@ -1,0 +1,235 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "checks/message_keys.h"
+#include "diagnostics/self_test/default_routine.h"
+#include "diagnostics/self_test/self_test_routine.h"
+#include "services/sal.h"
+#include "tests/support/fake_protocol.h"
+#include "tests/support/told.h"
+#include "transport/scsi/scsi_protocol.h"
+
+namespace ostria::storage {
+namespace {
+
+using namespace testing;
+
+const Identifier someTest(1, 1, 5);
+
+/// An ATA disk that can do every self-test, or a SCSI disk.
+struct SelfTester : FakeDevice<> {
+  explicit SelfTester(ProtocolKind kind = ProtocolKind::Ata) : FakeDevice(kind) {
+    auto& record = protocol->record();
+    record.smartDataValid = record.offlineImmediateSupported = true;
+    record.selfTestSupported = record.conveyanceSupported = true;
+    if (kind == ProtocolKind::Scsi) component->setBusKind(StorageBusKind::Scsi);
+  }
+};
+
+TEST(SelfTest, WatchesTheRoutineToItsEnd) {
+  SelfTester disk;
+  disk.protocol->record().smartEnabled = false;
+  disk.protocol->selfTestResults = {0, 15, 15, 15, 15, 0};
+  disk.protocol->selfTestProgress = {40, 20, 100, 206};
+  ShortSelfTest test(someTest);
+  const std::int64_t before = get_timer()->clock();
+  EXPECT_EQ(runOn(test, disk), "0 / 40 / 40 / 100 / 100 = 0");
+  EXPECT_NEAR(get_timer()->secondsBetween(before, get_timer()->clock()), 40, 2);
+  EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1U);
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 0U);
+  EXPECT_EQ(disk.protocol->calls.back(), "SetSmartEnabled 0");
+}
+
+TEST(SelfTest, DriveStatusBecomesMessageAndResult) {
+  const std::string aborted = "log 0 SELF_TEST_ABORTED_BY_EXTERNAL_FACTOR / 100 same / 100 = 5";
+  const std::string unclear = "log 0 INCONCLUSIVE_RESULT / 100 same / 100 = 5";
+  const std::string readError =
+      "log 2 READ_ERROR_DETECTED / log 2 READING_SECTOR 5000000000 / 100 same / 100 = 1";
+  const auto fault = [](const std::string& key) {
+    return "log 2 " + key + " / 100 same / 100 = 1";
+  };
+  const std::vector<std::pair<std::string, std::string>> endings = {
+      {"100 / 100 = 0", "100 / 100 = 0"},
+      {aborted, aborted},
+      {aborted, aborted},
+      {fault(keys::CriticalInterruption), readError},
+      {fault(keys::UnknownErrorDetected), readError},
+      {fault(keys::ElectricalErrorDetected), readError},
+      {fault(keys::SeekErrorDetected), readError},
+      {readError, readError},
+      {fault(keys::HandlingDamageDetected), unclear},
+      {unclear, unclear},
+  };
+  SelfTester ata;
+  SelfTester scsi(ProtocolKind::Scsi);
+  ata.protocol->firstFailedLba = scsi.protocol->firstFailedLba = 5'000'000'000;
+  ShortSelfTest test(someTest);
+  for (std::uint8_t status = 0; status < endings.size(); ++status) {
+    ata.protocol->selfTestResults = scsi.protocol->selfTestResults = {status};
+    EXPECT_EQ(runOn(test, ata), "0 / " + endings[status].first) << int{status};
+    EXPECT_EQ(runOn(test, scsi), "0 / " + endings[status].second) << int{status};
+  }
+  ata.protocol->selfTestResults = scsi.protocol->selfTestResults = {7};
+  ata.protocol->results["GetFirstFailedLba"] = ProtocolResult::Failure;
+  scsi.protocol->results["GetFirstFailedLba"] = ProtocolResult::Failure;
+  EXPECT_EQ(runOn(test, ata), "0 / log 2 READ_ERROR_DETECTED / 100 / 100 = 1");
+  EXPECT_EQ(runOn(test, scsi), "0 / 100 / 100 = 1");
+}
+
+TEST(SelfTest, StopsWhatElseIsRunning) {
+  SelfTester disk;
+  disk.protocol->selfTestResults = {15, 1, 0};
+  ShortSelfTest test(someTest);
+  const std::string found = "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 1 same / ";
+  EXPECT_EQ(runOn(test, disk), found +
+                                   "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / "
+                                   "log 1 same / 0 / 100 / 100 = 0");
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1U);
+  disk.protocol->selfTestResults = {15};
+  EXPECT_EQ(runOn(test, disk),
+            found + "100 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 3 same / 100 = 5");
+  EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1U) << "none was started beside it";
+}
+
+TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
+  SelfTester disk(ProtocolKind::Scsi);
+  ShortSelfTest test(someTest);
+  disk.protocol->selfTestResults = {0, 15};
+  EXPECT_EQ(runOn(test, disk, 20), "0 / 100 / 100 = 4");
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1U);
+
+  std::string polls = "0";  // at the start
+  for (int i = 0; i < 60; ++i) polls += " / 0";
+  disk.protocol->selfTestResults = {0, 15};
+  EXPECT_EQ(runOn(test, disk),
+            polls + " / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5");
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2U);
+
+  disk.protocol->selfTestResults = {0, 15};
+  disk.protocol->results["GetSelfTestProgress"] = ProtocolResult::TransportFailure;
+  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
+  EXPECT_EQ(runOn(test, disk), "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2U);
+}
+
+TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
+  QuickDriveSelfTest test(someTest);
+  const auto configure = [&](const char* key, const char* value) -> std::uint32_t {
+    ConfigurationError error;
+    const bool good = test.configure({{"STORAGE", {{key, value}}}}, &error);
+    EXPECT_EQ(good, error.code == 0);
+    return error.code;
+  };
+  const std::string noSsd = "100 TEST_NOT_SUPPORTED_IN_SSD / log 3 same = 3";
+  SelfTester ssd;
+  ssd.protocol->record().solidState = true;
+  for (const char* text : {"abc", "", "12x"}) EXPECT_EQ(configure("SEC_NUM", text), 1115U);
+  for (const char* text : {"256", "-1", "99999999999999999999"})
+    EXPECT_EQ(configure("SEC_COUNT", text), 1116U);
+  EXPECT_EQ(configure("SEC_COUNT", "7"), 0U);
+  EXPECT_EQ(refusal(test, ssd), noSsd) << "no routine was chosen yet";
+  EXPECT_EQ(configure("SEC_NUM", "255"), 0U);
+
+  ssd.protocol->selfTestResults.assign(80, 15);  // outlives the 600 seconds
+  ssd.protocol->selfTestResults.front() = 0;
+  ssd.protocol->selfTestResults.push_back(0);
+  FakeHost host(ssd.component.get());
+  EXPECT_EQ(test.run(&host), TestResult::Passed);
+  EXPECT_EQ(ssd.protocol->count("StartSelfTest 255 7"), 1U);
+  ssd.protocol->results["StartSelfTest"] = ProtocolResult::SelfTestIdNotFound;
+  EXPECT_EQ(runOn(test, ssd), "100 INVALID_PARAMETER_VALUE / log 2 same / 100 = 3");
+  ShortSelfTest unconfigured(someTest);
+  EXPECT_EQ(runOn(unconfigured, ssd), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
+}
+
+TEST(SelfTests, EachTakesItsDevicesOnly) {
+  ShortSelfTest shortTest(someTest);
+  ExtendedSelfTest extended(someTest);
+  ConveyanceSelfTest conveyance(someTest);
+  QuickDriveSelfTest drive(someTest);
+  const auto because = [](const std::string& key, int severity) {
+    return "100 " + key + " / log " + std::to_string(severity) + " same = 3";
+  };
+  const std::string notHere = because(keys::NotSupportedInThisDevice, 0);
+  const std::string noSmart = because(keys::SmartNotSupported, 3);
+  const std::string noOffline = because(keys::NoOfflineExecution, 0);
+  const std::string unexpected = because(keys::UnexpectedEvent, 0);
+  struct Case {
+    std::function<void(SelfTester&)> change;
+    std::string shortTest, conveyance, drive;
+  };
+  const std::vector<Case> ataCases = {
+      {[](auto&) {}, "", "", ""},
+      {[](auto& d) { d.component->setConnection(DeviceConnection::External); },
+       because(keys::NotSupportedInExternalDevice, 0),
+       because(keys::NotSupportedInExternalDevice, 0),
+       because(keys::NotSupportedInExternalDevice, 3)},
+      {[](auto& d) { d.component->setConnection(DeviceConnection::RaidMember); }, notHere, notHere,
+       ""},
+      {[](auto& d) { d.protocol->record().selfTestSupported = false; }, noSmart, "", ""},
+      {[](auto& d) { d.protocol->record().conveyanceSupported = false; }, "",
+       because(keys::ConveyanceNotSupported, 3), ""},
+      {[](auto& d) { d.protocol->record().smartSupported = false; }, noSmart, noSmart, noSmart},
+      {[](auto& d) { d.protocol->record().offlineImmediateSupported = false; }, noOffline,
+       noOffline, noOffline},
+      {[](auto& d) { d.protocol->record().selfTestAbortSupported = true; }, unexpected, unexpected,
+       unexpected},
+  };
+  for (const Case& c : ataCases) {
+    SelfTester disk;
+    c.change(disk);
+    EXPECT_EQ(refusal(shortTest, disk), c.shortTest);
+    EXPECT_EQ(refusal(conveyance, disk), c.conveyance);
+    EXPECT_EQ(refusal(drive, disk), c.drive);
+    EXPECT_FALSE(extended.isApplicable(disk.component.get()));
+  }
+  SelfTester scsi(ProtocolKind::Scsi);
+  EXPECT_EQ(refusal(shortTest, scsi), "");
+  EXPECT_EQ(refusal(extended, scsi), "");
+  EXPECT_EQ(refusal(conveyance, scsi), notHere);
+  EXPECT_EQ(refusal(drive, scsi), notHere);
+
+  SelfTester excluded;
+  EXPECT_TRUE(drive.isApplicable(excluded.component.get()));
+  excluded.component->setNames("", "ST1000NM000A         00MX141 00MX141OST");
+  EXPECT_FALSE(drive.isApplicable(excluded.component.get()));
+  excluded.component->setOptaneVolume(true);
+  EXPECT_FALSE(shortTest.isApplicable(excluded.component.get()));
+}
+
+/// A SCSI road that answers SEND DIAGNOSTIC with a status.
+class DiagnosticBridge final : public ScsiBridge {
+ public:
+  DiagnosticBridge() : ScsiBridge(DeviceHandle()) {}
+  ProtocolResult Send(ScsiCmd& command) override {
+    command.scsiStatus = status;
+    return result;
+  }
+  std::uint8_t status = 0;
+  ProtocolResult result = ProtocolResult::Success;
+};
+
+struct ScsiDisk : ScsiProtocol {
+  ScsiDisk(ProtocolKind kind, std::uint64_t) { SetProtocolKind(kind); }
+};
+
+TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
+  FakeDevice<ScsiDisk> disk(ProtocolKind::Scsi);
+  const auto bridge = std::make_shared<DiagnosticBridge>();
+  disk.protocol->AddBridge(bridge);
+  DefaultSelfTest test(someTest);
+  EXPECT_FALSE(test.isApplicable(disk.component.get()));
+  disk.component->setBusKind(StorageBusKind::Scsi);
+  EXPECT_TRUE(test.isApplicable(disk.component.get()));
+
+  EXPECT_EQ(runOn(test, disk), "100 / 100 = 0");
+  EXPECT_EQ(runOn(test, disk, 1), "100 = 4");
+  bridge->status = 2;
+  EXPECT_EQ(runOn(test, disk), "100 / 100 = 1");
+  bridge->result = ProtocolResult::TransportFailure;
+  EXPECT_EQ(runOn(test, disk), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
+}
+
+}  // namespace
+}  // namespace ostria::storage

@@ -1,0 +1,237 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "checks/message_keys.h"
+#include "diagnostics/surface/full_disk_scan.h"
+#include "diagnostics/surface/linear_read.h"
+#include "tests/support/fake_protocol.h"
+#include "tests/support/told.h"
+
+namespace ostria::storage {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using namespace testing;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const Identifier someTest(1, 2, 16);
+
+TestParameter chosen(const std::string& key, const std::string& value) {
+  TestParameter parameter;
+  parameter.key = key;
+  parameter.value = value;
+  return parameter;
+}
+
+/// A disk that reads `block` sectors at once, with every access seen by the protocol and the search
+/// for the block size done.
+FakeDevice<> blockDisk(std::uint64_t totalSectors, std::uint16_t block = 127) {
+  FakeDevice<> disk(ProtocolKind::Ata, totalSectors);
+  disk.component->setConnection(DeviceConnection::RaidMember);
+  disk.protocol->largestRead = block;
+  EXPECT_EQ(disk.component->preferredReadBlock(), block);
+  disk.protocol->reads.clear();
+  return disk;
+}
+
+std::string runWith(Test& test, FakeDevice<>& disk, const std::vector<TestParameter>& parameters) {
+  FakeHost host(disk.component.get());
+  host.chosenParameters = parameters;
+  disk.protocol->reads.clear();
+  return told(host, test.run(&host));
+}
+
+std::vector<std::string> issuesOf(Test& test, const std::vector<TestParameter>& given) {
+  std::vector<ParameterIssue> issues(1);
+  const bool good = test.checkParameters(given, issues);
+  EXPECT_EQ(good, issues.empty());
+  std::vector<std::string> texts;
+  for (const ParameterIssue& issue : issues)
+    texts.push_back(std::to_string(issue.kind) + " " + issue.parameter.key + " " + issue.message);
+  return texts;
+}
+
+TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
+  LinearReadTest linear(someTest);
+  EXPECT_THAT(issuesOf(linear, {}), IsEmpty());
+  for (const TestParameter& parameter : linear.parameters())
+    EXPECT_THAT(issuesOf(linear, {chosen(parameter.key, parameter.defaultValue)}), IsEmpty());
+  EXPECT_THAT(issuesOf(linear, {chosen("SPEED", "1"), chosen("STOP_RANGE", "0"),
+                                chosen("START_RANGE", "100"), chosen("COVERAGE_AREA", "2x"),
+                                chosen("ERROR_LIMIT", "4294967297")}),
+              ElementsAre("2 SPEED INVALID_PARAMETER",
+                          "1 START_RANGE USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_99",
+                          "1 STOP_RANGE USE_A_NUMERICAL_VALUE_BETWEEN_1_AND_100",
+                          "1 COVERAGE_AREA USE_A_NUMERICAL_VALUE_BETWEEN_1_AND_100",
+                          "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
+  EXPECT_THAT(issuesOf(linear, {chosen("ERROR_LIMIT", ""), chosen("COVERAGE_AREA", "5"),
+                                chosen("COVERAGE_AREA", "6")}),
+              ElementsAre("3 COVERAGE_AREA DUPLICATED_PARAMETER",
+                          "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
+  const std::string order = "1 START_RANGE THE_START_VALUE_SHOULD_BE_LESS_THAN_THE_END_VALUE.";
+  EXPECT_THAT(issuesOf(linear, {chosen("START_RANGE", "50"), chosen("STOP_RANGE", "50")}),
+              ElementsAre(order));
+  EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), ElementsAre(order))
+      << "a value stays until it is reset";
+  linear.resetParameters();
+  EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), IsEmpty());
+
+  FullDiskScanTest scan(someTest);
+  EXPECT_THAT(issuesOf(scan, {chosen("START_RANGE", "1"), chosen("ERROR_LIMIT", "101")}),
+              ElementsAre("2 START_RANGE INVALID_PARAMETER",
+                          "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
+
+  FakeDevice<> disk = blockDisk(1000);
+  const std::string refused =
+      "100 SPEED: INVALID_PARAMETER; |ERROR_LIMIT: USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100 = 4";
+  EXPECT_EQ(runWith(linear, disk, {chosen("SPEED", "1"), chosen("ERROR_LIMIT", "x")}), refused);
+  EXPECT_EQ(runWith(scan, disk, {chosen("SPEED", "1"), chosen("ERROR_LIMIT", "x")}), refused);
+  EXPECT_TRUE(disk.protocol->reads.empty());
+}
+
+TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
+  constexpr double block = 1023;
+  struct Case {
+    std::uint64_t total;
+    std::vector<TestParameter> parameters;
+    double start, stop, coverage;
+  };
+  const std::vector<Case> cases = {
+      {1ULL << 24, {}, 0.0, 1.0, 0.20},
+      {1ULL << 33,
+       {chosen("START_RANGE", "50"), chosen("STOP_RANGE", "51"), chosen("COVERAGE_AREA", "1")},
+       0.50,
+       0.51,
+       0.01},
+      {1ULL << 24, {chosen("START_RANGE", "99"), chosen("COVERAGE_AREA", "100")}, 0.99, 1.0, 1.0},
+  };
+  for (const Case& c : cases) {
+    FakeDevice<> disk = blockDisk(c.total, 1023);
+    FakeHost host(disk.component.get());
+    host.chosenParameters = c.parameters;
+    LinearReadTest test(someTest);
+    EXPECT_EQ(test.run(&host), TestResult::Passed);
+    const double range = (c.stop - c.start) * static_cast<double>(c.total);
+    const std::size_t reads = disk.protocol->reads.size();
+    EXPECT_NEAR(static_cast<double>(reads), range * c.coverage / block, 2);
+    EXPECT_EQ(host.polls, reads);
+    for (std::size_t i = 0; i + 1 < reads; ++i) {
+      // One block in each stride, so the next block is less than two strides away.
+      const double here = static_cast<double>(disk.protocol->reads[i].lba);
+      ASSERT_NEAR(
+          here,
+          c.start * static_cast<double>(c.total) + static_cast<double>(i) * block / c.coverage,
+          block / c.coverage + 1);
+      ASSERT_LE(disk.protocol->reads[i].lba + disk.protocol->reads[i].sectors, c.total);
+    }
+    EXPECT_EQ(host.heard.front(), "progress 0");
+    EXPECT_EQ(host.count("progress 57"), host.heard.size() > 60 ? 1U : 0U);
+    EXPECT_EQ(host.heard.back(), "progress 100");
+  }
+}
+
+TEST(LinearReadTest, AreaOfLessThanABlockIsReadWhole) {
+  LinearReadTest test(someTest);
+  for (const std::uint64_t total : {1U, 2U, 64U, 101U, 127U}) {
+    FakeDevice<> disk = blockDisk(1000);
+    disk.protocol->record().totalSectors = total;
+    EXPECT_EQ(runWith(test, disk, {}), "0 / 100 = 0");
+    ASSERT_EQ(disk.protocol->reads.size(), 1U) << total;
+    EXPECT_EQ(disk.protocol->reads[0].lba, 0U);
+    EXPECT_EQ(disk.protocol->reads[0].sectors, total);
+  }
+  // A stride that is longer than the area counts as one step.
+  FakeDevice<> disk = blockDisk(300);
+  EXPECT_EQ(runWith(test, disk, {chosen("COVERAGE_AREA", "1")}), "0 / 100 / 100 = 0");
+  EXPECT_EQ(disk.protocol->reads.size(), 2U);
+}
+
+TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
+  FakeDevice<> disk = blockDisk(127 * 1000);
+  LinearReadTest test(someTest);
+  const auto run = [&](ProtocolResult error, const char* limit) {
+    disk.protocol->results["Read"] = error;
+    return runWith(test, disk, {chosen("ERROR_LIMIT", limit)});
+  };
+  const std::string heard = run(ProtocolResult::MediumError, "1");
+  ASSERT_EQ(disk.protocol->reads.size(), 1U);
+  const std::uint64_t lba = disk.protocol->reads[0].lba;
+  EXPECT_EQ(heard,
+            "0 / 100 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
+            "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [" +
+                std::to_string(lba) + ", " + std::to_string(lba + 127) +
+                "]. / log 0 same / 100 = 1");
+  EXPECT_EQ(run(ProtocolResult::InterfaceCrcError, "0").back(), '1');
+  EXPECT_NEAR(static_cast<double>(disk.protocol->reads.size()), 200, 3);
+  EXPECT_EQ(run(ProtocolResult::CommandRejected, "1"),
+            "0 / 100 HARD_DISK_IS_PASSWORD_PROTECTED / log 0 same / 100 = 4");
+  EXPECT_EQ(run(ProtocolResult::ReadTimeout, "1"),
+            "0 / 100 READ_OPERATION_TIMEOUT / log 0 same / 100 = 1");
+  EXPECT_EQ(run(ProtocolResult::TransportFailure, "1"),
+            "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 0 same / 100 = 4");
+  disk.protocol->reads.clear();
+  EXPECT_EQ(runOn(test, disk, 0), "0 / 100 / 100 = 4");
+  EXPECT_TRUE(disk.protocol->reads.empty());
+}
+
+TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
+  FakeDevice<> disk = blockDisk(127 * 200 + 1);
+  FullDiskScanTest test(someTest);
+  const std::string good = runWith(test, disk, {});
+  EXPECT_EQ(good.substr(0, 12), "0 / 1 / 2 / ");
+  EXPECT_EQ(good.substr(good.size() - 18), "99 / 100 / 100 = 0");
+  std::uint64_t next = 0;
+  for (const auto& read : disk.protocol->reads) {
+    EXPECT_EQ(read.lba, next);
+    EXPECT_EQ(read.bufferBytes, 127U * 512);
+    next += read.sectors;
+  }
+  EXPECT_EQ(next, 127U * 200 + 1);
+
+  disk.protocol->badSectors = {{300, ProtocolResult::MediumError},
+                               {127 * 200, ProtocolResult::InterfaceCrcError}};
+  const std::string bad = runWith(test, disk, {chosen("ERROR_LIMIT", "0")});
+  EXPECT_EQ(bad.substr(bad.find(" / log") + 3),
+            "log 0 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
+            "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381], [25400, 25527]. / 100 same = 1");
+  EXPECT_EQ(runWith(test, disk, {chosen("ERROR_LIMIT", "1")}),
+            "0 / 1 / 100 / log 0 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
+            "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381]. / 100 same = 1");
+  EXPECT_EQ(disk.protocol->reads.size(), 3U);
+}
+
+TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {
+  FakeDevice<> disk = blockDisk(127 * 200);
+  FullDiskScanTest test(someTest);
+  const auto run = [&](ProtocolResult error) {
+    disk.protocol->results["Read"] = error;
+    return runWith(test, disk, {});
+  };
+  EXPECT_EQ(runOn(test, disk, 1), "0 / 100 / 100 = 4");
+  EXPECT_EQ(run(ProtocolResult::TransportFailure),
+            "0 / log 0 DEVICE_COMMUNICATION_FAILURE / 100 same = 4");
+  EXPECT_EQ(run(ProtocolResult::CommandRejected),
+            "0 / log 0 HARD_DISK_IS_PASSWORD_PROTECTED / 100 same / 100 = 4");
+  EXPECT_EQ(run(ProtocolResult::ReadTimeout),
+            "0 / log 0 READ_OPERATION_TIMEOUT / 100 same / 100 = 1");
+  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
+  EXPECT_EQ(run(ProtocolResult::MediumError),
+            "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
+  disk.protocol->record().totalSectors = 0;
+  EXPECT_EQ(run(ProtocolResult::Success), "log 2 DEVICE_COMMUNICATION_FAILURE / 100 same = 3");
+}
+
+TEST(ScanTests, DeviceThatReadsNoBlockCannotBeScanned) {
+  FakeDevice<> disk(ProtocolKind::Ata, 1000);
+  disk.component->setConnection(DeviceConnection::RaidMember);
+  disk.protocol->badSectors[0] = ProtocolResult::MediumError;
+  LinearReadTest linear(someTest);
+  FullDiskScanTest scan(someTest);
+  EXPECT_EQ(runOn(linear, disk), "100 = 6");
+  EXPECT_EQ(runOn(scan, disk), "0 / 100 = 6");
+}
+
+}  // namespace
+}  // namespace ostria::storage

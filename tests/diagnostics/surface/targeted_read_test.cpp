@@ -1,0 +1,187 @@
+#include "diagnostics/surface/targeted_read.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <numeric>
+#include <set>
+
+#include "base/byte_order.h"
+#include "tests/support/fake_protocol.h"
+#include "tests/support/told.h"
+#include "transport/ata/ata_protocol.h"
+
+namespace ostria::storage {
+namespace {
+
+using namespace testing;
+
+const Identifier someTest(1, 1, 2);
+
+using Page = std::array<std::uint8_t, 512>;
+
+/// The logs of a drive, with the directories that name them.
+class LogBridge final : public AtaBridge {
+ public:
+  LogBridge() : AtaBridge(DeviceHandle()) {}
+
+  std::map<std::uint8_t, std::vector<Page>> logs;
+  std::map<std::uint8_t, std::uint16_t> claimedPages;  ///< where the directory lies
+  std::vector<std::uint8_t> asked;                     ///< addresses, the directory left out
+
+  /// Bytes of the first page of a log, from `offset` on.
+  void write(std::uint8_t log, std::size_t page, std::size_t offset,
+             const std::vector<std::uint8_t>& bytes) {
+    auto& pages = logs[log];
+    while (pages.size() <= page) {
+      pages.emplace_back();
+      pages.back()[0] = 1;
+    }
+    std::copy(bytes.begin(), bytes.end(),
+              pages[page].begin() + static_cast<std::ptrdiff_t>(offset));
+  }
+
+  ProtocolResult Send(AtaCmd& command) override {
+    const bool general = command.command == 0x2F;
+    if (!general && !(command.command == 0xB0 && command.features == 0xD5))
+      return ProtocolResult::DeviceError;
+    auto* data = static_cast<std::uint8_t*>(command.data);
+    const std::uint8_t log = command.lbaLow;
+    if (log == 0) {
+      Page directory{};
+      for (const auto& [address, pages] : logs)
+        storeLe16(&directory[2U * address], static_cast<std::uint16_t>(pages.size()));
+      for (const auto& [address, pages] : claimedPages) storeLe16(&directory[2U * address], pages);
+      std::copy(directory.begin(), directory.end(), data);
+    } else {
+      asked.push_back(log);
+      const std::size_t first = general ? command.lbaMid : 0U;
+      for (std::size_t i = 0; i < command.sectorCount; ++i) {
+        if (first + i >= logs[log].size()) return ProtocolResult::DeviceError;
+        Page page = logs[log][first + i];
+        page[511] = static_cast<std::uint8_t>(
+            -std::accumulate(page.begin(), page.end() - 1, 0));  // sums up to 0
+        std::copy(page.begin(), page.end(), data + i * page.size());
+      }
+    }
+    command.command = 0x50;
+    return ProtocolResult::Success;
+  }
+};
+
+class TargetedRead : public ::testing::Test {
+ protected:
+  explicit TargetedRead(std::uint64_t totalSectors = 1'000'000)
+      : disk_(ProtocolKind::Ata, totalSectors) {
+    disk_.component->setConnection(DeviceConnection::RaidMember);
+    disk_.protocol->record().lba48Supported = true;
+    disk_.protocol->record().smartEnabled = false;
+    disk_.protocol->AddBridge(logs_);
+  }
+
+  std::string run(unsigned abortFromPoll = FakeHost::never) {
+    TargetedReadTest test(someTest);
+    disk_.protocol->reads.clear();
+    const std::string heard = runOn(test, disk_, abortFromPoll);
+    EXPECT_FALSE(disk_.protocol->record().smartEnabled) << "SMART is left as it was";
+    return heard;
+  }
+
+  /// Runs the test, and demands that it reads each sector around the targets once, ascending.
+  void expectReadsAround(const std::vector<std::uint64_t>& targets) {
+    const std::uint64_t last = disk_.protocol->record().totalSectors - 1;
+    std::set<std::uint64_t> expected;
+    for (const std::uint64_t target : targets) {
+      for (std::uint64_t lba = target < 15 ? 0 : target - 15; lba <= std::min(target + 15, last);
+           ++lba)
+        expected.insert(lba);
+    }
+    const std::string heard = run();
+    EXPECT_EQ(heard.find("log"), std::string::npos);
+    EXPECT_EQ(heard.substr(heard.size() - 13), "100 / 100 = 0");
+    std::vector<std::uint64_t> lbas;
+    for (const auto& read : disk_.protocol->reads) lbas.push_back(read.lba);
+    EXPECT_EQ(lbas, std::vector<std::uint64_t>(expected.begin(), expected.end()));
+  }
+
+  std::shared_ptr<LogBridge> logs_ = std::make_shared<LogBridge>();
+  FakeDevice<FakeProtocol<AtaProtocol>> disk_;
+};
+
+class TargetedReadOfHugeDisk : public TargetedRead {
+ protected:
+  TargetedReadOfHugeDisk() : TargetedRead(1ULL << 47) {}
+};
+
+TEST_F(TargetedRead, EmptyLogsStillNameTheFirstSector) {
+  logs_->write(6, 0, 0, {1});
+  expectReadsAround({0});
+}
+
+TEST_F(TargetedRead, EveryLogGivesItsEntriesFromTheirOwnPlaces) {
+  // The last entry of each page; a short log is read in its first page alone.
+  logs_->write(7, 1, 4 + 18 * 26 + 5, {0x10, 0x27, 0, 0, 0, 0});  // 10000
+  logs_->write(6, 0, 2 + 20 * 24 + 5, {0x20, 0x4E, 0, 0});        // 20000
+  logs_->write(2, 1, 2 + 4 * 90 + 51, {0x30, 0x75, 0, 0xFF});     // 30000
+  logs_->write(1, 0, 2 + 4 * 90 + 51, {0x40, 0x9C, 0, 0xFF});     // 40000
+  logs_->write(6, 1, 2 + 5, {0x50, 0xC3, 0, 0});                  // 50000, not read
+  expectReadsAround({0, 10000, 20000, 30000, 40000});
+  EXPECT_EQ(logs_->asked, (std::vector<std::uint8_t>{7, 7, 6, 2, 1}));
+
+  logs_->asked.clear();
+  disk_.protocol->record().lba48Supported = false;
+  expectReadsAround({0, 20000, 30000, 40000});
+  EXPECT_EQ(logs_->asked, (std::vector<std::uint8_t>{6, 2, 1}));
+}
+
+TEST_F(TargetedReadOfHugeDisk, ExtendedErrorLogIsReadInBothByteOrders) {
+  logs_->write(3, 0, 4 + 3 * 124 + 77, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66});
+  expectReadsAround({0, 0x664422553311, 0x665544332211});
+}
+
+TEST_F(TargetedRead, NeighbourhoodsOverlapAndEndWithTheDisk) {
+  logs_->write(6, 0, 2 + 5, {0x3F, 0x42, 0x0F, 0});       // 999999, the last
+  logs_->write(6, 0, 2 + 24 + 5, {0x36, 0x42, 0x0F, 0});  // 999990
+  logs_->write(6, 0, 2 + 48 + 5, {0x40, 0x42, 0x0F, 0});  // 1000000, beyond the end
+  expectReadsAround({0, 999990, 999999});
+}
+
+TEST_F(TargetedRead, LogsThatClaimMoreThanTheyGiveAreTakenAsFarAsTheyGo) {
+  logs_->write(7, 0, 4 + 5, {0x10, 0x27, 0, 0, 0, 0});
+  logs_->claimedPages = {{3, 0xFFFF}, {7, 0xFFFF}, {2, 0x0100}, {1, 0xFFFF}};
+  expectReadsAround({0, 10000});
+}
+
+TEST_F(TargetedRead, FirstBadSectorFailsTheTest) {
+  logs_->write(6, 0, 0, {1});
+  disk_.protocol->badSectors[1] = ProtocolResult::MediumError;
+  EXPECT_EQ(run(), "0 / 6 / log 2 READING_SECTOR 1 / 100 same / 100 / 100 = 1");
+  disk_.protocol->results["Read"] = ProtocolResult::CommandRejected;
+  EXPECT_EQ(run(), "0 / log 2 CANNOT_ACCESS_DEVICE / 100 same / 100 / 100 = 3");
+}
+
+TEST_F(TargetedRead, WithoutAnyLogThereIsNothingToRead) {
+  logs_->claimedPages = {{1, 1}, {3, 2}};
+  EXPECT_EQ(run(), "0 / 100 CANNOT_READ_ANYTHING_FROM_LOGS / log 0 same / 100 = 3");
+  logs_->write(6, 0, 0, {1});
+  EXPECT_EQ(run(5), "0 / 100 / 100 / 100 = 4") << "told at each of the last two checks";
+  EXPECT_TRUE(disk_.protocol->reads.empty());
+}
+
+TEST_F(TargetedRead, RefusesWhatItCannotAsk) {
+  disk_.protocol->record().securitySupported = disk_.protocol->record().securityLocked = true;
+  EXPECT_EQ(run(),
+            "log 0 HARD_DISK_IS_PASSWORD_PROTECTED. |TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"
+            " / 100 same / 100 = 3");
+  disk_.protocol->record().smartSupported = false;
+  EXPECT_EQ(run(), "100 SMART_NOT_SUPPORTED / log 3 same / 100 = 3");
+  disk_.protocol->SetProtocolKind(ProtocolKind::Scsi);
+  EXPECT_EQ(run(), "100 TEST_NOT_SUPPORTED_IN_THIS_DEVICE / log 0 same / 100 = 3");
+  disk_.component->setConnection(DeviceConnection::External);
+  EXPECT_EQ(run(), "100 TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE / log 3 same / 100 = 3");
+}
+
+}  // namespace
+}  // namespace ostria::storage

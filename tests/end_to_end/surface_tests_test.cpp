@@ -1,0 +1,296 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "checks/device_checks.h"
+#include "tests/support/module_bench.h"
+#include "tests/support/told.h"
+#include "tests/support/watched_drive.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr std::uint32_t targetedRead = 2;
+constexpr std::uint32_t randomSeek = 3;
+constexpr std::uint32_t funnelSeek = 4;
+constexpr std::uint32_t linearRead = 16;
+constexpr std::uint32_t fullScan = 13;
+const std::string hinted = " / log 0 POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE / 100 same = 1";
+
+std::string sized(const std::string& kind, std::uint64_t sectors, const std::string& more = "") {
+  return R"("kind": ")" + kind + R"(", "model": "ROAD", "serial": "ROAD1", "size_sectors": )" +
+         std::to_string(sectors) + (more.empty() ? "" : ", " + more);
+}
+
+/// One drive, scanned, with every command watched.
+struct Road : ModuleBench {
+  explicit Road(const std::string& drive) : ModuleBench(machineOf({drive})) {
+    scan(1);
+    watch = std::make_unique<WatchedDrive>(*machine().drives()[0]);
+  }
+  std::string run(std::uint32_t diagnostic, std::uint32_t item,
+                  const std::vector<std::pair<std::string, std::string>>& parameters = {}) {
+    watch->forget();
+    FakeHost host(manager().component(0));
+    for (const auto& [key, value] : parameters) {
+      host.chosenParameters.emplace_back();
+      host.chosenParameters.back().key = key;
+      host.chosenParameters.back().value = value;
+    }
+    const TestResult result = test(diagnostic, item).run(&host);
+    return told(host, result);
+  }
+  std::unique_ptr<WatchedDrive> watch;
+};
+
+TEST(TargetedReadRoad, ReadsWhatTheDrivesOwnLogsName) {
+  constexpr std::uint64_t last = 1'999'999;
+  const std::string logs =
+      R"("smart": {"enabled": false, "error_log": [{"lba": 5000}, {"lba": 1999999}],
+         "self_test_log": [{"status": 7, "failing_lba": 5010}, {"status": 7, "failing_lba": 2000100},
+                           {"status": 7, "failing_lba": 1999990}]})";
+  struct Case {
+    std::string more;
+    std::set<std::uint64_t> targets;
+    std::uint8_t command;
+  };
+  // 5000 written in plain byte order is 1245320: the extended log is read both ways.
+  const Case cases[] = {
+      {logs, {0, 5000, 5010, 1'245'320, 1'999'990, last}, 0x24},
+      {logs + R"(, "lba48": false)", {0, 5000, 5010, 1'999'990, last}, 0x20},
+  };
+  for (const Case& c : cases) {
+    Road disk(sized("sata", last + 1, c.more));
+    std::set<std::uint64_t> expected;
+    for (const std::uint64_t target : c.targets)
+      for (std::uint64_t lba = target - std::min<std::uint64_t>(target, 15);
+           lba <= std::min(target + 15, last); ++lba)
+        expected.insert(lba);
+    EXPECT_THAT(disk.run(ModuleBench::quick, targetedRead), EndsWith(" 100 / 100 = 0"));
+    auto& reads = disk.watch->reads;
+    ASSERT_FALSE(reads.empty());
+    EXPECT_EQ(reads.front(), (WatchedDrive::Read{0, 1})) << "the disk is woken first";
+    reads.erase(reads.begin());
+    EXPECT_EQ(disk.watch->ataCommands[c.command], reads.size());
+    ASSERT_EQ(reads.size(), expected.size());
+    auto wanted = expected.begin();
+    for (const auto& read : reads) ASSERT_EQ(read, (WatchedDrive::Read{*wanted++, 1}));
+    EXPECT_FALSE(disk.smartEnabled(0));
+
+    disk.machine().drives()[0]->medium->addBadSectors({5024});
+    disk.machine().drives()[0]->medium->addBadSectors({5026});
+    EXPECT_THAT(disk.run(ModuleBench::quick, targetedRead),
+                EndsWith(" / log 2 READING_SECTOR 5024 / 100 same / 100 / 100" + hinted));
+    EXPECT_EQ(disk.watch->reads.back().lba, 5024U);
+    EXPECT_FALSE(disk.smartEnabled(0));
+  }
+}
+
+/// A disk and the commands that reach its sectors: how often each was sent for two sector reads.
+struct Reach {
+  const char* name;
+  std::string drive;
+  ProtocolKind kind;
+  bool secondary;
+  std::map<std::uint8_t, unsigned> ata, scsi;  ///< for 4001 reads; only what is named is looked at
+  std::string ending = " 99 / 100 / 100 = 0";
+};
+
+class SeekRoad : public ::testing::TestWithParam<Reach> {};
+
+TEST_P(SeekRoad, TakesTheCommandsThatReachTheDisk) {
+  const Reach& c = GetParam();
+  Road disk(c.drive);
+  const StorageProtocolProperties properties = cachedProperties(disk.device(0).storageProtocol());
+  EXPECT_EQ(disk.device(0).storageProtocol()->GetProtocolKind(), c.kind);
+  EXPECT_EQ(disk.device(0).secondaryProtocol() != nullptr, c.secondary);
+  EXPECT_THAT(disk.run(ModuleBench::quick, randomSeek), EndsWith(c.ending));
+  for (const auto& [command, times] : c.ata)
+    EXPECT_EQ(disk.watch->ataCommands[command], times) << "ATA command " << int{command};
+  for (const auto& [command, times] : c.scsi)
+    EXPECT_EQ(disk.watch->scsiCommands[command], times) << "SCSI command " << int{command};
+  EXPECT_THAT(disk.run(ModuleBench::quick, funnelSeek),
+              EndsWith(" 100 / 100" + c.ending.substr(c.ending.rfind(" ="))));
+  const auto& reads = disk.watch->reads;
+  if (!c.ending.ends_with("= 0") || c.kind != ProtocolKind::Scsi) return;
+  ASSERT_GT(reads.size(), 201U);
+  const std::uint64_t last = properties.totalSectors - 1;
+  for (std::uint64_t i = 0; i < 100; ++i) {
+    ASSERT_EQ(reads[1 + i], (WatchedDrive::Read{i, 1})) << "the head, behind the waking read";
+    ASSERT_EQ(reads[reads.size() - 1 - i], (WatchedDrive::Read{last - i, 1})) << "the tail";
+  }
+}
+
+constexpr std::uint64_t huge = (1ULL << 33) + 5;
+const Reach reaches[] = {
+    {"Sata", sized("sata", 400'000), ProtocolKind::Ata, false, {{0x24, 4001}}, {{0x28, 1}}},
+    {"SataShortAddresses",
+     sized("sata", 400'000, R"("lba48": false)"),
+     ProtocolKind::Ata,
+     false,
+     {{0x20, 4001}},
+     {}},
+    {"SataHuge", sized("sata", huge), ProtocolKind::Ata, false, {{0x24, 4001}}, {}},
+    {"Sas", sized("sas", 400'000), ProtocolKind::Scsi, false, {}, {{0x88, 4001}, {0x28, 1}}},
+    {"SasHugeOf4096Bytes",
+     sized("sas", huge, R"("sector_bytes": 4096)"),
+     ProtocolKind::Scsi,
+     false,
+     {},
+     {{0x88, 4001}}},
+    {"SasWithoutRead16",
+     sized("sas", 1ULL << 32, R"("scsi": {"read16": false})"),
+     ProtocolKind::Scsi,
+     false,
+     {},
+     {{0x88, 1}, {0xA8, 4001}, {0x28, 1}}},
+    {"SasWithRead10Alone",
+     sized("sas", 400'000, R"("scsi": {"read16": false, "read12": false})"),
+     ProtocolKind::Scsi,
+     false,
+     {},
+     {{0x88, 1}, {0xA8, 1}, {0x28, 4002}}},
+    {"SasHugeWithoutRead16",
+     sized("sas", (1ULL << 32) + 1, R"("scsi": {"read16": false})"),
+     ProtocolKind::Scsi,
+     false,
+     {},
+     {{0x88, 1}, {0xA8, 0}},
+     "0 / log 2 DEVICE_COMMUNICATION_FAILURE / 100 same / 100 / 100 = 4"},
+    {"UsbStick", sized("usb_stick", 400'000), ProtocolKind::Scsi, true, {}, {{0x88, 4001}}},
+    {"UsbSat", sized("usb_sat", 400'000), ProtocolKind::Scsi, true, {}, {{0x88, 4001}}},
+    // The bridge tells no capacity, so the drive behind it is asked itself.
+    {"UsbBySatAlone",
+     sized(
+         "usb_sat", 400'000,
+         R"("bridge_faults": [{"command": 37, "times": 0, "action": "device_error", "codes": [5, 32, 0]},
+                                {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]}])"),
+     ProtocolKind{},
+     true,
+     {{0x24, 4001}},
+     {}},
+};
+INSTANTIATE_TEST_SUITE_P(Disks, SeekRoad, ::testing::ValuesIn(reaches),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(SeekRoad, TellsABadSectorFromALostDisk) {
+  for (const char* kind : {"sata", "sas"}) {
+    Road disk(sized(kind, 400'000, R"("bad_sectors": [{"lba": 50}, {"lba": 399990}])"));
+    EXPECT_THAT(disk.run(ModuleBench::quick, funnelSeek),
+                EndsWith("0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100" + hinted));
+    EXPECT_EQ(disk.watch->reads.back().lba, 50U);
+    for (const std::uint32_t item : {randomSeek, funnelSeek}) {
+      Road lost(sized(kind, 400'000));
+      lost.watch->onCommand = [&] {
+        if (lost.watch->commands == 90) lost.machine().drives()[0]->vanish();
+      };
+      EXPECT_THAT(lost.run(ModuleBench::quick, item),
+                  ::testing::AllOf(HasSubstr("DEVICE_COMMUNICATION_FAILURE"), EndsWith("= 4"),
+                                   Not(HasSubstr("READING_SECTOR"))));
+    }
+  }
+}
+
+TEST(ScanRoads, TheBlockIsTheLargestThatTheDiskReads) {
+  // The first bad sector lies just behind the block, or is its last sector.
+  const std::pair<std::uint64_t, std::uint16_t> cases[] = {
+      {8193, 8193}, {8192, 4095}, {127, 127}, {126, 0}};
+  for (const auto& [bad, block] : cases) {
+    Road disk(sized("sas", 20'000, R"("bad_sectors": [{"lba": )" + std::to_string(bad) + "}]"));
+    EXPECT_EQ(disk.device(0).preferredReadBlock(), block) << bad;
+  }
+}
+
+TEST(LinearReadRoad, CoversDisksOfEverySize) {
+  struct Case {
+    std::string kind, more;
+    std::uint64_t sectors;
+    std::uint64_t start, stop, coverage;
+  };
+  // A sector that fails at first keeps the block small.
+  const std::string smallBlock =
+      R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}])";
+  const Case cases[] = {
+      {"sata", "", 1, 0, 100, 20},
+      {"usb_stick", "", 2, 0, 100, 1},
+      {"sas", R"("sector_bytes": 4096)", 64, 0, 100, 20},
+      {"sata", "", 126, 99, 100, 100},
+      {"sata", "", 127, 0, 100, 20},
+      {"usb_sat", "", 300, 0, 100, 20},
+      {"sata", smallBlock, 409'600, 0, 100, 20},
+      {"sas", smallBlock + R"(, "sector_bytes": 4096)", 409'600, 10, 60, 10},
+      {"sas", smallBlock, (1ULL << 32) + 1'000'000, 99, 100, 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.kind + " " + std::to_string(c.sectors));
+    Road disk(sized(c.kind, c.sectors, c.more));
+    const std::uint64_t block = disk.device(0).preferredReadBlock();
+    const std::string heard = disk.run(ModuleBench::extended, linearRead,
+                                       {{"START_RANGE", std::to_string(c.start)},
+                                        {"STOP_RANGE", std::to_string(c.stop)},
+                                        {"COVERAGE_AREA", std::to_string(c.coverage)},
+                                        {"ERROR_LIMIT", "0"}});
+    EXPECT_THAT(heard, EndsWith(" 100 = 0"));
+    std::uint64_t read = 0;
+    // The probe of a block of its own precedes on a disk that is too small for one.
+    for (const auto& one : disk.watch->reads) {
+      read += one.count;
+      ASSERT_LE(one.lba + one.count, c.sectors);
+    }
+    const auto last = static_cast<double>(c.sectors - 1);
+    const double area = last * static_cast<double>(c.stop - c.start) / 100;
+    if (block == 0 || area < static_cast<double>(block)) {
+      EXPECT_GT(read, 0U);
+      continue;
+    }
+    const double stride = static_cast<double>(block) * 100 / static_cast<double>(c.coverage);
+    EXPECT_NEAR(static_cast<double>(read), area * static_cast<double>(c.coverage) / 100,
+                static_cast<double>(2 * block) + 1);
+    // The last step may reach beyond the area; it begins at the start of the disk then.
+    for (std::size_t i = 0; i + 1 < disk.watch->reads.size(); ++i)
+      ASSERT_NEAR(static_cast<double>(disk.watch->reads[i].lba),
+                  last * static_cast<double>(c.start) / 100 + static_cast<double>(i) * stride,
+                  std::max(stride, static_cast<double>(block)) + 1);
+  }
+}
+
+TEST(ScanRoads, BadBlocksAreListedExactly) {
+  // A sector that fails at first keeps the block at 127.
+  const std::string bad =
+      R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9},
+                         {"lba": 4660, "count": 3}, {"lba": 19999, "kind": "interface"}])";
+  for (const std::string kind : {"sata", "sas", "usb_stick", "usb_sat"}) {
+    Road disk(sized(kind, 20'000, bad));
+    ASSERT_EQ(disk.device(0).preferredReadBlock(), 127U) << kind;
+    const std::string list =
+        "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
+        "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [4572, 4699], [19939, 20066].";
+    const std::string heard = disk.run(ModuleBench::extended, fullScan, {{"ERROR_LIMIT", "0"}});
+    EXPECT_THAT(heard, EndsWith(" / log 0 " + list + " / 100 same" + hinted));
+    std::set<std::string> percents;
+    for (std::size_t at = 0; at < heard.find(" / log");) {
+      const std::size_t end = heard.find(" / ", at);
+      EXPECT_TRUE(percents.insert(heard.substr(at, end - at)).second) << heard;
+      at = end + 3;
+    }
+    // Each of two bad blocks lies in its stride: a linear read of everything finds them too.
+    const std::string linear = disk.run(ModuleBench::extended, linearRead,
+                                        {{"COVERAGE_AREA", "100"}, {"ERROR_LIMIT", "0"}});
+    EXPECT_THAT(linear,
+                HasSubstr(" / 100 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS "));
+    EXPECT_THAT(linear, HasSubstr("[4572, 4699]"));
+    EXPECT_THAT(linear, EndsWith(". / log 0 same / 100" + hinted));
+    disk.machine().drives()[0]->vanish();
+    EXPECT_THAT(disk.run(ModuleBench::extended, fullScan),
+                EndsWith("100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4"));
+  }
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing

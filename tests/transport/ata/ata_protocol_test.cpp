@@ -1,0 +1,433 @@
+#include "transport/ata/ata_protocol.h"
+
+#include <gtest/gtest.h>
+
+#include "base/byte_order.h"
+#include "tests/support/scripted_ata_bridge.h"
+#include "transport/ata/ata_identify.h"
+
+namespace ostria::storage::test {
+namespace {
+
+void setWord(Bytes& page, std::size_t word, std::uint16_t value) {
+  storeLe16(&page[2 * word], value);
+}
+void setText(Bytes& page, std::size_t word, std::size_t words, std::string text) {
+  text.resize(2 * words, ' ');
+  for (std::size_t i = 0; i < text.size(); ++i)
+    page[2 * word + (i ^ 1)] = static_cast<std::uint8_t>(text[i]);
+}
+Bytes sealed(Bytes page) {
+  std::uint8_t sum = 0;
+  for (std::size_t i = 0; i < 511; ++i) sum = static_cast<std::uint8_t>(sum + page[i]);
+  page[511] = static_cast<std::uint8_t>(-sum);
+  return page;
+}
+
+/// A 48-bit drive of 0x123456789A sectors with SMART.
+Bytes identifyPage() {
+  Bytes page(512);
+  setText(page, 10, 10, "  SN-42 ");
+  setText(page, 23, 4, "FW1");
+  setText(page, 27, 20, "ACME Disk 9");
+  setWord(page, 60, 0x5678);
+  setWord(page, 61, 0x0234);
+  setWord(page, 80, 0x01F0);
+  setWord(page, 81, 66);
+  setWord(page, 82, 3);
+  setWord(page, 83, 1 << 10);
+  setWord(page, 85, 3);
+  setWord(page, 100, 0x789A);
+  setWord(page, 101, 0x3456);
+  setWord(page, 102, 0x12);
+  setWord(page, 128, 4);
+  page[510] = 0xA5;
+  return sealed(page);
+}
+
+/// A SMART data or threshold page with entries of 12 bytes.
+Bytes smartPage(std::vector<Bytes> entries) {
+  Bytes page(512);
+  for (std::size_t i = 0; i < entries.size(); ++i)
+    std::copy(entries[i].begin(), entries[i].end(), page.begin() + 2 + 12 * static_cast<long>(i));
+  return page;
+}
+
+class AtaProtocolTest : public testing::Test {
+ protected:
+  AtaProtocolTest() { protocol.AddBridge(bridge); }
+
+  void expectIdentify(Bytes page) {
+    const bool smart = (page[164] & 1) != 0;
+    bridge->expect(IdentifyDevice(nullptr)).returns(std::move(page));
+    for (int i = 0; i < 5; ++i) bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).error(4);
+    if (smart) bridge->expect(SmartReadData(nullptr)).fails(ProtocolResult::TransportFailure);
+  }
+  void identify(Bytes page) {
+    expectIdentify(std::move(page));
+    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  }
+  void expectSmart(Bytes page) { bridge->expect(SmartReadData(nullptr)).returns(std::move(page)); }
+  void expectDirectory(std::uint16_t shortPages, std::uint16_t extendedPages) {
+    Bytes smart(512), general(512);
+    storeLe16(&smart[12], shortPages);
+    storeLe16(&smart[14], 99);
+    storeLe16(&general[14], extendedPages);
+    bridge->expect(SmartReadLog(0, 1, nullptr)).returns(smart);
+    bridge->expect(ReadLogExt(0, 1, nullptr, 0)).returns(general);
+  }
+
+  std::shared_ptr<ScriptedAtaBridge> bridge = std::make_shared<ScriptedAtaBridge>();
+  AtaProtocol protocol;
+  StorageProtocolProperties properties;
+  Bytes buffer = Bytes(8192);
+};
+
+TEST_F(AtaProtocolTest, IdentifyDataBecomeProperties) {
+  Bytes page = identifyPage();
+  setWord(page, 106, 0x7003);
+  setWord(page, 117, 2048);
+  setWord(page, 214, 0x10);
+  setWord(page, 215, 0x1111);
+  setWord(page, 216, 2);
+  setWord(page, 217, 5400);
+  identify(sealed(page));
+  EXPECT_EQ(properties.protocolName, "ATA");
+  EXPECT_EQ(properties.serialNumber, "SN-42");
+  EXPECT_EQ(properties.firmwareRevision, "FW1");
+  EXPECT_EQ(properties.modelNumber, "ACME Disk 9");
+  EXPECT_EQ(properties.vendor, "Acme");
+  EXPECT_EQ(properties.totalSectors, 0x123456789AU);
+  EXPECT_EQ(properties.logicalSectorSize, 4096U);
+  EXPECT_EQ(properties.physicalSectorSize, 4096U << 3);
+  EXPECT_EQ(properties.cacheSize, 0x21111U);
+  EXPECT_EQ(properties.rotationRate, 5400);
+  EXPECT_FALSE(properties.solidState);
+  EXPECT_TRUE(properties.securitySupported && properties.securityLocked);
+  EXPECT_TRUE(properties.smartSupported && properties.smartEnabled);
+  EXPECT_FALSE(properties.smartDataValid);
+  EXPECT_EQ(properties.standards, (std::vector<std::string>{"ATA8-ACS", "ATA7-ATAPI", "ATA6-ATAPI",
+                                                            "ATA5-ATAPI", "ATA4-ATAPI"}));
+  EXPECT_EQ(properties.standardVersion, "ATA8-ACS version 3f");
+
+  page = identifyPage();
+  setWord(page, 21, 16);
+  setWord(page, 82, 0);
+  setWord(page, 83, 0);
+  setWord(page, 106, 0xF003);  // bit 15 set: the word means nothing
+  setWord(page, 217, 1);
+  identify(sealed(page));
+  EXPECT_EQ(properties.totalSectors, 0x02345678U);
+  EXPECT_EQ(properties.logicalSectorSize, 512U);
+  EXPECT_EQ(properties.physicalSectorSize, 512U);
+  EXPECT_EQ(properties.cacheSize, 16U);
+  EXPECT_TRUE(properties.solidState);
+  EXPECT_EQ(properties.rotationRate, 0);
+  EXPECT_FALSE(properties.smartSupported);
+  EXPECT_EQ(properties.standards.size(), 5U);
+}
+
+TEST_F(AtaProtocolTest, VersionsAndVendorsAreGuessedByTheirRules) {
+  const std::vector<std::string> none = {"VERSION_NOT_REPORTED"};
+  EXPECT_EQ(ataMajorVersions(0), none);
+  EXPECT_EQ(ataMajorVersions(0xFFFF), none);
+  EXPECT_EQ(ataMajorVersions(0x0200), none);
+  EXPECT_EQ(AtaVersionName(0), none[0]);
+  EXPECT_EQ(AtaVersionName(0xFFFF), none[0]);
+  EXPECT_EQ(AtaVersionName(0x43), "UNRECOGNIZED_VERSION");
+  EXPECT_EQ(VendorFromModel("ST2000"), "Seagate");
+  EXPECT_EQ(VendorFromModel("WD10"), "Western Digital");
+  EXPECT_EQ(VendorFromModel("WDC WD10"), "Wdc");
+  EXPECT_EQ(VendorFromModel("XST1"), "Generic Vendor");
+  EXPECT_EQ(VendorFromModel(""), "Generic Vendor");
+  EXPECT_EQ(VendorFromModel("   "), "Generic Vendor");
+}
+
+TEST_F(AtaProtocolTest, BadIdentifyDataAreRefusedAndProbed) {
+  Bytes wrongSum = identifyPage();
+  wrongSum[3] ^= 1;
+  Bytes packet = identifyPage();
+  packet[1] = 0x80;
+  for (const Bytes& page : {wrongSum, sealed(packet), Bytes(512), Bytes()}) {
+    bridge->expect(IdentifyDevice(nullptr)).returns(page);
+    EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::InvalidDeviceData);
+    bridge->expect(IdentifyDevice(nullptr)).returns(page);
+    EXPECT_FALSE(AtaProtocol::ProbeBridge(*bridge));
+  }
+  Bytes unsealed = identifyPage();
+  unsealed[510] = 0;
+  bridge->expect(IdentifyDevice(nullptr)).returns(unsealed);
+  EXPECT_TRUE(AtaProtocol::ProbeBridge(*bridge));
+  bridge->expect(IdentifyDevice(nullptr)).returns(unsealed).moves(0);
+  EXPECT_FALSE(AtaProtocol::ProbeBridge(*bridge));
+  bridge->expect(IdentifyDevice(nullptr)).returns(unsealed).fails(ProtocolResult::NoDataReturned);
+  EXPECT_FALSE(AtaProtocol::ProbeBridge(*bridge));
+  EXPECT_EQ(protocol.GetProperties(nullptr), ProtocolResult::InvalidArgument);
+}
+
+TEST_F(AtaProtocolTest, FruNumberAndSmartCapabilitiesAreTaken) {
+  Bytes vendorLog(512, '.');
+  const std::string marks = "OST";
+  std::copy(marks.begin(), marks.end(), vendorLog.begin());
+  vendorLog[20] = '8';
+  vendorLog[21] = 'S';
+  std::fill_n(vendorLog.begin() + 110, 30, std::uint8_t{'F'});
+  bridge->expect(IdentifyDevice(nullptr)).returns(identifyPage());
+  for (int i = 0; i < 5; ++i) bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).returns(vendorLog);
+  Bytes smart(512);
+  smart[367] = 0x14;
+  expectSmart(smart);
+  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  EXPECT_EQ(properties.fruPartNumber, std::string(30, 'F'));
+  EXPECT_TRUE(properties.smartDataValid && properties.selfTestAbortSupported);
+  EXPECT_TRUE(properties.selfTestSupported);
+  EXPECT_FALSE(properties.offlineImmediateSupported || properties.conveyanceSupported);
+}
+
+TEST_F(AtaProtocolTest, FailoverRestoresTheCommandAndRemembersWhoWorked) {
+  AtaProtocol two;
+  const auto first = std::make_shared<ScriptedAtaBridge>();
+  const auto second = std::make_shared<ScriptedAtaBridge>();
+  EXPECT_TRUE(two.AddBridge(first));
+  EXPECT_TRUE(two.AddBridge(second));
+  EXPECT_FALSE(two.AddBridge(first));
+
+  first->expect(SmartReturnStatus()).error(0xFF).fails(ProtocolResult::NoDataReturned);
+  second->expect(SmartReturnStatus()).lba(0xF4, 0x2C);
+  std::uint8_t healthy = 9;
+  EXPECT_EQ(two.GetSmartStatus(&healthy), ProtocolResult::Success);
+  EXPECT_EQ(healthy, 0);
+
+  second->expect(SmartReturnStatus()).error(0xFF).fails(ProtocolResult::RegistersUnavailable);
+  first->expect(SmartReturnStatus()).lba(0x4F, 0xC2);
+  EXPECT_EQ(two.GetSmartStatus(&healthy), ProtocolResult::Success);
+  EXPECT_EQ(healthy, 1);
+
+  AtaIdleImmediate idle;
+  first->expect(idle).error(4).fails(ProtocolResult::AccessDenied);
+  second->expect(idle).error(4).fails(ProtocolResult::TransportFailure);
+  EXPECT_EQ(two.SendThroughBridges(idle), ProtocolResult::TransportFailure);
+  EXPECT_EQ(idle.command, 0xE1);
+  first->expect(idle).error(4).fails(ProtocolResult::AccessDenied);
+  second->expect(idle).error(4).fails(ProtocolResult::NoDataReturned);
+  EXPECT_EQ(two.SendThroughBridges(idle), ProtocolResult::NoDataReturned);
+  EXPECT_EQ(idle.command, 0x51);
+  EXPECT_EQ(AtaProtocol().SendThroughBridges(idle), ProtocolResult::Failure);
+}
+
+TEST_F(AtaProtocolTest, ReadsMapTheDrivesVerdict) {
+  EXPECT_EQ(protocol.Read(0, 1, 9, buffer.data(), 512), ProtocolResult::InvalidArgument);
+  identify(identifyPage());
+  const auto read = [&] { return protocol.Read(0x112233445566, 2, 9, buffer.data(), 1024); };
+  const ReadSectorsExt command(0x112233445566, 2, 512, nullptr, 9);
+  bridge->expect(command).returns(Bytes(1024, 7));
+  EXPECT_EQ(read(), ProtocolResult::Success);
+  EXPECT_EQ(buffer[1023], 7);
+  struct Case {
+    std::uint8_t error;
+    ProtocolResult result;
+  };
+  for (const Case& c : {Case{0xC0, ProtocolResult::MediumError},
+                        {0x80, ProtocolResult::InterfaceCrcError},
+                        {0x10, ProtocolResult::DeviceError}}) {
+    bridge->expect(command).error(c.error);
+    EXPECT_EQ(read(), c.result);
+    bridge->expect(command).error(c.error).fails(ProtocolResult::NoDataReturned);
+    EXPECT_EQ(read(), c.result);
+  }
+  bridge->expect(command).fails(ProtocolResult::NoDataReturned);
+  EXPECT_EQ(read(), ProtocolResult::Success);
+  bridge->expect(command).error(0x40).fails(ProtocolResult::TransportFailure);
+  EXPECT_EQ(read(), ProtocolResult::TransportFailure);
+}
+
+TEST_F(AtaProtocolTest, NoRequestIsCutToWhatTheRegistersHold) {
+  identify(identifyPage());
+  EXPECT_EQ(protocol.Read(0, 0, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(protocol.Read(1ULL << 48, 1, 9, buffer.data(), 512), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(protocol.WriteUncorrectable(1ULL << 48), ProtocolResult::InvalidArgument);
+  Bytes narrow = identifyPage();
+  setWord(narrow, 83, 0);
+  identify(sealed(narrow));
+  EXPECT_EQ(protocol.Read(0, 256, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(protocol.Read(1 << 28, 1, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
+  bridge->expect(ReadSectors((1 << 28) - 1, 1, 512, nullptr, 9)).returns(Bytes(512));
+  EXPECT_EQ(protocol.Read((1 << 28) - 1, 1, 9, buffer.data(), 512), ProtocolResult::Success);
+}
+
+TEST_F(AtaProtocolTest, AWriteIdentifiesTheDriveAfresh) {
+  expectIdentify(identifyPage());
+  bridge->expect(WriteSectorsExt(77, 1, 512, nullptr)).carries(Bytes(512, 0x5A));
+  const Bytes data(512, 0x5A);
+  EXPECT_EQ(protocol.Write(77, 1, 0, data.data()), ProtocolResult::Success);
+  expectIdentify(identifyPage());
+  bridge->expect(WriteSectorsExt(77, 1, 512, nullptr)).error(0x40);
+  EXPECT_EQ(protocol.Write(77, 1, 0, data.data()), ProtocolResult::DeviceError);
+  bridge->expect(IdentifyDevice(nullptr)).fails(ProtocolResult::TransportFailure);
+  EXPECT_EQ(protocol.Write(77, 1, 0, data.data()), ProtocolResult::TransportFailure);
+  bridge->expect(WriteUncorrectableExt(77, 1, true)).error(4);
+  EXPECT_EQ(protocol.WriteUncorrectable(77), ProtocolResult::DeviceError);
+}
+
+TEST_F(AtaProtocolTest, SmartPagesGiveTemperatureWearAndAttributes) {
+  const Bytes page = smartPage({{194, 0, 0, 100, 90, 31, 9},
+                                {233, 0, 0, 254, 1},
+                                {233, 0, 0, 88, 77, 1, 2, 3, 4, 5, 6},
+                                {194, 0, 0, 100, 90, 44},
+                                {0, 0, 0, 50},
+                                {5, 0, 0, 0, 1},
+                                {9, 0, 0, 253, 2}});
+  std::uint8_t celsius = 0;
+  expectSmart(page);
+  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
+  EXPECT_EQ(celsius, 44);
+  std::uint32_t wear = ~0U;
+  expectSmart(page);
+  EXPECT_EQ(protocol.GetWearIndicator(&wear), ProtocolResult::Success);
+  EXPECT_EQ(wear, 88U);
+
+  std::vector<SmartAttribute> attributes(1);
+  expectSmart(page);
+  bridge->expect(SmartReadWarrantyThresholds(nullptr))
+      .returns(smartPage({{233, 11}, {1, 2}, {233, 99}, {194, 55}}));
+  EXPECT_EQ(protocol.GetSmartAttributes(&attributes), ProtocolResult::Success);
+  ASSERT_EQ(attributes.size(), 5U);
+  const SmartAttribute wearout = attributes[2];
+  EXPECT_EQ(wearout.id, 233);
+  EXPECT_EQ(wearout.worst, 77);
+  EXPECT_EQ(std::uint32_t{wearout.raw}, 0x04030201U);
+  EXPECT_EQ(wearout.threshold, 11);
+  EXPECT_EQ(attributes[4].id, 9);
+  EXPECT_EQ(attributes[4].threshold, 0);
+}
+
+TEST_F(AtaProtocolTest, SelfTestsTellProgressOutcomeAndRefusal) {
+  Bytes page(512);
+  page[363] = 0xF3;
+  std::uint8_t value = 0;
+  expectSmart(page);
+  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 70);
+  expectSmart(page);
+  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 15);
+  page[363] = 0x0F;
+  expectSmart(page);
+  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 0);
+  // A page that did not come would read as "passed".
+  expectSmart(Bytes(100));
+  value = 77;
+  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::DeviceError);
+  EXPECT_EQ(value, 77);
+
+  const SmartExecuteOffline start(2, 1);
+  bridge->expect(start).error(0x14);
+  EXPECT_EQ(protocol.StartSelfTest(2, 1), ProtocolResult::SelfTestAbortedByDevice);
+  bridge->expect(start).error(0x10);
+  EXPECT_EQ(protocol.StartSelfTest(2, 1), ProtocolResult::SelfTestIdNotFound);
+  bridge->expect(start).error(0x01);
+  EXPECT_EQ(protocol.StartSelfTest(2, 1), ProtocolResult::DeviceError);
+  bridge->expect(SmartExecuteOffline(0x7F, 0));
+  EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Success);
+
+  const std::pair<std::uint8_t, std::uint32_t> modes[] = {{0, 0},    {1, 0},    {0x80, 1},
+                                                          {0x83, 1}, {0xFF, 2}, {0x84, 3}};
+  for (const auto& [count, expected] : modes) {
+    std::uint32_t mode = 99;
+    bridge->expect(AtaCheckPowerMode()).count(count);
+    EXPECT_EQ(protocol.GetPowerMode(&mode), ProtocolResult::Success);
+    EXPECT_EQ(mode, expected);
+  }
+}
+
+TEST_F(AtaProtocolTest, WithoutAVerdictOfTheDriveThePlatformIsAsked) {
+  std::uint8_t healthy = 9;
+  bridge->expect(SmartReturnStatus()).lba(0x4F, 0x2C);
+  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
+  bridge->expect(SmartReturnStatus()).lba(0x4F, 0xC2).error(4);
+  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
+  EXPECT_EQ(healthy, 9);
+}
+
+TEST_F(AtaProtocolTest, ALogPageThatStaysBadIsSkipped) {
+  Bytes good(512);
+  good[0] = 1;
+  good = sealed(good);
+  Bytes third(512, 0x40);
+  Bytes bad(512);
+  bad[7] = 1;
+  const auto page = [&](std::uint16_t number) -> ScriptedAtaBridge::Step& {
+    return bridge->expect(ReadLogExt(3, 1, nullptr, number));
+  };
+  page(0).returns(third);  // sums up, but no first page
+  page(0).returns(good);
+  for (int i = 0; i < 5; ++i) page(1).returns(bad);
+  page(2).returns(third);
+  std::uint16_t pagesRead = 9;
+  EXPECT_EQ(protocol.ReadLog(3, 3, buffer.data(), &pagesRead), ProtocolResult::Success);
+  EXPECT_EQ(pagesRead, 2);
+  EXPECT_EQ(Bytes(buffer.begin() + 512, buffer.begin() + 1024), third);
+
+  page(0).fails(ProtocolResult::AccessDenied);
+  EXPECT_EQ(protocol.ReadLog(3, 2, buffer.data(), &pagesRead), ProtocolResult::AccessDenied);
+  EXPECT_EQ(pagesRead, 0);
+  EXPECT_EQ(protocol.ReadLog(3, 0, buffer.data(), &pagesRead), ProtocolResult::Success);
+  EXPECT_EQ(protocol.ReadLog(2, 256, buffer.data(), &pagesRead), ProtocolResult::Success);
+  bridge->expect(SmartReadLog(2, 2, nullptr)).returns(third);
+  EXPECT_EQ(protocol.ReadLog(2, 2, buffer.data(), &pagesRead), ProtocolResult::DeviceError);
+  EXPECT_EQ(protocol.ReadLog(2, 2, nullptr, &pagesRead), ProtocolResult::InvalidArgument);
+}
+
+TEST_F(AtaProtocolTest, TheFirstFailedAddressOfTheExtendedLogIsFoundByItsIndex) {
+  expectDirectory(1, 2);
+  struct Case {
+    std::uint16_t index;
+    ProtocolResult result;
+    std::size_t page, offset;
+  };
+  const auto failure = ProtocolResult::Failure;
+  for (const Case& c : {Case{19, ProtocolResult::Success, 0, 4 + 26 * 18},
+                        {20, ProtocolResult::Success, 1, 4},
+                        {39, failure, 1, 4},
+                        {0xFFFF, failure, 1, 4},
+                        {0, failure, 1, 4}}) {
+    Bytes pages[2] = {Bytes(512), Bytes(512)};
+    pages[0][0] = 1;
+    storeLe16(&pages[0][2], c.index);
+    for (std::size_t i = 0; i < 6; ++i)
+      pages[c.page][c.offset + 5 + i] = static_cast<std::uint8_t>(i + 1);
+    bridge->expect(ReadLogExt(7, 1, nullptr, 0)).returns(sealed(pages[0]));
+    bridge->expect(ReadLogExt(7, 1, nullptr, 1)).returns(sealed(pages[1]));
+    std::uint64_t lba = 5;
+    EXPECT_EQ(protocol.GetFirstFailedLba(&lba), c.result) << c.index;
+    EXPECT_EQ(lba, succeeded(c.result) ? 0x060504030201U : 5U);
+  }
+}
+
+TEST_F(AtaProtocolTest, ALogThatClaimsUnreachablePagesIsNotRead) {
+  expectDirectory(1, 0xFFFF);
+  std::uint64_t lba = 5;
+  EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
+  EXPECT_EQ(protocol.GetLogPageCount(7), 0xFFFF);
+  EXPECT_EQ(protocol.GetLogPageCount(9), 0);
+}
+
+TEST_F(AtaProtocolTest, TheShortSelfTestLogServesDrivesWithoutTheExtendedOne) {
+  expectDirectory(1, 0);
+  for (const int index : {1, 21, 0, 22, 255}) {
+    Bytes page(512);
+    page[0] = 1;
+    page[508] = static_cast<std::uint8_t>(index);
+    const bool valid = index >= 1 && index <= 21;
+    if (valid) storeLe32(&page[static_cast<std::size_t>(24 * index - 17)], 0x11223344);
+    bridge->expect(SmartReadLog(6, 1, nullptr)).returns(sealed(page));
+    std::uint64_t lba = 5;
+    EXPECT_EQ(protocol.GetFirstFailedLba(&lba),
+              valid ? ProtocolResult::Success : ProtocolResult::Failure);
+    EXPECT_EQ(lba, valid ? 0x11223344U : 5U);
+  }
+}
+
+}  // namespace
+}  // namespace ostria::storage::test

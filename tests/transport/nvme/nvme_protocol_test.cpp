@@ -1,0 +1,169 @@
+#include "transport/nvme/nvme_protocol.h"
+
+#include <gtest/gtest.h>
+
+#include "base/byte_order.h"
+#include "tests/support/scripted_nvme_bridge.h"
+
+namespace ostria::storage::testing {
+namespace {
+
+constexpr std::uint32_t everyNamespace = 0xFFFFFFFF;
+
+class NvmeProtocolTest : public ::testing::Test {
+ protected:
+  NvmeProtocolTest() { protocol.AddBridge(bridge); }
+
+  std::shared_ptr<ScriptedNvmeBridge> bridge = std::make_shared<ScriptedNvmeBridge>();
+  NvmeProtocol protocol{DeviceHandle(3), ""};
+  StorageProtocolProperties properties;
+};
+
+TEST_F(NvmeProtocolTest, GeometryComesFromTheFirstActiveNamespaceAndDirtyTextIsCleaned) {
+  bridge->identify(controllerData("  S\x01N\xC3 7", "A MODEL\0X", 0x10));
+  bridge->namespaceList({0, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0, 6});
+  bridge->identifyNamespace(5, namespaceData(9000, 8000, 12, 0x13));
+  Bytes vendor(512, '.');
+  std::fill_n(vendor.begin() + 110, 30, std::uint8_t{'P'});
+  bridge->log(0xDF, 512, vendor);
+
+  EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  EXPECT_EQ(properties.serialNumber, "S?N? 7");
+  EXPECT_EQ(properties.modelNumber, "A MODEL");
+  EXPECT_EQ(properties.logicalSectorSize, 4096u);
+  EXPECT_EQ(properties.totalSectors, 8000u);
+  EXPECT_EQ(properties.fruPartNumber, std::string(30, 'P'));
+  EXPECT_TRUE(properties.selfTestSupported);
+  EXPECT_TRUE(properties.smartEnabled);
+}
+
+TEST_F(NvmeProtocolTest, NamespaceManagementAsksForTheCommonGeometryFirst) {
+  bridge->identify(controllerData("S", "M", 0x08));
+  bridge->identifyNamespace(everyNamespace, namespaceData(0, 0, 9));
+  bridge->namespaceList({1});
+  bridge->identifyNamespace(1, namespaceData(100, 100, 9));
+  bridge->expect({2, everyNamespace, 0x007F00DF, {}, ProtocolResult::Failure});
+  EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  EXPECT_EQ(properties.totalSectors, 100u);
+  EXPECT_EQ(properties.fruPartNumber, "");
+  EXPECT_FALSE(properties.selfTestSupported);
+}
+
+TEST_F(NvmeProtocolTest, UnusableGeometryIsAnErrorThatKeepsTheIdentity) {
+  const std::vector<Bytes> namespaces{namespaceData(0, 500, 9), namespaceData(500, 0, 9),
+                                      namespaceData(500, 500, 255), namespaceData(500, 500, 32)};
+  for (const Bytes& data : namespaces) {
+    bridge->identify(controllerData("SERIAL"));
+    bridge->namespaceList({1});
+    bridge->identifyNamespace(1, data);
+    properties = {};
+    EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::DeviceError);
+    EXPECT_EQ(properties.serialNumber, "SERIAL");
+    EXPECT_EQ(properties.logicalSectorSize, 0u);
+  }
+  std::uint8_t buffer[512];
+  EXPECT_EQ(protocol.Read(0, 1, 10, buffer, sizeof buffer), ProtocolResult::InvalidArgument);
+}
+
+TEST_F(NvmeProtocolTest, ReadSendsTheWholeCommandAndKeepsToItsBuffer) {
+  bridge->identify(controllerData("S"));
+  bridge->namespaceList({1});
+  bridge->identifyNamespace(1, namespaceData(1, 1, 9));
+  bridge->log(0xDF, 512, {});
+  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+
+  Bytes buffer(1024);
+  bridge->expect({2, 1, 0x55667788, Bytes(1024, 0xAB)});
+  EXPECT_EQ(protocol.Read(0x1122334455667788, 2, 10, buffer.data(), 1024), ProtocolResult::Success);
+  EXPECT_EQ(buffer, Bytes(1024, 0xAB));
+  const auto& image = bridge->sent.back();
+  EXPECT_EQ(loadLe64(&image[24]), reinterpret_cast<std::uintptr_t>(buffer.data()));
+  EXPECT_EQ(loadLe64(&image[40]), 0x1122334455667788u);
+  EXPECT_EQ(loadLe32(&image[48]), 1u);  // sectors less one, no FUA
+
+  EXPECT_EQ(protocol.Read(0, 3, 10, buffer.data(), 1024), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(protocol.Read(0, 0, 10, buffer.data(), 1024), ProtocolResult::InvalidArgument);
+}
+
+TEST_F(NvmeProtocolTest, HealthLogGivesTemperatureAndWear) {
+  Bytes health(512);
+  health[1] = 0x2E;  // 302 K
+  health[2] = 0x01;
+  health[5] = 120;
+  bridge->log(2, 512, health);
+  bridge->log(2, 512, health);
+  std::uint8_t celsius = 0;
+  std::uint32_t left = 0xFFFFFFFF;
+  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
+  EXPECT_EQ(celsius, 29);
+  EXPECT_EQ(protocol.GetWearIndicator(&left), ProtocolResult::Success);
+  EXPECT_EQ(left, 0u);
+
+  const ScriptedNvmeBridge::Step failing{
+      2, everyNamespace, 0x007F0002, {}, ProtocolResult::TransportFailure};
+  bridge->expect(failing);
+  bridge->expect(failing);
+  left = 0xFFFFFFFF;
+  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
+  EXPECT_EQ(celsius, 29);
+  EXPECT_EQ(protocol.GetWearIndicator(&left), ProtocolResult::DeviceError);
+  EXPECT_EQ(left, 0xFFFFFFFF);
+}
+
+TEST_F(NvmeProtocolTest, SelfTestLogTellsProgressOutcomeAndOperation) {
+  Bytes running(564);
+  running[0] = 0xF2;
+  running[1] = 0x80 | 37;
+  running[4] = 0x27;
+  for (int i = 0; i < 3; ++i) bridge->log(6, 564, running);
+  std::uint8_t value = 0;
+  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 37);
+  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 7);
+  EXPECT_EQ(protocol.GetSelfTestOperation(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 2);
+
+  bridge->log(6, 564, Bytes(564));
+  bridge->expect({2, everyNamespace, 0x008C0006, {}, ProtocolResult::TransportFailure});
+  bridge->expect({0x14, everyNamespace, 2, {}});
+  bridge->expect({0x14, everyNamespace, 15, {}});
+  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Failure);
+  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::TransportFailure);
+  EXPECT_EQ(protocol.StartSelfTest(0xF2, 0), ProtocolResult::Success);
+  EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Success);
+}
+
+TEST_F(NvmeProtocolTest, BridgeThatWorkedIsAskedFirstFromThenOn) {
+  const auto second = std::make_shared<ScriptedNvmeBridge>();
+  EXPECT_TRUE(protocol.AddBridge(second));
+  EXPECT_FALSE(protocol.AddBridge(bridge));
+  protocol.SetPathId(9);
+  bridge->expect({0x14, everyNamespace, 1, {}, ProtocolResult::TransportFailure});
+  second->expect({0x14, everyNamespace, 1, {}});
+  second->expect({0x14, everyNamespace, 1, {}});
+  EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
+  EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
+  EXPECT_EQ(second->pathIds, (Bytes{9, 9}));
+  EXPECT_EQ(NvmeProtocol(DeviceHandle(3), "").StartSelfTest(1, 0), ProtocolResult::Failure);
+}
+
+TEST_F(NvmeProtocolTest, NewPathSkipsDeadEmptyAndKnownDrives) {
+  bridge->expect({6, 0, 1, {}, ProtocolResult::Failure});
+  bridge->identify(Bytes(4096));  // refused by the controller, carried by the road
+  bridge->identify(controllerData("KNOWN"));
+  bridge->identify(controllerData(std::string("NEW\0", 4)));
+  std::uint8_t id = 0;
+  std::string serial;
+  const std::string known = "KNOWN" + std::string(15, ' ');
+  EXPECT_TRUE(NvmeProtocol::FindNewPath(*bridge, {"OTHER", known}, &id, &serial));
+  EXPECT_EQ(id, 3);
+  EXPECT_EQ(serial, "NEW");
+  EXPECT_EQ(bridge->pathIds, (Bytes{0, 1, 2, 3}));
+
+  for (int i = 0; i < 256; ++i) bridge->identify(controllerData("KNOWN"));
+  EXPECT_FALSE(NvmeProtocol::FindNewPath(*bridge, {known}, &id, &serial));
+}
+
+}  // namespace
+}  // namespace ostria::storage::testing

@@ -1,0 +1,383 @@
+#include "transport/scsi/scsi_protocol.h"
+
+#include <gtest/gtest.h>
+
+#include "base/byte_order.h"
+#include "tests/support/scripted_scsi_bridge.h"
+#include "transport/nvme/nvme_scsi_protocol.h"
+#include "transport/scsi/scsi_sense.h"
+#include "transport/smart_names.h"
+
+namespace ostria::storage::test {
+namespace {
+
+constexpr std::uint64_t kFourG = 1ULL << 32;
+
+Bytes capacity16(std::uint64_t sectors, std::uint32_t size, std::uint8_t exponent = 0) {
+  Bytes data(32);
+  storeBe64(&data[0], sectors - 1);
+  storeBe32(&data[8], size);
+  data[13] = static_cast<std::uint8_t>(0xF0 | exponent);
+  return data;
+}
+Bytes inquiry() {
+  Bytes data(64);
+  data[2] = 6;
+  const std::string identity =
+      std::string("ACME    ") + std::string("Disk 9\0garbage..", 16) + "R1.0";
+  std::copy(identity.begin(), identity.end(), data.begin() + 8);
+  storeBe16(&data[58], 0x0460);
+  storeBe16(&data[60], 0xFFFE);
+  storeBe16(&data[62], 0x0BF5);
+  return data;
+}
+
+class ScsiProtocolTest : public testing::Test {
+ protected:
+  ScsiProtocolTest() { protocol.AddBridge(bridge); }
+
+  /// A device of which only the capacity is known.
+  void expectIdentity(const Bytes& capacity) {
+    bridge->expect(Inquiry(nullptr, 64)).in(64).status(8);
+    bridge->expect(ReadCapacity16(nullptr)).in(32).returns(capacity);
+    bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).in(64).fails(ProtocolResult::TransportFailure);
+  }
+  void identify(const Bytes& capacity) {
+    expectIdentity(capacity);
+    properties.busKind = StorageBusKind::Usb;
+    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  }
+  ProtocolResult read(std::uint64_t lba) { return protocol.Read(lba, 1, 5, buffer.data(), 512); }
+
+  std::shared_ptr<ScriptedScsiBridge> bridge = std::make_shared<ScriptedScsiBridge>();
+  ScsiProtocol protocol;
+  StorageProtocolProperties properties;
+  Bytes buffer = Bytes(4096);
+};
+
+TEST(ScsiSense, IsDecodedWithinTheBytesThatAreThere) {
+  struct Case {
+    Bytes raw;
+    ProtocolResult result;
+    std::uint8_t key, asc, ascq;
+    Bytes specific;
+  };
+  Bytes fixed = fixedSense(0xE3, 0x11, 4);
+  fixed[0] = 0xF1;
+  fixed[15] = 0x80, fixed[16] = 2, fixed[17] = 3;
+  const auto ok = ProtocolResult::Success;
+  const auto bad = ProtocolResult::CommandUnusable;
+  const Case cases[] = {
+      {fixed, ok, 3, 0x11, 4, {0x80, 2, 3}},
+      {Bytes(fixed.begin(), fixed.begin() + 14), ok, 3, 0x11, 4, {}},
+      {Bytes(fixed.begin(), fixed.begin() + 13), bad, 0, 0, 0, {}},
+      {{0x72, 0xF5, 0x24, 1}, ok, 5, 0x24, 1, {}},
+      {{0x72, 0, 4, 9, 0, 0, 0, 8, 2, 6, 0, 0, 0x80, 0x40, 0, 0}, ok, 0, 4, 9, {0x80, 0x40, 0}},
+      {{0x73, 0, 4, 9, 0, 0, 0, 16, 3, 2, 0, 0, 2, 6, 0, 0, 7, 8, 9, 0}, ok, 0, 4, 9, {7, 8, 9}},
+      {{0x72, 0, 4, 9, 0, 0, 0, 0, 2, 6, 0, 0, 1, 2, 3}, ok, 0, 4, 9, {}},
+      {{0x72, 0, 4, 9, 0, 0, 0, 255, 2, 6, 0, 0, 1, 2}, ok, 0, 4, 9, {}},
+      {{0x72, 0, 4, 9, 0, 0, 0, 255, 0, 255, 0, 0}, ok, 0, 4, 9, {}},
+      {{0x7F, 0, 5}, bad, 0, 0, 0, {}},
+      {{}, bad, 0, 0, 0, {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.raw));
+    ScsiSense sense;
+    ASSERT_EQ(sense.Decode(c.raw), c.result);
+    if (!succeeded(c.result)) continue;
+    EXPECT_EQ(sense.GetSenseKey(), c.key);
+    EXPECT_EQ(sense.GetAsc(), c.asc);
+    EXPECT_EQ(sense.GetAscq(), c.ascq);
+    ScsiSense::DescriptorBytes bytes{};
+    const bool has = succeeded(sense.GetDescriptor(ScsiSense::kSenseKeySpecific, bytes));
+    EXPECT_EQ(has ? Bytes(bytes.begin(), bytes.end()) : Bytes(), c.specific);
+  }
+}
+
+TEST_F(ScsiProtocolTest, AProbeWantsDataOrSenseOtherThanARefusal) {
+  const auto probe = [&](auto change) {
+    change(bridge->expect({0x12, 0, 0, 0, 64, 0}).in(64));
+    return ScsiProtocol::ProbeBridge(*bridge);
+  };
+  using Step = ScriptedScsiBridge::Step;
+  EXPECT_TRUE(probe([](Step& s) { s.returns(Bytes(5)); }));
+  EXPECT_FALSE(probe([](Step& s) { s.returns(Bytes(4)); }));
+  EXPECT_TRUE(probe([](Step& s) { s.senses(fixedSense(2)); }));
+  EXPECT_FALSE(probe([](Step& s) { s.senses(fixedSense(5)); }));
+  EXPECT_FALSE(probe([](Step& s) { s.senses({0x7F}); }));
+  EXPECT_FALSE(probe([](Step& s) { s.fails(ProtocolResult::TransportFailure); }));
+}
+
+TEST_F(ScsiProtocolTest, PropertiesAreGatheredFromInquiryCapacityAndModePage) {
+  bridge->expect({0x12, 0, 0, 0, 64, 0}).in(64).returns(inquiry());
+  Bytes serial(4 + 100, 'S');
+  serial[3] = 100;
+  bridge->expect({0x12, 1, 0x80, 0, 64, 0}).in(64).returns(serial);
+  bridge->expect({0x12, 1, 0x80, 0, 104, 0}).in(104).returns(serial);
+  bridge->expect({0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0})
+      .in(32)
+      .returns(capacity16(kFourG + 5, 512, 3));
+  bridge->expect({0x12, 1, 0xB1, 0, 64, 0}).in(64).returns({0, 0xB1, 0, 60, 0x1C, 0x20});
+  bridge->expect({0x1A, 8, 0x1C, 0, 32, 0}).in(32).senses(fixedSense(5, 0x20));
+  Bytes mode(20);
+  mode[8] = 0x9C;
+  mode[11] = 4;
+  bridge->expect({0x5A, 8, 0x1C, 0, 0, 0, 0, 0, 32, 0}).in(32).returns(mode);
+  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  EXPECT_EQ(properties.vendor, "ACME    ");
+  EXPECT_EQ(properties.modelNumber, "Disk 9");
+  EXPECT_EQ(properties.firmwareRevision, "R1.0");
+  EXPECT_EQ(properties.serialNumber, std::string(100, 'S'));
+  EXPECT_EQ(properties.standardVersion, "SCSI Primary Commands 4 - SPC-4");
+  EXPECT_EQ(properties.standards, (std::vector<std::string>{"SPC-4", "SAS T10/1562-D rev4"}));
+  EXPECT_EQ(properties.totalSectors, kFourG + 5);
+  EXPECT_EQ(properties.physicalSectorSize, 4096U);
+  EXPECT_EQ(properties.rotationRate, 7200);
+  EXPECT_TRUE(properties.smartSupported && properties.smartEnabled);
+  EXPECT_EQ(protocol.GetProperties(nullptr), ProtocolResult::Failure);
+}
+
+TEST_F(ScsiProtocolTest, CapacityStepsDownAndItsFailureIsTheResult) {
+  const Bytes cdb10 = {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  const std::pair<Bytes, ProtocolResult> cases[] = {
+      {{0, 0, 0, 9, 0, 0, 2, 0}, ProtocolResult::Success},
+      {{0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 2, 0}, ProtocolResult::Failure},
+      {{0, 0, 0, 9}, ProtocolResult::InvalidDeviceData}};
+  for (const auto& [answer, result] : cases) {
+    bridge->expect(Inquiry(nullptr, 64)).returns(Bytes(35));  // too short to believe
+    bridge->expect(ReadCapacity16(nullptr)).senses(fixedSense(5, 0x20));
+    bridge->expect(cdb10).in(8).returns(answer);
+    // Sense data and too short a page: the rotation rate stays unknown.
+    if (succeeded(result))
+      bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).returns({0, 0xB1, 0, 60, 0});
+    StorageProtocolProperties usb;
+    usb.busKind = StorageBusKind::Usb;
+    EXPECT_EQ(protocol.GetProperties(&usb), result);
+    EXPECT_EQ(usb.totalSectors, 10U);
+    EXPECT_FALSE(usb.smartSupported);
+  }
+}
+
+TEST_F(ScsiProtocolTest, ReadsStepDownForGood) {
+  EXPECT_EQ(read(0), ProtocolResult::InvalidArgument);
+  identify(capacity16(kFourG, 512));
+  bridge->expect({0x88, 0x18, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1, 0, 0})
+      .in(512)
+      .senses(fixedSense(5, 0x20));
+  bridge->expect({0xA8, 0x18, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1, 0, 0})
+      .in(512)
+      .returns(Bytes(512, 6));
+  EXPECT_EQ(read(0xFFFFFFFF), ProtocolResult::Success);
+  EXPECT_EQ(buffer[511], 6);
+  // From here on READ(16) is not sent any more, and no address is cut.
+  EXPECT_EQ(read(kFourG), ProtocolResult::CommandUnusable);
+  bridge->expect(Read12(nullptr, 7, 1, 512)).in(512).senses({0x7F});
+  bridge->expect({0x28, 0x18, 0, 0, 0, 7, 0, 0, 1, 0}).in(512).senses(fixedSense(5, 0x21));
+  EXPECT_EQ(read(7), ProtocolResult::CommandRejected);
+  bridge->expect(Read10(nullptr, 8, 1, 512)).in(512).returns(Bytes(512));
+  EXPECT_EQ(read(8), ProtocolResult::Success);
+}
+
+TEST_F(ScsiProtocolTest, ALargeDeviceThatRefusesLongCommandsIsUnusable) {
+  identify(capacity16(kFourG + 1, 512));
+  for (int i = 0; i < 2; ++i) {
+    bridge->expect(Read16(nullptr, 3, 1, 512)).in(512).senses(fixedSense(5));
+    EXPECT_EQ(read(3), ProtocolResult::CommandUnusable);
+  }
+  bridge->expect(Write16(nullptr, 3, 1, 512)).senses(fixedSense(7));
+  EXPECT_EQ(protocol.Write(3, 1, 0, buffer.data()), ProtocolResult::CommandUnusable);
+}
+
+TEST_F(ScsiProtocolTest, SenseOfAReadTellsItsError) {
+  identify(capacity16(1000, 512));
+  struct Case {
+    Bytes sense;
+    ProtocolResult result;
+  };
+  for (const Case& c : {Case{fixedSense(3), ProtocolResult::MediumError},
+                        {fixedSense(4), ProtocolResult::MediumError},
+                        {fixedSense(0x0E), ProtocolResult::MediumError},
+                        {fixedSense(0, 0x11), ProtocolResult::MediumError},
+                        {fixedSense(0x0B, 0x47, 5), ProtocolResult::InterfaceCrcError},
+                        {fixedSense(0x0B, 0x47, 6), ProtocolResult::Success},
+                        {fixedSense(1, 0x17), ProtocolResult::Success}}) {
+    bridge->expect(Read16(nullptr, 3, 1, 512)).senses(c.sense).claimsSense(~0ULL);
+    EXPECT_EQ(read(3), c.result);
+  }
+}
+
+TEST_F(ScsiProtocolTest, WritesTryAllLengthsEachTime) {
+  identify(capacity16(kFourG, 512));
+  buffer.assign(512, 0x77);
+  for (int i = 0; i < 2; ++i) {
+    bridge->expect({0x8A, 8, 0, 0, 0, 0, 0, 0, 1, 2, 0, 0, 0, 1, 0, 0})
+        .carries(buffer)
+        .fails(ProtocolResult::TransportFailure);
+    bridge->expect({0xAA, 8, 0, 0, 1, 2, 0, 0, 0, 1, 0, 0}).carries(buffer).senses(fixedSense(5));
+    bridge->expect({0x2A, 8, 0, 0, 1, 2, 0, 0, 1, 0}).carries(buffer).within(180);
+    EXPECT_EQ(protocol.Write(0x102, 1, 0, buffer.data()), ProtocolResult::Success);
+  }
+  bridge->expect(Write16(nullptr, kFourG + 2, 1, 512)).senses(fixedSense(5, 0x21));
+  EXPECT_EQ(protocol.Write(kFourG + 2, 1, 0, buffer.data()), ProtocolResult::CommandUnusable);
+}
+
+TEST_F(ScsiProtocolTest, DisablingSmartRestoresWhatTheDriveHad) {
+  Bytes had(16);
+  had[4] = 0x9C;
+  had[6] = 0x18;
+  had[7] = 0x01;
+  Bytes enabled = had;
+  enabled[6] = 0x10;
+  enabled[7] = 0x07;
+  const Bytes sense = {0x1A, 8, 0x1C, 0, 32, 0};
+  const Bytes select = {0x15, 0x11, 0, 0, 16, 0};
+  bridge->expect(sense).in(32).returns(had);
+  bridge->expect(select).carries(enabled);
+  EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::Success);
+  bridge->expect(sense).in(32).returns(enabled);
+  bridge->expect(select).carries(had);
+  EXPECT_EQ(protocol.SetSmartEnabled(0), ProtocolResult::Success);
+}
+
+TEST_F(ScsiProtocolTest, NothingUnknownIsWrittenBackAsSmartState) {
+  const Bytes sense6 = {0x1A, 8, 0x1C, 0, 32, 0};
+  const Bytes sense10 = {0x5A, 8, 0x1C, 0, 0, 0, 0, 0, 32, 0};
+  Bytes otherPage(16);
+  otherPage[4] = 0x08;
+  Bytes withDescriptor(28);
+  withDescriptor[7] = 8;
+  withDescriptor[8] = 0x1C;
+  bridge->expect(sense6).in(32).returns(otherPage);
+  bridge->expect(sense10).in(32).returns(withDescriptor);
+  EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::InvalidDeviceData);
+
+  // The failed try saved nothing, so that disabling leaves the drive as it is.
+  Bytes mode(20);
+  mode[8] = 0x1C;
+  mode[10] = 0x08;
+  mode[11] = 0x03;
+  bridge->expect(sense6).in(32).status(2);
+  bridge->expect(sense10).in(32).returns(mode);
+  bridge->expect({0x55, 0x10, 0, 0, 0, 0, 0, 0, 20, 0}).carries(mode);
+  EXPECT_EQ(protocol.SetSmartEnabled(0), ProtocolResult::Success);
+}
+
+TEST_F(ScsiProtocolTest, HealthComesFromTheLogPageThenFromRequestSense) {
+  const Bytes log = {0x4D, 0, 0x6F, 0, 0, 0, 0, 0, 252, 0};
+  const Bytes request = {3, 0, 0, 0, 252, 0};
+  Bytes failing = {0x2F, 0, 0, 7, 0, 0, 0, 4, 0x5D, 0, 30};
+  Bytes healthyPage = failing;
+  healthyPage[8] = 0;
+  std::uint8_t healthy = 9;
+  bridge->expect(log).in(252).returns(failing);
+  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
+  EXPECT_EQ(healthy, 0);
+
+  bridge->expect(log).in(252).returns(healthyPage);
+  bridge->expect(request).in(252).returns(fixedSense(0));
+  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
+  EXPECT_EQ(healthy, 1);
+
+  bridge->expect(log).in(252).senses(fixedSense(5));
+  bridge->expect(request).in(252).returns(fixedSense(0, 0x5D));
+  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
+  EXPECT_EQ(healthy, 0);
+
+  // A page longer than the buffer is asked for again in its size; the rest is up to the platform.
+  Bytes longPage = failing;
+  longPage[2] = longPage[3] = 0xFF;
+  bridge->expect(log).in(252).returns(longPage);
+  bridge->expect({0x4D, 0, 0x6F, 0, 0, 0, 0, 0xFF, 0xFF, 0}).in(0xFFFF).returns(Bytes(8));
+  bridge->expect(request).in(252).returns(Bytes(6, 0x70));
+  healthy = 9;
+  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
+  EXPECT_EQ(healthy, 9);
+}
+
+TEST_F(ScsiProtocolTest, SelfTestsAndTemperatureAreReadAsFarAsTheDeviceAnswers) {
+  bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).senses(fixedSense(4));
+  EXPECT_EQ(protocol.StartSelfTest(0, 0), ProtocolResult::Success);
+  EXPECT_EQ(protocol.GetLastDiagnosticStatus(), 2);
+  bridge->expect({0x1D, 0x80, 0, 0, 0, 0}).status(8);
+  EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Failure);
+
+  std::uint8_t value = 99;
+  Bytes running = fixedSense(2, 4, 9);
+  running[15] = 0x80, running[16] = 0x80, running[17] = 1;
+  bridge->expect({3, 0, 0, 0, 252, 0}).in(252).returns(running);
+  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 50);
+  for (const Bytes& answer : {Bytes{0x72, 0, 4, 9, 0, 0, 0, 0}, fixedSense(3), Bytes()}) {
+    bridge->expect(RequestSense(nullptr, 252)).in(252).returns(answer);
+    EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Failure);
+  }
+
+  const Bytes selfTestLog = {0x4D, 0, 0x50, 0, 0, 0, 0, 0, 252, 0};
+  Bytes page(24);
+  page[8] = 0x27;
+  storeBe64(&page[12], 0x123456789A);
+  bridge->expect(selfTestLog).in(252).returns(page);
+  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
+  EXPECT_EQ(value, 7);
+  std::uint64_t lba = 0;
+  bridge->expect(selfTestLog).in(252).returns(page);
+  EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Success);
+  EXPECT_EQ(lba, 0x123456789AU);
+  std::fill_n(page.begin() + 12, 8, std::uint8_t{0xFF});
+  bridge->expect(selfTestLog).in(252).returns(page);
+  EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
+  EXPECT_EQ(lba, ~0ULL);
+  bridge->expect(selfTestLog).in(252).returns(Bytes(8));
+  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Failure);
+
+  for (const int celsius : {41, 255}) {
+    Bytes temperature(16);
+    temperature[9] = static_cast<std::uint8_t>(celsius);
+    bridge->expect({0x4D, 0, 0x4D, 0, 0, 0, 0, 0, 252, 0}).in(252).returns(temperature);
+    EXPECT_EQ(protocol.GetTemperature(&value),
+              celsius == 41 ? ProtocolResult::Success : ProtocolResult::Failure);
+    EXPECT_EQ(value, 41);
+  }
+}
+
+TEST_F(ScsiProtocolTest, FailoverAndWhatScsiDoesNotKnow) {
+  ScsiProtocol empty;
+  RequestSense command(buffer.data(), 252);
+  EXPECT_EQ(empty.SendThroughBridges(command), ProtocolResult::CommandRejected);
+  const auto second = std::make_shared<ScriptedScsiBridge>();
+  EXPECT_TRUE(protocol.AddBridge(second));
+  EXPECT_FALSE(protocol.AddBridge(second));
+  bridge->expect(command).fails(ProtocolResult::TransportFailure);
+  second->expect(command);
+  EXPECT_EQ(protocol.SendThroughBridges(command), ProtocolResult::Success);
+  const RequestSense again(nullptr, 252);
+  second->expect(again);
+  RequestSense next(buffer.data(), 252);
+  EXPECT_EQ(protocol.SendThroughBridges(next), ProtocolResult::Success);
+  std::uint32_t mode = 77;
+  EXPECT_EQ(protocol.GetPowerMode(&mode), ProtocolResult::Success);
+  EXPECT_EQ(mode, 77U);
+}
+
+TEST_F(ScsiProtocolTest, NvmeBehindScsiHasSmartInTheCacheOnly) {
+  NvmeScsiProtocol nvme;
+  nvme.AddBridge(bridge);
+  expectIdentity(capacity16(1000, 512));
+  properties.busKind = StorageBusKind::Usb;
+  EXPECT_EQ(nvme.GetProperties(&properties), ProtocolResult::Success);
+  EXPECT_FALSE(properties.smartSupported);
+  EXPECT_EQ(nvme.GetCachedProperties(&properties), ProtocolResult::Success);
+  EXPECT_TRUE(properties.smartSupported);
+  EXPECT_EQ(nvme.SetSmartEnabled(1), ProtocolResult::Success);
+}
+
+TEST(SmartNames, AreFoundByIdAndOffset) {
+  EXPECT_EQ(smartAttributeName(241), "Total LBAs Written ");
+  EXPECT_EQ(smartAttributeName(254), "Free Fall Sensor");
+  EXPECT_EQ(smartAttributeName(255), "vendor_specific");
+  EXPECT_EQ(nvmeSmartFieldName(214), "Temperature Sensor 8");
+  EXPECT_EQ(nvmeSmartFieldName(2), "");
+}
+
+}  // namespace
+}  // namespace ostria::storage::test

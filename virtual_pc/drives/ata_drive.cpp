@@ -1,0 +1,184 @@
+#include "virtual_pc/drives/ata_drive.h"
+
+#include <algorithm>
+
+#include "base/byte_order.h"
+
+namespace ostria::virtual_pc {
+
+AtaDrive::AtaDrive(const DriveDescription& description, const Clock& clock, BlockMedium& medium)
+    : description_(description),
+      medium_(medium),
+      smart_(description, clock, medium),
+      power_(description.power) {}
+
+void AtaDrive::perform(AtaExchange& exchange) {
+  constexpr std::uint64_t Overhead = 50;
+  exchange.durationMicroseconds = Overhead;
+  switch (exchange.in.command) {
+    case 0xEC:
+      return identify(exchange);
+    case 0x20:  // READ SECTOR(S)
+    case 0xC4:  // READ MULTIPLE
+    case 0xC8:  // READ DMA
+      return access(exchange, Access::Read, false);
+    case 0x24:
+    case 0x25:
+    case 0x29:
+      return access(exchange, Access::Read, true);
+    case 0x40:
+      return access(exchange, Access::Verify, false);
+    case 0x42:
+      return access(exchange, Access::Verify, true);
+    case 0x30:
+    case 0xC5:
+    case 0xCA:
+      return access(exchange, Access::Write, false);
+    case 0x34:
+    case 0x35:
+    case 0x39:
+    case 0x3D:  // WRITE DMA FUA EXT
+      return access(exchange, Access::Write, true);
+    case 0x45:
+      return writeUncorrectable(exchange);
+    case 0x2F:
+    case 0x47:
+      return readLogExt(exchange);
+    case 0xB0:
+      return smart_.perform(exchange);
+    case 0xE5:
+    case 0x98:
+      return checkPowerMode(exchange);
+    case 0xE1:  // IDLE IMMEDIATE
+    case 0xE3:  // IDLE
+      wake(exchange);
+      power_ = PowerState::Idle;
+      return;
+    case 0xE0:  // STANDBY IMMEDIATE
+    case 0xE2:  // STANDBY
+      power_ = PowerState::Standby;
+      return;
+    case 0xE7:  // FLUSH CACHE
+    case 0xEF:  // SET FEATURES
+      return;
+    case 0xEA:  // FLUSH CACHE EXT
+      if (description_.lba48) return;
+      break;
+    default:
+      break;
+  }
+  failAta(exchange, AtaAbort);
+}
+
+void AtaDrive::identify(AtaExchange& exchange) const {
+  const AtaPage page = makeIdentify(description_, smart_.enabled());
+  exchange.answer(page.data(), page.size());
+}
+
+void AtaDrive::checkPowerMode(AtaExchange& exchange) const {
+  switch (power_) {
+    case PowerState::Standby:
+      exchange.out.count = 0x00;
+      break;
+    case PowerState::Idle:
+      exchange.out.count = 0x80;
+      break;
+    case PowerState::Active:
+      exchange.out.count = 0xFF;
+      break;
+  }
+}
+
+void AtaDrive::wake(AtaExchange& exchange) {
+  if (power_ == PowerState::Standby)
+    exchange.durationMicroseconds += description_.spinUpSeconds * MicrosecondsPerSecond;
+  power_ = PowerState::Active;
+}
+
+void AtaDrive::access(AtaExchange& exchange, Access kind, bool extended) {
+  if (description_.securityLocked || (extended && !description_.lba48))
+    return failAta(exchange, AtaAbort);
+  const AtaTaskFile& in = exchange.in;
+  const std::uint64_t lba = extended ? in.lba48() : in.lba28();
+  std::uint64_t count = extended ? in.count : storage::byteOf(in.count, 0);
+  if (count == 0) count = extended ? 65536 : 256;
+  const std::size_t bytes = static_cast<std::size_t>(count) * medium_.sectorBytes();
+
+  wake(exchange);
+  if (kind == Access::Verify) return settle(exchange, medium_.verify(lba, count));
+  if (kind == Access::Write) {
+    if (exchange.data.size() < bytes) return failAta(exchange, AtaAbort);
+    const MediumAnswer answer = medium_.write(lba, count, exchange.data.data());
+    exchange.transferred = answer.outcome == MediumOutcome::Good ? bytes : 0;
+    return settle(exchange, answer);
+  }
+  if (exchange.data.size() >= bytes) {
+    const MediumAnswer answer = medium_.read(lba, count, exchange.data.data());
+    exchange.transferred = static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes();
+    return settle(exchange, answer);
+  }
+  // The host takes less than it asks the drive for: what does not fit is lost.
+  std::vector<std::uint8_t> all(bytes);
+  const MediumAnswer answer = medium_.read(lba, count, all.data());
+  exchange.answer(all.data(), static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes());
+  settle(exchange, answer);
+}
+
+void AtaDrive::settle(AtaExchange& exchange, const MediumAnswer& answer) {
+  if (answer.durationMicroseconds == Never) {
+    exchange.durationMicroseconds = Never;
+    exchange.transferred = 0;
+    return;
+  }
+  exchange.durationMicroseconds += answer.durationMicroseconds;
+  switch (answer.outcome) {
+    case MediumOutcome::Good:
+    case MediumOutcome::Hang:
+      return;
+    case MediumOutcome::MediumError:
+      failAta(exchange, AtaUncorrectable);
+      break;
+    case MediumOutcome::InterfaceError:
+      failAta(exchange, AtaInterfaceCrc);
+      break;
+    case MediumOutcome::Rejected:
+      failAta(exchange, AtaAbort);
+      break;
+    case MediumOutcome::OutOfRange:
+      failAta(exchange, AtaIdNotFound);
+      break;
+  }
+  exchange.out.setLba48(answer.failedLba);
+  exchange.out.device = static_cast<std::uint8_t>((exchange.in.device & 0xF0) |
+                                                  (storage::byteOf(answer.failedLba, 3) & 0x0F));
+  smart_.noteError(
+      {answer.failedLba, storage::byteOf(exchange.out.features, 0), 0x51, exchange.in.command, 0});
+}
+
+void AtaDrive::writeUncorrectable(AtaExchange& exchange) {
+  const AtaTaskFile& in = exchange.in;
+  const std::uint8_t kind = storage::byteOf(in.features, 0);
+  const bool known = kind == 0x55 || kind == 0xAA || kind == 0x5A || kind == 0xA5;
+  if (!description_.writeUncorrectable || !description_.lba48 || description_.securityLocked ||
+      !known)
+    return failAta(exchange, AtaAbort);
+  const std::uint64_t lba = in.lba48();
+  const std::uint64_t count = in.count ? in.count : 65536;
+  if (lba >= medium_.sectors() || count > medium_.sectors() - lba)
+    return failAta(exchange, AtaIdNotFound);
+  wake(exchange);
+  for (std::uint64_t i = 0; i < count; ++i) medium_.markUncorrectable(lba + i);
+}
+
+void AtaDrive::readLogExt(AtaExchange& exchange) {
+  if (!description_.lba48) return failAta(exchange, AtaAbort);
+  const AtaTaskFile& in = exchange.in;
+  const std::vector<AtaPage> log = smart_.generalLog(storage::byteOf(in.lbaLow, 0));
+  const std::size_t first = in.lbaMid;
+  const std::size_t pages = in.count;
+  if (pages == 0 || first >= log.size() || pages > log.size() - first)
+    return failAta(exchange, AtaAbort);
+  exchange.answer(log[first].data(), pages * sizeof(AtaPage));
+}
+
+}  // namespace ostria::virtual_pc

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+#include "virtual_pc/description/description.h"
+#include "virtual_pc/drives/ata_smart.h"
+#include "virtual_pc/drives/block_medium.h"
+#include "virtual_pc/drives/device_model.h"
+
+namespace ostria::virtual_pc {
+
+/// An ATA drive (ATA8-ACS): identity, reading and writing, SMART, logs, power modes. A command that
+/// it does not know is aborted, as every drive does.
+class AtaDrive : public AtaTarget {
+ public:
+  /// Clock and medium outlive the drive.
+  AtaDrive(const DriveDescription& description, const Clock& clock, BlockMedium& medium);
+
+  AtaSmart& smart() { return smart_; }
+  PowerState power() const { return power_; }
+  const DriveDescription& description() const { return description_; }
+
+ private:
+  void perform(AtaExchange& exchange) override;
+  void identify(AtaExchange& exchange) const;
+  void readLogExt(AtaExchange& exchange);
+  void writeUncorrectable(AtaExchange& exchange);
+  void checkPowerMode(AtaExchange& exchange) const;
+  /// Reads, verifies and writes. `extended` commands have 48-bit addresses.
+  enum class Access { Read, Verify, Write };
+  void access(AtaExchange& exchange, Access kind, bool extended);
+  void settle(AtaExchange& exchange, const MediumAnswer& answer);
+  /// Brings the medium up to speed, which takes time from standby on.
+  void wake(AtaExchange& exchange);
+
+  DriveDescription description_;
+  BlockMedium& medium_;
+  AtaSmart smart_;
+  PowerState power_;
+};
+
+/// The 512 bytes of IDENTIFY DEVICE.
+AtaPage makeIdentify(const DriveDescription& description, bool smartEnabled);
+
+}  // namespace ostria::virtual_pc

@@ -1,0 +1,178 @@
+#include "virtual_pc/drives/ata_smart.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "base/byte_order.h"
+
+namespace ostria::virtual_pc {
+
+using storage::byteOf;
+using storage::storeLe16;
+
+namespace {
+
+constexpr std::uint8_t TemperatureAttribute = 194;
+constexpr std::uint8_t AbortSelfTest = 0x7F;
+
+/// Whole minutes, rounded up, in the byte of the data page; 255 is "look elsewhere".
+std::uint8_t minutes(std::uint64_t microseconds) {
+  const std::uint64_t whole = (microseconds / MicrosecondsPerSecond + 59) / 60;
+  return static_cast<std::uint8_t>(std::min<std::uint64_t>(whole, 255));
+}
+
+}  // namespace
+
+void sealPage(AtaPage* page) {
+  (*page)[511] = 0;
+  const unsigned sum = std::accumulate(page->begin(), page->end(), 0u);
+  (*page)[511] = static_cast<std::uint8_t>(0u - sum);
+}
+
+void failAta(AtaExchange& exchange, std::uint8_t error) {
+  exchange.out.features = error;
+  exchange.out.command = 0x51;
+}
+
+AtaSmart::AtaSmart(const DriveDescription& drive, const Clock& clock, const BlockMedium& medium)
+    : description_(drive.smart),
+      partNumber_(drive.partNumber),
+      clock_(clock),
+      supported_(drive.smart.supported),
+      enabled_(drive.smart.enabled),
+      selfTests_(clock, medium, drive.smart.selfTests),
+      errors_(drive.smart.errorLog) {
+  for (SmartAttributeDescription& attribute : description_.attributes)
+    if (attribute.id == TemperatureAttribute && attribute.raw == 0)
+      attribute.raw = drive.temperature;
+  if (description_.runningSelfTest) selfTests_.start(*description_.runningSelfTest);
+}
+
+AtaPage AtaSmart::dataPage() {
+  AtaPage page{};
+  storeLe16(&page[0], 0x0010);
+  std::size_t at = 2;
+  for (const SmartAttributeDescription& attribute : description_.attributes) {
+    page[at] = attribute.id;
+    storeLe16(&page[at + 1], attribute.flags);
+    page[at + 3] = attribute.value;
+    page[at + 4] = attribute.worst;
+    for (unsigned i = 0; i < 6; ++i) page[at + 5 + i] = byteOf(attribute.raw, i);
+    at += 12;
+  }
+  page[362] = 0x82;
+  if (selfTests_.runningCode()) {
+    const int tenths = (100 - selfTests_.percentDone() + 9) / 10;
+    page[363] = static_cast<std::uint8_t>(0xF0 | std::clamp(tenths, 1, 9));
+  } else {
+    const auto entries = selfTestEntries();
+    page[363] =
+        entries.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(entries.back().status << 4);
+  }
+  storeLe16(&page[364], 120);
+  page[367] = description_.capabilities;
+  storeLe16(&page[368], 0x0003);
+  page[370] = description_.logging ? 1 : 0;
+  page[372] = minutes(selfTests_.durationMicroseconds(1));
+  page[373] = minutes(selfTests_.durationMicroseconds(2));
+  page[374] = minutes(selfTests_.durationMicroseconds(3));
+  sealPage(&page);
+  return page;
+}
+
+AtaPage AtaSmart::thresholdPage() const {
+  AtaPage page{};
+  storeLe16(&page[0], 0x0010);
+  std::size_t at = 2;
+  for (const SmartAttributeDescription& attribute : description_.attributes) {
+    page[at] = attribute.id;
+    page[at + 1] = attribute.threshold;
+    at += 12;
+  }
+  sealPage(&page);
+  return page;
+}
+
+void AtaSmart::returnStatus(AtaExchange& exchange) const {
+  if (!description_.statusAnswers) return failAta(exchange, AtaAbort);
+  exchange.out.lbaMid = description_.failing ? 0xF4 : 0x4F;
+  exchange.out.lbaHigh = description_.failing ? 0x2C : 0xC2;
+}
+
+void AtaSmart::startSelfTest(AtaExchange& exchange) {
+  const std::uint8_t code = byteOf(exchange.in.lbaLow, 0);
+  const bool busy = selfTests_.runningCode().has_value() && !description_.selfTestAbortable;
+  if (busy) return failAta(exchange, AtaAbort);
+  if (code == 0) return;  // the off-line routine collects data and has no outcome
+  if (code == AbortSelfTest) {
+    selfTests_.abort();
+    return;
+  }
+  if (code > 0x80 && selfTests_.knows(code & 0x7F)) {
+    // In captive mode the command ends with the routine, and the registers tell the outcome.
+    const auto result = selfTests_.runNow(code & 0x7F);
+    exchange.durationMicroseconds = selfTests_.durationMicroseconds(code & 0x7F);
+    if (result && result->status != 0) {
+      failAta(exchange, AtaAbort);
+      exchange.out.lbaMid = 0xF4;
+      exchange.out.lbaHigh = 0x2C;
+    }
+    return;
+  }
+  if (!selfTests_.start(code)) failAta(exchange, AtaAbort);
+}
+
+void AtaSmart::perform(AtaExchange& exchange) {
+  const std::uint8_t subcommand = byteOf(exchange.in.features, 0);
+  const bool signature =
+      byteOf(exchange.in.lbaMid, 0) == 0x4F && byteOf(exchange.in.lbaHigh, 0) == 0xC2;
+  if (!supported_ || !signature || (!enabled_ && subcommand != 0xD8))
+    return failAta(exchange, AtaAbort);
+  switch (subcommand) {
+    case 0xD0: {
+      const AtaPage page = dataPage();
+      return exchange.answer(page.data(), page.size());
+    }
+    case 0xD1: {
+      const AtaPage page = thresholdPage();
+      return exchange.answer(page.data(), page.size());
+    }
+    case 0xD2:
+    case 0xD3:
+    case 0xDB:
+      return;
+    case 0xD4:
+      return startSelfTest(exchange);
+    case 0xD5: {
+      const std::vector<AtaPage> log = smartLog(byteOf(exchange.in.lbaLow, 0));
+      const std::size_t pages = byteOf(exchange.in.count, 0);
+      if (pages == 0 || pages > log.size()) return failAta(exchange, AtaAbort);
+      return exchange.answer(log[0].data(), pages * sizeof(AtaPage));
+    }
+    case 0xD8:
+      enabled_ = true;
+      return;
+    case 0xD9:
+      enabled_ = false;
+      return;
+    case 0xDA:
+      return returnStatus(exchange);
+    default:
+      return failAta(exchange, AtaAbort);
+  }
+}
+
+void AtaSmart::noteError(const ErrorEntryDescription& error) { errors_.push_back(error); }
+
+std::vector<SelfTestEntryDescription> AtaSmart::selfTestEntries() {
+  std::vector<SelfTestEntryDescription> all = description_.selfTestLog;
+  const std::uint16_t lastHours = all.empty() ? std::uint16_t{0} : all.back().hours;
+  for (const SelfTestResult& result : selfTests_.ended()) {
+    const std::uint64_t hours = result.moment / MicrosecondsPerSecond / 3600 + lastHours;
+    all.push_back(
+        {result.code, result.status, static_cast<std::uint16_t>(hours), result.failingLba});
+  }
+  return all;
+}
+
+}  // namespace ostria::virtual_pc

@@ -1,0 +1,130 @@
+#include "virtual_pc/drives/device_model.h"
+
+#include <algorithm>
+
+#include "base/byte_order.h"
+
+namespace ostria::virtual_pc {
+
+void Exchange::answer(const std::uint8_t* bytes, std::size_t count) {
+  transferred = std::min(count, data.size());
+  std::copy_n(bytes, transferred, data.begin());
+}
+
+std::uint64_t AtaTaskFile::lba28() const {
+  return std::uint64_t{lbaLow & 0xFFu} | (std::uint64_t{lbaMid & 0xFFu} << 8) |
+         (std::uint64_t{lbaHigh & 0xFFu} << 16) | (std::uint64_t{device & 0x0Fu} << 24);
+}
+
+std::uint64_t AtaTaskFile::lba48() const {
+  return std::uint64_t{lbaLow & 0xFFu} | (std::uint64_t{lbaMid & 0xFFu} << 8) |
+         (std::uint64_t{lbaHigh & 0xFFu} << 16) |
+         (std::uint64_t{static_cast<std::uint32_t>(lbaLow >> 8)} << 24) |
+         (std::uint64_t{static_cast<std::uint32_t>(lbaMid >> 8)} << 32) |
+         (std::uint64_t{static_cast<std::uint32_t>(lbaHigh >> 8)} << 40);
+}
+
+void AtaTaskFile::setLba48(std::uint64_t lba) {
+  const auto pair = [lba](unsigned low) {
+    return static_cast<std::uint16_t>(storage::byteOf(lba, low) |
+                                      (storage::byteOf(lba, low + 3) << 8));
+  };
+  lbaLow = pair(0);
+  lbaMid = pair(1);
+  lbaHigh = pair(2);
+}
+
+void ScsiExchange::fail(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq) {
+  status = 2;
+  transferred = 0;
+  sense.assign(18, 0);
+  sense[0] = 0x70;
+  sense[2] = key;
+  sense[7] = 10;
+  sense[12] = asc;
+  sense[13] = ascq;
+}
+
+void ScsiExchange::failAt(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq,
+                          std::uint64_t lba) {
+  fail(key, asc, ascq);
+  if (lba > 0xFFFFFFFFu) return;  // the information field of the fixed format has four bytes
+  sense[0] |= 0x80;
+  storage::storeBe32(&sense[3], static_cast<std::uint32_t>(lba));
+}
+
+bool TargetBase::admit(Exchange& exchange, const FaultRule* rule) {
+  exchange.transferred = 0;
+  exchange.durationMicroseconds = 0;
+  exchange.delivery = Delivery::Answered;
+  if (rule && rule->action == FaultAction::Vanish) gone_ = true;
+  if (gone_) {
+    exchange.delivery = Delivery::Gone;
+  } else if (rule && rule->action == FaultAction::Transport) {
+    exchange.delivery = Delivery::TransportError;
+    exchange.transportError = rule->first;
+  } else if (rule && rule->action == FaultAction::Hang) {
+    exchange.durationMicroseconds = Never;
+  } else {
+    return true;
+  }
+  return false;
+}
+
+void TargetBase::spoil(Exchange& exchange, const FaultRule* rule) {
+  if (!rule) return;
+  if (rule->action == FaultAction::Slow && exchange.durationMicroseconds != Never)
+    exchange.durationMicroseconds += std::uint64_t{rule->first} * 1000;
+  if (exchange.direction != DataDirection::In) return;
+  if (rule->action == FaultAction::Short)
+    exchange.transferred = std::min<std::size_t>(exchange.transferred, rule->first);
+  if (rule->action == FaultAction::Garbage)
+    faults_.fillGarbage(exchange.data.data(), exchange.transferred);
+}
+
+void AtaTarget::execute(AtaExchange& exchange) {
+  const FaultRule* rule =
+      faults().take(exchange.in.command, storage::byteOf(exchange.in.features, 0));
+  if (!admit(exchange, rule)) return;
+  exchange.out = exchange.in;
+  exchange.out.features = 0;
+  exchange.out.command = 0x50;
+  if (rule && rule->action == FaultAction::DeviceError) {
+    exchange.out.features = storage::byteOf(rule->first, 0);
+    exchange.out.command = rule->second ? storage::byteOf(rule->second, 0) : 0x51;
+    return;
+  }
+  perform(exchange);
+  spoil(exchange, rule);
+}
+
+void ScsiTarget::execute(ScsiExchange& exchange) {
+  const FaultRule* rule = faults().take(exchange.cdb[0], exchange.cdb[2]);
+  exchange.status = 0;
+  exchange.sense.clear();
+  if (!admit(exchange, rule)) return;
+  if (rule && rule->action == FaultAction::DeviceError) {
+    exchange.fail(storage::byteOf(rule->first, 0), storage::byteOf(rule->second, 0),
+                  storage::byteOf(rule->third, 0));
+    return;
+  }
+  perform(exchange);
+  spoil(exchange, rule);
+}
+
+void NvmeTarget::execute(NvmeExchange& exchange) {
+  const FaultRule* rule = faults().take(exchange.opcode, storage::byteOf(exchange.cdw[0], 0));
+  exchange.result = 0;
+  exchange.statusType = 0;
+  exchange.statusCode = 0;
+  if (!admit(exchange, rule)) return;
+  if (rule && rule->action == FaultAction::DeviceError) {
+    exchange.statusType = storage::byteOf(rule->first, 0);
+    exchange.statusCode = storage::byteOf(rule->second, 0);
+    return;
+  }
+  perform(exchange);
+  spoil(exchange, rule);
+}
+
+}  // namespace ostria::virtual_pc

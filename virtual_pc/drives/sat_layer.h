@@ -1,0 +1,45 @@
+#pragma once
+
+#include "virtual_pc/drives/device_model.h"
+#include "virtual_pc/drives/scsi_block.h"
+
+namespace ostria::virtual_pc {
+
+/// How an ATA drive can be reached through its SCSI face.
+enum class AtaFaceKind {
+  Sat,      ///< SAT: ATA PASS-THROUGH, with the registers in the sense data
+  SatNoCk,  ///< SAT without CK_COND: the registers have to be asked for
+  Jmicron,  ///< command DFh
+  Sunplus,  ///< command F8h
+};
+
+/// SCSI face of an ATA drive, as a port's driver or a USB bridge offers it: block commands become
+/// ATA commands, and ATA commands can be passed through (SAT-2, or the bridge maker's own way).
+class AtaFace : public ScsiBlockDevice {
+ public:
+  /// Drive and medium outlive the face.
+  AtaFace(AtaFaceKind kind, ScsiIdentity identity, AtaTarget& drive, bool lba48,
+          BlockMedium& medium);
+
+ private:
+  void transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
+                std::uint64_t count) override;
+  void other(ScsiExchange& exchange) override;
+
+  void satPassThrough(ScsiExchange& exchange, bool sixteen);
+  void jmicron(ScsiExchange& exchange);
+  void sunplus(ScsiExchange& exchange);
+  /// Sends `ata` with the data and direction of `exchange`, and takes over what came of it. False
+  /// when there was no answer.
+  bool forward(ScsiExchange& exchange, AtaExchange& ata);
+  void returnRegisters(ScsiExchange& exchange) const;
+
+  AtaFaceKind kind_;
+  AtaTarget& drive_;
+  bool lba48_;
+  AtaTaskFile preset_;  ///< previous bytes that a Sunplus preset left for the next command
+  AtaTaskFile last_;    ///< registers of the last command passed through
+  bool lastExtended_ = false;
+};
+
+}  // namespace ostria::virtual_pc

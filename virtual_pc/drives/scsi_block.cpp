@@ -1,0 +1,210 @@
+#include "virtual_pc/drives/scsi_block.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "base/byte_order.h"
+
+namespace ostria::virtual_pc {
+
+using storage::byteOf;
+using storage::loadBe16;
+using storage::loadBe32;
+using storage::loadBe64;
+using storage::storeBe16;
+using storage::storeBe32;
+using storage::storeBe64;
+
+namespace {
+
+void putText(std::uint8_t* at, std::size_t room, const std::string& text) {
+  for (std::size_t i = 0; i < room; ++i)
+    at[i] = i < text.size() ? static_cast<std::uint8_t>(text[i]) : std::uint8_t{' '};
+}
+
+/// Gives an answer that the command's allocation length may cut.
+void answerCut(ScsiExchange& exchange, const std::uint8_t* bytes, std::size_t count,
+               std::size_t allocation) {
+  exchange.answer(bytes, std::min(count, allocation));
+}
+
+}  // namespace
+
+ScsiBlockDevice::ScsiBlockDevice(ScsiIdentity identity, BlockMedium& medium)
+    : identity_(std::move(identity)), medium_(medium) {}
+
+void ScsiBlockDevice::perform(ScsiExchange& exchange) {
+  constexpr std::uint64_t Overhead = 50;
+  exchange.durationMicroseconds = Overhead;
+  const std::uint8_t* cdb = exchange.cdb.data();
+  const ScsiDescription& traits = identity_.traits;
+  switch (cdb[0]) {
+    case 0x00:  // TEST UNIT READY
+    case 0x1B:  // START STOP UNIT
+    case 0x1E:  // PREVENT ALLOW MEDIUM REMOVAL
+    case 0x35:  // SYNCHRONIZE CACHE
+    case 0x91:
+      return;
+    case 0x03:
+      return requestSense(exchange);
+    case 0x12:
+      return (cdb[1] & 1) ? vitalProductData(exchange) : inquiry(exchange);
+    case 0x25:
+      return readCapacity10(exchange);
+    case 0x9E:
+      if ((cdb[1] & 0x1F) == 0x10 && traits.capacity16) return readCapacity16(exchange);
+      break;
+    case 0x28:
+      return checkedTransfer(exchange, Access::Read, loadBe32(cdb + 2), loadBe16(cdb + 7));
+    case 0x2A:
+      return checkedTransfer(exchange, Access::Write, loadBe32(cdb + 2), loadBe16(cdb + 7));
+    case 0x2F:
+      return checkedTransfer(exchange, Access::Verify, loadBe32(cdb + 2), loadBe16(cdb + 7));
+    case 0xA8:
+      if (!traits.read12) break;
+      return checkedTransfer(exchange, Access::Read, loadBe32(cdb + 2), loadBe32(cdb + 6));
+    case 0xAA:
+      if (!traits.read12) break;
+      return checkedTransfer(exchange, Access::Write, loadBe32(cdb + 2), loadBe32(cdb + 6));
+    case 0x88:
+      if (!traits.read16) break;
+      return checkedTransfer(exchange, Access::Read, loadBe64(cdb + 2), loadBe32(cdb + 10));
+    case 0x8A:
+      if (!traits.read16) break;
+      return checkedTransfer(exchange, Access::Write, loadBe64(cdb + 2), loadBe32(cdb + 10));
+    case 0x8F:
+      if (!traits.read16) break;
+      return checkedTransfer(exchange, Access::Verify, loadBe64(cdb + 2), loadBe32(cdb + 10));
+    default:
+      break;
+  }
+  other(exchange);
+}
+
+void ScsiBlockDevice::other(ScsiExchange& exchange) {
+  exchange.fail(SenseIllegalRequest, AscInvalidOpcode);
+}
+
+void ScsiBlockDevice::requestSense(ScsiExchange& exchange) {
+  std::array<std::uint8_t, 252> sense{};
+  sense[0] = 0x70;
+  sense[7] = 10;
+  answerCut(exchange, sense.data(), identity_.traits.requestSenseBytes, exchange.cdb[4]);
+}
+
+void ScsiBlockDevice::inquiry(ScsiExchange& exchange) const {
+  if (exchange.cdb[2] != 0) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  std::array<std::uint8_t, 252> data{};
+  const ScsiDescription& traits = identity_.traits;
+  data[1] = identity_.removable ? 0x80 : 0x00;
+  data[2] = traits.version;
+  data[3] = 0x02;
+  data[4] = static_cast<std::uint8_t>(traits.inquiryBytes - 5);
+  data[7] = 0x02;
+  putText(&data[8], 8, identity_.vendor);
+  putText(&data[16], 16, identity_.product);
+  putText(&data[32], 4, identity_.revision);
+  for (std::size_t i = 0; i < traits.standards.size(); ++i)
+    storeBe16(&data[58 + 2 * i], traits.standards[i]);
+  answerCut(exchange, data.data(), traits.inquiryBytes, loadBe16(&exchange.cdb[3]));
+}
+
+void ScsiBlockDevice::vitalProductData(ScsiExchange& exchange) const {
+  const std::uint8_t page = exchange.cdb[2];
+  std::vector<std::uint8_t> data{0, page, 0, 0};
+  switch (page) {
+    case 0x00:
+      data.insert(data.end(), {0x00, 0x80, 0x83});
+      if (identity_.traits.mediumPage) data.push_back(0xB1);
+      break;
+    case 0x80:
+      data.insert(data.end(), identity_.serial.begin(), identity_.serial.end());
+      break;
+    case 0x83: {
+      const std::string id = identity_.vendor + identity_.product + identity_.serial;
+      const std::size_t length = std::min<std::size_t>(id.size(), 64);
+      data.insert(data.end(), {0x02, 0x01, 0x00, static_cast<std::uint8_t>(length)});
+      data.insert(data.end(), id.begin(), id.begin() + static_cast<std::ptrdiff_t>(length));
+      break;
+    }
+    case 0xB1:
+      if (!identity_.traits.mediumPage) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+      data.resize(64);
+      storeBe16(&data[4], identity_.rotation);
+      break;
+    default:
+      return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
+  storeBe16(&data[2], static_cast<std::uint16_t>(data.size() - 4));
+  answerCut(exchange, data.data(), data.size(), loadBe16(&exchange.cdb[3]));
+}
+
+void ScsiBlockDevice::readCapacity10(ScsiExchange& exchange) const {
+  std::array<std::uint8_t, 8> data{};
+  const std::uint64_t last = std::min<std::uint64_t>(medium_.sectors() - 1, 0xFFFFFFFFu);
+  storeBe32(&data[0], static_cast<std::uint32_t>(last));
+  storeBe32(&data[4], medium_.sectorBytes());
+  exchange.answer(data.data(), data.size());
+}
+
+void ScsiBlockDevice::readCapacity16(ScsiExchange& exchange) const {
+  std::array<std::uint8_t, 32> data{};
+  storeBe64(&data[0], medium_.sectors() - 1);
+  storeBe32(&data[8], medium_.sectorBytes());
+  data[13] = identity_.physicalExponent;
+  answerCut(exchange, data.data(), data.size(), loadBe32(&exchange.cdb[10]));
+}
+
+void ScsiBlockDevice::checkedTransfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
+                                      std::uint64_t count) {
+  if (lba >= medium_.sectors() || count > medium_.sectors() - lba)
+    return exchange.fail(SenseIllegalRequest, AscOutOfRange);
+  if (count == 0) return;
+  const std::uint64_t bytes = count * medium_.sectorBytes();
+  if (access != Access::Verify && exchange.data.size() < bytes)
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  transfer(exchange, access, lba, count);
+}
+
+void ScsiBlockDevice::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
+                               std::uint64_t count) {
+  MediumAnswer answer;
+  if (access == Access::Write)
+    answer = medium_.write(lba, count, exchange.data.data());
+  else
+    answer = medium_.read(lba, count, access == Access::Read ? exchange.data.data() : nullptr);
+  if (access != Access::Verify)
+    exchange.transferred = static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes();
+  settle(exchange, access, answer);
+}
+
+void ScsiBlockDevice::settle(ScsiExchange& exchange, Access access, const MediumAnswer& answer) {
+  if (answer.durationMicroseconds == Never) {
+    exchange.durationMicroseconds = Never;
+    exchange.transferred = 0;
+    return;
+  }
+  exchange.durationMicroseconds += answer.durationMicroseconds;
+  const std::size_t moved = exchange.transferred;
+  switch (answer.outcome) {
+    case MediumOutcome::Good:
+    case MediumOutcome::Hang:
+      return;
+    case MediumOutcome::MediumError:
+      exchange.failAt(SenseMediumError, access == Access::Write ? 0x0C : 0x11, 0, answer.failedLba);
+      break;
+    case MediumOutcome::InterfaceError:
+      exchange.failAt(SenseAborted, 0x47, 0x03, answer.failedLba);
+      break;
+    case MediumOutcome::Rejected:
+      exchange.failAt(SenseIllegalRequest, AscInvalidField, 0, answer.failedLba);
+      break;
+    case MediumOutcome::OutOfRange:
+      exchange.fail(SenseIllegalRequest, AscOutOfRange);
+      break;
+  }
+  exchange.transferred = moved;
+}
+
+}  // namespace ostria::virtual_pc

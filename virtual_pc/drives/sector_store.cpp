@@ -1,0 +1,34 @@
+#include "virtual_pc/drives/sector_store.h"
+
+#include <cstring>
+
+#include "base/byte_order.h"
+
+namespace ostria::virtual_pc {
+
+void SectorStore::pattern(std::uint64_t lba, std::uint32_t bytes, std::uint8_t* out) {
+  // The address stands readable in the first word; the rest differs by address and place, so that a
+  // sector in the wrong place or a shifted one shows.
+  std::uint64_t word = (lba + 1) * 0x9E3779B97F4A7C15u;
+  storage::storeLe64(out, lba | 0x5A00000000000000u);
+  for (std::uint32_t at = 8; at < bytes; at += 8) {
+    word += 0xD1B54A32D192ED03u;
+    std::memcpy(out + at, &word, 8);
+  }
+}
+
+void SectorStore::read(std::uint64_t lba, std::uint8_t* out) const {
+  const auto found = written_.find(lba);
+  if (found == written_.end())
+    pattern(lba, sectorBytes_, out);
+  else
+    std::memcpy(out, found->second.get(), sectorBytes_);
+}
+
+void SectorStore::write(std::uint64_t lba, const std::uint8_t* in) {
+  auto& sector = written_[lba];
+  if (!sector) sector = std::make_unique<std::uint8_t[]>(sectorBytes_);
+  std::memcpy(sector.get(), in, sectorBytes_);
+}
+
+}  // namespace ostria::virtual_pc

@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <set>
+
+#include "virtual_pc/machine_file/parse_parts.h"
+
+namespace ostria::virtual_pc {
+
+namespace {
+
+/// Parses the text, and refuses an object that names a key twice (the library would keep one).
+nlohmann::json parseText(std::string_view text) {
+  std::vector<std::set<std::string>> keys;
+  const auto watch = [&keys](int, nlohmann::json::parse_event_t event, nlohmann::json& value) {
+    using Event = nlohmann::json::parse_event_t;
+    if (event == Event::object_start) keys.emplace_back();
+    if (event == Event::object_end) keys.pop_back();
+    if (event == Event::key && !keys.back().insert(value.get<std::string>()).second)
+      throw MachineFileError(value.get<std::string>(), "this key stands twice in one object.");
+    return true;
+  };
+  try {
+    return nlohmann::json::parse(text, watch);
+  } catch (const nlohmann::json::parse_error& error) {
+    const std::size_t end = std::min<std::size_t>(error.byte, text.size());
+    const auto line =
+        1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n');
+    throw MachineFileError("line " + std::to_string(line), "this is no JSON.");
+  }
+}
+
+const DriveDescription* findDrive(const MachineDescription& machine, const std::string& name) {
+  const auto found = std::ranges::find(machine.drives, name, &DriveDescription::name);
+  return found == machine.drives.end() ? nullptr : &*found;
+}
+
+/// Ties a volume to the partition that it lies on, and fills in the sizes that the file left out.
+void tieVolume(const ObjectReader& in, const MachineDescription& machine,
+               VolumeDescription* volume) {
+  if (!volume->drive.empty()) {
+    const DriveDescription* drive = findDrive(machine, volume->drive);
+    if (!drive) in.fail("drive", "there is no drive \"" + volume->drive + "\".");
+    if (drive->hidden) in.fail("drive", "the system sees no disk \"" + volume->drive + "\".");
+    const auto& parts = drive->layout.partitions;
+    const auto part = std::ranges::find(parts, volume->partition, &PartitionDescription::number);
+    if (part == parts.end())
+      in.fail("partition", "the drive \"" + volume->drive + "\" has no partition " +
+                               std::to_string(volume->partition) + ".");
+    const std::uint64_t room = part->sectors * drive->sectorBytes;
+    if (volume->totalBytes == 0) volume->totalBytes = room;
+    if (volume->totalBytes > room) in.fail("total_bytes", "the partition is smaller than that.");
+  }
+  if (volume->freeBytes == ~std::uint64_t{0}) volume->freeBytes = volume->totalBytes / 2;
+  if (volume->freeBytes > volume->totalBytes)
+    in.fail("free_bytes", "no more can be free than there is.");
+}
+
+MachineDescription parseRoot(const nlohmann::json& json) {
+  ObjectReader in(json, "");
+  MachineDescription out;
+  in.require("format");
+  in.number("format", 1, 1, 1);
+  out.realTime = in.flag("real_time", false);
+  out.administrator = in.flag("administrator", true);
+  out.windowsDirectory = in.text("windows_directory", out.windowsDirectory);
+  out.currentDirectory = in.text("current_directory", out.currentDirectory);
+  out.programPath = in.text("program_path", out.programPath);
+  in.text("description", "", 4096);
+  out.diskDriverVersion = in.text("disk_driver_version", out.diskDriverVersion, 64);
+  for (ObjectReader& row : in.objects("management_rows"))
+    out.managementRows.push_back(parseManagementRow(row));
+  for (ObjectReader& row : in.objects("registry")) out.registry.push_back(parseRegistryValue(row));
+
+  if (auto service = in.object("driver_service")) out.driverService = parseDriverService(*service);
+
+  std::set<std::string> names;
+  for (ObjectReader& row : in.objects("controllers")) {
+    out.controllers.push_back(parseController(row));
+    if (!names.insert(out.controllers.back().name).second)
+      row.fail("name", "this name stands twice.");
+  }
+  if (auto storelib = in.object("storelib")) out.storelib = parseStorelib(*storelib);
+  std::set<std::string> driveNames;
+  std::vector<std::optional<bool>> hidden;
+  for (ObjectReader& row : in.objects("drives")) {
+    hidden.emplace_back();
+    if (row.has("hidden")) hidden.back() = row.flag("hidden", false);
+    out.drives.push_back(parseDrive(row, out.drives.size()));
+    const DriveDescription& drive = out.drives.back();
+    if (!driveNames.insert(drive.name).second) row.fail("name", "this name stands twice.");
+    if (!drive.controller.empty() && !names.contains(drive.controller))
+      row.fail("controller", "there is no controller \"" + drive.controller + "\".");
+  }
+  tieRaid(hidden, &out);
+  std::set<char> letters;
+  for (ObjectReader& row : in.objects("volumes")) {
+    out.volumes.push_back(parseVolume(row));
+    tieVolume(row, out, &out.volumes.back());
+    if (!letters.insert(out.volumes.back().letter).second)
+      row.fail("letter", "this letter stands twice.");
+  }
+  in.finish();
+  return out;
+}
+
+}  // namespace
+
+bool parseMachine(std::string_view text, MachineDescription* out, std::string* error) {
+  try {
+    *out = parseRoot(parseText(text));
+    return true;
+  } catch (const MachineFileError& failure) {
+    *error = failure.what();
+    return false;
+  }
+}
+
+}  // namespace ostria::virtual_pc

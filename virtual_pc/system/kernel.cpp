@@ -1,0 +1,255 @@
+#include "virtual_pc/system/kernel.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+#include "virtual_pc/system/text_forms.h"
+
+namespace ostria::virtual_pc {
+
+namespace {
+
+/// The machine that the environment names. A file that can't be used gives a PC without drives, so
+/// that nobody takes the built-in drives for those of the file.
+MachineDescription configuredMachine() {
+  MachineDescription out;
+  std::string error;
+  const char* path = std::getenv("OSTRIA_VIRTUAL_PC");
+  if (!path || !*path) {
+    if (!parseMachine(builtInMachineText(), &out, &error))
+      std::fprintf(stderr, "built-in machine: %s\n", error.c_str());
+    return out;
+  }
+  std::ifstream file(path, std::ios::binary);
+  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  if (!file)
+    std::fprintf(stderr, "%s: this machine file can't be read.\n", path);
+  else if (!parseMachine(text, &out, &error))
+    std::fprintf(stderr, "%s: %s\n", path, error.c_str());
+  return out;
+}
+
+}  // namespace
+
+void installMachine(MachineDescription description) {
+  Kernel::instance().install(std::make_unique<Machine>(std::move(description)));
+}
+
+bool installMachine(std::string_view text, std::string* error) {
+  MachineDescription description;
+  if (!parseMachine(text, &description, error)) return false;
+  installMachine(std::move(description));
+  return true;
+}
+
+void resetMachine() { Kernel::instance().install(nullptr); }
+
+Machine& machine() { return Kernel::instance().machine(); }
+
+std::size_t openHandles() {
+  const KernelCall call(KernelCall::Kind::Plain);
+  return call->openHandles();
+}
+
+Kernel& Kernel::instance() {
+  static Kernel kernel;
+  return kernel;
+}
+
+Machine& Kernel::machine() {
+  const std::lock_guard<std::recursive_mutex> guard(mutex_);
+  if (!machine_) machine_ = std::make_unique<Machine>(configuredMachine());
+  return *machine_;
+}
+
+void Kernel::install(std::unique_ptr<Machine> machine) {
+  const std::lock_guard<std::recursive_mutex> guard(mutex_);
+  pending_.clear();
+  handles_.clear();
+  machine_ = std::move(machine);
+}
+
+HandleValue Kernel::add(std::shared_ptr<KernelObject> object) {
+  // Values are never used twice, so that a handle used after its closing is always noticed.
+  nextHandle_ += 4;
+  handles_[nextHandle_] = std::move(object);
+  return nextHandle_;
+}
+
+std::shared_ptr<KernelObject> Kernel::get(HandleValue handle) const {
+  const auto found = handles_.find(handle);
+  return found == handles_.end() ? nullptr : found->second;
+}
+
+bool Kernel::close(HandleValue handle) {
+  const auto found = handles_.find(handle);
+  if (found == handles_.end()) return false;
+  std::erase_if(pending_, [handle](const Pending& pending) { return pending.file == handle; });
+  const std::shared_ptr<KernelObject> last = std::move(found->second);
+  handles_.erase(found);
+  return true;
+}
+
+std::shared_ptr<VolumeObject> Kernel::locate(const std::string& path, std::string* rest) {
+  std::string full = path;
+  std::ranges::replace(full, '/', '\\');
+  if (full.starts_with("\\\\?\\") || full.starts_with("\\\\.\\")) full.erase(0, 4);
+  const bool rooted = full.size() >= 2 && full[1] == ':';
+  if (!rooted) {
+    const std::string& current = machine().description().currentDirectory;
+    full = full.starts_with("\\") ? current.substr(0, 2) + full : current + "\\" + full;
+  }
+  while (full.size() > 2 && full.back() == '\\') full.pop_back();
+  *rest = full.substr(2);
+  const std::shared_ptr<VolumeObject> volume = machine().volume(full[0]);
+  return volume && volume->present() && full[1] == ':' ? volume : nullptr;
+}
+
+std::uint32_t Kernel::open(const OpenRequest& request, HandleValue* handle, bool* existed) {
+  *existed = false;
+  const std::string& path = request.path;
+  if (path.empty()) return ERROR_PATH_NOT_FOUND;
+  const bool device = path.starts_with("\\\\.\\") || path.starts_with("\\\\?\\");
+  const bool fileBehind = path.size() > 6 && path[5] == ':';
+  if (device && !fileBehind) return openDevice(request, handle);
+  return openFile(request, handle, existed);
+}
+
+namespace {
+
+std::shared_ptr<OpenFile> makeOpening(const Kernel::OpenRequest& request) {
+  auto file = std::make_shared<OpenFile>();
+  file->readable = (request.access & (GENERIC_READ | GENERIC_ALL | FILE_READ_DATA)) != 0;
+  file->writable = (request.access & (GENERIC_WRITE | GENERIC_ALL | FILE_WRITE_DATA)) != 0;
+  file->overlapped = (request.flags & FILE_FLAG_OVERLAPPED) != 0;
+  file->unbuffered = (request.flags & FILE_FLAG_NO_BUFFERING) != 0;
+  file->deleteOnClose = (request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0;
+  return file;
+}
+
+}  // namespace
+
+std::uint32_t Kernel::openDevice(const OpenRequest& request, HandleValue* handle) {
+  const std::shared_ptr<IoObject> object = machine().device(request.path);
+  if (!object) return ERROR_FILE_NOT_FOUND;
+  const auto* disk = dynamic_cast<const DiskObject*>(object.get());
+  const auto* volume = dynamic_cast<const VolumeObject*>(object.get());
+  if ((disk && !disk->present()) || (volume && !volume->present())) return ERROR_FILE_NOT_FOUND;
+  if (request.disposition != OPEN_EXISTING && request.disposition != OPEN_ALWAYS)
+    return ERROR_INVALID_PARAMETER;
+  auto file = makeOpening(request);
+  if ((file->readable || file->writable) && !machine().description().administrator)
+    return ERROR_ACCESS_DENIED;
+  file->object = object;
+  file->deleteOnClose = false;
+  *handle = add(std::move(file));
+  return ERROR_SUCCESS;
+}
+
+std::uint32_t Kernel::openFile(const OpenRequest& request, HandleValue* handle, bool* existed) {
+  std::string rest;
+  const std::shared_ptr<VolumeObject> volume = locate(request.path, &rest);
+  if (!volume) return ERROR_PATH_NOT_FOUND;
+  if (!volume->mounted()) return ERROR_ACCESS_DENIED;
+  std::shared_ptr<FileNode> node = volume->find(rest);
+  *existed = node != nullptr;
+  const bool mustExist =
+      request.disposition == OPEN_EXISTING || request.disposition == TRUNCATE_EXISTING;
+  if (!node && mustExist) return ERROR_FILE_NOT_FOUND;
+  if (node && request.disposition == CREATE_NEW) return ERROR_FILE_EXISTS;
+  if (node && node->directory && (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0)
+    return ERROR_ACCESS_DENIED;
+  if (node && node->opens != 0 && (node->exclusive || request.share == 0))
+    return ERROR_SHARING_VIOLATION;
+  auto file = makeOpening(request);
+  if (!node) {
+    if (const std::uint32_t error = volume->create(rest, false, &node)) return error;
+  } else if (request.disposition == CREATE_ALWAYS || request.disposition == TRUNCATE_EXISTING) {
+    volume->resize(*node, 0);
+  }
+  node->exclusive = request.share == 0;
+  file->object = std::make_shared<FileObject>(volume, node);
+  *handle = add(std::move(file));
+  return ERROR_SUCCESS;
+}
+
+void Kernel::finish(Pending& pending, std::uint32_t error) {
+  IoRequest& request = pending.request;
+  auto* overlapped = static_cast<OVERLAPPED*>(pending.overlapped);
+  const bool delivers = error == ERROR_SUCCESS || error == ERROR_MORE_DATA;
+  if (delivers && pending.buffer && !request.output.empty() && request.returned != 0)
+    std::memcpy(pending.buffer, request.output.data(), request.returned);
+  overlapped->Internal = error;
+  overlapped->InternalHigh = delivers ? request.returned : 0;
+  if (pending.event) pending.event->set(true);
+}
+
+void Kernel::settle() {
+  const std::uint64_t now = machine().clock().now();
+  for (std::size_t i = 0; i < pending_.size();) {
+    if (pending_[i].endsAt > now) {
+      ++i;
+      continue;
+    }
+    finish(pending_[i], pending_[i].request.error);
+    pending_.erase(pending_.begin() + static_cast<std::ptrdiff_t>(i));
+  }
+}
+
+bool Kernel::endOf(const void* overlapped, std::uint64_t* moment) const {
+  const auto found = std::ranges::find(pending_, overlapped, &Pending::overlapped);
+  if (found == pending_.end()) return false;
+  *moment = found->endsAt;
+  return true;
+}
+
+bool Kernel::cancel(HandleValue file, const void* overlapped) {
+  bool any = false;
+  std::erase_if(pending_, [&](Pending& pending) {
+    if (pending.file != file || (overlapped && pending.overlapped != overlapped)) return false;
+    finish(pending, ERROR_OPERATION_ABORTED);
+    any = true;
+    return true;
+  });
+  return any;
+}
+
+bool Kernel::wait(KernelObject& object, std::uint32_t milliseconds) {
+  Clock& clock = machine().clock();
+  const std::uint64_t longest =
+      milliseconds == INFINITE ? Never - 1 : clock.now() + std::uint64_t{milliseconds} * 1000;
+  for (;;) {
+    settle();
+    if (object.signalled()) {
+      object.consume();
+      return true;
+    }
+    // The next thing that can signal it: a request that ends, or the object's own time.
+    std::uint64_t next = object.signalsAt().value_or(Never);
+    for (const Pending& pending : pending_)
+      if (pending.event.get() == &object) next = std::min(next, pending.endsAt);
+    if (next == Never && milliseconds == INFINITE) return false;
+    if (next > longest) {
+      clock.advanceTo(longest);
+      settle();
+      return false;
+    }
+    clock.advanceTo(next);
+  }
+}
+
+KernelCall::KernelCall(Kind kind) : kernel_(Kernel::instance()), guard_(kernel_.mutex()) {
+  if (kind == Kind::Plain) return;
+  PlatformFaults& faults = kernel_.machine().faults();
+  fails_ = faults.countCall();
+  if (fails_) SetLastError(faults.failError());
+}
+
+}  // namespace ostria::virtual_pc

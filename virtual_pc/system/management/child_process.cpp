@@ -1,0 +1,52 @@
+#include "virtual_pc/system/management/child_process.h"
+
+#include <winerror.h>
+
+#include <algorithm>
+
+namespace ostria::virtual_pc {
+
+void PipeReadEnd::read(IoRequest& request) {
+  while (channel_->bytes.empty()) {
+    const auto writer = channel_->writer.lock();
+    // Without a process there is nobody who could ever write.
+    if (writer == nullptr || !writer->work()) return request.fail(ERROR_BROKEN_PIPE);
+  }
+  const std::size_t count = std::min(channel_->bytes.size(), request.output.size());
+  request.answerCut(channel_->bytes.data(), count);
+  channel_->bytes.erase(0, count);
+}
+
+void PipeWriteEnd::write(IoRequest& request) {
+  if (channel_->readerGone) return request.fail(ERROR_BROKEN_PIPE);
+  channel_->bytes.append(request.input.begin(), request.input.end());
+  request.returned = request.input.size();
+}
+
+bool ProcessObject::work() {
+  if (ended_) return false;
+  if (steps_.empty()) {
+    ended_ = true;
+    return false;
+  }
+  const Step step = std::move(steps_.front());
+  steps_.pop_front();
+  clock_.advance(std::uint64_t{step.milliseconds} * 1000);
+  if (output_ != nullptr && !output_->readerGone) output_->bytes += step.text;
+  return true;
+}
+
+std::optional<std::uint32_t> ProcessObject::exitCode() {
+  if (output_ == nullptr || output_->readerGone)
+    while (work()) continue;
+  return ended_ ? std::optional(exitCode_) : std::nullopt;
+}
+
+void ProcessObject::terminate(std::uint32_t exitCode) {
+  if (ended_) return;
+  ended_ = true;
+  exitCode_ = exitCode;
+  steps_.clear();
+}
+
+}  // namespace ostria::virtual_pc

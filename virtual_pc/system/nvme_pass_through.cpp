@@ -1,0 +1,263 @@
+#include "virtual_pc/system/nvme_pass_through.h"
+
+#include <winerror.h>
+#include <winioctl.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <utility>
+
+#include "base/byte_order.h"
+#include "virtual_pc/system/raid/member_drives.h"
+
+namespace ostria::virtual_pc {
+
+namespace {
+
+using storage::loadLe32;
+using storage::storeLe16;
+using storage::storeLe32;
+
+constexpr std::size_t ControlCodeAt = 16;
+constexpr std::size_t ReturnCodeAt = 20;
+constexpr std::size_t LongestTransfer = 1u << 20;
+
+/// A command as it lies in a block, without its data pointers.
+NvmeExchange readCommand(const std::uint8_t* image, bool admin, std::size_t inBytes) {
+  NvmeExchange exchange;
+  exchange.admin = admin;
+  exchange.opcode = image[0];
+  exchange.namespaceId = loadLe32(image + 4);
+  for (std::size_t i = 0; i < exchange.cdw.size(); ++i)
+    exchange.cdw[i] = loadLe32(image + 40 + 4 * i);
+  exchange.direction = inBytes != 0 ? DataDirection::In : DataDirection::None;
+  exchange.data.resize(inBytes);
+  return exchange;
+}
+
+/// Requests with the signature "IntelNvm": the command and its data in one block, the drive by
+/// path.
+class IntelPort : public MiniportHandler {
+ public:
+  /// Sends a command that may take so many microseconds, and gives the system's error code.
+  using Send = std::function<std::uint32_t(NvmeExchange&, std::uint64_t)>;
+
+  IntelPort(Send send, const NvmeDescription& description)
+      : send_(std::move(send)),
+        pathId_(description.pathId),
+        claimedOffset_(description.dataOffset) {}
+
+  std::string_view signature() const override { return "IntelNvm"; }
+  bool accepts(std::span<const std::uint8_t> block) const override {
+    return block.size() > PathAt && block[PathAt] == pathId_;
+  }
+
+  std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) override {
+    if (block.size() < DataAt || loadLe32(&block[ControlCodeAt]) != 0xF0002808 || block[28] != 1)
+      return ERROR_INVALID_PARAMETER;
+    const std::uint32_t offset = loadLe32(&block[DataOffsetAt]);
+    const std::uint32_t bytes = loadLe32(&block[DataLengthAt]);
+    if (offset < DataAt || bytes > LongestTransfer || offset > block.size() ||
+        bytes > block.size() - offset)
+      return ERROR_INVALID_PARAMETER;
+    NvmeExchange exchange = readCommand(&block[CommandAt], block[QueueAt] == 0, bytes);
+    const std::uint32_t error = send_(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
+    *duration = exchange.durationMicroseconds;
+    if (error) return error;
+    std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + offset);
+    if (claimedOffset_) storeLe32(&block[DataOffsetAt], *claimedOffset_);
+    storeLe32(&block[ReturnCodeAt], 0);
+    return ERROR_SUCCESS;
+  }
+
+ private:
+  static constexpr std::size_t PathAt = 29;
+  static constexpr std::size_t CommandAt = 32;
+  static constexpr std::size_t QueueAt = 96;
+  static constexpr std::size_t DataOffsetAt = 116;
+  static constexpr std::size_t DataLengthAt = 120;
+  static constexpr std::size_t DataAt = 168;
+
+  Send send_;
+  std::uint8_t pathId_;
+  std::optional<std::uint32_t> claimedOffset_;
+};
+
+/// Requests with the signature "NvmeMini": as the first form, for one drive and 4096 bytes.
+class MiniPort : public MiniportHandler {
+ public:
+  explicit MiniPort(DiskObject& disk) : disk_(disk) {}
+
+  std::string_view signature() const override { return "NvmeMini"; }
+
+  std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) override {
+    if (block.size() < DataAt || loadLe32(&block[ControlCodeAt]) != 0xE0002000)
+      return ERROR_INVALID_PARAMETER;
+    const std::uint32_t bytes = loadLe32(&block[DataLengthAt]);
+    if (bytes > 4096 || bytes > block.size() - DataAt || loadLe32(&block[DirectionAt]) != 2)
+      return ERROR_INVALID_PARAMETER;
+    NvmeExchange exchange = readCommand(&block[CommandAt], loadLe32(&block[QueueAt]) == 0, bytes);
+    const std::uint32_t error = disk_.send(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
+    *duration = exchange.durationMicroseconds;
+    if (error) return error;
+    std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + DataAt);
+    storeLe32(&block[CompletionAt], exchange.result);
+    storeLe16(&block[CompletionAt + 14],
+              static_cast<std::uint16_t>((exchange.statusCode << 1) | (exchange.statusType << 9)));
+    storeLe32(&block[ReturnCodeAt], 0);
+    return ERROR_SUCCESS;
+  }
+
+ private:
+  static constexpr std::size_t CommandAt = 52;
+  static constexpr std::size_t CompletionAt = 116;
+  static constexpr std::size_t DirectionAt = 132;
+  static constexpr std::size_t QueueAt = 136;
+  static constexpr std::size_t DataLengthAt = 140;
+  static constexpr std::size_t DataAt = 152;
+
+  DiskObject& disk_;
+};
+
+constexpr std::size_t SpecificDataAt = 8;  // STORAGE_PROTOCOL_SPECIFIC_DATA in either block
+constexpr std::size_t DescriptorBytes = 48;
+constexpr std::uint64_t QueryTimeout = 30 * MicrosecondsPerSecond;
+
+void protocolQuery(DiskObject& disk, IoRequest& request,
+                   std::optional<std::uint32_t> claimedOffset) {
+  const std::vector<std::uint8_t>& in = request.input;
+  if (in.size() < DescriptorBytes) return request.fail(ERROR_INVALID_PARAMETER);
+  const auto field = [&](std::size_t index) {
+    return loadLe32(in.data() + SpecificDataAt + 4 * index);
+  };
+  const std::uint32_t type = field(1);
+  const std::uint32_t value = field(2);
+  const std::uint32_t offset = field(4);
+  const std::uint32_t bytes = field(5);
+  if (field(0) != ProtocolTypeNvme || offset < DescriptorBytes - SpecificDataAt || bytes == 0 ||
+      bytes > LongestTransfer || bytes % 4 != 0 ||
+      request.output.size() < SpecificDataAt + std::uint64_t{offset} + bytes)
+    return request.fail(ERROR_INVALID_PARAMETER);
+
+  NvmeExchange exchange;
+  exchange.direction = DataDirection::In;
+  exchange.data.resize(bytes);
+  if (type == NVMeDataTypeIdentify) {
+    exchange.opcode = 0x06;
+    exchange.namespaceId = field(3);
+    exchange.cdw[0] = value;
+  } else if (type == NVMeDataTypeLogPage) {
+    exchange.opcode = 0x02;
+    exchange.namespaceId = 0xFFFFFFFF;
+    exchange.cdw[0] = (value & 0xFF) | ((bytes / 4 - 1) << 16);
+    exchange.cdw[1] = (bytes / 4 - 1) >> 16;
+    exchange.cdw[2] = field(3);
+  } else {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
+  const std::uint32_t error = disk.send(exchange, QueryTimeout);
+  request.durationMicroseconds = exchange.durationMicroseconds;
+  if (error) return request.fail(error);
+  if (exchange.statusType != 0 || exchange.statusCode != 0) return request.fail(ERROR_IO_DEVICE);
+
+  std::copy_n(in.begin(), DescriptorBytes, request.output.begin());
+  storeLe32(&request.output[0], DescriptorBytes);
+  storeLe32(&request.output[4], DescriptorBytes);
+  if (claimedOffset) storeLe32(&request.output[SpecificDataAt + 16], *claimedOffset);
+  storeLe32(&request.output[SpecificDataAt + 20], static_cast<std::uint32_t>(exchange.transferred));
+  storeLe32(&request.output[SpecificDataAt + 24], exchange.result);
+  const std::size_t dataAt = SpecificDataAt + offset;
+  std::copy_n(exchange.data.begin(), exchange.transferred,
+              request.output.begin() + static_cast<std::ptrdiff_t>(dataAt));
+  request.returned = dataAt + exchange.transferred;
+}
+
+// Places in STORAGE_PROTOCOL_COMMAND.
+constexpr std::size_t CommandRecordBytes = 84;
+constexpr std::size_t CommandAt = 80;
+constexpr std::size_t CommandBytes = 64;
+
+void protocolCommand(DiskObject& disk, IoRequest& request) {
+  const std::vector<std::uint8_t>& in = request.input;
+  if (in.size() < CommandAt + CommandBytes || request.output.size() < CommandAt + CommandBytes ||
+      loadLe32(&in[0]) != 1 || loadLe32(&in[4]) != CommandRecordBytes ||
+      loadLe32(&in[8]) != ProtocolTypeNvme || loadLe32(&in[24]) != CommandBytes)
+    return request.fail(ERROR_INVALID_PARAMETER);
+  // The system lets through the commands that change nothing of the data.
+  if (loadLe32(&in[56]) != 1) return request.fail(ERROR_INVALID_FUNCTION);
+  const std::uint32_t out = loadLe32(&in[32]);
+  const std::uint32_t bytes = loadLe32(&in[36]);
+  const std::uint32_t at = loadLe32(&in[52]);
+  if (out != 0 || bytes > LongestTransfer || (bytes != 0 && at < CommandAt + CommandBytes) ||
+      std::uint64_t{at} + bytes > request.output.size())
+    return request.fail(ERROR_INVALID_PARAMETER);
+
+  NvmeExchange exchange = readCommand(&in[CommandAt], true, bytes);
+  const std::uint32_t error = disk.send(exchange, loadLe32(&in[40]) * MicrosecondsPerSecond);
+  request.durationMicroseconds = exchange.durationMicroseconds;
+  if (error) return request.fail(error);
+  std::copy_n(in.begin(), CommandAt + CommandBytes, request.output.begin());
+  const bool good = exchange.statusType == 0 && exchange.statusCode == 0;
+  storeLe32(&request.output[16], good ? 1 : 2);  // STORAGE_PROTOCOL_STATUS_SUCCESS or _ERROR
+  storeLe32(&request.output[20], exchange.statusCode | (std::uint32_t{exchange.statusType} << 8));
+  storeLe32(&request.output[64], exchange.result);
+  std::copy_n(exchange.data.begin(), exchange.transferred,
+              request.output.begin() + static_cast<std::ptrdiff_t>(at));
+  request.returned = request.output.size();
+}
+
+bool answerStorageQuery(DiskObject& disk, IoRequest& request,
+                        std::optional<std::uint32_t> claimedOffset) {
+  if (request.code == IOCTL_STORAGE_PROTOCOL_COMMAND) {
+    protocolCommand(disk, request);
+    return true;
+  }
+  if (request.code != IOCTL_STORAGE_QUERY_PROPERTY || request.input.size() < 8) return false;
+  const std::uint32_t property = loadLe32(request.input.data());
+  if (property != StorageAdapterProtocolSpecificProperty &&
+      property != StorageDeviceProtocolSpecificProperty)
+    return false;
+  protocolQuery(disk, request, claimedOffset);
+  return true;
+}
+
+}  // namespace
+
+void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& description) {
+  const auto has = [&](NvmeRoad road) {
+    return description.road == road || description.road == NvmeRoad::All;
+  };
+  if (has(NvmeRoad::IntelPort)) {
+    disk.setPathId(description.pathId);
+    port.addMiniport(std::make_unique<IntelPort>(
+        [&disk](NvmeExchange& exchange, std::uint64_t timeout) {
+          return disk.send(exchange, timeout);
+        },
+        description));
+  }
+  if (has(NvmeRoad::MiniPort)) port.addMiniport(std::make_unique<MiniPort>(disk));
+  if (has(NvmeRoad::StorageQuery))
+    disk.addHandler([claimed = description.dataOffset](DiskObject& asked, IoRequest& request) {
+      return answerStorageQuery(asked, request, claimed);
+    });
+}
+
+void addNvmeMember(Machine& machine, Drive& drive, PortObject& port,
+                   const NvmeDescription& description) {
+  port.addMiniport(std::make_unique<IntelPort>(
+      [&machine, &drive](NvmeExchange& exchange, std::uint64_t timeout) -> std::uint32_t {
+        switch (sendToMember(machine, *drive.nvme, exchange, timeout)) {
+          case DriveReply::Answered:
+            return ERROR_SUCCESS;
+          case DriveReply::SystemError:
+            return exchange.transportError;
+          case DriveReply::Unreached:
+            break;
+        }
+        return ERROR_DEVICE_NOT_CONNECTED;
+      },
+      description));
+}
+
+}  // namespace ostria::virtual_pc

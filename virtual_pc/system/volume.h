@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "virtual_pc/description/description.h"
+#include "virtual_pc/drives/block_medium.h"
+#include "virtual_pc/system/disk.h"
+#include "virtual_pc/system/kernel_object.h"
+
+namespace ostria::virtual_pc {
+
+/// A file or directory of a volume.
+struct FileNode {
+  std::string name;
+  bool directory = false;
+  std::uint64_t bytes = 0;
+  std::map<std::uint64_t, std::uint64_t> clusters;  ///< of the file: cluster of the volume
+  std::map<std::string, std::shared_ptr<FileNode>> children;  ///< by name in lower case
+  unsigned opens = 0;
+  bool exclusive = false;  ///< the one opening allows no other
+};
+
+/// A volume with a drive letter: the raw volume as a device, and its files. File content lies in
+/// the sectors of the drive, so that what ails the drive shows in its files.
+class VolumeObject : public IoObject {
+ public:
+  /// @param disk  null for a volume on no drive of this machine, which then has a medium of its own
+  VolumeObject(const VolumeDescription& description, DiskObject* disk);
+
+  void control(IoRequest& request) override;
+  void read(IoRequest& request) override;
+  void write(IoRequest& request) override;
+  std::uint64_t size() const override { return description_.totalBytes; }
+  std::uint32_t alignment() const override { return sectorBytes_; }
+  void closing(OpenFile& file) override;
+
+  const VolumeDescription& description() const { return description_; }
+  DiskObject* disk() const { return disk_; }
+  bool present() const { return !disk_ || disk_->present(); }
+  /// Whether the file system holds the sectors: neither locked nor dismounted.
+  bool mounted() const { return !lockedBy_ && !dismounted_; }
+  std::uint64_t startOffset() const { return startSector_ * sectorBytes_; }
+  std::uint64_t freeBytes() const { return freeClusters_ * clusterBytes_; }
+  std::uint32_t clusterBytes() const { return clusterBytes_; }
+
+  // Files. Paths are UTF-8, from the root on, with backslashes and without one at the end; the root
+  // itself is empty. Error results are the system's codes, 0 for success.
+  std::shared_ptr<FileNode> find(const std::string& path) const;
+  std::uint32_t create(const std::string& path, bool directory, std::shared_ptr<FileNode>* node);
+  std::uint32_t remove(const std::string& path, bool directory);
+  void removeNode(const FileNode* node);
+  using IoObject::resize;
+  std::uint32_t resize(FileNode& node, std::uint64_t bytes);
+  SectorResult readFile(FileNode& node, std::uint64_t offset, std::uint64_t bytes,
+                        std::uint8_t* out);
+  SectorResult writeFile(FileNode& node, std::uint64_t offset, std::uint64_t bytes,
+                         const std::uint8_t* in);
+  /// An opening of a file came or went; the volume can't be locked while there is one.
+  void opened() { ++openFiles_; }
+  void fileClosed() { --openFiles_; }
+
+ private:
+  SectorResult readSectors(std::uint64_t sector, std::uint64_t count, std::uint8_t* out);
+  SectorResult writeSectors(std::uint64_t sector, std::uint64_t count, const std::uint8_t* in);
+  void fileSystemControl(IoRequest& request);
+  void ntfsData(IoRequest& request) const;
+  bool allocate(FileNode& node, std::uint64_t cluster);
+  void release(FileNode& node, std::uint64_t fromCluster);
+  bool removeBelow(FileNode& directory, const FileNode* node);
+
+  VolumeDescription description_;
+  DiskObject* disk_;
+  std::unique_ptr<BlockMedium> own_;
+  std::uint32_t sectorBytes_ = 512;
+  std::uint32_t clusterBytes_;
+  std::uint64_t startSector_ = 0;
+  std::uint64_t nextCluster_;
+  std::uint64_t freeClusters_;
+  std::vector<std::uint64_t> returned_;  ///< clusters that files have given back
+  std::shared_ptr<FileNode> root_ = std::make_shared<FileNode>();
+  unsigned openFiles_ = 0;
+  const OpenFile* lockedBy_ = nullptr;
+  bool dismounted_ = false;
+};
+
+/// An open file or directory of a volume.
+class FileObject : public IoObject {
+ public:
+  FileObject(std::shared_ptr<VolumeObject> volume, std::shared_ptr<FileNode> node);
+  ~FileObject() override;
+
+  void control(IoRequest& request) override;
+  void read(IoRequest& request) override;
+  void write(IoRequest& request) override;
+  std::uint64_t size() const override { return node_->bytes; }
+  std::uint32_t resize(std::uint64_t bytes) override { return volume_->resize(*node_, bytes); }
+  std::uint32_t alignment() const override { return volume_->alignment(); }
+  void closing(OpenFile& file) override;
+
+ private:
+  std::shared_ptr<VolumeObject> volume_;
+  std::shared_ptr<FileNode> node_;
+};
+
+}  // namespace ostria::virtual_pc
