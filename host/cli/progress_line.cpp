@@ -18,7 +18,7 @@ constexpr std::chrono::milliseconds kJsonInterval{200};
 
 std::string barLine(const std::string& label, const std::string& text, unsigned percent,
                     std::chrono::seconds elapsed, std::size_t width) {
-  percent = std::min(percent, 100U);
+  percent = std::min(percent, 100u);
   std::string tail = std::string(percent < 10    ? "  "
                                  : percent < 100 ? " "
                                                  : "") +

@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kUsualWidth = 80;
 constexpr std::size_t kLeastWidth = 20;
 
-bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
+bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0u) == 0x80u; }
 
 std::size_t widthOf(int descriptor) {
   winsize size{};

@@ -27,7 +27,7 @@ enum class [[nodiscard]] ProtocolResult : std::uint32_t{
     AccessDenied = 125,             ///< the platform refuses for lack of rights
     ReadTimeout = 134,              ///< raw read ran out of time
     WriteTimeout = 135,             ///< raw write ran out of time
-    NoPath = 0xFFFFFFFFU            ///< this send reaches no device on this platform
+    NoPath = 0xFFFFFFFFu            ///< this send reaches no device on this platform
 };
 
 constexpr bool succeeded(ProtocolResult result) { return result == ProtocolResult::Success; }

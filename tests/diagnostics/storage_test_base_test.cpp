@@ -81,9 +81,9 @@ TEST(StorageTestBase, SystemEventIsToldAtTheFirstCheckOfARunOnly) {
   early.eventFromPoll = 0;
   EXPECT_EQ(told(early, test.begin(&early)), eventTold + " = 4");
   EXPECT_TRUE(test.checkStop(&early));
-  EXPECT_EQ(early.heard.size(), 2U);
+  EXPECT_EQ(early.heard.size(), 2u);
   EXPECT_EQ(test.begin(&early), TestResult::Stopped);
-  EXPECT_EQ(early.heard.size(), 4U) << "a new run tells it again";
+  EXPECT_EQ(early.heard.size(), 4u) << "a new run tells it again";
 
   FakeHost late(disk.component.get());
   late.eventFromPoll = 1;
@@ -92,7 +92,7 @@ TEST(StorageTestBase, SystemEventIsToldAtTheFirstCheckOfARunOnly) {
   EXPECT_TRUE(OpenTest::checkStopNoted(&late, false));
   EXPECT_TRUE(late.heard.empty());
   EXPECT_TRUE(OpenTest::checkStopNoted(&late, true));
-  EXPECT_EQ(late.heard.size(), 2U);
+  EXPECT_EQ(late.heard.size(), 2u);
 
   FakeHost harmless(disk.component.get());
   harmless.eventFromPoll = 0;
@@ -123,7 +123,7 @@ TEST(StorageTestBase, ReadErrorsBecomeMessagesAndAResult) {
       report(7, ProtocolResult::MediumError, 2),
       "log 2 READING_SECTOR 7 / 42 same / log 2 TOO_MANY_BAD_SECTORS_FOUND: 2 / 100 same = 1");
   EXPECT_EQ(report(8, ProtocolResult::MediumError, 1), "log 2 READING_SECTOR 8 / 100 same = 1");
-  EXPECT_EQ(bad.size(), 3U);
+  EXPECT_EQ(bad.size(), 3u);
   EXPECT_EQ(report(9, ProtocolResult::CommandRejected, 1),
             "log 2 CANNOT_ACCESS_DEVICE / 100 same = 3");
   EXPECT_EQ(report(9, ProtocolResult::ReadTimeout, 1),

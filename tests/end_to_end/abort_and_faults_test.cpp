@@ -91,7 +91,7 @@ TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
     FakeHost atOnce = bench.host();
     (byEvent ? atOnce.eventFromPoll : atOnce.abortFromPoll) = 0;
     EXPECT_EQ(bench.run(atOnce), TestResult::Stopped);
-    EXPECT_EQ(atOnce.count("log 0 " + eventKey), byEvent ? 1U : 0U);
+    EXPECT_EQ(atOnce.count("log 0 " + eventKey), byEvent ? 1u : 0u);
     if (subject.command == 0) continue;
 
     FakeHost host = bench.host();
@@ -104,7 +104,7 @@ TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
     EXPECT_GE(watch.commands, subject.command);
     EXPECT_LE(watch.commands, subject.command + subject.more);
     EXPECT_EQ(lastProgress(host), "100");
-    EXPECT_EQ(host.count("log 0 " + eventKey), byEvent && subject.scans ? 1U : 0U);
+    EXPECT_EQ(host.count("log 0 " + eventKey), byEvent && subject.scans ? 1u : 0u);
     watch.onCommand = {};
     EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
     std::uint8_t status = 0;

@@ -81,7 +81,7 @@ TEST(ControllerStatusRoad, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
     SCOPED_TRACE(row.name);
     ModuleBench bench(with(row.machine, {driveOf("nvme", "N", row.drive)}));
     bench.scan(1);
-    EXPECT_EQ(bench.device(0).controllerAccess(), 0U);
+    EXPECT_EQ(bench.device(0).controllerAccess(), 0u);
     const Verdict verdict = judge(bench, 0);
     EXPECT_FALSE(verdict.applicable);
     EXPECT_EQ(verdict.result, TestResult::NotPerformed);

@@ -43,8 +43,8 @@ TEST(ModuleCatalogue, IsBuiltOnceAndAgainAfterARelease) {
 
   ReleaseModuleInterfaceInstance();
   ReleaseModuleInterfaceInstance();
-  EXPECT_EQ(GetModuleInterfaceInstance()->diagnosticCount(), 2U);
-  EXPECT_EQ(GetProductVersion()->minor(), 46U);
+  EXPECT_EQ(GetModuleInterfaceInstance()->diagnosticCount(), 2u);
+  EXPECT_EQ(GetProductVersion()->minor(), 46u);
 }
 
 TEST(SmartRoad, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
@@ -204,7 +204,7 @@ class FaultSweep : public ::testing::TestWithParam<std::uint32_t> {
 
 TEST_P(FaultSweep, EveryFailingCallHasADocumentedEnd) {
   const std::uint64_t calls = runOnce(0, 0);
-  ASSERT_GT(calls, 2U);
+  ASSERT_GT(calls, 2u);
   for (std::uint64_t call = 1; call <= calls; ++call) {
     SCOPED_TRACE("call " + std::to_string(call));
     runOnce(call, 0);

@@ -100,7 +100,7 @@ TEST(SelfTestRoad, TheAddressOfAFailureIsFoundBehindOlderEntries) {
                               R"(], "self_tests": [{"code": 1, "seconds": 40, "outcome": 7,
                                   "failing_lba": 300000}]})";
     SelfTestBench bench({driveOf("sata", "OLD", smart), driveOf("sas", "OLD2", smart)});
-    for (const std::uint32_t index : {0U, 1U})
+    for (const std::uint32_t index : {0u, 1u})
       EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, index),
                   HasSubstr(" / log 2 READING_SECTOR 300000 / 100 same / "))
           << older;
@@ -172,7 +172,7 @@ TEST(SelfTestRoad, TwoHoursCostNoRealTime) {
   const auto started = std::chrono::steady_clock::now();
   EXPECT_THAT(bench.run(ModuleBench::extended, extendedTest),
               EndsWith(" / 98 / 98 / 100 / 100 = 0"));
-  EXPECT_GE(bench.seconds() - before, 7200U);
+  EXPECT_GE(bench.seconds() - before, 7200u);
   EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));
 }
 

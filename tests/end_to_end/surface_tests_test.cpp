@@ -87,7 +87,7 @@ TEST(TargetedReadRoad, ReadsWhatTheDrivesOwnLogsName) {
     disk.machine().drives()[0]->medium->addBadSectors({5026});
     EXPECT_THAT(disk.run(ModuleBench::quick, targetedRead),
                 EndsWith(" / log 2 READING_SECTOR 5024 / 100 same / 100 / 100" + hinted));
-    EXPECT_EQ(disk.watch->reads.back().lba, 5024U);
+    EXPECT_EQ(disk.watch->reads.back().lba, 5024u);
     EXPECT_FALSE(disk.smartEnabled(0));
   }
 }
@@ -119,7 +119,7 @@ TEST_P(SeekRoad, TakesTheCommandsThatReachTheDisk) {
               EndsWith(" 100 / 100" + c.ending.substr(c.ending.rfind(" ="))));
   const auto& reads = disk.watch->reads;
   if (!c.ending.ends_with("= 0") || c.kind != ProtocolKind::Scsi) return;
-  ASSERT_GT(reads.size(), 201U);
+  ASSERT_GT(reads.size(), 201u);
   const std::uint64_t last = properties.totalSectors - 1;
   for (std::uint64_t i = 0; i < 100; ++i) {
     ASSERT_EQ(reads[1 + i], (WatchedDrive::Read{i, 1})) << "the head, behind the waking read";
@@ -127,7 +127,7 @@ TEST_P(SeekRoad, TakesTheCommandsThatReachTheDisk) {
   }
 }
 
-constexpr std::uint64_t huge = (1ULL << 33) + 5;
+constexpr std::uint64_t huge = (1ull << 33) + 5;
 const Reach reaches[] = {
     {"Sata", sized("sata", 400'000), ProtocolKind::Ata, false, {{0x24, 4001}}, {{0x28, 1}}},
     {"SataShortAddresses",
@@ -145,7 +145,7 @@ const Reach reaches[] = {
      {},
      {{0x88, 4001}}},
     {"SasWithoutRead16",
-     sized("sas", 1ULL << 32, R"("scsi": {"read16": false})"),
+     sized("sas", 1ull << 32, R"("scsi": {"read16": false})"),
      ProtocolKind::Scsi,
      false,
      {},
@@ -157,7 +157,7 @@ const Reach reaches[] = {
      {},
      {{0x88, 1}, {0xA8, 1}, {0x28, 4002}}},
     {"SasHugeWithoutRead16",
-     sized("sas", (1ULL << 32) + 1, R"("scsi": {"read16": false})"),
+     sized("sas", (1ull << 32) + 1, R"("scsi": {"read16": false})"),
      ProtocolKind::Scsi,
      false,
      {},
@@ -184,7 +184,7 @@ TEST(SeekRoad, TellsABadSectorFromALostDisk) {
     Road disk(sized(kind, 400'000, R"("bad_sectors": [{"lba": 50}, {"lba": 399990}])"));
     EXPECT_THAT(disk.run(ModuleBench::quick, funnelSeek),
                 EndsWith("0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100" + hinted));
-    EXPECT_EQ(disk.watch->reads.back().lba, 50U);
+    EXPECT_EQ(disk.watch->reads.back().lba, 50u);
     for (const std::uint32_t item : {randomSeek, funnelSeek}) {
       Road lost(sized(kind, 400'000));
       lost.watch->onCommand = [&] {
@@ -225,7 +225,7 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
       {"usb_sat", "", 300, 0, 100, 20},
       {"sata", smallBlock, 409'600, 0, 100, 20},
       {"sas", smallBlock + R"(, "sector_bytes": 4096)", 409'600, 10, 60, 10},
-      {"sas", smallBlock, (1ULL << 32) + 1'000'000, 99, 100, 1},
+      {"sas", smallBlock, (1ull << 32) + 1'000'000, 99, 100, 1},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.kind + " " + std::to_string(c.sectors));
@@ -246,7 +246,7 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
     const auto last = static_cast<double>(c.sectors - 1);
     const double area = last * static_cast<double>(c.stop - c.start) / 100;
     if (block == 0 || area < static_cast<double>(block)) {
-      EXPECT_GT(read, 0U);
+      EXPECT_GT(read, 0u);
       continue;
     }
     const double stride = static_cast<double>(block) * 100 / static_cast<double>(c.coverage);
@@ -267,7 +267,7 @@ TEST(ScanRoads, BadBlocksAreListedExactly) {
                          {"lba": 4660, "count": 3}, {"lba": 19999, "kind": "interface"}])";
   for (const std::string kind : {"sata", "sas", "usb_stick", "usb_sat"}) {
     Road disk(sized(kind, 20'000, bad));
-    ASSERT_EQ(disk.device(0).preferredReadBlock(), 127U) << kind;
+    ASSERT_EQ(disk.device(0).preferredReadBlock(), 127u) << kind;
     const std::string list =
         "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
         "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [4572, 4699], [19939, 20066].";

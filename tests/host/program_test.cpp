@@ -86,7 +86,7 @@ TEST(ProgramTest, RefusedTestsSayWhyAndAreNotFailed) {
 }
 
 TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
-  EXPECT_EQ(document(run({"--json"})).at("devices").size(), 2U);
+  EXPECT_EQ(document(run({"--json"})).at("devices").size(), 2u);
   const json shown = document(run({"--json", "--show", "1"}));
   EXPECT_EQ(shown.at("devices").at(0).at("smart").at(0).at("below_threshold"), true);
 
@@ -118,12 +118,12 @@ TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
 TEST(ProgramTest, SchemaVersionChangesWithTheSchema) {
   std::ifstream file(OSTRIA_SOURCE_DIR "/docs/output.schema.json");
   const json schema = json::parse(file);
-  std::uint64_t print = 0xCBF29CE484222325U;
+  std::uint64_t print = 0xCBF29CE484222325u;
   for (const char c : schema.dump()) {
-    print = (print ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+    print = (print ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
   }
   EXPECT_EQ(schema.at("properties").at("schema_version").at("const"), "1.1");
-  EXPECT_EQ(print, 3519363799690294048U);
+  EXPECT_EQ(print, 3519363799690294048u);
 }
 
 TEST(ProgramTest, ProgressAsJsonLines) {
@@ -135,7 +135,7 @@ TEST(ProgramTest, ProgressAsJsonLines) {
     ASSERT_FALSE(event.is_discarded()) << line;
     events.push_back(event.at("event"));
   }
-  ASSERT_GE(events.size(), 2U);
+  ASSERT_GE(events.size(), 2u);
   EXPECT_EQ(events.front(), "test_started");
   EXPECT_EQ(events.back(), "test_finished");
 }
@@ -228,11 +228,11 @@ TEST(ProgramTest, NarrowTerminalIsNeverOverrun) {
           const std::size_t end = line.find_first_of("mK", i);
           if (line[end] == 'K') width = 0;
           i = end;
-        } else if ((static_cast<unsigned char>(line[i]) & 0xC0U) != 0x80U) {
+        } else if ((static_cast<unsigned char>(line[i]) & 0xC0u) != 0x80u) {
           ++width;
         }
       }
-      EXPECT_LE(width, 40U) << line;
+      EXPECT_LE(width, 40u) << line;
     }
   }
 }
@@ -252,7 +252,7 @@ TEST(ProgramTest, RecordedRunsAreTheHistory) {
   setenv("XDG_STATE_HOME", folder.c_str(), 1);
   run({"-Qt", "1", "--record"});
   const json history = document(run({"--history", "--json"}));
-  ASSERT_EQ(history.at("records").size(), 1U);
+  ASSERT_EQ(history.at("records").size(), 1u);
   EXPECT_EQ(history.at("records").at(0).at("outcome"), "failed");
   EXPECT_THAT(run({"--history", "--redact"}).output, Not(HasSubstr("alert(1)")));
   unsetenv("XDG_STATE_HOME");

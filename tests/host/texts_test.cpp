@@ -78,7 +78,7 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
   std::ifstream file(root / "host/core/texts/en.txt");
   std::set<std::string> known;
   for (std::string line; std::getline(file, line);) known.insert(line.substr(0, line.find('\t')));
-  ASSERT_GT(known.size(), 150U);
+  ASSERT_GT(known.size(), 150u);
 
   const std::regex key("\"([A-Z|][A-Z0-9|'.()%]*_[A-Zs0-9_|'.()%]+)\"");
   // Names that are no messages: settings, names in reports and of the system's own tables.

@@ -52,12 +52,12 @@ std::vector<std::vector<std::string>> helpExamples() {
 
 TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
   const auto examples = helpExamples();
-  EXPECT_EQ(examples.size(), 5U);
+  EXPECT_EQ(examples.size(), 5u);
   for (const auto& arguments : examples) {
     Program program(OSTRIA_BIN_DIR, arguments);
     const int code = program.finish();
     const std::set<int> good = {0, 1, 3, 5};
-    EXPECT_EQ(good.count(code), 1U)
+    EXPECT_EQ(good.count(code), 1u)
         << code << testing::PrintToString(arguments) << program.output << program.errors;
     EXPECT_THAT(program.output, testing::HasSubstr("Device 0"));
   }
@@ -66,7 +66,7 @@ TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
 TEST(VirtualPcProgramTest, EachDeviceIsShownAndOneFails) {
   const json list = onVirtualPc({});
   const json details = onVirtualPc({"--show"});
-  ASSERT_GE(list.at("devices").size(), 3U);
+  ASSERT_GE(list.at("devices").size(), 3u);
   ASSERT_EQ(details.at("devices").size(), list.at("devices").size());
   for (const json& device : details.at("devices")) {
     EXPECT_FALSE(device.at("applicable_tests").empty()) << device.at("name");
@@ -81,7 +81,7 @@ TEST(VirtualPcProgramTest, EachDeviceIsShownAndOneFails) {
 TEST(VirtualPcProgramTest, EveryMessageHasAText) {
   for (const std::string device : {"0", "1"}) {
     const json all = onVirtualPc({"-Q", "-E", device}, nullptr, kSmallPc);
-    EXPECT_GE(all.at("test_runs").size(), 8U);
+    EXPECT_GE(all.at("test_runs").size(), 8u);
     for (const json& run : all.at("test_runs")) {
       EXPECT_NE(run.at("outcome"), "could_not_start") << run;
       for (const json& message : run.at("messages")) {
@@ -197,10 +197,10 @@ TEST(VirtualPcProgramTest, ReportTellsOfEveryKindOfDrive) {
         "cells hold bad sectors", "badge failed"}) {
     EXPECT_THAT(html, testing::HasSubstr(part));
   }
-  EXPECT_EQ(countOf(html, "class=\"map\""), 4U);
-  EXPECT_EQ(countOf(html, "<tr class=\"bad\">"), 4U);
-  EXPECT_EQ(countOf(html, "<script"), 0U);
-  EXPECT_EQ(countOf(html, "<h3>Partition</h3>"), 1U);
+  EXPECT_EQ(countOf(html, "class=\"map\""), 4u);
+  EXPECT_EQ(countOf(html, "<tr class=\"bad\">"), 4u);
+  EXPECT_EQ(countOf(html, "<script"), 0u);
+  EXPECT_EQ(countOf(html, "<h3>Partition</h3>"), 1u);
   std::filesystem::remove(path);
 }
 

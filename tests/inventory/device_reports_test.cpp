@@ -123,7 +123,7 @@ TEST(DevicePropertiesTest, PartitionsBecomeSections) {
                              std::move(table));
   fillPartitionSections(component);
   const auto sections = component.sections();
-  ASSERT_EQ(sections.size(), 2U);
+  ASSERT_EQ(sections.size(), 2u);
   EXPECT_EQ(sections[0].title, "PARTITION");
   EXPECT_EQ(pairs(sections[0].entries), (Pairs{{"INDEX", "1"},
                                                {"FILE_SYSTEM", "ntfs"},
@@ -168,7 +168,7 @@ TEST(SmartReportTest, NvmeRowsFollowTheHealthLog) {
   storeLe16(&page[202], 300);
   const std::string rows = nvmeSmartRows(page);
   const auto has = [&rows](const std::string& row) { return rows.find(row) != std::string::npos; };
-  EXPECT_EQ(rows.find(R"({"id":"0","description":"Critical Warning","data":"4"},)"), 0U);
+  EXPECT_EQ(rows.find(R"({"id":"0","description":"Critical Warning","data":"4"},)"), 0u);
   EXPECT_TRUE(has(R"({"id":"1","description":"Temperature","data":"- ºC"})"));
   EXPECT_TRUE(has(R"({"id":"5","description":"Percentage Used","data":"255 %"})"));
   EXPECT_TRUE(has(R"("Data Units Read","data":"1,234,567 [588 GB]"})"));
@@ -286,7 +286,7 @@ TEST_F(ReportsOnPcTest, AnyCallMayFail) {
     faults.reset();
     const std::string whole = ask(key);
     const std::uint64_t calls = faults.calls();
-    ASSERT_GT(calls, 0U);
+    ASSERT_GT(calls, 0u);
     for (std::uint64_t call = 1; call <= calls; ++call) {
       faults.reset();
       faults.failCall(call, 31);

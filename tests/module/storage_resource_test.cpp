@@ -15,9 +15,9 @@ TEST(StorageResourceTest, LettersAreUniqueInADiagnosticAndEachTestHasItsTexts) {
     EXPECT_FALSE(resource.testName(id).empty()) << option.longName;
     EXPECT_FALSE(resource.testTooltip(id).empty()) << option.longName;
   }
-  EXPECT_EQ(letters.size(), 21U);
+  EXPECT_EQ(letters.size(), 21u);
   // The health test has texts but no name on the command line.
-  EXPECT_EQ(resource.getTestOptions().count({1, 1, 15}), 0U);
+  EXPECT_EQ(resource.getTestOptions().count({1, 1, 15}), 0u);
   EXPECT_EQ(resource.testName({1, 1, 15}), "SMART_HEALTH_TEST");
 }
 

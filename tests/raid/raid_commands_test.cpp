@@ -101,13 +101,13 @@ TEST(CsmiCommands, HaveTheirHeadsAndSizes) {
     head.command.finishHeader();
     const Bytes& buffer = head.command.buffer();
     ASSERT_EQ(buffer.size(), head.size);
-    EXPECT_EQ(loadLe32(&buffer[0]), 28U);
+    EXPECT_EQ(loadLe32(&buffer[0]), 28u);
     EXPECT_EQ(std::memcmp(&buffer[4], head.signature, 8), 0);
-    EXPECT_EQ(loadLe32(&buffer[12]), 60U);
+    EXPECT_EQ(loadLe32(&buffer[12]), 60u);
     EXPECT_EQ(loadLe32(&buffer[16]), head.code);
     EXPECT_EQ(loadLe32(&buffer[24]), head.size - 28);
   }
-  EXPECT_EQ(loadLe32(&raid.buffer()[28]), 0x01020304U);
+  EXPECT_EQ(loadLe32(&raid.buffer()[28]), 0x01020304u);
 }
 
 TEST(CsmiCommands, CarryAtaRegistersBothWays) {
@@ -124,8 +124,8 @@ TEST(CsmiCommands, CarryAtaRegistersBothWays) {
   EXPECT_THAT(part(port.request, 32, 8), ElementsAre(148, 149, 150, 151, 152, 153, 154, 155));
   EXPECT_THAT(part(port.request, 44, 20),
               ElementsAre(0x27, 0x80, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0, 0, 0, 0, 0, 0));
-  EXPECT_EQ(loadLe32(&port.request[64]), 17U);
-  EXPECT_EQ(loadLe32(&port.request[68]), 512U);
+  EXPECT_EQ(loadLe32(&port.request[64]), 17u);
+  EXPECT_EQ(loadLe32(&port.request[68]), 512u);
   EXPECT_EQ(data, Bytes(512, 0xAB));
   EXPECT_THAT((Bytes{read.command, read.features, read.lbaLow, read.lbaMid, read.lbaHigh,
                      read.device, read.sectorCount}),
@@ -134,14 +134,14 @@ TEST(CsmiCommands, CarryAtaRegistersBothWays) {
   data.assign(512, 0xCD);
   AtaCmd write = distinct(DataDirection::ToDevice, data);
   ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
-  EXPECT_EQ(loadLe32(&port.request[64]), 18U);
+  EXPECT_EQ(loadLe32(&port.request[64]), 18u);
   EXPECT_EQ(part(port.request, 164, 512), data);
   Bytes none;
   AtaCmd plain = distinct(DataDirection::None, none);
   ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
-  EXPECT_EQ(loadLe32(&port.request[64]), 20U);
-  EXPECT_EQ(loadLe32(&port.request[68]), 0U);
-  EXPECT_EQ(port.request.size(), 168U);
+  EXPECT_EQ(loadLe32(&port.request[64]), 20u);
+  EXPECT_EQ(loadLe32(&port.request[68]), 0u);
+  EXPECT_EQ(port.request.size(), 168u);
 }
 
 TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
@@ -156,13 +156,13 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
   ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
   EXPECT_THAT(part(port.request, 28, 4), ElementsAre(120, 128, 0, 0));
   EXPECT_THAT(part(port.request, 32, 8), ElementsAre(148, 149, 150, 151, 152, 153, 154, 155));
-  EXPECT_EQ(loadLe32(&port.request[48]), 10U);
+  EXPECT_EQ(loadLe32(&port.request[48]), 10u);
   EXPECT_THAT(part(port.request, 52, 16), ElementsAreArray(read.cdb));
-  EXPECT_EQ(loadLe32(&port.request[68]), 1U);
-  EXPECT_EQ(loadLe32(&port.request[96]), 512U);
+  EXPECT_EQ(loadLe32(&port.request[68]), 1u);
+  EXPECT_EQ(loadLe32(&port.request[96]), 512u);
   EXPECT_EQ(data, Bytes(512, 0xAB));
   EXPECT_EQ(read.scsiStatus, 0);
-  EXPECT_EQ(read.senseLength, 0U);
+  EXPECT_EQ(read.senseLength, 0u);
 
   // Either byte order of the length, and one beyond the room for it.
   for (const Bytes& length : {Bytes{18, 0}, Bytes{0, 18}, Bytes{255, 255}}) {
@@ -173,17 +173,17 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
     };
     Write10 write(data.data(), 0, 1, 512);
     ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
-    EXPECT_EQ(loadLe32(&port.request[68]), 2U);
+    EXPECT_EQ(loadLe32(&port.request[68]), 2u);
     EXPECT_EQ(part(port.request, 368, 512), data);
-    EXPECT_GE(write.senseLength, 18U);
+    EXPECT_GE(write.senseLength, 18u);
     EXPECT_LE(write.senseLength, sizeof(write.sense));
     EXPECT_EQ(write.sense[17], 0x81);
   }
   port.answer = nullptr;
   SendDiagnostic plain(1);
   ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
-  EXPECT_EQ(loadLe32(&port.request[68]), 4U);
-  EXPECT_EQ(port.request.size(), 372U);
+  EXPECT_EQ(loadLe32(&port.request[68]), 4u);
+  EXPECT_EQ(port.request.size(), 372u);
 }
 
 TEST(CsmiCommands, ThatDidNotReachTheDriveAreNoAnswer) {
@@ -229,9 +229,9 @@ TEST(LsiCommands, CarryAtaRegistersBothWays) {
   ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
   EXPECT_EQ(library.record.command, 0x06);
   EXPECT_EQ(library.record.group, 0x02);
-  EXPECT_EQ(library.record.controllerId, 0x01020304U);
+  EXPECT_EQ(library.record.controllerId, 0x01020304u);
   EXPECT_EQ(library.record.deviceId, 0x0105);
-  EXPECT_EQ(library.record.dataSize, 60U + 512U);
+  EXPECT_EQ(library.record.dataSize, 60u + 512u);
   EXPECT_THAT(part(library.request, 0, 40),
               ElementsAre(5, 2, 30, 0, 1, 0, 0, 0, 0x27, 0x80, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11,
                           12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 20, 0, 0, 0, 0, 2, 0, 0));
@@ -245,16 +245,16 @@ TEST(LsiCommands, CarryAtaRegistersBothWays) {
   plain.features = 0xD4;
   ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
   EXPECT_EQ(library.request[1], 0);
-  EXPECT_EQ(loadLe32(&library.request[4]), 0x104U);
+  EXPECT_EQ(loadLe32(&library.request[4]), 0x104u);
   EXPECT_EQ(plain.command, 0x52);
   IdentifyDevice identify(data.data());
   ASSERT_EQ(bridge.Send(identify), ProtocolResult::Success);
-  EXPECT_EQ(loadLe32(&library.request[4]), 17U);
+  EXPECT_EQ(loadLe32(&library.request[4]), 17u);
   data.assign(512, 0xCD);
   AtaCmd write = distinct(DataDirection::ToDevice, data);
   ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
   EXPECT_EQ(library.request[1], 1);
-  EXPECT_EQ(loadLe32(&library.request[4]), 2U);
+  EXPECT_EQ(loadLe32(&library.request[4]), 2u);
   EXPECT_EQ(part(library.request, 60, 512), data);
 
   library.answer = [](Bytes& buffer) { buffer[31] = 1; };
@@ -271,7 +271,7 @@ TEST(LsiCommands, CarryScsiCommandsAndTheirSense) {
   Bytes data(512);
   Read10 read(data.data(), 0x01020304, 1, 512);
   // The library tells of more bytes than were asked for.
-  for (const std::uint32_t told : {512U, 100U, 0xFFFFFFFFU}) {
+  for (const std::uint32_t told : {512u, 100u, 0xFFFFFFFFu}) {
     data.assign(512, 0);
     read.Fill(data.data(), 0x01020304, 1, 512);
     library.answer = [&](Bytes& buffer) {
@@ -279,19 +279,19 @@ TEST(LsiCommands, CarryScsiCommandsAndTheirSense) {
       std::fill(buffer.begin() + 64, buffer.end(), std::uint8_t{0xAB});
     };
     ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
-    EXPECT_EQ(read.transferBytes, std::min(told, 512U));
-    EXPECT_EQ(std::count(data.begin(), data.end(), 0xAB), std::min(told, 512U));
+    EXPECT_EQ(read.transferBytes, std::min(told, 512u));
+    EXPECT_EQ(std::count(data.begin(), data.end(), 0xAB), std::min(told, 512u));
   }
   EXPECT_EQ(library.record.command, 6);
   EXPECT_EQ(library.record.group, 0);
   EXPECT_EQ(library.record.deviceId, 0x0105);
-  EXPECT_EQ(library.record.dataSize, 64U + 512U);
+  EXPECT_EQ(library.record.dataSize, 64u + 512u);
   EXPECT_THAT(part(library.request, 0, 12), ElementsAre(5, 1, 1, 0, 2, 0, 0, 0, 30, 0, 0, 10));
   EXPECT_THAT(part(library.request, 12, 16), ElementsAreArray(read.cdb));
-  EXPECT_EQ(loadLe32(&library.request[60]), 512U);
+  EXPECT_EQ(loadLe32(&library.request[60]), 512u);
 
   // A failed command leaves its sense data; so does a check condition that the library calls good.
-  for (const std::uint32_t result : {45U, 0U}) {
+  for (const std::uint32_t result : {45u, 0u}) {
     library.result = result;
     library.answer = [](Bytes& buffer) {
       buffer[10] = 2;
@@ -300,7 +300,7 @@ TEST(LsiCommands, CarryScsiCommandsAndTheirSense) {
     read.Fill(data.data(), 0, 1, 512);
     EXPECT_EQ(bridge.Send(read), static_cast<ProtocolResult>(result));
     EXPECT_EQ(read.scsiStatus, 2);
-    EXPECT_EQ(read.senseLength, 32U);
+    EXPECT_EQ(read.senseLength, 32u);
     EXPECT_EQ(read.sense[31], 0x8F);
   }
   EXPECT_EQ(LsiSspBridge(0, 0, nullptr).Send(read), ProtocolResult::Failure);

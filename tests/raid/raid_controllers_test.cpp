@@ -120,7 +120,7 @@ TEST(RaidControllers, WithoutSetsOrNumbersStillListTheirDrives) {
 TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {
   Json machine = raidMachine();
   machine["controllers"][1].erase("lsi");  // and no library
-  for (const unsigned drive : {6U, 7U, 8U, 9U}) machine["drives"][drive].erase("controller");
+  for (const unsigned drive : {6u, 7u, 8u, 9u}) machine["drives"][drive].erase("controller");
   const auto listed = [&] {
     RaidBench bench(machine);
     EXPECT_EQ(RaidComponentManager(Identifier(0, 0, 0)).hasDevices(), !controllers().empty());
@@ -134,7 +134,7 @@ TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {
     EXPECT_THAT(listed(), IsEmpty()) << other;
   }
   machine["controllers"][0]["hardware_id"] = "PCI\\VEN_8086&DEV_2822";
-  for (const unsigned flags : {0x02U, 0x08U, 0xF5U}) {
+  for (const unsigned flags : {0x02u, 0x08u, 0xF5u}) {
     machine["controllers"][0]["csmi"]["flags"] = flags;
     EXPECT_THAT(listed(), SizeIs((flags & 0x0A) != 0 ? 4 : 0)) << flags;
   }
@@ -171,7 +171,7 @@ TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
       EXPECT_EQ(bench.members(chipsetName), failure.members);
       EXPECT_EQ(bench.members(adapterName), adapterMembers);
       const auto found = controllers();
-      ASSERT_EQ(found.size(), failure.listed ? 2U : 1U);
+      ASSERT_EQ(found.size(), failure.listed ? 2u : 1u);
       if (failure.listed) {
         EXPECT_EQ(setsOf(found[1]), failure.sets);
       }
@@ -194,7 +194,7 @@ TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
     EXPECT_EQ(bench.members(adapterName), failure.members);
     EXPECT_EQ(bench.members(chipsetName), chipsetMembers);
     const auto found = controllers();
-    ASSERT_EQ(found.size(), failure.listed ? 2U : 1U);
+    ASSERT_EQ(found.size(), failure.listed ? 2u : 1u);
     if (failure.listed) {
       EXPECT_EQ(setsOf(found[0]), failure.sets);
     }
@@ -206,7 +206,7 @@ TEST(RaidControllers, EndTheirListOfSetsWithACodeOfItsOwn) {
   machine["controllers"][0]["csmi"]["raid_sets"] = {
       {{"type", 9}, {"drives", {"mirror-a", "mirror-b"}}}, {{"type", 1}, {"drives", {"single"}}}};
   RaidBench bench(machine);
-  EXPECT_EQ(setsOf(controllers()[1]), 1U);
+  EXPECT_EQ(setsOf(controllers()[1]), 1u);
 }
 
 TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
@@ -224,7 +224,7 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
     SCOPED_TRACE(fault.dump().substr(0, 80));
     RaidBench bench(chipsetFaults({fault}));
     bench.manager().scan();
-    EXPECT_GE(bench.manager().componentCount(), 6U);
+    EXPECT_GE(bench.manager().componentCount(), 6u);
     EXPECT_EQ(bench.members(adapterName), adapterMembers);
     EXPECT_FALSE(controllers().empty());
   }
@@ -257,7 +257,7 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
   machine["drives"][5]["faults"] = {
       {{"command", 6}, {"occurrence", 1}, {"times", 0}, {"action", "garbage"}}};
   RaidBench bench(machine);
-  EXPECT_LE(bench.members(chipsetName).size(), 4U);
+  EXPECT_LE(bench.members(chipsetName).size(), 4u);
 }
 
 TEST(RaidControllers, SurviveCallsThatFailDuringTheSearch) {
@@ -267,11 +267,11 @@ TEST(RaidControllers, SurviveCallsThatFailDuringTheSearch) {
     bench.faults().failCall(failAt, 1167);
     bench.faults().goneFrom(goneFrom);
     bench.manager().scan();
-    EXPECT_LE(bench.manager().componentCount(), 10U);
+    EXPECT_LE(bench.manager().componentCount(), 10u);
     return bench.faults().calls();
   };
   const std::uint64_t calls = search(0, 0);
-  ASSERT_GT(calls, 100U);
+  ASSERT_GT(calls, 100u);
   // Most calls ask for NVMe members on paths where there is none; some of them stand for all.
   for (std::uint64_t call = 1; call <= calls; call += call < 60 ? 1 : 1 + calls / 20) {
     SCOPED_TRACE(call);

@@ -55,7 +55,7 @@ TEST(RaidMembers, AreListedOnceEachBehindTheDisksOfTheSystem) {
 
 TEST(RaidMembers, ThatTheSystemShowsTooAreListedAsTheSystemsDisks) {
   Json machine = raidMachine();
-  for (const unsigned drive : {2U, 4U, 5U}) machine["drives"][drive]["hidden"] = false;
+  for (const unsigned drive : {2u, 4u, 5u}) machine["drives"][drive]["hidden"] = false;
   machine["drives"][5]["nvme"]["road"] = "intel_port";
   RaidBench bench(machine);
   bench.scan(10);
@@ -133,7 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(RaidMembers, ThatVanishOrHangLeaveNoVerdict) {
   Json machine = raidMachine();
-  for (const unsigned drive : {2U, 6U, 9U})
+  for (const unsigned drive : {2u, 6u, 9u})
     machine["drives"][drive]["faults"] = {{{"command", drive == 6 ? 0x1D : 0xB0},
                                            {"occurrence", 1},
                                            {"times", 0},

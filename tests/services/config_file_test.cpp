@@ -46,8 +46,8 @@ TEST_F(ConfigFileTest, MalformedLineEndsTheReadingWithItsCodeAndLine) {
   for (const auto& [line, code] : lines) {
     EXPECT_FALSE(read(std::string("[first]\na=1\n") + line + "\nb=1\n")) << line;
     EXPECT_EQ(error_.code, code) << line;
-    EXPECT_EQ(error_.reserved1, 3U) << line;
-    EXPECT_EQ(contents_["FIRST"].count("B"), 0U) << line;
+    EXPECT_EQ(error_.reserved1, 3u) << line;
+    EXPECT_EQ(contents_["FIRST"].count("B"), 0u) << line;
   }
 }
 

@@ -69,9 +69,9 @@ TEST(NumberHandlerTest, RandomFollowsTheSeedAndStaysBelowTheLimit) {
   EXPECT_EQ(numbers.random(UINT64_MAX), expected);
   bool large = false;
   for (int i = 0; i < 200; ++i) {
-    const std::uint64_t drawn = numbers.random(1ULL << 40);
-    ASSERT_LT(drawn, 1ULL << 40);
-    large |= drawn > 1ULL << 39;
+    const std::uint64_t drawn = numbers.random(1ull << 40);
+    ASSERT_LT(drawn, 1ull << 40);
+    large |= drawn > 1ull << 39;
   }
   EXPECT_TRUE(large);
 }

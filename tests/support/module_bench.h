@@ -27,7 +27,7 @@ class ModuleBench {
   }
   ~ModuleBench() {
     ReleaseModuleInterfaceInstance();
-    EXPECT_EQ(virtual_pc::openHandles(), 0U);
+    EXPECT_EQ(virtual_pc::openHandles(), 0u);
     virtual_pc::resetMachine();
   }
   ModuleBench(const ModuleBench&) = delete;

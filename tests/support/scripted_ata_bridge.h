@@ -44,7 +44,7 @@ class ScriptedAtaBridge : public AtaBridge {
   };
 
   ScriptedAtaBridge() : AtaBridge(DeviceHandle(7)) {}
-  ~ScriptedAtaBridge() override { EXPECT_EQ(steps_.size(), 0U) << "commands left over"; }
+  ~ScriptedAtaBridge() override { EXPECT_EQ(steps_.size(), 0u) << "commands left over"; }
 
   /// Expects a command with the fields of `command`, whose buffer plays no part.
   Step& expect(const AtaCmd& command) {

@@ -52,7 +52,7 @@ class ScriptedScsiBridge : public ScsiBridge {
   };
 
   ScriptedScsiBridge() : ScsiBridge(DeviceHandle(7)) {}
-  ~ScriptedScsiBridge() override { EXPECT_EQ(steps_.size(), 0U) << "commands left over"; }
+  ~ScriptedScsiBridge() override { EXPECT_EQ(steps_.size(), 0u) << "commands left over"; }
 
   /// Expects this whole CDB.
   Step& expect(Bytes cdb) {

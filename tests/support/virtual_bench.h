@@ -23,7 +23,7 @@ class VirtualBench {
   ~VirtualBench() {
     pc().faults().reset();
     manager_.reset();
-    EXPECT_EQ(virtual_pc::openHandles(), 0U) << "handles left open";
+    EXPECT_EQ(virtual_pc::openHandles(), 0u) << "handles left open";
     virtual_pc::resetMachine();
   }
   VirtualBench(const VirtualBench&) = delete;

@@ -119,7 +119,7 @@ TEST_F(RecoverBadSectorsTest, ChecksVolumesOneByOne) {
   Lines heard = checkVolumes({"First", "x", "C:\\", "F", "Second", "x", "D:", "", "Third", "x",
                               "E:\\", "f", "Fourth", "x", "X:\\", "F", "cut", "off"});
   // The second prints a thousand lines without a percentage and is ended.
-  ASSERT_EQ(heard.size(), 14U);
+  ASSERT_EQ(heard.size(), 14u);
   const std::string second = heard[7];
   EXPECT_EQ(second.substr(0, 42), "OnPartitionFinish 0|Second|nothing to see\n");
   EXPECT_EQ(second.substr(second.size() - 2), "|6");
@@ -148,7 +148,7 @@ TEST_F(RecoverBadSectorsTest, AsksBeforeItSchedules) {
   EXPECT_EQ(bench_.pc().checkedAtRestart(), std::set<char>{'C'});
   EXPECT_EQ(bench_.pc().commandsRun().front(),
             "cmd.exe /C cd C:\\Windows\\System32 & (echo 1|chkdsk.exe C: /F)");
-  ASSERT_EQ(host_.requests.size(), 5U);
+  ASSERT_EQ(host_.requests.size(), 5u);
   EXPECT_EQ(host_.requests[0].title, "SCHEDULER_TITLE");
   EXPECT_EQ(host_.requests[0].question, "SCHEDULER_DESCRIPTION");
   EXPECT_EQ(host_.requests[0].defaultAnswer, InputRequest::Yes);
@@ -177,7 +177,7 @@ TEST_F(RecoverBadSectorsTest, AnyCallOfACheckMayFail) {
   checkVolumes(table);
   const std::uint64_t calls = faults.calls();
   const std::size_t handles = virtual_pc::openHandles();
-  ASSERT_GT(calls, 50U);
+  ASSERT_GT(calls, 50u);
   for (std::uint64_t call = 1; call <= calls; ++call) {
     faults.reset();
     faults.failCall(call, 31);

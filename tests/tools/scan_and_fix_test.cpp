@@ -89,7 +89,7 @@ TEST(ScanTest, EveryBadSectorIsFoundAndNothingIsWritten) {
   EXPECT_EQ(bench.status(), "9");
   EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
   EXPECT_EQ(bench.info(), (Lines{"20011", "4", "0", "4"}));
-  EXPECT_EQ(bench.medium().healedSectors(), 0U);
+  EXPECT_EQ(bench.medium().healedSectors(), 0u);
   EXPECT_NE(bench.tool.runLog().text().find(
                 ">>> LOG\nBAD_SECTOR_TOOL_STARTED SCAN_TOOL\nBAD_SECTOR_FOUND_AT 0\n"),
             std::string::npos);
@@ -133,7 +133,7 @@ TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
   EXPECT_EQ(bench.status(), "9");
   EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
   EXPECT_EQ(bench.info(), (Lines{"20011", "4", "4", "0"}));
-  EXPECT_EQ(bench.medium().healedSectors(), 4U);
+  EXPECT_EQ(bench.medium().healedSectors(), 4u);
   std::vector<std::uint8_t> pattern(512);
   for (std::size_t i = 0; i < pattern.size(); i += 2) pattern[i] = 1;
   EXPECT_EQ(bench.sector(4000), pattern);
@@ -218,7 +218,7 @@ TEST(RepairTest, TimeOutsCallNoSectorMendedOrLost) {
     EXPECT_EQ(repair.handleBadSector(7), status) << call;
     const bool open = status != ToolStatus::NotRepaired;
     EXPECT_EQ(*repair.getSectorStatistics(),
-              (RecoverBadSectorsOperation::SectorStatistics{0, 1, 0, open ? 0U : 1U}));
+              (RecoverBadSectorsOperation::SectorStatistics{0, 1, 0, open ? 0u : 1u}));
     EXPECT_EQ(*repair.getBadSectorList(), std::list<std::uint64_t>{7});
   }
 }
@@ -270,7 +270,7 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
 }
 
 TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
-  for (const std::uint64_t sectors : {1ULL, 50ULL, 101ULL, 12345ULL, 600000ULL}) {
+  for (const std::uint64_t sectors : {1ull, 50ull, 101ull, 12345ull, 600000ull}) {
     testing::VirtualBench pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sata",
       "model": "DISK", "serial": "1", "size_sectors": )" +
                              std::to_string(sectors) + "}]}");
@@ -311,11 +311,11 @@ TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
   const std::set<std::string> documented = {"0", "2", "6", "8", "9", "10", "14"};
   const auto check = [&](const std::string& what) {
     EXPECT_EQ(bench.host.heard.back(), "OnRecoverFinish") << what;
-    EXPECT_EQ(documented.count(bench.status()), 1U) << what << " gives " << bench.status();
+    EXPECT_EQ(documented.count(bench.status()), 1u) << what << " gives " << bench.status();
     EXPECT_EQ(virtual_pc::openHandles(), handles) << what;
     EXPECT_TRUE(bench.pc.pc().volume('D')->mounted()) << what;
   };
-  ASSERT_GT(calls, 20U);
+  ASSERT_GT(calls, 20u);
   const auto before = bench.content();
   std::set<std::string> listed;
   for (std::uint64_t call = 1; call <= calls; ++call) {

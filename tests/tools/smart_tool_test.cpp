@@ -86,10 +86,10 @@ TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
     host.heard.clear();
     tool.run();
     const auto values = *tool.getParameter("DeviceFinish");
-    ASSERT_EQ(host.heard.size(), 4U) << kind.model;
+    ASSERT_EQ(host.heard.size(), 4u) << kind.model;
     EXPECT_EQ(host.heard[1], "OnDeviceInit " + device->id());
-    EXPECT_EQ(host.heard[2].find("OnDeviceFinish " + device->id() + "|"), 0U);
-    ASSERT_EQ(values.size(), 5U) << kind.model;
+    EXPECT_EQ(host.heard[2].find("OnDeviceFinish " + device->id() + "|"), 0u);
+    ASSERT_EQ(values.size(), 5u) << kind.model;
     EXPECT_EQ(values[1], kind.flag) << kind.model;
     EXPECT_EQ(values[2], kind.protocol) << kind.model;
     EXPECT_EQ(values[3].empty(), kind.columns == 0) << kind.model << values[3];

@@ -12,7 +12,7 @@ constexpr std::size_t kCell = 10;
 
 // A horizontal bar of `part` out of 100 with a mark at `limit`, none when that is 0.
 std::string bar(unsigned part, unsigned limit, bool bad) {
-  part = std::min(part, 100U);
+  part = std::min(part, 100u);
   std::string svg =
       "<svg class=\"bar\" viewBox=\"0 0 100 10\" preserveAspectRatio=\"none\" aria-hidden=\"true\">"
       "<rect width=\"100\" height=\"10\" fill=\"#d9dee5\"/><rect width=\"" +

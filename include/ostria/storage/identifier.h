@@ -16,8 +16,8 @@ struct Identifier {
   constexpr Identifier(std::uint16_t moduleNumber, std::uint32_t categoryNumber,
                        std::uint32_t itemNumber)
       : module(moduleNumber),
-        category(categoryNumber & 0xFFFFFFU),
-        item(itemNumber & 0xFFFFFFU),
+        category(categoryNumber & 0xFFFFFFu),
+        item(itemNumber & 0xFFFFFFu),
         packed((std::uint64_t{module} << 48) | (std::uint64_t{category} << 24) | item) {}
 
   std::uint16_t module = 0;

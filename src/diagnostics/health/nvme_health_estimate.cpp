@@ -13,7 +13,7 @@ namespace ostria::storage {
 namespace {
 
 constexpr double bytesPerGiB = 1024.0 * 1024.0 * 1024.0;
-constexpr std::uint32_t enduranceGroupsBit = 1U << 4;
+constexpr std::uint32_t enduranceGroupsBit = 1u << 4;
 constexpr std::uint16_t noVendorCount = 0x2020;
 constexpr std::size_t vendorCountOffset = 279;
 

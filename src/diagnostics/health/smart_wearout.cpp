@@ -55,7 +55,7 @@ TestResult SmartWearoutTest::run(TestRunContext* context) {
 
 TestResult SmartWearoutTest::judge(std::string& finding) {
   progress(0);
-  std::uint32_t remaining = 0xFFFFFFFFU;
+  std::uint32_t remaining = 0xFFFFFFFFu;
   if (!succeeded(protocol_->GetWearIndicator(&remaining)) || remaining > 100)
     return refuse(listener_, log_, keys::SmartDataNotValid, Statement);
   if (remaining <= 1) {

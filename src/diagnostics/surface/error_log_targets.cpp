@@ -15,7 +15,7 @@ constexpr std::size_t pageBytes = 512;
 constexpr bool fitsPage(const ErrorLog& log) {
   return std::size_t{log.firstEntry} + std::size_t{log.entriesPerPage} * log.entryBytes <=
              pageBytes &&
-         log.lbaOffset + 6U <= log.entryBytes;
+         log.lbaOffset + 6u <= log.entryBytes;
 }
 static_assert(std::all_of(errorLogs.begin(), errorLogs.end(), fitsPage));
 
@@ -39,7 +39,7 @@ void addTargets(const std::uint8_t* lba, ErrorLog::LbaForm form, std::set<std::u
       targets.insert(loadLe32(lba));
       break;
     case ErrorLog::LbaForm::Plain24:
-      targets.insert(loadLe32(lba) & 0xFFFFFFU);
+      targets.insert(loadLe32(lba) & 0xFFFFFFu);
       break;
   }
 }

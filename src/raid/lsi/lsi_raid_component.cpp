@@ -124,7 +124,7 @@ ProtocolResult LsiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
   learnt.biosVersion = biosVersionOf(block);
   learnt.driverVersion = raidDriverVersion(hardwareIdOf(block));
   learnt.raidLevels =
-      namesOf(loadLe32(&block[lsi::raidLevelMaskAt]), levelNames, remainingLevel, 0xFFFFFFFFU);
+      namesOf(loadLe32(&block[lsi::raidLevelMaskAt]), levelNames, remainingLevel, 0xFFFFFFFFu);
   learnt.interfaces =
       namesOf(block[lsi::interfaceMaskAt], interfaceNames, remainingInterface, spiBit);
   learnt.logicalDeviceCount = loadLe32(properties.buffer().data());

@@ -191,7 +191,7 @@ bool IsLba48Command(std::uint8_t command) {
 
 bool ByteSum(const void* data, std::size_t length) {
   const auto* bytes = static_cast<const std::uint8_t*>(data);
-  return std::accumulate(bytes, bytes + length, 0U) % 256 == 0;
+  return std::accumulate(bytes, bytes + length, 0u) % 256 == 0;
 }
 
 std::string SwapWordString(const std::uint8_t* words, std::size_t wordCount) {

@@ -74,7 +74,7 @@ std::uint16_t AtaProtocol::GetLogPageCount(std::uint8_t log) {
 void AtaProtocol::FillLogDirectory() {
   Page page{};
   const auto store = [&](std::initializer_list<std::uint8_t> logs) {
-    for (const std::uint8_t log : logs) logDirectory_[log] = loadLe16(&page[2U * log]);
+    for (const std::uint8_t log : logs) logDirectory_[log] = loadLe16(&page[2u * log]);
   };
   SmartReadLog smart(kDirectory, 1, page.data());
   if (succeeded(SendPage(smart))) store({1, 2, kSelfTestLog});
@@ -112,8 +112,8 @@ ProtocolResult AtaProtocol::FailedLbaOfExtendedLog(std::uint16_t pages, std::uin
   const std::uint16_t index = loadLe16(&log[2]);
   if (pagesRead != pages || index == 0 || !isGoodFirstPage(log.data()))
     return ProtocolResult::Failure;
-  const std::size_t page = (index - 1U) / kPerPage;
-  const std::size_t slot = (index - 1U) % kPerPage;
+  const std::size_t page = (index - 1u) / kPerPage;
+  const std::size_t slot = (index - 1u) % kPerPage;
   if (page >= pagesRead || !ByteSum(&log[page * kPageBytes], kPageBytes))
     return ProtocolResult::Failure;
   const std::uint8_t* descriptor = &log[page * kPageBytes + 4 + 26 * slot];
@@ -132,7 +132,7 @@ ProtocolResult AtaProtocol::FailedLbaOfShortLog(std::uint64_t& lba) {
   if (index < 1 || index > kDescriptors || loadLe16(log.data()) != 1 ||
       !ByteSum(log.data(), log.size()))
     return ProtocolResult::Failure;
-  lba = loadLe32(&log[24U * index - 22U + 5U]);
+  lba = loadLe32(&log[24u * index - 22u + 5u]);
   return ProtocolResult::Success;
 }
 

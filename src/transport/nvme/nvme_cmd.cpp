@@ -88,7 +88,7 @@ NvmeRead::NvmeRead(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::
 NvmeSelfTestCmd::NvmeSelfTestCmd(std::uint32_t id, std::uint8_t code) {
   opcode = opcodeSelfTest;
   namespaceId = id;
-  cdw10 = code & 0x0FU;
+  cdw10 = code & 0x0Fu;
 }
 
 }  // namespace ostria::storage

@@ -55,7 +55,7 @@ class NvmeIdentifyDevice : public NvmeCmd {
 
 class NvmeGetLog : public NvmeCmd {
  public:
-  static constexpr std::uint32_t allNamespaces = 0xFFFFFFFFU;
+  static constexpr std::uint32_t allNamespaces = 0xFFFFFFFFu;
 
   /// @param bytes  a multiple of 4, at least 4
   NvmeGetLog(void* buffer, std::uint32_t bytes, std::uint32_t log,

@@ -30,7 +30,7 @@ void readNvmeController(const NvmeIdentifyData& controller, NvmeIdentifyRecord& 
 ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeometry& geometry) {
   const std::uint64_t size = loadLe64(data.data());
   const std::uint64_t capacity = loadLe64(data.data() + 8);
-  const std::size_t format = data[26] & 0x0FU;
+  const std::size_t format = data[26] & 0x0Fu;
   const unsigned dataSizePower = data[128 + 4 * format + 2];
   if (size == 0 || capacity == 0 || dataSizePower > 31) return ProtocolResult::DeviceError;
   geometry.sectors = capacity;
@@ -40,18 +40,18 @@ ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeom
 
 std::uint8_t nvmeTemperature(const NvmeHealthLogData& log) {
   // 273 is 256 + 17, so the low byte of the kelvin is enough.
-  return static_cast<std::uint8_t>(log[1] - 17U);
+  return static_cast<std::uint8_t>(log[1] - 17u);
 }
 
 std::uint32_t nvmeWearIndicator(const NvmeHealthLogData& log) {
-  return 100U - std::min<std::uint32_t>(log[5], 100);
+  return 100u - std::min<std::uint32_t>(log[5], 100);
 }
 
-std::uint8_t nvmeSelfTestOperation(const NvmeSelfTestLogData& log) { return log[0] & 0x0FU; }
+std::uint8_t nvmeSelfTestOperation(const NvmeSelfTestLogData& log) { return log[0] & 0x0Fu; }
 
-std::uint8_t nvmeSelfTestPercent(const NvmeSelfTestLogData& log) { return log[1] & 0x7FU; }
+std::uint8_t nvmeSelfTestPercent(const NvmeSelfTestLogData& log) { return log[1] & 0x7Fu; }
 
-std::uint8_t nvmeSelfTestResult(const NvmeSelfTestLogData& log) { return log[4] & 0x0FU; }
+std::uint8_t nvmeSelfTestResult(const NvmeSelfTestLogData& log) { return log[4] & 0x0Fu; }
 
 std::string nvmePartNumber(const NvmeVendorLogData& log) {
   return getLocalStringHandler().fromBytes(log.data() + 110, 30);

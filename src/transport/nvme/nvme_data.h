@@ -28,8 +28,8 @@ using NvmeSelfTestLogData = std::array<std::uint8_t, nvmeSelfTestLogBytes>;
 using NvmeVendorLogData = std::array<std::uint8_t, nvmeVendorLogBytes>;
 
 /// Number of optional admin commands that a controller supports, as bits.
-inline constexpr unsigned nvmeOacsNamespaceManagement = 1U << 3;
-inline constexpr unsigned nvmeOacsSelfTest = 1U << 4;
+inline constexpr unsigned nvmeOacsNamespaceManagement = 1u << 3;
+inline constexpr unsigned nvmeOacsSelfTest = 1u << 4;
 std::uint16_t nvmeOptionalAdminCommands(const NvmeIdentifyData& controller);
 
 /// A text field of identify data without the blanks around it, up to a zero byte; anything not

@@ -197,7 +197,7 @@ ProtocolResult NvmeProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   NvmeSelfTestLogData log{};
   const ProtocolResult result = readSelfTestLog(log);
   if (!succeeded(result)) return result;
-  if ((nvmeSelfTestOperation(log) & 0x03U) == 0) return ProtocolResult::Failure;
+  if ((nvmeSelfTestOperation(log) & 0x03u) == 0) return ProtocolResult::Failure;
   *percent = nvmeSelfTestPercent(log);
   return ProtocolResult::Success;
 }

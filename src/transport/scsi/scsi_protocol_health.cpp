@@ -142,7 +142,7 @@ ProtocolResult ScsiProtocol::ReadIecLog(std::uint8_t& healthy) {
   ProtocolResult result = CheckStatus(first, ProtocolResult::ScsiStatusNotGood);
   if (!succeeded(result)) return result;
   std::uint64_t received = first.transferBytes;
-  const std::size_t whole = std::min<std::size_t>(loadBe16(&page[2]) + 4U, 0xFFFF);
+  const std::size_t whole = std::min<std::size_t>(loadBe16(&page[2]) + 4u, 0xFFFF);
   if (whole > page.size()) {
     page.assign(whole, 0);
     LogSenseIECPage again(page.data(), static_cast<std::uint16_t>(whole));

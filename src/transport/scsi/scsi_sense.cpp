@@ -45,7 +45,7 @@ void ScsiSense::WalkDescriptors(std::span<const std::uint8_t> raw) {
         descriptors_[kSenseKeySpecific] = {raw[offset + 4], raw[offset + 5], raw[offset + 6]};
       return;
     }
-    offset += 2U + raw[offset + 1];
+    offset += 2u + raw[offset + 1];
   } while (offset < end);
 }
 

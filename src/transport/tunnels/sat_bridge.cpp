@@ -109,10 +109,10 @@ ProtocolResult SatBridgeWithCkCondition::MakePassThrough(AtaCmd& command,
 ProtocolResult SatBridgeWithCkCondition::FetchRegisters(ScsiCmd& sent, StatusReturn& out) {
   const auto& sense = sent.sense;
   // Only descriptor format has descriptors; in fixed format the walk would find other fields.
-  const unsigned responseCode = sense[0] & 0x7FU;
+  const unsigned responseCode = sense[0] & 0x7Fu;
   if (responseCode != 0x72 && responseCode != 0x73) return ProtocolResult::RegistersUnavailable;
-  const std::size_t last = 7U + sense[7];
-  for (std::size_t at = 8; at < last && at + out.size() <= sense.size(); at += 2U + sense[at + 1]) {
+  const std::size_t last = 7u + sense[7];
+  for (std::size_t at = 8; at < last && at + out.size() <= sense.size(); at += 2u + sense[at + 1]) {
     if (sense[at] != kStatusReturnType) continue;
     std::copy_n(&sense[at], out.size(), out.begin());
     return ProtocolResult::Success;

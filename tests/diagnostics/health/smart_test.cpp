@@ -43,7 +43,7 @@ TEST(SmartStatusTest, TellsTheDeviceVerdictAndLeavesSmartAsItWas) {
     disk.protocol->results["GetSmartStatus"] = ProtocolResult::TransportFailure;
     EXPECT_EQ(runOn(test, disk), "0 / " + notValid + " / 100 = 3");
     EXPECT_EQ(disk.protocol->record().smartEnabled, enabled);
-    EXPECT_EQ(disk.protocol->count("SetSmartEnabled 0"), enabled ? 0U : 4U);
+    EXPECT_EQ(disk.protocol->count("SetSmartEnabled 0"), enabled ? 0u : 4u);
 
     disk.protocol->results["SetSmartEnabled"] = ProtocolResult::DeviceError;
     EXPECT_EQ(runOn(test, disk), "100 CANNOT_ENABLE_SMART / log 3 same / 100 = 3");
@@ -90,7 +90,7 @@ TEST(SmartWearoutTest, FindingIsTheClosingLine) {
       EXPECT_EQ(runOn(test, disk), closing) << remaining;
       EXPECT_FALSE(disk.protocol->record().smartEnabled);
     }
-    EXPECT_EQ(disk.protocol->count("SetSmartEnabled 1"), kind == ProtocolKind::Ata ? 8U : 0U);
+    EXPECT_EQ(disk.protocol->count("SetSmartEnabled 1"), kind == ProtocolKind::Ata ? 8u : 0u);
   }
 }
 

@@ -36,8 +36,8 @@ TEST(SelfTest, WatchesTheRoutineToItsEnd) {
   const std::int64_t before = get_timer()->clock();
   EXPECT_EQ(runOn(test, disk), "0 / 40 / 40 / 100 / 100 = 0");
   EXPECT_NEAR(get_timer()->secondsBetween(before, get_timer()->clock()), 40, 2);
-  EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1U);
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 0U);
+  EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1u);
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 0u);
   EXPECT_EQ(disk.protocol->calls.back(), "SetSmartEnabled 0");
 }
 
@@ -85,11 +85,11 @@ TEST(SelfTest, StopsWhatElseIsRunning) {
   EXPECT_EQ(runOn(test, disk), found +
                                    "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / "
                                    "log 1 same / 0 / 100 / 100 = 0");
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1U);
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1u);
   disk.protocol->selfTestResults = {15};
   EXPECT_EQ(runOn(test, disk),
             found + "100 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 3 same / 100 = 5");
-  EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1U) << "none was started beside it";
+  EXPECT_EQ(disk.protocol->count("StartSelfTest 1 0"), 1u) << "none was started beside it";
 }
 
 TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
@@ -97,20 +97,20 @@ TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
   ShortSelfTest test(someTest);
   disk.protocol->selfTestResults = {0, 15};
   EXPECT_EQ(runOn(test, disk, 20), "0 / 100 / 100 = 4");
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1U);
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1u);
 
   std::string polls = "0";  // at the start
   for (int i = 0; i < 60; ++i) polls += " / 0";
   disk.protocol->selfTestResults = {0, 15};
   EXPECT_EQ(runOn(test, disk),
             polls + " / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5");
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2U);
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2u);
 
   disk.protocol->selfTestResults = {0, 15};
   disk.protocol->results["GetSelfTestProgress"] = ProtocolResult::TransportFailure;
   disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
   EXPECT_EQ(runOn(test, disk), "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2U);
+  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2u);
 }
 
 TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
@@ -124,19 +124,19 @@ TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
   const std::string noSsd = "100 TEST_NOT_SUPPORTED_IN_SSD / log 3 same = 3";
   SelfTester ssd;
   ssd.protocol->record().solidState = true;
-  for (const char* text : {"abc", "", "12x"}) EXPECT_EQ(configure("SEC_NUM", text), 1115U);
+  for (const char* text : {"abc", "", "12x"}) EXPECT_EQ(configure("SEC_NUM", text), 1115u);
   for (const char* text : {"256", "-1", "99999999999999999999"})
-    EXPECT_EQ(configure("SEC_COUNT", text), 1116U);
-  EXPECT_EQ(configure("SEC_COUNT", "7"), 0U);
+    EXPECT_EQ(configure("SEC_COUNT", text), 1116u);
+  EXPECT_EQ(configure("SEC_COUNT", "7"), 0u);
   EXPECT_EQ(refusal(test, ssd), noSsd) << "no routine was chosen yet";
-  EXPECT_EQ(configure("SEC_NUM", "255"), 0U);
+  EXPECT_EQ(configure("SEC_NUM", "255"), 0u);
 
   ssd.protocol->selfTestResults.assign(80, 15);  // outlives the 600 seconds
   ssd.protocol->selfTestResults.front() = 0;
   ssd.protocol->selfTestResults.push_back(0);
   FakeHost host(ssd.component.get());
   EXPECT_EQ(test.run(&host), TestResult::Passed);
-  EXPECT_EQ(ssd.protocol->count("StartSelfTest 255 7"), 1U);
+  EXPECT_EQ(ssd.protocol->count("StartSelfTest 255 7"), 1u);
   ssd.protocol->results["StartSelfTest"] = ProtocolResult::SelfTestIdNotFound;
   EXPECT_EQ(runOn(test, ssd), "100 INVALID_PARAMETER_VALUE / log 2 same / 100 = 3");
   ShortSelfTest unconfigured(someTest);

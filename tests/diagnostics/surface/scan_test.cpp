@@ -99,13 +99,13 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
     double start, stop, coverage;
   };
   const std::vector<Case> cases = {
-      {1ULL << 24, {}, 0.0, 1.0, 0.20},
-      {1ULL << 33,
+      {1ull << 24, {}, 0.0, 1.0, 0.20},
+      {1ull << 33,
        {chosen("START_RANGE", "50"), chosen("STOP_RANGE", "51"), chosen("COVERAGE_AREA", "1")},
        0.50,
        0.51,
        0.01},
-      {1ULL << 24, {chosen("START_RANGE", "99"), chosen("COVERAGE_AREA", "100")}, 0.99, 1.0, 1.0},
+      {1ull << 24, {chosen("START_RANGE", "99"), chosen("COVERAGE_AREA", "100")}, 0.99, 1.0, 1.0},
   };
   for (const Case& c : cases) {
     FakeDevice<> disk = blockDisk(c.total, 1023);
@@ -127,25 +127,25 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
       ASSERT_LE(disk.protocol->reads[i].lba + disk.protocol->reads[i].sectors, c.total);
     }
     EXPECT_EQ(host.heard.front(), "progress 0");
-    EXPECT_EQ(host.count("progress 57"), host.heard.size() > 60 ? 1U : 0U);
+    EXPECT_EQ(host.count("progress 57"), host.heard.size() > 60 ? 1u : 0u);
     EXPECT_EQ(host.heard.back(), "progress 100");
   }
 }
 
 TEST(LinearReadTest, AreaOfLessThanABlockIsReadWhole) {
   LinearReadTest test(someTest);
-  for (const std::uint64_t total : {1U, 2U, 64U, 101U, 127U}) {
+  for (const std::uint64_t total : {1u, 2u, 64u, 101u, 127u}) {
     FakeDevice<> disk = blockDisk(1000);
     disk.protocol->record().totalSectors = total;
     EXPECT_EQ(runWith(test, disk, {}), "0 / 100 = 0");
-    ASSERT_EQ(disk.protocol->reads.size(), 1U) << total;
-    EXPECT_EQ(disk.protocol->reads[0].lba, 0U);
+    ASSERT_EQ(disk.protocol->reads.size(), 1u) << total;
+    EXPECT_EQ(disk.protocol->reads[0].lba, 0u);
     EXPECT_EQ(disk.protocol->reads[0].sectors, total);
   }
   // A stride that is longer than the area counts as one step.
   FakeDevice<> disk = blockDisk(300);
   EXPECT_EQ(runWith(test, disk, {chosen("COVERAGE_AREA", "1")}), "0 / 100 / 100 = 0");
-  EXPECT_EQ(disk.protocol->reads.size(), 2U);
+  EXPECT_EQ(disk.protocol->reads.size(), 2u);
 }
 
 TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
@@ -156,7 +156,7 @@ TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
     return runWith(test, disk, {chosen("ERROR_LIMIT", limit)});
   };
   const std::string heard = run(ProtocolResult::MediumError, "1");
-  ASSERT_EQ(disk.protocol->reads.size(), 1U);
+  ASSERT_EQ(disk.protocol->reads.size(), 1u);
   const std::uint64_t lba = disk.protocol->reads[0].lba;
   EXPECT_EQ(heard,
             "0 / 100 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
@@ -185,10 +185,10 @@ TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
   std::uint64_t next = 0;
   for (const auto& read : disk.protocol->reads) {
     EXPECT_EQ(read.lba, next);
-    EXPECT_EQ(read.bufferBytes, 127U * 512);
+    EXPECT_EQ(read.bufferBytes, 127u * 512);
     next += read.sectors;
   }
-  EXPECT_EQ(next, 127U * 200 + 1);
+  EXPECT_EQ(next, 127u * 200 + 1);
 
   disk.protocol->badSectors = {{300, ProtocolResult::MediumError},
                                {127 * 200, ProtocolResult::InterfaceCrcError}};
@@ -199,7 +199,7 @@ TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
   EXPECT_EQ(runWith(test, disk, {chosen("ERROR_LIMIT", "1")}),
             "0 / 1 / 100 / log 0 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
             "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381]. / 100 same = 1");
-  EXPECT_EQ(disk.protocol->reads.size(), 3U);
+  EXPECT_EQ(disk.protocol->reads.size(), 3u);
 }
 
 TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {

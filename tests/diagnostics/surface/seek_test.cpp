@@ -25,7 +25,7 @@ struct SeekDisk : FakeDevice<> {
   std::vector<std::uint64_t> lbas() const {
     std::vector<std::uint64_t> lbas;
     for (const auto& read : protocol->reads) {
-      EXPECT_EQ(read.sectors, 1U);
+      EXPECT_EQ(read.sectors, 1u);
       lbas.push_back(read.lba);
     }
     return lbas;
@@ -40,14 +40,14 @@ TEST(RandomSeekTest, ReadsAllOverTheDiskAndReportsEachPercentOnce) {
   QuickRandomSeekTest quick(someTest);
   EXPECT_EQ(runOn(quick, disk), expected);
   const std::vector<std::uint64_t> lbas = disk.lbas();
-  EXPECT_EQ(lbas.size(), 4001U);
-  EXPECT_GT(*std::max_element(lbas.begin(), lbas.end()), 19'000'000'000U);
-  EXPECT_LT(*std::min_element(lbas.begin(), lbas.end()), 1'000'000'000U);
+  EXPECT_EQ(lbas.size(), 4001u);
+  EXPECT_GT(*std::max_element(lbas.begin(), lbas.end()), 19'000'000'000u);
+  EXPECT_LT(*std::min_element(lbas.begin(), lbas.end()), 1'000'000'000u);
 
   SeekDisk other(50'000);
   ExtendedRandomSeekTest extended(someTest);
   EXPECT_EQ(runOn(extended, other), expected);
-  EXPECT_EQ(other.lbas().size(), 40001U);
+  EXPECT_EQ(other.lbas().size(), 40001u);
 }
 
 TEST(SeekTests, TellABadSectorFromALostDisk) {
@@ -63,7 +63,7 @@ TEST(SeekTests, TellABadSectorFromALostDisk) {
   SeekDisk disk(1'000'000);
   disk.protocol->badSectors[50] = ProtocolResult::MediumError;
   EXPECT_EQ(runOn(funnel, disk), "0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100 = 1");
-  EXPECT_EQ(disk.lbas().size(), 51U) << "the head comes before any seek";
+  EXPECT_EQ(disk.lbas().size(), 51u) << "the head comes before any seek";
   disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
   EXPECT_EQ(runOn(funnel, disk),
             "0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / "
@@ -71,7 +71,7 @@ TEST(SeekTests, TellABadSectorFromALostDisk) {
 }
 
 TEST(SeekTests, StopBetweenTwoReads) {
-  for (const unsigned poll : {0U, 1U, 40U}) {
+  for (const unsigned poll : {0u, 1u, 40u}) {
     SeekDisk disk(1'000'000);
     QuickRandomSeekTest random(someTest);
     EXPECT_EQ(runOn(random, disk, poll), poll == 0 ? "100 = 4" : "0 / 100 / 100 = 4");
@@ -107,7 +107,7 @@ TEST(FunnelSeekTest, HeadThenTwoSlicesThatCrossThenTail) {
 }
 
 TEST(SeekTests, SmallDisksAreReadWithinTheirEnds) {
-  for (const std::uint64_t total : {1U, 2U, 50U, 100U, 101U, 2000U}) {
+  for (const std::uint64_t total : {1u, 2u, 50u, 100u, 101u, 2000u}) {
     SeekDisk disk(total);
     FakeHost host(disk.component.get());
     QuickFunnelSeekTest funnel(someTest);

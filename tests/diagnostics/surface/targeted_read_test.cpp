@@ -52,12 +52,12 @@ class LogBridge final : public AtaBridge {
     if (log == 0) {
       Page directory{};
       for (const auto& [address, pages] : logs)
-        storeLe16(&directory[2U * address], static_cast<std::uint16_t>(pages.size()));
-      for (const auto& [address, pages] : claimedPages) storeLe16(&directory[2U * address], pages);
+        storeLe16(&directory[2u * address], static_cast<std::uint16_t>(pages.size()));
+      for (const auto& [address, pages] : claimedPages) storeLe16(&directory[2u * address], pages);
       std::copy(directory.begin(), directory.end(), data);
     } else {
       asked.push_back(log);
-      const std::size_t first = general ? command.lbaMid : 0U;
+      const std::size_t first = general ? command.lbaMid : 0u;
       for (std::size_t i = 0; i < command.sectorCount; ++i) {
         if (first + i >= logs[log].size()) return ProtocolResult::DeviceError;
         Page page = logs[log][first + i];
@@ -112,7 +112,7 @@ class TargetedRead : public ::testing::Test {
 
 class TargetedReadOfHugeDisk : public TargetedRead {
  protected:
-  TargetedReadOfHugeDisk() : TargetedRead(1ULL << 47) {}
+  TargetedReadOfHugeDisk() : TargetedRead(1ull << 47) {}
 };
 
 TEST_F(TargetedRead, EmptyLogsStillNameTheFirstSector) {

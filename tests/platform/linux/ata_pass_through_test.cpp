@@ -22,7 +22,7 @@ TEST(AtaPassThrough, CommandsAreLaidOutForTheTranslator) {
   const SgCommand identify = ataPassThrough(IdentifyDevice(buffer));
   EXPECT_EQ(identify.cdb, (std::array<std::uint8_t, 16>{0x85, 4 << 1, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0,
                                                         0, 0, 0, 0xEC, 0}));
-  EXPECT_EQ(identify.transferBytes, 512U);
+  EXPECT_EQ(identify.transferBytes, 512u);
 
   const SgCommand status = ataPassThrough(SmartReturnStatus());
   EXPECT_EQ(status.cdb, (std::array<std::uint8_t, 16>{0x85, 3 << 1, 0x20, 0, 0xDA, 0, 0, 0, 0, 0,
@@ -105,12 +105,12 @@ TEST(AtaPassThrough, DataInCountsWhatCame) {
   std::uint8_t buffer[512];
   SmartReadData full(buffer);
   EXPECT_EQ(takeAtaAnswer(answer(0, {}, 512), full), ProtocolResult::Success);
-  EXPECT_EQ(full.transferBytes, 512U);
+  EXPECT_EQ(full.transferBytes, 512u);
   EXPECT_EQ(full.command & 1, 0);
 
   SmartReadData nothing(buffer);
   EXPECT_EQ(takeAtaAnswer(answer(0, {}, 0), nothing), ProtocolResult::NoDataReturned);
-  EXPECT_EQ(nothing.transferBytes, 512U);
+  EXPECT_EQ(nothing.transferBytes, 512u);
   EXPECT_EQ(nothing.command, 0x50) << "the registers are written all the same";
 
   WriteSectors out(0, 1, 512, buffer);

@@ -113,7 +113,7 @@ TEST_F(LinuxCimTest, The5001stWriteRemovesTheSmallestNumber) {
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
   const auto all = records();
-  ASSERT_EQ(all.size(), 5000U);
+  ASSERT_EQ(all.size(), 5000u);
   EXPECT_EQ(all.front().at("Id"), "1");
   EXPECT_EQ(all.back().at("Id"), "5000");
 }
@@ -156,7 +156,7 @@ TEST_F(LinuxCimTest, UnusableFileIsAFailureAndStaysAsItIs) {
   std::ofstream(file_) << std::string(5000, 'x');
   LinuxCim cim;
   EXPECT_EQ(cim.writeRecord({}, {}, "Results", L"ROOT"), CimResult::ConnectFailed);
-  EXPECT_EQ(fs::file_size(file_), 5000U);
+  EXPECT_EQ(fs::file_size(file_), 5000u);
 }
 
 TEST_F(LinuxCimTest, DriverRowsComeFromTheKernelsTree) {
@@ -171,7 +171,7 @@ TEST_F(LinuxCimTest, DriverRowsComeFromTheKernelsTree) {
   std::ofstream(device / "model") << "A model cut at 16\n";
   std::ofstream(folder_ / "proc/sys/kernel/osrelease") << "6.1.0\n";
   auto rows = diskDriverRows(folder_);
-  ASSERT_EQ(rows.size(), 1U);
+  ASSERT_EQ(rows.size(), 1u);
   EXPECT_EQ(rows[0]["FriendlyName"], "A model cut at 16");
   EXPECT_EQ(rows[0]["DriverVersion"], "6.1.0");
   EXPECT_EQ(rows[0]["CompatID"], "USBSTOR\\Disk");

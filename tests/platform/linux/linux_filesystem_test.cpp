@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(BothRoads, LinuxFilesystemTest,
 TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
   DeviceHandle file;
   ASSERT_EQ(filesystem.createFile(folder / "scratch", &file, true), 0);
-  EXPECT_EQ(folder.entries(), 0U);
+  EXPECT_EQ(folder.entries(), 0u);
   const std::uint64_t far = std::uint64_t{6} << 30;
   ASSERT_EQ(filesystem.setFileSize(file, far + 8192), 0);
   struct stat status = {};
@@ -60,7 +60,7 @@ TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
   std::uint64_t done = 0;
   EXPECT_EQ(filesystem.writeAt(file, far, 4096, &done, 30, out.data() + 1),
             ProtocolResult::Success);
-  EXPECT_EQ(done, 4096U);
+  EXPECT_EQ(done, 4096u);
   EXPECT_EQ(filesystem.readAt(file, far, 4096, &done, 30, in.data() + 1), ProtocolResult::Success);
   EXPECT_EQ(std::string(in.data(), 4097), "y" + std::string(4096, 'x'));
 
@@ -68,7 +68,7 @@ TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
   EXPECT_EQ(filesystem.readAt(file, far + 4096, 8192, &done, 30, in.data()),
             ProtocolResult::MediumError)
       << "a short read is no success";
-  EXPECT_EQ(done, 4096U);
+  EXPECT_EQ(done, 4096u);
   EXPECT_EQ(filesystem.closeFile(file), 0);
   EXPECT_EQ(filesystem.closeFile(DeviceHandle()), 1);
 }
@@ -85,13 +85,13 @@ TEST_P(LinuxFilesystemTest, HangingReadGivesTheMemoryBackUntouched) {
   const auto waited = std::chrono::steady_clock::now() - start;
   EXPECT_GE(waited, std::chrono::milliseconds(990));
   EXPECT_LT(waited, std::chrono::seconds(10));
-  EXPECT_EQ(done, 77U);
+  EXPECT_EQ(done, 77u);
 
   // The device comes back late: the request may end, but not in the caller's memory.
   ASSERT_EQ(::write(fifo.get(), std::string(512, 'L').data(), 512), 512);
   for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_EQ(filesystem.outstandingTransfers(), 0U);
+  EXPECT_EQ(filesystem.outstandingTransfers(), 0u);
   EXPECT_EQ(memory, std::string(512, 'm'));
 }
 
@@ -109,7 +109,7 @@ TEST_P(LinuxFilesystemTest, TimeoutOfZeroEndsAtOnceAndAFullPipeTimesOutAsAWrite)
   ASSERT_EQ(::read(reader.get(), drained.data(), drained.size()), capacity);
   for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_EQ(filesystem.outstandingTransfers(), 0U);
+  EXPECT_EQ(filesystem.outstandingTransfers(), 0u);
 }
 
 TEST_P(LinuxFilesystemTest, WhatCannotBeIssuedIsAFailureAndLeavesTheCount) {
@@ -123,7 +123,7 @@ TEST_P(LinuxFilesystemTest, WhatCannotBeIssuedIsAFailureAndLeavesTheCount) {
   EXPECT_EQ(filesystem.readAt(DeviceHandle(), 0, 512, &done, 30, buffer), ProtocolResult::Failure);
   EXPECT_EQ(filesystem.readAt(handleOfDescriptor(file.get()), 0, 512, &done, 30, nullptr),
             ProtocolResult::Failure);
-  EXPECT_EQ(done, 5U);
+  EXPECT_EQ(done, 5u);
 }
 
 TEST_P(LinuxFilesystemTest, AFullVolumeIsNoMediumError) {
@@ -133,7 +133,7 @@ TEST_P(LinuxFilesystemTest, AFullVolumeIsNoMediumError) {
   std::uint64_t done = 5;
   EXPECT_EQ(filesystem.writeAt(handleOfDescriptor(full.get()), 0, 512, &done, 30, buffer),
             ProtocolResult::VolumeFull);
-  EXPECT_EQ(done, 0U);
+  EXPECT_EQ(done, 0u);
 }
 
 TEST(LinuxFilesystem, NamedFileIsForOneAloneAndEmptiedOnlyByItsOwner) {
@@ -144,12 +144,12 @@ TEST(LinuxFilesystem, NamedFileIsForOneAloneAndEmptiedOnlyByItsOwner) {
   ASSERT_EQ(filesystem.createFile(path, &first, false), 0);
   ASSERT_EQ(filesystem.setFileSize(first, 4096), 0);
   EXPECT_EQ(filesystem.createFile(path, &second, false), 1);
-  EXPECT_EQ(fs::file_size(path), 4096U);
+  EXPECT_EQ(fs::file_size(path), 4096u);
   EXPECT_EQ(filesystem.closeFile(first), 0);
 
   fs::create_symlink("named", folder / "link");
   EXPECT_EQ(filesystem.createFile(folder / "link", &second, false), 1);
-  EXPECT_EQ(fs::file_size(path), 4096U);
+  EXPECT_EQ(fs::file_size(path), 4096u);
   EXPECT_EQ(filesystem.createFile(folder / "missing/file", &second, true), 1);
 }
 

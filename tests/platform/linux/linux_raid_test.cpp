@@ -12,7 +12,7 @@ TEST(LinuxRaid, HasNoControllerAndSaysNothing) {
   RaidComponentManager manager(Identifier(0, 0, 0));
   EXPECT_FALSE(manager.hasDevices());
   manager.scan();
-  EXPECT_EQ(manager.componentCount(), 0U);
+  EXPECT_EQ(manager.componentCount(), 0u);
   EXPECT_TRUE(manager.takePorts().empty());
   EXPECT_FALSE(hasRaidDrives());
   EXPECT_TRUE(collectRaidDevices().components.empty());

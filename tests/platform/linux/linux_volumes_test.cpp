@@ -67,8 +67,8 @@ TEST(BlkidProbe, MbrListsLogicalPartitionsWithoutTheirLinks) {
     rows.emplace_back(entry.number, entry.typeText);
   EXPECT_EQ(rows, (std::vector<std::pair<std::uint32_t, std::string>>{
                       {1, "PRIMARY"}, {2, "EXTENDED"}, {5, "LOGICAL"}, {6, "LOGICAL"}}));
-  EXPECT_EQ(table.partitions[2].startOffset, 5U * 256 * 512);
-  EXPECT_EQ(table.partitions[2].sizeBytes, 256U * 512);
+  EXPECT_EQ(table.partitions[2].startOffset, 5u * 256 * 512);
+  EXPECT_EQ(table.partitions[2].sizeBytes, 256u * 512);
 }
 
 /// What the scan makes of an image, whatever the image says: "GPT 1:type 2:type".
@@ -78,7 +78,7 @@ std::string scanned(const Image& image) {
   PartitionTable table;
   buildPartitions(*layout, table);
   rewriteLogicalPartitions(table.partitions);
-  EXPECT_LE(unallocatedBytes(4 << 20, table.partitions), 4U << 20);
+  EXPECT_LE(unallocatedBytes(4 << 20, table.partitions), 4u << 20);
   return table.schema + " " + std::to_string(table.partitions.size());
 }
 
@@ -168,10 +168,10 @@ TEST(BlkidProbe, ADiskWithoutATableIsRawAndAClosedOneUnknown) {
 }
 
 TEST(BlkidProbe, SerialNumbersAsTheFileSystemsOwnSystemShowsThem) {
-  EXPECT_EQ(volumeSerial("1234-ABCD"), 0x1234ABCDU);
-  EXPECT_EQ(volumeSerial("01D2C3B4A5968778"), 0xA5968778U);
-  EXPECT_EQ(volumeSerial("deadbeef-0000-4000-8000-000000000001"), 0xDEADBEEFU);
-  EXPECT_EQ(volumeSerial(""), 0U);
+  EXPECT_EQ(volumeSerial("1234-ABCD"), 0x1234ABCDu);
+  EXPECT_EQ(volumeSerial("01D2C3B4A5968778"), 0xA5968778u);
+  EXPECT_EQ(volumeSerial("deadbeef-0000-4000-8000-000000000001"), 0xDEADBEEFu);
+  EXPECT_EQ(volumeSerial(""), 0u);
 }
 
 TEST(Mounts, TableIsReadWithItsEscapes) {
@@ -182,7 +182,7 @@ TEST(Mounts, TableIsReadWithItsEscapes) {
                             "rw,user_id=0,blksize=4096\n";
   const auto mounts = readMounts(pattern);
   fs::remove(pattern);
-  ASSERT_EQ(mounts.size(), 2U);
+  ASSERT_EQ(mounts.size(), 2u);
   EXPECT_EQ(mounts[0].device, deviceNumberOf(8, 2));
   EXPECT_EQ(mounts[0].options, "rw,relatime,rw,errors=remount-ro");
   EXPECT_EQ(mounts[1].target, "/media/my disk");
@@ -271,7 +271,7 @@ class PciFunctionTest : public testing::Test {
     std::uint32_t words[4] = {99, 99, 99, 99};
     const bool read = PciFunction(location, root).readRegisters(offset, length, words);
     for (std::uint32_t i = 0; i < 4; ++i)
-      EXPECT_EQ(words[i], read && i < length / 4 ? offset / 4 + i : 99U);
+      EXPECT_EQ(words[i], read && i < length / 4 ? offset / 4 + i : 99u);
     return read;
   }
 
@@ -283,7 +283,7 @@ class PciFunctionTest : public testing::Test {
 TEST_F(PciFunctionTest, ClassAndRegistersOfThatFunctionAlone) {
   EXPECT_TRUE(PciFunction::readable(root));
   EXPECT_FALSE(PciFunction::readable(root + "/none"));
-  EXPECT_EQ(PciFunction(location, root).classCode(), 0x010802U);
+  EXPECT_EQ(PciFunction(location, root).classCode(), 0x010802u);
   EXPECT_FALSE(PciFunction({0x3B, 0, 0}, root).classCode());
   EXPECT_FALSE(PciFunction({0x13B, 0, 1}, root).classCode());
   std::ofstream(folder + "/class") << "garbage\n";

@@ -101,11 +101,11 @@ TEST_F(SavedTree, BusAndPlaceComeFromTheAncestry) {
   }
   const auto behindBridge = tree().pciAddress(find("nvme0n1"));
   ASSERT_TRUE(behindBridge);
-  EXPECT_EQ(behindBridge->bus, 5U) << "the function that the disk hangs on, not the bridge above";
+  EXPECT_EQ(behindBridge->bus, 5u) << "the function that the disk hangs on, not the bridge above";
   const auto ata = tree().pciAddress(find("sda"));
   ASSERT_TRUE(ata);
-  EXPECT_EQ(ata->device, 31U);
-  EXPECT_EQ(ata->function, 2U);
+  EXPECT_EQ(ata->device, 31u);
+  EXPECT_EQ(ata->function, 2u);
   EXPECT_FALSE(tree().pciAddress(find("sdd")));
 }
 
@@ -150,7 +150,7 @@ TEST_F(SavedTree, ADriveWithSeveralPathsTakesThePlaceOfItsController) {
   fs::create_directory_symlink(subsystem / "nvme3n1", root / "sys/block/nvme3n1");
   const auto address = tree().pciAddress(find("nvme3n1"));
   ASSERT_TRUE(address);
-  EXPECT_EQ(address->bus, 7U);
+  EXPECT_EQ(address->bus, 7u);
   EXPECT_EQ(tree().busKind(find("nvme3n1")), StorageBusKind::Nvme);
 }
 
@@ -172,8 +172,8 @@ TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
     fs::create_directories(root / "sys/devices/virtual/block" / slave);
 
   const auto partitions = tree().partitions(find("sda"));
-  ASSERT_EQ(partitions.size(), 1U);
-  EXPECT_EQ(partitions[0].index, 2U);
+  ASSERT_EQ(partitions.size(), 1u);
+  EXPECT_EQ(partitions[0].index, 2u);
   EXPECT_EQ(partitions[0].node, "/dev/sda2");
   EXPECT_EQ(tree().withHolders(partitions[0].path),
             (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0), deviceNumberOf(254, 1)}));
@@ -182,8 +182,8 @@ TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
 }
 
 TEST(SysfsTree, DeviceNumbersAreTheKernelsThirtyTwoBits) {
-  EXPECT_EQ(parseDeviceNumber("8:16"), 0x00000810U);
-  EXPECT_EQ(parseDeviceNumber("259:300"), 300U % 256 | 259U << 8 | 1U << 20);
+  EXPECT_EQ(parseDeviceNumber("8:16"), 0x00000810u);
+  EXPECT_EQ(parseDeviceNumber("259:300"), 300u % 256 | 259u << 8 | 1u << 20);
   EXPECT_FALSE(parseDeviceNumber(""));
 }
 

@@ -113,7 +113,7 @@ TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
                              "}]}";
     ASSERT_TRUE(vpc::installMachine(text, &error)) << error;
     scan();
-    ASSERT_EQ(manager->componentCount(), 1U);
+    ASSERT_EQ(manager->componentCount(), 1u);
     auto& found = dynamic_cast<StorageComponent&>(*manager->component(0));
     StorageProtocol& protocol = *found.storageProtocol();
     EXPECT_EQ(protocol.GetProtocolKind(), row.kind);
@@ -122,8 +122,8 @@ TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
     EXPECT_EQ(withoutBlanks(properties.modelNumber), "ROADS");
     EXPECT_EQ(withoutBlanks(properties.serialNumber), "SERIAL-7");
     EXPECT_EQ(withoutBlanks(properties.firmwareRevision), "FW7");
-    EXPECT_EQ(properties.totalSectors, 100'000U);
-    EXPECT_EQ(properties.logicalSectorSize, 512U);
+    EXPECT_EQ(properties.totalSectors, 100'000u);
+    EXPECT_EQ(properties.logicalSectorSize, 512u);
     EXPECT_TRUE(properties.solidState && properties.smartSupported && properties.smartEnabled);
     std::uint8_t celsius = 0;
     EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);

@@ -87,13 +87,13 @@ TEST_F(WinCimTest, TheOldestOf5000GoesAlsoWithHighNumbers) {
   EXPECT_EQ(write("the 5000th"), CimResult::Success);
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"0");
   EXPECT_EQ(write("the 5001st"), CimResult::Success);
-  ASSERT_EQ(records.instances.size(), 5000U);
+  ASSERT_EQ(records.instances.size(), 5000u);
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"1");
 
   records.instances.clear();
   for (std::int32_t id = 7000; id < 12000; ++id) records.addRow({{L"Id", id}});
   EXPECT_EQ(write("newest"), CimResult::Success);
-  ASSERT_EQ(records.instances.size(), 5000U);
+  ASSERT_EQ(records.instances.size(), 5000u);
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"7001");
   EXPECT_EQ(ask({"TestName"}, "Id = 12000", "Results", recordSpace), (CimTable{{{"newest"}}}));
 }
@@ -104,7 +104,7 @@ TEST_F(WinCimTest, AnyCallMayFailAndNothingIsLost) {
   faults.reset();
   ASSERT_EQ(write("x"), CimResult::Success);
   const std::uint64_t calls = faults.calls();
-  ASSERT_GT(calls, 5U);
+  ASSERT_GT(calls, 5u);
   for (std::uint64_t call = 1; call <= calls; ++call) {
     faults.reset();
     faults.failCall(call, 31);

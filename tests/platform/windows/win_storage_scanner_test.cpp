@@ -109,7 +109,7 @@ TEST_F(WinStorageScannerTest, PortsAreListedWithTheirProperties) {
 TEST_F(WinStorageScannerTest, PartitionsAreJoinedWithTheirVolumes) {
   ASSERT_EQ(scanner.listDevices(devices), 0);
   PartitionTable table;
-  ASSERT_EQ(scanner.readPartitionTable(numberOf("hdd"), &table, 39070080ULL * 512), 0);
+  ASSERT_EQ(scanner.readPartitionTable(numberOf("hdd"), &table, 39070080ull * 512), 0);
   EXPECT_EQ(table.schema, "GPT");
   EXPECT_EQ(table.diskNumber, numberOf("hdd"));
   ASSERT_EQ(table.partitions.size(), 3u);
@@ -123,7 +123,7 @@ TEST_F(WinStorageScannerTest, PartitionsAreJoinedWithTheirVolumes) {
   EXPECT_EQ(system.freeBytes + system.usedBytes, system.sizeBytes);
   EXPECT_NE(system.freeBytes, 0u);
 
-  ASSERT_EQ(scanner.readPartitionTable(numberOf("ssd"), &table, 31277232ULL * 512), 0);
+  ASSERT_EQ(scanner.readPartitionTable(numberOf("ssd"), &table, 31277232ull * 512), 0);
   std::string types;
   for (const PartitionEntry& entry : table.partitions) types += entry.typeText + " ";
   EXPECT_EQ(types, "PRIMARY EXTENDED LOGICAL ");

@@ -13,7 +13,7 @@ class TimedIoTest : public testing::Test {
   TimedIoTest() { kernel = {}; }
 
   ProtocolResult read(std::uint32_t seconds = 30) {
-    return timedRead(ScriptedDevice, 0x123456789AULL, buffer.size(), &done, seconds, buffer.data());
+    return timedRead(ScriptedDevice, 0x123456789Aull, buffer.size(), &done, seconds, buffer.data());
   }
   ProtocolResult write() {
     return timedWrite(ScriptedDevice, 512, buffer.size(), &done, 30, buffer.data());
@@ -31,7 +31,7 @@ TEST_F(TimedIoTest, WholeShortAndRefusedTransfers) {
     EXPECT_EQ(read(), ProtocolResult::Success);
     EXPECT_EQ(done, 512u);
     EXPECT_EQ(buffer[511], 0xAA);
-    EXPECT_EQ(kernel.lastOffset, 0x123456789AULL);
+    EXPECT_EQ(kernel.lastOffset, 0x123456789Aull);
     EXPECT_EQ(kernel.lastMilliseconds, 30000u);
     kernel.movedBytes = 100;
     buffer.assign(512, 0x11);
@@ -47,7 +47,7 @@ TEST_F(TimedIoTest, WholeShortAndRefusedTransfers) {
   kernel.transfer = Transfer::Refused;
   EXPECT_EQ(read(), ProtocolResult::Failure);
   EXPECT_EQ(timedRead({}, 0, 512, &done, 1, buffer.data()), ProtocolResult::Failure);
-  EXPECT_EQ(timedRead(ScriptedDevice, 0, 1ULL << 32, &done, 1, buffer.data()),
+  EXPECT_EQ(timedRead(ScriptedDevice, 0, 1ull << 32, &done, 1, buffer.data()),
             ProtocolResult::Failure);
   EXPECT_EQ(kernel.cancelled, 0);
   EXPECT_EQ(kernel.openHandles, 0);

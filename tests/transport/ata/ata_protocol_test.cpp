@@ -97,10 +97,10 @@ TEST_F(AtaProtocolTest, IdentifyDataBecomeProperties) {
   EXPECT_EQ(properties.firmwareRevision, "FW1");
   EXPECT_EQ(properties.modelNumber, "ACME Disk 9");
   EXPECT_EQ(properties.vendor, "Acme");
-  EXPECT_EQ(properties.totalSectors, 0x123456789AU);
-  EXPECT_EQ(properties.logicalSectorSize, 4096U);
-  EXPECT_EQ(properties.physicalSectorSize, 4096U << 3);
-  EXPECT_EQ(properties.cacheSize, 0x21111U);
+  EXPECT_EQ(properties.totalSectors, 0x123456789Au);
+  EXPECT_EQ(properties.logicalSectorSize, 4096u);
+  EXPECT_EQ(properties.physicalSectorSize, 4096u << 3);
+  EXPECT_EQ(properties.cacheSize, 0x21111u);
   EXPECT_EQ(properties.rotationRate, 5400);
   EXPECT_FALSE(properties.solidState);
   EXPECT_TRUE(properties.securitySupported && properties.securityLocked);
@@ -117,14 +117,14 @@ TEST_F(AtaProtocolTest, IdentifyDataBecomeProperties) {
   setWord(page, 106, 0xF003);  // bit 15 set: the word means nothing
   setWord(page, 217, 1);
   identify(sealed(page));
-  EXPECT_EQ(properties.totalSectors, 0x02345678U);
-  EXPECT_EQ(properties.logicalSectorSize, 512U);
-  EXPECT_EQ(properties.physicalSectorSize, 512U);
-  EXPECT_EQ(properties.cacheSize, 16U);
+  EXPECT_EQ(properties.totalSectors, 0x02345678u);
+  EXPECT_EQ(properties.logicalSectorSize, 512u);
+  EXPECT_EQ(properties.physicalSectorSize, 512u);
+  EXPECT_EQ(properties.cacheSize, 16u);
   EXPECT_TRUE(properties.solidState);
   EXPECT_EQ(properties.rotationRate, 0);
   EXPECT_FALSE(properties.smartSupported);
-  EXPECT_EQ(properties.standards.size(), 5U);
+  EXPECT_EQ(properties.standards.size(), 5u);
 }
 
 TEST_F(AtaProtocolTest, VersionsAndVendorsAreGuessedByTheirRules) {
@@ -244,8 +244,8 @@ TEST_F(AtaProtocolTest, ReadsMapTheDrivesVerdict) {
 TEST_F(AtaProtocolTest, NoRequestIsCutToWhatTheRegistersHold) {
   identify(identifyPage());
   EXPECT_EQ(protocol.Read(0, 0, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
-  EXPECT_EQ(protocol.Read(1ULL << 48, 1, 9, buffer.data(), 512), ProtocolResult::InvalidArgument);
-  EXPECT_EQ(protocol.WriteUncorrectable(1ULL << 48), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(protocol.Read(1ull << 48, 1, 9, buffer.data(), 512), ProtocolResult::InvalidArgument);
+  EXPECT_EQ(protocol.WriteUncorrectable(1ull << 48), ProtocolResult::InvalidArgument);
   Bytes narrow = identifyPage();
   setWord(narrow, 83, 0);
   identify(sealed(narrow));
@@ -281,21 +281,21 @@ TEST_F(AtaProtocolTest, SmartPagesGiveTemperatureWearAndAttributes) {
   expectSmart(page);
   EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
   EXPECT_EQ(celsius, 44);
-  std::uint32_t wear = ~0U;
+  std::uint32_t wear = ~0u;
   expectSmart(page);
   EXPECT_EQ(protocol.GetWearIndicator(&wear), ProtocolResult::Success);
-  EXPECT_EQ(wear, 88U);
+  EXPECT_EQ(wear, 88u);
 
   std::vector<SmartAttribute> attributes(1);
   expectSmart(page);
   bridge->expect(SmartReadWarrantyThresholds(nullptr))
       .returns(smartPage({{233, 11}, {1, 2}, {233, 99}, {194, 55}}));
   EXPECT_EQ(protocol.GetSmartAttributes(&attributes), ProtocolResult::Success);
-  ASSERT_EQ(attributes.size(), 5U);
+  ASSERT_EQ(attributes.size(), 5u);
   const SmartAttribute wearout = attributes[2];
   EXPECT_EQ(wearout.id, 233);
   EXPECT_EQ(wearout.worst, 77);
-  EXPECT_EQ(std::uint32_t{wearout.raw}, 0x04030201U);
+  EXPECT_EQ(std::uint32_t{wearout.raw}, 0x04030201u);
   EXPECT_EQ(wearout.threshold, 11);
   EXPECT_EQ(attributes[4].id, 9);
   EXPECT_EQ(attributes[4].threshold, 0);
@@ -401,7 +401,7 @@ TEST_F(AtaProtocolTest, TheFirstFailedAddressOfTheExtendedLogIsFoundByItsIndex) 
     bridge->expect(ReadLogExt(7, 1, nullptr, 1)).returns(sealed(pages[1]));
     std::uint64_t lba = 5;
     EXPECT_EQ(protocol.GetFirstFailedLba(&lba), c.result) << c.index;
-    EXPECT_EQ(lba, succeeded(c.result) ? 0x060504030201U : 5U);
+    EXPECT_EQ(lba, succeeded(c.result) ? 0x060504030201u : 5u);
   }
 }
 
@@ -425,7 +425,7 @@ TEST_F(AtaProtocolTest, TheShortSelfTestLogServesDrivesWithoutTheExtendedOne) {
     std::uint64_t lba = 5;
     EXPECT_EQ(protocol.GetFirstFailedLba(&lba),
               valid ? ProtocolResult::Success : ProtocolResult::Failure);
-    EXPECT_EQ(lba, valid ? 0x11223344U : 5U);
+    EXPECT_EQ(lba, valid ? 0x11223344u : 5u);
   }
 }
 

@@ -11,7 +11,7 @@
 namespace ostria::storage::test {
 namespace {
 
-constexpr std::uint64_t kFourG = 1ULL << 32;
+constexpr std::uint64_t kFourG = 1ull << 32;
 
 Bytes capacity16(std::uint64_t sectors, std::uint32_t size, std::uint8_t exponent = 0) {
   Bytes data(32);
@@ -131,7 +131,7 @@ TEST_F(ScsiProtocolTest, PropertiesAreGatheredFromInquiryCapacityAndModePage) {
   EXPECT_EQ(properties.standardVersion, "SCSI Primary Commands 4 - SPC-4");
   EXPECT_EQ(properties.standards, (std::vector<std::string>{"SPC-4", "SAS T10/1562-D rev4"}));
   EXPECT_EQ(properties.totalSectors, kFourG + 5);
-  EXPECT_EQ(properties.physicalSectorSize, 4096U);
+  EXPECT_EQ(properties.physicalSectorSize, 4096u);
   EXPECT_EQ(properties.rotationRate, 7200);
   EXPECT_TRUE(properties.smartSupported && properties.smartEnabled);
   EXPECT_EQ(protocol.GetProperties(nullptr), ProtocolResult::Failure);
@@ -153,7 +153,7 @@ TEST_F(ScsiProtocolTest, CapacityStepsDownAndItsFailureIsTheResult) {
     StorageProtocolProperties usb;
     usb.busKind = StorageBusKind::Usb;
     EXPECT_EQ(protocol.GetProperties(&usb), result);
-    EXPECT_EQ(usb.totalSectors, 10U);
+    EXPECT_EQ(usb.totalSectors, 10u);
     EXPECT_FALSE(usb.smartSupported);
   }
 }
@@ -201,7 +201,7 @@ TEST_F(ScsiProtocolTest, SenseOfAReadTellsItsError) {
                         {fixedSense(0x0B, 0x47, 5), ProtocolResult::InterfaceCrcError},
                         {fixedSense(0x0B, 0x47, 6), ProtocolResult::Success},
                         {fixedSense(1, 0x17), ProtocolResult::Success}}) {
-    bridge->expect(Read16(nullptr, 3, 1, 512)).senses(c.sense).claimsSense(~0ULL);
+    bridge->expect(Read16(nullptr, 3, 1, 512)).senses(c.sense).claimsSense(~0ull);
     EXPECT_EQ(read(3), c.result);
   }
 }
@@ -322,11 +322,11 @@ TEST_F(ScsiProtocolTest, SelfTestsAndTemperatureAreReadAsFarAsTheDeviceAnswers) 
   std::uint64_t lba = 0;
   bridge->expect(selfTestLog).in(252).returns(page);
   EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Success);
-  EXPECT_EQ(lba, 0x123456789AU);
+  EXPECT_EQ(lba, 0x123456789Au);
   std::fill_n(page.begin() + 12, 8, std::uint8_t{0xFF});
   bridge->expect(selfTestLog).in(252).returns(page);
   EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
-  EXPECT_EQ(lba, ~0ULL);
+  EXPECT_EQ(lba, ~0ull);
   bridge->expect(selfTestLog).in(252).returns(Bytes(8));
   EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Failure);
 
@@ -356,7 +356,7 @@ TEST_F(ScsiProtocolTest, FailoverAndWhatScsiDoesNotKnow) {
   EXPECT_EQ(protocol.SendThroughBridges(next), ProtocolResult::Success);
   std::uint32_t mode = 77;
   EXPECT_EQ(protocol.GetPowerMode(&mode), ProtocolResult::Success);
-  EXPECT_EQ(mode, 77U);
+  EXPECT_EQ(mode, 77u);
 }
 
 TEST_F(ScsiProtocolTest, NvmeBehindScsiHasSmartInTheCacheOnly) {

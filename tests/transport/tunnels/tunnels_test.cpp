@@ -134,7 +134,7 @@ TEST_F(WrappingBridges, AReadTellsItsErrorBySenseKeyWithoutASecondCommand) {
     EXPECT_EQ(asking.Send(read), ProtocolResult::Success);
     EXPECT_EQ(read.features, c.error);
     EXPECT_EQ(read.command, c.status);
-    EXPECT_EQ(read.transferBytes, 100U);
+    EXPECT_EQ(read.transferBytes, 100u);
   }
 }
 
@@ -156,7 +156,7 @@ TEST_F(WrappingBridges, AFailedSendClearsRegistersAndCountAndKeepsItsResult) {
   IdentifyDevice identify(buffer.data());
   EXPECT_EQ(checking.Send(identify), ProtocolResult::AccessDenied);
   expectNoRegisters(identify);
-  EXPECT_EQ(identify.transferBytes, 0U);
+  EXPECT_EQ(identify.transferBytes, 0u);
   EXPECT_EQ(checking.GetDeviceHandle(), DeviceHandle(7));
 }
 
@@ -174,7 +174,7 @@ TEST_F(WrappingBridges, UsbAdaptersCarryIdentifyAlone) {
     scsi->expect(cdb).in(512).returns(Bytes(300, 3));
     IdentifyDevice identify(buffer.data());
     EXPECT_EQ(bridge->Send(identify), ProtocolResult::Success);
-    EXPECT_EQ(identify.transferBytes, 300U);
+    EXPECT_EQ(identify.transferBytes, 300u);
     EXPECT_EQ(buffer[299], 3);
     scsi->expect(cdb).in(512).status(2);
     IdentifyDevice refused(buffer.data());

@@ -75,7 +75,7 @@ bool isRaidDriver(const std::string& driver) {
 }  // namespace
 
 std::uint32_t deviceNumberOf(unsigned major, unsigned minor) {
-  return (minor & 0xFFU) | (major & 0xFFFU) << 8 | (minor & ~0xFFU) << 12;
+  return (minor & 0xFFu) | (major & 0xFFFu) << 8 | (minor & ~0xFFu) << 12;
 }
 
 std::optional<std::uint32_t> parseDeviceNumber(const std::string& text) {

@@ -13,7 +13,7 @@ class LinuxHalAtaSend final : public HalAtaSend {
   ProtocolResult Send(DeviceHandle handle, AtaCmd& command) override {
     // A data command that asks for no bytes would move 256 or 65536 sectors on the wire.
     const bool movesData = command.dataDirection != DataDirection::None;
-    if (command.transferBytes > 0xFFFFFFFFU || (movesData && command.transferBytes == 0))
+    if (command.transferBytes > 0xFFFFFFFFu || (movesData && command.transferBytes == 0))
       return ProtocolResult::TransportFailure;
     SgCommand packed = ataPassThrough(command);
     const int error = sendSgCommand(handle, packed);

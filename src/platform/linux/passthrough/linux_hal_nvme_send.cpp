@@ -21,7 +21,7 @@ namespace {
 class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
  public:
   ProtocolResult Send(DeviceHandle handle, std::uint32_t /*extra*/, NvmeCmd& command) override {
-    if (command.transferBytes > 0xFFFFFFFFU ||
+    if (command.transferBytes > 0xFFFFFFFFu ||
         (command.transferBytes != 0 && command.data == nullptr))
       return ProtocolResult::Failure;
     // The opcode tells the kernel which way the data go. Nothing is sent to the device on this
@@ -42,7 +42,7 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
     packed.cdw13 = command.cdw13;
     packed.cdw14 = command.cdw14;
     packed.cdw15 = command.cdw15;
-    packed.timeout_ms = std::min(command.timeoutSeconds, 0xFFFFFFFFU / 1000) * 1000;
+    packed.timeout_ms = std::min(command.timeoutSeconds, 0xFFFFFFFFu / 1000) * 1000;
 
     const auto request = command.ioQueue != 0 ? NVME_IOCTL_IO_CMD : NVME_IOCTL_ADMIN_CMD;
     const int status = ::ioctl(descriptorOf(handle), request, &packed);

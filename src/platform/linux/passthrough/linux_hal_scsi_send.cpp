@@ -10,7 +10,7 @@ namespace {
 class LinuxHalScsiSend final : public HalScsiSend {
  public:
   ProtocolResult Send(DeviceHandle handle, std::uint32_t /*extra*/, ScsiCmd& command) override {
-    if (command.transferBytes > 0xFFFFFFFFU || command.cdbLength > command.cdb.size())
+    if (command.transferBytes > 0xFFFFFFFFu || command.cdbLength > command.cdb.size())
       return ProtocolResult::TransportFailure;
     SgCommand packed;
     packed.cdb = command.cdb;

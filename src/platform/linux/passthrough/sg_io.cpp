@@ -61,7 +61,7 @@ int sendSgCommand(DeviceHandle handle, SgCommand& command) {
   header.dxferp = block.get();
   header.mx_sb_len = static_cast<std::uint8_t>(command.sense.size());
   header.sbp = command.sense.data();
-  header.timeout = std::min(command.timeoutSeconds, 0xFFFFFFFFU / 1000) * 1000;
+  header.timeout = std::min(command.timeoutSeconds, 0xFFFFFFFFu / 1000) * 1000;
   // A signal may end the wait, never the command: sending it again would execute it twice.
   if (::ioctl(descriptorOf(handle), SG_IO, &header) < 0) return errno == 0 ? EIO : errno;
 

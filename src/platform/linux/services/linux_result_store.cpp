@@ -113,7 +113,7 @@ const std::vector<std::string>& LinuxResultStore::textNames() {
 void LinuxResultStore::Closer::operator()(sqlite3* database) const { sqlite3_close(database); }
 
 LinuxResultStore::LinuxResultStore(Database database, std::uint32_t limit)
-    : database_(std::move(database)), limit_(std::max(limit, 1U)) {}
+    : database_(std::move(database)), limit_(std::max(limit, 1u)) {}
 
 LinuxResultStore::~LinuxResultStore() = default;
 
