@@ -33,7 +33,9 @@ class ReadFile {
     const char* folder = std::getenv("OSTRIA_BENCHMARK_FOLDER");
     const std::string path = std::string(folder != nullptr ? folder : ".") + "/read_benchmark." +
                              std::to_string(getpid());
-    if (product_.createFile(path, &handle_, false) != 0) return;
+    if (product_.createFile(path, &handle_, false) != 0) {
+      return;
+    }
     open_ = true;
     plain_ = open(path.c_str(), O_RDONLY | O_DIRECT | O_CLOEXEC);
     // Both have it open, and nobody will find it left behind.
@@ -41,8 +43,12 @@ class ReadFile {
     ready_ = plain_ >= 0 && fill();
   }
   ~ReadFile() {
-    if (plain_ >= 0) close(plain_);
-    if (open_) product_.closeFile(handle_);
+    if (plain_ >= 0) {
+      close(plain_);
+    }
+    if (open_) {
+      product_.closeFile(handle_);
+    }
   }
   ReadFile(const ReadFile&) = delete;
   ReadFile& operator=(const ReadFile&) = delete;
@@ -110,9 +116,13 @@ void readBeside(benchmark::State& state, TimedTransfer::Road road) {
       state.SetIterationTime(seconds);
     };
     productFirst = !productFirst;
-    if (productFirst) byProduct();
+    if (productFirst) {
+      byProduct();
+    }
     plain += secondsOf([&] { good &= file.readPlainly(at, bytes, buffer.get()); });
-    if (!productFirst) byProduct();
+    if (!productFirst) {
+      byProduct();
+    }
     if (!good) {
       state.SkipWithError("a read failed");
       return;

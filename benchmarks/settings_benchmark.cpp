@@ -19,7 +19,9 @@ void readSettings(benchmark::State& state) {
   {
     std::ofstream file(path);
     file << "[STORAGE]\n";
-    for (int i = 0; i < 100; ++i) file << "SETTING_" << i << " = " << i << " ; a comment\n";
+    for (int i = 0; i < 100; ++i) {
+      file << "SETTING_" << i << " = " << i << " ; a comment\n";
+    }
   }
   using Steady = std::chrono::steady_clock;
   Steady::duration lines{};
@@ -28,7 +30,9 @@ void readSettings(benchmark::State& state) {
     const auto begin = Steady::now();
     std::ifstream file(path);
     std::size_t bytes = 0;
-    for (std::string line; std::getline(file, line);) bytes += line.size();
+    for (std::string line; std::getline(file, line);) {
+      bytes += line.size();
+    }
     benchmark::DoNotOptimize(bytes);
     const auto middle = Steady::now();
     ConfigurationMap contents;

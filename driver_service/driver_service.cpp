@@ -11,9 +11,13 @@ namespace {
 class LinuxZRDService final : public ZRDService {
  public:
   std::uint32_t GetPciClass(const PciLocation* location, PciClass* result) override {
-    if (location == nullptr || result == nullptr) return 1;
+    if (location == nullptr || result == nullptr) {
+      return 1;
+    }
     const auto code = PciFunction(*location).classCode();
-    if (!code) return 1;
+    if (!code) {
+      return 1;
+    }
     result->baseClass = *code >> 16 & 0xFF;
     result->subclass = *code >> 8 & 0xFF;
     result->programmingInterface = *code & 0xFF;
@@ -25,10 +29,15 @@ class LinuxZRDService final : public ZRDService {
   std::uint32_t ReadControllerRegister(const PciLocation* location, const std::uint64_t* offset,
                                        std::uint32_t* length, std::uint8_t* flag,
                                        void* buffer) override {
-    if (location == nullptr || offset == nullptr || length == nullptr || buffer == nullptr)
+    if (location == nullptr || offset == nullptr || length == nullptr || buffer == nullptr) {
       return 1;
-    if (!PciFunction(*location).readRegisters(*offset, *length, buffer)) return 1;
-    if (flag != nullptr) *flag = 0;
+    }
+    if (!PciFunction(*location).readRegisters(*offset, *length, buffer)) {
+      return 1;
+    }
+    if (flag != nullptr) {
+      *flag = 0;
+    }
     return 0;
   }
 

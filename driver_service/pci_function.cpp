@@ -13,14 +13,16 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint32_t RegisterBytes = 4;
+constexpr std::uint32_t kRegisterBytes = 4;
 
 std::string functionsFolder(const std::string& root) { return root + "/sys/bus/pci/devices"; }
 
 }  // namespace
 
 PciFunction::PciFunction(const PciLocation& location, const std::string& root) {
-  if (location.bus > 0xFF || location.device > 0x1F || location.function > 7) return;
+  if (location.bus > 0xFF || location.device > 0x1F || location.function > 7) {
+    return;
+  }
   char name[16];
   std::snprintf(name, sizeof name, "0000:%02x:%02x.%x", location.bus, location.device,
                 location.function);
@@ -34,24 +36,33 @@ bool PciFunction::readable(const std::string& root) {
 std::optional<std::uint32_t> PciFunction::classCode() const {
   std::ifstream file(folder_ + "/class");
   std::string text;
-  if (folder_.empty() || !(file >> text) || text.rfind("0x", 0) != 0) return std::nullopt;
+  if (folder_.empty() || !(file >> text) || text.rfind("0x", 0) != 0) {
+    return std::nullopt;
+  }
   std::uint32_t code = 0;
   const auto [end, error] = std::from_chars(text.data() + 2, text.data() + text.size(), code, 16);
-  if (error != std::errc() || end != text.data() + text.size() || code > 0xFFFFFF)
+  if (error != std::errc() || end != text.data() + text.size() || code > 0xFFFFFF) {
     return std::nullopt;
+  }
   return code;
 }
 
 bool PciFunction::readRegisters(std::uint64_t offset, std::uint32_t length, void* buffer) const {
-  if (folder_.empty() || length == 0 || length % RegisterBytes != 0 || offset % RegisterBytes != 0)
+  if (folder_.empty() || length == 0 || length % kRegisterBytes != 0 ||
+      offset % kRegisterBytes != 0) {
     return false;
+  }
   // A function that sleeps answers every read with ones.
   std::ifstream state(folder_ + "/power_state");
   std::string power;
-  if (state >> power && power != "D0" && power != "unknown") return false;
+  if (state >> power && power != "D0" && power != "unknown") {
+    return false;
+  }
 
   const int descriptor = ::open((folder_ + "/resource0").c_str(), O_RDONLY | O_CLOEXEC | O_SYNC);
-  if (descriptor < 0) return false;
+  if (descriptor < 0) {
+    return false;
+  }
   struct stat status = {};
   const bool known = ::fstat(descriptor, &status) == 0 && status.st_size > 0;
   const std::uint64_t size = known ? static_cast<std::uint64_t>(status.st_size) : 0;
@@ -60,16 +71,19 @@ bool PciFunction::readRegisters(std::uint64_t offset, std::uint32_t length, void
   const std::uint64_t start = offset / page * page;
   const bool inside = offset <= size && length <= size - offset;
   const std::size_t span = inside ? static_cast<std::size_t>(offset - start) + length : 0;
-  if (inside)
+  if (inside) {
     mapped = ::mmap(nullptr, span, PROT_READ, MAP_SHARED, descriptor, static_cast<off_t>(start));
+  }
   ::close(descriptor);
-  if (mapped == MAP_FAILED) return false;
+  if (mapped == MAP_FAILED) {
+    return false;
+  }
 
   const auto* registers = static_cast<const volatile std::uint32_t*>(mapped);
-  const std::size_t first = static_cast<std::size_t>(offset - start) / RegisterBytes;
-  for (std::size_t i = 0; i < length / RegisterBytes; ++i) {
+  const std::size_t first = static_cast<std::size_t>(offset - start) / kRegisterBytes;
+  for (std::size_t i = 0; i < length / kRegisterBytes; ++i) {
     const std::uint32_t value = registers[first + i];
-    std::memcpy(static_cast<char*>(buffer) + i * RegisterBytes, &value, RegisterBytes);
+    std::memcpy(static_cast<char*>(buffer) + i * kRegisterBytes, &value, kRegisterBytes);
   }
   ::munmap(mapped, span);
   return true;

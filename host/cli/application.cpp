@@ -35,9 +35,13 @@ constexpr const char* kUsualConfig = "config.ini";
 
 std::optional<std::string> readFile(const std::string& path) {
   std::error_code error;
-  if (std::filesystem::is_directory(path, error)) return std::nullopt;
+  if (std::filesystem::is_directory(path, error)) {
+    return std::nullopt;
+  }
   std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
+  if (!file) {
+    return std::nullopt;
+  }
   std::ostringstream content;
   content << file.rdbuf();
   return content.str();
@@ -47,7 +51,9 @@ std::optional<std::string> readFile(const std::string& path) {
 std::string wantedLanguage() {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
     const char* value = std::getenv(name);
-    if (value == nullptr || *value == '\0') continue;
+    if (value == nullptr || *value == '\0') {
+      continue;
+    }
     const std::string locale = value;
     const std::string language = locale.substr(0, locale.find_first_of("_.@"));
     const bool plain =
@@ -82,7 +88,9 @@ class Application {
       tellWhy(stop);
     }
     interrupts_.setHandlers({}, {});
-    if (output_.isClosed()) code = tellLostOutput(code);
+    if (output_.isClosed()) {
+      code = tellLostOutput(code);
+    }
     return static_cast<int>(code);
   }
 
@@ -101,7 +109,9 @@ class Application {
   TextStyle style() const { return {terminal_.outputWidth, terminal_.outputColour}; }
 
   void tellWhy(const Stop& stop) {
-    if (json_) output_.write(errorJson(stop.sentence, stop.code));
+    if (json_) {
+      output_.write(errorJson(stop.sentence, stop.code));
+    }
     sayWhy(stop.sentence);
   }
 
@@ -111,12 +121,16 @@ class Application {
   }
 
   static void check(const UsageError& error) {
-    if (!error.sentence.empty()) throw Stop{ExitCode::Usage, error.sentence};
+    if (!error.sentence.empty()) {
+      throw Stop{ExitCode::Usage, error.sentence};
+    }
   }
 
   template <typename T>
   static T checked(OrUsageError<T> result, ExitCode code = ExitCode::Usage) {
-    if (auto* error = std::get_if<UsageError>(&result)) throw Stop{code, error->sentence};
+    if (auto* error = std::get_if<UsageError>(&result)) {
+      throw Stop{code, error->sentence};
+    }
     return std::get<T>(std::move(result));
   }
 
@@ -124,7 +138,9 @@ class Application {
     line_ = checked(readCommandLine(arguments_));
     redactor_ = Redactor(line_.redact);
     loadTexts();
-    if (line_.version) return printVersion();
+    if (line_.version) {
+      return printVersion();
+    }
     loadModule();
     catalogue_ = readCatalogue(library_->module());
     plan_ = checked(makePlan(line_, catalogue_));
@@ -133,7 +149,9 @@ class Application {
       output_.write(json_ ? helpJson(help) : help);
       return ExitCode::Passed;
     }
-    if (plan_.action == Action::History) return showHistory();
+    if (plan_.action == Action::History) {
+      return showHistory();
+    }
     configure();
     checkReportFile();
     check(checkParameters(plan_, catalogue_, texts_));
@@ -153,12 +171,17 @@ class Application {
     const std::string language = wantedLanguage();
     if (!language.empty()) {
       const std::string path = programFolder() + "/texts/" + language + ".txt";
-      if (const auto content = readFile(path)) check(texts_.add(*content, path));
+      if (const auto content = readFile(path)) {
+        check(texts_.add(*content, path));
+      }
     }
-    if (!line_.textsFile) return;
+    if (!line_.textsFile) {
+      return;
+    }
     const auto content = readFile(*line_.textsFile);
-    if (!content)
+    if (!content) {
       throw Stop{ExitCode::Usage, "The text file " + *line_.textsFile + " cannot be read."};
+    }
     check(texts_.add(*content, *line_.textsFile));
   }
 
@@ -205,7 +228,9 @@ class Application {
     const std::string path = line_.configFile.value_or(kUsualConfig);
     std::error_code error;
     // A file that is not there holds no settings; one that cannot be read would hide some.
-    if (!std::filesystem::exists(path, error)) return;
+    if (!std::filesystem::exists(path, error)) {
+      return;
+    }
     const auto content = readFile(path);
     if (!content) {
       throw Stop{ExitCode::Usage, "The configuration file " + path + " cannot be read."};
@@ -216,20 +241,27 @@ class Application {
 
   // A report that cannot be written is better known before a test of two hours.
   void checkReportFile() const {
-    if (!line_.reportFile) return;
+    if (!line_.reportFile) {
+      return;
+    }
     const std::ofstream file(*line_.reportFile, std::ios::binary | std::ios::app);
-    if (!file)
+    if (!file) {
       throw Stop{ExitCode::Usage, "The report " + *line_.reportFile + " cannot be written."};
+    }
   }
 
   // The worse of the outcome and what became of the report. To be called before the results are
   // printed, as a failure is one of their notices.
   ExitCode writeReport(ExitCode outcome) {
-    if (!line_.reportFile) return outcome;
+    if (!line_.reportFile) {
+      return outcome;
+    }
     std::ofstream file(*line_.reportFile, std::ios::binary | std::ios::trunc);
     file << htmlReport(session_);
     file.flush();
-    if (file) return outcome;
+    if (file) {
+      return outcome;
+    }
     session_.notices.push_back("The report " + *line_.reportFile + " could not be written.");
     return worse(outcome, ExitCode::CouldNotStart);
   }
@@ -243,16 +275,26 @@ class Application {
     nameMachine(line_.virtualPc, session_.machine, session_.system);
     const bool note = terminal_.errorControl && !line_.jsonProgress;
     interrupts_.setHandlers([this](int count) { tellInterrupt(count); }, {});
-    if (note) error_.write("Looking for devices...");
+    if (note) {
+      error_.write("Looking for devices...");
+    }
     manager().scan();
-    if (note) error_.write("\r\033[K");
+    if (note) {
+      error_.write("\r\033[K");
+    }
 
     const std::uint32_t count = manager().componentCount();
     const std::string missing = missingRights();
-    if (count == 0 && !missing.empty()) throw Stop{ExitCode::CouldNotStart, missing};
+    if (count == 0 && !missing.empty()) {
+      throw Stop{ExitCode::CouldNotStart, missing};
+    }
     check(checkDevices(plan_, count));
-    if (count == 0) throw Stop{ExitCode::NotPerformed, "No storage device was found."};
-    if (!missing.empty()) session_.notices.push_back(missing);
+    if (count == 0) {
+      throw Stop{ExitCode::NotPerformed, "No storage device was found."};
+    }
+    if (!missing.empty()) {
+      session_.notices.push_back(missing);
+    }
     std::vector<DeviceInfo> all;
     for (std::uint32_t i = 0; i < count; ++i) {
       if (storage::SystemComponent* component = manager().component(i)) {
@@ -264,7 +306,9 @@ class Application {
     } else {
       for (const std::uint32_t index : plan_.devices) {
         for (const DeviceInfo& device : all) {
-          if (device.index == index) session_.devices.push_back(device);
+          if (device.index == index) {
+            session_.devices.push_back(device);
+          }
         }
       }
     }
@@ -282,12 +326,18 @@ class Application {
   }
 
   void stopIfAsked() const {
-    if (interrupts_.isAbortRequested()) throw Stop{ExitCode::Stopped, "Stopped by the user."};
+    if (interrupts_.isAbortRequested()) {
+      throw Stop{ExitCode::Stopped, "Stopped by the user."};
+    }
   }
 
   std::string missingRights() const {
-    if (!line_.virtualPc) return missingAccess("/sys/block", "/dev");
-    if (administrator_) return {};
+    if (!line_.virtualPc) {
+      return missingAccess("/sys/block", "/dev");
+    }
+    if (administrator_) {
+      return {};
+    }
     return "The virtual PC is used without the rights of an administrator, which opening a disk "
            "takes: set them in its machine file.";
   }
@@ -326,7 +376,9 @@ class Application {
       redactor_.addSecret(record.serial);
       record.serial = redactor_.whole(record.serial);
     }
-    for (HistoryRecord& record : records) record.text = redactor_.text(record.text);
+    for (HistoryRecord& record : records) {
+      record.text = redactor_.text(record.text);
+    }
     output_.write(json_ ? historyJson(records) : historyText(records, style()));
     return ExitCode::Passed;
   }
@@ -334,7 +386,9 @@ class Application {
   void describeAll() {
     for (DeviceInfo& device : session_.devices) {
       storage::SystemComponent* component = manager().component(device.index);
-      if (plan_.action == Action::Show) stopIfAsked();
+      if (plan_.action == Action::Show) {
+        stopIfAsked();
+      }
       if (component != nullptr) {
         describeDetails(*component, catalogue_, texts_, redactor_, device);
       }
@@ -348,7 +402,9 @@ class Application {
   }
 
   ProgressForm progressForm() const {
-    if (line_.jsonProgress) return ProgressForm::Json;
+    if (line_.jsonProgress) {
+      return ProgressForm::Json;
+    }
     return terminal_.errorControl ? ProgressForm::Bar : ProgressForm::Lines;
   }
 
@@ -362,7 +418,9 @@ class Application {
                                progress, interrupts_, terminal_.errorWidth};
     if (plan_.action == Action::RunTests) {
       runTests(plan_, catalogue_, services, manager(), session_, [&](const TestRun& run) {
-        if (!run.begun) return;  // they are counted at the end
+        if (!run.begun) {
+          return;  // they are counted at the end
+        }
         progress.hide();
         print(run.device, testText(run, style()));
       });
@@ -374,10 +432,14 @@ class Application {
     }
     interrupts_.setHandlers({}, {});
     session_.finished = Clock::now();
-    if (line_.reportFile) describeAll();
+    if (line_.reportFile) {
+      describeAll();
+    }
     if (line_.record) {
       const UsageError error = history_.add(recordsOf(session_));
-      if (!error.sentence.empty()) session_.notices.push_back(error.sentence);
+      if (!error.sentence.empty()) {
+        session_.notices.push_back(error.sentence);
+      }
     }
     const ExitCode code = writeReport(session_.outcome());
     output_.write(json_ ? runJson(session_) : summaryText(session_, style()));
@@ -385,7 +447,9 @@ class Application {
   }
 
   void print(std::uint32_t device, const std::string& text) {
-    if (json_) return;
+    if (json_) {
+      return;
+    }
     if (device != printedDevice_) {
       if (const DeviceInfo* info = session_.device(device)) {
         output_.write((printedDevice_ ? "\n" : "") + deviceHeading(*info, style()));
@@ -394,7 +458,9 @@ class Application {
     }
     output_.write(text);
     // Nobody reads the results any more, so no more are made.
-    if (output_.isClosed()) interrupts_.requestAbort();
+    if (output_.isClosed()) {
+      interrupts_.requestAbort();
+    }
   }
 
   const std::vector<std::string>& arguments_;

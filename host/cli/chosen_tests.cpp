@@ -5,7 +5,9 @@ namespace {
 
 std::string trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
+  if (first == std::string_view::npos) {
+    return {};
+  }
   const std::size_t last = text.find_last_not_of(" \t");
   return std::string(text.substr(first, last - first + 1));
 }
@@ -14,8 +16,9 @@ std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\
 
 UsageError readParameters(std::string_view inside, TestListEntry& entry) {
   entry.hasBrackets = true;
-  if (trimmed(inside).empty())
+  if (trimmed(inside).empty()) {
     return {"The brackets behind test " + quoted(entry.name) + " are empty."};
+  }
   for (;;) {
     const std::size_t comma = inside.find(',');
     const std::string_view pair = inside.substr(0, comma);
@@ -26,7 +29,9 @@ UsageError readParameters(std::string_view inside, TestListEntry& entry) {
               quoted(trimmed(pair)) + " where KEY=VALUE is wanted."};
     }
     entry.parameters.push_back({key, trimmed(pair.substr(equals + 1))});
-    if (comma == std::string_view::npos) return {};
+    if (comma == std::string_view::npos) {
+      return {};
+    }
     inside.remove_prefix(comma + 1);
   }
 }
@@ -40,8 +45,9 @@ OrUsageError<std::vector<TestListEntry>> readTestList(std::string_view text) {
     const std::size_t stop = rest.find_first_of(",()");
     TestListEntry entry;
     entry.name = trimmed(rest.substr(0, stop));
-    if (entry.name.empty())
+    if (entry.name.empty()) {
       return UsageError{"The list of tests " + quoted(text) + " has an empty place."};
+    }
     rest = stop == std::string_view::npos ? std::string_view() : rest.substr(stop);
     if (!rest.empty() && rest.front() == '(') {
       const std::size_t close = rest.find_first_of("()", 1);
@@ -49,13 +55,17 @@ OrUsageError<std::vector<TestListEntry>> readTestList(std::string_view text) {
         return UsageError{"The bracket behind test " + quoted(entry.name) + " is not closed."};
       }
       UsageError error = readParameters(rest.substr(1, close - 1), entry);
-      if (!error.sentence.empty()) return error;
+      if (!error.sentence.empty()) {
+        return error;
+      }
       rest.remove_prefix(close + 1);
       const std::size_t next = rest.find_first_not_of(" \t");
       rest = next == std::string_view::npos ? std::string_view() : rest.substr(next);
     }
     entries.push_back(std::move(entry));
-    if (rest.empty()) return entries;
+    if (rest.empty()) {
+      return entries;
+    }
     if (rest.front() != ',') {
       return UsageError{"In the list of tests " + quoted(text) + " a comma is missing before " +
                         quoted(rest) + "."};

@@ -28,8 +28,12 @@ UsageError setText(CommandLine& line, const std::optional<std::string>& value) {
 
 UsageError setVirtual(CommandLine& line, const std::optional<std::string>& value) {
   line.virtualPc = true;
-  if (value && value->empty()) return {"--virtual= names no machine file."};
-  if (value) line.machineFile = value;
+  if (value && value->empty()) {
+    return {"--virtual= names no machine file."};
+  }
+  if (value) {
+    line.machineFile = value;
+  }
   return {};
 }
 
@@ -86,7 +90,9 @@ class Reader {
       } else {
         error = readShort(argument);
       }
-      if (!error.sentence.empty()) return error;
+      if (!error.sentence.empty()) {
+        return error;
+      }
     }
     return line_;
   }
@@ -97,7 +103,9 @@ class Reader {
     const std::string written = argument.substr(0, equals);
     const std::string name = written.substr(2);
     std::optional<std::string> value;
-    if (equals != std::string::npos) value = argument.substr(equals + 1);
+    if (equals != std::string::npos) {
+      value = argument.substr(equals + 1);
+    }
 
     const auto* option = std::find_if(std::begin(kHostOptions), std::end(kHostOptions),
                                       [&](const HostOption& row) { return row.name == name; });
@@ -105,10 +113,16 @@ class Reader {
       line_.moduleOptions.push_back({written, name, true, value});
       return {};
     }
-    if (option->takes == Takes::Nothing && value) return {written + " takes no value."};
+    if (option->takes == Takes::Nothing && value) {
+      return {written + " takes no value."};
+    }
     if (option->takes == Takes::Value) {
-      if (!value && next_ < arguments_.size()) value = arguments_[next_++];
-      if (!value || value->empty()) return {written + " needs a value behind it."};
+      if (!value && next_ < arguments_.size()) {
+        value = arguments_[next_++];
+      }
+      if (!value || value->empty()) {
+        return {written + " needs a value behind it."};
+      }
     }
     return option->apply(line_, value);
   }
@@ -119,10 +133,16 @@ class Reader {
       return {};
     }
     std::optional<std::string> value;
-    if (argument.size() > 2) value = argument.substr(2);
+    if (argument.size() > 2) {
+      value = argument.substr(2);
+    }
     if (argument[1] == 'M') {
-      if (!value && next_ < arguments_.size()) value = arguments_[next_++];
-      if (!value) return {"-M needs the name of a module directly behind it: -Mstorage."};
+      if (!value && next_ < arguments_.size()) {
+        value = arguments_[next_++];
+      }
+      if (!value) {
+        return {"-M needs the name of a module directly behind it: -Mstorage."};
+      }
       line_.module = value;
       return {};
     }

@@ -13,7 +13,9 @@ std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\
 
 std::string lowered(std::string text) {
   for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (c >= 'A' && c <= 'Z') {
+      c = static_cast<char>(c - 'A' + 'a');
+    }
   }
   return text;
 }
@@ -32,13 +34,22 @@ class Planner {
       plan_.action = line_.help ? Action::Help : Action::Version;
       return plan_;
     }
-    if (line_.empty)
+    if (line_.empty) {
       return UsageError{"Nothing to do: give -Mstorage to list the devices, or --help."};
+    }
     UsageError error = checkModule();
-    if (error.sentence.empty()) error = readDiagnostics();
-    if (error.sentence.empty()) error = readOperands();
-    if (error.sentence.empty()) error = chooseAction();
-    if (!error.sentence.empty()) return error;
+    if (error.sentence.empty()) {
+      error = readDiagnostics();
+    }
+    if (error.sentence.empty()) {
+      error = readOperands();
+    }
+    if (error.sentence.empty()) {
+      error = chooseAction();
+    }
+    if (!error.sentence.empty()) {
+      return error;
+    }
     return plan_;
   }
 
@@ -64,14 +75,18 @@ class Planner {
       }
       const auto index = static_cast<std::size_t>(found - catalogue_.diagnostics.begin());
       UsageError error = option.value ? addNamed(option, index) : addAll(option, index);
-      if (!error.sentence.empty()) return error;
+      if (!error.sentence.empty()) {
+        return error;
+      }
     }
     return {};
   }
 
   UsageError addAll(const ModuleOption& option, std::size_t diagnostic) {
     for (std::size_t t = 0; t < catalogue_.diagnostics[diagnostic].tests.size(); ++t) {
-      if (isChosen(diagnostic, t)) return twice(option.written);
+      if (isChosen(diagnostic, t)) {
+        return twice(option.written);
+      }
       plan_.tests.push_back({diagnostic, t, false, {}});
     }
     return {};
@@ -80,24 +95,31 @@ class Planner {
   UsageError addNamed(const ModuleOption& option, std::size_t diagnostic) {
     std::string list = *option.value;
     // A short option may be written with "=" too.
-    if (!option.isLong && !list.empty() && list.front() == '=') list.erase(0, 1);
+    if (!option.isLong && !list.empty() && list.front() == '=') {
+      list.erase(0, 1);
+    }
     if (list.empty()) {
       return {option.written + "= names no test; leave the = away to choose all of them."};
     }
     auto entries = readTestList(list);
-    if (auto* error = std::get_if<UsageError>(&entries)) return *error;
+    if (auto* error = std::get_if<UsageError>(&entries)) {
+      return *error;
+    }
     for (TestListEntry& entry : std::get<std::vector<TestListEntry>>(entries)) {
       const auto& tests = catalogue_.diagnostics[diagnostic].tests;
       const auto found = std::find_if(tests.begin(), tests.end(), [&](const CatalogueTest& test) {
         return isNamed(test, entry.name);
       });
-      if (found == tests.end()) return unknownTest(option, entry.name);
+      if (found == tests.end()) {
+        return unknownTest(option, entry.name);
+      }
       if (entry.hasBrackets && !found->takesParameters) {
         return {"Test " + quoted(entry.name) + " of " + option.written + " takes no parameters."};
       }
       const auto t = static_cast<std::size_t>(found - tests.begin());
-      if (isChosen(diagnostic, t))
+      if (isChosen(diagnostic, t)) {
         return twice("Test " + quoted(entry.name) + " of " + option.written);
+      }
       plan_.tests.push_back({diagnostic, t, true, std::move(entry.parameters)});
     }
     return {};
@@ -137,13 +159,17 @@ class Planner {
         ++next;
         if (tool->commandName == kRecover) {
           UsageError error = readOperation(next < operands.size() ? operands[next++] : "");
-          if (!error.sentence.empty()) return error;
+          if (!error.sentence.empty()) {
+            return error;
+          }
         }
       }
     }
     for (; next < operands.size(); ++next) {
       UsageError error = readDevice(operands[next]);
-      if (!error.sentence.empty()) return error;
+      if (!error.sentence.empty()) {
+        return error;
+      }
     }
     return {};
   }
@@ -151,7 +177,9 @@ class Planner {
   UsageError readOperation(const std::string& word) {
     if (std::find(std::begin(kOperations), std::end(kOperations), word) == std::end(kOperations)) {
       const std::string known = "scan, repair, filesystem or filterDevices";
-      if (word.empty()) return {"recover needs to know what to do: " + known + "."};
+      if (word.empty()) {
+        return {"recover needs to know what to do: " + known + "."};
+      }
       return {"recover cannot do " + quoted(word) + "; it knows " + known + "."};
     }
     plan_.operation = word;
@@ -185,12 +213,20 @@ class Planner {
   UsageError chooseAction() {
     const bool tests = !plan_.tests.empty();
     const bool tool = plan_.action == Action::RunTool;
-    if (tests + tool + line_.list + line_.show + line_.history > 1) {
+    if (static_cast<int>(tests) + static_cast<int>(tool) + static_cast<int>(line_.list) +
+            static_cast<int>(line_.show) + static_cast<int>(line_.history) >
+        1) {
       return {"Only one of tests, a tool, --list, --show and --history can be had at a time."};
     }
-    if (tests) plan_.action = Action::RunTests;
-    if (line_.show) plan_.action = Action::Show;
-    if (line_.history) plan_.action = Action::History;
+    if (tests) {
+      plan_.action = Action::RunTests;
+    }
+    if (line_.show) {
+      plan_.action = Action::Show;
+    }
+    if (line_.history) {
+      plan_.action = Action::History;
+    }
     if (line_.list && !plan_.devices.empty()) {
       return {
           "--list shows all devices and takes no device numbers; --show tells about single ones."};
@@ -213,9 +249,12 @@ class Planner {
               " changes what is on a device: name the device numbers."};
     }
     if ((line_.record || line_.reportFile) && !tests && !tool) {
-      if (line_.record)
+      if (line_.record) {
         return {"--record keeps the results of tests and tools, and none is chosen."};
-      if (!line_.show) return {"--report tells of tests, tools or --show, and none is chosen."};
+      }
+      if (!line_.show) {
+        return {"--report tells of tests, tools or --show, and none is chosen."};
+      }
     }
     return {};
   }
@@ -233,10 +272,16 @@ OrUsageError<Plan> makePlan(const CommandLine& line, const Catalogue& catalogue)
 
 UsageError checkDevices(const Plan& plan, std::uint32_t deviceCount) {
   for (const std::uint32_t device : plan.devices) {
-    if (device < deviceCount) continue;
+    if (device < deviceCount) {
+      continue;
+    }
     std::string sentence = "There is no device " + std::to_string(device) + "; ";
-    if (deviceCount == 0) return {sentence + "no storage device was found."};
-    if (deviceCount == 1) return {sentence + "the only device is 0."};
+    if (deviceCount == 0) {
+      return {sentence + "no storage device was found."};
+    }
+    if (deviceCount == 1) {
+      return {sentence + "the only device is 0."};
+    }
     return {sentence + "the devices are 0 to " + std::to_string(deviceCount - 1) + "."};
   }
   return {};

@@ -28,7 +28,9 @@ std::string barLine(const std::string& label, const std::string& text, unsigned 
     const auto left = elapsed * (100 - percent) / percent;
     tail += ", " + durationText(left) + " left";
   }
-  if (width <= tail.size() + 4) return fitted(tail, width);
+  if (width <= tail.size() + 4) {
+    return fitted(tail, width);
+  }
   std::size_t room = width - tail.size() - 1;
   std::string bar;
   if (room >= 40) {
@@ -38,7 +40,9 @@ std::string barLine(const std::string& label, const std::string& text, unsigned 
     room -= bar.size() + 1;
   }
   std::string head = label;
-  if (!text.empty()) head += ": " + text;
+  if (!text.empty()) {
+    head += ": " + text;
+  }
   return padded(fitted(head, room), bar.empty() ? 0 : room) + " " + bar + tail;
 }
 
@@ -54,14 +58,22 @@ void Progress::begin(const std::string& kind, const std::string& id, std::uint32
   text_.clear();
   running_ = true;
   started_ = lastWritten_ = Steady::now();
-  if (form_ == ProgressForm::Json) json(kind_ + "_started", {}, {}, {});
-  if (form_ == ProgressForm::Lines) error_.write(label_ + ": started\n");
-  if (form_ == ProgressForm::Bar) draw();
+  if (form_ == ProgressForm::Json) {
+    json(kind_ + "_started", {}, {}, {});
+  }
+  if (form_ == ProgressForm::Lines) {
+    error_.write(label_ + ": started\n");
+  }
+  if (form_ == ProgressForm::Bar) {
+    draw();
+  }
 }
 
 void Progress::update(std::uint8_t percent, const std::string& key, const std::string& text) {
   const std::lock_guard lock(mutex_);
-  if (!running_) return;
+  if (!running_) {
+    return;
+  }
   const bool changed = percent != percent_;
   percent_ = std::min<std::uint8_t>(percent, 100);
   text_ = text;
@@ -79,8 +91,12 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
     case ProgressForm::Lines: {
       const int step = static_cast<int>(percent_ / kLineStep);
       const auto silent = now - lastWritten_;
-      if (percent_ == 0 || percent_ == 100 || silent < kDenseTime) break;
-      if (step <= lastLine_ && silent < kQuietTime) break;
+      if (percent_ == 0 || percent_ == 100 || silent < kDenseTime) {
+        break;
+      }
+      if (step <= lastLine_ && silent < kQuietTime) {
+        break;
+      }
       lastLine_ = step;
       lastWritten_ = now;
       error_.write(label_ + ": " + std::to_string(percent_) + "%\n");
@@ -91,10 +107,14 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
 
 void Progress::end(const std::string& outcome) {
   const std::lock_guard lock(mutex_);
-  if (!running_) return;
+  if (!running_) {
+    return;
+  }
   running_ = false;
   erase();
-  if (form_ == ProgressForm::Json) json(kind_ + "_finished", {}, {}, outcome);
+  if (form_ == ProgressForm::Json) {
+    json(kind_ + "_finished", {}, {}, outcome);
+  }
   if (form_ == ProgressForm::Lines) {
     const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(Steady::now() - started_);
     error_.write(label_ + ": " + outcome + " after " + durationText(elapsed) + "\n");
@@ -103,7 +123,9 @@ void Progress::end(const std::string& outcome) {
 
 void Progress::tick() {
   const std::lock_guard lock(mutex_);
-  if (running_ && drawn_) draw();
+  if (running_ && drawn_) {
+    draw();
+  }
 }
 
 void Progress::say(const std::string& sentence) {
@@ -116,7 +138,9 @@ void Progress::say(const std::string& sentence) {
   } else {
     error_.write(wrapped(sentence, width_, 0) + "\n");
   }
-  if (again) draw();
+  if (again) {
+    draw();
+  }
 }
 
 void Progress::hide() {
@@ -133,7 +157,9 @@ void Progress::draw() {
 }
 
 void Progress::erase() {
-  if (drawn_) error_.write("\r\033[K");
+  if (drawn_) {
+    error_.write("\r\033[K");
+  }
   drawn_ = false;
 }
 
@@ -145,9 +171,15 @@ void Progress::json(const std::string& event, const std::string& key, const std:
   line["device_index"] = device_;
   line[kind_ == "test" ? "test_id" : "tool"] = id_;
   line["percent"] = percent_;
-  if (!key.empty()) line["message_key"] = key;
-  if (!text.empty()) line["message_text"] = text;
-  if (!outcome.empty()) line["outcome"] = outcome;
+  if (!key.empty()) {
+    line["message_key"] = key;
+  }
+  if (!text.empty()) {
+    line["message_text"] = text;
+  }
+  if (!outcome.empty()) {
+    line["outcome"] = outcome;
+  }
   error_.write(line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
 }
 

@@ -16,11 +16,19 @@ std::optional<std::string> readLine(const Interrupts& interrupts) {
   for (;;) {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     const int ready = poll(&input, 1, kPollMilliseconds);
-    if (interrupts.isAbortRequested()) return std::nullopt;
-    if (ready <= 0) continue;
+    if (interrupts.isAbortRequested()) {
+      return std::nullopt;
+    }
+    if (ready <= 0) {
+      continue;
+    }
     char c = 0;
-    if (read(STDIN_FILENO, &c, 1) != 1) return std::nullopt;
-    if (c == '\n') return line;
+    if (read(STDIN_FILENO, &c, 1) != 1) {
+      return std::nullopt;
+    }
+    if (c == '\n') {
+      return line;
+    }
     line += c;
   }
 }
@@ -33,7 +41,9 @@ Answer Questions::ask(const std::string& question, std::size_t width) {
     progress_.say(question + (*assumed_ ? " Yes (assumed)." : " No (assumed)."));
     return *assumed_ ? Answer::Yes : Answer::No;
   }
-  if (!terminal_) return Answer::Nobody;
+  if (!terminal_) {
+    return Answer::Nobody;
+  }
   for (;;) {
     error_.write(wrapped(question + " [y/N] ", width, 0));
     const std::optional<std::string> line = readLine(interrupts_);
@@ -41,7 +51,9 @@ Answer Questions::ask(const std::string& question, std::size_t width) {
       error_.write("\n");
       return Answer::No;
     }
-    if (*line == "y" || *line == "Y" || *line == "yes" || *line == "Yes") return Answer::Yes;
+    if (*line == "y" || *line == "Y" || *line == "yes" || *line == "Yes") {
+      return Answer::Yes;
+    }
     if (line->empty() || *line == "n" || *line == "N" || *line == "no" || *line == "No") {
       return Answer::No;
     }

@@ -21,10 +21,14 @@ bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0u) == 
 std::size_t widthOf(int descriptor) {
   winsize size{};
   std::size_t width = 0;
-  if (ioctl(descriptor, TIOCGWINSZ, &size) == 0) width = size.ws_col;
+  if (ioctl(descriptor, TIOCGWINSZ, &size) == 0) {
+    width = size.ws_col;
+  }
   if (width == 0) {
     const char* columns = std::getenv("COLUMNS");
-    if (columns != nullptr) width = std::strtoul(columns, nullptr, 10);
+    if (columns != nullptr) {
+      width = std::strtoul(columns, nullptr, 10);
+    }
   }
   return width == 0 ? kUsualWidth : std::max(width, kLeastWidth);
 }
@@ -34,8 +38,12 @@ std::size_t bytesOf(std::string_view text, std::size_t width) {
   std::size_t at = 0;
   while (at < text.size()) {
     std::size_t next = at + 1;
-    while (next < text.size() && isContinuation(text[next])) ++next;
-    if (width-- == 0) return at;
+    while (next < text.size() && isContinuation(text[next])) {
+      ++next;
+    }
+    if (width-- == 0) {
+      return at;
+    }
     at = next;
   }
   return at;
@@ -53,8 +61,12 @@ Terminal detectTerminal() {
   terminal.outputColour =
       terminal.outputIsTerminal && capable && (noColour == nullptr || *noColour == '\0');
   terminal.errorControl = terminal.errorIsTerminal && capable;
-  if (terminal.outputIsTerminal) terminal.outputWidth = widthOf(STDOUT_FILENO);
-  if (terminal.errorIsTerminal) terminal.errorWidth = widthOf(STDERR_FILENO);
+  if (terminal.outputIsTerminal) {
+    terminal.outputWidth = widthOf(STDOUT_FILENO);
+  }
+  if (terminal.errorIsTerminal) {
+    terminal.errorWidth = widthOf(STDERR_FILENO);
+  }
   return terminal;
 }
 
@@ -64,20 +76,30 @@ std::size_t columns(std::string_view text) {
 }
 
 std::string fitted(std::string_view text, std::size_t width) {
-  if (columns(text) <= width) return std::string(text);
-  if (width == 0) return {};
+  if (columns(text) <= width) {
+    return std::string(text);
+  }
+  if (width == 0) {
+    return {};
+  }
   return std::string(text.substr(0, bytesOf(text, width - 1))) + "~";
 }
 
 std::string padded(std::string text, std::size_t width) {
   const std::size_t have = columns(text);
-  if (have < width) text.append(width - have, ' ');
+  if (have < width) {
+    text.append(width - have, ' ');
+  }
   return text;
 }
 
 std::string wrapped(std::string_view text, std::size_t width, std::size_t indent) {
-  if (width == 0) return std::string(text);
-  if (indent + 10 > width) indent = 0;
+  if (width == 0) {
+    return std::string(text);
+  }
+  if (indent + 10 > width) {
+    indent = 0;
+  }
   std::string out;
   std::size_t room = width;
   bool lineIsEmpty = true;
@@ -128,13 +150,17 @@ std::string harmless(std::string_view text) {
   // The control characters of the second half of ISO 8859-1, as UTF-8 writes them.
   for (std::size_t i = 0; i + 1 < out.size(); ++i) {
     const auto next = static_cast<unsigned char>(out[i + 1]);
-    if (out[i] == '\xC2' && next >= 0x80 && next < 0xA0) out.replace(i, 2, "?");
+    if (out[i] == '\xC2' && next >= 0x80 && next < 0xA0) {
+      out.replace(i, 2, "?");
+    }
   }
   return out;
 }
 
 std::string coloured(const std::string& text, Colour colour, bool enabled) {
-  if (!enabled) return text;
+  if (!enabled) {
+    return text;
+  }
   const char* code = "";
   switch (colour) {
     case Colour::Plain:
@@ -174,10 +200,14 @@ void Output::write(std::string_view text) {
 
 void holdStandardDescriptors() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
+    if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) {
+      continue;
+    }
     // The lowest free number is the one that is missing.
     const int opened = open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY);
-    if (opened != descriptor) std::abort();
+    if (opened != descriptor) {
+      std::abort();
+    }
   }
 }
 

@@ -27,7 +27,9 @@ Colour colourOf(ExitCode outcome) {
 
 std::string capitals(std::string text) {
   for (char& c : text) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    if (c >= 'a' && c <= 'z') {
+      c = static_cast<char>(c - 'a' + 'A');
+    }
   }
   return text;
 }
@@ -91,7 +93,9 @@ std::string smartTable(const std::vector<SmartRow>& rows, const TextStyle& style
                      ", limit " + row.threshold + ", data " + harmless(row.data)
                : padded(row.id, 4) + padded(fitted(name, 35), 36) + padded(row.value, 6) +
                      padded(row.worst, 6) + padded(row.threshold, 6) + harmless(row.data);
-    if (row.isBelowThreshold()) text += " below limit";
+    if (row.isBelowThreshold()) {
+      text += " below limit";
+    }
     const std::string whole = line(text, 4, 6, style);
     out += row.isBelowThreshold() ? coloured(whole, Colour::Red, style.colour) : whole;
   }
@@ -104,7 +108,9 @@ std::string heading(const std::string& text, const TextStyle& style) {
 
 std::string sectorsText(const ToolRun& run, const TextStyle& style) {
   std::string out = detailLine("Sectors read: " + std::to_string(run.sectorsScanned), style);
-  if (run.badSectorsFound == 0) return out;
+  if (run.badSectorsFound == 0) {
+    return out;
+  }
   out += detailLine("Bad sectors found: " + std::to_string(run.badSectorsFound) +
                         ", repaired: " + std::to_string(run.badSectorsRepaired),
                     style);
@@ -131,10 +137,14 @@ std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& st
   }
   std::array<std::size_t, 5> widths{};
   for (const auto& row : rows) {
-    for (std::size_t c = 0; c < row.size(); ++c) widths[c] = std::max(widths[c], columns(row[c]));
+    for (std::size_t c = 0; c < row.size(); ++c) {
+      widths[c] = std::max(widths[c], columns(row[c]));
+    }
   }
   std::size_t total = 0;
-  for (const std::size_t width : widths) total += width + 2;
+  for (const std::size_t width : widths) {
+    total += width + 2;
+  }
   std::string out;
   if (style.width != 0 && total - 2 > style.width) {
     for (std::size_t r = 1; r < rows.size(); ++r) {
@@ -146,7 +156,9 @@ std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& st
   }
   for (std::size_t r = 0; r < rows.size(); ++r) {
     std::string text;
-    for (std::size_t c = 0; c < 4; ++c) text += padded(rows[r][c], widths[c] + 2);
+    for (std::size_t c = 0; c < 4; ++c) {
+      text += padded(rows[r][c], widths[c] + 2);
+    }
     text += rows[r][4];
     out += coloured(text, r == 0 ? Colour::Bold : Colour::Plain, style.colour) + "\n";
   }
@@ -164,16 +176,22 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
   for (const ShownProperty& row : device.properties) {
     width = std::max(width, columns(row.label) + 1);
   }
-  if (style.width != 0 && style.width < 60) width = 0;
+  if (style.width != 0 && style.width < 60) {
+    width = 0;
+  }
   std::string out = deviceHeading(device, style);
   out += propertyLine("Connection", device.connection + ", " + device.bus, 2, width, style);
   for (const ShownProperty& row : device.properties) {
-    if (!row.value.empty()) out += propertyLine(row.label, row.value, 2, width, style);
+    if (!row.value.empty()) {
+      out += propertyLine(row.label, row.value, 2, width, style);
+    }
   }
   for (const ShownSection& section : device.sections) {
     out += line(section.title, 2, 2, style);
     for (const ShownProperty& row : section.properties) {
-      if (row.value.empty()) continue;
+      if (row.value.empty()) {
+        continue;
+      }
       out += propertyLine(row.label, row.value, 4, width == 0 ? 0 : width - 2, style);
     }
   }
@@ -182,7 +200,9 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
   } else {
     out += device.smartSupported ? "  SMART: no attributes\n" : "  SMART: not supported\n";
   }
-  if (!device.logPage.empty()) out += "  Vendor log page\n" + smartTable(device.logPage, style);
+  if (!device.logPage.empty()) {
+    out += "  Vendor log page\n" + smartTable(device.logPage, style);
+  }
   out += "  Applicable tests\n";
   for (const NamedTest& test : device.applicableTests) {
     const char* diagnostic = test.id.category == 2 ? " (extended)" : " (quick)";
@@ -201,8 +221,12 @@ std::string testText(const TestRun& run, const TextStyle& style) {
     name += ")";
   }
   std::string out = outcomeLine(run.outcome, harmless(name), style);
-  for (const Message& message : run.messages) out += detailLine(message.text, style);
-  if (!run.note.empty()) out += detailLine(run.note, style);
+  for (const Message& message : run.messages) {
+    out += detailLine(message.text, style);
+  }
+  if (!run.note.empty()) {
+    out += detailLine(run.note, style);
+  }
   return out;
 }
 
@@ -211,48 +235,74 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
     return line(run.applicable ? "can be treated" : "cannot be treated", 2, 2, style);
   }
   std::string name = session.toolTitle;
-  if (run.status) name = statusText(*run.status, false);
+  if (run.status) {
+    name = statusText(*run.status, false);
+  }
   // Attributes that could be read are no verdict on the device.
   const bool verdict = !run.isSmart || run.outcome != ExitCode::Passed;
   std::string out = verdict ? outcomeLine(run.outcome, name, style) : line(name, 2, 2, style);
-  if (!run.note.empty()) out += detailLine(run.note, style);
-  if (run.hasSectors) out += sectorsText(run, style);
+  if (!run.note.empty()) {
+    out += detailLine(run.note, style);
+  }
+  if (run.hasSectors) {
+    out += sectorsText(run, style);
+  }
   for (const PartitionResult& partition : run.partitions) {
     out += outcomeLine(partition.outcome,
                        harmless(partition.name) + ": " + statusText(partition.status, true), style);
-    for (const std::string& note : partition.notes) out += detailLine(note, style);
+    for (const std::string& note : partition.notes) {
+      out += detailLine(note, style);
+    }
     if (!partition.report.empty()) {
       std::string report = partition.report;
-      while (!report.empty() && report.back() == '\n') report.pop_back();
+      while (!report.empty() && report.back() == '\n') {
+        report.pop_back();
+      }
       out += detailLine(report, style);
     }
   }
-  if (!run.smart.empty()) out += smartTable(run.smart, style);
-  if (!run.logPage.empty()) out += "  Vendor log page\n" + smartTable(run.logPage, style);
+  if (!run.smart.empty()) {
+    out += smartTable(run.smart, style);
+  }
+  if (!run.logPage.empty()) {
+    out += "  Vendor log page\n" + smartTable(run.logPage, style);
+  }
   return out;
 }
 
 std::string historyText(const std::vector<HistoryRecord>& records, const TextStyle& style) {
-  if (records.empty()) return "No results were kept; --record keeps those of a run.\n";
+  if (records.empty()) {
+    return "No results were kept; --record keeps those of a run.\n";
+  }
   std::string out;
   for (const HistoryRecord& record : records) {
     std::string word = record.outcome;
     std::replace(word.begin(), word.end(), '_', ' ');
     std::string text = record.time + "  " + padded(capitals(word), kOutcomeColumns) + " " +
                        harmless(record.name) + ", " + harmless(record.model);
-    if (!record.serial.empty()) text += ", " + harmless(record.serial);
+    if (!record.serial.empty()) {
+      text += ", " + harmless(record.serial);
+    }
     out += line(text, 0, 4, style);
-    if (!record.text.empty()) out += line(harmless(record.text), 4, 4, style);
+    if (!record.text.empty()) {
+      out += line(harmless(record.text), 4, 4, style);
+    }
   }
   return out;
 }
 
 std::string summaryText(const Session& session, const TextStyle& style) {
   std::string out;
-  for (const std::string& notice : session.notices) out += line(notice, 0, 0, style);
+  for (const std::string& notice : session.notices) {
+    out += line(notice, 0, 0, style);
+  }
   std::map<ExitCode, int> counts;
-  for (const TestRun& run : session.tests) ++counts[run.outcome];
-  for (const ToolRun& run : session.tools) ++counts[run.outcome];
+  for (const TestRun& run : session.tests) {
+    ++counts[run.outcome];
+  }
+  for (const ToolRun& run : session.tools) {
+    ++counts[run.outcome];
+  }
   if (session.tests.size() + session.tools.size() < 2 || session.operation == "filterDevices" ||
       (!session.tools.empty() && session.tools.front().isSmart)) {
     return out;

@@ -33,22 +33,34 @@ constexpr std::uint8_t byteOf(std::uint64_t value, unsigned index) {
 }
 
 constexpr void storeLe16(std::uint8_t* p, std::uint16_t v) {
-  for (unsigned i = 0; i < 2; ++i) p[i] = byteOf(v, i);
+  for (unsigned i = 0; i < 2; ++i) {
+    p[i] = byteOf(v, i);
+  }
 }
 constexpr void storeLe32(std::uint8_t* p, std::uint32_t v) {
-  for (unsigned i = 0; i < 4; ++i) p[i] = byteOf(v, i);
+  for (unsigned i = 0; i < 4; ++i) {
+    p[i] = byteOf(v, i);
+  }
 }
 constexpr void storeLe64(std::uint8_t* p, std::uint64_t v) {
-  for (unsigned i = 0; i < 8; ++i) p[i] = byteOf(v, i);
+  for (unsigned i = 0; i < 8; ++i) {
+    p[i] = byteOf(v, i);
+  }
 }
 constexpr void storeBe16(std::uint8_t* p, std::uint16_t v) {
-  for (unsigned i = 0; i < 2; ++i) p[i] = byteOf(v, 1 - i);
+  for (unsigned i = 0; i < 2; ++i) {
+    p[i] = byteOf(v, 1 - i);
+  }
 }
 constexpr void storeBe32(std::uint8_t* p, std::uint32_t v) {
-  for (unsigned i = 0; i < 4; ++i) p[i] = byteOf(v, 3 - i);
+  for (unsigned i = 0; i < 4; ++i) {
+    p[i] = byteOf(v, 3 - i);
+  }
 }
 constexpr void storeBe64(std::uint8_t* p, std::uint64_t v) {
-  for (unsigned i = 0; i < 8; ++i) p[i] = byteOf(v, 7 - i);
+  for (unsigned i = 0; i < 8; ++i) {
+    p[i] = byteOf(v, 7 - i);
+  }
 }
 
 }  // namespace ostria::storage

@@ -11,42 +11,46 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t smallestSector = 512;
-constexpr std::uint32_t wakeTimeoutSeconds = 30;
+constexpr std::uint32_t kSmallestSector = 512;
+constexpr std::uint32_t kWakeTimeoutSeconds = 30;
 
 }  // namespace
 
 StorageProtocolProperties cachedProperties(const StorageProtocol* protocol) {
   StorageProtocolProperties properties;
   // Fails for a null record only.
-  if (protocol != nullptr) (void)protocol->GetCachedProperties(&properties);
+  if (protocol != nullptr) {
+    (void)protocol->GetCachedProperties(&properties);
+  }
   return properties;
 }
 
 std::uint32_t sectorBufferBytes(const StorageProtocolProperties& properties) {
-  return std::max(properties.logicalSectorSize, smallestSector);
+  return std::max(properties.logicalSectorSize, kSmallestSector);
 }
 
 void wakeByReading(StorageComponent& component) {
   std::vector<std::uint8_t> buffer(
       sectorBufferBytes(cachedProperties(component.storageProtocol())));
-  (void)component.readVolume(0, 1, buffer.data(), wakeTimeoutSeconds);
+  (void)component.readVolume(0, 1, buffer.data(), kWakeTimeoutSeconds);
 }
 
 bool checkReadyToRead(StorageComponent* component, TestListener* listener, MessageLog* log) {
   if (component == nullptr) {
-    showThenLog(listener, log, keys::DeviceNotIdentified, Statement);
+    showThenLog(listener, log, keys::kDeviceNotIdentified, Statement);
     return false;
   }
   if (component->storageProtocol() == nullptr) {
-    showThenLog(listener, log, keys::InvalidProtocol, Statement);
+    showThenLog(listener, log, keys::kInvalidProtocol, Statement);
     return false;
   }
-  if (listener == nullptr || log == nullptr) return false;
+  if (listener == nullptr || log == nullptr) {
+    return false;
+  }
 
   const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
-  if (properties.totalSectors == 0 || properties.logicalSectorSize < smallestSector) {
-    logThenShow(listener, log, keys::DeviceCommunicationFailure, DeviceFault);
+  if (properties.totalSectors == 0 || properties.logicalSectorSize < kSmallestSector) {
+    logThenShow(listener, log, keys::kDeviceCommunicationFailure, DeviceFault);
     return false;
   }
 
@@ -60,18 +64,20 @@ bool checkReadyToRead(StorageComponent* component, TestListener* listener, Messa
     return false;
   }
 
-  if (component->connection() != DeviceConnection::RaidMember) wakeByReading(*component);
+  if (component->connection() != DeviceConnection::RaidMember) {
+    wakeByReading(*component);
+  }
   return true;
 }
 
 bool checkSeekable(StorageComponent* component, TestListener* listener, MessageLog* log) {
   if (component == nullptr) {
-    showThenLog(listener, log, keys::DeviceNotIdentified, Statement);
+    showThenLog(listener, log, keys::kDeviceNotIdentified, Statement);
     return false;
   }
   if (component->busKind() == StorageBusKind::Emmc ||
       component->busKind() == StorageBusKind::Nvme || component->storageProtocol() == nullptr) {
-    showThenLog(listener, log, keys::InvalidProtocol, Statement);
+    showThenLog(listener, log, keys::kInvalidProtocol, Statement);
     return false;
   }
   return listener != nullptr && log != nullptr;
@@ -85,26 +91,32 @@ TestResult reportReadError(std::uint64_t lba, ProtocolResult error, std::uint8_t
     case ProtocolResult::MediumError:
       break;
     case ProtocolResult::CommandRejected:
-      logThenShow(listener, log, keys::CannotAccessDevice, DeviceFault);
+      logThenShow(listener, log, keys::kCannotAccessDevice, DeviceFault);
       return TestResult::NotPerformed;
     case ProtocolResult::ReadTimeout:
-      logThenShow(listener, log, keys::ReadOperationTimeout, DeviceFault);
+      logThenShow(listener, log, keys::kReadOperationTimeout, DeviceFault);
       return TestResult::Failed;
     default:
-      logThenShow(listener, log, keys::DeviceCommunicationFailure, DeviceFault);
+      logThenShow(listener, log, keys::kDeviceCommunicationFailure, DeviceFault);
       return TestResult::Stopped;
   }
 
   badSectors.insert(lba);
-  const std::string text = keyWithNumber(keys::ReadingSector, lba);
+  const std::string text = keyWithNumber(keys::kReadingSector, lba);
   if (limit == 1) {
     logThenShow(listener, log, text, DeviceFault);
     return TestResult::Failed;
   }
-  if (log != nullptr) log->add(text, DeviceFault, 0);
-  if (listener != nullptr) listener->progress(percent, text);
-  if (badSectors.size() < limit) return TestResult::Passed;
-  logThenShow(listener, log, keyColonNumber(keys::TooManyBadSectors, limit), DeviceFault);
+  if (log != nullptr) {
+    log->add(text, DeviceFault, 0);
+  }
+  if (listener != nullptr) {
+    listener->progress(percent, text);
+  }
+  if (badSectors.size() < limit) {
+    return TestResult::Passed;
+  }
+  logThenShow(listener, log, keyColonNumber(keys::kTooManyBadSectors, limit), DeviceFault);
   return TestResult::Failed;
 }
 

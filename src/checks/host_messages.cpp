@@ -6,14 +6,22 @@ namespace ostria::storage {
 
 void showThenLog(TestListener* listener, MessageLog* log, const std::string& text,
                  Severity severity) {
-  if (listener != nullptr) listener->progress(100, text);
-  if (log != nullptr) log->add(text, severity, 0);
+  if (listener != nullptr) {
+    listener->progress(100, text);
+  }
+  if (log != nullptr) {
+    log->add(text, severity, 0);
+  }
 }
 
 void logThenShow(TestListener* listener, MessageLog* log, const std::string& text,
                  Severity severity) {
-  if (log != nullptr) log->add(text, severity, 0);
-  if (listener != nullptr) listener->progress(100, text);
+  if (log != nullptr) {
+    log->add(text, severity, 0);
+  }
+  if (listener != nullptr) {
+    listener->progress(100, text);
+  }
 }
 
 TestResult refuse(TestListener* listener, MessageLog* log, const std::string& reason,
@@ -31,7 +39,7 @@ std::string keyColonNumber(const char* key, std::uint64_t number) {
 }
 
 std::string passwordText() {
-  return std::string(keys::PasswordProtected) + ". |" + keys::TryToDisablePassword;
+  return std::string(keys::kPasswordProtected) + ". |" + keys::kTryToDisablePassword;
 }
 
 }  // namespace ostria::storage

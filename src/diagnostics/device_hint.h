@@ -29,7 +29,9 @@ class TestWithDeviceHint final : public Test {
     const TestResult result =
         guarded(TestResult::CouldNotStart, [&] { return test_.run(context); });
     // The verdict stands even if there is no memory left for the hint.
-    if (result == TestResult::Failed) guarded(false, [&] { return giveHint(*context); });
+    if (result == TestResult::Failed) {
+      guarded(false, [&] { return giveHint(*context); });
+    }
     return result;
   }
 
@@ -81,8 +83,12 @@ class TestWithDeviceHint final : public Test {
   }
 
   bool giveHint(TestRunContext& context) {
-    if (MessageLog* log = context.messageLog()) log->add(hint_, 0, 0);
-    if (TestListener* listener = context.listener()) listener->progress(100, hint_);
+    if (MessageLog* log = context.messageLog()) {
+      log->add(hint_, 0, 0);
+    }
+    if (TestListener* listener = context.listener()) {
+      listener->progress(100, hint_);
+    }
     return true;
   }
 

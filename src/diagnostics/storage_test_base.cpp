@@ -9,11 +9,13 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t wakingTimeoutSeconds = 30;
-constexpr std::uint32_t readyTimeoutSeconds = 10;
+constexpr std::uint32_t kWakingTimeoutSeconds = 30;
+constexpr std::uint32_t kReadyTimeoutSeconds = 10;
 
 bool isRotating(StorageComponent& component) {
-  if (component.busKind() != StorageBusKind::Ata) return false;
+  if (component.busKind() != StorageBusKind::Ata) {
+    return false;
+  }
   const auto& attributes = component.attributeMap();
   const auto found = attributes.find("NonRotatingMedia");
   return found != attributes.end() && found->second == "F";
@@ -28,18 +30,26 @@ bool eventHappened(TestRunContext& context) {
 
 bool StorageTest::isApplicable(SystemComponent* component) {
   auto* storage = dynamic_cast<StorageComponent*>(component);
-  if (storage == nullptr) return false;
+  if (storage == nullptr) {
+    return false;
+  }
   return check(storage, &NullTestListener::instance(), &NullMessageLog::instance()) ==
          TestResult::Passed;
 }
 
 TestResult StorageTest::bind(TestRunContext* context) {
-  if (context == nullptr) return TestResult::CouldNotStart;
+  if (context == nullptr) {
+    return TestResult::CouldNotStart;
+  }
   context_ = context;
   component_ = dynamic_cast<StorageComponent*>(context->component());
-  if (component_ == nullptr) return TestResult::CouldNotStart;
+  if (component_ == nullptr) {
+    return TestResult::CouldNotStart;
+  }
   protocol_ = component_->storageProtocol();
-  if (protocol_ == nullptr) return TestResult::CouldNotStart;
+  if (protocol_ == nullptr) {
+    return TestResult::CouldNotStart;
+  }
   readTimeoutSeconds_ = chooseReadTimeout();
   log_ = context->messageLog();
   listener_ = context->listener();
@@ -47,28 +57,36 @@ TestResult StorageTest::bind(TestRunContext* context) {
 }
 
 std::uint32_t StorageTest::chooseReadTimeout() {
-  if (component_->connection() == DeviceConnection::RaidMember) return wakingTimeoutSeconds;
-  if (!isRotating(*component_)) return readyTimeoutSeconds;
+  if (component_->connection() == DeviceConnection::RaidMember) {
+    return kWakingTimeoutSeconds;
+  }
+  if (!isRotating(*component_)) {
+    return kReadyTimeoutSeconds;
+  }
 
   // A protocol without power modes succeeds and leaves the sentinel.
   std::uint32_t mode = StorageProtocol::OtherMode;
-  if (!succeeded(protocol_->GetPowerMode(&mode))) return wakingTimeoutSeconds;
+  if (!succeeded(protocol_->GetPowerMode(&mode))) {
+    return kWakingTimeoutSeconds;
+  }
   switch (mode) {
     case StorageProtocol::Idle:
     case StorageProtocol::Active:
-      return readyTimeoutSeconds;
+      return kReadyTimeoutSeconds;
     case StorageProtocol::Standby:
       (void)protocol_->IdleImmediate();
-      return wakingTimeoutSeconds;
+      return kWakingTimeoutSeconds;
     default:
-      return wakingTimeoutSeconds;
+      return kWakingTimeoutSeconds;
   }
 }
 
 TestResult StorageTest::begin(TestRunContext* context) {
   stopChecked_ = false;
   const TestResult bound = bind(context);
-  if (bound != TestResult::Passed) return bound;
+  if (bound != TestResult::Passed) {
+    return bound;
+  }
   return checkStop(context) ? TestResult::Stopped : TestResult::Passed;
 }
 
@@ -79,16 +97,22 @@ bool StorageTest::checkStop(TestRunContext* context) {
 }
 
 bool StorageTest::checkStopNoted(TestRunContext* context, bool report) {
-  if (context == nullptr) return false;
+  if (context == nullptr) {
+    return false;
+  }
   TestListener* listener = context->listener();
-  if (listener == nullptr) return false;
+  if (listener == nullptr) {
+    return false;
+  }
   if (context->isAbortRequested()) {
     listener->progress(100, {});
     return true;
   }
-  if (!eventHappened(*context)) return false;
+  if (!eventHappened(*context)) {
+    return false;
+  }
   if (report) {
-    showThenLog(listener, context->messageLog(), keys::SystemEventHappened, Statement);
+    showThenLog(listener, context->messageLog(), keys::kSystemEventHappened, Statement);
   }
   return true;
 }

@@ -13,7 +13,9 @@ namespace {
 
 StorageProtocolProperties recordFor(StorageBusKind busKind) {
   StorageProtocolProperties properties;
-  if (busKind == StorageBusKind::Usb) properties.busKind = StorageBusKind::Usb;
+  if (busKind == StorageBusKind::Usb) {
+    properties.busKind = StorageBusKind::Usb;
+  }
   return properties;
 }
 
@@ -24,7 +26,9 @@ std::unique_ptr<PartitionTable> readTable(StorageScanner& scanner, const DeviceR
   (void)protocol.GetProperties(&properties);
   auto table = std::make_unique<PartitionTable>();
   const std::uint64_t size = properties.totalSectors * properties.logicalSectorSize;
-  if (scanner.readPartitionTable(record.deviceNumber, table.get(), size) != 0) return nullptr;
+  if (scanner.readPartitionTable(record.deviceNumber, table.get(), size) != 0) {
+    return nullptr;
+  }
   return table;
 }
 
@@ -37,8 +41,12 @@ std::unique_ptr<AtaProtocol> findAtaBehindUsb(DeviceHandle handle) {
       std::make_shared<SatBridgeWithoutCkCond>(scsiBridge),
       std::make_shared<JMicronBridge>(scsiBridge), std::make_shared<SunplusBridge>(scsiBridge)};
   for (const auto& bridge : trials) {
-    if (!AtaProtocol::ProbeBridge(*bridge)) continue;
-    if (protocol == nullptr) protocol = std::make_unique<AtaProtocol>();
+    if (!AtaProtocol::ProbeBridge(*bridge)) {
+      continue;
+    }
+    if (protocol == nullptr) {
+      protocol = std::make_unique<AtaProtocol>();
+    }
     protocol->AddBridge(bridge);
   }
   return protocol;
@@ -49,7 +57,9 @@ std::unique_ptr<AtaProtocol> findAtaBehindUsb(DeviceHandle handle) {
 bool fillThroughUsbBridge(StorageComponent& component) {
   StorageProtocol& own = *component.storageProtocol();
   const auto ata = findAtaBehindUsb(own.GetDeviceHandle());
-  if (ata == nullptr) return false;
+  if (ata == nullptr) {
+    return false;
+  }
   const bool filled = succeeded(fillProperties(component, ata.get(), {}));
   StorageProtocolProperties seenByAta;
   if (succeeded(ata->GetCachedProperties(&seenByAta))) {
@@ -70,7 +80,9 @@ std::unique_ptr<StorageComponent> buildComponent(
     std::unique_ptr<StorageProtocol> secondaryProtocol) {
   auto table = readTable(scanner, record, *protocol);
   std::string id;
-  if (scanner.getDeviceId(record.deviceNumber, &id) != 0) return nullptr;
+  if (scanner.getDeviceId(record.deviceNumber, &id) != 0) {
+    return nullptr;
+  }
 
   const ProtocolKind kind = protocol->GetProtocolKind();
   auto component = std::make_unique<StorageComponent>(std::move(protocol), std::move(table));
@@ -85,7 +97,9 @@ std::unique_ptr<StorageComponent> buildComponent(
                                kind == ProtocolKind::Scsi;
   const bool filled = (behindUsbBridge && fillThroughUsbBridge(*component)) ||
                       succeeded(fillProperties(*component, nullptr, {}));
-  if (!filled) return nullptr;
+  if (!filled) {
+    return nullptr;
+  }
   fillPartitionSections(*component);
   return component;
 }

@@ -10,7 +10,9 @@ namespace {
 
 std::optional<std::string> textAt(std::span<const std::uint8_t> block, std::size_t field) {
   const std::uint32_t offset = loadLe32(block.data() + field);
-  if (offset == 0 || offset >= block.size()) return std::nullopt;
+  if (offset == 0 || offset >= block.size()) {
+    return std::nullopt;
+  }
   const auto text = block.subspan(offset);
   return std::string(text.begin(), std::find(text.begin(), text.end(), 0));
 }
@@ -25,17 +27,21 @@ bool isCard(DescriptorBus bus) { return bus == DescriptorBus::Sd || bus == Descr
 }  // namespace
 
 std::optional<DeviceDescriptor> DeviceDescriptor::parse(std::span<const std::uint8_t> block) {
-  if (block.size() < MinimumSize) return std::nullopt;
+  if (block.size() < kMinimumSize) {
+    return std::nullopt;
+  }
   DeviceDescriptor descriptor;
-  descriptor.removableMedia = block[RemovableMediaOffset] == 1;
-  descriptor.bus = static_cast<DescriptorBus>(loadLe32(block.data() + BusTypeOffset));
-  descriptor.vendor = textAt(block, VendorIdOffset);
-  descriptor.product = textAt(block, ProductIdOffset);
+  descriptor.removableMedia = block[kRemovableMediaOffset] == 1;
+  descriptor.bus = static_cast<DescriptorBus>(loadLe32(block.data() + kBusTypeOffset));
+  descriptor.vendor = textAt(block, kVendorIdOffset);
+  descriptor.product = textAt(block, kProductIdOffset);
   return descriptor;
 }
 
 bool IsVendorRaid(const DeviceDescriptor& descriptor, bool* optaneVolume) {
-  if (!descriptor.vendor || !descriptor.product) return false;
+  if (!descriptor.vendor || !descriptor.product) {
+    return false;
+  }
   const std::string product = lowered(*descriptor.product);
   if (lowered(*descriptor.vendor).starts_with("intel") || product.starts_with("optane")) {
     *optaneVolume = true;
@@ -61,7 +67,9 @@ DeviceConnection connectionOf(DescriptorBus bus, std::optional<bool> removable) 
     case DescriptorBus::Iscsi:
       return DeviceConnection::External;
     default:
-      if (!isCard(bus)) return DeviceConnection::Other;
+      if (!isCard(bus)) {
+        return DeviceConnection::Other;
+      }
       return removable.value_or(true) ? DeviceConnection::External : DeviceConnection::Internal;
   }
 }

@@ -30,11 +30,11 @@ enum class DescriptorBus : std::uint32_t {
 
 /// What the operating system's storage device descriptor says of a disk.
 struct DeviceDescriptor {
-  static constexpr std::size_t MinimumSize = 40;
-  static constexpr std::size_t RemovableMediaOffset = 10;
-  static constexpr std::size_t VendorIdOffset = 12;
-  static constexpr std::size_t ProductIdOffset = 16;
-  static constexpr std::size_t BusTypeOffset = 28;
+  static constexpr std::size_t kMinimumSize = 40;
+  static constexpr std::size_t kRemovableMediaOffset = 10;
+  static constexpr std::size_t kVendorIdOffset = 12;
+  static constexpr std::size_t kProductIdOffset = 16;
+  static constexpr std::size_t kBusTypeOffset = 28;
 
   bool removableMedia = false;
   DescriptorBus bus{};
@@ -59,6 +59,6 @@ StorageBusKind busKindOf(const DeviceDescriptor& descriptor, std::optional<bool>
                          bool* optaneVolume);
 
 /// Vendor text by which NVMe drives behind a RAID driver show themselves.
-inline constexpr const char* NvmeVendorText = "NVMe    ";
+inline constexpr const char* kNvmeVendorText = "NVMe    ";
 
 }  // namespace ostria::storage

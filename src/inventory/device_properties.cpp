@@ -26,15 +26,17 @@ std::string sizeText(std::uint64_t bytes) {
 
 /// A device may claim anything: a capacity beyond 64 bits of bytes is shown as the largest one.
 std::uint64_t bytesOf(std::uint64_t sectors, std::uint32_t sectorSize) {
-  constexpr std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
-  return sectorSize != 0 && sectors > limit / sectorSize ? limit : sectors * sectorSize;
+  constexpr std::uint64_t kLimit = std::numeric_limits<std::uint64_t>::max();
+  return sectorSize != 0 && sectors > kLimit / sectorSize ? kLimit : sectors * sectorSize;
 }
 
 std::string deviceIdentity(const std::string& vendor, const std::string& model,
                            const std::string& serial) {
   std::string joined = vendor;
   for (const std::string& part : {model, serial}) {
-    if (!joined.empty()) joined += '-';
+    if (!joined.empty()) {
+      joined += '-';
+    }
     joined += part;
   }
   std::string out;
@@ -48,10 +50,14 @@ class PropertyWriter {
   explicit PropertyWriter(std::vector<PropertyEntry>& list) : list_(list) {}
 
   void text(const char* key, const std::string& value) {
-    if (!value.empty()) list_.push_back({key, value});
+    if (!value.empty()) {
+      list_.push_back({key, value});
+    }
   }
   void number(const char* key, std::uint64_t value) {
-    if (value != 0) list_.push_back({key, std::to_string(value)});
+    if (value != 0) {
+      list_.push_back({key, std::to_string(value)});
+    }
   }
 
  private:
@@ -60,29 +66,34 @@ class PropertyWriter {
 
 void setParent(StorageComponent& component, const std::string& parentName) {
   auto& attributes = component.attributeMap();
-  if (!parentName.empty())
+  if (!parentName.empty()) {
     attributes["parent"] = "RAID_ATTACHED_DRIVES\\" + parentName;
-  else if (component.connection() == DeviceConnection::Internal)
+  } else if (component.connection() == DeviceConnection::Internal) {
     attributes["parent"] = "LOCAL_DRIVES";
-  else if (component.connection() == DeviceConnection::External)
+  } else if (component.connection() == DeviceConnection::External) {
     attributes["parent"] = "USB_DRIVES";
+  }
 }
 
 std::string temperatureText(StorageProtocol& protocol) {
   std::uint8_t celsius = 0;
-  if (succeeded(protocol.GetTemperature(&celsius)) && celsius > 0)
+  if (succeeded(protocol.GetTemperature(&celsius)) && celsius > 0) {
     return std::to_string(celsius) + " °C";
+  }
   return "NOT_AVAILABLE";
 }
 
 void addTechnicalData(StorageComponent& component, StorageProtocol& protocol,
                       const StorageProtocolProperties& device, PropertyWriter& out) {
-  if (device.totalSectors > 0 && device.logicalSectorSize > 0)
+  if (device.totalSectors > 0 && device.logicalSectorSize > 0) {
     out.text("SIZE", sizeText(bytesOf(device.totalSectors, device.logicalSectorSize)));
-  if (device.rotationRate != 0)
+  }
+  if (device.rotationRate != 0) {
     out.text("ROTATION_RATE", std::to_string(device.rotationRate) + " RPM");
-  if (device.cacheSize > 0 && device.logicalSectorSize > 0)
+  }
+  if (device.cacheSize > 0 && device.logicalSectorSize > 0) {
     out.text("CACHE", sizeText(bytesOf(device.cacheSize, device.logicalSectorSize)));
+  }
   out.text("TEMPERATURE", temperatureText(protocol));
   out.number("PHYSICAL_SECTOR_SIZE", device.physicalSectorSize);
   out.number("LOGICAL_SECTOR_SIZE", device.logicalSectorSize);
@@ -102,10 +113,13 @@ void addTechnicalData(StorageComponent& component, StorageProtocol& protocol,
 ProtocolResult fillProperties(StorageComponent& component, StorageProtocol* source,
                               const std::string& parentName) {
   StorageProtocol* const protocol = source != nullptr ? source : component.storageProtocol();
-  if (protocol == nullptr) return ProtocolResult::Failure;
+  if (protocol == nullptr) {
+    return ProtocolResult::Failure;
+  }
   StorageProtocolProperties device;
-  if (const ProtocolResult result = protocol->GetProperties(&device); !succeeded(result))
+  if (const ProtocolResult result = protocol->GetProperties(&device); !succeeded(result)) {
     return result;
+  }
 
   const std::string vendor = cleaned(device.vendor);
   const std::string model = cleaned(device.modelNumber);
@@ -114,8 +128,9 @@ ProtocolResult fillProperties(StorageComponent& component, StorageProtocol* sour
   std::string displayName = model;
   const std::uint32_t sectorSize =
       device.logicalSectorSize != 0 ? device.logicalSectorSize : device.physicalSectorSize;
-  if (device.totalSectors != 0 && sectorSize != 0)
+  if (device.totalSectors != 0 && sectorSize != 0) {
     displayName += " - " + sizeText(bytesOf(device.totalSectors, sectorSize));
+  }
   component.setNames(displayName, model);
 
   PropertyWriter out(component.propertyList());
@@ -129,15 +144,18 @@ ProtocolResult fillProperties(StorageComponent& component, StorageProtocol* sour
   component.attributeMap()["NonRotatingMedia"] = device.solidState ? "T" : "F";
   addTechnicalData(component, *protocol, device, out);
   if (component.connection() != DeviceConnection::RaidMember) {
-    if (const std::string version = findDriverVersion(model); version != "error")
+    if (const std::string version = findDriverVersion(model); version != "error") {
       out.text("DRIVER_VERSION", version);
+    }
   }
   return ProtocolResult::Success;
 }
 
 void fillPartitionSections(StorageComponent& component) {
   const PartitionTable* table = component.partitionTable();
-  if (table == nullptr) return;
+  if (table == nullptr) {
+    return;
+  }
   for (const PartitionEntry& partition : table->partitions) {
     PropertySection section;
     section.title = "PARTITION";
@@ -149,9 +167,13 @@ void fillPartitionSections(StorageComponent& component) {
     } else {
       out.text("FILE_SYSTEM", partition.fileSystem);
       out.text("LABEL", partition.label);
-      if (!partition.mountPoints.empty()) out.text("MOUNT_POINT", partition.mountPoints.front());
+      if (!partition.mountPoints.empty()) {
+        out.text("MOUNT_POINT", partition.mountPoints.front());
+      }
       out.text("SERIAL", partition.serial);
-      if (partition.sizeBytes != 0) out.text("SIZE", sizeText(partition.sizeBytes));
+      if (partition.sizeBytes != 0) {
+        out.text("SIZE", sizeText(partition.sizeBytes));
+      }
       if (partition.usedBytes != 0 || partition.freeBytes != 0) {
         out.text("USED", sizeText(partition.usedBytes));
         out.text("FREE", sizeText(partition.freeBytes));

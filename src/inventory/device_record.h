@@ -37,7 +37,9 @@ class ScannedHandle {
     return std::exchange(handle_, DeviceHandle());
   }
   void close() {
-    if (scanner_ != nullptr && handle_) scanner_->close(handle_);
+    if (scanner_ != nullptr && handle_) {
+      scanner_->close(handle_);
+    }
     scanner_ = nullptr;
     handle_ = DeviceHandle();
   }
@@ -50,7 +52,9 @@ class ScannedHandle {
 /// Opens a path. @return an empty handle when it cannot be opened
 inline ScannedHandle openScanned(DeviceScanner& scanner, const std::string& path) {
   DeviceHandle handle;
-  if (scanner.open(path, &handle) != 0) return {};
+  if (scanner.open(path, &handle) != 0) {
+    return {};
+  }
   return {scanner, handle};
 }
 

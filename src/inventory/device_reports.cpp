@@ -15,7 +15,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint8_t vendorLog = 0xDF;
+constexpr std::uint8_t kVendorLog = 0xDF;
 
 std::string asArray(const std::string& rows) { return "[" + rows + "]"; }
 
@@ -26,30 +26,36 @@ ProtocolKind kindOf(const StorageProtocol* protocol) {
 bool makeAtaSmartReport(StorageProtocol* protocol, std::string& text) {
   auto* const ata = dynamic_cast<AtaProtocol*>(protocol);
   std::vector<SmartAttribute> attributes;
-  if (ata == nullptr || !succeeded(ata->GetSmartAttributes(&attributes))) return false;
+  if (ata == nullptr || !succeeded(ata->GetSmartAttributes(&attributes))) {
+    return false;
+  }
   text = asArray(ataSmartRows(attributes));
   return true;
 }
 
 bool readHealthLog(StorageProtocol* protocol, LogPage& page) {
-  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol))
+  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol)) {
     return succeeded(nvme->GetHealthLog(page.data()));
-  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol))
+  }
+  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol)) {
     return succeeded(nvme->GetHealthLog(page.data()));
+  }
   return false;
 }
 
 bool readVendorLog(StorageProtocol* protocol, LogPage& page) {
-  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol))
+  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol)) {
     return succeeded(
-        nvme->GetLogPage(page.data(), static_cast<std::uint32_t>(page.size()), vendorLog));
-  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol))
+        nvme->GetLogPage(page.data(), static_cast<std::uint32_t>(page.size()), kVendorLog));
+  }
+  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol)) {
     return succeeded(nvme->GetVendorLog(page.data()));
+  }
   if (auto* const ata = dynamic_cast<AtaProtocol*>(protocol)) {
     // The page begins with a letter and so never counts as a good first page; it stands in the
     // buffer all the same, and its marks are looked at.
     std::uint16_t pages = 0;
-    return succeeded(ata->ReadLog(vendorLog, 1, page.data(), &pages));
+    return succeeded(ata->ReadLog(kVendorLog, 1, page.data(), &pages));
   }
   return false;
 }
@@ -59,9 +65,13 @@ bool readVendorLog(StorageProtocol* protocol, LogPage& page) {
 bool vendorReportEnabled() {
   ConfigurationMap contents;
   ConfigurationError error;
-  if (!readConfigurationFile("config.ini", contents, error)) return false;
+  if (!readConfigurationFile("config.ini", contents, error)) {
+    return false;
+  }
   const auto section = contents.find("STORAGE");
-  if (section == contents.end()) return false;
+  if (section == contents.end()) {
+    return false;
+  }
   const auto setting = section->second.find("ENABLE_OSTRIA_DRIVE_INFO");
   return setting != section->second.end() && setting->second == "1";
 }
@@ -93,13 +103,15 @@ bool makeVendorLogReport(StorageComponent& component, std::string& text) {
     case ProtocolKind::Nvme:
     case ProtocolKind::NvmeSystemCall: {
       LogPage health{};
-      if (readHealthLog(protocol, health) && readVendorLog(protocol, page))
+      if (readHealthLog(protocol, health) && readVendorLog(protocol, page)) {
         rows = nvmeVendorRows(page);
+      }
       break;
     }
     case ProtocolKind::Ata:
-      if (readVendorLog(protocol, page) && isAtaVendorPage(page) && vendorReportEnabled())
+      if (readVendorLog(protocol, page) && isAtaVendorPage(page) && vendorReportEnabled()) {
         rows = ataVendorRows(page);
+      }
       break;
     default:
       break;

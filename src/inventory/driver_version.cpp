@@ -25,24 +25,35 @@ bool hasCell(const Row& row, Column column, const std::string& value) {
 }  // namespace
 
 std::string findDriverVersion(const std::string& model) {
-  constexpr std::array<const char*, ColumnCount> fields = {"FriendlyName", "DriverVersion",
-                                                           "CompatID"};
+  constexpr std::array<const char*, ColumnCount> kFields = {"FriendlyName", "DriverVersion",
+                                                            "CompatID"};
   Cim* const cim = get_cim();
   const auto release = [cim](CimTable* table) { cim->freeTable(table); };
   CimTable* answer = nullptr;
   const CimResult result =
-      cim->query(fields.data(), "DeviceClass = 'DiskDrive'", "Win32_PnPSignedDriver",
-                 static_cast<int>(fields.size()), &answer, L"ROOT\\CIMV2");
+      cim->query(kFields.data(), "DeviceClass = 'DiskDrive'", "Win32_PnPSignedDriver",
+                 static_cast<int>(kFields.size()), &answer, L"ROOT\\CIMV2");
   const std::unique_ptr<CimTable, decltype(release)> table(answer, release);
-  if (result != CimResult::Success || table == nullptr || table->empty()) return "error";
+  if (result != CimResult::Success || table == nullptr || table->empty()) {
+    return "error";
+  }
 
   const std::string first = cell(table->front(), DriverVersion);
-  for (const Row& row : *table)
-    if (cell(row, DriverVersion) != first) return first;
-  for (const Row& row : *table)
-    if (hasCell(row, FriendlyName, model)) return cell(row, DriverVersion);
-  for (const Row& row : *table)
-    if (hasCell(row, CompatId, "USBSTOR\\Disk")) return cell(row, DriverVersion);
+  for (const Row& row : *table) {
+    if (cell(row, DriverVersion) != first) {
+      return first;
+    }
+  }
+  for (const Row& row : *table) {
+    if (hasCell(row, FriendlyName, model)) {
+      return cell(row, DriverVersion);
+    }
+  }
+  for (const Row& row : *table) {
+    if (hasCell(row, CompatId, "USBSTOR\\Disk")) {
+      return cell(row, DriverVersion);
+    }
+  }
   return "error";
 }
 

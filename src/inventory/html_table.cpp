@@ -4,7 +4,9 @@ namespace ostria::storage {
 namespace {
 
 std::string alignmentAttribute(const std::string& alignment) {
-  if (alignment != "left" && alignment != "right") return "";
+  if (alignment != "left" && alignment != "right") {
+    return "";
+  }
   return " align=\"" + alignment + "\"";
 }
 
@@ -14,16 +16,22 @@ std::string makeHtmlTable(const std::vector<std::string>& headers,
                           const std::string& headerAlignment, const std::vector<std::string>& cells,
                           const std::string& cellAlignment, int width, bool widthInPixels) {
   std::string out = "<table";
-  if (width != 0) out += " width=\"" + std::to_string(width) + (widthInPixels ? "" : "%") + "\"";
+  if (width != 0) {
+    out += " width=\"" + std::to_string(width) + (widthInPixels ? "" : "%") + "\"";
+  }
   out += "><tr>";
   const std::string headerTag = "<th" + alignmentAttribute(headerAlignment) + "> ";
-  for (const std::string& header : headers) out += headerTag + header + " </th>";
+  for (const std::string& header : headers) {
+    out += headerTag + header + " </th>";
+  }
   out += "</tr>";
 
   const std::string cellTag = "<td" + alignmentAttribute(cellAlignment) + "> ";
   std::size_t column = 0;
   for (const std::string& cell : cells) {
-    if (column == 0) out += "<tr>";
+    if (column == 0) {
+      out += "<tr>";
+    }
     out += cellTag + cell + " </td>";
     if (++column == headers.size()) {
       out += "</tr>";

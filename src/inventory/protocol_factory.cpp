@@ -23,13 +23,18 @@ namespace {
 /// The number of the device behind its controller port, from the device's location text.
 bool readPortNumber(DeviceScanner& scanner, std::uint32_t deviceNumber, std::uint8_t* port) {
   std::string location;
-  if (scanner.deviceProperty(deviceNumber, LocationInformationProperty, &location) != 0)
+  if (scanner.deviceProperty(deviceNumber, kLocationInformationProperty, &location) != 0) {
     return false;
-  static const std::regex digits("([\\d]+)", std::regex::ECMAScript);
+  }
+  static const std::regex kDigits("([\\d]+)", std::regex::ECMAScript);
   std::smatch match;
-  if (!std::regex_search(location, match, digits)) return false;
+  if (!std::regex_search(location, match, kDigits)) {
+    return false;
+  }
   std::int64_t number = 0;
-  if (!getLocalNumberHandler().parseInteger64(&number, match.str(), std::dec)) return false;
+  if (!getLocalNumberHandler().parseInteger64(&number, match.str(), std::dec)) {
+    return false;
+  }
   *port = static_cast<std::uint8_t>(number);
   return true;
 }
@@ -45,16 +50,24 @@ std::unique_ptr<Protocol> protocolOver(std::shared_ptr<Bridge> bridge, ProtocolK
 /// The vendor pass-through of the controller's port.
 FoundProtocol tryNvmePort(StorageScanner& scanner, const DeviceRecord& record) {
   std::string portPath;
-  if (scanner.getMiniportPath(record.deviceNumber, &portPath) != 0) return {};
+  if (scanner.getMiniportPath(record.deviceNumber, &portPath) != 0) {
+    return {};
+  }
   ScannedHandle port = openScanned(*scanner.deviceScanner(), portPath);
-  if (!port) return {};
+  if (!port) {
+    return {};
+  }
   std::uint8_t pathId = 0;
-  if (!readPortNumber(*scanner.deviceScanner(), record.deviceNumber, &pathId)) return {};
+  if (!readPortNumber(*scanner.deviceScanner(), record.deviceNumber, &pathId)) {
+    return {};
+  }
 
   std::shared_ptr<NvmeBridge> bridge = std::make_shared<NvmeIntelBridge>(port.get());
   if (!NvmeProtocol::ProbeBridge(*bridge, pathId)) {
     bridge = std::make_shared<NvmeMiniIntelBridge>(port.get());
-    if (!NvmeProtocol::ProbeBridge(*bridge, pathId)) return {};
+    if (!NvmeProtocol::ProbeBridge(*bridge, pathId)) {
+      return {};
+    }
   }
   auto protocol = std::make_unique<NvmeProtocol>(record.handle.get(), std::string());
   protocol->SetProtocolKind(ProtocolKind::Nvme);
@@ -66,7 +79,9 @@ FoundProtocol tryNvmePort(StorageScanner& scanner, const DeviceRecord& record) {
 FoundProtocol tryNvme(StorageScanner& scanner, const DeviceRecord& record,
                       const std::shared_ptr<ScsiBridge>& scsiBridge) {
   FoundProtocol found = tryNvmePort(scanner, record);
-  if (found.protocol != nullptr) return found;
+  if (found.protocol != nullptr) {
+    return found;
+  }
 
   if (probeNvmeSystemCall(record.handle.get())) {
     found.protocol = makeNvmeSystemCallProtocol(record.handle.get(), record.path);
@@ -75,8 +90,9 @@ FoundProtocol tryNvme(StorageScanner& scanner, const DeviceRecord& record,
       return found;
     }
   }
-  if (ScsiProtocol::ProbeBridge(*scsiBridge))
+  if (ScsiProtocol::ProbeBridge(*scsiBridge)) {
     found.protocol = protocolOver<NvmeScsiProtocol>(scsiBridge, ProtocolKind::NvmeScsi);
+  }
   return found;
 }
 
@@ -86,7 +102,9 @@ std::unique_ptr<StorageProtocol> tryInternalAta(const std::shared_ptr<AtaBridge>
                                                 const std::shared_ptr<ScsiBridge>& scsiBridge) {
   std::unique_ptr<AtaProtocol> protocol;
   const auto addIfItAnswers = [&](const std::shared_ptr<AtaBridge>& bridge) {
-    if (!AtaProtocol::ProbeBridge(*bridge)) return;
+    if (!AtaProtocol::ProbeBridge(*bridge)) {
+      return;
+    }
     if (protocol == nullptr) {
       protocol = std::make_unique<AtaProtocol>();
       protocol->SetProtocolKind(ProtocolKind::Ata);
@@ -102,15 +120,21 @@ std::unique_ptr<StorageProtocol> tryInternalAta(const std::shared_ptr<AtaBridge>
 std::unique_ptr<StorageProtocol> tryExternalSat(const std::shared_ptr<ScsiBridge>& scsiBridge) {
   std::unique_ptr<AtaProtocol> protocol;
   const auto takeIfItAnswers = [&](const std::shared_ptr<AtaBridge>& bridge) {
-    if (protocol != nullptr || !AtaProtocol::ProbeBridge(*bridge)) return;
+    if (protocol != nullptr || !AtaProtocol::ProbeBridge(*bridge)) {
+      return;
+    }
     protocol = std::make_unique<AtaProtocol>();
     protocol->AddBridge(bridge);
   };
   takeIfItAnswers(std::make_shared<SatBridgeWithCkCondition>(scsiBridge));
   takeIfItAnswers(std::make_shared<SatBridgeWithoutCkCond>(scsiBridge));
-  if (protocol == nullptr) return nullptr;
+  if (protocol == nullptr) {
+    return nullptr;
+  }
   StorageProtocolProperties properties;
-  if (!succeeded(protocol->GetProperties(&properties))) return nullptr;
+  if (!succeeded(protocol->GetProperties(&properties))) {
+    return nullptr;
+  }
   return protocol;
 }
 
@@ -134,10 +158,12 @@ FoundProtocol createProtocol(StorageScanner& scanner, const DeviceRecord& record
   } else if (record.busKind == StorageBusKind::Nvme) {
     found = tryNvme(scanner, record, scsiBridge);
   }
-  if (found.protocol == nullptr && record.connection == DeviceConnection::Internal)
+  if (found.protocol == nullptr && record.connection == DeviceConnection::Internal) {
     found.protocol = tryInternalAta(ataBridge, scsiBridge);
-  if (found.protocol == nullptr && ScsiProtocol::ProbeBridge(*scsiBridge))
+  }
+  if (found.protocol == nullptr && ScsiProtocol::ProbeBridge(*scsiBridge)) {
     found.protocol = protocolOver<ScsiProtocol>(scsiBridge, ProtocolKind::Scsi);
+  }
 
   if (record.connection == DeviceConnection::External &&
       (found.protocol == nullptr || !describesItself(*found.protocol))) {
@@ -148,7 +174,9 @@ FoundProtocol createProtocol(StorageScanner& scanner, const DeviceRecord& record
 }
 
 std::unique_ptr<StorageProtocol> createSecondaryProtocol(const DeviceRecord& record) {
-  if (record.connection != DeviceConnection::External) return nullptr;
+  if (record.connection != DeviceConnection::External) {
+    return nullptr;
+  }
   const auto scsiBridge = std::make_shared<ScsiBridge>(record.handle.get());
   auto protocol = std::make_unique<AtaProtocol>();
   protocol->AddBridge(std::make_shared<SatBridgeWithoutCkCond>(scsiBridge));

@@ -10,7 +10,7 @@ namespace ostria::storage {
 namespace {
 
 // How a SAT layer names itself in INQUIRY, for every drive behind it.
-const std::string satVendor = "ATA     ";
+const std::string kSatVendor = "ATA     ";
 
 std::unique_ptr<StorageComponent> buildMember(RaidDevice& device, const RaidControllerInfo& info) {
   auto component = std::make_unique<StorageComponent>(std::move(device.protocol));
@@ -18,13 +18,19 @@ std::unique_ptr<StorageComponent> buildMember(RaidDevice& device, const RaidCont
   component->setId(device.name);
   component->setBusKind(device.busKind);
   std::string parentName = info.model;
-  if (!info.serial.empty()) parentName += " - " + info.serial;
+  if (!info.serial.empty()) {
+    parentName += " - " + info.serial;
+  }
 
   StorageProtocolProperties properties;
-  if (!succeeded(component->storageProtocol()->GetProperties(&properties))) return nullptr;
+  if (!succeeded(component->storageProtocol()->GetProperties(&properties))) {
+    return nullptr;
+  }
   component->setPciLocation(info.pciLocation[0], info.pciLocation[1], info.pciLocation[2]);
-  StorageProtocol* source = properties.vendor == satVendor ? device.ataProtocol.get() : nullptr;
-  if (!succeeded(fillProperties(*component, source, parentName))) return nullptr;
+  StorageProtocol* source = properties.vendor == kSatVendor ? device.ataProtocol.get() : nullptr;
+  if (!succeeded(fillProperties(*component, source, parentName))) {
+    return nullptr;
+  }
   return component;
 }
 
@@ -39,11 +45,14 @@ RaidMembers collectRaidDevices() {
     RaidControllerInfo info;
     std::vector<RaidDevice> devices;
     if (!succeeded(controller.getControllerInfo(&info)) ||
-        !succeeded(controller.getDevices(&devices)))
+        !succeeded(controller.getDevices(&devices))) {
       continue;
+    }
     for (RaidDevice& device : devices) {
       auto component = buildMember(device, info);
-      if (component != nullptr) members.components.push_back(std::move(component));
+      if (component != nullptr) {
+        members.components.push_back(std::move(component));
+      }
     }
   }
   members.ports = manager.takePorts();
@@ -55,13 +64,17 @@ bool hasRaidDrives() {
   manager.scan();
   for (std::uint32_t i = 0; i < manager.componentCount(); ++i) {
     std::vector<RaidPhysicalDrive> drives;
-    if (!succeeded(manager.raidComponent(i)->getPhysicalDrives(&drives))) continue;
+    if (!succeeded(manager.raidComponent(i)->getPhysicalDrives(&drives))) {
+      continue;
+    }
     const bool testable =
         std::any_of(drives.begin(), drives.end(), [](const RaidPhysicalDrive& drive) {
           return drive.busKind == StorageBusKind::Ata || drive.busKind == StorageBusKind::Scsi ||
                  drive.busKind == StorageBusKind::Nvme;
         });
-    if (testable) return true;
+    if (testable) {
+      return true;
+    }
   }
   return false;
 }

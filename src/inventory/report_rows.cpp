@@ -18,7 +18,9 @@ class RowWriter {
   using Pair = std::pair<std::string_view, std::string>;
 
   void row(std::initializer_list<Pair> pairs) {
-    if (!text_.empty()) text_ += ',';
+    if (!text_.empty()) {
+      text_ += ',';
+    }
     char open = '{';
     for (const auto& [key, value] : pairs) {
       text_ += open;
@@ -54,7 +56,7 @@ struct HealthRow {
   std::uint32_t offset;
   HealthField kind;
 };
-constexpr HealthRow healthRows[] = {
+constexpr HealthRow kHealthRows[] = {
     {0, HealthField::Byte},        {1, HealthField::Kelvin},      {3, HealthField::Percent},
     {4, HealthField::Percent},     {5, HealthField::Percent},     {32, HealthField::DataUnits},
     {48, HealthField::DataUnits},  {64, HealthField::Counter},    {80, HealthField::Counter},
@@ -67,7 +69,7 @@ constexpr HealthRow healthRows[] = {
 };
 
 /// Bytes that one count of the data units stands for: a thousand sectors of 512 bytes.
-constexpr std::uint32_t dataUnitBytes = 512000;
+constexpr std::uint32_t kDataUnitBytes = 512000;
 
 /// Empty for a field without a row.
 std::string healthText(const LogPage& page, const HealthRow& row) {
@@ -78,14 +80,16 @@ std::string healthText(const LogPage& page, const HealthRow& row) {
     case HealthField::Percent:
       return std::to_string(*field) + " %";
     case HealthField::Sensor:
-      if (loadLe16(field) == 0) return "";
+      if (loadLe16(field) == 0) {
+        return "";
+      }
       [[fallthrough]];
     case HealthField::Kelvin:
       return FormatKelvin(loadLe16(field)) + " ºC";
     case HealthField::Counter:
       return FormatCounter(field, 0);
     case HealthField::DataUnits:
-      return FormatCounter(field, dataUnitBytes);
+      return FormatCounter(field, kDataUnitBytes);
     case HealthField::Minutes128:
       return FormatCounter(field, 0) + " min";
     case HealthField::Minutes32:
@@ -95,20 +99,20 @@ std::string healthText(const LogPage& page, const HealthRow& row) {
 }
 
 // The vendor log page.
-constexpr std::size_t signatureOffset = 0;
-constexpr std::size_t signatureLength = 3;
-constexpr std::size_t revisionOffset = 3;
-constexpr std::size_t barCodeOffset = 20;
-constexpr std::uint8_t firstRevision = 32;
+constexpr std::size_t kSignatureOffset = 0;
+constexpr std::size_t kSignatureLength = 3;
+constexpr std::size_t kRevisionOffset = 3;
+constexpr std::size_t kBarCodeOffset = 20;
+constexpr std::uint8_t kFirstRevision = 32;
 
 struct VendorText {
   std::string_view name;
   std::size_t offset;
   std::size_t length;
 };
-constexpr VendorText ataVendorTexts[] = {
-    {"Signature", signatureOffset, signatureLength},
-    {"Manufacturing 8S bar-code", barCodeOffset, 30},
+constexpr VendorText kAtaVendorTexts[] = {
+    {"Signature", kSignatureOffset, kSignatureLength},
+    {"Manufacturing 8S bar-code", kBarCodeOffset, 30},
     {"Manufacturing Supplier Model Number", 50, 30},
     {"Manufacturing Supplier Serial Number", 80, 30},
     {"Current 8S label", 110, 30},
@@ -119,9 +123,9 @@ struct VendorNumber {
   std::size_t offset;
   std::size_t bytes;
 };
-constexpr VendorNumber commonNumbers[] = {
+constexpr VendorNumber kCommonNumbers[] = {
     {"Sectors Written", 224, 8}, {"CRC Errors", 240, 4}, {"Sectors Written SLC", 244, 8}};
-constexpr VendorNumber revision4Numbers[] = {
+constexpr VendorNumber kRevision4Numbers[] = {
     {"Relocated Blocks", 271, 8}, {"Average PE Cycles", 279, 2},  {"Maximum PE Cycles", 281, 2},
     {"Bad Blocks", 283, 2},       {"DRAM Parity Errors", 285, 2}, {"SRAM Parity Errors", 287, 2}};
 
@@ -150,9 +154,11 @@ std::string ataSmartRows(const std::vector<SmartAttribute>& attributes) {
 
 std::string nvmeSmartRows(const LogPage& page) {
   RowWriter out;
-  for (const HealthRow& row : healthRows) {
+  for (const HealthRow& row : kHealthRows) {
     const std::string data = healthText(page, row);
-    if (data.empty()) continue;
+    if (data.empty()) {
+      continue;
+    }
     out.row({{"id", std::to_string(row.offset)},
              {"description", std::string(nvmeSmartFieldName(row.offset))},
              {"data", data}});
@@ -161,35 +167,46 @@ std::string nvmeSmartRows(const LogPage& page) {
 }
 
 bool isAtaVendorPage(const LogPage& page) {
-  return fieldText(page, signatureOffset, signatureLength) == "OST" && page[barCodeOffset] == '8' &&
-         page[barCodeOffset + 1] == 'S';
+  return fieldText(page, kSignatureOffset, kSignatureLength) == "OST" &&
+         page[kBarCodeOffset] == '8' && page[kBarCodeOffset + 1] == 'S';
 }
 
 std::string ataVendorRows(const LogPage& page) {
   RowWriter out;
-  for (const VendorText& text : ataVendorTexts) {
+  for (const VendorText& text : kAtaVendorTexts) {
     const std::string value = fieldText(page, text.offset, text.length);
-    if (!value.empty()) out.describe(text.name, value);
+    if (!value.empty()) {
+      out.describe(text.name, value);
+    }
   }
   return out.take();
 }
 
 std::string nvmeVendorRows(const LogPage& page) {
-  const std::uint8_t revision = page[revisionOffset];
-  const bool first = revision == firstRevision;
-  if (!first && (revision < 2 || revision > 4)) return "";
+  const std::uint8_t revision = page[kRevisionOffset];
+  const bool first = revision == kFirstRevision;
+  if (!first && (revision < 2 || revision > 4)) {
+    return "";
+  }
   RowWriter out;
-  out.describe("Signature", fieldText(page, signatureOffset, signatureLength));
+  out.describe("Signature", fieldText(page, kSignatureOffset, kSignatureLength));
   out.describe("Revision", std::to_string(revision));
-  out.describe("Manufacturing 8S bar-code", fieldText(page, barCodeOffset, 30));
+  out.describe("Manufacturing 8S bar-code", fieldText(page, kBarCodeOffset, 30));
   out.describe("Manufacturing Supplier Model Number", fieldText(page, 50, first ? 30 : 40));
   out.describe("Manufacturing Supplier Serial Number",
                first ? fieldText(page, 80, 30) : fieldText(page, 90, 20));
   out.describe("Current 8S label", fieldText(page, 110, 30));
-  for (const VendorNumber& number : commonNumbers) describeNumber(out, page, number);
-  if (!first && revision >= 3) out.describe("FRU Number", fieldText(page, 261, 10));
-  if (revision == 4)
-    for (const VendorNumber& number : revision4Numbers) describeNumber(out, page, number);
+  for (const VendorNumber& number : kCommonNumbers) {
+    describeNumber(out, page, number);
+  }
+  if (!first && revision >= 3) {
+    out.describe("FRU Number", fieldText(page, 261, 10));
+  }
+  if (revision == 4) {
+    for (const VendorNumber& number : kRevision4Numbers) {
+      describeNumber(out, page, number);
+    }
+  }
   return out.take();
 }
 

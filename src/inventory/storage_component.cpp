@@ -13,15 +13,15 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t readTimeoutSeconds = 30;
-constexpr std::uint32_t smallestSector = 512;
-constexpr std::uint64_t controllerStatusRegister = 0x1C;  // NVMe CSTS
-constexpr std::uint32_t controllerFatalStatusBit = 0x2;   // NVMe CSTS.CFS
+constexpr std::uint32_t kReadTimeoutSeconds = 30;
+constexpr std::uint32_t kSmallestSector = 512;
+constexpr std::uint64_t kControllerStatusRegister = 0x1C;  // NVMe CSTS
+constexpr std::uint32_t kControllerFatalStatusBit = 0x2;   // NVMe CSTS.CFS
 
 // The fourth is what the field has used; it need not be one below a power of two.
-constexpr std::array<std::uint16_t, 10> readBlockCandidates = {65535, 32767, 16383, 8193, 4095,
-                                                               2047,  1023,  511,   255,  127};
-constexpr int readsPerCandidate = 5;
+constexpr std::array<std::uint16_t, 10> kReadBlockCandidates = {65535, 32767, 16383, 8193, 4095,
+                                                                2047,  1023,  511,   255,  127};
+constexpr int kReadsPerCandidate = 5;
 
 }  // namespace
 
@@ -56,7 +56,9 @@ std::string* StorageComponent::findProperty(const std::string& key) {
 bool StorageComponent::getReport(const std::string& key, std::string& value) {
   try {
     if (key == "protocol_type") {
-      if (protocol_ == nullptr) return false;
+      if (protocol_ == nullptr) {
+        return false;
+      }
       switch (protocol_->GetProtocolKind()) {
         case ProtocolKind::Ata:
           value = "ata";
@@ -73,8 +75,12 @@ bool StorageComponent::getReport(const std::string& key, std::string& value) {
           return false;
       }
     }
-    if (key == "SMART") return makeSmartReport(*this, value);
-    if (key == "OSTRIA_LOG_PAGE") return makeVendorLogReport(*this, value);
+    if (key == "SMART") {
+      return makeSmartReport(*this, value);
+    }
+    if (key == "OSTRIA_LOG_PAGE") {
+      return makeVendorLogReport(*this, value);
+    }
   } catch (...) {
     // The host gets an answer, never an exception: the report cannot be had.
   }
@@ -88,8 +94,9 @@ bool StorageComponent::hasConfirmedTest(const Identifier& test) {
 ProtocolResult StorageComponent::readSectors(std::uint64_t lba, std::uint16_t count, void* buffer,
                                              bool direct, std::uint32_t bufferSize,
                                              std::uint32_t timeoutSeconds) {
-  if (!direct && connection_ != DeviceConnection::RaidMember)
-    return readVolume(lba, count, buffer, readTimeoutSeconds);
+  if (!direct && connection_ != DeviceConnection::RaidMember) {
+    return readVolume(lba, count, buffer, kReadTimeoutSeconds);
+  }
   return protocol_->Read(lba, count, timeoutSeconds, buffer, bufferSize);
 }
 
@@ -97,38 +104,44 @@ ProtocolResult StorageComponent::readVolume(std::uint64_t lba, std::uint16_t cou
                                             std::uint32_t timeoutSeconds) {
   StorageProtocolProperties properties;
   if (!succeeded(protocol_->GetCachedProperties(&properties)) ||
-      properties.logicalSectorSize < smallestSector || buffer == nullptr)
+      properties.logicalSectorSize < kSmallestSector || buffer == nullptr) {
     return ProtocolResult::InvalidArgument;
+  }
   const std::uint64_t sectorSize = properties.logicalSectorSize;
   // An offset that does not fit would wrap round to a sector that nobody asked for.
-  if (lba > std::numeric_limits<std::uint64_t>::max() / sectorSize)
+  if (lba > std::numeric_limits<std::uint64_t>::max() / sectorSize) {
     return ProtocolResult::InvalidArgument;
+  }
   std::uint64_t done = 0;
   return getLocalFilesystem().readAt(protocol_->GetDeviceHandle(), lba * sectorSize,
                                      count * sectorSize, &done, timeoutSeconds, buffer);
 }
 
 std::uint16_t StorageComponent::preferredReadBlock() {
-  if (preferredReadBlock_ != 0) return preferredReadBlock_;
+  if (preferredReadBlock_ != 0) {
+    return preferredReadBlock_;
+  }
 
   StorageProtocolProperties properties;
   if (!succeeded(protocol_->GetCachedProperties(&properties))) {
-    preferredReadBlock_ = readBlockCandidates.front();
+    preferredReadBlock_ = kReadBlockCandidates.front();
     return preferredReadBlock_;
   }
-  const std::uint32_t sectorSize = std::max(properties.logicalSectorSize, smallestSector);
-  for (const std::uint16_t candidate : readBlockCandidates) {
+  const std::uint32_t sectorSize = std::max(properties.logicalSectorSize, kSmallestSector);
+  for (const std::uint16_t candidate : kReadBlockCandidates) {
     std::vector<std::uint8_t> buffer(std::size_t{candidate} * sectorSize);
     const auto readOnce = [&] {
       return connection_ == DeviceConnection::RaidMember
-                 ? protocol_->Read(0, candidate, readTimeoutSeconds, buffer.data(),
+                 ? protocol_->Read(0, candidate, kReadTimeoutSeconds, buffer.data(),
                                    static_cast<std::uint32_t>(std::min<std::size_t>(
                                        buffer.size(), std::numeric_limits<std::uint32_t>::max())))
-                 : readVolume(0, candidate, buffer.data(), readTimeoutSeconds);
+                 : readVolume(0, candidate, buffer.data(), kReadTimeoutSeconds);
     };
     int successes = 0;
-    while (successes < readsPerCandidate && succeeded(readOnce())) ++successes;
-    if (successes == readsPerCandidate) {
+    while (successes < kReadsPerCandidate && succeeded(readOnce())) {
+      ++successes;
+    }
+    if (successes == kReadsPerCandidate) {
       preferredReadBlock_ = candidate;
       break;
     }
@@ -137,31 +150,41 @@ std::uint16_t StorageComponent::preferredReadBlock() {
 }
 
 ProtocolResult StorageComponent::controllerFatalStatus(bool* fatal) {
-  if (busKind_ != StorageBusKind::Nvme) return ProtocolResult::NotSupported;
+  if (busKind_ != StorageBusKind::Nvme) {
+    return ProtocolResult::NotSupported;
+  }
   ZRDService* service = driverService_.usableService();
-  if (service == nullptr) return ProtocolResult::Failure;
+  if (service == nullptr) {
+    return ProtocolResult::Failure;
+  }
   const PciLocation location{pciBus_, pciDevice_, pciFunction_};
-  const std::uint64_t offset = controllerStatusRegister;
+  const std::uint64_t offset = kControllerStatusRegister;
   std::uint32_t value = 0;
   std::uint32_t length = sizeof(value);
   std::uint8_t flag = 0;
-  if (service->ReadControllerRegister(&location, &offset, &length, &flag, &value) != 0)
+  if (service->ReadControllerRegister(&location, &offset, &length, &flag, &value) != 0) {
     return ProtocolResult::Failure;
-  *fatal = (value & controllerFatalStatusBit) != 0;
+  }
+  *fatal = (value & kControllerFatalStatusBit) != 0;
   return ProtocolResult::Success;
 }
 
 std::vector<std::string> StorageComponent::unmountPartitions() {
   std::vector<std::string> refused;
-  if (partitions_ == nullptr) return refused;
-  if (offlineScanner_ == nullptr) offlineScanner_ = makeStorageScanner();
+  if (partitions_ == nullptr) {
+    return refused;
+  }
+  if (offlineScanner_ == nullptr) {
+    offlineScanner_ = makeStorageScanner();
+  }
   for (const PartitionEntry& partition : partitions_->partitions) {
     for (const std::string& root : partition.mountPoints) {
       DeviceHandle handle;
-      if (offlineScanner_->dismountVolume(root, &handle) == 0)
+      if (offlineScanner_->dismountVolume(root, &handle) == 0) {
         offlineVolumes_.push_back({root, handle});
-      else
+      } else {
         refused.push_back(root);
+      }
     }
   }
   return refused;

@@ -11,11 +11,11 @@ namespace ostria::storage {
 
 namespace {
 
-const std::string uniqueIdentifierKey = "UDI";
+const std::string kUniqueIdentifierKey = "UDI";
 
-constexpr std::uint32_t pciMassStorage = 1;
-constexpr std::uint32_t pciNvmController = 8;
-constexpr std::uint32_t confirmedNvmController = 2;
+constexpr std::uint32_t kPciMassStorage = 1;
+constexpr std::uint32_t kPciNvmController = 8;
+constexpr std::uint32_t kConfirmedNvmController = 2;
 
 StorageComponent& asStorage(SystemComponent* component) {
   return *static_cast<StorageComponent*>(component);
@@ -46,16 +46,24 @@ std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t nu
                                                                 const std::string& path) {
   DeviceRecord record;
   record.handle = openScanned(*scanner_->deviceScanner(), path);
-  if (!record.handle) return std::nullopt;
+  if (!record.handle) {
+    return std::nullopt;
+  }
   bool removable = true;
-  if (scanner_->isRemovableMedia(number, &removable) != 0 || removable) return std::nullopt;
-  if (scanner_->getBusKind(number, &record.busKind, &record.optaneVolume) != 0) return std::nullopt;
+  if (scanner_->isRemovableMedia(number, &removable) != 0 || removable) {
+    return std::nullopt;
+  }
+  if (scanner_->getBusKind(number, &record.busKind, &record.optaneVolume) != 0) {
+    return std::nullopt;
+  }
   // RAID volumes and what nobody knows are not devices of their own; RAID members are found through
   // their controller.
-  if (record.busKind == StorageBusKind::Raid || record.busKind == StorageBusKind::Unknown)
+  if (record.busKind == StorageBusKind::Raid || record.busKind == StorageBusKind::Unknown) {
     return std::nullopt;
-  if (scanner_->getConnection(number, &record.connection) != 0)
+  }
+  if (scanner_->getConnection(number, &record.connection) != 0) {
     record.connection = DeviceConnection::Other;
+  }
   record.path = path;
   record.deviceNumber = number;
   return record;
@@ -66,15 +74,25 @@ std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
   for (const std::string& path : paths) {
     try {
       std::optional<DeviceRecord> record = openDevice(number, path);
-      if (!record) continue;
+      if (!record) {
+        continue;
+      }
       FoundProtocol found = createProtocol(*scanner_, *record);
       auto secondary = createSecondaryProtocol(*record);
-      if (found.protocol == nullptr) continue;
+      if (found.protocol == nullptr) {
+        continue;
+      }
       auto component =
           buildComponent(*scanner_, *record, std::move(found.protocol), std::move(secondary));
-      if (component == nullptr) continue;
-      if (record->busKind == StorageBusKind::Nvme) locateController(number, *component);
-      if (found.port) ports_.push_back(std::move(found.port));
+      if (component == nullptr) {
+        continue;
+      }
+      if (record->busKind == StorageBusKind::Nvme) {
+        locateController(number, *component);
+      }
+      if (found.port) {
+        ports_.push_back(std::move(found.port));
+      }
       record->handle.release();  // from here on closed by `clear`
       return component;
     } catch (...) {
@@ -86,24 +104,33 @@ std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
 
 void StorageComponentManager::locateController(std::uint32_t number, StorageComponent& component) {
   std::array<std::uint8_t, 3> location{};
-  if (scanner_->getPciLocation(number, &location) != 0) return;
+  if (scanner_->getPciLocation(number, &location) != 0) {
+    return;
+  }
   ZRDService* service = driverService_.usableService();
-  if (service == nullptr) return;
+  if (service == nullptr) {
+    return;
+  }
   const PciLocation function{location[0], location[1], location[2]};
   PciClass pciClass;
-  if (service->GetPciClass(&function, &pciClass) != 0 || pciClass.baseClass != pciMassStorage ||
-      pciClass.subclass != pciNvmController)
+  if (service->GetPciClass(&function, &pciClass) != 0 || pciClass.baseClass != kPciMassStorage ||
+      pciClass.subclass != kPciNvmController) {
     return;
+  }
   component.setPciLocation(location[0], location[1], location[2]);
-  component.setControllerAccess(confirmedNvmController);
+  component.setControllerAccess(kConfirmedNvmController);
 }
 
 void StorageComponentManager::scanDirectDevices() {
   DevicePathMap devices;
-  if (scanner_->listDevices(devices) != 0) return;
+  if (scanner_->listDevices(devices) != 0) {
+    return;
+  }
   for (const auto& [number, paths] : devices) {
     auto component = findDevice(number, paths);
-    if (component == nullptr) continue;
+    if (component == nullptr) {
+      continue;
+    }
     components_.reserve(components_.size() + 1);
     components_.push_back(component.release());
   }
@@ -111,17 +138,20 @@ void StorageComponentManager::scanDirectDevices() {
 
 void StorageComponentManager::mergeRaidMembers() {
   RaidMembers members = collectRaidDevices();
-  for (const DeviceHandle port : members.ports)
+  for (const DeviceHandle port : members.ports) {
     ports_.emplace_back(*scanner_->deviceScanner(), port);
+  }
   for (auto& member : members.components) {
-    const std::string* identifier = member->findProperty(uniqueIdentifierKey);
+    const std::string* identifier = member->findProperty(kUniqueIdentifierKey);
     const bool seenAlready =
         identifier != nullptr &&
         std::any_of(components_.begin(), components_.end(), [&](SystemComponent* listed) {
-          const std::string* other = asStorage(listed).findProperty(uniqueIdentifierKey);
+          const std::string* other = asStorage(listed).findProperty(kUniqueIdentifierKey);
           return other != nullptr && *other == *identifier;
         });
-    if (seenAlready) continue;
+    if (seenAlready) {
+      continue;
+    }
     components_.reserve(components_.size() + 1);
     components_.push_back(member.release());
   }
@@ -135,12 +165,16 @@ void StorageComponentManager::makeIdentifiersUnique() {
   };
   std::vector<Entry> entries;
   for (SystemComponent* component : components_) {
-    std::string* value = asStorage(component).findProperty(uniqueIdentifierKey);
-    if (value != nullptr) entries.push_back({*value, value, component->id()});
+    std::string* value = asStorage(component).findProperty(kUniqueIdentifierKey);
+    if (value != nullptr) {
+      entries.push_back({*value, value, component->id()});
+    }
   }
   for (std::size_t i = 0; i < entries.size(); ++i) {
     for (std::size_t j = 0; j < entries.size(); ++j) {
-      if (i != j && entries[i].original == entries[j].original) *entries[i].value += entries[j].id;
+      if (i != j && entries[i].original == entries[j].original) {
+        *entries[i].value += entries[j].id;
+      }
     }
   }
 }
@@ -162,7 +196,9 @@ void StorageComponentManager::scan() {
 
 SystemComponent* StorageComponentManager::refreshComponent(std::uint32_t index) {
   SystemComponent* found = component(index);
-  if (found == nullptr) return nullptr;
+  if (found == nullptr) {
+    return nullptr;
+  }
   try {
     StorageProtocolProperties properties;
     (void)asStorage(found).storageProtocol()->GetProperties(&properties);
@@ -175,17 +211,25 @@ SystemComponent* StorageComponentManager::refreshComponent(std::uint32_t index) 
 bool StorageComponentManager::hasDevices() {
   try {
     DevicePathMap devices;
-    if (scanner_->listDevices(devices) != 0) return false;
+    if (scanner_->listDevices(devices) != 0) {
+      return false;
+    }
     std::vector<DeviceRecord> undecided;
     for (const auto& [number, paths] : devices) {
       for (const std::string& path : paths) {
         std::optional<DeviceRecord> record = openDevice(number, path);
-        if (!record) continue;
-        if (record->busKind != StorageBusKind::Usb) return true;
+        if (!record) {
+          continue;
+        }
+        if (record->busKind != StorageBusKind::Usb) {
+          return true;
+        }
         undecided.push_back(std::move(*record));
       }
     }
-    if (hasRaidDrives()) return true;
+    if (hasRaidDrives()) {
+      return true;
+    }
     return std::any_of(undecided.begin(), undecided.end(), [&](const DeviceRecord& record) {
       return createProtocol(*scanner_, record).protocol != nullptr;
     });

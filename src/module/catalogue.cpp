@@ -27,56 +27,58 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint16_t moduleNumber = 1;
-constexpr std::uint32_t quickCategory = 1;
-constexpr std::uint32_t extendedCategory = 2;
+constexpr std::uint16_t kModuleNumber = 1;
+constexpr std::uint32_t kQuickCategory = 1;
+constexpr std::uint32_t kExtendedCategory = 2;
 
-const std::string deviceHint =
+const std::string kDeviceHint =
     std::string("POSSIBLE_DEFECTIVE_COMPONENTS") + ": " + "STORAGE_DEVICE";
-const std::string deviceAndBoardHint = deviceHint + ", " + "SYSTEM_BOARD";
+const std::string kDeviceAndBoardHint = kDeviceHint + ", " + "SYSTEM_BOARD";
 
 using TestList = std::vector<std::unique_ptr<Test>>;
 
 template <typename T>
 void add(TestList& tests, std::uint32_t category, std::uint32_t item,
-         const std::string& hint = deviceHint) {
+         const std::string& hint = kDeviceHint) {
   tests.push_back(
-      std::make_unique<TestWithDeviceHint<T>>(Identifier(moduleNumber, category, item), hint));
+      std::make_unique<TestWithDeviceHint<T>>(Identifier(kModuleNumber, category, item), hint));
 }
 
 // The order of these rows is the order in which the host shows the tests.
 void addQuickTests(TestList& tests) {
-  add<TargetedReadTest>(tests, quickCategory, 2);
-  add<QuickRandomSeekTest>(tests, quickCategory, 3);
-  add<QuickFunnelSeekTest>(tests, quickCategory, 4);
-  add<ShortSelfTest>(tests, quickCategory, 5);
-  add<QuickDriveSelfTest>(tests, quickCategory, 6);
-  add<DefaultSelfTest>(tests, quickCategory, 7);
-  add<SmartStatusTest>(tests, quickCategory, 1);
-  add<SmartWearoutTest>(tests, quickCategory, 14);
-  add<SmartHealthTest>(tests, quickCategory, 15);
-  add<ControllerStatusTest>(tests, quickCategory, 22, deviceAndBoardHint);
-  add<SmartTemperatureTest>(tests, quickCategory, 20);
-  add<SmartReliabilityTest>(tests, quickCategory, 21);
-  add<SmartSpareSpaceTest>(tests, quickCategory, 19);
-  add<StorageDeviceReadTest>(tests, quickCategory, 11);
-  add<NvmeHealthPredictionTest>(tests, quickCategory, 25);
+  add<TargetedReadTest>(tests, kQuickCategory, 2);
+  add<QuickRandomSeekTest>(tests, kQuickCategory, 3);
+  add<QuickFunnelSeekTest>(tests, kQuickCategory, 4);
+  add<ShortSelfTest>(tests, kQuickCategory, 5);
+  add<QuickDriveSelfTest>(tests, kQuickCategory, 6);
+  add<DefaultSelfTest>(tests, kQuickCategory, 7);
+  add<SmartStatusTest>(tests, kQuickCategory, 1);
+  add<SmartWearoutTest>(tests, kQuickCategory, 14);
+  add<SmartHealthTest>(tests, kQuickCategory, 15);
+  add<ControllerStatusTest>(tests, kQuickCategory, 22, kDeviceAndBoardHint);
+  add<SmartTemperatureTest>(tests, kQuickCategory, 20);
+  add<SmartReliabilityTest>(tests, kQuickCategory, 21);
+  add<SmartSpareSpaceTest>(tests, kQuickCategory, 19);
+  add<StorageDeviceReadTest>(tests, kQuickCategory, 11);
+  add<NvmeHealthPredictionTest>(tests, kQuickCategory, 25);
 }
 
 void addExtendedTests(TestList& tests) {
-  add<ExtendedRandomSeekTest>(tests, extendedCategory, 8);
-  add<ExtendedFunnelSeekTest>(tests, extendedCategory, 9);
-  add<ExtendedSelfTest>(tests, extendedCategory, 10);
-  add<StorageDeviceWriteTest>(tests, extendedCategory, 12);
-  add<LinearReadTest>(tests, extendedCategory, 16);
-  add<ConveyanceSelfTest>(tests, extendedCategory, 18);
-  add<FullDiskScanTest>(tests, extendedCategory, 13);
+  add<ExtendedRandomSeekTest>(tests, kExtendedCategory, 8);
+  add<ExtendedFunnelSeekTest>(tests, kExtendedCategory, 9);
+  add<ExtendedSelfTest>(tests, kExtendedCategory, 10);
+  add<StorageDeviceWriteTest>(tests, kExtendedCategory, 12);
+  add<LinearReadTest>(tests, kExtendedCategory, 16);
+  add<ConveyanceSelfTest>(tests, kExtendedCategory, 18);
+  add<FullDiskScanTest>(tests, kExtendedCategory, 13);
 }
 
 template <typename T>
 std::vector<T*> borrowed(const std::vector<std::unique_ptr<T>>& owned) {
   std::vector<T*> pointers;
-  for (const auto& entry : owned) pointers.push_back(entry.get());
+  for (const auto& entry : owned) {
+    pointers.push_back(entry.get());
+  }
   return pointers;
 }
 
@@ -85,15 +87,15 @@ std::vector<T*> borrowed(const std::vector<std::unique_ptr<T>>& owned) {
 Catalogue::Catalogue() {
   addQuickTests(quickTests_);
   addExtendedTests(extendedTests_);
-  resource_ = std::make_unique<StorageResource>(Identifier(moduleNumber, 0, 1));
+  resource_ = std::make_unique<StorageResource>(Identifier(kModuleNumber, 0, 1));
   resource_->setLabelTable({{0, "0 - 30"}, {1, "+ 60"}, {2, "+ 90"}});
-  quick_ = std::make_unique<Diagnostic>(Identifier(moduleNumber, quickCategory, 0),
+  quick_ = std::make_unique<Diagnostic>(Identifier(kModuleNumber, kQuickCategory, 0),
                                         borrowed(quickTests_));
-  extended_ = std::make_unique<Diagnostic>(Identifier(moduleNumber, extendedCategory, 0),
+  extended_ = std::make_unique<Diagnostic>(Identifier(kModuleNumber, kExtendedCategory, 0),
                                            borrowed(extendedTests_));
-  manager_ = std::make_unique<StorageComponentManager>(Identifier(moduleNumber, 0, 1));
+  manager_ = std::make_unique<StorageComponentManager>(Identifier(kModuleNumber, 0, 1));
   tools_.push_back(std::make_unique<RecoverBadSectors>(Identifier(50, 0, 0)));
-  tools_.push_back(std::make_unique<SmartTool>(Identifier(moduleNumber, 0, 50)));
+  tools_.push_back(std::make_unique<SmartTool>(Identifier(kModuleNumber, 0, 50)));
   interface_ =
       std::make_unique<ModuleInterface>(std::vector<Diagnostic*>{quick_.get(), extended_.get()},
                                         resource_.get(), manager_.get(), nullptr, borrowed(tools_));
@@ -102,11 +104,17 @@ Catalogue::Catalogue() {
 Catalogue::~Catalogue() {
   resource_.reset();
   manager_.reset();
-  for (auto& test : quickTests_) test.reset();
+  for (auto& test : quickTests_) {
+    test.reset();
+  }
   quick_.reset();
-  for (auto& test : extendedTests_) test.reset();
+  for (auto& test : extendedTests_) {
+    test.reset();
+  }
   extended_.reset();
-  for (auto& tool : tools_) tool.reset();
+  for (auto& tool : tools_) {
+    tool.reset();
+  }
   interface_.reset();
 }
 

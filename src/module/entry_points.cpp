@@ -18,7 +18,9 @@ std::unique_ptr<ostria::storage::Catalogue>& catalogue() {
 ostria::storage::ModuleInterface* GetModuleInterfaceInstance() {
   try {
     auto& instance = catalogue();
-    if (instance == nullptr) instance = std::make_unique<ostria::storage::Catalogue>();
+    if (instance == nullptr) {
+      instance = std::make_unique<ostria::storage::Catalogue>();
+    }
     return instance->moduleInterface();
   } catch (...) {
     return nullptr;

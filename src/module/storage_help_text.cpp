@@ -58,7 +58,9 @@ constexpr const char* kPieces[] = {
 
 std::string storageHelpText() {
   std::string text;
-  for (const char* piece : kPieces) text += piece;
+  for (const char* piece : kPieces) {
+    text += piece;
+  }
   return text;
 }
 

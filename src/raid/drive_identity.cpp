@@ -17,7 +17,9 @@ std::string cleaned(const std::string& field) {
 
 bool identifyDrive(StorageProtocol& protocol, RaidPhysicalDrive* drive) {
   StorageProtocolProperties properties;
-  if (!succeeded(protocol.GetProperties(&properties))) return false;
+  if (!succeeded(protocol.GetProperties(&properties))) {
+    return false;
+  }
   drive->manufacturer = cleaned(properties.vendor);
   drive->model = cleaned(properties.modelNumber);
   drive->serial = cleaned(properties.serialNumber);

@@ -6,12 +6,14 @@ namespace ostria::storage {
 
 namespace {
 
-const std::string noPlatform = "IMSM_CAPABILITIES_NOT_FOUND";
+const std::string kNoPlatform = "IMSM_CAPABILITIES_NOT_FOUND";
 
 std::string joined(const std::vector<std::string>& texts) {
   std::string all;
   for (const std::string& text : texts) {
-    if (!all.empty()) all += ", ";
+    if (!all.empty()) {
+      all += ", ";
+    }
     all += text;
   }
   return all;
@@ -24,7 +26,9 @@ std::string sizeTextOf(std::uint64_t bytes) {
 }
 
 void addEntry(PropertySection& section, const std::string& key, const std::string& value) {
-  if (!value.empty()) section.entries.push_back({key, value});
+  if (!value.empty()) {
+    section.entries.push_back({key, value});
+  }
 }
 
 PropertySection describe(const RaidLogicalDevice& device, std::size_t position) {
@@ -57,7 +61,9 @@ RaidComponent::RaidComponent(DeviceHandle handle, std::uint32_t connectionKind,
 }
 
 void RaidComponent::addProperty(const std::string& key, const std::string& value) {
-  if (!value.empty()) properties_.push_back({key, value});
+  if (!value.empty()) {
+    properties_.push_back({key, value});
+  }
 }
 
 ProtocolResult RaidComponent::buildProperties() {
@@ -66,15 +72,21 @@ ProtocolResult RaidComponent::buildProperties() {
   prepare();
   RaidControllerInfo info;
   // What cannot be learnt stays as it is: a controller that says little can still have drives.
-  if (succeeded(getControllerInfo(&info))) controller_ = info;
+  if (succeeded(getControllerInfo(&info))) {
+    controller_ = info;
+  }
 
   displayName_ = controller_.model;
-  if (!controller_.serial.empty()) displayName_ += " - " + controller_.serial;
+  if (!controller_.serial.empty()) {
+    displayName_ += " - " + controller_.serial;
+  }
   model_ = controller_.model;
 
   properties_.push_back({"UDI", controller_.udi});
   addProperty("MODEL", controller_.model);
-  if (controller_.platform != noPlatform) addProperty("PLATFORM", controller_.platform);
+  if (controller_.platform != kNoPlatform) {
+    addProperty("PLATFORM", controller_.platform);
+  }
   addProperty("SERIAL", controller_.serial);
   addProperty("BIOS_VERSION", controller_.biosVersion);
   addProperty("NUM_LOGICAL_DEVICES", std::to_string(controller_.logicalDeviceCount));
@@ -84,13 +96,19 @@ ProtocolResult RaidComponent::buildProperties() {
   if (controller_.logicalDeviceCount >= 1) {
     std::vector<RaidLogicalDevice> sets;
     if (succeeded(getLogicalDevices(&sets))) {
-      for (std::size_t i = 0; i < sets.size(); ++i) sections_.push_back(describe(sets[i], i));
+      for (std::size_t i = 0; i < sets.size(); ++i) {
+        sections_.push_back(describe(sets[i], i));
+      }
     }
   }
   std::vector<RaidPhysicalDrive> drives;
   const ProtocolResult result = getPhysicalDrives(&drives);
-  if (!succeeded(result)) return result;
-  for (std::size_t i = 0; i < drives.size(); ++i) sections_.push_back(describe(drives[i], i));
+  if (!succeeded(result)) {
+    return result;
+  }
+  for (std::size_t i = 0; i < drives.size(); ++i) {
+    sections_.push_back(describe(drives[i], i));
+  }
   addProperty("NUM_PHYSICAL_DEVICES", std::to_string(drives.size()));
   addProperty("DRIVER_VERSION", controller_.driverVersion);
   return ProtocolResult::Success;

@@ -14,9 +14,9 @@ namespace ostria::storage {
 namespace {
 
 // Properties of a device: its description, hardware identifier and friendly name.
-constexpr std::uint32_t descriptionProperty = 0;
-constexpr std::uint32_t hardwareIdProperty = 1;
-constexpr std::uint32_t friendlyNameProperty = 12;
+constexpr std::uint32_t kDescriptionProperty = 0;
+constexpr std::uint32_t kHardwareIdProperty = 1;
+constexpr std::uint32_t kFriendlyNameProperty = 12;
 
 /// An open port whose controller says over CSMI that it can do RAID.
 struct CsmiPort {
@@ -35,19 +35,27 @@ bool saysRaid(DeviceHandle port) {
 std::vector<CsmiPort> openCsmiPorts(DeviceScanner& scanner) {
   std::vector<CsmiPort> ports;
   const auto filter = makeRaidPortFilter();
-  if (filter == nullptr || csmiSend() == nullptr) return ports;
+  if (filter == nullptr || csmiSend() == nullptr) {
+    return ports;
+  }
   DevicePathMap adapters;
-  if (scanner.listPaths(*filter, adapters) != 0) return ports;
+  if (scanner.listPaths(*filter, adapters) != 0) {
+    return ports;
+  }
   for (const auto& [number, paths] : adapters) {
     CsmiPort port;
-    if (scanner.deviceProperty(*filter, number, hardwareIdProperty, &port.hardwareId) != 0 ||
-        !isAcceptedRaidAdapter(port.hardwareId))
+    if (scanner.deviceProperty(*filter, number, kHardwareIdProperty, &port.hardwareId) != 0 ||
+        !isAcceptedRaidAdapter(port.hardwareId)) {
       continue;
-    if (scanner.deviceProperty(*filter, number, friendlyNameProperty, &port.name) != 0 ||
-        port.name.empty())
-      scanner.deviceProperty(*filter, number, descriptionProperty, &port.name);
+    }
+    if (scanner.deviceProperty(*filter, number, kFriendlyNameProperty, &port.name) != 0 ||
+        port.name.empty()) {
+      scanner.deviceProperty(*filter, number, kDescriptionProperty, &port.name);
+    }
     for (const std::string& path : paths) {
-      if (scanner.open(path, &port.handle) != 0) continue;
+      if (scanner.open(path, &port.handle) != 0) {
+        continue;
+      }
       if (saysRaid(port.handle)) {
         ports.push_back(port);
         break;
@@ -59,15 +67,19 @@ std::vector<CsmiPort> openCsmiPorts(DeviceScanner& scanner) {
 }
 
 std::vector<std::uint32_t> lsiControllers(LsiSender& sender) {
-  LsiCmd command(LsiCode::GetControllerList, 0, lsi::controllerListBytes);
-  if (sender.execute(command) != 0) return {};
+  LsiCmd command(LsiCode::GetControllerList, 0, lsi::kControllerListBytes);
+  if (sender.execute(command) != 0) {
+    return {};
+  }
   const std::vector<std::uint8_t>& list = command.buffer();
-  constexpr std::size_t room = (lsi::controllerListBytes - lsi::firstControllerId) / 4;
+  constexpr std::size_t kRoom = (lsi::kControllerListBytes - lsi::kFirstControllerId) / 4;
   std::vector<std::uint32_t> ids;
-  for (std::size_t i = 0; i < std::min<std::size_t>(loadLe32(list.data()), room); ++i) {
-    const std::uint32_t id = loadLe32(&list[lsi::firstControllerId + 4 * i]);
+  for (std::size_t i = 0; i < std::min<std::size_t>(loadLe32(list.data()), kRoom); ++i) {
+    const std::uint32_t id = loadLe32(&list[lsi::kFirstControllerId + 4 * i]);
     // A count beyond the list names a controller again and again.
-    if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
+    if (std::find(ids.begin(), ids.end(), id) == ids.end()) {
+      ids.push_back(id);
+    }
   }
   return ids;
 }
@@ -83,9 +95,13 @@ RaidComponentManager::~RaidComponentManager() {
 }
 
 void RaidComponentManager::clear() {
-  for (SystemComponent* component : components_) delete component;
+  for (SystemComponent* component : components_) {
+    delete component;
+  }
   components_.clear();
-  for (const DeviceHandle port : ports_) scanner_->close(port);
+  for (const DeviceHandle port : ports_) {
+    scanner_->close(port);
+  }
   ports_.clear();
 }
 
@@ -97,9 +113,13 @@ std::vector<DeviceHandle> RaidComponentManager::takePorts() { return std::move(p
 
 bool RaidComponentManager::hasDevices() {
   LsiSender* sender = getLsiSender();
-  if (sender != nullptr && !lsiControllers(*sender).empty()) return true;
+  if (sender != nullptr && !lsiControllers(*sender).empty()) {
+    return true;
+  }
   const std::vector<CsmiPort> ports = openCsmiPorts(*scanner_);
-  for (const CsmiPort& port : ports) scanner_->close(port.handle);
+  for (const CsmiPort& port : ports) {
+    scanner_->close(port.handle);
+  }
   return !ports.empty();
 }
 
@@ -111,10 +131,14 @@ void RaidComponentManager::scan() {
 
 void RaidComponentManager::scanLsi() {
   LsiSender* sender = getLsiSender();
-  if (sender == nullptr) return;
+  if (sender == nullptr) {
+    return;
+  }
   for (const std::uint32_t id : lsiControllers(*sender)) {
     auto controller = std::make_unique<LsiRaidComponent>(id, sender);
-    if (!succeeded(controller->buildProperties())) continue;
+    if (!succeeded(controller->buildProperties())) {
+      continue;
+    }
     controller->setId(std::to_string(id));
     components_.push_back(controller.release());
   }

@@ -16,8 +16,8 @@ using namespace config_file_error;
 
 // The matcher of std::regex recurses with the length of the text: a long line would overrun the
 // stack. No setting comes near these bounds.
-constexpr std::size_t maxLineBytes = 1024;
-constexpr qint64 maxFileBytes = 1 << 20;
+constexpr std::size_t kMaxLineBytes = 1024;
+constexpr qint64 kMaxFileBytes = 1 << 20;
 
 struct MalformedLine {
   std::uint32_t code;
@@ -29,22 +29,28 @@ bool holds(const std::string& line, char c) { return line.find(c) != std::string
 
 /// The first rule that the line falls under, or 0 for a line in order.
 std::uint32_t classify(const std::string& line) {
-  static const std::array<MalformedLine, 10> rules = {{
-      {RepeatedOpenBracket, std::regex(R"((\[\s*\w+\[)|(\[\[))"), 0},
-      {RepeatedCloseBracket, std::regex(R"((\]\s*\w+\])|(\]\]))"), 0},
-      {RepeatedEquals, std::regex(R"((=\s*\w+=)|(==))"), 0},
-      {EqualsAtBracket, std::regex(R"(((=\w+(\[|\]))|((\[|\]))\w+=)|(\[=)|(\]=)|(=\[)|(=\]))"), 0},
-      {BracketNotClosed, std::regex(R"((\[\]{0}[\w]+)|(\]{0}[\w]+\[+))"), ']'},
-      {BracketNotOpened, std::regex(R"((\[{0}[\w]+\]+)|(\]\[{0}[\w]+))"), '['},
-      {BracketsReversed, std::regex(R"((\]\w+\[)|(\]\[))"), 0},
-      {EmptySection, std::regex(R"(\[\s*\]+)"), 0},
-      {NoKey, std::regex(R"(^\s*=\s*[\w]+)"), 0},
-      {NoValue, std::regex(R"(^[\w]+\s*=\s*$)"), 0},
+  static const std::array<MalformedLine, 10> kRules = {{
+      {kRepeatedOpenBracket, std::regex(R"((\[\s*\w+\[)|(\[\[))"), 0},
+      {kRepeatedCloseBracket, std::regex(R"((\]\s*\w+\])|(\]\]))"), 0},
+      {kRepeatedEquals, std::regex(R"((=\s*\w+=)|(==))"), 0},
+      {kEqualsAtBracket, std::regex(R"(((=\w+(\[|\]))|((\[|\]))\w+=)|(\[=)|(\]=)|(=\[)|(=\]))"), 0},
+      {kBracketNotClosed, std::regex(R"((\[\]{0}[\w]+)|(\]{0}[\w]+\[+))"), ']'},
+      {kBracketNotOpened, std::regex(R"((\[{0}[\w]+\]+)|(\]\[{0}[\w]+))"), '['},
+      {kBracketsReversed, std::regex(R"((\]\w+\[)|(\]\[))"), 0},
+      {kEmptySection, std::regex(R"(\[\s*\]+)"), 0},
+      {kNoKey, std::regex(R"(^\s*=\s*[\w]+)"), 0},
+      {kNoValue, std::regex(R"(^[\w]+\s*=\s*$)"), 0},
   }};
-  if (line.find_first_of("[]=") == std::string::npos) return NeitherSectionNorKey;
-  for (const MalformedLine& rule : rules) {
-    if (rule.allowedWith != 0 && holds(line, rule.allowedWith)) continue;
-    if (std::regex_search(line, rule.pattern)) return rule.code;
+  if (line.find_first_of("[]=") == std::string::npos) {
+    return kNeitherSectionNorKey;
+  }
+  for (const MalformedLine& rule : kRules) {
+    if (rule.allowedWith != 0 && holds(line, rule.allowedWith)) {
+      continue;
+    }
+    if (std::regex_search(line, rule.pattern)) {
+      return rule.code;
+    }
   }
   return 0;
 }
@@ -62,23 +68,35 @@ class Parser {
 
   /// @return whether the reading goes on
   bool acceptLine(std::string line) {
-    static const std::regex blank(R"(^\s*$)");
-    static const std::regex sectionLine(R"(\[([\w\s*]+)\])");
-    static const std::regex keyLine(R"(([\w]+)\s*=\s*([^]+)$)");
+    static const std::regex kBlank(R"(^\s*$)");
+    static const std::regex kSectionLine(R"(\[([\w\s*]+)\])");
+    static const std::regex kEyLine(R"(([\w]+)\s*=\s*([^]+)$)");
 
-    if (const auto comment = line.find(';'); comment != std::string::npos) line.resize(comment);
-    if (line.size() > maxLineBytes) return fail(LineTooLong);
-    if (std::regex_search(line, blank)) return true;
-    if (const std::uint32_t code = classify(line); code != 0) return fail(code);
+    if (const auto comment = line.find(';'); comment != std::string::npos) {
+      line.resize(comment);
+    }
+    if (line.size() > kMaxLineBytes) {
+      return fail(kLineTooLong);
+    }
+    if (std::regex_search(line, kBlank)) {
+      return true;
+    }
+    if (const std::uint32_t code = classify(line); code != 0) {
+      return fail(code);
+    }
 
     std::smatch match;
-    if (std::regex_search(line, match, sectionLine)) {
+    if (std::regex_search(line, match, kSectionLine)) {
       section_ = capitals(match[1]);
-      if (!contents_.try_emplace(section_).second) return fail(SectionTwice);
+      if (!contents_.try_emplace(section_).second) {
+        return fail(kSectionTwice);
+      }
     }
-    if (std::regex_search(line, match, keyLine)) {
+    if (std::regex_search(line, match, kEyLine)) {
       const std::string key = capitals(match[1]);
-      if (!contents_[section_].try_emplace(key, match[2]).second) return fail(KeyTwice, key);
+      if (!contents_[section_].try_emplace(key, match[2]).second) {
+        return fail(kKeyTwice, key);
+      }
     }
     return true;
   }
@@ -104,9 +122,9 @@ bool readConfigurationFile(const std::string& path, ConfigurationMap& contents,
   error = {};
   QFile file(QString::fromStdString(path));
   // What is no regular file could block or never end.
-  if (!QFileInfo(file).isFile() || file.size() > maxFileBytes ||
+  if (!QFileInfo(file).isFile() || file.size() > kMaxFileBytes ||
       !file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-    error.code = NotReadable;
+    error.code = kNotReadable;
     return false;
   }
   QTextStream stream(&file);
@@ -114,7 +132,9 @@ bool readConfigurationFile(const std::string& path, ConfigurationMap& contents,
   Parser parser(contents, error);
   for (QString line; stream.readLineInto(&line);) {
     ++error.reserved1;
-    if (!parser.acceptLine(line.toStdString())) return false;
+    if (!parser.acceptLine(line.toStdString())) {
+      return false;
+    }
   }
   error = {};
   return true;

@@ -9,21 +9,21 @@ namespace ostria::storage {
 /// Codes of the `ConfigurationError` that ends the reading of a file, beside those for the value of
 /// a key. 1001 to 1014 name a malformed line.
 namespace config_file_error {
-inline constexpr std::uint32_t NotReadable = 0;
-inline constexpr std::uint32_t SectionTwice = 1;
-inline constexpr std::uint32_t KeyTwice = 2;
-inline constexpr std::uint32_t RepeatedOpenBracket = 1001;
-inline constexpr std::uint32_t RepeatedCloseBracket = 1002;
-inline constexpr std::uint32_t RepeatedEquals = 1003;
-inline constexpr std::uint32_t EqualsAtBracket = 1006;
-inline constexpr std::uint32_t BracketNotClosed = 1007;
-inline constexpr std::uint32_t BracketNotOpened = 1008;
-inline constexpr std::uint32_t BracketsReversed = 1009;
-inline constexpr std::uint32_t NeitherSectionNorKey = 1010;
-inline constexpr std::uint32_t EmptySection = 1011;
-inline constexpr std::uint32_t NoKey = 1012;
-inline constexpr std::uint32_t NoValue = 1014;
-inline constexpr std::uint32_t LineTooLong = 1015;
+inline constexpr std::uint32_t kNotReadable = 0;
+inline constexpr std::uint32_t kSectionTwice = 1;
+inline constexpr std::uint32_t kKeyTwice = 2;
+inline constexpr std::uint32_t kRepeatedOpenBracket = 1001;
+inline constexpr std::uint32_t kRepeatedCloseBracket = 1002;
+inline constexpr std::uint32_t kRepeatedEquals = 1003;
+inline constexpr std::uint32_t kEqualsAtBracket = 1006;
+inline constexpr std::uint32_t kBracketNotClosed = 1007;
+inline constexpr std::uint32_t kBracketNotOpened = 1008;
+inline constexpr std::uint32_t kBracketsReversed = 1009;
+inline constexpr std::uint32_t kNeitherSectionNorKey = 1010;
+inline constexpr std::uint32_t kEmptySection = 1011;
+inline constexpr std::uint32_t kNoKey = 1012;
+inline constexpr std::uint32_t kNoValue = 1014;
+inline constexpr std::uint32_t kLineTooLong = 1015;
 }  // namespace config_file_error
 
 /// Reads a configuration file: sections in brackets, "key = value" lines, ";" starts a comment.

@@ -19,7 +19,7 @@ class DeviceScanFilter {
 using DevicePathMap = std::map<std::uint32_t, std::vector<std::string>>;
 
 /// Property code of a device's location text (SPDRP_LOCATION_INFORMATION).
-inline constexpr std::uint32_t LocationInformationProperty = 13;
+inline constexpr std::uint32_t kLocationInformationProperty = 13;
 
 /// The platform's enumeration of devices, and the opening and closing of them. An `int` result is 0
 /// on success.

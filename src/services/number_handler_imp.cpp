@@ -17,8 +17,12 @@ bool parse(Number* out, const std::string& text, NumberHandler::Manipulator base
   std::istringstream stream(text);
   stream.imbue(std::locale::classic());
   Number value{};
-  if (!(stream >> base >> value)) return false;
-  if (whole && stream.peek() != std::istringstream::traits_type::eof()) return false;
+  if (!(stream >> base >> value)) {
+    return false;
+  }
+  if (whole && stream.peek() != std::istringstream::traits_type::eof()) {
+    return false;
+  }
   *out = value;
   return true;
 }
@@ -64,7 +68,9 @@ bool NumberHandlerImp::parseUnsignedLong2(std::uint32_t* out, const std::string&
 
 void NumberHandlerImp::formatFixed(std::string& out, float value, int precision, bool fixed) {
   std::ostringstream stream = classicStream();
-  if (fixed) stream << std::fixed << std::setprecision(precision);
+  if (fixed) {
+    stream << std::fixed << std::setprecision(precision);
+  }
   stream << value;
   out = stream.str();
 }
@@ -91,8 +97,8 @@ void NumberHandlerImp::formatUnsigned(std::string& out, std::uint64_t value) {
 
 void NumberHandlerImp::formatSize(std::string& out, std::uint64_t value, std::string unit,
                                   bool binary) {
-  static constexpr std::array<const char*, 9> Prefixes = {"",   " K", " M", " G", " T",
-                                                          " P", " E", " Z", " Y"};
+  static constexpr std::array<const char*, 9> kPrefixes = {"",   " K", " M", " G", " T",
+                                                           " P", " E", " Z", " Y"};
   const double divisor = binary ? 1024.0 : 1000.0;
   double scaled = static_cast<double>(value);
   std::size_t divisions = 0;
@@ -100,11 +106,17 @@ void NumberHandlerImp::formatSize(std::string& out, std::uint64_t value, std::st
     scaled /= divisor;
     ++divisions;
   }
-  if (divisions == 0 && unit == "B") unit = " byte";
-  if (divisions == 0 && unit == "b") unit = " bit";
-  if (scaled > 1.0) unit += "s";
+  if (divisions == 0 && unit == "B") {
+    unit = " byte";
+  }
+  if (divisions == 0 && unit == "b") {
+    unit = " bit";
+  }
+  if (scaled > 1.0) {
+    unit += "s";
+  }
   formatFixed(out, static_cast<float>(scaled), 2, true);
-  out += Prefixes[divisions] + unit;
+  out += kPrefixes[divisions] + unit;
 }
 
 void NumberHandlerImp::formatBytes(std::string& out, std::uint64_t value) {
@@ -117,9 +129,13 @@ void NumberHandlerImp::seedRandom(std::uint32_t seed) {
 }
 
 std::uint64_t NumberHandlerImp::random(std::uint64_t limit) {
-  if (!seeded_) seedRandom(static_cast<std::uint32_t>(std::time(nullptr)));
+  if (!seeded_) {
+    seedRandom(static_cast<std::uint32_t>(std::time(nullptr)));
+  }
   std::uint64_t number = 0;
-  for (int draw = 0; draw < 4; ++draw) number = (number << 15) | randomBits(0x7FFF);
+  for (int draw = 0; draw < 4; ++draw) {
+    number = (number << 15) | randomBits(0x7FFF);
+  }
   number = (number << 4) | randomBits(0x7F);
   return number % limit;
 }

@@ -9,8 +9,8 @@ NumberHandler* get_number_handler() { return &getLocalNumberHandler(); }
 Filesystem* get_filesystem() { return &getLocalFilesystem(); }
 
 Cim* get_cim() {
-  static Cim* const cim = makeCim().release();
-  return cim;
+  static Cim* const kCim = makeCim().release();
+  return kCim;
 }
 
 }  // namespace ostria::storage

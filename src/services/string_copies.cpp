@@ -12,7 +12,9 @@ namespace {
 
 template <typename Character>
 int refuse(Character* destination, std::size_t size, int error) {
-  if (destination != nullptr && size != 0) destination[0] = 0;
+  if (destination != nullptr && size != 0) {
+    destination[0] = 0;
+  }
   return error;
 }
 
@@ -20,10 +22,13 @@ int refuse(Character* destination, std::size_t size, int error) {
 
 int StringHandlerImp::copyN(char* destination, std::size_t size, const char* source,
                             std::size_t n) {
-  if (destination == nullptr || size == 0 || source == nullptr)
+  if (destination == nullptr || size == 0 || source == nullptr) {
     return refuse(destination, size, EINVAL);
+  }
   const std::size_t length = lengthN(source, std::min(n, size));
-  if (length >= size) return refuse(destination, size, ERANGE);
+  if (length >= size) {
+    return refuse(destination, size, ERANGE);
+  }
   std::memmove(destination, source, length);
   destination[length] = 0;
   return 0;
@@ -31,11 +36,13 @@ int StringHandlerImp::copyN(char* destination, std::size_t size, const char* sou
 
 int StringHandlerImp::copyExact(char* destination, std::size_t size, const char* source,
                                 std::size_t n) {
-  if (destination == nullptr || source == nullptr || size == 0 || n >= size)
+  if (destination == nullptr || source == nullptr || size == 0 || n >= size) {
     return refuse(destination, size, -1);
+  }
   const std::less<const char*> before;  // a total order, also of unrelated objects
-  if (before(source, destination + n + 1) && before(destination, source + n))
+  if (before(source, destination + n + 1) && before(destination, source + n)) {
     return refuse(destination, size, -1);
+  }
   std::memcpy(destination, source, n);
   destination[n] = 0;
   return 0;
@@ -43,13 +50,18 @@ int StringHandlerImp::copyExact(char* destination, std::size_t size, const char*
 
 int StringHandlerImp::appendN(char* destination, std::size_t size, const char* source,
                               std::size_t n) {
-  if (destination == nullptr || size == 0 || source == nullptr)
+  if (destination == nullptr || size == 0 || source == nullptr) {
     return refuse(destination, size, EINVAL);
+  }
   const std::size_t present = lengthN(destination, size);
-  if (present == size) return refuse(destination, size, EINVAL);
+  if (present == size) {
+    return refuse(destination, size, EINVAL);
+  }
   const std::size_t room = size - present;
   const std::size_t length = lengthN(source, std::min(n, room));
-  if (length >= room) return refuse(destination, size, ERANGE);
+  if (length >= room) {
+    return refuse(destination, size, ERANGE);
+  }
   std::memmove(destination + present, source, length);
   destination[present + length] = 0;
   return 0;
@@ -57,63 +69,94 @@ int StringHandlerImp::appendN(char* destination, std::size_t size, const char* s
 
 int StringHandlerImp::wideToMultiByte(std::size_t* converted, char* destination, std::size_t size,
                                       const wchar_t* source, std::size_t n) {
-  if (converted != nullptr) *converted = 0;
-  if (source == nullptr || (destination == nullptr) != (size == 0))
+  if (converted != nullptr) {
+    *converted = 0;
+  }
+  if (source == nullptr || (destination == nullptr) != (size == 0)) {
     return refuse(destination, size, EINVAL);
+  }
   std::mbstate_t state{};
   std::size_t length = 0;
   for (const wchar_t* next = source; *next != 0; ++next) {
     char bytes[16];
     const std::size_t count = std::wcrtomb(bytes, *next, &state);
-    if (count == static_cast<std::size_t>(-1)) return refuse(destination, size, EILSEQ);
+    if (count == static_cast<std::size_t>(-1)) {
+      return refuse(destination, size, EILSEQ);
+    }
     if (destination != nullptr) {
-      if (length + count > n) break;  // as many whole characters as `n` bytes hold
-      if (length + count >= size) return refuse(destination, size, ERANGE);
+      if (length + count > n) {
+        break;  // as many whole characters as `n` bytes hold
+      }
+      if (length + count >= size) {
+        return refuse(destination, size, ERANGE);
+      }
       std::memcpy(destination + length, bytes, count);
     }
     length += count;
   }
-  if (destination != nullptr) destination[length] = 0;
-  if (converted != nullptr) *converted = length + 1;
+  if (destination != nullptr) {
+    destination[length] = 0;
+  }
+  if (converted != nullptr) {
+    *converted = length + 1;
+  }
   return 0;
 }
 
 int StringHandlerImp::multiByteToWide(std::size_t* converted, wchar_t* destination,
                                       std::size_t size, const char* source, std::size_t n) {
-  if (converted != nullptr) *converted = 0;
-  if (source == nullptr || (destination == nullptr) != (size == 0))
+  if (converted != nullptr) {
+    *converted = 0;
+  }
+  if (source == nullptr || (destination == nullptr) != (size == 0)) {
     return refuse(destination, size, EINVAL);
+  }
   std::mbstate_t state{};
   std::size_t length = 0;
   const char* const end = source + std::strlen(source);
   for (const char* next = source; next != end; ++length) {
-    if (destination != nullptr && length == n) break;
+    if (destination != nullptr && length == n) {
+      break;
+    }
     wchar_t wide = 0;
     const std::size_t count =
         std::mbrtowc(&wide, next, static_cast<std::size_t>(end - next), &state);
-    if (count == 0 || count > static_cast<std::size_t>(end - next))
+    if (count == 0 || count > static_cast<std::size_t>(end - next)) {
       return refuse(destination, size, EILSEQ);
+    }
     if (destination != nullptr) {
-      if (length + 1 >= size) return refuse(destination, size, ERANGE);
+      if (length + 1 >= size) {
+        return refuse(destination, size, ERANGE);
+      }
       destination[length] = wide;
     }
     next += count;
   }
-  if (destination != nullptr) destination[length] = 0;
-  if (converted != nullptr) *converted = length + 1;
+  if (destination != nullptr) {
+    destination[length] = 0;
+  }
+  if (converted != nullptr) {
+    *converted = length + 1;
+  }
   return 0;
 }
 
 std::size_t StringHandlerImp::wideLength(const wchar_t* text, std::size_t limit) {
-  if (text == nullptr) return 0;
+  if (text == nullptr) {
+    return 0;
+  }
   std::size_t length = 0;
-  while (length < limit && text[length] != 0) ++length;
+  while (length < limit && text[length] != 0) {
+    ++length;
+  }
   return length;
 }
 
 char* StringHandlerImp::copyFixedField(char* destination, std::size_t size, const void* source,
                                        std::size_t sourceLength) {
-  if (destination == nullptr || size == 0) return destination;
+  if (destination == nullptr || size == 0) {
+    return destination;
+  }
   // The source may lie in the destination, which is filled with zeros first.
   std::string field = fromBytes(source, sourceLength);
   field.erase(0, field.find_first_not_of(' '));

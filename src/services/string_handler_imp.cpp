@@ -32,7 +32,9 @@ void StringHandlerImp::keepPrintable(const std::string& text, std::string& out) 
 
 void StringHandlerImp::removeCharacters(const std::set<char>& characters, const std::string& text,
                                         std::string& out) {
-  if (characters.empty() || text.empty()) return;
+  if (characters.empty() || text.empty()) {
+    return;
+  }
   std::string kept;
   std::copy_if(text.begin(), text.end(), std::back_inserter(kept),
                [&](char c) { return !characters.contains(c); });
@@ -77,7 +79,9 @@ int StringHandlerImp::compareN(const char* a, const char* b, std::size_t n) {
 }
 
 int StringHandlerImp::formatBounded(char* buffer, std::size_t size, const char* format, ...) {
-  if (buffer == nullptr || size == 0 || format == nullptr) return -1;
+  if (buffer == nullptr || size == 0 || format == nullptr) {
+    return -1;
+  }
   va_list arguments;
   va_start(arguments, format);
   const int needed = std::vsnprintf(buffer, size, format, arguments);
@@ -86,7 +90,9 @@ int StringHandlerImp::formatBounded(char* buffer, std::size_t size, const char* 
 }
 
 std::size_t StringHandlerImp::lengthN(const char* text, std::size_t limit) {
-  if (text == nullptr) return 0;
+  if (text == nullptr) {
+    return 0;
+  }
   const void* end = std::memchr(text, 0, limit);
   return end == nullptr ? limit : static_cast<std::size_t>(static_cast<const char*>(end) - text);
 }
@@ -95,13 +101,19 @@ int StringHandlerImp::compareNoCase(const char* a, const char* b) {
   for (;; ++a, ++b) {
     const auto left = static_cast<unsigned char>(lower(*a));
     const auto right = static_cast<unsigned char>(lower(*b));
-    if (left != right) return left < right ? -1 : 1;
-    if (left == 0) return 0;
+    if (left != right) {
+      return left < right ? -1 : 1;
+    }
+    if (left == 0) {
+      return 0;
+    }
   }
 }
 
 int StringHandlerImp::format(char* buffer, std::size_t size, const char* format, ...) {
-  if (format == nullptr || (buffer == nullptr && size != 0)) return -1;
+  if (format == nullptr || (buffer == nullptr && size != 0)) {
+    return -1;
+  }
   va_list arguments;
   va_start(arguments, format);
   const int needed = std::vsnprintf(buffer, size, format, arguments);
@@ -138,14 +150,20 @@ std::string StringHandlerImp::cutAtNul(const std::string& text) {
 }
 
 void StringHandlerImp::cutTrailing(std::string& text, const std::string& set) {
-  if (text.empty() || set.empty() || set.find(text.back()) == std::string::npos) return;
-  if (text.size() >= set.size()) text.resize(text.size() - set.size());
+  if (text.empty() || set.empty() || set.find(text.back()) == std::string::npos) {
+    return;
+  }
+  if (text.size() >= set.size()) {
+    text.resize(text.size() - set.size());
+  }
 }
 
 std::wstring StringHandlerImp::widen(const std::string& text) {
   std::wstring wide;
   wide.reserve(text.size());
-  for (const char c : text) wide += static_cast<wchar_t>(static_cast<signed char>(c));
+  for (const char c : text) {
+    wide += static_cast<wchar_t>(static_cast<signed char>(c));
+  }
   return wide;
 }
 

@@ -8,7 +8,9 @@ namespace {
 
 std::string trimmed(const std::string& text) {
   const auto first = text.find_first_not_of(" \t\r\n");
-  if (first == std::string::npos) return "";
+  if (first == std::string::npos) {
+    return "";
+  }
   return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
@@ -24,8 +26,12 @@ std::optional<std::string> unquoted(const std::string& text) {
   std::string out;
   for (std::size_t i = 1; i < text.size(); ++i) {
     char c = text[i];
-    if (c == quote) return i + 1 == text.size() ? std::optional(out) : std::nullopt;
-    if (c == '\\' && i + 1 < text.size()) c = text[++i];
+    if (c == quote) {
+      return i + 1 == text.size() ? std::optional(out) : std::nullopt;
+    }
+    if (c == '\\' && i + 1 < text.size()) {
+      c = text[++i];
+    }
     out += c;
   }
   return std::nullopt;
@@ -43,19 +49,26 @@ bool WqlCondition::accepts(const std::string& text) const { return sameName(text
 
 std::optional<WqlCondition> parseWqlCondition(const std::string& text) {
   const auto equals = text.find('=');
-  if (equals == std::string::npos) return std::nullopt;
+  if (equals == std::string::npos) {
+    return std::nullopt;
+  }
   WqlCondition condition;
   condition.property = trimmed(text.substr(0, equals));
   const std::string value = trimmed(text.substr(equals + 1));
-  if (!isName(condition.property) || value.empty()) return std::nullopt;
+  if (!isName(condition.property) || value.empty()) {
+    return std::nullopt;
+  }
   if (value.front() == '\'' || value.front() == '"') {
     const auto inner = unquoted(value);
-    if (!inner) return std::nullopt;
+    if (!inner) {
+      return std::nullopt;
+    }
     condition.value = *inner;
   } else {
     if (!std::all_of(value.begin(), value.end(),
-                     [](unsigned char c) { return std::isdigit(c) != 0; }))
+                     [](unsigned char c) { return std::isdigit(c) != 0; })) {
       return std::nullopt;
+    }
     condition.value = value;
   }
   return condition;

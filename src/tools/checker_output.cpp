@@ -10,8 +10,12 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 }  // namespace
 
 int parseCheckerPercent(std::string line) {
-  if (line.size() > 1 && line[0] == ' ' && isDigit(line[1])) line.erase(0, 1);
-  if (line.empty() || !isDigit(line[0])) return -1;
+  if (line.size() > 1 && line[0] == ' ' && isDigit(line[1])) {
+    line.erase(0, 1);
+  }
+  if (line.empty() || !isDigit(line[0])) {
+    return -1;
+  }
   return parseIntOrZero(line.substr(0, line.find(' ')));
 }
 
@@ -22,8 +26,12 @@ std::string cleanCheckerText(const std::string& text) {
   for (std::size_t end; (end = text.find(lineEnd, start)) != std::string::npos;
        start = end + lineEnd.size()) {
     std::string piece = text.substr(start, end - start);
-    if (piece.empty()) continue;
-    if (piece.find('\n') == std::string::npos) piece += '\n';
+    if (piece.empty()) {
+      continue;
+    }
+    if (piece.find('\n') == std::string::npos) {
+      piece += '\n';
+    }
     std::erase(piece, '\r');
     out += piece;
   }
@@ -48,7 +56,9 @@ std::optional<int> CheckerOutput::accept(char byte) {
     report = percent;
   }
   if (percent == -1) {
-    if (!secondOfPair) ++otherLines_;
+    if (!secondOfPair) {
+      ++otherLines_;
+    }
     text_ += convert_(line_);
   }
   line_.clear();

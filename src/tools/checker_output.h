@@ -27,11 +27,11 @@ class CheckerOutput {
   ///         one
   std::optional<int> accept(char byte);
   /// A thousand lines came without any percentage.
-  bool isStuck() const { return !sawPercent_ && otherLines_ >= stuckAfterLines; }
+  bool isStuck() const { return !sawPercent_ && otherLines_ >= kStuckAfterLines; }
   std::string message() const { return cleanCheckerText(text_); }
 
  private:
-  static constexpr std::size_t stuckAfterLines = 1000;
+  static constexpr std::size_t kStuckAfterLines = 1000;
 
   Convert convert_;
   std::string line_;

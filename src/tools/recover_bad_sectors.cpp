@@ -8,7 +8,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr const char* unmountFailureText = "Unable to unmount all partitions of the device";
+constexpr const char* kUnmountFailureText = "Unable to unmount all partitions of the device";
 
 std::string statusText(ToolStatus status) {
   return std::to_string(static_cast<std::int32_t>(status));
@@ -17,10 +17,11 @@ std::string statusText(ToolStatus status) {
 /// The groups of four values by which the host describes the partitions of a device; what is left
 /// of an incomplete group is no partition.
 std::vector<RecoverPartitionItem> partitionItems(const std::vector<std::string>& values) {
-  constexpr std::size_t groupSize = 4;
+  constexpr std::size_t kGroupSize = 4;
   std::vector<RecoverPartitionItem> items;
-  for (std::size_t i = 0; i + groupSize <= values.size(); i += groupSize)
+  for (std::size_t i = 0; i + kGroupSize <= values.size(); i += kGroupSize) {
     items.push_back({values[i], values[i + 2], values[i + 1], values[i + 3] == "T"});
+  }
   return items;
 }
 
@@ -60,13 +61,22 @@ RecoverBadSectors::~RecoverBadSectors() = default;
 
 bool RecoverBadSectors::isApplicable(SystemComponent* component) {
   const auto* const storage = dynamic_cast<StorageComponent*>(component);
-  if (storage == nullptr || storage->storageProtocol() == nullptr) return false;
-  if (storage->busKind() == StorageBusKind::Emmc || storage->busKind() == StorageBusKind::Nvme)
+  if (storage == nullptr || storage->storageProtocol() == nullptr) {
     return false;
-  if (storage->connection() == DeviceConnection::RaidMember) return false;
+  }
+  if (storage->busKind() == StorageBusKind::Emmc || storage->busKind() == StorageBusKind::Nvme) {
+    return false;
+  }
+  if (storage->connection() == DeviceConnection::RaidMember) {
+    return false;
+  }
   StorageProtocolProperties device;
-  if (!succeeded(storage->storageProtocol()->GetCachedProperties(&device))) return false;
-  if (device.totalSectors == 0 || device.logicalSectorSize < 512) return false;
+  if (!succeeded(storage->storageProtocol()->GetCachedProperties(&device))) {
+    return false;
+  }
+  if (device.totalSectors == 0 || device.logicalSectorSize < 512) {
+    return false;
+  }
   return storage->connection() != DeviceConnection::External ||
          !(storage->securitySupported() && storage->securityLocked());
 }
@@ -79,17 +89,25 @@ void RecoverBadSectors::runOperation() {
   abortContext_->setAborted(false);
   const std::vector<std::string>* const operation = getParameter("Operation");
   operationName_ = operation == nullptr || operation->empty() ? "" : operation->front();
-  if (operationName_ == "filterDevices") return filterDevices();
+  if (operationName_ == "filterDevices") {
+    return filterDevices();
+  }
 
   const auto chosen = operations_.find(operationName_);
-  if (chosen == operations_.end()) return setParameter("Message", {"INVALID_PARAMETER"});
+  if (chosen == operations_.end()) {
+    return setParameter("Message", {"INVALID_PARAMETER"});
+  }
   currentOperation_ = chosen->second.get();
   values_.clear();
   buildDeviceItems();
-  if (eventReceiver == nullptr) return;
+  if (eventReceiver == nullptr) {
+    return;
+  }
 
   // What an earlier run left there is not of this one.
-  if (getParameter("Message") != nullptr) setParameter("Message", {});
+  if (getParameter("Message") != nullptr) {
+    setParameter("Message", {});
+  }
   fireEvent(*this, eventReceiver, "OnRecoverInit");
   publish(*this, eventReceiver, "OperationInit", {currentOperation_->getTitle()});
   // The items say how many devices there are, whatever a handler does to `devices` meanwhile.
@@ -97,17 +115,20 @@ void RecoverBadSectors::runOperation() {
   for (std::size_t i = 0; i < deviceItems_.size(); ++i) {
     setParameter("Message", {});
     currentOperation_->setComponent(dynamic_cast<StorageComponent*>(chosenDevices[i]));
-    if (deviceItems_[i].partitions.empty())
+    if (deviceItems_[i].partitions.empty()) {
       treatDevice(deviceItems_[i]);
-    else
+    } else {
       treatPartitions(deviceItems_[i]);
+    }
   }
   fireEvent(*this, eventReceiver, "OnRecoverFinish");
 }
 
 void RecoverBadSectors::filterDevices() {
   values_.clear();
-  for (SystemComponent* const device : devices) values_.push_back(isApplicable(device) ? "T" : "F");
+  for (SystemComponent* const device : devices) {
+    values_.push_back(isApplicable(device) ? "T" : "F");
+  }
   setParameter("DevicesFilter", values_);
 }
 
@@ -120,8 +141,9 @@ void RecoverBadSectors::buildDeviceItems() {
       item.name = device->description().displayName;
     }
     if (operationName_ == "filesystem") {
-      if (const auto* const table = getParameter("partition_table" + item.identifier))
+      if (const auto* const table = getParameter("partition_table" + item.identifier)) {
         item.partitions = partitionItems(*table);
+      }
     }
     deviceItems_.push_back(std::move(item));
   }
@@ -156,7 +178,9 @@ void RecoverBadSectors::treatPartitions(const RecoverDeviceItem& item) {
     values_.push_back(message);
     values_.push_back(statusText(status));
     setParameter("PartitionFinish", values_);
-    if (!executed && !notice.empty()) setParameter("Message", {notice});
+    if (!executed && !notice.empty()) {
+      setParameter("Message", {notice});
+    }
     fireEvent(*this, eventReceiver, "OnPartitionFinish");
     setParameter("Message", {});
   }
@@ -202,12 +226,13 @@ void RecoverBadSectors::treatDevice(const RecoverDeviceItem& item) {
 ToolStatus RecoverBadSectors::executeGuarded(const RecoverDeviceItem& item,
                                              std::uint32_t partitionIndex) try {
   StorageComponent* const component = currentOperation_->component();
-  if (operationName_ != "repair" || component == nullptr)
+  if (operationName_ != "repair" || component == nullptr) {
     return currentOperation_->execute(item, partitionIndex);
+  }
 
   VolumesOffline offline(*component);
   if (std::vector<std::string> message = offline.take(); !message.empty()) {
-    message.insert(message.begin(), unmountFailureText);
+    message.insert(message.begin(), kUnmountFailureText);
     setParameter("Message", message);
   }
   return currentOperation_->execute(item, partitionIndex);
@@ -225,8 +250,11 @@ void RecoverBadSectors::storeStatistics() {
   setParameter("SectorsInfo", numbers);
 
   std::vector<std::string> sectors;
-  if (const auto* const list = currentOperation_->getBadSectorList())
-    for (const std::uint64_t sector : *list) sectors.push_back(std::to_string(sector));
+  if (const auto* const list = currentOperation_->getBadSectorList()) {
+    for (const std::uint64_t sector : *list) {
+      sectors.push_back(std::to_string(sector));
+    }
+  }
   setParameter("BadSectorsList", sectors);
 }
 

@@ -12,7 +12,9 @@ class RecoverRunLog {
   RecoverRunLog() : timer_(get_timer()), timeHandler_(get_time_handler()) {}
 
   void append(const std::string& message) {
-    if (!message.empty()) text_ += ">>> LOG\n" + message + "\n<<< LOG\n";
+    if (!message.empty()) {
+      text_ += ">>> LOG\n" + message + "\n<<< LOG\n";
+    }
   }
   const std::string& text() const { return text_; }
 

@@ -18,25 +18,32 @@ ToolStatus ScanAndFixTool::execute(const RecoverDeviceItem& item, std::uint32_t 
 
 /// Seconds that a write may take: more for a drive that may have to spin up first.
 std::uint32_t ScanAndFixTool::chooseTimeout() {
-  constexpr std::uint32_t awake = 10;
-  constexpr std::uint32_t asleep = 30;
+  constexpr std::uint32_t kAwake = 10;
+  constexpr std::uint32_t kAsleep = 30;
   StorageProtocol* const protocol = component_ != nullptr ? component_->storageProtocol() : nullptr;
-  if (protocol == nullptr || component_->connection() == DeviceConnection::RaidMember)
-    return asleep;
+  if (protocol == nullptr || component_->connection() == DeviceConnection::RaidMember) {
+    return kAsleep;
+  }
   const auto& attributes = component_->attributeMap();
   const auto rotation = attributes.find("NonRotatingMedia");
   const bool spinning = component_->busKind() == StorageBusKind::Ata &&
                         rotation != attributes.end() && rotation->second == "F";
-  if (!spinning) return awake;
+  if (!spinning) {
+    return kAwake;
+  }
 
   std::uint32_t mode = StorageProtocol::OtherMode;
-  if (!succeeded(protocol->GetPowerMode(&mode))) return asleep;
-  if (mode == StorageProtocol::Idle || mode == StorageProtocol::Active) return awake;
+  if (!succeeded(protocol->GetPowerMode(&mode))) {
+    return kAsleep;
+  }
+  if (mode == StorageProtocol::Idle || mode == StorageProtocol::Active) {
+    return kAwake;
+  }
   if (mode == StorageProtocol::Standby) {
     // Wakes the drive; one that does not care stays asleep and gets the longer time all the same.
     static_cast<void>(protocol->IdleImmediate());
   }
-  return asleep;
+  return kAsleep;
 }
 
 ToolStatus ScanAndFixTool::handleBadSector(std::uint64_t sector) {
@@ -59,22 +66,29 @@ ToolStatus ScanAndFixTool::handleBadSector(std::uint64_t sector) {
 
 ProtocolResult ScanAndFixTool::rewrite(std::uint64_t sector) {
   StorageProtocolProperties properties;
-  if (const ProtocolResult result = protocol_->GetProperties(&properties); !succeeded(result))
+  if (const ProtocolResult result = protocol_->GetProperties(&properties); !succeeded(result)) {
     return result;
+  }
   // Without a size nothing could be compared, and nothing compared would pass for repaired.
-  if (properties.logicalSectorSize < 512) return ProtocolResult::Failure;
+  if (properties.logicalSectorSize < 512) {
+    return ProtocolResult::Failure;
+  }
   const std::uint32_t bytes = sectorBufferBytes(properties);
   std::vector<std::uint8_t> pattern(bytes);
   std::vector<std::uint8_t> readBack(bytes);
-  for (std::size_t i = 0; i < bytes; i += 2) pattern[i] = 0x01;
+  for (std::size_t i = 0; i < bytes; i += 2) {
+    pattern[i] = 0x01;
+  }
 
   if (const ProtocolResult result = protocol_->Write(sector, 1, timeoutSeconds_, pattern.data());
-      !succeeded(result))
+      !succeeded(result)) {
     return result;
+  }
   if (const ProtocolResult result =
           component_->readSectors(sector, 1, readBack.data(), false, bytes, timeoutSeconds_);
-      !succeeded(result))
+      !succeeded(result)) {
     return result;
+  }
   const auto end = pattern.begin() + properties.logicalSectorSize;
   return std::equal(pattern.begin(), end, readBack.begin()) ? ProtocolResult::Success
                                                             : ProtocolResult::Failure;

@@ -10,11 +10,11 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint32_t readTimeoutSeconds = 30;
+constexpr std::uint32_t kReadTimeoutSeconds = 30;
 
 /// The block for a device whose first sectors refuse every block of the probe: bad sectors there
 /// are just what a scan is for.
-constexpr std::uint16_t fallbackBlock = 127;
+constexpr std::uint16_t kFallbackBlock = 127;
 
 }  // namespace
 
@@ -23,7 +23,9 @@ ToolStatus ScanTool::execute(const RecoverDeviceItem& /*item*/, std::uint32_t /*
   aborted_ = false;
   badSectors_.clear();
   StorageProtocolProperties properties;
-  if (!canScan(properties)) return ToolStatus::CouldNotRun;
+  if (!canScan(properties)) {
+    return ToolStatus::CouldNotRun;
+  }
 
   publishProgress(0);
   const ToolStatus status = scan(properties);
@@ -33,7 +35,9 @@ ToolStatus ScanTool::execute(const RecoverDeviceItem& /*item*/, std::uint32_t /*
 
 bool ScanTool::canScan(StorageProtocolProperties& properties) {
   protocol_ = component_ != nullptr ? component_->storageProtocol() : nullptr;
-  if (protocol_ == nullptr || !succeeded(protocol_->GetProperties(&properties))) return false;
+  if (protocol_ == nullptr || !succeeded(protocol_->GetProperties(&properties))) {
+    return false;
+  }
   TestListener* const listener = &NullTestListener::instance();
   MessageLog* const log = &NullMessageLog::instance();
   return checkSeekable(component_, listener, log) &&
@@ -44,7 +48,9 @@ bool ScanTool::canScan(StorageProtocolProperties& properties) {
 
 std::uint16_t ScanTool::firstBlockSize(const StorageProtocolProperties& properties) {
   std::uint16_t block = component_->preferredReadBlock();
-  if (block == 0) block = fallbackBlock;
+  if (block == 0) {
+    block = kFallbackBlock;
+  }
   const std::uint32_t fitting =
       std::numeric_limits<std::uint32_t>::max() / sectorBufferBytes(properties);
   return static_cast<std::uint16_t>(std::min<std::uint32_t>(block, fitting));
@@ -59,16 +65,24 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
 
   std::uint8_t reported = 0;
   for (std::uint64_t sector = 0; sector < total;) {
-    if (isAbortRequested(*owner_)) return stopWith(ToolStatus::Stopped);
-    if (hasCompromisingEvent(*owner_)) return stopWith(ToolStatus::SystemEvent);
-    if (block > total - sector) block = static_cast<std::uint16_t>(total - sector);
+    if (isAbortRequested(*owner_)) {
+      return stopWith(ToolStatus::Stopped);
+    }
+    if (hasCompromisingEvent(*owner_)) {
+      return stopWith(ToolStatus::SystemEvent);
+    }
+    if (block > total - sector) {
+      block = static_cast<std::uint16_t>(total - sector);
+    }
 
     const BlockRead read = readBlock(sector, block, sectorBytes);
     if (succeeded(read.result)) {
       addToStatistic(Scanned, block);
       sector += block;
     } else {
-      if (!protocol_->IsAccessible()) return stopWith(ToolStatus::Stopped);
+      if (!protocol_->IsAccessible()) {
+        return stopWith(ToolStatus::Stopped);
+      }
       switch (read.result) {
         case ProtocolResult::InterfaceCrcError:
         case ProtocolResult::MediumError:
@@ -85,7 +99,9 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
       addToStatistic(Scanned, static_cast<std::int32_t>(read.sector - sector + 1));
       sector = read.sector + 1;
     }
-    if (aborted_) return ToolStatus::Stopped;
+    if (aborted_) {
+      return ToolStatus::Stopped;
+    }
 
     const double percent =
         total > 1 ? static_cast<double>(sector) * 100.0 / static_cast<double>(total - 1) : 100.0;
@@ -98,7 +114,9 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
   }
   addLine("BAD_SECTOR_TOOL_FINISHED " + title_);
 
-  if (statistics_[NotFixed] != 0) return ToolStatus::NotRepaired;
+  if (statistics_[NotFixed] != 0) {
+    return ToolStatus::NotRepaired;
+  }
   return statistics_[Found] != 0 ? ToolStatus::Repaired : ToolStatus::Finished;
 }
 
@@ -107,14 +125,20 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
 ScanTool::BlockRead ScanTool::readBlock(std::uint64_t first, std::uint16_t count,
                                         std::uint32_t sectorBytes) {
   const std::size_t needed = std::size_t{count} * sectorBytes;
-  if (buffer_.size() < needed) buffer_.resize(needed);
+  if (buffer_.size() < needed) {
+    buffer_.resize(needed);
+  }
   const ProtocolResult whole = component_->readSectors(
-      first, count, buffer_.data(), false, static_cast<std::uint32_t>(needed), readTimeoutSeconds);
-  if (succeeded(whole) || whole == ProtocolResult::ReadTimeout) return {whole, first};
+      first, count, buffer_.data(), false, static_cast<std::uint32_t>(needed), kReadTimeoutSeconds);
+  if (succeeded(whole) || whole == ProtocolResult::ReadTimeout) {
+    return {whole, first};
+  }
   for (std::uint64_t sector = first; sector < first + count; ++sector) {
     const ProtocolResult single =
-        component_->readSectors(sector, 1, buffer_.data(), false, sectorBytes, readTimeoutSeconds);
-    if (!succeeded(single)) return {single, sector};
+        component_->readSectors(sector, 1, buffer_.data(), false, sectorBytes, kReadTimeoutSeconds);
+    if (!succeeded(single)) {
+      return {single, sector};
+    }
   }
   return {ProtocolResult::Success, first};
 }
@@ -146,8 +170,9 @@ void ScanTool::reportProgress(std::uint8_t percent) {
 }
 
 void ScanTool::addToStatistic(std::uint32_t index, std::int32_t amount) {
-  if (index < statistics_.size())
+  if (index < statistics_.size()) {
     statistics_[index] += static_cast<std::uint64_t>(std::int64_t{amount});
+  }
 }
 
 void ScanTool::publishProgress(std::uint8_t percent) {

@@ -9,7 +9,9 @@ namespace {
 /// A report that cannot be made, for whatever reason, is an empty text.
 bool askReport(SystemComponent& component, const char* key, std::string& text) {
   try {
-    if (component.getReport(key, text)) return true;
+    if (component.getReport(key, text)) {
+      return true;
+    }
   } catch (...) {
     // Falls through: the device has no such report then.
   }
@@ -21,8 +23,11 @@ bool askReport(SystemComponent& component, const char* key, std::string& text) {
 
 void SmartTool::run() try {
   fireEvent(*this, eventReceiver, "OnSmartToolInit");
-  for (SystemComponent* const device : devices)
-    if (device != nullptr) reportDevice(*device);
+  for (SystemComponent* const device : devices) {
+    if (device != nullptr) {
+      reportDevice(*device);
+    }
+  }
   fireEvent(*this, eventReceiver, "OnSmartToolFinish");
 } catch (...) {
   // Only a handler of the host, or memory, can fail here; the border lets nothing through.
@@ -46,7 +51,9 @@ void SmartTool::reportDevice(SystemComponent& component) {
 
 bool SmartTool::isApplicable(SystemComponent* component) {
   const auto* const storage = dynamic_cast<StorageComponent*>(component);
-  if (storage == nullptr) return false;
+  if (storage == nullptr) {
+    return false;
+  }
   const StorageBusKind bus = storage->busKind();
   return bus == StorageBusKind::Ata || bus == StorageBusKind::Scsi || bus == StorageBusKind::Nvme;
 }

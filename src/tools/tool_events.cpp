@@ -7,9 +7,13 @@
 namespace ostria::storage {
 
 void fireEvent(Tool& tool, ToolEventReceiver* receiver, const std::string& event) {
-  if (receiver == nullptr) return;
+  if (receiver == nullptr) {
+    return;
+  }
   const auto found = receiver->handlers.find(event);
-  if (found == receiver->handlers.end() || !found->second) return;
+  if (found == receiver->handlers.end() || !found->second) {
+    return;
+  }
   // A copy, since a handler may take itself out of the map.
   const ToolEventReceiver::Handler handler = found->second;
   handler(&tool, event);
@@ -26,7 +30,9 @@ bool isAbortRequested(const Tool& tool) {
 }
 
 bool hasCompromisingEvent(const Tool& tool) {
-  if (tool.systemEvents == nullptr) return false;
+  if (tool.systemEvents == nullptr) {
+    return false;
+  }
   // The host sets the byte from another thread.
   const std::atomic_ref<std::uint8_t> events(*tool.systemEvents);
   return (events.load(std::memory_order_relaxed) & CompromisingSystemEvents) != 0;

@@ -18,8 +18,10 @@ class BridgeList {
   /// Appends the bridge unless the same object is in the list already.
   /// @return whether it was appended
   bool add(Pointer bridge) {
-    if (bridge == nullptr || std::find(bridges_.begin(), bridges_.end(), bridge) != bridges_.end())
+    if (bridge == nullptr ||
+        std::find(bridges_.begin(), bridges_.end(), bridge) != bridges_.end()) {
       return false;
+    }
     bridges_.push_back(std::move(bridge));
     return true;
   }

@@ -14,7 +14,9 @@ bool StorageProtocol::IsAccessible() {
 }
 
 ProtocolResult StorageProtocol::GetCachedProperties(StorageProtocolProperties* out) const {
-  if (out == nullptr) return ProtocolResult::Failure;
+  if (out == nullptr) {
+    return ProtocolResult::Failure;
+  }
   *out = *properties_;
   return ProtocolResult::Success;
 }
@@ -22,7 +24,9 @@ ProtocolResult StorageProtocol::GetCachedProperties(StorageProtocolProperties* o
 ProtocolResult StorageProtocol::PredictFailureFallback(std::uint8_t* healthy) {
   bool failing = false;
   const ProtocolResult result = queryPredictedFailure(GetDeviceHandle(), &failing);
-  if (succeeded(result)) *healthy = failing ? 0 : 1;
+  if (succeeded(result)) {
+    *healthy = failing ? 0 : 1;
+  }
   return result;
 }
 

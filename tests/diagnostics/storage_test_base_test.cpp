@@ -14,8 +14,8 @@ namespace {
 
 using namespace testing;
 
-const std::string event = keys::SystemEventHappened;
-const std::string eventTold = "100 " + event + " / log 0 same";
+const std::string kEvent = keys::kSystemEventHappened;
+const std::string kEventTold = "100 " + kEvent + " / log 0 same";
 
 /// Opens the base's tools to the test, and does in `run` and `check` what it is told.
 class OpenTest : public StorageTest {
@@ -36,7 +36,7 @@ class OpenTest : public StorageTest {
   static inline std::function<TestResult()> work = [] { return TestResult::Passed; };
 };
 
-const Identifier someTest(1, 1, 1);
+const Identifier kSomeTest(1, 1, 1);
 
 TEST(StorageTestBase, ReadTimeoutFollowsWhatTheDiskMayHaveToSpinUp) {
   struct Case {
@@ -62,12 +62,15 @@ TEST(StorageTestBase, ReadTimeoutFollowsWhatTheDiskMayHaveToSpinUp) {
     FakeDevice<> disk;
     disk.component->setBusKind(c.bus);
     disk.component->setConnection(c.connection);
-    if (c.nonRotating != nullptr)
+    if (c.nonRotating != nullptr) {
       disk.component->attributeMap()["NonRotatingMedia"] = c.nonRotating;
+    }
     disk.protocol->powerMode = c.mode;
-    if (c.mode == 4) disk.protocol->results["GetPowerMode"] = ProtocolResult::DeviceError;
+    if (c.mode == 4) {
+      disk.protocol->results["GetPowerMode"] = ProtocolResult::DeviceError;
+    }
     FakeHost host(disk.component.get());
-    OpenTest test(someTest);
+    OpenTest test(kSomeTest);
     EXPECT_EQ(test.bind(&host), TestResult::Passed);
     EXPECT_EQ(test.readTimeout(), c.timeout);
     EXPECT_EQ(disk.protocol->calls, c.calls);
@@ -76,10 +79,10 @@ TEST(StorageTestBase, ReadTimeoutFollowsWhatTheDiskMayHaveToSpinUp) {
 
 TEST(StorageTestBase, SystemEventIsToldAtTheFirstCheckOfARunOnly) {
   FakeDevice<> disk;
-  OpenTest test(someTest);
+  OpenTest test(kSomeTest);
   FakeHost early(disk.component.get());
   early.eventFromPoll = 0;
-  EXPECT_EQ(told(early, test.begin(&early)), eventTold + " = 4");
+  EXPECT_EQ(told(early, test.begin(&early)), kEventTold + " = 4");
   EXPECT_TRUE(test.checkStop(&early));
   EXPECT_EQ(early.heard.size(), 2u);
   EXPECT_EQ(test.begin(&early), TestResult::Stopped);
@@ -160,7 +163,7 @@ TEST(StorageTestBase, DeviceMustBeKnownAndUnlockedToBeRead) {
 
 TEST(TestWithDeviceHint, HintFollowsAFailedRunAndNoExceptionLeaves) {
   FakeDevice<> disk;
-  TestWithDeviceHint<OpenTest> test(someTest, "D: STORAGE_DEVICE");
+  TestWithDeviceHint<OpenTest> test(kSomeTest, "D: STORAGE_DEVICE");
   for (const TestResult result : {TestResult::Passed, TestResult::NotPerformed, TestResult::Stopped,
                                   TestResult::Warning, TestResult::CouldNotStart}) {
     OpenTest::work = [&] { return result; };

@@ -15,7 +15,7 @@ namespace {
 // Whatever interrupts the tests that read and the self-tests: the user, the system, a call that
 // fails, a drive that goes.
 
-const std::string eventKey =
+const std::string kEventKey =
     "TEST_ABORTED_BECAUSE_A_SYSTEM_EVENT_THAT_COULD_COMPROMISE_THE_OUTCOME_HAS_HAPPENED";
 
 /// A test, a drive for it, and how it may be interrupted.
@@ -43,7 +43,7 @@ std::string smallDrive(const Subject& subject) {
          {"code": 2, "seconds": 45}, {"code": 3, "seconds": 45}, {"code": 80, "seconds": 45}]})";
 }
 
-constexpr Subject subjects[] = {
+constexpr Subject kSubjects[] = {
     {"Targeted", "sata", 0, 2, 30, 1, false, true},
     {"Random", "sata", 0, 3, 30, 0, false, true},
     {"Funnel", "sata", 0, 4, 150, 1, false, false},
@@ -91,20 +91,23 @@ TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
     FakeHost atOnce = bench.host();
     (byEvent ? atOnce.eventFromPoll : atOnce.abortFromPoll) = 0;
     EXPECT_EQ(bench.run(atOnce), TestResult::Stopped);
-    EXPECT_EQ(atOnce.count("log 0 " + eventKey), byEvent ? 1u : 0u);
-    if (subject.command == 0) continue;
+    EXPECT_EQ(atOnce.count("log 0 " + kEventKey), byEvent ? 1u : 0u);
+    if (subject.command == 0) {
+      continue;
+    }
 
     FakeHost host = bench.host();
     WatchedDrive watch(*bench.machine().drives()[0]);
     watch.onCommand = [&] {
-      if (watch.commands == subject.command)
+      if (watch.commands == subject.command) {
         (byEvent ? host.eventFromPoll : host.abortFromPoll) = host.polls;
+      }
     };
     EXPECT_EQ(bench.run(host), TestResult::Stopped);
     EXPECT_GE(watch.commands, subject.command);
     EXPECT_LE(watch.commands, subject.command + subject.more);
     EXPECT_EQ(lastProgress(host), "100");
-    EXPECT_EQ(host.count("log 0 " + eventKey), byEvent && subject.scans ? 1u : 0u);
+    EXPECT_EQ(host.count("log 0 " + kEventKey), byEvent && subject.scans ? 1u : 0u);
     watch.onCommand = {};
     EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
     std::uint8_t status = 0;
@@ -117,7 +120,7 @@ TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Tests, Interrupted, ::testing::ValuesIn(subjects),
+INSTANTIATE_TEST_SUITE_P(Tests, Interrupted, ::testing::ValuesIn(kSubjects),
                          [](const auto& info) { return std::string(info.param.name); });
 
 class ReadingFaultSweep : public Interrupted {
@@ -132,11 +135,11 @@ class ReadingFaultSweep : public Interrupted {
     return runOnce(*bench_, failAt, goneFrom);
   }
   std::uint64_t runOnce(Bench& bench, std::uint64_t failAt, std::uint64_t goneFrom) {
-    constexpr std::uint32_t deviceNotConnected = 1167;
+    constexpr std::uint32_t kDeviceNotConnected = 1167;
     FakeHost host = bench.host();
     const std::size_t handles = virtual_pc::openHandles();
     bench.faults().reset();
-    bench.faults().failCall(failAt, deviceNotConnected);
+    bench.faults().failCall(failAt, kDeviceNotConnected);
     bench.faults().goneFrom(goneFrom);
     const TestResult result = bench.run(host);
     const std::uint64_t calls = bench.faults().calls();
@@ -172,9 +175,12 @@ TEST_P(ReadingFaultSweep, EveryFailingCallHasADocumentedEnd) {
   const std::uint64_t calls = calls_ = runOnce(0, 0);
   // All calls at both ends, where a test prepares and closes; of thousands of like ones a few.
   std::set<std::uint64_t> chosen;
-  for (std::uint64_t i = 1; i <= std::min<std::uint64_t>(calls, 24); ++i)
+  for (std::uint64_t i = 1; i <= std::min<std::uint64_t>(calls, 24); ++i) {
     chosen.insert({i, calls + 1 - std::min<std::uint64_t>(i, 8)});
-  for (std::uint64_t i = 1; i < 6; ++i) chosen.insert(std::max<std::uint64_t>(calls * i / 6, 1));
+  }
+  for (std::uint64_t i = 1; i < 6; ++i) {
+    chosen.insert(std::max<std::uint64_t>(calls * i / 6, 1));
+  }
   for (const std::uint64_t call : chosen) {
     SCOPED_TRACE("call " + std::to_string(call) + " of " + std::to_string(calls));
     runOnce(call, 0);
@@ -184,7 +190,7 @@ TEST_P(ReadingFaultSweep, EveryFailingCallHasADocumentedEnd) {
 
 std::vector<Subject> sweptSubjects() {
   std::vector<Subject> swept;
-  std::copy_if(std::begin(subjects), std::end(subjects), std::back_inserter(swept),
+  std::copy_if(std::begin(kSubjects), std::end(kSubjects), std::back_inserter(swept),
                [](const Subject& subject) { return subject.swept; });
   return swept;
 }

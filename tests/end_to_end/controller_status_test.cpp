@@ -11,9 +11,9 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr std::uint32_t controllerStatus = 22;
-const std::string service = R"("driver_service": {})";
-const std::string hint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE, SYSTEM_BOARD";
+constexpr std::uint32_t kControllerStatus = 22;
+const std::string kService = R"("driver_service": {})";
+const std::string kHint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE, SYSTEM_BOARD";
 
 std::string with(const std::string& more, const std::vector<std::string>& drives) {
   return R"({"format": 1, )" + more +
@@ -27,7 +27,7 @@ struct Verdict {
 };
 
 Verdict judge(ModuleBench& bench, std::uint32_t index) {
-  Test& test = bench.test(ModuleBench::quick, controllerStatus);
+  Test& test = bench.test(ModuleBench::kQuick, kControllerStatus);
   FakeHost host(bench.manager().component(index));
   const bool applicable = test.isApplicable(host.component());
   const TestResult result = test.run(&host);
@@ -36,7 +36,7 @@ Verdict judge(ModuleBench& bench, std::uint32_t index) {
 
 TEST(ControllerStatusRoad, TheRegisterDecides) {
   ModuleBench bench(with(
-      service,
+      kService,
       {driveOf("nvme", "GOOD"),
        driveOf("nvme", "FATAL", R"("nvme": {"registers": {"fatal": true}})"),
        driveOf("nvme", "DEAF", R"("nvme": {"registers": {"readable": false}})"),
@@ -54,7 +54,7 @@ TEST(ControllerStatusRoad, TheRegisterDecides) {
   EXPECT_EQ(fatal.result, TestResult::Failed);
   EXPECT_THAT(fatal.heard, ElementsAre("progress 100 NVME_CONTROLLER_STATUS_TEST_FAIL",
                                        "log 0 flag 1 NVME_CONTROLLER_STATUS_TEST_FAIL",
-                                       "log 0 " + hint, "progress 100 " + hint));
+                                       "log 0 " + kHint, "progress 100 " + kHint));
 
   const Verdict deaf = judge(bench, 2);
   EXPECT_TRUE(deaf.applicable);
@@ -67,7 +67,7 @@ TEST(ControllerStatusRoad, TheRegisterDecides) {
 }
 
 TEST(ControllerStatusRoad, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
-  const std::string raid = service +
+  const std::string raid = kService +
                            R"(, "controllers": [{"name": "raid", "bus": 9,
                                 "hardware_id": "PCI\\VEN_1AF4&DEV_2822&CC_0104"}])";
   const struct {
@@ -91,7 +91,7 @@ TEST(ControllerStatusRoad, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
 }
 
 TEST(ControllerStatusRoad, EachCallOfTheServiceMayFail) {
-  ModuleBench bench(with(service, {driveOf("nvme", "N")}));
+  ModuleBench bench(with(kService, {driveOf("nvme", "N")}));
   bench.scan(1);
   bench.faults().reset();
   bench.faults().failCall(1, 1117);

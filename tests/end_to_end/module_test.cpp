@@ -11,11 +11,11 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 
-constexpr std::uint32_t smartStatus = 1;
-constexpr std::uint32_t smartWearout = 14;
-constexpr std::uint32_t smartHealth = 15;
-const std::string hint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE";
-const std::string goodAttributes =
+constexpr std::uint32_t kSmartStatus = 1;
+constexpr std::uint32_t kSmartWearout = 14;
+constexpr std::uint32_t kSmartHealth = 15;
+const std::string kHint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE";
+const std::string kGoodAttributes =
     R"("attributes": [{"id": 5, "raw": 0}, {"id": 197, "raw": 2}, {"id": 233, "value": 60}])";
 
 TEST(ModuleCatalogue, IsBuiltOnceAndAgainAfterARelease) {
@@ -24,8 +24,9 @@ TEST(ModuleCatalogue, IsBuiltOnceAndAgainAfterARelease) {
   EXPECT_EQ(first, &bench.module());
   const auto items = [](Diagnostic& group) {
     std::vector<std::uint32_t> found;
-    for (std::uint32_t i = 0; i < group.testCount(); ++i)
+    for (std::uint32_t i = 0; i < group.testCount(); ++i) {
       found.push_back(group.test(i)->identifier().item);
+    }
     return found;
   };
   EXPECT_THAT(items(*first->diagnostic(0)),
@@ -51,7 +52,7 @@ TEST(SmartRoad, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
   ModuleBench bench(machineOf(
       {driveOf("sata", "GOOD"), driveOf("sata", "BAD", R"("smart": {"failing": true})")}));
   bench.scan(2);
-  storage::Test& status = bench.test(ModuleBench::quick, smartStatus);
+  storage::Test& status = bench.test(ModuleBench::kQuick, kSmartStatus);
 
   FakeHost good(bench.manager().component(0));
   EXPECT_TRUE(status.isApplicable(good.component()));
@@ -61,7 +62,7 @@ TEST(SmartRoad, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
   FakeHost bad(bench.manager().component(1));
   EXPECT_EQ(status.run(&bad), TestResult::Failed);
   EXPECT_THAT(bad.heard, ElementsAre("progress 0", "progress 50", "progress 100", "progress 100",
-                                     "log 0 " + hint, "progress 100 " + hint));
+                                     "log 0 " + kHint, "progress 100 " + kHint));
 }
 
 TEST(SmartRoad, RefusalsNameTheirReason) {
@@ -69,7 +70,7 @@ TEST(SmartRoad, RefusalsNameTheirReason) {
                                driveOf("usb_sat", "U1"), driveOf("usb_sat_no_ck", "U2"),
                                driveOf("usb_jmicron", "U3"), driveOf("usb_sunplus", "U4")}));
   bench.scan(5);
-  storage::Test& status = bench.test(ModuleBench::quick, smartStatus);
+  storage::Test& status = bench.test(ModuleBench::kQuick, kSmartStatus);
   const auto closing = [&](std::uint32_t index) {
     FakeHost host(bench.manager().component(index));
     EXPECT_FALSE(status.isApplicable(host.component()));
@@ -78,12 +79,15 @@ TEST(SmartRoad, RefusalsNameTheirReason) {
     return host.heard.at(1);
   };
   EXPECT_EQ(closing(0), "log 3 SMART_NOT_SUPPORTED");
-  for (std::uint32_t usb = 1; usb < 5; ++usb)
+  for (std::uint32_t usb = 1; usb < 5; ++usb) {
     EXPECT_EQ(closing(usb), "log 3 TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE");
+  }
 
   // A USB bridge of any kind lets the drive behind it be identified.
   std::set<std::string> serials;
-  for (std::uint32_t i = 1; i < 5; ++i) serials.insert(*bench.device(i).findProperty("SERIAL"));
+  for (std::uint32_t i = 1; i < 5; ++i) {
+    serials.insert(*bench.device(i).findProperty("SERIAL"));
+  }
   EXPECT_EQ(serials, (std::set<std::string>{"U1", "U2", "U3", "U4"}));
 }
 
@@ -91,7 +95,7 @@ TEST(SmartRoad, ALockedDiskIsToldByTheTestsThatRead) {
   ModuleBench bench(machineOf({driveOf("sata", "LOCKED", R"("security": {"locked": true})")}));
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
-  EXPECT_EQ(bench.test(ModuleBench::quick, 2).run(&host), TestResult::NotPerformed);
+  EXPECT_EQ(bench.test(ModuleBench::kQuick, 2).run(&host), TestResult::NotPerformed);
   EXPECT_THAT(host.heard, Contains("log 0 HARD_DISK_IS_PASSWORD_PROTECTED. "
                                    "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
 }
@@ -100,11 +104,11 @@ TEST(SmartRoad, AStandbyDiskIsSpunUpBeforeItIsRead) {
   ModuleBench bench(machineOf(
       {driveOf("sata", "ASLEEP",
                R"("power": "standby", "spin_up_seconds": 20, "rotation_rate": 7200, "smart": {)" +
-                   goodAttributes + "}")}));
+                   kGoodAttributes + "}")}));
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
   // A read of a sleeping disk would run into 10 seconds; woken with 30 it passes.
-  EXPECT_EQ(bench.test(ModuleBench::quick, 2).run(&host), TestResult::Passed);
+  EXPECT_EQ(bench.test(ModuleBench::kQuick, 2).run(&host), TestResult::Passed);
 }
 
 /// A way of ending a test.
@@ -121,9 +125,9 @@ TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
   const auto& [item, ending] = GetParam();
   ModuleBench bench(machineOf({driveOf("sata", "QUIET",
                                        R"("solid_state": true, "smart": {"enabled": false, )" +
-                                           std::string(ending.smart) + goodAttributes + "}")}));
+                                           std::string(ending.smart) + kGoodAttributes + "}")}));
   bench.scan(1);
-  storage::Test& test = bench.test(ModuleBench::quick, item);
+  storage::Test& test = bench.test(ModuleBench::kQuick, item);
   ConfigurationError error;
   test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
   ASSERT_FALSE(bench.smartEnabled(0));
@@ -137,15 +141,15 @@ TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
 
 INSTANTIATE_TEST_SUITE_P(
     Endings, SmartStateKept,
-    ::testing::Combine(::testing::Values(smartStatus, smartWearout, smartHealth),
-                       ::testing::Values(Ending{"Passed", "", FakeHost::never, FakeHost::never},
-                                         Ending{"Failing", R"("failing": true, )", FakeHost::never,
-                                                FakeHost::never},
+    ::testing::Combine(::testing::Values(kSmartStatus, kSmartWearout, kSmartHealth),
+                       ::testing::Values(Ending{"Passed", "", FakeHost::kNever, FakeHost::kNever},
+                                         Ending{"Failing", R"("failing": true, )", FakeHost::kNever,
+                                                FakeHost::kNever},
                                          Ending{"NoAnswer", R"("status_answers": false, )",
-                                                FakeHost::never, FakeHost::never},
-                                         Ending{"AbortAtStart", "", 0, FakeHost::never},
-                                         Ending{"AbortLater", "", 1, FakeHost::never},
-                                         Ending{"EventLater", "", FakeHost::never, 1})),
+                                                FakeHost::kNever, FakeHost::kNever},
+                                         Ending{"AbortAtStart", "", 0, FakeHost::kNever},
+                                         Ending{"AbortLater", "", 1, FakeHost::kNever},
+                                         Ending{"EventLater", "", FakeHost::kNever, 1})),
     [](const auto& info) {
       return std::get<1>(info.param).name + std::to_string(std::get<0>(info.param));
     });
@@ -155,7 +159,7 @@ TEST(SmartRoad, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
   bench.scan(1);
   bench.machine().drives()[0]->vanish();
   FakeHost host(bench.manager().component(0));
-  EXPECT_EQ(bench.test(ModuleBench::quick, smartStatus).run(&host), TestResult::NotPerformed);
+  EXPECT_EQ(bench.test(ModuleBench::kQuick, kSmartStatus).run(&host), TestResult::NotPerformed);
   EXPECT_THAT(host.heard, Contains("log 3 CANNOT_ENABLE_SMART"));
   EXPECT_FALSE(bench.device(0).storageProtocol()->IsAccessible());
 }
@@ -169,22 +173,22 @@ bool isDocumented(TestResult result) {
 
 class FaultSweep : public ::testing::TestWithParam<std::uint32_t> {
  protected:
-  static constexpr std::uint32_t deviceNotConnected = 1167;
+  static constexpr std::uint32_t kDeviceNotConnected = 1167;
   const std::string machine = machineOf(
       {driveOf("sata", "SWEPT",
-               R"("solid_state": true, "smart": {"enabled": false, )" + goodAttributes + "}")});
+               R"("solid_state": true, "smart": {"enabled": false, )" + kGoodAttributes + "}")});
 
   /// Runs the test once on a fresh scan. @return the calls that it made
   std::uint64_t runOnce(std::uint64_t failAt, std::uint64_t goneFrom) {
     ModuleBench bench(machine);
     bench.scan(1);
-    storage::Test& test = bench.test(ModuleBench::quick, GetParam());
+    storage::Test& test = bench.test(ModuleBench::kQuick, GetParam());
     ConfigurationError error;
     test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
     FakeHost host(bench.manager().component(0));
     const std::size_t handles = virtual_pc::openHandles();
     bench.faults().reset();
-    bench.faults().failCall(failAt, deviceNotConnected);
+    bench.faults().failCall(failAt, kDeviceNotConnected);
     bench.faults().goneFrom(goneFrom);
     const TestResult result = test.run(&host);
     const std::uint64_t calls = bench.faults().calls();
@@ -213,7 +217,7 @@ TEST_P(FaultSweep, EveryFailingCallHasADocumentedEnd) {
 }
 
 INSTANTIATE_TEST_SUITE_P(SmartTests, FaultSweep,
-                         ::testing::Values(smartStatus, smartWearout, smartHealth));
+                         ::testing::Values(kSmartStatus, kSmartWearout, kSmartHealth));
 
 }  // namespace
 }  // namespace ostria::storage::testing

@@ -13,13 +13,13 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr std::uint32_t shortTest = 5;
-constexpr std::uint32_t driveTest = 6;
-constexpr std::uint32_t defaultTest = 7;
-constexpr std::uint32_t extendedTest = 10;
-constexpr std::uint32_t conveyanceTest = 18;
-constexpr std::uint8_t inProgress = 15;
-constexpr std::uint8_t abortedByHost = 1;
+constexpr std::uint32_t kShortTest = 5;
+constexpr std::uint32_t kDriveTest = 6;
+constexpr std::uint32_t kDefaultTest = 7;
+constexpr std::uint32_t kExtendedTest = 10;
+constexpr std::uint32_t kConveyanceTest = 18;
+constexpr std::uint8_t kInProgress = 15;
+constexpr std::uint8_t kAbortedByHost = 1;
 
 std::string routine(int code, int seconds, const std::string& more = "") {
   return R"("smart": {"self_tests": [{"code": )" + std::to_string(code) + R"(, "seconds": )" +
@@ -36,7 +36,7 @@ struct SelfTestBench : ModuleBench {
     scan(static_cast<std::uint32_t>(drives.size()));
   }
   std::string run(std::uint32_t diagnostic, std::uint32_t item, std::uint32_t index = 0,
-                  unsigned abortFromPoll = FakeHost::never) {
+                  unsigned abortFromPoll = FakeHost::kNever) {
     FakeHost host(manager().component(index));
     host.abortFromPoll = abortFromPoll;
     const TestResult result = test(diagnostic, item).run(&host);
@@ -74,36 +74,42 @@ TEST(SelfTestRoad, EachOutcomeOfADriveHasItsVerdict) {
       {fault("HANDLING_DAMAGE_DETECTED"), unclear},
   };
   std::vector<std::string> drives;
-  for (const char* kind : {"sata", "sas"})
-    for (int outcome = 0; outcome < 9; ++outcome)
+  for (const char* kind : {"sata", "sas"}) {
+    for (int outcome = 0; outcome < 9; ++outcome) {
       drives.push_back(driveOf(kind, std::string(kind) + std::to_string(outcome),
                                ending(1, outcome, outcome < 3 ? "" : "300000")));
+    }
+  }
   drives.push_back(driveOf("sas", "NONE", ending(1, 7)));
   SelfTestBench bench(drives);
   for (std::uint32_t i = 0; i < 9; ++i) {
-    const std::string ata = bench.run(ModuleBench::quick, shortTest, i);
-    const std::string scsi = bench.run(ModuleBench::quick, shortTest, 9 + i);
+    const std::string ata = bench.run(ModuleBench::kQuick, kShortTest, i);
+    const std::string scsi = bench.run(ModuleBench::kQuick, kShortTest, 9 + i);
     EXPECT_THAT(ata, EndsWith(verdicts[i].first)) << i;
     EXPECT_THAT(scsi, EndsWith(verdicts[i].second)) << i;
     EXPECT_THAT(ata, StartsWith("0 / 2"));
     EXPECT_THAT(scsi, StartsWith("0 / 2"));
   }
-  EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, 18), EndsWith(" / 75 / 100 / 100" + hinted))
+  EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, 18),
+              EndsWith(" / 75 / 100 / 100" + hinted))
       << "a failure without an address";
 }
 
 TEST(SelfTestRoad, TheAddressOfAFailureIsFoundBehindOlderEntries) {
   for (const int older : {18, 19, 20, 21, 38}) {
     std::string log;
-    for (int i = 0; i < older; ++i) log += std::string(i == 0 ? "" : ", ") + R"({"status": 0})";
+    for (int i = 0; i < older; ++i) {
+      log += std::string(i == 0 ? "" : ", ") + R"({"status": 0})";
+    }
     const std::string smart = R"("smart": {"self_test_log": [)" + log +
                               R"(], "self_tests": [{"code": 1, "seconds": 40, "outcome": 7,
                                   "failing_lba": 300000}]})";
     SelfTestBench bench({driveOf("sata", "OLD", smart), driveOf("sas", "OLD2", smart)});
-    for (const std::uint32_t index : {0u, 1u})
-      EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, index),
+    for (const std::uint32_t index : {0u, 1u}) {
+      EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, index),
                   HasSubstr(" / log 2 READING_SECTOR 300000 / 100 same / "))
           << older;
+    }
   }
 }
 
@@ -113,16 +119,18 @@ TEST(SelfTestRoad, EachRoutineReachesItsDrive) {
                        driveOf("sas", "X", ending(2, 7, "4711")),
                        driveOf("sas", "U", routine(0, 20)),
                        driveOf("sas", "V", ending(0, 4, "20", 20))});
-  EXPECT_THAT(bench.run(ModuleBench::extended, conveyanceTest, 0), EndsWith(" / 100 / 100 = 0"));
-  EXPECT_THAT(bench.run(ModuleBench::quick, driveTest, 1), EndsWith(" / 100 / 100 = 0"));
-  EXPECT_THAT(bench.run(ModuleBench::extended, extendedTest, 2), HasSubstr("READING_SECTOR 4711"));
-  EXPECT_EQ(bench.run(ModuleBench::quick, defaultTest, 3), "100 / 100 = 0");
-  EXPECT_THAT(bench.run(ModuleBench::quick, defaultTest, 4),
+  EXPECT_THAT(bench.run(ModuleBench::kExtended, kConveyanceTest, 0), EndsWith(" / 100 / 100 = 0"));
+  EXPECT_THAT(bench.run(ModuleBench::kQuick, kDriveTest, 1), EndsWith(" / 100 / 100 = 0"));
+  EXPECT_THAT(bench.run(ModuleBench::kExtended, kExtendedTest, 2),
+              HasSubstr("READING_SECTOR 4711"));
+  EXPECT_EQ(bench.run(ModuleBench::kQuick, kDefaultTest, 3), "100 / 100 = 0");
+  EXPECT_THAT(bench.run(ModuleBench::kQuick, kDefaultTest, 4),
               StartsWith("100 / 100 / log 0 POSSIBLE"));
   // None of them knows the short routine.
-  for (std::uint32_t i = 0; i < 5; ++i)
-    EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, i),
+  for (std::uint32_t i = 0; i < 5; ++i) {
+    EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, i),
                 EndsWith("100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3"));
+  }
 }
 
 TEST(SelfTestRoad, AnotherRoutineIsStoppedFirst) {
@@ -130,8 +138,8 @@ TEST(SelfTestRoad, AnotherRoutineIsStoppedFirst) {
   const std::string running = R"(, "running_self_test": 1)";
   for (const char* kind : {"sata", "sas"}) {
     SelfTestBench bench({driveOf(kind, "BUSY", routine(1, 100, running))});
-    ASSERT_EQ(bench.status(), inProgress);
-    const std::string heard = bench.run(ModuleBench::quick, shortTest);
+    ASSERT_EQ(bench.status(), kInProgress);
+    const std::string heard = bench.run(ModuleBench::kQuick, kShortTest);
     EXPECT_THAT(
         heard, StartsWith(found +
                           "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / log 1 same / 0 / "));
@@ -139,7 +147,7 @@ TEST(SelfTestRoad, AnotherRoutineIsStoppedFirst) {
   }
   SelfTestBench stubborn({driveOf("sata", "STUBBORN",
                                   routine(1, 100, running + R"(, "self_test_abortable": false)"))});
-  EXPECT_EQ(stubborn.run(ModuleBench::quick, shortTest),
+  EXPECT_EQ(stubborn.run(ModuleBench::kQuick, kShortTest),
             found + "100 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 3 same / 100 = 5");
 }
 
@@ -147,12 +155,12 @@ TEST(SelfTestRoad, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
   for (const char* kind : {"sata", "sas"}) {
     SCOPED_TRACE(kind);
     SelfTestBench bench({driveOf(kind, "LONG", routine(1, 5000))});
-    EXPECT_THAT(bench.run(ModuleBench::quick, shortTest, 0, 300), EndsWith(" / 100 / 100 = 4"));
-    EXPECT_EQ(bench.status(), abortedByHost);
+    EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, 0, 300), EndsWith(" / 100 / 100 = 4"));
+    EXPECT_EQ(bench.status(), kAbortedByHost);
     const std::uint64_t before = bench.seconds();
-    EXPECT_THAT(bench.run(ModuleBench::quick, shortTest),
+    EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest),
                 EndsWith(" / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5"));
-    EXPECT_EQ(bench.status(), abortedByHost);
+    EXPECT_EQ(bench.status(), kAbortedByHost);
     EXPECT_NEAR(static_cast<double>(bench.seconds() - before), 600, 2);
 
     // Gone at the third poll.
@@ -161,7 +169,7 @@ TEST(SelfTestRoad, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
     SelfTestBench lost({driveOf(
         kind, "LOST",
         routine(1, 500) + R"(, "faults": [{"action": "vanish", "occurrence": 9, )" + poll + "}]")});
-    EXPECT_THAT(lost.run(ModuleBench::quick, shortTest),
+    EXPECT_THAT(lost.run(ModuleBench::kQuick, kShortTest),
                 EndsWith(" / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4"));
   }
 }
@@ -170,7 +178,7 @@ TEST(SelfTestRoad, TwoHoursCostNoRealTime) {
   SelfTestBench bench({driveOf("sas", "SLOW", routine(2, 7200))});
   const std::uint64_t before = bench.seconds();
   const auto started = std::chrono::steady_clock::now();
-  EXPECT_THAT(bench.run(ModuleBench::extended, extendedTest),
+  EXPECT_THAT(bench.run(ModuleBench::kExtended, kExtendedTest),
               EndsWith(" / 98 / 98 / 100 / 100 = 0"));
   EXPECT_GE(bench.seconds() - before, 7200u);
   EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));

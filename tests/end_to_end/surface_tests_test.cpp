@@ -16,12 +16,12 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr std::uint32_t targetedRead = 2;
-constexpr std::uint32_t randomSeek = 3;
-constexpr std::uint32_t funnelSeek = 4;
-constexpr std::uint32_t linearRead = 16;
-constexpr std::uint32_t fullScan = 13;
-const std::string hinted = " / log 0 POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE / 100 same = 1";
+constexpr std::uint32_t kTargetedRead = 2;
+constexpr std::uint32_t kRandomSeek = 3;
+constexpr std::uint32_t kFunnelSeek = 4;
+constexpr std::uint32_t kLinearRead = 16;
+constexpr std::uint32_t kFullScan = 13;
+const std::string kHinted = " / log 0 POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE / 100 same = 1";
 
 std::string sized(const std::string& kind, std::uint64_t sectors, const std::string& more = "") {
   return R"("kind": ")" + kind + R"(", "model": "ROAD", "serial": "ROAD1", "size_sectors": )" +
@@ -50,7 +50,7 @@ struct Road : ModuleBench {
 };
 
 TEST(TargetedReadRoad, ReadsWhatTheDrivesOwnLogsName) {
-  constexpr std::uint64_t last = 1'999'999;
+  constexpr std::uint64_t kLast = 1'999'999;
   const std::string logs =
       R"("smart": {"enabled": false, "error_log": [{"lba": 5000}, {"lba": 1999999}],
          "self_test_log": [{"status": 7, "failing_lba": 5010}, {"status": 7, "failing_lba": 2000100},
@@ -62,17 +62,19 @@ TEST(TargetedReadRoad, ReadsWhatTheDrivesOwnLogsName) {
   };
   // 5000 written in plain byte order is 1245320: the extended log is read both ways.
   const Case cases[] = {
-      {logs, {0, 5000, 5010, 1'245'320, 1'999'990, last}, 0x24},
-      {logs + R"(, "lba48": false)", {0, 5000, 5010, 1'999'990, last}, 0x20},
+      {logs, {0, 5000, 5010, 1'245'320, 1'999'990, kLast}, 0x24},
+      {logs + R"(, "lba48": false)", {0, 5000, 5010, 1'999'990, kLast}, 0x20},
   };
   for (const Case& c : cases) {
-    Road disk(sized("sata", last + 1, c.more));
+    Road disk(sized("sata", kLast + 1, c.more));
     std::set<std::uint64_t> expected;
-    for (const std::uint64_t target : c.targets)
+    for (const std::uint64_t target : c.targets) {
       for (std::uint64_t lba = target - std::min<std::uint64_t>(target, 15);
-           lba <= std::min(target + 15, last); ++lba)
+           lba <= std::min(target + 15, kLast); ++lba) {
         expected.insert(lba);
-    EXPECT_THAT(disk.run(ModuleBench::quick, targetedRead), EndsWith(" 100 / 100 = 0"));
+      }
+    }
+    EXPECT_THAT(disk.run(ModuleBench::kQuick, kTargetedRead), EndsWith(" 100 / 100 = 0"));
     auto& reads = disk.watch->reads;
     ASSERT_FALSE(reads.empty());
     EXPECT_EQ(reads.front(), (WatchedDrive::Read{0, 1})) << "the disk is woken first";
@@ -80,13 +82,15 @@ TEST(TargetedReadRoad, ReadsWhatTheDrivesOwnLogsName) {
     EXPECT_EQ(disk.watch->ataCommands[c.command], reads.size());
     ASSERT_EQ(reads.size(), expected.size());
     auto wanted = expected.begin();
-    for (const auto& read : reads) ASSERT_EQ(read, (WatchedDrive::Read{*wanted++, 1}));
+    for (const auto& read : reads) {
+      ASSERT_EQ(read, (WatchedDrive::Read{*wanted++, 1}));
+    }
     EXPECT_FALSE(disk.smartEnabled(0));
 
     disk.machine().drives()[0]->medium->addBadSectors({5024});
     disk.machine().drives()[0]->medium->addBadSectors({5026});
-    EXPECT_THAT(disk.run(ModuleBench::quick, targetedRead),
-                EndsWith(" / log 2 READING_SECTOR 5024 / 100 same / 100 / 100" + hinted));
+    EXPECT_THAT(disk.run(ModuleBench::kQuick, kTargetedRead),
+                EndsWith(" / log 2 READING_SECTOR 5024 / 100 same / 100 / 100" + kHinted));
     EXPECT_EQ(disk.watch->reads.back().lba, 5024u);
     EXPECT_FALSE(disk.smartEnabled(0));
   }
@@ -110,15 +114,19 @@ TEST_P(SeekRoad, TakesTheCommandsThatReachTheDisk) {
   const StorageProtocolProperties properties = cachedProperties(disk.device(0).storageProtocol());
   EXPECT_EQ(disk.device(0).storageProtocol()->GetProtocolKind(), c.kind);
   EXPECT_EQ(disk.device(0).secondaryProtocol() != nullptr, c.secondary);
-  EXPECT_THAT(disk.run(ModuleBench::quick, randomSeek), EndsWith(c.ending));
-  for (const auto& [command, times] : c.ata)
+  EXPECT_THAT(disk.run(ModuleBench::kQuick, kRandomSeek), EndsWith(c.ending));
+  for (const auto& [command, times] : c.ata) {
     EXPECT_EQ(disk.watch->ataCommands[command], times) << "ATA command " << int{command};
-  for (const auto& [command, times] : c.scsi)
+  }
+  for (const auto& [command, times] : c.scsi) {
     EXPECT_EQ(disk.watch->scsiCommands[command], times) << "SCSI command " << int{command};
-  EXPECT_THAT(disk.run(ModuleBench::quick, funnelSeek),
+  }
+  EXPECT_THAT(disk.run(ModuleBench::kQuick, kFunnelSeek),
               EndsWith(" 100 / 100" + c.ending.substr(c.ending.rfind(" ="))));
   const auto& reads = disk.watch->reads;
-  if (!c.ending.ends_with("= 0") || c.kind != ProtocolKind::Scsi) return;
+  if (!c.ending.ends_with("= 0") || c.kind != ProtocolKind::Scsi) {
+    return;
+  }
   ASSERT_GT(reads.size(), 201u);
   const std::uint64_t last = properties.totalSectors - 1;
   for (std::uint64_t i = 0; i < 100; ++i) {
@@ -127,8 +135,8 @@ TEST_P(SeekRoad, TakesTheCommandsThatReachTheDisk) {
   }
 }
 
-constexpr std::uint64_t huge = (1ull << 33) + 5;
-const Reach reaches[] = {
+constexpr std::uint64_t kHuge = (1ull << 33) + 5;
+const Reach kReaches[] = {
     {"Sata", sized("sata", 400'000), ProtocolKind::Ata, false, {{0x24, 4001}}, {{0x28, 1}}},
     {"SataShortAddresses",
      sized("sata", 400'000, R"("lba48": false)"),
@@ -136,10 +144,10 @@ const Reach reaches[] = {
      false,
      {{0x20, 4001}},
      {}},
-    {"SataHuge", sized("sata", huge), ProtocolKind::Ata, false, {{0x24, 4001}}, {}},
+    {"SataHuge", sized("sata", kHuge), ProtocolKind::Ata, false, {{0x24, 4001}}, {}},
     {"Sas", sized("sas", 400'000), ProtocolKind::Scsi, false, {}, {{0x88, 4001}, {0x28, 1}}},
     {"SasHugeOf4096Bytes",
-     sized("sas", huge, R"("sector_bytes": 4096)"),
+     sized("sas", kHuge, R"("sector_bytes": 4096)"),
      ProtocolKind::Scsi,
      false,
      {},
@@ -176,21 +184,23 @@ const Reach reaches[] = {
      {{0x24, 4001}},
      {}},
 };
-INSTANTIATE_TEST_SUITE_P(Disks, SeekRoad, ::testing::ValuesIn(reaches),
+INSTANTIATE_TEST_SUITE_P(Disks, SeekRoad, ::testing::ValuesIn(kReaches),
                          [](const auto& info) { return info.param.name; });
 
 TEST(SeekRoad, TellsABadSectorFromALostDisk) {
   for (const char* kind : {"sata", "sas"}) {
     Road disk(sized(kind, 400'000, R"("bad_sectors": [{"lba": 50}, {"lba": 399990}])"));
-    EXPECT_THAT(disk.run(ModuleBench::quick, funnelSeek),
-                EndsWith("0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100" + hinted));
+    EXPECT_THAT(disk.run(ModuleBench::kQuick, kFunnelSeek),
+                EndsWith("0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100" + kHinted));
     EXPECT_EQ(disk.watch->reads.back().lba, 50u);
-    for (const std::uint32_t item : {randomSeek, funnelSeek}) {
+    for (const std::uint32_t item : {kRandomSeek, kFunnelSeek}) {
       Road lost(sized(kind, 400'000));
       lost.watch->onCommand = [&] {
-        if (lost.watch->commands == 90) lost.machine().drives()[0]->vanish();
+        if (lost.watch->commands == 90) {
+          lost.machine().drives()[0]->vanish();
+        }
       };
-      EXPECT_THAT(lost.run(ModuleBench::quick, item),
+      EXPECT_THAT(lost.run(ModuleBench::kQuick, item),
                   ::testing::AllOf(HasSubstr("DEVICE_COMMUNICATION_FAILURE"), EndsWith("= 4"),
                                    Not(HasSubstr("READING_SECTOR"))));
     }
@@ -231,7 +241,7 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
     SCOPED_TRACE(c.kind + " " + std::to_string(c.sectors));
     Road disk(sized(c.kind, c.sectors, c.more));
     const std::uint64_t block = disk.device(0).preferredReadBlock();
-    const std::string heard = disk.run(ModuleBench::extended, linearRead,
+    const std::string heard = disk.run(ModuleBench::kExtended, kLinearRead,
                                        {{"START_RANGE", std::to_string(c.start)},
                                         {"STOP_RANGE", std::to_string(c.stop)},
                                         {"COVERAGE_AREA", std::to_string(c.coverage)},
@@ -253,10 +263,11 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
     EXPECT_NEAR(static_cast<double>(read), area * static_cast<double>(c.coverage) / 100,
                 static_cast<double>(2 * block) + 1);
     // The last step may reach beyond the area; it begins at the start of the disk then.
-    for (std::size_t i = 0; i + 1 < disk.watch->reads.size(); ++i)
+    for (std::size_t i = 0; i + 1 < disk.watch->reads.size(); ++i) {
       ASSERT_NEAR(static_cast<double>(disk.watch->reads[i].lba),
                   last * static_cast<double>(c.start) / 100 + static_cast<double>(i) * stride,
                   std::max(stride, static_cast<double>(block)) + 1);
+    }
   }
 }
 
@@ -271,8 +282,8 @@ TEST(ScanRoads, BadBlocksAreListedExactly) {
     const std::string list =
         "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
         "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [4572, 4699], [19939, 20066].";
-    const std::string heard = disk.run(ModuleBench::extended, fullScan, {{"ERROR_LIMIT", "0"}});
-    EXPECT_THAT(heard, EndsWith(" / log 0 " + list + " / 100 same" + hinted));
+    const std::string heard = disk.run(ModuleBench::kExtended, kFullScan, {{"ERROR_LIMIT", "0"}});
+    EXPECT_THAT(heard, EndsWith(" / log 0 " + list + " / 100 same" + kHinted));
     std::set<std::string> percents;
     for (std::size_t at = 0; at < heard.find(" / log");) {
       const std::size_t end = heard.find(" / ", at);
@@ -280,14 +291,14 @@ TEST(ScanRoads, BadBlocksAreListedExactly) {
       at = end + 3;
     }
     // Each of two bad blocks lies in its stride: a linear read of everything finds them too.
-    const std::string linear = disk.run(ModuleBench::extended, linearRead,
+    const std::string linear = disk.run(ModuleBench::kExtended, kLinearRead,
                                         {{"COVERAGE_AREA", "100"}, {"ERROR_LIMIT", "0"}});
     EXPECT_THAT(linear,
                 HasSubstr(" / 100 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS "));
     EXPECT_THAT(linear, HasSubstr("[4572, 4699]"));
-    EXPECT_THAT(linear, EndsWith(". / log 0 same / 100" + hinted));
+    EXPECT_THAT(linear, EndsWith(". / log 0 same / 100" + kHinted));
     disk.machine().drives()[0]->vanish();
-    EXPECT_THAT(disk.run(ModuleBench::extended, fullScan),
+    EXPECT_THAT(disk.run(ModuleBench::kExtended, kFullScan),
                 EndsWith("100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4"));
   }
 }

@@ -29,7 +29,9 @@ class FakeDevice final : public SystemComponent {
   }
   std::uint32_t hostQuery4() override { return 0; }
   bool getReport(const std::string& key, std::string& value) override {
-    if (key == "protocol_type") value = "ata";
+    if (key == "protocol_type") {
+      value = "ata";
+    }
     if (key == "SMART") {
       value =
           R"([{"id":"5","description":"Reallocated "x" Sectors","threshold":"36","value":"30","worst":"30","data":"7"}])";
@@ -73,7 +75,9 @@ class FakeTest final : public Test {
     TestListener* listener = context->listener();
     listener->progress(0, "");
     // The test that waits always has a command to finish, however early the abort comes.
-    if (identifier_.item != Wait && context->isAbortRequested()) return TestResult::Stopped;
+    if (identifier_.item != Wait && context->isAbortRequested()) {
+      return TestResult::Stopped;
+    }
     switch (identifier_.item) {
       case Fail:
         log->add("TOO_MANY_BAD_SECTORS_FOUND: 10", 2, 0);
@@ -106,7 +110,9 @@ class FakeTest final : public Test {
   }
 
   std::vector<TestParameter> parameters() override {
-    if (identifier_.item != Scan) return {};
+    if (identifier_.item != Scan) {
+      return {};
+    }
     return {
         {"ERROR_LIMIT", "ERROR_LIMIT", "ERROR_LIMIT_DESCRIPTION", "1", "1", 2, "[0:100]", 0, 0}};
   }
@@ -126,7 +132,9 @@ class FakeTest final : public Test {
   bool configure(ConfigurationMap settings, ConfigurationError* error) override {
     const auto& storage = settings["STORAGE"];
     const auto found = storage.find("SEC_NUM");
-    if (found == storage.end() || found->second != "x") return true;
+    if (found == storage.end() || found->second != "x") {
+      return true;
+    }
     error->code = ConfigurationError::NotANumber;
     error->key = "SEC_NUM";
     error->section = "STORAGE";
@@ -169,7 +177,9 @@ class FakeRecover final : public Tool {
   void fire(const std::string& name, const std::vector<std::string>& values) {
     setParameter(name, values);
     const auto handler = eventReceiver->handlers.find("On" + name);
-    if (handler != eventReceiver->handlers.end()) handler->second(this, "On" + name);
+    if (handler != eventReceiver->handlers.end()) {
+      handler->second(this, "On" + name);
+    }
   }
 };
 
@@ -216,7 +226,9 @@ std::unique_ptr<FakeModule> module;
 }  // namespace
 
 ostria::storage::ModuleInterface* GetModuleInterfaceInstance() {
-  if (!module) module = std::make_unique<FakeModule>();
+  if (!module) {
+    module = std::make_unique<FakeModule>();
+  }
   return &module->interface;
 }
 

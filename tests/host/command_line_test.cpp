@@ -29,7 +29,9 @@ Catalogue smallCatalogue() {
 
 OrUsageError<Plan> planOf(const std::vector<std::string>& arguments) {
   auto line = readCommandLine(arguments);
-  if (auto* error = std::get_if<UsageError>(&line)) return *error;
+  if (auto* error = std::get_if<UsageError>(&line)) {
+    return *error;
+  }
   return makePlan(std::get<CommandLine>(line), smallCatalogue());
 }
 
@@ -39,15 +41,18 @@ std::string written(const Plan& plan) {
   std::string text;
   for (const TestChoice& choice : plan.tests) {
     text += identifierText(catalogue.diagnostics[choice.diagnostic].tests[choice.test].id);
-    for (const ParameterText& pair : choice.parameters)
+    for (const ParameterText& pair : choice.parameters) {
       text += "(" + pair.key + "=" + pair.value + ")";
+    }
     text += choice.named ? " " : "* ";
   }
   if (plan.action == Action::RunTool) {
     text += catalogue.tools[plan.tool].commandName + " " + plan.operation + " ";
   }
   text += "@";
-  for (const std::uint32_t device : plan.devices) text += std::to_string(device) + ",";
+  for (const std::uint32_t device : plan.devices) {
+    text += std::to_string(device) + ",";
+  }
   return text;
 }
 

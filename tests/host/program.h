@@ -23,13 +23,17 @@ class Program {
     arguments.insert(arguments.begin(), path);
     int out[2];
     int err[2];
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) std::abort();
+    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
+      std::abort();
+    }
     int slave = -1;
     if (terminalColumns > 0) {
       winsize size{};
       size.ws_col = static_cast<unsigned short>(terminalColumns);
       size.ws_row = 24;
-      if (openpty(&terminal_, &slave, nullptr, nullptr, &size) != 0) std::abort();
+      if (openpty(&terminal_, &slave, nullptr, nullptr, &size) != 0) {
+        std::abort();
+      }
     }
     child_ = fork();
     if (child_ == 0) {
@@ -37,17 +41,25 @@ class Program {
       dup2(slave >= 0 ? slave : null, STDIN_FILENO);
       dup2(slave >= 0 ? slave : out[1], STDOUT_FILENO);
       dup2(slave >= 0 ? slave : err[1], STDERR_FILENO);
-      if (terminal_ >= 0) close(terminal_);
-      if (slave >= 0) setenv("TERM", "xterm", 1);
+      if (terminal_ >= 0) {
+        close(terminal_);
+      }
+      if (slave >= 0) {
+        setenv("TERM", "xterm", 1);
+      }
       std::vector<char*> argv;
-      for (std::string& argument : arguments) argv.push_back(argument.data());
+      for (std::string& argument : arguments) {
+        argv.push_back(argument.data());
+      }
       argv.push_back(nullptr);
       execv(path.c_str(), argv.data());
       _exit(127);
     }
     close(out[1]);
     close(err[1]);
-    if (slave >= 0) close(slave);
+    if (slave >= 0) {
+      close(slave);
+    }
     out_ = out[0];
     err_ = err[0];
   }
@@ -57,7 +69,9 @@ class Program {
       waitpid(child_, nullptr, 0);
     }
     for (const int descriptor : {out_, err_, terminal_}) {
-      if (descriptor >= 0) close(descriptor);
+      if (descriptor >= 0) {
+        close(descriptor);
+      }
     }
   }
   Program(const Program&) = delete;
@@ -65,7 +79,9 @@ class Program {
 
   void interrupt() const { kill(child_, SIGINT); }
   void type(const std::string& text) const {
-    if (write(terminal_, text.data(), text.size()) < 0) std::abort();
+    if (write(terminal_, text.data(), text.size()) < 0) {
+      std::abort();
+    }
   }
   void closeOutput() {
     close(out_);
@@ -100,8 +116,12 @@ class Program {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!done()) {
       pollfd watched[3] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}, {terminal_, POLLIN, 0}};
-      if (std::chrono::steady_clock::now() > end) return false;
-      if (out_ < 0 && err_ < 0 && terminal_ < 0) return false;
+      if (std::chrono::steady_clock::now() > end) {
+        return false;
+      }
+      if (out_ < 0 && err_ < 0 && terminal_ < 0) {
+        return false;
+      }
       poll(watched, 3, 100);
       take(watched[0], out_, output);
       take(watched[1], err_, errors);
@@ -110,7 +130,9 @@ class Program {
     return true;
   }
   static void take(const pollfd& watched, int& descriptor, std::string& into) {
-    if ((watched.revents & (POLLIN | POLLHUP | POLLERR)) == 0) return;
+    if ((watched.revents & (POLLIN | POLLHUP | POLLERR)) == 0) {
+      return;
+    }
     char buffer[4096];
     const ssize_t count = read(descriptor, buffer, sizeof buffer);
     if (count > 0) {

@@ -226,7 +226,9 @@ TEST(ProgramTest, NarrowTerminalIsNeverOverrun) {
       for (std::size_t i = 0; i < line.size(); ++i) {
         if (line[i] == '\033') {
           const std::size_t end = line.find_first_of("mK", i);
-          if (line[end] == 'K') width = 0;
+          if (line[end] == 'K') {
+            width = 0;
+          }
           i = end;
         } else if ((static_cast<unsigned char>(line[i]) & 0xC0u) != 0x80u) {
           ++width;

@@ -10,12 +10,24 @@ namespace {
 using nlohmann::json;
 
 bool isOfType(const json& value, const std::string& type) {
-  if (type == "object") return value.is_object();
-  if (type == "array") return value.is_array();
-  if (type == "string") return value.is_string();
-  if (type == "boolean") return value.is_boolean();
-  if (type == "integer") return value.is_number_integer();
-  if (type == "number") return value.is_number();
+  if (type == "object") {
+    return value.is_object();
+  }
+  if (type == "array") {
+    return value.is_array();
+  }
+  if (type == "string") {
+    return value.is_string();
+  }
+  if (type == "boolean") {
+    return value.is_boolean();
+  }
+  if (type == "integer") {
+    return value.is_number_integer();
+  }
+  if (type == "number") {
+    return value.is_number();
+  }
   return type == "null" && value.is_null();
 }
 
@@ -26,7 +38,9 @@ class Checker {
   std::string check(const json& value, const json& schema, const std::string& at) const {
     for (const auto& [word, rule] : schema.items()) {
       std::string complaint = checkWord(value, schema, word, rule, at);
-      if (!complaint.empty()) return complaint;
+      if (!complaint.empty()) {
+        return complaint;
+      }
     }
     return {};
   }
@@ -51,30 +65,44 @@ class Checker {
       good = std::regex_search(value.get<std::string>(), std::regex(rule.get<std::string>()));
     } else if (word == "required") {
       for (const json& name : rule) {
-        if (!value.contains(name)) return at + " lacks " + name.get<std::string>();
+        if (!value.contains(name)) {
+          return at + " lacks " + name.get<std::string>();
+        }
       }
     } else if (word == "properties") {
       for (const auto& [name, inner] : rule.items()) {
-        if (!value.contains(name)) continue;
+        if (!value.contains(name)) {
+          continue;
+        }
         std::string complaint = check(value.at(name), inner, at + "/" + name);
-        if (!complaint.empty()) return complaint;
+        if (!complaint.empty()) {
+          return complaint;
+        }
       }
     } else if (word == "additionalProperties") {
       for (const auto& [name, unused] : value.items()) {
-        if (!schema.at("properties").contains(name)) return at + " has an unknown " + name;
+        if (!schema.at("properties").contains(name)) {
+          return at + " has an unknown " + name;
+        }
       }
     } else if (word == "items") {
       for (std::size_t i = 0; i < value.size(); ++i) {
         std::string complaint = check(value[i], rule, at + "/" + std::to_string(i));
-        if (!complaint.empty()) return complaint;
+        if (!complaint.empty()) {
+          return complaint;
+        }
       }
     } else if (word == "allOf") {
       for (const json& inner : rule) {
         std::string complaint = check(value, inner, at);
-        if (!complaint.empty()) return complaint;
+        if (!complaint.empty()) {
+          return complaint;
+        }
       }
     } else if (word == "if") {
-      if (check(value, rule, at).empty()) return check(value, schema.at("then"), at);
+      if (check(value, rule, at).empty()) {
+        return check(value, schema.at("then"), at);
+      }
     } else if (word != "then" && word != "$schema" && word != "$id" && word != "title" &&
                word != "$defs") {
       return "the schema uses " + word + ", which this check does not know";

@@ -121,15 +121,15 @@ TEST(HistoryTest, KeepsTheNewestRecordsAndPassesOverDamage) {
   EXPECT_TRUE(std::get<std::vector<HistoryRecord>>(history.read()).empty());
   ASSERT_EQ(history.add({{"t", "m", "s", "1.1.1", "n", "passed", "a\nb\xff"}}).sentence, "");
   std::ofstream(folder + "/deep/results.jsonl", std::ios::app) << "broken\n[1]\n";
-  std::vector<HistoryRecord> many(FileHistory::MostRecords - 1);
+  std::vector<HistoryRecord> many(FileHistory::kMostRecords - 1);
   many.back().id = "last";
   ASSERT_EQ(history.add(many).sentence, "");
   auto records = std::get<std::vector<HistoryRecord>>(history.read());
-  ASSERT_EQ(records.size(), FileHistory::MostRecords);
+  ASSERT_EQ(records.size(), FileHistory::kMostRecords);
   EXPECT_EQ(records.front().text.substr(0, 3), "a\nb");
   ASSERT_EQ(history.add({{}}).sentence, "");
   records = std::get<std::vector<HistoryRecord>>(history.read());
-  ASSERT_EQ(records.size(), FileHistory::MostRecords);
+  ASSERT_EQ(records.size(), FileHistory::kMostRecords);
   EXPECT_EQ(records[records.size() - 2].id, "last");
   std::filesystem::remove_all(folder);
 }
@@ -147,7 +147,9 @@ TEST(AccessCheckTest, DisksThatAUserMayNotOpenAreCounted) {
   // Root may open everything, so the question is put by somebody else.
   const pid_t child = fork();
   if (child == 0) {
-    if (geteuid() == 0 && setuid(65534) != 0) _exit(2);
+    if (geteuid() == 0 && setuid(65534) != 0) {
+      _exit(2);
+    }
     const std::string sentence = missingAccess(root + "/block", root + "/dev");
     _exit(sentence.starts_with("2 disks of this computer cannot be opened") ? 0 : 1);
   }

@@ -42,7 +42,9 @@ TEST(TextsTest, ComposedMessagesAreTranslatedPartByPart) {
       {"Not a key", "Not a key"},
       {"", ""},
   };
-  for (const auto& [message, expected] : rows) EXPECT_EQ(texts.message(message), expected);
+  for (const auto& [message, expected] : rows) {
+    EXPECT_EQ(texts.message(message), expected);
+  }
 }
 
 TEST(TextsTest, TablesBecomeRowsOfCells) {
@@ -77,7 +79,9 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
   const fs::path root = OSTRIA_SOURCE_DIR;
   std::ifstream file(root / "host/core/texts/en.txt");
   std::set<std::string> known;
-  for (std::string line; std::getline(file, line);) known.insert(line.substr(0, line.find('\t')));
+  for (std::string line; std::getline(file, line);) {
+    known.insert(line.substr(0, line.find('\t')));
+  }
   ASSERT_GT(known.size(), 150u);
 
   const std::regex key("\"([A-Z|][A-Z0-9|'.()%]*_[A-Zs0-9_|'.()%]+)\"");
@@ -85,9 +89,12 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
   const std::regex other(
       "ENABLE_.*|SEC_.*|.*_SIZE|WHOLE_DISK_READ|OSTRIA_.*|PCI.*|USBSTOR.*|ID_.*|"
       "UDEV_.*|PATH_.*|MAJOR_.*|PCI_.*");
-  for (const char* room : {"frame", "inventory", "transport", "diagnostics", "tools", "raid"}) {
+  for (const char* room :
+       {"module", "inventory", "transport", "checks", "diagnostics", "tools", "raid"}) {
     for (const auto& entry : fs::recursive_directory_iterator(root / "src" / room)) {
-      if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
+      if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") {
+        continue;
+      }
       std::ifstream source(entry.path());
       std::stringstream content;
       content << source.rdbuf();
@@ -95,7 +102,9 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
       const std::string text = std::regex_replace(content.str(), std::regex("\"\\s*\n\\s*\""), "");
       for (std::sregex_iterator it(text.begin(), text.end(), key), end; it != end; ++it) {
         const std::string found = (*it)[1];
-        if (std::regex_match(found, other)) continue;
+        if (std::regex_match(found, other)) {
+          continue;
+        }
         EXPECT_TRUE(known.count(found) == 1) << found << " in " << entry.path();
       }
     }

@@ -25,7 +25,9 @@ json onVirtualPc(std::vector<std::string> arguments, int* code = nullptr,
   arguments.insert(arguments.begin(), {machine, "-Mstorage", "--json", "--assume=yes"});
   Program program(OSTRIA_BIN_DIR, arguments);
   const int ended = program.finish();
-  if (code != nullptr) *code = ended;
+  if (code != nullptr) {
+    *code = ended;
+  }
   const json parsed = json::parse(program.output, nullptr, false);
   EXPECT_FALSE(parsed.is_discarded()) << program.output << program.errors;
   EXPECT_EQ(schemaComplaint(parsed), "") << program.output;
@@ -40,11 +42,15 @@ std::vector<std::vector<std::string>> helpExamples() {
   std::istringstream lines(program.output);
   const std::string start = "           OstriaDiagnosticsCLI ";
   for (std::string line; std::getline(lines, line);) {
-    if (line.rfind(start, 0) != 0) continue;
+    if (line.rfind(start, 0) != 0) {
+      continue;
+    }
     std::erase(line, '"');
     std::istringstream words(line.substr(start.size()));
     std::vector<std::string> arguments = {kSmallPc, "--assume=yes"};
-    for (std::string word; words >> word;) arguments.push_back(word);
+    for (std::string word; words >> word;) {
+      arguments.push_back(word);
+    }
     examples.push_back(arguments);
   }
   return examples;
@@ -146,13 +152,18 @@ TEST(VirtualPcProgramTest, CtrlCEndsEachTestAtItsNextCommand) {
       {"-Qt", "0"}, {"-Qr", "1"}, {"-Qf", "1"}, {"-Qs", "1"}, {"-Qd", "1"}, {"-Qs", "2"},
       {"-Er", "2"}, {"-Ef", "2"}, {"-Es", "2"}, {"-El", "2"}, {"-En", "1"}, {"-Ec", "1"}};
   std::vector<std::unique_ptr<Program>> running;
-  for (const auto& [test, device] : tests)
+  for (const auto& [test, device] : tests) {
     running.push_back(std::make_unique<Program>(
         OSTRIA_BIN_DIR, std::vector<std::string>{"--virtual=" + path, "-Mstorage", "--json",
                                                  "--progress=json", test, device}));
-  for (const auto& program : running) EXPECT_TRUE(program->waitFor("test_started"));
+  }
+  for (const auto& program : running) {
+    EXPECT_TRUE(program->waitFor("test_started"));
+  }
   usleep(1'000'000);
-  for (const auto& program : running) program->interrupt();
+  for (const auto& program : running) {
+    program->interrupt();
+  }
   for (std::size_t i = 0; i < tests.size(); ++i) {
     EXPECT_EQ(running[i]->finish(), 4) << tests[i].first << tests[i].second;
     const json parsed = json::parse(running[i]->output, nullptr, false);

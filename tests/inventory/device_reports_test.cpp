@@ -24,7 +24,9 @@ using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 Pairs pairs(const std::vector<PropertyEntry>& entries) {
   Pairs out;
-  for (const PropertyEntry& entry : entries) out.emplace_back(entry.key, entry.value);
+  for (const PropertyEntry& entry : entries) {
+    out.emplace_back(entry.key, entry.value);
+  }
   return out;
 }
 

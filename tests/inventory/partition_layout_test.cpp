@@ -7,17 +7,18 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint64_t MiB = 1 << 20;
+constexpr std::uint64_t kMiB = 1 << 20;
 
 LayoutEntry mbr(std::uint32_t number, std::uint8_t type, std::uint64_t start,
                 std::uint64_t length) {
-  return {PartitionStyle::Mbr, number, start * MiB, length * MiB, type, {}};
+  return {PartitionStyle::Mbr, number, start * kMiB, length * kMiB, type, {}};
 }
 
 std::string listed(const PartitionTable& table) {
   std::string text = table.schema;
-  for (const PartitionEntry& entry : table.partitions)
+  for (const PartitionEntry& entry : table.partitions) {
     text += " " + std::to_string(entry.number) + ":" + entry.typeText;
+  }
   return text;
 }
 
@@ -31,7 +32,7 @@ TEST(PartitionLayoutTest, ExtendedPartitionIsRewritten) {
   rewriteLogicalPartitions(table.partitions);
   EXPECT_EQ(listed(table), "MBR 1:PRIMARY 0:EXTENDED 2:LOGICAL 3:LOGICAL 4:PRIMARY");
   EXPECT_EQ(table.partitions[3].fileSystem, "_NATIVE_LINUX");
-  EXPECT_EQ(unallocatedBytes(2000 * MiB, table.partitions), (2000 - 100 - 300 - 150 - 10) * MiB);
+  EXPECT_EQ(unallocatedBytes(2000 * kMiB, table.partitions), (2000 - 100 - 300 - 150 - 10) * kMiB);
 }
 
 TEST(PartitionLayoutTest, HostileLayoutsStayInBounds) {
@@ -59,7 +60,7 @@ TEST(PartitionLayoutTest, HostileLayoutsStayInBounds) {
 
 TEST(PartitionLayoutTest, GptTypesAreNamedByTheirGuid) {
   PartitionTable table;
-  LayoutEntry efi{PartitionStyle::Gpt, 1, MiB, MiB, 0, {}};
+  LayoutEntry efi{PartitionStyle::Gpt, 1, kMiB, kMiB, 0, {}};
   efi.gptType = {0x28, 0x73, 0x2A, 0xC1, 0x1F, 0xF8, 0xD2, 0x11,
                  0xBA, 0x4B, 0x00, 0xA0, 0xC9, 0x3E, 0xC9, 0x3B};
   LayoutEntry unknown = efi;

@@ -42,7 +42,9 @@ class OpenDevice {
   explicit OpenDevice(const std::string& path)
       : scanner_(get_device_scanner()), error_(scanner_->open(path, &handle_)) {}
   ~OpenDevice() {
-    if (handle_) scanner_->close(handle_);
+    if (handle_) {
+      scanner_->close(handle_);
+    }
     release_device_scanner(scanner_);
   }
   DeviceHandle handle() const { return handle_; }
@@ -66,12 +68,24 @@ Json scan(const Arguments&) {
     std::string id, port;
     std::array<std::uint8_t, 3> pci{};
     Json entry = {{"number", number}, {"paths", paths}};
-    if (scanner->getBusKind(number, &bus, &optane) == 0) entry["bus"] = bus;
-    if (scanner->getConnection(number, &connection) == 0) entry["connection"] = connection;
-    if (scanner->isRemovableMedia(number, &removable) == 0) entry["removable"] = removable;
-    if (scanner->getDeviceId(number, &id) == 0) entry["id"] = id;
-    if (scanner->getMiniportPath(number, &port) == 0) entry["port"] = port;
-    if (scanner->getPciLocation(number, &pci) == 0) entry["pci"] = pci;
+    if (scanner->getBusKind(number, &bus, &optane) == 0) {
+      entry["bus"] = bus;
+    }
+    if (scanner->getConnection(number, &connection) == 0) {
+      entry["connection"] = connection;
+    }
+    if (scanner->isRemovableMedia(number, &removable) == 0) {
+      entry["removable"] = removable;
+    }
+    if (scanner->getDeviceId(number, &id) == 0) {
+      entry["id"] = id;
+    }
+    if (scanner->getMiniportPath(number, &port) == 0) {
+      entry["port"] = port;
+    }
+    if (scanner->getPciLocation(number, &pci) == 0) {
+      entry["pci"] = pci;
+    }
     out.push_back(entry);
   }
   return out;
@@ -83,14 +97,16 @@ Json layout(const Arguments& arguments) {
   scanner->listDevices(devices);
   Json out;
   for (const auto& [number, paths] : devices) {
-    if (paths.front() != arguments.at(0)) continue;
+    if (paths.front() != arguments.at(0)) {
+      continue;
+    }
     PartitionTable table;
     out["result"] = scanner->readPartitionTable(number, &table, std::stoull(arguments.at(1)));
     out["schema"] = table.schema;
     out["disk"] = table.diskNumber;
     out["unallocated"] = table.unallocatedBytes;
     out["partitions"] = Json::array();
-    for (const PartitionEntry& entry : table.partitions)
+    for (const PartitionEntry& entry : table.partitions) {
       out["partitions"].push_back({{"number", entry.number},
                                    {"type", entry.typeText},
                                    {"label", entry.label},
@@ -102,6 +118,7 @@ Json layout(const Arguments& arguments) {
                                    {"used", entry.usedBytes},
                                    {"free", entry.freeBytes},
                                    {"cluster", entry.clusterBytes}});
+    }
   }
   return out;
 }
@@ -124,7 +141,9 @@ Json dismount(const Arguments& arguments) {
 /// read PATH OFFSET LENGTH SECONDS: a raw read with a time-out.
 Json read(const Arguments& arguments) {
   const OpenDevice device(arguments.at(0));
-  if (!device.handle()) return {{"open", device.error()}};
+  if (!device.handle()) {
+    return {{"open", device.error()}};
+  }
   const auto length = std::stoull(arguments.at(2));
   std::vector<char> buffer(length + 1, '#');
   std::uint64_t done = ~std::uint64_t{0};
@@ -144,13 +163,15 @@ Json read(const Arguments& arguments) {
 /// hang PATH SECONDS COMMAND: reads and writes a device that hangs, on each road. COMMAND frees it;
 /// then all that was outstanding must end without touching the memory that was passed in.
 Json hang(const Arguments& arguments) {
-  constexpr std::uint64_t length = 4096;
+  constexpr std::uint64_t kLength = 4096;
   const auto seconds = static_cast<std::uint32_t>(std::stoul(arguments.at(1)));
   const OpenDevice device(arguments.at(0));
-  if (!device.handle()) return {{"open", device.error()}};
+  if (!device.handle()) {
+    return {{"open", device.error()}};
+  }
   LinuxFilesystem ring(TimedTransfer::Road::Ring), thread(TimedTransfer::Road::Thread);
   const std::array<LinuxFilesystem*, 2> roads = {&ring, &thread};
-  std::vector<char> into(length, '#'), from(length, 'w');
+  std::vector<char> into(kLength, '#'), from(kLength, 'w');
   Json out;
   const auto timed = [&](const auto& transfer) {
     const auto start = std::chrono::steady_clock::now();
@@ -161,9 +182,9 @@ Json hang(const Arguments& arguments) {
   for (std::size_t i = 0; i < roads.size(); ++i) {
     std::uint64_t done = 0;
     timed(
-        [&] { return roads[i]->readAt(device.handle(), 0, length, &done, seconds, into.data()); });
+        [&] { return roads[i]->readAt(device.handle(), 0, kLength, &done, seconds, into.data()); });
     timed([&] {
-      return roads[i]->writeAt(device.handle(), (i + 1) * length, length, &done, seconds,
+      return roads[i]->writeAt(device.handle(), (i + 1) * kLength, kLength, &done, seconds,
                                from.data());
     });
   }
@@ -173,15 +194,16 @@ Json hang(const Arguments& arguments) {
   out["outstanding"] = outstanding();
   std::fill(from.begin(), from.end(), '!');
   out["freed"] = std::system(arguments.at(2).c_str());
-  for (int tries = 0; tries < 200 && outstanding() != 0; ++tries)
+  for (int tries = 0; tries < 200 && outstanding() != 0; ++tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
   out["left"] = outstanding();
   out["untouched"] = std::count(into.begin(), into.end(), '#');
   for (std::size_t i = 0; i < roads.size(); ++i) {
     std::uint64_t done = 0;
-    std::vector<char> back(length);
+    std::vector<char> back(kLength);
     const ProtocolResult result =
-        roads[i]->readAt(device.handle(), (i + 1) * length, length, &done, 30, back.data());
+        roads[i]->readAt(device.handle(), (i + 1) * kLength, kLength, &done, 30, back.data());
     out["landed"].push_back(!succeeded(result) ? -1 : std::count(back.begin(), back.end(), 'w'));
   }
   return out;
@@ -205,7 +227,9 @@ Json scratch(const Arguments& arguments) {
 
 Json ata(const Arguments& arguments) {
   const OpenDevice device(arguments.at(0));
-  if (!device.handle()) return {{"open", device.error()}};
+  if (!device.handle()) {
+    return {{"open", device.error()}};
+  }
   Json out;
   std::vector<std::uint8_t> page(512);
   IdentifyDevice identify(page.data());
@@ -226,7 +250,9 @@ Json ata(const Arguments& arguments) {
 
 Json scsi(const Arguments& arguments) {
   const OpenDevice device(arguments.at(0));
-  if (!device.handle()) return {{"open", device.error()}};
+  if (!device.handle()) {
+    return {{"open", device.error()}};
+  }
   Json out;
   std::vector<std::uint8_t> page(96);
   Inquiry inquiry(page.data(), 96);
@@ -244,7 +270,9 @@ Json scsi(const Arguments& arguments) {
 
 Json nvme(const Arguments& arguments) {
   const OpenDevice device(arguments.at(0));
-  if (!device.handle()) return {{"open", device.error()}};
+  if (!device.handle()) {
+    return {{"open", device.error()}};
+  }
   Json out;
   std::vector<char> page(4096);
   NvmeIdentifyDevice identify;
@@ -268,7 +296,9 @@ Json service(const Arguments& arguments) {
   const DriverServiceHolder holder;
   ZRDService* const found = holder.usableService();
   Json out = {{"usable", found != nullptr}};
-  if (found == nullptr) return out;
+  if (found == nullptr) {
+    return out;
+  }
   const PciLocation location = {static_cast<std::uint32_t>(std::stoul(arguments.at(0))),
                                 static_cast<std::uint32_t>(std::stoul(arguments.at(1))),
                                 static_cast<std::uint32_t>(std::stoul(arguments.at(2)))};
@@ -320,7 +350,9 @@ int main(int count, char** values) {
       {"scratch", scratch}, {"ata", ata},       {"scsi", scsi},         {"nvme", nvme},
       {"service", service}, {"hang", hang},     {"check", check}};
   const auto command = commands.find(count > 1 ? values[1] : "");
-  if (command == commands.end()) return 2;
+  if (command == commands.end()) {
+    return 2;
+  }
   std::cout << command->second(Arguments(values + 2, values + count)).dump() << std::endl;
   // Like a process that is killed: nothing is closed, nothing is tidied.
   ::_exit(0);

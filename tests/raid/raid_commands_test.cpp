@@ -24,7 +24,9 @@ class ScriptedMiniport : public CsmiSend {
   ProtocolResult send(DeviceHandle, CsmiCmd& command) override {
     command.finishHeader();
     request = command.buffer();
-    if (answer) answer(command.buffer());
+    if (answer) {
+      answer(command.buffer());
+    }
     return result;
   }
   Bytes request;
@@ -38,7 +40,9 @@ class ScriptedLibrary : public LsiSender {
   std::uint32_t execute(LsiCmd& command) override {
     request = command.buffer();
     record = command.record;
-    if (answer) answer(command.buffer());
+    if (answer) {
+      answer(command.buffer());
+    }
     return result;
   }
   Bytes request;
@@ -74,9 +78,9 @@ AtaCmd distinct(DataDirection direction, Bytes& data) {
 }
 
 CsmiPhyEntry phyEntry() {
-  Bytes record(CsmiPhyEntry::bytes);
+  Bytes record(CsmiPhyEntry::kBytes);
   std::iota(record.begin(), record.end(), std::uint8_t{100});
-  return CsmiPhyEntry(std::span<const std::uint8_t, CsmiPhyEntry::bytes>(record));
+  return CsmiPhyEntry(std::span<const std::uint8_t, CsmiPhyEntry::kBytes>(record));
 }
 
 TEST(CsmiCommands, HaveTheirHeadsAndSizes) {

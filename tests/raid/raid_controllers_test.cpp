@@ -13,10 +13,10 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-const std::vector<std::string> chipsetMembers = {"RPC-MIR-01", "RPC-MIR-02", "RPC-SAS-01",
-                                                 "RPC-NVM-01"};
-const std::vector<std::string> adapterMembers = {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03",
-                                                 "RPC-SPA-01"};
+const std::vector<std::string> kChipsetMembers = {"RPC-MIR-01", "RPC-MIR-02", "RPC-SAS-01",
+                                                  "RPC-NVM-01"};
+const std::vector<std::string> kAdapterMembers = {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03",
+                                                  "RPC-SPA-01"};
 
 /// Compilers differ in what a list of one braced element is.
 Json listed(Json faults) { return faults.is_array() ? faults : Json::array({std::move(faults)}); }
@@ -34,7 +34,9 @@ Json libraryFaults(Json faults) {
 
 std::vector<std::string> lines(const std::vector<PropertyEntry>& entries) {
   std::vector<std::string> out;
-  for (const PropertyEntry& entry : entries) out.push_back(entry.key + "=" + entry.value);
+  for (const PropertyEntry& entry : entries) {
+    out.push_back(entry.key + "=" + entry.value);
+  }
   return out;
 }
 
@@ -48,10 +50,14 @@ std::vector<std::vector<std::string>> controllers() {
     RaidComponent& controller = *manager.raidComponent(i);
     const ComponentDescription description = controller.description();
     std::vector<std::string> all = {controller.id() + ": " + description.displayName};
-    for (const std::string& line : lines(description.properties)) all.push_back(line);
+    for (const std::string& line : lines(description.properties)) {
+      all.push_back(line);
+    }
     for (const PropertySection& section : controller.sections()) {
       std::string text = section.title;
-      for (const std::string& line : lines(section.entries)) text += " " + line;
+      for (const std::string& line : lines(section.entries)) {
+        text += " " + line;
+      }
       all.push_back(text);
     }
     out.push_back(all);
@@ -111,23 +117,25 @@ TEST(RaidControllers, WithoutSetsOrNumbersStillListTheirDrives) {
   EXPECT_EQ(found[0][9].substr(0, 13), "PHYSICAL_DISK");
   EXPECT_THAT(
       std::vector<std::string>(found[1].begin() + 2, found[1].begin() + 5),
-      ElementsAre("MODEL=" + chipsetName, "NUM_LOGICAL_DEVICES=0", "NUM_PHYSICAL_DEVICES=4"));
+      ElementsAre("MODEL=" + kChipsetName, "NUM_LOGICAL_DEVICES=0", "NUM_PHYSICAL_DEVICES=4"));
   EXPECT_THAT(found[1], SizeIs(9));
-  EXPECT_EQ(bench.members(chipsetName), chipsetMembers);
-  EXPECT_EQ(bench.members("RAID Adapter 9000"), adapterMembers);
+  EXPECT_EQ(bench.members(kChipsetName), kChipsetMembers);
+  EXPECT_EQ(bench.members("RAID Adapter 9000"), kAdapterMembers);
 }
 
 TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {
   Json machine = raidMachine();
   machine["controllers"][1].erase("lsi");  // and no library
-  for (const unsigned drive : {6u, 7u, 8u, 9u}) machine["drives"][drive].erase("controller");
+  for (const unsigned drive : {6u, 7u, 8u, 9u}) {
+    machine["drives"][drive].erase("controller");
+  }
   const auto listed = [&] {
     RaidBench bench(machine);
     EXPECT_EQ(RaidComponentManager(Identifier(0, 0, 0)).hasDevices(), !controllers().empty());
-    return bench.members(chipsetName);
+    return bench.members(kChipsetName);
   };
   machine["controllers"][0]["hardware_id"] = "pci\\ven_1000&dev_ad0b";
-  EXPECT_EQ(listed(), chipsetMembers);
+  EXPECT_EQ(listed(), kChipsetMembers);
   for (const char* other : {"PCI\\VEN_8087&DEV_2822", "PCI\\VEN_8086&DEV_2823", "PCI\\VEN_8086",
                             "PCI\\VEN_8086&DEV_282", "x"}) {
     machine["controllers"][0]["hardware_id"] = other;
@@ -158,7 +166,7 @@ unsigned setsOf(const std::vector<std::string>& controller) {
 TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
   const std::vector<Failure> chipset = {{2, {}, 0, false},
                                         {10, {}, 0, true},
-                                        {11, chipsetMembers, 0, true},
+                                        {11, kChipsetMembers, 0, true},
                                         {20, {}, 0, false},
                                         {24, {"RPC-MIR-01", "RPC-MIR-02", "RPC-NVM-01"}, 1, true},
                                         {25, {"RPC-SAS-01", "RPC-NVM-01"}, 1, true}};
@@ -168,8 +176,8 @@ TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
           always(failure.code, "return_code", 1000)}) {
       SCOPED_TRACE(fault.dump());
       RaidBench bench(chipsetFaults({fault}));
-      EXPECT_EQ(bench.members(chipsetName), failure.members);
-      EXPECT_EQ(bench.members(adapterName), adapterMembers);
+      EXPECT_EQ(bench.members(kChipsetName), failure.members);
+      EXPECT_EQ(bench.members(kAdapterName), kAdapterMembers);
       const auto found = controllers();
       ASSERT_EQ(found.size(), failure.listed ? 2u : 1u);
       if (failure.listed) {
@@ -181,18 +189,18 @@ TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
       {0x0300, {}, 0, false},
       {0x0001, {}, 0, true},
       {0x0D01, {}, 0, true},
-      {0x0501, adapterMembers, 1, true},
+      {0x0501, kAdapterMembers, 1, true},
       {0x0401, {}, 0, false},
-      {0x0B03, adapterMembers, 0, true},
-      {0x0003, adapterMembers, 0, true},
+      {0x0B03, kAdapterMembers, 0, true},
+      {0x0003, kAdapterMembers, 0, true},
       {0x0002, {}, 0, false},
       {0x0006, {}, 1, true},
       {0x0206, {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03"}, 1, true}};
   for (const Failure& failure : adapter) {
     SCOPED_TRACE(failure.code);
     RaidBench bench(libraryFaults({always(failure.code, "error", 45)}));
-    EXPECT_EQ(bench.members(adapterName), failure.members);
-    EXPECT_EQ(bench.members(chipsetName), chipsetMembers);
+    EXPECT_EQ(bench.members(kAdapterName), failure.members);
+    EXPECT_EQ(bench.members(kChipsetName), kChipsetMembers);
     const auto found = controllers();
     ASSERT_EQ(found.size(), failure.listed ? 2u : 1u);
     if (failure.listed) {
@@ -225,7 +233,7 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
     RaidBench bench(chipsetFaults({fault}));
     bench.manager().scan();
     EXPECT_GE(bench.manager().componentCount(), 6u);
-    EXPECT_EQ(bench.members(adapterName), adapterMembers);
+    EXPECT_EQ(bench.members(kAdapterName), kAdapterMembers);
     EXPECT_FALSE(controllers().empty());
   }
   // What can be told from nonsense is told.
@@ -247,7 +255,7 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
        }) {
     SCOPED_TRACE(fault.dump().substr(0, 80));
     RaidBench bench(libraryFaults({fault}));
-    EXPECT_EQ(bench.members(chipsetName), chipsetMembers);
+    EXPECT_EQ(bench.members(kChipsetName), kChipsetMembers);
     EXPECT_FALSE(controllers().empty());
   }
   RaidBench(libraryFaults({patched(0x0300, 0, {255, 255, 255, 255})})).scan(10);
@@ -257,7 +265,7 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
   machine["drives"][5]["faults"] = {
       {{"command", 6}, {"occurrence", 1}, {"times", 0}, {"action", "garbage"}}};
   RaidBench bench(machine);
-  EXPECT_LE(bench.members(chipsetName).size(), 4u);
+  EXPECT_LE(bench.members(kChipsetName).size(), 4u);
 }
 
 TEST(RaidControllers, SurviveCallsThatFailDuringTheSearch) {
@@ -276,7 +284,9 @@ TEST(RaidControllers, SurviveCallsThatFailDuringTheSearch) {
   for (std::uint64_t call = 1; call <= calls; call += call < 60 ? 1 : 1 + calls / 20) {
     SCOPED_TRACE(call);
     search(call, 0);
-    if (call % 5 == 0) search(0, call);
+    if (call % 5 == 0) {
+      search(0, call);
+    }
   }
 }
 
@@ -311,8 +321,9 @@ TEST(RaidControllers, NameTheirLevels) {
                                          "UNKNOWN",
                                          "RAID 10",
                                          "UNKNOWN"};
-  for (std::uint8_t type = 0; type < csmi.size(); ++type)
+  for (std::uint8_t type = 0; type < csmi.size(); ++type) {
     EXPECT_EQ(csmiLevelName(type), csmi[type]) << int{type};
+  }
   struct Level {
     std::uint8_t primary;
     const char* plain;

@@ -10,11 +10,11 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Not;
 
-constexpr std::uint32_t smartStatus = 1;
-constexpr std::uint32_t shortSelfTest = 5;
-constexpr std::uint32_t driveSelfTest = 6;
-constexpr std::uint32_t fullScan = 13;
-constexpr std::uint32_t nvmeReliability = 21;
+constexpr std::uint32_t kSmartStatus = 1;
+constexpr std::uint32_t kShortSelfTest = 5;
+constexpr std::uint32_t kDriveSelfTest = 6;
+constexpr std::uint32_t kFullScan = 13;
+constexpr std::uint32_t kNvmeReliability = 21;
 
 TEST(RaidMembers, AreListedOnceEachBehindTheDisksOfTheSystem) {
   RaidBench bench(raidMachine());
@@ -32,10 +32,10 @@ TEST(RaidMembers, AreListedOnceEachBehindTheDisksOfTheSystem) {
   };
   using Bus = StorageBusKind;
   const std::vector<Member> wanted = {
-      {adapterName, Bus::Scsi, ProtocolKind::Scsi}, {adapterName, Bus::Scsi, ProtocolKind::Scsi},
-      {adapterName, Bus::Scsi, ProtocolKind::Scsi}, {adapterName, Bus::Ata, ProtocolKind::Scsi},
-      {chipsetName, Bus::Ata, ProtocolKind::Ata},   {chipsetName, Bus::Ata, ProtocolKind::Ata},
-      {chipsetName, Bus::Scsi, ProtocolKind::Scsi}, {chipsetName, Bus::Nvme, ProtocolKind::Nvme}};
+      {kAdapterName, Bus::Scsi, ProtocolKind::Scsi}, {kAdapterName, Bus::Scsi, ProtocolKind::Scsi},
+      {kAdapterName, Bus::Scsi, ProtocolKind::Scsi}, {kAdapterName, Bus::Ata, ProtocolKind::Scsi},
+      {kChipsetName, Bus::Ata, ProtocolKind::Ata},   {kChipsetName, Bus::Ata, ProtocolKind::Ata},
+      {kChipsetName, Bus::Scsi, ProtocolKind::Scsi}, {kChipsetName, Bus::Nvme, ProtocolKind::Nvme}};
   std::vector<std::string> ids;
   for (std::uint32_t i = 0; i < wanted.size(); ++i) {
     StorageComponent& member = bench.device(i + 2);
@@ -45,7 +45,7 @@ TEST(RaidMembers, AreListedOnceEachBehindTheDisksOfTheSystem) {
     EXPECT_EQ(member.busKind(), wanted[i].bus);
     EXPECT_EQ(member.storageProtocol()->GetProtocolKind(), wanted[i].protocol);
     EXPECT_EQ(member.partitionTable(), nullptr);
-    EXPECT_EQ(member.pciDevice(), wanted[i].parent == chipsetName ? 23 : 0);
+    EXPECT_EQ(member.pciDevice(), wanted[i].parent == kChipsetName ? 23 : 0);
     EXPECT_THAT(ids, Not(Contains(member.id())));
     ids.push_back(member.id());
   }
@@ -55,7 +55,9 @@ TEST(RaidMembers, AreListedOnceEachBehindTheDisksOfTheSystem) {
 
 TEST(RaidMembers, ThatTheSystemShowsTooAreListedAsTheSystemsDisks) {
   Json machine = raidMachine();
-  for (const unsigned drive : {2u, 4u, 5u}) machine["drives"][drive]["hidden"] = false;
+  for (const unsigned drive : {2u, 4u, 5u}) {
+    machine["drives"][drive]["hidden"] = false;
+  }
   machine["drives"][5]["nvme"]["road"] = "intel_port";
   RaidBench bench(machine);
   bench.scan(10);
@@ -90,12 +92,13 @@ TEST_P(RaidMember, RunsTheTestsOfADirectDisk) {
     return result;
   };
   const TestResult verdict = good ? TestResult::Passed : TestResult::Failed;
-  for (const std::uint32_t item : quickTests)
-    EXPECT_EQ(run(ModuleBench::quick, item), verdict) << item;
-  EXPECT_EQ(run(ModuleBench::extended, fullScan), verdict);
-  if (std::find(quickTests.begin(), quickTests.end(), shortSelfTest) == quickTests.end()) {
+  for (const std::uint32_t item : quickTests) {
+    EXPECT_EQ(run(ModuleBench::kQuick, item), verdict) << item;
+  }
+  EXPECT_EQ(run(ModuleBench::kExtended, kFullScan), verdict);
+  if (std::find(quickTests.begin(), quickTests.end(), kShortSelfTest) == quickTests.end()) {
     FakeHost host(member);
-    EXPECT_EQ(bench.test(ModuleBench::quick, shortSelfTest).run(&host), TestResult::NotPerformed);
+    EXPECT_EQ(bench.test(ModuleBench::kQuick, kShortSelfTest).run(&host), TestResult::NotPerformed);
     EXPECT_THAT(host.heard, Contains("log 0 TEST_NOT_SUPPORTED_IN_THIS_DEVICE"));
   }
 
@@ -118,13 +121,13 @@ TEST_P(RaidMember, RunsTheTestsOfADirectDisk) {
 
 INSTANTIATE_TEST_SUITE_P(
     EachKind, RaidMember,
-    ::testing::Values(Health{"RPC-MIR-01", true, {smartStatus, driveSelfTest}},
-                      Health{"RPC-MIR-02", false, {smartStatus, driveSelfTest}},
-                      Health{"RPC-SAS-01", true, {smartStatus, shortSelfTest}},
-                      Health{"RPC-NVM-01", true, {nvmeReliability}},
-                      Health{"RPC-STR-01", true, {smartStatus, shortSelfTest}},
-                      Health{"RPC-STR-02", false, {smartStatus, shortSelfTest}},
-                      Health{"RPC-SPA-01", true, {smartStatus}}),
+    ::testing::Values(Health{"RPC-MIR-01", true, {kSmartStatus, kDriveSelfTest}},
+                      Health{"RPC-MIR-02", false, {kSmartStatus, kDriveSelfTest}},
+                      Health{"RPC-SAS-01", true, {kSmartStatus, kShortSelfTest}},
+                      Health{"RPC-NVM-01", true, {kNvmeReliability}},
+                      Health{"RPC-STR-01", true, {kSmartStatus, kShortSelfTest}},
+                      Health{"RPC-STR-02", false, {kSmartStatus, kShortSelfTest}},
+                      Health{"RPC-SPA-01", true, {kSmartStatus}}),
     [](const auto& info) {
       std::string name = info.param.serial;
       std::erase(name, '-');
@@ -133,24 +136,27 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(RaidMembers, ThatVanishOrHangLeaveNoVerdict) {
   Json machine = raidMachine();
-  for (const unsigned drive : {2u, 6u, 9u})
+  for (const unsigned drive : {2u, 6u, 9u}) {
     machine["drives"][drive]["faults"] = {{{"command", drive == 6 ? 0x1D : 0xB0},
                                            {"occurrence", 1},
                                            {"times", 0},
                                            {"action", "hang"}}};
+  }
   RaidBench bench(machine);
   bench.scan(10);
   const auto run = [&](const char* serial, std::uint32_t item) {
     FakeHost host(bench.withSerial(serial));
-    return bench.test(ModuleBench::quick, item).run(&host);
+    return bench.test(ModuleBench::kQuick, item).run(&host);
   };
-  EXPECT_NE(run("RPC-MIR-01", driveSelfTest), TestResult::Passed);
-  EXPECT_NE(run("RPC-STR-01", shortSelfTest), TestResult::Passed);
-  EXPECT_NE(run("RPC-SPA-01", smartStatus), TestResult::Passed);
-  for (const auto& drive : bench.machine().drives()) drive->vanish();
+  EXPECT_NE(run("RPC-MIR-01", kDriveSelfTest), TestResult::Passed);
+  EXPECT_NE(run("RPC-STR-01", kShortSelfTest), TestResult::Passed);
+  EXPECT_NE(run("RPC-SPA-01", kSmartStatus), TestResult::Passed);
+  for (const auto& drive : bench.machine().drives()) {
+    drive->vanish();
+  }
   for (const char* serial :
        {"RPC-MIR-02", "RPC-SAS-01", "RPC-NVM-01", "RPC-STR-02", "RPC-SPA-01"}) {
-    const TestResult result = run(serial, smartStatus);
+    const TestResult result = run(serial, kSmartStatus);
     EXPECT_NE(result, TestResult::Passed) << serial;
     EXPECT_NE(result, TestResult::Failed) << serial;
     std::vector<std::uint8_t> buffer(512);

@@ -53,10 +53,10 @@ TEST_F(ConfigFileTest, MalformedLineEndsTheReadingWithItsCodeAndLine) {
 
 TEST_F(ConfigFileTest, HostileFilesAreRefused) {
   EXPECT_FALSE(read("[a]\nkey = " + std::string(200000, 'x')));
-  EXPECT_EQ(error_.code, config_file_error::LineTooLong);
+  EXPECT_EQ(error_.code, config_file_error::kLineTooLong);
   EXPECT_FALSE(read(std::string(1000, '[') + "="));
   EXPECT_FALSE(read(std::string(2 << 20, ';')));
-  EXPECT_EQ(error_.code, config_file_error::NotReadable);
+  EXPECT_EQ(error_.code, config_file_error::kNotReadable);
   EXPECT_FALSE(readConfigurationFile("/dev/zero", contents_, error_));
   EXPECT_FALSE(readConfigurationFile("/nowhere/config.ini", contents_, error_));
   // A comment may be as long as it likes.

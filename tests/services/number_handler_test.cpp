@@ -63,7 +63,9 @@ TEST(NumberHandlerTest, RandomFollowsTheSeedAndStaysBelowTheLimit) {
   numbers.seedRandom(1234);
   std::uint64_t expected = 0;
   std::srand(1234);
-  for (int i = 0; i < 4; ++i) expected = expected * 32768 + static_cast<unsigned>(rand()) % 32768;
+  for (int i = 0; i < 4; ++i) {
+    expected = expected * 32768 + static_cast<unsigned>(rand()) % 32768;
+  }
   expected = expected * 16 | static_cast<unsigned>(rand()) % 128;
   numbers.seedRandom(1234);
   EXPECT_EQ(numbers.random(UINT64_MAX), expected);

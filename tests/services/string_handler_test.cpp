@@ -11,8 +11,9 @@ std::string fixedField(const std::string& bytes, std::size_t size = 16) {
   std::array<char, 16> out;
   out.fill('#');
   StringHandlerImp().copyFixedField(out.data(), size, bytes.data(), bytes.size());
-  for (std::size_t i = std::char_traits<char>::length(out.data()); i < size; ++i)
+  for (std::size_t i = std::char_traits<char>::length(out.data()); i < size; ++i) {
     EXPECT_EQ(out[i], 0) << "byte " << i;
+  }
   return out.data();
 }
 

@@ -15,8 +15,9 @@ class DriveBench {
   explicit DriveBench(const std::string& drive) {
     MachineDescription machine;
     std::string error;
-    if (!parseMachine(R"({"format": 1, "drives": [{)" + drive + "}]}", &machine, &error))
+    if (!parseMachine(R"({"format": 1, "drives": [{)" + drive + "}]}", &machine, &error)) {
       throw std::invalid_argument(error);
+    }
     drive_ = makeDrive(machine.drives[0], clock);
   }
 
@@ -75,7 +76,9 @@ class DriveBench {
     }
   }
   void pass(const Exchange& exchange) {
-    if (exchange.durationMicroseconds != Never) clock.advance(exchange.durationMicroseconds);
+    if (exchange.durationMicroseconds != Never) {
+      clock.advance(exchange.durationMicroseconds);
+    }
   }
 
   std::unique_ptr<Drive> drive_;

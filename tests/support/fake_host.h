@@ -13,16 +13,16 @@ namespace ostria::storage::testing {
 /// the order in which it hears it, and asks for a stop at a chosen poll.
 class FakeHost : public TestRunContext {
  public:
-  static constexpr unsigned never = std::numeric_limits<unsigned>::max();
+  static constexpr unsigned kNever = std::numeric_limits<unsigned>::max();
 
   explicit FakeHost(SystemComponent* component) : component_(component) {}
 
   /// What was heard: "progress 50", "progress 100 KEY", "log 2 KEY", "log 0 flag 1 KEY".
   std::vector<std::string> heard;
   /// Polls are counted from 0; from that poll on the user asks for an abort.
-  unsigned abortFromPoll = never;
+  unsigned abortFromPoll = kNever;
   /// From that poll on these event flags are set.
-  unsigned eventFromPoll = never;
+  unsigned eventFromPoll = kNever;
   std::uint8_t eventFlags = 0x08;
   bool hasEventByte = true;
   bool hasLog = true;
@@ -36,7 +36,9 @@ class FakeHost : public TestRunContext {
   /// Number of lines that begin with `prefix`.
   unsigned count(const std::string& prefix) const {
     unsigned found = 0;
-    for (const std::string& line : heard) found += line.compare(0, prefix.size(), prefix) == 0;
+    for (const std::string& line : heard) {
+      found += static_cast<unsigned int>(line.compare(0, prefix.size(), prefix) == 0);
+    }
     return found;
   }
 

@@ -58,26 +58,39 @@ class FakeProtocol : public Base {
   bool gone() const { return reads.size() > readsUntilGone; }
   unsigned count(const std::string& call) const {
     unsigned found = 0;
-    for (const std::string& made : calls) found += made == call;
+    for (const std::string& made : calls) {
+      found += static_cast<unsigned int>(made == call);
+    }
     return found;
   }
 
   DeviceHandle GetDeviceHandle() override { return DeviceHandle(); }
   ProtocolResult GetProperties(StorageProtocolProperties* out) override {
     const ProtocolResult result = answer("GetProperties");
-    if (succeeded(result)) *out = record();
+    if (succeeded(result)) {
+      *out = record();
+    }
     return result;
   }
   ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors, std::uint32_t timeoutSeconds,
                       void* buffer, std::uint32_t bufferBytes) override {
     reads.push_back({lba, sectors, timeoutSeconds, bufferBytes});
-    if (gone()) return ProtocolResult::TransportFailure;
-    if (sectors > largestRead) return ProtocolResult::CommandRejected;
-    if (const auto all = results.find("Read"); all != results.end()) return all->second;
-    if (lba >= record().totalSectors || sectors > record().totalSectors - lba)
+    if (gone()) {
+      return ProtocolResult::TransportFailure;
+    }
+    if (sectors > largestRead) {
       return ProtocolResult::CommandRejected;
+    }
+    if (const auto all = results.find("Read"); all != results.end()) {
+      return all->second;
+    }
+    if (lba >= record().totalSectors || sectors > record().totalSectors - lba) {
+      return ProtocolResult::CommandRejected;
+    }
     const auto bad = badSectors.lower_bound(lba);
-    if (bad != badSectors.end() && bad->first < lba + sectors) return bad->second;
+    if (bad != badSectors.end() && bad->first < lba + sectors) {
+      return bad->second;
+    }
     std::memset(buffer, 0, std::size_t{sectors} * record().logicalSectorSize);
     return ProtocolResult::Success;
   }
@@ -103,7 +116,9 @@ class FakeProtocol : public Base {
   }
   ProtocolResult SetSmartEnabled(std::uint8_t enable) override {
     const ProtocolResult result = answer("SetSmartEnabled", " " + std::to_string(enable));
-    if (succeeded(result)) record().smartEnabled = enable != 0;
+    if (succeeded(result)) {
+      record().smartEnabled = enable != 0;
+    }
     return result;
   }
   ProtocolResult WriteUncorrectable(std::uint64_t lba) override {
@@ -115,7 +130,9 @@ class FakeProtocol : public Base {
   }
   ProtocolResult GetWearIndicator(std::uint32_t* percent) override {
     const ProtocolResult result = answer("GetWearIndicator");
-    if (succeeded(result) && wearIndicator != 0xFFFFFFFF) *percent = wearIndicator;
+    if (succeeded(result) && wearIndicator != 0xFFFFFFFF) {
+      *percent = wearIndicator;
+    }
     return result;
   }
   ProtocolResult GetPowerMode(std::uint32_t* mode) override {
@@ -126,20 +143,26 @@ class FakeProtocol : public Base {
  protected:
   ProtocolResult answer(const std::string& name, const std::string& arguments = {}) {
     calls.push_back(name + arguments);
-    if (gone()) return ProtocolResult::TransportFailure;
+    if (gone()) {
+      return ProtocolResult::TransportFailure;
+    }
     const auto scripted = results.find(name);
     return scripted == results.end() ? ProtocolResult::Success : scripted->second;
   }
   template <typename Value>
   ProtocolResult give(const std::string& name, Value value, Value* out) {
     const ProtocolResult result = answer(name);
-    if (succeeded(result)) *out = value;
+    if (succeeded(result)) {
+      *out = value;
+    }
     return result;
   }
   ProtocolResult next(const std::string& name, std::deque<std::uint8_t>& values,
                       std::uint8_t* out) {
     const ProtocolResult result = give(name, values.front(), out);
-    if (succeeded(result) && values.size() > 1) values.pop_front();
+    if (succeeded(result) && values.size() > 1) {
+      values.pop_front();
+    }
     return result;
   }
 };

@@ -17,12 +17,14 @@ namespace ostria::storage::testing {
 /// is released, every handle must be closed, and the machine is switched off.
 class ModuleBench {
  public:
-  static constexpr std::uint32_t quick = 0;
-  static constexpr std::uint32_t extended = 1;
+  static constexpr std::uint32_t kQuick = 0;
+  static constexpr std::uint32_t kExtended = 1;
 
   explicit ModuleBench(const std::string& machineText) {
     std::string error;
-    if (!virtual_pc::installMachine(machineText, &error)) throw std::invalid_argument(error);
+    if (!virtual_pc::installMachine(machineText, &error)) {
+      throw std::invalid_argument(error);
+    }
     module_ = GetModuleInterfaceInstance();
   }
   ~ModuleBench() {
@@ -64,7 +66,9 @@ class ModuleBench {
 /// A machine file with these drives, each the inside of a JSON object.
 inline std::string machineOf(const std::vector<std::string>& drives) {
   std::string text = R"({"format": 1, "drives": [)";
-  for (std::size_t i = 0; i < drives.size(); ++i) text += (i == 0 ? "{" : ", {") + drives[i] + "}";
+  for (std::size_t i = 0; i < drives.size(); ++i) {
+    text += (i == 0 ? "{" : ", {") + drives[i] + "}";
+  }
   return text + "]}";
 }
 

@@ -32,8 +32,12 @@ class NvmeDriveBridge : public NvmeBridge {
                                                     : virtual_pc::DataDirection::None;
     exchange.data.resize(command.transferBytes);
     drive_.execute(exchange);
-    if (exchange.delivery != virtual_pc::Delivery::Answered) return ProtocolResult::Failure;
-    if (exchange.durationMicroseconds == virtual_pc::Never) return ProtocolResult::Failure;
+    if (exchange.delivery != virtual_pc::Delivery::Answered) {
+      return ProtocolResult::Failure;
+    }
+    if (exchange.durationMicroseconds == virtual_pc::Never) {
+      return ProtocolResult::Failure;
+    }
     clock_.advance(exchange.durationMicroseconds);
     std::copy_n(exchange.data.begin(), exchange.transferred,
                 static_cast<std::uint8_t*>(command.data));

@@ -52,27 +52,33 @@ class RaidBench : public ModuleBench {
   /// The listed devices by serial number, in order.
   std::vector<std::string> serials() {
     std::vector<std::string> found;
-    for (std::uint32_t i = 0; i < manager().componentCount(); ++i)
+    for (std::uint32_t i = 0; i < manager().componentCount(); ++i) {
       found.push_back(*device(i).findProperty("SERIAL"));
+    }
     return found;
   }
   StorageComponent* withSerial(const std::string& serial) {
-    for (std::uint32_t i = 0; i < manager().componentCount(); ++i)
-      if (*device(i).findProperty("SERIAL") == serial) return &device(i);
+    for (std::uint32_t i = 0; i < manager().componentCount(); ++i) {
+      if (*device(i).findProperty("SERIAL") == serial) {
+        return &device(i);
+      }
+    }
     return nullptr;
   }
   /// Scans, and gives the members of that controller (0 chipset, 1 adapter) by serial number.
   std::vector<std::string> members(const std::string& parent) {
     manager().scan();
     std::vector<std::string> found;
-    for (std::uint32_t i = 0; i < manager().componentCount(); ++i)
-      if (device(i).attributeMap()["parent"] == "RAID_ATTACHED_DRIVES\\" + parent)
+    for (std::uint32_t i = 0; i < manager().componentCount(); ++i) {
+      if (device(i).attributeMap()["parent"] == "RAID_ATTACHED_DRIVES\\" + parent) {
         found.push_back(*device(i).findProperty("SERIAL"));
+      }
+    }
     return found;
   }
 };
 
-inline const std::string chipsetName = "Chipset RAID Controller";
-inline const std::string adapterName = "RAID Adapter 9000 - SN0042";
+inline const std::string kChipsetName = "Chipset RAID Controller";
+inline const std::string kAdapterName = "RAID Adapter 9000 - SN0042";
 
 }  // namespace ostria::storage::testing

@@ -64,31 +64,45 @@ class ScriptedAtaBridge : public AtaBridge {
     steps_.pop_front();
     check(step, command);
     setRegisters(command, step.registers);
-    if (!succeeded(step.result)) return step.result;
+    if (!succeeded(step.result)) {
+      return step.result;
+    }
     if (command.dataDirection == DataDirection::FromDevice) {
       const auto bytes = std::min<std::uint64_t>(step.answer.size(), command.transferBytes);
       std::copy_n(step.answer.begin(), bytes, static_cast<std::uint8_t*>(command.data));
       command.transferBytes = bytes;
     }
-    if (step.moved) command.transferBytes = *step.moved;
+    if (step.moved) {
+      command.transferBytes = *step.moved;
+    }
     return step.result;
   }
 
  private:
   static std::vector<std::uint64_t> fieldsOf(const AtaCmd& c) {
-    return {c.features,      c.featuresPrevious,
-            c.sectorCount,   c.sectorCountPrevious,
-            c.lbaLow,        c.lbaLowPrevious,
-            c.lbaMid,        c.lbaMidPrevious,
-            c.lbaHigh,       c.lbaHighPrevious,
-            c.device,        c.command,
-            c.transferBytes, c.timeoutSeconds,
-            c.wantRegisters, static_cast<std::uint64_t>(c.dataDirection)};
+    return {c.features,
+            c.featuresPrevious,
+            c.sectorCount,
+            c.sectorCountPrevious,
+            c.lbaLow,
+            c.lbaLowPrevious,
+            c.lbaMid,
+            c.lbaMidPrevious,
+            c.lbaHigh,
+            c.lbaHighPrevious,
+            c.device,
+            c.command,
+            c.transferBytes,
+            c.timeoutSeconds,
+            static_cast<std::uint64_t>(c.wantRegisters),
+            static_cast<std::uint64_t>(c.dataDirection)};
   }
 
   static void check(const Step& step, const AtaCmd& command) {
     EXPECT_EQ(fieldsOf(command), fieldsOf(step.expected));
-    if (step.out.empty()) return;
+    if (step.out.empty()) {
+      return;
+    }
     ASSERT_EQ(command.transferBytes, step.out.size());
     const auto* data = static_cast<const std::uint8_t*>(command.data);
     EXPECT_TRUE(std::equal(step.out.begin(), step.out.end(), data));

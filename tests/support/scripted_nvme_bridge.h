@@ -52,13 +52,14 @@ class ScriptedNvmeBridge : public NvmeBridge {
     EXPECT_EQ(command.opcode, step.opcode);
     EXPECT_EQ(command.namespaceId, step.namespaceId);
     EXPECT_EQ(command.cdw10, step.cdw10);
-    if (step.result == ProtocolResult::Success)
+    if (step.result == ProtocolResult::Success) {
       std::copy_n(step.answer.begin(), std::min(step.answer.size(), command.transferBytes),
                   static_cast<std::uint8_t*>(command.data));
+    }
     return step.result;
   }
 
-  std::vector<std::array<std::uint8_t, NvmeCmd::imageBytes>> sent;
+  std::vector<std::array<std::uint8_t, NvmeCmd::kImageBytes>> sent;
   std::vector<std::uint8_t> pathIds;
 
  private:

@@ -85,13 +85,17 @@ class ScriptedScsiBridge : public ScsiBridge {
       const auto* data = static_cast<const std::uint8_t*>(command.data);
       EXPECT_EQ(Bytes(data, data + step.out.size()), step.out);
     }
-    if (!succeeded(step.result)) return step.result;
+    if (!succeeded(step.result)) {
+      return step.result;
+    }
     if (command.direction == DataDirection::FromDevice) {
       const auto bytes = std::min<std::uint64_t>(step.answer.size(), command.transferBytes);
       std::copy_n(step.answer.begin(), bytes, static_cast<std::uint8_t*>(command.data));
       command.transferBytes = bytes;
     }
-    if (step.moved) command.transferBytes = *step.moved;
+    if (step.moved) {
+      command.transferBytes = *step.moved;
+    }
     command.scsiStatus = step.scsiStatus;
     std::copy_n(step.sense.begin(), std::min(step.sense.size(), command.sense.size()),
                 command.sense.begin());

@@ -26,7 +26,7 @@ inline std::string told(const FakeHost& host, TestResult result) {
 
 /// Runs the test on the device with a host of its own.
 template <typename Device>
-std::string runOn(Test& test, Device& device, unsigned abortFromPoll = FakeHost::never) {
+std::string runOn(Test& test, Device& device, unsigned abortFromPoll = FakeHost::kNever) {
   FakeHost host(device.component.get());
   host.abortFromPoll = abortFromPoll;
   const TestResult result = test.run(&host);

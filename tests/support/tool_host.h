@@ -28,8 +28,9 @@ class ToolHost final : public ToolEventReceiver {
   explicit ToolHost(Tool& tool) {
     for (const char* name :
          {"RecoverInit", "OperationInit", "DeviceInit", "PartitionInit", "PartitionFinish",
-          "DeviceFinish", "RecoverFinish", "Progress", "SmartToolInit", "SmartToolFinish"})
+          "DeviceFinish", "RecoverFinish", "Progress", "SmartToolInit", "SmartToolFinish"}) {
       listenTo(name);
+    }
     tool.eventReceiver = this;
     tool.abortSource = &abort;
     tool.systemEvents = &systemEvents;
@@ -38,21 +39,29 @@ class ToolHost final : public ToolEventReceiver {
   void requestInput(InputRequest& request) override {
     requests.push_back(request);
     request.answer = answers.front();
-    if (answers.size() > 1) answers.pop_front();
+    if (answers.size() > 1) {
+      answers.pop_front();
+    }
   }
 
   /// The events without those of progress.
   std::vector<std::string> steps() const {
     std::vector<std::string> out;
-    for (const std::string& line : heard)
-      if (line.compare(0, 10, "OnProgress") != 0) out.push_back(line);
+    for (const std::string& line : heard) {
+      if (line.compare(0, 10, "OnProgress") != 0) {
+        out.push_back(line);
+      }
+    }
     return out;
   }
   /// Percentages in the order in which they came.
   std::vector<int> progress() const {
     std::vector<int> out;
-    for (const std::string& line : heard)
-      if (line.compare(0, 11, "OnProgress ") == 0) out.push_back(std::stoi(line.substr(11)));
+    for (const std::string& line : heard) {
+      if (line.compare(0, 11, "OnProgress ") == 0) {
+        out.push_back(std::stoi(line.substr(11)));
+      }
+    }
     return out;
   }
 
@@ -60,14 +69,17 @@ class ToolHost final : public ToolEventReceiver {
   static std::string joined(Tool& tool, const std::string& name) {
     const auto* const values = tool.getParameter(name);
     std::string out;
-    for (std::size_t i = 0; values != nullptr && i < values->size(); ++i)
+    for (std::size_t i = 0; values != nullptr && i < values->size(); ++i) {
       out += (i == 0 ? " " : "|") + (*values)[i];
+    }
     return out;
   }
 
   void listenTo(const std::string& name) {
     handlers["On" + name] = [this, name](Tool* tool, const std::string& event) {
-      if (onEvent) onEvent(*tool, event);
+      if (onEvent) {
+        onEvent(*tool, event);
+      }
       const std::string message = joined(*tool, "Message");
       heard.push_back(event + joined(*tool, name) +
                       (message.empty() ? "" : " :" + message.substr(1)));

@@ -34,7 +34,9 @@ class VirtualBench {
   StorageComponent* device(const std::string& model) {
     for (std::uint32_t i = 0; i < manager_->componentCount(); ++i) {
       auto* const found = dynamic_cast<StorageComponent*>(manager_->component(i));
-      if (found != nullptr && found->description().model == model) return found;
+      if (found != nullptr && found->description().model == model) {
+        return found;
+      }
     }
     return nullptr;
   }

@@ -21,7 +21,9 @@ class WatchedDrive {
   };
 
   explicit WatchedDrive(virtual_pc::Drive& drive) {
-    if (drive.ata) Before<virtual_pc::AtaTarget, virtual_pc::AtaExchange>::put(drive.ata, *this);
+    if (drive.ata) {
+      Before<virtual_pc::AtaTarget, virtual_pc::AtaExchange>::put(drive.ata, *this);
+    }
     Before<virtual_pc::ScsiTarget, virtual_pc::ScsiExchange>::put(drive.scsi, *this);
   }
   WatchedDrive(const WatchedDrive&) = delete;
@@ -67,24 +69,40 @@ class WatchedDrive {
   }
   void note(const virtual_pc::AtaTaskFile& in) {
     ++ataCommands[in.command];
-    if (in.command == 0x24) reads.push_back({in.lba48(), in.count});
-    if (in.command == 0x20) reads.push_back({in.lba28(), in.count});
+    if (in.command == 0x24) {
+      reads.push_back({in.lba48(), in.count});
+    }
+    if (in.command == 0x20) {
+      reads.push_back({in.lba28(), in.count});
+    }
   }
   void see(const virtual_pc::ScsiExchange& exchange) {
     const auto& cdb = exchange.cdb;
     ++scsiCommands[cdb[0]];
-    if (cdb[0] == 0x28) reads.push_back({loadBe32(&cdb[2]), loadBe16(&cdb[7])});
-    if (cdb[0] == 0xA8) reads.push_back({loadBe32(&cdb[2]), loadBe32(&cdb[6])});
-    if (cdb[0] == 0x88) reads.push_back({loadBe64(&cdb[2]), loadBe32(&cdb[10])});
+    if (cdb[0] == 0x28) {
+      reads.push_back({loadBe32(&cdb[2]), loadBe16(&cdb[7])});
+    }
+    if (cdb[0] == 0xA8) {
+      reads.push_back({loadBe32(&cdb[2]), loadBe32(&cdb[6])});
+    }
+    if (cdb[0] == 0x88) {
+      reads.push_back({loadBe64(&cdb[2]), loadBe32(&cdb[10])});
+    }
     // ATA commands on their way through SAT.
     const auto pair = [&](int high) { return loadBe16(&cdb[static_cast<std::size_t>(high)]); };
-    if (cdb[0] == 0x85) note({pair(3), pair(5), pair(7), pair(9), pair(11), cdb[13], cdb[14]});
-    if (cdb[0] == 0xA1) note({cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]});
+    if (cdb[0] == 0x85) {
+      note({pair(3), pair(5), pair(7), pair(9), pair(11), cdb[13], cdb[14]});
+    }
+    if (cdb[0] == 0xA1) {
+      note({cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]});
+    }
     count();
   }
   void count() {
     ++commands;
-    if (onCommand) onCommand();
+    if (onCommand) {
+      onCommand();
+    }
   }
 };
 

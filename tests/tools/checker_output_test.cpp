@@ -11,8 +11,11 @@ std::string same(const std::string& line) { return line; }
 
 struct Printed {
   explicit Printed(const std::string& text) : output(same) {
-    for (const char c : text)
-      if (const auto percent = output.accept(c)) percents.push_back(*percent);
+    for (const char c : text) {
+      if (const auto percent = output.accept(c)) {
+        percents.push_back(*percent);
+      }
+    }
   }
   CheckerOutput output;
   std::vector<int> percents;
@@ -28,7 +31,9 @@ TEST(CheckerOutputTest, PercentagesAreReportedAndEverythingElseIsText) {
 
 TEST(CheckerOutputTest, AThousandLinesWithoutAPercentageAreStuck) {
   std::string text;
-  for (int i = 0; i < 999; ++i) text += "line\r\n";
+  for (int i = 0; i < 999; ++i) {
+    text += "line\r\n";
+  }
   EXPECT_FALSE(Printed(text).output.isStuck());
   EXPECT_TRUE(Printed(text + "line\r\n").output.isStuck());
   EXPECT_FALSE(Printed("1 percent\r" + text + "line\r\n").output.isStuck());

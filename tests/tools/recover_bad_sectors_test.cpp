@@ -14,7 +14,7 @@ namespace {
 using testing::FakeDevice;
 using Lines = std::vector<std::string>;
 
-constexpr const char* machineText = R"({"format": 1,
+constexpr const char* kMachineText = R"({"format": 1,
   "drives": [{"name": "d", "kind": "sata", "model": "DISK", "serial": "1", "size_sectors": 100000,
     "layout": {"style": "mbr", "partitions": [
       {"start_sector": 64, "sectors": 10000, "type": 7},
@@ -32,7 +32,7 @@ constexpr const char* machineText = R"({"format": 1,
 
 class RecoverBadSectorsTest : public ::testing::Test {
  protected:
-  RecoverBadSectorsTest() : bench_(machineText), host_(tool_) {
+  RecoverBadSectorsTest() : bench_(kMachineText), host_(tool_) {
     device_ = bench_.device("DISK");
     tool_.setDevices({device_});
   }
@@ -160,7 +160,9 @@ TEST_F(RecoverBadSectorsTest, AsksBeforeItSchedules) {
 
 TEST_F(RecoverBadSectorsTest, AbortLeavesARunningCheckerToFinish) {
   host_.onEvent = [this](Tool&, const std::string& event) {
-    if (event == "OnProgress") host_.abort.setAborted(true);
+    if (event == "OnProgress") {
+      host_.abort.setAborted(true);
+    }
   };
   EXPECT_EQ(checkVolumes({"A", "", "C:\\", "F", "B", "", "C:\\", "F"}),
             (Lines{"OnRecoverInit", "OnOperationInit |CHECK_FILESYSTEM_TOOL", "OnDeviceInit 0",

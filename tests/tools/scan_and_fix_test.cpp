@@ -48,13 +48,18 @@ struct Bench {
     const std::string& log = tool.runLog().text();
     std::istringstream text(log.substr(log.rfind(">>> LOG\n")));
     Lines out;
-    for (std::string line; std::getline(text, line);)
-      if (line.find("PROGRESS") == std::string::npos && !line.empty()) out.push_back(line);
+    for (std::string line; std::getline(text, line);) {
+      if (line.find("PROGRESS") == std::string::npos && !line.empty()) {
+        out.push_back(line);
+      }
+    }
     return out;
   }
   std::vector<std::vector<std::uint8_t>> content() {
     std::vector<std::vector<std::uint8_t>> all;
-    for (std::uint64_t lba = 0; lba < medium().sectors(); ++lba) all.push_back(sector(lba));
+    for (std::uint64_t lba = 0; lba < medium().sectors(); ++lba) {
+      all.push_back(sector(lba));
+    }
     return all;
   }
   virtual_pc::BlockMedium& medium() { return *pc.pc().drive("disk")->medium; }
@@ -106,7 +111,9 @@ TEST(ScanTest, WhatEndsAScanEarly) {
     bench.host.abort.setAborted(false);
     bench.host.systemEvents = 0;
     bench.host.onEvent = [stop](Tool&, const std::string& event) {
-      if (event == "OnProgress") stop();
+      if (event == "OnProgress") {
+        stop();
+      }
     };
     const Lines steps = bench.run("scan");
     EXPECT_EQ(steps.back(), "OnRecoverFinish");
@@ -125,7 +132,9 @@ TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
   const auto before = bench.sector(3999);
   bool offline = false;
   bench.host.onEvent = [&](Tool&, const std::string& event) {
-    if (event == "OnProgress") offline = !bench.pc.pc().volume('D')->mounted();
+    if (event == "OnProgress") {
+      offline = !bench.pc.pc().volume('D')->mounted();
+    }
   };
   bench.run("repair");
   EXPECT_TRUE(offline);
@@ -135,7 +144,9 @@ TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
   EXPECT_EQ(bench.info(), (Lines{"20011", "4", "4", "0"}));
   EXPECT_EQ(bench.medium().healedSectors(), 4u);
   std::vector<std::uint8_t> pattern(512);
-  for (std::size_t i = 0; i < pattern.size(); i += 2) pattern[i] = 1;
+  for (std::size_t i = 0; i < pattern.size(); i += 2) {
+    pattern[i] = 1;
+  }
   EXPECT_EQ(bench.sector(4000), pattern);
   EXPECT_EQ(bench.sector(3999), before);
   EXPECT_NE(bench.sector(4002), pattern);
@@ -245,8 +256,9 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
         host.systemEvents = 0;
       }
       if (happened || event != "OnProgress" ||
-          std::stoi(running.getParameter("Progress")->front()) < 40)
+          std::stoi(running.getParameter("Progress")->front()) < 40) {
         return;
+      }
       happened = true;
       EXPECT_FALSE(pc.pc().volume('D')->mounted());
       EXPECT_TRUE(pc.pc().volume('E')->mounted());
@@ -257,8 +269,11 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
     EXPECT_TRUE(pc.pc().volume('E')->mounted());
     EXPECT_EQ(virtual_pc::openHandles(), handles);
     Lines finished;
-    for (const std::string& line : host.steps())
-      if (line.find("OnDeviceFinish") == 0) finished.push_back(line);
+    for (const std::string& line : host.steps()) {
+      if (line.find("OnDeviceFinish") == 0) {
+        finished.push_back(line);
+      }
+    }
     return finished;
   };
   EXPECT_EQ(repairWith([&] { host.abort.setAborted(true); }),
@@ -322,12 +337,16 @@ TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
     faults.reset();
     faults.failCall(call, 31);
     bench.run("repair");
-    for (const std::string& sector : bench.found()) listed.insert(sector);
+    for (const std::string& sector : bench.found()) {
+      listed.insert(sector);
+    }
     check("call " + std::to_string(call) + " failing");
     faults.reset();
     faults.goneFrom(call);
     bench.run("repair");
-    for (const std::string& sector : bench.found()) listed.insert(sector);
+    for (const std::string& sector : bench.found()) {
+      listed.insert(sector);
+    }
     faults.reset();
     check("gone from call " + std::to_string(call));
   }

@@ -25,7 +25,9 @@ class ReportingComponent : public SystemComponent {
   bool getReport(const std::string& key, std::string& value) override {
     const auto report = reports_.find(key);
     value = report == reports_.end() ? "rubbish" : report->second;
-    if (value == "throw") throw std::runtime_error("device");
+    if (value == "throw") {
+      throw std::runtime_error("device");
+    }
     return report != reports_.end();
   }
   bool hostQuery6() override { return true; }
@@ -93,13 +95,17 @@ TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
     EXPECT_EQ(values[1], kind.flag) << kind.model;
     EXPECT_EQ(values[2], kind.protocol) << kind.model;
     EXPECT_EQ(values[3].empty(), kind.columns == 0) << kind.model << values[3];
-    if (values[3].empty()) continue;
+    if (values[3].empty()) {
+      continue;
+    }
     const auto rows = nlohmann::json::parse(values[3], nullptr, false);
     ASSERT_TRUE(rows.is_array() && !rows.empty()) << values[3];
     std::set<std::string> ids;
     for (const auto& row : rows) {
       EXPECT_EQ(row.size(), kind.columns) << row;
-      for (const auto& value : row) EXPECT_TRUE(value.is_string()) << row;
+      for (const auto& value : row) {
+        EXPECT_TRUE(value.is_string()) << row;
+      }
       EXPECT_TRUE(ids.insert(row.at("id")).second) << row;
       EXPECT_NE(row.at("description"), "");
     }

@@ -12,7 +12,7 @@ using storage::loadLe16;
 using testing::DriveBench;
 using testing::unwritten;
 
-constexpr char Plain[] = R"("kind": "sata", "model": "M", "size_sectors": 500000000)";
+constexpr char kPlain[] = R"("kind": "sata", "model": "M", "size_sectors": 500000000)";
 
 unsigned sum(const std::vector<std::uint8_t>& page) {
   return std::accumulate(page.begin(), page.end(), 0u) & 0xFF;
@@ -42,7 +42,7 @@ TEST(VirtualAtaDrive, IdentifiesItself) {
 }
 
 TEST(VirtualAtaDrive, ReadsAndWritesByBothAddressForms) {
-  DriveBench drive(Plain);
+  DriveBench drive(kPlain);
   const std::vector<std::uint8_t> data(1024, 0x3C);
   AtaTaskFile write{0, 2, 0, 0, 0, 0x40, 0x34};
   write.setLba48(400000001);
@@ -97,12 +97,12 @@ TEST(VirtualAtaDrive, SmartIsOffUntilItIsSwitchedOn) {
   EXPECT_EQ(drive.ata({0xD8, 0, 0, 0, 0, 0, 0xB0}).out.features, 0x04);
 }
 
-constexpr char WithTests[] = R"("kind": "sata", "model": "M", "size_sectors": 1000,
+constexpr char kWithTests[] = R"("kind": "sata", "model": "M", "size_sectors": 1000,
     "bad_sectors": [{"lba": 500}],
     "smart": {"self_tests": [{"code": 1, "seconds": 100}, {"code": 2, "seconds": 7200}]})";
 
 TEST(VirtualAtaDrive, SelfTestsRunInTheirTimeAndFindTheBadSector) {
-  DriveBench drive(WithTests);
+  DriveBench drive(kWithTests);
   const auto status = [&] { return drive.smart(0xD0, 0, 512).data[363]; };
   EXPECT_EQ(status(), 0x00);
   EXPECT_EQ(drive.smart(0xD4, 1).out.command, 0x50);
@@ -131,7 +131,7 @@ TEST(VirtualAtaDrive, SelfTestsRunInTheirTimeAndFindTheBadSector) {
 }
 
 TEST(VirtualAtaDrive, ErrorsOfReadsStandInItsLogs) {
-  DriveBench drive(WithTests);
+  DriveBench drive(kWithTests);
   drive.readExt(500);
   EXPECT_EQ(loadLe16(&drive.smart(0xD5, 0, 512).data[4]), 2) << "pages of log 2";
   EXPECT_EQ(loadLe16(&drive.logExt(0).data[6]), 2);
@@ -144,7 +144,9 @@ TEST(VirtualAtaDrive, ErrorsOfReadsStandInItsLogs) {
   const AtaExchange extended = drive.logExt(3);
   EXPECT_EQ(extended.data[4 + 77] | (extended.data[4 + 79] << 8), 500);
   // More errors than there is room for: the oldest give way.
-  for (int i = 0; i < 10; ++i) drive.readExt(500);
+  for (int i = 0; i < 10; ++i) {
+    drive.readExt(500);
+  }
   EXPECT_EQ(drive.smart(0xD5, 1, 512).data[1], 1);
   EXPECT_EQ(loadLe16(&drive.smart(0xD5, 1, 512).data[452]), 11);
   EXPECT_EQ(drive.logExt(3, 2).out.features, 0x04) << "there is no third page";

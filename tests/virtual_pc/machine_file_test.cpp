@@ -12,7 +12,9 @@ std::string errorOf(const std::string& text) {
   machine.drives.resize(3);
   std::string error;
   const bool good = parseMachine(text, &machine, &error);
-  if (good) return "";
+  if (good) {
+    return "";
+  }
   EXPECT_EQ(machine.drives.size(), 3u) << "a failure changes nothing";
   return error;
 }
@@ -76,7 +78,9 @@ TEST(MachineFile, SaysWhatIsWrongAndWhere) {
        "volumes[0].files[0].path: a path begins with a backslash, has a name behind it, and does "
        "not end with one."},
   };
-  for (const auto& c : cases) EXPECT_EQ(errorOf(c.text), c.error) << c.text;
+  for (const auto& c : cases) {
+    EXPECT_EQ(errorOf(c.text), c.error) << c.text;
+  }
 }
 
 TEST(MachineFile, SaysWhatIsWrongWithRaidControllers) {
@@ -119,7 +123,9 @@ TEST(MachineFile, SaysWhatIsWrongWithRaidControllers) {
           "volumes": [{"letter": "C", "drive": "drive0"}]})",
        "volumes[0].drive: the system sees no disk \"drive0\"."},
   };
-  for (const auto& c : cases) EXPECT_EQ(errorOf(c.text), c.error) << c.text;
+  for (const auto& c : cases) {
+    EXPECT_EQ(errorOf(c.text), c.error) << c.text;
+  }
 }
 
 TEST(MachineFile, BuiltInMachineHasAllKindsOfDrives) {

@@ -112,7 +112,9 @@ TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
       {.command = 0x25, .detail = {}, .occurrence = 2, .times = 2, .action = FaultAction::Hang});
   plan.add({.command = 0xB0, .detail = 0xDA, .times = 0, .action = FaultAction::Vanish});
   std::string hits;
-  for (int i = 0; i < 5; ++i) hits += plan.take(0x25, 0) ? 'x' : '.';
+  for (int i = 0; i < 5; ++i) {
+    hits += plan.take(0x25, 0) != nullptr ? 'x' : '.';
+  }
   EXPECT_EQ(hits, ".xx..");
   EXPECT_EQ(plan.take(0xB0, 0xD0), nullptr);
   for (int i = 0; i < 3; ++i) {

@@ -271,7 +271,9 @@ TEST_F(SystemCalls, FilesLieInTheSectorsOfTheDrive) {
   const HANDLE search = FindFirstFileW(L"C:\\Windows\\*", &found);
   ASSERT_NE(search, INVALID_HANDLE_VALUE);
   std::wstring names = found.cFileName;
-  while (FindNextFileW(search, &found)) names += std::wstring(L" ") + found.cFileName;
+  while (FindNextFileW(search, &found)) {
+    names += std::wstring(L" ") + found.cFileName;
+  }
   EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_FILES});
   EXPECT_EQ(names, L". .. win.ini");
   FindClose(search);
@@ -352,8 +354,9 @@ TEST(VirtualText, ConvertsBothWaysAndRefusesWhatIsNone) {
   EXPECT_TRUE(toWide("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", &wideText, true));
   EXPECT_EQ(wideText, L"a\u00e9\u20ac\U0001F600");
   EXPECT_EQ(utf8(wideText), "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
-  for (const char* bad : {"\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xFF", "\xF4\x90\x80\x80", "\x80"})
+  for (const char* bad : {"\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xFF", "\xF4\x90\x80\x80", "\x80"}) {
     EXPECT_FALSE(toWide(bad, &wideText, true)) << bad;
+  }
   EXPECT_TRUE(matchesPattern("File.TXT", "f*.t?t"));
   EXPECT_FALSE(matchesPattern("file", "f*.t"));
 }

@@ -13,8 +13,8 @@ AtaDrive::AtaDrive(const DriveDescription& description, const Clock& clock, Bloc
       power_(description.power) {}
 
 void AtaDrive::perform(AtaExchange& exchange) {
-  constexpr std::uint64_t Overhead = 50;
-  exchange.durationMicroseconds = Overhead;
+  constexpr std::uint64_t kOverhead = 50;
+  exchange.durationMicroseconds = kOverhead;
   switch (exchange.in.command) {
     case 0xEC:
       return identify(exchange);
@@ -62,7 +62,9 @@ void AtaDrive::perform(AtaExchange& exchange) {
     case 0xEF:  // SET FEATURES
       return;
     case 0xEA:  // FLUSH CACHE EXT
-      if (description_.lba48) return;
+      if (description_.lba48) {
+        return;
+      }
       break;
     default:
       break;
@@ -90,24 +92,32 @@ void AtaDrive::checkPowerMode(AtaExchange& exchange) const {
 }
 
 void AtaDrive::wake(AtaExchange& exchange) {
-  if (power_ == PowerState::Standby)
+  if (power_ == PowerState::Standby) {
     exchange.durationMicroseconds += description_.spinUpSeconds * MicrosecondsPerSecond;
+  }
   power_ = PowerState::Active;
 }
 
 void AtaDrive::access(AtaExchange& exchange, Access kind, bool extended) {
-  if (description_.securityLocked || (extended && !description_.lba48))
+  if (description_.securityLocked || (extended && !description_.lba48)) {
     return failAta(exchange, AtaAbort);
+  }
   const AtaTaskFile& in = exchange.in;
   const std::uint64_t lba = extended ? in.lba48() : in.lba28();
   std::uint64_t count = extended ? in.count : storage::byteOf(in.count, 0);
-  if (count == 0) count = extended ? 65536 : 256;
+  if (count == 0) {
+    count = extended ? 65536 : 256;
+  }
   const std::size_t bytes = static_cast<std::size_t>(count) * medium_.sectorBytes();
 
   wake(exchange);
-  if (kind == Access::Verify) return settle(exchange, medium_.verify(lba, count));
+  if (kind == Access::Verify) {
+    return settle(exchange, medium_.verify(lba, count));
+  }
   if (kind == Access::Write) {
-    if (exchange.data.size() < bytes) return failAta(exchange, AtaAbort);
+    if (exchange.data.size() < bytes) {
+      return failAta(exchange, AtaAbort);
+    }
     const MediumAnswer answer = medium_.write(lba, count, exchange.data.data());
     exchange.transferred = answer.outcome == MediumOutcome::Good ? bytes : 0;
     return settle(exchange, answer);
@@ -160,24 +170,31 @@ void AtaDrive::writeUncorrectable(AtaExchange& exchange) {
   const std::uint8_t kind = storage::byteOf(in.features, 0);
   const bool known = kind == 0x55 || kind == 0xAA || kind == 0x5A || kind == 0xA5;
   if (!description_.writeUncorrectable || !description_.lba48 || description_.securityLocked ||
-      !known)
+      !known) {
     return failAta(exchange, AtaAbort);
+  }
   const std::uint64_t lba = in.lba48();
   const std::uint64_t count = in.count ? in.count : 65536;
-  if (lba >= medium_.sectors() || count > medium_.sectors() - lba)
+  if (lba >= medium_.sectors() || count > medium_.sectors() - lba) {
     return failAta(exchange, AtaIdNotFound);
+  }
   wake(exchange);
-  for (std::uint64_t i = 0; i < count; ++i) medium_.markUncorrectable(lba + i);
+  for (std::uint64_t i = 0; i < count; ++i) {
+    medium_.markUncorrectable(lba + i);
+  }
 }
 
 void AtaDrive::readLogExt(AtaExchange& exchange) {
-  if (!description_.lba48) return failAta(exchange, AtaAbort);
+  if (!description_.lba48) {
+    return failAta(exchange, AtaAbort);
+  }
   const AtaTaskFile& in = exchange.in;
   const std::vector<AtaPage> log = smart_.generalLog(storage::byteOf(in.lbaLow, 0));
   const std::size_t first = in.lbaMid;
   const std::size_t pages = in.count;
-  if (pages == 0 || first >= log.size() || pages > log.size() - first)
+  if (pages == 0 || first >= log.size() || pages > log.size() - first) {
     return failAta(exchange, AtaAbort);
+  }
   exchange.answer(log[first].data(), pages * sizeof(AtaPage));
 }
 

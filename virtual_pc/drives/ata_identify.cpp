@@ -14,9 +14,10 @@ class Words {
   }
   /// ATA strings have the characters of each word swapped, and blanks behind them.
   void text(unsigned word, unsigned count, const std::string& text) {
-    for (unsigned i = 0; i < 2 * count; ++i)
+    for (unsigned i = 0; i < 2 * count; ++i) {
       page[2 * word + (i ^ 1u)] =
           i < text.size() ? static_cast<std::uint8_t>(text[i]) : std::uint8_t{' '};
+    }
   }
 
   AtaPage page{};
@@ -59,12 +60,16 @@ AtaPage makeIdentify(const DriveDescription& drive, bool smartEnabled) {
   words.set(86, 0x1000 | address48);
   words.set(87, 0x4000 | logs | general);
   words.set(88, 0x407F);
-  if (drive.lba48)
-    for (unsigned i = 0; i < 4; ++i)
+  if (drive.lba48) {
+    for (unsigned i = 0; i < 4; ++i) {
       words.set(100 + i, static_cast<unsigned>((drive.sectors >> (16 * i)) & 0xFFFF));
+    }
+  }
 
   unsigned perPhysical = 0;
-  while ((drive.sectorBytes << perPhysical) < drive.physicalSectorBytes) ++perPhysical;
+  while ((drive.sectorBytes << perPhysical) < drive.physicalSectorBytes) {
+    ++perPhysical;
+  }
   words.set(106, 0x4000 | (perPhysical ? 0x2000 | perPhysical : 0u) |
                      (drive.sectorBytes > 512 ? 0x1000u : 0u));
   words.set(117, (drive.sectorBytes / 2) & 0xFFFF);
@@ -73,7 +78,9 @@ AtaPage makeIdentify(const DriveDescription& drive, bool smartEnabled) {
   words.set(128, (drive.securitySupported ? 1u : 0u) | (drive.securityLocked ? 6u : 0u));
   words.set(217, drive.solidState ? 1u : drive.rotationRate);
   words.set(222, 0x103F);
-  for (const IdentifyWord& row : drive.identifyWords) words.set(row.word, row.value);
+  for (const IdentifyWord& row : drive.identifyWords) {
+    words.set(row.word, row.value);
+  }
 
   const bool ownChecksum = std::ranges::any_of(
       drive.identifyWords, [](const IdentifyWord& row) { return row.word == 255; });

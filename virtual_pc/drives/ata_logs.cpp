@@ -12,29 +12,35 @@ using storage::storeLe16;
 
 namespace {
 
-constexpr std::size_t ComprehensivePages = 2;
-constexpr std::size_t ExtendedErrorPages = 2;
-constexpr std::size_t ExtendedSelfTestPages = 2;
+constexpr std::size_t kComprehensivePages = 2;
+constexpr std::size_t kExtendedErrorPages = 2;
+constexpr std::size_t kExtendedSelfTestPages = 2;
 
 /// Where the entries of a ring go: calls `place(slot, entry)` for each that still has a slot, and
 /// gives the index of the newest, from 1; 0 when there is none.
 template <typename Entry, typename Place>
 std::size_t fillRing(const std::vector<Entry>& entries, std::size_t slots, Place place) {
   const std::size_t first = entries.size() > slots ? entries.size() - slots : 0;
-  for (std::size_t i = first; i < entries.size(); ++i) place(i % slots, entries[i]);
+  for (std::size_t i = first; i < entries.size(); ++i) {
+    place(i % slots, entries[i]);
+  }
   return entries.empty() ? 0 : (entries.size() - 1) % slots + 1;
 }
 
 void writeError(std::uint8_t* entry, const ErrorEntryDescription& error) {
   std::uint8_t* command = entry + 48;
-  for (unsigned i = 0; i < 3; ++i) command[3 + i] = byteOf(error.lba, i);
+  for (unsigned i = 0; i < 3; ++i) {
+    command[3 + i] = byteOf(error.lba, i);
+  }
   command[2] = 1;
   command[6] = static_cast<std::uint8_t>(0x40 | (byteOf(error.lba, 3) & 0x0F));
   command[7] = error.command;
   std::uint8_t* data = entry + 60;
   data[1] = error.error;
   data[2] = 1;
-  for (unsigned i = 0; i < 3; ++i) data[3 + i] = byteOf(error.lba, i);
+  for (unsigned i = 0; i < 3; ++i) {
+    data[3 + i] = byteOf(error.lba, i);
+  }
   data[6] = command[6];
   data[7] = error.status;
   storeLe16(data + 28, error.hours);
@@ -76,9 +82,9 @@ std::vector<AtaPage> errorLog(const std::vector<ErrorEntryDescription>& errors, 
 }
 
 std::vector<AtaPage> extendedErrorLog(const std::vector<ErrorEntryDescription>& errors) {
-  std::vector<AtaPage> log(ExtendedErrorPages);
+  std::vector<AtaPage> log(kExtendedErrorPages);
   const std::size_t newest = fillRing(
-      errors, ExtendedErrorPages * 4, [&](std::size_t slot, const ErrorEntryDescription& error) {
+      errors, kExtendedErrorPages * 4, [&](std::size_t slot, const ErrorEntryDescription& error) {
         writeExtendedError(&log[slot / 4][4 + 124 * (slot % 4)], error);
       });
   log[0][0] = 1;
@@ -92,8 +98,9 @@ void writeSelfTest(std::uint8_t* entry, const SelfTestEntryDescription& test, un
   entry[0] = test.code;
   entry[1] = static_cast<std::uint8_t>(test.status << 4);
   storeLe16(entry + 2, test.hours);
-  for (unsigned i = 0; i < lbaBytes; ++i)
+  for (unsigned i = 0; i < lbaBytes; ++i) {
     entry[5 + i] = test.failingLba ? byteOf(*test.failingLba, i) : std::uint8_t{0xFF};
+  }
 }
 
 std::vector<AtaPage> selfTestLog(const std::vector<SelfTestEntryDescription>& tests) {
@@ -108,9 +115,9 @@ std::vector<AtaPage> selfTestLog(const std::vector<SelfTestEntryDescription>& te
 }
 
 std::vector<AtaPage> extendedSelfTestLog(const std::vector<SelfTestEntryDescription>& tests) {
-  std::vector<AtaPage> log(ExtendedSelfTestPages);
+  std::vector<AtaPage> log(kExtendedSelfTestPages);
   const std::size_t newest =
-      fillRing(tests, ExtendedSelfTestPages * 19,
+      fillRing(tests, kExtendedSelfTestPages * 19,
                [&](std::size_t slot, const SelfTestEntryDescription& test) {
                  writeSelfTest(&log[slot / 19][4 + 26 * (slot % 19)], test, 6);
                });
@@ -133,27 +140,31 @@ std::vector<AtaPage> makerLog(const std::string& partNumber) {
 }
 
 std::vector<AtaPage> sealed(std::vector<AtaPage> log) {
-  for (AtaPage& page : log) sealPage(&page);
+  for (AtaPage& page : log) {
+    sealPage(&page);
+  }
   return log;
 }
 
 }  // namespace
 
 std::vector<AtaPage> AtaSmart::smartLog(std::uint8_t address) {
-  if (!description_.logging) return {};
+  if (!description_.logging) {
+    return {};
+  }
   switch (address) {
     case 0: {
       std::vector<AtaPage> directory(1);
       storeLe16(&directory[0][0], 1);
       storeLe16(&directory[0][2], 1);
-      storeLe16(&directory[0][4], ComprehensivePages);
+      storeLe16(&directory[0][4], kComprehensivePages);
       storeLe16(&directory[0][12], 1);
       return directory;
     }
     case 1:
       return sealed(errorLog(errors_, 1));
     case 2:
-      return sealed(errorLog(errors_, ComprehensivePages));
+      return sealed(errorLog(errors_, kComprehensivePages));
     case 6:
       return sealed(selfTestLog(selfTestEntries()));
     default:
@@ -168,20 +179,28 @@ std::vector<AtaPage> AtaSmart::generalLog(std::uint8_t address) {
       std::vector<AtaPage> directory(1);
       storeLe16(&directory[0][0], 1);
       if (description_.logging && supported_) {
-        storeLe16(&directory[0][6], ExtendedErrorPages);
-        storeLe16(&directory[0][14], ExtendedSelfTestPages);
+        storeLe16(&directory[0][6], kExtendedErrorPages);
+        storeLe16(&directory[0][14], kExtendedSelfTestPages);
       }
-      if (maker) storeLe16(&directory[0][2 * 0xDF], 1);
+      if (maker) {
+        storeLe16(&directory[0][2 * 0xDF], 1);
+      }
       return directory;
     }
     case 3:
-      if (description_.logging && supported_) return sealed(extendedErrorLog(errors_));
+      if (description_.logging && supported_) {
+        return sealed(extendedErrorLog(errors_));
+      }
       return {};
     case 7:
-      if (description_.logging && supported_) return sealed(extendedSelfTestLog(selfTestEntries()));
+      if (description_.logging && supported_) {
+        return sealed(extendedSelfTestLog(selfTestEntries()));
+      }
       return {};
     case 0xDF:
-      if (maker) return sealed(makerLog(partNumber_));
+      if (maker) {
+        return sealed(makerLog(partNumber_));
+      }
       return {};
     default:
       return {};

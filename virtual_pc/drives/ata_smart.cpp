@@ -12,8 +12,8 @@ using storage::storeLe16;
 
 namespace {
 
-constexpr std::uint8_t TemperatureAttribute = 194;
-constexpr std::uint8_t AbortSelfTest = 0x7F;
+constexpr std::uint8_t kTemperatureAttribute = 194;
+constexpr std::uint8_t kAbortSelfTest = 0x7F;
 
 /// Whole minutes, rounded up, in the byte of the data page; 255 is "look elsewhere".
 std::uint8_t minutes(std::uint64_t microseconds) {
@@ -42,10 +42,14 @@ AtaSmart::AtaSmart(const DriveDescription& drive, const Clock& clock, const Bloc
       enabled_(drive.smart.enabled),
       selfTests_(clock, medium, drive.smart.selfTests),
       errors_(drive.smart.errorLog) {
-  for (SmartAttributeDescription& attribute : description_.attributes)
-    if (attribute.id == TemperatureAttribute && attribute.raw == 0)
+  for (SmartAttributeDescription& attribute : description_.attributes) {
+    if (attribute.id == kTemperatureAttribute && attribute.raw == 0) {
       attribute.raw = drive.temperature;
-  if (description_.runningSelfTest) selfTests_.start(*description_.runningSelfTest);
+    }
+  }
+  if (description_.runningSelfTest) {
+    selfTests_.start(*description_.runningSelfTest);
+  }
 }
 
 AtaPage AtaSmart::dataPage() {
@@ -57,7 +61,9 @@ AtaPage AtaSmart::dataPage() {
     storeLe16(&page[at + 1], attribute.flags);
     page[at + 3] = attribute.value;
     page[at + 4] = attribute.worst;
-    for (unsigned i = 0; i < 6; ++i) page[at + 5 + i] = byteOf(attribute.raw, i);
+    for (unsigned i = 0; i < 6; ++i) {
+      page[at + 5 + i] = byteOf(attribute.raw, i);
+    }
     at += 12;
   }
   page[362] = 0x82;
@@ -94,7 +100,9 @@ AtaPage AtaSmart::thresholdPage() const {
 }
 
 void AtaSmart::returnStatus(AtaExchange& exchange) const {
-  if (!description_.statusAnswers) return failAta(exchange, AtaAbort);
+  if (!description_.statusAnswers) {
+    return failAta(exchange, AtaAbort);
+  }
   exchange.out.lbaMid = description_.failing ? 0xF4 : 0x4F;
   exchange.out.lbaHigh = description_.failing ? 0x2C : 0xC2;
 }
@@ -102,9 +110,13 @@ void AtaSmart::returnStatus(AtaExchange& exchange) const {
 void AtaSmart::startSelfTest(AtaExchange& exchange) {
   const std::uint8_t code = byteOf(exchange.in.lbaLow, 0);
   const bool busy = selfTests_.runningCode().has_value() && !description_.selfTestAbortable;
-  if (busy) return failAta(exchange, AtaAbort);
-  if (code == 0) return;  // the off-line routine collects data and has no outcome
-  if (code == AbortSelfTest) {
+  if (busy) {
+    return failAta(exchange, AtaAbort);
+  }
+  if (code == 0) {
+    return;  // the off-line routine collects data and has no outcome
+  }
+  if (code == kAbortSelfTest) {
     selfTests_.abort();
     return;
   }
@@ -119,15 +131,18 @@ void AtaSmart::startSelfTest(AtaExchange& exchange) {
     }
     return;
   }
-  if (!selfTests_.start(code)) failAta(exchange, AtaAbort);
+  if (!selfTests_.start(code)) {
+    failAta(exchange, AtaAbort);
+  }
 }
 
 void AtaSmart::perform(AtaExchange& exchange) {
   const std::uint8_t subcommand = byteOf(exchange.in.features, 0);
   const bool signature =
       byteOf(exchange.in.lbaMid, 0) == 0x4F && byteOf(exchange.in.lbaHigh, 0) == 0xC2;
-  if (!supported_ || !signature || (!enabled_ && subcommand != 0xD8))
+  if (!supported_ || !signature || (!enabled_ && subcommand != 0xD8)) {
     return failAta(exchange, AtaAbort);
+  }
   switch (subcommand) {
     case 0xD0: {
       const AtaPage page = dataPage();
@@ -146,7 +161,9 @@ void AtaSmart::perform(AtaExchange& exchange) {
     case 0xD5: {
       const std::vector<AtaPage> log = smartLog(byteOf(exchange.in.lbaLow, 0));
       const std::size_t pages = byteOf(exchange.in.count, 0);
-      if (pages == 0 || pages > log.size()) return failAta(exchange, AtaAbort);
+      if (pages == 0 || pages > log.size()) {
+        return failAta(exchange, AtaAbort);
+      }
       return exchange.answer(log[0].data(), pages * sizeof(AtaPage));
     }
     case 0xD8:

@@ -12,12 +12,15 @@ BlockMedium::BlockMedium(std::uint64_t sectors, std::uint32_t sectorBytes, Mediu
 }
 
 void BlockMedium::addBadSectors(const BadSectors& run) {
-  for (std::uint64_t i = 0; i < run.count && run.lba + i < sectors_; ++i)
+  for (std::uint64_t i = 0; i < run.count && run.lba + i < sectors_; ++i) {
     bad_[run.lba + i] = {run.kind, run.onWrite, run.failures, run.delayMicroseconds};
+  }
 }
 
 bool BlockMedium::markUncorrectable(std::uint64_t lba) {
-  if (lba >= sectors_) return false;
+  if (lba >= sectors_) {
+    return false;
+  }
   bad_[lba] = {BadSectorKind::Medium, WriteEffect::Heals, 0, 0};
   return true;
 }
@@ -25,8 +28,9 @@ bool BlockMedium::markUncorrectable(std::uint64_t lba) {
 std::optional<std::uint64_t> BlockMedium::firstUnreadable() const {
   for (const auto& [lba, flaw] : bad_) {
     if (flaw.kind == BadSectorKind::Medium || flaw.kind == BadSectorKind::Rejected ||
-        flaw.kind == BadSectorKind::Hang)
+        flaw.kind == BadSectorKind::Hang) {
       return lba;
+    }
   }
   return std::nullopt;
 }
@@ -37,7 +41,9 @@ bool BlockMedium::start(std::uint64_t lba, std::uint64_t count, MediumAnswer* an
     answer->failedLba = lba >= sectors_ ? lba : sectors_;
     return false;
   }
-  if (lba != nextLba_) answer->durationMicroseconds += timing_.accessMicroseconds;
+  if (lba != nextLba_) {
+    answer->durationMicroseconds += timing_.accessMicroseconds;
+  }
   return true;
 }
 
@@ -58,7 +64,9 @@ bool BlockMedium::hit(Flaw& flaw, std::uint64_t lba, MediumAnswer* answer) {
       answer->durationMicroseconds += flaw.delay;
       return false;
     case BadSectorKind::Transient:
-      if (flaw.failuresLeft == 0) return false;
+      if (flaw.failuresLeft == 0) {
+        return false;
+      }
       --flaw.failuresLeft;
       answer->outcome = MediumOutcome::MediumError;
       break;
@@ -81,12 +89,17 @@ bool BlockMedium::hit(Flaw& flaw, std::uint64_t lba, MediumAnswer* answer) {
 
 MediumAnswer BlockMedium::read(std::uint64_t lba, std::uint64_t count, std::uint8_t* out) {
   MediumAnswer answer;
-  if (!start(lba, count, &answer)) return answer;
+  if (!start(lba, count, &answer)) {
+    return answer;
+  }
   auto flaw = bad_.lower_bound(lba);
   for (std::uint64_t i = 0; i < count; ++i, ++answer.doneSectors) {
-    if (flaw != bad_.end() && flaw->first == lba + i && hit((flaw++)->second, lba + i, &answer))
+    if (flaw != bad_.end() && flaw->first == lba + i && hit((flaw++)->second, lba + i, &answer)) {
       break;
-    if (out) store_.read(lba + i, out + i * store_.sectorBytes());
+    }
+    if (out != nullptr) {
+      store_.read(lba + i, out + i * store_.sectorBytes());
+    }
   }
   finish(lba, &answer);
   return answer;
@@ -98,12 +111,16 @@ MediumAnswer BlockMedium::verify(std::uint64_t lba, std::uint64_t count) {
 
 MediumAnswer BlockMedium::write(std::uint64_t lba, std::uint64_t count, const std::uint8_t* in) {
   MediumAnswer answer;
-  if (!start(lba, count, &answer)) return answer;
+  if (!start(lba, count, &answer)) {
+    return answer;
+  }
   auto flaw = bad_.lower_bound(lba);
   for (std::uint64_t i = 0; i < count; ++i, ++answer.doneSectors) {
     if (flaw != bad_.end() && flaw->first == lba + i) {
       if (flaw->second.onWrite == WriteEffect::Fails) {
-        if (hit((flaw++)->second, lba + i, &answer)) break;
+        if (hit((flaw++)->second, lba + i, &answer)) {
+          break;
+        }
       } else if (flaw->second.onWrite == WriteEffect::Heals) {
         flaw = bad_.erase(flaw);
         ++healed_;

@@ -6,12 +6,16 @@
 namespace ostria::virtual_pc {
 
 void Clock::advance(std::uint64_t microseconds) {
-  if (realTime_) std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+  if (realTime_) {
+    std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+  }
   now_ = microseconds > Never - 1 - now_ ? Never - 1 : now_ + microseconds;
 }
 
 void Clock::advanceTo(std::uint64_t moment) {
-  if (moment > now_) advance(moment - now_);
+  if (moment > now_) {
+    advance(moment - now_);
+  }
 }
 
 }  // namespace ostria::virtual_pc

@@ -48,7 +48,9 @@ void ScsiExchange::fail(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq) {
 void ScsiExchange::failAt(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq,
                           std::uint64_t lba) {
   fail(key, asc, ascq);
-  if (lba > 0xFFFFFFFFu) return;  // the information field of the fixed format has four bytes
+  if (lba > 0xFFFFFFFFu) {
+    return;  // the information field of the fixed format has four bytes
+  }
   sense[0] |= 0x80;
   storage::storeBe32(&sense[3], static_cast<std::uint32_t>(lba));
 }
@@ -57,13 +59,15 @@ bool TargetBase::admit(Exchange& exchange, const FaultRule* rule) {
   exchange.transferred = 0;
   exchange.durationMicroseconds = 0;
   exchange.delivery = Delivery::Answered;
-  if (rule && rule->action == FaultAction::Vanish) gone_ = true;
+  if ((rule != nullptr) && rule->action == FaultAction::Vanish) {
+    gone_ = true;
+  }
   if (gone_) {
     exchange.delivery = Delivery::Gone;
-  } else if (rule && rule->action == FaultAction::Transport) {
+  } else if ((rule != nullptr) && rule->action == FaultAction::Transport) {
     exchange.delivery = Delivery::TransportError;
     exchange.transportError = rule->first;
-  } else if (rule && rule->action == FaultAction::Hang) {
+  } else if ((rule != nullptr) && rule->action == FaultAction::Hang) {
     exchange.durationMicroseconds = Never;
   } else {
     return true;
@@ -72,24 +76,33 @@ bool TargetBase::admit(Exchange& exchange, const FaultRule* rule) {
 }
 
 void TargetBase::spoil(Exchange& exchange, const FaultRule* rule) {
-  if (!rule) return;
-  if (rule->action == FaultAction::Slow && exchange.durationMicroseconds != Never)
+  if (rule == nullptr) {
+    return;
+  }
+  if (rule->action == FaultAction::Slow && exchange.durationMicroseconds != Never) {
     exchange.durationMicroseconds += std::uint64_t{rule->first} * 1000;
-  if (exchange.direction != DataDirection::In) return;
-  if (rule->action == FaultAction::Short)
+  }
+  if (exchange.direction != DataDirection::In) {
+    return;
+  }
+  if (rule->action == FaultAction::Short) {
     exchange.transferred = std::min<std::size_t>(exchange.transferred, rule->first);
-  if (rule->action == FaultAction::Garbage)
+  }
+  if (rule->action == FaultAction::Garbage) {
     faults_.fillGarbage(exchange.data.data(), exchange.transferred);
+  }
 }
 
 void AtaTarget::execute(AtaExchange& exchange) {
   const FaultRule* rule =
       faults().take(exchange.in.command, storage::byteOf(exchange.in.features, 0));
-  if (!admit(exchange, rule)) return;
+  if (!admit(exchange, rule)) {
+    return;
+  }
   exchange.out = exchange.in;
   exchange.out.features = 0;
   exchange.out.command = 0x50;
-  if (rule && rule->action == FaultAction::DeviceError) {
+  if ((rule != nullptr) && rule->action == FaultAction::DeviceError) {
     exchange.out.features = storage::byteOf(rule->first, 0);
     exchange.out.command = rule->second ? storage::byteOf(rule->second, 0) : 0x51;
     return;
@@ -102,8 +115,10 @@ void ScsiTarget::execute(ScsiExchange& exchange) {
   const FaultRule* rule = faults().take(exchange.cdb[0], exchange.cdb[2]);
   exchange.status = 0;
   exchange.sense.clear();
-  if (!admit(exchange, rule)) return;
-  if (rule && rule->action == FaultAction::DeviceError) {
+  if (!admit(exchange, rule)) {
+    return;
+  }
+  if ((rule != nullptr) && rule->action == FaultAction::DeviceError) {
     exchange.fail(storage::byteOf(rule->first, 0), storage::byteOf(rule->second, 0),
                   storage::byteOf(rule->third, 0));
     return;
@@ -117,8 +132,10 @@ void NvmeTarget::execute(NvmeExchange& exchange) {
   exchange.result = 0;
   exchange.statusType = 0;
   exchange.statusCode = 0;
-  if (!admit(exchange, rule)) return;
-  if (rule && rule->action == FaultAction::DeviceError) {
+  if (!admit(exchange, rule)) {
+    return;
+  }
+  if ((rule != nullptr) && rule->action == FaultAction::DeviceError) {
     exchange.statusType = storage::byteOf(rule->first, 0);
     exchange.statusCode = storage::byteOf(rule->second, 0);
     return;

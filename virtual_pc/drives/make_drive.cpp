@@ -20,8 +20,9 @@ ScsiIdentity scsiIdentity(const DriveDescription& description) {
   out.serial = description.serial;
   out.removable = description.removable;
   out.rotation = description.solidState ? std::uint16_t{1} : description.rotationRate;
-  while ((description.sectorBytes << out.physicalExponent) < description.physicalSectorBytes)
+  while ((description.sectorBytes << out.physicalExponent) < description.physicalSectorBytes) {
     ++out.physicalExponent;
+  }
   out.traits = description.scsi;
   return out;
 }
@@ -64,7 +65,9 @@ AtaFaceKind faceOf(DriveKind kind) {
 void makeAta(const DriveDescription& description, Clock& clock, Drive* drive) {
   drive->ata = std::make_unique<AtaDrive>(description, clock, *drive->medium);
   ScsiIdentity identity = scsiIdentity(description);
-  if (description.kind == DriveKind::Sata) identity.vendor = "ATA";
+  if (description.kind == DriveKind::Sata) {
+    identity.vendor = "ATA";
+  }
   drive->ataPassThrough = description.kind == DriveKind::Sata;
   drive->scsi = std::make_unique<AtaFace>(faceOf(description.kind), std::move(identity),
                                           *drive->ata, description.lba48, *drive->medium);
@@ -84,7 +87,9 @@ std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clo
                      description.serial, busOf(description.kind), description.removable};
   drive->medium = std::make_unique<BlockMedium>(description.sectors, description.sectorBytes,
                                                 description.timing);
-  for (const BadSectors& run : description.badSectors) drive->medium->addBadSectors(run);
+  for (const BadSectors& run : description.badSectors) {
+    drive->medium->addBadSectors(run);
+  }
 
   FaultPlan* plan = nullptr;
   switch (description.kind) {
@@ -112,8 +117,12 @@ std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clo
       plan = &drive->scsi->faults();
       break;
   }
-  for (const FaultRule& rule : description.faults) plan->add(rule);
-  for (const FaultRule& rule : description.bridgeFaults) drive->scsi->faults().add(rule);
+  for (const FaultRule& rule : description.faults) {
+    plan->add(rule);
+  }
+  for (const FaultRule& rule : description.bridgeFaults) {
+    drive->scsi->faults().add(rule);
+  }
   return drive;
 }
 

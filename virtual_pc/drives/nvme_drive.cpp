@@ -15,28 +15,28 @@ using storage::storeLe16;
 using storage::storeLe32;
 using storage::storeLe64;
 
-constexpr std::uint8_t genericStatus = 0;
-constexpr std::uint8_t commandStatus = 1;
-constexpr std::uint8_t mediaStatus = 2;
+constexpr std::uint8_t kGenericStatus = 0;
+constexpr std::uint8_t kCommandStatus = 1;
+constexpr std::uint8_t kMediaStatus = 2;
 
-constexpr std::uint8_t invalidOpcode = 0x01;
-constexpr std::uint8_t invalidField = 0x02;
-constexpr std::uint8_t transferError = 0x04;
-constexpr std::uint8_t invalidNamespace = 0x0B;
-constexpr std::uint8_t lbaOutOfRange = 0x80;
-constexpr std::uint8_t invalidLogPage = 0x09;      // command specific
-constexpr std::uint8_t selfTestInProgress = 0x1D;  // command specific
-constexpr std::uint8_t writeFault = 0x80;          // media
-constexpr std::uint8_t unrecoveredRead = 0x81;     // media
-constexpr std::uint8_t accessDenied = 0x86;        // media
+constexpr std::uint8_t kInvalidOpcode = 0x01;
+constexpr std::uint8_t kInvalidField = 0x02;
+constexpr std::uint8_t kTransferError = 0x04;
+constexpr std::uint8_t kInvalidNamespace = 0x0B;
+constexpr std::uint8_t kLbaOutOfRange = 0x80;
+constexpr std::uint8_t kInvalidLogPage = 0x09;      // command specific
+constexpr std::uint8_t kSelfTestInProgress = 0x1D;  // command specific
+constexpr std::uint8_t kWriteFault = 0x80;          // media
+constexpr std::uint8_t kUnrecoveredRead = 0x81;     // media
+constexpr std::uint8_t kAccessDenied = 0x86;        // media
 
-constexpr std::uint32_t allNamespaces = 0xFFFFFFFF;
-constexpr std::uint64_t adminMicroseconds = 150;
+constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
+constexpr std::uint64_t kAdminMicroseconds = 150;
 
-constexpr std::size_t selfTestEntries = 20;
-constexpr std::uint8_t testAborted = 1;  // by a self-test command
-constexpr std::uint8_t segmentFailed = 7;
-constexpr std::uint8_t unusedEntry = 15;
+constexpr std::size_t kSelfTestEntries = 20;
+constexpr std::uint8_t kTestAborted = 1;  // by a self-test command
+constexpr std::uint8_t kSegmentFailed = 7;
+constexpr std::uint8_t kUnusedEntry = 15;
 
 void fail(NvmeExchange& exchange, std::uint8_t type, std::uint8_t code) {
   exchange.statusType = type;
@@ -59,11 +59,13 @@ void putText(std::vector<std::uint8_t>& data, std::size_t at, std::size_t width,
 
 NvmeDrive::NvmeDrive(NvmeTraits traits, BlockMedium& medium, Clock& clock)
     : traits_(std::move(traits)), medium_(medium), clock_(clock) {
-  if (traits_.runningSelfTest) startSelfTest(*traits_.runningSelfTest);
+  if (traits_.runningSelfTest) {
+    startSelfTest(*traits_.runningSelfTest);
+  }
 }
 
 void NvmeDrive::perform(NvmeExchange& exchange) {
-  exchange.durationMicroseconds = adminMicroseconds;
+  exchange.durationMicroseconds = kAdminMicroseconds;
   if (exchange.admin) {
     switch (exchange.opcode) {
       case 0x02:
@@ -73,12 +75,13 @@ void NvmeDrive::perform(NvmeExchange& exchange) {
       case 0x14:
         return selfTest(exchange);
       default:
-        return fail(exchange, genericStatus, invalidOpcode);
+        return fail(exchange, kGenericStatus, kInvalidOpcode);
     }
   }
   if (exchange.namespaceId != traits_.namespaceId &&
-      !(exchange.opcode == 0x00 && exchange.namespaceId == allNamespaces))
-    return fail(exchange, genericStatus, invalidNamespace);
+      !(exchange.opcode == 0x00 && exchange.namespaceId == kAllNamespaces)) {
+    return fail(exchange, kGenericStatus, kInvalidNamespace);
+  }
   switch (exchange.opcode) {
     case 0x00:  // flush
       return;
@@ -87,18 +90,20 @@ void NvmeDrive::perform(NvmeExchange& exchange) {
     case 0x02:
       return transfer(exchange, false);
     default:
-      return fail(exchange, genericStatus, invalidOpcode);
+      return fail(exchange, kGenericStatus, kInvalidOpcode);
   }
 }
 
 void NvmeDrive::identify(NvmeExchange& exchange) {
-  const bool common = exchange.namespaceId == allNamespaces && traits_.namespaceManagement;
+  const bool common = exchange.namespaceId == kAllNamespaces && traits_.namespaceManagement;
   switch (exchange.cdw[0] & 0xFF) {
     case 0:
-      if (!common && exchange.namespaceId == 0)
-        return fail(exchange, genericStatus, invalidNamespace);
-      if (!common && exchange.namespaceId == allNamespaces)
-        return fail(exchange, genericStatus, invalidNamespace);
+      if (!common && exchange.namespaceId == 0) {
+        return fail(exchange, kGenericStatus, kInvalidNamespace);
+      }
+      if (!common && exchange.namespaceId == kAllNamespaces) {
+        return fail(exchange, kGenericStatus, kInvalidNamespace);
+      }
       // A namespace that is not there has a structure of zeros.
       return give(exchange, common || exchange.namespaceId == traits_.namespaceId
                                 ? namespaceData()
@@ -107,11 +112,13 @@ void NvmeDrive::identify(NvmeExchange& exchange) {
       return give(exchange, controllerData());
     case 2: {
       std::vector<std::uint8_t> list(4096);
-      if (exchange.namespaceId < traits_.namespaceId) storeLe32(list.data(), traits_.namespaceId);
+      if (exchange.namespaceId < traits_.namespaceId) {
+        storeLe32(list.data(), traits_.namespaceId);
+      }
       return give(exchange, list);
     }
     default:
-      return fail(exchange, genericStatus, invalidField);
+      return fail(exchange, kGenericStatus, kInvalidField);
   }
 }
 
@@ -124,18 +131,26 @@ void NvmeDrive::getLog(NvmeExchange& exchange) {
       log = healthLog();
       break;
     case 0x06:
-      if (traits_.selfTests) log = selfTestLog();
+      if (traits_.selfTests) {
+        log = selfTestLog();
+      }
       break;
     case 0x09:
-      if (traits_.enduranceEstimate) log = enduranceLog();
+      if (traits_.enduranceEstimate) {
+        log = enduranceLog();
+      }
       break;
     case 0xDF:
-      if (traits_.partNumber) log = makersLog();
+      if (traits_.partNumber) {
+        log = makersLog();
+      }
       break;
     default:
       break;
   }
-  if (log.empty()) return fail(exchange, commandStatus, invalidLogPage);
+  if (log.empty()) {
+    return fail(exchange, kCommandStatus, kInvalidLogPage);
+  }
   log.resize(std::min<std::uint64_t>(log.size(), dwords * 4));
   give(exchange, log);
 }
@@ -144,8 +159,9 @@ void NvmeDrive::transfer(NvmeExchange& exchange, bool write) {
   const std::uint64_t lba = exchange.cdw[0] | (std::uint64_t{exchange.cdw[1]} << 32);
   const std::uint64_t sectors = (exchange.cdw[2] & 0xFFFF) + std::uint64_t{1};
   // The host's buffer has to hold what the command asks for.
-  if (exchange.data.size() < sectors * medium_.sectorBytes())
-    return fail(exchange, genericStatus, invalidField);
+  if (exchange.data.size() < sectors * medium_.sectorBytes()) {
+    return fail(exchange, kGenericStatus, kInvalidField);
+  }
   const MediumAnswer answer = write ? medium_.write(lba, sectors, exchange.data.data())
                                     : medium_.read(lba, sectors, exchange.data.data());
   exchange.durationMicroseconds = answer.durationMicroseconds;
@@ -154,13 +170,13 @@ void NvmeDrive::transfer(NvmeExchange& exchange, bool write) {
       exchange.transferred = static_cast<std::size_t>(sectors * medium_.sectorBytes());
       return;
     case MediumOutcome::MediumError:
-      return fail(exchange, mediaStatus, write ? writeFault : unrecoveredRead);
+      return fail(exchange, kMediaStatus, write ? kWriteFault : kUnrecoveredRead);
     case MediumOutcome::InterfaceError:
-      return fail(exchange, genericStatus, transferError);
+      return fail(exchange, kGenericStatus, kTransferError);
     case MediumOutcome::Rejected:
-      return fail(exchange, mediaStatus, accessDenied);
+      return fail(exchange, kMediaStatus, kAccessDenied);
     case MediumOutcome::OutOfRange:
-      return fail(exchange, genericStatus, lbaOutOfRange);
+      return fail(exchange, kGenericStatus, kLbaOutOfRange);
     case MediumOutcome::Hang:
       exchange.transferred = 0;
       return;
@@ -168,31 +184,43 @@ void NvmeDrive::transfer(NvmeExchange& exchange, bool write) {
 }
 
 void NvmeDrive::selfTest(NvmeExchange& exchange) {
-  if (!traits_.selfTests) return fail(exchange, genericStatus, invalidOpcode);
+  if (!traits_.selfTests) {
+    return fail(exchange, kGenericStatus, kInvalidOpcode);
+  }
   settleSelfTest();
   const auto code = static_cast<std::uint8_t>(exchange.cdw[0] & 0x0F);
   if (code == 15) {
-    if (running_) finishSelfTest(testAborted);
+    if (running_) {
+      finishSelfTest(kTestAborted);
+    }
     return;
   }
-  if (code != 1 && code != 2) return fail(exchange, genericStatus, invalidField);
-  if (running_) return fail(exchange, commandStatus, selfTestInProgress);
+  if (code != 1 && code != 2) {
+    return fail(exchange, kGenericStatus, kInvalidField);
+  }
+  if (running_) {
+    return fail(exchange, kCommandStatus, kSelfTestInProgress);
+  }
   startSelfTest(code);
 }
 
 void NvmeDrive::startSelfTest(std::uint8_t code) {
   RunningTest test;
   test.routine.code = code;
-  if (code == 2) test.routine.seconds = traits_.extendedSelfTestMinutes * 60u;
+  if (code == 2) {
+    test.routine.seconds = traits_.extendedSelfTestMinutes * 60u;
+  }
   const auto own = std::find_if(traits_.tests.begin(), traits_.tests.end(),
                                 [&](const NvmeSelfTest& t) { return t.code == code; });
-  if (own != traits_.tests.end()) test.routine = *own;
+  if (own != traits_.tests.end()) {
+    test.routine = *own;
+  }
 
   if (test.routine.outcome) {
     test.outcome = *test.routine.outcome;
   } else if (code == 2) {
     if (const std::optional<std::uint64_t> bad = medium_.firstUnreadable()) {
-      test.outcome = segmentFailed;
+      test.outcome = kSegmentFailed;
       test.routine.failingLba = bad;
       test.routine.stopsAtPercent = static_cast<std::uint8_t>(
           static_cast<double>(*bad) / static_cast<double>(medium_.sectors()) * 100);
@@ -206,14 +234,20 @@ void NvmeDrive::startSelfTest(std::uint8_t code) {
 }
 
 void NvmeDrive::settleSelfTest() {
-  if (running_ && clock_.now() >= running_->ends) finishSelfTest(running_->outcome);
+  if (running_ && clock_.now() >= running_->ends) {
+    finishSelfTest(running_->outcome);
+  }
 }
 
 void NvmeDrive::finishSelfTest(std::uint8_t result) {
   FinishedTest entry{running_->routine.code, result, std::nullopt};
-  if (result > testAborted) entry.failingLba = running_->routine.failingLba;
+  if (result > kTestAborted) {
+    entry.failingLba = running_->routine.failingLba;
+  }
   finished_.insert(finished_.begin(), entry);
-  if (finished_.size() > selfTestEntries) finished_.pop_back();
+  if (finished_.size() > kSelfTestEntries) {
+    finished_.pop_back();
+  }
   running_.reset();
 }
 
@@ -226,8 +260,12 @@ std::vector<std::uint8_t> NvmeDrive::controllerData() const {
   putText(data, 64, 8, traits_.firmware);
   data[77] = 5;                      // MDTS: 128 KiB
   storeLe32(&data[80], 0x00010300);  // version 1.3
-  if (traits_.enduranceEstimate) data[96] = 1u << 4;
-  if (traits_.namespaceManagement) data[256] |= 1u << 3;
+  if (traits_.enduranceEstimate) {
+    data[96] = 1u << 4;
+  }
+  if (traits_.namespaceManagement) {
+    data[256] |= 1u << 3;
+  }
   if (traits_.selfTests) {
     data[256] |= 1u << 4;
     storeLe16(&data[316], traits_.extendedSelfTestMinutes);
@@ -264,7 +302,9 @@ std::vector<std::uint8_t> NvmeDrive::healthLog() const {
   const std::array<std::uint64_t, 10> counters{
       h.dataUnitsRead, h.dataUnitsWritten, h.hostReads,       h.hostWrites,  h.busyMinutes,
       h.powerCycles,   h.powerOnHours,     h.unsafeShutdowns, h.mediaErrors, h.errorLogEntries};
-  for (std::size_t i = 0; i < counters.size(); ++i) storeLe64(&log[32 + 16 * i], counters[i]);
+  for (std::size_t i = 0; i < counters.size(); ++i) {
+    storeLe64(&log[32 + 16 * i], counters[i]);
+  }
   return log;
 }
 
@@ -278,16 +318,16 @@ std::vector<std::uint8_t> NvmeDrive::selfTestLog() {
     log[1] = static_cast<std::uint8_t>(
         std::min<std::uint64_t>((clock_.now() - running_->started) * 100 / whole, 99));
   }
-  for (std::size_t i = 0; i < selfTestEntries; ++i) {
+  for (std::size_t i = 0; i < kSelfTestEntries; ++i) {
     std::uint8_t* entry = &log[4 + 28 * i];
     if (i >= finished_.size()) {
-      entry[0] = unusedEntry;
+      entry[0] = kUnusedEntry;
       continue;
     }
     const FinishedTest& test = finished_[i];
     entry[0] = static_cast<std::uint8_t>(test.result | (test.code << 4));
     storeLe64(entry + 4, traits_.health.powerOnHours);
-    storeLe32(entry + 12, allNamespaces);
+    storeLe32(entry + 12, kAllNamespaces);
     if (test.failingLba) {
       entry[2] = 0x03;  // namespace and failing address are valid
       storeLe32(entry + 12, traits_.namespaceId);

@@ -14,9 +14,9 @@ using storage::loadBe64;
 using storage::storeBe32;
 using storage::storeBe64;
 
-constexpr std::uint8_t nvmeRead = 0x02;
-constexpr std::uint8_t nvmeWrite = 0x01;
-constexpr std::uint64_t mostSectors = 65536;  // of one NVMe command
+constexpr std::uint8_t kNvmeRead = 0x02;
+constexpr std::uint8_t kNvmeWrite = 0x01;
+constexpr std::uint64_t kMostSectors = 65536;  // of one NVMe command
 
 void illegalCommand(ScsiExchange& exchange) { exchange.fail(5, 0x20); }
 void illegalField(ScsiExchange& exchange) { exchange.fail(5, 0x24); }
@@ -35,11 +35,21 @@ void putText(std::vector<std::uint8_t>& data, std::size_t at, std::size_t width,
 
 // How a failed NVMe command reads in SCSI.
 void translateStatus(const NvmeExchange& answer, ScsiExchange& exchange, std::uint64_t lba) {
-  if (answer.statusType == 2 && answer.statusCode == 0x81) return exchange.failAt(3, 0x11, 0, lba);
-  if (answer.statusType == 2 && answer.statusCode == 0x80) return exchange.failAt(3, 0x03, 0, lba);
-  if (answer.statusType == 2) return exchange.failAt(7, 0x20, 0x02, lba);
-  if (answer.statusCode == 0x04) return exchange.failAt(0x0B, 0x47, 0x03, lba);
-  if (answer.statusCode == 0x80) return lbaOutOfRange(exchange);
+  if (answer.statusType == 2 && answer.statusCode == 0x81) {
+    return exchange.failAt(3, 0x11, 0, lba);
+  }
+  if (answer.statusType == 2 && answer.statusCode == 0x80) {
+    return exchange.failAt(3, 0x03, 0, lba);
+  }
+  if (answer.statusType == 2) {
+    return exchange.failAt(7, 0x20, 0x02, lba);
+  }
+  if (answer.statusCode == 0x04) {
+    return exchange.failAt(0x0B, 0x47, 0x03, lba);
+  }
+  if (answer.statusCode == 0x80) {
+    return lbaOutOfRange(exchange);
+  }
   exchange.fail(4, 0x44);  // internal target failure
 }
 
@@ -77,17 +87,17 @@ void NvmeTranslation::perform(ScsiExchange& exchange) {
       return give(exchange, list, loadBe32(cdb + 6));
     }
     case 0x28:
-      return transfer(exchange, nvmeRead, loadBe32(cdb + 2), loadBe16(cdb + 7));
+      return transfer(exchange, kNvmeRead, loadBe32(cdb + 2), loadBe16(cdb + 7));
     case 0xA8:
-      return transfer(exchange, nvmeRead, loadBe32(cdb + 2), loadBe32(cdb + 6));
+      return transfer(exchange, kNvmeRead, loadBe32(cdb + 2), loadBe32(cdb + 6));
     case 0x88:
-      return transfer(exchange, nvmeRead, loadBe64(cdb + 2), loadBe32(cdb + 10));
+      return transfer(exchange, kNvmeRead, loadBe64(cdb + 2), loadBe32(cdb + 10));
     case 0x2A:
-      return transfer(exchange, nvmeWrite, loadBe32(cdb + 2), loadBe16(cdb + 7));
+      return transfer(exchange, kNvmeWrite, loadBe32(cdb + 2), loadBe16(cdb + 7));
     case 0xAA:
-      return transfer(exchange, nvmeWrite, loadBe32(cdb + 2), loadBe32(cdb + 6));
+      return transfer(exchange, kNvmeWrite, loadBe32(cdb + 2), loadBe32(cdb + 6));
     case 0x8A:
-      return transfer(exchange, nvmeWrite, loadBe64(cdb + 2), loadBe32(cdb + 10));
+      return transfer(exchange, kNvmeWrite, loadBe64(cdb + 2), loadBe32(cdb + 10));
     default:
       return illegalCommand(exchange);
   }
@@ -160,8 +170,12 @@ void NvmeTranslation::readCapacity16(ScsiExchange& exchange) {
 
 void NvmeTranslation::transfer(ScsiExchange& exchange, std::uint8_t opcode, std::uint64_t lba,
                                std::uint64_t sectors) {
-  if (sectors == 0) return;
-  if (sectors > mostSectors) return illegalField(exchange);
+  if (sectors == 0) {
+    return;
+  }
+  if (sectors > kMostSectors) {
+    return illegalField(exchange);
+  }
   NvmeExchange command;
   command.admin = false;
   command.opcode = opcode;
@@ -176,11 +190,15 @@ void NvmeTranslation::transfer(ScsiExchange& exchange, std::uint8_t opcode, std:
   exchange.delivery = command.delivery;
   exchange.transportError = command.transportError;
   exchange.durationMicroseconds = command.durationMicroseconds;
-  if (command.statusType != 0 || command.statusCode != 0) translateStatus(command, exchange, lba);
+  if (command.statusType != 0 || command.statusCode != 0) {
+    translateStatus(command, exchange, lba);
+  }
 }
 
 void NvmeTranslation::modeSense(ScsiExchange& exchange, bool ten) {
-  if ((exchange.cdb[2] & 0x3F) != 0x1C) return illegalField(exchange);
+  if ((exchange.cdb[2] & 0x3F) != 0x1C) {
+    return illegalField(exchange);
+  }
   const std::size_t header = ten ? 8 : 4;
   std::vector<std::uint8_t> data(header + 12);
   data[ten ? 1 : 0] = static_cast<std::uint8_t>(data.size() - (ten ? 2 : 1));
@@ -200,7 +218,9 @@ void NvmeTranslation::logSense(ScsiExchange& exchange) {
       break;
     case 0x2F:
       page = {0x2F, 0, 0, 8, 0, 0, 3, 4, 0, 0, celsius, 0};
-      if (health.criticalWarning != 0) page[8] = 0x5D;
+      if (health.criticalWarning != 0) {
+        page[8] = 0x5D;
+      }
       break;
     default:
       return illegalField(exchange);

@@ -14,8 +14,8 @@ using storage::storeBe16;
 
 namespace {
 
-constexpr std::uint8_t IecPage = 0x1C;
-constexpr std::uint8_t DisableExceptions = 0x08;
+constexpr std::uint8_t kIecPage = 0x1C;
+constexpr std::uint8_t kDisableExceptions = 0x08;
 
 }  // namespace
 
@@ -41,8 +41,12 @@ bool SatHealth::send(ScsiExchange& exchange, AtaExchange& ata, std::size_t readB
   exchange.delivery = ata.delivery;
   exchange.transportError = ata.transportError;
   exchange.durationMicroseconds = ata.durationMicroseconds;
-  if (ata.delivery != Delivery::Answered) return false;
-  if ((ata.out.command & 1) == 0 && ata.transferred == readBytes) return true;
+  if (ata.delivery != Delivery::Answered) {
+    return false;
+  }
+  if ((ata.out.command & 1) == 0 && ata.transferred == readBytes) {
+    return true;
+  }
   exchange.fail(SenseIllegalRequest, AscInvalidField);
   return false;
 }
@@ -53,41 +57,52 @@ bool SatHealth::smart(ScsiExchange& exchange, AtaExchange& ata, std::uint8_t sub
 }
 
 void SatHealth::logSense(ScsiExchange& exchange) {
-  constexpr std::uint8_t FailurePrediction = 0x5D;
-  if ((exchange.cdb[2] & 0x3F) != 0x2F) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  constexpr std::uint8_t kFailurePrediction = 0x5D;
+  if ((exchange.cdb[2] & 0x3F) != 0x2F) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   AtaExchange status;
-  if (!smart(exchange, status, 0xDA)) return;
+  if (!smart(exchange, status, 0xDA)) {
+    return;
+  }
   const bool failing = status.out.lbaMid == 0xF4 && status.out.lbaHigh == 0x2C;
   const std::array<std::uint8_t, 12> page = {
-      0x2F, 0, 0, 8, 0, 0, 3, 4, failing ? FailurePrediction : std::uint8_t{0}};
+      0x2F, 0, 0, 8, 0, 0, 3, 4, failing ? kFailurePrediction : std::uint8_t{0}};
   exchange.answer(page.data(), std::min<std::size_t>(page.size(), loadBe16(&exchange.cdb[7])));
 }
 
 void SatHealth::modeSense(ScsiExchange& exchange, bool ten) {
-  if ((exchange.cdb[2] & 0x3F) != IecPage)
+  if ((exchange.cdb[2] & 0x3F) != kIecPage) {
     return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   AtaExchange identify;
   identify.in.command = 0xEC;
-  if (!send(exchange, identify, 512)) return;
+  if (!send(exchange, identify, 512)) {
+    return;
+  }
   const bool enabled = (loadLe16(&identify.data[2 * 85]) & 1) != 0;
   std::vector<std::uint8_t> data(ten ? 8 : 4);
-  data.insert(data.end(), {IecPage, 0x0A, enabled ? std::uint8_t{0} : DisableExceptions,
+  data.insert(data.end(), {kIecPage, 0x0A, enabled ? std::uint8_t{0} : kDisableExceptions,
                            enabled ? std::uint8_t{6} : std::uint8_t{0}, 0, 0, 0, 0, 0, 0, 0, 1});
-  if (ten)
+  if (ten) {
     storeBe16(&data[0], static_cast<std::uint16_t>(data.size() - 2));
-  else
+  } else {
     data[0] = static_cast<std::uint8_t>(data.size() - 1);
+  }
   exchange.answer(data.data(), std::min<std::size_t>(data.size(), ten ? loadBe16(&exchange.cdb[7])
                                                                       : exchange.cdb[4]));
 }
 
 void SatHealth::modeSelect(ScsiExchange& exchange, bool ten) {
   const std::size_t at = ten ? 8 : 4;
-  if (exchange.data.size() < at + 12 || (exchange.data[at] & 0x3F) != IecPage)
+  if (exchange.data.size() < at + 12 || (exchange.data[at] & 0x3F) != kIecPage) {
     return exchange.fail(SenseIllegalRequest, AscInvalidField);
-  const bool disable = (exchange.data[at + 2] & DisableExceptions) != 0;
+  }
+  const bool disable = (exchange.data[at + 2] & kDisableExceptions) != 0;
   AtaExchange ata;
-  if (smart(exchange, ata, disable ? 0xD9 : 0xD8)) exchange.transferred = exchange.data.size();
+  if (smart(exchange, ata, disable ? 0xD9 : 0xD8)) {
+    exchange.transferred = exchange.data.size();
+  }
 }
 
 }  // namespace ostria::virtual_pc

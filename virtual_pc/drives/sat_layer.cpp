@@ -13,7 +13,7 @@ using storage::loadBe16;
 
 namespace {
 
-constexpr std::uint8_t ErrorBit = 0x01;
+constexpr std::uint8_t kErrorBit = 0x01;
 
 std::uint16_t pair(std::uint8_t previous, std::uint8_t current) {
   return static_cast<std::uint16_t>((previous << 8) | current);
@@ -22,14 +22,15 @@ std::uint16_t pair(std::uint8_t previous, std::uint8_t current) {
 /// Sense key and codes for an ATA error (SAT-2, table of ATA errors).
 void failByRegisters(ScsiExchange& exchange, const AtaTaskFile& registers, bool writing) {
   const std::uint8_t error = byteOf(registers.features, 0);
-  if (error & 0x40)
+  if (error & 0x40) {
     exchange.fail(SenseMediumError, writing ? 0x0C : 0x11);
-  else if (error & 0x80)
+  } else if (error & 0x80) {
     exchange.fail(SenseAborted, 0x47, 0x03);
-  else if (error & 0x10)
+  } else if (error & 0x10) {
     exchange.fail(SenseIllegalRequest, AscOutOfRange);
-  else
+  } else {
     exchange.fail(SenseAborted, 0x00);
+  }
 }
 
 /// ATA Status Return descriptor, 14 bytes.
@@ -68,16 +69,20 @@ bool AtaFace::forward(ScsiExchange& exchange, AtaExchange& ata) {
   exchange.transferred = ata.transferred;
   exchange.delivery = ata.delivery;
   exchange.transportError = ata.transportError;
-  if (ata.durationMicroseconds == Never) exchange.durationMicroseconds = Never;
-  if (ata.delivery != Delivery::Answered || exchange.durationMicroseconds == Never) return false;
+  if (ata.durationMicroseconds == Never) {
+    exchange.durationMicroseconds = Never;
+  }
+  if (ata.delivery != Delivery::Answered || exchange.durationMicroseconds == Never) {
+    return false;
+  }
   exchange.durationMicroseconds += ata.durationMicroseconds;
   return true;
 }
 
 void AtaFace::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
                        std::uint64_t count) {
-  constexpr std::array<std::uint8_t, 3> Short{0xC8, 0x40, 0xCA};
-  constexpr std::array<std::uint8_t, 3> Long{0x25, 0x42, 0x35};
+  constexpr std::array<std::uint8_t, 3> kShort{0xC8, 0x40, 0xCA};
+  constexpr std::array<std::uint8_t, 3> kLong{0x25, 0x42, 0x35};
   const auto which = static_cast<std::size_t>(access);
   const std::uint64_t most = lba48_ ? 65536 : 256;
   const std::size_t sectorBytes = medium().sectorBytes();
@@ -90,7 +95,7 @@ void AtaFace::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
     ata.in.setLba48(lba + done);
     ata.in.count = static_cast<std::uint16_t>(now == 65536 ? 0 : now);
     ata.in.device = 0x40;
-    ata.in.command = lba48_ ? Long[which] : Short[which];
+    ata.in.command = lba48_ ? kLong[which] : kShort[which];
     if (!lba48_) {
       ata.in.count = byteOf(now, 0);
       ata.in.device = static_cast<std::uint8_t>(0x40 | (byteOf(lba + done, 3) & 0x0F));
@@ -105,12 +110,15 @@ void AtaFace::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
     }
     const bool answered = forward(exchange, ata);
     moved += exchange.transferred;
-    if (all && access != Access::Verify)
+    if (all && access != Access::Verify) {
       whole = std::move(exchange.data);
-    else if (access == Access::Read)
+    } else if (access == Access::Read) {
       std::copy(exchange.data.begin(), exchange.data.end(), first);
-    if (!answered) break;
-    if (ata.out.command & ErrorBit) {
+    }
+    if (!answered) {
+      break;
+    }
+    if (ata.out.command & kErrorBit) {
       failByRegisters(exchange, ata.out, access == Access::Write);
       break;
     }
@@ -122,10 +130,15 @@ void AtaFace::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
 
 void AtaFace::other(ScsiExchange& exchange) {
   const bool sat = kind_ == AtaFaceKind::Sat || kind_ == AtaFaceKind::SatNoCk;
-  if (sat && (exchange.cdb[0] == 0xA1 || exchange.cdb[0] == 0x85))
+  if (sat && (exchange.cdb[0] == 0xA1 || exchange.cdb[0] == 0x85)) {
     return satPassThrough(exchange, exchange.cdb[0] == 0x85);
-  if (kind_ == AtaFaceKind::Jmicron && exchange.cdb[0] == 0xDF) return jmicron(exchange);
-  if (kind_ == AtaFaceKind::Sunplus && exchange.cdb[0] == 0xF8) return sunplus(exchange);
+  }
+  if (kind_ == AtaFaceKind::Jmicron && exchange.cdb[0] == 0xDF) {
+    return jmicron(exchange);
+  }
+  if (kind_ == AtaFaceKind::Sunplus && exchange.cdb[0] == 0xF8) {
+    return sunplus(exchange);
+  }
   ScsiBlockDevice::other(exchange);
 }
 
@@ -136,19 +149,22 @@ void AtaFace::returnRegisters(ScsiExchange& exchange) const {
 
 void AtaFace::satPassThrough(ScsiExchange& exchange, bool sixteen) {
   const std::uint8_t* cdb = exchange.cdb.data();
-  constexpr unsigned NonData = 3;
-  constexpr unsigned LastDataProtocol = 7;
-  constexpr unsigned ReturnInformation = 15;
+  constexpr unsigned kNonData = 3;
+  constexpr unsigned kLastDataProtocol = 7;
+  constexpr unsigned kReturnInformation = 15;
   const unsigned protocol = (cdb[1] >> 1) & 0x0Fu;
   const unsigned lengthField = cdb[2] & 0x03u;
-  if (protocol == ReturnInformation) return returnRegisters(exchange);
-  const bool data = protocol > NonData && protocol <= LastDataProtocol;
-  if (protocol < NonData || protocol > LastDataProtocol ||
-      (data && lengthField != 0 && exchange.data.empty()))
+  if (protocol == kReturnInformation) {
+    return returnRegisters(exchange);
+  }
+  const bool data = protocol > kNonData && protocol <= kLastDataProtocol;
+  if (protocol < kNonData || protocol > kLastDataProtocol ||
+      (data && lengthField != 0 && exchange.data.empty())) {
     return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
 
   AtaExchange ata;
-  const bool extended = sixteen && (cdb[1] & 1);
+  const bool extended = sixteen && ((cdb[1] & 1) != 0);
   if (sixteen) {
     const auto field = [&](unsigned at) {
       return extended ? pair(cdb[at], cdb[at + 1]) : std::uint16_t{cdb[at + 1]};
@@ -157,24 +173,28 @@ void AtaFace::satPassThrough(ScsiExchange& exchange, bool sixteen) {
   } else {
     ata.in = {cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]};
   }
-  if (!forward(exchange, ata)) return;
+  if (!forward(exchange, ata)) {
+    return;
+  }
   last_ = ata.out;
   lastExtended_ = extended;
 
-  const bool error = (ata.out.command & ErrorBit) != 0;
+  const bool error = (ata.out.command & kErrorBit) != 0;
   const bool wanted = (cdb[2] & 0x20) != 0;
   const std::size_t moved = exchange.transferred;
   if (kind_ == AtaFaceKind::SatNoCk) {
     // This kind knows no CK_COND: where the registers matter it says so, and keeps them.
-    if (error)
+    if (error) {
       failByRegisters(exchange, ata.out, exchange.direction == DataDirection::Out);
-    else if (answersInRegisters(ata.in))
+    } else if (answersInRegisters(ata.in)) {
       exchange.fail(SenseRecovered, 0x00, 0x1D);
+    }
   } else if (error || wanted) {
-    if (error)
+    if (error) {
       failByRegisters(exchange, ata.out, exchange.direction == DataDirection::Out);
-    else
+    } else {
       exchange.fail(SenseRecovered, 0x00, 0x1D);
+    }
     const auto fixed = exchange.sense;
     exchange.sense = {0x72, fixed[2], fixed[12], fixed[13], 0, 0, 0, 14};
     const auto descriptor = statusReturn(ata.out, extended);
@@ -187,25 +207,34 @@ void AtaFace::jmicron(ScsiExchange& exchange) {
   const std::uint8_t* cdb = exchange.cdb.data();
   const bool in = (cdb[1] & 0x10) != 0;
   const std::size_t length = loadBe16(cdb + 3);
-  if ((in && length == 0) || exchange.data.size() < length)
+  if ((in && length == 0) || exchange.data.size() < length) {
     return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   AtaExchange ata;
   ata.in = {cdb[5], cdb[6], cdb[7], cdb[8], cdb[9], cdb[10], cdb[11]};
-  if (!forward(exchange, ata)) return;
-  if (ata.out.command & ErrorBit) failByRegisters(exchange, ata.out, !in);
+  if (!forward(exchange, ata)) {
+    return;
+  }
+  if (ata.out.command & kErrorBit) {
+    failByRegisters(exchange, ata.out, !in);
+  }
 }
 
 void AtaFace::sunplus(ScsiExchange& exchange) {
   const std::uint8_t* cdb = exchange.cdb.data();
-  constexpr std::uint8_t PassThrough = 0x22;
-  constexpr std::uint8_t Preset = 0x23;
-  if (cdb[2] == Preset) {
+  constexpr std::uint8_t kPassThrough = 0x22;
+  constexpr std::uint8_t kPreset = 0x23;
+  if (cdb[2] == kPreset) {
     preset_ = {cdb[5], cdb[6], cdb[7], cdb[8], cdb[9], 0, 0};
     return;
   }
-  if (cdb[2] != PassThrough) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  if (cdb[2] != kPassThrough) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   const std::size_t length = std::size_t{cdb[4]} * 512;
-  if (exchange.data.size() < length) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  if (exchange.data.size() < length) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   const AtaTaskFile previous = std::exchange(preset_, {});
   AtaExchange ata;
   const auto field = [](std::uint16_t high, std::uint8_t low) {
@@ -218,9 +247,12 @@ void AtaFace::sunplus(ScsiExchange& exchange) {
             field(previous.lbaHigh, cdb[9]),
             cdb[10],
             cdb[11]};
-  if (!forward(exchange, ata)) return;
-  if (ata.out.command & ErrorBit)
+  if (!forward(exchange, ata)) {
+    return;
+  }
+  if (ata.out.command & kErrorBit) {
     failByRegisters(exchange, ata.out, exchange.direction == DataDirection::Out);
+  }
 }
 
 }  // namespace ostria::virtual_pc

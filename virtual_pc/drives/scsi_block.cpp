@@ -19,8 +19,9 @@ using storage::storeBe64;
 namespace {
 
 void putText(std::uint8_t* at, std::size_t room, const std::string& text) {
-  for (std::size_t i = 0; i < room; ++i)
+  for (std::size_t i = 0; i < room; ++i) {
     at[i] = i < text.size() ? static_cast<std::uint8_t>(text[i]) : std::uint8_t{' '};
+  }
 }
 
 /// Gives an answer that the command's allocation length may cut.
@@ -35,8 +36,8 @@ ScsiBlockDevice::ScsiBlockDevice(ScsiIdentity identity, BlockMedium& medium)
     : identity_(std::move(identity)), medium_(medium) {}
 
 void ScsiBlockDevice::perform(ScsiExchange& exchange) {
-  constexpr std::uint64_t Overhead = 50;
-  exchange.durationMicroseconds = Overhead;
+  constexpr std::uint64_t kOverhead = 50;
+  exchange.durationMicroseconds = kOverhead;
   const std::uint8_t* cdb = exchange.cdb.data();
   const ScsiDescription& traits = identity_.traits;
   switch (cdb[0]) {
@@ -53,7 +54,9 @@ void ScsiBlockDevice::perform(ScsiExchange& exchange) {
     case 0x25:
       return readCapacity10(exchange);
     case 0x9E:
-      if ((cdb[1] & 0x1F) == 0x10 && traits.capacity16) return readCapacity16(exchange);
+      if ((cdb[1] & 0x1F) == 0x10 && traits.capacity16) {
+        return readCapacity16(exchange);
+      }
       break;
     case 0x28:
       return checkedTransfer(exchange, Access::Read, loadBe32(cdb + 2), loadBe16(cdb + 7));
@@ -62,19 +65,29 @@ void ScsiBlockDevice::perform(ScsiExchange& exchange) {
     case 0x2F:
       return checkedTransfer(exchange, Access::Verify, loadBe32(cdb + 2), loadBe16(cdb + 7));
     case 0xA8:
-      if (!traits.read12) break;
+      if (!traits.read12) {
+        break;
+      }
       return checkedTransfer(exchange, Access::Read, loadBe32(cdb + 2), loadBe32(cdb + 6));
     case 0xAA:
-      if (!traits.read12) break;
+      if (!traits.read12) {
+        break;
+      }
       return checkedTransfer(exchange, Access::Write, loadBe32(cdb + 2), loadBe32(cdb + 6));
     case 0x88:
-      if (!traits.read16) break;
+      if (!traits.read16) {
+        break;
+      }
       return checkedTransfer(exchange, Access::Read, loadBe64(cdb + 2), loadBe32(cdb + 10));
     case 0x8A:
-      if (!traits.read16) break;
+      if (!traits.read16) {
+        break;
+      }
       return checkedTransfer(exchange, Access::Write, loadBe64(cdb + 2), loadBe32(cdb + 10));
     case 0x8F:
-      if (!traits.read16) break;
+      if (!traits.read16) {
+        break;
+      }
       return checkedTransfer(exchange, Access::Verify, loadBe64(cdb + 2), loadBe32(cdb + 10));
     default:
       break;
@@ -94,7 +107,9 @@ void ScsiBlockDevice::requestSense(ScsiExchange& exchange) {
 }
 
 void ScsiBlockDevice::inquiry(ScsiExchange& exchange) const {
-  if (exchange.cdb[2] != 0) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  if (exchange.cdb[2] != 0) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   std::array<std::uint8_t, 252> data{};
   const ScsiDescription& traits = identity_.traits;
   data[1] = identity_.removable ? 0x80 : 0x00;
@@ -105,8 +120,9 @@ void ScsiBlockDevice::inquiry(ScsiExchange& exchange) const {
   putText(&data[8], 8, identity_.vendor);
   putText(&data[16], 16, identity_.product);
   putText(&data[32], 4, identity_.revision);
-  for (std::size_t i = 0; i < traits.standards.size(); ++i)
+  for (std::size_t i = 0; i < traits.standards.size(); ++i) {
     storeBe16(&data[58 + 2 * i], traits.standards[i]);
+  }
   answerCut(exchange, data.data(), traits.inquiryBytes, loadBe16(&exchange.cdb[3]));
 }
 
@@ -116,7 +132,9 @@ void ScsiBlockDevice::vitalProductData(ScsiExchange& exchange) const {
   switch (page) {
     case 0x00:
       data.insert(data.end(), {0x00, 0x80, 0x83});
-      if (identity_.traits.mediumPage) data.push_back(0xB1);
+      if (identity_.traits.mediumPage) {
+        data.push_back(0xB1);
+      }
       break;
     case 0x80:
       data.insert(data.end(), identity_.serial.begin(), identity_.serial.end());
@@ -129,7 +147,9 @@ void ScsiBlockDevice::vitalProductData(ScsiExchange& exchange) const {
       break;
     }
     case 0xB1:
-      if (!identity_.traits.mediumPage) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+      if (!identity_.traits.mediumPage) {
+        return exchange.fail(SenseIllegalRequest, AscInvalidField);
+      }
       data.resize(64);
       storeBe16(&data[4], identity_.rotation);
       break;
@@ -158,24 +178,30 @@ void ScsiBlockDevice::readCapacity16(ScsiExchange& exchange) const {
 
 void ScsiBlockDevice::checkedTransfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
                                       std::uint64_t count) {
-  if (lba >= medium_.sectors() || count > medium_.sectors() - lba)
+  if (lba >= medium_.sectors() || count > medium_.sectors() - lba) {
     return exchange.fail(SenseIllegalRequest, AscOutOfRange);
-  if (count == 0) return;
+  }
+  if (count == 0) {
+    return;
+  }
   const std::uint64_t bytes = count * medium_.sectorBytes();
-  if (access != Access::Verify && exchange.data.size() < bytes)
+  if (access != Access::Verify && exchange.data.size() < bytes) {
     return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   transfer(exchange, access, lba, count);
 }
 
 void ScsiBlockDevice::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
                                std::uint64_t count) {
   MediumAnswer answer;
-  if (access == Access::Write)
+  if (access == Access::Write) {
     answer = medium_.write(lba, count, exchange.data.data());
-  else
+  } else {
     answer = medium_.read(lba, count, access == Access::Read ? exchange.data.data() : nullptr);
-  if (access != Access::Verify)
+  }
+  if (access != Access::Verify) {
     exchange.transferred = static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes();
+  }
   settle(exchange, access, answer);
 }
 

@@ -14,11 +14,11 @@ using storage::storeBe64;
 
 namespace {
 
-constexpr std::uint8_t IecPage = 0x1C;
-constexpr std::uint8_t DisableExceptions = 0x08;
-constexpr std::uint8_t ReportOnRequest = 6;
-constexpr std::uint8_t FailurePrediction = 0x5D;
-constexpr std::uint8_t DataChannelFailure = 0x10;
+constexpr std::uint8_t kIecPage = 0x1C;
+constexpr std::uint8_t kDisableExceptions = 0x08;
+constexpr std::uint8_t kReportOnRequest = 6;
+constexpr std::uint8_t kFailurePrediction = 0x5D;
+constexpr std::uint8_t kDataChannelFailure = 0x10;
 
 }  // namespace
 
@@ -28,13 +28,15 @@ ScsiDrive::ScsiDrive(const DriveDescription& description, ScsiIdentity identity,
       smart_(description.smart),
       temperature_(description.temperature),
       selfTests_(clock, medium, description.smart.selfTests),
-      iecFlags_(smart_.enabled ? std::uint8_t{0} : DisableExceptions),
-      iecMethod_(smart_.enabled ? ReportOnRequest : std::uint8_t{0}) {
-  if (smart_.runningSelfTest) selfTests_.start(*smart_.runningSelfTest);
+      iecFlags_(smart_.enabled ? std::uint8_t{0} : kDisableExceptions),
+      iecMethod_(smart_.enabled ? kReportOnRequest : std::uint8_t{0}) {
+  if (smart_.runningSelfTest) {
+    selfTests_.start(*smart_.runningSelfTest);
+  }
 }
 
 bool ScsiDrive::reportsFailure() const {
-  return smart_.failing && (iecFlags_ & DisableExceptions) == 0;
+  return smart_.failing && (iecFlags_ & kDisableExceptions) == 0;
 }
 
 void ScsiDrive::other(ScsiExchange& exchange) {
@@ -43,16 +45,24 @@ void ScsiDrive::other(ScsiExchange& exchange) {
     case 0x1D:
       return sendDiagnostic(exchange);
     case 0x1A:
-      if (traits.modePages6) return modeSense(exchange, false);
+      if (traits.modePages6) {
+        return modeSense(exchange, false);
+      }
       break;
     case 0x5A:
-      if (traits.modePages10) return modeSense(exchange, true);
+      if (traits.modePages10) {
+        return modeSense(exchange, true);
+      }
       break;
     case 0x15:
-      if (traits.modePages6) return modeSelect(exchange, false);
+      if (traits.modePages6) {
+        return modeSelect(exchange, false);
+      }
       break;
     case 0x55:
-      if (traits.modePages10) return modeSelect(exchange, true);
+      if (traits.modePages10) {
+        return modeSelect(exchange, true);
+      }
       break;
     case 0x4D:
       return logSense(exchange);
@@ -73,8 +83,8 @@ void ScsiDrive::requestSense(ScsiExchange& exchange) {
     sense[15] = 0x80;
     storeBe16(&sense[16], static_cast<std::uint16_t>(selfTests_.percentDone() * 65536 / 100));
   } else if (reportsFailure()) {
-    sense[12] = FailurePrediction;
-    sense[13] = DataChannelFailure;
+    sense[12] = kFailurePrediction;
+    sense[13] = kDataChannelFailure;
   }
   const std::size_t bytes =
       std::min<std::size_t>(identity().traits.requestSenseBytes, exchange.cdb[4]);
@@ -84,28 +94,38 @@ void ScsiDrive::requestSense(ScsiExchange& exchange) {
 void ScsiDrive::sendDiagnostic(ScsiExchange& exchange) {
   const auto code = static_cast<std::uint8_t>(exchange.cdb[1] >> 5);
   const bool defaultTest = (exchange.cdb[1] & 0x04) != 0;
-  constexpr std::uint8_t Abort = 4;
-  if (code == Abort) {
+  constexpr std::uint8_t kAbort = 4;
+  if (code == kAbort) {
     selfTests_.abort();
     return;
   }
   if (code == 1 || code == 2) {
-    if (!selfTests_.start(code)) exchange.fail(SenseIllegalRequest, AscInvalidField);
+    if (!selfTests_.start(code)) {
+      exchange.fail(SenseIllegalRequest, AscInvalidField);
+    }
     return;
   }
-  if (code == 0 && (!defaultTest || !selfTests_.knows(0))) return;  // passes without any work
+  if (code == 0 && (!defaultTest || !selfTests_.knows(0))) {
+    return;  // passes without any work
+  }
   const auto result = selfTests_.runNow(code);
-  if (!result) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  if (!result) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   exchange.durationMicroseconds += selfTests_.durationMicroseconds(code);
-  if (result->status != 0) exchange.fail(SenseHardwareError, 0x3E, 0x03);
+  if (result->status != 0) {
+    exchange.fail(SenseHardwareError, 0x3E, 0x03);
+  }
 }
 
 void ScsiDrive::modeSense(ScsiExchange& exchange, bool ten) {
   const std::uint8_t* cdb = exchange.cdb.data();
   const std::uint8_t page = cdb[2] & 0x3F;
-  constexpr std::uint8_t AllPages = 0x3F;
-  const bool known = identity().traits.iecPage && (page == IecPage || page == AllPages);
-  if (!known && page != AllPages) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  constexpr std::uint8_t kAllPages = 0x3F;
+  const bool known = identity().traits.iecPage && (page == kIecPage || page == kAllPages);
+  if (!known && page != kAllPages) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
 
   std::vector<std::uint8_t> data(ten ? 8 : 4, 0);
   if ((cdb[1] & 0x08) == 0) {
@@ -114,16 +134,17 @@ void ScsiDrive::modeSense(ScsiExchange& exchange, bool ten) {
                              storage::byteOf(medium().sectorBytes(), 0)});
   }
   if (known) {
-    constexpr std::uint8_t Saveable = 0x80;
+    constexpr std::uint8_t kSaveable = 0x80;
     const bool changeable = (cdb[2] >> 6) == 1;
-    data.insert(data.end(), {static_cast<std::uint8_t>(Saveable | IecPage), 0x0A,
-                             changeable ? DisableExceptions : iecFlags_,
+    data.insert(data.end(), {static_cast<std::uint8_t>(kSaveable | kIecPage), 0x0A,
+                             changeable ? kDisableExceptions : iecFlags_,
                              changeable ? std::uint8_t{0x0F} : iecMethod_, 0, 0, 0, 0, 0, 0, 0, 1});
   }
-  if (ten)
+  if (ten) {
     storeBe16(&data[0], static_cast<std::uint16_t>(data.size() - 2));
-  else
+  } else {
     data[0] = static_cast<std::uint8_t>(data.size() - 1);
+  }
   exchange.answer(data.data(),
                   std::min<std::size_t>(data.size(), ten ? loadBe16(cdb + 7) : cdb[4]));
 }
@@ -132,12 +153,17 @@ void ScsiDrive::modeSelect(ScsiExchange& exchange, bool ten) {
   const std::size_t length = std::min<std::size_t>(
       ten ? loadBe16(&exchange.cdb[7]) : exchange.cdb[4], exchange.data.size());
   const std::size_t header = ten ? 8 : 4;
-  if (length < header) return exchange.fail(SenseIllegalRequest, 0x1A);
+  if (length < header) {
+    return exchange.fail(SenseIllegalRequest, 0x1A);
+  }
   const std::uint8_t* data = exchange.data.data();
   const std::size_t at = header + (ten ? loadBe16(data + 6) : data[3]);
-  if (at + 12 > length) return exchange.fail(SenseIllegalRequest, 0x1A);
-  if (!identity().traits.iecPage || (data[at] & 0x3F) != IecPage || data[at + 1] != 0x0A)
+  if (at + 12 > length) {
+    return exchange.fail(SenseIllegalRequest, 0x1A);
+  }
+  if (!identity().traits.iecPage || (data[at] & 0x3F) != kIecPage || data[at + 1] != 0x0A) {
     return exchange.fail(SenseIllegalRequest, 0x26);
+  }
   iecFlags_ = data[at + 2];
   iecMethod_ = data[at + 3];
   exchange.transferred = length;
@@ -145,13 +171,15 @@ void ScsiDrive::modeSelect(ScsiExchange& exchange, bool ten) {
 
 std::vector<std::uint8_t> ScsiDrive::selfTestPage() {
   std::vector<SelfTestResult> newestFirst;
-  for (const SelfTestEntryDescription& entry : smart_.selfTestLog)
+  for (const SelfTestEntryDescription& entry : smart_.selfTestLog) {
     newestFirst.push_back({entry.code, entry.status, 0, entry.failingLba});
+  }
   const auto& ended = selfTests_.ended();
   newestFirst.insert(newestFirst.end(), ended.begin(), ended.end());
-  constexpr std::uint8_t InProgress = 15;
-  if (const auto code = selfTests_.runningCode())
-    newestFirst.push_back({*code, InProgress, 0, std::nullopt});
+  constexpr std::uint8_t kInProgress = 15;
+  if (const auto code = selfTests_.runningCode()) {
+    newestFirst.push_back({*code, kInProgress, 0, std::nullopt});
+  }
   std::ranges::reverse(newestFirst);
 
   std::vector<std::uint8_t> page(4 + 20 * 20, 0);
@@ -161,12 +189,14 @@ std::vector<std::uint8_t> ScsiDrive::selfTestPage() {
     storeBe16(entry, static_cast<std::uint16_t>(i + 1));
     entry[2] = 0x03;
     entry[3] = 0x10;
-    if (i >= newestFirst.size()) continue;
+    if (i >= newestFirst.size()) {
+      continue;
+    }
     const SelfTestResult& result = newestFirst[i];
     entry[4] = static_cast<std::uint8_t>((result.code << 5) | result.status);
     storeBe16(entry + 6, static_cast<std::uint16_t>(result.moment / MicrosecondsPerSecond / 3600));
     storeBe64(entry + 8, result.failingLba.value_or(~std::uint64_t{0}));
-    if (result.status >= 3 && result.status < InProgress) {
+    if (result.status >= 3 && result.status < kInProgress) {
       entry[16] = result.failingLba ? SenseMediumError : SenseHardwareError;
       entry[17] = result.failingLba ? 0x11 : 0x3E;
     }
@@ -187,7 +217,9 @@ void ScsiDrive::logSense(ScsiExchange& exchange) {
       page = selfTestPage();
       break;
     case 0x2F: {
-      if (!identity().traits.iecPage) return exchange.fail(SenseIllegalRequest, AscInvalidField);
+      if (!identity().traits.iecPage) {
+        return exchange.fail(SenseIllegalRequest, AscInvalidField);
+      }
       const bool failing = reportsFailure();
       page = {0x2F,
               0,
@@ -197,8 +229,8 @@ void ScsiDrive::logSense(ScsiExchange& exchange) {
               0,
               0x03,
               4,
-              failing ? FailurePrediction : std::uint8_t{0},
-              failing ? DataChannelFailure : std::uint8_t{0},
+              failing ? kFailurePrediction : std::uint8_t{0},
+              failing ? kDataChannelFailure : std::uint8_t{0},
               temperature_,
               65};
       break;

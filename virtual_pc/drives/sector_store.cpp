@@ -19,15 +19,18 @@ void SectorStore::pattern(std::uint64_t lba, std::uint32_t bytes, std::uint8_t* 
 
 void SectorStore::read(std::uint64_t lba, std::uint8_t* out) const {
   const auto found = written_.find(lba);
-  if (found == written_.end())
+  if (found == written_.end()) {
     pattern(lba, sectorBytes_, out);
-  else
+  } else {
     std::memcpy(out, found->second.get(), sectorBytes_);
+  }
 }
 
 void SectorStore::write(std::uint64_t lba, const std::uint8_t* in) {
   auto& sector = written_[lba];
-  if (!sector) sector = std::make_unique<std::uint8_t[]>(sectorBytes_);
+  if (!sector) {
+    sector = std::make_unique<std::uint8_t[]>(sectorBytes_);
+  }
   std::memcpy(sector.get(), in, sectorBytes_);
 }
 

@@ -7,7 +7,7 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint8_t ReadFailure = 7;
+constexpr std::uint8_t kReadFailure = 7;
 
 /// Of the routines of all command sets, 2 and (in the foreground) 6 read the whole medium.
 bool readsAll(std::uint8_t code) { return code == 2 || code == 6; }
@@ -25,7 +25,7 @@ const SelfTestDescription* SelfTestEngine::find(std::uint8_t code) const {
 
 std::uint64_t SelfTestEngine::durationMicroseconds(std::uint8_t code) const {
   const SelfTestDescription* routine = find(code);
-  return routine ? routine->seconds * MicrosecondsPerSecond : 0;
+  return routine != nullptr ? routine->seconds * MicrosecondsPerSecond : 0;
 }
 
 SelfTestResult SelfTestEngine::judge(const SelfTestDescription& routine) const {
@@ -36,14 +36,18 @@ SelfTestResult SelfTestEngine::judge(const SelfTestDescription& routine) const {
     result.failingLba = routine.failingLba;
   } else if (readsAll(routine.code)) {
     result.failingLba = medium_.firstUnreadable();
-    if (result.failingLba) result.status = ReadFailure;
+    if (result.failingLba) {
+      result.status = kReadFailure;
+    }
   }
   return result;
 }
 
 bool SelfTestEngine::start(std::uint8_t code) {
   const SelfTestDescription* routine = find(code);
-  if (!routine) return false;
+  if (routine == nullptr) {
+    return false;
+  }
   abort();
   coming_ = judge(*routine);
   std::uint64_t duration = routine->seconds * MicrosecondsPerSecond;
@@ -61,7 +65,9 @@ bool SelfTestEngine::start(std::uint8_t code) {
 }
 
 std::optional<SelfTestResult> SelfTestEngine::runNow(std::uint8_t code) {
-  if (!start(code)) return std::nullopt;
+  if (!start(code)) {
+    return std::nullopt;
+  }
   running_ = nullptr;
   coming_.moment = endsAt_;
   ended_.push_back(coming_);
@@ -69,7 +75,9 @@ std::optional<SelfTestResult> SelfTestEngine::runNow(std::uint8_t code) {
 }
 
 void SelfTestEngine::settle() {
-  if (!running_ || clock_.now() < endsAt_) return;
+  if ((running_ == nullptr) || clock_.now() < endsAt_) {
+    return;
+  }
   running_ = nullptr;
   coming_.moment = endsAt_;
   ended_.push_back(coming_);
@@ -77,7 +85,9 @@ void SelfTestEngine::settle() {
 
 bool SelfTestEngine::abort() {
   settle();
-  if (!running_) return false;
+  if (running_ == nullptr) {
+    return false;
+  }
   ended_.push_back({running_->code, 1, clock_.now(), std::nullopt});
   running_ = nullptr;
   return true;
@@ -85,13 +95,17 @@ bool SelfTestEngine::abort() {
 
 std::optional<std::uint8_t> SelfTestEngine::runningCode() {
   settle();
-  if (!running_) return std::nullopt;
+  if (running_ == nullptr) {
+    return std::nullopt;
+  }
   return running_->code;
 }
 
 std::uint8_t SelfTestEngine::percentDone() {
   settle();
-  if (!running_ || running_->seconds == 0) return 0;
+  if ((running_ == nullptr) || running_->seconds == 0) {
+    return 0;
+  }
   const std::uint64_t done = (clock_.now() - startedAt_) / (running_->seconds * 10'000);
   return static_cast<std::uint8_t>(std::min<std::uint64_t>(done, 99));
 }

@@ -4,9 +4,10 @@ namespace ostria::virtual_pc {
 
 ObjectReader::ObjectReader(const nlohmann::json& value, std::string place)
     : value_(value), place_(std::move(place)) {
-  if (!value.is_object())
+  if (!value.is_object()) {
     throw MachineFileError(place_,
                            std::string("an object is needed here, not ") + value.type_name() + ".");
+  }
 }
 
 std::string ObjectReader::placeOf(const std::string& key) const {
@@ -18,7 +19,9 @@ void ObjectReader::fail(const std::string& key, const std::string& what) const {
 }
 
 void ObjectReader::require(const std::string& key) const {
-  if (!has(key)) fail(key, "this key is missing.");
+  if (!has(key)) {
+    fail(key, "this key is missing.");
+  }
 }
 
 const nlohmann::json* ObjectReader::find(const std::string& key) {
@@ -29,69 +32,87 @@ const nlohmann::json* ObjectReader::find(const std::string& key) {
 
 std::string ObjectReader::text(const std::string& key, std::string fallback, std::size_t longest) {
   const nlohmann::json* value = find(key);
-  if (!value) return fallback;
-  if (!value->is_string())
+  if (value == nullptr) {
+    return fallback;
+  }
+  if (!value->is_string()) {
     fail(key, std::string("a text is needed, not ") + value->type_name() + ".");
+  }
   const auto& text = value->get_ref<const std::string&>();
-  if (text.size() > longest)
+  if (text.size() > longest) {
     fail(key, "the text is longer than " + std::to_string(longest) + " characters.");
+  }
   return text;
 }
 
 bool ObjectReader::flag(const std::string& key, bool fallback) {
   const nlohmann::json* value = find(key);
-  if (!value) return fallback;
-  if (!value->is_boolean())
+  if (value == nullptr) {
+    return fallback;
+  }
+  if (!value->is_boolean()) {
     fail(key, std::string("true or false is needed, not ") + value->type_name() + ".");
+  }
   return value->get<bool>();
 }
 
 std::uint64_t ObjectReader::checked(const nlohmann::json& value, const std::string& place,
                                     std::uint64_t lowest, std::uint64_t highest) const {
-  if (!value.is_number_integer())
+  if (!value.is_number_integer()) {
     throw MachineFileError(place, std::string("a whole number is needed, not ") +
                                       (value.is_number() ? "a fraction" : value.type_name()) + ".");
-  if (!value.is_number_unsigned() || value.get<std::uint64_t>() < lowest)
+  }
+  if (!value.is_number_unsigned() || value.get<std::uint64_t>() < lowest) {
     throw MachineFileError(place, value.dump() + " is below " + std::to_string(lowest) + ".");
+  }
   const auto number = value.get<std::uint64_t>();
-  if (number > highest)
+  if (number > highest) {
     throw MachineFileError(place, value.dump() + " is above " + std::to_string(highest) + ".");
+  }
   return number;
 }
 
 std::uint64_t ObjectReader::number(const std::string& key, std::uint64_t fallback,
                                    std::uint64_t lowest, std::uint64_t highest) {
   const nlohmann::json* value = find(key);
-  return value ? checked(*value, placeOf(key), lowest, highest) : fallback;
+  return value != nullptr ? checked(*value, placeOf(key), lowest, highest) : fallback;
 }
 
 std::optional<std::uint64_t> ObjectReader::optionalNumber(const std::string& key,
                                                           std::uint64_t lowest,
                                                           std::uint64_t highest) {
   const nlohmann::json* value = find(key);
-  if (!value) return std::nullopt;
+  if (value == nullptr) {
+    return std::nullopt;
+  }
   return checked(*value, placeOf(key), lowest, highest);
 }
 
 std::optional<ObjectReader> ObjectReader::object(const std::string& key) {
   const nlohmann::json* value = find(key);
-  if (!value) return std::nullopt;
+  if (value == nullptr) {
+    return std::nullopt;
+  }
   return ObjectReader(*value, placeOf(key));
 }
 
 const nlohmann::json* ObjectReader::list(const std::string& key) {
   const nlohmann::json* value = find(key);
-  if (value && !value->is_array())
+  if ((value != nullptr) && !value->is_array()) {
     fail(key, std::string("a list is needed, not ") + value->type_name() + ".");
+  }
   return value;
 }
 
 std::vector<ObjectReader> ObjectReader::objects(const std::string& key) {
   std::vector<ObjectReader> out;
   const nlohmann::json* value = list(key);
-  if (!value) return out;
-  for (std::size_t i = 0; i < value->size(); ++i)
+  if (value == nullptr) {
+    return out;
+  }
+  for (std::size_t i = 0; i < value->size(); ++i) {
     out.emplace_back((*value)[i], placeOf(key) + "[" + std::to_string(i) + "]");
+  }
   return out;
 }
 
@@ -99,28 +120,37 @@ std::vector<std::uint64_t> ObjectReader::numbers(const std::string& key, std::ui
                                                  std::uint64_t highest) {
   std::vector<std::uint64_t> out;
   const nlohmann::json* value = list(key);
-  if (!value) return out;
-  for (std::size_t i = 0; i < value->size(); ++i)
+  if (value == nullptr) {
+    return out;
+  }
+  for (std::size_t i = 0; i < value->size(); ++i) {
     out.push_back(
         checked((*value)[i], placeOf(key) + "[" + std::to_string(i) + "]", lowest, highest));
+  }
   return out;
 }
 
 std::vector<std::string> ObjectReader::texts(const std::string& key, std::size_t longest) {
   std::vector<std::string> out;
   const nlohmann::json* value = list(key);
-  if (!value) return out;
+  if (value == nullptr) {
+    return out;
+  }
   for (const nlohmann::json& entry : *value) {
-    if (!entry.is_string() || entry.get_ref<const std::string&>().size() > longest)
+    if (!entry.is_string() || entry.get_ref<const std::string&>().size() > longest) {
       fail(key, "texts of at most " + std::to_string(longest) + " bytes are needed.");
+    }
     out.push_back(entry.get<std::string>());
   }
   return out;
 }
 
 void ObjectReader::finish() const {
-  for (const auto& [key, value] : value_.items())
-    if (!asked_.contains(key)) fail(key, "this key is not known here.");
+  for (const auto& [key, value] : value_.items()) {
+    if (!asked_.contains(key)) {
+      fail(key, "this key is not known here.");
+    }
+  }
 }
 
 }  // namespace ostria::virtual_pc

@@ -7,12 +7,12 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint64_t MaximumSectors = std::uint64_t{1} << 48;
+constexpr std::uint64_t kMaximumSectors = std::uint64_t{1} << 48;
 
 template <typename Value>
 using Word = std::pair<const char*, Value>;
 
-constexpr std::array<Word<DriveKind>, 10> Kinds{{
+constexpr std::array<Word<DriveKind>, 10> kKinds{{
     {"sata", DriveKind::Sata},
     {"usb_sat", DriveKind::UsbSat},
     {"usb_sat_no_ck", DriveKind::UsbSatNoCk},
@@ -25,7 +25,7 @@ constexpr std::array<Word<DriveKind>, 10> Kinds{{
     {"sd", DriveKind::Sd},
 }};
 
-constexpr std::array<Word<PowerState>, 3> PowerStates{{
+constexpr std::array<Word<PowerState>, 3> kPowerStates{{
     {"active", PowerState::Active},
     {"idle", PowerState::Idle},
     {"standby", PowerState::Standby},
@@ -41,39 +41,51 @@ struct TextLimits {
 };
 
 TextLimits limitsOf(DriveKind kind) {
-  if (isAta(kind)) return {40, 20, 8};
-  if (kind == DriveKind::Nvme) return {40, 20, 8};
+  if (isAta(kind)) {
+    return {40, 20, 8};
+  }
+  if (kind == DriveKind::Nvme) {
+    return {40, 20, 8};
+  }
   return {16, 32, 4};
 }
 
 void parseSize(ObjectReader& in, DriveDescription* out) {
   in.into("sector_bytes", out->sectorBytes, 512, 4096);
-  if (out->sectorBytes != 512 && out->sectorBytes != 4096)
+  if (out->sectorBytes != 512 && out->sectorBytes != 4096) {
     in.fail("sector_bytes", "a sector has 512 or 4096 bytes.");
+  }
   out->physicalSectorBytes = out->sectorBytes;
   in.into("physical_sector_bytes", out->physicalSectorBytes, out->sectorBytes, 65536);
-  if (!std::has_single_bit(out->physicalSectorBytes))
+  if (!std::has_single_bit(out->physicalSectorBytes)) {
     in.fail("physical_sector_bytes", "a power of 2 is needed.");
-  if (in.has("size_sectors") == in.has("size_bytes"))
+  }
+  if (in.has("size_sectors") == in.has("size_bytes")) {
     in.fail("size_sectors", "either this key or size_bytes is needed.");
-  out->sectors = in.number("size_sectors", 0, 1, MaximumSectors);
+  }
+  out->sectors = in.number("size_sectors", 0, 1, kMaximumSectors);
   const std::uint64_t bytes =
-      in.number("size_bytes", 0, out->sectorBytes, MaximumSectors * out->sectorBytes);
-  if (bytes % out->sectorBytes != 0) in.fail("size_bytes", "this is no whole number of sectors.");
-  if (bytes != 0) out->sectors = bytes / out->sectorBytes;
+      in.number("size_bytes", 0, out->sectorBytes, kMaximumSectors * out->sectorBytes);
+  if (bytes % out->sectorBytes != 0) {
+    in.fail("size_bytes", "this is no whole number of sectors.");
+  }
+  if (bytes != 0) {
+    out->sectors = bytes / out->sectorBytes;
+  }
 }
 
 void parseAta(ObjectReader& in, DriveDescription* out) {
   out->lba48 = in.flag("lba48", out->lba48);
-  if (!out->lba48 && out->sectors >= (1u << 28))
+  if (!out->lba48 && out->sectors >= (1u << 28)) {
     in.fail("lba48", "a drive without 48-bit addresses has less than 268435456 sectors.");
+  }
   if (auto security = in.object("security")) {
     out->securitySupported = security->flag("supported", true);
     out->securityLocked = security->flag("locked", false);
     security->finish();
   }
   out->writeUncorrectable = in.flag("write_uncorrectable", true);
-  out->power = in.choice<PowerState>("power", PowerState::Active, PowerStates);
+  out->power = in.choice<PowerState>("power", PowerState::Active, kPowerStates);
   in.into("spin_up_seconds", out->spinUpSeconds, 0, 600);
   in.into("cache_kibibytes", out->cacheKibibytes, 0, 4'000'000);
   in.into("ata_major_version", out->majorVersion);
@@ -102,9 +114,12 @@ ScsiDescription parseScsi(ObjectReader& in) {
   in.into("version", out.version);
   in.into("inquiry_bytes", out.inquiryBytes, 5, 252);
   in.into("request_sense_bytes", out.requestSenseBytes, 0, 252);
-  for (std::uint64_t code : in.numbers("standards", 0, 0xFFFF))
+  for (std::uint64_t code : in.numbers("standards", 0, 0xFFFF)) {
     out.standards.push_back(static_cast<std::uint16_t>(code));
-  if (out.standards.size() > 8) in.fail("standards", "there is room for 8.");
+  }
+  if (out.standards.size() > 8) {
+    in.fail("standards", "there is room for 8.");
+  }
   in.finish();
   return out;
 }
@@ -114,9 +129,11 @@ ScsiDescription parseScsi(ObjectReader& in) {
 DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
   DriveDescription out;
   in.require("kind");
-  out.kind = in.choice<DriveKind>("kind", out.kind, Kinds);
+  out.kind = in.choice<DriveKind>("kind", out.kind, kKinds);
   out.name = in.text("name", "drive" + std::to_string(index), 40);
-  if (out.name.empty()) in.fail("name", "a name has at least one character.");
+  if (out.name.empty()) {
+    in.fail("name", "a name has at least one character.");
+  }
   out.controller = in.text("controller", "", 40);
 
   const TextLimits limits = limitsOf(out.kind);
@@ -137,12 +154,18 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
   in.into("access_microseconds", out.timing.accessMicroseconds, 0, 60'000'000);
   in.into("bytes_per_second", out.timing.bytesPerSecond, 1, 100'000'000'000);
 
-  if (isAta(out.kind)) parseAta(in, &out);
+  if (isAta(out.kind)) {
+    parseAta(in, &out);
+  }
   if (isAta(out.kind) || out.kind == DriveKind::Sas) {
-    if (auto smart = in.object("smart")) out.smart = parseSmart(*smart, out);
+    if (auto smart = in.object("smart")) {
+      out.smart = parseSmart(*smart, out);
+    }
   }
   if (out.kind == DriveKind::Sas || out.kind == DriveKind::UsbStick) {
-    if (auto scsi = in.object("scsi")) out.scsi = parseScsi(*scsi);
+    if (auto scsi = in.object("scsi")) {
+      out.scsi = parseScsi(*scsi);
+    }
   }
   if (out.kind == DriveKind::Nvme) {
     auto nvme = in.object("nvme");
@@ -151,7 +174,9 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
   out.badSectors = parseBadSectors(in, "bad_sectors", out.sectors);
   out.faults = parseFaults(in, "faults");
   out.bridgeFaults = parseFaults(in, "bridge_faults");
-  if (auto layout = in.object("layout")) out.layout = parseLayout(*layout, out);
+  if (auto layout = in.object("layout")) {
+    out.layout = parseLayout(*layout, out);
+  }
   in.finish();
   return out;
 }

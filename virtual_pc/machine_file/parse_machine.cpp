@@ -12,10 +12,15 @@ nlohmann::json parseText(std::string_view text) {
   std::vector<std::set<std::string>> keys;
   const auto watch = [&keys](int, nlohmann::json::parse_event_t event, nlohmann::json& value) {
     using Event = nlohmann::json::parse_event_t;
-    if (event == Event::object_start) keys.emplace_back();
-    if (event == Event::object_end) keys.pop_back();
-    if (event == Event::key && !keys.back().insert(value.get<std::string>()).second)
+    if (event == Event::object_start) {
+      keys.emplace_back();
+    }
+    if (event == Event::object_end) {
+      keys.pop_back();
+    }
+    if (event == Event::key && !keys.back().insert(value.get<std::string>()).second) {
       throw MachineFileError(value.get<std::string>(), "this key stands twice in one object.");
+    }
     return true;
   };
   try {
@@ -38,20 +43,32 @@ void tieVolume(const ObjectReader& in, const MachineDescription& machine,
                VolumeDescription* volume) {
   if (!volume->drive.empty()) {
     const DriveDescription* drive = findDrive(machine, volume->drive);
-    if (!drive) in.fail("drive", "there is no drive \"" + volume->drive + "\".");
-    if (drive->hidden) in.fail("drive", "the system sees no disk \"" + volume->drive + "\".");
+    if (drive == nullptr) {
+      in.fail("drive", "there is no drive \"" + volume->drive + "\".");
+    }
+    if (drive->hidden) {
+      in.fail("drive", "the system sees no disk \"" + volume->drive + "\".");
+    }
     const auto& parts = drive->layout.partitions;
     const auto part = std::ranges::find(parts, volume->partition, &PartitionDescription::number);
-    if (part == parts.end())
+    if (part == parts.end()) {
       in.fail("partition", "the drive \"" + volume->drive + "\" has no partition " +
                                std::to_string(volume->partition) + ".");
+    }
     const std::uint64_t room = part->sectors * drive->sectorBytes;
-    if (volume->totalBytes == 0) volume->totalBytes = room;
-    if (volume->totalBytes > room) in.fail("total_bytes", "the partition is smaller than that.");
+    if (volume->totalBytes == 0) {
+      volume->totalBytes = room;
+    }
+    if (volume->totalBytes > room) {
+      in.fail("total_bytes", "the partition is smaller than that.");
+    }
   }
-  if (volume->freeBytes == ~std::uint64_t{0}) volume->freeBytes = volume->totalBytes / 2;
-  if (volume->freeBytes > volume->totalBytes)
+  if (volume->freeBytes == ~std::uint64_t{0}) {
+    volume->freeBytes = volume->totalBytes / 2;
+  }
+  if (volume->freeBytes > volume->totalBytes) {
     in.fail("free_bytes", "no more can be free than there is.");
+  }
 }
 
 MachineDescription parseRoot(const nlohmann::json& json) {
@@ -66,37 +83,51 @@ MachineDescription parseRoot(const nlohmann::json& json) {
   out.programPath = in.text("program_path", out.programPath);
   in.text("description", "", 4096);
   out.diskDriverVersion = in.text("disk_driver_version", out.diskDriverVersion, 64);
-  for (ObjectReader& row : in.objects("management_rows"))
+  for (ObjectReader& row : in.objects("management_rows")) {
     out.managementRows.push_back(parseManagementRow(row));
-  for (ObjectReader& row : in.objects("registry")) out.registry.push_back(parseRegistryValue(row));
+  }
+  for (ObjectReader& row : in.objects("registry")) {
+    out.registry.push_back(parseRegistryValue(row));
+  }
 
-  if (auto service = in.object("driver_service")) out.driverService = parseDriverService(*service);
+  if (auto service = in.object("driver_service")) {
+    out.driverService = parseDriverService(*service);
+  }
 
   std::set<std::string> names;
   for (ObjectReader& row : in.objects("controllers")) {
     out.controllers.push_back(parseController(row));
-    if (!names.insert(out.controllers.back().name).second)
+    if (!names.insert(out.controllers.back().name).second) {
       row.fail("name", "this name stands twice.");
+    }
   }
-  if (auto storelib = in.object("storelib")) out.storelib = parseStorelib(*storelib);
+  if (auto storelib = in.object("storelib")) {
+    out.storelib = parseStorelib(*storelib);
+  }
   std::set<std::string> driveNames;
   std::vector<std::optional<bool>> hidden;
   for (ObjectReader& row : in.objects("drives")) {
     hidden.emplace_back();
-    if (row.has("hidden")) hidden.back() = row.flag("hidden", false);
+    if (row.has("hidden")) {
+      hidden.back() = row.flag("hidden", false);
+    }
     out.drives.push_back(parseDrive(row, out.drives.size()));
     const DriveDescription& drive = out.drives.back();
-    if (!driveNames.insert(drive.name).second) row.fail("name", "this name stands twice.");
-    if (!drive.controller.empty() && !names.contains(drive.controller))
+    if (!driveNames.insert(drive.name).second) {
+      row.fail("name", "this name stands twice.");
+    }
+    if (!drive.controller.empty() && !names.contains(drive.controller)) {
       row.fail("controller", "there is no controller \"" + drive.controller + "\".");
+    }
   }
   tieRaid(hidden, &out);
   std::set<char> letters;
   for (ObjectReader& row : in.objects("volumes")) {
     out.volumes.push_back(parseVolume(row));
     tieVolume(row, out, &out.volumes.back());
-    if (!letters.insert(out.volumes.back().letter).second)
+    if (!letters.insert(out.volumes.back().letter).second) {
       row.fail("letter", "this letter stands twice.");
+    }
   }
   in.finish();
   return out;

@@ -6,7 +6,7 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::array<std::pair<const char*, NvmeRoad>, 5> Roads{{
+constexpr std::array<std::pair<const char*, NvmeRoad>, 5> kRoads{{
     {"intel_port", NvmeRoad::IntelPort},
     {"mini_port", NvmeRoad::MiniPort},
     {"storage_query", NvmeRoad::StorageQuery},
@@ -39,8 +39,9 @@ NvmeSelfTest parseSelfTest(ObjectReader& in, const DriveDescription& drive) {
   in.require("seconds");
   in.into("code", out.code, 1, 2);
   in.into("seconds", out.seconds, 0, 1'000'000);
-  if (const auto outcome = in.optionalNumber("outcome", 0, 15))
+  if (const auto outcome = in.optionalNumber("outcome", 0, 15)) {
     out.outcome = static_cast<std::uint8_t>(*outcome);
+  }
   out.failingLba = in.optionalNumber("failing_lba", 0, drive.sectors - 1);
   in.into("stops_at_percent", out.stopsAtPercent, 0, 100);
   in.finish();
@@ -57,12 +58,14 @@ NvmeRegisters parseRegisters(ObjectReader& in) {
 }
 
 void parseBroken(ObjectReader& in, NvmeDescription* out) {
-  if (const auto power = in.optionalNumber("data_size_power", 0, 255))
+  if (const auto power = in.optionalNumber("data_size_power", 0, 255)) {
     out->traits.dataSizePower = static_cast<std::uint8_t>(*power);
+  }
   out->traits.namespaceSize =
       in.optionalNumber("namespace_size", 0, std::numeric_limits<std::uint64_t>::max());
-  if (const auto offset = in.optionalNumber("data_offset", 0, 0xFFFFFFFF))
+  if (const auto offset = in.optionalNumber("data_offset", 0, 0xFFFFFFFF)) {
     out->dataOffset = static_cast<std::uint32_t>(*offset);
+  }
   in.finish();
 }
 
@@ -80,7 +83,7 @@ NvmeDescription usualNvme(const DriveDescription& drive) {
 NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive) {
   NvmeDescription out = usualNvme(drive);
   NvmeTraits& traits = out.traits;
-  out.road = in.choice<NvmeRoad>("road", out.road, Roads);
+  out.road = in.choice<NvmeRoad>("road", out.road, kRoads);
   in.into("path_id", out.pathId);
   in.into("vendor_id", traits.vendorId, 1);
   in.into("subsystem_vendor_id", traits.subsystemVendorId);
@@ -88,20 +91,31 @@ NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive) {
   traits.namespaceManagement = in.flag("namespace_management", traits.namespaceManagement);
   traits.enduranceEstimate =
       in.optionalNumber("endurance_estimate", 0, std::numeric_limits<std::uint64_t>::max());
-  if (in.has("part_number")) traits.partNumber = in.text("part_number", "", 30);
+  if (in.has("part_number")) {
+    traits.partNumber = in.text("part_number", "", 30);
+  }
   in.into("vendor_count", traits.vendorCount);
-  if (auto health = in.object("health")) traits.health = parseHealth(*health, traits.health);
+  if (auto health = in.object("health")) {
+    traits.health = parseHealth(*health, traits.health);
+  }
 
   traits.selfTests = in.flag("self_tests_supported", traits.selfTests);
   in.into("extended_self_test_minutes", traits.extendedSelfTestMinutes);
-  for (ObjectReader& row : in.objects("self_tests"))
+  for (ObjectReader& row : in.objects("self_tests")) {
     traits.tests.push_back(parseSelfTest(row, drive));
-  if (const auto code = in.optionalNumber("running_self_test", 1, 2))
+  }
+  if (const auto code = in.optionalNumber("running_self_test", 1, 2)) {
     traits.runningSelfTest = static_cast<std::uint8_t>(*code);
-  if (!traits.selfTests && traits.runningSelfTest)
+  }
+  if (!traits.selfTests && traits.runningSelfTest) {
     in.fail("running_self_test", "what is not supported can't run.");
-  if (auto registers = in.object("registers")) out.registers = parseRegisters(*registers);
-  if (auto broken = in.object("broken")) parseBroken(*broken, &out);
+  }
+  if (auto registers = in.object("registers")) {
+    out.registers = parseRegisters(*registers);
+  }
+  if (auto broken = in.object("broken")) {
+    parseBroken(*broken, &out);
+  }
   in.finish();
   return out;
 }

@@ -16,14 +16,22 @@ std::vector<RequestFault> parseRequestFaults(ObjectReader& in, bool hasReturnCod
     row.into("code", fault.code, 0, 0xFFFF);
     row.into("occurrence", fault.occurrence, 1);
     row.into("times", fault.times);
-    const int kinds = int{row.has("error")} + int{row.has("patch")} +
-                      int{hasReturnCode && row.has("return_code")};
-    if (kinds != 1) row.fail("code", "exactly one thing goes wrong with it.");
+    const int kinds = int{static_cast<int>(row.has("error"))} +
+                      int{static_cast<int>(row.has("patch"))} +
+                      int{static_cast<int>(hasReturnCode && row.has("return_code"))};
+    if (kinds != 1) {
+      row.fail("code", "exactly one thing goes wrong with it.");
+    }
     row.into("error", fault.error, 1);
-    if (hasReturnCode) row.into("return_code", fault.returnCode, 1);
-    if (row.has("patch")) row.into("patch_at", fault.patchAt);
-    for (const std::uint64_t byte : row.numbers("patch", 0, 255))
+    if (hasReturnCode) {
+      row.into("return_code", fault.returnCode, 1);
+    }
+    if (row.has("patch")) {
+      row.into("patch_at", fault.patchAt);
+    }
+    for (const std::uint64_t byte : row.numbers("patch", 0, 255)) {
       fault.patch.push_back(static_cast<std::uint8_t>(byte));
+    }
     row.finish();
     out.push_back(std::move(fault));
   }
@@ -35,9 +43,10 @@ void checkMembers(const MachineDescription& machine, const ControllerDescription
                   const std::string& place, const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     const auto drive = std::ranges::find(machine.drives, name, &DriveDescription::name);
-    if (drive == machine.drives.end() || drive->controller != controller.name)
+    if (drive == machine.drives.end() || drive->controller != controller.name) {
       throw MachineFileError(place,
                              "there is no drive \"" + name + "\" on \"" + controller.name + "\".");
+    }
   }
 }
 
@@ -52,8 +61,9 @@ CsmiDescription parseCsmi(ObjectReader& in) {
   CsmiDescription out;
   in.into("flags", out.flags);
   const auto version = in.numbers("bios_version", 0, 0xFFFF);
-  if (!version.empty() && version.size() != out.biosVersion.size())
+  if (!version.empty() && version.size() != out.biosVersion.size()) {
     in.fail("bios_version", "it has 4 parts.");
+  }
   std::ranges::transform(version, out.biosVersion.begin(),
                          [](std::uint64_t part) { return static_cast<std::uint16_t>(part); });
   in.into("drives_per_set", out.drivesPerSet);
@@ -62,8 +72,9 @@ CsmiDescription parseCsmi(ObjectReader& in) {
     row.into("type", set.type);
     row.into("capacity_mebibytes", set.capacityMebibytes);
     set.drives = row.texts("drives", 40);
-    if (set.drives.empty() || set.drives.size() > 255)
+    if (set.drives.empty() || set.drives.size() > 255) {
       row.fail("drives", "a set has 1 to 255 drives.");
+    }
     row.finish();
     out.sets.push_back(std::move(set));
   }
@@ -87,12 +98,15 @@ LsiDescription parseLsi(ObjectReader& in, const ControllerDescription& controlle
     row.into("span_depth", set.spanDepth, 1, 8);
     row.into("blocks", set.blocks);
     set.drives = row.texts("drives", 40);
-    if (set.drives.empty() || set.drives.size() > 255 || set.drives.size() % set.spanDepth != 0)
+    if (set.drives.empty() || set.drives.size() > 255 || set.drives.size() % set.spanDepth != 0) {
       row.fail("drives", "1 to 255 drives are needed, as many in each span.");
+    }
     row.finish();
     out.sets.push_back(std::move(set));
   }
-  if (out.sets.size() > 64) in.fail("logical_drives", "there are at most 64.");
+  if (out.sets.size() > 64) {
+    in.fail("logical_drives", "there are at most 64.");
+  }
   for (ObjectReader& row : in.objects("foreign")) {
     LsiForeignDescription entry;
     row.require("device_id");
@@ -101,7 +115,9 @@ LsiDescription parseLsi(ObjectReader& in, const ControllerDescription& controlle
     row.finish();
     out.foreign.push_back(entry);
   }
-  if (out.foreign.size() > 64) in.fail("foreign", "there are at most 64.");
+  if (out.foreign.size() > 64) {
+    in.fail("foreign", "there are at most 64.");
+  }
   in.finish();
   return out;
 }
@@ -122,19 +138,26 @@ void tieRaid(const std::vector<std::optional<bool>>& hidden, MachineDescription*
     const auto controller =
         std::ranges::find(machine->controllers, drive.controller, &ControllerDescription::name);
     if (controller == machine->controllers.end() || (!controller->csmi && !controller->lsi)) {
-      if (hidden[i].value_or(false))
+      if (hidden[i].value_or(false)) {
         throw MachineFileError(place + ".hidden", "only a RAID controller hides drives.");
+      }
       continue;
     }
-    if (!fits(*controller, drive.kind))
+    if (!fits(*controller, drive.kind)) {
       throw MachineFileError(place + ".kind", "no such drive fits on a RAID controller like that.");
+    }
     drive.hidden = hidden[i].value_or(true);
-    if (drive.kind != DriveKind::Nvme) continue;
+    if (drive.kind != DriveKind::Nvme) {
+      continue;
+    }
     // The port's own road is the only one there is.
-    if (drive.hidden) drive.nvme.road = NvmeRoad::IntelPort;
+    if (drive.hidden) {
+      drive.nvme.road = NvmeRoad::IntelPort;
+    }
     if (drive.nvme.road == NvmeRoad::IntelPort &&
-        !paths.emplace(drive.controller, drive.nvme.pathId).second)
+        !paths.emplace(drive.controller, drive.nvme.pathId).second) {
       throw MachineFileError(place + ".nvme.path_id", "the controller has that path already.");
+    }
   }
   std::set<std::uint32_t> ids;
   for (std::size_t i = 0; i < machine->controllers.size(); ++i) {
@@ -145,18 +168,23 @@ void tieRaid(const std::vector<std::optional<bool>>& hidden, MachineDescription*
     };
     if (controller.csmi) {
       // The phy information has room for 32, one of which stays empty.
-      if (std::ranges::count_if(machine->drives, mine) > 31)
+      if (std::ranges::count_if(machine->drives, mine) > 31) {
         throw MachineFileError(place + "csmi", "there is room for 31 drives.");
-      for (const CsmiSetDescription& set : controller.csmi->sets)
+      }
+      for (const CsmiSetDescription& set : controller.csmi->sets) {
         checkMembers(*machine, controller, place + "csmi.raid_sets", set.drives);
+      }
     }
     if (controller.lsi) {
-      if (!ids.insert(controller.lsi->id).second)
+      if (!ids.insert(controller.lsi->id).second) {
         throw MachineFileError(place + "lsi.id", "this id stands twice.");
-      if (std::ranges::count_if(machine->drives, mine) > 64)
+      }
+      if (std::ranges::count_if(machine->drives, mine) > 64) {
         throw MachineFileError(place + "lsi", "there is room for 64 drives.");
-      for (const LsiSetDescription& set : controller.lsi->sets)
+      }
+      for (const LsiSetDescription& set : controller.lsi->sets) {
         checkMembers(*machine, controller, place + "lsi.logical_drives", set.drives);
+      }
     }
   }
 }

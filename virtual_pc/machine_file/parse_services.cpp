@@ -25,7 +25,9 @@ ManagementRow parseManagementRow(ObjectReader& in) {
   out.nameSpace = in.text("namespace", out.nameSpace);
   in.require("class");
   out.className = in.text("class", "");
-  if (out.className.empty()) in.fail("class", "a class has a name.");
+  if (out.className.empty()) {
+    in.fail("class", "a class has a name.");
+  }
   for (ObjectReader& row : in.objects("values")) {
     row.require("name");
     row.require("text");
@@ -45,7 +47,9 @@ DriverServiceDescription parseDriverService(ObjectReader& in) {
 
 RegistryValue parseRegistryValue(ObjectReader& in) {
   RegistryValue out;
-  for (const char* key : {"key", "name", "text"}) in.require(key);
+  for (const char* key : {"key", "name", "text"}) {
+    in.require(key);
+  }
   out.key = in.text("key", "", 1024);
   out.name = in.text("name", "");
   out.text = in.text("text", "", 1000);

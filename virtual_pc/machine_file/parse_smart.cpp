@@ -24,8 +24,9 @@ SelfTestDescription parseSelfTest(ObjectReader& in, const DriveDescription& driv
   in.require("seconds");
   in.into("code", out.code);
   in.into("seconds", out.seconds, 0, 1'000'000);
-  if (const auto outcome = in.optionalNumber("outcome", 0, 8))
+  if (const auto outcome = in.optionalNumber("outcome", 0, 8)) {
     out.outcome = static_cast<std::uint8_t>(*outcome);
+  }
   out.failingLba = in.optionalNumber("failing_lba", 0, drive.sectors - 1);
   in.into("stops_at_percent", out.stopsAtPercent, 0, 100);
   in.finish();
@@ -60,21 +61,32 @@ SmartDescription parseSmart(ObjectReader& in, const DriveDescription& drive) {
   SmartDescription out;
   out.supported = in.flag("supported", true);
   out.enabled = in.flag("enabled", out.supported);
-  if (out.enabled && !out.supported) in.fail("enabled", "what is not supported can't be enabled.");
+  if (out.enabled && !out.supported) {
+    in.fail("enabled", "what is not supported can't be enabled.");
+  }
   out.failing = in.flag("failing", false);
   out.statusAnswers = in.flag("status_answers", true);
   in.into("capabilities", out.capabilities);
   out.logging = in.flag("logging", true);
   out.selfTestAbortable = in.flag("self_test_abortable", true);
-  for (ObjectReader& row : in.objects("attributes")) out.attributes.push_back(parseAttribute(row));
-  if (out.attributes.size() > 30) in.fail("attributes", "a drive has at most 30 attributes.");
-  for (ObjectReader& row : in.objects("self_tests"))
+  for (ObjectReader& row : in.objects("attributes")) {
+    out.attributes.push_back(parseAttribute(row));
+  }
+  if (out.attributes.size() > 30) {
+    in.fail("attributes", "a drive has at most 30 attributes.");
+  }
+  for (ObjectReader& row : in.objects("self_tests")) {
     out.selfTests.push_back(parseSelfTest(row, drive));
-  for (ObjectReader& row : in.objects("self_test_log"))
+  }
+  for (ObjectReader& row : in.objects("self_test_log")) {
     out.selfTestLog.push_back(parseSelfTestEntry(row));
-  for (ObjectReader& row : in.objects("error_log")) out.errorLog.push_back(parseErrorEntry(row));
-  if (const auto code = in.optionalNumber("running_self_test", 0, 255))
+  }
+  for (ObjectReader& row : in.objects("error_log")) {
+    out.errorLog.push_back(parseErrorEntry(row));
+  }
+  if (const auto code = in.optionalNumber("running_self_test", 0, 255)) {
     out.runningSelfTest = static_cast<std::uint8_t>(*code);
+  }
   in.finish();
   return out;
 }

@@ -14,12 +14,14 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint64_t DiskTimeout = 60 * MicrosecondsPerSecond;
-constexpr std::uint64_t LargestRequest = 1u << 20;
+constexpr std::uint64_t kDiskTimeout = 60 * MicrosecondsPerSecond;
+constexpr std::uint64_t kLargestRequest = 1u << 20;
 
 /// What the disk driver makes of sense data.
 std::uint32_t errorOfSense(const std::vector<std::uint8_t>& sense) {
-  if (sense.size() < 14) return ERROR_IO_DEVICE;
+  if (sense.size() < 14) {
+    return ERROR_IO_DEVICE;
+  }
   const bool descriptor = (sense[0] & 0x7F) >= 0x72;
   const std::uint8_t key = (descriptor ? sense[1] : sense[2]) & 0x0F;
   switch (key) {
@@ -67,8 +69,11 @@ std::string DiskObject::instanceId() const {
 
 std::string DiskObject::interfacePath() const {
   std::string id = instanceId();
-  for (char& c : id)
-    if (c == '\\') c = '#';
+  for (char& c : id) {
+    if (c == '\\') {
+      c = '#';
+    }
+  }
   return "\\\\?\\" + id + "#{53f56307-b6bf-11d0-94f2-00a0c91efb8b}";
 }
 
@@ -81,28 +86,40 @@ std::uint32_t DiskObject::verdict(Exchange& exchange, std::uint64_t timeout) con
     case Delivery::Answered:
       break;
   }
-  if (exchange.durationMicroseconds <= timeout) return ERROR_SUCCESS;
+  if (exchange.durationMicroseconds <= timeout) {
+    return ERROR_SUCCESS;
+  }
   exchange.durationMicroseconds = timeout;
   exchange.transferred = 0;
   return ERROR_SEM_TIMEOUT;
 }
 
 std::uint32_t DiskObject::send(ScsiExchange& exchange, std::uint64_t timeout) {
-  if (!present()) return ERROR_DEVICE_NOT_CONNECTED;
+  if (!present()) {
+    return ERROR_DEVICE_NOT_CONNECTED;
+  }
   drive_.scsi->execute(exchange);
   return verdict(exchange, timeout);
 }
 
 std::uint32_t DiskObject::send(AtaExchange& exchange, std::uint64_t timeout) {
-  if (!present()) return ERROR_DEVICE_NOT_CONNECTED;
-  if (!drive_.ata || !drive_.ataPassThrough) return ERROR_INVALID_FUNCTION;
+  if (!present()) {
+    return ERROR_DEVICE_NOT_CONNECTED;
+  }
+  if (!drive_.ata || !drive_.ataPassThrough) {
+    return ERROR_INVALID_FUNCTION;
+  }
   drive_.ata->execute(exchange);
   return verdict(exchange, timeout);
 }
 
 std::uint32_t DiskObject::send(NvmeExchange& exchange, std::uint64_t timeout) {
-  if (!present()) return ERROR_DEVICE_NOT_CONNECTED;
-  if (!drive_.nvme) return ERROR_INVALID_FUNCTION;
+  if (!present()) {
+    return ERROR_DEVICE_NOT_CONNECTED;
+  }
+  if (!drive_.nvme) {
+    return ERROR_INVALID_FUNCTION;
+  }
   drive_.nvme->execute(exchange);
   return verdict(exchange, timeout);
 }
@@ -123,19 +140,22 @@ SectorResult DiskObject::transfer(std::uint64_t lba, std::uint64_t count, bool w
   }
   exchange.data = std::move(*data);
   SectorResult result;
-  result.error = send(exchange, DiskTimeout);
+  result.error = send(exchange, kDiskTimeout);
   *data = std::move(exchange.data);
   result.bytes = exchange.transferred;
   result.durationMicroseconds = exchange.durationMicroseconds;
-  if (result.error == ERROR_SUCCESS && exchange.status != 0)
+  if (result.error == ERROR_SUCCESS && exchange.status != 0) {
     result.error = errorOfSense(exchange.sense);
-  if (result.error != ERROR_SUCCESS) result.bytes = 0;
+  }
+  if (result.error != ERROR_SUCCESS) {
+    result.bytes = 0;
+  }
   return result;
 }
 
 SectorResult DiskObject::readSectors(std::uint64_t lba, std::uint64_t count, std::uint8_t* out) {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
-  const std::uint64_t most = LargestRequest / sectorBytes;
+  const std::uint64_t most = kLargestRequest / sectorBytes;
   SectorResult total;
   std::vector<std::uint8_t> data;
   while (count != 0) {
@@ -144,10 +164,14 @@ SectorResult DiskObject::readSectors(std::uint64_t lba, std::uint64_t count, std
     const SectorResult part = transfer(lba, now, false, &data);
     total.durationMicroseconds += part.durationMicroseconds;
     total.error = part.error;
-    if (part.error) return total;
+    if (part.error) {
+      return total;
+    }
     std::memcpy(out + total.bytes, data.data(), part.bytes);
     total.bytes += part.bytes;
-    if (part.bytes != data.size()) return total;
+    if (part.bytes != data.size()) {
+      return total;
+    }
     lba += now;
     count -= now;
   }
@@ -157,7 +181,7 @@ SectorResult DiskObject::readSectors(std::uint64_t lba, std::uint64_t count, std
 SectorResult DiskObject::writeSectors(std::uint64_t lba, std::uint64_t count,
                                       const std::uint8_t* in) {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
-  const std::uint64_t most = LargestRequest / sectorBytes;
+  const std::uint64_t most = kLargestRequest / sectorBytes;
   SectorResult total;
   while (count != 0) {
     const std::uint64_t now = std::min(count, most);
@@ -165,9 +189,13 @@ SectorResult DiskObject::writeSectors(std::uint64_t lba, std::uint64_t count,
     const SectorResult part = transfer(lba, now, true, &data);
     total.durationMicroseconds += part.durationMicroseconds;
     total.error = part.error;
-    if (part.error) return total;
+    if (part.error) {
+      return total;
+    }
     total.bytes += part.bytes;
-    if (part.bytes != data.size()) return total;
+    if (part.bytes != data.size()) {
+      return total;
+    }
     lba += now;
     count -= now;
   }
@@ -176,9 +204,12 @@ SectorResult DiskObject::writeSectors(std::uint64_t lba, std::uint64_t count,
 
 void DiskObject::read(IoRequest& request) {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
-  if (request.offset % sectorBytes || request.output.size() % sectorBytes)
+  if (request.offset % sectorBytes || request.output.size() % sectorBytes) {
     return request.fail(ERROR_INVALID_PARAMETER);
-  if (request.offset >= size()) return request.fail(ERROR_SECTOR_NOT_FOUND);
+  }
+  if (request.offset >= size()) {
+    return request.fail(ERROR_SECTOR_NOT_FOUND);
+  }
   const std::uint64_t room = size() - request.offset;
   const std::uint64_t bytes = std::min<std::uint64_t>(request.output.size(), room);
   const SectorResult result =
@@ -190,12 +221,15 @@ void DiskObject::read(IoRequest& request) {
 
 void DiskObject::write(IoRequest& request) {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
-  if (request.offset % sectorBytes || request.input.size() % sectorBytes)
+  if (request.offset % sectorBytes || request.input.size() % sectorBytes) {
     return request.fail(ERROR_INVALID_PARAMETER);
-  if (request.offset >= size() || request.input.size() > size() - request.offset)
+  }
+  if (request.offset >= size() || request.input.size() > size() - request.offset) {
     return request.fail(ERROR_SECTOR_NOT_FOUND);
-  if (machine_.protectedByVolume(*this, request.offset, request.input.size()))
+  }
+  if (machine_.protectedByVolume(*this, request.offset, request.input.size())) {
     return request.fail(ERROR_ACCESS_DENIED);
+  }
   const SectorResult result = writeSectors(
       request.offset / sectorBytes, request.input.size() / sectorBytes, request.input.data());
   request.error = result.error;
@@ -204,9 +238,14 @@ void DiskObject::write(IoRequest& request) {
 }
 
 void DiskObject::control(IoRequest& request) {
-  if (!present()) return request.fail(ERROR_DEVICE_NOT_CONNECTED);
-  for (const auto& handler : handlers_)
-    if (handler(*this, request)) return;
+  if (!present()) {
+    return request.fail(ERROR_DEVICE_NOT_CONNECTED);
+  }
+  for (const auto& handler : handlers_) {
+    if (handler(*this, request)) {
+      return;
+    }
+  }
   switch (request.code) {
     case IOCTL_SCSI_PASS_THROUGH:
       return scsiPassThrough(request);
@@ -223,7 +262,9 @@ void DiskObject::control(IoRequest& request) {
     case IOCTL_STORAGE_PREDICT_FAILURE:
       return predictFailure(request);
     case SMART_GET_VERSION: {
-      if (!drive_.ata || !drive_.ataPassThrough) return request.fail(ERROR_INVALID_FUNCTION);
+      if (!drive_.ata || !drive_.ataPassThrough) {
+        return request.fail(ERROR_INVALID_FUNCTION);
+      }
       GETVERSIONINPARAMS version{};
       version.bVersion = 1;
       version.bRevision = 1;

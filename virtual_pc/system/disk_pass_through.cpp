@@ -10,10 +10,10 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint64_t DefaultSeconds = 10;
+constexpr std::uint64_t kDefaultSeconds = 10;
 
 std::uint64_t timeoutOf(ULONG seconds) {
-  return (seconds ? seconds : DefaultSeconds) * MicrosecondsPerSecond;
+  return (seconds ? seconds : kDefaultSeconds) * MicrosecondsPerSecond;
 }
 
 /// Whether a range lies within a block.
@@ -25,50 +25,63 @@ bool within(std::uint64_t offset, std::uint64_t bytes, std::size_t block) {
 
 void DiskObject::scsiPassThrough(IoRequest& request) {
   SCSI_PASS_THROUGH header;
-  if (request.input.size() < sizeof header) return request.fail(ERROR_INVALID_PARAMETER);
+  if (request.input.size() < sizeof header) {
+    return request.fail(ERROR_INVALID_PARAMETER);
+  }
   std::memcpy(&header, request.input.data(), sizeof header);
   const std::size_t dataOffset = static_cast<std::size_t>(header.DataBufferOffset);
   const std::size_t length = header.DataTransferLength;
   if (header.Length != sizeof header || header.CdbLength == 0 || header.CdbLength > 16 ||
-      header.DataIn > SCSI_IOCTL_DATA_UNSPECIFIED)
+      header.DataIn > SCSI_IOCTL_DATA_UNSPECIFIED) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
   const bool in = header.DataIn == SCSI_IOCTL_DATA_IN;
   const bool out = header.DataIn == SCSI_IOCTL_DATA_OUT && length != 0;
   if ((in && !within(dataOffset, length, request.output.size())) ||
       (out && !within(dataOffset, length, request.input.size())) ||
       (header.SenseInfoLength != 0 &&
        !within(header.SenseInfoOffset, header.SenseInfoLength, request.output.size())) ||
-      request.output.size() < sizeof header)
+      request.output.size() < sizeof header) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
 
   ScsiExchange exchange;
   std::copy_n(header.Cdb, header.CdbLength, exchange.cdb.begin());
   exchange.cdbLength = header.CdbLength;
   exchange.direction = in ? DataDirection::In : out ? DataDirection::Out : DataDirection::None;
-  if (in) exchange.data.resize(length);
-  if (out)
+  if (in) {
+    exchange.data.resize(length);
+  }
+  if (out) {
     exchange.data.assign(request.input.data() + dataOffset,
                          request.input.data() + dataOffset + length);
+  }
   const std::uint32_t error = send(exchange, timeoutOf(header.TimeOutValue));
   request.durationMicroseconds = exchange.durationMicroseconds;
-  if (error) return request.fail(error);
+  if (error) {
+    return request.fail(error);
+  }
 
   header.ScsiStatus = exchange.status;
   header.DataTransferLength = static_cast<ULONG>(exchange.transferred);
   const std::size_t sense = std::min<std::size_t>(exchange.sense.size(), header.SenseInfoLength);
   header.SenseInfoLength = static_cast<UCHAR>(sense);
   std::copy_n(exchange.sense.begin(), sense, request.output.begin() + header.SenseInfoOffset);
-  if (in && exchange.transferred != 0)
+  if (in && exchange.transferred != 0) {
     std::memcpy(request.output.data() + dataOffset, exchange.data.data(), exchange.transferred);
+  }
   std::memcpy(request.output.data(), &header, sizeof header);
   request.returned = std::max<std::size_t>(sizeof header, header.SenseInfoOffset + sense);
-  if (in) request.returned = std::max(request.returned, dataOffset + exchange.transferred);
+  if (in) {
+    request.returned = std::max(request.returned, dataOffset + exchange.transferred);
+  }
 }
 
 void DiskObject::ataPassThrough(IoRequest& request) {
   ATA_PASS_THROUGH_EX header;
-  if (request.input.size() < sizeof header || request.output.size() < sizeof header)
+  if (request.input.size() < sizeof header || request.output.size() < sizeof header) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
   std::memcpy(&header, request.input.data(), sizeof header);
   const bool in = (header.AtaFlags & ATA_FLAGS_DATA_IN) != 0;
   const bool out = (header.AtaFlags & ATA_FLAGS_DATA_OUT) != 0;
@@ -76,8 +89,9 @@ void DiskObject::ataPassThrough(IoRequest& request) {
   const std::size_t length = header.DataTransferLength;
   if (header.Length != sizeof header || (in && out) ||
       (in && !within(dataOffset, length, request.output.size())) ||
-      (out && !within(dataOffset, length, request.input.size())))
+      (out && !within(dataOffset, length, request.input.size()))) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
 
   const bool extended = (header.AtaFlags & ATA_FLAGS_48BIT_COMMAND) != 0;
   const auto field = [&](unsigned i) {
@@ -93,13 +107,18 @@ void DiskObject::ataPassThrough(IoRequest& request) {
                  header.CurrentTaskFile[5],
                  header.CurrentTaskFile[6]};
   exchange.direction = in ? DataDirection::In : out ? DataDirection::Out : DataDirection::None;
-  if (in) exchange.data.resize(length);
-  if (out)
+  if (in) {
+    exchange.data.resize(length);
+  }
+  if (out) {
     exchange.data.assign(request.input.data() + dataOffset,
                          request.input.data() + dataOffset + length);
+  }
   const std::uint32_t error = send(exchange, timeoutOf(header.TimeOutValue));
   request.durationMicroseconds = exchange.durationMicroseconds;
-  if (error) return request.fail(error);
+  if (error) {
+    return request.fail(error);
+  }
 
   const AtaTaskFile& registers = exchange.out;
   const std::uint16_t pairs[] = {registers.features, registers.count, registers.lbaLow,
@@ -111,8 +130,9 @@ void DiskObject::ataPassThrough(IoRequest& request) {
   header.CurrentTaskFile[5] = registers.device;
   header.CurrentTaskFile[6] = registers.command;
   header.DataTransferLength = static_cast<ULONG>(exchange.transferred);
-  if (in && exchange.transferred != 0)
+  if (in && exchange.transferred != 0) {
     std::memcpy(request.output.data() + dataOffset, exchange.data.data(), exchange.transferred);
+  }
   std::memcpy(request.output.data(), &header, sizeof header);
   request.returned =
       in ? std::max(sizeof header, dataOffset + exchange.transferred) : sizeof header;

@@ -11,8 +11,8 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint32_t HeadsPerCylinder = 255;
-constexpr std::uint32_t SectorsPerTrack = 63;
+constexpr std::uint32_t kHeadsPerCylinder = 255;
+constexpr std::uint32_t kSectorsPerTrack = 63;
 
 LARGE_INTEGER large(std::uint64_t value) {
   LARGE_INTEGER out;
@@ -24,14 +24,24 @@ LARGE_INTEGER large(std::uint64_t value) {
 
 void DiskObject::queryProperty(IoRequest& request) {
   STORAGE_PROPERTY_QUERY query{};
-  if (request.input.size() < 8) return request.fail(ERROR_INVALID_PARAMETER);
+  if (request.input.size() < 8) {
+    return request.fail(ERROR_INVALID_PARAMETER);
+  }
   std::memcpy(&query, request.input.data(), std::min(request.input.size(), sizeof query));
   const bool known =
       query.PropertyId == StorageDeviceProperty || query.PropertyId == StorageAdapterProperty;
-  if (!known) return request.fail(ERROR_INVALID_FUNCTION);
-  if (query.QueryType == PropertyExistsQuery) return;
-  if (query.QueryType != PropertyStandardQuery) return request.fail(ERROR_INVALID_FUNCTION);
-  if (query.PropertyId == StorageDeviceProperty) return deviceDescriptor(request);
+  if (!known) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
+  if (query.QueryType == PropertyExistsQuery) {
+    return;
+  }
+  if (query.QueryType != PropertyStandardQuery) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
+  if (query.PropertyId == StorageDeviceProperty) {
+    return deviceDescriptor(request);
+  }
   STORAGE_ADAPTER_DESCRIPTOR adapter{};
   adapter.Version = adapter.Size = sizeof adapter;
   adapter.MaximumTransferLength = 1u << 20;
@@ -44,7 +54,9 @@ void DiskObject::deviceDescriptor(IoRequest& request) const {
   // The texts stand behind the record, each closed by a zero byte; offset 0 is "no such text".
   std::vector<std::uint8_t> block(sizeof(STORAGE_DEVICE_DESCRIPTOR), 0);
   const auto append = [&block](const std::string& text) -> DWORD {
-    if (text.empty()) return 0;
+    if (text.empty()) {
+      return 0;
+    }
     const auto at = static_cast<DWORD>(block.size());
     block.insert(block.end(), text.begin(), text.end());
     block.push_back(0);
@@ -61,8 +73,9 @@ void DiskObject::deviceDescriptor(IoRequest& request) const {
   record.BusType = static_cast<STORAGE_BUS_TYPE>(drive_.identity.bus);
   record.Size = static_cast<DWORD>(block.size());
   std::memcpy(block.data(), &record, sizeof record);
-  if (request.output.size() < sizeof(STORAGE_DESCRIPTOR_HEADER))
+  if (request.output.size() < sizeof(STORAGE_DESCRIPTOR_HEADER)) {
     return request.fail(ERROR_INSUFFICIENT_BUFFER);
+  }
   request.answerCut(block.data(), block.size());
 }
 
@@ -76,8 +89,12 @@ void DiskObject::predictFailure(IoRequest& request) {
     exchange.in.lbaHigh = 0xC2;
     const std::uint32_t error = send(exchange, 10 * MicrosecondsPerSecond);
     request.durationMicroseconds = exchange.durationMicroseconds;
-    if (error) return request.fail(error);
-    if (exchange.out.command & 1) return request.fail(ERROR_INVALID_FUNCTION);
+    if (error) {
+      return request.fail(error);
+    }
+    if (exchange.out.command & 1) {
+      return request.fail(ERROR_INVALID_FUNCTION);
+    }
     answer.PredictFailure = (exchange.out.lbaMid & 0xFF) == 0xF4 ? 1 : 0;
   } else if (drive_.identity.bus == BusType::Sas || drive_.identity.bus == BusType::Scsi) {
     ScsiExchange exchange;
@@ -88,7 +105,9 @@ void DiskObject::predictFailure(IoRequest& request) {
     exchange.data.resize(18);
     const std::uint32_t error = send(exchange, 10 * MicrosecondsPerSecond);
     request.durationMicroseconds = exchange.durationMicroseconds;
-    if (error) return request.fail(error);
+    if (error) {
+      return request.fail(error);
+    }
     answer.PredictFailure = exchange.transferred >= 14 && exchange.data[12] == 0x5D ? 1 : 0;
   } else {
     return request.fail(ERROR_INVALID_FUNCTION);
@@ -99,8 +118,8 @@ void DiskObject::predictFailure(IoRequest& request) {
 void DiskObject::driveLayout(IoRequest& request) const {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
   const auto& parts = layout_.partitions;
-  constexpr std::size_t Head = offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry);
-  std::vector<std::uint8_t> block(Head + parts.size() * sizeof(PARTITION_INFORMATION_EX), 0);
+  constexpr std::size_t kHead = offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry);
+  std::vector<std::uint8_t> block(kHead + parts.size() * sizeof(PARTITION_INFORMATION_EX), 0);
   DRIVE_LAYOUT_INFORMATION_EX head{};
   const auto style =
       static_cast<PARTITION_STYLE>(layout_.style == LayoutStyle::Mbr   ? PARTITION_STYLE_MBR
@@ -108,13 +127,15 @@ void DiskObject::driveLayout(IoRequest& request) const {
                                                                        : PARTITION_STYLE_RAW);
   head.PartitionStyle = static_cast<DWORD>(style);
   head.PartitionCount = static_cast<DWORD>(parts.size());
-  if (style == PARTITION_STYLE_MBR) head.Mbr.Signature = 0x5A5A0000u + number_;
+  if (style == PARTITION_STYLE_MBR) {
+    head.Mbr.Signature = 0x5A5A0000u + number_;
+  }
   if (style == PARTITION_STYLE_GPT) {
     head.Gpt.StartingUsableOffset = large(34 * sectorBytes);
     head.Gpt.UsableLength = large(size() - 67 * sectorBytes);
     head.Gpt.MaxPartitionCount = 128;
   }
-  std::memcpy(block.data(), &head, Head);
+  std::memcpy(block.data(), &head, kHead);
   for (std::size_t i = 0; i < parts.size(); ++i) {
     PARTITION_INFORMATION_EX entry{};
     entry.PartitionStyle = style;
@@ -123,14 +144,15 @@ void DiskObject::driveLayout(IoRequest& request) const {
     entry.PartitionNumber = parts[i].number;
     if (style == PARTITION_STYLE_GPT) {
       entry.Gpt.PartitionType = parseGuid(parts[i].typeGuid);
-      for (std::size_t c = 0; c < std::min<std::size_t>(parts[i].name.size(), 35); ++c)
+      for (std::size_t c = 0; c < std::min<std::size_t>(parts[i].name.size(), 35); ++c) {
         entry.Gpt.Name[c] = static_cast<unsigned char>(parts[i].name[c]);
+      }
     } else if (style == PARTITION_STYLE_MBR) {
       entry.Mbr.PartitionType = parts[i].typeByte;
-      entry.Mbr.BootIndicator = i == 0;
-      entry.Mbr.RecognizedPartition = parts[i].typeByte != 0;
+      entry.Mbr.BootIndicator = static_cast<BOOLEAN>(i == 0);
+      entry.Mbr.RecognizedPartition = static_cast<BOOLEAN>(parts[i].typeByte != 0);
     }
-    std::memcpy(block.data() + Head + i * sizeof entry, &entry, sizeof entry);
+    std::memcpy(block.data() + kHead + i * sizeof entry, &entry, sizeof entry);
   }
   request.answer(block.data(), block.size());
 }
@@ -138,16 +160,17 @@ void DiskObject::driveLayout(IoRequest& request) const {
 void DiskObject::geometry(IoRequest& request) const {
   DISK_GEOMETRY_EX all{};
   all.Geometry.Cylinders =
-      large(drive_.medium->sectors() / (std::uint64_t{HeadsPerCylinder} * SectorsPerTrack));
+      large(drive_.medium->sectors() / (std::uint64_t{kHeadsPerCylinder} * kSectorsPerTrack));
   all.Geometry.MediaType = drive_.identity.removable ? RemovableMedia : FixedMedia;
-  all.Geometry.TracksPerCylinder = HeadsPerCylinder;
-  all.Geometry.SectorsPerTrack = SectorsPerTrack;
+  all.Geometry.TracksPerCylinder = kHeadsPerCylinder;
+  all.Geometry.SectorsPerTrack = kSectorsPerTrack;
   all.Geometry.BytesPerSector = drive_.medium->sectorBytes();
   all.DiskSize = large(size());
-  if (request.code == IOCTL_DISK_GET_DRIVE_GEOMETRY)
+  if (request.code == IOCTL_DISK_GET_DRIVE_GEOMETRY) {
     request.answer(&all.Geometry, sizeof all.Geometry);
-  else
+  } else {
     request.answer(&all, offsetof(DISK_GEOMETRY_EX, Data));
+  }
 }
 
 void DiskObject::capacity(IoRequest& request) const {

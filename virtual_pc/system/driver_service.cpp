@@ -17,16 +17,16 @@ using storage::PciClass;
 using storage::PciLocation;
 using storage::ZRDService;
 
-constexpr std::size_t VersionAt = 0x08;
-constexpr std::size_t ConfigurationAt = 0x14;
-constexpr std::size_t StatusAt = 0x1C;
+constexpr std::size_t kVersionAt = 0x08;
+constexpr std::size_t kConfigurationAt = 0x14;
+constexpr std::size_t kStatusAt = 0x1C;
 
 /// The registers as they lie in the controller's memory, up to the doorbells.
 std::array<std::uint8_t, 4096> imageOf(const NvmeRegisters& registers) {
   std::array<std::uint8_t, 4096> image{};
-  storage::storeLe32(&image[VersionAt], 0x00010400);
-  storage::storeLe32(&image[ConfigurationAt], 0x00460001);  // enabled, queue entries of 64 and 16
-  storage::storeLe32(&image[StatusAt], (registers.ready ? 1u : 0u) | (registers.fatal ? 2u : 0u));
+  storage::storeLe32(&image[kVersionAt], 0x00010400);
+  storage::storeLe32(&image[kConfigurationAt], 0x00460001);  // enabled, queue entries of 64 and 16
+  storage::storeLe32(&image[kStatusAt], (registers.ready ? 1u : 0u) | (registers.fatal ? 2u : 0u));
   return image;
 }
 
@@ -49,10 +49,16 @@ class DriverService final : public ZRDService {
 
   std::uint32_t GetPciClass(const PciLocation* location, PciClass* result) override {
     const KernelCall call;
-    if (call.fails()) return ERROR_IO_DEVICE;
-    if (!location || !result) return ERROR_INVALID_PARAMETER;
+    if (call.fails()) {
+      return ERROR_IO_DEVICE;
+    }
+    if ((location == nullptr) || (result == nullptr)) {
+      return ERROR_INVALID_PARAMETER;
+    }
     const PortObject* port = portAt(call->machine(), *location);
-    if (!port) return ERROR_FILE_NOT_FOUND;
+    if (port == nullptr) {
+      return ERROR_FILE_NOT_FOUND;
+    }
     const std::uint32_t code = port->pciClass();
     *result = {code >> 16 & 0xFF, code >> 8 & 0xFF, code & 0xFF};
     return 0;
@@ -62,15 +68,23 @@ class DriverService final : public ZRDService {
                                        std::uint32_t* length, std::uint8_t* flag,
                                        void* buffer) override {
     const KernelCall call;
-    if (call.fails()) return ERROR_IO_DEVICE;
-    if (!location || !offset || !length || !flag || !buffer) return ERROR_INVALID_PARAMETER;
+    if (call.fails()) {
+      return ERROR_IO_DEVICE;
+    }
+    if ((location == nullptr) || (offset == nullptr) || (length == nullptr) || (flag == nullptr) ||
+        (buffer == nullptr)) {
+      return ERROR_INVALID_PARAMETER;
+    }
     const PortObject* port = portAt(call->machine(), *location);
-    const NvmeRegisters* registers = port ? port->registers() : nullptr;
-    if (!registers || !registers->readable) return ERROR_FILE_NOT_FOUND;
+    const NvmeRegisters* registers = port != nullptr ? port->registers() : nullptr;
+    if ((registers == nullptr) || !registers->readable) {
+      return ERROR_FILE_NOT_FOUND;
+    }
     const auto image = imageOf(*registers);
     if (*length == 0 || *length % 4 != 0 || *offset % 4 != 0 || *offset > image.size() ||
-        *length > image.size() - *offset)
+        *length > image.size() - *offset) {
       return ERROR_INVALID_PARAMETER;
+    }
     std::copy_n(&image[*offset], *length, static_cast<std::uint8_t*>(buffer));
     return 0;
   }

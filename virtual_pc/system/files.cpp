@@ -18,7 +18,9 @@ std::vector<std::string> namesOf(const std::string& path) {
   std::size_t at = 0;
   while (at < path.size()) {
     const std::size_t end = std::min(path.find('\\', at), path.size());
-    if (end > at) out.push_back(path.substr(at, end - at));
+    if (end > at) {
+      out.push_back(path.substr(at, end - at));
+    }
     at = end + 1;
   }
   return out;
@@ -30,7 +32,9 @@ std::shared_ptr<FileNode> VolumeObject::find(const std::string& path) const {
   std::shared_ptr<FileNode> node = root_;
   for (const std::string& name : namesOf(path)) {
     const auto child = node->children.find(lowerCase(name));
-    if (child == node->children.end()) return nullptr;
+    if (child == node->children.end()) {
+      return nullptr;
+    }
     node = child->second;
   }
   return node;
@@ -39,14 +43,20 @@ std::shared_ptr<FileNode> VolumeObject::find(const std::string& path) const {
 std::uint32_t VolumeObject::create(const std::string& path, bool directory,
                                    std::shared_ptr<FileNode>* node) {
   const std::vector<std::string> names = namesOf(path);
-  if (names.empty()) return ERROR_ALREADY_EXISTS;
+  if (names.empty()) {
+    return ERROR_ALREADY_EXISTS;
+  }
   std::shared_ptr<FileNode> parent = root_;
   for (std::size_t i = 0; i + 1 < names.size(); ++i) {
     const auto child = parent->children.find(lowerCase(names[i]));
-    if (child == parent->children.end() || !child->second->directory) return ERROR_PATH_NOT_FOUND;
+    if (child == parent->children.end() || !child->second->directory) {
+      return ERROR_PATH_NOT_FOUND;
+    }
     parent = child->second;
   }
-  if (names.back().find_first_of("<>:\"/|?*") != std::string::npos) return ERROR_INVALID_NAME;
+  if (names.back().find_first_of("<>:\"/|?*") != std::string::npos) {
+    return ERROR_INVALID_NAME;
+  }
   auto& slot = parent->children[lowerCase(names.back())];
   if (slot) {
     *node = slot;
@@ -61,11 +71,21 @@ std::uint32_t VolumeObject::create(const std::string& path, bool directory,
 
 std::uint32_t VolumeObject::remove(const std::string& path, bool directory) {
   const std::shared_ptr<FileNode> node = find(path);
-  if (!node) return ERROR_FILE_NOT_FOUND;
-  if (node == root_) return ERROR_ACCESS_DENIED;
-  if (node->directory != directory) return directory ? ERROR_DIRECTORY : ERROR_ACCESS_DENIED;
-  if (!node->children.empty()) return ERROR_DIR_NOT_EMPTY;
-  if (node->opens != 0) return ERROR_SHARING_VIOLATION;
+  if (!node) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  if (node == root_) {
+    return ERROR_ACCESS_DENIED;
+  }
+  if (node->directory != directory) {
+    return directory ? ERROR_DIRECTORY : ERROR_ACCESS_DENIED;
+  }
+  if (!node->children.empty()) {
+    return ERROR_DIR_NOT_EMPTY;
+  }
+  if (node->opens != 0) {
+    return ERROR_SHARING_VIOLATION;
+  }
   removeNode(node.get());
   return ERROR_SUCCESS;
 }
@@ -79,14 +99,20 @@ bool VolumeObject::removeBelow(FileNode& directory, const FileNode* node) {
       directory.children.erase(at);
       return true;
     }
-    if (removeBelow(*at->second, node)) return true;
+    if (removeBelow(*at->second, node)) {
+      return true;
+    }
   }
   return false;
 }
 
 bool VolumeObject::allocate(FileNode& node, std::uint64_t cluster) {
-  if (node.clusters.contains(cluster)) return true;
-  if (freeClusters_ == 0) return false;
+  if (node.clusters.contains(cluster)) {
+    return true;
+  }
+  if (freeClusters_ == 0) {
+    return false;
+  }
   --freeClusters_;
   std::uint64_t place = nextCluster_;
   if (returned_.empty()) {
@@ -112,8 +138,9 @@ void VolumeObject::release(FileNode& node, std::uint64_t fromCluster) {
 
 std::uint32_t VolumeObject::resize(FileNode& node, std::uint64_t bytes) {
   const std::uint64_t clusters = (bytes + clusterBytes_ - 1) / clusterBytes_;
-  if (clusters > node.clusters.size() && clusters - node.clusters.size() > freeClusters_)
+  if (clusters > node.clusters.size() && clusters - node.clusters.size() > freeClusters_) {
     return ERROR_DISK_FULL;
+  }
   release(node, clusters);
   node.bytes = bytes;
   return ERROR_SUCCESS;
@@ -135,7 +162,9 @@ SectorResult VolumeObject::readFile(FileNode& node, std::uint64_t offset, std::u
     auto next = start;
     while (run < most && run < 256) {
       if (start == node.clusters.end()) {
-        if (node.clusters.contains(first + run)) break;
+        if (node.clusters.contains(first + run)) {
+          break;
+        }
       } else if (++next == node.clusters.end() || next->first != first + run ||
                  next->second != start->second + run) {
         break;
@@ -153,7 +182,9 @@ SectorResult VolumeObject::readFile(FileNode& node, std::uint64_t offset, std::u
           readSectors(start->second * perCluster + from, sectors, buffer.data());
       total.durationMicroseconds += part.durationMicroseconds;
       total.error = part.error;
-      if (part.error) return total;
+      if (part.error) {
+        return total;
+      }
       std::memcpy(out + total.bytes, buffer.data() + skip % sectorBytes_,
                   static_cast<std::size_t>(now));
     }
@@ -183,8 +214,9 @@ SectorResult VolumeObject::writeFile(FileNode& node, std::uint64_t offset, std::
       // Whole clusters go in one piece as long as they lie one behind the other.
       std::uint64_t run = 1;
       while (run < 256 && (run + 1) * clusterBytes_ <= bytes - total.bytes &&
-             allocate(node, first + run) && node.clusters[first + run] == place + run)
+             allocate(node, first + run) && node.clusters[first + run] == place + run) {
         ++run;
+      }
       now = run * clusterBytes_;
       part = writeSectors(place * perCluster, run * perCluster, in + total.bytes);
     } else {
@@ -193,7 +225,9 @@ SectorResult VolumeObject::writeFile(FileNode& node, std::uint64_t offset, std::
       const std::uint64_t sectors = (skip + now + sectorBytes_ - 1) / sectorBytes_ - from;
       const bool whole = skip % sectorBytes_ == 0 && now % sectorBytes_ == 0;
       std::uint8_t* sectorsAt = buffer.data() + from * sectorBytes_;
-      if (!fresh && !whole) part = readSectors(place * perCluster + from, sectors, sectorsAt);
+      if (!fresh && !whole) {
+        part = readSectors(place * perCluster + from, sectors, sectorsAt);
+      }
       if (!part.error) {
         std::memcpy(buffer.data() + skip, in + total.bytes, static_cast<std::size_t>(now));
         // A fresh cluster is written whole, so that the rest of it reads as zeros.
@@ -203,7 +237,9 @@ SectorResult VolumeObject::writeFile(FileNode& node, std::uint64_t offset, std::
     }
     total.durationMicroseconds += part.durationMicroseconds;
     total.error = part.error;
-    if (part.error) return total;
+    if (part.error) {
+      return total;
+    }
     total.bytes += static_cast<std::size_t>(now);
   }
   node.bytes = std::max(node.bytes, offset + bytes);
@@ -218,22 +254,34 @@ FileObject::FileObject(std::shared_ptr<VolumeObject> volume, std::shared_ptr<Fil
 
 FileObject::~FileObject() {
   --node_->opens;
-  if (node_->opens == 0) node_->exclusive = false;
+  if (node_->opens == 0) {
+    node_->exclusive = false;
+  }
   volume_->fileClosed();
 }
 
 void FileObject::closing(OpenFile& file) {
-  if (file.deleteOnClose) volume_->removeNode(node_.get());
+  if (file.deleteOnClose) {
+    volume_->removeNode(node_.get());
+  }
 }
 
 void FileObject::control(IoRequest& request) {
-  if (!volume_->present()) return request.fail(ERROR_DEVICE_NOT_CONNECTED);
-  if (request.code != FSCTL_SET_SPARSE) request.fail(ERROR_INVALID_FUNCTION);
+  if (!volume_->present()) {
+    return request.fail(ERROR_DEVICE_NOT_CONNECTED);
+  }
+  if (request.code != FSCTL_SET_SPARSE) {
+    request.fail(ERROR_INVALID_FUNCTION);
+  }
 }
 
 void FileObject::read(IoRequest& request) {
-  if (node_->directory) return request.fail(ERROR_INVALID_FUNCTION);
-  if (request.offset >= node_->bytes) return request.fail(ERROR_HANDLE_EOF);
+  if (node_->directory) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
+  if (request.offset >= node_->bytes) {
+    return request.fail(ERROR_HANDLE_EOF);
+  }
   const std::uint64_t bytes =
       std::min<std::uint64_t>(request.output.size(), node_->bytes - request.offset);
   const SectorResult result =
@@ -244,7 +292,9 @@ void FileObject::read(IoRequest& request) {
 }
 
 void FileObject::write(IoRequest& request) {
-  if (node_->directory) return request.fail(ERROR_INVALID_FUNCTION);
+  if (node_->directory) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
   const SectorResult result =
       volume_->writeFile(*node_, request.offset, request.input.size(), request.input.data());
   request.error = result.error;

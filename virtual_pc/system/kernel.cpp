@@ -22,17 +22,19 @@ MachineDescription configuredMachine() {
   MachineDescription out;
   std::string error;
   const char* path = std::getenv("OSTRIA_VIRTUAL_PC");
-  if (!path || !*path) {
-    if (!parseMachine(builtInMachineText(), &out, &error))
+  if ((path == nullptr) || !*path) {
+    if (!parseMachine(builtInMachineText(), &out, &error)) {
       std::fprintf(stderr, "built-in machine: %s\n", error.c_str());
+    }
     return out;
   }
   std::ifstream file(path, std::ios::binary);
   const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file)
+  if (!file) {
     std::fprintf(stderr, "%s: this machine file can't be read.\n", path);
-  else if (!parseMachine(text, &out, &error))
+  } else if (!parseMachine(text, &out, &error)) {
     std::fprintf(stderr, "%s: %s\n", path, error.c_str());
+  }
   return out;
 }
 
@@ -44,7 +46,9 @@ void installMachine(MachineDescription description) {
 
 bool installMachine(std::string_view text, std::string* error) {
   MachineDescription description;
-  if (!parseMachine(text, &description, error)) return false;
+  if (!parseMachine(text, &description, error)) {
+    return false;
+  }
   installMachine(std::move(description));
   return true;
 }
@@ -65,7 +69,9 @@ Kernel& Kernel::instance() {
 
 Machine& Kernel::machine() {
   const std::lock_guard<std::recursive_mutex> guard(mutex_);
-  if (!machine_) machine_ = std::make_unique<Machine>(configuredMachine());
+  if (!machine_) {
+    machine_ = std::make_unique<Machine>(configuredMachine());
+  }
   return *machine_;
 }
 
@@ -90,7 +96,9 @@ std::shared_ptr<KernelObject> Kernel::get(HandleValue handle) const {
 
 bool Kernel::close(HandleValue handle) {
   const auto found = handles_.find(handle);
-  if (found == handles_.end()) return false;
+  if (found == handles_.end()) {
+    return false;
+  }
   std::erase_if(pending_, [handle](const Pending& pending) { return pending.file == handle; });
   const std::shared_ptr<KernelObject> last = std::move(found->second);
   handles_.erase(found);
@@ -100,13 +108,17 @@ bool Kernel::close(HandleValue handle) {
 std::shared_ptr<VolumeObject> Kernel::locate(const std::string& path, std::string* rest) {
   std::string full = path;
   std::ranges::replace(full, '/', '\\');
-  if (full.starts_with("\\\\?\\") || full.starts_with("\\\\.\\")) full.erase(0, 4);
+  if (full.starts_with("\\\\?\\") || full.starts_with("\\\\.\\")) {
+    full.erase(0, 4);
+  }
   const bool rooted = full.size() >= 2 && full[1] == ':';
   if (!rooted) {
     const std::string& current = machine().description().currentDirectory;
     full = full.starts_with("\\") ? current.substr(0, 2) + full : current + "\\" + full;
   }
-  while (full.size() > 2 && full.back() == '\\') full.pop_back();
+  while (full.size() > 2 && full.back() == '\\') {
+    full.pop_back();
+  }
   *rest = full.substr(2);
   const std::shared_ptr<VolumeObject> volume = machine().volume(full[0]);
   return volume && volume->present() && full[1] == ':' ? volume : nullptr;
@@ -115,10 +127,14 @@ std::shared_ptr<VolumeObject> Kernel::locate(const std::string& path, std::strin
 std::uint32_t Kernel::open(const OpenRequest& request, HandleValue* handle, bool* existed) {
   *existed = false;
   const std::string& path = request.path;
-  if (path.empty()) return ERROR_PATH_NOT_FOUND;
+  if (path.empty()) {
+    return ERROR_PATH_NOT_FOUND;
+  }
   const bool device = path.starts_with("\\\\.\\") || path.starts_with("\\\\?\\");
   const bool fileBehind = path.size() > 6 && path[5] == ':';
-  if (device && !fileBehind) return openDevice(request, handle);
+  if (device && !fileBehind) {
+    return openDevice(request, handle);
+  }
   return openFile(request, handle, existed);
 }
 
@@ -138,15 +154,21 @@ std::shared_ptr<OpenFile> makeOpening(const Kernel::OpenRequest& request) {
 
 std::uint32_t Kernel::openDevice(const OpenRequest& request, HandleValue* handle) {
   const std::shared_ptr<IoObject> object = machine().device(request.path);
-  if (!object) return ERROR_FILE_NOT_FOUND;
+  if (!object) {
+    return ERROR_FILE_NOT_FOUND;
+  }
   const auto* disk = dynamic_cast<const DiskObject*>(object.get());
   const auto* volume = dynamic_cast<const VolumeObject*>(object.get());
-  if ((disk && !disk->present()) || (volume && !volume->present())) return ERROR_FILE_NOT_FOUND;
-  if (request.disposition != OPEN_EXISTING && request.disposition != OPEN_ALWAYS)
+  if (((disk != nullptr) && !disk->present()) || ((volume != nullptr) && !volume->present())) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  if (request.disposition != OPEN_EXISTING && request.disposition != OPEN_ALWAYS) {
     return ERROR_INVALID_PARAMETER;
+  }
   auto file = makeOpening(request);
-  if ((file->readable || file->writable) && !machine().description().administrator)
+  if ((file->readable || file->writable) && !machine().description().administrator) {
     return ERROR_ACCESS_DENIED;
+  }
   file->object = object;
   file->deleteOnClose = false;
   *handle = add(std::move(file));
@@ -156,21 +178,33 @@ std::uint32_t Kernel::openDevice(const OpenRequest& request, HandleValue* handle
 std::uint32_t Kernel::openFile(const OpenRequest& request, HandleValue* handle, bool* existed) {
   std::string rest;
   const std::shared_ptr<VolumeObject> volume = locate(request.path, &rest);
-  if (!volume) return ERROR_PATH_NOT_FOUND;
-  if (!volume->mounted()) return ERROR_ACCESS_DENIED;
+  if (!volume) {
+    return ERROR_PATH_NOT_FOUND;
+  }
+  if (!volume->mounted()) {
+    return ERROR_ACCESS_DENIED;
+  }
   std::shared_ptr<FileNode> node = volume->find(rest);
   *existed = node != nullptr;
   const bool mustExist =
       request.disposition == OPEN_EXISTING || request.disposition == TRUNCATE_EXISTING;
-  if (!node && mustExist) return ERROR_FILE_NOT_FOUND;
-  if (node && request.disposition == CREATE_NEW) return ERROR_FILE_EXISTS;
-  if (node && node->directory && (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0)
+  if (!node && mustExist) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  if (node && request.disposition == CREATE_NEW) {
+    return ERROR_FILE_EXISTS;
+  }
+  if (node && node->directory && (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0) {
     return ERROR_ACCESS_DENIED;
-  if (node && node->opens != 0 && (node->exclusive || request.share == 0))
+  }
+  if (node && node->opens != 0 && (node->exclusive || request.share == 0)) {
     return ERROR_SHARING_VIOLATION;
+  }
   auto file = makeOpening(request);
   if (!node) {
-    if (const std::uint32_t error = volume->create(rest, false, &node)) return error;
+    if (const std::uint32_t error = volume->create(rest, false, &node)) {
+      return error;
+    }
   } else if (request.disposition == CREATE_ALWAYS || request.disposition == TRUNCATE_EXISTING) {
     volume->resize(*node, 0);
   }
@@ -184,11 +218,14 @@ void Kernel::finish(Pending& pending, std::uint32_t error) {
   IoRequest& request = pending.request;
   auto* overlapped = static_cast<OVERLAPPED*>(pending.overlapped);
   const bool delivers = error == ERROR_SUCCESS || error == ERROR_MORE_DATA;
-  if (delivers && pending.buffer && !request.output.empty() && request.returned != 0)
+  if (delivers && (pending.buffer != nullptr) && !request.output.empty() && request.returned != 0) {
     std::memcpy(pending.buffer, request.output.data(), request.returned);
+  }
   overlapped->Internal = error;
   overlapped->InternalHigh = delivers ? request.returned : 0;
-  if (pending.event) pending.event->set(true);
+  if (pending.event) {
+    pending.event->set(true);
+  }
 }
 
 void Kernel::settle() {
@@ -205,7 +242,9 @@ void Kernel::settle() {
 
 bool Kernel::endOf(const void* overlapped, std::uint64_t* moment) const {
   const auto found = std::ranges::find(pending_, overlapped, &Pending::overlapped);
-  if (found == pending_.end()) return false;
+  if (found == pending_.end()) {
+    return false;
+  }
   *moment = found->endsAt;
   return true;
 }
@@ -213,7 +252,9 @@ bool Kernel::endOf(const void* overlapped, std::uint64_t* moment) const {
 bool Kernel::cancel(HandleValue file, const void* overlapped) {
   bool any = false;
   std::erase_if(pending_, [&](Pending& pending) {
-    if (pending.file != file || (overlapped && pending.overlapped != overlapped)) return false;
+    if (pending.file != file || ((overlapped != nullptr) && pending.overlapped != overlapped)) {
+      return false;
+    }
     finish(pending, ERROR_OPERATION_ABORTED);
     any = true;
     return true;
@@ -233,9 +274,14 @@ bool Kernel::wait(KernelObject& object, std::uint32_t milliseconds) {
     }
     // The next thing that can signal it: a request that ends, or the object's own time.
     std::uint64_t next = object.signalsAt().value_or(Never);
-    for (const Pending& pending : pending_)
-      if (pending.event.get() == &object) next = std::min(next, pending.endsAt);
-    if (next == Never && milliseconds == INFINITE) return false;
+    for (const Pending& pending : pending_) {
+      if (pending.event.get() == &object) {
+        next = std::min(next, pending.endsAt);
+      }
+    }
+    if (next == Never && milliseconds == INFINITE) {
+      return false;
+    }
     if (next > longest) {
       clock.advanceTo(longest);
       settle();
@@ -246,10 +292,14 @@ bool Kernel::wait(KernelObject& object, std::uint32_t milliseconds) {
 }
 
 KernelCall::KernelCall(Kind kind) : kernel_(Kernel::instance()), guard_(kernel_.mutex()) {
-  if (kind == Kind::Plain) return;
+  if (kind == Kind::Plain) {
+    return;
+  }
   PlatformFaults& faults = kernel_.machine().faults();
   fails_ = faults.countCall();
-  if (fails_) SetLastError(faults.failError());
+  if (fails_) {
+    SetLastError(faults.failError());
+  }
 }
 
 }  // namespace ostria::virtual_pc

@@ -8,17 +8,23 @@
 namespace ostria::virtual_pc {
 
 OpenFile::~OpenFile() {
-  if (object) object->closing(*this);
+  if (object) {
+    object->closing(*this);
+  }
 }
 
 void IoRequest::answer(const void* record, std::size_t bytes) {
-  if (output.size() < bytes) return fail(ERROR_INSUFFICIENT_BUFFER);
+  if (output.size() < bytes) {
+    return fail(ERROR_INSUFFICIENT_BUFFER);
+  }
   answerCut(record, bytes);
 }
 
 void IoRequest::answerCut(const void* record, std::size_t bytes) {
   returned = std::min(bytes, output.size());
-  if (returned != 0) std::memcpy(output.data(), record, returned);
+  if (returned != 0) {
+    std::memcpy(output.data(), record, returned);
+  }
 }
 
 void IoObject::control(IoRequest& request) { request.fail(ERROR_INVALID_FUNCTION); }

@@ -60,15 +60,21 @@ Machine::Machine(MachineDescription description)
   for (const ControllerDescription& controller : description_.controllers) {
     ports_.push_back(
         std::make_shared<PortObject>(controller, static_cast<std::uint32_t>(ports_.size())));
-    if (controller.csmi) addCsmiController(*this, *ports_.back());
+    if (controller.csmi) {
+      addCsmiController(*this, *ports_.back());
+    }
   }
-  for (std::size_t i = 0; i < description_.drives.size(); ++i) addDrive(i);
+  for (std::size_t i = 0; i < description_.drives.size(); ++i) {
+    addDrive(i);
+  }
   lsiLibrary_ = addLsiLibrary(*this);
   for (const auto& port : ports_) {
     addDeviceName(port->interfacePath(), port);
     addDeviceName("\\\\.\\Scsi" + std::to_string(port->number()) + ":", port);
   }
-  if (description_.driverService) addDriverService(libraries_);
+  if (description_.driverService) {
+    addDriverService(libraries_);
+  }
   for (const VolumeDescription& volume : description_.volumes) {
     volumes_.push_back(std::make_shared<VolumeObject>(volume, disk(volume.drive)));
     addDeviceName(std::string("\\\\.\\") + volume.letter + ":", volumes_.back());
@@ -81,7 +87,9 @@ void Machine::addDrive(std::size_t index) {
   const std::shared_ptr<PortObject> port = portFor(description);
   if (description.hidden) {
     port->attach(*drives_.back());
-    if (drives_.back()->nvme) addNvmeMember(*this, *drives_.back(), *port, description.nvme);
+    if (drives_.back()->nvme) {
+      addNvmeMember(*this, *drives_.back(), *port, description.nvme);
+    }
     return;
   }
   const auto number = static_cast<std::uint32_t>(disks_.size());
@@ -97,19 +105,26 @@ void Machine::addDrive(std::size_t index) {
 
 std::shared_ptr<PortObject> Machine::portFor(const DriveDescription& drive) {
   ControllerDescription wanted;
-  if (drive.controller.empty())
+  if (drive.controller.empty()) {
     wanted = usualController(drive.kind, static_cast<std::uint32_t>(ports_.size()));
-  else
+  } else {
     wanted.name = drive.controller;
-  for (const auto& port : ports_)
-    if (port->description().name == wanted.name) return port;
+  }
+  for (const auto& port : ports_) {
+    if (port->description().name == wanted.name) {
+      return port;
+    }
+  }
   ports_.push_back(std::make_shared<PortObject>(wanted, static_cast<std::uint32_t>(ports_.size())));
   return ports_.back();
 }
 
 Drive* Machine::drive(const std::string& name) const {
-  for (std::size_t i = 0; i < drives_.size(); ++i)
-    if (description_.drives[i].name == name) return drives_[i].get();
+  for (std::size_t i = 0; i < drives_.size(); ++i) {
+    if (description_.drives[i].name == name) {
+      return drives_[i].get();
+    }
+  }
   return nullptr;
 }
 
@@ -117,19 +132,24 @@ DiskObject* Machine::disk(const std::string& driveName) const {
   const Drive* wanted = drive(driveName);
   const auto found =
       std::ranges::find_if(disks_, [wanted](const auto& disk) { return &disk->drive() == wanted; });
-  return wanted && found != disks_.end() ? found->get() : nullptr;
+  return (wanted != nullptr) && found != disks_.end() ? found->get() : nullptr;
 }
 
 std::shared_ptr<VolumeObject> Machine::volume(char letter) const {
   const char upper =
       letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
-  for (const auto& volume : volumes_)
-    if (volume->description().letter == upper) return volume;
+  for (const auto& volume : volumes_) {
+    if (volume->description().letter == upper) {
+      return volume;
+    }
+  }
   return nullptr;
 }
 
 WmiRepository& Machine::management() {
-  if (!management_) management_ = makeManagementRepository(*this);
+  if (!management_) {
+    management_ = makeManagementRepository(*this);
+  }
   return *management_;
 }
 

@@ -19,9 +19,9 @@ using storage::loadLe32;
 using storage::storeLe16;
 using storage::storeLe32;
 
-constexpr std::size_t ControlCodeAt = 16;
-constexpr std::size_t ReturnCodeAt = 20;
-constexpr std::size_t LongestTransfer = 1u << 20;
+constexpr std::size_t kControlCodeAt = 16;
+constexpr std::size_t kReturnCodeAt = 20;
+constexpr std::size_t kLongestTransfer = 1u << 20;
 
 /// A command as it lies in a block, without its data pointers.
 NvmeExchange readCommand(const std::uint8_t* image, bool admin, std::size_t inBytes) {
@@ -29,8 +29,9 @@ NvmeExchange readCommand(const std::uint8_t* image, bool admin, std::size_t inBy
   exchange.admin = admin;
   exchange.opcode = image[0];
   exchange.namespaceId = loadLe32(image + 4);
-  for (std::size_t i = 0; i < exchange.cdw.size(); ++i)
+  for (std::size_t i = 0; i < exchange.cdw.size(); ++i) {
     exchange.cdw[i] = loadLe32(image + 40 + 4 * i);
+  }
   exchange.direction = inBytes != 0 ? DataDirection::In : DataDirection::None;
   exchange.data.resize(inBytes);
   return exchange;
@@ -50,34 +51,41 @@ class IntelPort : public MiniportHandler {
 
   std::string_view signature() const override { return "IntelNvm"; }
   bool accepts(std::span<const std::uint8_t> block) const override {
-    return block.size() > PathAt && block[PathAt] == pathId_;
+    return block.size() > kPathAt && block[kPathAt] == pathId_;
   }
 
   std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) override {
-    if (block.size() < DataAt || loadLe32(&block[ControlCodeAt]) != 0xF0002808 || block[28] != 1)
+    if (block.size() < kDataAt || loadLe32(&block[kControlCodeAt]) != 0xF0002808 ||
+        block[28] != 1) {
       return ERROR_INVALID_PARAMETER;
-    const std::uint32_t offset = loadLe32(&block[DataOffsetAt]);
-    const std::uint32_t bytes = loadLe32(&block[DataLengthAt]);
-    if (offset < DataAt || bytes > LongestTransfer || offset > block.size() ||
-        bytes > block.size() - offset)
+    }
+    const std::uint32_t offset = loadLe32(&block[kDataOffsetAt]);
+    const std::uint32_t bytes = loadLe32(&block[kDataLengthAt]);
+    if (offset < kDataAt || bytes > kLongestTransfer || offset > block.size() ||
+        bytes > block.size() - offset) {
       return ERROR_INVALID_PARAMETER;
-    NvmeExchange exchange = readCommand(&block[CommandAt], block[QueueAt] == 0, bytes);
+    }
+    NvmeExchange exchange = readCommand(&block[kCommandAt], block[kQueueAt] == 0, bytes);
     const std::uint32_t error = send_(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
     *duration = exchange.durationMicroseconds;
-    if (error) return error;
+    if (error) {
+      return error;
+    }
     std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + offset);
-    if (claimedOffset_) storeLe32(&block[DataOffsetAt], *claimedOffset_);
-    storeLe32(&block[ReturnCodeAt], 0);
+    if (claimedOffset_) {
+      storeLe32(&block[kDataOffsetAt], *claimedOffset_);
+    }
+    storeLe32(&block[kReturnCodeAt], 0);
     return ERROR_SUCCESS;
   }
 
  private:
-  static constexpr std::size_t PathAt = 29;
-  static constexpr std::size_t CommandAt = 32;
-  static constexpr std::size_t QueueAt = 96;
-  static constexpr std::size_t DataOffsetAt = 116;
-  static constexpr std::size_t DataLengthAt = 120;
-  static constexpr std::size_t DataAt = 168;
+  static constexpr std::size_t kPathAt = 29;
+  static constexpr std::size_t kCommandAt = 32;
+  static constexpr std::size_t kQueueAt = 96;
+  static constexpr std::size_t kDataOffsetAt = 116;
+  static constexpr std::size_t kDataLengthAt = 120;
+  static constexpr std::size_t kDataAt = 168;
 
   Send send_;
   std::uint8_t pathId_;
@@ -92,53 +100,60 @@ class MiniPort : public MiniportHandler {
   std::string_view signature() const override { return "NvmeMini"; }
 
   std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) override {
-    if (block.size() < DataAt || loadLe32(&block[ControlCodeAt]) != 0xE0002000)
+    if (block.size() < kDataAt || loadLe32(&block[kControlCodeAt]) != 0xE0002000) {
       return ERROR_INVALID_PARAMETER;
-    const std::uint32_t bytes = loadLe32(&block[DataLengthAt]);
-    if (bytes > 4096 || bytes > block.size() - DataAt || loadLe32(&block[DirectionAt]) != 2)
+    }
+    const std::uint32_t bytes = loadLe32(&block[kDataLengthAt]);
+    if (bytes > 4096 || bytes > block.size() - kDataAt || loadLe32(&block[kDirectionAt]) != 2) {
       return ERROR_INVALID_PARAMETER;
-    NvmeExchange exchange = readCommand(&block[CommandAt], loadLe32(&block[QueueAt]) == 0, bytes);
+    }
+    NvmeExchange exchange = readCommand(&block[kCommandAt], loadLe32(&block[kQueueAt]) == 0, bytes);
     const std::uint32_t error = disk_.send(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
     *duration = exchange.durationMicroseconds;
-    if (error) return error;
-    std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + DataAt);
-    storeLe32(&block[CompletionAt], exchange.result);
-    storeLe16(&block[CompletionAt + 14],
+    if (error) {
+      return error;
+    }
+    std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + kDataAt);
+    storeLe32(&block[kCompletionAt], exchange.result);
+    storeLe16(&block[kCompletionAt + 14],
               static_cast<std::uint16_t>((exchange.statusCode << 1) | (exchange.statusType << 9)));
-    storeLe32(&block[ReturnCodeAt], 0);
+    storeLe32(&block[kReturnCodeAt], 0);
     return ERROR_SUCCESS;
   }
 
  private:
-  static constexpr std::size_t CommandAt = 52;
-  static constexpr std::size_t CompletionAt = 116;
-  static constexpr std::size_t DirectionAt = 132;
-  static constexpr std::size_t QueueAt = 136;
-  static constexpr std::size_t DataLengthAt = 140;
-  static constexpr std::size_t DataAt = 152;
+  static constexpr std::size_t kCommandAt = 52;
+  static constexpr std::size_t kCompletionAt = 116;
+  static constexpr std::size_t kDirectionAt = 132;
+  static constexpr std::size_t kQueueAt = 136;
+  static constexpr std::size_t kDataLengthAt = 140;
+  static constexpr std::size_t kDataAt = 152;
 
   DiskObject& disk_;
 };
 
-constexpr std::size_t SpecificDataAt = 8;  // STORAGE_PROTOCOL_SPECIFIC_DATA in either block
-constexpr std::size_t DescriptorBytes = 48;
-constexpr std::uint64_t QueryTimeout = 30 * MicrosecondsPerSecond;
+constexpr std::size_t kSpecificDataAt = 8;  // STORAGE_PROTOCOL_SPECIFIC_DATA in either block
+constexpr std::size_t kDescriptorBytes = 48;
+constexpr std::uint64_t kQueryTimeout = 30 * MicrosecondsPerSecond;
 
 void protocolQuery(DiskObject& disk, IoRequest& request,
                    std::optional<std::uint32_t> claimedOffset) {
   const std::vector<std::uint8_t>& in = request.input;
-  if (in.size() < DescriptorBytes) return request.fail(ERROR_INVALID_PARAMETER);
+  if (in.size() < kDescriptorBytes) {
+    return request.fail(ERROR_INVALID_PARAMETER);
+  }
   const auto field = [&](std::size_t index) {
-    return loadLe32(in.data() + SpecificDataAt + 4 * index);
+    return loadLe32(in.data() + kSpecificDataAt + 4 * index);
   };
   const std::uint32_t type = field(1);
   const std::uint32_t value = field(2);
   const std::uint32_t offset = field(4);
   const std::uint32_t bytes = field(5);
-  if (field(0) != ProtocolTypeNvme || offset < DescriptorBytes - SpecificDataAt || bytes == 0 ||
-      bytes > LongestTransfer || bytes % 4 != 0 ||
-      request.output.size() < SpecificDataAt + std::uint64_t{offset} + bytes)
+  if (field(0) != ProtocolTypeNvme || offset < kDescriptorBytes - kSpecificDataAt || bytes == 0 ||
+      bytes > kLongestTransfer || bytes % 4 != 0 ||
+      request.output.size() < kSpecificDataAt + std::uint64_t{offset} + bytes) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
 
   NvmeExchange exchange;
   exchange.direction = DataDirection::In;
@@ -156,48 +171,62 @@ void protocolQuery(DiskObject& disk, IoRequest& request,
   } else {
     return request.fail(ERROR_INVALID_FUNCTION);
   }
-  const std::uint32_t error = disk.send(exchange, QueryTimeout);
+  const std::uint32_t error = disk.send(exchange, kQueryTimeout);
   request.durationMicroseconds = exchange.durationMicroseconds;
-  if (error) return request.fail(error);
-  if (exchange.statusType != 0 || exchange.statusCode != 0) return request.fail(ERROR_IO_DEVICE);
+  if (error) {
+    return request.fail(error);
+  }
+  if (exchange.statusType != 0 || exchange.statusCode != 0) {
+    return request.fail(ERROR_IO_DEVICE);
+  }
 
-  std::copy_n(in.begin(), DescriptorBytes, request.output.begin());
-  storeLe32(&request.output[0], DescriptorBytes);
-  storeLe32(&request.output[4], DescriptorBytes);
-  if (claimedOffset) storeLe32(&request.output[SpecificDataAt + 16], *claimedOffset);
-  storeLe32(&request.output[SpecificDataAt + 20], static_cast<std::uint32_t>(exchange.transferred));
-  storeLe32(&request.output[SpecificDataAt + 24], exchange.result);
-  const std::size_t dataAt = SpecificDataAt + offset;
+  std::copy_n(in.begin(), kDescriptorBytes, request.output.begin());
+  storeLe32(&request.output[0], kDescriptorBytes);
+  storeLe32(&request.output[4], kDescriptorBytes);
+  if (claimedOffset) {
+    storeLe32(&request.output[kSpecificDataAt + 16], *claimedOffset);
+  }
+  storeLe32(&request.output[kSpecificDataAt + 20],
+            static_cast<std::uint32_t>(exchange.transferred));
+  storeLe32(&request.output[kSpecificDataAt + 24], exchange.result);
+  const std::size_t dataAt = kSpecificDataAt + offset;
   std::copy_n(exchange.data.begin(), exchange.transferred,
               request.output.begin() + static_cast<std::ptrdiff_t>(dataAt));
   request.returned = dataAt + exchange.transferred;
 }
 
 // Places in STORAGE_PROTOCOL_COMMAND.
-constexpr std::size_t CommandRecordBytes = 84;
-constexpr std::size_t CommandAt = 80;
-constexpr std::size_t CommandBytes = 64;
+constexpr std::size_t kCommandRecordBytes = 84;
+constexpr std::size_t kCommandAt = 80;
+constexpr std::size_t kCommandBytes = 64;
 
 void protocolCommand(DiskObject& disk, IoRequest& request) {
   const std::vector<std::uint8_t>& in = request.input;
-  if (in.size() < CommandAt + CommandBytes || request.output.size() < CommandAt + CommandBytes ||
-      loadLe32(&in[0]) != 1 || loadLe32(&in[4]) != CommandRecordBytes ||
-      loadLe32(&in[8]) != ProtocolTypeNvme || loadLe32(&in[24]) != CommandBytes)
+  if (in.size() < kCommandAt + kCommandBytes ||
+      request.output.size() < kCommandAt + kCommandBytes || loadLe32(&in[0]) != 1 ||
+      loadLe32(&in[4]) != kCommandRecordBytes || loadLe32(&in[8]) != ProtocolTypeNvme ||
+      loadLe32(&in[24]) != kCommandBytes) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
   // The system lets through the commands that change nothing of the data.
-  if (loadLe32(&in[56]) != 1) return request.fail(ERROR_INVALID_FUNCTION);
+  if (loadLe32(&in[56]) != 1) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
   const std::uint32_t out = loadLe32(&in[32]);
   const std::uint32_t bytes = loadLe32(&in[36]);
   const std::uint32_t at = loadLe32(&in[52]);
-  if (out != 0 || bytes > LongestTransfer || (bytes != 0 && at < CommandAt + CommandBytes) ||
-      std::uint64_t{at} + bytes > request.output.size())
+  if (out != 0 || bytes > kLongestTransfer || (bytes != 0 && at < kCommandAt + kCommandBytes) ||
+      std::uint64_t{at} + bytes > request.output.size()) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
 
-  NvmeExchange exchange = readCommand(&in[CommandAt], true, bytes);
+  NvmeExchange exchange = readCommand(&in[kCommandAt], true, bytes);
   const std::uint32_t error = disk.send(exchange, loadLe32(&in[40]) * MicrosecondsPerSecond);
   request.durationMicroseconds = exchange.durationMicroseconds;
-  if (error) return request.fail(error);
-  std::copy_n(in.begin(), CommandAt + CommandBytes, request.output.begin());
+  if (error) {
+    return request.fail(error);
+  }
+  std::copy_n(in.begin(), kCommandAt + kCommandBytes, request.output.begin());
   const bool good = exchange.statusType == 0 && exchange.statusCode == 0;
   storeLe32(&request.output[16], good ? 1 : 2);  // STORAGE_PROTOCOL_STATUS_SUCCESS or _ERROR
   storeLe32(&request.output[20], exchange.statusCode | (std::uint32_t{exchange.statusType} << 8));
@@ -213,11 +242,14 @@ bool answerStorageQuery(DiskObject& disk, IoRequest& request,
     protocolCommand(disk, request);
     return true;
   }
-  if (request.code != IOCTL_STORAGE_QUERY_PROPERTY || request.input.size() < 8) return false;
+  if (request.code != IOCTL_STORAGE_QUERY_PROPERTY || request.input.size() < 8) {
+    return false;
+  }
   const std::uint32_t property = loadLe32(request.input.data());
   if (property != StorageAdapterProtocolSpecificProperty &&
-      property != StorageDeviceProtocolSpecificProperty)
+      property != StorageDeviceProtocolSpecificProperty) {
     return false;
+  }
   protocolQuery(disk, request, claimedOffset);
   return true;
 }
@@ -236,11 +268,14 @@ void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& desc
         },
         description));
   }
-  if (has(NvmeRoad::MiniPort)) port.addMiniport(std::make_unique<MiniPort>(disk));
-  if (has(NvmeRoad::StorageQuery))
+  if (has(NvmeRoad::MiniPort)) {
+    port.addMiniport(std::make_unique<MiniPort>(disk));
+  }
+  if (has(NvmeRoad::StorageQuery)) {
     disk.addHandler([claimed = description.dataOffset](DiskObject& asked, IoRequest& request) {
       return answerStorageQuery(asked, request, claimed);
     });
+  }
 }
 
 void addNvmeMember(Machine& machine, Drive& drive, PortObject& port,

@@ -11,7 +11,7 @@
 namespace ostria::virtual_pc {
 
 namespace {
-constexpr std::uint32_t NvmeControllerClass = 0x010802;
+constexpr std::uint32_t kNvmeControllerClass = 0x010802;
 }
 
 std::uint8_t PortObject::attach(Drive& drive) {
@@ -30,19 +30,22 @@ void PortObject::addRegisters(const NvmeRegisters& registers) {
 }
 
 const NvmeRegisters* PortObject::registers() const {
-  return registers_ && pciClass() == NvmeControllerClass ? &*registers_ : nullptr;
+  return registers_ && pciClass() == kNvmeControllerClass ? &*registers_ : nullptr;
 }
 
 std::uint32_t PortObject::pciClass() const {
-  constexpr std::uint32_t OtherStorage = 0x018000;
+  constexpr std::uint32_t kOtherStorage = 0x018000;
   const std::string& id = description_.hardwareId;
   const std::size_t at = id.find("CC_");
   std::uint32_t code = 0;
   if (at == std::string::npos ||
-      std::from_chars(id.data() + at + 3, id.data() + id.size(), code, 16).ec != std::errc())
-    return registers_ ? NvmeControllerClass : OtherStorage;
-  if (code > 0xFFFF) return code & 0xFFFFFF;
-  return code << 8 == (NvmeControllerClass & 0xFFFF00) ? NvmeControllerClass : code << 8;
+      std::from_chars(id.data() + at + 3, id.data() + id.size(), code, 16).ec != std::errc()) {
+    return registers_ ? kNvmeControllerClass : kOtherStorage;
+  }
+  if (code > 0xFFFF) {
+    return code & 0xFFFFFF;
+  }
+  return code << 8 == (kNvmeControllerClass & 0xFFFF00) ? kNvmeControllerClass : code << 8;
 }
 
 std::string PortObject::locationText() const {
@@ -53,8 +56,11 @@ std::string PortObject::locationText() const {
 
 std::string PortObject::interfacePath() const {
   std::string id = description_.hardwareId;
-  for (char& c : id)
-    if (c == '\\') c = '#';
+  for (char& c : id) {
+    if (c == '\\') {
+      c = '#';
+    }
+  }
   return "\\\\?\\" + id + "#" + std::to_string(number_) + "#{2accfe60-c130-11d2-b082-00a0c91efb8b}";
 }
 
@@ -63,21 +69,27 @@ void PortObject::control(IoRequest& request) {
     const SCSI_ADDRESS address{sizeof(SCSI_ADDRESS), static_cast<UCHAR>(number_), 0, 0, 0};
     return request.answer(&address, sizeof address);
   }
-  if (request.code != IOCTL_SCSI_MINIPORT) return request.fail(ERROR_INVALID_FUNCTION);
+  if (request.code != IOCTL_SCSI_MINIPORT) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
   std::vector<std::uint8_t>& block = request.input;
   if (block.size() < sizeof(SRB_IO_CONTROL) ||
       storage::loadLe32(block.data()) != sizeof(SRB_IO_CONTROL) ||
       storage::loadLe32(block.data() + offsetof(SRB_IO_CONTROL, Length)) >
-          block.size() - sizeof(SRB_IO_CONTROL))
+          block.size() - sizeof(SRB_IO_CONTROL)) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
   for (const auto& miniport : miniports_) {
     const std::string_view signature = miniport->signature();
     if (std::memcmp(block.data() + 4, signature.data(),
                     std::min<std::size_t>(8, signature.size())) != 0 ||
-        !miniport->accepts(block))
+        !miniport->accepts(block)) {
       continue;
+    }
     const std::uint32_t error = miniport->handle(block, &request.durationMicroseconds);
-    if (error) return request.fail(error);
+    if (error) {
+      return request.fail(error);
+    }
     return request.answerCut(block.data(), block.size());
   }
   request.fail(ERROR_INVALID_FUNCTION);

@@ -7,14 +7,16 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr char32_t Replacement = 0xFFFD;
+constexpr char32_t kReplacement = 0xFFFD;
 
 /// Takes one code point off the front; false for a sequence that is none (one byte is taken then).
 bool takeCodePoint(std::string_view* text, char32_t* out) {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>((*text)[i]); };
   const unsigned char lead = byteAt(0);
   std::size_t length = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC2 ? 2 : 0;
-  if (lead > 0xF4 || length > text->size()) length = 0;
+  if (lead > 0xF4 || length > text->size()) {
+    length = 0;
+  }
   char32_t value = length == 1 ? lead : lead & (0xFFu >> (length + 1));
   for (std::size_t i = 1; i < length; ++i) {
     if ((byteAt(i) & 0xC0) != 0x80) {
@@ -26,7 +28,7 @@ bool takeCodePoint(std::string_view* text, char32_t* out) {
   const bool overlong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
   if (length == 0 || overlong || value > 0x10FFFF || (value >= 0xD800 && value < 0xE000)) {
     text->remove_prefix(1);
-    *out = Replacement;
+    *out = kReplacement;
     return false;
   }
   text->remove_prefix(length);
@@ -36,7 +38,9 @@ bool takeCodePoint(std::string_view* text, char32_t* out) {
 
 void putCodePoint(char32_t value, std::string* out) {
   const auto put = [out](char32_t byte) { out->push_back(static_cast<char>(byte)); };
-  if (value < 0x80) return put(value);
+  if (value < 0x80) {
+    return put(value);
+  }
   if (value < 0x800) {
     put(0xC0 | (value >> 6));
   } else if (value < 0x10000) {
@@ -60,7 +64,9 @@ bool toWide(std::string_view text, std::wstring* out, bool strict) {
   out->clear();
   while (!text.empty()) {
     char32_t value = 0;
-    if (!takeCodePoint(&text, &value) && strict) return false;
+    if (!takeCodePoint(&text, &value) && strict) {
+      return false;
+    }
     out->push_back(static_cast<wchar_t>(value));
   }
   return true;
@@ -71,8 +77,10 @@ bool toUtf8(std::wstring_view text, std::string* out, bool strict) {
   for (const wchar_t c : text) {
     auto value = static_cast<char32_t>(c);
     if (value > 0x10FFFF || (value >= 0xD800 && value < 0xE000)) {
-      if (strict) return false;
-      value = Replacement;
+      if (strict) {
+        return false;
+      }
+      value = kReplacement;
     }
     putCodePoint(value, out);
   }
@@ -93,7 +101,9 @@ std::string utf8(std::wstring_view text) {
 
 std::string lowerCase(std::string_view text) {
   std::string out(text);
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  for (char& c : out) {
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
   return out;
 }
 
@@ -116,7 +126,9 @@ bool matchesPattern(std::string_view name, std::string_view pattern) {
       return false;
     }
   }
-  while (p < pattern.size() && pattern[p] == '*') ++p;
+  while (p < pattern.size() && pattern[p] == '*') {
+    ++p;
+  }
   return p == pattern.size();
 }
 

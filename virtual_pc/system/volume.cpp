@@ -9,7 +9,7 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint32_t NotLocked = 158;  // ERROR_NOT_LOCKED
+constexpr std::uint32_t kNotLocked = 158;  // ERROR_NOT_LOCKED
 
 LARGE_INTEGER large(std::uint64_t value) {
   LARGE_INTEGER out;
@@ -21,7 +21,7 @@ LARGE_INTEGER large(std::uint64_t value) {
 
 VolumeObject::VolumeObject(const VolumeDescription& description, DiskObject* disk)
     : description_(description), disk_(disk) {
-  if (disk_) {
+  if (disk_ != nullptr) {
     sectorBytes_ = disk_->alignment();
     startSector_ = disk_->partition(description.partition)->startSector;
   } else {
@@ -35,19 +35,25 @@ VolumeObject::VolumeObject(const VolumeDescription& description, DiskObject* dis
   for (const FileDescription& file : description.files) {
     std::shared_ptr<FileNode> node;
     for (std::size_t at = file.path.find('\\', 1); at != std::string::npos;
-         at = file.path.find('\\', at + 1))
+         at = file.path.find('\\', at + 1)) {
       create(file.path.substr(0, at), true, &node);
-    if (create(file.path, file.directory, &node) != ERROR_SUCCESS || file.directory) continue;
+    }
+    if (create(file.path, file.directory, &node) != ERROR_SUCCESS || file.directory) {
+      continue;
+    }
     resize(*node, file.bytes);
-    if (!file.text.empty())
+    if (!file.text.empty()) {
       writeFile(*node, 0, file.text.size(),
                 reinterpret_cast<const std::uint8_t*>(file.text.data()));
+    }
   }
 }
 
 SectorResult VolumeObject::readSectors(std::uint64_t sector, std::uint64_t count,
                                        std::uint8_t* out) {
-  if (disk_) return disk_->readSectors(startSector_ + sector, count, out);
+  if (disk_ != nullptr) {
+    return disk_->readSectors(startSector_ + sector, count, out);
+  }
   const MediumAnswer answer = own_->read(sector, count, out);
   return {answer.outcome == MediumOutcome::Good ? 0u : ERROR_IO_DEVICE,
           static_cast<std::size_t>(answer.doneSectors * sectorBytes_), answer.durationMicroseconds};
@@ -55,16 +61,21 @@ SectorResult VolumeObject::readSectors(std::uint64_t sector, std::uint64_t count
 
 SectorResult VolumeObject::writeSectors(std::uint64_t sector, std::uint64_t count,
                                         const std::uint8_t* in) {
-  if (disk_) return disk_->writeSectors(startSector_ + sector, count, in);
+  if (disk_ != nullptr) {
+    return disk_->writeSectors(startSector_ + sector, count, in);
+  }
   const MediumAnswer answer = own_->write(sector, count, in);
   return {answer.outcome == MediumOutcome::Good ? 0u : ERROR_IO_DEVICE,
           static_cast<std::size_t>(answer.doneSectors * sectorBytes_), answer.durationMicroseconds};
 }
 
 void VolumeObject::read(IoRequest& request) {
-  if (request.offset % sectorBytes_ || request.output.size() % sectorBytes_)
+  if (request.offset % sectorBytes_ || request.output.size() % sectorBytes_) {
     return request.fail(ERROR_INVALID_PARAMETER);
-  if (request.offset >= size()) return request.fail(ERROR_HANDLE_EOF);
+  }
+  if (request.offset >= size()) {
+    return request.fail(ERROR_HANDLE_EOF);
+  }
   const std::uint64_t bytes =
       std::min<std::uint64_t>(request.output.size(), size() - request.offset);
   const SectorResult result =
@@ -76,9 +87,12 @@ void VolumeObject::read(IoRequest& request) {
 
 void VolumeObject::write(IoRequest& request) {
   if (request.offset % sectorBytes_ || request.input.size() % sectorBytes_ ||
-      request.offset > size() || request.input.size() > size() - request.offset)
+      request.offset > size() || request.input.size() > size() - request.offset) {
     return request.fail(ERROR_INVALID_PARAMETER);
-  if (mounted()) return request.fail(ERROR_ACCESS_DENIED);
+  }
+  if (mounted()) {
+    return request.fail(ERROR_ACCESS_DENIED);
+  }
   const SectorResult result = writeSectors(
       request.offset / sectorBytes_, request.input.size() / sectorBytes_, request.input.data());
   request.error = result.error;
@@ -88,29 +102,41 @@ void VolumeObject::write(IoRequest& request) {
 
 void VolumeObject::closing(OpenFile& file) {
   // A lock goes with the handle that holds it, and the file system comes back.
-  if (lockedBy_ != &file) return;
+  if (lockedBy_ != &file) {
+    return;
+  }
   lockedBy_ = nullptr;
   dismounted_ = false;
 }
 
 void VolumeObject::control(IoRequest& request) {
-  if (!present()) return request.fail(ERROR_DEVICE_NOT_CONNECTED);
-  if ((request.code >> 16) == FILE_DEVICE_FILE_SYSTEM) return fileSystemControl(request);
+  if (!present()) {
+    return request.fail(ERROR_DEVICE_NOT_CONNECTED);
+  }
+  if ((request.code >> 16) == FILE_DEVICE_FILE_SYSTEM) {
+    return fileSystemControl(request);
+  }
   switch (request.code) {
     case IOCTL_STORAGE_GET_DEVICE_NUMBER: {
-      if (!disk_) return request.fail(ERROR_INVALID_FUNCTION);
+      if (disk_ == nullptr) {
+        return request.fail(ERROR_INVALID_FUNCTION);
+      }
       const STORAGE_DEVICE_NUMBER number{FILE_DEVICE_DISK, disk_->number(), description_.partition};
       return request.answer(&number, sizeof number);
     }
     case IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS: {
-      if (!disk_) return request.fail(ERROR_INVALID_FUNCTION);
+      if (disk_ == nullptr) {
+        return request.fail(ERROR_INVALID_FUNCTION);
+      }
       VOLUME_DISK_EXTENTS extents{};
       extents.NumberOfDiskExtents = 1;
       extents.Extents[0] = {disk_->number(), large(startOffset()), large(size())};
       return request.answer(&extents, sizeof extents);
     }
     default:
-      if (!disk_) return request.fail(ERROR_INVALID_FUNCTION);
+      if (disk_ == nullptr) {
+        return request.fail(ERROR_INVALID_FUNCTION);
+      }
       return disk_->control(request);
   }
 }
@@ -118,22 +144,29 @@ void VolumeObject::control(IoRequest& request) {
 void VolumeObject::fileSystemControl(IoRequest& request) {
   switch (request.code) {
     case FSCTL_LOCK_VOLUME:
-      if (lockedBy_ || openFiles_ != 0 || !description_.lockable)
+      if ((lockedBy_ != nullptr) || openFiles_ != 0 || !description_.lockable) {
         return request.fail(ERROR_ACCESS_DENIED);
+      }
       lockedBy_ = request.file;
       return;
     case FSCTL_UNLOCK_VOLUME:
-      if (lockedBy_ != request.file) return request.fail(NotLocked);
+      if (lockedBy_ != request.file) {
+        return request.fail(kNotLocked);
+      }
       lockedBy_ = nullptr;
       dismounted_ = false;
       return;
     case FSCTL_DISMOUNT_VOLUME:
-      if (lockedBy_ && lockedBy_ != request.file) return request.fail(ERROR_ACCESS_DENIED);
+      if ((lockedBy_ != nullptr) && lockedBy_ != request.file) {
+        return request.fail(ERROR_ACCESS_DENIED);
+      }
       // Without a lock the next access mounts it again, so nothing stays of it.
       dismounted_ = lockedBy_ != nullptr;
       return;
     case FSCTL_IS_VOLUME_MOUNTED:
-      if (dismounted_) return request.fail(ERROR_NOT_READY);
+      if (dismounted_) {
+        return request.fail(ERROR_NOT_READY);
+      }
       return;
     case FSCTL_GET_NTFS_VOLUME_DATA:
       return ntfsData(request);
@@ -143,7 +176,9 @@ void VolumeObject::fileSystemControl(IoRequest& request) {
 }
 
 void VolumeObject::ntfsData(IoRequest& request) const {
-  if (description_.fileSystem != "NTFS") return request.fail(ERROR_INVALID_FUNCTION);
+  if (description_.fileSystem != "NTFS") {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
   NTFS_VOLUME_DATA_BUFFER data{};
   data.VolumeSerialNumber = large(description_.serial);
   data.NumberSectors = large(size() / sectorBytes_);

@@ -15,7 +15,9 @@ namespace {
 struct ThreadObject : KernelObject {};
 
 std::shared_ptr<PipeChannel> outputOf(const KernelCall& call, const STARTUPINFOW& startup) {
-  if ((startup.dwFlags & STARTF_USESTDHANDLES) == 0) return nullptr;
+  if ((startup.dwFlags & STARTF_USESTDHANDLES) == 0) {
+    return nullptr;
+  }
   const auto file = call->get<OpenFile>(valueOf(startup.hStdOutput));
   const auto end = file ? std::dynamic_pointer_cast<PipeWriteEnd>(file->object) : nullptr;
   return end ? end->channel() : nullptr;
@@ -27,7 +29,9 @@ extern "C" {
 
 BOOL WINAPI CreatePipe(PHANDLE readEnd, PHANDLE writeEnd, LPSECURITY_ATTRIBUTES, DWORD) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto channel = std::make_shared<PipeChannel>();
   const auto open = [&call](std::shared_ptr<IoObject> end, bool reads) {
     auto file = std::make_shared<OpenFile>();
@@ -45,17 +49,25 @@ BOOL WINAPI CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_A
                            LPSECURITY_ATTRIBUTES, BOOL, DWORD, LPVOID, LPCWSTR,
                            LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   std::istringstream words(utf8(application != nullptr ? application : commandLine));
   std::string program;
   std::string volume;
   words >> program >> volume;
   Machine& machine = call->machine();
-  if (!isCheckerProgram(machine, program)) return failWith(ERROR_FILE_NOT_FOUND);
+  if (!isCheckerProgram(machine, program)) {
+    return failWith(ERROR_FILE_NOT_FOUND);
+  }
   const auto output = outputOf(call, *startup);
   const auto child = startChecker(machine, volume, output);
-  if (!child) return failWith(ERROR_ACCESS_DENIED);
-  if (output) output->writer = child;
+  if (!child) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
+  if (output) {
+    output->writer = child;
+  }
   process->hProcess = handleOf(call->add(child));
   process->hThread = handleOf(call->add(std::make_shared<ThreadObject>()));
   process->dwProcessId = static_cast<DWORD>(valueOf(process->hProcess));
@@ -65,32 +77,44 @@ BOOL WINAPI CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_A
 
 BOOL WINAPI GetExitCodeProcess(HANDLE handle, LPDWORD exitCode) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto process = call->get<ProcessObject>(valueOf(handle));
-  if (!process) return failWith(ERROR_INVALID_HANDLE);
+  if (!process) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   *exitCode = process->exitCode().value_or(STILL_ACTIVE);
   return TRUE;
 }
 
 BOOL WINAPI TerminateProcess(HANDLE handle, UINT exitCode) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto process = call->get<ProcessObject>(valueOf(handle));
-  if (!process) return failWith(ERROR_INVALID_HANDLE);
+  if (!process) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   process->terminate(exitCode);
   return TRUE;
 }
 
 UINT WINAPI WinExec(LPCSTR commandLine, UINT) {
   const KernelCall call;
-  if (call.fails()) return 0;
+  if (call.fails()) {
+    return 0;
+  }
   call->machine().commandsRun().emplace_back(commandLine);
   return 33;  // anything above 31 is success
 }
 
 UINT WINAPI GetSystemWindowsDirectoryW(LPWSTR buffer, UINT size) {
   const KernelCall call;
-  if (call.fails()) return 0;
+  if (call.fails()) {
+    return 0;
+  }
   return copyOut(wide(call->machine().description().windowsDirectory), buffer, size);
 }
 

@@ -22,21 +22,33 @@ extern "C" {
 
 HRESULT WINAPI CoInitializeEx(LPVOID /*reserved*/, DWORD model) {
   const KernelCall call;
-  if (call.fails()) return E_FAIL;
-  if (apartment.starts != 0 && apartment.model != model) return RPC_E_CHANGED_MODE;
+  if (call.fails()) {
+    return E_FAIL;
+  }
+  if (apartment.starts != 0 && apartment.model != model) {
+    return RPC_E_CHANGED_MODE;
+  }
   apartment.model = model;
   return apartment.starts++ == 0 ? S_OK : S_FALSE;
 }
 
 void WINAPI CoUninitialize(void) {
-  if (apartment.starts != 0) --apartment.starts;
+  if (apartment.starts != 0) {
+    --apartment.starts;
+  }
 }
 
 HRESULT WINAPI CoInitializeSecurity(PVOID, LONG, void*, void*, DWORD, DWORD, void*, DWORD, void*) {
   const KernelCall call;
-  if (call.fails()) return E_FAIL;
-  if (apartment.starts == 0) return CO_E_NOTINITIALIZED;
-  if (securitySet) return RPC_E_TOO_LATE;
+  if (call.fails()) {
+    return E_FAIL;
+  }
+  if (apartment.starts == 0) {
+    return CO_E_NOTINITIALIZED;
+  }
+  if (securitySet) {
+    return RPC_E_TOO_LATE;
+  }
   securitySet = true;
   return S_OK;
 }
@@ -45,11 +57,21 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
                                 LPVOID* object) {
   *object = nullptr;
   const KernelCall call;
-  if (call.fails()) return E_FAIL;
-  if (apartment.starts == 0) return CO_E_NOTINITIALIZED;
-  if (outer != nullptr) return E_NOINTERFACE;
-  if (!(classId == CLSID_WbemLocator)) return REGDB_E_CLASSNOTREG;
-  if (!(id == IID_IWbemLocator)) return E_NOINTERFACE;
+  if (call.fails()) {
+    return E_FAIL;
+  }
+  if (apartment.starts == 0) {
+    return CO_E_NOTINITIALIZED;
+  }
+  if (outer != nullptr) {
+    return E_NOINTERFACE;
+  }
+  if (!(classId == CLSID_WbemLocator)) {
+    return REGDB_E_CLASSNOTREG;
+  }
+  if (!(id == IID_IWbemLocator)) {
+    return E_NOINTERFACE;
+  }
   *object = ostria::virtual_pc::makeManagementLocator();
   return S_OK;
 }
@@ -57,7 +79,9 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
 HRESULT WINAPI CoSetProxyBlanket(IUnknown* proxy, DWORD, DWORD, LPOLESTR, DWORD, DWORD, void*,
                                  DWORD) {
   const KernelCall call;
-  if (call.fails()) return E_FAIL;
+  if (call.fails()) {
+    return E_FAIL;
+  }
   return proxy == nullptr ? E_INVALIDARG : S_OK;
 }
 

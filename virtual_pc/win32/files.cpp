@@ -30,14 +30,20 @@ WIN32_FIND_DATAW entryOf(const std::string& name, const FileNode& node) {
 
 /// The volume of a root path like "C:\"; null when there is none.
 std::shared_ptr<VolumeObject> volumeOf(const KernelCall& call, const std::string& root) {
-  if (root.size() < 2 || root[1] != ':') return nullptr;
+  if (root.size() < 2 || root[1] != ':') {
+    return nullptr;
+  }
   const auto volume = call->machine().volume(root[0]);
   return volume && volume->present() ? volume : nullptr;
 }
 
 BOOL copyLimited(const std::wstring& text, LPWSTR buffer, DWORD size) {
-  if (!buffer || size == 0) return TRUE;
-  if (text.size() >= size) return failWith(ERROR_MORE_DATA);
+  if ((buffer == nullptr) || size == 0) {
+    return TRUE;
+  }
+  if (text.size() >= size) {
+    return failWith(ERROR_MORE_DATA);
+  }
   std::copy_n(text.c_str(), text.size() + 1, buffer);
   return TRUE;
 }
@@ -48,20 +54,30 @@ extern "C" {
 
 BOOL WINAPI MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   std::string rest;
   const auto volume = call->locate(utf8(from), &rest);
-  if (!volume || !volume->find(rest)) return failWith(ERROR_FILE_NOT_FOUND);
+  if (!volume || !volume->find(rest)) {
+    return failWith(ERROR_FILE_NOT_FOUND);
+  }
   // Only the deletion at the next start is there; it takes rights.
-  if (to || (flags & MOVEFILE_DELAY_UNTIL_REBOOT) == 0) return failWith(ERROR_NOT_SUPPORTED);
-  if (!call->machine().description().administrator) return failWith(ERROR_ACCESS_DENIED);
+  if ((to != nullptr) || (flags & MOVEFILE_DELAY_UNTIL_REBOOT) == 0) {
+    return failWith(ERROR_NOT_SUPPORTED);
+  }
+  if (!call->machine().description().administrator) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
   call->machine().deletedAtRestart().push_back(utf8(from));
   return TRUE;
 }
 
 BOOL WINAPI DeleteFileW(LPCWSTR name) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   std::string rest;
   const auto volume = call->locate(utf8(name), &rest);
   return succeeded(volume ? volume->remove(rest, false) : std::uint32_t{ERROR_PATH_NOT_FOUND});
@@ -69,19 +85,27 @@ BOOL WINAPI DeleteFileW(LPCWSTR name) {
 
 BOOL WINAPI CreateDirectoryW(LPCWSTR name, LPSECURITY_ATTRIBUTES) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   std::string rest;
   const auto volume = call->locate(utf8(name), &rest);
-  if (!volume) return failWith(ERROR_PATH_NOT_FOUND);
+  if (!volume) {
+    return failWith(ERROR_PATH_NOT_FOUND);
+  }
   // The root of a volume can't be made, whoever asks.
-  if (rest.empty()) return failWith(ERROR_ACCESS_DENIED);
+  if (rest.empty()) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
   std::shared_ptr<FileNode> node;
   return succeeded(volume->create(rest, true, &node));
 }
 
 BOOL WINAPI RemoveDirectoryW(LPCWSTR name) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   std::string rest;
   const auto volume = call->locate(utf8(name), &rest);
   return succeeded(volume ? volume->remove(rest, true) : std::uint32_t{ERROR_PATH_NOT_FOUND});
@@ -89,11 +113,15 @@ BOOL WINAPI RemoveDirectoryW(LPCWSTR name) {
 
 DWORD WINAPI GetFileAttributesW(LPCWSTR name) {
   const KernelCall call;
-  if (call.fails()) return INVALID_FILE_ATTRIBUTES;
+  if (call.fails()) {
+    return INVALID_FILE_ATTRIBUTES;
+  }
   std::string rest;
   const auto volume = call->locate(utf8(name), &rest);
   const auto node = volume ? volume->find(rest) : nullptr;
-  if (node) return attributesOf(*node);
+  if (node) {
+    return attributesOf(*node);
+  }
   SetLastError(volume ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND);
   return INVALID_FILE_ATTRIBUTES;
 }
@@ -104,7 +132,9 @@ BOOL WINAPI SetFileAttributesW(LPCWSTR name, DWORD) {
 
 HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data) {
   const KernelCall call;
-  if (call.fails()) return INVALID_HANDLE_VALUE;
+  if (call.fails()) {
+    return INVALID_HANDLE_VALUE;
+  }
   const std::string path = utf8(pattern);
   const std::size_t slash = path.find_last_of("\\/");
   const std::string names = slash == std::string::npos ? path : path.substr(slash + 1);
@@ -114,13 +144,18 @@ HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data) {
   const auto node = volume ? volume->find(rest) : nullptr;
   auto found = std::make_shared<FindObject>();
   if (node) {
-    if (!rest.empty())
-      for (const char* dots : {".", ".."})
-        if (matchesPattern(dots, names) && names.find('*') != std::string::npos)
+    if (!rest.empty()) {
+      for (const char* dots : {".", ".."}) {
+        if (matchesPattern(dots, names) && names.find('*') != std::string::npos) {
           found->entries.push_back(entryOf(dots, *node));
-    for (const auto& [key, child] : node->children)
-      if (names == "*.*" || matchesPattern(child->name, names))
+        }
+      }
+    }
+    for (const auto& [key, child] : node->children) {
+      if (names == "*.*" || matchesPattern(child->name, names)) {
         found->entries.push_back(entryOf(child->name, *child));
+      }
+    }
   }
   if (found->entries.empty()) {
     SetLastError(node ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND);
@@ -132,52 +167,78 @@ HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data) {
 
 BOOL WINAPI FindNextFileW(HANDLE find, LPWIN32_FIND_DATAW data) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto object = call->get<FindObject>(valueOf(find));
-  if (!object) return failWith(ERROR_INVALID_HANDLE);
-  if (object->next == object->entries.size()) return failWith(ERROR_NO_MORE_FILES);
+  if (!object) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
+  if (object->next == object->entries.size()) {
+    return failWith(ERROR_NO_MORE_FILES);
+  }
   *data = object->entries[object->next++];
   return TRUE;
 }
 
 BOOL WINAPI FindClose(HANDLE find) {
   const KernelCall call(KernelCall::Kind::Plain);
-  if (!call->get<FindObject>(valueOf(find))) return failWith(ERROR_INVALID_HANDLE);
+  if (!call->get<FindObject>(valueOf(find))) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   return call->close(valueOf(find)) ? TRUE : FALSE;
 }
 
 DWORD WINAPI GetCurrentDirectoryW(DWORD size, LPWSTR buffer) {
   const KernelCall call;
-  if (call.fails()) return 0;
+  if (call.fails()) {
+    return 0;
+  }
   return copyOut(wide(call->machine().description().currentDirectory), buffer, size);
 }
 
 UINT WINAPI GetWindowsDirectoryW(LPWSTR buffer, UINT size) {
   const KernelCall call;
-  if (call.fails()) return 0;
+  if (call.fails()) {
+    return 0;
+  }
   return copyOut(wide(call->machine().description().windowsDirectory), buffer, size);
 }
 
 DWORD WINAPI GetLogicalDrives(void) {
   const KernelCall call;
-  if (call.fails()) return 0;
+  if (call.fails()) {
+    return 0;
+  }
   DWORD mask = 0;
-  for (const auto& volume : call->machine().volumes())
-    if (volume->present()) mask |= 1u << (volume->description().letter - 'A');
+  for (const auto& volume : call->machine().volumes()) {
+    if (volume->present()) {
+      mask |= 1u << (volume->description().letter - 'A');
+    }
+  }
   return mask;
 }
 
 DWORD WINAPI GetLogicalDriveStringsA(DWORD size, LPSTR buffer) {
   const KernelCall call;
-  if (call.fails()) return 0;
+  if (call.fails()) {
+    return 0;
+  }
   std::string letters;
-  for (const auto& volume : call->machine().volumes())
-    if (volume->present()) letters += volume->description().letter;
+  for (const auto& volume : call->machine().volumes()) {
+    if (volume->present()) {
+      letters += volume->description().letter;
+    }
+  }
   std::ranges::sort(letters);
   std::string all;
-  for (const char letter : letters) all += std::string{letter, ':', '\\', '\0'};
+  for (const char letter : letters) {
+    all += std::string{letter, ':', '\\', '\0'};
+  }
   const auto length = static_cast<DWORD>(all.size());
-  if (!buffer || size < length + 1) return length + 1;
+  if ((buffer == nullptr) || size < length + 1) {
+    return length + 1;
+  }
   std::copy_n(all.c_str(), length + 1, buffer);
   return length;
 }
@@ -185,7 +246,9 @@ DWORD WINAPI GetLogicalDriveStringsA(DWORD size, LPSTR buffer) {
 UINT WINAPI GetDriveTypeA(LPCSTR root) {
   const KernelCall call(KernelCall::Kind::Plain);
   const auto volume = volumeOf(call, root);
-  if (!volume) return DRIVE_NO_ROOT_DIR;
+  if (!volume) {
+    return DRIVE_NO_ROOT_DIR;
+  }
   return volume->description().fixed ? DRIVE_FIXED : DRIVE_REMOVABLE;
 }
 
@@ -195,15 +258,29 @@ BOOL WINAPI GetVolumeInformationW(LPCWSTR root, LPWSTR label, DWORD labelSize, L
                                   LPDWORD maximumComponent, LPDWORD flags, LPWSTR fileSystem,
                                   DWORD fileSystemSize) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto volume = volumeOf(call, utf8(root));
-  if (!volume) return failWith(ERROR_PATH_NOT_FOUND);
-  if (!volume->mounted()) return failWith(ERROR_ACCESS_DENIED);
+  if (!volume) {
+    return failWith(ERROR_PATH_NOT_FOUND);
+  }
+  if (!volume->mounted()) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
   const VolumeDescription& description = volume->description();
-  if (description.fileSystem.empty()) return failWith(ERROR_UNRECOGNIZED_VOLUME);
-  if (serial) *serial = description.serial;
-  if (maximumComponent) *maximumComponent = 255;
-  if (flags) *flags = 0x03E700FF;
+  if (description.fileSystem.empty()) {
+    return failWith(ERROR_UNRECOGNIZED_VOLUME);
+  }
+  if (serial != nullptr) {
+    *serial = description.serial;
+  }
+  if (maximumComponent != nullptr) {
+    *maximumComponent = 255;
+  }
+  if (flags != nullptr) {
+    *flags = 0x03E700FF;
+  }
   return copyLimited(wide(description.label), label, labelSize) &&
                  copyLimited(wide(description.fileSystem), fileSystem, fileSystemSize)
              ? TRUE
@@ -215,31 +292,49 @@ BOOL WINAPI GetVolumeInformationA(LPCSTR root, LPSTR label, DWORD labelSize, LPD
                                   DWORD fileSystemSize) {
   WCHAR wideLabel[MAX_PATH + 1];
   WCHAR wideFileSystem[MAX_PATH + 1];
-  if (!GetVolumeInformationW(wide(root).c_str(), wideLabel, MAX_PATH + 1, serial, maximumComponent,
-                             flags, wideFileSystem, MAX_PATH + 1))
+  if (GetVolumeInformationW(wide(root).c_str(), wideLabel, MAX_PATH + 1, serial, maximumComponent,
+                            flags, wideFileSystem, MAX_PATH + 1) == 0) {
     return FALSE;
+  }
   const auto copy = [](const WCHAR* from, LPSTR buffer, DWORD size) {
     const std::string text = utf8(from);
-    if (!buffer || size == 0) return true;
-    if (text.size() >= size) return false;
+    if ((buffer == nullptr) || size == 0) {
+      return true;
+    }
+    if (text.size() >= size) {
+      return false;
+    }
     std::copy_n(text.c_str(), text.size() + 1, buffer);
     return true;
   };
-  if (!copy(wideLabel, label, labelSize) || !copy(wideFileSystem, fileSystem, fileSystemSize))
+  if (!copy(wideLabel, label, labelSize) || !copy(wideFileSystem, fileSystem, fileSystemSize)) {
     return failWith(ERROR_MORE_DATA);
+  }
   return TRUE;
 }
 
 BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR root, PULARGE_INTEGER freeToCaller, PULARGE_INTEGER total,
                                 PULARGE_INTEGER totalFree) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto volume = volumeOf(call, utf8(root));
-  if (!volume) return failWith(ERROR_PATH_NOT_FOUND);
-  if (!volume->mounted()) return failWith(ERROR_ACCESS_DENIED);
-  if (freeToCaller) freeToCaller->QuadPart = volume->freeBytes();
-  if (total) total->QuadPart = volume->size();
-  if (totalFree) totalFree->QuadPart = volume->freeBytes();
+  if (!volume) {
+    return failWith(ERROR_PATH_NOT_FOUND);
+  }
+  if (!volume->mounted()) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
+  if (freeToCaller != nullptr) {
+    freeToCaller->QuadPart = volume->freeBytes();
+  }
+  if (total != nullptr) {
+    total->QuadPart = volume->size();
+  }
+  if (totalFree != nullptr) {
+    totalFree->QuadPart = volume->freeBytes();
+  }
   return TRUE;
 }
 

@@ -15,13 +15,15 @@ void perform(Action action, IoRequest& request) {
   const bool moves = action != Action::Control;
   const std::size_t bytes = action == Action::Read ? request.output.size() : request.input.size();
   if (moves && request.file->unbuffered &&
-      (request.offset % object.alignment() || bytes % object.alignment()))
+      (request.offset % object.alignment() || bytes % object.alignment())) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
   switch (action) {
     case Action::Control: {
       const std::uint32_t access = (request.code >> 14) & 3;
-      if (((access & 1) && !request.file->readable) || ((access & 2) && !request.file->writable))
+      if (((access & 1) && !request.file->readable) || ((access & 2) && !request.file->writable)) {
         return request.fail(ERROR_ACCESS_DENIED);
+      }
       return object.control(request);
     }
     case Action::Read:
@@ -36,54 +38,72 @@ void perform(Action action, IoRequest& request) {
 BOOL run(const KernelCall& call, HANDLE handle, Action action, IoRequest request, void* buffer,
          LPDWORD done, LPOVERLAPPED overlapped) {
   const auto file = call->get<OpenFile>(valueOf(handle));
-  if (!file) return failWith(ERROR_INVALID_HANDLE);
+  if (!file) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   std::shared_ptr<EventObject> event;
-  if (overlapped && overlapped->hEvent) {
+  if ((overlapped != nullptr) && (overlapped->hEvent != nullptr)) {
     event = call->get<EventObject>(valueOf(overlapped->hEvent));
-    if (!event) return failWith(ERROR_INVALID_HANDLE);
+    if (!event) {
+      return failWith(ERROR_INVALID_HANDLE);
+    }
     event->set(false);
   }
-  if (file->overlapped && !overlapped) return failWith(ERROR_INVALID_PARAMETER);
-  if (overlapped && action != Action::Control)
+  if (file->overlapped && (overlapped == nullptr)) {
+    return failWith(ERROR_INVALID_PARAMETER);
+  }
+  if ((overlapped != nullptr) && action != Action::Control) {
     request.offset = (std::uint64_t{overlapped->OffsetHigh} << 32) | overlapped->Offset;
-  else if (action != Action::Control)
+  } else if (action != Action::Control) {
     request.offset = file->position;
+  }
 
   request.file = file.get();
   perform(action, request);
   Clock& clock = call->machine().clock();
   const bool delivers = request.error == ERROR_SUCCESS || request.error == ERROR_MORE_DATA;
-  if (done) *done = delivers ? static_cast<DWORD>(request.returned) : 0;
+  if (done != nullptr) {
+    *done = delivers ? static_cast<DWORD>(request.returned) : 0;
+  }
 
   if (file->overlapped && request.durationMicroseconds != 0) {
     overlapped->Internal = STATUS_PENDING;
     overlapped->InternalHigh = 0;
     const std::uint64_t endsAt = clock.now() + request.durationMicroseconds;
     request.file = nullptr;
-    if (done) *done = 0;
+    if (done != nullptr) {
+      *done = 0;
+    }
     call->addPending(
         {valueOf(handle), overlapped, buffer, std::move(event), std::move(request), endsAt});
     return failWith(ERROR_IO_PENDING);
   }
   clock.advance(request.durationMicroseconds);
   call->settle();
-  if (delivers && buffer && !request.output.empty() && request.returned != 0)
+  if (delivers && (buffer != nullptr) && !request.output.empty() && request.returned != 0) {
     std::memcpy(buffer, request.output.data(), request.returned);
-  if (overlapped) {
+  }
+  if (overlapped != nullptr) {
     overlapped->Internal = request.error;
     overlapped->InternalHigh = delivers ? request.returned : 0;
-    if (event && delivers) event->set(true);
+    if (event && delivers) {
+      event->set(true);
+    }
   }
-  if (action != Action::Control && !file->overlapped && delivers)
+  if (action != Action::Control && !file->overlapped && delivers) {
     file->position = request.offset + request.returned;
+  }
   // A synchronous read at the end of a file is no failure, it just gives nothing.
-  if (request.error == ERROR_HANDLE_EOF && !overlapped) return TRUE;
+  if (request.error == ERROR_HANDLE_EOF && (overlapped == nullptr)) {
+    return TRUE;
+  }
   return succeeded(request.error);
 }
 
 std::vector<std::uint8_t> bytesOf(LPCVOID data, DWORD count) {
   const auto* first = static_cast<const std::uint8_t*>(data);
-  return first ? std::vector<std::uint8_t>(first, first + count) : std::vector<std::uint8_t>();
+  return first != nullptr ? std::vector<std::uint8_t>(first, first + count)
+                          : std::vector<std::uint8_t>();
 }
 
 }  // namespace
@@ -92,7 +112,9 @@ namespace ostria::virtual_pc {
 
 DWORD copyOut(const std::wstring& text, LPWSTR buffer, DWORD size) {
   const auto length = static_cast<DWORD>(text.size());
-  if (size <= length || !buffer) return length + 1;
+  if (size <= length || (buffer == nullptr)) {
+    return length + 1;
+  }
   std::copy_n(text.c_str(), length + 1, buffer);
   return length;
 }
@@ -106,7 +128,9 @@ DWORD WINAPI GetLastError(void);
 HANDLE WINAPI CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES,
                           DWORD disposition, DWORD flags, HANDLE) {
   const KernelCall call;
-  if (call.fails()) return INVALID_HANDLE_VALUE;
+  if (call.fails()) {
+    return INVALID_HANDLE_VALUE;
+  }
   HandleValue handle = 0;
   bool existed = false;
   const std::uint32_t error =
@@ -134,18 +158,22 @@ BOOL WINAPI CloseHandle(HANDLE handle) {
 BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inBytes, LPVOID out,
                             DWORD outBytes, LPDWORD returned, LPOVERLAPPED overlapped) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   IoRequest request;
   request.code = code;
   request.input = bytesOf(in, inBytes);
-  request.output.resize(out ? outBytes : 0);
+  request.output.resize(out != nullptr ? outBytes : 0);
   return run(call, device, Action::Control, std::move(request), out, returned, overlapped);
 }
 
 BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD done,
                      LPOVERLAPPED overlapped) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   IoRequest request;
   request.output.resize(bytes);
   return run(call, file, Action::Read, std::move(request), buffer, done, overlapped);
@@ -154,7 +182,9 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD done,
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD bytes, LPDWORD done,
                       LPOVERLAPPED overlapped) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   IoRequest request;
   request.input = bytesOf(buffer, bytes);
   return run(call, file, Action::Write, std::move(request), nullptr, done, overlapped);
@@ -162,52 +192,79 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD bytes, LPDWORD done,
 
 BOOL WINAPI FlushFileBuffers(HANDLE file) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   return call->get<OpenFile>(valueOf(file)) ? TRUE : failWith(ERROR_INVALID_HANDLE);
 }
 
 BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, PLARGE_INTEGER position,
                              DWORD method) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto file = call->get<OpenFile>(valueOf(handle));
-  if (!file) return failWith(ERROR_INVALID_HANDLE);
+  if (!file) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   LONGLONG from = 0;
-  if (method == FILE_CURRENT) from = static_cast<LONGLONG>(file->position);
-  if (method == FILE_END) from = static_cast<LONGLONG>(file->object->size());
+  if (method == FILE_CURRENT) {
+    from = static_cast<LONGLONG>(file->position);
+  }
+  if (method == FILE_END) {
+    from = static_cast<LONGLONG>(file->object->size());
+  }
   LONGLONG target = 0;
-  if (__builtin_add_overflow(from, distance.QuadPart, &target) || target < 0)
+  if (__builtin_add_overflow(from, distance.QuadPart, &target) || target < 0) {
     return failWith(ERROR_NEGATIVE_SEEK);
+  }
   file->position = static_cast<std::uint64_t>(target);
-  if (position) position->QuadPart = target;
+  if (position != nullptr) {
+    position->QuadPart = target;
+  }
   return TRUE;
 }
 
 BOOL WINAPI SetEndOfFile(HANDLE handle) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto file = call->get<OpenFile>(valueOf(handle));
-  if (!file) return failWith(ERROR_INVALID_HANDLE);
-  if (!file->writable) return failWith(ERROR_ACCESS_DENIED);
+  if (!file) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
+  if (!file->writable) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
   return succeeded(file->object->resize(file->position));
 }
 
 BOOL WINAPI GetFileSizeEx(HANDLE handle, PLARGE_INTEGER size) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto file = call->get<OpenFile>(valueOf(handle));
-  if (!file) return failWith(ERROR_INVALID_HANDLE);
+  if (!file) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   size->QuadPart = static_cast<LONGLONG>(file->object->size());
   return TRUE;
 }
 
 BOOL WINAPI GetOverlappedResult(HANDLE file, LPOVERLAPPED overlapped, LPDWORD done, BOOL wait) {
   const KernelCall call(KernelCall::Kind::Plain);
-  if (!call->get<OpenFile>(valueOf(file))) return failWith(ERROR_INVALID_HANDLE);
+  if (!call->get<OpenFile>(valueOf(file))) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   call->settle();
   std::uint64_t moment = 0;
   if (call->endOf(overlapped, &moment)) {
-    if (!wait) return failWith(ERROR_IO_INCOMPLETE);
+    if (!wait) {
+      return failWith(ERROR_IO_INCOMPLETE);
+    }
     call->machine().clock().advanceTo(moment);
     call->settle();
   }
@@ -217,27 +274,35 @@ BOOL WINAPI GetOverlappedResult(HANDLE file, LPOVERLAPPED overlapped, LPDWORD do
 
 BOOL WINAPI CancelIo(HANDLE file) {
   const KernelCall call(KernelCall::Kind::Plain);
-  if (!call->get<OpenFile>(valueOf(file))) return failWith(ERROR_INVALID_HANDLE);
+  if (!call->get<OpenFile>(valueOf(file))) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   call->cancel(valueOf(file), nullptr);
   return TRUE;
 }
 
 BOOL WINAPI CancelIoEx(HANDLE file, LPOVERLAPPED overlapped) {
   const KernelCall call(KernelCall::Kind::Plain);
-  if (!call->get<OpenFile>(valueOf(file))) return failWith(ERROR_INVALID_HANDLE);
+  if (!call->get<OpenFile>(valueOf(file))) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   return call->cancel(valueOf(file), overlapped) ? TRUE : failWith(ERROR_NOT_FOUND);
 }
 
 HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, LPCWSTR) {
   const KernelCall call;
-  if (call.fails()) return nullptr;
+  if (call.fails()) {
+    return nullptr;
+  }
   return handleOf(call->add(std::make_shared<EventObject>(manualReset != 0, initialState != 0)));
 }
 
 BOOL WINAPI SetEvent(HANDLE handle) {
   const KernelCall call(KernelCall::Kind::Plain);
   const auto event = call->get<EventObject>(valueOf(handle));
-  if (!event) return failWith(ERROR_INVALID_HANDLE);
+  if (!event) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   event->set(true);
   return TRUE;
 }
@@ -245,21 +310,29 @@ BOOL WINAPI SetEvent(HANDLE handle) {
 BOOL WINAPI ResetEvent(HANDLE handle) {
   const KernelCall call(KernelCall::Kind::Plain);
   const auto event = call->get<EventObject>(valueOf(handle));
-  if (!event) return failWith(ERROR_INVALID_HANDLE);
+  if (!event) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   event->set(false);
   return TRUE;
 }
 
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   const KernelCall call;
-  if (call.fails()) return WAIT_FAILED;
+  if (call.fails()) {
+    return WAIT_FAILED;
+  }
   const auto object = call->get(valueOf(handle));
   if (!object || !object->waitable()) {
     SetLastError(ERROR_INVALID_HANDLE);
     return WAIT_FAILED;
   }
-  if (call->wait(*object, milliseconds)) return WAIT_OBJECT_0;
-  if (milliseconds != INFINITE) return WAIT_TIMEOUT;
+  if (call->wait(*object, milliseconds)) {
+    return WAIT_OBJECT_0;
+  }
+  if (milliseconds != INFINITE) {
+    return WAIT_TIMEOUT;
+  }
   // Nothing in this machine will ever signal it: a wait without end is the caller's mistake.
   SetLastError(ERROR_INVALID_FUNCTION);
   return WAIT_FAILED;

@@ -19,16 +19,16 @@ struct LibraryObject : KernelObject {
 /// The token of the process: its privileges.
 struct TokenObject : KernelObject {};
 
-constexpr DWORD ManageVolume = 28;
-constexpr DWORD NotAllAssigned = 1300;  // ERROR_NOT_ALL_ASSIGNED
-constexpr DWORD NoSuchPrivilege = 1313;
+constexpr DWORD kManageVolume = 28;
+constexpr DWORD kNotAllAssigned = 1300;  // ERROR_NOT_ALL_ASSIGNED
+constexpr DWORD kNoSuchPrivilege = 1313;
 
 /// 1 January 2026 in units of 100 ns since 1601: the moment at which the PC is switched on.
-constexpr std::uint64_t SwitchedOn = 134'116'992'000'000'000;
+constexpr std::uint64_t kSwitchedOn = 134'116'992'000'000'000;
 
 std::uint64_t systemTime() {
   const KernelCall call(KernelCall::Kind::Plain);
-  return SwitchedOn + call->machine().clock().now() * 10;
+  return kSwitchedOn + call->machine().clock().now() * 10;
 }
 
 /// Civil date from the days since 1 January 1970.
@@ -105,7 +105,9 @@ HANDLE WINAPI GetCurrentProcess(void) { return INVALID_HANDLE_VALUE; }
 
 HMODULE WINAPI LoadLibraryExW(LPCWSTR name, HANDLE, DWORD) {
   const KernelCall call;
-  if (call.fails()) return nullptr;
+  if (call.fails()) {
+    return nullptr;
+  }
   const std::string path = lowerCase(utf8(name));
   const std::size_t slash = path.find_last_of("\\/");
   const auto& libraries = call->machine().libraries();
@@ -126,7 +128,9 @@ FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {
   const auto library = call->get<LibraryObject>(valueOf(module));
   if (library) {
     const auto found = library->functions.find(name);
-    if (found != library->functions.end()) return reinterpret_cast<FARPROC>(found->second);
+    if (found != library->functions.end()) {
+      return reinterpret_cast<FARPROC>(found->second);
+    }
   }
   SetLastError(library ? ERROR_PROC_NOT_FOUND : ERROR_INVALID_HANDLE);
   return nullptr;
@@ -134,15 +138,21 @@ FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {
 
 BOOL WINAPI FreeLibrary(HMODULE module) {
   const KernelCall call(KernelCall::Kind::Plain);
-  if (!call->get<LibraryObject>(valueOf(module))) return failWith(ERROR_INVALID_HANDLE);
+  if (!call->get<LibraryObject>(valueOf(module))) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   return call->close(valueOf(module)) ? TRUE : FALSE;
 }
 
 DWORD WINAPI GetModuleFileNameW(HMODULE, LPWSTR buffer, DWORD size) {
   const KernelCall call;
-  if (call.fails()) return 0;
+  if (call.fails()) {
+    return 0;
+  }
   const std::wstring path = wide(call->machine().description().programPath);
-  if (path.size() < size) return copyOut(path, buffer, size);
+  if (path.size() < size) {
+    return copyOut(path, buffer, size);
+  }
   // Unlike its kin this one cuts, and says so with the full size.
   if (size != 0) {
     std::copy_n(path.c_str(), size - 1, buffer);
@@ -154,41 +164,59 @@ DWORD WINAPI GetModuleFileNameW(HMODULE, LPWSTR buffer, DWORD size) {
 
 BOOL WINAPI OpenProcessToken(HANDLE, DWORD, PHANDLE token) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   *token = handleOf(call->add(std::make_shared<TokenObject>()));
   return TRUE;
 }
 
 BOOL WINAPI LookupPrivilegeValueW(LPCWSTR, LPCWSTR name, PLUID luid) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
-  if (utf8(name) != "SeManageVolumePrivilege") return failWith(NoSuchPrivilege);
-  *luid = {ManageVolume, 0};
+  if (call.fails()) {
+    return FALSE;
+  }
+  if (utf8(name) != "SeManageVolumePrivilege") {
+    return failWith(kNoSuchPrivilege);
+  }
+  *luid = {kManageVolume, 0};
   return TRUE;
 }
 
 BOOL WINAPI LookupPrivilegeValueA(LPCSTR system, LPCSTR name, PLUID luid) {
-  return LookupPrivilegeValueW(system ? wide(system).c_str() : nullptr, wide(name).c_str(), luid);
+  return LookupPrivilegeValueW(system != nullptr ? wide(system).c_str() : nullptr,
+                               wide(name).c_str(), luid);
 }
 
 BOOL WINAPI AdjustTokenPrivileges(HANDLE token, BOOL, PTOKEN_PRIVILEGES, DWORD, PTOKEN_PRIVILEGES,
                                   PDWORD) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
-  if (!call->get<TokenObject>(valueOf(token))) return failWith(ERROR_INVALID_HANDLE);
+  if (call.fails()) {
+    return FALSE;
+  }
+  if (!call->get<TokenObject>(valueOf(token))) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
   // It succeeds also when it could not give everything; only the last error tells.
-  SetLastError(call->machine().description().administrator ? ERROR_SUCCESS : NotAllAssigned);
+  SetLastError(call->machine().description().administrator ? ERROR_SUCCESS : kNotAllAssigned);
   return TRUE;
 }
 
 BOOL WINAPI SetFileValidData(HANDLE handle, LONGLONG length) {
   const KernelCall call;
-  if (call.fails()) return FALSE;
+  if (call.fails()) {
+    return FALSE;
+  }
   const auto file = call->get<OpenFile>(valueOf(handle));
-  if (!file) return failWith(ERROR_INVALID_HANDLE);
-  if (!call->machine().description().administrator) return failWith(ERROR_PRIVILEGE_NOT_HELD);
-  if (length < 0 || static_cast<std::uint64_t>(length) > file->object->size())
+  if (!file) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
+  if (!call->machine().description().administrator) {
+    return failWith(ERROR_PRIVILEGE_NOT_HELD);
+  }
+  if (length < 0 || static_cast<std::uint64_t>(length) > file->object->size()) {
     return failWith(ERROR_INVALID_PARAMETER);
+  }
   return TRUE;
 }
 
@@ -201,7 +229,9 @@ int WINAPI MultiByteToWideChar(UINT, DWORD flags, LPCSTR text, int bytes, LPWSTR
     SetLastError(ERROR_NO_UNICODE_TRANSLATION);
     return 0;
   }
-  if (count == 0) return static_cast<int>(result.size());
+  if (count == 0) {
+    return static_cast<int>(result.size());
+  }
   if (result.size() > static_cast<std::size_t>(count)) {
     SetLastError(ERROR_INSUFFICIENT_BUFFER);
     return 0;
@@ -215,13 +245,17 @@ int WINAPI WideCharToMultiByte(UINT, DWORD flags, LPCWSTR text, int characters, 
   const std::wstring_view in =
       characters < 0 ? std::wstring_view(text, std::char_traits<wchar_t>::length(text) + 1)
                      : std::wstring_view(text, static_cast<std::size_t>(characters));
-  if (usedDefault) *usedDefault = FALSE;
+  if (usedDefault != nullptr) {
+    *usedDefault = FALSE;
+  }
   std::string result;
   if (!toUtf8(in, &result, (flags & WC_ERR_INVALID_CHARS) != 0)) {
     SetLastError(ERROR_NO_UNICODE_TRANSLATION);
     return 0;
   }
-  if (bytes == 0) return static_cast<int>(result.size());
+  if (bytes == 0) {
+    return static_cast<int>(result.size());
+  }
   if (result.size() > static_cast<std::size_t>(bytes)) {
     SetLastError(ERROR_INSUFFICIENT_BUFFER);
     return 0;

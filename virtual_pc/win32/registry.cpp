@@ -12,15 +12,15 @@ using namespace ostria::virtual_pc;
 
 namespace {
 
-constexpr const char* EnumKey = "SYSTEM\\CurrentControlSet\\Enum\\";
-constexpr const char* ClassKey = "SYSTEM\\CurrentControlSet\\Control\\Class\\";
-constexpr const char* AdapterClass = "{4d36e97b-e325-11ce-bfc1-08002be10318}\\";
+constexpr const char* kEnumKey = "SYSTEM\\CurrentControlSet\\Enum\\";
+constexpr const char* kClassKey = "SYSTEM\\CurrentControlSet\\Control\\Class\\";
+constexpr const char* kAdapterClass = "{4d36e97b-e325-11ce-bfc1-08002be10318}\\";
 
 bool same(std::string_view a, std::string_view b) { return lowerCase(a) == lowerCase(b); }
 
 std::string driverKey(std::uint32_t number) {
   const std::string digits = std::to_string(number);
-  return AdapterClass + std::string(4 - std::min<std::size_t>(digits.size(), 4), '0') + digits;
+  return kAdapterClass + std::string(4 - std::min<std::size_t>(digits.size(), 4), '0') + digits;
 }
 
 /// What the system writes down about each controller and its driver.
@@ -29,11 +29,17 @@ std::optional<std::string> controllerValue(const Machine& machine, const std::st
   for (const auto& port : machine.ports()) {
     const ControllerDescription& controller = port->description();
     const std::string instance = controller.hardwareId + "\\" + std::to_string(port->number());
-    if (same(key, EnumKey + instance)) {
-      if (same(name, "Driver")) return driverKey(port->number());
-    } else if (same(key, ClassKey + driverKey(port->number()))) {
-      if (same(name, "ProviderName")) return controller.driverProvider;
-      if (same(name, "DriverVersion")) return controller.driverVersion;
+    if (same(key, kEnumKey + instance)) {
+      if (same(name, "Driver")) {
+        return driverKey(port->number());
+      }
+    } else if (same(key, kClassKey + driverKey(port->number()))) {
+      if (same(name, "ProviderName")) {
+        return controller.driverProvider;
+      }
+      if (same(name, "DriverVersion")) {
+        return controller.driverVersion;
+      }
     }
   }
   return std::nullopt;
@@ -41,8 +47,11 @@ std::optional<std::string> controllerValue(const Machine& machine, const std::st
 
 std::optional<std::string> findValue(const Machine& machine, const std::string& key,
                                      const std::string& name) {
-  for (const RegistryValue& row : machine.description().registry)
-    if (same(row.key, key) && same(row.name, name)) return row.text;
+  for (const RegistryValue& row : machine.description().registry) {
+    if (same(row.key, key) && same(row.name, name)) {
+      return row.text;
+    }
+  }
   return controllerValue(machine, key, name);
 }
 
@@ -53,23 +62,37 @@ extern "C" {
 LSTATUS WINAPI RegGetValueW(HKEY root, LPCWSTR subKey, LPCWSTR value, DWORD flags, LPDWORD type,
                             PVOID data, LPDWORD bytes) {
   const KernelCall call;
-  if (call.fails()) return ERROR_ACCESS_DENIED;
-  if (!subKey || !value) return ERROR_INVALID_PARAMETER;
-  if (root != HKEY_LOCAL_MACHINE || (flags & RRF_RT_REG_SZ) == 0) return ERROR_INVALID_PARAMETER;
+  if (call.fails()) {
+    return ERROR_ACCESS_DENIED;
+  }
+  if ((subKey == nullptr) || (value == nullptr)) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  if (root != HKEY_LOCAL_MACHINE || (flags & RRF_RT_REG_SZ) == 0) {
+    return ERROR_INVALID_PARAMETER;
+  }
   const auto found = findValue(call->machine(), utf8(subKey), utf8(value));
-  if (!found) return ERROR_FILE_NOT_FOUND;
+  if (!found) {
+    return ERROR_FILE_NOT_FOUND;
+  }
   const std::wstring text = wide(*found);
   const DWORD needed = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-  if (type) *type = 1;  // REG_SZ
-  if (data) {
-    if (!bytes) return ERROR_INVALID_PARAMETER;
+  if (type != nullptr) {
+    *type = 1;  // REG_SZ
+  }
+  if (data != nullptr) {
+    if (bytes == nullptr) {
+      return ERROR_INVALID_PARAMETER;
+    }
     if (*bytes < needed) {
       *bytes = needed;
       return ERROR_MORE_DATA;
     }
     std::memcpy(data, text.c_str(), needed);
   }
-  if (bytes) *bytes = needed;
+  if (bytes != nullptr) {
+    *bytes = needed;
+  }
   return ERROR_SUCCESS;
 }
 }

@@ -17,8 +17,9 @@ class KeyQualifiers final : public ComObject<IWbemQualifierSet> {
   ~KeyQualifiers() override { owner_.Release(); }
 
   HRESULT STDMETHODCALLTYPE Put(LPCWSTR name, VARIANT* value, LONG /*flavor*/) override {
-    if (sameWmiName(name, L"key") && value->vt == VT_BOOL && value->boolVal != VARIANT_FALSE)
+    if (sameWmiName(name, L"key") && value->vt == VT_BOOL && value->boolVal != VARIANT_FALSE) {
       owner_.markKey(property_);
+    }
     return S_OK;
   }
 
@@ -31,22 +32,30 @@ class KeyQualifiers final : public ComObject<IWbemQualifierSet> {
 
 HRESULT WmiClassObject::Get(LPCWSTR name, LONG /*flags*/, VARIANT* value, CIMTYPE* type,
                             LONG* flavor) {
-  if (flavor != nullptr) *flavor = 0;
+  if (flavor != nullptr) {
+    *flavor = 0;
+  }
   if (sameWmiName(name, L"__CLASS")) {
     toVariant(object_.className, value);
     return S_OK;
   }
   const WmiProperty* const property = object_.find(name);
-  if (property == nullptr) return failure(WBEM_E_NOT_FOUND);
+  if (property == nullptr) {
+    return failure(WBEM_E_NOT_FOUND);
+  }
   toVariant(property->value, value);
-  if (type != nullptr) *type = property->type;
+  if (type != nullptr) {
+    *type = property->type;
+  }
   return S_OK;
 }
 
 HRESULT WmiClassObject::Put(LPCWSTR name, LONG /*flags*/, VARIANT* value, CIMTYPE type) {
   const WmiValue content = value == nullptr ? WmiValue() : fromVariant(*value);
   if (sameWmiName(name, L"__CLASS")) {
-    if (object_.isInstance) return failure(WBEM_E_INVALID_PARAMETER);
+    if (object_.isInstance) {
+      return failure(WBEM_E_INVALID_PARAMETER);
+    }
     object_.className = wmiText(content);
     return S_OK;
   }
@@ -56,19 +65,25 @@ HRESULT WmiClassObject::Put(LPCWSTR name, LONG /*flags*/, VARIANT* value, CIMTYP
     return S_OK;
   }
   // Only a class takes on new properties.
-  if (object_.isInstance) return failure(WBEM_E_NOT_FOUND);
+  if (object_.isInstance) {
+    return failure(WBEM_E_NOT_FOUND);
+  }
   object_.properties.push_back({name, type, false, content});
   return S_OK;
 }
 
 HRESULT WmiClassObject::GetPropertyQualifierSet(LPCWSTR name, IWbemQualifierSet** set) {
-  if (object_.find(name) == nullptr) return failure(WBEM_E_NOT_FOUND);
+  if (object_.find(name) == nullptr) {
+    return failure(WBEM_E_NOT_FOUND);
+  }
   *set = new KeyQualifiers(*this, name);
   return S_OK;
 }
 
 HRESULT WmiClassObject::SpawnInstance(LONG /*flags*/, IWbemClassObject** instance) {
-  if (object_.isInstance) return failure(WBEM_E_INVALID_PARAMETER);
+  if (object_.isInstance) {
+    return failure(WBEM_E_INVALID_PARAMETER);
+  }
   WmiObject spawned = object_;
   spawned.isInstance = true;
   *instance = new WmiClassObject(std::move(spawned), definition_);
@@ -77,25 +92,38 @@ HRESULT WmiClassObject::SpawnInstance(LONG /*flags*/, IWbemClassObject** instanc
 
 HRESULT WmiClassObject::GetMethod(LPCWSTR name, LONG /*flags*/, IWbemClassObject** in,
                                   IWbemClassObject** out) {
-  if (definition_ == nullptr) return failure(WBEM_E_NOT_FOUND);
+  if (definition_ == nullptr) {
+    return failure(WBEM_E_NOT_FOUND);
+  }
   for (const auto& [methodName, method] : definition_->methods) {
-    if (!sameWmiName(methodName, name)) continue;
-    if (in != nullptr) *in = new WmiClassObject(method.in, nullptr);
-    if (out != nullptr) *out = nullptr;
+    if (!sameWmiName(methodName, name)) {
+      continue;
+    }
+    if (in != nullptr) {
+      *in = new WmiClassObject(method.in, nullptr);
+    }
+    if (out != nullptr) {
+      *out = nullptr;
+    }
     return S_OK;
   }
   return failure(WBEM_E_NOT_FOUND);
 }
 
 void WmiClassObject::markKey(const std::wstring& property) {
-  if (WmiProperty* const found = object_.find(property)) found->key = true;
+  if (WmiProperty* const found = object_.find(property)) {
+    found->key = true;
+  }
 }
 
 HRESULT WmiRows::Next(LONG /*timeout*/, ULONG count, IWbemClassObject** objects, ULONG* returned) {
   ULONG given = 0;
-  while (given < count && next_ < rows_.size())
+  while (given < count && next_ < rows_.size()) {
     objects[given++] = new WmiClassObject(rows_[next_++], definition_);
-  if (returned != nullptr) *returned = given;
+  }
+  if (returned != nullptr) {
+    *returned = given;
+  }
   return given == count ? S_OK : S_FALSE;
 }
 

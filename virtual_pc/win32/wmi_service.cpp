@@ -6,7 +6,7 @@
 namespace ostria::virtual_pc {
 namespace {
 
-constexpr const wchar_t* namespaceClass = L"__Namespace";
+constexpr const wchar_t* kNamespaceClass = L"__Namespace";
 
 WmiRepository& managementRepository() { return machine().management(); }
 
@@ -15,18 +15,20 @@ HRESULT failure(WBEMSTATUS status) { return static_cast<HRESULT>(status); }
 std::wstring textOf(const BSTR text) { return text == nullptr ? L"" : text; }
 
 const WmiClass& namespaceDefinition() {
-  static const WmiClass definition = [] {
+  static const WmiClass kDefinition = [] {
     WmiClass made;
-    made.definition.className = namespaceClass;
+    made.definition.className = kNamespaceClass;
     made.definition.properties.push_back({L"Name", CIM_STRING, true, {}});
     return made;
   }();
-  return definition;
+  return kDefinition;
 }
 
 /// Gives an operation's outcome at once, or through the object that the caller asked for.
 HRESULT deliver(HRESULT outcome, LONG flags, IWbemCallResult** call) {
-  if ((flags & WBEM_FLAG_RETURN_IMMEDIATELY) == 0 || call == nullptr) return outcome;
+  if ((flags & WBEM_FLAG_RETURN_IMMEDIATELY) == 0 || call == nullptr) {
+    return outcome;
+  }
   *call = new WmiCallResult(outcome);
   return S_OK;
 }
@@ -62,33 +64,42 @@ class Services final : public ComObject<IWbemServices> {
 HRESULT Services::GetObject(const BSTR path, LONG /*flags*/, IWbemContext* /*context*/,
                             IWbemClassObject** object, IWbemCallResult** /*call*/) {
   const KernelCall platformCall;
-  if (platformCall.fails()) return failure(WBEM_E_FAILED);
+  if (platformCall.fails()) {
+    return failure(WBEM_E_FAILED);
+  }
   const std::wstring text = textOf(path);
   if (text.empty()) {
     *object = new WmiClassObject({}, nullptr);
     return S_OK;
   }
   const auto parsed = WmiPath::parse(text);
-  if (!parsed) return failure(WBEM_E_INVALID_PARAMETER);
-  if (sameWmiName(parsed->className, namespaceClass)) {
+  if (!parsed) {
+    return failure(WBEM_E_INVALID_PARAMETER);
+  }
+  if (sameWmiName(parsed->className, kNamespaceClass)) {
     const WmiClass& definition = namespaceDefinition();
     WmiObject found = parsed->key.empty() ? definition.definition : definition.spawn();
     if (!parsed->key.empty()) {
-      if (managementRepository().find(path_ + L"\\" + parsed->value) == nullptr)
+      if (managementRepository().find(path_ + L"\\" + parsed->value) == nullptr) {
         return failure(WBEM_E_NOT_FOUND);
+      }
       found.find(L"Name")->value = parsed->value;
     }
     *object = new WmiClassObject(std::move(found), &definition);
     return S_OK;
   }
   WmiClass* const known = findClass(parsed->className);
-  if (known == nullptr) return failure(WBEM_E_NOT_FOUND);
+  if (known == nullptr) {
+    return failure(WBEM_E_NOT_FOUND);
+  }
   if (parsed->key.empty()) {
     *object = new WmiClassObject(known->definition, known);
     return S_OK;
   }
   const WmiObject* const instance = known->findInstance(parsed->key, parsed->value);
-  if (instance == nullptr) return failure(WBEM_E_NOT_FOUND);
+  if (instance == nullptr) {
+    return failure(WBEM_E_NOT_FOUND);
+  }
   *object = new WmiClassObject(*instance, known);
   return S_OK;
 }
@@ -96,37 +107,51 @@ HRESULT Services::GetObject(const BSTR path, LONG /*flags*/, IWbemContext* /*con
 HRESULT Services::PutClass(IWbemClassObject* object, LONG flags, IWbemContext* /*context*/,
                            IWbemCallResult** call) {
   const KernelCall platformCall;
-  if (platformCall.fails()) return failure(WBEM_E_FAILED);
+  if (platformCall.fails()) {
+    return failure(WBEM_E_FAILED);
+  }
   const WmiObject& definition = static_cast<WmiClassObject*>(object)->object();
   WmiNamespace* const space = managementRepository().find(path_);
   HRESULT outcome = S_OK;
-  if (definition.className.empty() || definition.isInstance || space == nullptr)
+  if (definition.className.empty() || definition.isInstance || space == nullptr) {
     outcome = failure(WBEM_E_INVALID_PARAMETER);
-  else if (space->find(definition.className) != nullptr)
+  } else if (space->find(definition.className) != nullptr) {
     outcome = failure(WBEM_E_ALREADY_EXISTS);
-  else
+  } else {
     space->define(definition.className).definition = definition;
+  }
   return deliver(outcome, flags, call);
 }
 
 HRESULT Services::PutInstance(IWbemClassObject* instance, LONG flags, IWbemContext* /*context*/,
                               IWbemCallResult** call) {
   const KernelCall platformCall;
-  if (platformCall.fails()) return failure(WBEM_E_FAILED);
+  if (platformCall.fails()) {
+    return failure(WBEM_E_FAILED);
+  }
   return deliver(store(static_cast<WmiClassObject*>(instance)->object(), flags), flags, call);
 }
 
 HRESULT Services::store(const WmiObject& instance, LONG flags) {
-  if (!instance.isInstance) return failure(WBEM_E_INVALID_PARAMETER);
-  if (sameWmiName(instance.className, namespaceClass))
+  if (!instance.isInstance) {
+    return failure(WBEM_E_INVALID_PARAMETER);
+  }
+  if (sameWmiName(instance.className, kNamespaceClass)) {
     return managementRepository().create(path_, wmiText(instance.find(L"Name")->value))
                ? S_OK
                : failure(WBEM_E_INVALID_PARAMETER);
+  }
   WmiClass* const known = findClass(instance.className);
-  if (known == nullptr) return failure(WBEM_E_INVALID_CLASS);
+  if (known == nullptr) {
+    return failure(WBEM_E_INVALID_CLASS);
+  }
   for (WmiObject& present : known->instances) {
-    if (!present.hasKeysOf(instance)) continue;
-    if ((flags & WBEM_FLAG_CREATE_ONLY) != 0) return failure(WBEM_E_ALREADY_EXISTS);
+    if (!present.hasKeysOf(instance)) {
+      continue;
+    }
+    if ((flags & WBEM_FLAG_CREATE_ONLY) != 0) {
+      return failure(WBEM_E_ALREADY_EXISTS);
+    }
     present = instance;
     return S_OK;
   }
@@ -137,12 +162,16 @@ HRESULT Services::store(const WmiObject& instance, LONG flags) {
 HRESULT Services::DeleteInstance(const BSTR path, LONG flags, IWbemContext* /*context*/,
                                  IWbemCallResult** call) {
   const KernelCall platformCall;
-  if (platformCall.fails()) return failure(WBEM_E_FAILED);
+  if (platformCall.fails()) {
+    return failure(WBEM_E_FAILED);
+  }
   const auto parsed = WmiPath::parse(textOf(path));
   WmiClass* const known = parsed ? findClass(parsed->className) : nullptr;
   WmiObject* const found =
       known == nullptr ? nullptr : known->findInstance(parsed->key, parsed->value);
-  if (found == nullptr) return deliver(failure(WBEM_E_NOT_FOUND), flags, call);
+  if (found == nullptr) {
+    return deliver(failure(WBEM_E_NOT_FOUND), flags, call);
+  }
   known->instances.erase(known->instances.begin() + (found - known->instances.data()));
   return deliver(S_OK, flags, call);
 }
@@ -150,18 +179,25 @@ HRESULT Services::DeleteInstance(const BSTR path, LONG flags, IWbemContext* /*co
 HRESULT Services::ExecQuery(const BSTR language, const BSTR query, LONG /*flags*/,
                             IWbemContext* /*context*/, IEnumWbemClassObject** rows) {
   const KernelCall platformCall;
-  if (platformCall.fails()) return failure(WBEM_E_FAILED);
+  if (platformCall.fails()) {
+    return failure(WBEM_E_FAILED);
+  }
   const auto parsed = WmiQuery::parse(textOf(query));
-  if (!parsed || textOf(language) != L"WQL") return failure(WBEM_E_INVALID_QUERY);
+  if (!parsed || textOf(language) != L"WQL") {
+    return failure(WBEM_E_INVALID_QUERY);
+  }
   const WmiClass* const known = findClass(parsed->target.className);
-  if (known == nullptr) return failure(WBEM_E_INVALID_CLASS);
+  if (known == nullptr) {
+    return failure(WBEM_E_INVALID_CLASS);
+  }
   std::vector<WmiObject> found;
   for (const WmiObject& instance : known->instances) {
     const std::wstring& key = parsed->target.key;
     const WmiProperty* const property = key.empty() ? nullptr : instance.find(key);
     if (!key.empty() &&
-        (property == nullptr || !sameWmiName(wmiText(property->value), parsed->target.value)))
+        (property == nullptr || !sameWmiName(wmiText(property->value), parsed->target.value))) {
       continue;
+    }
     found.push_back(instance);
   }
   *rows = new WmiRows(std::move(found), known);
@@ -172,18 +208,26 @@ HRESULT Services::ExecMethod(const BSTR path, const BSTR method, LONG /*flags*/,
                              IWbemContext* /*context*/, IWbemClassObject* in,
                              IWbemClassObject** out, IWbemCallResult** /*call*/) {
   const KernelCall platformCall;
-  if (platformCall.fails()) return failure(WBEM_E_FAILED);
+  if (platformCall.fails()) {
+    return failure(WBEM_E_FAILED);
+  }
   const WmiClass* const known = findClass(textOf(path));
-  if (known == nullptr) return failure(WBEM_E_INVALID_CLASS);
+  if (known == nullptr) {
+    return failure(WBEM_E_INVALID_CLASS);
+  }
   for (const auto& [name, one] : known->methods) {
-    if (!sameWmiName(name, textOf(method))) continue;
+    if (!sameWmiName(name, textOf(method))) {
+      continue;
+    }
     const WmiObject none;
     WmiObject answer;
     answer.className = L"__PARAMETERS";
     answer.properties.push_back(
         {L"ReturnValue", CIM_UINT32, false,
          one.run(in == nullptr ? none : static_cast<WmiClassObject*>(in)->object())});
-    if (out != nullptr) *out = new WmiClassObject(std::move(answer), nullptr);
+    if (out != nullptr) {
+      *out = new WmiClassObject(std::move(answer), nullptr);
+    }
     return S_OK;
   }
   return failure(WBEM_E_INVALID_METHOD);
@@ -197,9 +241,13 @@ class Locator final : public ComObject<IWbemLocator> {
                                           IWbemContext* /*context*/,
                                           IWbemServices** services) override {
     const KernelCall platformCall;
-    if (platformCall.fails()) return failure(WBEM_E_FAILED);
+    if (platformCall.fails()) {
+      return failure(WBEM_E_FAILED);
+    }
     const std::wstring path = textOf(resource);
-    if (managementRepository().find(path) == nullptr) return failure(WBEM_E_INVALID_NAMESPACE);
+    if (managementRepository().find(path) == nullptr) {
+      return failure(WBEM_E_INVALID_NAMESPACE);
+    }
     *services = new Services(path);
     return S_OK;
   }

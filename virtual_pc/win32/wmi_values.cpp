@@ -22,10 +22,14 @@ SAFEARRAY* makeArray(VARTYPE type, const std::vector<Element>& elements) {
 std::vector<std::wstring> readTexts(SAFEARRAY* array) {
   std::vector<std::wstring> texts;
   LONG last = -1;
-  if (FAILED(SafeArrayGetUBound(array, 1, &last))) return texts;
+  if (FAILED(SafeArrayGetUBound(array, 1, &last))) {
+    return texts;
+  }
   for (LONG i = array->rgsabound[0].lLbound; i <= last; ++i) {
     BSTR text = nullptr;
-    if (FAILED(SafeArrayGetElement(array, &i, &text))) break;
+    if (FAILED(SafeArrayGetElement(array, &i, &text))) {
+      break;
+    }
     texts.emplace_back(text == nullptr ? L"" : text);
     SysFreeString(text);
   }

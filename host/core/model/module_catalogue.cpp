@@ -8,14 +8,18 @@ using storage::OptionEntry;
 Catalogue readCatalogue(storage::ModuleInterface& module) {
   Catalogue catalogue;
   storage::Resource* resource = module.resource();
-  if (resource == nullptr) return catalogue;
+  if (resource == nullptr) {
+    return catalogue;
+  }
   catalogue.moduleName = resource->getModuleName();
   const auto testOptions = resource->getTestOptions();
   const auto diagnosticOptions = resource->getDiagnosticOptions();
 
   for (std::uint32_t d = 0; d < module.diagnosticCount(); ++d) {
     storage::Diagnostic* diagnostic = module.diagnostic(d);
-    if (diagnostic == nullptr) continue;
+    if (diagnostic == nullptr) {
+      continue;
+    }
     CatalogueDiagnostic row;
     row.id = diagnostic->identifier();
     row.nameKey = resource->diagnosticName(row.id);
@@ -25,7 +29,9 @@ Catalogue readCatalogue(storage::ModuleInterface& module) {
     }
     for (std::uint32_t t = 0; t < diagnostic->testCount(); ++t) {
       storage::Test* test = diagnostic->test(t);
-      if (test == nullptr) continue;
+      if (test == nullptr) {
+        continue;
+      }
       CatalogueTest entry;
       entry.id = test->identifier();
       entry.nameKey = resource->testName(entry.id);

@@ -7,10 +7,16 @@
 namespace ostria::host {
 
 ExitCode Session::outcome() const {
-  if (tests.empty() && tools.empty()) return ExitCode::NotPerformed;
+  if (tests.empty() && tools.empty()) {
+    return ExitCode::NotPerformed;
+  }
   ExitCode worst = unperformed ? ExitCode::NotPerformed : ExitCode::Passed;
-  for (const TestRun& run : tests) worst = worse(worst, run.outcome);
-  for (const ToolRun& run : tools) worst = worse(worst, run.outcome);
+  for (const TestRun& run : tests) {
+    worst = worse(worst, run.outcome);
+  }
+  for (const ToolRun& run : tools) {
+    worst = worse(worst, run.outcome);
+  }
   return worst;
 }
 

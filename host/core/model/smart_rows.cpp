@@ -50,11 +50,19 @@ bool SmartRow::isBelowThreshold() const {
 }
 
 bool needsAttention(const SmartRow& row, const std::vector<SmartRow>& rows) {
-  if (!row.threshold.empty()) return row.isBelowThreshold();
+  if (!row.threshold.empty()) {
+    return row.isBelowThreshold();
+  }
   const int data = number(row.data);
-  if (row.name == "Critical Warning") return data > 0;
-  if (row.name == "Percentage Used") return data >= 100;
-  if (row.name != "Avalable Spare" || data < 0) return false;
+  if (row.name == "Critical Warning") {
+    return data > 0;
+  }
+  if (row.name == "Percentage Used") {
+    return data >= 100;
+  }
+  if (row.name != "Avalable Spare" || data < 0) {
+    return false;
+  }
   return std::any_of(rows.begin(), rows.end(), [data](const SmartRow& other) {
     return other.name == "Available Spare Threshold" && data < number(other.data);
   });
@@ -68,13 +76,17 @@ std::vector<SmartRow> readSmartReport(std::string_view text) {
   while (at != std::string_view::npos) {
     const std::size_t between = text.find(kBetween, at);
     const std::size_t end = between == std::string_view::npos ? text.rfind('}') : between + 1;
-    if (end == std::string_view::npos || end < at) break;
+    if (end == std::string_view::npos || end < at) {
+      break;
+    }
     const std::string_view object = text.substr(at, end - at);
     SmartRow row;
     for (const Field& field : kFields) {
       const std::string opening = "\"" + std::string(field.name) + "\":\"";
       const std::size_t found = object.find(opening);
-      if (found == std::string_view::npos) continue;
+      if (found == std::string_view::npos) {
+        continue;
+      }
       row.*field.member = std::string(valueAt(object, found + opening.size()));
     }
     rows.push_back(std::move(row));

@@ -11,13 +11,17 @@ namespace {
 bool readNumber(const std::string& text, std::size_t& at, std::uint64_t& number) {
   const char* begin = text.data() + at;
   const auto [end, error] = std::from_chars(begin, text.data() + text.size(), number);
-  if (error != std::errc()) return false;
+  if (error != std::errc()) {
+    return false;
+  }
   at += static_cast<std::size_t>(end - begin);
   return true;
 }
 
 std::size_t cellOf(std::uint64_t sector, std::uint64_t totalSectors, std::size_t cells) {
-  if (sector >= totalSectors) return cells - 1;
+  if (sector >= totalSectors) {
+    return cells - 1;
+  }
   // A disk of 2^63 sectors times the cells goes beyond 64 bits.
   return static_cast<std::size_t>(static_cast<unsigned __int128>(sector) * cells / totalSectors);
 }
@@ -45,7 +49,9 @@ std::vector<SectorRange> rangesOf(const std::string& message) {
 std::vector<std::size_t> badCells(const std::vector<SectorRange>& ranges,
                                   std::uint64_t totalSectors, std::size_t cells) {
   std::set<std::size_t> bad;
-  if (totalSectors == 0 || cells == 0) return {};
+  if (totalSectors == 0 || cells == 0) {
+    return {};
+  }
   for (const SectorRange& range : ranges) {
     const std::size_t last = cellOf(range.second, totalSectors, cells);
     for (std::size_t cell = cellOf(range.first, totalSectors, cells); cell <= last; ++cell) {

@@ -32,7 +32,9 @@ constexpr Field kFields[] = {
 
 std::string lineOf(const HistoryRecord& record) {
   json object;
-  for (const Field& field : kFields) object[field.name] = record.*field.member;
+  for (const Field& field : kFields) {
+    object[field.name] = record.*field.member;
+  }
   return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
@@ -47,7 +49,9 @@ class FileLock {
     }
   }
   ~FileLock() {
-    if (descriptor_ >= 0) close(descriptor_);
+    if (descriptor_ >= 0) {
+      close(descriptor_);
+    }
   }
   FileLock(const FileLock&) = delete;
   FileLock& operator=(const FileLock&) = delete;
@@ -64,20 +68,28 @@ UsageError FileHistory::add(const std::vector<HistoryRecord>& records) {
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
   const FileLock lock(path_ + ".lock");
-  if (!lock.isHeld()) return failed;
+  if (!lock.isHeld()) {
+    return failed;
+  }
   auto kept = read();
-  if (std::holds_alternative<UsageError>(kept)) return failed;
+  if (std::holds_alternative<UsageError>(kept)) {
+    return failed;
+  }
   auto& all = std::get<std::vector<HistoryRecord>>(kept);
   all.insert(all.end(), records.begin(), records.end());
-  const std::size_t first = all.size() > MostRecords ? all.size() - MostRecords : 0;
+  const std::size_t first = all.size() > kMostRecords ? all.size() - kMostRecords : 0;
 
   // A new file in the place of the old one: whatever happens, one of the two is whole.
   const std::string fresh = path_ + ".new";
   {
     std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
-    for (std::size_t i = first; i < all.size(); ++i) file << lineOf(all[i]);
+    for (std::size_t i = first; i < all.size(); ++i) {
+      file << lineOf(all[i]);
+    }
     file.flush();
-    if (!file) return failed;
+    if (!file) {
+      return failed;
+    }
   }
   return std::rename(fresh.c_str(), path_.c_str()) == 0 ? UsageError{} : failed;
 }
@@ -85,16 +97,24 @@ UsageError FileHistory::add(const std::vector<HistoryRecord>& records) {
 OrUsageError<std::vector<HistoryRecord>> FileHistory::read() const {
   std::vector<HistoryRecord> records;
   std::error_code error;
-  if (!std::filesystem::exists(path_, error)) return records;
+  if (!std::filesystem::exists(path_, error)) {
+    return records;
+  }
   std::ifstream file(path_, std::ios::binary);
-  if (!file) return UsageError{"The kept results in " + path_ + " cannot be read."};
+  if (!file) {
+    return UsageError{"The kept results in " + path_ + " cannot be read."};
+  }
   for (std::string line; std::getline(file, line);) {
     const json object = json::parse(line, nullptr, false);
-    if (!object.is_object()) continue;
+    if (!object.is_object()) {
+      continue;
+    }
     HistoryRecord record;
     for (const Field& field : kFields) {
       const auto found = object.find(field.name);
-      if (found != object.end() && found->is_string()) record.*field.member = *found;
+      if (found != object.end() && found->is_string()) {
+        record.*field.member = *found;
+      }
     }
     records.push_back(std::move(record));
   }
@@ -103,7 +123,9 @@ OrUsageError<std::vector<HistoryRecord>> FileHistory::read() const {
 
 std::string usualHistoryFile() {
   const char* state = std::getenv("XDG_STATE_HOME");
-  if (state != nullptr && *state == '/') return std::string(state) + "/ostria/results.jsonl";
+  if (state != nullptr && *state == '/') {
+    return std::string(state) + "/ostria/results.jsonl";
+  }
   const char* home = std::getenv("HOME");
   return std::string(home != nullptr ? home : "") + "/.local/state/ostria/results.jsonl";
 }
@@ -121,18 +143,24 @@ std::vector<HistoryRecord> recordsOf(const Session& session) {
     return record;
   };
   for (const TestRun& run : session.tests) {
-    if (!run.applicable) continue;
+    if (!run.applicable) {
+      continue;
+    }
     HistoryRecord record = make(run.device, run.started, run.outcome);
     record.id = identifierText(run.test.id);
     record.name = run.test.name;
     for (const Message& message : run.messages) {
       record.text += (record.text.empty() ? "" : " / ") + message.text;
     }
-    if (record.text.empty()) record.text = run.note;
+    if (record.text.empty()) {
+      record.text = run.note;
+    }
     records.push_back(std::move(record));
   }
   for (const ToolRun& run : session.tools) {
-    if (!run.applicable || session.operation == "filterDevices") continue;
+    if (!run.applicable || session.operation == "filterDevices") {
+      continue;
+    }
     HistoryRecord record = make(run.device, run.started, run.outcome);
     record.id = session.toolName + (session.operation.empty() ? "" : " " + session.operation);
     record.name = session.toolTitle;

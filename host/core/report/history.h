@@ -34,7 +34,7 @@ class History {
 /// does the same. A line that cannot be read is passed over.
 class FileHistory final : public History {
  public:
-  static constexpr std::size_t MostRecords = 5000;
+  static constexpr std::size_t kMostRecords = 5000;
 
   explicit FileHistory(std::string path) : path_(std::move(path)) {}
   UsageError add(const std::vector<HistoryRecord>& records) override;

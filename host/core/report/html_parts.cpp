@@ -72,7 +72,9 @@ std::string headCell(const std::string& title, bool number) {
 }
 
 std::string definition(const std::string& label, const std::string& value) {
-  if (value.empty()) return {};
+  if (value.empty()) {
+    return {};
+  }
   return "<dt>" + htmlEscaped(label) + "</dt><dd>" + htmlEscaped(value) + "</dd>\n";
 }
 
@@ -149,7 +151,9 @@ std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t
 
 std::string messageHtml(const std::string& text) {
   const bool table = text.find('\t') != std::string::npos;
-  if (!table) return "<p>" + htmlEscaped(text) + "</p>";
+  if (!table) {
+    return "<p>" + htmlEscaped(text) + "</p>";
+  }
   std::string html = "<table>";
   std::size_t at = 0;
   while (at < text.size()) {
@@ -187,7 +191,9 @@ std::string sectionsHtml(const std::vector<ShownSection>& sections) {
       html += "</dl>\n";
     } else {
       html += "<div class=\"wide\"><table class=\"stack\"><thead><tr>";
-      for (const std::string& label : labels) html += headCell(label);
+      for (const std::string& label : labels) {
+        html += headCell(label);
+      }
       html += "</tr></thead><tbody>\n";
       for (std::size_t i = first; i < end; ++i) {
         html += "<tr>";

@@ -18,11 +18,17 @@ std::chrono::seconds secondsBetween(Clock::time_point begin, Clock::time_point e
 
 // A sample leaves most of the surface unread, and so does a scan that met its limit of bad blocks.
 bool readWholeSurface(const TestRun& run, std::size_t badBlocks) {
-  if (run.test.id != kSurfaceTests[0]) return false;
-  if (run.outcome == ExitCode::Passed) return true;
+  if (run.test.id != kSurfaceTests[0]) {
+    return false;
+  }
+  if (run.outcome == ExitCode::Passed) {
+    return true;
+  }
   int limit = 1;
   for (const auto& [key, value] : run.parameters) {
-    if (key == "ERROR_LIMIT") limit = leadingNumber(value);
+    if (key == "ERROR_LIMIT") {
+      limit = leadingNumber(value);
+    }
   }
   return run.outcome == ExitCode::Failed && badBlocks > 0 &&
          (limit == 0 || badBlocks < static_cast<std::size_t>(std::max(limit, 1)));
@@ -41,7 +47,9 @@ class Report {
         htmlEscaped(session_.machine) + "</title>\n<style>" + kReportStyle +
         "</style></head>\n<body><main>\n";
     machine();
-    for (const DeviceInfo& device : session_.devices) deviceSection(device);
+    for (const DeviceInfo& device : session_.devices) {
+      deviceSection(device);
+    }
     html_ += "</main></body>\n</html>\n";
     return std::move(html_);
   }
@@ -80,13 +88,17 @@ class Report {
     bool any = false;
     ExitCode worst = ExitCode::Passed;
     for (const TestRun& run : session_.tests) {
-      if (run.device != device.index || !run.applicable) continue;
+      if (run.device != device.index || !run.applicable) {
+        continue;
+      }
       worst = worse(worst, run.outcome);
       any = true;
     }
     for (const ToolRun& run : session_.tools) {
       // Attributes that could be read are no verdict on the device.
-      if (run.device != device.index || !run.applicable || run.isSmart) continue;
+      if (run.device != device.index || !run.applicable || run.isSmart) {
+        continue;
+      }
       worst = worse(worst, run.outcome);
       any = true;
     }
@@ -96,15 +108,18 @@ class Report {
   static std::string health(const DeviceInfo& device) {
     std::string text;
     for (const SmartRow& row : device.smart) {
-      if (!needsAttention(row, device.smart)) continue;
+      if (!needsAttention(row, device.smart)) {
+        continue;
+      }
       text += text.empty() ? "Needs attention: " : ", ";
       text += row.name + (row.threshold.empty() ? " " + row.data : std::string());
     }
     if (text.empty()) {
       text = device.smartSupported ? "No SMART value beyond its limit" : "SMART not supported";
     }
-    if (device.temperatureCelsius)
+    if (device.temperatureCelsius) {
       text += ", " + std::to_string(*device.temperatureCelsius) + " °C";
+    }
     return text;
   }
 
@@ -113,12 +128,16 @@ class Report {
              "\"><div class=\"head\"><h2>Device " + std::to_string(device.index) + ": " +
              htmlEscaped(device.name) + "</h2>" + verdict(device) + "</div>\n<dl>";
     html_ += definition("Connection", device.connection + ", " + device.bus);
-    for (const ShownProperty& row : device.properties) html_ += definition(row.label, row.value);
+    for (const ShownProperty& row : device.properties) {
+      html_ += definition(row.label, row.value);
+    }
     html_ += "</dl>\n";
     verdicts(device);
     maps(device);
     tools(device);
-    if (!device.smart.empty()) html_ += "<h3>SMART</h3>\n" + smartTableHtml(device.smart);
+    if (!device.smart.empty()) {
+      html_ += "<h3>SMART</h3>\n" + smartTableHtml(device.smart);
+    }
     if (!device.logPage.empty()) {
       html_ += "<h3>Vendor log page</h3>\n" + smartTableHtml(device.logPage);
     }
@@ -129,22 +148,30 @@ class Report {
   void verdicts(const DeviceInfo& device) {
     std::string rows;
     for (const TestRun& run : session_.tests) {
-      if (run.device != device.index) continue;
+      if (run.device != device.index) {
+        continue;
+      }
       rows += "<tr><td>" +
               (run.applicable ? badge(run.outcome) : badge("not_supported", "not supported")) +
               "</td><td><strong>" + htmlEscaped(run.test.name) + "</strong>";
       for (const auto& [key, value] : run.parameters) {
         rows += "<br><span class=\"soft\">" + htmlEscaped(key + "=" + value) + "</span>";
       }
-      for (const Message& message : run.messages) rows += messageHtml(message.text);
-      if (!run.note.empty()) rows += messageHtml(run.note);
+      for (const Message& message : run.messages) {
+        rows += messageHtml(message.text);
+      }
+      if (!run.note.empty()) {
+        rows += messageHtml(run.note);
+      }
       rows += "</td>" +
               cell(run.applicable ? durationText(secondsBetween(run.started, run.finished))
                                   : std::string(),
                    true) +
               "</tr>\n";
     }
-    if (rows.empty()) return;
+    if (rows.empty()) {
+      return;
+    }
     html_ +=
         "<h3>Tests</h3>\n<div class=\"wide\"><table><thead><tr><th>Result</th><th>Test</th>"
         "<th class=\"number\">Time</th></tr></thead><tbody>\n" +
@@ -152,11 +179,15 @@ class Report {
   }
 
   void maps(const DeviceInfo& device) {
-    if (!device.logicalSectors || *device.logicalSectors == 0) return;
+    if (!device.logicalSectors || *device.logicalSectors == 0) {
+      return;
+    }
     for (const TestRun& run : session_.tests) {
       const bool surface = std::find(std::begin(kSurfaceTests), std::end(kSurfaceTests),
                                      run.test.id) != std::end(kSurfaceTests);
-      if (run.device != device.index || !surface || !run.applicable) continue;
+      if (run.device != device.index || !surface || !run.applicable) {
+        continue;
+      }
       std::vector<SectorRange> ranges;
       for (const Message& message : run.messages) {
         const auto found = rangesOf(message.key);
@@ -164,14 +195,20 @@ class Report {
       }
       const bool complete = readWholeSurface(run, ranges.size());
       // A sample that found nothing has nothing to show.
-      if (ranges.empty() && !complete) continue;
+      if (ranges.empty() && !complete) {
+        continue;
+      }
       html_ += "<h3>Surface, " + htmlEscaped(run.test.name) + "</h3>\n" +
                surfaceMapHtml(ranges, *device.logicalSectors, complete);
     }
     for (const ToolRun& run : session_.tools) {
-      if (run.device != device.index || !run.hasSectors) continue;
+      if (run.device != device.index || !run.hasSectors) {
+        continue;
+      }
       std::vector<SectorRange> ranges;
-      for (const std::uint64_t sector : run.badSectors) ranges.emplace_back(sector, sector);
+      for (const std::uint64_t sector : run.badSectors) {
+        ranges.emplace_back(sector, sector);
+      }
       html_ += "<h3>Surface</h3>\n" + surfaceMapHtml(ranges, *device.logicalSectors,
                                                      run.sectorsScanned >= *device.logicalSectors);
     }
@@ -179,11 +216,15 @@ class Report {
 
   void tools(const DeviceInfo& device) {
     for (const ToolRun& run : session_.tools) {
-      if (run.device != device.index || (run.isSmart && run.outcome == ExitCode::Passed)) continue;
+      if (run.device != device.index || (run.isSmart && run.outcome == ExitCode::Passed)) {
+        continue;
+      }
       html_ += "<h3>" + htmlEscaped(session_.toolTitle) + "</h3>\n<p>" + badge(run.outcome) +
                (run.status ? " " + std::string(statusText(*run.status, false)) : std::string()) +
                "</p>\n";
-      if (!run.note.empty()) html_ += "<p>" + htmlEscaped(run.note) + "</p>\n";
+      if (!run.note.empty()) {
+        html_ += "<p>" + htmlEscaped(run.note) + "</p>\n";
+      }
       if (run.hasSectors) {
         html_ += "<dl>" + definition("Sectors read", std::to_string(run.sectorsScanned)) +
                  definition("Bad sectors found", std::to_string(run.badSectorsFound)) +

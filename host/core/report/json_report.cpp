@@ -19,7 +19,9 @@ void putNumber(Json& json, const std::string& name, std::optional<std::uint64_t>
     return;
   }
   json[name] = *value;
-  if (*value > kExactLimit) json[name + "_text"] = std::to_string(*value);
+  if (*value > kExactLimit) {
+    json[name + "_text"] = std::to_string(*value);
+  }
 }
 
 Json textOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); }
@@ -55,7 +57,9 @@ Json smartJson(const std::vector<SmartRow>& rows) {
   Json list = Json::array();
   for (const SmartRow& row : rows) {
     Json entry;
-    if (!row.id.empty()) entry["id"] = row.id;
+    if (!row.id.empty()) {
+      entry["id"] = row.id;
+    }
     entry["name"] = row.name;
     if (!row.threshold.empty()) {
       entry["value"] = row.value;
@@ -136,7 +140,9 @@ Json runJson(const TestRun& run) {
   json["test"] = testJson(run.test);
   json["diagnostic"] = run.diagnosticName;
   json["parameters"] = Json::object();
-  for (const auto& [key, value] : run.parameters) json["parameters"][key] = value;
+  for (const auto& [key, value] : run.parameters) {
+    json["parameters"][key] = value;
+  }
   json["outcome"] = run.applicable ? outcomeWord(run.outcome) : "not_supported";
   json["result"] = static_cast<int>(run.outcome);
   putTimes(json, run.started, run.finished);
@@ -215,10 +221,14 @@ std::string runJson(const Session& session) {
     json["tool"] = session.toolName;
     json["operation"] = textOrNull(session.operation);
     json["tool_runs"] = Json::array();
-    for (const ToolRun& run : session.tools) json["tool_runs"].push_back(toolJson(run, session));
+    for (const ToolRun& run : session.tools) {
+      json["tool_runs"].push_back(toolJson(run, session));
+    }
   } else {
     json["test_runs"] = Json::array();
-    for (const TestRun& run : session.tests) json["test_runs"].push_back(runJson(run));
+    for (const TestRun& run : session.tests) {
+      json["test_runs"].push_back(runJson(run));
+    }
   }
   json["notices"] = session.notices;
   return dumped(json);

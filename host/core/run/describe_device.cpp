@@ -9,7 +9,9 @@ using storage::PropertyEntry;
 
 std::string valueOf(const std::vector<PropertyEntry>& properties, std::string_view key) {
   for (const PropertyEntry& entry : properties) {
-    if (entry.key == key) return entry.value;
+    if (entry.key == key) {
+      return entry.value;
+    }
   }
   return {};
 }
@@ -20,26 +22,46 @@ std::optional<Number> numberOf(const std::vector<PropertyEntry>& properties, std
   const std::string value = valueOf(properties, key);
   Number number = 0;
   const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
-  if (error != std::errc() || end == value.data()) return std::nullopt;
+  if (error != std::errc() || end == value.data()) {
+    return std::nullopt;
+  }
   return number;
 }
 
 std::string connectionOf(const std::map<std::string, std::string>& attributes) {
   const auto parent = attributes.find("parent");
-  if (parent == attributes.end()) return "other";
-  if (parent->second == "LOCAL_DRIVES") return "internal";
-  if (parent->second == "USB_DRIVES") return "external";
-  if (parent->second.starts_with("RAID_ATTACHED_DRIVES")) return "raid";
+  if (parent == attributes.end()) {
+    return "other";
+  }
+  if (parent->second == "LOCAL_DRIVES") {
+    return "internal";
+  }
+  if (parent->second == "USB_DRIVES") {
+    return "external";
+  }
+  if (parent->second.starts_with("RAID_ATTACHED_DRIVES")) {
+    return "raid";
+  }
   return "other";
 }
 
 // The module does not name the bus, so it is told by how the device hangs and what it speaks.
 std::string busOf(const DeviceInfo& info, const std::string& protocolType) {
-  if (info.connection == "external") return "USB";
-  if (info.connection == "raid") return "RAID";
-  if (protocolType == "ata") return "ATA";
-  if (protocolType == "scsi") return "SCSI";
-  if (protocolType == "nvme") return "NVMe";
+  if (info.connection == "external") {
+    return "USB";
+  }
+  if (info.connection == "raid") {
+    return "RAID";
+  }
+  if (protocolType == "ata") {
+    return "ATA";
+  }
+  if (protocolType == "scsi") {
+    return "SCSI";
+  }
+  if (protocolType == "nvme") {
+    return "NVMe";
+  }
   return info.protocol == "EMMC" ? "eMMC" : "unknown";
 }
 
@@ -61,7 +83,9 @@ std::vector<ShownProperty> shown(const std::vector<PropertyEntry>& entries, cons
 }  // namespace
 
 void redactRows(std::vector<SmartRow>& rows, const Redactor& redactor) {
-  for (SmartRow& row : rows) row.data = redactor.property(row.name, row.data);
+  for (SmartRow& row : rows) {
+    row.data = redactor.property(row.name, row.data);
+  }
 }
 
 DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t index,
@@ -84,7 +108,9 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
   info.connection = connectionOf(description.attributes);
   info.protocol = valueOf(properties, "PROTOCOL");
   std::string protocolType;
-  if (!component.getReport("protocol_type", protocolType)) protocolType.clear();
+  if (!component.getReport("protocol_type", protocolType)) {
+    protocolType.clear();
+  }
   info.bus = busOf(info, protocolType);
   const auto nonRotating = description.attributes.find("NonRotatingMedia");
   info.solidState = nonRotating != description.attributes.end() && nonRotating->second == "T";
@@ -111,15 +137,21 @@ void describeDetails(storage::SystemComponent& component, const Catalogue& catal
                      const Texts& texts, const Redactor& redactor, DeviceInfo& info) {
   for (const CatalogueDiagnostic& diagnostic : catalogue.diagnostics) {
     for (const CatalogueTest& test : diagnostic.tests) {
-      if (test.test == nullptr || !test.test->isApplicable(&component)) continue;
+      if (test.test == nullptr || !test.test->isApplicable(&component)) {
+        continue;
+      }
       info.applicableTests.push_back({test.id, test.nameKey, texts.text(test.nameKey)});
     }
   }
   std::string report;
   info.smartSupported = component.getReport("SMART", report) && !report.empty();
-  if (info.smartSupported) info.smart = readSmartReport(report);
+  if (info.smartSupported) {
+    info.smart = readSmartReport(report);
+  }
   report.clear();
-  if (component.getReport("OSTRIA_LOG_PAGE", report)) info.logPage = readSmartReport(report);
+  if (component.getReport("OSTRIA_LOG_PAGE", report)) {
+    info.logPage = readSmartReport(report);
+  }
   redactRows(info.smart, redactor);
   redactRows(info.logPage, redactor);
 }

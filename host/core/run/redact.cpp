@@ -20,21 +20,27 @@ constexpr std::array<std::string_view, 6> kMaskedKeys = {"UDI",
 
 std::string lowered(std::string_view text) {
   std::string out(text);
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  for (char& c : out) {
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
   return out;
 }
 
 }  // namespace
 
 void Redactor::addSecret(std::string_view secret) {
-  if (!enabled_) return;
+  if (!enabled_) {
+    return;
+  }
   std::string plain = lowered(secret);
   std::string joined = plain;
   std::erase(joined, ' ');
   std::string underscored = plain;
   std::replace(underscored.begin(), underscored.end(), ' ', '_');
   for (std::string* form : {&plain, &joined, &underscored}) {
-    if (form->size() < kShortest) continue;
+    if (form->size() < kShortest) {
+      continue;
+    }
     if (std::find(secrets_.begin(), secrets_.end(), *form) == secrets_.end()) {
       secrets_.push_back(*form);
     }

@@ -14,24 +14,34 @@ std::vector<Message> RunContext::messages() const {
   const bool told = closing_.empty() || std::any_of(all.begin(), all.end(), [&](const Message& m) {
                       return m.key == services_.redactor.text(closing_);
                     });
-  if (!told) all.push_back(services_.message(closing_, 0, 0));
+  if (!told) {
+    all.push_back(services_.message(closing_, 0, 0));
+  }
   return all;
 }
 
 bool RunContext::isAbortRequested() {
-  if (probing_ && ++polls_ > 1) return true;
+  if (probing_ && ++polls_ > 1) {
+    return true;
+  }
   return services_.interrupts.isAbortRequested();
 }
 
 void RunContext::progress(std::uint8_t percent, const std::string& message) {
-  if (percent >= 100 && !message.empty()) closing_ = message;
-  if (probing_) return;
+  if (percent >= 100 && !message.empty()) {
+    closing_ = message;
+  }
+  if (probing_) {
+    return;
+  }
   std::string text = services_.redactor.text(services_.texts.message(message));
   services_.progress.update(percent, services_.redactor.text(message), harmless(text));
 }
 
 void RunContext::requestInput(storage::InputRequest* request) {
-  if (request == nullptr) return;
+  if (request == nullptr) {
+    return;
+  }
   if (confirmed_) {
     request->answer = storage::InputRequest::Yes;
     return;

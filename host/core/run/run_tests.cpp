@@ -23,7 +23,9 @@ std::vector<TestParameter> parametersOf(storage::Test& test,
     const auto found = std::find_if(known.begin(), known.end(),
                                     [&](const TestParameter& row) { return row.key == pair.key; });
     TestParameter parameter;
-    if (found != known.end()) parameter = *found;
+    if (found != known.end()) {
+      parameter = *found;
+    }
     parameter.key = pair.key;
     parameter.value = pair.value;
     out.push_back(std::move(parameter));
@@ -45,19 +47,27 @@ class TestRunner {
     std::vector<bool> supported(plan_.tests.size(), !plan_.devices.empty());
     for (const DeviceInfo& device : session_.devices) {
       storage::SystemComponent* component = manager.component(device.index);
-      if (component == nullptr) continue;
+      if (component == nullptr) {
+        continue;
+      }
       for (std::size_t i = 0; i < plan_.tests.size(); ++i) {
         const TestChoice& choice = plan_.tests[i];
         const bool applicable = entry(choice).test->isApplicable(component);
-        if (applicable) supported[i] = true;
+        if (applicable) {
+          supported[i] = true;
+        }
         // Without a choice of devices, or with a whole diagnostic, what does not apply is not
         // meant.
-        if (!applicable && (plan_.devices.empty() || !choice.named)) continue;
+        if (!applicable && (plan_.devices.empty() || !choice.named)) {
+          continue;
+        }
         runOne(choice, device, *component, applicable);
       }
     }
     for (std::size_t i = 0; i < plan_.tests.size(); ++i) {
-      if (supported[i] || !plan_.tests[i].named) continue;
+      if (supported[i] || !plan_.tests[i].named) {
+        continue;
+      }
       session_.unperformed = true;
       session_.notices.push_back("No device here supports the test \"" +
                                  services_.texts.text(entry(plan_.tests[i]).nameKey) + "\".");
@@ -118,13 +128,17 @@ class TestRunner {
   }
 
   bool mayRun(const CatalogueTest& test, const DeviceInfo& device, TestRun& run) {
-    if (test.id != kWriteTest) return true;
+    if (test.id != kWriteTest) {
+      return true;
+    }
     const Answer answer = services_.questions.ask(
         services_.texts.text(test.nameKey) + " writes to the volumes of device " +
             std::to_string(device.index) + " (" + deviceForQuestion(device) + "). " +
             services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT") + ". Go on?",
         services_.errorWidth);
-    if (answer == Answer::Yes) return true;
+    if (answer == Answer::Yes) {
+      return true;
+    }
     const bool stopped = services_.interrupts.isAbortRequested();
     run.outcome = stopped ? ExitCode::Stopped : ExitCode::NotPerformed;
     run.note = stopped ? kStoppedByUser : refusalNote(answer);
@@ -142,13 +156,17 @@ class TestRunner {
     run.outcome = exitCodeOf(test.run(&context));
     run.messages = context.messages();
     services_.progress.end(outcomeText(run.outcome));
-    if (run.messages.empty()) run.note = noteFor(run.outcome, context);
+    if (run.messages.empty()) {
+      run.note = noteFor(run.outcome, context);
+    }
   }
 
   std::string noteFor(ExitCode outcome, const RunContext& context) const {
     switch (outcome) {
       case ExitCode::Stopped:
-        if (services_.interrupts.isAbortRequested()) return kStoppedByUser;
+        if (services_.interrupts.isAbortRequested()) {
+          return kStoppedByUser;
+        }
         return "The module stopped the test without giving a reason.";
       case ExitCode::NotPerformed:
         if (context.wasAskedForInput() && !services_.questions.canAsk()) {
@@ -173,16 +191,22 @@ class TestRunner {
 
 UsageError checkParameters(const Plan& plan, const Catalogue& catalogue, const Texts& texts) {
   for (const TestChoice& choice : plan.tests) {
-    if (choice.parameters.empty()) continue;
+    if (choice.parameters.empty()) {
+      continue;
+    }
     const CatalogueTest& entry = catalogue.diagnostics[choice.diagnostic].tests[choice.test];
     std::vector<ParameterIssue> issues;
     entry.test->resetParameters();
-    if (entry.test->checkParameters(parametersOf(*entry.test, choice.parameters), issues)) continue;
+    if (entry.test->checkParameters(parametersOf(*entry.test, choice.parameters), issues)) {
+      continue;
+    }
     std::string sentence = texts.text(entry.nameKey);
     bool unknown = false;
     const char* separator = ": ";
     for (const ParameterIssue& issue : issues) {
-      if (issue.kind == ParameterIssue::None) continue;
+      if (issue.kind == ParameterIssue::None) {
+        continue;
+      }
       sentence += std::exchange(separator, "; ") + issue.parameter.key + ": " +
                   texts.message(issue.message);
       unknown = unknown || issue.kind == ParameterIssue::UnknownParameter;
@@ -204,7 +228,9 @@ UsageError configureTests(const Catalogue& catalogue, const storage::Configurati
   for (const CatalogueDiagnostic& diagnostic : catalogue.diagnostics) {
     for (const CatalogueTest& entry : diagnostic.tests) {
       storage::ConfigurationError error;
-      if (!entry.test->configure(settings, &error)) return refusedSetting(error, fileName);
+      if (!entry.test->configure(settings, &error)) {
+        return refusedSetting(error, fileName);
+      }
     }
   }
   return {};

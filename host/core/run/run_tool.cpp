@@ -41,7 +41,9 @@ const StatusRow* rowOf(int status) {
 
 template <typename Number>
 Number numberAt(const Values& values, std::size_t index, Number otherwise) {
-  if (index >= values.size()) return otherwise;
+  if (index >= values.size()) {
+    return otherwise;
+  }
   const std::string& text = values[index];
   Number number = otherwise;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -71,11 +73,19 @@ Values partitionTable(SystemComponent& component) {
     std::string label;
     std::string fileSystem;
     for (const storage::PropertyEntry& entry : section.entries) {
-      if (entry.key == "MOUNT_POINT") mountPoint = entry.value;
-      if (entry.key == "LABEL") label = entry.value;
-      if (entry.key == "FILE_SYSTEM") fileSystem = entry.value;
+      if (entry.key == "MOUNT_POINT") {
+        mountPoint = entry.value;
+      }
+      if (entry.key == "LABEL") {
+        label = entry.value;
+      }
+      if (entry.key == "FILE_SYSTEM") {
+        fileSystem = entry.value;
+      }
     }
-    if (mountPoint.empty()) continue;
+    if (mountPoint.empty()) {
+      continue;
+    }
     table.push_back(label.empty() ? mountPoint : mountPoint + " (" + label + ")");
     table.push_back(fileSystem);
     table.push_back(mountPoint);
@@ -100,7 +110,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
     session_.toolName = entry_.commandName;
     session_.toolTitle = services_.texts.text(tool_.getNameKey());
     session_.operation = plan_.operation;
-    if (!plan_.operation.empty()) tool_.setParameter("Operation", {plan_.operation});
+    if (!plan_.operation.empty()) {
+      tool_.setParameter("Operation", {plan_.operation});
+    }
     connect();
     if (plan_.operation == "filterDevices") {
       filter(manager);
@@ -119,8 +131,12 @@ class ToolRunner final : public storage::ToolEventReceiver {
                                  "): " + services_.texts.message(request.question);
     const Answer answer =
         services_.questions.ask(harmless(services_.redactor.text(question)), services_.errorWidth);
-    if (answer == Answer::Yes) request.answer = storage::InputRequest::Yes;
-    if (answer == Answer::No) request.answer = storage::InputRequest::No;
+    if (answer == Answer::Yes) {
+      request.answer = storage::InputRequest::Yes;
+    }
+    if (answer == Answer::No) {
+      request.answer = storage::InputRequest::No;
+    }
   }
 
  private:
@@ -179,13 +195,17 @@ class ToolRunner final : public storage::ToolEventReceiver {
   void treat(storage::SystemComponentManager& manager) {
     for (const DeviceInfo& device : session_.devices) {
       SystemComponent* component = manager.component(device.index);
-      if (component == nullptr) continue;
+      if (component == nullptr) {
+        continue;
+      }
       run_ = ToolRun();
       run_.device = device.index;
       run_.isSmart = plan_.operation.empty();
       run_.applicable = tool_.isApplicable(component);
       run_.started = Clock::now();
-      if (!run_.applicable && plan_.devices.empty()) continue;
+      if (!run_.applicable && plan_.devices.empty()) {
+        continue;
+      }
       if (services_.interrupts.isAbortRequested()) {
         run_.outcome = ExitCode::Stopped;
         run_.note = "Stopped before it began.";
@@ -206,7 +226,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
   }
 
   bool mayTreat(const DeviceInfo& device) {
-    if (!changesDevice()) return true;
+    if (!changesDevice()) {
+      return true;
+    }
     const std::string what =
         isFilesystem() ? "Checking the file systems repairs what it finds on device "
                        : "Repairing overwrites the unreadable sectors, whose content is lost, and "
@@ -214,18 +236,26 @@ class ToolRunner final : public storage::ToolEventReceiver {
     const Answer answer = services_.questions.ask(
         what + std::to_string(device.index) + " (" + deviceForQuestion(device) + "). Go on?",
         services_.errorWidth);
-    if (answer == Answer::Yes) return true;
+    if (answer == Answer::Yes) {
+      return true;
+    }
     const bool stopped = services_.interrupts.isAbortRequested();
-    if (stopped) run_.outcome = ExitCode::Stopped;
+    if (stopped) {
+      run_.outcome = ExitCode::Stopped;
+    }
     run_.note = stopped ? "Stopped by the user." : refusalNote(answer);
     return false;
   }
 
   bool hasPartitions(SystemComponent& component) {
-    if (!isFilesystem()) return true;
+    if (!isFilesystem()) {
+      return true;
+    }
     const Values table = partitionTable(component);
     tool_.setParameter("partition_table" + component.id(), table);
-    if (table.empty()) run_.note = "The device has no mounted volume to check.";
+    if (table.empty()) {
+      run_.note = "The device has no mounted volume to check.";
+    }
     return !table.empty();
   }
 
@@ -239,7 +269,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
     for (const std::string& note : stored("Message")) {
       result.notes.push_back(services_.redactor.text(services_.texts.message(note)));
       // A check that the user did not want scheduled was not stopped, it never began.
-      if (result.status == 8) result.outcome = ExitCode::NotPerformed;
+      if (result.status == 8) {
+        result.outcome = ExitCode::NotPerformed;
+      }
     }
     run_.outcome = run_.partitions.empty() ? result.outcome : worse(run_.outcome, result.outcome);
     run_.partitions.push_back(std::move(result));
@@ -259,7 +291,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
                              : ", ") +
                    services_.redactor.text(services_.texts.message(notes[i]));
     }
-    if (isFilesystem() || values.size() < 2) return;
+    if (isFilesystem() || values.size() < 2) {
+      return;
+    }
     run_.status = numberAt(values, 1, kNoStatus);
     run_.outcome = outcomeOfStatus(*run_.status, false);
     const Values sectors = stored("SectorsInfo");
@@ -272,7 +306,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
       run_.badSectors.push_back(numberAt<std::uint64_t>(list, i, 0));
     }
     // Bad sectors count, also when the scan did not come to its end.
-    if (run_.badSectorsFound > 0) run_.outcome = worse(run_.outcome, ExitCode::Failed);
+    if (run_.badSectorsFound > 0) {
+      run_.outcome = worse(run_.outcome, ExitCode::Failed);
+    }
   }
 
   void smartFinished(const Values& values) {
@@ -283,7 +319,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
     run_.logPage = readSmartReport(textAt(values, 4));
     redactRows(run_.smart, services_.redactor);
     redactRows(run_.logPage, services_.redactor);
-    if (!available) run_.note = "The device gives no SMART data.";
+    if (!available) {
+      run_.note = "The device gives no SMART data.";
+    }
   }
 
   void finish(const ToolRun& run) {
@@ -313,13 +351,17 @@ void runTool(const Plan& plan, const Catalogue& catalogue, const RunServices& se
 
 ExitCode outcomeOfStatus(int status, bool filesystem) {
   // A checker that mended what it found leaves a device that wants attention, not a bad one.
-  if (filesystem && status == 9) return ExitCode::Warning;
+  if (filesystem && status == 9) {
+    return ExitCode::Warning;
+  }
   const StatusRow* row = rowOf(status);
   return row == nullptr ? ExitCode::CouldNotStart : row->outcome;
 }
 
 const char* statusText(int status, bool filesystem) {
-  if (filesystem && status == 9) return "errors were found and repaired";
+  if (filesystem && status == 9) {
+    return "errors were found and repaired";
+  }
   const StatusRow* row = rowOf(status);
   return row == nullptr ? "unknown status" : row->text;
 }

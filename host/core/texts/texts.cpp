@@ -13,7 +13,9 @@ bool isUpper(char c) { return c >= 'A' && c <= 'Z'; }
 bool isLower(char c) { return c >= 'a' && c <= 'z'; }
 
 void capitalize(std::string& text) {
-  if (!text.empty() && isLower(text[0])) text[0] = static_cast<char>(text[0] - 'a' + 'A');
+  if (!text.empty() && isLower(text[0])) {
+    text[0] = static_cast<char>(text[0] - 'a' + 'A');
+  }
 }
 
 // A word that only a key can be: capitals, joined by "_" or marked by "|".
@@ -21,7 +23,9 @@ bool looksLikeKey(std::string_view word) {
   bool joined = false;
   bool letter = false;
   for (const char c : word) {
-    if (isLower(c)) return false;
+    if (isLower(c)) {
+      return false;
+    }
     joined = joined || c == '_' || c == '|';
     letter = letter || isUpper(c);
   }
@@ -37,12 +41,20 @@ std::string withoutTags(std::string_view html) {
   std::string out;
   bool inTag = false;
   for (const char c : html) {
-    if (c == '<') inTag = true;
-    if (!inTag) out += c;
-    if (c == '>') inTag = false;
+    if (c == '<') {
+      inTag = true;
+    }
+    if (!inTag) {
+      out += c;
+    }
+    if (c == '>') {
+      inTag = false;
+    }
   }
   const std::size_t first = out.find_first_not_of(' ');
-  if (first == std::string::npos) return {};
+  if (first == std::string::npos) {
+    return {};
+  }
   return out.substr(first, out.find_last_not_of(' ') - first + 1);
 }
 
@@ -58,15 +70,21 @@ UsageError Texts::add(std::string_view content, const std::string& name) {
     std::string_view line = content.substr(0, end);
     content.remove_prefix(end == std::string_view::npos ? content.size() : end + 1);
     ++number;
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    if (line.empty() || line.front() == '#') continue;
+    if (!line.empty() && line.back() == '\r') {
+      line.remove_suffix(1);
+    }
+    if (line.empty() || line.front() == '#') {
+      continue;
+    }
     const std::size_t tab = line.find('\t');
     if (tab == 0 || tab == std::string_view::npos || tab + 1 == line.size()) {
       return {name + ", line " + std::to_string(number) + ": a key, a tab and a text are wanted."};
     }
     added.insert_or_assign(std::string(line.substr(0, tab)), std::string(line.substr(tab + 1)));
   }
-  for (auto& [key, text] : added) rows_.insert_or_assign(key, std::move(text));
+  for (auto& [key, text] : added) {
+    rows_.insert_or_assign(key, std::move(text));
+  }
   return {};
 }
 
@@ -79,7 +97,9 @@ std::string Texts::text(std::string_view key) const {
   const std::string* found = find(key);
   std::string out = found != nullptr ? *found : readableKey(key);
   capitalize(out);
-  if (!out.empty() && out.back() == ':') out.pop_back();
+  if (!out.empty() && out.back() == ':') {
+    out.pop_back();
+  }
   return out;
 }
 
@@ -90,8 +110,12 @@ std::string Texts::word(std::string_view token, bool& isKey) const {
   for (;;) {
     if (const std::string* found = find(token)) {
       std::string out = *found;
-      if (sentence) capitalize(out);
-      if (!tail.empty() && out.back() == tail.front()) tail.erase(0, 1);
+      if (sentence) {
+        capitalize(out);
+      }
+      if (!tail.empty() && out.back() == tail.front()) {
+        tail.erase(0, 1);
+      }
       return out + tail;
     }
     // A bar in front of a whole key begins a sentence; punctuation may follow the key.
@@ -110,8 +134,12 @@ std::string Texts::word(std::string_view token, bool& isKey) const {
 }
 
 std::string Texts::message(std::string_view composed) const {
-  if (composed.starts_with("<table")) return plainTable(composed);
-  if (find(composed) != nullptr) return text(composed);
+  if (composed.starts_with("<table")) {
+    return plainTable(composed);
+  }
+  if (find(composed) != nullptr) {
+    return text(composed);
+  }
   std::string out;
   bool previousIsKey = false;
   while (!composed.empty()) {
@@ -126,7 +154,9 @@ std::string Texts::message(std::string_view composed) const {
     }
     out += piece;
     previousIsKey = isKey;
-    if (end == std::string_view::npos) break;
+    if (end == std::string_view::npos) {
+      break;
+    }
     out += composed[end];
     composed.remove_prefix(end + 1);
   }
@@ -138,7 +168,9 @@ std::string Texts::propertyValue(std::string_view key, std::string_view value) c
   if (std::find(kKeyValued.begin(), kKeyValued.end(), key) == kKeyValued.end()) {
     return std::string(value);
   }
-  if (find(value) != nullptr || value.starts_with('_')) return text(value);
+  if (find(value) != nullptr || value.starts_with('_')) {
+    return text(value);
+  }
   return std::string(value);
 }
 
@@ -151,7 +183,9 @@ std::string readableKey(std::string_view key) {
       continue;
     }
     if (c == '_') {
-      if (!out.empty()) out += ' ';
+      if (!out.empty()) {
+        out += ' ';
+      }
     } else if (isUpper(c) && !keep && !out.empty()) {
       out += static_cast<char>(c - 'A' + 'a');
     } else {
@@ -163,24 +197,34 @@ std::string readableKey(std::string_view key) {
 }
 
 std::string plainTable(std::string_view text) {
-  if (!text.starts_with("<table")) return std::string(text);
+  if (!text.starts_with("<table")) {
+    return std::string(text);
+  }
   std::string out;
   std::size_t row = text.find("<tr>");
   while (row != std::string_view::npos) {
     const std::size_t nextRow = text.find("<tr>", row + 4);
     std::string_view cells = text.substr(
         row + 4, nextRow == std::string_view::npos ? std::string_view::npos : nextRow - row - 4);
-    if (!out.empty()) out += '\n';
+    if (!out.empty()) {
+      out += '\n';
+    }
     bool first = true;
     for (;;) {
       const std::size_t begin = std::min(cells.find("<td"), cells.find("<th"));
-      if (begin == std::string_view::npos) break;
+      if (begin == std::string_view::npos) {
+        break;
+      }
       cells.remove_prefix(begin);
       const std::size_t end = std::min(cells.find("</td>"), cells.find("</th>"));
-      if (!first) out += '\t';
+      if (!first) {
+        out += '\t';
+      }
       out += withoutTags(cells.substr(0, end));
       first = false;
-      if (end == std::string_view::npos) break;
+      if (end == std::string_view::npos) {
+        break;
+      }
       cells.remove_prefix(end);
     }
     row = nextRow;

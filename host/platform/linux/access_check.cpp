@@ -11,7 +11,9 @@ namespace {
 // Disks that are made of memory, files or other disks.
 bool isDisk(const std::string& name) {
   for (const char* other : {"loop", "ram", "zram", "dm-", "md", "sr", "fd", "nbd"}) {
-    if (name.starts_with(other)) return false;
+    if (name.starts_with(other)) {
+      return false;
+    }
   }
   return true;
 }
@@ -29,7 +31,9 @@ std::string missingAccess(const std::string& blockFolder, const std::string& dev
       ++closed;
     }
   }
-  if (closed == 0) return {};
+  if (closed == 0) {
+    return {};
+  }
   return std::to_string(closed) + (closed == 1 ? " disk" : " disks") +
          " of this computer cannot be opened: that takes the rights of root. Start the program "
          "with sudo.";

@@ -11,7 +11,9 @@ std::string prettySystemName() {
   std::ifstream file("/etc/os-release");
   const std::string wanted = "PRETTY_NAME=";
   for (std::string line; std::getline(file, line);) {
-    if (!line.starts_with(wanted)) continue;
+    if (!line.starts_with(wanted)) {
+      continue;
+    }
     std::string value = line.substr(wanted.size());
     std::erase(value, '"');
     return value;
@@ -28,7 +30,9 @@ void nameMachine(bool virtualPc, std::string& name, std::string& system) {
     return;
   }
   utsname kernel{};
-  if (uname(&kernel) != 0) return;
+  if (uname(&kernel) != 0) {
+    return;
+  }
   name = kernel.nodename;
   system = prettySystemName();
   system += (system.empty() ? "" : ", ") + std::string(kernel.sysname) + " " + kernel.release +

@@ -43,11 +43,15 @@ void Interrupts::loop() {
   const timespec tick{0, kTickNanoseconds};
   while (!ending_) {
     const int signal = sigtimedwait(&set, nullptr, &tick);
-    if (ending_) return;
+    if (ending_) {
+      return;
+    }
     const std::lock_guard lock(mutex_);
     if (signal > 0) {
       const int count = count_.fetch_add(1) + 1;
-      if (onInterrupt_) onInterrupt_(count);
+      if (onInterrupt_) {
+        onInterrupt_(count);
+      }
     } else if (onTick_) {
       onTick_();
     }

@@ -34,11 +34,15 @@ OrUsageError<std::unique_ptr<ModuleLibrary>> ModuleLibrary::load(const std::stri
 }
 
 ModuleLibrary::~ModuleLibrary() {
-  if (release_ != nullptr) release_();
+  if (release_ != nullptr) {
+    release_();
+  }
 }
 
 std::string ModuleLibrary::version() const {
-  if (version_ == nullptr) return "unknown";
+  if (version_ == nullptr) {
+    return "unknown";
+  }
   return std::to_string(version_->major()) + "." + std::to_string(version_->minor()) + "." +
          std::to_string(version_->patch()) + "." + std::to_string(version_->build());
 }

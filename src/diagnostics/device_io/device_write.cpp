@@ -15,40 +15,42 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint64_t reserveBytes = 0x46666666;       // stays free on every volume: 1.1 GiB
-constexpr std::uint64_t largestTestBytes = 0x140000000;  // 5 GiB
-constexpr std::uint8_t pattern = 0xAA;
-constexpr std::uint32_t timeoutSeconds = 30;
-constexpr char fileName[] = "/ostria_diags_tmp_file";
-constexpr char warningTitle[] = "DEVICE_WRITE_TEST";
-constexpr char spaceWarning[] = "VOLUME_SPACE_ALLOCATION_ALERT";
-constexpr std::uint32_t yesNoQuestion = 1;
+constexpr std::uint64_t kReserveBytes = 0x46666666;       // stays free on every volume: 1.1 GiB
+constexpr std::uint64_t kLargestTestBytes = 0x140000000;  // 5 GiB
+constexpr std::uint8_t kPattern = 0xAA;
+constexpr std::uint32_t kTimeoutSeconds = 30;
+constexpr char kFileName[] = "/ostria_diags_tmp_file";
+constexpr char kWarningTitle[] = "DEVICE_WRITE_TEST";
+constexpr char kSpaceWarning[] = "VOLUME_SPACE_ALLOCATION_ALERT";
+constexpr std::uint32_t kYesNoQuestion = 1;
 
-constexpr char tableNotRecognized[] =
+constexpr char kTableNotRecognized[] =
     "THIS_TEST_CANNOT_BE_PERFORMED_BECAUSE_THE_PARTITION_TABLE_WAS_NOT_RECOGNIZED";
-constexpr char noUsableVolume[] =
+constexpr char kNoUsableVolume[] =
     "THE_AVAILABLE_VOLUMES_DO_NOT_FULFILL_THE_TEST_REQUIREMENTS._|MAKE_SURE_TO_HAVE_AT_LEAST_ONE_"
     "VALID_VOLUME_OR_PARTITION_WITH_MORE_THAN_1.1|G|B_OF_FREE_SPACE_AND_FORMATTED_AS_|N|T|F|S_OR_"
     "EXT4_OR_EXT3._|MAKE_SURE_THAT_|WINDOWS_FAST_BOOT_OR_HIBERNATE_WAS_DISABLED.";
 
 /// Memory for unbuffered access, aligned for every sector size in use.
 struct AlignedDelete {
-  static constexpr std::align_val_t alignment{4096};
-  void operator()(std::uint8_t* memory) const { ::operator delete(memory, alignment); }
+  static constexpr std::align_val_t kAlignment{4096};
+  void operator()(std::uint8_t* memory) const { ::operator delete(memory, kAlignment); }
 };
 using AlignedChunk = std::unique_ptr<std::uint8_t, AlignedDelete>;
 
 /// Null when there is no memory.
 AlignedChunk makeChunk(std::uint64_t bytes) {
   return AlignedChunk(static_cast<std::uint8_t*>(
-      ::operator new(static_cast<std::size_t>(bytes), AlignedDelete::alignment, std::nothrow)));
+      ::operator new(static_cast<std::size_t>(bytes), AlignedDelete::kAlignment, std::nothrow)));
 }
 
 class HeldPrivilege {
  public:
   HeldPrivilege() : held_(holdVolumePrivilege()) {}
   ~HeldPrivilege() {
-    if (held_) releaseVolumePrivilege();
+    if (held_) {
+      releaseVolumePrivilege();
+    }
   }
   HeldPrivilege(const HeldPrivilege&) = delete;
   HeldPrivilege& operator=(const HeldPrivilege&) = delete;
@@ -59,7 +61,9 @@ class HeldPrivilege {
 };
 
 bool takesScratchFiles(const std::string& mountPoint, std::string& fileSystem) {
-  if (!readFileSystemName(mountPoint, fileSystem)) return false;
+  if (!readFileSystemName(mountPoint, fileSystem)) {
+    return false;
+  }
   getLocalStringHandler().toLowerCase(fileSystem);
   const std::vector<std::string>& accepted = scratchFileSystems();
   return std::find(accepted.begin(), accepted.end(), fileSystem) != accepted.end();
@@ -74,7 +78,9 @@ StorageDeviceWriteTest::TestFile::TestFile(TestFile&& other) noexcept
       handle_(other.handle_) {}
 
 StorageDeviceWriteTest::TestFile::~TestFile() {
-  if (filesystem_ != nullptr) filesystem_->closeFile(handle_);
+  if (filesystem_ != nullptr) {
+    filesystem_->closeFile(handle_);
+  }
 }
 
 StorageDeviceWriteTest::StorageDeviceWriteTest(const Identifier& id)
@@ -82,54 +88,71 @@ StorageDeviceWriteTest::StorageDeviceWriteTest(const Identifier& id)
 
 TestResult StorageDeviceWriteTest::check(StorageComponent* component, TestListener* listener,
                                          MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
+  }
   const StorageBusKind bus = component->busKind();
   if (bus == StorageBusKind::Emmc ||
-      (bus == StorageBusKind::Nvme && component->connection() != DeviceConnection::RaidMember))
+      (bus == StorageBusKind::Nvme && component->connection() != DeviceConnection::RaidMember)) {
     return TestResult::Passed;
-  return refuse(listener, log, keys::InvalidProtocol, Statement);
+  }
+  return refuse(listener, log, keys::kInvalidProtocol, Statement);
 }
 
 TestResult StorageDeviceWriteTest::run(TestRunContext* context) {
   const TestResult bound = bind(context);
-  if (bound != TestResult::Passed) return bound;
+  if (bound != TestResult::Passed) {
+    return bound;
+  }
   progress(0);
-  if (checkStopNoted(context_, true)) return TestResult::Stopped;
+  if (checkStopNoted(context_, true)) {
+    return TestResult::Stopped;
+  }
   TestResult result;
   {
     const HeldPrivilege privilege;
     privilegeHeld_ = privilege.held();
     result = test();
   }
-  if (checkStopNoted(context_, true)) return TestResult::Stopped;
+  if (checkStopNoted(context_, true)) {
+    return TestResult::Stopped;
+  }
   return close(result);
 }
 
 TestResult StorageDeviceWriteTest::test() {
   doneFraction_ = 0;
   const TestResult checked = check(component_, listener_, log_);
-  if (checked != TestResult::Passed) return checked;
-  if (checkStopNoted(context_, false)) return TestResult::Stopped;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
+  if (checkStopNoted(context_, false)) {
+    return TestResult::Stopped;
+  }
   sectorBytes_ = sectorBufferBytes(cachedProperties(protocol_));
   warnOnce();
 
   std::vector<UsableVolume> volumes;
   std::vector<TestFile> files;
   TestResult result = findVolumes(volumes);
-  if (result == TestResult::Passed) result = makeFiles(volumes, files);
-  for (auto file = files.begin(); result == TestResult::Passed && file != files.end(); ++file)
+  if (result == TestResult::Passed) {
+    result = makeFiles(volumes, files);
+  }
+  for (auto file = files.begin(); result == TestResult::Passed && file != files.end(); ++file) {
     result = checkStopNoted(context_, false) ? TestResult::Stopped : exercise(*file);
+  }
   files.clear();
   return close(result);
 }
 
 void StorageDeviceWriteTest::warnOnce() {
-  if (component_->hasConfirmedTest(identifier()) || !listener_->canRequestInput()) return;
+  if (component_->hasConfirmedTest(identifier()) || !listener_->canRequestInput()) {
+    return;
+  }
   InputRequest request;
-  request.title = warningTitle;
-  request.question = spaceWarning;
-  request.questionKind = yesNoQuestion;
+  request.title = kWarningTitle;
+  request.question = kSpaceWarning;
+  request.questionKind = kYesNoQuestion;
   listener_->requestInput(&request);
   component_->setUserAnswer(request.answer);
   component_->addConfirmedTest(identifier());
@@ -137,41 +160,59 @@ void StorageDeviceWriteTest::warnOnce() {
 
 TestResult StorageDeviceWriteTest::findVolumes(std::vector<UsableVolume>& volumes) {
   const PartitionTable* table = component_->partitionTable();
-  if (table == nullptr) return refuse(listener_, log_, tableNotRecognized, Statement);
+  if (table == nullptr) {
+    return refuse(listener_, log_, kTableNotRecognized, Statement);
+  }
   for (const PartitionEntry& partition : table->partitions) {
-    if (partition.mountPoints.empty() || partition.usedBytes > partition.sizeBytes) continue;
+    if (partition.mountPoints.empty() || partition.usedBytes > partition.sizeBytes) {
+      continue;
+    }
     const std::uint64_t unused = partition.sizeBytes - partition.usedBytes;
     UsableVolume volume;
     volume.record.tempDirectory = partition.mountPoints.front();
-    if (unused <= reserveBytes ||
-        !takesScratchFiles(volume.record.tempDirectory, volume.record.fileSystem))
+    if (unused <= kReserveBytes ||
+        !takesScratchFiles(volume.record.tempDirectory, volume.record.fileSystem)) {
       continue;
-    volume.freeBytes = unused - reserveBytes;
+    }
+    volume.freeBytes = unused - kReserveBytes;
     volumes.push_back(volume);
   }
-  if (volumes.empty()) return refuse(listener_, log_, noUsableVolume, Statement);
+  if (volumes.empty()) {
+    return refuse(listener_, log_, kNoUsableVolume, Statement);
+  }
   return TestResult::Passed;
 }
 
 TestResult StorageDeviceWriteTest::makeFiles(const std::vector<UsableVolume>& volumes,
                                              std::vector<TestFile>& files) {
   totalFreeBytes_ = 0;
-  for (const UsableVolume& volume : volumes) totalFreeBytes_ += volume.freeBytes;
-  testBytes_ = std::min(totalFreeBytes_, largestTestBytes);
+  for (const UsableVolume& volume : volumes) {
+    totalFreeBytes_ += volume.freeBytes;
+  }
+  testBytes_ = std::min(totalFreeBytes_, kLargestTestBytes);
 
   for (const UsableVolume& volume : volumes) {
     const ScratchFileLayout layout =
         layOutScratchFile(volume.freeBytes, totalFreeBytes_, testBytes_, sectorBytes_);
-    if (layout.fileBytes == 0) continue;
-    DeviceHandle handle;
-    if (filesystem_->createFile(volume.record.tempDirectory + fileName, &handle, true) != 0)
+    if (layout.fileBytes == 0) {
       continue;
+    }
+    DeviceHandle handle;
+    if (filesystem_->createFile(volume.record.tempDirectory + kFileName, &handle, true) != 0) {
+      continue;
+    }
     TestFile file(*filesystem_, handle, layout, volume.record);
-    if (filesystem_->setFileSize(handle, layout.fileBytes) != 0) continue;
-    if (privilegeHeld_) static_cast<void>(setValidData(handle, layout.fileBytes));
+    if (filesystem_->setFileSize(handle, layout.fileBytes) != 0) {
+      continue;
+    }
+    if (privilegeHeld_) {
+      static_cast<void>(setValidData(handle, layout.fileBytes));
+    }
     files.push_back(std::move(file));
   }
-  if (!files.empty()) return TestResult::Passed;
+  if (!files.empty()) {
+    return TestResult::Passed;
+  }
   showThenLog(listener_, log_, "VOLUME_ACCESS_ERROR", ResourceProblem);
   return TestResult::Warning;
 }
@@ -182,22 +223,33 @@ TestResult StorageDeviceWriteTest::exercise(const TestFile& file) {
       placeChunks(file.layout, sectorBytes_, getLocalNumberHandler());
   const AlignedChunk written = makeChunk(bytes);
   const AlignedChunk readBack = makeChunk(bytes);
-  if (!written || !readBack) return TestResult::Passed;
-  std::memset(written.get(), pattern, bytes);
+  if (!written || !readBack) {
+    return TestResult::Passed;
+  }
+  std::memset(written.get(), kPattern, bytes);
 
   for (const std::uint64_t offset : places) {
-    if (checkStopNoted(context_, false)) return TestResult::Stopped;
+    if (checkStopNoted(context_, false)) {
+      return TestResult::Stopped;
+    }
     const TestResult result = writeChunk(file, offset, written.get());
-    if (result != TestResult::Passed) return result;
+    if (result != TestResult::Passed) {
+      return result;
+    }
     addProgress(bytes);
   }
   for (const std::uint64_t offset : places) {
     std::memset(readBack.get(), 0, bytes);
-    if (checkStopNoted(context_, false)) return TestResult::Stopped;
+    if (checkStopNoted(context_, false)) {
+      return TestResult::Stopped;
+    }
     const TestResult result = readChunk(file, offset, readBack.get());
-    if (result != TestResult::Passed) return result;
-    if (std::memcmp(written.get(), readBack.get(), bytes) != 0)
+    if (result != TestResult::Passed) {
+      return result;
+    }
+    if (std::memcmp(written.get(), readBack.get(), bytes) != 0) {
       return failRange("PATTERN_VERIFICATION_FAILED", offset, bytes);
+    }
     addProgress(bytes);
   }
   return TestResult::Passed;
@@ -207,10 +259,13 @@ TestResult StorageDeviceWriteTest::writeChunk(const TestFile& file, std::uint64_
                                               const std::uint8_t* chunk) {
   std::uint64_t done = 0;
   const ProtocolResult result = filesystem_->writeAt(file.handle(), offset, file.layout.chunkBytes,
-                                                     &done, timeoutSeconds, chunk);
-  if (succeeded(result)) return TestResult::Passed;
-  if (result != ProtocolResult::VolumeFull)
+                                                     &done, kTimeoutSeconds, chunk);
+  if (succeeded(result)) {
+    return TestResult::Passed;
+  }
+  if (result != ProtocolResult::VolumeFull) {
     return failRange("WRITE_OPERATION_FAILED", offset, file.layout.chunkBytes);
+  }
   showThenLog(listener_, log_, "VOLUME_RAN_OUT_OF_SPACE", ResourceProblem);
   return TestResult::Warning;
 }
@@ -219,14 +274,14 @@ TestResult StorageDeviceWriteTest::readChunk(const TestFile& file, std::uint64_t
                                              std::uint8_t* chunk) {
   std::uint64_t done = 0;
   return succeeded(filesystem_->readAt(file.handle(), offset, file.layout.chunkBytes, &done,
-                                       timeoutSeconds, chunk))
+                                       kTimeoutSeconds, chunk))
              ? TestResult::Passed
              : failRange("READ_OPERATION_FAILED", offset, file.layout.chunkBytes);
 }
 
 TestResult StorageDeviceWriteTest::failRange(const char* key, std::uint64_t offset,
                                              std::uint64_t bytes) {
-  const std::string words = std::string(key) + " " + keys::BadSectorsInRange + " ";
+  const std::string words = std::string(key) + " " + keys::kBadSectorsInRange + " ";
   const std::string from = std::to_string(offset);
   const std::string to = std::to_string(offset + bytes);
   progress(100, words + "[" + from + ", " + to + "]");

@@ -8,7 +8,7 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint64_t chunkSectors = 256;
+constexpr std::uint64_t kChunkSectors = 256;
 
 std::uint64_t roundDown(std::uint64_t bytes, std::uint32_t sectorBytes) {
   return bytes - bytes % sectorBytes;
@@ -20,7 +20,9 @@ ScratchFileLayout layOutScratchFile(std::uint64_t freeBytes, std::uint64_t total
                                     std::uint64_t testBytes, std::uint32_t sectorBytes) {
   ScratchFileLayout layout;
   layout.fileBytes = roundDown(freeBytes, sectorBytes);
-  if (layout.fileBytes == 0) return layout;
+  if (layout.fileBytes == 0) {
+    return layout;
+  }
   const double share = static_cast<double>(testBytes) * static_cast<double>(layout.fileBytes) /
                        static_cast<double>(totalBytes);
   // Rounding must not push the share beyond the file.
@@ -28,7 +30,7 @@ ScratchFileLayout layOutScratchFile(std::uint64_t freeBytes, std::uint64_t total
                           ? layout.fileBytes
                           : static_cast<std::uint64_t>(share);
   layout.chunkBytes =
-      std::min(chunkSectors * sectorBytes, roundDown(layout.shareBytes, sectorBytes));
+      std::min(kChunkSectors * sectorBytes, roundDown(layout.shareBytes, sectorBytes));
   layout.chunkBytes = std::max<std::uint64_t>(layout.chunkBytes, sectorBytes);
   return layout;
 }
@@ -40,8 +42,9 @@ std::vector<std::uint64_t> placeChunks(const ScratchFileLayout& layout, std::uin
   const std::uint64_t spread = (stride - layout.chunkBytes) / sectorBytes;
   std::vector<std::uint64_t> places;
   places.reserve(parts);
-  for (std::uint64_t i = 0; i < parts; ++i)
+  for (std::uint64_t i = 0; i < parts; ++i) {
     places.push_back(i * stride + random.random(spread + 1) * sectorBytes);
+  }
   return places;
 }
 

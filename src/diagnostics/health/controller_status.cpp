@@ -6,18 +6,21 @@
 namespace ostria::storage {
 
 namespace {
-constexpr std::uint32_t confirmedNvmeController = 2;
+constexpr std::uint32_t kConfirmedNvmeController = 2;
 }
 
 TestResult ControllerStatusTest::check(StorageComponent* component, TestListener* listener,
                                        MessageLog* log) {
   const char* reason = nullptr;
-  if (component == nullptr)
-    reason = keys::DeviceNotIdentified;
-  else if (component->busKind() != StorageBusKind::Nvme ||
-           component->controllerAccess() != confirmedNvmeController)
-    reason = keys::InvalidProtocol;
-  if (reason == nullptr) return TestResult::Passed;
+  if (component == nullptr) {
+    reason = keys::kDeviceNotIdentified;
+  } else if (component->busKind() != StorageBusKind::Nvme ||
+             component->controllerAccess() != kConfirmedNvmeController) {
+    reason = keys::kInvalidProtocol;
+  }
+  if (reason == nullptr) {
+    return TestResult::Passed;
+  }
   showThenLogFlagged(listener, log, reason, Statement);
   return TestResult::CouldNotStart;
 }
@@ -25,14 +28,20 @@ TestResult ControllerStatusTest::check(StorageComponent* component, TestListener
 TestResult ControllerStatusTest::prepare(StorageComponent* component, TestListener* listener,
                                          MessageLog* log) {
   const TestResult checked = check(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
   return component->storageProtocol() == nullptr ? TestResult::CouldNotStart : TestResult::Passed;
 }
 
 TestResult ControllerStatusTest::run(TestRunContext* context) {
   const TestResult bound = bind(context);
-  if (bound != TestResult::Passed) return bound;
-  if (checkStopNoted(context_, true)) return TestResult::Stopped;
+  if (bound != TestResult::Passed) {
+    return bound;
+  }
+  if (checkStopNoted(context_, true)) {
+    return TestResult::Stopped;
+  }
   if (prepare(component_, listener_, log_) != TestResult::Passed) {
     showThenLogFlagged(listener_, log_, "NVME Controller Test: Execution Supports failed.",
                        Statement);
@@ -53,7 +62,9 @@ TestResult ControllerStatusTest::run(TestRunContext* context) {
     showThenLogFlagged(listener_, log_, "NVME_CONTROLLER_STATUS_TEST_FAIL", Statement);
     return TestResult::Failed;
   }
-  if (checkStopNoted(context_, true)) return TestResult::Stopped;
+  if (checkStopNoted(context_, true)) {
+    return TestResult::Stopped;
+  }
   return close(TestResult::Passed);
 }
 

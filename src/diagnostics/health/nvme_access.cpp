@@ -10,13 +10,19 @@ NvmeAccess::NvmeAccess(StorageProtocol* protocol)
       systemCall_(dynamic_cast<NvmeSystemCallProtocol*>(protocol)) {}
 
 bool NvmeAccess::readLog(void* buffer, std::uint32_t bytes, std::uint32_t log) const {
-  if (passThrough_ != nullptr) return succeeded(passThrough_->GetLogPage(buffer, bytes, log));
-  if (systemCall_ != nullptr) return succeeded(systemCall_->GetLogPage(buffer, bytes, log, 0));
+  if (passThrough_ != nullptr) {
+    return succeeded(passThrough_->GetLogPage(buffer, bytes, log));
+  }
+  if (systemCall_ != nullptr) {
+    return succeeded(systemCall_->GetLogPage(buffer, bytes, log, 0));
+  }
   return false;
 }
 
 bool NvmeAccess::readIdentify(NvmeIdentifyRecord& record) const {
-  if (passThrough_ != nullptr) return succeeded(passThrough_->GetIdentifyRecord(&record));
+  if (passThrough_ != nullptr) {
+    return succeeded(passThrough_->GetIdentifyRecord(&record));
+  }
   return systemCall_ != nullptr && systemCall_->GetIdentifyRecord(&record);
 }
 
@@ -27,8 +33,12 @@ bool hasNvmeLogs(const StorageProtocol* protocol) {
 
 void showThenLogFlagged(TestListener* listener, MessageLog* log, const std::string& text,
                         Severity severity) {
-  if (listener != nullptr) listener->progress(100, text);
-  if (log != nullptr) log->add(text, severity, 1);
+  if (listener != nullptr) {
+    listener->progress(100, text);
+  }
+  if (log != nullptr) {
+    log->add(text, severity, 1);
+  }
 }
 
 }  // namespace ostria::storage

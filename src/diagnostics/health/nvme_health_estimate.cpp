@@ -12,28 +12,33 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr double bytesPerGiB = 1024.0 * 1024.0 * 1024.0;
-constexpr std::uint32_t enduranceGroupsBit = 1u << 4;
-constexpr std::uint16_t noVendorCount = 0x2020;
-constexpr std::size_t vendorCountOffset = 279;
+constexpr double kBytesPerGiB = 1024.0 * 1024.0 * 1024.0;
+constexpr std::uint32_t kEnduranceGroupsBit = 1u << 4;
+constexpr std::uint16_t kNoVendorCount = 0x2020;
+constexpr std::size_t kVendorCountOffset = 279;
 
 // Rated endurance by capacity: the first row whose capacity is not exceeded.
 struct Rating {
   double capacityGiB;
   double enduranceTiB;
 };
-constexpr std::array<Rating, 6> ratings{
+constexpr std::array<Rating, 6> kRatings{
     {{128, 75}, {256, 85}, {512, 150}, {1000, 300}, {2000, 600}, {4000, 1200}}};
 
 double ratingByCapacity(double capacityGiB) {
-  for (const Rating& rating : ratings)
-    if (capacityGiB <= rating.capacityGiB) return rating.enduranceTiB * 1024;
+  for (const Rating& rating : kRatings) {
+    if (capacityGiB <= rating.capacityGiB) {
+      return rating.enduranceTiB * 1024;
+    }
+  }
   return 0;
 }
 
 double wideNumber(const std::uint8_t* field) {
   double value = 0;
-  for (int i = 15; i >= 0; --i) value = value * 256 + field[i];
+  for (int i = 15; i >= 0; --i) {
+    value = value * 256 + field[i];
+  }
   return value;
 }
 
@@ -43,8 +48,8 @@ std::uint64_t saturated(const std::uint8_t* field) {
 
 // The numbers come from the drive and may be anything; a value that no int holds has no conversion.
 int truncated(double value) {
-  constexpr double most = std::numeric_limits<int>::max();
-  return static_cast<int>(std::clamp(value, -most, most));
+  constexpr double kMost = std::numeric_limits<int>::max();
+  return static_cast<int>(std::clamp(value, -kMost, kMost));
 }
 
 int percent(double value) { return std::clamp(truncated(value), 0, 100); }
@@ -53,30 +58,34 @@ int percent(double value) { return std::clamp(truncated(value), 0, 100); }
 
 NvmeHealthEstimate estimateNvmeHealth(const NvmeAccess& drive, double capacityBytes) {
   NvmeHealthLogData smart{};
-  const bool smartRead = drive.readLog(smart.data(), nvmeHealthLogBytes, nvmeHealthLog);
+  const bool smartRead = drive.readLog(smart.data(), kNvmeHealthLogBytes, kNvmeHealthLog);
 
   bool enduranceGroups = false;
   double ratedGiB = 0;
   std::array<std::uint8_t, 512> endurance{};
   if (drive.readLog(endurance.data(), static_cast<std::uint32_t>(endurance.size()),
-                    nvmeEnduranceGroupLog)) {
+                    kNvmeEnduranceGroupLog)) {
     NvmeIdentifyRecord identity;
     enduranceGroups =
-        drive.readIdentify(identity) && (identity.controllerAttributes & enduranceGroupsBit) != 0;
-    if (enduranceGroups) ratedGiB = wideNumber(endurance.data() + 32) * 1e9 / bytesPerGiB;
+        drive.readIdentify(identity) && (identity.controllerAttributes & kEnduranceGroupsBit) != 0;
+    if (enduranceGroups) {
+      ratedGiB = wideNumber(endurance.data() + 32) * 1e9 / kBytesPerGiB;
+    }
   }
 
   NvmeVendorLogData vendor{};
-  const bool vendorRead = drive.readLog(vendor.data(), nvmeVendorLogBytes, nvmeVendorLog);
+  const bool vendorRead = drive.readLog(vendor.data(), kNvmeVendorLogBytes, kNvmeVendorLog);
   // A drive without the log has no count either; a count of 0 would make any drive a healthy one.
   const std::uint16_t vendorCount =
-      vendorRead ? loadLe16(vendor.data() + vendorCountOffset) : noVendorCount;
+      vendorRead ? loadLe16(vendor.data() + kVendorCountOffset) : kNoVendorCount;
 
-  const double capacityGiB = std::floor(capacityBytes / bytesPerGiB);
+  const double capacityGiB = std::floor(capacityBytes / kBytesPerGiB);
   double writtenGiB = 0;
   if (smartRead) {
-    writtenGiB = wideNumber(smart.data() + 48) * 1000 * 512 / bytesPerGiB;
-    if (!enduranceGroups || ratedGiB <= 0) ratedGiB = ratingByCapacity(capacityGiB);
+    writtenGiB = wideNumber(smart.data() + 48) * 1000 * 512 / kBytesPerGiB;
+    if (!enduranceGroups || ratedGiB <= 0) {
+      ratedGiB = ratingByCapacity(capacityGiB);
+    }
   }
 
   NvmeHealthEstimate estimate;
@@ -84,7 +93,7 @@ NvmeHealthEstimate estimateNvmeHealth(const NvmeAccess& drive, double capacityBy
   estimate.criticalWarning = smart[0];
   estimate.mediaErrors = saturated(smart.data() + 160);
   estimate.usedPercent = ratedGiB > 0 ? percent(writtenGiB / ratedGiB * 100) : 0;
-  if (vendorCount == noVendorCount || ratedGiB <= 0 || !enduranceGroups || capacityGiB < 1) {
+  if (vendorCount == kNoVendorCount || ratedGiB <= 0 || !enduranceGroups || capacityGiB < 1) {
     estimate.health = 100 - int{smart[5]};
   } else {
     const double cycles = ratedGiB / capacityGiB;

@@ -7,10 +7,12 @@ namespace ostria::storage {
 
 TestResult NvmeSmartTest::check(StorageComponent* component, TestListener* listener,
                                 MessageLog* log) {
-  const char* reason = component == nullptr                         ? keys::DeviceNotIdentified
-                       : !hasNvmeLogs(component->storageProtocol()) ? keys::InvalidProtocol
+  const char* reason = component == nullptr                         ? keys::kDeviceNotIdentified
+                       : !hasNvmeLogs(component->storageProtocol()) ? keys::kInvalidProtocol
                                                                     : nullptr;
-  if (reason == nullptr) return TestResult::Passed;
+  if (reason == nullptr) {
+    return TestResult::Passed;
+  }
   showThenLogFlagged(listener, log, reason, Statement);
   return TestResult::CouldNotStart;
 }
@@ -22,11 +24,15 @@ TestResult NvmeSmartTest::prepare(StorageComponent* component, TestListener* lis
 
 TestResult NvmeSmartTest::run(TestRunContext* context) {
   const TestResult bound = bind(context);
-  if (bound != TestResult::Passed) return bound;
-  if (prepare(component_, listener_, log_) != TestResult::Passed) return TestResult::NotPerformed;
+  if (bound != TestResult::Passed) {
+    return bound;
+  }
+  if (prepare(component_, listener_, log_) != TestResult::Passed) {
+    return TestResult::NotPerformed;
+  }
 
   SmartLog smart{};
-  if (!NvmeAccess(protocol_).readLog(smart.data(), nvmeHealthLogBytes, nvmeHealthLog)) {
+  if (!NvmeAccess(protocol_).readLog(smart.data(), kNvmeHealthLogBytes, kNvmeHealthLog)) {
     showThenLogFlagged(listener_, log_, "FAILED_TO_GET_SMART_DATA", Statement);
     return TestResult::NotPerformed;
   }
@@ -35,7 +41,9 @@ TestResult NvmeSmartTest::run(TestRunContext* context) {
 }
 
 TestResult NvmeSmartTest::evaluateWarning(const SmartLog& log, std::uint8_t mask, const char* key) {
-  if ((log[0] & mask) == 0) return close(TestResult::Passed);
+  if ((log[0] & mask) == 0) {
+    return close(TestResult::Passed);
+  }
   showThenLogFlagged(listener_, log_, key, DeviceFault);
   return TestResult::Failed;
 }

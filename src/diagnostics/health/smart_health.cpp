@@ -11,23 +11,25 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr int healthyFrom = 70;
-constexpr std::uint32_t reportPauseMilliseconds = 465;
+constexpr int kHealthyFrom = 70;
+constexpr std::uint32_t kReportPauseMilliseconds = 465;
 
 /// Percent points that the attribute costs, or -1 when it bears no penalty.
 int penaltyOf(const SmartAttribute& attribute) {
   const auto row =
-      std::find_if(healthPenalties.begin(), healthPenalties.end(),
+      std::find_if(kHealthPenalties.begin(), kHealthPenalties.end(),
                    [&](const HealthPenalty& penalty) { return penalty.attribute == attribute.id; });
-  if (row == healthPenalties.end()) return -1;
+  if (row == kHealthPenalties.end()) {
+    return -1;
+  }
   const std::uint64_t count = std::uint64_t{attribute.raw} * row->weight;
   return static_cast<int>(std::min(count, static_cast<std::uint64_t>(row->maximum)));
 }
 
 bool isCritical(const SmartAttribute& attribute) {
   return attribute.value < attribute.threshold &&
-         std::find(criticalAttributes.begin(), criticalAttributes.end(), attribute.id) !=
-             criticalAttributes.end();
+         std::find(kCriticalAttributes.begin(), kCriticalAttributes.end(), attribute.id) !=
+             kCriticalAttributes.end();
 }
 
 }  // namespace
@@ -38,11 +40,15 @@ int SmartHealthTest::healthPercent(const std::vector<SmartAttribute>& attributes
   float health = 1.0F;
   for (const SmartAttribute& attribute : attributes) {
     const int penalty = penaltyOf(attribute);
-    if (penalty < 0) continue;
+    if (penalty < 0) {
+      continue;
+    }
     matched = true;
     health = static_cast<float>(health * ((100.0 - penalty) / 100.0));
   }
-  if (!matched) return -1;
+  if (!matched) {
+    return -1;
+  }
   health = static_cast<float>(health * 100.0);
   health -= static_cast<float>(health * 0.1 * static_cast<double>(critical));
   // More than ten critical attributes take away more than there is.
@@ -51,8 +57,9 @@ int SmartHealthTest::healthPercent(const std::vector<SmartAttribute>& attributes
 
 bool SmartHealthTest::isApplicable(SystemComponent* component) {
   const auto* storage = dynamic_cast<StorageComponent*>(component);
-  if (storage == nullptr || storage->busKind() != StorageBusKind::Ata || !enabledByConfiguration_)
+  if (storage == nullptr || storage->busKind() != StorageBusKind::Ata || !enabledByConfiguration_) {
     return false;
+  }
   return StorageTest::isApplicable(component);
 }
 
@@ -63,27 +70,35 @@ bool SmartHealthTest::configure(ConfigurationMap configuration, ConfigurationErr
 
 TestResult SmartHealthTest::check(StorageComponent* component, TestListener* listener,
                                   MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
-  if (component->storageProtocol()->GetProtocolKind() != ProtocolKind::Ata)
-    return refuse(listener, log, keys::InvalidProtocol, Statement);
-  if (!cachedProperties(component->storageProtocol()).smartSupported)
-    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
+  }
+  if (component->storageProtocol()->GetProtocolKind() != ProtocolKind::Ata) {
+    return refuse(listener, log, keys::kInvalidProtocol, Statement);
+  }
+  if (!cachedProperties(component->storageProtocol()).smartSupported) {
+    return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SmartHealthTest::prepare(StorageComponent* component, TestListener* listener,
                                     MessageLog* log) {
   const TestResult checked = check(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
-  if (!succeeded(smartGuard_.enable(*component->storageProtocol())))
-    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
+  if (!succeeded(smartGuard_.enable(*component->storageProtocol()))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SmartHealthTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
     result = judge();
@@ -98,16 +113,18 @@ TestResult SmartHealthTest::judge() {
   auto* ata = dynamic_cast<AtaProtocol*>(protocol_);
   const bool read = ata != nullptr && succeeded(ata->GetSmartAttributes(&attributes));
   const int health = read ? healthPercent(attributes) : -1;
-  if (health < 0) return refuse(listener_, log_, keys::NoDeviceAttributes, Statement);
+  if (health < 0) {
+    return refuse(listener_, log_, keys::kNoDeviceAttributes, Statement);
+  }
 
   TestResult result = TestResult::Passed;
-  if (health < healthyFrom) {
-    showThenLog(listener_, log_, keys::HealthDegraded, MissingCapability);
+  if (health < kHealthyFrom) {
+    showThenLog(listener_, log_, keys::kHealthDegraded, MissingCapability);
     result = TestResult::Warning;
   }
-  get_timer()->wait(reportPauseMilliseconds);
+  get_timer()->wait(kReportPauseMilliseconds);
   const std::string text =
-      keyWithNumber(keys::DiskHealth, static_cast<std::uint64_t>(health)) + "%";
+      keyWithNumber(keys::kDiskHealth, static_cast<std::uint64_t>(health)) + "%";
   showThenLog(listener_, log_, text, Statement);
   return result;
 }

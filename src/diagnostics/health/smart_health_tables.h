@@ -13,7 +13,7 @@ struct HealthPenalty {
   std::uint32_t weight;
 };
 
-inline constexpr std::array<HealthPenalty, 7> healthPenalties = {{
+inline constexpr std::array<HealthPenalty, 7> kHealthPenalties = {{
     {5, 70.0, 2},
     {10, 50.0, 2},
     {184, 50.0, 1},
@@ -24,7 +24,7 @@ inline constexpr std::array<HealthPenalty, 7> healthPenalties = {{
 }};
 
 /// Attributes that cost a tenth of the health each while they are below their threshold.
-inline constexpr std::array<std::uint8_t, 13> criticalAttributes = {1,  2,   3,   4,   7,   8,  9,
-                                                                    12, 184, 225, 194, 199, 193};
+inline constexpr std::array<std::uint8_t, 13> kCriticalAttributes = {1,  2,   3,   4,   7,   8,  9,
+                                                                     12, 184, 225, 194, 199, 193};
 
 }  // namespace ostria::storage

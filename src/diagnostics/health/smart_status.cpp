@@ -6,29 +6,38 @@ namespace ostria::storage {
 
 TestResult SmartStatusTest::check(StorageComponent* component, TestListener* listener,
                                   MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
-  if (component->busKind() == StorageBusKind::Nvme)
-    return refuse(listener, log, keys::InvalidProtocol, Statement);
-  if (component->connection() == DeviceConnection::External)
-    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
-  if (!cachedProperties(component->storageProtocol()).smartSupported)
-    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
+  }
+  if (component->busKind() == StorageBusKind::Nvme) {
+    return refuse(listener, log, keys::kInvalidProtocol, Statement);
+  }
+  if (component->connection() == DeviceConnection::External) {
+    return refuse(listener, log, keys::kNotSupportedInExternalDevice, MissingCapability);
+  }
+  if (!cachedProperties(component->storageProtocol()).smartSupported) {
+    return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SmartStatusTest::prepare(StorageComponent* component, TestListener* listener,
                                     MessageLog* log) {
   const TestResult checked = check(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
-  if (!succeeded(smartGuard_->enable(*component->storageProtocol())))
-    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
+  if (!succeeded(smartGuard_->enable(*component->storageProtocol()))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SmartStatusTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   smartGuard_ = std::make_unique<SmartStateGuard>();
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
@@ -39,17 +48,21 @@ TestResult SmartStatusTest::run(TestRunContext* context) {
 }
 
 TestResult SmartStatusTest::judge() {
-  constexpr std::uint8_t unanswered = 0xFF;
+  constexpr std::uint8_t kUnanswered = 0xFF;
   TestResult result = TestResult::Passed;
-  std::uint8_t healthy = unanswered;
+  std::uint8_t healthy = kUnanswered;
   progress(0);
-  if (!succeeded(protocol_->GetSmartStatus(&healthy)) || healthy == unanswered) {
-    result = refuse(listener_, log_, keys::SmartDataNotValid, Statement);
+  if (!succeeded(protocol_->GetSmartStatus(&healthy)) || healthy == kUnanswered) {
+    result = refuse(listener_, log_, keys::kSmartDataNotValid, Statement);
   } else {
     progress(50);
   }
-  if (checkStop(context_)) return TestResult::Stopped;
-  if (result != TestResult::Passed) return result;
+  if (checkStop(context_)) {
+    return TestResult::Stopped;
+  }
+  if (result != TestResult::Passed) {
+    return result;
+  }
   return close(healthy != 0 ? TestResult::Passed : TestResult::Failed);
 }
 

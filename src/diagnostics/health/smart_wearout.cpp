@@ -16,38 +16,49 @@ bool hasSmartSwitch(const StorageProtocol& protocol) {
 
 TestResult SmartWearoutTest::check(StorageComponent* component, TestListener* listener,
                                    MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
+  }
   const StorageProtocol& protocol = *component->storageProtocol();
   if (protocol.GetProtocolKind() != ProtocolKind::Ata) {
-    return hasSmartSwitch(protocol) ? refuse(listener, log, keys::InvalidProtocol, Statement)
+    return hasSmartSwitch(protocol) ? refuse(listener, log, keys::kInvalidProtocol, Statement)
                                     : TestResult::Passed;
   }
   const StorageProtocolProperties properties = cachedProperties(&protocol);
-  if (!properties.smartSupported)
-    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
-  if (!properties.solidState) return refuse(listener, log, keys::ForSsdsOnly, MissingCapability);
+  if (!properties.smartSupported) {
+    return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
+  }
+  if (!properties.solidState) {
+    return refuse(listener, log, keys::kForSsdsOnly, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SmartWearoutTest::prepare(StorageComponent* component, TestListener* listener,
                                      MessageLog* log) {
   const TestResult checked = check(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
   StorageProtocol& protocol = *component->storageProtocol();
-  if (hasSmartSwitch(protocol) && !succeeded(smartGuard_.enable(protocol)))
-    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  if (hasSmartSwitch(protocol) && !succeeded(smartGuard_.enable(protocol))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SmartWearoutTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   std::string finding;
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
     result = judge(finding);
-    if (hasSmartSwitch(*protocol_)) smartGuard_.restore(*protocol_, log_);
+    if (hasSmartSwitch(*protocol_)) {
+      smartGuard_.restore(*protocol_, log_);
+    }
   }
   progress(100, finding);
   return result;
@@ -56,12 +67,13 @@ TestResult SmartWearoutTest::run(TestRunContext* context) {
 TestResult SmartWearoutTest::judge(std::string& finding) {
   progress(0);
   std::uint32_t remaining = 0xFFFFFFFFu;
-  if (!succeeded(protocol_->GetWearIndicator(&remaining)) || remaining > 100)
-    return refuse(listener_, log_, keys::SmartDataNotValid, Statement);
+  if (!succeeded(protocol_->GetWearIndicator(&remaining)) || remaining > 100) {
+    return refuse(listener_, log_, keys::kSmartDataNotValid, Statement);
+  }
   if (remaining <= 1) {
-    finding = keys::WearoutLimitReached;
+    finding = keys::kWearoutLimitReached;
   } else if (remaining <= 10) {
-    finding = keys::WearoutLimitClose;
+    finding = keys::kWearoutLimitClose;
   }
   return TestResult::Passed;
 }

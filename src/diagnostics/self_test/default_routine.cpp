@@ -7,35 +7,45 @@ namespace ostria::storage {
 
 TestResult DefaultSelfTest::check(StorageComponent* component, TestListener* listener,
                                   MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
-  if (component->connection() == DeviceConnection::External)
-    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
+  }
+  if (component->connection() == DeviceConnection::External) {
+    return refuse(listener, log, keys::kNotSupportedInExternalDevice, MissingCapability);
+  }
   if (component->storageProtocol()->GetProtocolKind() != ProtocolKind::Scsi ||
-      component->busKind() != StorageBusKind::Scsi)
-    return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
+      component->busKind() != StorageBusKind::Scsi) {
+    return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
+  }
   return TestResult::Passed;
 }
 
 TestResult DefaultSelfTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
-    if (checkStop(context_)) return TestResult::Stopped;
+    if (checkStop(context_)) {
+      return TestResult::Stopped;
+    }
     result = perform();
   }
   return close(result);
 }
 
 TestResult DefaultSelfTest::perform() {
-  constexpr std::uint8_t checkCondition = 2;
-  if (!succeeded(protocol_->StartSelfTest(static_cast<std::uint8_t>(testCode_), 0)))
-    return refuse(listener_, log_, keys::CannotPerformSelfTest, ResourceProblem);
+  constexpr std::uint8_t kCheckCondition = 2;
+  if (!succeeded(protocol_->StartSelfTest(static_cast<std::uint8_t>(testCode_), 0))) {
+    return refuse(listener_, log_, keys::kCannotPerformSelfTest, ResourceProblem);
+  }
   const auto* scsi = dynamic_cast<const ScsiProtocol*>(protocol_);
-  if (scsi == nullptr) return TestResult::CouldNotStart;
-  return close(scsi->GetLastDiagnosticStatus() == checkCondition ? TestResult::Failed
-                                                                 : TestResult::Passed);
+  if (scsi == nullptr) {
+    return TestResult::CouldNotStart;
+  }
+  return close(scsi->GetLastDiagnosticStatus() == kCheckCondition ? TestResult::Failed
+                                                                  : TestResult::Passed);
 }
 
 }  // namespace ostria::storage

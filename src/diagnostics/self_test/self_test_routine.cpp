@@ -12,7 +12,7 @@ namespace {
 
 /// A wait between two looks at the clock: long enough to leave the processor alone, short enough
 /// for a user who aborts.
-constexpr std::uint32_t loopPauseMilliseconds = 100;
+constexpr std::uint32_t kLoopPauseMilliseconds = 100;
 
 bool isAta(const StorageProtocol& protocol) {
   return protocol.GetProtocolKind() == ProtocolKind::Ata;
@@ -21,62 +21,81 @@ bool isAta(const StorageProtocol& protocol) {
 }  // namespace
 
 TestResult SelfTest::check(StorageComponent* component, TestListener* listener, MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
+  }
   const StorageProtocol& protocol = *component->storageProtocol();
   switch (protocol.GetProtocolKind()) {
     case ProtocolKind::Emmc:
     case ProtocolKind::Nvme:
     case ProtocolKind::NvmeScsi:
     case ProtocolKind::NvmeSystemCall:
-      return refuse(listener, log, keys::InvalidProtocol, Statement);
+      return refuse(listener, log, keys::kInvalidProtocol, Statement);
     case ProtocolKind::Ata:
       break;
     default:
       return TestResult::Passed;
   }
   const StorageProtocolProperties properties = cachedProperties(&protocol);
-  if (!properties.smartSupported)
-    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
-  if (!properties.smartDataValid) return refuse(listener, log, keys::SmartDataNotCached, Statement);
-  if (!properties.offlineImmediateSupported)
-    return refuse(listener, log, keys::NoOfflineExecution, Statement);
+  if (!properties.smartSupported) {
+    return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
+  }
+  if (!properties.smartDataValid) {
+    return refuse(listener, log, keys::kSmartDataNotCached, Statement);
+  }
+  if (!properties.offlineImmediateSupported) {
+    return refuse(listener, log, keys::kNoOfflineExecution, Statement);
+  }
   // The bit says that the drive gives its routine up at the next command, so watching it would end
   // it.
-  if (properties.selfTestAbortSupported)
-    return refuse(listener, log, keys::UnexpectedEvent, Statement);
+  if (properties.selfTestAbortSupported) {
+    return refuse(listener, log, keys::kUnexpectedEvent, Statement);
+  }
   return TestResult::Passed;
 }
 
 TestResult SelfTest::checkSelfTestSupported(StorageComponent* component, TestListener* listener,
                                             MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
+  }
   const StorageProtocol& protocol = *component->storageProtocol();
-  if (isAta(protocol) && !cachedProperties(&protocol).selfTestSupported)
-    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
+  if (isAta(protocol) && !cachedProperties(&protocol).selfTestSupported) {
+    return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SelfTest::prepare(StorageComponent* component, TestListener* listener, MessageLog* log) {
   const TestResult checked = check(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
   StorageProtocol& protocol = *component->storageProtocol();
-  if (!isAta(protocol)) return TestResult::Passed;
-  if (smartGuard_ == nullptr) return TestResult::CouldNotStart;
-  if (!succeeded(smartGuard_->enable(protocol)))
-    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  if (!isAta(protocol)) {
+    return TestResult::Passed;
+  }
+  if (smartGuard_ == nullptr) {
+    return TestResult::CouldNotStart;
+  }
+  if (!succeeded(smartGuard_->enable(protocol))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult SelfTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   smartGuard_ = isAta(*protocol_) ? std::make_unique<SmartStateGuard>() : nullptr;
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
     result = perform();
-    if (smartGuard_ != nullptr) smartGuard_->restore(*protocol_, log_);
+    if (smartGuard_ != nullptr) {
+      smartGuard_->restore(*protocol_, log_);
+    }
   }
   return close(result);
 }
@@ -85,41 +104,54 @@ TestResult SelfTest::perform() {
   // A controller may have its members examine themselves; that routine is left alone.
   if (component_->connection() != DeviceConnection::RaidMember) {
     const TestResult cleared = clearOtherRoutine();
-    if (cleared != TestResult::Passed) return cleared;
+    if (cleared != TestResult::Passed) {
+      return cleared;
+    }
   }
   const TestResult started = startRoutine();
-  if (started != TestResult::Passed) return started;
+  if (started != TestResult::Passed) {
+    return started;
+  }
   progress(0);
-  std::uint8_t status = unknownSelfTestStatus;
+  std::uint8_t status = kUnknownSelfTestStatus;
   return watch(status);
 }
 
 TestResult SelfTest::clearOtherRoutine() {
-  std::uint8_t status = unknownSelfTestStatus;
-  if (!succeeded(protocol_->GetSelfTestResult(&status))) return cannotPerform();
-  if (status != selfTestInProgress) return TestResult::Passed;
-  progress(0, keys::OtherSelfTestInProgress);
-  log_->add(keys::OtherSelfTestInProgress, ResourceProblem, 0);
+  std::uint8_t status = kUnknownSelfTestStatus;
+  if (!succeeded(protocol_->GetSelfTestResult(&status))) {
+    return cannotPerform();
+  }
+  if (status != kSelfTestInProgress) {
+    return TestResult::Passed;
+  }
+  progress(0, keys::kOtherSelfTestInProgress);
+  log_->add(keys::kOtherSelfTestInProgress, ResourceProblem, 0);
   (void)protocol_->AbortSelfTest();
   (void)protocol_->GetSelfTestResult(&status);
-  if (status == selfTestInProgress) {
-    showThenLog(listener_, log_, keys::CannotAbortOtherSelfTest, MissingCapability);
+  if (status == kSelfTestInProgress) {
+    showThenLog(listener_, log_, keys::kCannotAbortOtherSelfTest, MissingCapability);
     return TestResult::Warning;
   }
-  progress(0, keys::OtherSelfTestAborted);
-  log_->add(keys::OtherSelfTestAborted, ResourceProblem, 0);
+  progress(0, keys::kOtherSelfTestAborted);
+  log_->add(keys::kOtherSelfTestAborted, ResourceProblem, 0);
   return TestResult::Passed;
 }
 
 TestResult SelfTest::startRoutine() {
   const ProtocolResult started = protocol_->StartSelfTest(
       static_cast<std::uint8_t>(routine_.testCode), static_cast<std::uint8_t>(routine_.secondCode));
-  if (succeeded(started)) return TestResult::Passed;
+  if (succeeded(started)) {
+    return TestResult::Passed;
+  }
   if (explicitParameters_ && (started == ProtocolResult::SelfTestAbortedByDevice ||
-                              started == ProtocolResult::SelfTestIdNotFound))
-    return refuse(listener_, log_, keys::InvalidParameterValue, DeviceFault);
+                              started == ProtocolResult::SelfTestIdNotFound)) {
+    return refuse(listener_, log_, keys::kInvalidParameterValue, DeviceFault);
+  }
   const TestResult result = cannotPerform();
-  if (component_->connection() != DeviceConnection::RaidMember) wakeByReading(*component_);
+  if (component_->connection() != DeviceConnection::RaidMember) {
+    wakeByReading(*component_);
+  }
   return result;
 }
 
@@ -131,23 +163,30 @@ TestResult SelfTest::watch(std::uint8_t status) {
     return timer.secondsBetween(since, timer.clock());
   };
   std::uint8_t shown = 0;
-  if (!succeeded(protocol_->GetSelfTestResult(&status))) return cannotPerform();
-  for (;; timer.wait(loopPauseMilliseconds)) {
-    if (status != selfTestInProgress)
+  if (!succeeded(protocol_->GetSelfTestResult(&status))) {
+    return cannotPerform();
+  }
+  for (;; timer.wait(kLoopPauseMilliseconds)) {
+    if (status != kSelfTestInProgress) {
       return judgeSelfTestStatus(*protocol_, status, listener_, log_);
+    }
     if (checkStop(context_)) {
       (void)protocol_->AbortSelfTest();
       return TestResult::Stopped;
     }
     if (passed(lastPoll) >= routine_.pollSeconds) {
       const TestResult polled = poll(shown, status);
-      if (polled != TestResult::Passed) return polled;
+      if (polled != TestResult::Passed) {
+        return polled;
+      }
       lastPoll = timer.clock();
-      if (shown != 100) progress(shown);
+      if (shown != 100) {
+        progress(shown);
+      }
     }
     if (!explicitParameters_ && passed(started) >= routine_.timeoutSeconds) {
       const std::string text =
-          keyColonNumber(keys::FinishedWithTimeout, routine_.timeoutSeconds) + " s";
+          keyColonNumber(keys::kFinishedWithTimeout, routine_.timeoutSeconds) + " s";
       showThenLog(listener_, log_, text, MissingCapability);
       (void)protocol_->AbortSelfTest();
       return TestResult::Warning;
@@ -160,16 +199,20 @@ TestResult SelfTest::poll(std::uint8_t& shown, std::uint8_t& status) {
   bool answered = succeeded(protocol_->GetSelfTestProgress(&percent));
   if (answered) {
     // A drive that names no percentage has told nothing.
-    if (percent <= 100) shown = std::max(shown, percent);
+    if (percent <= 100) {
+      shown = std::max(shown, percent);
+    }
     answered = succeeded(protocol_->GetSelfTestResult(&status));
   }
-  if (answered || protocol_->IsAccessible()) return TestResult::Passed;
-  showThenLog(listener_, log_, keys::DeviceCommunicationFailure, MissingCapability);
+  if (answered || protocol_->IsAccessible()) {
+    return TestResult::Passed;
+  }
+  showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, MissingCapability);
   return TestResult::Stopped;
 }
 
 TestResult SelfTest::cannotPerform() {
-  return refuse(listener_, log_, keys::CannotPerformSelfTest, ResourceProblem);
+  return refuse(listener_, log_, keys::kCannotPerformSelfTest, ResourceProblem);
 }
 
 }  // namespace ostria::storage

@@ -11,15 +11,15 @@ namespace {
 const char* ataFault(std::uint8_t status) {
   switch (status) {
     case 3:
-      return keys::CriticalInterruption;
+      return keys::kCriticalInterruption;
     case 4:
-      return keys::UnknownErrorDetected;
+      return keys::kUnknownErrorDetected;
     case 5:
-      return keys::ElectricalErrorDetected;
+      return keys::kElectricalErrorDetected;
     case 6:
-      return keys::SeekErrorDetected;
+      return keys::kSeekErrorDetected;
     case 8:
-      return keys::HandlingDamageDetected;
+      return keys::kHandlingDamageDetected;
     default:
       return nullptr;
   }
@@ -31,15 +31,15 @@ TestResult judgeAta(StorageProtocol& protocol, std::uint8_t status, TestListener
     logThenShow(listener, log, fault, DeviceFault);
     return TestResult::Failed;
   }
-  constexpr std::uint8_t readFailure = 7;
-  if (status != readFailure) {
-    logThenShow(listener, log, keys::InconclusiveResult, Statement);
+  constexpr std::uint8_t kReadFailure = 7;
+  if (status != kReadFailure) {
+    logThenShow(listener, log, keys::kInconclusiveResult, Statement);
     return TestResult::Warning;
   }
-  log->add(keys::ReadErrorDetected, DeviceFault, 0);
+  log->add(keys::kReadErrorDetected, DeviceFault, 0);
   std::uint64_t lba = 0;
   if (succeeded(protocol.GetFirstFailedLba(&lba))) {
-    logThenShow(listener, log, keyWithNumber(keys::ReadingSector, lba), DeviceFault);
+    logThenShow(listener, log, keyWithNumber(keys::kReadingSector, lba), DeviceFault);
   } else {
     listener->progress(100, {});
   }
@@ -49,13 +49,13 @@ TestResult judgeAta(StorageProtocol& protocol, std::uint8_t status, TestListener
 TestResult judgeScsi(StorageProtocol& protocol, std::uint8_t status, TestListener* listener,
                      MessageLog* log) {
   if (status < 3 || status > 7) {
-    logThenShow(listener, log, keys::InconclusiveResult, Statement);
+    logThenShow(listener, log, keys::kInconclusiveResult, Statement);
     return TestResult::Warning;
   }
   std::uint64_t lba = 0;
   if (succeeded(protocol.GetFirstFailedLba(&lba))) {
-    log->add(keys::ReadErrorDetected, DeviceFault, 0);
-    logThenShow(listener, log, keyWithNumber(keys::ReadingSector, lba), DeviceFault);
+    log->add(keys::kReadErrorDetected, DeviceFault, 0);
+    logThenShow(listener, log, keyWithNumber(keys::kReadingSector, lba), DeviceFault);
   } else {
     listener->progress(100, {});
   }
@@ -67,14 +67,16 @@ TestResult judgeScsi(StorageProtocol& protocol, std::uint8_t status, TestListene
 TestResult judgeSelfTestStatus(StorageProtocol& protocol, std::uint8_t status,
                                TestListener* listener, MessageLog* log) {
   const ProtocolKind kind = protocol.GetProtocolKind();
-  if (kind != ProtocolKind::Ata && kind != ProtocolKind::Scsi) return TestResult::CouldNotStart;
+  if (kind != ProtocolKind::Ata && kind != ProtocolKind::Scsi) {
+    return TestResult::CouldNotStart;
+  }
   switch (status) {
     case 0:
       listener->progress(100, {});
       return TestResult::Passed;
     case 1:
     case 2:
-      logThenShow(listener, log, keys::AbortedByExternalFactor, Statement);
+      logThenShow(listener, log, keys::kAbortedByExternalFactor, Statement);
       return TestResult::Warning;
     default:
       return kind == ProtocolKind::Ata ? judgeAta(protocol, status, listener, log)

@@ -8,9 +8,9 @@
 namespace ostria::storage {
 
 /// Status of ATA and SCSI drives while a routine runs.
-inline constexpr std::uint8_t selfTestInProgress = 15;
+inline constexpr std::uint8_t kSelfTestInProgress = 15;
 /// No drive's status: nothing was read yet.
-inline constexpr std::uint8_t unknownSelfTestStatus = 0xFF;
+inline constexpr std::uint8_t kUnknownSelfTestStatus = 0xFF;
 
 /// Reports the final status of an ATA or SCSI drive's routine and turns it into a result;
 /// `CouldNotStart` for any other kind of protocol.

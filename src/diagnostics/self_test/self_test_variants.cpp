@@ -11,13 +11,13 @@ namespace ostria::storage {
 namespace {
 
 /// Drives whose own routine is not to be trusted, by the whole model text.
-constexpr std::array<std::string_view, 3> excludedModels = {
+constexpr std::array<std::string_view, 3> kExcludedModels = {
     "ST10000NM0478        00MX141 00MX141OST",
     "ST1000NM000A         00MX141 00MX141OST",
     "ST10000NM001G        00MX141 00MX141OST",
 };
 
-constexpr char storageSection[] = "STORAGE";
+constexpr char kStorageSection[] = "STORAGE";
 
 bool isAta(const StorageComponent& component) {
   return component.storageProtocol()->GetProtocolKind() == ProtocolKind::Ata;
@@ -30,11 +30,13 @@ bool isOptaneVolume(SystemComponent* component) {
 
 /// What `ShortSelfTest` and `ConveyanceSelfTest` demand of the place of a drive.
 TestResult checkPlace(const StorageComponent& component, TestListener* listener, MessageLog* log) {
-  if (component.connection() == DeviceConnection::External)
-    return refuse(listener, log, keys::NotSupportedInExternalDevice, Statement);
+  if (component.connection() == DeviceConnection::External) {
+    return refuse(listener, log, keys::kNotSupportedInExternalDevice, Statement);
+  }
   if (component.connection() == DeviceConnection::RaidMember &&
-      component.busKind() != StorageBusKind::Scsi)
-    return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
+      component.busKind() != StorageBusKind::Scsi) {
+    return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
+  }
   return TestResult::Passed;
 }
 
@@ -44,7 +46,9 @@ enum class Setting { Absent, Taken, Unusable };
 Setting takeByte(const std::map<std::string, std::string>& section, const char* key,
                  std::uint32_t* value, ConfigurationError* error) {
   const auto found = section.find(key);
-  if (found == section.end()) return Setting::Absent;
+  if (found == section.end()) {
+    return Setting::Absent;
+  }
   const std::string& text = found->second;
   const char* end = text.data() + text.size();
   std::int64_t number = 0;
@@ -58,7 +62,9 @@ Setting takeByte(const std::map<std::string, std::string>& section, const char* 
     *value = static_cast<std::uint32_t>(number);
     return Setting::Taken;
   }
-  if (error != nullptr) *error = {0, code, 0, key, storageSection};
+  if (error != nullptr) {
+    *error = {0, code, 0, key, kStorageSection};
+  }
   return Setting::Unusable;
 }
 
@@ -71,19 +77,25 @@ bool ShortSelfTest::isApplicable(SystemComponent* component) {
 TestResult ShortSelfTest::check(StorageComponent* component, TestListener* listener,
                                 MessageLog* log) {
   TestResult checked = checkSelfTestSupported(component, listener, log);
-  if (checked == TestResult::Passed) checked = checkPlace(*component, listener, log);
+  if (checked == TestResult::Passed) {
+    checked = checkPlace(*component, listener, log);
+  }
   return checked == TestResult::Passed ? SelfTest::check(component, listener, log) : checked;
 }
 
 TestResult ExtendedSelfTest::check(StorageComponent* component, TestListener* listener,
                                    MessageLog* log) {
   const TestResult checked = checkSelfTestSupported(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
-  if (component->connection() == DeviceConnection::External)
-    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
+  if (component->connection() == DeviceConnection::External) {
+    return refuse(listener, log, keys::kNotSupportedInExternalDevice, MissingCapability);
+  }
   if (component->busKind() != StorageBusKind::Scsi ||
-      component->storageProtocol()->GetProtocolKind() != ProtocolKind::Scsi)
-    return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
+      component->storageProtocol()->GetProtocolKind() != ProtocolKind::Scsi) {
+    return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
+  }
   return SelfTest::check(component, listener, log);
 }
 
@@ -93,43 +105,65 @@ bool ConveyanceSelfTest::isApplicable(SystemComponent* component) {
 
 TestResult ConveyanceSelfTest::check(StorageComponent* component, TestListener* listener,
                                      MessageLog* log) {
-  if (component == nullptr) return TestResult::CouldNotStart;
+  if (component == nullptr) {
+    return TestResult::CouldNotStart;
+  }
   const TestResult checked = checkPlace(*component, listener, log);
-  if (checked != TestResult::Passed) return checked;
-  if (component->storageProtocol() == nullptr) return TestResult::CouldNotStart;
-  if (isAta(*component) && !cachedProperties(component->storageProtocol()).conveyanceSupported)
-    return refuse(listener, log, keys::ConveyanceNotSupported, MissingCapability);
-  if (component->busKind() != StorageBusKind::Ata)
-    return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
+  if (component->storageProtocol() == nullptr) {
+    return TestResult::CouldNotStart;
+  }
+  if (isAta(*component) && !cachedProperties(component->storageProtocol()).conveyanceSupported) {
+    return refuse(listener, log, keys::kConveyanceNotSupported, MissingCapability);
+  }
+  if (component->busKind() != StorageBusKind::Ata) {
+    return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
+  }
   return SelfTest::check(component, listener, log);
 }
 
 bool QuickDriveSelfTest::isApplicable(SystemComponent* component) {
-  if (component == nullptr) return false;
-  const std::string model = component->description().model;
-  if (std::find(excludedModels.begin(), excludedModels.end(), model) != excludedModels.end())
+  if (component == nullptr) {
     return false;
+  }
+  const std::string model = component->description().model;
+  if (std::find(kExcludedModels.begin(), kExcludedModels.end(), model) != kExcludedModels.end()) {
+    return false;
+  }
   return SelfTest::isApplicable(component);
 }
 
 bool QuickDriveSelfTest::configure(ConfigurationMap configuration, ConfigurationError* error) {
-  const auto section = configuration.find(storageSection);
-  if (section == configuration.end()) return true;
+  const auto section = configuration.find(kStorageSection);
+  if (section == configuration.end()) {
+    return true;
+  }
   const Setting routine = takeByte(section->second, "SEC_NUM", &routine_.testCode, error);
-  if (routine == Setting::Unusable) return false;
-  if (routine == Setting::Taken) explicitParameters_ = true;
+  if (routine == Setting::Unusable) {
+    return false;
+  }
+  if (routine == Setting::Taken) {
+    explicitParameters_ = true;
+  }
   return takeByte(section->second, "SEC_COUNT", &routine_.secondCode, error) != Setting::Unusable;
 }
 
 TestResult QuickDriveSelfTest::check(StorageComponent* component, TestListener* listener,
                                      MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
-  if (component->connection() == DeviceConnection::External)
-    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
-  if (!isAta(*component)) return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
-  if (!explicitParameters_ && cachedProperties(component->storageProtocol()).solidState)
-    return refuse(listener, log, keys::NotSupportedInSsd, MissingCapability);
+  }
+  if (component->connection() == DeviceConnection::External) {
+    return refuse(listener, log, keys::kNotSupportedInExternalDevice, MissingCapability);
+  }
+  if (!isAta(*component)) {
+    return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
+  }
+  if (!explicitParameters_ && cachedProperties(component->storageProtocol()).solidState) {
+    return refuse(listener, log, keys::kNotSupportedInSsd, MissingCapability);
+  }
   return SelfTest::check(component, listener, log);
 }
 

@@ -10,14 +10,14 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::size_t pageBytes = 512;
+constexpr std::size_t kPageBytes = 512;
 
 constexpr bool fitsPage(const ErrorLog& log) {
   return std::size_t{log.firstEntry} + std::size_t{log.entriesPerPage} * log.entryBytes <=
-             pageBytes &&
+             kPageBytes &&
          log.lbaOffset + 6u <= log.entryBytes;
 }
-static_assert(std::all_of(errorLogs.begin(), errorLogs.end(), fitsPage));
+static_assert(std::all_of(kErrorLogs.begin(), kErrorLogs.end(), fitsPage));
 
 std::uint64_t loadLe48(const std::uint8_t* p) {
   return std::uint64_t{loadLe32(p)} | (std::uint64_t{loadLe16(p + 4)} << 32);
@@ -48,15 +48,18 @@ void addTargets(const std::uint8_t* lba, ErrorLog::LbaForm form, std::set<std::u
 
 void collectTargets(AtaProtocol& ata, const ErrorLog& log, std::set<std::uint64_t>& targets) {
   const std::uint16_t pages = std::min(ata.GetLogPageCount(log.address), log.pages);
-  if (pages == 0) return;
-  std::vector<std::uint8_t> buffer(pages * pageBytes);
+  if (pages == 0) {
+    return;
+  }
+  std::vector<std::uint8_t> buffer(pages * kPageBytes);
   std::uint16_t pagesRead = 0;
   // A read that broke off still delivered the pages before.
   (void)ata.ReadLog(log.address, pages, buffer.data(), &pagesRead);
   for (std::size_t page = 0; page < std::min(pagesRead, pages); ++page) {
-    const std::uint8_t* entry = &buffer[page * pageBytes + log.firstEntry];
-    for (unsigned i = 0; i < log.entriesPerPage; ++i, entry += log.entryBytes)
+    const std::uint8_t* entry = &buffer[page * kPageBytes + log.firstEntry];
+    for (unsigned i = 0; i < log.entriesPerPage; ++i, entry += log.entryBytes) {
       addTargets(entry + log.lbaOffset, log.form, targets);
+    }
   }
 }
 

@@ -30,7 +30,7 @@ struct ErrorLog {
 
 /// In the order in which they are read: extended comprehensive error, extended self-test,
 /// self-test, comprehensive error, summary error.
-inline constexpr std::array<ErrorLog, 5> errorLogs = {{
+inline constexpr std::array<ErrorLog, 5> kErrorLogs = {{
     {3, true, 16383, 4, 4, 124, 77, ErrorLog::LbaForm::Extended},
     {7, true, 3449, 4, 19, 26, 5, ErrorLog::LbaForm::Plain48},
     {6, false, 1, 2, 21, 24, 5, ErrorLog::LbaForm::Plain32},

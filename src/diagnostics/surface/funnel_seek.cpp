@@ -10,25 +10,29 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint64_t headSectors = 100;
-constexpr std::uint64_t tailDistance = 100;  // from the first sector of the tail to the last
+constexpr std::uint64_t kHeadSectors = 100;
+constexpr std::uint64_t kTailDistance = 100;  // from the first sector of the tail to the last
 
 }  // namespace
 
 TestResult FunnelSeekTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
     badSectors_.clear();
     result = seek();
-    if (badSectors_.size() >= 2) result = TestResult::Failed;
+    if (badSectors_.size() >= 2) {
+      result = TestResult::Failed;
+    }
   }
   progress(100);
   // A disk that has left the bus is no disk with a bad sector.
   if ((result == TestResult::Failed || result == TestResult::NotPerformed) &&
       !protocol_->IsAccessible()) {
-    showThenLog(listener_, log_, keys::DeviceCommunicationFailure, MissingCapability);
+    showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, MissingCapability);
     return TestResult::Stopped;
   }
   return close(result);
@@ -39,23 +43,30 @@ TestResult FunnelSeekTest::seek() {
   bufferBytes_ = sectorBufferBytes(properties);
   const std::uint64_t last = std::max<std::uint64_t>(properties.totalSectors, 1) - 1;
   progress(0);
-  TestResult result = readRun(0, std::min(headSectors - 1, last));
-  if (result == TestResult::Passed) result = funnel(last);
-  if (result == TestResult::Passed && last >= tailDistance)
-    result = readRun(last - tailDistance, last);
+  TestResult result = readRun(0, std::min(kHeadSectors - 1, last));
+  if (result == TestResult::Passed) {
+    result = funnel(last);
+  }
+  if (result == TestResult::Passed && last >= kTailDistance) {
+    result = readRun(last - kTailDistance, last);
+  }
   return result;
 }
 
 TestResult FunnelSeekTest::readRun(std::uint64_t first, std::uint64_t last) {
   for (std::uint64_t lba = first; lba <= last; ++lba) {
     const TestResult result = readOne(lba, 0);
-    if (result != TestResult::Passed) return close(result);
+    if (result != TestResult::Passed) {
+      return close(result);
+    }
   }
   return TestResult::Passed;
 }
 
 TestResult FunnelSeekTest::funnel(std::uint64_t last) {
-  if (last == 0) return TestResult::Passed;
+  if (last == 0) {
+    return TestResult::Passed;
+  }
   const float share = static_cast<float>(last + 1) * sliceFraction_;
   // Of a small disk a slice is one sector, so that each step draws from something and moves on.
   const std::uint64_t slice = std::max<std::uint64_t>(static_cast<std::uint64_t>(share), 1);
@@ -67,7 +78,9 @@ TestResult FunnelSeekTest::funnel(std::uint64_t last) {
   std::uint64_t low = 0;
   std::uint64_t high = last;
   while (low < last) {
-    if (checkStop(context_)) return TestResult::Stopped;
+    if (checkStop(context_)) {
+      return TestResult::Stopped;
+    }
     const std::uint64_t down = high - std::min(high, slice);
     TestResult result = readOne(down + numbers.random(high - down), percent);
     high = down;
@@ -76,21 +89,27 @@ TestResult FunnelSeekTest::funnel(std::uint64_t last) {
       result = readOne(low + numbers.random(up - low), percent);
       low = up;
     }
-    if (result != TestResult::Passed) return close(result);
+    if (result != TestResult::Passed) {
+      return close(result);
+    }
     percent =
         static_cast<std::uint8_t>(static_cast<double>(low) / static_cast<double>(last) * 99.0);
     if (percent != lastReported) {
       progress(percent);
       lastReported = percent;
     }
-    if (down == 0) break;
+    if (down == 0) {
+      break;
+    }
   }
   return TestResult::Passed;
 }
 
 TestResult FunnelSeekTest::readOne(std::uint64_t lba, std::uint8_t percent) {
   const ProtocolResult error = readSector(lba, bufferBytes_);
-  if (succeeded(error)) return TestResult::Passed;
+  if (succeeded(error)) {
+    return TestResult::Passed;
+  }
   return reportReadError(lba, error, percent, badSectorLimit_, badSectors_, context_->listener(),
                          context_->messageLog());
 }
@@ -109,7 +128,9 @@ TestResult QuickFunnelSeekTest::prepare(StorageComponent* component, TestListene
 TestResult ExtendedFunnelSeekTest::check(StorageComponent* component, TestListener* listener,
                                          MessageLog* log) {
   const TestResult checked = checkInternalScsi(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
   return checkSeekable(component, listener, log) ? TestResult::Passed : TestResult::NotPerformed;
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 std::mt19937_64 generator(static_cast<std::uint64_t>(std::time(nullptr)));
 
-constexpr std::uint64_t smallestBlock = 127;  // that the search for a block size tries
+constexpr std::uint64_t kSmallestBlock = 127;  // that the search for a block size tries
 
 std::uint64_t share(std::uint64_t whole, double percent) {
   return static_cast<std::uint64_t>(static_cast<double>(whole) * percent * 0.01);
@@ -27,34 +27,34 @@ std::uint64_t share(std::uint64_t whole, double percent) {
 
 LinearReadTest::LinearReadTest(const Identifier& id)
     : StorageTest(id),
-      parameterList_{describe(startRangeParameter), describe(stopRangeParameter),
-                     describe(coverageAreaParameter), describe(errorLimitParameter)} {}
+      parameterList_{describe(kStartRangeParameter), describe(kStopRangeParameter),
+                     describe(kCoverageAreaParameter), describe(kErrorLimitParameter)} {}
 
 bool LinearReadTest::setParameters(const std::vector<TestParameter>& parameters,
                                    std::vector<ParameterIssue>& issues) {
-  static constexpr std::array<const ScanParameter*, 4> known = {
-      &startRangeParameter, &stopRangeParameter, &coverageAreaParameter, &errorLimitParameter};
+  static constexpr std::array<const ScanParameter*, 4> kNown = {
+      &kStartRangeParameter, &kStopRangeParameter, &kCoverageAreaParameter, &kErrorLimitParameter};
   issues.clear();
-  refuseUnknown(parameters, known, issues);
-  const bool startTaken = takeParameter(startRangeParameter, parameters, &startPercent_, issues);
-  const bool stopTaken = takeParameter(stopRangeParameter, parameters, &stopPercent_, issues);
-  takeParameter(coverageAreaParameter, parameters, &coveragePercent_, issues);
-  takeParameter(errorLimitParameter, parameters, &errorLimit_, issues);
+  refuseUnknown(parameters, kNown, issues);
+  const bool startTaken = takeParameter(kStartRangeParameter, parameters, &startPercent_, issues);
+  const bool stopTaken = takeParameter(kStopRangeParameter, parameters, &stopPercent_, issues);
+  takeParameter(kCoverageAreaParameter, parameters, &coveragePercent_, issues);
+  takeParameter(kErrorLimitParameter, parameters, &errorLimit_, issues);
   if (startTaken && stopTaken && startPercent_ >= stopPercent_) {
     const auto given = std::find_if(
         parameters.begin(), parameters.end(),
-        [](const TestParameter& parameter) { return parameter.key == keys::StartRange; });
-    issues.push_back({ParameterIssue::ValueRefused, keys::StartNotBelowStop,
+        [](const TestParameter& parameter) { return parameter.key == keys::kStartRange; });
+    issues.push_back({ParameterIssue::ValueRefused, keys::kStartNotBelowStop,
                       given == parameters.end() ? parameterList_.front() : *given});
   }
   return issues.empty();
 }
 
 void LinearReadTest::resetParameters() {
-  startPercent_ = startRangeParameter.defaultValue;
-  stopPercent_ = stopRangeParameter.defaultValue;
-  coveragePercent_ = coverageAreaParameter.defaultValue;
-  errorLimit_ = errorLimitParameter.defaultValue;
+  startPercent_ = kStartRangeParameter.defaultValue;
+  stopPercent_ = kStopRangeParameter.defaultValue;
+  coveragePercent_ = kCoverageAreaParameter.defaultValue;
+  errorLimit_ = kErrorLimitParameter.defaultValue;
 }
 
 TestResult LinearReadTest::check(StorageComponent* component, TestListener* listener,
@@ -65,9 +65,13 @@ TestResult LinearReadTest::check(StorageComponent* component, TestListener* list
 }
 
 TestResult LinearReadTest::run(TestRunContext* context) {
-  if (bind(context) != TestResult::Passed) return TestResult::CouldNotStart;
+  if (bind(context) != TestResult::Passed) {
+    return TestResult::CouldNotStart;
+  }
   const TestResult checked = check(component_, listener_, log_);
-  if (checked != TestResult::Passed) return checked;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
 
   std::vector<TestParameter> chosen;
   std::vector<ParameterIssue> issues;
@@ -85,19 +89,26 @@ TestResult LinearReadTest::samplePass() {
   blockSectors_ = component_->preferredReadBlock();
   badBlocks_.clear();
   if (properties.totalSectors == 0) {
-    showThenLog(listener_, log_, keys::DeviceCommunicationFailure, Statement);
+    showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, Statement);
     return TestResult::Stopped;
   }
   // No block fits on so small a disk, so the disk is one.
-  if (blockSectors_ == 0 && properties.totalSectors < smallestBlock)
+  if (blockSectors_ == 0 && properties.totalSectors < kSmallestBlock) {
     blockSectors_ = properties.totalSectors;
+  }
   // A device that reads no block at all, not even at its start, has nothing to sample.
-  if (blockSectors_ == 0) return TestResult::CouldNotStart;
+  if (blockSectors_ == 0) {
+    return TestResult::CouldNotStart;
+  }
   const std::uint64_t bufferBytes = blockSectors_ * sectorBytes_;
-  if (bufferBytes > std::numeric_limits<std::uint32_t>::max()) return TestResult::Stopped;
+  if (bufferBytes > std::numeric_limits<std::uint32_t>::max()) {
+    return TestResult::Stopped;
+  }
   const std::unique_ptr<std::uint8_t[]> buffer(
       new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bufferBytes)]());
-  if (buffer == nullptr) return TestResult::Stopped;
+  if (buffer == nullptr) {
+    return TestResult::Stopped;
+  }
   return sample(chooseArea(properties.totalSectors - 1), buffer.get(),
                 static_cast<std::uint32_t>(bufferBytes));
 }
@@ -132,10 +143,16 @@ TestResult LinearReadTest::sample(const Area& area, std::uint8_t* buffer,
       progress(static_cast<std::uint8_t>(percent));
       lastReported = percent;
     }
-    if (checkStopNoted(context_, true)) return TestResult::Stopped;
-    if (errorLimit_ != 0 && badBlocks_.size() >= errorLimit_) break;
+    if (checkStopNoted(context_, true)) {
+      return TestResult::Stopped;
+    }
+    if (errorLimit_ != 0 && badBlocks_.size() >= errorLimit_) {
+      break;
+    }
     const TestResult result = readBlock(lba, count, buffer, bufferBytes);
-    if (result != TestResult::Passed) return result;
+    if (result != TestResult::Passed) {
+      return result;
+    }
   }
   return badBlocks_.empty() ? TestResult::Passed : reportBadBlocks();
 }
@@ -152,13 +169,13 @@ TestResult LinearReadTest::readBlock(std::uint64_t lba, std::uint64_t count, std
       badBlocks_.insert(lba);
       return TestResult::Passed;
     case ProtocolResult::CommandRejected:
-      showThenLog(listener_, log_, keys::PasswordProtected, Statement);
+      showThenLog(listener_, log_, keys::kPasswordProtected, Statement);
       return TestResult::Stopped;
     case ProtocolResult::ReadTimeout:
-      showThenLog(listener_, log_, keys::ReadOperationTimeout, Statement);
+      showThenLog(listener_, log_, keys::kReadOperationTimeout, Statement);
       return TestResult::Failed;
     default:
-      showThenLog(listener_, log_, keys::DeviceCommunicationFailure, Statement);
+      showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, Statement);
       return TestResult::Stopped;
   }
 }

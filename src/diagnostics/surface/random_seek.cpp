@@ -10,17 +10,21 @@ namespace ostria::storage {
 
 TestResult RandomSeekTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
     std::set<std::uint64_t> badSectors;
     result = seek(badSectors);
-    if (badSectors.size() >= 2) result = TestResult::Failed;
+    if (badSectors.size() >= 2) {
+      result = TestResult::Failed;
+    }
   }
   // A disk that has left the bus is no disk with a bad sector.
   if ((result == TestResult::Failed || result == TestResult::NotPerformed) &&
       !protocol_->IsAccessible()) {
-    showThenLog(listener_, log_, keys::DeviceCommunicationFailure, MissingCapability);
+    showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, MissingCapability);
     return TestResult::Stopped;
   }
   return close(result);
@@ -38,20 +42,28 @@ TestResult RandomSeekTest::seek(std::set<std::uint64_t>& badSectors) {
   std::uint8_t percent = 0;
   std::uint8_t lastReported = 0;
   for (std::uint32_t i = 0;; ++i) {
-    if (checkStop(context_)) return TestResult::Stopped;
+    if (checkStop(context_)) {
+      return TestResult::Stopped;
+    }
     const std::uint64_t lba = numbers.random(drawn);
     const ProtocolResult error = readSector(lba, bufferBytes);
     if (!succeeded(error)) {
       const TestResult reported =
           reportReadError(lba, error, percent, badSectorLimit_, badSectors, listener_, log_);
-      if (reported != TestResult::Passed) return close(reported);
+      if (reported != TestResult::Passed) {
+        return close(reported);
+      }
     } else if (percent != lastReported) {
       progress(percent);
       lastReported = percent;
     }
     percent = static_cast<std::uint8_t>(100.0 / seekCount_ * i);
-    if (percent == 100) progress(100);
-    if (percent >= 100) return TestResult::Passed;
+    if (percent == 100) {
+      progress(100);
+    }
+    if (percent >= 100) {
+      return TestResult::Passed;
+    }
   }
 }
 
@@ -69,7 +81,9 @@ TestResult QuickRandomSeekTest::prepare(StorageComponent* component, TestListene
 TestResult ExtendedRandomSeekTest::check(StorageComponent* component, TestListener* listener,
                                          MessageLog* log) {
   const TestResult checked = checkInternalScsi(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
   if (component->securitySupported() && component->securityLocked()) {
     logThenShow(listener, log, passwordText(), Statement);
     return TestResult::NotPerformed;

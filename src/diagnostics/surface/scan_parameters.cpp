@@ -9,18 +9,26 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t wholeNumberWithRange = 2;
+constexpr std::uint32_t kWholeNumberWithRange = 2;
 
 /// The number, if the text is nothing but digits and the number is in the parameter's range.
 std::optional<std::uint32_t> parseInRange(const ScanParameter& parameter, const std::string& text) {
-  if (text.empty()) return std::nullopt;
+  if (text.empty()) {
+    return std::nullopt;
+  }
   std::uint32_t number = 0;
   for (const char c : text) {
-    if (c < '0' || c > '9') return std::nullopt;
+    if (c < '0' || c > '9') {
+      return std::nullopt;
+    }
     number = number * 10 + static_cast<std::uint32_t>(c - '0');
-    if (number > parameter.highest) return std::nullopt;
+    if (number > parameter.highest) {
+      return std::nullopt;
+    }
   }
-  if (number < parameter.lowest) return std::nullopt;
+  if (number < parameter.lowest) {
+    return std::nullopt;
+  }
   return number;
 }
 
@@ -29,9 +37,11 @@ bool take(const ScanParameter& parameter, const std::vector<TestParameter>& give
           std::vector<ParameterIssue>& issues) {
   const auto isThis = [&](const TestParameter& entry) { return entry.key == parameter.key; };
   const auto found = std::find_if(given.begin(), given.end(), isThis);
-  if (found == given.end()) return true;
+  if (found == given.end()) {
+    return true;
+  }
   if (std::find_if(found + 1, given.end(), isThis) != given.end()) {
-    issues.push_back({ParameterIssue::Duplicate, keys::DuplicatedParameter, *found});
+    issues.push_back({ParameterIssue::Duplicate, keys::kDuplicatedParameter, *found});
     return false;
   }
   const std::optional<std::uint32_t> number = parseInRange(parameter, found->value);
@@ -45,18 +55,18 @@ bool take(const ScanParameter& parameter, const std::vector<TestParameter>& give
 
 }  // namespace
 
-const ScanParameter startRangeParameter = {
-    keys::StartRange,    keys::StartRangeLabel, keys::StartRangeDescription, 0, 0, 99,
-    keys::UseNumber0To99};
-const ScanParameter stopRangeParameter = {
-    keys::StopRange,      keys::StopRangeLabel, keys::StopRangeDescription, 100, 1, 100,
-    keys::UseNumber1To100};
-const ScanParameter coverageAreaParameter = {
-    keys::CoverageArea,   keys::CoverageAreaLabel, keys::CoverageAreaDescription, 20, 1, 100,
-    keys::UseNumber1To100};
-const ScanParameter errorLimitParameter = {
-    keys::ErrorLimit,     keys::ErrorLimit, keys::ErrorLimitDescription, 1, 0, 100,
-    keys::UseNumber0To100};
+const ScanParameter kStartRangeParameter = {
+    keys::kStartRange,    keys::kStartRangeLabel, keys::kStartRangeDescription, 0, 0, 99,
+    keys::kUseNumber0To99};
+const ScanParameter kStopRangeParameter = {
+    keys::kStopRange,      keys::kStopRangeLabel, keys::kStopRangeDescription, 100, 1, 100,
+    keys::kUseNumber1To100};
+const ScanParameter kCoverageAreaParameter = {
+    keys::kCoverageArea,   keys::kCoverageAreaLabel, keys::kCoverageAreaDescription, 20, 1, 100,
+    keys::kUseNumber1To100};
+const ScanParameter kErrorLimitParameter = {
+    keys::kErrorLimit,     keys::kErrorLimit, keys::kErrorLimitDescription, 1, 0, 100,
+    keys::kUseNumber0To100};
 
 TestParameter describe(const ScanParameter& parameter) {
   TestParameter record;
@@ -65,7 +75,7 @@ TestParameter describe(const ScanParameter& parameter) {
   record.descriptionKey = parameter.descriptionKey;
   record.defaultValue = std::to_string(parameter.defaultValue);
   record.value = record.defaultValue;
-  record.type = wholeNumberWithRange;
+  record.type = kWholeNumberWithRange;
   record.range =
       "[" + std::to_string(parameter.lowest) + ":" + std::to_string(parameter.highest) + "]";
   return record;
@@ -78,8 +88,9 @@ void refuseUnknown(const std::vector<TestParameter>& given,
     const bool isKnown =
         std::any_of(known.begin(), known.end(),
                     [&](const ScanParameter* parameter) { return entry.key == parameter->key; });
-    if (!isKnown)
-      issues.push_back({ParameterIssue::UnknownParameter, keys::InvalidParameter, entry});
+    if (!isKnown) {
+      issues.push_back({ParameterIssue::UnknownParameter, keys::kInvalidParameter, entry});
+    }
   }
 }
 
@@ -96,8 +107,12 @@ bool takeParameter(const ScanParameter& parameter, const std::vector<TestParamet
 std::string issueText(const std::vector<ParameterIssue>& issues) {
   std::string text;
   for (const ParameterIssue& issue : issues) {
-    if (issue.kind == ParameterIssue::None) continue;
-    if (!text.empty()) text += "; |";
+    if (issue.kind == ParameterIssue::None) {
+      continue;
+    }
+    if (!text.empty()) {
+      text += "; |";
+    }
     text += issue.parameter.key + ": " + issue.message;
   }
   return text;
@@ -106,11 +121,13 @@ std::string issueText(const std::vector<ParameterIssue>& issues) {
 std::string badBlockText(std::span<const std::uint64_t> firstLbas, std::uint64_t blockSectors) {
   std::string pairs;
   for (const std::uint64_t lba : firstLbas) {
-    if (!pairs.empty()) pairs += ", ";
+    if (!pairs.empty()) {
+      pairs += ", ";
+    }
     pairs += "[" + std::to_string(lba) + ", " + std::to_string(lba + blockSectors) + "]";
   }
-  return std::string(keys::BadSectorsFound) + " " + keys::NumberOfBadBlocks + " " +
-         std::to_string(firstLbas.size()) + ". " + keys::BadSectorsInRange + " " + pairs + ".";
+  return std::string(keys::kBadSectorsFound) + " " + keys::kNumberOfBadBlocks + " " +
+         std::to_string(firstLbas.size()) + ". " + keys::kBadSectorsInRange + " " + pairs + ".";
 }
 
 }  // namespace ostria::storage

@@ -20,10 +20,10 @@ struct ScanParameter {
   const char* refusal;  ///< message key of a value outside the range
 };
 
-extern const ScanParameter startRangeParameter;
-extern const ScanParameter stopRangeParameter;
-extern const ScanParameter coverageAreaParameter;
-extern const ScanParameter errorLimitParameter;
+extern const ScanParameter kStartRangeParameter;
+extern const ScanParameter kStopRangeParameter;
+extern const ScanParameter kCoverageAreaParameter;
+extern const ScanParameter kErrorLimitParameter;
 
 /// The record that the host shows.
 TestParameter describe(const ScanParameter& parameter);

@@ -7,7 +7,9 @@
 namespace ostria::storage {
 
 TestResult checkQuickSeek(StorageComponent* component, TestListener* listener, MessageLog* log) {
-  if (component == nullptr) return TestResult::CouldNotStart;
+  if (component == nullptr) {
+    return TestResult::CouldNotStart;
+  }
   return checkSeekable(component, listener, log) ? TestResult::Passed : TestResult::NotPerformed;
 }
 
@@ -16,20 +18,26 @@ TestResult prepareQuickSeek(StorageComponent* component, TestListener* listener,
 }
 
 TestResult checkInternalScsi(StorageComponent* component, TestListener* listener, MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
-  if (component->connection() == DeviceConnection::External)
-    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
+  }
+  if (component->connection() == DeviceConnection::External) {
+    return refuse(listener, log, keys::kNotSupportedInExternalDevice, MissingCapability);
+  }
   if (component->busKind() != StorageBusKind::Scsi ||
-      component->storageProtocol()->GetProtocolKind() != ProtocolKind::Scsi)
-    return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
+      component->storageProtocol()->GetProtocolKind() != ProtocolKind::Scsi) {
+    return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
+  }
   return TestResult::Passed;
 }
 
 TestResult prepareExtendedSeek(StorageComponent* component) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
-  if (component->connection() != DeviceConnection::RaidMember) wakeByReading(*component);
+  }
+  if (component->connection() != DeviceConnection::RaidMember) {
+    wakeByReading(*component);
+  }
   return TestResult::Passed;
 }
 

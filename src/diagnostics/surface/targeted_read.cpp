@@ -12,7 +12,7 @@ namespace ostria::storage {
 namespace {
 
 /// Sectors to read on either side of a target.
-constexpr std::uint64_t neighbours = 15;
+constexpr std::uint64_t kNeighbours = 15;
 
 /// The sectors within the neighbourhood of the targets that the disk has. `totalSectors` is not 0.
 std::set<std::uint64_t> neighbourhood(const std::set<std::uint64_t>& targets,
@@ -20,10 +20,14 @@ std::set<std::uint64_t> neighbourhood(const std::set<std::uint64_t>& targets,
   std::set<std::uint64_t> sectors;
   const std::uint64_t last = totalSectors - 1;
   for (const std::uint64_t target : targets) {
-    if (target > last) break;  // a stale log names sectors that are no more
-    const std::uint64_t from = target - std::min(target, neighbours);
-    const std::uint64_t to = target + std::min(last - target, neighbours);
-    for (std::uint64_t lba = from; lba <= to; ++lba) sectors.insert(lba);
+    if (target > last) {
+      break;  // a stale log names sectors that are no more
+    }
+    const std::uint64_t from = target - std::min(target, kNeighbours);
+    const std::uint64_t to = target + std::min(last - target, kNeighbours);
+    for (std::uint64_t lba = from; lba <= to; ++lba) {
+      sectors.insert(lba);
+    }
   }
   return sectors;
 }
@@ -32,46 +36,63 @@ std::set<std::uint64_t> neighbourhood(const std::set<std::uint64_t>& targets,
 
 TestResult TargetedReadTest::check(StorageComponent* component, TestListener* listener,
                                    MessageLog* log) {
-  if (component == nullptr || component->storageProtocol() == nullptr)
+  if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
-  if (component->connection() == DeviceConnection::External)
-    return refuse(listener, log, keys::NotSupportedInExternalDevice, MissingCapability);
-  if (component->storageProtocol()->GetProtocolKind() != ProtocolKind::Ata)
-    return refuse(listener, log, keys::NotSupportedInThisDevice, Statement);
-  if (!cachedProperties(component->storageProtocol()).smartSupported)
-    return refuse(listener, log, keys::SmartNotSupported, MissingCapability);
+  }
+  if (component->connection() == DeviceConnection::External) {
+    return refuse(listener, log, keys::kNotSupportedInExternalDevice, MissingCapability);
+  }
+  if (component->storageProtocol()->GetProtocolKind() != ProtocolKind::Ata) {
+    return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
+  }
+  if (!cachedProperties(component->storageProtocol()).smartSupported) {
+    return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
+  }
   return checkSeekable(component, listener, log) ? TestResult::Passed : TestResult::NotPerformed;
 }
 
 TestResult TargetedReadTest::prepare(StorageComponent* component, TestListener* listener,
                                      MessageLog* log) {
   const TestResult checked = check(component, listener, log);
-  if (checked != TestResult::Passed) return checked;
-  if (smartGuard_ == nullptr) return TestResult::CouldNotStart;
+  if (checked != TestResult::Passed) {
+    return checked;
+  }
+  if (smartGuard_ == nullptr) {
+    return TestResult::CouldNotStart;
+  }
   const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
   if (properties.securitySupported && properties.securityLocked) {
     logThenShow(listener, log, passwordText(), Statement);
     return TestResult::NotPerformed;
   }
-  if (component->connection() != DeviceConnection::RaidMember) wakeByReading(*component);
-  if (!succeeded(smartGuard_->enable(*component->storageProtocol())))
-    return refuse(listener, log, keys::CannotEnableSmart, MissingCapability);
+  if (component->connection() != DeviceConnection::RaidMember) {
+    wakeByReading(*component);
+  }
+  if (!succeeded(smartGuard_->enable(*component->storageProtocol()))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
   return TestResult::Passed;
 }
 
 TestResult TargetedReadTest::run(TestRunContext* context) {
   const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) return begun;
+  if (begun != TestResult::Passed) {
+    return begun;
+  }
   smartGuard_ = std::make_unique<SmartStateGuard>();
   const TestResult prepared = prepare(component_, listener_, log_);
-  if (prepared != TestResult::Passed) return close(prepared);
+  if (prepared != TestResult::Passed) {
+    return close(prepared);
+  }
 
   progress(0);
   TestResult result = TestResult::CouldNotStart;
   if (auto* ata = dynamic_cast<AtaProtocol*>(protocol_)) {
     std::set<std::uint64_t> targets;
     result = collect(*ata, targets);
-    if (result == TestResult::Passed) result = readAround(targets);
+    if (result == TestResult::Passed) {
+      result = readAround(targets);
+    }
   }
   smartGuard_->restore(*protocol_, log_);
   return close(result);
@@ -79,19 +100,27 @@ TestResult TargetedReadTest::run(TestRunContext* context) {
 
 TestResult TargetedReadTest::collect(AtaProtocol& ata, std::set<std::uint64_t>& targets) {
   const bool lba48 = cachedProperties(&ata).lba48Supported;
-  for (const ErrorLog& log : errorLogs) {
-    if (log.needsLba48 && !lba48) continue;
-    if (!checkStop(context_)) collectTargets(ata, log, targets);
+  for (const ErrorLog& log : kErrorLogs) {
+    if (log.needsLba48 && !lba48) {
+      continue;
+    }
+    if (!checkStop(context_)) {
+      collectTargets(ata, log, targets);
+    }
   }
-  if (checkStop(context_)) return TestResult::Stopped;
-  if (targets.empty()) return refuse(listener_, log_, keys::CannotReadLogs, Statement);
+  if (checkStop(context_)) {
+    return TestResult::Stopped;
+  }
+  if (targets.empty()) {
+    return refuse(listener_, log_, keys::kCannotReadLogs, Statement);
+  }
   return TestResult::Passed;
 }
 
 TestResult TargetedReadTest::readAround(const std::set<std::uint64_t>& targets) {
   const StorageProtocolProperties properties = cachedProperties(protocol_);
   if (properties.totalSectors == 0) {
-    logThenShow(listener_, log_, keys::DeviceCommunicationFailure, DeviceFault);
+    logThenShow(listener_, log_, keys::kDeviceCommunicationFailure, DeviceFault);
     return TestResult::Stopped;
   }
   const std::uint32_t bufferBytes = sectorBufferBytes(properties);
@@ -101,12 +130,16 @@ TestResult TargetedReadTest::readAround(const std::set<std::uint64_t>& targets) 
   std::uint64_t count = 0;
   for (const std::uint64_t lba : sectors) {
     ++count;
-    if (checkStop(context_)) return TestResult::Stopped;
+    if (checkStop(context_)) {
+      return TestResult::Stopped;
+    }
     const ProtocolResult error = readSector(lba, bufferBytes);
     if (!succeeded(error)) {
       const TestResult reported =
           reportReadError(lba, error, lastReported, 1, badSectors, listener_, log_);
-      if (reported != TestResult::Passed) return close(reported);
+      if (reported != TestResult::Passed) {
+        return close(reported);
+      }
     }
     const auto percent = static_cast<std::uint8_t>(static_cast<double>(count) /
                                                    static_cast<double>(sectors.size()) * 100.0);

@@ -10,7 +10,7 @@ struct GptTypeRow {
 };
 
 // clang-format off
-inline constexpr GptTypeRow GptTypeRows[] = {
+inline constexpr GptTypeRow kGptTypeRows[] = {
   {"024dee41-33e7-11d3-9d69-0008c781f39f", "_M|B|R_PARTITION_SCHEME"},
   {"0394ef8b-237e-11e1-b4b3-e89a8f7fc3a7", "_MIDNIGHT|B|S|D_|UNIX_FILE_SYSTEM_PARTITION"},
   {"0657fd6d-a4ab-43c4-84e5-0933c84b4f4f", "_LINUX_SWAP_PARTITION"},

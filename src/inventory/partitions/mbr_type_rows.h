@@ -10,7 +10,7 @@ struct MbrTypeRow {
 };
 
 // clang-format off
-inline constexpr MbrTypeRow MbrTypeRows[] = {
+inline constexpr MbrTypeRow kMbrTypeRows[] = {
   {0x01, "FAT12"},
   {0x02, "XENIX root"},
   {0x03, "XENIX usr"},

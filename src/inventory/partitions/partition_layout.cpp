@@ -11,9 +11,9 @@
 namespace ostria::storage {
 namespace {
 
-constexpr const char* Primary = "PRIMARY";
-constexpr const char* Extended = "EXTENDED";
-constexpr const char* Logical = "LOGICAL";
+constexpr const char* kPrimary = "PRIMARY";
+constexpr const char* kExtended = "EXTENDED";
+constexpr const char* kLogical = "LOGICAL";
 
 const char* schemaOf(PartitionStyle style) {
   switch (style) {
@@ -27,7 +27,7 @@ const char* schemaOf(PartitionStyle style) {
   return "UNKNOWN";
 }
 
-bool isExtended(const PartitionEntry& entry) { return entry.typeText == Extended; }
+bool isExtended(const PartitionEntry& entry) { return entry.typeText == kExtended; }
 
 std::uint64_t endOf(const PartitionEntry& entry) {
   const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - entry.startOffset;
@@ -38,7 +38,9 @@ std::uint64_t endOf(const PartitionEntry& entry) {
 
 void buildPartitions(const DiskLayout& layout, PartitionTable& table) {
   table.partitions.clear();
-  if (layout.entries.empty()) return;
+  if (layout.entries.empty()) {
+    return;
+  }
   table.schema = schemaOf(layout.style);
   for (const LayoutEntry& source : layout.entries) {
     PartitionEntry entry;
@@ -46,12 +48,16 @@ void buildPartitions(const DiskLayout& layout, PartitionTable& table) {
     entry.sizeBytes = source.length;
     entry.startOffset = source.start;
     if (source.style == PartitionStyle::Gpt) {
-      if (source.gptType == decltype(source.gptType){}) continue;
+      if (source.gptType == decltype(source.gptType){}) {
+        continue;
+      }
       entry.typeText = gptTypeKey(FormatGuid(source.gptType));
     } else if (source.style == PartitionStyle::Mbr) {
-      if (source.mbrType == 0) continue;
+      if (source.mbrType == 0) {
+        continue;
+      }
       entry.fileSystem = mbrTypeName(source.mbrType);
-      entry.typeText = isExtendedMbrType(source.mbrType) ? Extended : Primary;
+      entry.typeText = isExtendedMbrType(source.mbrType) ? kExtended : kPrimary;
     } else {
       continue;
     }
@@ -71,7 +77,9 @@ void joinVolume(const VolumeFacts& volume, PartitionEntry& entry) {
       get_string_handler()->toLowerCase(entry.fileSystem);
     }
   }
-  if (volume.clusterBytes) entry.clusterBytes = *volume.clusterBytes;
+  if (volume.clusterBytes) {
+    entry.clusterBytes = *volume.clusterBytes;
+  }
   if (volume.space) {
     entry.sizeBytes = volume.space->total;
     entry.freeBytes = volume.space->free;
@@ -81,18 +89,26 @@ void joinVolume(const VolumeFacts& volume, PartitionEntry& entry) {
 
 void rewriteLogicalPartitions(std::vector<PartitionEntry>& entries) {
   const PartitionEntry* largest = nullptr;
-  for (const PartitionEntry& entry : entries)
-    if (isExtended(entry) && (largest == nullptr || entry.sizeBytes > largest->sizeBytes))
+  for (const PartitionEntry& entry : entries) {
+    if (isExtended(entry) && (largest == nullptr || entry.sizeBytes > largest->sizeBytes)) {
       largest = &entry;
-  if (largest == nullptr) return;
+    }
+  }
+  if (largest == nullptr) {
+    return;
+  }
   const std::uint64_t start = largest->startOffset;
   const std::uint64_t end = endOf(*largest);
 
   std::vector<PartitionEntry> rewritten;
   for (PartitionEntry& entry : entries) {
     const bool inside = entry.startOffset > start && entry.startOffset < end;
-    if (inside && entry.typeText != Primary) continue;
-    if (inside) entry.typeText = Logical;
+    if (inside && entry.typeText != kPrimary) {
+      continue;
+    }
+    if (inside) {
+      entry.typeText = kLogical;
+    }
     rewritten.push_back(std::move(entry));
   }
   entries = std::move(rewritten);
@@ -100,8 +116,11 @@ void rewriteLogicalPartitions(std::vector<PartitionEntry>& entries) {
 
 std::uint64_t unallocatedBytes(std::uint64_t diskBytes,
                                const std::vector<PartitionEntry>& entries) {
-  for (const PartitionEntry& entry : entries)
-    if (!isExtended(entry)) diskBytes -= std::min(diskBytes, entry.sizeBytes);
+  for (const PartitionEntry& entry : entries) {
+    if (!isExtended(entry)) {
+      diskBytes -= std::min(diskBytes, entry.sizeBytes);
+    }
+  }
   return diskBytes;
 }
 

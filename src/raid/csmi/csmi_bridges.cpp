@@ -13,11 +13,17 @@ namespace {
 template <typename PassThrough, typename Command>
 ProtocolResult passThrough(CsmiSend* sender, DeviceHandle port, const CsmiPhyEntry& phy,
                            Command& command) {
-  if (sender == nullptr) return ProtocolResult::InvalidArgument;
+  if (sender == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   PassThrough request(command, phy);
   const ProtocolResult result = sender->send(port, request);
-  if (!succeeded(result)) return result;
-  if (request.returnCode() != 0 && !request.holdsError()) return ProtocolResult::TransportFailure;
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (request.returnCode() != 0 && !request.holdsError()) {
+    return ProtocolResult::TransportFailure;
+  }
   request.takeReply(command);
   return ProtocolResult::Success;
 }

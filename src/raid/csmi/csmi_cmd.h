@@ -15,13 +15,13 @@ class ScsiCmd;
 /// One drive behind a CSMI controller: a record of the phy information reply (CSMI_SAS_PHY_ENTRY).
 class CsmiPhyEntry {
  public:
-  static constexpr std::size_t bytes = 64;
-  static constexpr std::uint8_t endDevice = 16;
-  static constexpr std::uint8_t sspTarget = 8;
-  static constexpr std::uint8_t smpTarget = 2;
+  static constexpr std::size_t kBytes = 64;
+  static constexpr std::uint8_t kEndDevice = 16;
+  static constexpr std::uint8_t kSspTarget = 8;
+  static constexpr std::uint8_t kSmpTarget = 2;
 
   CsmiPhyEntry() = default;
-  explicit CsmiPhyEntry(std::span<const std::uint8_t, bytes> record);
+  explicit CsmiPhyEntry(std::span<const std::uint8_t, kBytes> record);
 
   std::uint8_t phyIdentifier() const { return record_[20]; }
   std::uint8_t portIdentifier() const { return record_[28]; }
@@ -32,13 +32,13 @@ class CsmiPhyEntry {
   }
 
  private:
-  std::array<std::uint8_t, bytes> record_{};
+  std::array<std::uint8_t, kBytes> record_{};
 };
 
 /// A CSMI request and its reply in one buffer, which starts with the SRB_IO_CONTROL header.
 class CsmiCmd {
  public:
-  static constexpr std::size_t headerBytes = 28;
+  static constexpr std::size_t kHeaderBytes = 28;
 
   virtual ~CsmiCmd() = default;
 
@@ -76,7 +76,7 @@ class CsmiGetRaidInfo : public CsmiCmd {
 class CsmiGetRaidConfig : public CsmiCmd {
  public:
   /// A set cannot tell of more drives: their number has 8 bits.
-  static constexpr std::uint32_t mostDrives = 255;
+  static constexpr std::uint32_t kMostDrives = 255;
 
   CsmiGetRaidConfig(std::uint32_t setIndex, std::uint32_t drivesPerSet);
   std::uint64_t capacityBytes() const;
@@ -86,8 +86,8 @@ class CsmiGetRaidConfig : public CsmiCmd {
   std::vector<std::string> driveSerials() const;
 
  private:
-  static constexpr std::size_t firstDrive = 64;
-  static constexpr std::size_t driveBytes = 136;
+  static constexpr std::size_t kFirstDrive = 64;
+  static constexpr std::size_t kDriveBytes = 136;
 };
 
 class CsmiGetPhyInfo : public CsmiCmd {

@@ -17,11 +17,11 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t csmiConnection = 3;
-constexpr std::uint32_t endOfSets = 1000;
+constexpr std::uint32_t kCsmiConnection = 3;
+constexpr std::uint32_t kEndOfSets = 1000;
 // No controller of these families has more sets; a wild count must not keep the inventory busy.
-constexpr std::uint32_t mostSets = 256;
-constexpr const char* nvmeModel = "nvme";
+constexpr std::uint32_t kMostSets = 256;
+constexpr const char* kNvmeModel = "nvme";
 
 template <typename Protocol, typename Bridge>
 std::unique_ptr<StorageProtocol> protocolOver(std::shared_ptr<Bridge> bridge, ProtocolKind kind) {
@@ -59,30 +59,40 @@ std::string csmiLevelName(std::uint8_t type) {
 
 CsmiRaidComponent::CsmiRaidComponent(DeviceHandle port, std::string adapterName,
                                      std::string hardwareId, CsmiSend* sender)
-    : RaidComponent(port, csmiConnection, std::move(adapterName)),
+    : RaidComponent(port, kCsmiConnection, std::move(adapterName)),
       sender_(sender),
       hardwareId_(std::move(hardwareId)) {
   controller_.udi = hardwareId_;
 }
 
 ProtocolResult CsmiRaidComponent::ask(CsmiCmd& command) {
-  if (sender_ == nullptr) return ProtocolResult::InvalidArgument;
+  if (sender_ == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   const ProtocolResult result = sender_->send(handle_, command);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   return command.returnCode() == 0 ? ProtocolResult::Success : ProtocolResult::ControllerRefused;
 }
 
 ProtocolResult CsmiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
-  if (info == nullptr) return ProtocolResult::InvalidArgument;
+  if (info == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   RaidControllerInfo learnt = controller_;
   CsmiGetCntrlConfig config;
   ProtocolResult result = ask(config);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   const auto version = config.biosVersion();
   if (std::any_of(version.begin(), version.end(), [](std::uint16_t part) { return part != 0; })) {
     learnt.biosVersion.clear();
     for (const std::uint16_t part : version) {
-      if (!learnt.biosVersion.empty()) learnt.biosVersion += ".";
+      if (!learnt.biosVersion.empty()) {
+        learnt.biosVersion += ".";
+      }
       learnt.biosVersion += std::to_string(part);
     }
   }
@@ -90,12 +100,16 @@ ProtocolResult CsmiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
 
   CsmiGetRaidInfo sets;
   result = ask(sets);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   learnt.logicalDeviceCount = sets.setCount();
 
   std::vector<RaidPhysicalDrive> drives;
   result = getPhysicalDrives(&drives);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   learnt.physicalDeviceCount = static_cast<std::uint32_t>(drives.size());
   learnt.driverVersion = raidDriverVersion(hardwareId_);
   *info = learnt;
@@ -103,18 +117,28 @@ ProtocolResult CsmiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
 }
 
 ProtocolResult CsmiRaidComponent::getLogicalDevices(std::vector<RaidLogicalDevice>* devices) {
-  if (devices == nullptr) return ProtocolResult::InvalidArgument;
+  if (devices == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   CsmiGetRaidInfo info;
   const ProtocolResult result = ask(info);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
 
   std::vector<RaidLogicalDevice> found;
-  for (std::uint32_t index = 0; index < std::min(info.setCount(), mostSets); ++index) {
+  for (std::uint32_t index = 0; index < std::min(info.setCount(), kMostSets); ++index) {
     CsmiGetRaidConfig config(index, info.drivesPerSet());
     const ProtocolResult sent = sender_->send(handle_, config);
-    if (!succeeded(sent)) return sent;
-    if (config.returnCode() == endOfSets) break;
-    if (config.returnCode() != 0) return ProtocolResult::ControllerRefused;
+    if (!succeeded(sent)) {
+      return sent;
+    }
+    if (config.returnCode() == kEndOfSets) {
+      break;
+    }
+    if (config.returnCode() != 0) {
+      return ProtocolResult::ControllerRefused;
+    }
     RaidLogicalDevice device;
     device.index = index;
     device.raidLevel = csmiLevelName(config.raidType());
@@ -137,15 +161,18 @@ std::string CsmiRaidComponent::deviceName(const std::string& place) const {
 ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {
   CsmiGetPhyInfo info;
   const ProtocolResult result = ask(info);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
 
   for (const CsmiPhyEntry& phy : info.phys()) {
-    if (phy.attachedDeviceType() != CsmiPhyEntry::endDevice ||
-        phy.targetProtocol() == CsmiPhyEntry::smpTarget)
+    if (phy.attachedDeviceType() != CsmiPhyEntry::kEndDevice ||
+        phy.targetProtocol() == CsmiPhyEntry::kSmpTarget) {
       continue;
+    }
     RaidDevice device;
     device.name = deviceName("phy" + std::to_string(phy.phyIdentifier()));
-    if (phy.targetProtocol() == CsmiPhyEntry::sspTarget) {
+    if (phy.targetProtocol() == CsmiPhyEntry::kSspTarget) {
       device.busKind = StorageBusKind::Scsi;
       device.protocol = protocolOver<ScsiProtocol, ScsiBridge>(
           std::make_shared<CsmiSspBridge>(handle_, sender_, phy), ProtocolKind::Scsi);
@@ -178,18 +205,26 @@ ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {
 }
 
 ProtocolResult CsmiRaidComponent::getPhysicalDrives(std::vector<RaidPhysicalDrive>* drives) {
-  if (drives == nullptr) return ProtocolResult::InvalidArgument;
+  if (drives == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   std::vector<RaidDevice> devices;
   const ProtocolResult result = findDrives(&devices);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
 
   std::vector<RaidPhysicalDrive> found;
   for (const RaidDevice& device : devices) {
     RaidPhysicalDrive drive;
-    if (!identifyDrive(*device.protocol, &drive)) continue;
+    if (!identifyDrive(*device.protocol, &drive)) {
+      continue;
+    }
     drive.busKind = device.busKind;
     drive.index = static_cast<std::uint32_t>(found.size());
-    if (device.busKind == StorageBusKind::Nvme) drive.model = nvmeModel;
+    if (device.busKind == StorageBusKind::Nvme) {
+      drive.model = kNvmeModel;
+    }
     found.push_back(std::move(drive));
   }
   *drives = std::move(found);
@@ -197,10 +232,14 @@ ProtocolResult CsmiRaidComponent::getPhysicalDrives(std::vector<RaidPhysicalDriv
 }
 
 ProtocolResult CsmiRaidComponent::getDevices(std::vector<RaidDevice>* devices) {
-  if (devices == nullptr) return ProtocolResult::InvalidArgument;
+  if (devices == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   std::vector<RaidDevice> found;
   const ProtocolResult result = findDrives(&found);
-  if (succeeded(result)) *devices = std::move(found);
+  if (succeeded(result)) {
+    *devices = std::move(found);
+  }
   return result;
 }
 

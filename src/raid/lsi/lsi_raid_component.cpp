@@ -17,21 +17,21 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t lsiConnection = 0;
-constexpr std::uint8_t spannedSecondary = 3;
+constexpr std::uint32_t kLsiConnection = 0;
+constexpr std::uint8_t kSpannedSecondary = 3;
 
 struct MaskName {
   std::uint32_t bit;
   const char* name;
 };
 
-constexpr MaskName levelNames[] = {{0x01, "RAID 0"}, {0x02, "RAID 1"},  {0x20, "RAID 10"},
-                                   {0x04, "RAID 5"}, {0x40, "RAID 50"}, {0x10, "RAID 6"}};
-constexpr const char* remainingLevel = "RAID 60";
-constexpr MaskName interfaceNames[] = {
+constexpr MaskName kLevelNames[] = {{0x01, "RAID 0"}, {0x02, "RAID 1"},  {0x20, "RAID 10"},
+                                    {0x04, "RAID 5"}, {0x40, "RAID 50"}, {0x10, "RAID 6"}};
+constexpr const char* kRemainingLevel = "RAID 60";
+constexpr MaskName kInterfaceNames[] = {
     {0x02, "SAS 3G"}, {0x10, "SAS 6G"}, {0x04, "SATA 1.5G"}, {0x08, "SATA 3G"}};
-constexpr std::uint32_t spiBit = 0x01;
-constexpr const char* remainingInterface = "SPI";
+constexpr std::uint32_t kSpiBit = 0x01;
+constexpr const char* kRemainingInterface = "SPI";
 
 std::string field(const std::vector<std::uint8_t>& block, std::size_t at, std::size_t bytes) {
   std::string text(bytes + 1, '\0');
@@ -43,35 +43,40 @@ std::vector<std::string> namesOf(std::uint32_t mask, const MaskName (&names)[N],
                                  const char* remaining, std::uint32_t remainingMask) {
   std::vector<std::string> found;
   for (const MaskName& entry : names) {
-    if ((mask & entry.bit) != 0) found.emplace_back(entry.name);
+    if ((mask & entry.bit) != 0) {
+      found.emplace_back(entry.name);
+    }
     remainingMask &= ~entry.bit;
   }
-  if ((mask & remainingMask) != 0) found.emplace_back(remaining);
+  if ((mask & remainingMask) != 0) {
+    found.emplace_back(remaining);
+  }
   return found;
 }
 
 std::string biosVersionOf(const std::vector<std::uint8_t>& info) {
   const std::size_t count =
-      std::min<std::size_t>(loadLe32(&info[lsi::imageCountAt]), lsi::imagePlaces);
+      std::min<std::size_t>(loadLe32(&info[lsi::kImageCountAt]), lsi::kImagePlaces);
   for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t at = lsi::firstImage + i * lsi::imageBytes;
-    if (field(info, at, lsi::imageNameBytes) == "BIOS")
-      return field(info, at + lsi::imageVersionAt, lsi::imageVersionBytes);
+    const std::size_t at = lsi::kFirstImage + i * lsi::kImageBytes;
+    if (field(info, at, lsi::kImageNameBytes) == "BIOS") {
+      return field(info, at + lsi::kImageVersionAt, lsi::kImageVersionBytes);
+    }
   }
   return {};
 }
 
 std::string hardwareIdOf(const std::vector<std::uint8_t>& info) {
   char text[32];
-  std::snprintf(text, sizeof(text), "PCI\\VEN_%04X&DEV_%04X", loadLe16(&info[lsi::pciVendorAt]),
-                loadLe16(&info[lsi::pciDeviceAt]));
+  std::snprintf(text, sizeof(text), "PCI\\VEN_%04X&DEV_%04X", loadLe16(&info[lsi::kPciVendorAt]),
+                loadLe16(&info[lsi::kPciDeviceAt]));
   return text;
 }
 
 }  // namespace
 
 std::string lsiLevelName(std::uint8_t primary, std::uint8_t secondary) {
-  const bool spanned = secondary == spannedSecondary;
+  const bool spanned = secondary == kSpannedSecondary;
   switch (primary) {
     case 0:
       return "RAID 0";
@@ -93,91 +98,115 @@ std::string lsiLevelName(std::uint8_t primary, std::uint8_t secondary) {
 }
 
 LsiRaidComponent::LsiRaidComponent(std::uint32_t controllerId, LsiSender* sender)
-    : RaidComponent(DeviceHandle(controllerId), lsiConnection, {}),
+    : RaidComponent(DeviceHandle(controllerId), kLsiConnection, {}),
       controllerId_(controllerId),
       sender_(sender) {}
 
 ProtocolResult LsiRaidComponent::execute(LsiCmd& command) {
-  if (sender_ == nullptr) return ProtocolResult::Failure;
+  if (sender_ == nullptr) {
+    return ProtocolResult::Failure;
+  }
   return static_cast<ProtocolResult>(sender_->execute(command));
 }
 
 void LsiRaidComponent::prepare() {
-  LsiCmd configuration(LsiCode::GetConfiguration, controllerId_, lsi::configurationBytes);
+  LsiCmd configuration(LsiCode::GetConfiguration, controllerId_, lsi::kConfigurationBytes);
   adapterData_.clear();
-  if (succeeded(execute(configuration))) adapterData_ = configuration.buffer();
+  if (succeeded(execute(configuration))) {
+    adapterData_ = configuration.buffer();
+  }
 }
 
 ProtocolResult LsiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
-  if (info == nullptr) return ProtocolResult::InvalidArgument;
-  LsiCmd data(LsiCode::GetControllerInfo, controllerId_, lsi::controllerInfoBytes);
+  if (info == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
+  LsiCmd data(LsiCode::GetControllerInfo, controllerId_, lsi::kControllerInfoBytes);
   ProtocolResult result = execute(data);
-  if (!succeeded(result)) return result;
-  LsiCmd properties(LsiCode::GetControllerProperties, controllerId_, lsi::propertiesBytes);
+  if (!succeeded(result)) {
+    return result;
+  }
+  LsiCmd properties(LsiCode::GetControllerProperties, controllerId_, lsi::kPropertiesBytes);
   result = execute(properties);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
 
   const std::vector<std::uint8_t>& block = data.buffer();
   RaidControllerInfo learnt;
-  learnt.model = field(block, lsi::productNameAt, lsi::productNameBytes);
-  learnt.serial = field(block, lsi::serialAt, lsi::serialBytes);
+  learnt.model = field(block, lsi::kProductNameAt, lsi::kProductNameBytes);
+  learnt.serial = field(block, lsi::kSerialAt, lsi::kSerialBytes);
   learnt.biosVersion = biosVersionOf(block);
   learnt.driverVersion = raidDriverVersion(hardwareIdOf(block));
   learnt.raidLevels =
-      namesOf(loadLe32(&block[lsi::raidLevelMaskAt]), levelNames, remainingLevel, 0xFFFFFFFFu);
+      namesOf(loadLe32(&block[lsi::kRaidLevelMaskAt]), kLevelNames, kRemainingLevel, 0xFFFFFFFFu);
   learnt.interfaces =
-      namesOf(block[lsi::interfaceMaskAt], interfaceNames, remainingInterface, spiBit);
+      namesOf(block[lsi::kInterfaceMaskAt], kInterfaceNames, kRemainingInterface, kSpiBit);
   learnt.logicalDeviceCount = loadLe32(properties.buffer().data());
   learnt.udi = learnt.model;
-  if (!learnt.serial.empty()) learnt.udi += (learnt.udi.empty() ? "" : "-") + learnt.serial;
+  if (!learnt.serial.empty()) {
+    learnt.udi += (learnt.udi.empty() ? "" : "-") + learnt.serial;
+  }
   std::vector<Drive> drives;
-  if (succeeded(listDrives(&drives)))
+  if (succeeded(listDrives(&drives))) {
     learnt.physicalDeviceCount = static_cast<std::uint32_t>(drives.size());
+  }
   *info = std::move(learnt);
   return ProtocolResult::Success;
 }
 
 ProtocolResult LsiRaidComponent::describeSet(std::uint8_t number, RaidLogicalDevice* device) {
-  LsiCmd array(LsiCode::GetArrayInfo, controllerId_, lsi::arrayInfoBytes);
+  LsiCmd array(LsiCode::GetArrayInfo, controllerId_, lsi::kArrayInfoBytes);
   array.record.subIndex = number;
   ProtocolResult result = execute(array);
-  if (!succeeded(result)) return result;
-  constexpr std::size_t room = (lsi::arrayInfoBytes - lsi::firstArrayMember) / 2;
-  const std::size_t members = std::min<std::size_t>(loadLe32(array.buffer().data()), room);
-  for (std::size_t i = 0; i < members; ++i)
-    device->memberIndexes.push_back(loadLe16(&array.buffer()[lsi::firstArrayMember + 2 * i]));
+  if (!succeeded(result)) {
+    return result;
+  }
+  constexpr std::size_t kRoom = (lsi::kArrayInfoBytes - lsi::kFirstArrayMember) / 2;
+  const std::size_t members = std::min<std::size_t>(loadLe32(array.buffer().data()), kRoom);
+  for (std::size_t i = 0; i < members; ++i) {
+    device->memberIndexes.push_back(loadLe16(&array.buffer()[lsi::kFirstArrayMember + 2 * i]));
+  }
 
-  LsiCmd drive(LsiCode::GetDriveInfo, controllerId_, lsi::driveInfoBytes);
+  LsiCmd drive(LsiCode::GetDriveInfo, controllerId_, lsi::kDriveInfoBytes);
   drive.record.subIndex = number;
   drive.record.deviceId = number;
   result = execute(drive);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   const std::vector<std::uint8_t>& block = drive.buffer();
-  device->raidLevel = lsiLevelName(block[lsi::primaryLevelAt], block[lsi::secondaryLevelAt]);
-  device->physicalDeviceCount =
-      std::uint32_t{block[lsi::driveCountAt]} * std::max<std::uint32_t>(block[lsi::spanDepthAt], 1);
-  device->size = loadLe64(&block[lsi::logicalSizeAt]) * lsi::blockBytes;
+  device->raidLevel = lsiLevelName(block[lsi::kPrimaryLevelAt], block[lsi::kSecondaryLevelAt]);
+  device->physicalDeviceCount = std::uint32_t{block[lsi::kDriveCountAt]} *
+                                std::max<std::uint32_t>(block[lsi::kSpanDepthAt], 1);
+  device->size = loadLe64(&block[lsi::kLogicalSizeAt]) * lsi::kBlockBytes;
   return ProtocolResult::Success;
 }
 
 ProtocolResult LsiRaidComponent::getLogicalDevices(std::vector<RaidLogicalDevice>* devices) {
-  if (devices == nullptr) return ProtocolResult::InvalidArgument;
-  LsiCmd properties(LsiCode::GetControllerProperties, controllerId_, lsi::propertiesBytes);
+  if (devices == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
+  LsiCmd properties(LsiCode::GetControllerProperties, controllerId_, lsi::kPropertiesBytes);
   const ProtocolResult result = execute(properties);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
 
   const std::vector<std::uint8_t>& list = properties.buffer();
-  constexpr std::size_t room =
-      (lsi::propertiesBytes - lsi::firstLogicalDrive) / lsi::logicalDriveBytes;
-  const std::size_t count = std::min<std::size_t>(loadLe32(list.data()), room);
+  constexpr std::size_t kRoom =
+      (lsi::kPropertiesBytes - lsi::kFirstLogicalDrive) / lsi::kLogicalDriveBytes;
+  const std::size_t count = std::min<std::size_t>(loadLe32(list.data()), kRoom);
   std::vector<RaidLogicalDevice> found;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::uint8_t* record = &list[lsi::firstLogicalDrive + i * lsi::logicalDriveBytes];
+    const std::uint8_t* record = &list[lsi::kFirstLogicalDrive + i * lsi::kLogicalDriveBytes];
     RaidLogicalDevice device;
-    device.index = record[lsi::logicalDriveNumberAt];
-    device.state = std::to_string(record[lsi::logicalDriveStateAt]);
-    const ProtocolResult described = describeSet(record[lsi::logicalDriveNumberAt], &device);
-    if (!succeeded(described)) return described;
+    device.index = record[lsi::kLogicalDriveNumberAt];
+    device.state = std::to_string(record[lsi::kLogicalDriveStateAt]);
+    const ProtocolResult described = describeSet(record[lsi::kLogicalDriveNumberAt], &device);
+    if (!succeeded(described)) {
+      return described;
+    }
     found.push_back(std::move(device));
   }
   *devices = std::move(found);
@@ -185,38 +214,45 @@ ProtocolResult LsiRaidComponent::getLogicalDevices(std::vector<RaidLogicalDevice
 }
 
 ProtocolResult LsiRaidComponent::listDrives(std::vector<Drive>* drives) {
-  LsiCmd command(LsiCode::GetDriveList, controllerId_, lsi::driveListBytes);
+  LsiCmd command(LsiCode::GetDriveList, controllerId_, lsi::kDriveListBytes);
   const ProtocolResult result = execute(command);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
 
   const std::vector<std::uint8_t>& list = command.buffer();
-  constexpr std::size_t room =
-      (lsi::driveListBytes - lsi::firstDriveRecord) / lsi::driveRecordBytes;
-  const std::size_t count = std::min<std::size_t>(loadLe32(&list[lsi::driveCountInListAt]), room);
+  constexpr std::size_t kRoom =
+      (lsi::kDriveListBytes - lsi::kFirstDriveRecord) / lsi::kDriveRecordBytes;
+  const std::size_t count = std::min<std::size_t>(loadLe32(&list[lsi::kDriveCountInListAt]), kRoom);
   for (std::size_t i = 0; i < count; ++i) {
-    const std::uint8_t* entry = &list[lsi::firstDriveRecord + i * lsi::driveRecordBytes];
-    if (entry[lsi::driveTypeAt] != 0) continue;
+    const std::uint8_t* entry = &list[lsi::kFirstDriveRecord + i * lsi::kDriveRecordBytes];
+    if (entry[lsi::kDriveTypeAt] != 0) {
+      continue;
+    }
     const std::uint16_t deviceId = loadLe16(entry);
     // A count beyond the list names a drive again and again.
     if (std::any_of(drives->begin(), drives->end(),
-                    [=](const Drive& listed) { return listed.record.deviceId == deviceId; }))
+                    [=](const Drive& listed) { return listed.record.deviceId == deviceId; })) {
       continue;
-    LsiCmd info(LsiCode::GetPdinfo, controllerId_, lsi::pdInfoBytes);
+    }
+    LsiCmd info(LsiCode::GetPdinfo, controllerId_, lsi::kPdInfoBytes);
     info.record.deviceId = deviceId;
     const ProtocolResult asked = execute(info);
-    if (!succeeded(asked)) return asked;
+    if (!succeeded(asked)) {
+      return asked;
+    }
 
     const std::vector<std::uint8_t>& block = info.buffer();
     Drive drive;
     drive.record.index = static_cast<std::uint32_t>(drives->size());
     drive.record.deviceId = deviceId;
     // Standard INQUIRY data: vendor at 8, product at 16; serial number at 36.
-    drive.record.manufacturer = field(block, lsi::inquiryAt + 8, 8);
-    drive.record.model = field(block, lsi::inquiryAt + 16, 16);
-    drive.record.serial = field(block, lsi::inquiryAt + 36, 20);
-    drive.record.size = loadLe64(&block[lsi::rawSizeAt]) * lsi::blockBytes;
-    drive.record.state = std::to_string(loadLe16(&block[lsi::firmwareStateAt]));
-    drive.sata = (loadLe16(&block[lsi::driveInterfaceAt]) >> 12) == lsi::sataInterface ||
+    drive.record.manufacturer = field(block, lsi::kInquiryAt + 8, 8);
+    drive.record.model = field(block, lsi::kInquiryAt + 16, 16);
+    drive.record.serial = field(block, lsi::kInquiryAt + 36, 20);
+    drive.record.size = loadLe64(&block[lsi::kRawSizeAt]) * lsi::kBlockBytes;
+    drive.record.state = std::to_string(loadLe16(&block[lsi::kFirmwareStateAt]));
+    drive.sata = (loadLe16(&block[lsi::kDriveInterfaceAt]) >> 12) == lsi::kSataInterface ||
                  drive.record.manufacturer == "ATA";
     drive.record.busKind = drive.sata ? StorageBusKind::Ata : StorageBusKind::Scsi;
     drives->push_back(std::move(drive));
@@ -225,20 +261,30 @@ ProtocolResult LsiRaidComponent::listDrives(std::vector<Drive>* drives) {
 }
 
 ProtocolResult LsiRaidComponent::getPhysicalDrives(std::vector<RaidPhysicalDrive>* drives) {
-  if (drives == nullptr) return ProtocolResult::InvalidArgument;
+  if (drives == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   std::vector<Drive> found;
   const ProtocolResult result = listDrives(&found);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   drives->clear();
-  for (Drive& drive : found) drives->push_back(std::move(drive.record));
+  for (Drive& drive : found) {
+    drives->push_back(std::move(drive.record));
+  }
   return ProtocolResult::Success;
 }
 
 ProtocolResult LsiRaidComponent::getDevices(std::vector<RaidDevice>* devices) {
-  if (devices == nullptr) return ProtocolResult::InvalidArgument;
+  if (devices == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   std::vector<Drive> found;
   const ProtocolResult result = listDrives(&found);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   devices->clear();
   for (const Drive& drive : found) {
     const auto deviceId = static_cast<std::uint16_t>(drive.record.deviceId);

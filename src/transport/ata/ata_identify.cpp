@@ -18,7 +18,7 @@ class Words {
   explicit Words(const std::uint8_t* page) : page_(page) {}
 
   std::uint16_t operator[](std::size_t word) const { return loadLe16(page_ + 2 * word); }
-  bool bit(std::size_t word, unsigned bit) const { return ((*this)[word] >> bit) & 1; }
+  bool bit(std::size_t word, unsigned bit) const { return (((*this)[word] >> bit) & 1) != 0; }
   std::uint32_t pair(std::size_t low) const { return loadLe32(page_ + 2 * low); }
   std::uint64_t quad(std::size_t low) const { return loadLe64(page_ + 2 * low); }
   std::string text(std::size_t first, std::size_t count) const {
@@ -43,9 +43,10 @@ void parseSectorSizes(const Words& words, StorageProtocolProperties& properties)
   properties.logicalSectorSize =
       reported && words.bit(106, 12) ? fittingSize(std::uint64_t{words.pair(117)} * 2) : 512;
   properties.physicalSectorSize = properties.logicalSectorSize;
-  if (reported && words.bit(106, 13))
+  if (reported && words.bit(106, 13)) {
     properties.physicalSectorSize =
         fittingSize(std::uint64_t{properties.logicalSectorSize} << (words[106] & 0x0F));
+  }
 }
 
 void parseRotation(const Words& words, StorageProtocolProperties& properties) {
@@ -59,9 +60,15 @@ void parseRotation(const Words& words, StorageProtocolProperties& properties) {
 bool IsValidIdentifyData(const std::uint8_t* page) {
   constexpr std::size_t kBytes = 512;
   constexpr std::uint8_t kSignature = 0xA5;
-  if (page == nullptr) return false;
-  if (page[510] == kSignature && !ByteSum(page, kBytes)) return false;
-  if (std::all_of(page, page + kBytes, [](std::uint8_t byte) { return byte == 0; })) return false;
+  if (page == nullptr) {
+    return false;
+  }
+  if (page[510] == kSignature && !ByteSum(page, kBytes)) {
+    return false;
+  }
+  if (std::all_of(page, page + kBytes, [](std::uint8_t byte) { return byte == 0; })) {
+    return false;
+  }
   return !Words(page).bit(0, 15);
 }
 
@@ -95,10 +102,15 @@ std::vector<std::string> ataMajorVersions(std::uint16_t word80) {
       {8, "ATA8-ACS"}, {7, "ATA7-ATAPI"}, {6, "ATA6-ATAPI"}, {5, "ATA5-ATAPI"}, {4, "ATA4-ATAPI"}};
   std::vector<std::string> names;
   if (word80 != 0xFFFF) {
-    for (const Major& major : kMajors)
-      if ((word80 >> major.bit) & 1) names.emplace_back(major.name);
+    for (const Major& major : kMajors) {
+      if ((word80 >> major.bit) & 1) {
+        names.emplace_back(major.name);
+      }
+    }
   }
-  if (names.empty()) names.emplace_back("VERSION_NOT_REPORTED");
+  if (names.empty()) {
+    names.emplace_back("VERSION_NOT_REPORTED");
+  }
   return names;
 }
 
@@ -127,8 +139,11 @@ std::string VendorFromModel(const std::string& model) {
     });
     return vendor;
   }
-  for (const Prefix& prefix : kPrefixes)
-    if (model.starts_with(prefix.key)) return prefix.vendor;
+  for (const Prefix& prefix : kPrefixes) {
+    if (model.starts_with(prefix.key)) {
+      return prefix.vendor;
+    }
+  }
   return "Generic Vendor";
 }
 

@@ -28,11 +28,15 @@ ProtocolResult AtaProtocol::SendThroughBridges(AtaCmd& command) {
   for (std::size_t i = 0; i < bridges_.size(); ++i) {
     result = bridges_[i].Send(command);
     if (succeeded(result)) {
-      if (i != 0) bridges_.moveToFront(i);
+      if (i != 0) {
+        bridges_.moveToFront(i);
+      }
       return result;
     }
     const bool last = i + 1 == bridges_.size();
-    if (!(last && result == ProtocolResult::NoDataReturned)) command.AtaCmd::operator=(asked);
+    if (!(last && result == ProtocolResult::NoDataReturned)) {
+      command.AtaCmd::operator=(asked);
+    }
   }
   return result;
 }
@@ -46,21 +50,30 @@ bool AtaProtocol::ProbeBridge(AtaBridge& bridge) {
 
 ProtocolResult AtaProtocol::SendChecked(AtaCmd& command) {
   const ProtocolResult result = SendThroughBridges(command);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   return hasError(command) ? ProtocolResult::DeviceError : ProtocolResult::Success;
 }
 
 ProtocolResult AtaProtocol::GetProperties(StorageProtocolProperties* out) {
-  if (out == nullptr) return ProtocolResult::InvalidArgument;
+  if (out == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   IdentifyDevice identify(page.data());
   const ProtocolResult result = SendThroughBridges(identify);
-  if (!succeeded(result)) return result;
-  if (identify.transferBytes < page.size() || !IsValidIdentifyData(page.data()))
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (identify.transferBytes < page.size() || !IsValidIdentifyData(page.data())) {
     return ProtocolResult::InvalidDeviceData;
+  }
   parseIdentifyData(page.data(), *properties_);
   ReadFruData();
-  if (properties_->smartSupported) ReadSmartCapabilities();
+  if (properties_->smartSupported) {
+    ReadSmartCapabilities();
+  }
   *out = *properties_;
   return ProtocolResult::Success;
 }
@@ -76,19 +89,29 @@ ProtocolResult AtaProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
                                  std::uint32_t timeoutSeconds, void* buffer,
                                  std::uint32_t /*bufferBytes*/) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors))
+  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors)) {
     return ProtocolResult::InvalidArgument;
+  }
   AtaCmd command;
-  if (properties_->lba48Supported)
+  if (properties_->lba48Supported) {
     command = ReadSectorsExt(lba, sectors, sectorSize, buffer, timeoutSeconds);
-  else
+  } else {
     command =
         ReadSectors(lba, static_cast<std::uint8_t>(sectors), sectorSize, buffer, timeoutSeconds);
+  }
   const ProtocolResult result = SendThroughBridges(command);
-  if (!succeeded(result) && result != ProtocolResult::NoDataReturned) return result;
-  if (!hasError(command)) return ProtocolResult::Success;
-  if (errorBit(command, 6)) return ProtocolResult::MediumError;
-  if (errorBit(command, 7)) return ProtocolResult::InterfaceCrcError;
+  if (!succeeded(result) && result != ProtocolResult::NoDataReturned) {
+    return result;
+  }
+  if (!hasError(command)) {
+    return ProtocolResult::Success;
+  }
+  if (errorBit(command, 6)) {
+    return ProtocolResult::MediumError;
+  }
+  if (errorBit(command, 7)) {
+    return ProtocolResult::InterfaceCrcError;
+  }
   return ProtocolResult::DeviceError;
 }
 
@@ -96,22 +119,28 @@ ProtocolResult AtaProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
                                   std::uint64_t /*ignored*/, const void* buffer) {
   StorageProtocolProperties scratch;
   const ProtocolResult result = GetProperties(&scratch);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors))
+  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors)) {
     return ProtocolResult::InvalidArgument;
+  }
   // A command record has one buffer pointer for both directions; a data-out send only reads it.
   void* const source = const_cast<void*>(buffer);
   AtaCmd command;
-  if (properties_->lba48Supported)
+  if (properties_->lba48Supported) {
     command = WriteSectorsExt(lba, sectors, sectorSize, source);
-  else
+  } else {
     command = WriteSectors(lba, static_cast<std::uint8_t>(sectors), sectorSize, source);
+  }
   return SendChecked(command);
 }
 
 ProtocolResult AtaProtocol::WriteUncorrectable(std::uint64_t lba) {
-  if (lba >= kReach48) return ProtocolResult::InvalidArgument;
+  if (lba >= kReach48) {
+    return ProtocolResult::InvalidArgument;
+  }
   WriteUncorrectableExt command(lba, 1, true);
   return SendChecked(command);
 }
@@ -119,9 +148,15 @@ ProtocolResult AtaProtocol::WriteUncorrectable(std::uint64_t lba) {
 ProtocolResult AtaProtocol::StartSelfTest(std::uint8_t code, std::uint8_t second) {
   SmartExecuteOffline command(code, second);
   const ProtocolResult result = SendChecked(command);
-  if (result != ProtocolResult::DeviceError || !hasError(command)) return result;
-  if (errorBit(command, 2)) return ProtocolResult::SelfTestAbortedByDevice;
-  if (errorBit(command, 4)) return ProtocolResult::SelfTestIdNotFound;
+  if (result != ProtocolResult::DeviceError || !hasError(command)) {
+    return result;
+  }
+  if (errorBit(command, 2)) {
+    return ProtocolResult::SelfTestAbortedByDevice;
+  }
+  if (errorBit(command, 4)) {
+    return ProtocolResult::SelfTestIdNotFound;
+  }
   return ProtocolResult::DeviceError;
 }
 
@@ -140,17 +175,22 @@ ProtocolResult AtaProtocol::SetSmartEnabled(std::uint8_t enable) {
 }
 
 ProtocolResult AtaProtocol::GetPowerMode(std::uint32_t* mode) {
-  if (mode == nullptr) return ProtocolResult::InvalidArgument;
+  if (mode == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   AtaCheckPowerMode command;
   const ProtocolResult result = SendChecked(command);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   const std::uint8_t count = command.sectorCount;
-  if (count <= 1)
+  if (count <= 1) {
     *mode = Standby;
-  else if (count >= 0x80 && count <= 0x83)
+  } else if (count >= 0x80 && count <= 0x83) {
     *mode = Idle;
-  else
+  } else {
     *mode = count == 0xFF ? Active : OtherMode;
+  }
   return ProtocolResult::Success;
 }
 

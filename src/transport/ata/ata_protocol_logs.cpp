@@ -30,18 +30,27 @@ bool isGoodFirstPage(const std::uint8_t* page) { return ByteSum(page, kPageBytes
 
 ProtocolResult AtaProtocol::ReadLog(std::uint8_t log, std::uint16_t pages, void* buffer,
                                     std::uint16_t* pagesRead) {
-  if (buffer == nullptr || pagesRead == nullptr) return ProtocolResult::InvalidArgument;
+  if (buffer == nullptr || pagesRead == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   *pagesRead = 0;
   auto* bytes = static_cast<std::uint8_t*>(buffer);
-  if (isGeneralPurpose(log)) return ReadLogExtPages(log, pages, bytes, *pagesRead);
+  if (isGeneralPurpose(log)) {
+    return ReadLogExtPages(log, pages, bytes, *pagesRead);
+  }
   // The count register has 8 bits. With nothing asked there is no first page to look at.
   const std::uint8_t count = byteOf(pages, 0);
-  if (count == 0) return ProtocolResult::Success;
+  if (count == 0) {
+    return ProtocolResult::Success;
+  }
   SmartReadLog command(log, count, buffer);
   const ProtocolResult result = SendThroughBridges(command);
-  if (!succeeded(result)) return result;
-  if (command.transferBytes < kPageBytes * count || !isGoodFirstPage(bytes))
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (command.transferBytes < kPageBytes * count || !isGoodFirstPage(bytes)) {
     return ProtocolResult::DeviceError;
+  }
   *pagesRead = count;
   return ProtocolResult::Success;
 }
@@ -53,10 +62,14 @@ ProtocolResult AtaProtocol::ReadLogExtPages(std::uint8_t log, std::uint16_t page
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
       ReadLogExt command(log, 1, buffer, page);
       const ProtocolResult result = SendThroughBridges(command);
-      if (!succeeded(result)) return result;
+      if (!succeeded(result)) {
+        return result;
+      }
       const bool good = command.transferBytes >= kPageBytes &&
                         (page == 0 ? isGoodFirstPage(buffer) : ByteSum(buffer, kPageBytes));
-      if (!good) continue;
+      if (!good) {
+        continue;
+      }
       ++pagesRead;
       buffer += kPageBytes;
       break;
@@ -66,7 +79,9 @@ ProtocolResult AtaProtocol::ReadLogExtPages(std::uint8_t log, std::uint16_t page
 }
 
 std::uint16_t AtaProtocol::GetLogPageCount(std::uint8_t log) {
-  if (logDirectory_.empty()) FillLogDirectory();
+  if (logDirectory_.empty()) {
+    FillLogDirectory();
+  }
   return logDirectory_[log];
 }
 
@@ -74,12 +89,18 @@ std::uint16_t AtaProtocol::GetLogPageCount(std::uint8_t log) {
 void AtaProtocol::FillLogDirectory() {
   Page page{};
   const auto store = [&](std::initializer_list<std::uint8_t> logs) {
-    for (const std::uint8_t log : logs) logDirectory_[log] = loadLe16(&page[2u * log]);
+    for (const std::uint8_t log : logs) {
+      logDirectory_[log] = loadLe16(&page[2u * log]);
+    }
   };
   SmartReadLog smart(kDirectory, 1, page.data());
-  if (succeeded(SendPage(smart))) store({1, 2, kSelfTestLog});
+  if (succeeded(SendPage(smart))) {
+    store({1, 2, kSelfTestLog});
+  }
   ReadLogExt general(kDirectory, 1, page.data(), 0);
-  if (succeeded(SendPage(general))) store({kExtendedErrorLog, kExtendedSelfTestLog});
+  if (succeeded(SendPage(general))) {
+    store({kExtendedErrorLog, kExtendedSelfTestLog});
+  }
 }
 
 void AtaProtocol::ReadFruData() {
@@ -87,16 +108,24 @@ void AtaProtocol::ReadFruData() {
   std::uint16_t pagesRead = 0;
   // The page's own first byte is a letter, so it never counts as a good first page: the page stands
   // in the buffer all the same, and its own marks are looked at instead.
-  if (!succeeded(ReadLog(kVendorLog, 1, page.data(), &pagesRead))) return;
-  if (std::memcmp(&page[0], "OST", 3) != 0 || std::memcmp(&page[20], "8S", 2) != 0) return;
+  if (!succeeded(ReadLog(kVendorLog, 1, page.data(), &pagesRead))) {
+    return;
+  }
+  if (std::memcmp(&page[0], "OST", 3) != 0 || std::memcmp(&page[20], "8S", 2) != 0) {
+    return;
+  }
   properties_->fruPartNumber = getLocalStringHandler().fromBytes(&page[110], 30);
 }
 
 ProtocolResult AtaProtocol::GetFirstFailedLba(std::uint64_t* lba) {
-  if (lba == nullptr) return ProtocolResult::InvalidArgument;
+  if (lba == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   const std::uint16_t extendedPages = GetLogPageCount(kExtendedSelfTestLog);
   const std::uint16_t shortPages = GetLogPageCount(kSelfTestLog);
-  if (extendedPages != 0) return FailedLbaOfExtendedLog(extendedPages, *lba);
+  if (extendedPages != 0) {
+    return FailedLbaOfExtendedLog(extendedPages, *lba);
+  }
   return shortPages == 1 ? FailedLbaOfShortLog(*lba) : ProtocolResult::Failure;
 }
 
@@ -104,18 +133,22 @@ ProtocolResult AtaProtocol::FailedLbaOfExtendedLog(std::uint16_t pages, std::uin
   constexpr std::size_t kPerPage = 19;
   // A 16-bit index reaches no page behind these; a log that claims more is not worth the reading.
   constexpr std::size_t kReachablePages = (0xFFFF - 1) / kPerPage + 1;
-  if (pages > kReachablePages) return ProtocolResult::Failure;
+  if (pages > kReachablePages) {
+    return ProtocolResult::Failure;
+  }
 
   std::vector<std::uint8_t> log(std::size_t{pages} * kPageBytes);
   std::uint16_t pagesRead = 0;
   const ProtocolResult result = ReadLog(kExtendedSelfTestLog, pages, log.data(), &pagesRead);
   const std::uint16_t index = loadLe16(&log[2]);
-  if (pagesRead != pages || index == 0 || !isGoodFirstPage(log.data()))
+  if (pagesRead != pages || index == 0 || !isGoodFirstPage(log.data())) {
     return ProtocolResult::Failure;
+  }
   const std::size_t page = (index - 1u) / kPerPage;
   const std::size_t slot = (index - 1u) % kPerPage;
-  if (page >= pagesRead || !ByteSum(&log[page * kPageBytes], kPageBytes))
+  if (page >= pagesRead || !ByteSum(&log[page * kPageBytes], kPageBytes)) {
     return ProtocolResult::Failure;
+  }
   const std::uint8_t* descriptor = &log[page * kPageBytes + 4 + 26 * slot];
   lba = MakeLba48(descriptor[5], descriptor[6], descriptor[7], descriptor[8], descriptor[9],
                   descriptor[10]);
@@ -126,12 +159,14 @@ ProtocolResult AtaProtocol::FailedLbaOfShortLog(std::uint64_t& lba) {
   constexpr std::uint8_t kDescriptors = 21;
   Page log{};
   std::uint16_t pagesRead = 0;
-  if (!succeeded(ReadLog(kSelfTestLog, 1, log.data(), &pagesRead)) || pagesRead != 1)
+  if (!succeeded(ReadLog(kSelfTestLog, 1, log.data(), &pagesRead)) || pagesRead != 1) {
     return ProtocolResult::Failure;
+  }
   const std::uint8_t index = log[508];
   if (index < 1 || index > kDescriptors || loadLe16(log.data()) != 1 ||
-      !ByteSum(log.data(), log.size()))
+      !ByteSum(log.data(), log.size())) {
     return ProtocolResult::Failure;
+  }
   lba = loadLe32(&log[24u * index - 22u + 5u]);
   return ProtocolResult::Success;
 }

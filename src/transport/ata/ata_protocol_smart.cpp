@@ -27,7 +27,9 @@ bool hasValue(const std::uint8_t* entry) { return valueOf(entry) >= 1 && valueOf
 std::uint8_t thresholdOf(const Page& thresholds, std::uint8_t id) {
   for (std::size_t i = 0; i < kEntries; ++i) {
     const std::uint8_t* entry = entryOf(thresholds, i);
-    if (idOf(entry) == id) return entry[1];
+    if (idOf(entry) == id) {
+      return entry[1];
+    }
   }
   return 0;
 }
@@ -38,14 +40,18 @@ std::uint8_t thresholdOf(const Page& thresholds, std::uint8_t id) {
 ProtocolResult AtaProtocol::SendPage(AtaCmd& command, bool checkStatus) {
   const std::uint64_t asked = command.transferBytes;
   const ProtocolResult result = checkStatus ? SendChecked(command) : SendThroughBridges(command);
-  if (succeeded(result) && command.transferBytes < asked) return ProtocolResult::DeviceError;
+  if (succeeded(result) && command.transferBytes < asked) {
+    return ProtocolResult::DeviceError;
+  }
   return result;
 }
 
 void AtaProtocol::ReadSmartCapabilities() {
   Page page{};
   SmartReadData command(page.data());
-  if (!succeeded(SendPage(command, false))) return;
+  if (!succeeded(SendPage(command, false))) {
+    return;
+  }
   const std::uint8_t capability = page[kCapability];
   properties_->smartDataValid = true;
   properties_->offlineImmediateSupported = (capability & 0x01) != 0;
@@ -56,28 +62,40 @@ void AtaProtocol::ReadSmartCapabilities() {
 
 ProtocolResult AtaProtocol::GetTemperature(std::uint8_t* celsius) {
   constexpr std::uint8_t kTemperature = 194;
-  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  if (celsius == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   for (std::size_t i = 0; i < kEntries; ++i) {
     const std::uint8_t* entry = entryOf(page, i);
-    if (idOf(entry) == kTemperature) *celsius = rawOf(entry)[0];
+    if (idOf(entry) == kTemperature) {
+      *celsius = rawOf(entry)[0];
+    }
   }
   return ProtocolResult::Success;
 }
 
 ProtocolResult AtaProtocol::GetWearIndicator(std::uint32_t* percent) {
   constexpr std::uint8_t kMediaWearout = 233;
-  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  if (percent == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command, false);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   for (std::size_t i = 0; i < kEntries; ++i) {
     const std::uint8_t* entry = entryOf(page, i);
-    if (idOf(entry) != kMediaWearout || !hasValue(entry)) continue;
+    if (idOf(entry) != kMediaWearout || !hasValue(entry)) {
+      continue;
+    }
     *percent = valueOf(entry);
     break;
   }
@@ -85,18 +103,26 @@ ProtocolResult AtaProtocol::GetWearIndicator(std::uint32_t* percent) {
 }
 
 ProtocolResult AtaProtocol::GetSmartAttributes(std::vector<SmartAttribute>* attributes) {
-  if (attributes == nullptr) return ProtocolResult::Failure;
+  if (attributes == nullptr) {
+    return ProtocolResult::Failure;
+  }
   Page page{};
   SmartReadData readData(page.data());
   ProtocolResult result = SendPage(readData);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   Page thresholds{};
   SmartReadWarrantyThresholds readThresholds(thresholds.data());
   result = SendPage(readThresholds);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   for (std::size_t i = 0; i < kEntries; ++i) {
     const std::uint8_t* entry = entryOf(page, i);
-    if (idOf(entry) == 0 || !hasValue(entry)) continue;
+    if (idOf(entry) == 0 || !hasValue(entry)) {
+      continue;
+    }
     attributes->push_back({idOf(entry), valueOf(entry), entry[4], loadLe32(rawOf(entry)),
                            thresholdOf(thresholds, idOf(entry))});
   }
@@ -104,7 +130,9 @@ ProtocolResult AtaProtocol::GetSmartAttributes(std::vector<SmartAttribute>* attr
 }
 
 ProtocolResult AtaProtocol::GetSmartStatus(std::uint8_t* healthy) {
-  if (healthy == nullptr) return ProtocolResult::InvalidArgument;
+  if (healthy == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   SmartReturnStatus command;
   if (succeeded(SendChecked(command))) {
     const bool good = command.lbaHigh == 0xC2 && command.lbaMid == 0x4F;
@@ -118,11 +146,15 @@ ProtocolResult AtaProtocol::GetSmartStatus(std::uint8_t* healthy) {
 }
 
 ProtocolResult AtaProtocol::GetSelfTestProgress(std::uint8_t* percent) {
-  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  if (percent == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   // Tenths remaining; the nibble has room for more than there are.
   const int tenths = std::min(page[kExecutionStatus] & 0x0F, 10);
   *percent = static_cast<std::uint8_t>(100 - 10 * tenths);
@@ -130,11 +162,15 @@ ProtocolResult AtaProtocol::GetSelfTestProgress(std::uint8_t* percent) {
 }
 
 ProtocolResult AtaProtocol::GetSelfTestResult(std::uint8_t* code) {
-  if (code == nullptr) return ProtocolResult::InvalidArgument;
+  if (code == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
-  if (succeeded(result)) *code = page[kExecutionStatus] >> 4;
+  if (succeeded(result)) {
+    *code = page[kExecutionStatus] >> 4;
+  }
   return result;
 }
 

@@ -10,7 +10,9 @@ EmmcProtocol::EmmcProtocol(DeviceHandle handle, std::string devicePath)
 EmmcProtocol::~EmmcProtocol() = default;
 
 ProtocolResult EmmcProtocol::GetProperties(StorageProtocolProperties* out) {
-  if (out == nullptr) return ProtocolResult::InvalidArgument;
+  if (out == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   EmmcGeometry geometry;
   EmmcIdentity identity;
   if (utils_->GetGeometry(&geometry) == 0 && utils_->GetIdentity(&identity) == 0) {
@@ -47,13 +49,17 @@ ProtocolResult EmmcProtocol::GetProperties(StorageProtocolProperties* out) {
 }
 
 ProtocolResult EmmcProtocol::GetTemperature(std::uint8_t* celsius) {
-  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  if (celsius == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   *celsius = 0;
   return ProtocolResult::Success;
 }
 
 ProtocolResult EmmcProtocol::GetFirstFailedLba(std::uint64_t* lba) {
-  if (lba == nullptr) return ProtocolResult::InvalidArgument;
+  if (lba == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   *lba = 0;
   return ProtocolResult::Success;
 }

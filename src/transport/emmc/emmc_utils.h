@@ -38,8 +38,8 @@ struct EmmcVolume {
 /// written on success only.
 class EmmcUtils {
  public:
-  static constexpr std::uint32_t OpenFailed = 31;
-  static constexpr std::uint32_t GeometryFailed = 97;
+  static constexpr std::uint32_t kOpenFailed = 31;
+  static constexpr std::uint32_t kGeometryFailed = 97;
 
   virtual ~EmmcUtils() = default;
 

@@ -6,11 +6,11 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t opcodeGetLogPage = 0x02;  // admin
-constexpr std::uint32_t opcodeIdentify = 0x06;    // admin
-constexpr std::uint32_t opcodeSelfTest = 0x14;    // admin
-constexpr std::uint32_t opcodeRead = 0x02;        // NVM command set
-constexpr std::uint32_t forceUnitAccessBit = 0x40000000;
+constexpr std::uint32_t kOpcodeGetLogPage = 0x02;  // admin
+constexpr std::uint32_t kOpcodeIdentify = 0x06;    // admin
+constexpr std::uint32_t kOpcodeSelfTest = 0x14;    // admin
+constexpr std::uint32_t kOpcodeRead = 0x02;        // NVM command set
+constexpr std::uint32_t kForceUnitAccessBit = 0x40000000;
 
 // A send may take the image as one block, so the fields have to lie as the standard wants them.
 // The class is polymorphic, hence offsets from the first field.
@@ -24,13 +24,13 @@ static_assert(offsetof(NvmeCmd, data) - offsetof(NvmeCmd, opcode) == 24);
 static_assert(offsetof(NvmeCmd, dataPointer2) - offsetof(NvmeCmd, opcode) == 32);
 static_assert(offsetof(NvmeCmd, cdw10) - offsetof(NvmeCmd, opcode) == 40);
 static_assert(offsetof(NvmeCmd, cdw15) - offsetof(NvmeCmd, opcode) == 60);
-static_assert(offsetof(NvmeCmd, transferBytes) - offsetof(NvmeCmd, opcode) == NvmeCmd::imageBytes);
+static_assert(offsetof(NvmeCmd, transferBytes) - offsetof(NvmeCmd, opcode) == NvmeCmd::kImageBytes);
 #pragma GCC diagnostic pop
 
 }  // namespace
 
-std::array<std::uint8_t, NvmeCmd::imageBytes> NvmeCmd::image() const {
-  std::array<std::uint8_t, imageBytes> bytes{};
+std::array<std::uint8_t, NvmeCmd::kImageBytes> NvmeCmd::image() const {
+  std::array<std::uint8_t, kImageBytes> bytes{};
   std::uint8_t* p = bytes.data();
   storeLe32(p, opcode);
   storeLe32(p + 4, namespaceId);
@@ -48,11 +48,11 @@ std::array<std::uint8_t, NvmeCmd::imageBytes> NvmeCmd::image() const {
 }
 
 void NvmeIdentifyDevice::fill(void* buffer, std::uint32_t id, std::uint32_t structure) {
-  opcode = opcodeIdentify;
+  opcode = kOpcodeIdentify;
   namespaceId = id;
   data = buffer;
   cdw10 = structure;
-  transferBytes = dataBytes;
+  transferBytes = kDataBytes;
   fromDevice = 1;
 }
 
@@ -64,7 +64,7 @@ void NvmeIdentifyDevice::fillNamespaceList(void* buffer) { fill(buffer, 0, 2); }
 
 NvmeGetLog::NvmeGetLog(void* buffer, std::uint32_t bytes, std::uint32_t log, std::uint32_t id) {
   const std::uint32_t dwordsMinusOne = bytes / 4 - 1;
-  opcode = opcodeGetLogPage;
+  opcode = kOpcodeGetLogPage;
   namespaceId = id;
   data = buffer;
   cdw10 = log + (dwordsMinusOne << 16);
@@ -75,18 +75,18 @@ NvmeGetLog::NvmeGetLog(void* buffer, std::uint32_t bytes, std::uint32_t log, std
 
 NvmeRead::NvmeRead(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint32_t id,
                    bool forceUnitAccess) {
-  opcode = opcodeRead;
+  opcode = kOpcodeRead;
   namespaceId = id;
   data = buffer;
   cdw10 = static_cast<std::uint32_t>(lba);
   cdw11 = static_cast<std::uint32_t>(lba >> 32);
-  cdw12 = (sectors - 1) | (forceUnitAccess ? forceUnitAccessBit : 0);
+  cdw12 = (sectors - 1) | (forceUnitAccess ? kForceUnitAccessBit : 0);
   ioQueue = 1;
   fromDevice = 1;
 }
 
 NvmeSelfTestCmd::NvmeSelfTestCmd(std::uint32_t id, std::uint8_t code) {
-  opcode = opcodeSelfTest;
+  opcode = kOpcodeSelfTest;
   namespaceId = id;
   cdw10 = code & 0x0Fu;
 }

@@ -11,13 +11,13 @@ namespace ostria::storage {
 /// caller keeps `transferBytes` at `data` alive through the send.
 class NvmeCmd {
  public:
-  static constexpr std::size_t imageBytes = 64;
+  static constexpr std::size_t kImageBytes = 64;
 
   virtual ~NvmeCmd() = default;
 
   /// The 64-byte command image, little-endian, as a pass-through block carries it. The place of the
   /// data pointer holds the address of `data`.
-  std::array<std::uint8_t, imageBytes> image() const;
+  std::array<std::uint8_t, kImageBytes> image() const;
 
   std::uint32_t opcode = 0;  ///< command dword 0; only the low byte is ever set
   std::uint32_t namespaceId = 0;
@@ -42,7 +42,7 @@ class NvmeCmd {
 /// the caller has zeroed.
 class NvmeIdentifyDevice : public NvmeCmd {
  public:
-  static constexpr std::uint32_t dataBytes = 4096;
+  static constexpr std::uint32_t kDataBytes = 4096;
 
   void fillController(void* buffer);
   void fillNamespace(void* buffer, std::uint32_t id);
@@ -55,11 +55,11 @@ class NvmeIdentifyDevice : public NvmeCmd {
 
 class NvmeGetLog : public NvmeCmd {
  public:
-  static constexpr std::uint32_t allNamespaces = 0xFFFFFFFFu;
+  static constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFFu;
 
   /// @param bytes  a multiple of 4, at least 4
   NvmeGetLog(void* buffer, std::uint32_t bytes, std::uint32_t log,
-             std::uint32_t id = allNamespaces);
+             std::uint32_t id = kAllNamespaces);
 };
 
 class NvmeRead : public NvmeCmd {

@@ -32,7 +32,9 @@ ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeom
   const std::uint64_t capacity = loadLe64(data.data() + 8);
   const std::size_t format = data[26] & 0x0Fu;
   const unsigned dataSizePower = data[128 + 4 * format + 2];
-  if (size == 0 || capacity == 0 || dataSizePower > 31) return ProtocolResult::DeviceError;
+  if (size == 0 || capacity == 0 || dataSizePower > 31) {
+    return ProtocolResult::DeviceError;
+  }
   geometry.sectors = capacity;
   geometry.sectorSize = std::uint32_t{1} << dataSizePower;
   return ProtocolResult::Success;

@@ -12,24 +12,24 @@ namespace ostria::storage {
 // How the answers of an NVMe controller are read, whichever road they came by. Layouts are those of
 // the NVMe base and NVM command set standards.
 
-inline constexpr std::uint32_t nvmeIdentifyBytes = 4096;
-inline constexpr std::uint32_t nvmeHealthLogBytes = 512;
-inline constexpr std::uint32_t nvmeSelfTestLogBytes = 564;
-inline constexpr std::uint32_t nvmeVendorLogBytes = 512;
+inline constexpr std::uint32_t kNvmeIdentifyBytes = 4096;
+inline constexpr std::uint32_t kNvmeHealthLogBytes = 512;
+inline constexpr std::uint32_t kNvmeSelfTestLogBytes = 564;
+inline constexpr std::uint32_t kNvmeVendorLogBytes = 512;
 
-inline constexpr std::uint32_t nvmeHealthLog = 0x02;
-inline constexpr std::uint32_t nvmeSelfTestLog = 0x06;
-inline constexpr std::uint32_t nvmeEnduranceGroupLog = 0x09;
-inline constexpr std::uint32_t nvmeVendorLog = 0xDF;
+inline constexpr std::uint32_t kNvmeHealthLog = 0x02;
+inline constexpr std::uint32_t kNvmeSelfTestLog = 0x06;
+inline constexpr std::uint32_t kNvmeEnduranceGroupLog = 0x09;
+inline constexpr std::uint32_t kNvmeVendorLog = 0xDF;
 
-using NvmeIdentifyData = std::array<std::uint8_t, nvmeIdentifyBytes>;
-using NvmeHealthLogData = std::array<std::uint8_t, nvmeHealthLogBytes>;
-using NvmeSelfTestLogData = std::array<std::uint8_t, nvmeSelfTestLogBytes>;
-using NvmeVendorLogData = std::array<std::uint8_t, nvmeVendorLogBytes>;
+using NvmeIdentifyData = std::array<std::uint8_t, kNvmeIdentifyBytes>;
+using NvmeHealthLogData = std::array<std::uint8_t, kNvmeHealthLogBytes>;
+using NvmeSelfTestLogData = std::array<std::uint8_t, kNvmeSelfTestLogBytes>;
+using NvmeVendorLogData = std::array<std::uint8_t, kNvmeVendorLogBytes>;
 
 /// Number of optional admin commands that a controller supports, as bits.
-inline constexpr unsigned nvmeOacsNamespaceManagement = 1u << 3;
-inline constexpr unsigned nvmeOacsSelfTest = 1u << 4;
+inline constexpr unsigned kNvmeOacsNamespaceManagement = 1u << 3;
+inline constexpr unsigned kNvmeOacsSelfTest = 1u << 4;
 std::uint16_t nvmeOptionalAdminCommands(const NvmeIdentifyData& controller);
 
 /// A text field of identify data without the blanks around it, up to a zero byte; anything not

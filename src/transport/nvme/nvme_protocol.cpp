@@ -11,9 +11,9 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t allNamespaces = NvmeGetLog::allNamespaces;
-constexpr std::uint32_t smallestSectorSize = 512;
-constexpr std::uint8_t selfTestAbortCode = 15;
+constexpr std::uint32_t kAllNamespaces = NvmeGetLog::kAllNamespaces;
+constexpr std::uint32_t kSmallestSectorSize = 512;
+constexpr std::uint8_t kSelfTestAbortCode = 15;
 
 }  // namespace
 
@@ -36,22 +36,28 @@ ProtocolResult NvmeProtocol::SendThroughBridges(NvmeCmd& command) {
 }
 
 ProtocolResult NvmeProtocol::GetLogPage(void* buffer, std::uint32_t bytes, std::uint32_t log) {
-  if (buffer == nullptr || bytes < 4) return ProtocolResult::InvalidArgument;
+  if (buffer == nullptr || bytes < 4) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeGetLog command(buffer, bytes, log);
   return succeeded(SendThroughBridges(command)) ? ProtocolResult::Success
                                                 : ProtocolResult::DeviceError;
 }
 
 ProtocolResult NvmeProtocol::GetHealthLog(void* buffer) {
-  return GetLogPage(buffer, nvmeHealthLogBytes, nvmeHealthLog);
+  return GetLogPage(buffer, kNvmeHealthLogBytes, kNvmeHealthLog);
 }
 
 ProtocolResult NvmeProtocol::GetIdentifyRecord(NvmeIdentifyRecord* record) {
-  if (record == nullptr) return ProtocolResult::InvalidArgument;
+  if (record == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   const auto data = std::make_unique<NvmeIdentifyData>();
   NvmeIdentifyDevice command;
   command.fillController(data->data());
-  if (!succeeded(SendThroughBridges(command))) return ProtocolResult::DeviceError;
+  if (!succeeded(SendThroughBridges(command))) {
+    return ProtocolResult::DeviceError;
+  }
   readNvmeController(*data, *record);
   return ProtocolResult::Success;
 }
@@ -72,13 +78,19 @@ bool NvmeProtocol::FindNewPath(NvmeBridge& bridge, const std::vector<std::string
     NvmeIdentifyDevice command;
     command.fillController(data->data());
     command.pathId = static_cast<std::uint8_t>(path);
-    if (!succeeded(bridge.Send(command))) continue;
+    if (!succeeded(bridge.Send(command))) {
+      continue;
+    }
 
     const auto begin = data->begin() + 4;
     const std::string found(begin, std::find(begin, begin + 20, std::uint8_t{0}));
     // The road reports success for a command that the controller refused; its answer is all zero.
-    if (found.find_first_not_of(' ') == std::string::npos) continue;
-    if (std::find(knownSerials.begin(), knownSerials.end(), found) != knownSerials.end()) continue;
+    if (found.find_first_not_of(' ') == std::string::npos) {
+      continue;
+    }
+    if (std::find(knownSerials.begin(), knownSerials.end(), found) != knownSerials.end()) {
+      continue;
+    }
     *id = static_cast<std::uint8_t>(path);
     *serial = found;
     return true;
@@ -87,7 +99,9 @@ bool NvmeProtocol::FindNewPath(NvmeBridge& bridge, const std::vector<std::string
 }
 
 ProtocolResult NvmeProtocol::GetProperties(StorageProtocolProperties* out) {
-  if (out == nullptr) return ProtocolResult::Failure;
+  if (out == nullptr) {
+    return ProtocolResult::Failure;
+  }
   const ProtocolResult result = refresh();
   *out = *properties_;  // what was learnt before a failure is worth having
   return result;
@@ -97,7 +111,9 @@ ProtocolResult NvmeProtocol::refresh() {
   const auto data = std::make_unique<NvmeIdentifyData>();
   NvmeIdentifyDevice identify;
   identify.fillController(data->data());
-  if (!succeeded(SendThroughBridges(identify))) return ProtocolResult::DeviceError;
+  if (!succeeded(SendThroughBridges(identify))) {
+    return ProtocolResult::DeviceError;
+  }
 
   NvmeIdentifyRecord record;
   readNvmeController(*data, record);
@@ -110,30 +126,38 @@ ProtocolResult NvmeProtocol::refresh() {
   p.smartEnabled = true;
   p.smartSupported = true;
   const std::uint16_t adminCommands = nvmeOptionalAdminCommands(*data);
-  p.selfTestSupported = (adminCommands & nvmeOacsSelfTest) != 0;
+  p.selfTestSupported = (adminCommands & kNvmeOacsSelfTest) != 0;
   p.conveyanceSupported = false;
   p.offlineImmediateSupported = false;
 
   const ProtocolResult geometry =
-      refreshGeometry((adminCommands & nvmeOacsNamespaceManagement) != 0);
-  if (!succeeded(geometry)) return geometry;
+      refreshGeometry((adminCommands & kNvmeOacsNamespaceManagement) != 0);
+  if (!succeeded(geometry)) {
+    return geometry;
+  }
 
   NvmeVendorLogData vendor{};
-  if (succeeded(GetLogPage(vendor.data(), nvmeVendorLogBytes, nvmeVendorLog)))
+  if (succeeded(GetLogPage(vendor.data(), kNvmeVendorLogBytes, kNvmeVendorLog))) {
     p.fruPartNumber = nvmePartNumber(vendor);
+  }
   return ProtocolResult::Success;
 }
 
 ProtocolResult NvmeProtocol::refreshGeometry(bool namespaceManagement) {
-  if (namespaceManagement && succeeded(readNamespace(allNamespaces)))
+  if (namespaceManagement && succeeded(readNamespace(kAllNamespaces))) {
     return ProtocolResult::Success;
+  }
 
   const auto list = std::make_unique<NvmeIdentifyData>();
   NvmeIdentifyDevice command;
   command.fillNamespaceList(list->data());
-  if (!succeeded(SendThroughBridges(command))) return ProtocolResult::DeviceError;
+  if (!succeeded(SendThroughBridges(command))) {
+    return ProtocolResult::DeviceError;
+  }
   std::uint32_t id = 0;
-  for (std::size_t at = 0; at < list->size() && id == 0; at += 4) id = loadLe32(list->data() + at);
+  for (std::size_t at = 0; at < list->size() && id == 0; at += 4) {
+    id = loadLe32(list->data() + at);
+  }
   return readNamespace(id);
 }
 
@@ -141,7 +165,9 @@ ProtocolResult NvmeProtocol::readNamespace(std::uint32_t id) {
   const auto data = std::make_unique<NvmeIdentifyData>();
   NvmeIdentifyDevice command;
   command.fillNamespace(data->data(), id);
-  if (!succeeded(SendThroughBridges(command))) return ProtocolResult::DeviceError;
+  if (!succeeded(SendThroughBridges(command))) {
+    return ProtocolResult::DeviceError;
+  }
   NvmeNamespaceGeometry geometry;
   const ProtocolResult result = readNvmeNamespace(*data, geometry);
   if (succeeded(result)) {
@@ -156,9 +182,10 @@ ProtocolResult NvmeProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
                                   std::uint32_t bufferBytes) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
   // A controller writes as many sectors as the command asks for, so the buffer has to hold them.
-  if (buffer == nullptr || sectorSize < smallestSectorSize || sectors == 0 ||
-      std::uint64_t{sectors} * sectorSize > bufferBytes)
+  if (buffer == nullptr || sectorSize < kSmallestSectorSize || sectors == 0 ||
+      std::uint64_t{sectors} * sectorSize > bufferBytes) {
     return ProtocolResult::InvalidArgument;
+  }
   NvmeRead command(buffer, lba, sectors, 1, false);
   command.timeoutSeconds = timeoutSeconds;
   command.transferBytes = bufferBytes;
@@ -166,55 +193,77 @@ ProtocolResult NvmeProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
 }
 
 ProtocolResult NvmeProtocol::GetTemperature(std::uint8_t* celsius) {
-  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  if (celsius == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeHealthLogData log{};
-  if (succeeded(GetHealthLog(log.data()))) *celsius = nvmeTemperature(log);
+  if (succeeded(GetHealthLog(log.data()))) {
+    *celsius = nvmeTemperature(log);
+  }
   return ProtocolResult::Success;
 }
 
 ProtocolResult NvmeProtocol::GetWearIndicator(std::uint32_t* percent) {
-  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  if (percent == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeHealthLogData log{};
   const ProtocolResult result = GetHealthLog(log.data());
-  if (succeeded(result)) *percent = nvmeWearIndicator(log);
+  if (succeeded(result)) {
+    *percent = nvmeWearIndicator(log);
+  }
   return result;
 }
 
 ProtocolResult NvmeProtocol::StartSelfTest(std::uint8_t code, std::uint8_t) {
-  NvmeSelfTestCmd command(allNamespaces, code);
+  NvmeSelfTestCmd command(kAllNamespaces, code);
   return SendThroughBridges(command);
 }
 
-ProtocolResult NvmeProtocol::AbortSelfTest() { return StartSelfTest(selfTestAbortCode, 0); }
+ProtocolResult NvmeProtocol::AbortSelfTest() { return StartSelfTest(kSelfTestAbortCode, 0); }
 
 ProtocolResult NvmeProtocol::readSelfTestLog(NvmeSelfTestLogData& log) {
-  NvmeGetLog command(log.data(), nvmeSelfTestLogBytes, nvmeSelfTestLog);
+  NvmeGetLog command(log.data(), kNvmeSelfTestLogBytes, kNvmeSelfTestLog);
   return SendThroughBridges(command);
 }
 
 ProtocolResult NvmeProtocol::GetSelfTestProgress(std::uint8_t* percent) {
-  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  if (percent == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeSelfTestLogData log{};
   const ProtocolResult result = readSelfTestLog(log);
-  if (!succeeded(result)) return result;
-  if ((nvmeSelfTestOperation(log) & 0x03u) == 0) return ProtocolResult::Failure;
+  if (!succeeded(result)) {
+    return result;
+  }
+  if ((nvmeSelfTestOperation(log) & 0x03u) == 0) {
+    return ProtocolResult::Failure;
+  }
   *percent = nvmeSelfTestPercent(log);
   return ProtocolResult::Success;
 }
 
 ProtocolResult NvmeProtocol::GetSelfTestResult(std::uint8_t* code) {
-  if (code == nullptr) return ProtocolResult::InvalidArgument;
+  if (code == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeSelfTestLogData log{};
   const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) *code = nvmeSelfTestResult(log);
+  if (succeeded(result)) {
+    *code = nvmeSelfTestResult(log);
+  }
   return result;
 }
 
 ProtocolResult NvmeProtocol::GetSelfTestOperation(std::uint8_t* operation) {
-  if (operation == nullptr) return ProtocolResult::InvalidArgument;
+  if (operation == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeSelfTestLogData log{};
   const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) *operation = nvmeSelfTestOperation(log);
+  if (succeeded(result)) {
+    *operation = nvmeSelfTestOperation(log);
+  }
   return result;
 }
 

@@ -18,11 +18,16 @@ constexpr std::uint64_t kShortReach = std::uint64_t{1} << 32;
 // What the sense of a read that went through says about its data.
 ProtocolResult readVerdict(const std::array<std::uint8_t, 32>& raw, ProtocolResult otherwise) {
   ScsiSense sense;
-  if (!succeeded(sense.Decode(raw))) return otherwise;
+  if (!succeeded(sense.Decode(raw))) {
+    return otherwise;
+  }
   const std::uint8_t key = sense.GetSenseKey();
-  if (key == 3 || key == 4 || key == 0x0E || sense.GetAsc() == 0x11)
+  if (key == 3 || key == 4 || key == 0x0E || sense.GetAsc() == 0x11) {
     return ProtocolResult::MediumError;
-  if (sense.GetAsc() == 0x47 && sense.GetAscq() < 6) return ProtocolResult::InterfaceCrcError;
+  }
+  if (sense.GetAsc() == 0x47 && sense.GetAscq() < 6) {
+    return ProtocolResult::InterfaceCrcError;
+  }
   return otherwise;
 }
 
@@ -33,7 +38,9 @@ ProtocolResult ScsiProtocol::SendThroughBridges(ScsiCmd& command) {
   for (std::size_t i = 0; i < bridges_.size(); ++i) {
     result = bridges_[i].Send(command);
     if (succeeded(result)) {
-      if (i != 0) bridges_.moveToFront(i);
+      if (i != 0) {
+        bridges_.moveToFront(i);
+      }
       return result;
     }
   }
@@ -43,8 +50,12 @@ ProtocolResult ScsiProtocol::SendThroughBridges(ScsiCmd& command) {
 bool ScsiProtocol::ProbeBridge(ScsiBridge& bridge) {
   std::array<std::uint8_t, 64> page{};
   Inquiry command(page.data(), page.size());
-  if (!succeeded(bridge.Send(command))) return false;
-  if (command.transferBytes >= 5) return true;
+  if (!succeeded(bridge.Send(command))) {
+    return false;
+  }
+  if (command.transferBytes >= 5) {
+    return true;
+  }
   ScsiSense sense;
   return command.senseLength > 0 && succeeded(sense.Decode(command.sense)) &&
          sense.GetSenseKey() != kIllegalRequest;
@@ -52,10 +63,14 @@ bool ScsiProtocol::ProbeBridge(ScsiBridge& bridge) {
 
 ProtocolResult ScsiProtocol::CheckSense(ScsiCmd& command) {
   ProtocolResult result = SendThroughBridges(command);
-  if (!succeeded(result) || command.senseLength == 0) return result;
+  if (!succeeded(result) || command.senseLength == 0) {
+    return result;
+  }
   ScsiSense sense;
   result = sense.Decode(command.sense);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   const std::uint8_t key = sense.GetSenseKey();
   return key == kIllegalRequest || key == kDataProtect ? ProtocolResult::CommandRejected
                                                        : ProtocolResult::Success;
@@ -70,7 +85,9 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
                                   std::uint32_t /*timeoutSeconds*/, void* buffer,
                                   std::uint32_t /*bufferBytes*/) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr) return ProtocolResult::InvalidArgument;
+  if (sectorSize < 512 || buffer == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
 
   Read16 read16(buffer, lba, sectors, sectorSize);
   Read12 read12(buffer, lba, sectors, sectorSize);
@@ -78,34 +95,46 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
   ScsiCmd* const levels[] = {&read16, &read12, &read10};
   for (;; ++readCdbLevel_) {
     // A cut address would read another sector.
-    if (readCdbLevel_ > 0 && lba >= kShortReach) return ProtocolResult::CommandUnusable;
+    if (readCdbLevel_ > 0 && lba >= kShortReach) {
+      return ProtocolResult::CommandUnusable;
+    }
     ScsiCmd& command = *levels[readCdbLevel_];
     const ProtocolResult result = CheckSense(command);
-    if (succeeded(result))
+    if (succeeded(result)) {
       return command.senseLength > 0 ? readVerdict(command.sense, result) : result;
-    if (readCdbLevel_ == 0 && properties_->totalSectors > kShortReach)
+    }
+    if (readCdbLevel_ == 0 && properties_->totalSectors > kShortReach) {
       return ProtocolResult::CommandUnusable;
-    if (readCdbLevel_ == std::size(levels) - 1)
+    }
+    if (readCdbLevel_ == std::size(levels) - 1) {
       return command.senseLength > 0 ? readVerdict(command.sense, result) : result;
+    }
   }
 }
 
 ProtocolResult ScsiProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
                                    std::uint64_t /*ignored*/, const void* buffer) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr) return ProtocolResult::InvalidArgument;
+  if (sectorSize < 512 || buffer == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   // A command record has one buffer pointer for both directions; a data-out send only reads it.
   void* const source = const_cast<void*>(buffer);
 
   Write16 write16(source, lba, sectors, sectorSize);
   ProtocolResult result = CheckSense(write16);
-  if (succeeded(result)) return result;
+  if (succeeded(result)) {
+    return result;
+  }
   // A cut address would overwrite another sector.
-  if (properties_->totalSectors > kShortReach || lba >= kShortReach)
+  if (properties_->totalSectors > kShortReach || lba >= kShortReach) {
     return ProtocolResult::CommandUnusable;
+  }
   Write12 write12(source, lba, sectors, sectorSize);
   result = CheckSense(write12);
-  if (succeeded(result)) return result;
+  if (succeeded(result)) {
+    return result;
+  }
   Write10 write10(source, lba, sectors, sectorSize);
   return CheckSense(write10);
 }

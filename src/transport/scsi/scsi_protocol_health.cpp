@@ -52,16 +52,20 @@ ProtocolResult ScsiProtocol::ReadIecPage(const IecForm& form, std::span<std::uin
   constexpr std::uint8_t kIecPage = 0x1C;
   ScsiCmd command;
   const auto length = static_cast<std::uint8_t>(data.size());
-  if (form.isLong())
+  if (form.isLong()) {
     command = ModeSense10IECPage(data.data(), length);
-  else
+  } else {
     command = ModeSense6IECPage(data.data(), length);
-  if (!succeeded(CheckStatus(command, ProtocolResult::Failure))) return ProtocolResult::Failure;
+  }
+  if (!succeeded(CheckStatus(command, ProtocolResult::Failure))) {
+    return ProtocolResult::Failure;
+  }
   // The data go back to the device in MODE SELECT: in a reply with block descriptors or of another
   // page the changed bytes would be somebody else's.
   if (command.transferBytes < form.bytes || data[form.descriptorLengthLow] != 0 ||
-      data[form.descriptorLengthHigh] != 0 || (data[form.page] & 0x3F) != kIecPage)
+      data[form.descriptorLengthHigh] != 0 || (data[form.page] & 0x3F) != kIecPage) {
     return ProtocolResult::InvalidDeviceData;
+  }
   return ProtocolResult::Success;
 }
 
@@ -73,7 +77,9 @@ void ScsiProtocol::ReadIecState() {
   }
   for (const IecForm& form : {IecForm::six(), IecForm::ten()}) {
     std::array<std::uint8_t, 32> data{};
-    if (!succeeded(ReadIecPage(form, data))) continue;
+    if (!succeeded(ReadIecPage(form, data))) {
+      continue;
+    }
     properties_->smartSupported = true;
     properties_->smartEnabled =
         (data[form.mrie()] & ~kReportOnRequest) == 0 && (data[form.flags()] & kDexcpt) == 0;
@@ -89,7 +95,9 @@ ProtocolResult ScsiProtocol::SetSmartEnabled(std::uint8_t enable) {
 ProtocolResult ScsiProtocol::ChangeIecPage(const IecForm& form, bool enable) {
   std::array<std::uint8_t, 32> data{};
   ProtocolResult result = ReadIecPage(form, data);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   std::uint8_t& flags = data[form.flags()];
   std::uint8_t& mrie = data[form.mrie()];
   if (iecUnchanged_) {
@@ -104,35 +112,49 @@ ProtocolResult ScsiProtocol::ChangeIecPage(const IecForm& form, bool enable) {
     flags = savedIecFlags_;
   }
   ScsiCmd command;
-  if (form.isLong())
+  if (form.isLong()) {
     command = ModeSelect10IecPage(data.data());
-  else
+  } else {
     command = ModeSelect6IecPage(data.data());
+  }
   result = CheckStatus(command, ProtocolResult::Failure);
   // The long form is the last try: whatever it did, what was saved is what the drive had.
-  if (succeeded(result) || form.isLong()) iecUnchanged_ = false;
+  if (succeeded(result) || form.isLong()) {
+    iecUnchanged_ = false;
+  }
   return result;
 }
 
 ProtocolResult ScsiProtocol::GetTemperature(std::uint8_t* celsius) {
   constexpr std::uint8_t kUnknown = 255;
-  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  if (celsius == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   LogSenseTemperaturePage command(page.data(), page.size());
   if (!succeeded(CheckStatus(command, ProtocolResult::Failure)) || command.transferBytes < 10 ||
-      page[9] == kUnknown)
+      page[9] == kUnknown) {
     return ProtocolResult::Failure;
+  }
   *celsius = page[9];
   return ProtocolResult::Success;
 }
 
 ProtocolResult ScsiProtocol::GetSmartStatus(std::uint8_t* healthy) {
-  if (healthy == nullptr) return ProtocolResult::InvalidArgument;
+  if (healthy == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   std::uint8_t health = 1;
   ProtocolResult result = ReadIecLog(health);
-  if (health == 1) result = ReadRequestSense(health);
-  if (result == ProtocolResult::Failure) return PredictFailureFallback(healthy);
-  if (succeeded(result)) *healthy = health;
+  if (health == 1) {
+    result = ReadRequestSense(health);
+  }
+  if (result == ProtocolResult::Failure) {
+    return PredictFailureFallback(healthy);
+  }
+  if (succeeded(result)) {
+    *healthy = health;
+  }
   return result;
 }
 
@@ -140,18 +162,23 @@ ProtocolResult ScsiProtocol::ReadIecLog(std::uint8_t& healthy) {
   std::vector<std::uint8_t> page(kPageBytes);
   LogSenseIECPage first(page.data(), kPageBytes);
   ProtocolResult result = CheckStatus(first, ProtocolResult::ScsiStatusNotGood);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   std::uint64_t received = first.transferBytes;
   const std::size_t whole = std::min<std::size_t>(loadBe16(&page[2]) + 4u, 0xFFFF);
   if (whole > page.size()) {
     page.assign(whole, 0);
     LogSenseIECPage again(page.data(), static_cast<std::uint16_t>(whole));
     result = CheckStatus(again, ProtocolResult::Failure);
-    if (!succeeded(result)) return result;
+    if (!succeeded(result)) {
+      return result;
+    }
     received = again.transferBytes;
   }
-  if (received < 9 || loadBe16(&page[2]) < 7 || loadBe16(&page[4]) != 0)
+  if (received < 9 || loadBe16(&page[2]) < 7 || loadBe16(&page[4]) != 0) {
     return ProtocolResult::Failure;
+  }
   healthy = healthOf(page[8]);
   return ProtocolResult::Success;
 }
@@ -161,8 +188,9 @@ ProtocolResult ScsiProtocol::ReadRequestSense(std::uint8_t& healthy) {
   RequestSense command(page.data(), page.size());
   ScsiSense sense;
   if (!succeeded(CheckStatus(command, ProtocolResult::Failure)) ||
-      !succeeded(decodeReply(command, page, sense)) || sense.GetSenseKey() != 0)
+      !succeeded(decodeReply(command, page, sense)) || sense.GetSenseKey() != 0) {
     return ProtocolResult::Failure;
+  }
   healthy = healthOf(sense.GetAsc());
   return ProtocolResult::Success;
 }
@@ -170,7 +198,9 @@ ProtocolResult ScsiProtocol::ReadRequestSense(std::uint8_t& healthy) {
 ProtocolResult ScsiProtocol::StartSelfTest(std::uint8_t code, std::uint8_t /*second*/) {
   SendDiagnostic command(code);
   const ProtocolResult result = CheckSense(command);
-  if (succeeded(result)) lastDiagnosticStatus_ = command.scsiStatus;
+  if (succeeded(result)) {
+    lastDiagnosticStatus_ = command.scsiStatus;
+  }
   return result;
 }
 
@@ -182,17 +212,23 @@ ProtocolResult ScsiProtocol::AbortSelfTest() {
 
 ProtocolResult ScsiProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   constexpr std::uint8_t kNotReady = 2;
-  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  if (percent == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   RequestSense command(page.data(), page.size());
   ScsiSense sense;
   if (!succeeded(CheckStatus(command, ProtocolResult::Failure)) ||
-      !succeeded(decodeReply(command, page, sense)))
+      !succeeded(decodeReply(command, page, sense))) {
     return ProtocolResult::Failure;
-  if (sense.GetSenseKey() != 0 && sense.GetSenseKey() != kNotReady) return ProtocolResult::Failure;
+  }
+  if (sense.GetSenseKey() != 0 && sense.GetSenseKey() != kNotReady) {
+    return ProtocolResult::Failure;
+  }
   ScsiSense::DescriptorBytes bytes{};
-  if (!succeeded(sense.GetDescriptor(ScsiSense::kSenseKeySpecific, bytes)))
+  if (!succeeded(sense.GetDescriptor(ScsiSense::kSenseKeySpecific, bytes))) {
     return ProtocolResult::Failure;
+  }
   const float done = static_cast<float>(loadBe16(&bytes[1])) / 65536.0F;
   *percent = static_cast<std::uint8_t>(done * 100.0F);
   return ProtocolResult::Success;
@@ -206,18 +242,26 @@ ProtocolResult ScsiProtocol::ReadSelfTestLog(std::span<std::uint8_t> page, std::
 }
 
 ProtocolResult ScsiProtocol::GetSelfTestResult(std::uint8_t* code) {
-  if (code == nullptr) return ProtocolResult::InvalidArgument;
+  if (code == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   const ProtocolResult result = ReadSelfTestLog(page, 9);
-  if (succeeded(result)) *code = page[8] & 0x0F;
+  if (succeeded(result)) {
+    *code = page[8] & 0x0F;
+  }
   return result;
 }
 
 ProtocolResult ScsiProtocol::GetFirstFailedLba(std::uint64_t* lba) {
-  if (lba == nullptr) return ProtocolResult::InvalidArgument;
+  if (lba == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   Page page{};
   const ProtocolResult result = ReadSelfTestLog(page, 20);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   *lba = loadBe64(&page[12]);
   return *lba == ~std::uint64_t{0} ? ProtocolResult::Failure : ProtocolResult::Success;
 }

@@ -44,7 +44,9 @@ std::vector<std::string> standardsOf(std::span<const std::uint8_t> reply) {
   for (std::size_t offset = 58; offset <= 72 && offset + 2 <= reply.size(); offset += 2) {
     const std::uint16_t code = loadBe16(&reply[offset]);
     const auto row = std::ranges::lower_bound(known, code, {}, &ScsiVersionDescriptor::code);
-    if (row != known.end() && row->code == code) standards.emplace_back(row->text);
+    if (row != known.end() && row->code == code) {
+      standards.emplace_back(row->text);
+    }
   }
   return standards;
 }
@@ -59,10 +61,14 @@ std::span<const std::uint8_t> received(const ScsiCmd& command,
 }  // namespace
 
 ProtocolResult ScsiProtocol::GetProperties(StorageProtocolProperties* out) {
-  if (out == nullptr) return ProtocolResult::Failure;
+  if (out == nullptr) {
+    return ProtocolResult::Failure;
+  }
   properties_->protocolName = "SCSI";
   // Neither is needed to use the device.
-  if (succeeded(ReadInquiry())) static_cast<void>(ReadSerialNumber());
+  if (succeeded(ReadInquiry())) {
+    static_cast<void>(ReadSerialNumber());
+  }
   const ProtocolResult result = ReadCapacity();
   if (succeeded(result)) {
     ReadRotation();
@@ -80,7 +86,9 @@ ProtocolResult ScsiProtocol::ReadInquiry() {
   Inquiry command(data.data(), data.size());
   const ProtocolResult result = CheckStatus(command, ProtocolResult::DeviceError);
   const auto reply = received(command, data);
-  if (!succeeded(result) || reply.size() < 36) return ProtocolResult::DeviceError;
+  if (!succeeded(result) || reply.size() < 36) {
+    return ProtocolResult::DeviceError;
+  }
   properties_->standardVersion = spcName(reply[2]);
   properties_->removable = reply[1] == 1;
   properties_->vendor = textField(reply.subspan(8, 8));
@@ -98,9 +106,13 @@ ProtocolResult ScsiProtocol::ReadSerialNumber() {
   for (int attempt = 0; attempt < 2; ++attempt) {
     Inquiry command(data.data(), asked, true, kSerialNumberPage);
     const ProtocolResult result = CheckStatus(command, ProtocolResult::ScsiStatusNotGood);
-    if (!succeeded(result)) return result;
+    if (!succeeded(result)) {
+      return result;
+    }
     const auto reply = received(command, std::span(data).first(asked));
-    if (reply.size() < kHeader) return ProtocolResult::Failure;
+    if (reply.size() < kHeader) {
+      return ProtocolResult::Failure;
+    }
     const std::size_t length = reply[3];
     if (reply.size() >= kHeader + length) {
       properties_->serialNumber = textField(reply.subspan(kHeader, length));
@@ -120,8 +132,12 @@ ProtocolResult ScsiProtocol::ReadCapacityLong() {
   std::array<std::uint8_t, 32> data{};
   ReadCapacity16 command(data.data());
   const ProtocolResult result = CheckStatus(command, ProtocolResult::ScsiStatusNotGood);
-  if (!succeeded(result)) return result;
-  if (command.transferBytes < 14) return ProtocolResult::InvalidDeviceData;
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (command.transferBytes < 14) {
+    return ProtocolResult::InvalidDeviceData;
+  }
   properties_->totalSectors = loadBe64(&data[0]) + 1;
   properties_->logicalSectorSize = loadBe32(&data[8]);
   const std::uint64_t physical = std::uint64_t{properties_->logicalSectorSize} << (data[13] & 0x0F);
@@ -136,10 +152,16 @@ ProtocolResult ScsiProtocol::ReadCapacityShort() {
   std::array<std::uint8_t, 8> data{};
   ReadCapacity10 command(data.data());
   const ProtocolResult result = CheckStatus(command, ProtocolResult::ScsiStatusNotGood);
-  if (!succeeded(result)) return result;
-  if (command.transferBytes < data.size()) return ProtocolResult::InvalidDeviceData;
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (command.transferBytes < data.size()) {
+    return ProtocolResult::InvalidDeviceData;
+  }
   const std::uint32_t last = loadBe32(&data[0]);
-  if (last == 0xFFFFFFFF) return ProtocolResult::Failure;
+  if (last == 0xFFFFFFFF) {
+    return ProtocolResult::Failure;
+  }
   properties_->totalSectors = std::uint64_t{last} + 1;
   properties_->logicalSectorSize = loadBe32(&data[4]);
   properties_->physicalSectorSize = 0;

@@ -4,17 +4,23 @@ namespace ostria::storage {
 
 ProtocolResult ScsiSense::Decode(std::span<const std::uint8_t> raw) {
   *this = ScsiSense();
-  if (raw.empty()) return ProtocolResult::CommandUnusable;
+  if (raw.empty()) {
+    return ProtocolResult::CommandUnusable;
+  }
   responseCode_ = raw[0] & 0x7F;
   switch (responseCode_) {
     case 0x70:
     case 0x71:
-      if (raw.size() < 14) return ProtocolResult::CommandUnusable;
+      if (raw.size() < 14) {
+        return ProtocolResult::CommandUnusable;
+      }
       DecodeFixed(raw);
       return ProtocolResult::Success;
     case 0x72:
     case 0x73:
-      if (raw.size() < 4) return ProtocolResult::CommandUnusable;
+      if (raw.size() < 4) {
+        return ProtocolResult::CommandUnusable;
+      }
       senseKey_ = raw[1] & 0x0F;
       asc_ = raw[2];
       ascq_ = raw[3];
@@ -29,20 +35,27 @@ void ScsiSense::DecodeFixed(std::span<const std::uint8_t> raw) {
   senseKey_ = raw[2] & 0x0F;
   asc_ = raw[12];
   ascq_ = raw[13];
-  if (raw.size() >= 18) descriptors_[kSenseKeySpecific] = {raw[15], raw[16], raw[17]};
+  if (raw.size() >= 18) {
+    descriptors_[kSenseKeySpecific] = {raw[15], raw[16], raw[17]};
+  }
 }
 
 void ScsiSense::WalkDescriptors(std::span<const std::uint8_t> raw) {
-  if (raw.size() < 8 || raw[7] == 0) return;
+  if (raw.size() < 8 || raw[7] == 0) {
+    return;
+  }
   const std::size_t end = raw[7];
   // The first descriptor is looked at whatever the length says: one sense-key-specific descriptor
   // alone makes an additional length of 8, which is also its offset.
   std::size_t offset = 8;
   do {
-    if (offset + 2 > raw.size()) return;
+    if (offset + 2 > raw.size()) {
+      return;
+    }
     if (raw[offset] == kSenseKeySpecific) {
-      if (offset + 7 <= raw.size())
+      if (offset + 7 <= raw.size()) {
         descriptors_[kSenseKeySpecific] = {raw[offset + 4], raw[offset + 5], raw[offset + 6]};
+      }
       return;
     }
     offset += 2u + raw[offset + 1];
@@ -51,7 +64,9 @@ void ScsiSense::WalkDescriptors(std::span<const std::uint8_t> raw) {
 
 ProtocolResult ScsiSense::GetDescriptor(std::uint32_t type, DescriptorBytes& out) const {
   const auto found = descriptors_.find(type);
-  if (found == descriptors_.end()) return ProtocolResult::Failure;
+  if (found == descriptors_.end()) {
+    return ProtocolResult::Failure;
+  }
   out = found->second;
   return ProtocolResult::Success;
 }

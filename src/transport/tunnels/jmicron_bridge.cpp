@@ -5,11 +5,17 @@
 namespace ostria::storage {
 
 ProtocolResult JMicronBridge::Send(AtaCmd& command) {
-  if (command.command != 0xEC) return ProtocolResult::NotSupported;
+  if (command.command != 0xEC) {
+    return ProtocolResult::NotSupported;
+  }
   JMicronAtaPassThrough12 wrapped(command);
   const ProtocolResult result = scsi_->Send(wrapped);
-  if (!succeeded(result)) return result;
-  if (wrapped.scsiStatus != 0) return ProtocolResult::ScsiStatusNotGood;
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (wrapped.scsiStatus != 0) {
+    return ProtocolResult::ScsiStatusNotGood;
+  }
   command.transferBytes = wrapped.transferBytes;
   return ProtocolResult::Success;
 }

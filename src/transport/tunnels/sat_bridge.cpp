@@ -42,7 +42,9 @@ void clearRegisters(AtaCmd& command) {
 // A read tells its failure by the sense key, so that a bad sector costs no second command.
 void registersFromSense(const ScsiCmd& sent, AtaCmd& command) {
   ScsiSense sense;
-  if (!succeeded(sense.Decode(sent.sense))) return;
+  if (!succeeded(sense.Decode(sent.sense))) {
+    return;
+  }
   switch (sense.GetSenseKey()) {
     case 3:
       command.features = 0x40;
@@ -61,8 +63,9 @@ void registersFromSense(const ScsiCmd& sent, AtaCmd& command) {
 }
 
 std::unique_ptr<ScsiCmd> makePassThrough(const AtaCmd& command, bool ckCondition) {
-  if (IsLba48Command(command.command))
+  if (IsLba48Command(command.command)) {
     return std::make_unique<SatAtaPassThrough16>(command, ckCondition);
+  }
   return std::make_unique<SatAtaPassThrough12>(command, ckCondition);
 }
 
@@ -72,17 +75,22 @@ ProtocolResult SatBridge::Send(AtaCmd& command) {
   const bool read = isRead(command.command);
   std::unique_ptr<ScsiCmd> wrapped;
   ProtocolResult result = MakePassThrough(command, wrapped);
-  if (succeeded(result)) result = scsi_->Send(*wrapped);
+  if (succeeded(result)) {
+    result = scsi_->Send(*wrapped);
+  }
 
   clearRegisters(command);
   command.transferBytes = 0;
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
 
   if (command.wantRegisters) {
-    if (read && wrapped->senseLength > 0)
+    if (read && wrapped->senseLength > 0) {
       registersFromSense(*wrapped, command);
-    else
+    } else {
       ReadBackRegisters(*wrapped, command);
+    }
   }
   command.transferBytes = wrapped->transferBytes;
   return ProtocolResult::Success;
@@ -90,7 +98,9 @@ ProtocolResult SatBridge::Send(AtaCmd& command) {
 
 void SatBridge::ReadBackRegisters(ScsiCmd& sent, AtaCmd& command) {
   StatusReturn registers{};
-  if (sent.scsiStatus != kCheckCondition || !succeeded(FetchRegisters(sent, registers))) return;
+  if (sent.scsiStatus != kCheckCondition || !succeeded(FetchRegisters(sent, registers))) {
+    return;
+  }
   command.features = registers[3];
   command.sectorCount = registers[5];
   command.lbaLow = registers[7];
@@ -110,10 +120,14 @@ ProtocolResult SatBridgeWithCkCondition::FetchRegisters(ScsiCmd& sent, StatusRet
   const auto& sense = sent.sense;
   // Only descriptor format has descriptors; in fixed format the walk would find other fields.
   const unsigned responseCode = sense[0] & 0x7Fu;
-  if (responseCode != 0x72 && responseCode != 0x73) return ProtocolResult::RegistersUnavailable;
+  if (responseCode != 0x72 && responseCode != 0x73) {
+    return ProtocolResult::RegistersUnavailable;
+  }
   const std::size_t last = 7u + sense[7];
   for (std::size_t at = 8; at < last && at + out.size() <= sense.size(); at += 2u + sense[at + 1]) {
-    if (sense[at] != kStatusReturnType) continue;
+    if (sense[at] != kStatusReturnType) {
+      continue;
+    }
     std::copy_n(&sense[at], out.size(), out.begin());
     return ProtocolResult::Success;
   }
@@ -129,9 +143,15 @@ ProtocolResult SatBridgeWithoutCkCond::MakePassThrough(AtaCmd& command,
 ProtocolResult SatBridgeWithoutCkCond::FetchRegisters(ScsiCmd& /*sent*/, StatusReturn& out) {
   SatGetAtaOutputRegisters fetch(out.data());
   const ProtocolResult result = scsi().Send(fetch);
-  if (!succeeded(result)) return result;
-  if (fetch.scsiStatus != 0) return ProtocolResult::ScsiStatusNotGood;
-  if (out[0] != kStatusReturnType || out[1] != 0x0C) return ProtocolResult::RegistersUnavailable;
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (fetch.scsiStatus != 0) {
+    return ProtocolResult::ScsiStatusNotGood;
+  }
+  if (out[0] != kStatusReturnType || out[1] != 0x0C) {
+    return ProtocolResult::RegistersUnavailable;
+  }
   return ProtocolResult::Success;
 }
 

@@ -5,16 +5,16 @@ namespace ostria::storage {
 namespace {
 
 enum Protocol : std::uint8_t {
-  kNonData = 3,
-  kPioIn = 4,
-  kPioOut = 5,
-  kDma = 6,
-  kDmaQueued = 7,
-  kReturnResponse = 15,
+  KNonData = 3,
+  KPioIn = 4,
+  KPioOut = 5,
+  KDma = 6,
+  KDmaQueued = 7,
+  KReturnResponse = 15,
 };
 
 struct Translation {
-  std::uint8_t protocol = kNonData;
+  std::uint8_t protocol = KNonData;
   bool lengthInCount = false;  ///< T_LENGTH: the sector count field, or no data
   bool extend = false;
 };
@@ -24,7 +24,7 @@ Translation translationOfSmart(std::uint8_t features) {
     case 0xD0:
     case 0xD1:
     case 0xD5:
-      return {kPioIn, true, false};
+      return {KPioIn, true, false};
     default:
       return {};
   }
@@ -37,30 +37,30 @@ Translation translationOf(const AtaCmd& ata) {
     case 0x20:
     case 0xC4:
     case 0xEC:
-      return {kPioIn, true, false};
+      return {KPioIn, true, false};
     case 0x24:
     case 0x29:
     case 0x2F:
-      return {kPioIn, true, true};
+      return {KPioIn, true, true};
     case 0x30:
-      return {kPioOut, true, false};
+      return {KPioOut, true, false};
     case 0x34:
-      return {kPioOut, true, true};
+      return {KPioOut, true, true};
     case 0x25:
     case 0x35:
-      return {kDma, true, true};
+      return {KDma, true, true};
     case 0xC8:
     case 0xCA:
-      return {kDma, true, false};
+      return {KDma, true, false};
     case 0x26:
     case 0x36:
-      return {kDmaQueued, true, true};
+      return {KDmaQueued, true, true};
     case 0xC7:
     case 0xCC:
-      return {kDmaQueued, true, false};
+      return {KDmaQueued, true, false};
     case 0x42:
     case 0x45:
-      return {kNonData, false, true};
+      return {KNonData, false, true};
     default:
       return {};
   }
@@ -73,9 +73,15 @@ std::uint8_t transferFlags(const AtaCmd& ata, const Translation& how, bool ckCon
   constexpr unsigned kCkCond = 0x20;
   constexpr unsigned kOffLine = 0x40;
   unsigned flags = kLengthInBlocks | kOffLine;
-  if (how.lengthInCount) flags |= kLengthInCount;
-  if (!how.lengthInCount || ata.dataDirection == DataDirection::FromDevice) flags |= kFromDevice;
-  if (ckCondition) flags |= kCkCond;
+  if (how.lengthInCount) {
+    flags |= kLengthInCount;
+  }
+  if (!how.lengthInCount || ata.dataDirection == DataDirection::FromDevice) {
+    flags |= kFromDevice;
+  }
+  if (ckCondition) {
+    flags |= kCkCond;
+  }
   return static_cast<std::uint8_t>(flags);
 }
 
@@ -137,7 +143,7 @@ void SatAtaPassThrough16::Fill(const AtaCmd& ata, bool ckCondition) {
 
 SatGetAtaOutputRegisters::SatGetAtaOutputRegisters(void* buffer) {
   cdbLength = 12;
-  cdb = {0xA1, kReturnResponse << 1};
+  cdb = {0xA1, KReturnResponse << 1};
   transferBytes = 14;
   data = buffer;
   direction = DataDirection::FromDevice;

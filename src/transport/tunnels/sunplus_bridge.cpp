@@ -8,22 +8,30 @@ namespace {
 
 ProtocolResult sendGood(ScsiBridge& scsi, ScsiCmd& command) {
   const ProtocolResult result = scsi.Send(command);
-  if (!succeeded(result)) return result;
+  if (!succeeded(result)) {
+    return result;
+  }
   return command.scsiStatus == 0 ? ProtocolResult::Success : ProtocolResult::ScsiStatusNotGood;
 }
 
 }  // namespace
 
 ProtocolResult SunplusBridge::Send(AtaCmd& command) {
-  if (command.command != 0xEC) return ProtocolResult::NotSupported;
+  if (command.command != 0xEC) {
+    return ProtocolResult::NotSupported;
+  }
   if (IsLba48Command(command.command)) {
     SunplusAtaPassthroughPreset preset(command);
     const ProtocolResult result = sendGood(*scsi_, preset);
-    if (!succeeded(result)) return result;
+    if (!succeeded(result)) {
+      return result;
+    }
   }
   SunplusAtaPassThrough wrapped(command);
   const ProtocolResult result = sendGood(*scsi_, wrapped);
-  if (succeeded(result)) command.transferBytes = wrapped.transferBytes;
+  if (succeeded(result)) {
+    command.transferBytes = wrapped.transferBytes;
+  }
   return result;
 }
 

@@ -11,8 +11,8 @@ namespace {
 using Lines = std::vector<std::string>;
 using Range = std::pair<std::uint64_t, std::uint64_t>;
 
-constexpr std::uint64_t perGiB = 2'097'152;
-constexpr char badRange[] = "BAD_SECTORS_WERE_FOUND BAD_SECTORS_IN_THE_FOLLOWING_RANGE ";
+constexpr std::uint64_t kPerGiB = 2'097'152;
+constexpr char kBadRange[] = "BAD_SECTORS_WERE_FOUND BAD_SECTORS_IN_THE_FOLLOWING_RANGE ";
 
 class StorageDeviceReadTestTest : public ::testing::Test {
  protected:
@@ -36,10 +36,11 @@ class StorageDeviceReadTestTest : public ::testing::Test {
   std::vector<Range> ranges() const {
     std::vector<Range> joined;
     for (const auto& read : device.protocol->reads) {
-      if (!joined.empty() && joined.back().second + 1 == read.lba)
+      if (!joined.empty() && joined.back().second + 1 == read.lba) {
         joined.back().second += read.sectors;
-      else
+      } else {
         joined.emplace_back(read.lba, read.lba + read.sectors - 1);
+      }
     }
     return joined;
   }
@@ -61,7 +62,7 @@ TEST_F(StorageDeviceReadTestTest, SmallDeviceIsReadInItsProportions) {
 }
 
 TEST_F(StorageDeviceReadTestTest, DefaultStretchesLieAtStartMiddleAndEnd) {
-  const std::uint64_t total = 20 * perGiB;
+  const std::uint64_t total = 20 * kPerGiB;
   resize(total);
   EXPECT_EQ(run(), TestResult::Passed);
   const std::uint64_t mid = (total - 6'291'456 + 4'194'304) / 2;
@@ -71,19 +72,19 @@ TEST_F(StorageDeviceReadTestTest, DefaultStretchesLieAtStartMiddleAndEnd) {
 }
 
 TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
-  resize(perGiB);
+  resize(kPerGiB);
   ASSERT_TRUE(configure({{"INITIAL_SIZE", "0"}, {"CENTRAL_SIZE", "0"}, {"FINAL_SIZE", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, perGiB - 2}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, kPerGiB - 2}}));
   EXPECT_EQ(host.heard[2], "progress 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.heard[3], "log 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.count("log 0 FINAL_SIZE: 1"), 1u);
 
   // The middle stretch would end behind the last sector.
-  resize(2 * perGiB);
+  resize(2 * kPerGiB);
   ASSERT_TRUE(configure({{"INITIAL_SIZE", "1"}, {"CENTRAL_SIZE", "1"}, {"FINAL_SIZE", "0"}}));
   EXPECT_EQ(run(), TestResult::CouldNotStart);
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, perGiB - 2}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, kPerGiB - 2}}));
 
   host.heard.clear();
   resize(100'000);
@@ -113,8 +114,8 @@ TEST_F(StorageDeviceReadTestTest, BadBlockEndsTheTestWithItsRange) {
   device.protocol->badSectors[998] = ProtocolResult::MediumError;
   EXPECT_EQ(run(), TestResult::Failed);
   const Lines tail(host.heard.end() - 3, host.heard.end());
-  EXPECT_EQ(tail, (Lines{std::string("progress 100 ") + badRange + "[700, 999]",
-                         std::string("log 2 ") + badRange + "700 and 999", "progress 100"}));
+  EXPECT_EQ(tail, (Lines{std::string("progress 100 ") + kBadRange + "[700, 999]",
+                         std::string("log 2 ") + kBadRange + "700 and 999", "progress 100"}));
 
   device.protocol->badSectors[0] = ProtocolResult::ReadTimeout;
   EXPECT_EQ(run(), TestResult::Failed);
@@ -124,7 +125,7 @@ TEST_F(StorageDeviceReadTestTest, BadBlockEndsTheTestWithItsRange) {
 TEST_F(StorageDeviceReadTestTest, DeviceThatCannotBeReadAtAllEndsAtItsFirstSector) {
   device.protocol->results["Read"] = ProtocolResult::TransportFailure;
   EXPECT_EQ(run(), TestResult::Failed);
-  EXPECT_EQ(host.count(std::string("log 2 ") + badRange + "0 and 1"), 1u);
+  EXPECT_EQ(host.count(std::string("log 2 ") + kBadRange + "0 and 1"), 1u);
   resize(0);
   EXPECT_EQ(run(), TestResult::CouldNotStart);
   device.protocol->record().logicalSectorSize = 0;

@@ -12,14 +12,14 @@ namespace {
 
 namespace vpc = virtual_pc;
 
-constexpr std::uint64_t Reserve = 0x46666666;  // stays free on every volume
-constexpr std::uint64_t Sector = 512;
-constexpr std::uint64_t Chunk = 256 * Sector;
-constexpr std::uint64_t MiB = 1 << 20;
-constexpr char InRange[] = " BAD_SECTORS_IN_THE_FOLLOWING_RANGE ";
-constexpr char ScratchPath[] = "\\ostria_diags_tmp_file";
+constexpr std::uint64_t kReserve = 0x46666666;  // stays free on every volume
+constexpr std::uint64_t kSector = 512;
+constexpr std::uint64_t kChunk = 256 * kSector;
+constexpr std::uint64_t kMiB = 1 << 20;
+constexpr char kInRange[] = " BAD_SECTORS_IN_THE_FOLLOWING_RANGE ";
+constexpr char kScratchPath[] = "\\ostria_diags_tmp_file";
 
-constexpr char TwoVolumes[] = R"({"format": 1, "drives": [
+constexpr char kTwoVolumes[] = R"({"format": 1, "drives": [
   {"name": "nvme", "kind": "nvme", "model": "WRITTEN", "serial": "W1", "size_bytes": 8000000000,
    "layout": {"style": "gpt", "partitions": [{"start_sector": 2048, "sectors": 6000000},
                                              {"start_sector": 6002048, "sectors": 6000000}]}},
@@ -33,10 +33,12 @@ constexpr char TwoVolumes[] = R"({"format": 1, "drives": [
 class ActingHost : public FakeHost {
  public:
   using FakeHost::FakeHost;
-  unsigned actAtPoll = never;
+  unsigned actAtPoll = kNever;
   std::function<void()> act;
   bool isAbortRequested() override {
-    if (polls == actAtPoll) act();
+    if (polls == actAtPoll) {
+      act();
+    }
     return FakeHost::isAbortRequested();
   }
 };
@@ -45,7 +47,7 @@ class WriteTestOnVolumes : public ::testing::Test {
  protected:
   WriteTestOnVolumes() {
     // One chunk on the first volume; the second has too little.
-    leave(0, Reserve + Chunk);
+    leave(0, kReserve + kChunk);
     leave(1, 0);
   }
 
@@ -63,8 +65,9 @@ class WriteTestOnVolumes : public ::testing::Test {
   TestResult rerun() {
     const TestResult result = test.run(host.get());
     EXPECT_EQ(host->heard.back().rfind("progress 100", 0), 0u);
-    for (const char letter : {'N', 'O', 'P'})
-      EXPECT_EQ(bench.pc().volume(letter)->find(ScratchPath), nullptr);
+    for (const char letter : {'N', 'O', 'P'}) {
+      EXPECT_EQ(bench.pc().volume(letter)->find(kScratchPath), nullptr);
+    }
     return result;
   }
   void fault(std::uint8_t command, vpc::FaultAction action) {
@@ -82,29 +85,31 @@ class WriteTestOnVolumes : public ::testing::Test {
     std::uint64_t lba =
         partitionStart + (volume->description().totalBytes / volume->clusterBytes() -
                           volume->description().freeBytes / volume->clusterBytes()) *
-                             (volume->clusterBytes() / Sector);
+                             (volume->clusterBytes() / kSector);
     std::uint64_t count = 0;
-    for (std::vector<std::uint8_t> sector(Sector, 0xAA); sector.front() == 0xAA; ++lba, ++count) {
+    for (std::vector<std::uint8_t> sector(kSector, 0xAA); sector.front() == 0xAA; ++lba, ++count) {
       bench.pc().drive("nvme")->medium->peek(lba, sector.data());
-      if (sector != std::vector<std::uint8_t>(Sector, 0xAA)) break;
+      if (sector != std::vector<std::uint8_t>(kSector, 0xAA)) {
+        break;
+      }
     }
     return count;
   }
 
-  VirtualBench bench{TwoVolumes};
+  VirtualBench bench{kTwoVolumes};
   StorageComponent& device = *bench.device("WRITTEN");
   StorageDeviceWriteTest test{Identifier{}};
   std::unique_ptr<ActingHost> host = std::make_unique<ActingHost>(&device);
 };
 
 TEST_F(WriteTestOnVolumes, AVolumeIsUsableFromOneByteAboveTheReserveOn) {
-  leave(0, Reserve);
+  leave(0, kReserve);
   EXPECT_EQ(run(), TestResult::NotPerformed);
   EXPECT_EQ(host->count("log 0 THE_AVAILABLE_VOLUMES_DO_NOT_FULFILL_THE_TEST_REQUIREMENTS."), 1u);
-  leave(0, Reserve + 1);  // usable, but no sector fits
+  leave(0, kReserve + 1);  // usable, but no sector fits
   EXPECT_EQ(run(), TestResult::Warning);
   EXPECT_EQ(host->count("log 1 VOLUME_ACCESS_ERROR"), 1u);
-  leave(0, Reserve + Sector);
+  leave(0, kReserve + kSector);
   EXPECT_EQ(run(), TestResult::Passed);
   EXPECT_EQ(patterned('N', 2048), 1u);
   EXPECT_EQ(host->count("progress 50"), 1u);
@@ -114,18 +119,18 @@ TEST_F(WriteTestOnVolumes, AVolumeIsUsableFromOneByteAboveTheReserveOn) {
 }
 
 TEST_F(WriteTestOnVolumes, TwoVolumesGetTheirSharesAndAnUnusableOneIsPassedOver) {
-  leave(0, Reserve + 1 * MiB);
-  leave(1, Reserve + 3 * MiB);
+  leave(0, kReserve + 1 * kMiB);
+  leave(1, kReserve + 3 * kMiB);
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(patterned('N', 2048), 1 * MiB / Sector);
-  EXPECT_EQ(patterned('O', 6002048), 3 * MiB / Sector);
+  EXPECT_EQ(patterned('N', 2048), 1 * kMiB / kSector);
+  EXPECT_EQ(patterned('O', 6002048), 3 * kMiB / kSector);
   // A quarter of the progress is made when the first is written and read back.
   EXPECT_EQ(host->count("progress 25"), 1u);
   EXPECT_EQ(host->count("progress 98"), 1u);
 
   // Somebody holds the name on the first volume.
   std::shared_ptr<vpc::FileNode> taken;
-  bench.pc().volume('N')->create(ScratchPath, true, &taken);
+  bench.pc().volume('N')->create(kScratchPath, true, &taken);
   host->heard.clear();
   EXPECT_EQ(test.run(host.get()), TestResult::Passed);
   EXPECT_EQ(host->count("log"), 0u);
@@ -139,10 +144,11 @@ TEST_F(WriteTestOnVolumes, AVolumeThatRunsFullIsNoFaultOfTheDevice) {
     std::shared_ptr<vpc::FileNode> other;
     ASSERT_EQ(volume->create("\\other", false, &other), 0u);
     const std::uint64_t bytes = volume->freeBytes() - volume->clusterBytes();
-    const std::vector<std::uint8_t> piece(16 * MiB);
-    for (std::uint64_t at = 0; at < bytes; at += piece.size())
+    const std::vector<std::uint8_t> piece(16 * kMiB);
+    for (std::uint64_t at = 0; at < bytes; at += piece.size()) {
       volume->writeFile(*other, at, std::min<std::uint64_t>(piece.size(), bytes - at),
                         piece.data());
+    }
   };
   EXPECT_EQ(rerun(), TestResult::Warning);
   EXPECT_EQ(host->count("log 1 VOLUME_RAN_OUT_OF_SPACE"), 1u);
@@ -155,13 +161,13 @@ TEST_F(WriteTestOnVolumes, OneChangedByteFailsWithItsRange) {
   host->act = [&] {
     const std::uint8_t other = 0xAB;
     const auto volume = bench.pc().volume('N');
-    const auto file = volume->find(ScratchPath);
+    const auto file = volume->find(kScratchPath);
     ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->bytes, Chunk);
+    EXPECT_EQ(file->bytes, kChunk);
     volume->writeFile(*file, 77'777, 1, &other);
   };
   EXPECT_EQ(rerun(), TestResult::Failed);
-  const std::string key = std::string("PATTERN_VERIFICATION_FAILED") + InRange;
+  const std::string key = std::string("PATTERN_VERIFICATION_FAILED") + kInRange;
   const auto told =
       std::find(host->heard.begin(), host->heard.end(), "progress 100 " + key + "[0, 131072]");
   ASSERT_NE(told, host->heard.end());
@@ -169,7 +175,7 @@ TEST_F(WriteTestOnVolumes, OneChangedByteFailsWithItsRange) {
 }
 
 TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
-  const std::string range = std::string(InRange) + "0 and 131072";
+  const std::string range = std::string(kInRange) + "0 and 131072";
   for (const vpc::FaultAction action : {vpc::FaultAction::DeviceError, vpc::FaultAction::Hang}) {
     for (const std::uint8_t command : {std::uint8_t{1}, std::uint8_t{2}}) {
       SCOPED_TRACE(command);
@@ -202,14 +208,16 @@ TEST_F(WriteTestOnVolumes, TheQuestionComesOnceForEachDeviceAndOnlyIfSomebodyCan
   EXPECT_TRUE(host->requests.empty());
   StorageComponent& other = *bench.device("OTHER");
   PartitionEntry& entry = other.partitionTable()->partitions.at(0);
-  entry.usedBytes = entry.sizeBytes - Reserve - Chunk;
+  entry.usedBytes = entry.sizeBytes - kReserve - kChunk;
   for (StorageComponent* component : {&device, &other}) {
     for (const unsigned asked : {1u, 0u, 0u}) {
       ActingHost answering(component);
       answering.answer = InputRequest::Yes;
       EXPECT_EQ(test.run(&answering), TestResult::Passed);
       ASSERT_EQ(answering.requests.size(), asked);
-      if (asked == 0) continue;
+      if (asked == 0) {
+        continue;
+      }
       EXPECT_EQ(answering.requests[0].title, "DEVICE_WRITE_TEST");
       EXPECT_EQ(answering.requests[0].question, "VOLUME_SPACE_ALLOCATION_ALERT");
       EXPECT_EQ(answering.requests[0].questionKind, 1u);

@@ -7,7 +7,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint64_t gib = 1'073'741'824;
+constexpr std::uint64_t kGib = 1'073'741'824;
 
 TEST(ScratchFileLayout, ChunksStayInTheFileApartFromEachOtherWhateverItsSize) {
   struct Case {
@@ -19,16 +19,18 @@ TEST(ScratchFileLayout, ChunksStayInTheFileApartFromEachOtherWhateverItsSize) {
                                 {1023, 1023, 1023, 512},
                                 {4096 + 511, 4096 + 511, 4096 + 511, 512},
                                 {300'000, 300'000, 300'000, 512},
-                                {5 * gib + 12'345, 5 * gib + 12'345, 5 * gib, 4096},
-                                {900 * gib, 1000 * gib, 5 * gib, 512},
-                                {600, 1000 * gib, 5 * gib, 512}};
+                                {5 * kGib + 12'345, 5 * kGib + 12'345, 5 * kGib, 4096},
+                                {900 * kGib, 1000 * kGib, 5 * kGib, 512},
+                                {600, 1000 * kGib, 5 * kGib, 512}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.freeBytes);
     const ScratchFileLayout layout =
         layOutScratchFile(c.freeBytes, c.totalBytes, c.testBytes, c.sectorBytes);
     EXPECT_LE(layout.fileBytes, c.freeBytes);
     EXPECT_EQ(layout.fileBytes % c.sectorBytes, 0u);
-    if (layout.fileBytes == 0) continue;
+    if (layout.fileBytes == 0) {
+      continue;
+    }
     ASSERT_GE(layout.chunkBytes, c.sectorBytes);
     EXPECT_EQ(layout.chunkBytes % c.sectorBytes, 0u);
     std::uint64_t end = 0;
@@ -46,10 +48,10 @@ TEST(ScratchFileLayout, ChunksStayInTheFileApartFromEachOtherWhateverItsSize) {
 }
 
 TEST(ScratchFileLayout, SharesAreInProportionToTheFreeSpace) {
-  const ScratchFileLayout small = layOutScratchFile(10 * gib, 40 * gib, 5 * gib, 512);
-  const ScratchFileLayout large = layOutScratchFile(30 * gib, 40 * gib, 5 * gib, 512);
-  EXPECT_EQ(small.shareBytes, 5 * gib / 4);
-  EXPECT_EQ(large.shareBytes, 15 * gib / 4);
+  const ScratchFileLayout small = layOutScratchFile(10 * kGib, 40 * kGib, 5 * kGib, 512);
+  const ScratchFileLayout large = layOutScratchFile(30 * kGib, 40 * kGib, 5 * kGib, 512);
+  EXPECT_EQ(small.shareBytes, 5 * kGib / 4);
+  EXPECT_EQ(large.shareBytes, 15 * kGib / 4);
   EXPECT_EQ(large.chunkBytes, 256u * 512u);
 }
 

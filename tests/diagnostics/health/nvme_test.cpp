@@ -12,8 +12,8 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-constexpr std::uint64_t sectorsPerGiB = 2'097'152;
-constexpr char invalidProtocol[] =
+constexpr std::uint64_t kSectorsPerGiB = 2'097'152;
+constexpr char kInvalidProtocol[] =
     "THIS_TEST_CANNOT_BE_PERFORMED_BECAUSE_THE_PROTOCOL_BEING_USED_BY_THE_DEVICE_IS_INVALID";
 
 TEST(NvmeTests, EachWarningBitFailsItsOwnTestOnly) {
@@ -56,8 +56,8 @@ TEST(NvmeTests, DriveBehindScsiTranslationIsRefused) {
   EXPECT_FALSE(prediction.isApplicable(device.component.get()));
   FakeHost host(device.component.get());
   EXPECT_EQ(smart.run(&host), TestResult::NotPerformed);
-  EXPECT_EQ(host.heard, (Lines{std::string("progress 100 ") + invalidProtocol,
-                               std::string("log 0 flag 1 ") + invalidProtocol}));
+  EXPECT_EQ(host.heard, (Lines{std::string("progress 100 ") + kInvalidProtocol,
+                               std::string("log 0 flag 1 ") + kInvalidProtocol}));
 }
 
 TEST(NvmeTests, ControllerStatusNeedsAConfirmedControllerAndTheService) {
@@ -113,12 +113,13 @@ Prediction predict(NvmeBench& bench) {
   Prediction out{test.run(&host), {}, {}, {}};
   EXPECT_EQ(host.heard.back(), "progress 100");
   for (const std::string& line : host.heard) {
-    if (line.rfind("progress 0 <", 0) == 0)
+    if (line.rfind("progress 0 <", 0) == 0) {
       out.table = line.substr(11);
-    else if (line.rfind("progress 0 ", 0) == 0)
+    } else if (line.rfind("progress 0 ", 0) == 0) {
       out.keys.push_back(line.substr(11));
-    else if (line.rfind("log 0 ", 0) == 0 && line[6] != '<')
+    } else if (line.rfind("log 0 ", 0) == 0 && line[6] != '<') {
       out.logged.push_back(line.substr(6));
+    }
   }
   return out;
 }
@@ -127,7 +128,9 @@ bool hasRow(const Prediction& p, const std::string& name, const std::string& val
             const std::string& verdict) {
   // The cells of one row follow each other, whatever markup stands between them.
   const std::size_t at = p.table.find("> " + name + " <");
-  if (at == std::string::npos) return false;
+  if (at == std::string::npos) {
+    return false;
+  }
   const std::size_t valueAt = p.table.find("> " + value + " <", at);
   const std::size_t verdictAt = p.table.find(">" + verdict + "<", at);
   const std::size_t end = p.table.find("</tr>", at);
@@ -166,7 +169,7 @@ TEST(NvmeHealthPrediction, VerdictFollowsHealthThenEnduranceThenErrors) {
     traits.health.percentageUsed = c.percentageUsed;
     traits.health.dataUnitsWritten = writtenGiB(c.gibWritten);
     traits.health.mediaErrors = c.mediaErrors;
-    NvmeBench bench(traits, 500 * sectorsPerGiB);
+    NvmeBench bench(traits, 500 * kSectorsPerGiB);
     bench.breakLog(9);
     bench.breakLog(0xDF);
     const Prediction p = predict(bench);
@@ -185,16 +188,16 @@ TEST(NvmeHealthPrediction, EnduranceGroupAndVendorCountTakePrecedence) {
   traits.partNumber = "PART";
   traits.vendorCount = 5;
   traits.health.dataUnitsWritten = writtenGiB(500);
-  NvmeBench counted(traits, 100 * sectorsPerGiB);
+  NvmeBench counted(traits, 100 * kSectorsPerGiB);
   const Prediction byCount = predict(counted);
   EXPECT_TRUE(hasRow(byCount, "SSD Health", "46%", "Passed")) << byCount.table;
   EXPECT_TRUE(hasRow(byCount, "TBW", "53%", "Passed")) << byCount.table;
 
   traits.vendorCount = 0x2020;
-  NvmeBench blank(traits, 100 * sectorsPerGiB);
+  NvmeBench blank(traits, 100 * kSectorsPerGiB);
   EXPECT_TRUE(hasRow(predict(blank), "SSD Health", "70%", "Passed"));
   traits.vendorCount = 12;
-  NvmeBench overdrawn(traits, 100 * sectorsPerGiB);
+  NvmeBench overdrawn(traits, 100 * kSectorsPerGiB);
   EXPECT_TRUE(hasRow(predict(overdrawn), "SSD Health", "-28%", "Fail"));
 
   // Without the health log these two suffice, and without them nothing can be said.
@@ -209,9 +212,9 @@ TEST(NvmeHealthPrediction, EnduranceGroupAndVendorCountTakePrecedence) {
 TEST(NvmeHealthPrediction, UnratedCapacityAndNonsenseStayWithinPercents) {
   virtual_pc::NvmeTraits traits;
   traits.health.dataUnitsWritten = ~std::uint64_t{0};
-  NvmeBench big(traits, 4001 * sectorsPerGiB);
+  NvmeBench big(traits, 4001 * kSectorsPerGiB);
   EXPECT_TRUE(hasRow(predict(big), "TBW", "0%", "Passed"));
-  NvmeBench small(traits, 128 * sectorsPerGiB);
+  NvmeBench small(traits, 128 * kSectorsPerGiB);
   EXPECT_TRUE(hasRow(predict(small), "TBW", "100%", "Warning"));
 
   traits.enduranceEstimate = 1;

@@ -13,8 +13,8 @@ namespace {
 
 using namespace testing;
 
-const Identifier someTest(1, 1, 1);
-const std::string notValid = std::string("100 ") + keys::SmartDataNotValid + " / log 0 same";
+const Identifier kSomeTest(1, 1, 1);
+const std::string kNotValid = std::string("100 ") + keys::kSmartDataNotValid + " / log 0 same";
 
 /// An ATA disk with the given attributes.
 struct AtaDisk : FakeProtocol<AtaProtocol> {
@@ -32,7 +32,7 @@ SmartAttribute attribute(std::uint8_t id, std::uint32_t raw, std::uint8_t value 
 }
 
 TEST(SmartStatusTest, TellsTheDeviceVerdictAndLeavesSmartAsItWas) {
-  SmartStatusTest test(someTest);
+  SmartStatusTest test(kSomeTest);
   for (const bool enabled : {true, false}) {
     FakeDevice<> disk;
     disk.protocol->record().smartEnabled = enabled;
@@ -41,7 +41,7 @@ TEST(SmartStatusTest, TellsTheDeviceVerdictAndLeavesSmartAsItWas) {
     EXPECT_EQ(runOn(test, disk), "0 / 50 / 100 / 100 = 1");
     EXPECT_EQ(runOn(test, disk, 1), "0 / 50 / 100 / 100 = 4");
     disk.protocol->results["GetSmartStatus"] = ProtocolResult::TransportFailure;
-    EXPECT_EQ(runOn(test, disk), "0 / " + notValid + " / 100 = 3");
+    EXPECT_EQ(runOn(test, disk), "0 / " + kNotValid + " / 100 = 3");
     EXPECT_EQ(disk.protocol->record().smartEnabled, enabled);
     EXPECT_EQ(disk.protocol->count("SetSmartEnabled 0"), enabled ? 0u : 4u);
 
@@ -51,9 +51,9 @@ TEST(SmartStatusTest, TellsTheDeviceVerdictAndLeavesSmartAsItWas) {
 }
 
 TEST(SmartTests, RefuseWhatTheyCannotJudge) {
-  SmartStatusTest status(someTest);
-  SmartWearoutTest wearout(someTest);
-  const std::string invalid = std::string("100 ") + keys::InvalidProtocol + " / log 0 same = 3";
+  SmartStatusTest status(kSomeTest);
+  SmartWearoutTest wearout(kSomeTest);
+  const std::string invalid = std::string("100 ") + keys::kInvalidProtocol + " / log 0 same = 3";
   const std::string noSmart = "100 SMART_NOT_SUPPORTED / log 3 same = 3";
   FakeDevice<> disk;
   EXPECT_TRUE(status.isApplicable(disk.component.get()));
@@ -77,10 +77,10 @@ TEST(SmartWearoutTest, FindingIsTheClosingLine) {
       {10, "0 / 100 SSD_IS_CLOSE_TO_WEAROUT_LIMIT = 0"},
       {11, "0 / 100 = 0"},
       {100, "0 / 100 = 0"},
-      {101, "0 / " + notValid + " / 100 = 3"},
-      {0xFFFFFFFF, "0 / " + notValid + " / 100 = 3"},
+      {101, "0 / " + kNotValid + " / 100 = 3"},
+      {0xFFFFFFFF, "0 / " + kNotValid + " / 100 = 3"},
   };
-  SmartWearoutTest test(someTest);
+  SmartWearoutTest test(kSomeTest);
   for (const ProtocolKind kind : {ProtocolKind::Ata, ProtocolKind::Nvme}) {
     FakeDevice<> disk(kind);
     disk.protocol->record().solidState = true;
@@ -109,14 +109,15 @@ TEST(SmartHealthTest, HealthComesFromPenaltiesAndCriticalAttributes) {
   EXPECT_EQ(SmartHealthTest::healthPercent({attribute(184, 10, 9, 10)}), 81)
       << "an attribute of both tables counts in both";
   Attributes dying = {attribute(5, 0)};
-  for (unsigned id = 0; id < 256; ++id)
+  for (unsigned id = 0; id < 256; ++id) {
     dying.push_back(attribute(static_cast<std::uint8_t>(id), 0, 1, 2));
+  }
   EXPECT_EQ(SmartHealthTest::healthPercent(dying), 0);
 }
 
 TEST(SmartHealthTest, RunsWhenConfiguredAndWarnsBelowSeventy) {
   FakeDevice<AtaDisk> disk;
-  SmartHealthTest test(someTest);
+  SmartHealthTest test(kSomeTest);
   const auto applicableWith = [&](const char* value) {
     EXPECT_TRUE(test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", value}}}}, nullptr));
     return test.isApplicable(disk.component.get());
@@ -127,13 +128,13 @@ TEST(SmartHealthTest, RunsWhenConfiguredAndWarnsBelowSeventy) {
 
   disk.protocol->record().smartEnabled = false;
   disk.protocol->attributes = {attribute(197, 31)};
-  EXPECT_EQ(runOn(test, disk), std::string("0 / 100 ") + keys::HealthDegraded +
+  EXPECT_EQ(runOn(test, disk), std::string("0 / 100 ") + keys::kHealthDegraded +
                                    " / log 3 same / 100 DISK_HEALTH: 69% / log 0 same / 100 = 5");
   disk.protocol->attributes = {attribute(197, 30)};
   EXPECT_EQ(runOn(test, disk), "0 / 100 DISK_HEALTH: 70% / log 0 same / 100 = 0");
   disk.protocol->results["GetSmartAttributes"] = ProtocolResult::DeviceError;
   EXPECT_EQ(runOn(test, disk),
-            std::string("0 / 100 ") + keys::NoDeviceAttributes + " / log 0 same / 100 = 3");
+            std::string("0 / 100 ") + keys::kNoDeviceAttributes + " / log 0 same / 100 = 3");
   EXPECT_FALSE(disk.protocol->record().smartEnabled);
   disk.component->setBusKind(StorageBusKind::Usb);
   EXPECT_FALSE(test.isApplicable(disk.component.get()));

@@ -15,7 +15,7 @@ namespace {
 
 using namespace testing;
 
-const Identifier someTest(1, 1, 5);
+const Identifier kSomeTest(1, 1, 5);
 
 /// An ATA disk that can do every self-test, or a SCSI disk.
 struct SelfTester : FakeDevice<> {
@@ -23,7 +23,9 @@ struct SelfTester : FakeDevice<> {
     auto& record = protocol->record();
     record.smartDataValid = record.offlineImmediateSupported = true;
     record.selfTestSupported = record.conveyanceSupported = true;
-    if (kind == ProtocolKind::Scsi) component->setBusKind(StorageBusKind::Scsi);
+    if (kind == ProtocolKind::Scsi) {
+      component->setBusKind(StorageBusKind::Scsi);
+    }
   }
 };
 
@@ -32,7 +34,7 @@ TEST(SelfTest, WatchesTheRoutineToItsEnd) {
   disk.protocol->record().smartEnabled = false;
   disk.protocol->selfTestResults = {0, 15, 15, 15, 15, 0};
   disk.protocol->selfTestProgress = {40, 20, 100, 206};
-  ShortSelfTest test(someTest);
+  ShortSelfTest test(kSomeTest);
   const std::int64_t before = get_timer()->clock();
   EXPECT_EQ(runOn(test, disk), "0 / 40 / 40 / 100 / 100 = 0");
   EXPECT_NEAR(get_timer()->secondsBetween(before, get_timer()->clock()), 40, 2);
@@ -53,18 +55,18 @@ TEST(SelfTest, DriveStatusBecomesMessageAndResult) {
       {"100 / 100 = 0", "100 / 100 = 0"},
       {aborted, aborted},
       {aborted, aborted},
-      {fault(keys::CriticalInterruption), readError},
-      {fault(keys::UnknownErrorDetected), readError},
-      {fault(keys::ElectricalErrorDetected), readError},
-      {fault(keys::SeekErrorDetected), readError},
+      {fault(keys::kCriticalInterruption), readError},
+      {fault(keys::kUnknownErrorDetected), readError},
+      {fault(keys::kElectricalErrorDetected), readError},
+      {fault(keys::kSeekErrorDetected), readError},
       {readError, readError},
-      {fault(keys::HandlingDamageDetected), unclear},
+      {fault(keys::kHandlingDamageDetected), unclear},
       {unclear, unclear},
   };
   SelfTester ata;
   SelfTester scsi(ProtocolKind::Scsi);
   ata.protocol->firstFailedLba = scsi.protocol->firstFailedLba = 5'000'000'000;
-  ShortSelfTest test(someTest);
+  ShortSelfTest test(kSomeTest);
   for (std::uint8_t status = 0; status < endings.size(); ++status) {
     ata.protocol->selfTestResults = scsi.protocol->selfTestResults = {status};
     EXPECT_EQ(runOn(test, ata), "0 / " + endings[status].first) << int{status};
@@ -80,7 +82,7 @@ TEST(SelfTest, DriveStatusBecomesMessageAndResult) {
 TEST(SelfTest, StopsWhatElseIsRunning) {
   SelfTester disk;
   disk.protocol->selfTestResults = {15, 1, 0};
-  ShortSelfTest test(someTest);
+  ShortSelfTest test(kSomeTest);
   const std::string found = "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 1 same / ";
   EXPECT_EQ(runOn(test, disk), found +
                                    "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / "
@@ -94,13 +96,15 @@ TEST(SelfTest, StopsWhatElseIsRunning) {
 
 TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
   SelfTester disk(ProtocolKind::Scsi);
-  ShortSelfTest test(someTest);
+  ShortSelfTest test(kSomeTest);
   disk.protocol->selfTestResults = {0, 15};
   EXPECT_EQ(runOn(test, disk, 20), "0 / 100 / 100 = 4");
   EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1u);
 
   std::string polls = "0";  // at the start
-  for (int i = 0; i < 60; ++i) polls += " / 0";
+  for (int i = 0; i < 60; ++i) {
+    polls += " / 0";
+  }
   disk.protocol->selfTestResults = {0, 15};
   EXPECT_EQ(runOn(test, disk),
             polls + " / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5");
@@ -114,7 +118,7 @@ TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
 }
 
 TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
-  QuickDriveSelfTest test(someTest);
+  QuickDriveSelfTest test(kSomeTest);
   const auto configure = [&](const char* key, const char* value) -> std::uint32_t {
     ConfigurationError error;
     const bool good = test.configure({{"STORAGE", {{key, value}}}}, &error);
@@ -124,9 +128,12 @@ TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
   const std::string noSsd = "100 TEST_NOT_SUPPORTED_IN_SSD / log 3 same = 3";
   SelfTester ssd;
   ssd.protocol->record().solidState = true;
-  for (const char* text : {"abc", "", "12x"}) EXPECT_EQ(configure("SEC_NUM", text), 1115u);
-  for (const char* text : {"256", "-1", "99999999999999999999"})
+  for (const char* text : {"abc", "", "12x"}) {
+    EXPECT_EQ(configure("SEC_NUM", text), 1115u);
+  }
+  for (const char* text : {"256", "-1", "99999999999999999999"}) {
     EXPECT_EQ(configure("SEC_COUNT", text), 1116u);
+  }
   EXPECT_EQ(configure("SEC_COUNT", "7"), 0u);
   EXPECT_EQ(refusal(test, ssd), noSsd) << "no routine was chosen yet";
   EXPECT_EQ(configure("SEC_NUM", "255"), 0u);
@@ -139,22 +146,22 @@ TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
   EXPECT_EQ(ssd.protocol->count("StartSelfTest 255 7"), 1u);
   ssd.protocol->results["StartSelfTest"] = ProtocolResult::SelfTestIdNotFound;
   EXPECT_EQ(runOn(test, ssd), "100 INVALID_PARAMETER_VALUE / log 2 same / 100 = 3");
-  ShortSelfTest unconfigured(someTest);
+  ShortSelfTest unconfigured(kSomeTest);
   EXPECT_EQ(runOn(unconfigured, ssd), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
 }
 
 TEST(SelfTests, EachTakesItsDevicesOnly) {
-  ShortSelfTest shortTest(someTest);
-  ExtendedSelfTest extended(someTest);
-  ConveyanceSelfTest conveyance(someTest);
-  QuickDriveSelfTest drive(someTest);
+  ShortSelfTest shortTest(kSomeTest);
+  ExtendedSelfTest extended(kSomeTest);
+  ConveyanceSelfTest conveyance(kSomeTest);
+  QuickDriveSelfTest drive(kSomeTest);
   const auto because = [](const std::string& key, int severity) {
     return "100 " + key + " / log " + std::to_string(severity) + " same = 3";
   };
-  const std::string notHere = because(keys::NotSupportedInThisDevice, 0);
-  const std::string noSmart = because(keys::SmartNotSupported, 3);
-  const std::string noOffline = because(keys::NoOfflineExecution, 0);
-  const std::string unexpected = because(keys::UnexpectedEvent, 0);
+  const std::string notHere = because(keys::kNotSupportedInThisDevice, 0);
+  const std::string noSmart = because(keys::kSmartNotSupported, 3);
+  const std::string noOffline = because(keys::kNoOfflineExecution, 0);
+  const std::string unexpected = because(keys::kUnexpectedEvent, 0);
   struct Case {
     std::function<void(SelfTester&)> change;
     std::string shortTest, conveyance, drive;
@@ -162,14 +169,14 @@ TEST(SelfTests, EachTakesItsDevicesOnly) {
   const std::vector<Case> ataCases = {
       {[](auto&) {}, "", "", ""},
       {[](auto& d) { d.component->setConnection(DeviceConnection::External); },
-       because(keys::NotSupportedInExternalDevice, 0),
-       because(keys::NotSupportedInExternalDevice, 0),
-       because(keys::NotSupportedInExternalDevice, 3)},
+       because(keys::kNotSupportedInExternalDevice, 0),
+       because(keys::kNotSupportedInExternalDevice, 0),
+       because(keys::kNotSupportedInExternalDevice, 3)},
       {[](auto& d) { d.component->setConnection(DeviceConnection::RaidMember); }, notHere, notHere,
        ""},
       {[](auto& d) { d.protocol->record().selfTestSupported = false; }, noSmart, "", ""},
       {[](auto& d) { d.protocol->record().conveyanceSupported = false; }, "",
-       because(keys::ConveyanceNotSupported, 3), ""},
+       because(keys::kConveyanceNotSupported, 3), ""},
       {[](auto& d) { d.protocol->record().smartSupported = false; }, noSmart, noSmart, noSmart},
       {[](auto& d) { d.protocol->record().offlineImmediateSupported = false; }, noOffline,
        noOffline, noOffline},
@@ -218,7 +225,7 @@ TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
   FakeDevice<ScsiDisk> disk(ProtocolKind::Scsi);
   const auto bridge = std::make_shared<DiagnosticBridge>();
   disk.protocol->AddBridge(bridge);
-  DefaultSelfTest test(someTest);
+  DefaultSelfTest test(kSomeTest);
   EXPECT_FALSE(test.isApplicable(disk.component.get()));
   disk.component->setBusKind(StorageBusKind::Scsi);
   EXPECT_TRUE(test.isApplicable(disk.component.get()));

@@ -16,7 +16,7 @@ using namespace testing;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-const Identifier someTest(1, 2, 16);
+const Identifier kSomeTest(1, 2, 16);
 
 TestParameter chosen(const std::string& key, const std::string& value) {
   TestParameter parameter;
@@ -48,16 +48,18 @@ std::vector<std::string> issuesOf(Test& test, const std::vector<TestParameter>& 
   const bool good = test.checkParameters(given, issues);
   EXPECT_EQ(good, issues.empty());
   std::vector<std::string> texts;
-  for (const ParameterIssue& issue : issues)
+  for (const ParameterIssue& issue : issues) {
     texts.push_back(std::to_string(issue.kind) + " " + issue.parameter.key + " " + issue.message);
+  }
   return texts;
 }
 
 TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
-  LinearReadTest linear(someTest);
+  LinearReadTest linear(kSomeTest);
   EXPECT_THAT(issuesOf(linear, {}), IsEmpty());
-  for (const TestParameter& parameter : linear.parameters())
+  for (const TestParameter& parameter : linear.parameters()) {
     EXPECT_THAT(issuesOf(linear, {chosen(parameter.key, parameter.defaultValue)}), IsEmpty());
+  }
   EXPECT_THAT(issuesOf(linear, {chosen("SPEED", "1"), chosen("STOP_RANGE", "0"),
                                 chosen("START_RANGE", "100"), chosen("COVERAGE_AREA", "2x"),
                                 chosen("ERROR_LIMIT", "4294967297")}),
@@ -78,7 +80,7 @@ TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
   linear.resetParameters();
   EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), IsEmpty());
 
-  FullDiskScanTest scan(someTest);
+  FullDiskScanTest scan(kSomeTest);
   EXPECT_THAT(issuesOf(scan, {chosen("START_RANGE", "1"), chosen("ERROR_LIMIT", "101")}),
               ElementsAre("2 START_RANGE INVALID_PARAMETER",
                           "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
@@ -92,7 +94,7 @@ TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
 }
 
 TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
-  constexpr double block = 1023;
+  constexpr double kBlock = 1023;
   struct Case {
     std::uint64_t total;
     std::vector<TestParameter> parameters;
@@ -111,19 +113,19 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
     FakeDevice<> disk = blockDisk(c.total, 1023);
     FakeHost host(disk.component.get());
     host.chosenParameters = c.parameters;
-    LinearReadTest test(someTest);
+    LinearReadTest test(kSomeTest);
     EXPECT_EQ(test.run(&host), TestResult::Passed);
     const double range = (c.stop - c.start) * static_cast<double>(c.total);
     const std::size_t reads = disk.protocol->reads.size();
-    EXPECT_NEAR(static_cast<double>(reads), range * c.coverage / block, 2);
+    EXPECT_NEAR(static_cast<double>(reads), range * c.coverage / kBlock, 2);
     EXPECT_EQ(host.polls, reads);
     for (std::size_t i = 0; i + 1 < reads; ++i) {
       // One block in each stride, so the next block is less than two strides away.
       const double here = static_cast<double>(disk.protocol->reads[i].lba);
       ASSERT_NEAR(
           here,
-          c.start * static_cast<double>(c.total) + static_cast<double>(i) * block / c.coverage,
-          block / c.coverage + 1);
+          c.start * static_cast<double>(c.total) + static_cast<double>(i) * kBlock / c.coverage,
+          kBlock / c.coverage + 1);
       ASSERT_LE(disk.protocol->reads[i].lba + disk.protocol->reads[i].sectors, c.total);
     }
     EXPECT_EQ(host.heard.front(), "progress 0");
@@ -133,7 +135,7 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
 }
 
 TEST(LinearReadTest, AreaOfLessThanABlockIsReadWhole) {
-  LinearReadTest test(someTest);
+  LinearReadTest test(kSomeTest);
   for (const std::uint64_t total : {1u, 2u, 64u, 101u, 127u}) {
     FakeDevice<> disk = blockDisk(1000);
     disk.protocol->record().totalSectors = total;
@@ -150,7 +152,7 @@ TEST(LinearReadTest, AreaOfLessThanABlockIsReadWhole) {
 
 TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
   FakeDevice<> disk = blockDisk(127 * 1000);
-  LinearReadTest test(someTest);
+  LinearReadTest test(kSomeTest);
   const auto run = [&](ProtocolResult error, const char* limit) {
     disk.protocol->results["Read"] = error;
     return runWith(test, disk, {chosen("ERROR_LIMIT", limit)});
@@ -178,7 +180,7 @@ TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
 
 TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
   FakeDevice<> disk = blockDisk(127 * 200 + 1);
-  FullDiskScanTest test(someTest);
+  FullDiskScanTest test(kSomeTest);
   const std::string good = runWith(test, disk, {});
   EXPECT_EQ(good.substr(0, 12), "0 / 1 / 2 / ");
   EXPECT_EQ(good.substr(good.size() - 18), "99 / 100 / 100 = 0");
@@ -204,7 +206,7 @@ TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
 
 TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {
   FakeDevice<> disk = blockDisk(127 * 200);
-  FullDiskScanTest test(someTest);
+  FullDiskScanTest test(kSomeTest);
   const auto run = [&](ProtocolResult error) {
     disk.protocol->results["Read"] = error;
     return runWith(test, disk, {});
@@ -227,8 +229,8 @@ TEST(ScanTests, DeviceThatReadsNoBlockCannotBeScanned) {
   FakeDevice<> disk(ProtocolKind::Ata, 1000);
   disk.component->setConnection(DeviceConnection::RaidMember);
   disk.protocol->badSectors[0] = ProtocolResult::MediumError;
-  LinearReadTest linear(someTest);
-  FullDiskScanTest scan(someTest);
+  LinearReadTest linear(kSomeTest);
+  FullDiskScanTest scan(kSomeTest);
   EXPECT_EQ(runOn(linear, disk), "100 = 6");
   EXPECT_EQ(runOn(scan, disk), "0 / 100 = 6");
 }

@@ -14,7 +14,7 @@ namespace {
 
 using namespace testing;
 
-const Identifier someTest(1, 1, 3);
+const Identifier kSomeTest(1, 1, 3);
 
 /// A disk whose every access is seen by the protocol, and that all seek tests take.
 struct SeekDisk : FakeDevice<> {
@@ -34,10 +34,12 @@ struct SeekDisk : FakeDevice<> {
 
 TEST(RandomSeekTest, ReadsAllOverTheDiskAndReportsEachPercentOnce) {
   std::string expected;
-  for (int percent = 0; percent <= 100; ++percent) expected += std::to_string(percent) + " / ";
+  for (int percent = 0; percent <= 100; ++percent) {
+    expected += std::to_string(percent) + " / ";
+  }
   expected += "100 = 0";
   SeekDisk disk(20'000'000'000);
-  QuickRandomSeekTest quick(someTest);
+  QuickRandomSeekTest quick(kSomeTest);
   EXPECT_EQ(runOn(quick, disk), expected);
   const std::vector<std::uint64_t> lbas = disk.lbas();
   EXPECT_EQ(lbas.size(), 4001u);
@@ -45,13 +47,13 @@ TEST(RandomSeekTest, ReadsAllOverTheDiskAndReportsEachPercentOnce) {
   EXPECT_LT(*std::min_element(lbas.begin(), lbas.end()), 1'000'000'000u);
 
   SeekDisk other(50'000);
-  ExtendedRandomSeekTest extended(someTest);
+  ExtendedRandomSeekTest extended(kSomeTest);
   EXPECT_EQ(runOn(extended, other), expected);
   EXPECT_EQ(other.lbas().size(), 40001u);
 }
 
 TEST(SeekTests, TellABadSectorFromALostDisk) {
-  QuickRandomSeekTest random(someTest);
+  QuickRandomSeekTest random(kSomeTest);
   SeekDisk two(2);  // sector 0 is the only one that is drawn
   two.protocol->badSectors[0] = ProtocolResult::MediumError;
   const std::string found = "0 / log 2 READING_SECTOR 0 / 100 same / 100 / ";
@@ -59,7 +61,7 @@ TEST(SeekTests, TellABadSectorFromALostDisk) {
   two.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
   EXPECT_EQ(runOn(random, two), found + "100 DEVICE_COMMUNICATION_FAILURE / log 3 same = 4");
 
-  QuickFunnelSeekTest funnel(someTest);
+  QuickFunnelSeekTest funnel(kSomeTest);
   SeekDisk disk(1'000'000);
   disk.protocol->badSectors[50] = ProtocolResult::MediumError;
   EXPECT_EQ(runOn(funnel, disk), "0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100 = 1");
@@ -73,11 +75,11 @@ TEST(SeekTests, TellABadSectorFromALostDisk) {
 TEST(SeekTests, StopBetweenTwoReads) {
   for (const unsigned poll : {0u, 1u, 40u}) {
     SeekDisk disk(1'000'000);
-    QuickRandomSeekTest random(someTest);
+    QuickRandomSeekTest random(kSomeTest);
     EXPECT_EQ(runOn(random, disk, poll), poll == 0 ? "100 = 4" : "0 / 100 / 100 = 4");
     EXPECT_EQ(disk.lbas().size(), poll == 0 ? 0 : poll - 1);
     disk.protocol->reads.clear();
-    QuickFunnelSeekTest funnel(someTest);
+    QuickFunnelSeekTest funnel(kSomeTest);
     const std::string ended = runOn(funnel, disk, poll);
     EXPECT_EQ(ended.substr(ended.size() - 7), "100 = 4");
     EXPECT_EQ(disk.lbas().size(), poll == 0 ? 0 : 100 + 2 * (poll - 1));
@@ -85,20 +87,24 @@ TEST(SeekTests, StopBetweenTwoReads) {
 }
 
 TEST(FunnelSeekTest, HeadThenTwoSlicesThatCrossThenTail) {
-  constexpr std::uint64_t total = 20'000'000'000;
-  SeekDisk disk(total);
-  QuickFunnelSeekTest test(someTest);
+  constexpr std::uint64_t kTotal = 20'000'000'000;
+  SeekDisk disk(kTotal);
+  QuickFunnelSeekTest test(kSomeTest);
   const std::string heard = runOn(test, disk);
   EXPECT_NE(heard.find(" / 50 / 51 / "), std::string::npos);
   EXPECT_EQ(heard.substr(heard.size() - 24), " 98 / 99 / 100 / 100 = 0");
   const std::vector<std::uint64_t> lbas = disk.lbas();
-  const auto slice = static_cast<std::uint64_t>(static_cast<float>(total) * 0.0007F);
+  const auto slice = static_cast<std::uint64_t>(static_cast<float>(kTotal) * 0.0007F);
   const std::size_t steps = (lbas.size() - 201) / 2;
   EXPECT_NEAR(static_cast<double>(steps), 1429, 1);
-  for (std::uint64_t i = 0; i < 100; ++i) ASSERT_EQ(lbas[i], i);
-  for (std::uint64_t i = 0; i < 101; ++i) ASSERT_EQ(lbas[lbas.size() - 1 - i], total - 1 - i);
+  for (std::uint64_t i = 0; i < 100; ++i) {
+    ASSERT_EQ(lbas[i], i);
+  }
+  for (std::uint64_t i = 0; i < 101; ++i) {
+    ASSERT_EQ(lbas[lbas.size() - 1 - i], kTotal - 1 - i);
+  }
   for (std::uint64_t step = 0; step < steps; ++step) {
-    const std::uint64_t high = total - 1 - step * slice;
+    const std::uint64_t high = kTotal - 1 - step * slice;
     const std::uint64_t fromEnd = lbas[100 + 2 * step];
     const std::uint64_t fromStart = lbas[101 + 2 * step];
     ASSERT_TRUE(fromEnd < high && (high < slice || fromEnd >= high - slice)) << step;
@@ -110,31 +116,32 @@ TEST(SeekTests, SmallDisksAreReadWithinTheirEnds) {
   for (const std::uint64_t total : {1u, 2u, 50u, 100u, 101u, 2000u}) {
     SeekDisk disk(total);
     FakeHost host(disk.component.get());
-    QuickFunnelSeekTest funnel(someTest);
+    QuickFunnelSeekTest funnel(kSomeTest);
     EXPECT_EQ(funnel.run(&host), TestResult::Passed) << total;
     const std::vector<std::uint64_t> lbas = disk.lbas();
     const std::set<std::uint64_t> seen(lbas.begin(), lbas.end());
     EXPECT_EQ(*seen.rbegin(), total - 1);
     EXPECT_GE(seen.size(), std::min<std::uint64_t>(total, 100));
     disk.protocol->reads.clear();
-    QuickRandomSeekTest random(someTest);
+    QuickRandomSeekTest random(kSomeTest);
     EXPECT_EQ(random.run(&host), TestResult::Passed) << total;
-    for (const std::uint64_t lba : disk.lbas())
+    for (const std::uint64_t lba : disk.lbas()) {
       ASSERT_LT(lba, std::max<std::uint64_t>(total - 1, 1));
+    }
   }
 }
 
 TEST(SeekTests, VariantsChooseTheirDevices) {
   const std::string notHere = "100 TEST_NOT_SUPPORTED_IN_THIS_DEVICE / log 0 same = 3";
-  QuickFunnelSeekTest quick(someTest);
-  ExtendedRandomSeekTest random(someTest);
-  ExtendedFunnelSeekTest funnel(someTest);
+  QuickFunnelSeekTest quick(kSomeTest);
+  ExtendedRandomSeekTest random(kSomeTest);
+  ExtendedFunnelSeekTest funnel(kSomeTest);
   FakeDevice<> sata;
   EXPECT_EQ(refusal(quick, sata), "");
   EXPECT_EQ(refusal(random, sata), notHere);
   sata.component->setBusKind(StorageBusKind::Nvme);
   EXPECT_EQ(refusal(quick, sata),
-            std::string("100 ") + keys::InvalidProtocol + " / log 0 same = 3");
+            std::string("100 ") + keys::kInvalidProtocol + " / log 0 same = 3");
   EXPECT_EQ(refusal(funnel, sata), notHere);
   SeekDisk scsi(1000);
   EXPECT_TRUE(random.isApplicable(scsi.component.get()));

@@ -18,7 +18,7 @@ namespace {
 
 using namespace testing;
 
-const Identifier someTest(1, 1, 2);
+const Identifier kSomeTest(1, 1, 2);
 
 using Page = std::array<std::uint8_t, 512>;
 
@@ -45,21 +45,27 @@ class LogBridge final : public AtaBridge {
 
   ProtocolResult Send(AtaCmd& command) override {
     const bool general = command.command == 0x2F;
-    if (!general && !(command.command == 0xB0 && command.features == 0xD5))
+    if (!general && !(command.command == 0xB0 && command.features == 0xD5)) {
       return ProtocolResult::DeviceError;
+    }
     auto* data = static_cast<std::uint8_t*>(command.data);
     const std::uint8_t log = command.lbaLow;
     if (log == 0) {
       Page directory{};
-      for (const auto& [address, pages] : logs)
+      for (const auto& [address, pages] : logs) {
         storeLe16(&directory[2u * address], static_cast<std::uint16_t>(pages.size()));
-      for (const auto& [address, pages] : claimedPages) storeLe16(&directory[2u * address], pages);
+      }
+      for (const auto& [address, pages] : claimedPages) {
+        storeLe16(&directory[2u * address], pages);
+      }
       std::copy(directory.begin(), directory.end(), data);
     } else {
       asked.push_back(log);
       const std::size_t first = general ? command.lbaMid : 0u;
       for (std::size_t i = 0; i < command.sectorCount; ++i) {
-        if (first + i >= logs[log].size()) return ProtocolResult::DeviceError;
+        if (first + i >= logs[log].size()) {
+          return ProtocolResult::DeviceError;
+        }
         Page page = logs[log][first + i];
         page[511] = static_cast<std::uint8_t>(
             -std::accumulate(page.begin(), page.end() - 1, 0));  // sums up to 0
@@ -81,8 +87,8 @@ class TargetedRead : public ::testing::Test {
     disk_.protocol->AddBridge(logs_);
   }
 
-  std::string run(unsigned abortFromPoll = FakeHost::never) {
-    TargetedReadTest test(someTest);
+  std::string run(unsigned abortFromPoll = FakeHost::kNever) {
+    TargetedReadTest test(kSomeTest);
     disk_.protocol->reads.clear();
     const std::string heard = runOn(test, disk_, abortFromPoll);
     EXPECT_FALSE(disk_.protocol->record().smartEnabled) << "SMART is left as it was";
@@ -95,14 +101,17 @@ class TargetedRead : public ::testing::Test {
     std::set<std::uint64_t> expected;
     for (const std::uint64_t target : targets) {
       for (std::uint64_t lba = target < 15 ? 0 : target - 15; lba <= std::min(target + 15, last);
-           ++lba)
+           ++lba) {
         expected.insert(lba);
+      }
     }
     const std::string heard = run();
     EXPECT_EQ(heard.find("log"), std::string::npos);
     EXPECT_EQ(heard.substr(heard.size() - 13), "100 / 100 = 0");
     std::vector<std::uint64_t> lbas;
-    for (const auto& read : disk_.protocol->reads) lbas.push_back(read.lba);
+    for (const auto& read : disk_.protocol->reads) {
+      lbas.push_back(read.lba);
+    }
     EXPECT_EQ(lbas, std::vector<std::uint64_t>(expected.begin(), expected.end()));
   }
 

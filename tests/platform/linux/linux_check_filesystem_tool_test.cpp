@@ -62,7 +62,9 @@ class LinuxCheckFilesystemToolTest : public ::testing::Test {
 };
 
 TEST_F(LinuxCheckFilesystemToolTest, RepairsAndThenFindsNothing) {
-  if (!makeVolume()) GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  if (!makeVolume()) {
+    GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  }
   LinuxCheckFilesystemTool tool(&owner_);
   tool.setEventReceiver(&receiver_);
   EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished) << tool.getMessage();
@@ -98,8 +100,9 @@ TEST_F(LinuxCheckFilesystemToolTest, WhatCannotBeCheckedSaysSo) {
 
 TEST_F(LinuxCheckFilesystemToolTest, NtfsIsLookedAtAndLeftAsItIs) {
   if (!shell("truncate -s 2M " + image_ + " && mkntfs -q -Q -F " + image_ +
-             " && command -v ntfsfix"))
+             " && command -v ntfsfix")) {
     GTEST_SKIP() << "no programs for NTFS on this machine";
+  }
   const auto content = [this] {
     std::ifstream file(image_, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
@@ -117,7 +120,9 @@ TEST_F(LinuxCheckFilesystemToolTest, NtfsIsLookedAtAndLeftAsItIs) {
 }
 
 TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
-  if (!makeVolume()) GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  if (!makeVolume()) {
+    GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  }
   LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
   tool.setEventReceiver(&receiver_);
   const std::pair<const char*, ToolStatus> endings[] = {
@@ -136,7 +141,9 @@ TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
 }
 
 TEST_F(LinuxCheckFilesystemToolTest, CheckGoesOnWhenTheHostFails) {
-  if (!makeVolume()) GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  if (!makeVolume()) {
+    GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  }
   LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
   tool.setEventReceiver(&receiver_);
   receiver_.handlers["OnProgress"] = [](Tool*, const std::string&) {

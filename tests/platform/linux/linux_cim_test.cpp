@@ -18,14 +18,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* space = "ROOT\\Ostria\\Ostria_Diagnostics";
+constexpr const char* kSpace = "ROOT\\Ostria\\Ostria_Diagnostics";
 
 class LinuxCimTest : public ::testing::Test {
  protected:
   LinuxCimTest() {
     // In memory where there is such a place: thousands of writes would wait for a disk.
     std::string pattern = "/dev/shm/ostria_cim_XXXXXX";
-    if (access("/dev/shm", W_OK) != 0) pattern = ::testing::TempDir() + "ostria_cim_XXXXXX";
+    if (access("/dev/shm", W_OK) != 0) {
+      pattern = ::testing::TempDir() + "ostria_cim_XXXXXX";
+    }
     folder_ = mkdtemp(pattern.data());
     file_ = folder_ / "deep" / "results.sqlite";
     setenv("OSTRIA_RESULTS", file_.c_str(), 1);
@@ -38,20 +40,23 @@ class LinuxCimTest : public ::testing::Test {
   std::vector<LinuxResultStore::Record> records() {
     std::vector<LinuxResultStore::Record> found;
     const auto store = LinuxResultStore::open(file_);
-    EXPECT_TRUE(store != nullptr && store->read(space, "Results", found));
+    EXPECT_TRUE(store != nullptr && store->read(kSpace, "Results", found));
     return found;
   }
 
   /// Writes records until `count` are written or something kills it.
   pid_t startWriter(int count) {
     const pid_t child = fork();
-    if (child != 0) return child;
+    if (child != 0) {
+      return child;
+    }
     LinuxCim cim;
     bool good = true;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
       good = cim.writeRecord({"TestName"}, {std::to_string(getpid())}, "Results",
                              L"ROOT\\Ostria\\Ostria_Diagnostics") == CimResult::Success &&
              good;
+    }
     _exit(good ? 0 : 1);
   }
 
@@ -97,17 +102,23 @@ TEST_F(LinuxCimTest, WritesAndReadsBackRecords) {
 TEST_F(LinuxCimTest, OldestRecordsMakeRoom) {
   const auto store = LinuxResultStore::open(file_, 3);
   ASSERT_NE(store, nullptr);
-  for (int i = 0; i < 5; ++i) EXPECT_TRUE(store->add(space, "Results", {}));
-  EXPECT_TRUE(store->add(space, "Other", {}));
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_TRUE(store->add(kSpace, "Results", {}));
+  }
+  EXPECT_TRUE(store->add(kSpace, "Other", {}));
   std::vector<std::string> numbers;
-  for (const auto& record : records()) numbers.push_back(record.at("Id"));
+  for (const auto& record : records()) {
+    numbers.push_back(record.at("Id"));
+  }
   EXPECT_EQ(numbers, (std::vector<std::string>{"2", "3", "4"}));
 }
 
 TEST_F(LinuxCimTest, The5001stWriteRemovesTheSmallestNumber) {
   const auto store = LinuxResultStore::open(file_);
   ASSERT_NE(store, nullptr);
-  for (int i = 0; i < 4999; ++i) ASSERT_TRUE(store->add(space, "Results", {}));
+  for (int i = 0; i < 4999; ++i) {
+    ASSERT_TRUE(store->add(kSpace, "Results", {}));
+  }
   const pid_t child = startWriter(2);
   int status = -1;
   waitpid(child, &status, 0);
@@ -119,13 +130,15 @@ TEST_F(LinuxCimTest, The5001stWriteRemovesTheSmallestNumber) {
 }
 
 TEST_F(LinuxCimTest, TenProcessesWriteWithoutLossWhileOthersAreKilled) {
-  constexpr int writers = 10;
-  constexpr std::size_t each = 20;
+  constexpr int kWriters = 10;
+  constexpr std::size_t kEach = 20;
   std::vector<pid_t> children;
   std::vector<pid_t> victims;
-  for (int i = 0; i < writers; ++i) {
-    children.push_back(startWriter(each));
-    if (i % 3 == 0) victims.push_back(startWriter(100000));
+  for (int i = 0; i < kWriters; ++i) {
+    children.push_back(startWriter(kEach));
+    if (i % 3 == 0) {
+      victims.push_back(startWriter(100000));
+    }
   }
   for (const pid_t victim : victims) {
     usleep(30000);
@@ -143,8 +156,12 @@ TEST_F(LinuxCimTest, TenProcessesWriteWithoutLossWhileOthersAreKilled) {
       CimResult::Success);
   const auto all = records();
   std::map<std::string, std::size_t> written;
-  for (const auto& record : all) ++written[record.at("TestName")];
-  for (const pid_t child : children) EXPECT_EQ(written[std::to_string(child)], each);
+  for (const auto& record : all) {
+    ++written[record.at("TestName")];
+  }
+  for (const pid_t child : children) {
+    EXPECT_EQ(written[std::to_string(child)], kEach);
+  }
   // Nothing is lost and nothing is there twice, so the numbers are without a gap.
   EXPECT_EQ(all.front().at("Id"), "0");
   EXPECT_EQ(std::stoul(all.back().at("Id")) + 1, all.size());

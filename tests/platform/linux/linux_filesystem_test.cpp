@@ -89,8 +89,9 @@ TEST_P(LinuxFilesystemTest, HangingReadGivesTheMemoryBackUntouched) {
 
   // The device comes back late: the request may end, but not in the caller's memory.
   ASSERT_EQ(::write(fifo.get(), std::string(512, 'L').data(), 512), 512);
-  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i)
+  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
   EXPECT_EQ(filesystem.outstandingTransfers(), 0u);
   EXPECT_EQ(memory, std::string(512, 'm'));
 }
@@ -107,8 +108,9 @@ TEST_P(LinuxFilesystemTest, TimeoutOfZeroEndsAtOnceAndAFullPipeTimesOutAsAWrite)
             ProtocolResult::WriteTimeout);
   std::string drained(block.size(), ' ');
   ASSERT_EQ(::read(reader.get(), drained.data(), drained.size()), capacity);
-  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i)
+  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
   EXPECT_EQ(filesystem.outstandingTransfers(), 0u);
 }
 
@@ -185,12 +187,14 @@ TEST(LinuxFilesystem, DirectoriesAreMadeListedAndRemovedWhole) {
 
 TEST(LinuxFilesystem, PathsThatCannotBeUsed) {
   LinuxFilesystem filesystem;
-  for (const std::string& bad :
-       {std::string("a"), std::string(256, 'a'), std::string("/a/ \t/b"), std::string("/a\0b", 4)})
+  for (const std::string& bad : {std::string("a"), std::string(256, 'a'), std::string("/a/ \t/b"),
+                                 std::string("/a\0b", 4)}) {
     EXPECT_TRUE(filesystem.isInvalidPath(bad)) << bad;
+  }
   for (const std::string& good : {std::string("/a"), std::string(255, 'a'), std::string("/a b/c "),
-                                  std::string("/COM1/x"), std::string("/a//b")})
+                                  std::string("/COM1/x"), std::string("/a//b")}) {
     EXPECT_FALSE(filesystem.isInvalidPath(good)) << good;
+  }
 }
 
 TEST(LinuxFilesystem, ProgramAndCurrentDirectoryStayValid) {

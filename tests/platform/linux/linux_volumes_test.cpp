@@ -63,8 +63,9 @@ TEST(BlkidProbe, MbrListsLogicalPartitionsWithoutTheirLinks) {
   buildPartitions(*layout, table);
   rewriteLogicalPartitions(table.partitions);
   std::vector<std::pair<std::uint32_t, std::string>> rows;
-  for (const PartitionEntry& entry : table.partitions)
+  for (const PartitionEntry& entry : table.partitions) {
     rows.emplace_back(entry.number, entry.typeText);
+  }
   EXPECT_EQ(rows, (std::vector<std::pair<std::uint32_t, std::string>>{
                       {1, "PRIMARY"}, {2, "EXTENDED"}, {5, "LOGICAL"}, {6, "LOGICAL"}}));
   EXPECT_EQ(table.partitions[2].startOffset, 5u * 256 * 512);
@@ -74,7 +75,9 @@ TEST(BlkidProbe, MbrListsLogicalPartitionsWithoutTheirLinks) {
 /// What the scan makes of an image, whatever the image says: "GPT 1:type 2:type".
 std::string scanned(const Image& image) {
   const auto layout = probeLayout(image.file.get());
-  if (!layout) return "unreadable";
+  if (!layout) {
+    return "unreadable";
+  }
   PartitionTable table;
   buildPartitions(*layout, table);
   rewriteLogicalPartitions(table.partitions);
@@ -119,7 +122,9 @@ struct GptImage : Image {
     std::uint32_t crc = 0xFFFFFFFF;
     for (const std::uint8_t byte : bytes) {
       crc ^= byte;
-      for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320 : 0);
+      for (int bit = 0; bit < 8; ++bit) {
+        crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320 : 0);
+      }
     }
     return ~crc;
   }
@@ -127,7 +132,9 @@ struct GptImage : Image {
 
 TEST(BlkidProbe, HostileTablesGiveAResultOrNone) {
   GptImage full;
-  for (std::size_t i = 0; i < 128; ++i) full.partition(i, 34 + i, 34 + i);
+  for (std::size_t i = 0; i < 128; ++i) {
+    full.partition(i, 34 + i, 34 + i);
+  }
   EXPECT_EQ(full.scan(), "GPT 128");
 
   GptImage overlapping;
@@ -262,16 +269,18 @@ class PciFunctionTest : public testing::Test {
     fs::create_directories(folder);
     std::ofstream(folder + "/class") << "0x010802\n";
     std::ofstream resource(folder + "/resource0", std::ios::binary);
-    for (std::uint32_t i = 0; i < 2048; ++i)
+    for (std::uint32_t i = 0; i < 2048; ++i) {
       resource.write(reinterpret_cast<const char*>(&i), sizeof i);
+    }
   }
   ~PciFunctionTest() override { fs::remove_all(root); }
 
   bool reads(std::uint64_t offset, std::uint32_t length) {
     std::uint32_t words[4] = {99, 99, 99, 99};
     const bool read = PciFunction(location, root).readRegisters(offset, length, words);
-    for (std::uint32_t i = 0; i < 4; ++i)
+    for (std::uint32_t i = 0; i < 4; ++i) {
       EXPECT_EQ(words[i], read && i < length / 4 ? offset / 4 + i : 99u);
+    }
     return read;
   }
 

@@ -37,14 +37,21 @@ class SavedTree : public testing::Test {
     write(disk / "dev", dev);
     write(disk / "size", "131072");
     write(disk / "removable", "0");
-    if (!place.empty()) fs::create_directory_symlink(hardware, disk / "device");
-    for (const auto& [key, value] : attributes) write(disk / key, value);
+    if (!place.empty()) {
+      fs::create_directory_symlink(hardware, disk / "device");
+    }
+    for (const auto& [key, value] : attributes) {
+      write(disk / key, value);
+    }
     fs::create_directory_symlink(disk, root / "sys/block" / name);
   }
 
   SysfsDisk find(const std::string& name) {
-    for (const SysfsDisk& disk : tree().disks())
-      if (disk.name == name) return disk;
+    for (const SysfsDisk& disk : tree().disks()) {
+      if (disk.name == name) {
+        return disk;
+      }
+    }
     ADD_FAILURE() << name << " is not listed";
     return {};
   }
@@ -114,13 +121,17 @@ TEST_F(SavedTree, WhatIsNoDiskIsLeftOut) {
   plant("sda", ata + "0", "8:0", diskType);
   plant("sr0", ata + "1", "11:0", {{"device/type", "5"}});
   plant("sdb", ata + "2", "8:16", {{"device/type", "0"}, {"size", "0"}});
-  for (const char* name : {"loop0", "ram0", "zram0", "dm-0", "md127"}) plant(name, "", "7:0");
+  for (const char* name : {"loop0", "ram0", "zram0", "dm-0", "md127"}) {
+    plant(name, "", "7:0");
+  }
   plant("nvme0c0n1", "pci0000:00/0000:05:00.0/nvme/nvme0", "259:1", {{"hidden", "1"}});
   const std::string card = "pci0000:00/0000:00:1a.0/mmc_host/mmc0/mmc0:0001";
   plant("mmcblk0", card, "179:0", {{"device/type", "MMC"}});
   plant("mmcblk0boot0", card, "179:8");
   std::vector<std::string> names;
-  for (const SysfsDisk& disk : tree().disks()) names.push_back(disk.name);
+  for (const SysfsDisk& disk : tree().disks()) {
+    names.push_back(disk.name);
+  }
   EXPECT_EQ(names, (std::vector<std::string>{"mmcblk0", "sda"}));
   EXPECT_FALSE(tree().disk(deviceNumberOf(11, 0)));
   EXPECT_TRUE(SysfsTree("/nonexistent").disks().empty());
@@ -168,8 +179,9 @@ TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
   fs::create_directory_symlink(crypt, part / "holders/dm-0");
   fs::create_directory_symlink(volume, crypt / "holders/dm-1");
   // The volume has a piece on another disk beside it.
-  for (const char* slave : {"dm-0/slaves/sda2", "dm-1/slaves/dm-0", "dm-1/slaves/sdb1"})
+  for (const char* slave : {"dm-0/slaves/sda2", "dm-1/slaves/dm-0", "dm-1/slaves/sdb1"}) {
     fs::create_directories(root / "sys/devices/virtual/block" / slave);
+  }
 
   const auto partitions = tree().partitions(find("sda"));
   ASSERT_EQ(partitions.size(), 1u);

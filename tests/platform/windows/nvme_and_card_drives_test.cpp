@@ -48,7 +48,9 @@ class FoundDrives : public ::testing::Test {
   StorageComponent& component(const std::string& serial) {
     for (std::uint32_t i = 0; i < manager->componentCount(); ++i) {
       auto* found = dynamic_cast<StorageComponent*>(manager->component(i));
-      if (propertiesOf(*found).serialNumber == serial) return *found;
+      if (propertiesOf(*found).serialNumber == serial) {
+        return *found;
+      }
     }
     throw std::runtime_error("no drive " + serial);
   }
@@ -163,8 +165,9 @@ TEST_F(FoundDrives, PortRoadReadsWhatTheMediumHolds) {
   StorageProtocol& protocol = *component("VPC-NVM-0002").storageProtocol();
   std::vector<std::uint8_t> read(2048);
   std::vector<std::uint8_t> held(2048);
-  for (unsigned i = 0; i < 4; ++i)
+  for (unsigned i = 0; i < 4; ++i) {
     vpc::machine().drive("nvme-intel")->medium->peek(5000 + i, &held[512 * i]);
+  }
   EXPECT_EQ(protocol.Read(5000, 4, 10, read.data(), 2048), ProtocolResult::Success);
   EXPECT_EQ(read, held);
 }
@@ -177,7 +180,9 @@ TEST_F(FoundDrives, ControllersThatTalkNonsenseAreListedOnlyAsFarAsTheyCanBeUsed
       SCOPED_TRACE(std::string(road) + broken);
       StorageComponent* found =
           scanOne(std::string(R"({"road": ")") + road + R"(", "broken": )" + broken + "}");
-      if (found == nullptr) continue;
+      if (found == nullptr) {
+        continue;
+      }
       std::vector<std::uint8_t> buffer(4096);
       if (propertiesOf(*found).logicalSectorSize < 512) {
         EXPECT_EQ(found->storageProtocol()->Read(0, 1, 10, buffer.data(), 4096),
@@ -241,8 +246,8 @@ TEST_F(FoundDrives, EachCallOfAnIdentificationMayFail) {
     // The result tells of the volumes only; identity and geometry come together or not at all.
     const ProtocolResult listed = emmc.GetProperties(&properties);
     EXPECT_EQ(properties.protocolName.empty(), properties.totalSectors == 0);
-    unnamed += succeeded(listed) && properties.protocolName.empty();
-    withoutVolumes += !succeeded(listed) && properties.protocolName == "EMMC";
+    unnamed += static_cast<int>(succeeded(listed) && properties.protocolName.empty());
+    withoutVolumes += static_cast<int>(!succeeded(listed) && properties.protocolName == "EMMC");
     EXPECT_TRUE(emmc.IsAccessible());
 
     properties = {};
@@ -354,10 +359,11 @@ TEST_F(WriteTest, AnyPlatformCallMayFailAndNothingStaysOpen) {
     for (const bool gone : {false, true}) {
       SCOPED_TRACE(call);
       faults.reset();
-      if (gone)
+      if (gone) {
         faults.goneFrom(call);
-      else
+      } else {
         faults.failCall(call, ERROR_IO_DEVICE);
+      }
       const TestResult result = run(emmc);
       EXPECT_FALSE(gone && result == TestResult::Passed);
       EXPECT_EQ(vpc::openHandles(), handles);

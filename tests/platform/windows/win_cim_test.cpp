@@ -8,7 +8,7 @@
 namespace ostria::storage {
 namespace {
 
-const std::wstring recordSpace = L"ROOT\\Ostria\\Ostria_Diagnostics";
+const std::wstring kRecordSpace = L"ROOT\\Ostria\\Ostria_Diagnostics";
 
 class WinCimTest : public ::testing::Test {
  protected:
@@ -39,7 +39,7 @@ class WinCimTest : public ::testing::Test {
     return copy;
   }
   CimResult write(const std::string& test) {
-    return cim_.writeRecord({"ModuleName", "TestName"}, {"storage", test}, "Results", recordSpace);
+    return cim_.writeRecord({"ModuleName", "TestName"}, {"storage", test}, "Results", kRecordSpace);
   }
 
   WinCim cim_;
@@ -63,14 +63,14 @@ TEST_F(WinCimTest, FirstRecordMakesNamespaceAndClass) {
   const std::vector<std::string> names = {"ModuleName",  "DeviceUdi",  "DeviceDisplayName",
                                           "TestName",    "TestStatus", "TestStartTimestamp",
                                           "TestDuration"};
-  EXPECT_EQ(cim_.writeRecord(names, {"1", "2", "3", "4", "5", "6"}, "Results", recordSpace),
+  EXPECT_EQ(cim_.writeRecord(names, {"1", "2", "3", "4", "5", "6"}, "Results", kRecordSpace),
             CimResult::Success);
-  EXPECT_TRUE(ask({"Id"}, nullptr, "Results", recordSpace).empty());
+  EXPECT_TRUE(ask({"Id"}, nullptr, "Results", kRecordSpace).empty());
   EXPECT_EQ(write("first"), CimResult::Success);
   EXPECT_EQ(write("second"), CimResult::Success);
-  EXPECT_EQ(ask({"Id", "TestName", "TestStatus"}, nullptr, "Results", recordSpace),
+  EXPECT_EQ(ask({"Id", "TestName", "TestStatus"}, nullptr, "Results", kRecordSpace),
             (CimTable{{{"0"}, {"first"}, {}}, {{"1"}, {"second"}, {}}}));
-  EXPECT_EQ(cim_.writeRecord({"NoSuchName"}, {"x"}, "Results", recordSpace),
+  EXPECT_EQ(cim_.writeRecord({"NoSuchName"}, {"x"}, "Results", kRecordSpace),
             CimResult::ConnectFailed);
   bool existed = false;
   EXPECT_EQ(cim_.ensureNamespace(L"ROOT\\Ostria", L"Ostria_Diagnostics", &existed),
@@ -81,9 +81,11 @@ TEST_F(WinCimTest, FirstRecordMakesNamespaceAndClass) {
 TEST_F(WinCimTest, TheOldestOf5000GoesAlsoWithHighNumbers) {
   ASSERT_EQ(write("x"), CimResult::Success);
   virtual_pc::WmiClass& records =
-      *virtual_pc::machine().management().find(recordSpace)->find(L"Results");
+      *virtual_pc::machine().management().find(kRecordSpace)->find(L"Results");
   records.instances.clear();
-  for (std::int32_t id = 0; id < 4999; ++id) records.addRow({{L"Id", id}});
+  for (std::int32_t id = 0; id < 4999; ++id) {
+    records.addRow({{L"Id", id}});
+  }
   EXPECT_EQ(write("the 5000th"), CimResult::Success);
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"0");
   EXPECT_EQ(write("the 5001st"), CimResult::Success);
@@ -91,11 +93,13 @@ TEST_F(WinCimTest, TheOldestOf5000GoesAlsoWithHighNumbers) {
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"1");
 
   records.instances.clear();
-  for (std::int32_t id = 7000; id < 12000; ++id) records.addRow({{L"Id", id}});
+  for (std::int32_t id = 7000; id < 12000; ++id) {
+    records.addRow({{L"Id", id}});
+  }
   EXPECT_EQ(write("newest"), CimResult::Success);
   ASSERT_EQ(records.instances.size(), 5000u);
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"7001");
-  EXPECT_EQ(ask({"TestName"}, "Id = 12000", "Results", recordSpace), (CimTable{{{"newest"}}}));
+  EXPECT_EQ(ask({"TestName"}, "Id = 12000", "Results", kRecordSpace), (CimTable{{{"newest"}}}));
 }
 
 TEST_F(WinCimTest, AnyCallMayFailAndNothingIsLost) {
@@ -115,7 +119,7 @@ TEST_F(WinCimTest, AnyCallMayFailAndNothingIsLost) {
         << call << " " << static_cast<std::uint32_t>(result);
   }
   faults.reset();
-  EXPECT_EQ(ask({"TestName"}, "Id = 0", "Results", recordSpace), (CimTable{{{"kept"}}}));
+  EXPECT_EQ(ask({"TestName"}, "Id = 0", "Results", kRecordSpace), (CimTable{{{"kept"}}}));
 }
 
 TEST_F(WinCimTest, DriverVersionIsFoundByModelThenByBus) {

@@ -10,7 +10,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr const char* HangingPc = R"({"format": 1, "drives": [
+constexpr const char* kHangingPc = R"({"format": 1, "drives": [
   {"name": "hangs", "kind": "sata", "model": "M", "serial": "S", "size_sectors": 100000,
    "bad_sectors": [{"lba": 100, "kind": "hang"}, {"lba": 200}]}],
   "volumes": [{"letter": "C", "total_bytes": 100000000}]})";
@@ -51,12 +51,14 @@ TEST_F(WinFilesystemTest, PathsThatCannotBeUsed) {
       {std::string(255, 'a'), false},
       {std::string(256, 'a'), true},
   };
-  for (const auto& row : rows) EXPECT_EQ(files.isInvalidPath(row.path), row.invalid) << row.path;
+  for (const auto& row : rows) {
+    EXPECT_EQ(files.isInvalidPath(row.path), row.invalid) << row.path;
+  }
 }
 
 TEST_F(WinFilesystemTest, ReadsOfABrokenDiskEndInTime) {
   std::string error;
-  ASSERT_TRUE(virtual_pc::installMachine(HangingPc, &error)) << error;
+  ASSERT_TRUE(virtual_pc::installMachine(kHangingPc, &error)) << error;
   DeviceScanner* scanner = get_device_scanner();
   DeviceHandle disk;
   ASSERT_EQ(scanner->open("\\\\.\\PhysicalDrive0", &disk), 0);

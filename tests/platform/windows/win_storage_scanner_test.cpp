@@ -99,7 +99,9 @@ TEST_F(WinStorageScannerTest, PortsAreListedWithTheirProperties) {
     EXPECT_EQ(devices.devicePath(filter, number, &path), 0);
     EXPECT_EQ(path, paths.at(0));
     EXPECT_EQ(devices.deviceProperty(filter, number, 1, &hardwareId), 0);
-    if (path == above) found = hardwareId.starts_with("PCI\\VEN_1AF4&DEV_0097");
+    if (path == above) {
+      found = hardwareId.starts_with("PCI\\VEN_1AF4&DEV_0097");
+    }
   }
   EXPECT_TRUE(found);
   EXPECT_NE(devices.devicePath(filter, 0xFFFFFFFF, &above), 0);
@@ -125,7 +127,9 @@ TEST_F(WinStorageScannerTest, PartitionsAreJoinedWithTheirVolumes) {
 
   ASSERT_EQ(scanner.readPartitionTable(numberOf("ssd"), &table, 31277232ull * 512), 0);
   std::string types;
-  for (const PartitionEntry& entry : table.partitions) types += entry.typeText + " ";
+  for (const PartitionEntry& entry : table.partitions) {
+    types += entry.typeText + " ";
+  }
   EXPECT_EQ(types, "PRIMARY EXTENDED LOGICAL ");
   EXPECT_EQ(table.partitions[0].fileSystem, "IFS, HPFS, NTFS, exFAT");
   EXPECT_EQ(table.partitions[2].label, "Archive");
@@ -134,9 +138,10 @@ TEST_F(WinStorageScannerTest, PartitionsAreJoinedWithTheirVolumes) {
 
 TEST_F(WinStorageScannerTest, FullTableOfOverlappingPartitionsIsReadWhole) {
   std::string partitions;
-  for (int i = 1; i <= 128; ++i)
+  for (int i = 1; i <= 128; ++i) {
     partitions += std::string(i == 1 ? "" : ",") + R"({"sectors": 90000, "start_sector": )" +
                   std::to_string(i) + "}";
+  }
   std::string error;
   ASSERT_TRUE(vpc::installMachine(
       R"({"format": 1, "drives": [{"name": "a", "kind": "sata", "model": "A", "serial": "1",

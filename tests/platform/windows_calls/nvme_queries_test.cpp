@@ -14,14 +14,16 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr DWORD query = 0x2D1400;
-constexpr DWORD capacity = 0x2D5140;
-constexpr DWORD command = 0x2DD3C0;
+constexpr DWORD kQuery = 0x2D1400;
+constexpr DWORD kCapacity = 0x2D5140;
+constexpr DWORD kCommand = 0x2DD3C0;
 
 /// The question in a block, by 32-bit field.
 std::vector<std::uint32_t> fields(const Bytes& block, std::size_t count) {
   std::vector<std::uint32_t> out;
-  for (std::size_t i = 0; i < count; ++i) out.push_back(loadLe32(&block[4 * i]));
+  for (std::size_t i = 0; i < count; ++i) {
+    out.push_back(loadLe32(&block[4 * i]));
+  }
   return out;
 }
 
@@ -31,19 +33,25 @@ class NvmeQueriesTest : public testing::Test {
     kernel = {};
     kernel.driver = [this](DWORD code, Bytes& block, DWORD& returned) -> DWORD {
       codes.push_back(code);
-      if (code == capacity) {
+      if (code == kCapacity) {
         EXPECT_EQ(block.size(), 32u);
         storeLe32(&block[8], 4096);
         storeLe64(&block[16], 777);
         return capacityError;
       }
-      if (code == command) return commandError;
+      if (code == kCommand) {
+        return commandError;
+      }
       const bool identify = loadLe32(&block[0]) == 49;
-      if (!identify && loadLe32(&block[16]) == refusedLog) return ERROR_INVALID_FUNCTION;
+      if (!identify && loadLe32(&block[16]) == refusedLog) {
+        return ERROR_INVALID_FUNCTION;
+      }
       storeLe32(&block[0], version);
       storeLe32(&block[4], 48);
       storeLe32(&block[24], dataOffset);
-      if (dataLength) storeLe32(&block[28], dataLength);
+      if (dataLength) {
+        storeLe32(&block[28], dataLength);
+      }
       const Bytes& data = identify ? controller : log;
       std::copy_n(data.begin(), std::min(data.size(), block.size() - 48), block.begin() + 48);
       returned = std::min(returned, most);
@@ -64,7 +72,7 @@ class NvmeQueriesTest : public testing::Test {
   }
 
   ScriptedWin32& kernel = scriptedWin32();
-  WinNvmeSystemCallProtocol protocol{ScriptedDevice, ""};
+  WinNvmeSystemCallProtocol protocol{kScriptedDevice, ""};
   std::vector<DWORD> codes;
   Bytes controller = Bytes(4096);
   Bytes log = Bytes(4096);
@@ -81,7 +89,7 @@ TEST_F(NvmeQueriesTest, IdentifyAndCapacityMakeTheProperties) {
   std::copy_n("PART", 4, log.begin() + 110);
   StorageProtocolProperties p;
   EXPECT_EQ(protocol.GetProperties(&p), ProtocolResult::Success);
-  EXPECT_EQ(codes, (std::vector<DWORD>{query, capacity, query}));
+  EXPECT_EQ(codes, (std::vector<DWORD>{kQuery, kCapacity, kQuery}));
   EXPECT_EQ(p.serialNumber, "S?");
   EXPECT_EQ(p.modelNumber, "M");
   EXPECT_EQ(p.logicalSectorSize, 4096u);
@@ -102,19 +110,19 @@ TEST_F(NvmeQueriesTest, IdentifyAndCapacityMakeTheProperties) {
   EXPECT_EQ(p.protocolName, "");
   capacityError = 0;
   controller[0] = 0;
-  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(ScriptedDevice));
+  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
   controller[0] = 1;
   controller[516] = 0;
-  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(ScriptedDevice));
+  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
   controller[516] = 1;
-  EXPECT_TRUE(WinNvmeSystemCallProtocol::ProbeHandle(ScriptedDevice));
+  EXPECT_TRUE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
   most = 48 + 10;  // the number of namespaces did not come back
   kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) -> DWORD {
     std::copy(controller.begin(), controller.end(), block.begin() + 48);
     returned = most;
     return 0;
   };
-  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(ScriptedDevice));
+  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
 }
 
 TEST_F(NvmeQueriesTest, QuestionsAreLaidOutByteForByte) {
@@ -123,7 +131,7 @@ TEST_F(NvmeQueriesTest, QuestionsAreLaidOutByteForByte) {
   std::ignore = protocol.GetProperties(&p);
   EXPECT_EQ(kernel.sent.size(), 560u);
   EXPECT_EQ(fields(kernel.sent, 9), (std::vector<std::uint32_t>{50, 0, 3, 2, 0xDF, 0, 40, 512, 0}));
-  EXPECT_TRUE(WinNvmeSystemCallProtocol::ProbeHandle(ScriptedDevice));
+  EXPECT_TRUE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
 
   Bytes buffer(1024);
   EXPECT_EQ(protocol.GetLogPage(buffer.data(), 1024, 9, 7), ProtocolResult::Success);
@@ -131,7 +139,7 @@ TEST_F(NvmeQueriesTest, QuestionsAreLaidOutByteForByte) {
   EXPECT_EQ(fields(kernel.sent, 9), (std::vector<std::uint32_t>{50, 0, 3, 2, 9, 7, 40, 1024, 0}));
 
   kernel.driver = [](DWORD, Bytes&, DWORD&) -> DWORD { return ERROR_INVALID_FUNCTION; };
-  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(ScriptedDevice));
+  EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
   EXPECT_EQ(kernel.sent.size(), 4144u);
   EXPECT_EQ(fields(kernel.sent, 9), (std::vector<std::uint32_t>{49, 0, 3, 1, 1, 0, 40, 4096, 0}));
 }
@@ -144,8 +152,9 @@ TEST_F(NvmeQueriesTest, LogAnswerThatIsNotWholeIsRefused) {
     EXPECT_EQ(read(), ProtocolResult::Failure) << bad;
     field = good;
   };
-  for (const std::uint32_t offset : {0u, 39u, 41u, 552u, 0xFFFFFFF8u})
+  for (const std::uint32_t offset : {0u, 39u, 41u, 552u, 0xFFFFFFF8u}) {
     refusedWith(dataOffset, offset);
+  }
   refusedWith(version, 40);
   refusedWith(dataLength, 511);
   for (const DWORD came : {0u, 47u, 48u, 559u}) {
@@ -167,7 +176,7 @@ TEST_F(NvmeQueriesTest, LogAnswerThatIsNotWholeIsRefused) {
 
 TEST_F(NvmeQueriesTest, SelfTestGoesOutAsAProtocolCommand) {
   EXPECT_EQ(protocol.StartSelfTest(2, 0), ProtocolResult::Success);
-  EXPECT_EQ(codes, (std::vector<DWORD>{query, capacity, query, command}));
+  EXPECT_EQ(codes, (std::vector<DWORD>{kQuery, kCapacity, kQuery, kCommand}));
   EXPECT_EQ(kernel.sent.size(), 4096u + 208u);
   EXPECT_EQ(fields(kernel.sent, 20),
             (std::vector<std::uint32_t>{1,  84,  3,   0x80000000, 0, 0, 64, 64, 0, 0,

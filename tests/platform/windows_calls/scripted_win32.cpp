@@ -11,7 +11,9 @@ ScriptedWin32& scriptedWin32() {
 }
 
 void ScriptedWin32::endHanging() {
-  if (hangingBuffer != nullptr) std::memset(hangingBuffer, 0xAA, movedBytes);
+  if (hangingBuffer != nullptr) {
+    std::memset(hangingBuffer, 0xAA, movedBytes);
+  }
   hanging->Internal = 0;
   hanging->InternalHigh = movedBytes;
   hanging = nullptr;
@@ -40,11 +42,15 @@ struct {
 BOOL startTransfer(std::uint8_t* buffer, LPOVERLAPPED overlapped) {
   ScriptedWin32& kernel = scriptedWin32();
   kernel.lastOffset = (std::uint64_t{overlapped->OffsetHigh} << 32) | overlapped->Offset;
-  if (kernel.transfer == ScriptedWin32::Transfer::Refused) return fail(ERROR_ACCESS_DENIED);
+  if (kernel.transfer == ScriptedWin32::Transfer::Refused) {
+    return fail(ERROR_ACCESS_DENIED);
+  }
   overlapped->Internal = STATUS_PENDING;
   kernel.hanging = overlapped;
   kernel.hangingBuffer = buffer;
-  if (kernel.transfer != ScriptedWin32::Transfer::Hang) kernel.endHanging();
+  if (kernel.transfer != ScriptedWin32::Transfer::Hang) {
+    kernel.endHanging();
+  }
   return kernel.transfer == ScriptedWin32::Transfer::AtOnce ? TRUE : fail(ERROR_IO_PENDING);
 }
 
@@ -75,8 +81,12 @@ BOOL WINAPI DeviceIoControl(HANDLE, DWORD code, LPVOID in, DWORD inBytes, LPVOID
   // As with buffered control codes only what the driver returned comes back.
   std::copy_n(block.begin(), std::min(outBytes, pendingControl.returned),
               static_cast<std::uint8_t*>(out));
-  if (overlapped->hEvent == nullptr) return fail(ERROR_INVALID_HANDLE);
-  if (kernel.transfer == ScriptedWin32::Transfer::Pending) return fail(ERROR_IO_PENDING);
+  if (overlapped->hEvent == nullptr) {
+    return fail(ERROR_INVALID_HANDLE);
+  }
+  if (kernel.transfer == ScriptedWin32::Transfer::Pending) {
+    return fail(ERROR_IO_PENDING);
+  }
   *returned = pendingControl.returned;
   return pendingControl.error == 0 ? TRUE : fail(pendingControl.error);
 }
@@ -101,7 +111,9 @@ BOOL WINAPI GetOverlappedResult(HANDLE, LPOVERLAPPED overlapped, LPDWORD done, B
     *done = pendingControl.returned;
     return pendingControl.error == 0 ? TRUE : fail(pendingControl.error);
   }
-  if (overlapped->Internal == STATUS_PENDING) return fail(ERROR_IO_INCOMPLETE);
+  if (overlapped->Internal == STATUS_PENDING) {
+    return fail(ERROR_IO_INCOMPLETE);
+  }
   *done = static_cast<DWORD>(overlapped->InternalHigh);
   return TRUE;
 }

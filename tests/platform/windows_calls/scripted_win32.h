@@ -39,6 +39,6 @@ struct ScriptedWin32 {
 /// The one in force; a test begins with a fresh one.
 ScriptedWin32& scriptedWin32();
 
-inline constexpr DeviceHandle ScriptedDevice{0x44};
+inline constexpr DeviceHandle kScriptedDevice{0x44};
 
 }  // namespace ostria::storage

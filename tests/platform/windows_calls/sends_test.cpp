@@ -49,7 +49,7 @@ TEST_F(SendsTest, AtaBlockCarriesTheTaskFile) {
     return 0u;
   };
   const AtaCmd before = command;
-  EXPECT_EQ(halAtaSend().Send(ScriptedDevice, command), ProtocolResult::Success);
+  EXPECT_EQ(halAtaSend().Send(kScriptedDevice, command), ProtocolResult::Success);
   EXPECT_EQ(loadLe16(&kernel.sent[0]), 48);
   EXPECT_EQ(loadLe16(&kernel.sent[2]), 0x01 | 0x02 | 0x08);
   EXPECT_EQ(sent32(8), 1024u);
@@ -68,11 +68,11 @@ TEST_F(SendsTest, AtaBlockCarriesTheTaskFile) {
 
   kernel.driver = [](DWORD, Bytes&, DWORD&) { return 0u; };
   SmartReadLog pages(0x06, 2, data.data());
-  EXPECT_EQ(halAtaSend().Send(ScriptedDevice, pages), ProtocolResult::Success);
+  EXPECT_EQ(halAtaSend().Send(kScriptedDevice, pages), ProtocolResult::Success);
   EXPECT_EQ(loadLe16(&kernel.sent[2]), 0x01 | 0x02 | 0x20);
   data[3] = 0x77;
   WriteSectors write(5, 1, 512, data.data());
-  EXPECT_EQ(halAtaSend().Send(ScriptedDevice, write), ProtocolResult::Success);
+  EXPECT_EQ(halAtaSend().Send(kScriptedDevice, write), ProtocolResult::Success);
   EXPECT_EQ(loadLe16(&kernel.sent[2]), 0x01 | 0x04);
   EXPECT_EQ(kernel.sent[48 + 3], 0x77);
 }
@@ -112,7 +112,7 @@ TEST_F(SendsTest, AtaAnswersAreNotTrusted) {
         returned = row.returned;
         return row.error;
       };
-      EXPECT_EQ(halAtaSend().Send(ScriptedDevice, command), row.result);
+      EXPECT_EQ(halAtaSend().Send(kScriptedDevice, command), row.result);
       EXPECT_EQ(command.transferBytes, row.bytes);
       const bool registers =
           row.result == ProtocolResult::Success || row.result == ProtocolResult::NoDataReturned;
@@ -135,7 +135,7 @@ TEST_F(SendsTest, ScsiBlockAndItsAnswer) {
     returned = 88 + 36;
     return 0u;
   };
-  EXPECT_EQ(halScsiSend().Send(ScriptedDevice, 1, command), ProtocolResult::Success);
+  EXPECT_EQ(halScsiSend().Send(kScriptedDevice, 1, command), ProtocolResult::Success);
   EXPECT_EQ(sentBytes(0, 9), (Bytes{56, 0, 0, 0, 0, 0, 6, 32, 1}));
   EXPECT_EQ(sent32(12), 64u);
   EXPECT_EQ(sent32(16), 30u);
@@ -151,7 +151,7 @@ TEST_F(SendsTest, ScsiBlockAndItsAnswer) {
   data[9] = 0x42;
   Write10 write(data.data(), 1, 1, 512);
   kernel.driver = [](DWORD, Bytes&, DWORD& returned) { return returned = 88, 0u; };
-  EXPECT_EQ(halScsiSend().Send(ScriptedDevice, 1, write), ProtocolResult::Success);
+  EXPECT_EQ(halScsiSend().Send(kScriptedDevice, 1, write), ProtocolResult::Success);
   EXPECT_EQ(kernel.sent[8], 0);
   EXPECT_EQ(kernel.sent[88 + 9], 0x42);
   EXPECT_EQ(write.transferBytes, 512u);
@@ -171,7 +171,7 @@ TEST_F(SendsTest, ScsiAnswersAreNotTrusted) {
   };
   const auto send = [&] {
     Inquiry command(data.data(), 64);
-    const ProtocolResult result = halScsiSend().Send(ScriptedDevice, 1, command);
+    const ProtocolResult result = halScsiSend().Send(kScriptedDevice, 1, command);
     return std::pair(result, command.transferBytes);
   };
   const auto good = [](std::uint64_t n) { return std::pair(ProtocolResult::Success, n); };
@@ -209,7 +209,7 @@ TEST_F(SendsTest, IntelMiniportBlock) {
     returned = came;
     return 0u;
   };
-  EXPECT_EQ(halNvmeIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Success);
+  EXPECT_EQ(halNvmeIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Success);
   EXPECT_EQ(data[0], 0x5C);
   const auto image = command.image();
   Bytes expected(168 + 512);
@@ -231,7 +231,7 @@ TEST_F(SendsTest, IntelMiniportBlock) {
   EXPECT_EQ(kernel.sent, expected);
 
   // A driver that refuses, an answer that is too short, data outside of it.
-  const auto send = [&] { return halNvmeIntelSend().Send(ScriptedDevice, 1, command); };
+  const auto send = [&] { return halNvmeIntelSend().Send(kScriptedDevice, 1, command); };
   returnCode = 1;
   EXPECT_EQ(send(), ProtocolResult::Failure);
   returnCode = 0;
@@ -254,7 +254,7 @@ TEST_F(SendsTest, MiniMiniportBlock) {
     returned = came;
     return 0u;
   };
-  EXPECT_EQ(halNvmeMiniIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Success);
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Success);
   EXPECT_EQ(page[4095], 0x5D);
   const auto image = command.image();
   Bytes expected(4248);
@@ -273,10 +273,10 @@ TEST_F(SendsTest, MiniMiniportBlock) {
   EXPECT_EQ(kernel.sent, expected);
 
   came = 4247;
-  EXPECT_EQ(halNvmeMiniIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Failure);
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Failure);
   command.transferBytes = 4097;
   came = 4248;
-  EXPECT_EQ(halNvmeMiniIntelSend().Send(ScriptedDevice, 1, command), ProtocolResult::Failure);
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Failure);
 }
 
 TEST_F(SendsTest, PredictedFailure) {
@@ -288,14 +288,14 @@ TEST_F(SendsTest, PredictedFailure) {
     return error;
   };
   bool failing = true;
-  EXPECT_EQ(queryPredictedFailure(ScriptedDevice, &failing), ProtocolResult::Success);
+  EXPECT_EQ(queryPredictedFailure(kScriptedDevice, &failing), ProtocolResult::Success);
   EXPECT_FALSE(failing);
   prediction = 0x100;
-  EXPECT_EQ(queryPredictedFailure(ScriptedDevice, &failing), ProtocolResult::Success);
+  EXPECT_EQ(queryPredictedFailure(kScriptedDevice, &failing), ProtocolResult::Success);
   EXPECT_TRUE(failing);
   prediction = 0;
   error = ERROR_INVALID_FUNCTION;
-  EXPECT_EQ(queryPredictedFailure(ScriptedDevice, &failing), ProtocolResult::TransportFailure);
+  EXPECT_EQ(queryPredictedFailure(kScriptedDevice, &failing), ProtocolResult::TransportFailure);
   EXPECT_TRUE(failing);
 }
 

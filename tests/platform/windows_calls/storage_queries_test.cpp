@@ -18,7 +18,9 @@ class StorageQueriesTest : public testing::Test {
     kernel.driver = [this, entries, claimed](DWORD code, Bytes& block, DWORD& returned) -> DWORD {
       ++calls;
       EXPECT_EQ(code, 0x70050u);
-      if (block.size() < 48 + entries * 144) return ERROR_INSUFFICIENT_BUFFER;
+      if (block.size() < 48 + entries * 144) {
+        return ERROR_INSUFFICIENT_BUFFER;
+      }
       storeLe32(&block[0], 1);
       storeLe32(&block[4], claimed);
       for (std::size_t i = 0; i < entries; ++i) {
@@ -40,7 +42,7 @@ class StorageQueriesTest : public testing::Test {
 
 TEST_F(StorageQueriesTest, LayoutBlockGrowsUntilItFits) {
   haveLayout(6, 6);
-  const auto layout = queryLayout(ScriptedDevice);
+  const auto layout = queryLayout(kScriptedDevice);
   ASSERT_TRUE(layout);
   EXPECT_EQ(calls, 2);
   EXPECT_EQ(layout->style, PartitionStyle::Gpt);
@@ -51,12 +53,12 @@ TEST_F(StorageQueriesTest, LayoutBlockGrowsUntilItFits) {
   EXPECT_EQ(layout->entries[5].gptType[0], 0xC1);
 
   haveLayout(3, 0xFFFFFFFF);  // claims more than it returned
-  EXPECT_EQ(queryLayout(ScriptedDevice)->entries.size(), 3u);
+  EXPECT_EQ(queryLayout(kScriptedDevice)->entries.size(), 3u);
 
   kernel.driver = [](DWORD, Bytes&, DWORD&) -> DWORD { return ERROR_INSUFFICIENT_BUFFER; };
-  EXPECT_FALSE(queryLayout(ScriptedDevice));  // never content: ends all the same
+  EXPECT_FALSE(queryLayout(kScriptedDevice));  // never content: ends all the same
   kernel.driver = [](DWORD, Bytes&, DWORD& returned) -> DWORD { return returned = 47, 0; };
-  EXPECT_FALSE(queryLayout(ScriptedDevice));
+  EXPECT_FALSE(queryLayout(kScriptedDevice));
 }
 
 TEST_F(StorageQueriesTest, ShortAnswersAreNone) {
@@ -66,13 +68,13 @@ TEST_F(StorageQueriesTest, ShortAnswersAreNone) {
     returned = came;
     return 0;
   };
-  EXPECT_FALSE(queryDeviceNumber(ScriptedDevice));
-  EXPECT_FALSE(querySmartCapabilities(ScriptedDevice));
-  EXPECT_FALSE(queryNtfsClusterBytes(ScriptedDevice));
-  EXPECT_EQ(queryDescriptorSize(ScriptedDevice), 0xFFFFFFFFu);
-  EXPECT_EQ(queryDescriptor(ScriptedDevice, 0xFFFFFFFF)->size(), 8u);
+  EXPECT_FALSE(queryDeviceNumber(kScriptedDevice));
+  EXPECT_FALSE(querySmartCapabilities(kScriptedDevice));
+  EXPECT_FALSE(queryNtfsClusterBytes(kScriptedDevice));
+  EXPECT_EQ(queryDescriptorSize(kScriptedDevice), 0xFFFFFFFFu);
+  EXPECT_EQ(queryDescriptor(kScriptedDevice, 0xFFFFFFFF)->size(), 8u);
   came = 7;
-  EXPECT_FALSE(queryDescriptorSize(ScriptedDevice));
+  EXPECT_FALSE(queryDescriptorSize(kScriptedDevice));
 }
 
 }  // namespace

@@ -13,10 +13,11 @@ class TimedIoTest : public testing::Test {
   TimedIoTest() { kernel = {}; }
 
   ProtocolResult read(std::uint32_t seconds = 30) {
-    return timedRead(ScriptedDevice, 0x123456789Aull, buffer.size(), &done, seconds, buffer.data());
+    return timedRead(kScriptedDevice, 0x123456789Aull, buffer.size(), &done, seconds,
+                     buffer.data());
   }
   ProtocolResult write() {
-    return timedWrite(ScriptedDevice, 512, buffer.size(), &done, 30, buffer.data());
+    return timedWrite(kScriptedDevice, 512, buffer.size(), &done, 30, buffer.data());
   }
 
   ScriptedWin32& kernel = scriptedWin32();
@@ -47,7 +48,7 @@ TEST_F(TimedIoTest, WholeShortAndRefusedTransfers) {
   kernel.transfer = Transfer::Refused;
   EXPECT_EQ(read(), ProtocolResult::Failure);
   EXPECT_EQ(timedRead({}, 0, 512, &done, 1, buffer.data()), ProtocolResult::Failure);
-  EXPECT_EQ(timedRead(ScriptedDevice, 0, 1ull << 32, &done, 1, buffer.data()),
+  EXPECT_EQ(timedRead(kScriptedDevice, 0, 1ull << 32, &done, 1, buffer.data()),
             ProtocolResult::Failure);
   EXPECT_EQ(kernel.cancelled, 0);
   EXPECT_EQ(kernel.openHandles, 0);

@@ -14,12 +14,15 @@ void setWord(Bytes& page, std::size_t word, std::uint16_t value) {
 }
 void setText(Bytes& page, std::size_t word, std::size_t words, std::string text) {
   text.resize(2 * words, ' ');
-  for (std::size_t i = 0; i < text.size(); ++i)
+  for (std::size_t i = 0; i < text.size(); ++i) {
     page[2 * word + (i ^ 1)] = static_cast<std::uint8_t>(text[i]);
+  }
 }
 Bytes sealed(Bytes page) {
   std::uint8_t sum = 0;
-  for (std::size_t i = 0; i < 511; ++i) sum = static_cast<std::uint8_t>(sum + page[i]);
+  for (std::size_t i = 0; i < 511; ++i) {
+    sum = static_cast<std::uint8_t>(sum + page[i]);
+  }
   page[511] = static_cast<std::uint8_t>(-sum);
   return page;
 }
@@ -48,8 +51,9 @@ Bytes identifyPage() {
 /// A SMART data or threshold page with entries of 12 bytes.
 Bytes smartPage(std::vector<Bytes> entries) {
   Bytes page(512);
-  for (std::size_t i = 0; i < entries.size(); ++i)
+  for (std::size_t i = 0; i < entries.size(); ++i) {
     std::copy(entries[i].begin(), entries[i].end(), page.begin() + 2 + 12 * static_cast<long>(i));
+  }
   return page;
 }
 
@@ -60,8 +64,12 @@ class AtaProtocolTest : public testing::Test {
   void expectIdentify(Bytes page) {
     const bool smart = (page[164] & 1) != 0;
     bridge->expect(IdentifyDevice(nullptr)).returns(std::move(page));
-    for (int i = 0; i < 5; ++i) bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).error(4);
-    if (smart) bridge->expect(SmartReadData(nullptr)).fails(ProtocolResult::TransportFailure);
+    for (int i = 0; i < 5; ++i) {
+      bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).error(4);
+    }
+    if (smart) {
+      bridge->expect(SmartReadData(nullptr)).fails(ProtocolResult::TransportFailure);
+    }
   }
   void identify(Bytes page) {
     expectIdentify(std::move(page));
@@ -173,7 +181,9 @@ TEST_F(AtaProtocolTest, FruNumberAndSmartCapabilitiesAreTaken) {
   vendorLog[21] = 'S';
   std::fill_n(vendorLog.begin() + 110, 30, std::uint8_t{'F'});
   bridge->expect(IdentifyDevice(nullptr)).returns(identifyPage());
-  for (int i = 0; i < 5; ++i) bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).returns(vendorLog);
+  for (int i = 0; i < 5; ++i) {
+    bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).returns(vendorLog);
+  }
   Bytes smart(512);
   smart[367] = 0x14;
   expectSmart(smart);
@@ -362,7 +372,9 @@ TEST_F(AtaProtocolTest, ALogPageThatStaysBadIsSkipped) {
   };
   page(0).returns(third);  // sums up, but no first page
   page(0).returns(good);
-  for (int i = 0; i < 5; ++i) page(1).returns(bad);
+  for (int i = 0; i < 5; ++i) {
+    page(1).returns(bad);
+  }
   page(2).returns(third);
   std::uint16_t pagesRead = 9;
   EXPECT_EQ(protocol.ReadLog(3, 3, buffer.data(), &pagesRead), ProtocolResult::Success);
@@ -395,8 +407,9 @@ TEST_F(AtaProtocolTest, TheFirstFailedAddressOfTheExtendedLogIsFoundByItsIndex) 
     Bytes pages[2] = {Bytes(512), Bytes(512)};
     pages[0][0] = 1;
     storeLe16(&pages[0][2], c.index);
-    for (std::size_t i = 0; i < 6; ++i)
+    for (std::size_t i = 0; i < 6; ++i) {
       pages[c.page][c.offset + 5 + i] = static_cast<std::uint8_t>(i + 1);
+    }
     bridge->expect(ReadLogExt(7, 1, nullptr, 0)).returns(sealed(pages[0]));
     bridge->expect(ReadLogExt(7, 1, nullptr, 1)).returns(sealed(pages[1]));
     std::uint64_t lba = 5;
@@ -420,7 +433,9 @@ TEST_F(AtaProtocolTest, TheShortSelfTestLogServesDrivesWithoutTheExtendedOne) {
     page[0] = 1;
     page[508] = static_cast<std::uint8_t>(index);
     const bool valid = index >= 1 && index <= 21;
-    if (valid) storeLe32(&page[static_cast<std::size_t>(24 * index - 17)], 0x11223344);
+    if (valid) {
+      storeLe32(&page[static_cast<std::size_t>(24 * index - 17)], 0x11223344);
+    }
     bridge->expect(SmartReadLog(6, 1, nullptr)).returns(sealed(page));
     std::uint64_t lba = 5;
     EXPECT_EQ(protocol.GetFirstFailedLba(&lba),

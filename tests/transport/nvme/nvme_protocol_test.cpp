@@ -8,7 +8,7 @@
 namespace ostria::storage::testing {
 namespace {
 
-constexpr std::uint32_t everyNamespace = 0xFFFFFFFF;
+constexpr std::uint32_t kEveryNamespace = 0xFFFFFFFF;
 
 class NvmeProtocolTest : public ::testing::Test {
  protected:
@@ -39,10 +39,10 @@ TEST_F(NvmeProtocolTest, GeometryComesFromTheFirstActiveNamespaceAndDirtyTextIsC
 
 TEST_F(NvmeProtocolTest, NamespaceManagementAsksForTheCommonGeometryFirst) {
   bridge->identify(controllerData("S", "M", 0x08));
-  bridge->identifyNamespace(everyNamespace, namespaceData(0, 0, 9));
+  bridge->identifyNamespace(kEveryNamespace, namespaceData(0, 0, 9));
   bridge->namespaceList({1});
   bridge->identifyNamespace(1, namespaceData(100, 100, 9));
-  bridge->expect({2, everyNamespace, 0x007F00DF, {}, ProtocolResult::Failure});
+  bridge->expect({2, kEveryNamespace, 0x007F00DF, {}, ProtocolResult::Failure});
   EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
   EXPECT_EQ(properties.totalSectors, 100u);
   EXPECT_EQ(properties.fruPartNumber, "");
@@ -100,7 +100,7 @@ TEST_F(NvmeProtocolTest, HealthLogGivesTemperatureAndWear) {
   EXPECT_EQ(left, 0u);
 
   const ScriptedNvmeBridge::Step failing{
-      2, everyNamespace, 0x007F0002, {}, ProtocolResult::TransportFailure};
+      2, kEveryNamespace, 0x007F0002, {}, ProtocolResult::TransportFailure};
   bridge->expect(failing);
   bridge->expect(failing);
   left = 0xFFFFFFFF;
@@ -115,7 +115,9 @@ TEST_F(NvmeProtocolTest, SelfTestLogTellsProgressOutcomeAndOperation) {
   running[0] = 0xF2;
   running[1] = 0x80 | 37;
   running[4] = 0x27;
-  for (int i = 0; i < 3; ++i) bridge->log(6, 564, running);
+  for (int i = 0; i < 3; ++i) {
+    bridge->log(6, 564, running);
+  }
   std::uint8_t value = 0;
   EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 37);
@@ -125,9 +127,9 @@ TEST_F(NvmeProtocolTest, SelfTestLogTellsProgressOutcomeAndOperation) {
   EXPECT_EQ(value, 2);
 
   bridge->log(6, 564, Bytes(564));
-  bridge->expect({2, everyNamespace, 0x008C0006, {}, ProtocolResult::TransportFailure});
-  bridge->expect({0x14, everyNamespace, 2, {}});
-  bridge->expect({0x14, everyNamespace, 15, {}});
+  bridge->expect({2, kEveryNamespace, 0x008C0006, {}, ProtocolResult::TransportFailure});
+  bridge->expect({0x14, kEveryNamespace, 2, {}});
+  bridge->expect({0x14, kEveryNamespace, 15, {}});
   EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Failure);
   EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::TransportFailure);
   EXPECT_EQ(protocol.StartSelfTest(0xF2, 0), ProtocolResult::Success);
@@ -139,9 +141,9 @@ TEST_F(NvmeProtocolTest, BridgeThatWorkedIsAskedFirstFromThenOn) {
   EXPECT_TRUE(protocol.AddBridge(second));
   EXPECT_FALSE(protocol.AddBridge(bridge));
   protocol.SetPathId(9);
-  bridge->expect({0x14, everyNamespace, 1, {}, ProtocolResult::TransportFailure});
-  second->expect({0x14, everyNamespace, 1, {}});
-  second->expect({0x14, everyNamespace, 1, {}});
+  bridge->expect({0x14, kEveryNamespace, 1, {}, ProtocolResult::TransportFailure});
+  second->expect({0x14, kEveryNamespace, 1, {}});
+  second->expect({0x14, kEveryNamespace, 1, {}});
   EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
   EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
   EXPECT_EQ(second->pathIds, (Bytes{9, 9}));
@@ -161,7 +163,9 @@ TEST_F(NvmeProtocolTest, NewPathSkipsDeadEmptyAndKnownDrives) {
   EXPECT_EQ(serial, "NEW");
   EXPECT_EQ(bridge->pathIds, (Bytes{0, 1, 2, 3}));
 
-  for (int i = 0; i < 256; ++i) bridge->identify(controllerData("KNOWN"));
+  for (int i = 0; i < 256; ++i) {
+    bridge->identify(controllerData("KNOWN"));
+  }
   EXPECT_FALSE(NvmeProtocol::FindNewPath(*bridge, {known}, &id, &serial));
 }
 

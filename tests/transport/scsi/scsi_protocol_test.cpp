@@ -84,7 +84,9 @@ TEST(ScsiSense, IsDecodedWithinTheBytesThatAreThere) {
     SCOPED_TRACE(testing::PrintToString(c.raw));
     ScsiSense sense;
     ASSERT_EQ(sense.Decode(c.raw), c.result);
-    if (!succeeded(c.result)) continue;
+    if (!succeeded(c.result)) {
+      continue;
+    }
     EXPECT_EQ(sense.GetSenseKey(), c.key);
     EXPECT_EQ(sense.GetAsc(), c.asc);
     EXPECT_EQ(sense.GetAscq(), c.ascq);
@@ -148,8 +150,9 @@ TEST_F(ScsiProtocolTest, CapacityStepsDownAndItsFailureIsTheResult) {
     bridge->expect(ReadCapacity16(nullptr)).senses(fixedSense(5, 0x20));
     bridge->expect(cdb10).in(8).returns(answer);
     // Sense data and too short a page: the rotation rate stays unknown.
-    if (succeeded(result))
+    if (succeeded(result)) {
       bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).returns({0, 0xB1, 0, 60, 0});
+    }
     StorageProtocolProperties usb;
     usb.busKind = StorageBusKind::Usb;
     EXPECT_EQ(protocol.GetProperties(&usb), result);

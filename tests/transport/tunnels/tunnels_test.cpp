@@ -113,8 +113,12 @@ TEST_F(WrappingBridges, RegistersThatCannotBeHadStayZero) {
   for (int kind = 0; kind < 3; ++kind) {
     scsi->expect(Bytes{0xA1, 6, 0x4C, 0, 0, 0, 0, 0, 0, 0xE5, 0, 0}).senses(fixedSense(1));
     auto& step = scsi->expect(fetch).in(14).returns(Bytes(14, 9));
-    if (kind == 1) step.status(2);
-    if (kind == 2) step.fails(ProtocolResult::TransportFailure);
+    if (kind == 1) {
+      step.status(2);
+    }
+    if (kind == 2) {
+      step.fails(ProtocolResult::TransportFailure);
+    }
     AtaCheckPowerMode mode;
     EXPECT_EQ(asking.Send(mode), ProtocolResult::Success);
     expectNoRegisters(mode);

@@ -10,7 +10,9 @@ void PipeReadEnd::read(IoRequest& request) {
   while (channel_->bytes.empty()) {
     const auto writer = channel_->writer.lock();
     // Without a process there is nobody who could ever write.
-    if (writer == nullptr || !writer->work()) return request.fail(ERROR_BROKEN_PIPE);
+    if (writer == nullptr || !writer->work()) {
+      return request.fail(ERROR_BROKEN_PIPE);
+    }
   }
   const std::size_t count = std::min(channel_->bytes.size(), request.output.size());
   request.answerCut(channel_->bytes.data(), count);
@@ -18,13 +20,17 @@ void PipeReadEnd::read(IoRequest& request) {
 }
 
 void PipeWriteEnd::write(IoRequest& request) {
-  if (channel_->readerGone) return request.fail(ERROR_BROKEN_PIPE);
+  if (channel_->readerGone) {
+    return request.fail(ERROR_BROKEN_PIPE);
+  }
   channel_->bytes.append(request.input.begin(), request.input.end());
   request.returned = request.input.size();
 }
 
 bool ProcessObject::work() {
-  if (ended_) return false;
+  if (ended_) {
+    return false;
+  }
   if (steps_.empty()) {
     ended_ = true;
     return false;
@@ -32,18 +38,25 @@ bool ProcessObject::work() {
   const Step step = std::move(steps_.front());
   steps_.pop_front();
   clock_.advance(std::uint64_t{step.milliseconds} * 1000);
-  if (output_ != nullptr && !output_->readerGone) output_->bytes += step.text;
+  if (output_ != nullptr && !output_->readerGone) {
+    output_->bytes += step.text;
+  }
   return true;
 }
 
 std::optional<std::uint32_t> ProcessObject::exitCode() {
-  if (output_ == nullptr || output_->readerGone)
-    while (work()) continue;
+  if (output_ == nullptr || output_->readerGone) {
+    while (work()) {
+      continue;
+    }
+  }
   return ended_ ? std::optional(exitCode_) : std::nullopt;
 }
 
 void ProcessObject::terminate(std::uint32_t exitCode) {
-  if (ended_) return;
+  if (ended_) {
+    return;
+  }
   ended_ = true;
   exitCode_ = exitCode;
   steps_.clear();

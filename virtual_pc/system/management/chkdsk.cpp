@@ -7,7 +7,7 @@ namespace {
 
 using Steps = std::deque<ProcessObject::Step>;
 
-constexpr std::uint32_t couldNotCheck = 3;
+constexpr std::uint32_t kCouldNotCheck = 3;
 
 std::shared_ptr<VolumeObject> volumeOf(const Machine& machine, const std::string& name) {
   return name.size() == 2 && name[1] == ':' ? machine.volume(name[0]) : nullptr;
@@ -18,17 +18,20 @@ Steps cleanCheck(const VolumeDescription& volume) {
   Steps steps;
   steps.push_back({500, "The file system of " + std::string(1, volume.letter) + ": is " +
                             volume.fileSystem + ".\r\n\r\n"});
-  for (int percent = 0; percent <= 100; percent += 10)
+  for (int percent = 0; percent <= 100; percent += 10) {
     steps.push_back({500, std::to_string(percent) + " percent completed.\r"});
+  }
   steps.push_back({0, "\r\nNo problems were found.\r\n"});
   return steps;
 }
 
 Steps scriptOf(const CheckerDescription& checker) {
   Steps steps;
-  for (const CheckerOutput& piece : checker.output)
-    for (std::uint32_t i = 0; i < piece.repeat; ++i)
+  for (const CheckerOutput& piece : checker.output) {
+    for (std::uint32_t i = 0; i < piece.repeat; ++i) {
       steps.push_back({piece.milliseconds, piece.text});
+    }
+  }
   return steps;
 }
 
@@ -43,14 +46,22 @@ std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string&
                                             std::shared_ptr<PipeChannel> output) {
   const auto refuse = [&](const std::string& why) {
     return std::make_shared<ProcessObject>(machine.clock(), Steps{{100, why + "\r\n"}},
-                                           couldNotCheck, output);
+                                           kCouldNotCheck, output);
   };
   const auto object = volumeOf(machine, volume);
-  if (!object || !object->present()) return refuse("There is no such volume.");
+  if (!object || !object->present()) {
+    return refuse("There is no such volume.");
+  }
   const VolumeDescription& description = object->description();
-  if (!description.checker.starts) return nullptr;
-  if (!machine.description().administrator) return refuse("The checker needs more rights.");
-  if (!description.lockable) return refuse("The volume is in use by another process.");
+  if (!description.checker.starts) {
+    return nullptr;
+  }
+  if (!machine.description().administrator) {
+    return refuse("The checker needs more rights.");
+  }
+  if (!description.lockable) {
+    return refuse("The volume is in use by another process.");
+  }
   Steps steps =
       description.checker.output.empty() ? cleanCheck(description) : scriptOf(description.checker);
   return std::make_shared<ProcessObject>(machine.clock(), std::move(steps),
@@ -58,12 +69,15 @@ std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string&
 }
 
 std::int32_t scheduleCheck(Machine& machine, const std::string& volume) {
-  constexpr std::int32_t unknownDrive = 4;
+  constexpr std::int32_t kUnknownDrive = 4;
   const auto object = volumeOf(machine, volume);
-  if (!object) return unknownDrive;
+  if (!object) {
+    return kUnknownDrive;
+  }
   const VolumeDescription& description = object->description();
-  if (description.checker.scheduleResult == 0)
+  if (description.checker.scheduleResult == 0) {
     machine.checkedAtRestart().insert(description.letter);
+  }
   return static_cast<std::int32_t>(description.checker.scheduleResult);
 }
 

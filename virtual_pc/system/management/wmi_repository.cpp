@@ -9,7 +9,9 @@ namespace {
 
 std::wstring trimmed(const std::wstring& text) {
   const auto first = text.find_first_not_of(L' ');
-  if (first == std::wstring::npos) return L"";
+  if (first == std::wstring::npos) {
+    return L"";
+  }
   return text.substr(first, text.find_last_not_of(L' ') - first + 1);
 }
 
@@ -28,11 +30,15 @@ std::size_t findKeyword(const std::wstring& text, const std::wstring& word) {
 /// "name = value" with the value bare or in quotes.
 bool parseAssignment(const std::wstring& text, std::wstring& name, std::wstring& value) {
   const auto equals = text.find(L'=');
-  if (equals == std::wstring::npos) return false;
+  if (equals == std::wstring::npos) {
+    return false;
+  }
   name = trimmed(text.substr(0, equals));
   value = trimmed(text.substr(equals + 1));
   if (value.size() >= 2 && (value.front() == L'\'' || value.front() == L'"')) {
-    if (value.back() != value.front()) return false;
+    if (value.back() != value.front()) {
+      return false;
+    }
     value = value.substr(1, value.size() - 2);
   }
   return !name.empty();
@@ -41,9 +47,15 @@ bool parseAssignment(const std::wstring& text, std::wstring& name, std::wstring&
 }  // namespace
 
 std::wstring wmiText(const WmiValue& value) {
-  if (const auto* const text = std::get_if<std::wstring>(&value)) return *text;
-  if (const auto* const number = std::get_if<std::int32_t>(&value)) return std::to_wstring(*number);
-  if (const auto* const flag = std::get_if<bool>(&value)) return *flag ? L"true" : L"false";
+  if (const auto* const text = std::get_if<std::wstring>(&value)) {
+    return *text;
+  }
+  if (const auto* const number = std::get_if<std::int32_t>(&value)) {
+    return std::to_wstring(*number);
+  }
+  if (const auto* const flag = std::get_if<bool>(&value)) {
+    return *flag ? L"true" : L"false";
+  }
   return L"";
 }
 
@@ -70,7 +82,9 @@ bool WmiObject::hasKeysOf(const WmiObject& other) const {
 WmiObject* WmiClass::findInstance(const std::wstring& property, const std::wstring& text) {
   for (WmiObject& instance : instances) {
     const WmiProperty* const found = instance.find(property);
-    if (found != nullptr && sameWmiName(wmiText(found->value), text)) return &instance;
+    if (found != nullptr && sameWmiName(wmiText(found->value), text)) {
+      return &instance;
+    }
   }
   return nullptr;
 }
@@ -83,8 +97,11 @@ WmiObject WmiClass::spawn() const {
 
 void WmiClass::addRow(const std::vector<std::pair<std::wstring, WmiValue>>& row) {
   WmiObject instance = spawn();
-  for (const auto& [name, value] : row)
-    if (WmiProperty* const property = instance.find(name)) property->value = value;
+  for (const auto& [name, value] : row) {
+    if (WmiProperty* const property = instance.find(name)) {
+      property->value = value;
+    }
+  }
   instances.push_back(std::move(instance));
 }
 
@@ -96,7 +113,9 @@ WmiClass* WmiNamespace::find(const std::wstring& className) {
 }
 
 WmiClass& WmiNamespace::define(const std::wstring& className) {
-  if (WmiClass* const present = find(className)) return *present;
+  if (WmiClass* const present = find(className)) {
+    return *present;
+  }
   WmiClass& made = classes_.emplace_back();
   made.definition.className = className;
   return made;
@@ -118,7 +137,9 @@ WmiNamespace* WmiRepository::find(const std::wstring& path) {
 }
 
 bool WmiRepository::create(const std::wstring& parent, const std::wstring& name) {
-  if (name.empty() || find(parent) == nullptr) return false;
+  if (name.empty() || find(parent) == nullptr) {
+    return false;
+  }
   namespaces_[normalised(parent + L"\\" + name)];
   return true;
 }
@@ -127,32 +148,42 @@ std::optional<WmiPath> WmiPath::parse(const std::wstring& text) {
   WmiPath path;
   const auto point = text.find(L'.');
   path.className = text.substr(0, point);
-  if (path.className.empty()) return std::nullopt;
-  if (point != std::wstring::npos && !parseAssignment(text.substr(point + 1), path.key, path.value))
+  if (path.className.empty()) {
     return std::nullopt;
+  }
+  if (point != std::wstring::npos &&
+      !parseAssignment(text.substr(point + 1), path.key, path.value)) {
+    return std::nullopt;
+  }
   return path;
 }
 
 std::optional<WmiQuery> WmiQuery::parse(const std::wstring& text) {
   const std::wstring start = L"select ";
   const auto from = findKeyword(text, L"from");
-  if (folded(text).compare(0, start.size(), start) != 0 || from == std::wstring::npos)
+  if (folded(text).compare(0, start.size(), start) != 0 || from == std::wstring::npos) {
     return std::nullopt;
+  }
   WmiQuery query;
   std::wstring fields = text.substr(start.size(), from - start.size()) + L",";
   for (std::size_t comma; (comma = fields.find(L',')) != std::wstring::npos;) {
     const std::wstring field = trimmed(fields.substr(0, comma));
-    if (field.empty()) return std::nullopt;
+    if (field.empty()) {
+      return std::nullopt;
+    }
     query.fields.push_back(field);
     fields.erase(0, comma + 1);
   }
   const std::wstring rest = text.substr(from + 6);
   const auto where = findKeyword(rest, L"where");
   query.target.className = trimmed(rest.substr(0, where));
-  if (query.target.className.empty()) return std::nullopt;
-  if (where != std::wstring::npos &&
-      !parseAssignment(rest.substr(where + 7), query.target.key, query.target.value))
+  if (query.target.className.empty()) {
     return std::nullopt;
+  }
+  if (where != std::wstring::npos &&
+      !parseAssignment(rest.substr(where + 7), query.target.key, query.target.value)) {
+    return std::nullopt;
+  }
   return query;
 }
 

@@ -23,17 +23,17 @@ using storage::storeLe32;
 
 using Block = std::span<std::uint8_t>;
 
-constexpr std::size_t HeaderBytes = 28;
+constexpr std::size_t kHeaderBytes = 28;
 
 // Return codes of the interface.
-constexpr std::uint32_t Good = 0;
-constexpr std::uint32_t Failed = 1;
-constexpr std::uint32_t BadControlCode = 2;
-constexpr std::uint32_t InvalidParameter = 3;
-constexpr std::uint32_t SetOutOfRange = 1000;
+constexpr std::uint32_t kGood = 0;
+constexpr std::uint32_t kFailed = 1;
+constexpr std::uint32_t kBadControlCode = 2;
+constexpr std::uint32_t kInvalidParameter = 3;
+constexpr std::uint32_t kSetOutOfRange = 1000;
 
-constexpr std::size_t PhyBytes = 64;
-constexpr std::size_t SetDriveBytes = 136;
+constexpr std::size_t kPhyBytes = 64;
+constexpr std::size_t kSetDriveBytes = 136;
 
 /// Text in a field, cut and padded with zeros.
 void putText(Block field, const std::string& text) {
@@ -50,18 +50,26 @@ class CsmiController {
         faults_(description_.faults) {}
 
   std::uint32_t handle(std::string_view signature, Block block, std::uint64_t* duration) {
-    if (loadLe32(&block[24]) != block.size() - HeaderBytes) return ERROR_INVALID_PARAMETER;
+    if (loadLe32(&block[24]) != block.size() - kHeaderBytes) {
+      return ERROR_INVALID_PARAMETER;
+    }
     const std::uint32_t code = loadLe32(&block[16]);
     const RequestFault* fault = faults_.take(code);
-    if (fault && fault->error) return fault->error;
-    std::uint32_t returnCode = fault ? fault->returnCode : Good;
-    if (returnCode == Good) {
+    if ((fault != nullptr) && fault->error) {
+      return fault->error;
+    }
+    std::uint32_t returnCode = fault != nullptr ? fault->returnCode : kGood;
+    if (returnCode == kGood) {
       systemError_ = ERROR_SUCCESS;
       returnCode = answer(signature, code, block, duration);
-      if (systemError_) return systemError_;
+      if (systemError_) {
+        return systemError_;
+      }
     }
     storeLe32(&block[20], returnCode);
-    if (fault) RequestFaults::patch(*fault, block);
+    if (fault != nullptr) {
+      RequestFaults::patch(*fault, block);
+    }
     return ERROR_SUCCESS;
   }
 
@@ -73,22 +81,26 @@ class CsmiController {
       std::string_view signature;
       std::size_t smallest;
     };
-    static constexpr std::array<Request, 6> Requests{{{2, "CSMIALL", 208},
-                                                      {10, "CSMIARY", 128},
-                                                      {11, "CSMIARY", 64},
-                                                      {20, "CSMISAS", 2080},
-                                                      {24, "CSMISAS", 372},
-                                                      {25, "CSMISAS", 168}}};
-    const auto known = std::ranges::find(Requests, code, &Request::code);
-    if (known == Requests.end() || known->signature != signature) return BadControlCode;
-    if (block.size() < known->smallest) return InvalidParameter;
+    static constexpr std::array<Request, 6> kRequests{{{2, "CSMIALL", 208},
+                                                       {10, "CSMIARY", 128},
+                                                       {11, "CSMIARY", 64},
+                                                       {20, "CSMISAS", 2080},
+                                                       {24, "CSMISAS", 372},
+                                                       {25, "CSMISAS", 168}}};
+    const auto known = std::ranges::find(kRequests, code, &Request::code);
+    if (known == kRequests.end() || known->signature != signature) {
+      return kBadControlCode;
+    }
+    if (block.size() < known->smallest) {
+      return kInvalidParameter;
+    }
     switch (code) {
       case 2:
         return controllerConfig(block);
       case 10:
         storeLe32(&block[28], static_cast<std::uint32_t>(description_.sets.size()));
         storeLe32(&block[32], description_.drivesPerSet);
-        return Good;
+        return kGood;
       case 11:
         return raidConfig(block);
       case 20:
@@ -107,36 +119,44 @@ class CsmiController {
     block[48] = static_cast<std::uint8_t>(controller.bus);
     block[49] = static_cast<std::uint8_t>(controller.device);
     block[50] = static_cast<std::uint8_t>(controller.function);
-    for (std::size_t i = 0; i < description_.biosVersion.size(); ++i)
+    for (std::size_t i = 0; i < description_.biosVersion.size(); ++i) {
       storeLe16(&block[170 + 2 * i], description_.biosVersion[i]);
+    }
     storeLe32(&block[180], description_.flags);
-    return Good;
+    return kGood;
   }
 
   std::uint32_t raidConfig(Block block) const {
     const std::uint32_t index = loadLe32(&block[28]);
-    if (index >= description_.sets.size()) return SetOutOfRange;
+    if (index >= description_.sets.size()) {
+      return kSetOutOfRange;
+    }
     const CsmiSetDescription& set = description_.sets[index];
     storeLe32(&block[32], set.capacityMebibytes);
     block[40] = set.type;
     block[43] = static_cast<std::uint8_t>(set.drives.size());
-    const std::size_t room = (block.size() - 64) / SetDriveBytes;
+    const std::size_t room = (block.size() - 64) / kSetDriveBytes;
     for (std::size_t i = 0; i < std::min(room, set.drives.size()); ++i) {
       const Drive* drive = machine_.drive(set.drives[i]);
-      if (!drive) return Failed;
-      const Block entry = block.subspan(64 + i * SetDriveBytes, SetDriveBytes);
+      if (drive == nullptr) {
+        return kFailed;
+      }
+      const Block entry = block.subspan(64 + i * kSetDriveBytes, kSetDriveBytes);
       putText(entry.subspan(0, 40), drive->identity.product);
       putText(entry.subspan(40, 8), drive->identity.revision);
       putText(entry.subspan(48, 40), drive->identity.serial);
     }
-    return Good;
+    return kGood;
   }
 
   /// The drives that have a phy.
   std::vector<Drive*> phyDrives() const {
     std::vector<Drive*> out;
-    for (Drive* drive : port_.drives())
-      if (isSata(*drive) || isSas(*drive)) out.push_back(drive);
+    for (Drive* drive : port_.drives()) {
+      if (isSata(*drive) || isSas(*drive)) {
+        out.push_back(drive);
+      }
+    }
     return out;
   }
   // Ports are numbered otherwise than phys, so that one can't pass for the other.
@@ -150,15 +170,17 @@ class CsmiController {
     // Nothing is plugged into the first phy.
     block[28] = static_cast<std::uint8_t>(drives.size() + 1);
     for (std::size_t phy = 0; phy <= drives.size(); ++phy) {
-      const Block entry = block.subspan(32 + phy * PhyBytes, PhyBytes);
+      const Block entry = block.subspan(32 + phy * kPhyBytes, kPhyBytes);
       entry[20] = static_cast<std::uint8_t>(phy);
       entry[28] = portOf(phy);
-      if (phy == 0) continue;
+      if (phy == 0) {
+        continue;
+      }
       entry[36] = 0x10;  // an end device
       entry[39] = isSas(*drives[phy - 1]) ? 8 : 1;
       std::ranges::copy(addressOf(phy), entry.begin() + 48);
     }
-    return Good;
+    return kGood;
   }
 
   /// The drive that a pass-through is for; null when phy, port and address don't belong together.
@@ -166,15 +188,18 @@ class CsmiController {
     const std::vector<Drive*> drives = phyDrives();
     const std::size_t phy = block[28];
     if (phy == 0 || phy > drives.size() || block[29] != portOf(phy) ||
-        !std::ranges::equal(addressOf(phy), block.subspan(32, 8)))
+        !std::ranges::equal(addressOf(phy), block.subspan(32, 8))) {
       return nullptr;
+    }
     return drives[phy - 1];
   }
 
   /// Fills direction and data of an exchange; false when the request contradicts itself.
   static bool prepare(Exchange& exchange, Block block, std::uint32_t flags, std::uint32_t bytes,
                       std::size_t dataAt) {
-    if (bytes > block.size() - dataAt) return false;
+    if (bytes > block.size() - dataAt) {
+      return false;
+    }
     switch (flags) {
       case 1:
         exchange.direction = DataDirection::In;
@@ -196,11 +221,16 @@ class CsmiController {
   bool settle(DriveReply reply, const Exchange& exchange, Block block, std::size_t dataAt,
               std::uint64_t* duration) {
     *duration = exchange.durationMicroseconds;
-    if (reply == DriveReply::SystemError) systemError_ = exchange.transportError;
-    if (reply != DriveReply::Answered) return false;
-    if (exchange.direction == DataDirection::In)
+    if (reply == DriveReply::SystemError) {
+      systemError_ = exchange.transportError;
+    }
+    if (reply != DriveReply::Answered) {
+      return false;
+    }
+    if (exchange.direction == DataDirection::In) {
       std::copy_n(exchange.data.begin(), exchange.transferred,
                   block.begin() + static_cast<std::ptrdiff_t>(dataAt));
+    }
     return true;
   }
   static std::uint64_t timeoutOf(Block block) {
@@ -208,43 +238,53 @@ class CsmiController {
   }
 
   std::uint32_t sspPassThrough(Block block, std::uint64_t* duration) {
-    constexpr std::size_t DataAt = 368;
+    constexpr std::size_t kDataAt = 368;
     Drive* drive = addressed(block);
-    if (!drive || !isSas(*drive)) return Failed;
+    if ((drive == nullptr) || !isSas(*drive)) {
+      return kFailed;
+    }
     ScsiExchange exchange;
     const std::uint32_t cdbLength = loadLe32(&block[48]);
     if (cdbLength == 0 || cdbLength > exchange.cdb.size() ||
-        !prepare(exchange, block, loadLe32(&block[68]), loadLe32(&block[96]), DataAt))
-      return InvalidParameter;
+        !prepare(exchange, block, loadLe32(&block[68]), loadLe32(&block[96]), kDataAt)) {
+      return kInvalidParameter;
+    }
     exchange.cdbLength = static_cast<std::uint8_t>(cdbLength);
     std::copy_n(&block[52], cdbLength, exchange.cdb.begin());
     const DriveReply reply = sendToMember(machine_, *drive->scsi, exchange, timeoutOf(block));
-    if (!settle(reply, exchange, block, DataAt, duration)) return Failed;
+    if (!settle(reply, exchange, block, kDataAt, duration)) {
+      return kFailed;
+    }
     block[105] = exchange.status;
     const std::size_t sense = std::min<std::size_t>(exchange.sense.size(), 256);
     block[104] = sense != 0 ? 2 : 0;
     storeBe16(&block[106], static_cast<std::uint16_t>(sense));
     std::copy_n(exchange.sense.begin(), sense, block.begin() + 108);
     storeLe32(&block[364], static_cast<std::uint32_t>(exchange.transferred));
-    return Good;
+    return kGood;
   }
 
   std::uint32_t stpPassThrough(Block block, std::uint64_t* duration) {
-    constexpr std::size_t DataAt = 164;
-    constexpr std::uint32_t Pio = 16;
+    constexpr std::size_t kDataAt = 164;
+    constexpr std::uint32_t kPio = 16;
     Drive* drive = addressed(block);
-    if (!drive || !isSata(*drive)) return Failed;
+    if ((drive == nullptr) || !isSata(*drive)) {
+      return kFailed;
+    }
     AtaExchange exchange;
     const std::uint32_t flags = loadLe32(&block[64]);
-    if (block[44] != 0x27 || block[45] != 0x80 || (flags & Pio) == 0 ||
-        !prepare(exchange, block, flags & ~Pio, loadLe32(&block[68]), DataAt))
-      return InvalidParameter;
+    if (block[44] != 0x27 || block[45] != 0x80 || (flags & kPio) == 0 ||
+        !prepare(exchange, block, flags & ~kPio, loadLe32(&block[68]), kDataAt)) {
+      return kInvalidParameter;
+    }
     exchange.in = readCommandFis(&block[44]);
     const DriveReply reply = sendToMember(machine_, *drive->ata, exchange, timeoutOf(block));
-    if (!settle(reply, exchange, block, DataAt, duration)) return Failed;
+    if (!settle(reply, exchange, block, kDataAt, duration)) {
+      return kFailed;
+    }
     writeReplyFis(exchange.out, &block[76]);
     storeLe32(&block[160], static_cast<std::uint32_t>(exchange.transferred));
-    return Good;
+    return kGood;
   }
 
   Machine& machine_;
@@ -273,8 +313,9 @@ class CsmiMiniport : public MiniportHandler {
 
 void addCsmiController(Machine& machine, PortObject& port) {
   const auto controller = std::make_shared<CsmiController>(machine, port);
-  for (const std::string_view signature : {"CSMIALL", "CSMISAS", "CSMIARY"})
+  for (const std::string_view signature : {"CSMIALL", "CSMISAS", "CSMIARY"}) {
     port.addMiniport(std::make_unique<CsmiMiniport>(controller, signature));
+  }
 }
 
 }  // namespace ostria::virtual_pc

@@ -25,11 +25,11 @@ using storage::storeLe64;
 using Block = std::span<std::uint8_t>;
 
 // Results of the library.
-constexpr std::uint32_t Good = 0;
-constexpr std::uint32_t InvalidCommand = 1;
-constexpr std::uint32_t InvalidParameter = 3;
-constexpr std::uint32_t NoSuchDevice = 12;
-constexpr std::uint32_t ScsiStatusBad = 45;
+constexpr std::uint32_t kGood = 0;
+constexpr std::uint32_t kInvalidCommand = 1;
+constexpr std::uint32_t kInvalidParameter = 3;
+constexpr std::uint32_t kNoSuchDevice = 12;
+constexpr std::uint32_t kScsiStatusBad = 45;
 
 /// The command record as the library's callers fill it.
 struct CommandRecord {
@@ -72,59 +72,75 @@ class LsiLibrary {
   std::uint32_t execute(const CommandRecord& record) {
     const std::uint32_t code = record.command | (std::uint32_t{record.group} << 8);
     const RequestFault* fault = faults_.take(code);
-    if (fault && fault->error) return fault->error;
-    if (!record.data) return InvalidParameter;
+    if ((fault != nullptr) && fault->error) {
+      return fault->error;
+    }
+    if (record.data == nullptr) {
+      return kInvalidParameter;
+    }
     const Block block(static_cast<std::uint8_t*>(record.data), record.dataSize);
     const std::uint32_t result = answer(code, record, block);
-    if (fault) RequestFaults::patch(*fault, block);
+    if (fault != nullptr) {
+      RequestFaults::patch(*fault, block);
+    }
     return result;
   }
 
  private:
   std::uint32_t answer(std::uint32_t code, const CommandRecord& record, Block block) {
-    if (code == 0x0300) return block.size() == 260 ? controllerList(block) : InvalidParameter;
+    if (code == 0x0300) {
+      return block.size() == 260 ? controllerList(block) : kInvalidParameter;
+    }
     PortObject* port = controller(record.controllerId);
-    if (!port) return NoSuchDevice;
+    if (port == nullptr) {
+      return kNoSuchDevice;
+    }
     const LsiDescription& lsi = *port->description().lsi;
     switch (code) {
       case 0x0001:
-        return block.size() == 2480 ? controllerInfo(port->description(), block) : InvalidParameter;
+        return block.size() == 2480 ? controllerInfo(port->description(), block)
+                                    : kInvalidParameter;
       case 0x0D01:
-        return block.size() == 4104 ? properties(lsi, block) : InvalidParameter;
+        return block.size() == 4104 ? properties(lsi, block) : kInvalidParameter;
       case 0x0501:
-        return block.size() == 4616 ? configuration(lsi, block) : InvalidParameter;
+        return block.size() == 4616 ? configuration(lsi, block) : kInvalidParameter;
       case 0x0B03:
-        return block.size() == 516 ? arrayInfo(*port, record.subIndex, block) : InvalidParameter;
+        return block.size() == 516 ? arrayInfo(*port, record.subIndex, block) : kInvalidParameter;
       case 0x0003:
         return block.size() == 384 && record.deviceId == record.subIndex
                    ? driveInfo(lsi, record.subIndex, block)
-                   : InvalidParameter;
+                   : kInvalidParameter;
       case 0x0401:
         return driveList(*port, block);
       case 0x0002:
-        return block.size() == 512 ? pdInfo(*port, record.deviceId, block) : InvalidParameter;
+        return block.size() == 512 ? pdInfo(*port, record.deviceId, block) : kInvalidParameter;
       case 0x0006:
         return sspPassThrough(*port, record.deviceId, block);
       case 0x0206:
         return stpPassThrough(*port, record.deviceId, block);
       default:
-        return InvalidCommand;
+        return kInvalidCommand;
     }
   }
 
   PortObject* controller(std::uint32_t id) const {
-    for (const auto& port : machine_.ports())
-      if (port->description().lsi && port->description().lsi->id == id) return port.get();
+    for (const auto& port : machine_.ports()) {
+      if (port->description().lsi && port->description().lsi->id == id) {
+        return port.get();
+      }
+    }
     return nullptr;
   }
 
   std::uint32_t controllerList(Block block) const {
     std::uint32_t count = 0;
-    for (const auto& port : machine_.ports())
-      if (port->description().lsi && count < 64)
+    for (const auto& port : machine_.ports()) {
+      if (port->description().lsi && count < 64) {
         storeLe32(&block[4 + 4 * count++], port->description().lsi->id);
+      }
+    }
     storeLe32(&block[0], count);
-    return Good;
+    return kGood;
   }
 
   static std::uint32_t controllerInfo(const ControllerDescription& controller, Block block) {
@@ -140,7 +156,7 @@ class LsiLibrary {
     putText(block, 1344, 80, lsi.product);
     putText(block, 1424, 32, lsi.serial);
     storeLe32(&block[1500], lsi.raidLevels);
-    return Good;
+    return kGood;
   }
 
   static std::uint32_t properties(const LsiDescription& lsi, Block block) {
@@ -150,18 +166,20 @@ class LsiLibrary {
       block[8 + 16 * i + 4] = 3;  // optimal
       storeLe64(&block[8 + 16 * i + 8], lsi.sets[i].blocks);
     }
-    return Good;
+    return kGood;
   }
 
   static std::uint32_t configuration(const LsiDescription& lsi, Block block) {
     storeLe32(&block[0], static_cast<std::uint32_t>(block.size()));
     storeLe16(&block[4], static_cast<std::uint16_t>(lsi.sets.size()));
-    return Good;
+    return kGood;
   }
 
   std::uint32_t arrayInfo(PortObject& port, std::size_t index, Block block) const {
     const LsiDescription& lsi = *port.description().lsi;
-    if (index >= lsi.sets.size()) return NoSuchDevice;
+    if (index >= lsi.sets.size()) {
+      return kNoSuchDevice;
+    }
     const auto& names = lsi.sets[index].drives;
     storeLe32(&block[0], static_cast<std::uint32_t>(names.size()));
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -169,18 +187,20 @@ class LsiLibrary {
       storeLe16(&block[4 + 2 * i],
                 deviceIdOf(static_cast<std::size_t>(std::distance(port.drives().begin(), place))));
     }
-    return Good;
+    return kGood;
   }
 
   static std::uint32_t driveInfo(const LsiDescription& lsi, std::size_t index, Block block) {
-    if (index >= lsi.sets.size()) return NoSuchDevice;
+    if (index >= lsi.sets.size()) {
+      return kNoSuchDevice;
+    }
     const LsiSetDescription& set = lsi.sets[index];
     block[32] = set.primary;
     block[34] = set.secondary;
     block[36] = static_cast<std::uint8_t>(set.drives.size() / set.spanDepth);
     block[37] = set.spanDepth;
     storeLe64(&block[256], set.blocks);
-    return Good;
+    return kGood;
   }
 
   // Numbers that neither start at 0 nor pass for a place in the list.
@@ -195,7 +215,9 @@ class LsiLibrary {
   static std::uint32_t driveList(PortObject& port, Block block) {
     const auto& foreign = port.description().lsi->foreign;
     const std::size_t count = foreign.size() + port.drives().size();
-    if (block.size() < 8 + 24 * count) return InvalidParameter;
+    if (block.size() < 8 + 24 * count) {
+      return kInvalidParameter;
+    }
     storeLe32(&block[0], static_cast<std::uint32_t>(8 + 24 * count));
     storeLe32(&block[4], static_cast<std::uint32_t>(count));
     std::size_t at = 8;
@@ -204,21 +226,25 @@ class LsiLibrary {
       block[at + 6] = entry.type;
       at += 24;
     }
-    for (std::size_t i = 0; i < port.drives().size(); ++i, at += 24)
+    for (std::size_t i = 0; i < port.drives().size(); ++i, at += 24) {
       storeLe16(&block[at], deviceIdOf(i));
-    return Good;
+    }
+    return kGood;
   }
 
   std::uint32_t pdInfo(PortObject& port, std::uint16_t deviceId, Block block) {
     Drive* drive = driveOf(port, deviceId);
-    if (!drive) return NoSuchDevice;
+    if (drive == nullptr) {
+      return kNoSuchDevice;
+    }
     ScsiExchange inquiry;
     inquiry.cdb = {0x12, 0, 0, 0, 96};
     inquiry.cdbLength = 6;
     inquiry.direction = DataDirection::In;
     inquiry.data.resize(96);
-    if (send(*drive->scsi, inquiry, 30) != DriveReply::Answered || inquiry.status != 0)
-      return NoSuchDevice;
+    if (send(*drive->scsi, inquiry, 30) != DriveReply::Answered || inquiry.status != 0) {
+      return kNoSuchDevice;
+    }
     storeLe16(&block[0], deviceId);
     std::copy_n(inquiry.data.begin(), inquiry.transferred, &block[4]);
     putText(block, 4 + 36, 20, drive->identity.serial);
@@ -226,7 +252,7 @@ class LsiLibrary {
     storeLe16(&block[188], static_cast<std::uint16_t>((isSata(*drive) ? 3 : 2) << 12));
     storeLe64(&block[232],
               drive->medium->sectors() * std::uint64_t{drive->medium->sectorBytes()} / 512);
-    return Good;
+    return kGood;
   }
 
   /// Sends a command, and lets the time pass that it takes.
@@ -257,17 +283,21 @@ class LsiLibrary {
   }
 
   std::uint32_t sspPassThrough(PortObject& port, std::uint16_t deviceId, Block block) {
-    constexpr std::size_t DataAt = 64;
-    if (block.size() < DataAt || loadLe16(&block[0]) != deviceId || block[2] != 1 ||
-        loadLe32(&block[60]) != block.size() - DataAt)
-      return InvalidParameter;
+    constexpr std::size_t kDataAt = 64;
+    if (block.size() < kDataAt || loadLe16(&block[0]) != deviceId || block[2] != 1 ||
+        loadLe32(&block[60]) != block.size() - kDataAt) {
+      return kInvalidParameter;
+    }
     Drive* drive = driveOf(port, deviceId);
-    if (!drive) return NoSuchDevice;
+    if (drive == nullptr) {
+      return kNoSuchDevice;
+    }
     ScsiExchange exchange;
     exchange.cdbLength = block[11];
     if (exchange.cdbLength == 0 || exchange.cdbLength > exchange.cdb.size() ||
-        !prepare(exchange, block[4], block.subspan(DataAt)))
-      return InvalidParameter;
+        !prepare(exchange, block[4], block.subspan(kDataAt))) {
+      return kInvalidParameter;
+    }
     std::copy_n(&block[12], exchange.cdbLength, exchange.cdb.begin());
     const std::uint32_t seconds = loadLe16(&block[8]);
     DriveReply reply;
@@ -277,41 +307,49 @@ class LsiLibrary {
     } else {
       reply = send(*drive->scsi, exchange, seconds);
     }
-    if (reply != DriveReply::Answered) return NoSuchDevice;
+    if (reply != DriveReply::Answered) {
+      return kNoSuchDevice;
+    }
     block[10] = exchange.status;
     std::copy_n(exchange.sense.begin(), std::min<std::size_t>(exchange.sense.size(), 32),
                 &block[28]);
-    if (exchange.direction == DataDirection::In)
-      std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + DataAt);
+    if (exchange.direction == DataDirection::In) {
+      std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + kDataAt);
+    }
     storeLe32(&block[60], static_cast<std::uint32_t>(exchange.transferred));
-    return exchange.status == 0 ? Good : ScsiStatusBad;
+    return exchange.status == 0 ? kGood : kScsiStatusBad;
   }
 
   std::uint32_t stpPassThrough(PortObject& port, std::uint16_t deviceId, Block block) {
-    constexpr std::size_t DataAt = 60;
-    constexpr std::uint32_t Identify = 16;
-    constexpr std::uint32_t AttributeThresholds = 0x100;
-    if (block.size() < DataAt || block[0] != static_cast<std::uint8_t>(deviceId) ||
+    constexpr std::size_t kDataAt = 60;
+    constexpr std::uint32_t kIdentify = 16;
+    constexpr std::uint32_t kAttributeThresholds = 0x100;
+    if (block.size() < kDataAt || block[0] != static_cast<std::uint8_t>(deviceId) ||
         block[8] != 0x27 || block[9] != 0x80 || loadLe32(&block[32]) != 20 ||
-        loadLe32(&block[36]) != block.size() - DataAt)
-      return InvalidParameter;
+        loadLe32(&block[36]) != block.size() - kDataAt) {
+      return kInvalidParameter;
+    }
     Drive* drive = driveOf(port, deviceId);
-    if (!drive || !isSata(*drive)) return NoSuchDevice;
+    if ((drive == nullptr) || !isSata(*drive)) {
+      return kNoSuchDevice;
+    }
     AtaExchange exchange;
-    constexpr std::uint32_t Flags[] = {4, 2, 1};  // by direction
-    if (!prepare(exchange, block[1], block.subspan(DataAt)) ||
-        (loadLe32(&block[4]) & ~(Identify | AttributeThresholds)) != Flags[block[1]] ||
-        ((loadLe32(&block[4]) & Identify) != 0) != (block[10] == 0xEC))
-      return InvalidParameter;
+    constexpr std::uint32_t kFlags[] = {4, 2, 1};  // by direction
+    if (!prepare(exchange, block[1], block.subspan(kDataAt)) ||
+        (loadLe32(&block[4]) & ~(kIdentify | kAttributeThresholds)) != kFlags[block[1]] ||
+        ((loadLe32(&block[4]) & kIdentify) != 0) != (block[10] == 0xEC)) {
+      return kInvalidParameter;
+    }
     exchange.in = readCommandFis(&block[8]);
     if (send(*drive->ata, exchange, loadLe16(&block[2])) != DriveReply::Answered) {
-      storeLe32(&block[28], NoSuchDevice);
-      return Good;
+      storeLe32(&block[28], kNoSuchDevice);
+      return kGood;
     }
     writeReplyFis(exchange.out, &block[40]);
-    if (exchange.direction == DataDirection::In)
-      std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + DataAt);
-    return Good;
+    if (exchange.direction == DataDirection::In) {
+      std::copy_n(exchange.data.begin(), exchange.transferred, block.begin() + kDataAt);
+    }
+    return kGood;
   }
 
   Machine& machine_;
@@ -324,7 +362,9 @@ namespace {
 std::uint32_t processLibCommand(void* record) {
   const KernelCall call(KernelCall::Kind::Plain);
   const auto library = call->machine().lsiLibrary();
-  if (!library || !record) return InvalidCommand;
+  if (!library || (record == nullptr)) {
+    return kInvalidCommand;
+  }
   return library->execute(*static_cast<const CommandRecord*>(record));
 }
 
@@ -332,8 +372,9 @@ std::uint32_t processLibCommand(void* record) {
 
 std::shared_ptr<LsiLibrary> addLsiLibrary(Machine& machine) {
   const auto& controllers = machine.description().controllers;
-  if (std::ranges::none_of(controllers, [](const auto& entry) { return entry.lsi.has_value(); }))
+  if (std::ranges::none_of(controllers, [](const auto& entry) { return entry.lsi.has_value(); })) {
     return nullptr;
+  }
   machine.libraries()["storelib.dll"][machine.description().storelib.function] =
       reinterpret_cast<Machine::Function>(&processLibCommand);
   return std::make_shared<LsiLibrary>(machine);

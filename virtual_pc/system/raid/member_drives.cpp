@@ -10,7 +10,9 @@ namespace {
 
 template <typename Target, typename Kind>
 DriveReply send(Machine& machine, Target& target, Kind& exchange, std::uint64_t timeout) {
-  if (machine.faults().devicesGone()) return DriveReply::Unreached;
+  if (machine.faults().devicesGone()) {
+    return DriveReply::Unreached;
+  }
   target.execute(exchange);
   const bool late = exchange.durationMicroseconds > timeout;
   exchange.durationMicroseconds = std::min(exchange.durationMicroseconds, timeout);
@@ -22,7 +24,9 @@ DriveReply send(Machine& machine, Target& target, Kind& exchange, std::uint64_t 
     case Delivery::Answered:
       break;
   }
-  if (!late) return DriveReply::Answered;
+  if (!late) {
+    return DriveReply::Answered;
+  }
   exchange.transferred = 0;
   return DriveReply::Unreached;
 }

@@ -12,18 +12,22 @@ namespace ostria::storage {
 namespace {
 
 /// A checker that complains about every block of a ruined disk fills no more than this.
-constexpr std::size_t maxMessageBytes = 1 << 20;
+constexpr std::size_t kMaxMessageBytes = 1 << 20;
 
 /// Percent of the whole from a line "pass done total device"; -1 for any other line.
 int progressPercent(const std::string& line) {
-  constexpr unsigned passes = 5;
+  constexpr unsigned kPasses = 5;
   unsigned pass = 0;
   unsigned long long done = 0;
   unsigned long long total = 0;
-  if (std::sscanf(line.c_str(), "%u %llu %llu", &pass, &done, &total) != 3) return -1;
-  if (pass < 1 || pass > passes || total == 0) return -1;
+  if (std::sscanf(line.c_str(), "%u %llu %llu", &pass, &done, &total) != 3) {
+    return -1;
+  }
+  if (pass < 1 || pass > kPasses || total == 0) {
+    return -1;
+  }
   const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
-  return static_cast<int>((pass - 1 + share) * 100.0 / passes);
+  return static_cast<int>((pass - 1 + share) * 100.0 / kPasses);
 }
 
 }  // namespace
@@ -39,7 +43,9 @@ std::vector<std::string> LinuxCheckFilesystemTool::systemFolders() {
 ToolStatus LinuxCheckFilesystemTool::execute(const RecoverDeviceItem& item,
                                              std::uint32_t partitionIndex) {
   message_.clear();
-  if (partitionIndex >= item.partitions.size()) return ToolStatus::CouldNotRun;
+  if (partitionIndex >= item.partitions.size()) {
+    return ToolStatus::CouldNotRun;
+  }
   const auto volume = LinuxVolume::find(item.partitions[partitionIndex].volumePath);
   if (!volume) {
     message_ = "There is no such volume.\n";
@@ -51,7 +57,9 @@ ToolStatus LinuxCheckFilesystemTool::execute(const RecoverDeviceItem& item,
     return ToolStatus::CouldNotRun;
   }
   const ToolStatus status = check(*volume);
-  if (!offline.giveBack()) message_ += "The volume could not be mounted again.\n";
+  if (!offline.giveBack()) {
+    message_ += "The volume could not be mounted again.\n";
+  }
   return status;
 }
 
@@ -78,7 +86,9 @@ bool LinuxCheckFilesystemTool::scheduleCheck(std::string volumePath) {
   const auto volume = LinuxVolume::find(volumePath);
   const LinuxChecker* const checker = volume ? findLinuxChecker(volume->fileSystem) : nullptr;
   const std::string program = checker == nullptr ? "" : findProgram(checker->scheduler);
-  if (program.empty()) return false;
+  if (program.empty()) {
+    return false;
+  }
   const auto ignore = [](const std::string&) {};
   return LinuxCheckerProcess::run(schedulerCommand(*checker, program, volume->device), ignore,
                                   ignore) == 0;
@@ -87,7 +97,9 @@ bool LinuxCheckFilesystemTool::scheduleCheck(std::string volumePath) {
 std::string LinuxCheckFilesystemTool::findProgram(const std::string& name) const {
   for (const std::string& folder : programFolders_) {
     const std::string path = folder + "/" + name;
-    if (!name.empty() && access(path.c_str(), X_OK) == 0) return path;
+    if (!name.empty() && access(path.c_str(), X_OK) == 0) {
+      return path;
+    }
   }
   return "";
 }
@@ -95,19 +107,25 @@ std::string LinuxCheckFilesystemTool::findProgram(const std::string& name) const
 void LinuxCheckFilesystemTool::takeText(const std::string& bytes) {
   for (const char c : bytes) {
     // Carriage returns and backspaces belong to displays that redraw a line.
-    if (message_.size() < maxMessageBytes && c != '\r' && c != '\b' && c != '\0') message_ += c;
+    if (message_.size() < kMaxMessageBytes && c != '\r' && c != '\b' && c != '\0') {
+      message_ += c;
+    }
   }
 }
 
 void LinuxCheckFilesystemTool::takeProgress(const std::string& bytes) {
   for (const char c : bytes) {
     if (c != '\n') {
-      if (progressLine_.size() < 1024) progressLine_ += c;
+      if (progressLine_.size() < 1024) {
+        progressLine_ += c;
+      }
       continue;
     }
     const int percent = progressPercent(progressLine_);
     progressLine_.clear();
-    if (percent <= lastPercent_) continue;
+    if (percent <= lastPercent_) {
+      continue;
+    }
     lastPercent_ = percent;
     reportProgress(percent);
   }

@@ -12,7 +12,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr int execFailed = 127;
+constexpr int kExecFailed = 127;
 
 class Descriptor {
  public:
@@ -27,7 +27,9 @@ class Descriptor {
     value_ = value;
   }
   void close() {
-    if (value_ >= 0) ::close(value_);
+    if (value_ >= 0) {
+      ::close(value_);
+    }
     value_ = -1;
   }
 
@@ -41,7 +43,9 @@ struct Pipe {
 
   bool open() {
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return false;
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+      return false;
+    }
     read.set(ends[0]);
     write.set(ends[1]);
     return true;
@@ -64,21 +68,28 @@ struct Pipe {
   const int safeProgress = fcntl(progress, F_DUPFD, 10);
   if (nothing < 0 || safeText < 0 || safeProgress < 0 || dup2(nothing, 0) < 0 ||
       dup2(safeText, 1) < 0 || dup2(safeText, 2) < 0 ||
-      dup2(safeProgress, LinuxCheckerProcess::progressDescriptor) < 0)
-    _exit(execFailed);
+      dup2(safeProgress, LinuxCheckerProcess::kProgressDescriptor) < 0) {
+    _exit(kExecFailed);
+  }
   close(safeText);
   close(safeProgress);
-  if (nothing > LinuxCheckerProcess::progressDescriptor) close(nothing);
+  if (nothing > LinuxCheckerProcess::kProgressDescriptor) {
+    close(nothing);
+  }
   execve(arguments[0], const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
-  _exit(execFailed);
+  _exit(kExecFailed);
 }
 
 /// Reads what is there. @return false at the end of the stream
 bool drain(Descriptor& source, const LinuxCheckerProcess::Receiver& receiver) {
   char buffer[4096];
   const ssize_t count = ::read(source.get(), buffer, sizeof buffer);
-  if (count < 0) return errno == EINTR || errno == EAGAIN;
-  if (count > 0) receiver(std::string(buffer, static_cast<std::size_t>(count)));
+  if (count < 0) {
+    return errno == EINTR || errno == EAGAIN;
+  }
+  if (count > 0) {
+    receiver(std::string(buffer, static_cast<std::size_t>(count)));
+  }
   return count > 0;
 }
 
@@ -88,21 +99,32 @@ void readAll(Descriptor& text, Descriptor& progress, const LinuxCheckerProcess::
     // A negative descriptor is passed over.
     std::array<pollfd, 2> waits = {{{text.get(), POLLIN, 0}, {progress.get(), POLLIN, 0}}};
     if (poll(waits.data(), waits.size(), -1) < 0) {
-      if (errno == EINTR) continue;
+      if (errno == EINTR) {
+        continue;
+      }
       return;
     }
-    if (waits[0].revents != 0 && !drain(text, onText)) text.close();
-    if (waits[1].revents != 0 && !drain(progress, onProgress)) progress.close();
+    if (waits[0].revents != 0 && !drain(text, onText)) {
+      text.close();
+    }
+    if (waits[1].revents != 0 && !drain(progress, onProgress)) {
+      progress.close();
+    }
   }
 }
 
 int waitFor(pid_t child) {
   int status = 0;
-  while (waitpid(child, &status, 0) < 0)
-    if (errno != EINTR) return LinuxCheckerProcess::notStarted;
-  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+  while (waitpid(child, &status, 0) < 0) {
+    if (errno != EINTR) {
+      return LinuxCheckerProcess::kNotStarted;
+    }
+  }
+  if (WIFSIGNALED(status)) {
+    return 128 + WTERMSIG(status);
+  }
   const int code = WEXITSTATUS(status);
-  return code == execFailed ? LinuxCheckerProcess::notStarted : code;
+  return code == kExecFailed ? LinuxCheckerProcess::kNotStarted : code;
 }
 
 }  // namespace
@@ -111,17 +133,24 @@ int LinuxCheckerProcess::run(const std::vector<std::string>& arguments, const Re
                              const Receiver& onProgress) {
   Pipe text;
   Pipe progress;
-  if (arguments.empty() || !text.open() || !progress.open()) return notStarted;
+  if (arguments.empty() || !text.open() || !progress.open()) {
+    return kNotStarted;
+  }
   std::vector<const char*> argumentList;
-  for (const std::string& argument : arguments) argumentList.push_back(argument.c_str());
+  for (const std::string& argument : arguments) {
+    argumentList.push_back(argument.c_str());
+  }
   argumentList.push_back(nullptr);
   const std::array<const char*, 3> environment = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin",
                                                   "LC_ALL=C.UTF-8", nullptr};
 
   const pid_t child = fork();
-  if (child < 0) return notStarted;
-  if (child == 0)
+  if (child < 0) {
+    return kNotStarted;
+  }
+  if (child == 0) {
     becomeChild(argumentList.data(), environment.data(), text.write.get(), progress.write.get());
+  }
   text.write.close();
   progress.write.close();
   try {

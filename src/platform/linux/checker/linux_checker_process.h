@@ -14,8 +14,8 @@ namespace ostria::storage {
 /// to descriptor 3 come back on pipes.
 class LinuxCheckerProcess {
  public:
-  static constexpr int progressDescriptor = 3;
-  static constexpr int notStarted = -1;
+  static constexpr int kProgressDescriptor = 3;
+  static constexpr int kNotStarted = -1;
 
   using Receiver = std::function<void(const std::string& bytes)>;
 

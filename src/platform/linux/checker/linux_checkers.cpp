@@ -12,7 +12,7 @@ namespace ostria::storage {
 namespace {
 
 const std::vector<LinuxChecker>& checkers() {
-  static const std::vector<LinuxChecker> rows = {
+  static const std::vector<LinuxChecker> kRows = {
       // The error flag asks for a check, but the kernel forgets it when it unmounts a volume; the
       // count of mounts stays, and is above any limit.
       {{"ext2", "ext3", "ext4"},
@@ -30,16 +30,18 @@ const std::vector<LinuxChecker>& checkers() {
       {{"ntfs"}, "ntfsfix", {"-n"}, false, {}, "", {}},
       {{"btrfs"}, "btrfs", {"check", "--readonly"}, false, {}, "", {}},
   };
-  return rows;
+  return kRows;
 }
 
 /// Whether an ext2 to ext4 volume is checked after a number of mounts.
 bool hasMountLimit(const std::string& device) {
-  constexpr off_t limitOffset = 1024 + 54;  // s_max_mnt_count, signed, little-endian
+  constexpr off_t kLimitOffset = 1024 + 54;  // s_max_mnt_count, signed, little-endian
   std::array<std::uint8_t, 2> field{};
   const int descriptor = open(device.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return false;
-  const ssize_t count = pread(descriptor, field.data(), field.size(), limitOffset);
+  if (descriptor < 0) {
+    return false;
+  }
+  const ssize_t count = pread(descriptor, field.data(), field.size(), kLimitOffset);
   close(descriptor);
   return count == static_cast<ssize_t>(field.size()) &&
          static_cast<std::int16_t>(loadLe16(field.data())) > 0;
@@ -48,10 +50,12 @@ bool hasMountLimit(const std::string& device) {
 }  // namespace
 
 const LinuxChecker* findLinuxChecker(const std::string& fileSystem) {
-  for (const LinuxChecker& row : checkers())
+  for (const LinuxChecker& row : checkers()) {
     if (std::find(row.fileSystems.begin(), row.fileSystems.end(), fileSystem) !=
-        row.fileSystems.end())
+        row.fileSystems.end()) {
       return &row;
+    }
+  }
   return nullptr;
 }
 
@@ -60,13 +64,17 @@ std::vector<std::string> schedulerCommand(const LinuxChecker& checker, const std
   std::vector<std::string> command = {program};
   command.insert(command.end(), checker.schedulerArguments.begin(),
                  checker.schedulerArguments.end());
-  if (!hasMountLimit(device)) command.insert(command.end(), {"-c", "5000"});
+  if (!hasMountLimit(device)) {
+    command.insert(command.end(), {"-c", "5000"});
+  }
   command.push_back(device);
   return command;
 }
 
 ToolStatus checkerStatus(const LinuxChecker& checker, int exitCode) {
-  if (exitCode == 0) return ToolStatus::Finished;
+  if (exitCode == 0) {
+    return ToolStatus::Finished;
+  }
   const auto& repaired = checker.repairedCodes;
   return std::find(repaired.begin(), repaired.end(), exitCode) != repaired.end()
              ? ToolStatus::Repaired

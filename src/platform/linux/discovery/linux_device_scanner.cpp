@@ -19,7 +19,9 @@ bool wantsPorts(const DeviceScanFilter& filter) {
 // Unbuffered where the device has it: what is read must come from the medium.
 int openUnbuffered(const std::string& path, int flags) {
   const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_DIRECT);
-  if (descriptor >= 0 || errno != EINVAL) return descriptor;
+  if (descriptor >= 0 || errno != EINVAL) {
+    return descriptor;
+  }
   return ::open(path.c_str(), flags | O_CLOEXEC);
 }
 
@@ -35,7 +37,9 @@ int LinuxDeviceScanner::listPaths(const DeviceScanFilter& filter, DevicePathMap&
   for (const SysfsDisk& disk : tree_.disks()) {
     // The namespace's node takes admin and I/O commands alike, and the kernel refuses an I/O
     // command for any other namespace on it.
-    if (!ports || tree_.busKind(disk) == StorageBusKind::Nvme) out[disk.number] = {disk.node};
+    if (!ports || tree_.busKind(disk) == StorageBusKind::Nvme) {
+      out[disk.number] = {disk.node};
+    }
   }
   return 0;
 }
@@ -43,19 +47,29 @@ int LinuxDeviceScanner::listPaths(const DeviceScanFilter& filter, DevicePathMap&
 int LinuxDeviceScanner::devicePath(const DeviceScanFilter& filter, std::uint32_t number,
                                    std::string* path) {
   const auto disk = tree_.disk(number);
-  if (!disk) return ENODEV;
-  if (wantsPorts(filter) && tree_.busKind(*disk) != StorageBusKind::Nvme) return ENOENT;
+  if (!disk) {
+    return ENODEV;
+  }
+  if (wantsPorts(filter) && tree_.busKind(*disk) != StorageBusKind::Nvme) {
+    return ENOENT;
+  }
   *path = disk->node;
   return 0;
 }
 
 int LinuxDeviceScanner::deviceProperty(std::uint32_t number, std::uint32_t property,
                                        std::string* text) {
-  if (property != LocationInformationProperty) return EINVAL;
+  if (property != kLocationInformationProperty) {
+    return EINVAL;
+  }
   const auto disk = tree_.disk(number);
-  if (!disk) return ENODEV;
+  if (!disk) {
+    return ENODEV;
+  }
   const auto address = tree_.pciAddress(*disk);
-  if (!address) return ENOENT;
+  if (!address) {
+    return ENOENT;
+  }
   *text = "PCI bus " + std::to_string(address->bus) + ", device " +
           std::to_string(address->device) + ", function " + std::to_string(address->function);
   return 0;
@@ -68,9 +82,12 @@ int LinuxDeviceScanner::deviceProperty(const DeviceScanFilter& /*filter*/, std::
 
 int LinuxDeviceScanner::open(const std::string& path, DeviceHandle* handle) {
   int descriptor = openUnbuffered(path, O_RDWR);
-  if (descriptor < 0 && (errno == EACCES || errno == EPERM || errno == EROFS))
+  if (descriptor < 0 && (errno == EACCES || errno == EPERM || errno == EROFS)) {
     descriptor = openUnbuffered(path, O_RDONLY);
-  if (descriptor < 0) return errno == EPERM ? EACCES : errno;
+  }
+  if (descriptor < 0) {
+    return errno == EPERM ? EACCES : errno;
+  }
   *handle = handleOfDescriptor(descriptor);
   return 0;
 }
@@ -78,11 +95,15 @@ int LinuxDeviceScanner::open(const std::string& path, DeviceHandle* handle) {
 int LinuxDeviceScanner::lock(DeviceHandle handle) {
   const int descriptor = descriptorOf(handle);
   const int flags = ::fcntl(descriptor, F_GETFL);
-  if (flags < 0) return errno;
+  if (flags < 0) {
+    return errno;
+  }
   // The claim is made by opening. The same number then stands for the claiming descriptor.
   const std::string self = "/proc/self/fd/" + std::to_string(descriptor);
   const FdOwner claim(::open(self.c_str(), (flags & (O_ACCMODE | O_DIRECT)) | O_EXCL | O_CLOEXEC));
-  if (!claim.valid()) return errno;
+  if (!claim.valid()) {
+    return errno;
+  }
   return ::dup3(claim.get(), descriptor, O_CLOEXEC) < 0 ? errno : 0;
 }
 

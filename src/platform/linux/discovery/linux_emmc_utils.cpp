@@ -20,12 +20,14 @@ std::unique_ptr<EmmcUtils> makeEmmcUtils(DeviceHandle handle, const std::string&
 
 std::optional<SysfsDisk> LinuxEmmcUtils::disk() const {
   struct stat status = {};
-  if (::fstat(descriptorOf(handle_), &status) != 0 || !S_ISBLK(status.st_mode)) return std::nullopt;
+  if (::fstat(descriptorOf(handle_), &status) != 0 || !S_ISBLK(status.st_mode)) {
+    return std::nullopt;
+  }
   return tree_.disk(deviceNumberOf(major(status.st_rdev), minor(status.st_rdev)));
 }
 
 std::uint32_t LinuxEmmcUtils::Open(const std::string& path) {
-  return LinuxDeviceScanner().open(path, &handle_) == 0 ? 0 : OpenFailed;
+  return LinuxDeviceScanner().open(path, &handle_) == 0 ? 0 : kOpenFailed;
 }
 
 std::uint32_t LinuxEmmcUtils::Close() {
@@ -39,24 +41,28 @@ std::uint32_t LinuxEmmcUtils::GetGeometry(EmmcGeometry* out) {
   int sectorBytes = 0;
   std::uint64_t bytes = 0;
   if (out == nullptr || ::ioctl(descriptor, BLKSSZGET, &sectorBytes) != 0 || sectorBytes <= 0 ||
-      ::ioctl(descriptor, BLKGETSIZE64, &bytes) != 0)
-    return GeometryFailed;
+      ::ioctl(descriptor, BLKGETSIZE64, &bytes) != 0) {
+    return kGeometryFailed;
+  }
   const auto found = disk();
   out->bytesPerSector = static_cast<std::uint32_t>(sectorBytes);
   out->totalSectors = bytes / out->bytesPerSector;
   out->cylinders = out->totalSectors;
   out->tracksPerCylinder = 1;
   out->sectorsPerTrack = 1;
-  if (!found)
+  if (!found) {
     out->mediaKind = EmmcMediaKind::Other;
-  else
+  } else {
     out->mediaKind = tree_.removable(*found) ? EmmcMediaKind::Removable : EmmcMediaKind::Fixed;
+  }
   return 0;
 }
 
 std::uint32_t LinuxEmmcUtils::GetIdentity(EmmcIdentity* out) {
   const auto found = disk();
-  if (out == nullptr || !found) return static_cast<std::uint32_t>(ProtocolResult::TransportFailure);
+  if (out == nullptr || !found) {
+    return static_cast<std::uint32_t>(ProtocolResult::TransportFailure);
+  }
   const std::string card = found->path + "/device";
   out->serialNumber = tree_.attribute(card, "serial");
   out->product = tree_.attribute(card, "name");
@@ -67,7 +73,9 @@ std::uint32_t LinuxEmmcUtils::GetIdentity(EmmcIdentity* out) {
 
 std::uint32_t LinuxEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
   const auto found = disk();
-  if (out == nullptr || !found) return static_cast<std::uint32_t>(ProtocolResult::Failure);
+  if (out == nullptr || !found) {
+    return static_cast<std::uint32_t>(ProtocolResult::Failure);
+  }
   std::vector<EmmcVolume> volumes;
   std::vector<SysfsPartition> places = tree_.partitions(*found);
   places.push_back({found->number, 0, found->node, found->path});
@@ -76,8 +84,9 @@ std::uint32_t LinuxEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
     const std::vector<std::uint32_t> devices = tree_.withHolders(place.path);
     for (const MountEntry& mount : mounts) {
       if (mount.source == place.node ||
-          std::find(devices.begin(), devices.end(), mount.device) != devices.end())
+          std::find(devices.begin(), devices.end(), mount.device) != devices.end()) {
         volumes.push_back({place.node, mount.target, fileSystemOf(mount)});
+      }
     }
   }
   *out = std::move(volumes);

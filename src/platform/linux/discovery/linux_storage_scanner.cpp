@@ -16,16 +16,20 @@ namespace ostria::storage {
 namespace {
 
 const LinuxDeviceScanFilter& portsFilter() {
-  static const LinuxDeviceScanFilter filter(LinuxDeviceScanFilter::Kind::StoragePorts);
-  return filter;
+  static const LinuxDeviceScanFilter kFilter(LinuxDeviceScanFilter::Kind::StoragePorts);
+  return kFilter;
 }
 
 void addSpace(const std::string& root, bool ntfs, VolumeFacts& facts) {
   struct statvfs status = {};
-  if (::statvfs(root.c_str(), &status) != 0) return;
+  if (::statvfs(root.c_str(), &status) != 0) {
+    return;
+  }
   facts.space = VolumeFacts::Space{.total = std::uint64_t{status.f_blocks} * status.f_frsize,
                                    .free = std::uint64_t{status.f_bfree} * status.f_frsize};
-  if (ntfs) facts.clusterBytes = static_cast<std::uint32_t>(status.f_bsize);
+  if (ntfs) {
+    facts.clusterBytes = static_cast<std::uint32_t>(status.f_bsize);
+  }
 }
 
 /// Joins what is on one device, and where that and all above it is mounted.
@@ -46,12 +50,15 @@ void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, st
     const bool own = mount.device == number || mount.source == node;
     const bool above = isAmong(devices, mount.device);
     const auto& known = entry.mountPoints;
-    if ((!own && !above) || std::find(known.begin(), known.end(), mount.target) != known.end())
+    if ((!own && !above) || std::find(known.begin(), known.end(), mount.target) != known.end()) {
       continue;
+    }
     VolumeFacts there;
     there.root = mount.target;
     const bool first = entry.mountPoints.empty();
-    if (own || (first && isAmong(alone, mount.device))) addSpace(mount.target, ntfs, there);
+    if (own || (first && isAmong(alone, mount.device))) {
+      addSpace(mount.target, ntfs, there);
+    }
     if (!own && first) {
       // The size of a volume above is not the partition's, nor is space on other disks: none of
       // that counts as free here.
@@ -70,27 +77,35 @@ std::unique_ptr<StorageScanner> makeStorageScanner() {
 
 int LinuxStorageScanner::listDevices(DevicePathMap& out) {
   devicePaths_.clear();
-  for (const SysfsDisk& disk : tree_.disks()) devicePaths_[disk.number] = {disk.node};
+  for (const SysfsDisk& disk : tree_.disks()) {
+    devicePaths_[disk.number] = {disk.node};
+  }
   out = devicePaths_;
   return 0;
 }
 
 int LinuxStorageScanner::getConnection(std::uint32_t number, DeviceConnection* connection) {
   const auto disk = tree_.disk(number);
-  if (!disk) return 1;
+  if (!disk) {
+    return 1;
+  }
   *connection = tree_.connection(*disk);
   return 0;
 }
 
 int LinuxStorageScanner::getDeviceId(std::uint32_t number, std::string* id) {
-  if (!tree_.disk(number)) return 1;
+  if (!tree_.disk(number)) {
+    return 1;
+  }
   *id = std::to_string(number);
   return 0;
 }
 
 int LinuxStorageScanner::isRemovableMedia(std::uint32_t number, bool* removable) {
   const auto disk = tree_.disk(number);
-  if (!disk) return 1;
+  if (!disk) {
+    return 1;
+  }
   *removable = tree_.removable(*disk);
   return 0;
 }
@@ -99,7 +114,9 @@ int LinuxStorageScanner::getBusKind(std::uint32_t number, StorageBusKind* busKin
                                     bool* /*optaneVolume*/) {
   *busKind = StorageBusKind::Unknown;
   const auto disk = tree_.disk(number);
-  if (!disk) return 1;
+  if (!disk) {
+    return 1;
+  }
   *busKind = tree_.busKind(*disk);
   return 0;
 }
@@ -112,19 +129,27 @@ int LinuxStorageScanner::getPciLocation(std::uint32_t number,
                                         std::array<std::uint8_t, 3>* location) {
   std::string text;
   const int error =
-      deviceScanner_->deviceProperty(portsFilter(), number, LocationInformationProperty, &text);
-  if (error != 0) return error;
+      deviceScanner_->deviceProperty(portsFilter(), number, kLocationInformationProperty, &text);
+  if (error != 0) {
+    return error;
+  }
   return ParsePciLocation(text, location) ? 0 : 1;
 }
 
 int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable* table,
                                             std::uint64_t sizeInBytes) {
   const auto disk = tree_.disk(number);
-  if (!disk) return 1;
+  if (!disk) {
+    return 1;
+  }
   const FdOwner device(::open(disk->node.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!device.valid()) return errno;
+  if (!device.valid()) {
+    return errno;
+  }
   const auto layout = probeLayout(device.get());
-  if (!layout) return EIO;
+  if (!layout) {
+    return EIO;
+  }
   buildPartitions(*layout, *table);
   rewriteLogicalPartitions(table->partitions);
   table->diskNumber = number;
@@ -141,40 +166,56 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
 
 void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk, PartitionTable& table) {
   const std::vector<MountEntry> mounts = readMounts();
-  for (const SysfsPartition& partition : tree_.partitions(disk))
-    for (PartitionEntry& entry : table.partitions)
-      if (entry.number == partition.index)
+  for (const SysfsPartition& partition : tree_.partitions(disk)) {
+    for (PartitionEntry& entry : table.partitions) {
+      if (entry.number == partition.index) {
         joinDevice(tree_, mounts, partition.number, partition.node, partition.path, entry);
-  if (table.schema != "RAW") return;
+      }
+    }
+  }
+  if (table.schema != "RAW") {
+    return;
+  }
   PartitionEntry& whole = table.partitions.back();
   joinDevice(tree_, mounts, disk.number, disk.node, disk.path, whole);
-  if (whole.fileSystem.empty() && whole.mountPoints.empty()) table.partitions.pop_back();
+  if (whole.fileSystem.empty() && whole.mountPoints.empty()) {
+    table.partitions.pop_back();
+  }
 }
 
 int LinuxStorageScanner::dismountVolume(const std::string& name, DeviceHandle* handle) {
   std::string target = name;
-  while (target.size() > 1 && target.back() == '/') target.pop_back();
+  while (target.size() > 1 && target.back() == '/') {
+    target.pop_back();
+  }
   TakenMounts taken;
   int error = unmountFilesystem(target, taken);
   if (error == ENOENT) {
     // Another place of a volume that is off line already goes with it.
     for (const auto& [held, mounts] : offline_) {
       if (std::none_of(mounts.begin(), mounts.end(),
-                       [&](const MountEntry& mount) { return mount.target == target; }))
+                       [&](const MountEntry& mount) { return mount.target == target; })) {
         continue;
+      }
       const int copy = ::fcntl(descriptorOf(DeviceHandle(held)), F_DUPFD_CLOEXEC, 0);
-      if (copy < 0) return errno;
+      if (copy < 0) {
+        return errno;
+      }
       *handle = handleOfDescriptor(copy);
       return 0;
     }
   }
-  if (error != 0) return error;
+  if (error != 0) {
+    return error;
+  }
 
   DeviceHandle volume;
   error = deviceScanner_->open(taken.front().source, &volume);
   if (error == 0) {
     error = deviceScanner_->lock(volume);
-    if (error != 0) deviceScanner_->close(volume);
+    if (error != 0) {
+      deviceScanner_->close(volume);
+    }
   }
   if (error != 0) {
     mountAgain(taken);
@@ -192,7 +233,9 @@ int LinuxStorageScanner::releaseVolume(std::string& name, std::vector<std::strin
   text.clear();
   int error = deviceScanner_->close(handle);
   const auto volume = offline_.find(handle.value());
-  if (volume == offline_.end()) return error;
+  if (volume == offline_.end()) {
+    return error;
+  }
   const int mounting = mountAgain(volume->second);
   offline_.erase(volume);
   return error != 0 ? error : mounting;

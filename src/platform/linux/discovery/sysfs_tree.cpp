@@ -30,14 +30,19 @@ bool isNumbered(std::string_view component, std::string_view word) {
 
 template <typename Predicate>
 bool anyComponent(const std::string& path, Predicate predicate) {
-  for (const fs::path& part : fs::path(path))
-    if (predicate(part.native())) return true;
+  for (const fs::path& part : fs::path(path)) {
+    if (predicate(part.native())) {
+      return true;
+    }
+  }
   return false;
 }
 
 // "mmcblk0boot1": an area of the chip beside the user data, not a disk of its own.
 bool isEmmcArea(const std::string& name) {
-  if (!startsWith(name, "mmcblk")) return false;
+  if (!startsWith(name, "mmcblk")) {
+    return false;
+  }
   return !isNumber(std::string_view(name).substr(6));
 }
 
@@ -51,8 +56,9 @@ std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
   std::error_code error;
   fs::directory_iterator entry(folder, error);
-  for (; !error && entry != fs::directory_iterator(); entry.increment(error))
+  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     names.push_back(entry->path().filename().string());
+  }
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -60,16 +66,16 @@ std::vector<std::string> namesIn(const std::string& folder) {
 // Peripheral device types of SCSI that are disks: direct access, optical memory, reduced block
 // commands, host-managed zones.
 bool isDiskType(const std::string& type) {
-  constexpr std::array<std::string_view, 4> types = {"0", "7", "14", "20"};
-  return std::find(types.begin(), types.end(), type) != types.end();
+  constexpr std::array<std::string_view, 4> kTypes = {"0", "7", "14", "20"};
+  return std::find(kTypes.begin(), kTypes.end(), type) != kTypes.end();
 }
 
 // Drivers whose disks are volumes made by the controller, unless a SAS port stands between.
 bool isRaidDriver(const std::string& driver) {
-  constexpr std::array<std::string_view, 9> drivers = {"3w-9xxx",  "3w-sas",       "aacraid",
-                                                       "arcmsr",   "hpsa",         "ipr",
-                                                       "megaraid", "megaraid_sas", "smartpqi"};
-  return std::find(drivers.begin(), drivers.end(), driver) != drivers.end();
+  constexpr std::array<std::string_view, 9> kDrivers = {"3w-9xxx",  "3w-sas",       "aacraid",
+                                                        "arcmsr",   "hpsa",         "ipr",
+                                                        "megaraid", "megaraid_sas", "smartpqi"};
+  return std::find(kDrivers.begin(), kDrivers.end(), driver) != kDrivers.end();
 }
 
 }  // namespace
@@ -80,7 +86,9 @@ std::uint32_t deviceNumberOf(unsigned major, unsigned minor) {
 
 std::optional<std::uint32_t> parseDeviceNumber(const std::string& text) {
   unsigned major = 0, minor = 0;
-  if (std::sscanf(text.c_str(), "%u:%u", &major, &minor) != 2) return std::nullopt;
+  if (std::sscanf(text.c_str(), "%u:%u", &major, &minor) != 2) {
+    return std::nullopt;
+  }
   return deviceNumberOf(major, minor);
 }
 
@@ -99,15 +107,27 @@ std::optional<SysfsDisk> SysfsTree::diskAt(const std::string& name) const {
   disk.name = name;
   std::error_code error;
   disk.path = fs::canonical(root_ + "/sys/block/" + name, error).string();
-  if (error) return std::nullopt;
+  if (error) {
+    return std::nullopt;
+  }
   // What has no hardware behind it (loop, ram, zram, md, mapped devices) has no such link.
-  if (!fs::exists(disk.path + "/device", error)) return std::nullopt;
-  if (isEmmcArea(name) || attribute(disk.path, "hidden") == "1") return std::nullopt;
+  if (!fs::exists(disk.path + "/device", error)) {
+    return std::nullopt;
+  }
+  if (isEmmcArea(name) || attribute(disk.path, "hidden") == "1") {
+    return std::nullopt;
+  }
   const std::string scsiType = attribute(disk.path, "device/type");
-  if (isNumber(scsiType) && !isDiskType(scsiType)) return std::nullopt;
-  if (parseUnsigned(attribute(disk.path, "size")) == 0) return std::nullopt;
+  if (isNumber(scsiType) && !isDiskType(scsiType)) {
+    return std::nullopt;
+  }
+  if (parseUnsigned(attribute(disk.path, "size")) == 0) {
+    return std::nullopt;
+  }
   const auto number = parseDeviceNumber(attribute(disk.path, "dev"));
-  if (!number) return std::nullopt;
+  if (!number) {
+    return std::nullopt;
+  }
   disk.number = *number;
   std::string node = name;
   std::replace(node.begin(), node.end(), '!', '/');
@@ -117,14 +137,20 @@ std::optional<SysfsDisk> SysfsTree::diskAt(const std::string& name) const {
 
 std::vector<SysfsDisk> SysfsTree::disks() const {
   std::vector<SysfsDisk> found;
-  for (const std::string& name : namesIn(root_ + "/sys/block"))
-    if (auto disk = diskAt(name)) found.push_back(std::move(*disk));
+  for (const std::string& name : namesIn(root_ + "/sys/block")) {
+    if (auto disk = diskAt(name)) {
+      found.push_back(std::move(*disk));
+    }
+  }
   return found;
 }
 
 std::optional<SysfsDisk> SysfsTree::disk(std::uint32_t number) const {
-  for (SysfsDisk& disk : disks())
-    if (disk.number == number) return std::move(disk);
+  for (SysfsDisk& disk : disks()) {
+    if (disk.number == number) {
+      return std::move(disk);
+    }
+  }
   return std::nullopt;
 }
 
@@ -135,7 +161,9 @@ std::vector<SysfsPartition> SysfsTree::partitions(const SysfsDisk& disk) const {
     partition.path = disk.path + "/" + name;
     const std::string index = attribute(partition.path, "partition");
     const auto number = parseDeviceNumber(attribute(partition.path, "dev"));
-    if (!isNumber(index) || !number) continue;
+    if (!isNumber(index) || !number) {
+      continue;
+    }
     partition.index = static_cast<std::uint32_t>(parseUnsigned(index));
     partition.number = *number;
     std::string node = name;
@@ -161,11 +189,15 @@ std::vector<std::uint32_t> SysfsTree::climb(const std::string& devicePath, bool 
     const std::string path = std::move(pending.back());
     pending.pop_back();
     const auto number = parseDeviceNumber(attribute(path, "dev"));
-    if (!number || std::find(numbers.begin(), numbers.end(), *number) != numbers.end()) continue;
+    if (!number || std::find(numbers.begin(), numbers.end(), *number) != numbers.end()) {
+      continue;
+    }
     numbers.push_back(*number);
     for (const std::string& name : namesIn(path + "/holders")) {
       const std::string holder = path + "/holders/" + name;
-      if (!soleHolders || namesIn(holder + "/slaves").size() == 1) pending.push_back(holder);
+      if (!soleHolders || namesIn(holder + "/slaves").size() == 1) {
+        pending.push_back(holder);
+      }
     }
   }
   return numbers;
@@ -173,13 +205,19 @@ std::vector<std::uint32_t> SysfsTree::climb(const std::string& devicePath, bool 
 
 std::string SysfsTree::placeOf(const SysfsDisk& disk) const {
   // A drive with several paths hangs on a virtual device; its first controller tells the place.
-  if (disk.path.find("/nvme-subsys") == std::string::npos) return disk.path;
+  if (disk.path.find("/nvme-subsys") == std::string::npos) {
+    return disk.path;
+  }
   const std::string subsystem = fs::path(disk.path).parent_path().string();
   for (const std::string& name : namesIn(subsystem)) {
-    if (!isNumbered(name, "nvme")) continue;
+    if (!isNumbered(name, "nvme")) {
+      continue;
+    }
     std::error_code error;
     const std::string controller = fs::canonical(subsystem + "/" + name, error).string();
-    if (!error) return controller + "/" + disk.name;
+    if (!error) {
+      return controller + "/" + disk.name;
+    }
   }
   return disk.path;
 }
@@ -188,8 +226,12 @@ bool SysfsTree::isControllerVolume(const std::string& place) const {
   bool sasPort = false;
   std::string host;
   for (const fs::path& part : fs::path(place)) {
-    if (startsWith(part.native(), "end_device-")) sasPort = true;
-    if (isNumbered(part.native(), "host")) host = part.native();
+    if (startsWith(part.native(), "end_device-")) {
+      sasPort = true;
+    }
+    if (isNumbered(part.native(), "host")) {
+      host = part.native();
+    }
   }
   return !sasPort && !host.empty() &&
          isRaidDriver(attribute(root_ + "/sys/class/scsi_host/" + host, "proc_name"));
@@ -200,12 +242,21 @@ StorageBusKind SysfsTree::busKind(const SysfsDisk& disk) const {
   const auto has = [&](std::string_view word) {
     return anyComponent(place, [&](const std::string& part) { return isNumbered(part, word); });
   };
-  if (has("usb")) return StorageBusKind::Usb;
-  if (startsWith(disk.name, "nvme")) return StorageBusKind::Nvme;
-  if (startsWith(disk.name, "mmcblk"))
+  if (has("usb")) {
+    return StorageBusKind::Usb;
+  }
+  if (startsWith(disk.name, "nvme")) {
+    return StorageBusKind::Nvme;
+  }
+  if (startsWith(disk.name, "mmcblk")) {
     return removable(disk) ? StorageBusKind::Unknown : StorageBusKind::Emmc;
-  if (has("ata")) return StorageBusKind::Ata;
-  if (!isNumber(attribute(disk.path, "device/type"))) return StorageBusKind::Unknown;
+  }
+  if (has("ata")) {
+    return StorageBusKind::Ata;
+  }
+  if (!isNumber(attribute(disk.path, "device/type"))) {
+    return StorageBusKind::Unknown;
+  }
   return isControllerVolume(place) ? StorageBusKind::Raid : StorageBusKind::Scsi;
 }
 
@@ -216,7 +267,9 @@ DeviceConnection SysfsTree::connection(const SysfsDisk& disk) const {
     return isNumbered(part, "usb") || isNumbered(part, "session") || startsWith(part, "rport-") ||
            isNumbered(part, "fw") || part == "nvme-fabrics";
   };
-  if (anyComponent(place, leavesTheMachine)) return DeviceConnection::External;
+  if (anyComponent(place, leavesTheMachine)) {
+    return DeviceConnection::External;
+  }
   switch (busKind(disk)) {
     case StorageBusKind::Ata:
     case StorageBusKind::Scsi:
@@ -240,8 +293,9 @@ std::optional<PciAddress> SysfsTree::pciAddress(const SysfsDisk& disk) const {
     int used = 0;
     if (std::sscanf(part.c_str(), "%x:%x:%x.%x%n", &address.domain, &address.bus, &address.device,
                     &address.function, &used) == 4 &&
-        static_cast<std::size_t>(used) == part.native().size())
+        static_cast<std::size_t>(used) == part.native().size()) {
       nearest = address;
+    }
   }
   return nearest;
 }

@@ -36,7 +36,9 @@ class FdOwner {
   bool valid() const { return descriptor_ >= 0; }
   int release() { return std::exchange(descriptor_, -1); }
   void reset(int descriptor = -1) {
-    if (descriptor_ >= 0) ::close(descriptor_);
+    if (descriptor_ >= 0) {
+      ::close(descriptor_);
+    }
     descriptor_ = descriptor;
   }
 

@@ -18,30 +18,39 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int ScratchFlags = O_RDWR | O_CLOEXEC | O_DSYNC;
-constexpr mode_t ScratchMode = 0600;
+constexpr int kScratchFlags = O_RDWR | O_CLOEXEC | O_DSYNC;
+constexpr mode_t kScratchMode = 0600;
 
 // Not every file system has unbuffered access; without it the data are still written through.
 int openUnbuffered(const std::string& path, int flags) {
-  const int descriptor = ::open(path.c_str(), flags | O_DIRECT, ScratchMode);
-  if (descriptor >= 0 || errno != EINVAL) return descriptor;
-  return ::open(path.c_str(), flags, ScratchMode);
+  const int descriptor = ::open(path.c_str(), flags | O_DIRECT, kScratchMode);
+  if (descriptor >= 0 || errno != EINVAL) {
+    return descriptor;
+  }
+  return ::open(path.c_str(), flags, kScratchMode);
 }
 
 std::string directoryOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
+  if (slash == std::string::npos) {
+    return ".";
+  }
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 // A file that has no name: whatever happens to the process, nothing is left behind.
 int openNameless(const std::string& path) {
-  const int descriptor = openUnbuffered(directoryOf(path), ScratchFlags | O_TMPFILE);
-  if (descriptor >= 0) return descriptor;
-  if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT)
+  const int descriptor = openUnbuffered(directoryOf(path), kScratchFlags | O_TMPFILE);
+  if (descriptor >= 0) {
     return descriptor;
-  const int named = openUnbuffered(path, ScratchFlags | O_CREAT | O_EXCL | O_NOFOLLOW);
-  if (named >= 0) ::unlink(path.c_str());
+  }
+  if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT) {
+    return descriptor;
+  }
+  const int named = openUnbuffered(path, kScratchFlags | O_CREAT | O_EXCL | O_NOFOLLOW);
+  if (named >= 0) {
+    ::unlink(path.c_str());
+  }
   return named;
 }
 
@@ -79,15 +88,17 @@ bool volumeIsFull(int error, int descriptor) {
 }  // namespace
 
 Filesystem& getLocalFilesystem() {
-  static auto* const filesystem = new LinuxFilesystem;
-  return *filesystem;
+  static auto* const kFilesystem = new LinuxFilesystem;
+  return *kFilesystem;
 }
 
 const char* LinuxFilesystem::getCurrentDirectory() {
   if (currentDirectory_.empty()) {
     std::error_code error;
     currentDirectory_ = fs::current_path(error).string();
-    if (error) currentDirectory_.clear();
+    if (error) {
+      currentDirectory_.clear();
+    }
   }
   return currentDirectory_.empty() ? nullptr : currentDirectory_.c_str();
 }
@@ -96,14 +107,18 @@ const char* LinuxFilesystem::getProgramPath() {
   if (programPath_.empty()) {
     std::error_code error;
     programPath_ = fs::read_symlink("/proc/self/exe", error).string();
-    if (error) programPath_.clear();
+    if (error) {
+      programPath_.clear();
+    }
   }
   return programPath_.empty() ? nullptr : programPath_.c_str();
 }
 
 const char* LinuxFilesystem::getProgramDirectory() {
   if (programDirectory_.empty()) {
-    if (getProgramPath() == nullptr) return nullptr;
+    if (getProgramPath() == nullptr) {
+      return nullptr;
+    }
     programDirectory_ = directoryOf(programPath_);
   }
   return programDirectory_.c_str();
@@ -111,7 +126,9 @@ const char* LinuxFilesystem::getProgramDirectory() {
 
 int LinuxFilesystem::listDirectory(const std::string& pattern, std::vector<std::string>& names) {
   names.clear();
-  if (pattern.empty()) return 1;
+  if (pattern.empty()) {
+    return 1;
+  }
   const std::size_t slash = pattern.rfind('/');
   const std::string prefix = slash == std::string::npos ? "" : pattern.substr(0, slash + 1);
   const std::string wanted = pattern.substr(prefix.size());
@@ -119,7 +136,9 @@ int LinuxFilesystem::listDirectory(const std::string& pattern, std::vector<std::
   fs::directory_iterator entry(directoryOf(pattern), error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     const std::string name = entry->path().filename().string();
-    if (::fnmatch(wanted.c_str(), name.c_str(), 0) == 0) names.push_back(prefix + name);
+    if (::fnmatch(wanted.c_str(), name.c_str(), 0) == 0) {
+      names.push_back(prefix + name);
+    }
   }
   std::sort(names.begin(), names.end());
   return error || names.empty() ? 1 : 0;
@@ -127,7 +146,9 @@ int LinuxFilesystem::listDirectory(const std::string& pattern, std::vector<std::
 
 int LinuxFilesystem::createDirectories(const std::string& path, std::vector<std::string>& made) {
   made.clear();
-  if (path.empty()) return 1;
+  if (path.empty()) {
+    return 1;
+  }
   for (std::size_t end = 0; end != std::string::npos;) {
     end = path.find('/', end + 1);
     const std::string prefix = path.substr(0, end);
@@ -135,7 +156,9 @@ int LinuxFilesystem::createDirectories(const std::string& path, std::vector<std:
     if (::mkdir(prefix.c_str(), 0777) == 0) {
       made.push_back(prefix);
     } else if (::stat(prefix.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-      for (; !made.empty(); made.pop_back()) ::rmdir(made.back().c_str());
+      for (; !made.empty(); made.pop_back()) {
+        ::rmdir(made.back().c_str());
+      }
       return 1;
     }
   }
@@ -143,13 +166,19 @@ int LinuxFilesystem::createDirectories(const std::string& path, std::vector<std:
 }
 
 bool LinuxFilesystem::isInvalidPath(std::string path) {
-  if (path.size() < 2 || path.size() > 255 || path.find('\0') != std::string::npos) return true;
+  if (path.size() < 2 || path.size() > 255 || path.find('\0') != std::string::npos) {
+    return true;
+  }
   // A component of nothing but white space, between two separators.
   for (std::size_t start = path.find('/'); start != std::string::npos;) {
     const std::size_t end = path.find('/', start + 1);
-    if (end == std::string::npos) return false;
+    if (end == std::string::npos) {
+      return false;
+    }
     const std::size_t text = path.find_first_not_of(" \t\n\v\f\r", start + 1);
-    if (end > start + 1 && text == end) return true;
+    if (end > start + 1 && text == end) {
+      return true;
+    }
     start = end;
   }
   return false;
@@ -157,21 +186,28 @@ bool LinuxFilesystem::isInvalidPath(std::string path) {
 
 int LinuxFilesystem::removeTree(const std::string& path) {
   std::error_code error;
-  if (!fs::is_directory(fs::symlink_status(path, error)) || error) return 1;
+  if (!fs::is_directory(fs::symlink_status(path, error)) || error) {
+    return 1;
+  }
   fs::remove_all(path, error);
   return error ? 1 : 0;
 }
 
 int LinuxFilesystem::createFile(const std::string& path, DeviceHandle* handle, bool deleteOnClose) {
-  if (handle == nullptr || path.empty()) return 1;
+  if (handle == nullptr || path.empty()) {
+    return 1;
+  }
   FdOwner file(deleteOnClose ? openNameless(path)
-                             : openUnbuffered(path, ScratchFlags | O_CREAT | O_NOFOLLOW));
-  if (!file.valid()) return 1;
+                             : openUnbuffered(path, kScratchFlags | O_CREAT | O_NOFOLLOW));
+  if (!file.valid()) {
+    return 1;
+  }
   struct stat status = {};
   // The lock keeps a second run of ours away; only then is an older content given up.
   if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      ::flock(file.get(), LOCK_EX | LOCK_NB) != 0 || ::ftruncate(file.get(), 0) != 0)
+      ::flock(file.get(), LOCK_EX | LOCK_NB) != 0 || ::ftruncate(file.get(), 0) != 0) {
     return 1;
+  }
   *handle = handleOfDescriptor(file.release());
   return 0;
 }
@@ -181,7 +217,9 @@ int LinuxFilesystem::closeFile(DeviceHandle handle) {
 }
 
 int LinuxFilesystem::setFileSize(DeviceHandle handle, std::uint64_t size) {
-  if (size > static_cast<std::uint64_t>(INT64_MAX)) return 1;
+  if (size > static_cast<std::uint64_t>(INT64_MAX)) {
+    return 1;
+  }
   return ::ftruncate(descriptorOf(handle), static_cast<off_t>(size)) == 0 ? 0 : 1;
 }
 
@@ -197,9 +235,15 @@ ProtocolResult LinuxFilesystem::transfer(const TransferRequest& request, std::ui
     case TransferOutcome::Kind::Finished:
       break;
   }
-  if (refused(outcome.error)) return ProtocolResult::Failure;
-  if (done != nullptr) *done = outcome.bytes;
-  if (volumeIsFull(outcome.error, request.descriptor)) return ProtocolResult::VolumeFull;
+  if (refused(outcome.error)) {
+    return ProtocolResult::Failure;
+  }
+  if (done != nullptr) {
+    *done = outcome.bytes;
+  }
+  if (volumeIsFull(outcome.error, request.descriptor)) {
+    return ProtocolResult::VolumeFull;
+  }
   if (request.writeFrom != nullptr && outcome.error == 0 && outcome.bytes > 0 &&
       outcome.bytes < request.length) {
     // Why a write stopped halfway shows in what becomes of the rest.
@@ -207,8 +251,9 @@ ProtocolResult LinuxFilesystem::transfer(const TransferRequest& request, std::ui
     rest.offset += outcome.bytes;
     rest.length -= outcome.bytes;
     rest.writeFrom = static_cast<const char*>(request.writeFrom) + outcome.bytes;
-    if (volumeIsFull(transfers_.run(rest, timeoutSeconds).error, request.descriptor))
+    if (volumeIsFull(transfers_.run(rest, timeoutSeconds).error, request.descriptor)) {
       return ProtocolResult::VolumeFull;
+    }
   }
   return outcome.error == 0 && outcome.bytes == request.length ? ProtocolResult::Success
                                                                : ProtocolResult::MediumError;

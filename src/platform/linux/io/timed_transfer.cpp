@@ -22,12 +22,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // Enough for every sector size and every controller's address rule.
-constexpr std::size_t Alignment = 4096;
+constexpr std::size_t kAlignment = 4096;
 // The kernel moves no more than this in one call.
-constexpr std::size_t LongestTransfer = 0x7FFFF000;
+constexpr std::size_t kLongestTransfer = 0x7FFFF000;
 // Each request that hangs pins its buffer. A drive that collects this many will not recover by
 // more.
-constexpr std::size_t MostOutstanding = 64;
+constexpr std::size_t kMostOutstanding = 64;
 
 ssize_t transferNow(int descriptor, bool read, void* buffer, std::size_t length,
                     std::uint64_t offset) {
@@ -36,22 +36,24 @@ ssize_t transferNow(int descriptor, bool read, void* buffer, std::size_t length,
   do {
     moved =
         read ? ::pread(descriptor, buffer, length, at) : ::pwrite(descriptor, buffer, length, at);
-    if (moved < 0 && errno == ESPIPE)
+    if (moved < 0 && errno == ESPIPE) {
       moved = read ? ::read(descriptor, buffer, length) : ::write(descriptor, buffer, length);
+    }
   } while (moved < 0 && errno == EINTR);
   return moved;
 }
 
 // A thread that still hangs when the host unloads the module must find its code in place.
 void keepModuleLoaded() {
-  static const bool kept = [] {
+  static const bool kEpt = [] {
     Dl_info info = {};
     if (::dladdr(reinterpret_cast<const void*>(&keepModuleLoaded), &info) == 0 ||
-        info.dli_fname == nullptr)
+        info.dli_fname == nullptr) {
       return false;
+    }
     return ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
   }();
-  static_cast<void>(kept);
+  static_cast<void>(kEpt);
 }
 
 }  // namespace
@@ -60,9 +62,11 @@ void keepModuleLoaded() {
 class TimedTransfer::Buffer {
  public:
   bool reserve(std::size_t bytes) {
-    if (bytes <= capacity_) return true;
-    const std::size_t rounded = (bytes + Alignment - 1) / Alignment * Alignment;
-    memory_.reset(std::aligned_alloc(Alignment, rounded));
+    if (bytes <= capacity_) {
+      return true;
+    }
+    const std::size_t rounded = (bytes + kAlignment - 1) / kAlignment * kAlignment;
+    memory_.reset(std::aligned_alloc(kAlignment, rounded));
     capacity_ = memory_ == nullptr ? 0 : rounded;
     return memory_ != nullptr;
   }
@@ -81,16 +85,22 @@ class TimedTransfer::Ring {
  public:
   Ring() { open_ = ::io_uring_queue_init(2, &ring_, 0) == 0; }
   ~Ring() {
-    if (open_) ::io_uring_queue_exit(&ring_);
+    if (open_) {
+      ::io_uring_queue_exit(&ring_);
+    }
   }
   Ring(const Ring&) = delete;
   Ring& operator=(const Ring&) = delete;
 
   /// The first kernels with rings could not read and write by plain address.
   bool usable() {
-    if (!open_) return false;
+    if (!open_) {
+      return false;
+    }
     io_uring_probe* const probe = ::io_uring_get_probe_ring(&ring_);
-    if (probe == nullptr) return false;
+    if (probe == nullptr) {
+      return false;
+    }
     const bool able = ::io_uring_opcode_supported(probe, IORING_OP_READ) != 0 &&
                       ::io_uring_opcode_supported(probe, IORING_OP_WRITE) != 0;
     ::io_uring_free_probe(probe);
@@ -101,16 +111,20 @@ class TimedTransfer::Ring {
   bool submit(const TransferRequest& request) {
     descriptor_.reset(::fcntl(request.descriptor, F_DUPFD_CLOEXEC, 0));
     io_uring_sqe* entry = descriptor_.valid() ? ::io_uring_get_sqe(&ring_) : nullptr;
-    if (entry == nullptr) return false;
+    if (entry == nullptr) {
+      return false;
+    }
     const auto length = static_cast<unsigned>(request.length);
-    if (request.readInto != nullptr)
+    if (request.readInto != nullptr) {
       ::io_uring_prep_read(entry, descriptor_.get(), buffer_.data(), length, request.offset);
-    else
+    } else {
       ::io_uring_prep_write(entry, descriptor_.get(), buffer_.data(), length, request.offset);
-    entry->user_data = TransferTag;
+    }
+    entry->user_data = kTransferTag;
     int submitted = 0;
-    do submitted = ::io_uring_submit(&ring_);
-    while (submitted == -EINTR);
+    do {
+      submitted = ::io_uring_submit(&ring_);
+    } while (submitted == -EINTR);
     inFlight_ = submitted == 1;
     return inFlight_;
   }
@@ -118,14 +132,20 @@ class TimedTransfer::Ring {
   /// Waits until the deadline. @return whether the request has ended
   bool wait(Clock::time_point deadline, std::int32_t* result) {
     for (;;) {
-      if (reap(result)) return true;
+      if (reap(result)) {
+        return true;
+      }
       const auto left = deadline - Clock::now();
-      if (left <= Clock::duration::zero()) return false;
+      if (left <= Clock::duration::zero()) {
+        return false;
+      }
       const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
       __kernel_timespec limit = {nanoseconds / 1000000000, nanoseconds % 1000000000};
       io_uring_cqe* entry = nullptr;
       const int waited = ::io_uring_wait_cqe_timeout(&ring_, &entry, &limit);
-      if (waited < 0 && waited != -ETIME && waited != -EINTR && waited != -EAGAIN) return false;
+      if (waited < 0 && waited != -ETIME && waited != -EINTR && waited != -EAGAIN) {
+        return false;
+      }
     }
   }
 
@@ -133,27 +153,31 @@ class TimedTransfer::Ring {
   bool reap(std::int32_t* result) {
     io_uring_cqe* entry = nullptr;
     while (inFlight_ && ::io_uring_peek_cqe(&ring_, &entry) == 0 && entry != nullptr) {
-      if (entry->user_data == TransferTag) {
+      if (entry->user_data == kTransferTag) {
         inFlight_ = false;
         *result = entry->res;
       }
       ::io_uring_cqe_seen(&ring_, entry);
     }
-    if (!inFlight_) descriptor_.reset();
+    if (!inFlight_) {
+      descriptor_.reset();
+    }
     return !inFlight_;
   }
 
   void cancel() {
     io_uring_sqe* entry = ::io_uring_get_sqe(&ring_);
-    if (entry == nullptr) return;
-    ::io_uring_prep_cancel64(entry, TransferTag, 0);
-    entry->user_data = CancelTag;
+    if (entry == nullptr) {
+      return;
+    }
+    ::io_uring_prep_cancel64(entry, kTransferTag, 0);
+    entry->user_data = kCancelTag;
     ::io_uring_submit(&ring_);
   }
 
  private:
-  static constexpr std::uint64_t TransferTag = 1;
-  static constexpr std::uint64_t CancelTag = 2;
+  static constexpr std::uint64_t kTransferTag = 1;
+  static constexpr std::uint64_t kCancelTag = 2;
 
   io_uring ring_ = {};
   bool open_ = false;
@@ -173,7 +197,9 @@ TimedTransfer::~TimedTransfer() {
   // A request in flight still writes into its buffer; closing the ring does not wait for the
   // device. Such memory is left to the end of the process.
   outstanding();
-  for (auto& ring : abandoned_) static_cast<void>(ring.release());
+  for (auto& ring : abandoned_) {
+    static_cast<void>(ring.release());
+  }
 }
 
 std::size_t TimedTransfer::outstanding() {
@@ -190,35 +216,51 @@ std::size_t TimedTransfer::outstanding() {
 
 std::unique_ptr<TimedTransfer::Ring> TimedTransfer::takeRing() {
   const std::lock_guard lock(mutex_);
-  if (ringRefused_) return nullptr;
+  if (ringRefused_) {
+    return nullptr;
+  }
   if (!idle_.empty()) {
     auto ring = std::move(idle_.back());
     idle_.pop_back();
     return ring;
   }
   auto ring = std::make_unique<Ring>();
-  if (ring->usable()) return ring;
+  if (ring->usable()) {
+    return ring;
+  }
   ringRefused_ = true;
   return nullptr;
 }
 
 TransferOutcome TimedTransfer::run(const TransferRequest& request, std::uint32_t timeoutSeconds) {
-  if ((request.readInto == nullptr) == (request.writeFrom == nullptr)) return {};
-  if (request.length > LongestTransfer ||
-      request.offset > static_cast<std::uint64_t>(INT64_MAX) - request.length)
+  if ((request.readInto == nullptr) == (request.writeFrom == nullptr)) {
     return {};
-  if (outstanding() >= MostOutstanding) return {};
-  if (auto ring = takeRing()) return runOnRing(std::move(ring), request, timeoutSeconds);
+  }
+  if (request.length > kLongestTransfer ||
+      request.offset > static_cast<std::uint64_t>(INT64_MAX) - request.length) {
+    return {};
+  }
+  if (outstanding() >= kMostOutstanding) {
+    return {};
+  }
+  if (auto ring = takeRing()) {
+    return runOnRing(std::move(ring), request, timeoutSeconds);
+  }
   return runOnThread(request, timeoutSeconds);
 }
 
 TransferOutcome TimedTransfer::runOnRing(std::unique_ptr<Ring> ring, const TransferRequest& request,
                                          std::uint32_t timeoutSeconds) {
-  if (!ring->buffer().reserve(request.length)) return {};
-  if (request.writeFrom != nullptr)
+  if (!ring->buffer().reserve(request.length)) {
+    return {};
+  }
+  if (request.writeFrom != nullptr) {
     std::memcpy(ring->buffer().data(), request.writeFrom, request.length);
+  }
   const auto deadline = Clock::now() + std::chrono::seconds(timeoutSeconds);
-  if (!ring->submit(request)) return {};
+  if (!ring->submit(request)) {
+    return {};
+  }
 
   TransferOutcome outcome;
   std::int32_t result = 0;
@@ -235,8 +277,9 @@ TransferOutcome TimedTransfer::runOnRing(std::unique_ptr<Ring> ring, const Trans
     outcome.error = -result;
   } else {
     outcome.bytes = std::min<std::uint64_t>(static_cast<std::uint32_t>(result), request.length);
-    if (request.readInto != nullptr)
+    if (request.readInto != nullptr) {
       std::memcpy(request.readInto, ring->buffer().data(), outcome.bytes);
+    }
   }
   const std::lock_guard lock(mutex_);
   idle_.push_back(std::move(ring));
@@ -257,9 +300,13 @@ TransferOutcome TimedTransfer::runOnThread(const TransferRequest& request,
   };
   const auto shared = std::make_shared<Shared>();
   shared->descriptor.reset(::fcntl(request.descriptor, F_DUPFD_CLOEXEC, 0));
-  if (!shared->descriptor.valid() || !shared->buffer.reserve(request.length)) return {};
+  if (!shared->descriptor.valid() || !shared->buffer.reserve(request.length)) {
+    return {};
+  }
   const bool read = request.readInto != nullptr;
-  if (!read) std::memcpy(shared->buffer.data(), request.writeFrom, request.length);
+  if (!read) {
+    std::memcpy(shared->buffer.data(), request.writeFrom, request.length);
+  }
 
   const auto deadline = Clock::now() + std::chrono::seconds(timeoutSeconds);
   keepModuleLoaded();
@@ -273,7 +320,9 @@ TransferOutcome TimedTransfer::runOnThread(const TransferRequest& request,
       shared->moved = moved;
       shared->error = error;
       shared->done = true;
-      if (shared->abandoned) --count->running;
+      if (shared->abandoned) {
+        --count->running;
+      }
       shared->ended.notify_all();
     }).detach();
   } catch (const std::exception&) {
@@ -291,8 +340,9 @@ TransferOutcome TimedTransfer::runOnThread(const TransferRequest& request,
   outcome.kind = TransferOutcome::Kind::Finished;
   outcome.error = shared->error;
   outcome.bytes = shared->moved < 0 ? 0 : static_cast<std::uint64_t>(shared->moved);
-  if (read && outcome.bytes > 0)
+  if (read && outcome.bytes > 0) {
     std::memcpy(request.readInto, shared->buffer.data(), outcome.bytes);
+  }
   return outcome;
 }
 

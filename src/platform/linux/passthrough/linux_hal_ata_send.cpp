@@ -13,12 +13,17 @@ class LinuxHalAtaSend final : public HalAtaSend {
   ProtocolResult Send(DeviceHandle handle, AtaCmd& command) override {
     // A data command that asks for no bytes would move 256 or 65536 sectors on the wire.
     const bool movesData = command.dataDirection != DataDirection::None;
-    if (command.transferBytes > 0xFFFFFFFFu || (movesData && command.transferBytes == 0))
+    if (command.transferBytes > 0xFFFFFFFFu || (movesData && command.transferBytes == 0)) {
       return ProtocolResult::TransportFailure;
+    }
     SgCommand packed = ataPassThrough(command);
     const int error = sendSgCommand(handle, packed);
-    if (error == EACCES || error == EPERM) return ProtocolResult::AccessDenied;
-    if (error != 0) return ProtocolResult::TransportFailure;
+    if (error == EACCES || error == EPERM) {
+      return ProtocolResult::AccessDenied;
+    }
+    if (error != 0) {
+      return ProtocolResult::TransportFailure;
+    }
     return takeAtaAnswer(packed, command);
   }
 };
@@ -26,8 +31,8 @@ class LinuxHalAtaSend final : public HalAtaSend {
 }  // namespace
 
 HalAtaSend& halAtaSend() {
-  static auto* const send = new LinuxHalAtaSend;
-  return *send;
+  static auto* const kSend = new LinuxHalAtaSend;
+  return *kSend;
 }
 
 }  // namespace ostria::storage

@@ -22,11 +22,14 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
  public:
   ProtocolResult Send(DeviceHandle handle, std::uint32_t /*extra*/, NvmeCmd& command) override {
     if (command.transferBytes > 0xFFFFFFFFu ||
-        (command.transferBytes != 0 && command.data == nullptr))
+        (command.transferBytes != 0 && command.data == nullptr)) {
       return ProtocolResult::Failure;
+    }
     // The opcode tells the kernel which way the data go. Nothing is sent to the device on this
     // road.
-    if (command.transferBytes != 0 && (command.opcode & 1) != 0) return ProtocolResult::Failure;
+    if (command.transferBytes != 0 && (command.opcode & 1) != 0) {
+      return ProtocolResult::Failure;
+    }
     // A block of our own frees the caller from any alignment, and stays untouched on a failure.
     std::vector<std::uint8_t> block(static_cast<std::size_t>(command.transferBytes));
     nvme_passthru_cmd packed = {};
@@ -46,11 +49,17 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
 
     const auto request = command.ioQueue != 0 ? NVME_IOCTL_IO_CMD : NVME_IOCTL_ADMIN_CMD;
     const int status = ::ioctl(descriptorOf(handle), request, &packed);
-    if (status < 0) return ProtocolResult::Failure;
+    if (status < 0) {
+      return ProtocolResult::Failure;
+    }
     // A command without data counts as passed on, whatever its completion status. One with data and
     // an error has brought none: zeros in their place would pass for what the drive says.
-    if (status > 0 && !block.empty()) return ProtocolResult::Failure;
-    if (!block.empty()) std::memcpy(command.data, block.data(), block.size());
+    if (status > 0 && !block.empty()) {
+      return ProtocolResult::Failure;
+    }
+    if (!block.empty()) {
+      std::memcpy(command.data, block.data(), block.size());
+    }
     return ProtocolResult::Success;
   }
 };
@@ -72,18 +81,18 @@ class LinuxHalNvmeMiniIntelSend final : public HalNvmeMiniIntelSend {
 }  // namespace
 
 HalNvmeIntelSend& halNvmeIntelSend() {
-  static auto* const send = new LinuxHalNvmeIntelSend;
-  return *send;
+  static auto* const kSend = new LinuxHalNvmeIntelSend;
+  return *kSend;
 }
 
 HalNvmeSend& halNvmeSend() {
-  static auto* const send = new LinuxHalNvmeSend;
-  return *send;
+  static auto* const kSend = new LinuxHalNvmeSend;
+  return *kSend;
 }
 
 HalNvmeMiniIntelSend& halNvmeMiniIntelSend() {
-  static auto* const send = new LinuxHalNvmeMiniIntelSend;
-  return *send;
+  static auto* const kSend = new LinuxHalNvmeMiniIntelSend;
+  return *kSend;
 }
 
 }  // namespace ostria::storage

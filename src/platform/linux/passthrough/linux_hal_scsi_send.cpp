@@ -10,8 +10,9 @@ namespace {
 class LinuxHalScsiSend final : public HalScsiSend {
  public:
   ProtocolResult Send(DeviceHandle handle, std::uint32_t /*extra*/, ScsiCmd& command) override {
-    if (command.transferBytes > 0xFFFFFFFFu || command.cdbLength > command.cdb.size())
+    if (command.transferBytes > 0xFFFFFFFFu || command.cdbLength > command.cdb.size()) {
       return ProtocolResult::TransportFailure;
+    }
     SgCommand packed;
     packed.cdb = command.cdb;
     packed.cdbLength = command.cdbLength;
@@ -19,7 +20,9 @@ class LinuxHalScsiSend final : public HalScsiSend {
     packed.transferBytes = static_cast<std::uint32_t>(command.transferBytes);
     packed.data = command.data;
     packed.timeoutSeconds = command.timeoutSeconds;
-    if (sendSgCommand(handle, packed) != 0) return ProtocolResult::TransportFailure;
+    if (sendSgCommand(handle, packed) != 0) {
+      return ProtocolResult::TransportFailure;
+    }
 
     command.transferBytes = packed.movedBytes;
     command.scsiStatus = packed.status;
@@ -32,8 +35,8 @@ class LinuxHalScsiSend final : public HalScsiSend {
 }  // namespace
 
 HalScsiSend& halScsiSend() {
-  static auto* const send = new LinuxHalScsiSend;
-  return *send;
+  static auto* const kSend = new LinuxHalScsiSend;
+  return *kSend;
 }
 
 }  // namespace ostria::storage

@@ -5,9 +5,9 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint8_t ErrorBit = 0x01;
-constexpr std::uint8_t ReadyBit = 0x40;
-constexpr std::uint8_t BusyBit = 0x80;
+constexpr std::uint8_t kErrorBit = 0x01;
+constexpr std::uint8_t kReadyBit = 0x40;
+constexpr std::uint8_t kBusyBit = 0x80;
 
 // "ATA pass-through information available": the command went well and was asked for its registers.
 bool isInformation(std::uint8_t code, std::uint8_t qualifier) {
@@ -17,17 +17,25 @@ bool isInformation(std::uint8_t code, std::uint8_t qualifier) {
 // Any other sense tells of a failure. It is the drive's own only if the drive says so; a command
 // that was lost on the way leaves registers of no meaning.
 bool driveFailed(std::uint8_t status) {
-  return (status & (ErrorBit | ReadyBit | BusyBit)) == (ErrorBit | ReadyBit);
+  return (status & (kErrorBit | kReadyBit | kBusyBit)) == (kErrorBit | kReadyBit);
 }
 
 std::optional<AtaRegisters> fromDescriptors(std::span<const std::uint8_t> sense) {
-  if (sense.size() < 8) return std::nullopt;
+  if (sense.size() < 8) {
+    return std::nullopt;
+  }
   const std::size_t end = std::min<std::size_t>(sense.size(), std::size_t{8} + sense[7]);
   for (std::size_t at = 8; at + 2 <= end; at += std::size_t{2} + sense[at + 1]) {
-    if (sense[at] != 0x09 || sense[at + 1] != 12) continue;
-    if (at + 14 > end) return std::nullopt;
+    if (sense[at] != 0x09 || sense[at + 1] != 12) {
+      continue;
+    }
+    if (at + 14 > end) {
+      return std::nullopt;
+    }
     const auto field = sense.subspan(at, 14);
-    if (!isInformation(sense[2], sense[3]) && !driveFailed(field[13])) return std::nullopt;
+    if (!isInformation(sense[2], sense[3]) && !driveFailed(field[13])) {
+      return std::nullopt;
+    }
     return AtaRegisters{.error = field[3],
                         .sectorCount = field[5],
                         .lbaLow = field[7],
@@ -41,8 +49,10 @@ std::optional<AtaRegisters> fromDescriptors(std::span<const std::uint8_t> sense)
 
 // The fixed form has no mark of its own, so the status register must be where it belongs.
 std::optional<AtaRegisters> fromFixed(std::span<const std::uint8_t> sense) {
-  if (sense.size() < 14) return std::nullopt;
-  if (isInformation(sense[12], sense[13]) || driveFailed(sense[4]))
+  if (sense.size() < 14) {
+    return std::nullopt;
+  }
+  if (isInformation(sense[12], sense[13]) || driveFailed(sense[4])) {
     return AtaRegisters{.error = sense[3],
                         .sectorCount = sense[6],
                         .lbaLow = sense[9],
@@ -50,20 +60,24 @@ std::optional<AtaRegisters> fromFixed(std::span<const std::uint8_t> sense) {
                         .lbaHigh = sense[11],
                         .device = sense[5],
                         .status = sense[4]};
+  }
   // Kernels before 6.11 put the fields five bytes too far back, where the upper address is cut off.
-  if (sense[3] == 0 && sense[4] == 0 && driveFailed(sense[9]))
+  if (sense[3] == 0 && sense[4] == 0 && driveFailed(sense[9])) {
     return AtaRegisters{.error = sense[8],
                         .sectorCount = sense[11],
                         .lbaLow = sense.size() > 17 ? sense[17] : std::uint8_t{0},
                         .device = sense[10],
                         .status = sense[9]};
+  }
   return std::nullopt;
 }
 
 }  // namespace
 
 std::optional<AtaRegisters> ataRegistersFromSense(std::span<const std::uint8_t> sense) {
-  if (sense.empty()) return std::nullopt;
+  if (sense.empty()) {
+    return std::nullopt;
+  }
   switch (sense[0] & 0x7F) {
     case 0x72:
       return fromDescriptors(sense);

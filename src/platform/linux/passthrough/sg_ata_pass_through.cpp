@@ -9,29 +9,33 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint8_t StatusGood = 0;
-constexpr std::uint8_t StatusCheckCondition = 2;
+constexpr std::uint8_t kStatusGood = 0;
+constexpr std::uint8_t kStatusCheckCondition = 2;
 // What a drive shows after a command without an error: ready, seek complete.
-constexpr std::uint8_t CleanStatus = 0x50;
+constexpr std::uint8_t kCleanStatus = 0x50;
 
 enum Protocol : std::uint8_t { NonData = 3, PioIn = 4, PioOut = 5, Dma = 6 };
 
 bool movesByDma(std::uint8_t command) {
-  constexpr std::uint8_t commands[] = {0x25, 0x35, 0x3D, 0x47, 0x57, 0xC8, 0xCA};
-  return std::find(std::begin(commands), std::end(commands), command) != std::end(commands);
+  constexpr std::uint8_t kCommands[] = {0x25, 0x35, 0x3D, 0x47, 0x57, 0xC8, 0xCA};
+  return std::find(std::begin(kCommands), std::end(kCommands), command) != std::end(kCommands);
 }
 
 Protocol protocolOf(const AtaCmd& command) {
-  if (command.dataDirection == DataDirection::None) return NonData;
-  if (movesByDma(command.command)) return Dma;
+  if (command.dataDirection == DataDirection::None) {
+    return NonData;
+  }
+  if (movesByDma(command.command)) {
+    return Dma;
+  }
   return command.dataDirection == DataDirection::FromDevice ? PioIn : PioOut;
 }
 
 }  // namespace
 
 SgCommand ataPassThrough(const AtaCmd& command) {
-  constexpr std::uint8_t checkCondition = 0x20, fromDevice = 0x08, inBlocks = 0x04,
-                         countField = 0x02, logicalSectors = 0x10;
+  constexpr std::uint8_t kCheckCondition = 0x20, kFromDevice = 0x08, kInBlocks = 0x04,
+                         kCountField = 0x02, kLogicalSectors = 0x10;
   const bool extended = IsLba48Command(command.command);
   SgCommand out;
   out.cdbLength = 16;
@@ -42,13 +46,17 @@ SgCommand ataPassThrough(const AtaCmd& command) {
 
   // A command with data shows its registers when it fails; asked for them after a success, some
   // controllers show those from before the last block.
-  std::uint8_t flags = checkCondition;
+  std::uint8_t flags = kCheckCondition;
   if (command.dataDirection != DataDirection::None) {
-    flags = inBlocks | countField;
-    if (command.dataDirection == DataDirection::FromDevice) flags |= fromDevice;
+    flags = kInBlocks | kCountField;
+    if (command.dataDirection == DataDirection::FromDevice) {
+      flags |= kFromDevice;
+    }
     const std::uint64_t count =
         command.sectorCount + (extended ? std::uint64_t{command.sectorCountPrevious} << 8 : 0);
-    if (command.transferBytes != count * 512) flags |= logicalSectors;
+    if (command.transferBytes != count * 512) {
+      flags |= kLogicalSectors;
+    }
   }
   out.cdb = {0x85,
              static_cast<std::uint8_t>(protocolOf(command) << 1 | (extended ? 1 : 0)),
@@ -71,10 +79,10 @@ SgCommand ataPassThrough(const AtaCmd& command) {
 
 ProtocolResult takeAtaAnswer(const SgCommand& answer, AtaCmd& command) {
   std::optional<AtaRegisters> registers;
-  if (answer.status == StatusCheckCondition) {
+  if (answer.status == kStatusCheckCondition) {
     const std::size_t length = std::min<std::size_t>(answer.senseLength, answer.sense.size());
     registers = ataRegistersFromSense(std::span(answer.sense).first(length));
-  } else if (answer.status == StatusGood &&
+  } else if (answer.status == kStatusGood &&
              (!command.wantRegisters || command.dataDirection != DataDirection::None)) {
     // The registers are held back. That the command went well has been said.
     registers = AtaRegisters{.sectorCount = command.sectorCount,
@@ -82,9 +90,11 @@ ProtocolResult takeAtaAnswer(const SgCommand& answer, AtaCmd& command) {
                              .lbaMid = command.lbaMid,
                              .lbaHigh = command.lbaHigh,
                              .device = command.device,
-                             .status = CleanStatus};
+                             .status = kCleanStatus};
   }
-  if (!registers) return ProtocolResult::TransportFailure;
+  if (!registers) {
+    return ProtocolResult::TransportFailure;
+  }
 
   command.features = registers->error;
   command.sectorCount = registers->sectorCount;
@@ -94,7 +104,9 @@ ProtocolResult takeAtaAnswer(const SgCommand& answer, AtaCmd& command) {
   command.device = registers->device;
   command.command = registers->status;
   if (command.dataDirection == DataDirection::FromDevice) {
-    if (answer.movedBytes == 0 && command.transferBytes != 0) return ProtocolResult::NoDataReturned;
+    if (answer.movedBytes == 0 && command.transferBytes != 0) {
+      return ProtocolResult::NoDataReturned;
+    }
     command.transferBytes = answer.movedBytes;
   }
   return ProtocolResult::Success;

@@ -20,15 +20,19 @@ struct Free {
 
 // Pages that the kernel can hand to the controller as they are.
 std::unique_ptr<void, Free> makeBlock(std::size_t bytes) {
-  constexpr std::size_t page = 4096;
-  const std::size_t rounded = (bytes + page - 1) / page * page;
-  std::unique_ptr<void, Free> block(std::aligned_alloc(page, rounded));
-  if (block != nullptr) std::memset(block.get(), 0, rounded);
+  constexpr std::size_t kPage = 4096;
+  const std::size_t rounded = (bytes + kPage - 1) / kPage * kPage;
+  std::unique_ptr<void, Free> block(std::aligned_alloc(kPage, rounded));
+  if (block != nullptr) {
+    std::memset(block.get(), 0, rounded);
+  }
   return block;
 }
 
 int directionOf(const SgCommand& command) {
-  if (command.transferBytes == 0) return SG_DXFER_NONE;
+  if (command.transferBytes == 0) {
+    return SG_DXFER_NONE;
+  }
   switch (command.direction) {
     case DataDirection::FromDevice:
       return SG_DXFER_FROM_DEV;
@@ -46,10 +50,16 @@ int sendSgCommand(DeviceHandle handle, SgCommand& command) {
   const int direction = directionOf(command);
   std::unique_ptr<void, Free> block;
   if (direction != SG_DXFER_NONE) {
-    if (command.data == nullptr) return EINVAL;
+    if (command.data == nullptr) {
+      return EINVAL;
+    }
     block = makeBlock(command.transferBytes);
-    if (block == nullptr) return ENOMEM;
-    if (direction == SG_DXFER_TO_DEV) std::memcpy(block.get(), command.data, command.transferBytes);
+    if (block == nullptr) {
+      return ENOMEM;
+    }
+    if (direction == SG_DXFER_TO_DEV) {
+      std::memcpy(block.get(), command.data, command.transferBytes);
+    }
   }
 
   sg_io_hdr_t header = {};
@@ -63,17 +73,23 @@ int sendSgCommand(DeviceHandle handle, SgCommand& command) {
   header.sbp = command.sense.data();
   header.timeout = std::min(command.timeoutSeconds, 0xFFFFFFFFu / 1000) * 1000;
   // A signal may end the wait, never the command: sending it again would execute it twice.
-  if (::ioctl(descriptorOf(handle), SG_IO, &header) < 0) return errno == 0 ? EIO : errno;
+  if (::ioctl(descriptorOf(handle), SG_IO, &header) < 0) {
+    return errno == 0 ? EIO : errno;
+  }
 
-  constexpr int senseAvailable = 0x08;
-  if (header.host_status != 0 || (header.driver_status & 0x0F & ~senseAvailable) != 0) return EIO;
+  constexpr int kSenseAvailable = 0x08;
+  if (header.host_status != 0 || (header.driver_status & 0x0F & ~kSenseAvailable) != 0) {
+    return EIO;
+  }
 
   command.status = header.status;
   command.senseLength = header.sb_len_wr;
   const auto asked = static_cast<std::int64_t>(header.dxfer_len);
   command.movedBytes =
       static_cast<std::uint32_t>(std::clamp<std::int64_t>(asked - header.resid, 0, asked));
-  if (direction == SG_DXFER_FROM_DEV) std::memcpy(command.data, block.get(), command.movedBytes);
+  if (direction == SG_DXFER_FROM_DEV) {
+    std::memcpy(command.data, block.get(), command.movedBytes);
+  }
   return 0;
 }
 

@@ -14,8 +14,11 @@ using Row = std::map<std::string, std::string>;
 
 /// The value under a name, whatever the case of its letters.
 const std::string* valueOf(const Row& row, const std::string& name) {
-  for (const auto& [key, value] : row)
-    if (sameName(key, name)) return &value;
+  for (const auto& [key, value] : row) {
+    if (sameName(key, name)) {
+      return &value;
+    }
+  }
   return nullptr;
 }
 
@@ -23,7 +26,9 @@ const std::string* valueOf(const Row& row, const std::string& name) {
 
 CimResult LinuxCim::query(const char* const* fields, const char* where, const char* className,
                           int fieldCount, CimTable** table, const std::wstring& nameSpace) {
-  if (fieldCount > 0 && (where == nullptr || *where == '\0')) return CimResult::QueryIncomplete;
+  if (fieldCount > 0 && (where == nullptr || *where == '\0')) {
+    return CimResult::QueryIncomplete;
+  }
   return select(fields, where, className, fieldCount, table, nameSpace);
 }
 
@@ -34,33 +39,46 @@ CimResult LinuxCim::queryAll(CimTable** table, const char* className, int fieldC
 
 CimResult LinuxCim::select(const char* const* fields, const char* where, const char* className,
                            int fieldCount, CimTable** table, const std::wstring& nameSpace) {
-  if (fieldCount <= 0) return CimResult::NoFields;
-  if (fields == nullptr || className == nullptr || *className == '\0' || table == nullptr)
+  if (fieldCount <= 0) {
+    return CimResult::NoFields;
+  }
+  if (fields == nullptr || className == nullptr || *className == '\0' || table == nullptr) {
     return CimResult::QueryIncomplete;
-  for (int i = 0; i < fieldCount; ++i)
-    if (fields[i] == nullptr) return CimResult::NullFieldName;
+  }
+  for (int i = 0; i < fieldCount; ++i) {
+    if (fields[i] == nullptr) {
+      return CimResult::NullFieldName;
+    }
+  }
   std::optional<WqlCondition> condition;
-  if (where != nullptr && !(condition = parseWqlCondition(where))) return CimResult::ConnectFailed;
+  if (where != nullptr && !(condition = parseWqlCondition(where))) {
+    return CimResult::ConnectFailed;
+  }
 
   std::vector<Row> rows;
   if (sameName(className, "Win32_PnPSignedDriver")) {
     rows = diskDriverRows();
   } else {
     const auto store = LinuxResultStore::open(resultStorePath());
-    if (store == nullptr || !store->read(toNarrow(nameSpace), className, rows))
+    if (store == nullptr || !store->read(toNarrow(nameSpace), className, rows)) {
       return CimResult::ConnectFailed;
+    }
   }
 
   auto answer = std::make_unique<CimTable>();
   for (const Row& row : rows) {
     if (condition) {
       const std::string* const value = valueOf(row, condition->property);
-      if (value == nullptr || !condition->accepts(*value)) continue;
+      if (value == nullptr || !condition->accepts(*value)) {
+        continue;
+      }
     }
     auto& columns = answer->emplace_back();
     for (int i = 0; i < fieldCount; ++i) {
       auto& column = columns.emplace_back();
-      if (const std::string* const value = valueOf(row, fields[i])) column.push_back(*value);
+      if (const std::string* const value = valueOf(row, fields[i])) {
+        column.push_back(*value);
+      }
     }
   }
   *table = answer.release();
@@ -70,10 +88,16 @@ CimResult LinuxCim::select(const char* const* fields, const char* where, const c
 CimResult LinuxCim::writeRecord(const std::vector<std::string>& names,
                                 const std::vector<std::string>& values, const char* className,
                                 const std::wstring& nameSpace) {
-  if (className == nullptr || *className == '\0') return CimResult::QueryIncomplete;
-  if (names.size() != values.size()) return CimResult::Success;
+  if (className == nullptr || *className == '\0') {
+    return CimResult::QueryIncomplete;
+  }
+  if (names.size() != values.size()) {
+    return CimResult::Success;
+  }
   LinuxResultStore::Record texts;
-  for (std::size_t i = 0; i < names.size(); ++i) texts[names[i]] = values[i];
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    texts[names[i]] = values[i];
+  }
   const auto store = LinuxResultStore::open(resultStorePath());
   return store != nullptr && store->add(toNarrow(nameSpace), className, texts)
              ? CimResult::Success
@@ -84,9 +108,12 @@ CimResult LinuxCim::ensureNamespace(const std::wstring& parent, const std::wstri
                                     bool* existed) {
   bool before = false;
   const auto store = LinuxResultStore::open(resultStorePath());
-  if (store == nullptr || !store->ensureNamespace(toNarrow(parent + L"\\" + name), before))
+  if (store == nullptr || !store->ensureNamespace(toNarrow(parent + L"\\" + name), before)) {
     return CimResult::ConnectFailed;
-  if (existed != nullptr) *existed = before;
+  }
+  if (existed != nullptr) {
+    *existed = before;
+  }
   return CimResult::Success;
 }
 

@@ -28,13 +28,17 @@ std::string cleaned(const std::string& text) {
 /// Model from the ATA information page (SAT, VPD page 89h), where the kernel keeps it: the 16
 /// characters of the SCSI model are too few for most ATA drives.
 std::string ataModel(const fs::path& device) {
-  constexpr std::size_t identifyOffset = 60;
-  constexpr std::size_t modelOffset = identifyOffset + 2 * 27;
-  constexpr std::size_t modelBytes = 40;
+  constexpr std::size_t kIdentifyOffset = 60;
+  constexpr std::size_t kModelOffset = kIdentifyOffset + 2 * 27;
+  constexpr std::size_t kModelBytes = 40;
   const std::string page = readFile(device / "vpd_pg89");
-  if (page.size() < modelOffset + modelBytes) return "";
-  std::string model = page.substr(modelOffset, modelBytes);
-  for (std::size_t i = 0; i + 1 < model.size(); i += 2) std::swap(model[i], model[i + 1]);
+  if (page.size() < kModelOffset + kModelBytes) {
+    return "";
+  }
+  std::string model = page.substr(kModelOffset, kModelBytes);
+  for (std::size_t i = 0; i + 1 < model.size(); i += 2) {
+    std::swap(model[i], model[i + 1]);
+  }
   return cleaned(model);
 }
 
@@ -42,7 +46,9 @@ std::string ataModel(const fs::path& device) {
 fs::path driverOf(const fs::path& device) {
   for (const fs::path& place : {device / "driver", device / "device" / "driver"}) {
     std::error_code failed;
-    if (const fs::path driver = fs::canonical(place, failed); !failed) return driver;
+    if (const fs::path driver = fs::canonical(place, failed); !failed) {
+      return driver;
+    }
   }
   return {};
 }
@@ -55,19 +61,28 @@ std::vector<std::map<std::string, std::string>> diskDriverRows(const std::string
   std::error_code failed;
   std::vector<fs::path> disks;
   for (fs::directory_iterator entry(root + "/sys/block", failed), end; !failed && entry != end;
-       entry.increment(failed))
+       entry.increment(failed)) {
     disks.push_back(entry->path());
+  }
   std::sort(disks.begin(), disks.end());
 
   for (const fs::path& disk : disks) {
     const fs::path device = fs::canonical(disk / "device", failed);
-    if (failed) continue;  // no hardware behind it: a loop or a mapped device
+    if (failed) {
+      continue;  // no hardware behind it: a loop or a mapped device
+    }
     std::string model = ataModel(device);
-    if (model.empty()) model = cleaned(readFile(device / "model"));
-    if (model.empty()) model = cleaned(readFile(device / "name"));  // eMMC and SD
+    if (model.empty()) {
+      model = cleaned(readFile(device / "model"));
+    }
+    if (model.empty()) {
+      model = cleaned(readFile(device / "name"));  // eMMC and SD
+    }
     const fs::path driver = driverOf(device);
     std::string version = driver.empty() ? "" : cleaned(readFile(driver / "module" / "version"));
-    if (version.empty()) version = kernel;
+    if (version.empty()) {
+      version = kernel;
+    }
     const bool usb = device.native().find("/usb") != std::string::npos;
     rows.push_back({{"DeviceClass", "DISKDRIVE"},
                     {"FriendlyName", model},

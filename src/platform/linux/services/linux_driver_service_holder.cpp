@@ -13,35 +13,48 @@ namespace {
 std::string pathOfService() {
   Dl_info info = {};
   if (::dladdr(reinterpret_cast<const void*>(&pathOfService), &info) == 0 ||
-      info.dli_fname == nullptr || info.dli_fname[0] == '\0')
+      info.dli_fname == nullptr || info.dli_fname[0] == '\0') {
     return {};
-  constexpr const char* service = "/libOstriaDiagnosticsDriverService.so";
+  }
+  constexpr const char* kService = "/libOstriaDiagnosticsDriverService.so";
   const std::string module = info.dli_fname;
-  if (module.front() == '/') return module.substr(0, module.rfind('/')) + service;
+  if (module.front() == '/') {
+    return module.substr(0, module.rfind('/')) + kService;
+  }
   // Loaded by a relative path: the loader knows the folder as it was then.
   void* const self = ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD);
-  if (self == nullptr) return {};
+  if (self == nullptr) {
+    return {};
+  }
   char folder[PATH_MAX + 1] = {};
   const bool known = ::dlinfo(self, RTLD_DI_ORIGIN, folder) == 0 && folder[0] == '/';
   ::dlclose(self);
-  return known ? folder + std::string(service) : std::string();
+  return known ? folder + std::string(kService) : std::string();
 }
 
 }  // namespace
 
 DriverServiceHolder::DriverServiceHolder() {
   const std::string path = pathOfService();
-  if (path.empty()) return;
+  if (path.empty()) {
+    return;
+  }
   library_ = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library_ == nullptr) return;
-  if (void* const create = ::dlsym(library_, "CreateZRDService"))
+  if (library_ == nullptr) {
+    return;
+  }
+  if (void* const create = ::dlsym(library_, "CreateZRDService")) {
     service_ = reinterpret_cast<CreateZRDServiceFunction>(create)();
+  }
 }
 
 DriverServiceHolder::~DriverServiceHolder() {
-  if (library_ == nullptr) return;
-  if (void* const destroy = ::dlsym(library_, "DestroyZRDService"))
+  if (library_ == nullptr) {
+    return;
+  }
+  if (void* const destroy = ::dlsym(library_, "DestroyZRDService")) {
     reinterpret_cast<DestroyZRDServiceFunction>(destroy)(service_);
+  }
   ::dlclose(library_);
 }
 

@@ -11,9 +11,9 @@
 namespace ostria::storage {
 namespace {
 
-constexpr int busyTimeoutMilliseconds = 30000;
+constexpr int kBusyTimeoutMilliseconds = 30000;
 
-constexpr const char* schemaStatements =
+constexpr const char* kSchemaStatements =
     "CREATE TABLE IF NOT EXISTS namespaces (path TEXT PRIMARY KEY COLLATE NOCASE) WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS records ("
     "  namespace TEXT NOT NULL COLLATE NOCASE, class TEXT NOT NULL COLLATE NOCASE,"
@@ -43,11 +43,15 @@ class Statement {
   /// Steps to the next row. @return false at the end, or on a failure, see `good`
   bool row() {
     const int result = good_ ? sqlite3_step(statement_) : SQLITE_ERROR;
-    if (result != SQLITE_ROW && result != SQLITE_DONE) good_ = false;
+    if (result != SQLITE_ROW && result != SQLITE_DONE) {
+      good_ = false;
+    }
     return result == SQLITE_ROW;
   }
   bool run() {
-    while (row()) continue;
+    while (row()) {
+      continue;
+    }
     return good_;
   }
   bool good() const { return good_; }
@@ -73,14 +77,18 @@ class Transaction {
   explicit Transaction(sqlite3* database)
       : database_(database), open_(execute(database, "BEGIN IMMEDIATE")) {}
   ~Transaction() {
-    if (open_) execute(database_, "ROLLBACK");
+    if (open_) {
+      execute(database_, "ROLLBACK");
+    }
   }
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
 
   bool open() const { return open_; }
   bool commit() {
-    if (!open_ || !execute(database_, "COMMIT")) return false;
+    if (!open_ || !execute(database_, "COMMIT")) {
+      return false;
+    }
     open_ = false;
     return true;
   }
@@ -92,7 +100,9 @@ class Transaction {
 
 std::string columnList() {
   std::string list;
-  for (const std::string& name : LinuxResultStore::textNames()) list += ", " + name;
+  for (const std::string& name : LinuxResultStore::textNames()) {
+    list += ", " + name;
+  }
   return list;
 }
 
@@ -104,10 +114,10 @@ std::string environment(const char* name) {
 }  // namespace
 
 const std::vector<std::string>& LinuxResultStore::textNames() {
-  static const std::vector<std::string> names = {"ModuleName",  "DeviceUdi",  "DeviceDisplayName",
-                                                 "TestName",    "TestStatus", "TestStartTimestamp",
-                                                 "TestDuration"};
-  return names;
+  static const std::vector<std::string> kNames = {"ModuleName",  "DeviceUdi",  "DeviceDisplayName",
+                                                  "TestName",    "TestStatus", "TestStartTimestamp",
+                                                  "TestDuration"};
+  return kNames;
 }
 
 void LinuxResultStore::Closer::operator()(sqlite3* database) const { sqlite3_close(database); }
@@ -119,15 +129,18 @@ LinuxResultStore::~LinuxResultStore() = default;
 
 std::unique_ptr<LinuxResultStore> LinuxResultStore::open(const std::string& path,
                                                          std::uint32_t limit) {
-  if (path.empty()) return nullptr;
+  if (path.empty()) {
+    return nullptr;
+  }
   std::error_code ignored;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
   sqlite3* raw = nullptr;
   const int result =
       sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   Database database(raw);
-  if (result != SQLITE_OK || sqlite3_busy_timeout(raw, busyTimeoutMilliseconds) != SQLITE_OK)
+  if (result != SQLITE_OK || sqlite3_busy_timeout(raw, kBusyTimeoutMilliseconds) != SQLITE_OK) {
     return nullptr;
+  }
   std::unique_ptr<LinuxResultStore> store(new LinuxResultStore(std::move(database), limit));
   return store->prepare() ? std::move(store) : nullptr;
 }
@@ -136,34 +149,51 @@ bool LinuxResultStore::prepare() {
   // The tables are there nearly always; looking first spares the readers the wait for a writer.
   Statement present(database_.get(),
                     "SELECT count(*) FROM sqlite_master WHERE name IN ('namespaces', 'records')");
-  if (!present.row()) return false;
-  if (present.number(0) == 2) return true;
+  if (!present.row()) {
+    return false;
+  }
+  if (present.number(0) == 2) {
+    return true;
+  }
   present.run();
   Transaction transaction(database_.get());
-  return transaction.open() && execute(database_.get(), schemaStatements) && transaction.commit();
+  return transaction.open() && execute(database_.get(), kSchemaStatements) && transaction.commit();
 }
 
 bool LinuxResultStore::add(const std::string& nameSpace, const std::string& className,
                            const Record& texts) {
-  for (const auto& [name, text] : texts)
-    if (std::find(textNames().begin(), textNames().end(), name) == textNames().end()) return false;
+  for (const auto& [name, text] : texts) {
+    if (std::find(textNames().begin(), textNames().end(), name) == textNames().end()) {
+      return false;
+    }
+  }
 
   Transaction transaction(database_.get());
-  if (!transaction.open()) return false;
+  if (!transaction.open()) {
+    return false;
+  }
   Statement known(database_.get(), "INSERT OR IGNORE INTO namespaces VALUES (?)");
-  if (!known.bind(nameSpace).run()) return false;
+  if (!known.bind(nameSpace).run()) {
+    return false;
+  }
 
   Statement state(database_.get(),
                   "SELECT count(*), max(Id) FROM records WHERE namespace = ? AND class = ?");
-  if (!state.bind(nameSpace).bind(className).row()) return false;
+  if (!state.bind(nameSpace).bind(className).row()) {
+    return false;
+  }
   const std::int64_t count = state.number(0);
   const std::int64_t id = count == 0 ? 0 : state.number(1) + 1;
-  if (!state.run()) return false;
+  if (!state.run()) {
+    return false;
+  }
   if (const std::int64_t surplus = count - (std::int64_t{limit_} - 1); surplus > 0) {
     Statement drop(database_.get(),
                    "DELETE FROM records WHERE namespace = ?1 AND class = ?2 AND Id IN (SELECT Id "
                    "FROM records WHERE namespace = ?1 AND class = ?2 ORDER BY Id LIMIT ?3)");
-    if (!drop.bind(nameSpace).bind(className).bind(surplus).run()) return false;
+    if (!drop.bind(nameSpace).bind(className).bind(surplus).run()) {
+      return false;
+    }
   }
 
   Statement insert(database_.get(), "INSERT INTO records (namespace, class, Id" + columnList() +
@@ -186,28 +216,40 @@ bool LinuxResultStore::read(const std::string& nameSpace, const std::string& cla
     Record& record = records.emplace_back();
     record["Id"] = select.text(0);
     int column = 0;
-    for (const std::string& name : textNames()) record[name] = select.text(++column);
+    for (const std::string& name : textNames()) {
+      record[name] = select.text(++column);
+    }
   }
   return select.good();
 }
 
 bool LinuxResultStore::ensureNamespace(const std::string& nameSpace, bool& existed) {
   Transaction transaction(database_.get());
-  if (!transaction.open()) return false;
+  if (!transaction.open()) {
+    return false;
+  }
   Statement insert(database_.get(), "INSERT OR IGNORE INTO namespaces VALUES (?)");
-  if (!insert.bind(nameSpace).run()) return false;
+  if (!insert.bind(nameSpace).run()) {
+    return false;
+  }
   existed = sqlite3_changes(database_.get()) == 0;
   return transaction.commit();
 }
 
 std::string resultStorePath() {
-  constexpr const char* file = "/ostria-diagnostics/results.sqlite";
-  if (std::string path = environment("OSTRIA_RESULTS"); !path.empty()) return path;
-  if (const std::string state = environment("XDG_STATE_HOME"); !state.empty() && state[0] == '/')
-    return state + file;
-  if (geteuid() == 0) return std::string("/var/lib") + file;
-  if (const std::string home = environment("HOME"); !home.empty())
-    return home + "/.local/state" + file;
+  constexpr const char* kFile = "/ostria-diagnostics/results.sqlite";
+  if (std::string path = environment("OSTRIA_RESULTS"); !path.empty()) {
+    return path;
+  }
+  if (const std::string state = environment("XDG_STATE_HOME"); !state.empty() && state[0] == '/') {
+    return state + kFile;
+  }
+  if (geteuid() == 0) {
+    return std::string("/var/lib") + kFile;
+  }
+  if (const std::string home = environment("HOME"); !home.empty()) {
+    return home + "/.local/state" + kFile;
+  }
   return "";
 }
 

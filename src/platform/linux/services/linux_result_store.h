@@ -15,7 +15,7 @@ namespace ostria::storage {
 /// writer waits up to half a minute for the others.
 class LinuxResultStore {
  public:
-  static constexpr std::uint32_t defaultLimit = 5000;
+  static constexpr std::uint32_t kDefaultLimit = 5000;
 
   /// A record: "Id" and the seven texts, by name.
   using Record = std::map<std::string, std::string>;
@@ -27,7 +27,7 @@ class LinuxResultStore {
   /// @param limit  records that a class keeps
   /// @return null when the file cannot be used
   static std::unique_ptr<LinuxResultStore> open(const std::string& path,
-                                                std::uint32_t limit = defaultLimit);
+                                                std::uint32_t limit = kDefaultLimit);
   ~LinuxResultStore();
 
   /// Adds a record under the next number; the oldest of its class go when there are too many.

@@ -18,7 +18,9 @@ class LinuxLibraryLoader final : public LibraryLoader {
     return library == nullptr ? nullptr : ::dlsym(library, name);
   }
   void unload(Library library) override {
-    if (library != nullptr) ::dlclose(library);
+    if (library != nullptr) {
+      ::dlclose(library);
+    }
   }
 };
 
@@ -43,18 +45,18 @@ class LinuxTimeHandler final : public TimeHandler {
 }  // namespace
 
 LibraryLoader* get_module() {
-  static auto* const loader = new LinuxLibraryLoader;
-  return loader;
+  static auto* const kLoader = new LinuxLibraryLoader;
+  return kLoader;
 }
 
 Timer* get_timer() {
-  static auto* const timer = new LinuxTimer;
-  return timer;
+  static auto* const kTimer = new LinuxTimer;
+  return kTimer;
 }
 
 TimeHandler* get_time_handler() {
-  static auto* const handler = new LinuxTimeHandler;
-  return handler;
+  static auto* const kHandler = new LinuxTimeHandler;
+  return kHandler;
 }
 
 }  // namespace ostria::storage

@@ -11,8 +11,8 @@ class LinuxStringHandlerImp final : public StringHandlerImp {};
 }  // namespace
 
 StringHandler& getLocalStringHandler() {
-  static auto* const handler = new LinuxStringHandlerImp;
-  return *handler;
+  static auto* const kHandler = new LinuxStringHandlerImp;
+  return *kHandler;
 }
 
 std::wstring toWide(const std::string& text) { return QString::fromStdString(text).toStdWString(); }

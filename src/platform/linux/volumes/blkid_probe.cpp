@@ -12,26 +12,32 @@ namespace {
 
 using Probe = std::unique_ptr<blkid_struct_probe, decltype(&blkid_free_probe)>;
 
-constexpr std::uint64_t BlkidSector = 512;
+constexpr std::uint64_t kBlkidSector = 512;
 // A table of a kind that has no entries of ours, such as a BSD label.
-constexpr PartitionStyle OtherStyle{3};
+constexpr PartitionStyle kOtherStyle{3};
 
 std::string hexDigitsOf(const std::string& text) {
   std::string digits;
-  for (const char c : text)
-    if (std::isxdigit(static_cast<unsigned char>(c)) != 0) digits += c;
+  for (const char c : text) {
+    if (std::isxdigit(static_cast<unsigned char>(c)) != 0) {
+      digits += c;
+    }
+  }
   return digits;
 }
 
 // A GUID text as its bytes on the disk: the first three fields little-endian.
 std::array<std::uint8_t, 16> guidBytes(const std::string& text) {
-  constexpr std::array<std::size_t, 16> order = {3, 2, 1,  0,  5,  4,  7,  6,
-                                                 8, 9, 10, 11, 12, 13, 14, 15};
+  constexpr std::array<std::size_t, 16> kOrder = {3, 2, 1,  0,  5,  4,  7,  6,
+                                                  8, 9, 10, 11, 12, 13, 14, 15};
   std::array<std::uint8_t, 16> bytes{};
   const std::string digits = hexDigitsOf(text);
-  if (digits.size() != 32) return bytes;
-  for (std::size_t i = 0; i < bytes.size(); ++i)
-    std::from_chars(digits.data() + 2 * i, digits.data() + 2 * i + 2, bytes[order[i]], 16);
+  if (digits.size() != 32) {
+    return bytes;
+  }
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    std::from_chars(digits.data() + 2 * i, digits.data() + 2 * i + 2, bytes[kOrder[i]], 16);
+  }
   return bytes;
 }
 
@@ -55,40 +61,51 @@ std::uint32_t volumeSerial(const std::string& uuid) {
 
 std::optional<DiskLayout> probeLayout(int descriptor) {
   const Probe probe(blkid_new_probe(), &blkid_free_probe);
-  if (probe == nullptr || blkid_probe_set_device(probe.get(), descriptor, 0, 0) != 0)
+  if (probe == nullptr || blkid_probe_set_device(probe.get(), descriptor, 0, 0) != 0) {
     return std::nullopt;
+  }
   blkid_probe_enable_superblocks(probe.get(), 0);
   blkid_probe_enable_partitions(probe.get(), 1);
   blkid_probe_set_partitions_flags(probe.get(), BLKID_PARTS_ENTRY_DETAILS);
   DiskLayout layout;
   layout.style = PartitionStyle::Raw;
   const int probed = blkid_do_safeprobe(probe.get());
-  if (probed < 0) return probed == -2 ? std::optional(layout) : std::nullopt;
+  if (probed < 0) {
+    return probed == -2 ? std::optional(layout) : std::nullopt;
+  }
   const blkid_partlist list = blkid_probe_get_partitions(probe.get());
   const blkid_parttable table = list == nullptr ? nullptr : blkid_partlist_get_table(list);
-  if (table == nullptr) return layout;
+  if (table == nullptr) {
+    return layout;
+  }
 
   const std::string type = blkid_parttable_get_type(table);
-  if (type == "gpt")
+  if (type == "gpt") {
     layout.style = PartitionStyle::Gpt;
-  else if (type == "dos")
+  } else if (type == "dos") {
     layout.style = PartitionStyle::Mbr;
-  else
-    layout.style = OtherStyle;
+  } else {
+    layout.style = kOtherStyle;
+  }
   for (int i = 0; i < blkid_partlist_numof_partitions(list); ++i) {
     const blkid_partition partition = blkid_partlist_get_partition(list, i);
-    if (partition == nullptr) continue;
-    // What lies inside another partition's own table (a BSD label, say) belongs to that partition.
-    if (blkid_partition_get_table(partition) != table && !blkid_partition_is_logical(partition))
+    if (partition == nullptr) {
       continue;
+    }
+    // What lies inside another partition's own table (a BSD label, say) belongs to that partition.
+    if (blkid_partition_get_table(partition) != table && !blkid_partition_is_logical(partition)) {
+      continue;
+    }
     LayoutEntry entry;
     entry.style = layout.style;
     entry.number = static_cast<std::uint32_t>(blkid_partition_get_partno(partition));
-    entry.start = static_cast<std::uint64_t>(blkid_partition_get_start(partition)) * BlkidSector;
-    entry.length = static_cast<std::uint64_t>(blkid_partition_get_size(partition)) * BlkidSector;
+    entry.start = static_cast<std::uint64_t>(blkid_partition_get_start(partition)) * kBlkidSector;
+    entry.length = static_cast<std::uint64_t>(blkid_partition_get_size(partition)) * kBlkidSector;
     entry.mbrType = static_cast<std::uint8_t>(blkid_partition_get_type(partition));
     const char* guid = blkid_partition_get_type_string(partition);
-    if (guid != nullptr) entry.gptType = guidBytes(guid);
+    if (guid != nullptr) {
+      entry.gptType = guidBytes(guid);
+    }
     layout.entries.push_back(entry);
   }
   return layout;
@@ -96,14 +113,20 @@ std::optional<DiskLayout> probeLayout(int descriptor) {
 
 std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node) {
   const Probe probe(blkid_new_probe_from_filename(node.c_str()), &blkid_free_probe);
-  if (probe == nullptr) return std::nullopt;
+  if (probe == nullptr) {
+    return std::nullopt;
+  }
   blkid_probe_enable_superblocks(probe.get(), 1);
   blkid_probe_set_superblocks_flags(probe.get(),
                                     BLKID_SUBLKS_LABEL | BLKID_SUBLKS_UUID | BLKID_SUBLKS_TYPE);
-  if (blkid_do_safeprobe(probe.get()) != 0) return std::nullopt;
+  if (blkid_do_safeprobe(probe.get()) != 0) {
+    return std::nullopt;
+  }
   VolumeFacts::Identity identity;
   identity.fileSystem = valueOf(probe.get(), "TYPE");
-  if (identity.fileSystem.empty()) return std::nullopt;
+  if (identity.fileSystem.empty()) {
+    return std::nullopt;
+  }
   identity.label = valueOf(probe.get(), "LABEL");
   identity.serial = volumeSerial(valueOf(probe.get(), "UUID"));
   return identity;

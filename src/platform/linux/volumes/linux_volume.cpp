@@ -18,7 +18,9 @@ bool isBlockDevice(const std::string& path) {
 
 // The root's source may be a name that only the kernel's command line knows.
 std::string nodeOf(const MountEntry& mount) {
-  if (isBlockDevice(mount.source)) return mount.source;
+  if (isBlockDevice(mount.source)) {
+    return mount.source;
+  }
   const std::uint32_t device = mount.device;
   return "/dev/block/" + std::to_string(device >> 8 & 0xFFF) + ":" +
          std::to_string((device & 0xFF) | (device >> 12 & 0xFFF00));
@@ -28,7 +30,9 @@ std::string nodeOf(const MountEntry& mount) {
 
 std::optional<LinuxVolume> LinuxVolume::find(const std::string& path) {
   struct stat about = {};
-  if (::stat(path.c_str(), &about) != 0) return std::nullopt;
+  if (::stat(path.c_str(), &about) != 0) {
+    return std::nullopt;
+  }
   const std::vector<MountEntry> mounts = readMounts();
   // The last one mounted at a place hides the others.
   const auto lastWith = [&](auto condition) {
@@ -37,21 +41,29 @@ std::optional<LinuxVolume> LinuxVolume::find(const std::string& path) {
   LinuxVolume volume;
   if (S_ISDIR(about.st_mode)) {
     const auto mount = lastWith([&](const MountEntry& entry) { return entry.target == path; });
-    if (mount == mounts.rend()) return std::nullopt;
+    if (mount == mounts.rend()) {
+      return std::nullopt;
+    }
     volume.device = nodeOf(*mount);
     volume.mountPoint = path;
-    if (!isBlockDevice(volume.device)) return std::nullopt;
+    if (!isBlockDevice(volume.device)) {
+      return std::nullopt;
+    }
   } else if (S_ISBLK(about.st_mode)) {
     volume.device = path;
     const auto number = deviceNumberOf(major(about.st_rdev), minor(about.st_rdev));
     const auto mount = lastWith([&](const MountEntry& entry) { return entry.device == number; });
-    if (mount != mounts.rend()) volume.mountPoint = mount->target;
+    if (mount != mounts.rend()) {
+      volume.mountPoint = mount->target;
+    }
   } else if (S_ISREG(about.st_mode)) {
     volume.device = path;
   } else {
     return std::nullopt;
   }
-  if (const auto found = probeFilesystem(volume.device)) volume.fileSystem = found->fileSystem;
+  if (const auto found = probeFilesystem(volume.device)) {
+    volume.fileSystem = found->fileSystem;
+  }
   return volume;
 }
 

@@ -18,14 +18,16 @@ bool readFileSystemName(const std::string& mountPoint, std::string& name) {
   const auto found = std::find_if(mounts.rbegin(), mounts.rend(), [&](const MountEntry& mount) {
     return mount.target == mountPoint;
   });
-  if (found == mounts.rend()) return false;
+  if (found == mounts.rend()) {
+    return false;
+  }
   name = fileSystemOf(*found);
   return true;
 }
 
 const std::vector<std::string>& scratchFileSystems() {
-  static const std::vector<std::string> names{"ntfs", "ext4", "ext3"};
-  return names;
+  static const std::vector<std::string> kNames{"ntfs", "ext4", "ext3"};
+  return kNames;
 }
 
 }  // namespace ostria::storage

@@ -26,7 +26,9 @@ bool canBeMountedAgain(const MountEntry& mount) {
 int mountWith(const MountEntry& mount, const std::string& options) {
   const std::unique_ptr<libmnt_context, decltype(&mnt_free_context)> context(mnt_new_context(),
                                                                              &mnt_free_context);
-  if (context == nullptr) return ENOMEM;
+  if (context == nullptr) {
+    return ENOMEM;
+  }
   mnt_context_set_source(context.get(), mount.source.c_str());
   mnt_context_set_target(context.get(), mount.target.c_str());
   mnt_context_set_options(context.get(), options.c_str());
@@ -36,7 +38,9 @@ int mountWith(const MountEntry& mount, const std::string& options) {
     mnt_context_disable_helpers(context.get(), 1);
   }
   const int result = mnt_context_mount(context.get());
-  if (result == 0 && mnt_context_get_status(context.get()) == 1) return 0;
+  if (result == 0 && mnt_context_get_status(context.get()) == 1) {
+    return 0;
+  }
   return result < 0 ? -result : EIO;
 }
 
@@ -53,7 +57,9 @@ std::vector<MountEntry> readMounts(const std::string& path) {
       mnt_new_table_from_file(path.c_str()), &mnt_unref_table);
   const std::unique_ptr<libmnt_iter, decltype(&mnt_free_iter)> step(mnt_new_iter(MNT_ITER_FORWARD),
                                                                     &mnt_free_iter);
-  if (table == nullptr || step == nullptr) return mounts;
+  if (table == nullptr || step == nullptr) {
+    return mounts;
+  }
   libmnt_fs* entry = nullptr;
   while (mnt_table_next_fs(table.get(), step.get(), &entry) == 0) {
     MountEntry mount;
@@ -67,15 +73,20 @@ std::vector<MountEntry> readMounts(const std::string& path) {
     mount.options = mount.plainOptions;
     const std::string own = textOf(mnt_fs_get_fs_options(entry));
     // The options that the kernel shows for a file system in user space are not those it takes.
-    if (!own.empty() && !isFuse(mount)) mount.options += "," + own;
+    if (!own.empty() && !isFuse(mount)) {
+      mount.options += "," + own;
+    }
     mounts.push_back(std::move(mount));
   }
   return mounts;
 }
 
 std::string fileSystemOf(const MountEntry& mount) {
-  if (mount.source.starts_with('/'))
-    if (const auto identity = probeFilesystem(mount.source)) return identity->fileSystem;
+  if (mount.source.starts_with('/')) {
+    if (const auto identity = probeFilesystem(mount.source)) {
+      return identity->fileSystem;
+    }
+  }
   return mount.type == "ntfs3" ? "ntfs" : mount.type;
 }
 
@@ -84,14 +95,18 @@ int unmountFilesystem(const std::string& target, TakenMounts& taken) {
   const std::vector<MountEntry> mounts = readMounts();
   const auto named = std::find_if(mounts.rbegin(), mounts.rend(),
                                   [&](const MountEntry& mount) { return mount.target == target; });
-  if (named == mounts.rend()) return ENOENT;
+  if (named == mounts.rend()) {
+    return ENOENT;
+  }
   TakenMounts places;
   std::copy_if(mounts.begin(), mounts.end(), std::back_inserter(places),
                [&](const MountEntry& mount) {
                  return mount.device == named->device && mount.source == named->source;
                });
   // Unmounting the root would not fail but make the running system read-only.
-  if (!std::all_of(places.begin(), places.end(), canBeMountedAgain)) return EBUSY;
+  if (!std::all_of(places.begin(), places.end(), canBeMountedAgain)) {
+    return EBUSY;
+  }
 
   for (auto place = places.rbegin(); place != places.rend(); ++place) {
     if (::umount2(place->target.c_str(), UMOUNT_NOFOLLOW) != 0) {
@@ -109,7 +124,9 @@ int mountAgain(const TakenMounts& taken) {
   int result = 0;
   for (const MountEntry& mount : taken) {
     const int error = mountOne(mount);
-    if (result == 0) result = error;
+    if (result == 0) {
+      result = error;
+    }
   }
   return result;
 }

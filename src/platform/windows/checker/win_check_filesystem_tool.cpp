@@ -14,12 +14,14 @@
 namespace ostria::storage {
 namespace {
 
-constexpr UINT stuckExitCode = 3;
-constexpr DWORD idleMilliseconds = 100;
+constexpr UINT kStuckExitCode = 3;
+constexpr DWORD kIdleMilliseconds = 100;
 
 /// "C:" of "C:\".
 std::string volumeOf(std::string path) {
-  if (path.find('\\') != std::string::npos) path.pop_back();
+  if (path.find('\\') != std::string::npos) {
+    path.pop_back();
+  }
   return path;
 }
 
@@ -27,7 +29,9 @@ std::string checkerPath() {
   std::array<wchar_t, 256> directory{};
   const UINT length =
       GetSystemWindowsDirectoryW(directory.data(), static_cast<UINT>(directory.size()));
-  if (length == 0 || length >= directory.size()) return "";
+  if (length == 0 || length >= directory.size()) {
+    return "";
+  }
   return toNarrow(std::wstring(directory.data(), length)) + "\\system32\\chkdsk.exe";
 }
 
@@ -37,8 +41,9 @@ std::string fromConsole(const std::string& line) {
   std::wstring wide(line.size(), L'\0');
   const int count = MultiByteToWideChar(CP_OEMCP, 0, line.data(), bytes, wide.data(), bytes);
   std::string text;
-  for (int i = 0; i < count; ++i)
+  for (int i = 0; i < count; ++i) {
     text += static_cast<char>(static_cast<unsigned char>(wide[static_cast<std::size_t>(i)]));
+  }
   return text;
 }
 
@@ -50,31 +55,43 @@ WinCheckFilesystemTool::WinCheckFilesystemTool(Tool* owner)
 ToolStatus WinCheckFilesystemTool::execute(const RecoverDeviceItem& item,
                                            std::uint32_t partitionIndex) {
   message_.clear();
-  if (partitionIndex >= item.partitions.size()) return ToolStatus::CouldNotRun;
+  if (partitionIndex >= item.partitions.size()) {
+    return ToolStatus::CouldNotRun;
+  }
   return runChecker(volumeOf(item.partitions[partitionIndex].volumePath));
 }
 
 ToolStatus WinCheckFilesystemTool::runChecker(const std::string& volume) {
   WinCheckerProcess process;
-  if (checkerPath_.empty()) return ToolStatus::CouldNotRun;
-  if (!process.start(toWide(checkerPath_ + " " + volume + " /F"))) return ToolStatus::CouldNotRun;
+  if (checkerPath_.empty()) {
+    return ToolStatus::CouldNotRun;
+  }
+  if (!process.start(toWide(checkerPath_ + " " + volume + " /F"))) {
+    return ToolStatus::CouldNotRun;
+  }
 
   CheckerOutput output(fromConsole);
   bool terminated = false;
   bool gotByte = true;
   for (;;) {
     const bool active = process.exitCode() == STILL_ACTIVE;
-    if (!active && !gotByte) break;
+    if (!active && !gotByte) {
+      break;
+    }
     char byte = 0;
     gotByte = process.readByte(byte);
     if (!gotByte) {
       // It closed its output and still works.
-      if (active) Sleep(idleMilliseconds);
+      if (active) {
+        Sleep(kIdleMilliseconds);
+      }
       continue;
     }
-    if (const auto percent = output.accept(byte)) reportProgress(*percent);
+    if (const auto percent = output.accept(byte)) {
+      reportProgress(*percent);
+    }
     if (output.isStuck() && !terminated) {
-      process.terminate(stuckExitCode);
+      process.terminate(kStuckExitCode);
       terminated = true;
     }
   }
@@ -101,7 +118,9 @@ void WinCheckFilesystemTool::reportProgress(int percent) {
 bool WinCheckFilesystemTool::scheduleCheck(std::string volumePath) {
   const std::string volume = volumeOf(std::move(volumePath));
   // The name goes through the command interpreter, which would take these for its own.
-  if (volume.find_first_of("&|<>^%\"\r\n") != std::string::npos) return false;
+  if (volume.find_first_of("&|<>^%\"\r\n") != std::string::npos) {
+    return false;
+  }
   // Run first, so that a volume that can be checked at once is not left for the next start; what
   // comes of it does not matter to the request below.
   WinExec(
@@ -111,27 +130,33 @@ bool WinCheckFilesystemTool::scheduleCheck(std::string volumePath) {
 
   WinCim cim;
   CimSession session;
-  if (cim.connect(L"ROOT\\CIMV2", L"Win32_LogicalDisk", session) != CimResult::Success)
+  if (cim.connect(L"ROOT\\CIMV2", L"Win32_LogicalDisk", session) != CimResult::Success) {
     return false;
+  }
   ComPointer<IWbemClassObject> parameterClass;
   ComPointer<IWbemClassObject> parameters;
   if (FAILED(
           session.classObject->GetMethod(L"ScheduleAutoChk", 0, parameterClass.put(), nullptr)) ||
-      !parameterClass || FAILED(parameterClass->SpawnInstance(0, parameters.put())) || !parameters)
+      !parameterClass || FAILED(parameterClass->SpawnInstance(0, parameters.put())) ||
+      !parameters) {
     return false;
+  }
 
   ComValue disks;
   SAFEARRAYBOUND bound{};
   bound.cElements = 1;
   SAFEARRAY* const array = SafeArrayCreate(VT_BSTR, 1, &bound);
-  if (array == nullptr) return false;
+  if (array == nullptr) {
+    return false;
+  }
   (*disks).vt = VT_ARRAY | VT_BSTR;
   (*disks).parray = array;
   LONG index = 0;
   const ComText disk(getLocalStringHandler().widen(volume));
   if (FAILED(SafeArrayPutElement(array, &index, disk.get())) ||
-      FAILED(parameters->Put(L"LogicalDisk", 0, disks.get(), 0)))
+      FAILED(parameters->Put(L"LogicalDisk", 0, disks.get(), 0))) {
     return false;
+  }
 
   const ComText path(L"Win32_LogicalDisk");
   const ComText method(L"ScheduleAutoChk");

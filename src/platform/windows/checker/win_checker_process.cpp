@@ -3,10 +3,12 @@
 namespace ostria::storage {
 namespace {
 
-constexpr DWORD startDelayMilliseconds = 100;
+constexpr DWORD kStartDelayMilliseconds = 100;
 
 void closeIfOpen(HANDLE handle) {
-  if (handle != nullptr) CloseHandle(handle);
+  if (handle != nullptr) {
+    CloseHandle(handle);
+  }
 }
 
 }  // namespace
@@ -36,7 +38,7 @@ bool WinCheckerProcess::start(std::wstring commandLine) {
                                       CREATE_NO_WINDOW | NORMAL_PRIORITY_CLASS, nullptr, nullptr,
                                       &startup, &process_);
   if (started) {
-    Sleep(startDelayMilliseconds);
+    Sleep(kStartDelayMilliseconds);
   } else {
     process_ = {};
   }
@@ -53,7 +55,7 @@ DWORD WinCheckerProcess::exitCode() const {
 
 bool WinCheckerProcess::readByte(char& byte) {
   DWORD count = 0;
-  return ReadFile(readEnd_, &byte, 1, &count, nullptr) && count == 1;
+  return (ReadFile(readEnd_, &byte, 1, &count, nullptr) != 0) && count == 1;
 }
 
 void WinCheckerProcess::terminate(UINT exitCode) { TerminateProcess(process_.hProcess, exitCode); }

@@ -16,13 +16,13 @@
 namespace ostria::storage {
 namespace {
 
-constexpr GUID DiskInterface = {
+constexpr GUID kDiskInterface = {
     0x53F56307, 0xB6BF, 0x11D0, {0x94, 0xF2, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
-constexpr GUID DiskDriveClass = {
+constexpr GUID kDiskDriveClass = {
     0x4D36E967, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
-constexpr GUID StoragePortInterface = {
+constexpr GUID kStoragePortInterface = {
     0x2ACCFE60, 0xC130, 0x11D2, {0xB0, 0x82, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
-constexpr GUID ScsiAdapterClass = {
+constexpr GUID kScsiAdapterClass = {
     0x4D36E97B, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 
 const WinDeviceScanFilter* own(const DeviceScanFilter& filter) {
@@ -33,30 +33,44 @@ const WinDeviceScanFilter* own(const DeviceScanFilter& filter) {
 std::optional<std::uint32_t> diskNumber(const std::string& path) {
   const UniqueHandle disk(CreateFileW(toWide(path).c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                       nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
-  if (!disk) return std::nullopt;
+  if (!disk) {
+    return std::nullopt;
+  }
   const auto number = queryDeviceNumber(toDeviceHandle(disk.get()));
-  if (!number) return std::nullopt;
+  if (!number) {
+    return std::nullopt;
+  }
   return number->deviceNumber;
 }
 
 FoundInterface* findDisk(WinInterfaceSet& disks, std::uint32_t number) {
-  for (FoundInterface& disk : disks.interfaces())
-    if (diskNumber(disk.path) == number) return &disk;
+  for (FoundInterface& disk : disks.interfaces()) {
+    if (diskNumber(disk.path) == number) {
+      return &disk;
+    }
+  }
   return nullptr;
 }
 
 /// The device above a disk: the nearest of its ancestors that is in the set.
 FoundInterface* findAbove(WinInterfaceSet& set, std::uint32_t diskNumber) {
-  constexpr int MostLevels = 16;
+  constexpr int kMostLevels = 16;
   WinInterfaceSet disks(WinDeviceScanFilter::disks());
   const FoundInterface* disk = findDisk(disks, diskNumber);
-  if (disk == nullptr) return nullptr;
+  if (disk == nullptr) {
+    return nullptr;
+  }
   DEVINST node = disk->device.DevInst;
-  for (int level = 0; level < MostLevels; ++level) {
+  for (int level = 0; level < kMostLevels; ++level) {
     DEVINST parent = 0;
-    if (CM_Get_Parent(&parent, node, 0) != CR_SUCCESS) return nullptr;
-    for (FoundInterface& device : set.interfaces())
-      if (device.device.DevInst == parent) return &device;
+    if (CM_Get_Parent(&parent, node, 0) != CR_SUCCESS) {
+      return nullptr;
+    }
+    for (FoundInterface& device : set.interfaces()) {
+      if (device.device.DevInst == parent) {
+        return &device;
+      }
+    }
     node = parent;
   }
   return nullptr;
@@ -64,33 +78,45 @@ FoundInterface* findAbove(WinInterfaceSet& set, std::uint32_t diskNumber) {
 
 FoundInterface* findDevice(const WinDeviceScanFilter& filter, WinInterfaceSet& set,
                            std::uint32_t number) {
-  if (filter.isDisks()) return findDisk(set, number);
-  if (number < WinDeviceScanner::FirstPortNumber) return findAbove(set, number);
-  const std::size_t place = number - WinDeviceScanner::FirstPortNumber;
+  if (filter.isDisks()) {
+    return findDisk(set, number);
+  }
+  if (number < WinDeviceScanner::kFirstPortNumber) {
+    return findAbove(set, number);
+  }
+  const std::size_t place = number - WinDeviceScanner::kFirstPortNumber;
   return place < set.interfaces().size() ? &set.interfaces()[place] : nullptr;
 }
 
 }  // namespace
 
-WinDeviceScanFilter WinDeviceScanFilter::disks() { return {DiskInterface, DiskDriveClass}; }
+WinDeviceScanFilter WinDeviceScanFilter::disks() { return {kDiskInterface, kDiskDriveClass}; }
 
 WinDeviceScanFilter WinDeviceScanFilter::storagePorts() {
-  return {StoragePortInterface, ScsiAdapterClass};
+  return {kStoragePortInterface, kScsiAdapterClass};
 }
 
-bool WinDeviceScanFilter::isDisks() const { return IsEqualGUID(interfaceClass_, DiskInterface); }
+bool WinDeviceScanFilter::isDisks() const {
+  return IsEqualGUID(interfaceClass_, kDiskInterface) != 0;
+}
 
 int WinDeviceScanner::listPaths(const DeviceScanFilter& filter, DevicePathMap& out) {
   out.clear();
   const WinDeviceScanFilter* wanted = own(filter);
-  if (wanted == nullptr) return 1;
+  if (wanted == nullptr) {
+    return 1;
+  }
   WinInterfaceSet set(*wanted);
-  if (!set.valid()) return 1;
-  std::uint32_t place = FirstPortNumber;
+  if (!set.valid()) {
+    return 1;
+  }
+  std::uint32_t place = kFirstPortNumber;
   for (const FoundInterface& device : set.interfaces()) {
     const auto number =
         wanted->isDisks() ? diskNumber(device.path) : std::optional<std::uint32_t>(place++);
-    if (number) out[*number].push_back(device.path);
+    if (number) {
+      out[*number].push_back(device.path);
+    }
   }
   return 0;
 }
@@ -103,10 +129,14 @@ int WinDeviceScanner::deviceProperty(std::uint32_t number, std::uint32_t propert
 int WinDeviceScanner::devicePath(const DeviceScanFilter& filter, std::uint32_t number,
                                  std::string* path) {
   const WinDeviceScanFilter* wanted = own(filter);
-  if (wanted == nullptr) return 1;
+  if (wanted == nullptr) {
+    return 1;
+  }
   WinInterfaceSet set(*wanted);
   const FoundInterface* device = findDevice(*wanted, set, number);
-  if (device == nullptr) return 1;
+  if (device == nullptr) {
+    return 1;
+  }
   *path = device->path;
   return 0;
 }
@@ -114,12 +144,18 @@ int WinDeviceScanner::devicePath(const DeviceScanFilter& filter, std::uint32_t n
 int WinDeviceScanner::deviceProperty(const DeviceScanFilter& filter, std::uint32_t number,
                                      std::uint32_t property, std::string* text) {
   const WinDeviceScanFilter* wanted = own(filter);
-  if (wanted == nullptr) return 1;
+  if (wanted == nullptr) {
+    return 1;
+  }
   WinInterfaceSet set(*wanted);
   FoundInterface* device = findDevice(*wanted, set, number);
-  if (device == nullptr) return 1;
+  if (device == nullptr) {
+    return 1;
+  }
   auto value = set.property(*device, property);
-  if (!value) return 1;
+  if (!value) {
+    return 1;
+  }
   *text = std::move(*value);
   return 0;
 }
@@ -129,7 +165,9 @@ int WinDeviceScanner::open(const std::string& path, DeviceHandle* handle) {
   const HANDLE device = CreateFileW(toWide(path).c_str(), GENERIC_READ | GENERIC_WRITE,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                     FILE_FLAG_OVERLAPPED, nullptr);
-  if (device == INVALID_HANDLE_VALUE) return std::max(1, static_cast<int>(GetLastError()));
+  if (device == INVALID_HANDLE_VALUE) {
+    return std::max(1, static_cast<int>(GetLastError()));
+  }
   *handle = toDeviceHandle(device);
   return 0;
 }

@@ -11,7 +11,7 @@ namespace ostria::storage {
 class WinDeviceScanner final : public DeviceScanner {
  public:
   /// No disk has a number as high.
-  static constexpr std::uint32_t FirstPortNumber = 0x80000000;
+  static constexpr std::uint32_t kFirstPortNumber = 0x80000000;
 
   int listPaths(const DeviceScanFilter& filter, DevicePathMap& out) override;
   int deviceProperty(std::uint32_t number, std::uint32_t property, std::string* text) override;

@@ -20,16 +20,16 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::size_t descriptorBlockBytes = 1000;
-constexpr std::size_t extentListHeader = 8;
-constexpr std::size_t extentBytes = 24;
-constexpr std::uint32_t mostExtents = 65536;
+constexpr std::size_t kDescriptorBlockBytes = 1000;
+constexpr std::size_t kExtentListHeader = 8;
+constexpr std::size_t kExtentBytes = 24;
+constexpr std::uint32_t kMostExtents = 65536;
 
 static_assert(sizeof(DISK_GEOMETRY) == 24);
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
-static_assert(sizeof(VOLUME_DISK_EXTENTS) == extentListHeader + extentBytes);
-static_assert(sizeof(DISK_EXTENT) == extentBytes);
+static_assert(sizeof(VOLUME_DISK_EXTENTS) == kExtentListHeader + kExtentBytes);
+static_assert(sizeof(DISK_EXTENT) == kExtentBytes);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, VendorIdOffset) == 12);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, SerialNumberOffset) == 24);
 
@@ -38,38 +38,56 @@ std::uint32_t asNumber(ProtocolResult result) { return static_cast<std::uint32_t
 bool printable(char c) { return c >= 0x20 && c <= 0x7E; }
 
 int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= '0' && c <= '9') {
+    return c - '0';
+  }
+  if (c >= 'a' && c <= 'f') {
+    return c - 'a' + 10;
+  }
+  if (c >= 'A' && c <= 'F') {
+    return c - 'A' + 10;
+  }
   return -1;
 }
 
 std::optional<std::string> decodeSwappedHex(const std::string& text) {
-  if (text.size() % 2 != 0) return std::nullopt;
+  if (text.size() % 2 != 0) {
+    return std::nullopt;
+  }
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); i += 2) {
     const int high = hexDigit(text[i]);
     const int low = hexDigit(text[i + 1]);
-    if (high < 0 || low < 0) return std::nullopt;
+    if (high < 0 || low < 0) {
+      return std::nullopt;
+    }
     const char byte = static_cast<char>(high * 16 + low);
-    if (!printable(byte)) return std::nullopt;
+    if (!printable(byte)) {
+      return std::nullopt;
+    }
     bytes += byte;
   }
-  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) std::swap(bytes[i], bytes[i + 1]);
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    std::swap(bytes[i], bytes[i + 1]);
+  }
   return bytes;
 }
 
 std::string trimWhiteSpace(const std::string& text) {
-  constexpr const char* white = " \t\n\v\f\r";
-  const std::size_t first = text.find_first_not_of(white);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(white) - first + 1);
+  constexpr const char* kWhite = " \t\n\v\f\r";
+  const std::size_t first = text.find_first_not_of(kWhite);
+  if (first == std::string::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(kWhite) - first + 1);
 }
 
 // A text of the descriptor, as far as the block goes.
-std::string descriptorText(const std::array<std::uint8_t, descriptorBlockBytes>& block,
+std::string descriptorText(const std::array<std::uint8_t, kDescriptorBlockBytes>& block,
                            DWORD offset) {
-  if (offset == 0 || offset >= block.size()) return {};
+  if (offset == 0 || offset >= block.size()) {
+    return {};
+  }
   const auto begin = block.begin() + offset;
   return DecodeDescriptorText(std::string(begin, std::find(begin, block.end(), std::uint8_t{0})));
 }
@@ -85,20 +103,28 @@ ControlAnswer readExtents(HANDLE volume, std::vector<std::uint8_t>& block) {
 }
 
 bool liesOnDisk(HANDLE volume, std::uint32_t disk) {
-  std::vector<std::uint8_t> block(extentListHeader + extentBytes);
+  std::vector<std::uint8_t> block(kExtentListHeader + kExtentBytes);
   ControlAnswer answer = readExtents(volume, block);
   if (answer.error == ERROR_MORE_DATA) {
     const std::uint32_t count = loadLe32(block.data());
-    if (count > mostExtents) return false;
-    block.assign(std::max<std::size_t>(count, 1) * extentBytes + extentListHeader, 0);
+    if (count > kMostExtents) {
+      return false;
+    }
+    block.assign(std::max<std::size_t>(count, 1) * kExtentBytes + kExtentListHeader, 0);
     answer = readExtents(volume, block);
   }
-  if (!answer) return false;
+  if (!answer) {
+    return false;
+  }
   const std::uint32_t count = loadLe32(block.data());
   for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t at = extentListHeader + i * extentBytes;
-    if (at + extentBytes > answer.returned) break;
-    if (loadLe32(block.data() + at) == disk) return true;
+    const std::size_t at = kExtentListHeader + i * kExtentBytes;
+    if (at + kExtentBytes > answer.returned) {
+      break;
+    }
+    if (loadLe32(block.data() + at) == disk) {
+      return true;
+    }
   }
   return false;
 }
@@ -106,8 +132,9 @@ bool liesOnDisk(HANDLE volume, std::uint32_t disk) {
 }  // namespace
 
 std::string DecodeDescriptorText(const std::string& text) {
-  if (const std::optional<std::string> decoded = decodeSwappedHex(text))
+  if (const std::optional<std::string> decoded = decodeSwappedHex(text)) {
     return trimWhiteSpace(*decoded);
+  }
   return trimWhiteSpace(
       std::string(text.begin(), std::find_if_not(text.begin(), text.end(), printable)));
 }
@@ -123,14 +150,18 @@ std::uint32_t WinEmmcUtils::Open(const std::string& path) {
   UniqueHandle opened(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
                                   nullptr));
-  if (!opened) return OpenFailed;
+  if (!opened) {
+    return kOpenFailed;
+  }
   handle_ = toDeviceHandle(opened.release());
   devicePath_ = path;
   return 0;
 }
 
 std::uint32_t WinEmmcUtils::Close() {
-  if (!CloseHandle(toNativeHandle(handle_))) return asNumber(ProtocolResult::Failure);
+  if (!CloseHandle(toNativeHandle(handle_))) {
+    return asNumber(ProtocolResult::Failure);
+  }
   handle_ = DeviceHandle();
   return 0;
 }
@@ -139,12 +170,15 @@ std::uint32_t WinEmmcUtils::GetGeometry(EmmcGeometry* out) {
   DISK_GEOMETRY geometry{};
   const ControlAnswer answer =
       deviceControl(handle_, IOCTL_DISK_GET_DRIVE_GEOMETRY, nullptr, 0, &geometry, sizeof geometry);
-  if (out == nullptr || !answer || answer.returned < sizeof geometry) return GeometryFailed;
+  if (out == nullptr || !answer || answer.returned < sizeof geometry) {
+    return kGeometryFailed;
+  }
   const auto cylinders = static_cast<std::uint64_t>(geometry.Cylinders.QuadPart);
   const std::uint64_t perCylinder =
       std::uint64_t{geometry.TracksPerCylinder} * geometry.SectorsPerTrack;
-  if (perCylinder != 0 && cylinders > std::numeric_limits<std::uint64_t>::max() / perCylinder)
-    return GeometryFailed;
+  if (perCylinder != 0 && cylinders > std::numeric_limits<std::uint64_t>::max() / perCylinder) {
+    return kGeometryFailed;
+  }
 
   out->cylinders = cylinders;
   out->mediaKind = geometry.MediaType == RemovableMedia ? EmmcMediaKind::Removable
@@ -161,10 +195,11 @@ std::uint32_t WinEmmcUtils::GetIdentity(EmmcIdentity* out) {
   STORAGE_PROPERTY_QUERY query{};
   query.PropertyId = StorageDeviceProperty;
   query.QueryType = PropertyStandardQuery;
-  std::array<std::uint8_t, descriptorBlockBytes> block{};
+  std::array<std::uint8_t, kDescriptorBlockBytes> block{};
   if (out == nullptr || !deviceControl(handle_, IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query,
-                                       block.data(), block.size()))
+                                       block.data(), block.size())) {
     return asNumber(ProtocolResult::TransportFailure);
+  }
   STORAGE_DEVICE_DESCRIPTOR descriptor;
   std::memcpy(&descriptor, block.data(), sizeof descriptor);
   out->product = descriptorText(block, descriptor.ProductIdOffset);
@@ -178,20 +213,27 @@ std::uint32_t WinEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
   STORAGE_DEVICE_NUMBER number{};
   const ControlAnswer answer =
       deviceControl(handle_, IOCTL_STORAGE_GET_DEVICE_NUMBER, nullptr, 0, &number, sizeof number);
-  if (out == nullptr || !answer || answer.returned < sizeof number)
+  if (out == nullptr || !answer || answer.returned < sizeof number) {
     return asNumber(ProtocolResult::Failure);
+  }
 
   std::vector<EmmcVolume> found;
   const DWORD letters = GetLogicalDrives();
   for (unsigned i = 0; i < 26; ++i) {
-    if ((letters & (DWORD{1} << i)) == 0) continue;
+    if ((letters & (DWORD{1} << i)) == 0) {
+      continue;
+    }
     const char letter = static_cast<char>('A' + i);
     EmmcVolume volume;
     volume.rootPath = std::string{letter} + ":\\";
     volume.devicePath = std::string{"\\\\.\\"} + letter + ":";
-    if (GetDriveTypeA(volume.rootPath.c_str()) != DRIVE_FIXED) continue;
+    if (GetDriveTypeA(volume.rootPath.c_str()) != DRIVE_FIXED) {
+      continue;
+    }
     const UniqueHandle handle = openVolume(volume.devicePath);
-    if (!handle || !liesOnDisk(handle.get(), number.DeviceNumber)) continue;
+    if (!handle || !liesOnDisk(handle.get(), number.DeviceNumber)) {
+      continue;
+    }
     static_cast<void>(readFileSystemName(volume.rootPath, volume.fileSystem));
     found.push_back(std::move(volume));
   }

@@ -8,7 +8,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr DWORD MostBytes = 1 << 16;  // no path and no property comes near
+constexpr DWORD kMostBytes = 1 << 16;  // no path and no property comes near
 
 std::wstring textOf(const std::vector<BYTE>& bytes, std::size_t from, std::size_t to) {
   std::wstring text((to - from) / sizeof(wchar_t), L'\0');
@@ -21,26 +21,33 @@ std::wstring textOf(const std::vector<BYTE>& bytes, std::size_t from, std::size_
 WinInterfaceSet::WinInterfaceSet(const WinDeviceScanFilter& filter)
     : set_(SetupDiGetClassDevsW(&filter.interfaceClass(), nullptr, nullptr,
                                 DIGCF_PRESENT | DIGCF_DEVICEINTERFACE)) {
-  if (!valid()) return;
+  if (!valid()) {
+    return;
+  }
   SP_DEVICE_INTERFACE_DATA data{};
   data.cbSize = sizeof data;
   for (DWORD i = 0; SetupDiEnumDeviceInterfaces(set_, nullptr, &filter.interfaceClass(), i, &data);
        ++i) {
     auto found = describe(data);
-    if (found && IsEqualGUID(found->device.ClassGuid, filter.setupClass()))
+    if (found && IsEqualGUID(found->device.ClassGuid, filter.setupClass())) {
       interfaces_.push_back(std::move(*found));
+    }
   }
 }
 
 WinInterfaceSet::~WinInterfaceSet() {
-  if (valid()) SetupDiDestroyDeviceInfoList(set_);
+  if (valid()) {
+    SetupDiDestroyDeviceInfoList(set_);
+  }
 }
 
 std::optional<FoundInterface> WinInterfaceSet::describe(SP_DEVICE_INTERFACE_DATA& data) const {
-  constexpr std::size_t PathAt = offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath);
+  constexpr std::size_t kPathAt = offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath);
   DWORD needed = 0;
   SetupDiGetDeviceInterfaceDetailW(set_, &data, nullptr, 0, &needed, nullptr);
-  if (needed < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W) || needed > MostBytes) return std::nullopt;
+  if (needed < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W) || needed > kMostBytes) {
+    return std::nullopt;
+  }
   std::vector<BYTE> block(needed);
   const DWORD fixedPart = sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W);
   std::memcpy(block.data(), &fixedPart, sizeof fixedPart);  // cbSize
@@ -48,9 +55,10 @@ std::optional<FoundInterface> WinInterfaceSet::describe(SP_DEVICE_INTERFACE_DATA
   found.device.cbSize = sizeof found.device;
   if (!SetupDiGetDeviceInterfaceDetailW(
           set_, &data, reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_W*>(block.data()), needed,
-          nullptr, &found.device))
+          nullptr, &found.device)) {
     return std::nullopt;
-  found.path = toNarrow(textOf(block, PathAt, block.size()));
+  }
+  found.path = toNarrow(textOf(block, kPathAt, block.size()));
   return found;
 }
 
@@ -58,14 +66,21 @@ std::optional<std::string> WinInterfaceSet::property(FoundInterface& device, DWO
   DWORD type = 0;
   DWORD needed = 0;
   SetupDiGetDeviceRegistryPropertyW(set_, &device.device, property, &type, nullptr, 0, &needed);
-  if (needed == 0 || needed > MostBytes) return std::nullopt;
+  if (needed == 0 || needed > kMostBytes) {
+    return std::nullopt;
+  }
   std::vector<BYTE> value(needed);
   if (!SetupDiGetDeviceRegistryPropertyW(set_, &device.device, property, &type, value.data(),
-                                         needed, nullptr))
+                                         needed, nullptr)) {
     return std::nullopt;
-  if (type == REG_SZ || type == REG_MULTI_SZ) return toNarrow(textOf(value, 0, value.size()));
+  }
+  if (type == REG_SZ || type == REG_MULTI_SZ) {
+    return toNarrow(textOf(value, 0, value.size()));
+  }
   DWORD number = 0;
-  if (type != REG_DWORD || value.size() != sizeof number) return std::nullopt;
+  if (type != REG_DWORD || value.size() != sizeof number) {
+    return std::nullopt;
+  }
   std::memcpy(&number, value.data(), sizeof number);
   return std::to_string(number);
 }

@@ -24,14 +24,14 @@ static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 static_assert(sizeof(STORAGE_DESCRIPTOR_HEADER) == 8);
 static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
 static_assert(sizeof(GETVERSIONINPARAMS) == 24);
-static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) == DeviceDescriptor::MinimumSize);
+static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) == DeviceDescriptor::kMinimumSize);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, RemovableMedia) ==
-              DeviceDescriptor::RemovableMediaOffset);
+              DeviceDescriptor::kRemovableMediaOffset);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, VendorIdOffset) ==
-              DeviceDescriptor::VendorIdOffset);
+              DeviceDescriptor::kVendorIdOffset);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, ProductIdOffset) ==
-              DeviceDescriptor::ProductIdOffset);
-static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, BusType) == DeviceDescriptor::BusTypeOffset);
+              DeviceDescriptor::kProductIdOffset);
+static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, BusType) == DeviceDescriptor::kBusTypeOffset);
 
 static_assert(sizeof(DRIVE_LAYOUT_INFORMATION_EX) == 192);
 static_assert(offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry) == 48);
@@ -42,18 +42,20 @@ static_assert(offsetof(PARTITION_INFORMATION_EX, Gpt) == 32);
 static_assert(sizeof(NTFS_VOLUME_DATA_BUFFER) == 96);
 static_assert(offsetof(NTFS_VOLUME_DATA_BUFFER, BytesPerCluster) == 44);
 
-constexpr std::size_t LayoutHeader = offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry);
-constexpr std::size_t LayoutEntryBytes = sizeof(PARTITION_INFORMATION_EX);
+constexpr std::size_t kLayoutHeader = offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry);
+constexpr std::size_t kLayoutEntryBytes = sizeof(PARTITION_INFORMATION_EX);
 /// More than any partition table holds; ends the doubling when a driver never has enough.
-constexpr std::size_t MostEntries = 1 << 16;
-constexpr std::uint32_t MostDescriptorBytes = 1 << 16;
+constexpr std::size_t kMostEntries = 1 << 16;
+constexpr std::uint32_t kMostDescriptorBytes = 1 << 16;
 
 /// Fills a record of fixed size, all of it or nothing.
 template <typename Record>
 std::optional<Record> queryRecord(DeviceHandle handle, DWORD code) {
   Record record{};
   const ControlAnswer answer = deviceControl(handle, code, nullptr, 0, &record, sizeof record);
-  if (!answer || answer.returned < sizeof record) return std::nullopt;
+  if (!answer || answer.returned < sizeof record) {
+    return std::nullopt;
+  }
   return record;
 }
 
@@ -70,22 +72,25 @@ LayoutEntry entryOf(const PARTITION_INFORMATION_EX& source) {
   entry.number = source.PartitionNumber;
   entry.start = static_cast<std::uint64_t>(source.StartingOffset.QuadPart);
   entry.length = static_cast<std::uint64_t>(source.PartitionLength.QuadPart);
-  if (entry.style == PartitionStyle::Mbr) entry.mbrType = source.Mbr.PartitionType;
-  if (entry.style == PartitionStyle::Gpt)
+  if (entry.style == PartitionStyle::Mbr) {
+    entry.mbrType = source.Mbr.PartitionType;
+  }
+  if (entry.style == PartitionStyle::Gpt) {
     std::memcpy(entry.gptType.data(), &source.Gpt.PartitionType, entry.gptType.size());
+  }
   return entry;
 }
 
 DiskLayout layoutOf(std::span<const std::uint8_t> block) {
   DRIVE_LAYOUT_INFORMATION_EX header;
-  std::memcpy(&header, block.data(), LayoutHeader);
+  std::memcpy(&header, block.data(), kLayoutHeader);
   DiskLayout layout;
   layout.style = static_cast<PartitionStyle>(header.PartitionStyle);
-  const std::size_t room = (block.size() - LayoutHeader) / LayoutEntryBytes;
+  const std::size_t room = (block.size() - kLayoutHeader) / kLayoutEntryBytes;
   const std::size_t count = std::min<std::size_t>(header.PartitionCount, room);
   for (std::size_t i = 0; i < count; ++i) {
     PARTITION_INFORMATION_EX entry;
-    std::memcpy(&entry, block.data() + LayoutHeader + i * LayoutEntryBytes, sizeof entry);
+    std::memcpy(&entry, block.data() + kLayoutHeader + i * kLayoutEntryBytes, sizeof entry);
     layout.entries.push_back(entryOf(entry));
   }
   return layout;
@@ -95,39 +100,51 @@ DiskLayout layoutOf(std::span<const std::uint8_t> block) {
 
 std::optional<DeviceNumber> queryDeviceNumber(DeviceHandle handle) {
   const auto number = queryRecord<STORAGE_DEVICE_NUMBER>(handle, IOCTL_STORAGE_GET_DEVICE_NUMBER);
-  if (!number) return std::nullopt;
+  if (!number) {
+    return std::nullopt;
+  }
   return DeviceNumber{number->DeviceNumber, number->PartitionNumber};
 }
 
 std::optional<std::uint32_t> queryDescriptorSize(DeviceHandle handle) {
   STORAGE_DESCRIPTOR_HEADER header{};
   const ControlAnswer answer = queryDeviceProperty(handle, &header, sizeof header);
-  if (!answer || answer.returned < sizeof header) return std::nullopt;
+  if (!answer || answer.returned < sizeof header) {
+    return std::nullopt;
+  }
   return header.Size;
 }
 
 std::optional<std::vector<std::uint8_t>> queryDescriptor(DeviceHandle handle, std::uint32_t bytes) {
-  std::vector<std::uint8_t> block(std::min(bytes, MostDescriptorBytes));
+  std::vector<std::uint8_t> block(std::min(bytes, kMostDescriptorBytes));
   const ControlAnswer answer = queryDeviceProperty(handle, block.data(), block.size());
-  if (!answer) return std::nullopt;
+  if (!answer) {
+    return std::nullopt;
+  }
   block.resize(answer.returned);
   return block;
 }
 
 std::optional<std::uint32_t> querySmartCapabilities(DeviceHandle handle) {
   const auto version = queryRecord<GETVERSIONINPARAMS>(handle, SMART_GET_VERSION);
-  if (!version) return std::nullopt;
+  if (!version) {
+    return std::nullopt;
+  }
   return version->fCapabilities;
 }
 
 std::optional<DiskLayout> queryLayout(DeviceHandle handle) {
-  for (std::size_t entries = 4; entries <= MostEntries; entries *= 2) {
-    std::vector<std::uint8_t> block(entries * LayoutEntryBytes +
+  for (std::size_t entries = 4; entries <= kMostEntries; entries *= 2) {
+    std::vector<std::uint8_t> block(entries * kLayoutEntryBytes +
                                     sizeof(DRIVE_LAYOUT_INFORMATION_EX));
     const ControlAnswer answer = deviceControl(handle, IOCTL_DISK_GET_DRIVE_LAYOUT_EX, nullptr, 0,
                                                block.data(), block.size());
-    if (answer.error == ERROR_INSUFFICIENT_BUFFER) continue;
-    if (!answer || answer.returned < LayoutHeader) return std::nullopt;
+    if (answer.error == ERROR_INSUFFICIENT_BUFFER) {
+      continue;
+    }
+    if (!answer || answer.returned < kLayoutHeader) {
+      return std::nullopt;
+    }
     return layoutOf(std::span(block).first(answer.returned));
   }
   return std::nullopt;
@@ -135,7 +152,9 @@ std::optional<DiskLayout> queryLayout(DeviceHandle handle) {
 
 std::optional<std::uint32_t> queryNtfsClusterBytes(DeviceHandle volume) {
   const auto data = queryRecord<NTFS_VOLUME_DATA_BUFFER>(volume, FSCTL_GET_NTFS_VOLUME_DATA);
-  if (!data) return std::nullopt;
+  if (!data) {
+    return std::nullopt;
+  }
   return data->BytesPerCluster;
 }
 

@@ -18,15 +18,19 @@
 namespace ostria::storage {
 namespace {
 
-constexpr int Failed = 1;
+constexpr int kFailed = 1;
 
 std::optional<std::string> inquiryVendor(DeviceHandle handle) {
   auto bridge = std::make_shared<ScsiBridge>(handle);
-  if (!ScsiProtocol::ProbeBridge(*bridge)) return std::nullopt;
+  if (!ScsiProtocol::ProbeBridge(*bridge)) {
+    return std::nullopt;
+  }
   ScsiProtocol protocol;
   protocol.AddBridge(bridge);
   StorageProtocolProperties properties;
-  if (!succeeded(protocol.GetProperties(&properties))) return std::nullopt;
+  if (!succeeded(protocol.GetProperties(&properties))) {
+    return std::nullopt;
+  }
   return properties.vendor;
 }
 
@@ -36,7 +40,9 @@ bool WinStorageScanner::askPaths(std::uint32_t number,
                                  const std::function<bool(DeviceHandle)>& ask) {
   for (const std::string& path : devicePaths_[number]) {
     const ScannedHandle device = openScanned(*deviceScanner_, path);
-    if (device && ask(device.get())) return true;
+    if (device && ask(device.get())) {
+      return true;
+    }
   }
   return false;
 }
@@ -49,10 +55,13 @@ std::optional<DeviceDescriptor> WinStorageScanner::readDescriptor(std::uint32_t 
     return answer.has_value();
   });
   std::optional<DeviceDescriptor> descriptor;
-  if (size < DeviceDescriptor::MinimumSize) return descriptor;
+  if (size < DeviceDescriptor::kMinimumSize) {
+    return descriptor;
+  }
   askPaths(number, [&](DeviceHandle handle) {
-    if (const auto block = queryDescriptor(handle, size))
+    if (const auto block = queryDescriptor(handle, size)) {
       descriptor = DeviceDescriptor::parse(*block);
+    }
     return descriptor.has_value();
   });
   return descriptor;
@@ -60,8 +69,12 @@ std::optional<DeviceDescriptor> WinStorageScanner::readDescriptor(std::uint32_t 
 
 std::optional<bool> WinStorageScanner::removableCard(std::uint32_t number, DescriptorBus bus) {
   bool removable = false;
-  if (bus != DescriptorBus::Sd && bus != DescriptorBus::Mmc) return std::nullopt;
-  if (isRemovableMedia(number, &removable) != 0) return std::nullopt;
+  if (bus != DescriptorBus::Sd && bus != DescriptorBus::Mmc) {
+    return std::nullopt;
+  }
+  if (isRemovableMedia(number, &removable) != 0) {
+    return std::nullopt;
+  }
   return removable;
 }
 
@@ -73,38 +86,47 @@ int WinStorageScanner::listDevices(DevicePathMap& out) {
 
 int WinStorageScanner::getConnection(std::uint32_t number, DeviceConnection* connection) {
   const auto descriptor = readDescriptor(number);
-  if (!descriptor) return Failed;
+  if (!descriptor) {
+    return kFailed;
+  }
   *connection = connectionOf(descriptor->bus, removableCard(number, descriptor->bus));
   return 0;
 }
 
 int WinStorageScanner::isRemovableMedia(std::uint32_t number, bool* removable) {
   const bool answered = askPaths(number, [&](DeviceHandle handle) {
-    const auto block = queryDescriptor(handle, DeviceDescriptor::MinimumSize);
+    const auto block = queryDescriptor(handle, DeviceDescriptor::kMinimumSize);
     const auto descriptor = block ? DeviceDescriptor::parse(*block) : std::nullopt;
-    if (descriptor) *removable = descriptor->removableMedia;
+    if (descriptor) {
+      *removable = descriptor->removableMedia;
+    }
     return descriptor.has_value();
   });
-  return answered ? 0 : Failed;
+  return answered ? 0 : kFailed;
 }
 
 int WinStorageScanner::getDeviceId(std::uint32_t number, std::string* id) {
   const bool answered = askPaths(number, [&](DeviceHandle handle) {
     const auto answer = queryDeviceNumber(handle);
-    if (answer) *id = std::to_string(answer->deviceNumber);
+    if (answer) {
+      *id = std::to_string(answer->deviceNumber);
+    }
     return answer.has_value();
   });
-  return answered ? 0 : Failed;
+  return answered ? 0 : kFailed;
 }
 
 int WinStorageScanner::getBusKind(std::uint32_t number, StorageBusKind* busKind,
                                   bool* optaneVolume) {
   *busKind = StorageBusKind::Unknown;
   const auto descriptor = readDescriptor(number);
-  if (!descriptor) return Failed;
+  if (!descriptor) {
+    return kFailed;
+  }
   *busKind = busKindOf(*descriptor, removableCard(number, descriptor->bus), optaneVolume);
-  if (descriptor->bus == DescriptorBus::Raid && *busKind == StorageBusKind::Unknown)
+  if (descriptor->bus == DescriptorBus::Raid && *busKind == StorageBusKind::Unknown) {
     *busKind = askBehindRaid(number, *descriptor);
+  }
   return 0;
 }
 
@@ -115,7 +137,9 @@ StorageBusKind WinStorageScanner::askBehindRaid(std::uint32_t number,
     vendor = inquiryVendor(handle);
     return vendor.has_value();
   });
-  if (descriptor.vendor == NvmeVendorText || vendor == NvmeVendorText) return StorageBusKind::Nvme;
+  if (descriptor.vendor == kNvmeVendorText || vendor == kNvmeVendorText) {
+    return StorageBusKind::Nvme;
+  }
 
   std::optional<std::uint32_t> capabilities;
   askPaths(number, [&](DeviceHandle handle) {
@@ -128,14 +152,18 @@ StorageBusKind WinStorageScanner::askBehindRaid(std::uint32_t number,
 
 int WinStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable* table,
                                           std::uint64_t sizeInBytes) {
-  int result = Failed;
+  int result = kFailed;
   askPaths(number, [&](DeviceHandle handle) {
     result = static_cast<int>(ProtocolResult::TransportFailure);
     const auto layout = queryLayout(handle);
-    if (!layout) return false;
+    if (!layout) {
+      return false;
+    }
     buildPartitions(*layout, *table);
     const auto disk = queryDeviceNumber(handle);
-    if (!disk) return false;
+    if (!disk) {
+      return false;
+    }
     table->diskNumber = disk->deviceNumber;
     joinVolumes(*deviceScanner_, *table);
     rewriteLogicalPartitions(table->partitions);
@@ -147,13 +175,19 @@ int WinStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable* 
 }
 
 int WinStorageScanner::dismountVolume(const std::string& name, DeviceHandle* handle) {
-  if (name.empty()) return Failed;
+  if (name.empty()) {
+    return kFailed;
+  }
   ScannedHandle volume = openScanned(*deviceScanner_, volumePath(name));
-  if (!volume) return Failed;
-  if (const int locked = deviceScanner_->lock(volume.get()); locked != 0) return locked;
+  if (!volume) {
+    return kFailed;
+  }
+  if (const int locked = deviceScanner_->lock(volume.get()); locked != 0) {
+    return locked;
+  }
   if (!deviceControl(volume.get(), FSCTL_DISMOUNT_VOLUME, nullptr, 0, nullptr, 0)) {
     deviceControl(volume.get(), FSCTL_UNLOCK_VOLUME, nullptr, 0, nullptr, 0);
-    return Failed;
+    return kFailed;
   }
   *handle = volume.release();
   return 0;
@@ -176,9 +210,11 @@ int WinStorageScanner::getMiniportPath(std::uint32_t number, std::string* path) 
 int WinStorageScanner::getPciLocation(std::uint32_t number, std::array<std::uint8_t, 3>* location) {
   std::string text;
   const int result = deviceScanner_->deviceProperty(WinDeviceScanFilter::storagePorts(), number,
-                                                    LocationInformationProperty, &text);
-  if (result != 0) return result;
-  return ParsePciLocation(text, location) ? 0 : Failed;
+                                                    kLocationInformationProperty, &text);
+  if (result != 0) {
+    return result;
+  }
+  return ParsePciLocation(text, location) ? 0 : kFailed;
 }
 
 std::unique_ptr<StorageScanner> makeStorageScanner() {

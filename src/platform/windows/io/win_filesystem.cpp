@@ -21,7 +21,9 @@ class FileSearch {
   FileSearch(const FileSearch&) = delete;
   FileSearch& operator=(const FileSearch&) = delete;
   ~FileSearch() {
-    if (*this) FindClose(handle_);
+    if (*this) {
+      FindClose(handle_);
+    }
   }
 
   explicit operator bool() const { return handle_ != INVALID_HANDLE_VALUE; }
@@ -46,8 +48,12 @@ bool isLink(const std::string& path) {
 
 /// Where the part of a path begins that can be made: behind the drive, or behind a share.
 std::size_t firstDirectory(const std::string& path) {
-  if (path.size() >= 2 && path[1] == ':') return path.find('\\', 2) == 2 ? 3 : 2;
-  if (!path.starts_with("\\\\")) return path.starts_with('\\') ? 1 : 0;
+  if (path.size() >= 2 && path[1] == ':') {
+    return path.find('\\', 2) == 2 ? 3 : 2;
+  }
+  if (!path.starts_with("\\\\")) {
+    return path.starts_with('\\') ? 1 : 0;
+  }
   const std::size_t share = path.find('\\', 2);
   const std::size_t behind = share == std::string::npos ? share : path.find('\\', share + 1);
   return behind == std::string::npos ? path.size() : behind + 1;
@@ -55,18 +61,28 @@ std::size_t firstDirectory(const std::string& path) {
 
 bool deleteEntries(const std::string& directory) {
   FileSearch search(directory + "\\*");
-  if (!search) return false;
+  if (!search) {
+    return false;
+  }
   do {
     const std::string name = search.name();
-    if (name == "." || name == "..") continue;
+    if (name == "." || name == "..") {
+      continue;
+    }
     const std::string path = directory + "\\" + name;
     if (!search.is(FILE_ATTRIBUTE_DIRECTORY)) {
-      if (!DeleteFileW(toWide(path).c_str())) return false;
+      if (DeleteFileW(toWide(path).c_str()) == 0) {
+        return false;
+      }
       continue;
     }
     // A link to a directory goes, what it leads to stays.
-    if (!search.is(FILE_ATTRIBUTE_REPARSE_POINT) && !deleteEntries(path)) return false;
-    if (!RemoveDirectoryW(toWide(path).c_str())) return false;
+    if (!search.is(FILE_ATTRIBUTE_REPARSE_POINT) && !deleteEntries(path)) {
+      return false;
+    }
+    if (RemoveDirectoryW(toWide(path).c_str()) == 0) {
+      return false;
+    }
   } while (search.next());
   return GetLastError() == ERROR_NO_MORE_FILES;
 }
@@ -78,58 +94,70 @@ const char* textOf(const std::optional<std::string>& text) {
 }  // namespace
 
 const char* WinFilesystem::getWindowsDirectory() {
-  if (!windowsDirectory_)
+  if (!windowsDirectory_) {
     windowsDirectory_ = queryPathText(
         [](wchar_t* buffer, DWORD size) { return DWORD{GetWindowsDirectoryW(buffer, size)}; });
+  }
   return textOf(windowsDirectory_);
 }
 
 const char* WinFilesystem::getCurrentDirectory() {
-  if (!currentDirectory_)
+  if (!currentDirectory_) {
     currentDirectory_ = queryPathText(
         [](wchar_t* buffer, DWORD size) { return GetCurrentDirectoryW(size, buffer); });
+  }
   return textOf(currentDirectory_);
 }
 
 const char* WinFilesystem::getProgramPath() {
-  if (!programPath_)
+  if (!programPath_) {
     programPath_ = queryPathText(
         [](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(nullptr, buffer, size); });
+  }
   return textOf(programPath_);
 }
 
 const char* WinFilesystem::getProgramDirectory() {
-  if (!programDirectory_ && getProgramPath() != nullptr)
+  if (!programDirectory_ && getProgramPath() != nullptr) {
     programDirectory_ = programPath_->substr(0, programPath_->rfind('\\'));
+  }
   return textOf(programDirectory_);
 }
 
 int WinFilesystem::listDirectory(const std::string& pattern, std::vector<std::string>& names) {
   names.clear();
-  if (pattern.empty()) return 1;
+  if (pattern.empty()) {
+    return 1;
+  }
   FileSearch search(pattern);
-  if (!search) return 1;
+  if (!search) {
+    return 1;
+  }
   const std::string directory = pattern.substr(0, pattern.rfind('\\') + 1);
-  do names.push_back(directory + search.name());
-  while (search.next());
+  do {
+    names.push_back(directory + search.name());
+  } while (search.next());
   return GetLastError() == ERROR_NO_MORE_FILES ? 0 : 1;
 }
 
 int WinFilesystem::createDirectories(const std::string& path, std::vector<std::string>& made) {
   made.clear();
-  if (path.empty()) return 1;
+  if (path.empty()) {
+    return 1;
+  }
   std::size_t end = firstDirectory(path);
   do {
     end = std::min(path.find('\\', end), path.size());
     const std::string prefix = path.substr(0, end);
-    if (CreateDirectoryW(toWide(prefix).c_str(), nullptr)) {
+    if (CreateDirectoryW(toWide(prefix).c_str(), nullptr) != 0) {
       made.push_back(prefix);
     } else {
       const DWORD error = GetLastError();
       const bool mayExist = error == ERROR_ALREADY_EXISTS || error == ERROR_ACCESS_DENIED;
       if (!mayExist || !exists(prefix)) {
-        for (auto last = made.rbegin(); last != made.rend(); ++last)
+        for (auto last = made.rbegin(); last != made.rend(); ++last) {
           RemoveDirectoryW(toWide(*last).c_str());
+        }
         made.clear();
         return 1;
       }
@@ -140,7 +168,9 @@ int WinFilesystem::createDirectories(const std::string& path, std::vector<std::s
 
 int WinFilesystem::removeTree(const std::string& path) {
   // No path at all would mean the root of the current drive.
-  if (path.empty()) return 1;
+  if (path.empty()) {
+    return 1;
+  }
   const bool emptied = isLink(path) || deleteEntries(path);
   return emptied && RemoveDirectoryW(toWide(path).c_str()) ? 0 : 1;
 }
@@ -151,7 +181,9 @@ int WinFilesystem::createFile(const std::string& path, DeviceHandle* handle, boo
                       (deleteOnClose ? FILE_FLAG_DELETE_ON_CLOSE : 0);
   const HANDLE file = CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                   CREATE_ALWAYS, flags, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return 1;
+  if (file == INVALID_HANDLE_VALUE) {
+    return 1;
+  }
   // What a crash leaves behind goes away at the next start. Without the rights for that the file is
   // as good.
   MoveFileExW(name.c_str(), nullptr, MOVEFILE_DELAY_UNTIL_REBOOT);
@@ -168,7 +200,8 @@ int WinFilesystem::setFileSize(DeviceHandle handle, std::uint64_t size) {
   end.QuadPart = static_cast<LONGLONG>(size);
   const HANDLE file = toNativeHandle(handle);
   const bool sized = handle && end.QuadPart >= 0 &&
-                     SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && SetEndOfFile(file);
+                     (SetFilePointerEx(file, end, nullptr, FILE_BEGIN) != 0) &&
+                     (SetEndOfFile(file) != 0);
   return sized && deviceControl(handle, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0) ? 0 : 1;
 }
 

@@ -11,7 +11,9 @@ namespace ostria::storage {
 
 /// A device handle is the HANDLE itself; null and INVALID_HANDLE_VALUE are the empty one.
 inline DeviceHandle toDeviceHandle(HANDLE handle) {
-  if (handle == INVALID_HANDLE_VALUE) return {};
+  if (handle == INVALID_HANDLE_VALUE) {
+    return {};
+  }
   return DeviceHandle(static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(handle)));
 }
 
@@ -31,7 +33,9 @@ class UniqueHandle {
     return *this;
   }
   ~UniqueHandle() {
-    if (handle_ != nullptr) CloseHandle(handle_);
+    if (handle_ != nullptr) {
+      CloseHandle(handle_);
+    }
   }
 
   explicit operator bool() const { return handle_ != nullptr; }

@@ -7,7 +7,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::array<std::string_view, 22> ReservedNames = {
+constexpr std::array<std::string_view, 22> kReservedNames = {
     "COM1",   "COM2", "COM3", "COM4", "COM5", "COM6", "COM7", "COM8", "COM9", "NUL",  "PRN",
     "CLOCK$", "AUX",  "LPT1", "LPT2", "LPT3", "LPT4", "LPT5", "LPT6", "LPT7", "LPT8", "LPT9"};
 
@@ -15,7 +15,9 @@ bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 bool isComponent(std::string_view path, std::string_view name) {
   const std::size_t at = path.find(name);
-  if (at == std::string_view::npos) return false;
+  if (at == std::string_view::npos) {
+    return false;
+  }
   const std::size_t behind = at + name.size();
   return (at == 0 || path[at - 1] == '\\') && (behind == path.size() || path[behind] == '\\');
 }
@@ -24,8 +26,12 @@ bool hasBlankComponent(std::string_view path) {
   for (std::size_t start = path.find('\\'); start != std::string_view::npos;
        start = path.find('\\', start + 1)) {
     std::size_t next = start + 1;
-    while (next < path.size() && isWhiteSpace(path[next])) ++next;
-    if (next > start + 1 && next < path.size() && path[next] == '\\') return true;
+    while (next < path.size() && isWhiteSpace(path[next])) {
+      ++next;
+    }
+    if (next > start + 1 && next < path.size() && path[next] == '\\') {
+      return true;
+    }
   }
   return false;
 }
@@ -33,10 +39,15 @@ bool hasBlankComponent(std::string_view path) {
 }  // namespace
 
 bool WinFilesystem::isInvalidPath(std::string path) {
-  if (path.size() < 2 || path.size() > 255) return true;
+  if (path.size() < 2 || path.size() > 255) {
+    return true;
+  }
   getLocalStringHandler().toUpperCase(path);
-  for (const std::string_view name : ReservedNames)
-    if (isComponent(path, name)) return true;
+  for (const std::string_view name : kReservedNames) {
+    if (isComponent(path, name)) {
+      return true;
+    }
+  }
   return hasBlankComponent(path);
 }
 

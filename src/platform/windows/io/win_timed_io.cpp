@@ -13,10 +13,10 @@ namespace ostria::storage {
 namespace {
 
 /// Unbuffered access wants the memory aligned to the sector size.
-constexpr std::align_val_t BufferAlignment{4096};
+constexpr std::align_val_t kBufferAlignment{4096};
 
 struct AlignedDelete {
-  void operator()(std::uint8_t* memory) const { ::operator delete(memory, BufferAlignment); }
+  void operator()(std::uint8_t* memory) const { ::operator delete(memory, kBufferAlignment); }
 };
 
 /// All memory that the system may use until the request has ended.
@@ -31,12 +31,16 @@ struct TimedRequest {
 /// Null when memory or the event cannot be had.
 std::unique_ptr<TimedRequest> makeRequest(std::uint64_t offset, std::uint64_t length) {
   std::unique_ptr<TimedRequest> request(new (std::nothrow) TimedRequest);
-  if (!request) return nullptr;
+  if (!request) {
+    return nullptr;
+  }
   request->event = UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
   request->buffer.reset(static_cast<std::uint8_t*>(
-      ::operator new(static_cast<std::size_t>(std::max<std::uint64_t>(length, 1)), BufferAlignment,
+      ::operator new(static_cast<std::size_t>(std::max<std::uint64_t>(length, 1)), kBufferAlignment,
                      std::nothrow)));
-  if (!request->event || !request->buffer) return nullptr;
+  if (!request->event || !request->buffer) {
+    return nullptr;
+  }
   request->overlapped.hEvent = request->event.get();
   request->overlapped.Offset = static_cast<DWORD>(offset);
   request->overlapped.OffsetHigh = static_cast<DWORD>(offset >> 32);
@@ -67,7 +71,9 @@ ParkedRequests& parkedRequests() {
 
 void giveUp(HANDLE file, std::unique_ptr<TimedRequest> request) {
   CancelIo(file);
-  if (!request->ended()) parkedRequests().add(std::move(request));
+  if (!request->ended()) {
+    parkedRequests().add(std::move(request));
+  }
 }
 
 DWORD milliseconds(std::uint32_t seconds) {
@@ -86,7 +92,9 @@ ProtocolResult finish(HANDLE file, std::unique_ptr<TimedRequest>& request, std::
   DWORD bytes = 0;
   if (!GetOverlappedResult(file, &request->overlapped, &bytes, FALSE)) {
     bytes = 0;
-    if (GetLastError() == ERROR_DISK_FULL) return ProtocolResult::VolumeFull;
+    if (GetLastError() == ERROR_DISK_FULL) {
+      return ProtocolResult::VolumeFull;
+    }
     if (!request->ended()) {
       giveUp(file, std::move(request));
       return ProtocolResult::MediumError;
@@ -99,7 +107,9 @@ ProtocolResult finish(HANDLE file, std::unique_ptr<TimedRequest>& request, std::
 std::unique_ptr<TimedRequest> prepare(DeviceHandle handle, std::uint64_t offset,
                                       std::uint64_t length) {
   parkedRequests().freeEnded();
-  if (!handle || length > UINT32_MAX) return nullptr;
+  if (!handle || length > UINT32_MAX) {
+    return nullptr;
+  }
   return makeRequest(offset, length);
 }
 
@@ -108,19 +118,26 @@ std::unique_ptr<TimedRequest> prepare(DeviceHandle handle, std::uint64_t offset,
 ProtocolResult timedRead(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
                          std::uint64_t* done, std::uint32_t timeoutSeconds, void* buffer) {
   std::unique_ptr<TimedRequest> request = prepare(handle, offset, length);
-  if (!request) return ProtocolResult::Failure;
+  if (!request) {
+    return ProtocolResult::Failure;
+  }
   const HANDLE file = toNativeHandle(handle);
   if (!ReadFile(file, request->buffer.get(), static_cast<DWORD>(length), nullptr,
                 &request->overlapped) &&
-      GetLastError() != ERROR_IO_PENDING)
+      GetLastError() != ERROR_IO_PENDING) {
     return ProtocolResult::Failure;
+  }
 
   std::uint64_t moved = 0;
   const ProtocolResult result =
       finish(file, request, length, &moved, timeoutSeconds, ProtocolResult::ReadTimeout);
   if (request) {
-    if (moved != 0) std::memcpy(buffer, request->buffer.get(), static_cast<std::size_t>(moved));
-    if (done != nullptr) *done = moved;
+    if (moved != 0) {
+      std::memcpy(buffer, request->buffer.get(), static_cast<std::size_t>(moved));
+    }
+    if (done != nullptr) {
+      *done = moved;
+    }
   }
   return result;
 }
@@ -128,20 +145,27 @@ ProtocolResult timedRead(DeviceHandle handle, std::uint64_t offset, std::uint64_
 ProtocolResult timedWrite(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
                           std::uint64_t* done, std::uint32_t timeoutSeconds, const void* buffer) {
   std::unique_ptr<TimedRequest> request = prepare(handle, offset, length);
-  if (!request) return ProtocolResult::Failure;
-  if (length != 0) std::memcpy(request->buffer.get(), buffer, static_cast<std::size_t>(length));
+  if (!request) {
+    return ProtocolResult::Failure;
+  }
+  if (length != 0) {
+    std::memcpy(request->buffer.get(), buffer, static_cast<std::size_t>(length));
+  }
   const HANDLE file = toNativeHandle(handle);
   if (!WriteFile(file, request->buffer.get(), static_cast<DWORD>(length), nullptr,
                  &request->overlapped)) {
     const DWORD error = GetLastError();
-    if (error != ERROR_IO_PENDING)
+    if (error != ERROR_IO_PENDING) {
       return error == ERROR_DISK_FULL ? ProtocolResult::VolumeFull : ProtocolResult::Failure;
+    }
   }
 
   std::uint64_t moved = 0;
   const ProtocolResult result =
       finish(file, request, length, &moved, timeoutSeconds, ProtocolResult::WriteTimeout);
-  if (request && done != nullptr) *done = moved;
+  if (request && done != nullptr) {
+    *done = moved;
+  }
   return result;
 }
 

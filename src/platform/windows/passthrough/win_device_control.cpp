@@ -9,11 +9,17 @@ namespace ostria::storage {
 
 ControlAnswer deviceControl(DeviceHandle handle, DWORD code, const void* in, std::size_t inBytes,
                             void* out, std::size_t outBytes) {
-  constexpr std::size_t Most = std::numeric_limits<DWORD>::max();
-  if (!handle) return {ERROR_INVALID_HANDLE};
-  if (inBytes > Most || outBytes > Most) return {ERROR_INVALID_PARAMETER};
+  constexpr std::size_t kMost = std::numeric_limits<DWORD>::max();
+  if (!handle) {
+    return {ERROR_INVALID_HANDLE};
+  }
+  if (inBytes > kMost || outBytes > kMost) {
+    return {ERROR_INVALID_PARAMETER};
+  }
   const UniqueHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  if (!event) return {GetLastError()};
+  if (!event) {
+    return {GetLastError()};
+  }
 
   OVERLAPPED overlapped{};
   overlapped.hEvent = event.get();
@@ -24,10 +30,11 @@ ControlAnswer deviceControl(DeviceHandle handle, DWORD code, const void* in, std
                       static_cast<DWORD>(outBytes), &answer.returned, &overlapped);
   if (!done) {
     answer.error = GetLastError();
-    if (answer.error == ERROR_IO_PENDING)
+    if (answer.error == ERROR_IO_PENDING) {
       answer.error = GetOverlappedResult(device, &overlapped, &answer.returned, TRUE)
                          ? ERROR_SUCCESS
                          : GetLastError();
+    }
   }
   answer.returned = std::min(answer.returned, static_cast<DWORD>(outBytes));
   return answer;

@@ -22,28 +22,36 @@ static_assert(offsetof(ATA_PASS_THROUGH_EX, DataBufferOffset) == 24);
 static_assert(offsetof(ATA_PASS_THROUGH_EX, PreviousTaskFile) == 32);
 static_assert(offsetof(ATA_PASS_THROUGH_EX, CurrentTaskFile) == 40);
 
-constexpr std::size_t HeaderBytes = sizeof(ATA_PASS_THROUGH_EX);
-constexpr std::size_t StatusRegister = 6;
-constexpr unsigned FlagNoMultiple = 0x20;  // not named by every version of the SDK
-constexpr std::uint64_t MostBytes = 0x7FFFFFFF;
+constexpr std::size_t kHeaderBytes = sizeof(ATA_PASS_THROUGH_EX);
+constexpr std::size_t kStatusRegister = 6;
+constexpr unsigned kFlagNoMultiple = 0x20;  // not named by every version of the SDK
+constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
 
 USHORT flagsOf(const AtaCmd& command) {
   unsigned flags = ATA_FLAGS_DRDY_REQUIRED;
-  if (IsLba48Command(command.command)) flags |= ATA_FLAGS_48BIT_COMMAND;
+  if (IsLba48Command(command.command)) {
+    flags |= ATA_FLAGS_48BIT_COMMAND;
+  }
   const bool smartReadLog = command.command == 0xB0 && command.features == 0xD5;
-  if (smartReadLog && command.sectorCount > 1) flags |= FlagNoMultiple;
-  if (command.dataDirection == DataDirection::FromDevice) flags |= ATA_FLAGS_DATA_IN;
-  if (command.dataDirection == DataDirection::ToDevice) flags |= ATA_FLAGS_DATA_OUT;
+  if (smartReadLog && command.sectorCount > 1) {
+    flags |= kFlagNoMultiple;
+  }
+  if (command.dataDirection == DataDirection::FromDevice) {
+    flags |= ATA_FLAGS_DATA_IN;
+  }
+  if (command.dataDirection == DataDirection::ToDevice) {
+    flags |= ATA_FLAGS_DATA_OUT;
+  }
   return static_cast<USHORT>(flags);
 }
 
 ATA_PASS_THROUGH_EX headerOf(const AtaCmd& command) {
   ATA_PASS_THROUGH_EX header{};
-  header.Length = HeaderBytes;
+  header.Length = kHeaderBytes;
   header.AtaFlags = flagsOf(command);
   header.DataTransferLength = static_cast<ULONG>(command.transferBytes);
   header.TimeOutValue = command.timeoutSeconds;
-  header.DataBufferOffset = HeaderBytes;
+  header.DataBufferOffset = kHeaderBytes;
   const UCHAR current[] = {command.features, command.sectorCount, command.lbaLow, command.lbaMid,
                            command.lbaHigh,  command.device,      command.command};
   const UCHAR previous[] = {0, command.sectorCountPrevious, command.lbaLowPrevious,
@@ -60,7 +68,7 @@ void takeRegisters(const ATA_PASS_THROUGH_EX& header, AtaCmd& command) {
   command.lbaMid = header.CurrentTaskFile[3];
   command.lbaHigh = header.CurrentTaskFile[4];
   command.device = header.CurrentTaskFile[5];
-  command.command = header.CurrentTaskFile[StatusRegister];
+  command.command = header.CurrentTaskFile[kStatusRegister];
 }
 
 class WinHalAtaSend final : public HalAtaSend {
@@ -69,36 +77,45 @@ class WinHalAtaSend final : public HalAtaSend {
     const bool dataIn = command.dataDirection == DataDirection::FromDevice;
     const bool dataOut = command.dataDirection == DataDirection::ToDevice;
     const std::uint64_t asked = command.transferBytes;
-    if (asked > MostBytes || ((dataIn || dataOut) && asked != 0 && command.data == nullptr))
+    if (asked > kMostBytes || ((dataIn || dataOut) && asked != 0 && command.data == nullptr)) {
       return ProtocolResult::TransportFailure;
+    }
 
-    std::vector<std::uint8_t> block(static_cast<std::size_t>(asked) + HeaderBytes + 1);
+    std::vector<std::uint8_t> block(static_cast<std::size_t>(asked) + kHeaderBytes + 1);
     ATA_PASS_THROUGH_EX header = headerOf(command);
-    std::memcpy(block.data(), &header, HeaderBytes);
-    if (dataOut && asked != 0) std::memcpy(block.data() + HeaderBytes, command.data, asked);
+    std::memcpy(block.data(), &header, kHeaderBytes);
+    if (dataOut && asked != 0) {
+      std::memcpy(block.data() + kHeaderBytes, command.data, asked);
+    }
 
-    const std::size_t bytes = HeaderBytes + static_cast<std::size_t>(asked);
+    const std::size_t bytes = kHeaderBytes + static_cast<std::size_t>(asked);
     const ControlAnswer answer =
         deviceControl(handle, IOCTL_ATA_PASS_THROUGH, block.data(), bytes, block.data(), bytes);
-    if (answer.error == ERROR_ACCESS_DENIED) return ProtocolResult::AccessDenied;
+    if (answer.error == ERROR_ACCESS_DENIED) {
+      return ProtocolResult::AccessDenied;
+    }
     // Less than a header brings no registers: what stands there is what was sent.
-    if (!answer || answer.returned < HeaderBytes) return ProtocolResult::TransportFailure;
-    std::memcpy(&header, block.data(), HeaderBytes);
+    if (!answer || answer.returned < kHeaderBytes) {
+      return ProtocolResult::TransportFailure;
+    }
+    std::memcpy(&header, block.data(), kHeaderBytes);
     if (!dataIn || asked == 0) {
       takeRegisters(header, command);
       return ProtocolResult::Success;
     }
 
     const std::uint64_t offset = header.DataBufferOffset;
-    const bool outside = offset < HeaderBytes || offset >= answer.returned;
+    const bool outside = offset < kHeaderBytes || offset >= answer.returned;
     // A driver that counts the data of a failed command without returning them must not hide the
     // drive's error behind one of its own.
-    const bool failed = (header.CurrentTaskFile[StatusRegister] & 1) != 0;
+    const bool failed = (header.CurrentTaskFile[kStatusRegister] & 1) != 0;
     if (header.DataTransferLength == 0 || (failed && outside)) {
       takeRegisters(header, command);
       return ProtocolResult::NoDataReturned;
     }
-    if (outside) return ProtocolResult::TransportFailure;
+    if (outside) {
+      return ProtocolResult::TransportFailure;
+    }
     const std::uint64_t came =
         std::min<std::uint64_t>({header.DataTransferLength, asked, answer.returned - offset});
     takeRegisters(header, command);

@@ -21,10 +21,10 @@ static_assert(offsetof(SCSI_PASS_THROUGH, DataBufferOffset) == 24);
 static_assert(offsetof(SCSI_PASS_THROUGH, SenseInfoOffset) == 32);
 static_assert(offsetof(SCSI_PASS_THROUGH, Cdb) == 36);
 
-constexpr std::size_t HeaderBytes = sizeof(SCSI_PASS_THROUGH);
-constexpr std::size_t SenseBytes = 32;
-constexpr std::size_t DataOffset = HeaderBytes + SenseBytes;
-constexpr std::uint64_t MostBytes = 0x7FFFFFFF;
+constexpr std::size_t kHeaderBytes = sizeof(SCSI_PASS_THROUGH);
+constexpr std::size_t kSenseBytes = 32;
+constexpr std::size_t kDataOffset = kHeaderBytes + kSenseBytes;
+constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
 
 UCHAR directionCode(DataDirection direction) {
   switch (direction) {
@@ -40,14 +40,14 @@ UCHAR directionCode(DataDirection direction) {
 
 SCSI_PASS_THROUGH headerOf(const ScsiCmd& command) {
   SCSI_PASS_THROUGH header{};
-  header.Length = HeaderBytes;
+  header.Length = kHeaderBytes;
   header.CdbLength = command.cdbLength;
-  header.SenseInfoLength = SenseBytes;
+  header.SenseInfoLength = kSenseBytes;
   header.DataIn = directionCode(command.direction);
   header.DataTransferLength = static_cast<ULONG>(command.transferBytes);
   header.TimeOutValue = command.timeoutSeconds;
-  header.DataBufferOffset = DataOffset;
-  header.SenseInfoOffset = HeaderBytes;
+  header.DataBufferOffset = kDataOffset;
+  header.SenseInfoOffset = kHeaderBytes;
   std::copy_n(command.cdb.begin(), command.cdbLength, header.Cdb);
   return header;
 }
@@ -58,28 +58,36 @@ class WinHalScsiSend final : public HalScsiSend {
     const bool dataIn = command.direction == DataDirection::FromDevice;
     const bool dataOut = command.direction == DataDirection::ToDevice;
     const std::uint64_t asked = command.transferBytes;
-    if (asked > MostBytes || extra > MostBytes || command.cdbLength > command.cdb.size() ||
-        ((dataIn || dataOut) && asked != 0 && command.data == nullptr))
+    if (asked > kMostBytes || extra > kMostBytes || command.cdbLength > command.cdb.size() ||
+        ((dataIn || dataOut) && asked != 0 && command.data == nullptr)) {
       return ProtocolResult::TransportFailure;
+    }
 
-    std::vector<std::uint8_t> block(static_cast<std::size_t>(asked + extra) + DataOffset);
+    std::vector<std::uint8_t> block(static_cast<std::size_t>(asked + extra) + kDataOffset);
     SCSI_PASS_THROUGH header = headerOf(command);
-    std::memcpy(block.data(), &header, HeaderBytes);
-    if (dataOut && asked != 0) std::memcpy(block.data() + DataOffset, command.data, asked);
+    std::memcpy(block.data(), &header, kHeaderBytes);
+    if (dataOut && asked != 0) {
+      std::memcpy(block.data() + kDataOffset, command.data, asked);
+    }
 
-    const std::size_t bytes = DataOffset + static_cast<std::size_t>(asked);
+    const std::size_t bytes = kDataOffset + static_cast<std::size_t>(asked);
     const ControlAnswer answer =
         deviceControl(handle, IOCTL_SCSI_PASS_THROUGH, block.data(), bytes, block.data(), bytes);
-    if (!answer || answer.returned < HeaderBytes) return ProtocolResult::TransportFailure;
-    std::memcpy(&header, block.data(), HeaderBytes);
-    const std::uint64_t senseOffset = header.SenseInfoOffset;
-    if (senseOffset < HeaderBytes || senseOffset > DataOffset - SenseBytes)
+    if (!answer || answer.returned < kHeaderBytes) {
       return ProtocolResult::TransportFailure;
+    }
+    std::memcpy(&header, block.data(), kHeaderBytes);
+    const std::uint64_t senseOffset = header.SenseInfoOffset;
+    if (senseOffset < kHeaderBytes || senseOffset > kDataOffset - kSenseBytes) {
+      return ProtocolResult::TransportFailure;
+    }
 
     std::uint64_t moved = std::min<std::uint64_t>(header.DataTransferLength, asked);
     if (dataIn && moved != 0) {
       const std::uint64_t offset = header.DataBufferOffset;
-      if (offset < DataOffset || offset >= bytes) return ProtocolResult::TransportFailure;
+      if (offset < kDataOffset || offset >= bytes) {
+        return ProtocolResult::TransportFailure;
+      }
       // Beyond what the driver returned stand the zeros of the block, not the device's data.
       moved =
           std::min<std::uint64_t>(moved, answer.returned > offset ? answer.returned - offset : 0);
@@ -88,7 +96,7 @@ class WinHalScsiSend final : public HalScsiSend {
     command.transferBytes = moved;
     command.scsiStatus = header.ScsiStatus;
     command.senseLength = header.SenseInfoLength;
-    std::copy_n(block.begin() + static_cast<std::ptrdiff_t>(senseOffset), SenseBytes,
+    std::copy_n(block.begin() + static_cast<std::ptrdiff_t>(senseOffset), kSenseBytes,
                 command.sense.begin());
     return ProtocolResult::Success;
   }

@@ -16,26 +16,26 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr DWORD ioctlQueryProperty = 0x2D1400;
-constexpr DWORD ioctlReadCapacity = 0x2D5140;
-constexpr DWORD ioctlProtocolCommand = 0x2DD3C0;
+constexpr DWORD kIoctlQueryProperty = 0x2D1400;
+constexpr DWORD kIoctlReadCapacity = 0x2D5140;
+constexpr DWORD kIoctlProtocolCommand = 0x2DD3C0;
 
-constexpr std::uint32_t adapterProtocolProperty = 49;
-constexpr std::uint32_t deviceProtocolProperty = 50;
-constexpr std::uint32_t protocolTypeNvme = 3;
-constexpr std::uint32_t dataTypeIdentify = 1;
-constexpr std::uint32_t dataTypeLogPage = 2;
-constexpr std::uint32_t identifyController = 1;
+constexpr std::uint32_t kAdapterProtocolProperty = 49;
+constexpr std::uint32_t kDeviceProtocolProperty = 50;
+constexpr std::uint32_t kProtocolTypeNvme = 3;
+constexpr std::uint32_t kDataTypeIdentify = 1;
+constexpr std::uint32_t kDataTypeLogPage = 2;
+constexpr std::uint32_t kIdentifyController = 1;
 
-constexpr std::uint32_t commandRecordLength = 84;  // sizeof(STORAGE_PROTOCOL_COMMAND)
-constexpr std::uint32_t adapterRequest = 0x80000000;
-constexpr std::uint32_t nvmeAdminCommand = 1;
-constexpr std::uint32_t errorInfoBytes = 64;
-constexpr std::uint32_t commandDataOffset = sizeof(ProtocolCommandRecord) + errorInfoBytes;
-constexpr std::uint64_t smallestCommandData = 4096;
-static_assert(commandDataOffset == 208);
+constexpr std::uint32_t kCommandRecordLength = 84;  // sizeof(STORAGE_PROTOCOL_COMMAND)
+constexpr std::uint32_t kAdapterRequest = 0x80000000;
+constexpr std::uint32_t kNvmeAdminCommand = 1;
+constexpr std::uint32_t kErrorInfoBytes = 64;
+constexpr std::uint32_t kCommandDataOffset = sizeof(ProtocolCommandRecord) + kErrorInfoBytes;
+constexpr std::uint64_t kSmallestCommandData = 4096;
+static_assert(kCommandDataOffset == 208);
 
-constexpr std::uint8_t selfTestAbortCode = 15;
+constexpr std::uint8_t kSelfTestAbortCode = 15;
 
 // One block for the question and the answer.
 ControlAnswer exchange(DeviceHandle handle, DWORD code, std::vector<std::uint8_t>& block) {
@@ -55,7 +55,7 @@ std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
                                             const ProtocolDataRequest& request) {
   ProtocolPropertyQuery query{};
   query.propertyId = request.propertyId;
-  query.data.protocolType = protocolTypeNvme;
+  query.data.protocolType = kProtocolTypeNvme;
   query.data.dataType = request.dataType;
   query.data.requestValue = request.value;
   query.data.requestSubValue = request.subValue;
@@ -64,7 +64,7 @@ std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
 
   std::vector<std::uint8_t> block(sizeof query + request.bytes);
   std::memcpy(block.data(), &query, sizeof query);
-  const ControlAnswer answer = exchange(handle, ioctlQueryProperty, block);
+  const ControlAnswer answer = exchange(handle, kIoctlQueryProperty, block);
   block.resize(answer ? answer.returned : 0);
   return block;
 }
@@ -72,30 +72,37 @@ std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
 std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
   const std::vector<std::uint8_t> block = queryProtocolData(
       handle,
-      {adapterProtocolProperty, dataTypeIdentify, identifyController, 0, nvmeIdentifyBytes});
+      {kAdapterProtocolProperty, kDataTypeIdentify, kIdentifyController, 0, kNvmeIdentifyBytes});
   NvmeIdentifyData data{};
-  if (block.size() > sizeof(ProtocolDataDescriptor))
+  if (block.size() > sizeof(ProtocolDataDescriptor)) {
     std::copy(block.begin() + sizeof(ProtocolDataDescriptor), block.end(), data.begin());
+  }
   // What was not filled is zero: neither a vendor nor a namespace, so no NVMe controller.
-  if (data[0] == 0 || loadLe32(data.data() + 516) == 0) return std::nullopt;
+  if (data[0] == 0 || loadLe32(data.data() + 516) == 0) {
+    return std::nullopt;
+  }
   return data;
 }
 
 bool readCapacity(DeviceHandle handle, ReadCapacityRecord& capacity) {
   capacity = {};
   const ControlAnswer answer =
-      deviceControl(handle, ioctlReadCapacity, nullptr, 0, &capacity, sizeof capacity);
+      deviceControl(handle, kIoctlReadCapacity, nullptr, 0, &capacity, sizeof capacity);
   return answer && answer.returned >= offsetof(ReadCapacityRecord, diskLength);
 }
 
 ProtocolResult identifyAndCapacity(DeviceHandle handle, NvmeIdentifyRecord& record) {
   const std::optional<NvmeIdentifyData> data = identify(handle);
-  if (!data) return ProtocolResult::Failure;
+  if (!data) {
+    return ProtocolResult::Failure;
+  }
   ReadCapacityRecord capacity;
-  if (!readCapacity(handle, capacity)) return ProtocolResult::Failure;
+  if (!readCapacity(handle, capacity)) {
+    return ProtocolResult::Failure;
+  }
 
   readNvmeController(*data, record);
-  record.selfTestSupported = (nvmeOptionalAdminCommands(*data) & nvmeOacsSelfTest) != 0;
+  record.selfTestSupported = (nvmeOptionalAdminCommands(*data) & kNvmeOacsSelfTest) != 0;
   record.selfTestOptions = (*data)[318];
   record.extendedSelfTestMinutes = loadLe16(data->data() + 316);
   record.blockSize = capacity.blockLength;
@@ -131,28 +138,33 @@ bool WinNvmeSystemCallProtocol::GetIdentifyRecord(NvmeIdentifyRecord* record) {
 
 ProtocolResult WinNvmeSystemCallProtocol::GetLogPage(void* buffer, std::uint32_t bytes,
                                                      std::uint32_t log, std::uint32_t subValue) {
-  if (buffer == nullptr) return ProtocolResult::InvalidArgument;
+  if (buffer == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   const std::vector<std::uint8_t> block =
-      queryProtocolData(handle_, {deviceProtocolProperty, dataTypeLogPage, log, subValue, bytes});
+      queryProtocolData(handle_, {kDeviceProtocolProperty, kDataTypeLogPage, log, subValue, bytes});
   ProtocolDataDescriptor answer;
-  if (block.size() < sizeof answer) return ProtocolResult::Failure;
+  if (block.size() < sizeof answer) {
+    return ProtocolResult::Failure;
+  }
   std::memcpy(&answer, block.data(), sizeof answer);
   const std::uint64_t start =
       std::uint64_t{offsetof(ProtocolDataDescriptor, data)} + answer.data.dataOffset;
   if (answer.version != sizeof answer || answer.size != sizeof answer ||
       answer.data.dataOffset < sizeof answer.data || answer.data.dataLength < bytes ||
-      start + bytes > block.size())
+      start + bytes > block.size()) {
     return ProtocolResult::Failure;
+  }
   std::memcpy(buffer, block.data() + start, bytes);
   return ProtocolResult::Success;
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetVendorLog(void* buffer) {
-  return GetLogPage(buffer, nvmeVendorLogBytes, nvmeVendorLog, 0);
+  return GetLogPage(buffer, kNvmeVendorLogBytes, kNvmeVendorLog, 0);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetHealthLog(void* buffer) {
-  return GetLogPage(buffer, nvmeHealthLogBytes, nvmeHealthLog, 0);
+  return GetLogPage(buffer, kNvmeHealthLogBytes, kNvmeHealthLog, 0);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) {
@@ -160,33 +172,43 @@ ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) 
   const auto bytes = static_cast<std::uint32_t>(command.transferBytes);
   ProtocolCommandRecord record{};
   record.version = 1;
-  record.length = commandRecordLength;
-  record.protocolType = protocolTypeNvme;
-  record.flags = adapterRequest;
-  record.commandLength = NvmeCmd::imageBytes;
-  record.errorInfoLength = errorInfoBytes;
+  record.length = kCommandRecordLength;
+  record.protocolType = kProtocolTypeNvme;
+  record.flags = kAdapterRequest;
+  record.commandLength = NvmeCmd::kImageBytes;
+  record.errorInfoLength = kErrorInfoBytes;
   record.dataToDeviceTransferLength = in ? 0 : bytes;
   record.dataFromDeviceTransferLength = in ? bytes : 0;
   record.timeOutValue = command.timeoutSeconds;
   record.errorInfoOffset = sizeof record;
-  record.dataToDeviceBufferOffset = in ? 0 : commandDataOffset;
-  record.dataFromDeviceBufferOffset = in ? commandDataOffset : 0;
-  record.commandSpecific = nvmeAdminCommand;
+  record.dataToDeviceBufferOffset = in ? 0 : kCommandDataOffset;
+  record.dataFromDeviceBufferOffset = in ? kCommandDataOffset : 0;
+  record.commandSpecific = kNvmeAdminCommand;
   std::ranges::copy(command.image(), record.command);
 
-  std::vector<std::uint8_t> block(std::max<std::uint64_t>(bytes, smallestCommandData) +
-                                  commandDataOffset);
+  std::vector<std::uint8_t> block(std::max<std::uint64_t>(bytes, kSmallestCommandData) +
+                                  kCommandDataOffset);
   std::memcpy(block.data(), &record, sizeof record);
-  if (!in && bytes != 0) std::memcpy(block.data() + commandDataOffset, command.data, bytes);
-  if (!exchange(handle_, ioctlProtocolCommand, block)) return ProtocolResult::TransportFailure;
-  if (in && bytes != 0) std::memcpy(command.data, block.data() + commandDataOffset, bytes);
+  if (!in && bytes != 0) {
+    std::memcpy(block.data() + kCommandDataOffset, command.data, bytes);
+  }
+  if (!exchange(handle_, kIoctlProtocolCommand, block)) {
+    return ProtocolResult::TransportFailure;
+  }
+  if (in && bytes != 0) {
+    std::memcpy(command.data, block.data() + kCommandDataOffset, bytes);
+  }
   return ProtocolResult::Success;
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetProperties(StorageProtocolProperties* out) {
-  if (out == nullptr) return ProtocolResult::Failure;
+  if (out == nullptr) {
+    return ProtocolResult::Failure;
+  }
   NvmeIdentifyRecord record;
-  if (!succeeded(identifyAndCapacity(handle_, record))) return ProtocolResult::DeviceError;
+  if (!succeeded(identifyAndCapacity(handle_, record))) {
+    return ProtocolResult::DeviceError;
+  }
 
   StorageProtocolProperties& p = *properties_;
   p.protocolName = "NVMe";
@@ -203,24 +225,34 @@ ProtocolResult WinNvmeSystemCallProtocol::GetProperties(StorageProtocolPropertie
   p.offlineImmediateSupported = false;
 
   NvmeVendorLogData vendor{};
-  if (succeeded(GetVendorLog(vendor.data()))) p.fruPartNumber = nvmePartNumber(vendor);
+  if (succeeded(GetVendorLog(vendor.data()))) {
+    p.fruPartNumber = nvmePartNumber(vendor);
+  }
   *out = p;
   return ProtocolResult::Success;
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetTemperature(std::uint8_t* celsius) {
-  if (celsius == nullptr) return ProtocolResult::InvalidArgument;
+  if (celsius == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeHealthLogData log{};
   const ProtocolResult result = GetHealthLog(log.data());
-  if (succeeded(result)) *celsius = nvmeTemperature(log);
+  if (succeeded(result)) {
+    *celsius = nvmeTemperature(log);
+  }
   return result;
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetWearIndicator(std::uint32_t* percent) {
-  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  if (percent == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeHealthLogData log{};
   const ProtocolResult result = GetHealthLog(log.data());
-  if (succeeded(result)) *percent = nvmeWearIndicator(log);
+  if (succeeded(result)) {
+    *percent = nvmeWearIndicator(log);
+  }
   return result;
 }
 
@@ -235,37 +267,51 @@ ProtocolResult WinNvmeSystemCallProtocol::StartSelfTest(std::uint8_t code, std::
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::AbortSelfTest() {
-  NvmeSelfTestCmd command(0, selfTestAbortCode);
+  NvmeSelfTestCmd command(0, kSelfTestAbortCode);
   return SendProtocolCommand(command);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::readSelfTestLog(NvmeSelfTestLogData& log) {
-  return GetLogPage(log.data(), nvmeSelfTestLogBytes, nvmeSelfTestLog, 0);
+  return GetLogPage(log.data(), kNvmeSelfTestLogBytes, kNvmeSelfTestLog, 0);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestProgress(std::uint8_t* percent) {
-  if (percent == nullptr) return ProtocolResult::InvalidArgument;
+  if (percent == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeSelfTestLogData log{};
   const ProtocolResult result = readSelfTestLog(log);
-  if (!succeeded(result)) return result;
-  if (nvmeSelfTestOperation(log) == 0) return ProtocolResult::Failure;
+  if (!succeeded(result)) {
+    return result;
+  }
+  if (nvmeSelfTestOperation(log) == 0) {
+    return ProtocolResult::Failure;
+  }
   *percent = nvmeSelfTestPercent(log);
   return ProtocolResult::Success;
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestResult(std::uint8_t* code) {
-  if (code == nullptr) return ProtocolResult::InvalidArgument;
+  if (code == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeSelfTestLogData log{};
   const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) *code = nvmeSelfTestResult(log);
+  if (succeeded(result)) {
+    *code = nvmeSelfTestResult(log);
+  }
   return result;
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestOperation(std::uint8_t* operation) {
-  if (operation == nullptr) return ProtocolResult::InvalidArgument;
+  if (operation == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
   NvmeSelfTestLogData log{};
   const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) *operation = nvmeSelfTestOperation(log);
+  if (succeeded(result)) {
+    *operation = nvmeSelfTestOperation(log);
+  }
   return result;
 }
 

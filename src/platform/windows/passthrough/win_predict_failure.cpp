@@ -13,8 +13,9 @@ ProtocolResult queryPredictedFailure(DeviceHandle handle, bool* failing) {
   STORAGE_PREDICT_FAILURE prediction{};
   const ControlAnswer answer = deviceControl(handle, IOCTL_STORAGE_PREDICT_FAILURE, nullptr, 0,
                                              &prediction, sizeof prediction);
-  if (!answer || answer.returned < sizeof prediction.PredictFailure)
+  if (!answer || answer.returned < sizeof prediction.PredictFailure) {
     return ProtocolResult::TransportFailure;
+  }
   *failing = prediction.PredictFailure != 0;
   return ProtocolResult::Success;
 }

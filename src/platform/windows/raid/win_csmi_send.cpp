@@ -9,7 +9,7 @@ namespace ostria::storage {
 namespace {
 
 static_assert(IOCTL_SCSI_MINIPORT == 0x4D008);
-static_assert(sizeof(SRB_IO_CONTROL) == CsmiCmd::headerBytes);
+static_assert(sizeof(SRB_IO_CONTROL) == CsmiCmd::kHeaderBytes);
 
 class WinCsmiSend final : public CsmiSend {
  public:
@@ -25,8 +25,8 @@ class WinCsmiSend final : public CsmiSend {
 }  // namespace
 
 CsmiSend* csmiSend() {
-  static CsmiSend* const sender = new WinCsmiSend;
-  return sender;
+  static CsmiSend* const kSender = new WinCsmiSend;
+  return kSender;
 }
 
 }  // namespace ostria::storage

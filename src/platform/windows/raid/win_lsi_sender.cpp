@@ -9,7 +9,7 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t withOwnDirectory = 1;
+constexpr std::uint32_t kWithOwnDirectory = 1;
 
 /// The vendor library's one function: executes a command record.
 using ProcessLibCommand = std::uint32_t (*)(void* record);
@@ -33,11 +33,15 @@ class LsiStdSenderWin final : public LsiSender {
 
 std::unique_ptr<LsiSender> openLsiSender() {
   const char* directory = get_filesystem()->getProgramDirectory();
-  if (directory == nullptr) return nullptr;
+  if (directory == nullptr) {
+    return nullptr;
+  }
   LibraryLoader& loader = *get_module();
   const LibraryLoader::Library library =
-      loader.load(std::string(directory) + "\\" + "storelib.dll", withOwnDirectory);
-  if (library == nullptr) return nullptr;
+      loader.load(std::string(directory) + "\\" + "storelib.dll", kWithOwnDirectory);
+  if (library == nullptr) {
+    return nullptr;
+  }
   void* function = loader.lookUp(library, "ProcessLibCommand");
   if (function == nullptr) {
     loader.unload(library);
@@ -45,8 +49,10 @@ std::unique_ptr<LsiSender> openLsiSender() {
   }
   auto sender =
       std::make_unique<LsiStdSenderWin>(library, reinterpret_cast<ProcessLibCommand>(function));
-  LsiCmd controllers(LsiCode::GetControllerList, 0, lsi::controllerListBytes);
-  if (sender->execute(controllers) != 0) return nullptr;
+  LsiCmd controllers(LsiCode::GetControllerList, 0, lsi::kControllerListBytes);
+  if (sender->execute(controllers) != 0) {
+    return nullptr;
+  }
   return sender;
 }
 
@@ -55,7 +61,9 @@ LsiSender* getLsiSender() {
   static LsiSender* sender = nullptr;
   // A library that was not there is looked for again: the controller's software may arrive while
   // the host runs.
-  if (sender == nullptr) sender = openLsiSender().release();
+  if (sender == nullptr) {
+    sender = openLsiSender().release();
+  }
   return sender;
 }
 

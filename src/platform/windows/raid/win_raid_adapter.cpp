@@ -14,18 +14,20 @@
 namespace ostria::storage {
 namespace {
 
-constexpr GUID scsiAdapterClass = {
+constexpr GUID kScsiAdapterClass = {
     0x4D36E97B, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 // Longer than any instance identifier or registry text that is looked at here.
-constexpr std::size_t textPlaces = 1024;
-using TextBuffer = std::array<wchar_t, textPlaces>;
+constexpr std::size_t kTextPlaces = 1024;
+using TextBuffer = std::array<wchar_t, kTextPlaces>;
 
 /// The devices of the SCSI adapter class.
 class AdapterSet {
  public:
-  AdapterSet() : set_(SetupDiGetClassDevsW(&scsiAdapterClass, nullptr, nullptr, DIGCF_PRESENT)) {}
+  AdapterSet() : set_(SetupDiGetClassDevsW(&kScsiAdapterClass, nullptr, nullptr, DIGCF_PRESENT)) {}
   ~AdapterSet() {
-    if (set_ != INVALID_HANDLE_VALUE) SetupDiDestroyDeviceInfoList(set_);
+    if (set_ != INVALID_HANDLE_VALUE) {
+      SetupDiDestroyDeviceInfoList(set_);
+    }
   }
   AdapterSet(const AdapterSet&) = delete;
   AdapterSet& operator=(const AdapterSet&) = delete;
@@ -33,22 +35,24 @@ class AdapterSet {
   bool next(SP_DEVINFO_DATA* device) {
     *device = {};
     device->cbSize = sizeof(*device);
-    return set_ != INVALID_HANDLE_VALUE && SetupDiEnumDeviceInfo(set_, index_++, device);
+    return set_ != INVALID_HANDLE_VALUE && (SetupDiEnumDeviceInfo(set_, index_++, device) != 0);
   }
   std::string hardwareId(SP_DEVINFO_DATA device) {
     TextBuffer text{};
     // One place stays for the terminator, whatever the registry holds.
     if (!SetupDiGetDeviceRegistryPropertyW(
             set_, &device, SPDRP_HARDWAREID, nullptr, reinterpret_cast<BYTE*>(text.data()),
-            static_cast<DWORD>((text.size() - 1) * sizeof(wchar_t)), nullptr))
+            static_cast<DWORD>((text.size() - 1) * sizeof(wchar_t)), nullptr)) {
       return {};
+    }
     return registryText(text.data());
   }
   std::wstring instanceId(SP_DEVINFO_DATA device) {
     TextBuffer text{};
     if (!SetupDiGetDeviceInstanceIdW(set_, &device, text.data(),
-                                     static_cast<DWORD>(text.size() - 1), nullptr))
+                                     static_cast<DWORD>(text.size() - 1), nullptr)) {
       return {};
+    }
     return text.data();
   }
 
@@ -61,8 +65,9 @@ std::wstring registryValue(const std::wstring& key, const wchar_t* name) {
   TextBuffer text{};
   DWORD bytes = static_cast<DWORD>((text.size() - 1) * sizeof(wchar_t));
   if (RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, RRF_RT_REG_SZ, nullptr, text.data(),
-                   &bytes) != ERROR_SUCCESS)
+                   &bytes) != ERROR_SUCCESS) {
     return {};
+  }
   return text.data();
 }
 
@@ -76,19 +81,27 @@ std::string raidDriverVersion(const std::string& hardwareId) {
   StringHandler& strings = getLocalStringHandler();
   std::string wanted = hardwareId;
   strings.toUpperCase(wanted);
-  if (wanted.empty()) return {};
+  if (wanted.empty()) {
+    return {};
+  }
 
   AdapterSet adapters;
   SP_DEVINFO_DATA device;
   while (adapters.next(&device)) {
     std::string found = adapters.hardwareId(device);
     strings.toUpperCase(found);
-    if (!strings.startsWith(found, wanted)) continue;
+    if (!strings.startsWith(found, wanted)) {
+      continue;
+    }
     const std::wstring driver = registryValue(
         L"SYSTEM\\CurrentControlSet\\Enum\\" + adapters.instanceId(device), L"Driver");
-    if (driver.empty()) continue;
+    if (driver.empty()) {
+      continue;
+    }
     const std::wstring key = L"SYSTEM\\CurrentControlSet\\Control\\Class\\" + driver;
-    if (registryText(registryValue(key, L"ProviderName")) == "Microsoft") continue;
+    if (registryText(registryValue(key, L"ProviderName")) == "Microsoft") {
+      continue;
+    }
     return registryText(registryValue(key, L"DriverVersion"));
   }
   return {};

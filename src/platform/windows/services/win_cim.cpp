@@ -7,7 +7,9 @@ namespace ostria::storage {
 
 CimResult WinCim::query(const char* const* fields, const char* where, const char* className,
                         int fieldCount, CimTable** table, const std::wstring& nameSpace) {
-  if (fieldCount > 0 && (where == nullptr || *where == '\0')) return CimResult::QueryIncomplete;
+  if (fieldCount > 0 && (where == nullptr || *where == '\0')) {
+    return CimResult::QueryIncomplete;
+  }
   return select(fields, fieldCount, className, std::string(" WHERE ") + where, table, nameSpace);
 }
 
@@ -19,33 +21,43 @@ CimResult WinCim::queryAll(CimTable** table, const char* className, int fieldCou
 CimResult WinCim::select(const char* const* fields, int fieldCount, const char* className,
                          const std::string& condition, CimTable** table,
                          const std::wstring& nameSpace) {
-  if (fieldCount <= 0) return CimResult::NoFields;
-  if (fields == nullptr || className == nullptr || *className == '\0' || table == nullptr)
+  if (fieldCount <= 0) {
+    return CimResult::NoFields;
+  }
+  if (fields == nullptr || className == nullptr || *className == '\0' || table == nullptr) {
     return CimResult::QueryIncomplete;
+  }
   std::string text = "SELECT ";
   std::vector<std::wstring> names;
   for (int i = 0; i < fieldCount; ++i) {
-    if (fields[i] == nullptr) return CimResult::NullFieldName;
-    if (i != 0) text += ", ";
+    if (fields[i] == nullptr) {
+      return CimResult::NullFieldName;
+    }
+    if (i != 0) {
+      text += ", ";
+    }
     text += fields[i];
     names.push_back(toWide(fields[i]));
   }
   text += std::string(" FROM ") + className + condition;
 
   CimSession session;
-  if (const CimResult result = open(nameSpace, session); result != CimResult::Success)
+  if (const CimResult result = open(nameSpace, session); result != CimResult::Success) {
     return result;
+  }
   auto rows = std::make_unique<CimTable>();
-  if (!collectRows(*session.services.get(), toWide(text), names, *rows))
+  if (!collectRows(*session.services.get(), toWide(text), names, *rows)) {
     return CimResult::ConnectFailed;
+  }
   *table = rows.release();
   return CimResult::Success;
 }
 
 CimResult WinCim::connect(const std::wstring& nameSpace, const std::wstring& className,
                           CimSession& session) {
-  if (const CimResult result = open(nameSpace, session); result != CimResult::Success)
+  if (const CimResult result = open(nameSpace, session); result != CimResult::Success) {
     return result;
+  }
   const ComText path(className);
   return SUCCEEDED(session.services->GetObject(path.get(), 0, nullptr, session.classObject.put(),
                                                nullptr)) &&
@@ -56,34 +68,43 @@ CimResult WinCim::connect(const std::wstring& nameSpace, const std::wstring& cla
 
 CimResult WinCim::start(ComApartment& apartment) {
   const HRESULT started = apartment.start();
-  if (FAILED(started) && started != RPC_E_CHANGED_MODE) return CimResult::ComStartFailed;
+  if (FAILED(started) && started != RPC_E_CHANGED_MODE) {
+    return CimResult::ComStartFailed;
+  }
   comInitialised_ = started != S_OK;
   const HRESULT secured =
       CoInitializeSecurity(nullptr, -1, nullptr, nullptr, RPC_C_AUTHN_LEVEL_DEFAULT,
                            RPC_C_IMP_LEVEL_IMPERSONATE, nullptr, EOAC_NONE, nullptr);
   // Set once in a process; whoever was first has said it for all.
-  if (FAILED(secured) && secured != RPC_E_TOO_LATE) return CimResult::ComSecurityFailed;
+  if (FAILED(secured) && secured != RPC_E_TOO_LATE) {
+    return CimResult::ComSecurityFailed;
+  }
   return comInitialised_ ? CimResult::ComAlreadyRunning : CimResult::Success;
 }
 
 CimResult WinCim::open(const std::wstring& nameSpace, CimSession& session) {
   const CimResult started = start(session.apartment);
-  if (started != CimResult::Success && started != CimResult::ComAlreadyRunning) return started;
+  if (started != CimResult::Success && started != CimResult::ComAlreadyRunning) {
+    return started;
+  }
 
   ComPointer<IWbemLocator> locator;
   if (FAILED(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
                               reinterpret_cast<void**>(locator.put()))) ||
-      !locator)
+      !locator) {
     return CimResult::LocatorFailed;
+  }
   const ComText resource(nameSpace);
   if (FAILED(locator->ConnectServer(resource.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
                                     session.services.put())) ||
-      !session.services)
+      !session.services) {
     return CimResult::ConnectFailed;
+  }
   if (FAILED(CoSetProxyBlanket(session.services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
                                RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr,
-                               EOAC_NONE)))
+                               EOAC_NONE))) {
     return CimResult::ProxyFailed;
+  }
   return CimResult::Success;
 }
 

@@ -10,15 +10,17 @@
 namespace ostria::storage {
 namespace {
 
-constexpr std::size_t maxRecords = 5000;
+constexpr std::size_t kMaxRecords = 5000;
 
-constexpr std::array<const wchar_t*, 7> textProperties = {
+constexpr std::array<const wchar_t*, 7> kTextProperties = {
     L"ModuleName", L"DeviceUdi",          L"DeviceDisplayName", L"TestName",
     L"TestStatus", L"TestStartTimestamp", L"TestDuration"};
 
 /// Waits for an operation that was started without waiting.
 bool finished(HRESULT started, ComPointer<IWbemCallResult>& call) {
-  if (FAILED(started)) return false;
+  if (FAILED(started)) {
+    return false;
+  }
   LONG status = 0;
   return !call || (SUCCEEDED(call->GetCallStatus(static_cast<LONG>(WBEM_INFINITE), &status)) &&
                    SUCCEEDED(status));
@@ -44,8 +46,9 @@ bool createNamespace(IWbemServices& parent, const std::wstring& name) {
   ComPointer<IWbemClassObject> classObject;
   ComPointer<IWbemClassObject> instance;
   if (!getObject(parent, L"__Namespace", classObject) || !spawn(*classObject.get(), instance) ||
-      !putText(*instance.get(), L"Name", name))
+      !putText(*instance.get(), L"Name", name)) {
     return false;
+  }
   ComPointer<IWbemCallResult> call;
   const HRESULT started =
       parent.PutInstance(instance.get(), WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, call.put());
@@ -55,8 +58,9 @@ bool createNamespace(IWbemServices& parent, const std::wstring& name) {
 bool declareKey(IWbemClassObject& object) {
   ComPointer<IWbemQualifierSet> qualifiers;
   if (FAILED(object.Put(L"Id", 0, nullptr, CIM_UINT32)) ||
-      FAILED(object.GetPropertyQualifierSet(L"Id", qualifiers.put())) || !qualifiers)
+      FAILED(object.GetPropertyQualifierSet(L"Id", qualifiers.put())) || !qualifiers) {
     return false;
+  }
   ComValue isKey;
   (*isKey).vt = VT_BOOL;
   (*isKey).boolVal = VARIANT_TRUE;
@@ -66,10 +70,14 @@ bool declareKey(IWbemClassObject& object) {
 bool createRecordClass(IWbemServices& services, const std::wstring& className) {
   ComPointer<IWbemClassObject> object;
   if (!getObject(services, L"", object) || !putText(*object.get(), L"__CLASS", className) ||
-      !declareKey(*object.get()))
+      !declareKey(*object.get())) {
     return false;
-  for (const wchar_t* const name : textProperties)
-    if (FAILED(object->Put(name, 0, nullptr, CIM_STRING))) return false;
+  }
+  for (const wchar_t* const name : kTextProperties) {
+    if (FAILED(object->Put(name, 0, nullptr, CIM_STRING))) {
+      return false;
+    }
+  }
   ComPointer<IWbemCallResult> call;
   const HRESULT started =
       services.PutClass(object.get(), WBEM_FLAG_RETURN_IMMEDIATELY, nullptr, call.put());
@@ -80,12 +88,15 @@ bool createRecordClass(IWbemServices& services, const std::wstring& className) {
 bool readNumbers(IWbemServices& services, const std::wstring& className,
                  std::vector<std::uint32_t>& numbers) {
   CimTable rows;
-  if (!collectRows(services, L"SELECT Id FROM " + className, {L"Id"}, rows)) return false;
+  if (!collectRows(services, L"SELECT Id FROM " + className, {L"Id"}, rows)) {
+    return false;
+  }
   for (const auto& row : rows) {
     // An unsigned number comes as a signed one of the same bits.
-    if (!row.front().empty())
+    if (!row.front().empty()) {
       numbers.push_back(
           static_cast<std::uint32_t>(std::strtoll(row.front().front().c_str(), nullptr, 10)));
+    }
   }
   std::sort(numbers.begin(), numbers.end());
   return true;
@@ -94,7 +105,9 @@ bool readNumbers(IWbemServices& services, const std::wstring& className,
 /// Makes room for one more record: in a full class the oldest goes.
 bool dropOldest(IWbemServices& services, const std::wstring& className,
                 const std::vector<std::uint32_t>& numbers) {
-  if (numbers.size() < maxRecords) return true;
+  if (numbers.size() < kMaxRecords) {
+    return true;
+  }
   const ComText path(className + L".Id=" + std::to_wstring(numbers.front()));
   return SUCCEEDED(services.DeleteInstance(path.get(), 0, nullptr, nullptr));
 }
@@ -103,12 +116,18 @@ bool dropOldest(IWbemServices& services, const std::wstring& className,
 
 CimResult WinCim::ensureNamespace(const std::wstring& parent, const std::wstring& name,
                                   bool* existed) {
-  if (existed != nullptr) *existed = false;
+  if (existed != nullptr) {
+    *existed = false;
+  }
   CimSession session;
-  if (const CimResult result = open(parent, session); result != CimResult::Success) return result;
+  if (const CimResult result = open(parent, session); result != CimResult::Success) {
+    return result;
+  }
   ComPointer<IWbemClassObject> present;
   if (getObject(*session.services.get(), L"__Namespace.Name='" + name + L"'", present)) {
-    if (existed != nullptr) *existed = true;
+    if (existed != nullptr) {
+      *existed = true;
+    }
     return CimResult::Success;
   }
   return createNamespace(*session.services.get(), name) ? CimResult::Success
@@ -119,10 +138,12 @@ CimResult WinCim::ensureNamespace(const std::wstring& parent, const std::wstring
 CimResult WinCim::openRecords(const std::wstring& nameSpace, const std::wstring& className,
                               CimSession& session) {
   if (open(nameSpace, session) != CimResult::Success) {
-    if (ensureNamespace(L"ROOT", L"Ostria", nullptr) == CimResult::Success)
+    if (ensureNamespace(L"ROOT", L"Ostria", nullptr) == CimResult::Success) {
       static_cast<void>(ensureNamespace(L"ROOT\\Ostria", L"Ostria_Diagnostics", nullptr));
-    if (const CimResult result = open(nameSpace, session); result != CimResult::Success)
+    }
+    if (const CimResult result = open(nameSpace, session); result != CimResult::Success) {
       return CimResult::ConnectFailed;
+    }
   }
   IWbemServices& services = *session.services.get();
   const bool usable = getObject(services, className, session.classObject) ||
@@ -134,28 +155,38 @@ CimResult WinCim::openRecords(const std::wstring& nameSpace, const std::wstring&
 CimResult WinCim::writeRecord(const std::vector<std::string>& names,
                               const std::vector<std::string>& values, const char* className,
                               const std::wstring& nameSpace) {
-  if (className == nullptr || *className == '\0') return CimResult::QueryIncomplete;
+  if (className == nullptr || *className == '\0') {
+    return CimResult::QueryIncomplete;
+  }
   const std::wstring wideClass = toWide(className);
   CimSession session;
   if (const CimResult result = openRecords(nameSpace, wideClass, session);
-      result != CimResult::Success)
+      result != CimResult::Success) {
     return result;
+  }
 
   IWbemServices& services = *session.services.get();
   ComPointer<IWbemClassObject> record;
   std::vector<std::uint32_t> numbers;
   if (!spawn(*session.classObject.get(), record) || !readNumbers(services, wideClass, numbers) ||
-      !dropOldest(services, wideClass, numbers))
+      !dropOldest(services, wideClass, numbers)) {
     return CimResult::ConnectFailed;
-  if (names.size() != values.size()) return CimResult::Success;
+  }
+  if (names.size() != values.size()) {
+    return CimResult::Success;
+  }
 
   ComValue number;
   (*number).vt = VT_I4;
   (*number).lVal = numbers.empty() ? 0 : static_cast<LONG>(numbers.back() + 1);
-  if (FAILED(record->Put(L"Id", 0, number.get(), 0))) return CimResult::ConnectFailed;
-  for (std::size_t i = 0; i < names.size(); ++i)
-    if (!putText(*record.get(), toWide(names[i]), toWide(values[i])))
+  if (FAILED(record->Put(L"Id", 0, number.get(), 0))) {
+    return CimResult::ConnectFailed;
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (!putText(*record.get(), toWide(names[i]), toWide(values[i]))) {
       return CimResult::ConnectFailed;
+    }
+  }
   return SUCCEEDED(services.PutInstance(record.get(), WBEM_FLAG_CREATE_ONLY, nullptr, nullptr))
              ? CimResult::Success
              : CimResult::ConnectFailed;

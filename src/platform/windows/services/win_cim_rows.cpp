@@ -11,11 +11,14 @@ std::vector<std::string> arrayTexts(SAFEARRAY* array, Text text) {
   LONG last = -1;
   std::vector<std::string> texts;
   if (array == nullptr || FAILED(SafeArrayGetLBound(array, 1, &first)) ||
-      FAILED(SafeArrayGetUBound(array, 1, &last)))
+      FAILED(SafeArrayGetUBound(array, 1, &last))) {
     return texts;
+  }
   for (LONG index = first; index <= last; ++index) {
     Element element{};
-    if (FAILED(SafeArrayGetElement(array, &index, &element))) break;
+    if (FAILED(SafeArrayGetElement(array, &index, &element))) {
+      break;
+    }
     texts.push_back(text(element));
   }
   return texts;
@@ -65,15 +68,20 @@ bool collectRows(IWbemServices& services, const std::wstring& query,
   if (FAILED(services.ExecQuery(language.get(), text.get(),
                                 WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY, nullptr,
                                 found.put())) ||
-      !found)
+      !found) {
     return false;
+  }
   for (;;) {
     ComPointer<IWbemClassObject> object;
     ULONG returned = 0;
     const HRESULT result =
         found->Next(static_cast<LONG>(WBEM_INFINITE), 1, object.put(), &returned);
-    if (FAILED(result)) return false;
-    if (returned == 0 || !object) return true;
+    if (FAILED(result)) {
+      return false;
+    }
+    if (returned == 0 || !object) {
+      return true;
+    }
     auto& row = rows.emplace_back();
     for (const std::wstring& field : fields) {
       ComValue value;

@@ -37,7 +37,9 @@ class ComPointer {
 
  private:
   void reset() {
-    if (object_ != nullptr) object_->Release();
+    if (object_ != nullptr) {
+      object_->Release();
+    }
     object_ = nullptr;
   }
 
@@ -84,7 +86,9 @@ class ComApartment {
  public:
   ComApartment() = default;
   ~ComApartment() {
-    if (started_) CoUninitialize();
+    if (started_) {
+      CoUninitialize();
+    }
   }
   ComApartment(const ComApartment&) = delete;
   ComApartment& operator=(const ComApartment&) = delete;

@@ -17,19 +17,28 @@ Function exported(void* library, const char* name) {
 DriverServiceHolder::DriverServiceHolder() {
   const auto directory =
       queryPathText([](wchar_t* buffer, DWORD size) { return GetCurrentDirectoryW(size, buffer); });
-  if (!directory) return;
+  if (!directory) {
+    return;
+  }
   library_ =
       LoadLibraryExW(toWide(*directory + "\\OstriaDiagnosticsDriverService.dll").c_str(), nullptr,
                      LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
-  if (library_ == nullptr) return;
-  if (const auto create = exported<CreateZRDServiceFunction>(library_, "CreateZRDService"))
+  if (library_ == nullptr) {
+    return;
+  }
+  if (const auto create = exported<CreateZRDServiceFunction>(library_, "CreateZRDService")) {
     service_ = create();
+  }
 }
 
 DriverServiceHolder::~DriverServiceHolder() {
-  if (library_ == nullptr) return;
+  if (library_ == nullptr) {
+    return;
+  }
   const auto destroy = exported<DestroyZRDServiceFunction>(library_, "DestroyZRDService");
-  if (destroy != nullptr && service_ != nullptr) destroy(service_);
+  if (destroy != nullptr && service_ != nullptr) {
+    destroy(service_);
+  }
   FreeLibrary(static_cast<HMODULE>(library_));
 }
 

@@ -9,8 +9,8 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr UINT noErrorDialogs = 0x8001;  // SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX
-constexpr DWORD errorNotAllAssigned = 1300;
+constexpr UINT kNoErrorDialogs = 0x8001;  // SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX
+constexpr DWORD kErrorNotAllAssigned = 1300;
 
 TOKEN_PRIVILEGES& earlierState() {
   static TOKEN_PRIVILEGES state{};
@@ -19,8 +19,9 @@ TOKEN_PRIVILEGES& earlierState() {
 
 UniqueHandle openToken() {
   HANDLE token = nullptr;
-  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token))
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token)) {
     return {};
+  }
   return UniqueHandle(token);
 }
 
@@ -28,7 +29,7 @@ UniqueHandle openToken() {
 bool adjust(HANDLE token, TOKEN_PRIVILEGES& wanted, TOKEN_PRIVILEGES* before) {
   DWORD returned = 0;
   return AdjustTokenPrivileges(token, FALSE, &wanted, sizeof wanted, before, &returned) != 0 &&
-         GetLastError() != errorNotAllAssigned;
+         GetLastError() != kErrorNotAllAssigned;
 }
 
 }  // namespace
@@ -39,17 +40,22 @@ bool holdVolumePrivilege() {
   wanted.PrivilegeCount = 1;
   wanted.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
   if (!token ||
-      !LookupPrivilegeValueW(nullptr, L"SeManageVolumePrivilege", &wanted.Privileges[0].Luid))
+      !LookupPrivilegeValueW(nullptr, L"SeManageVolumePrivilege", &wanted.Privileges[0].Luid)) {
     return false;
+  }
   earlierState() = {};
   return adjust(token.get(), wanted, &earlierState());
 }
 
 void releaseVolumePrivilege() {
   // Nothing to put back when the process had the privilege enabled already.
-  if (earlierState().PrivilegeCount == 0) return;
+  if (earlierState().PrivilegeCount == 0) {
+    return;
+  }
   const UniqueHandle token = openToken();
-  if (token) adjust(token.get(), earlierState(), nullptr);
+  if (token) {
+    adjust(token.get(), earlierState(), nullptr);
+  }
 }
 
 bool setValidData(DeviceHandle file, std::uint64_t bytes) {
@@ -58,19 +64,21 @@ bool setValidData(DeviceHandle file, std::uint64_t bytes) {
 
 bool readFileSystemName(const std::string& mountPoint, std::string& name) {
   std::array<char, 261> text{};
-  const UINT before = SetErrorMode(noErrorDialogs);
+  const UINT before = SetErrorMode(kNoErrorDialogs);
   const BOOL known = GetVolumeInformationA(mountPoint.c_str(), nullptr, 0, nullptr, nullptr,
                                            nullptr, text.data(), static_cast<DWORD>(text.size()));
   SetErrorMode(before);
-  if (!known) return false;
+  if (!known) {
+    return false;
+  }
   text.back() = '\0';
   name = text.data();
   return true;
 }
 
 const std::vector<std::string>& scratchFileSystems() {
-  static const std::vector<std::string> names{"ntfs"};
-  return names;
+  static const std::vector<std::string> kNames{"ntfs"};
+  return kNames;
 }
 
 }  // namespace ostria::storage

@@ -18,7 +18,9 @@ std::vector<std::string> volumeRoots() {
   const DWORD needed = GetLogicalDriveStringsA(0, nullptr);
   std::string list(needed, '\0');
   const DWORD length = GetLogicalDriveStringsA(needed, list.data());
-  if (length == 0 || length > list.size()) return {};
+  if (length == 0 || length > list.size()) {
+    return {};
+  }
   list.resize(length);
   return getLocalStringHandler().tokenize(list, std::string(1, '\0'));
 }
@@ -27,9 +29,10 @@ std::optional<VolumeFacts::Identity> identityOf(const std::string& root) {
   std::array<wchar_t, 261> label{};
   std::array<wchar_t, 261> fileSystem{};
   DWORD serial = 0;
-  if (!GetVolumeInformationW(toWide(root).c_str(), label.data(), label.size(), &serial, nullptr,
-                             nullptr, fileSystem.data(), fileSystem.size()))
+  if (GetVolumeInformationW(toWide(root).c_str(), label.data(), label.size(), &serial, nullptr,
+                            nullptr, fileSystem.data(), fileSystem.size()) == 0) {
     return std::nullopt;
+  }
   label.back() = fileSystem.back() = 0;
   return VolumeFacts::Identity{toNarrow(label.data()), toNarrow(fileSystem.data()), serial};
 }
@@ -38,7 +41,9 @@ std::optional<VolumeFacts::Space> spaceOf(const std::string& root) {
   ULARGE_INTEGER available{};
   ULARGE_INTEGER total{};
   ULARGE_INTEGER free{};
-  if (!GetDiskFreeSpaceExW(toWide(root).c_str(), &available, &total, &free)) return std::nullopt;
+  if (GetDiskFreeSpaceExW(toWide(root).c_str(), &available, &total, &free) == 0) {
+    return std::nullopt;
+  }
   return VolumeFacts::Space{total.QuadPart, free.QuadPart};
 }
 
@@ -69,11 +74,17 @@ void joinVolumes(DeviceScanner& scanner, PartitionTable& table) {
     ScannedHandle volume = openScanned(scanner, volumePath(root));
     const auto number = volume ? queryDeviceNumber(volume.get()) : std::nullopt;
     volume.close();
-    if (!number || number->deviceNumber != table.diskNumber) continue;
+    if (!number || number->deviceNumber != table.diskNumber) {
+      continue;
+    }
     std::optional<VolumeFacts> facts;
     for (PartitionEntry& entry : table.partitions) {
-      if (entry.number != number->partitionNumber) continue;
-      if (!facts) facts = factsOf(root);
+      if (entry.number != number->partitionNumber) {
+        continue;
+      }
+      if (!facts) {
+        facts = factsOf(root);
+      }
       joinVolume(*facts, entry);
     }
   }
