@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/host/schema_check.h"
+#include "tests/support/source_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -116,7 +117,7 @@ TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
 
 // Whoever changes a key of the output gives the form a new version, here and in the program.
 TEST(ProgramTest, SchemaVersionChangesWithTheSchema) {
-  std::ifstream file(OSTRIA_SOURCE_DIR "/docs/output.schema.json");
+  std::ifstream file(::ostria::storage::test::sourceFile("docs/output.schema.json"));
   const json schema = json::parse(file);
   std::uint64_t print = 0xCBF29CE484222325u;
   for (const char c : schema.dump()) {

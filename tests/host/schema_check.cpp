@@ -4,6 +4,8 @@
 #include <fstream>
 #include <regex>
 
+#include "tests/support/source_folder.h"
+
 namespace ostria::host::test {
 namespace {
 
@@ -116,7 +118,7 @@ class Checker {
 }  // namespace
 
 std::string schemaComplaint(const json& document) {
-  std::ifstream file(OSTRIA_SOURCE_DIR "/docs/output.schema.json");
+  std::ifstream file(::ostria::storage::test::sourceFile("docs/output.schema.json"));
   const json schema = json::parse(file);
   return Checker(schema).check(document, schema, "document");
 }

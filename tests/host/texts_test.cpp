@@ -8,6 +8,8 @@
 #include <set>
 #include <sstream>
 
+#include "tests/support/source_folder.h"
+
 namespace ostria::host {
 namespace {
 
@@ -76,7 +78,7 @@ TEST(TextsTest, AnotherLanguageWinsAndABrokenFileChangesNothing) {
 // Every key that stands in the module's sources has a text of its own.
 TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
   namespace fs = std::filesystem;
-  const fs::path root = OSTRIA_SOURCE_DIR;
+  const fs::path root = ::ostria::storage::test::sourceFile("");
   std::ifstream file(root / "host/core/texts/en.txt");
   std::set<std::string> known;
   for (std::string line; std::getline(file, line);) {

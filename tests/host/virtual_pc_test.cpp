@@ -11,6 +11,7 @@
 
 #include "tests/host/program.h"
 #include "tests/host/schema_check.h"
+#include "tests/support/source_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -18,7 +19,8 @@ namespace {
 using nlohmann::json;
 
 // Two small drives, of which the second has bad sectors: whole scans take a moment only.
-const std::string kSmallPc = "--virtual=" OSTRIA_SOURCE_DIR "/tests/host/two_drives.json";
+const std::string kSmallPc =
+    "--virtual=" + ::ostria::storage::test::sourceFile("tests/host/two_drives.json");
 
 json onVirtualPc(std::vector<std::string> arguments, int* code = nullptr,
                  const std::string& machine = "--virtual") {
@@ -193,8 +195,10 @@ std::size_t countOf(const std::string& text, const std::string& part) {
 
 TEST(VirtualPcProgramTest, ReportTellsOfEveryKindOfDrive) {
   const std::string path = testing::TempDir() + "kinds.html";
-  Program program(OSTRIA_BIN_DIR, {"--virtual=" OSTRIA_SOURCE_DIR "/tests/host/report_machine.json",
-                                   "-Mstorage", "-Qm,i", "-En(ERROR_LIMIT=0)", "--report", path});
+  Program program(
+      OSTRIA_BIN_DIR,
+      {"--virtual=" + ::ostria::storage::test::sourceFile("tests/host/report_machine.json"),
+       "-Mstorage", "-Qm,i", "-En(ERROR_LIMIT=0)", "--report", path});
   EXPECT_EQ(program.finish(), 1);
   std::stringstream content;
   content << std::ifstream(path).rdbuf();

@@ -10,6 +10,7 @@
 #include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_component_manager.h"
 #include "tests/support/module_bench.h"
+#include "tests/support/source_folder.h"
 
 namespace ostria::storage::testing {
 
@@ -17,7 +18,7 @@ using Json = nlohmann::json;
 
 /// The RAID machine of the documentation, as text or for changing it.
 inline std::string raidMachineText() {
-  std::ifstream file(OSTRIA_SOURCE_DIR "/docs/examples/raid-machine.json");
+  std::ifstream file(::ostria::storage::test::sourceFile("docs/examples/raid-machine.json"));
   std::ostringstream text;
   text << file.rdbuf();
   return text.str();
