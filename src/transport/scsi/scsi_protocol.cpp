@@ -9,8 +9,9 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint8_t kIllegalRequest = 5;
-constexpr std::uint8_t kDataProtect = 7;
+// Additional sense codes.
+constexpr std::uint8_t kUnrecoveredRead = 0x11;
+constexpr std::uint8_t kInterfaceError = 0x47;  // with qualifiers 0 to 5: parity and CRC
 
 // READ(16) and WRITE(16) alone reach sectors from here on.
 constexpr std::uint64_t kShortReach = std::uint64_t{1} << 32;
@@ -21,11 +22,12 @@ ProtocolResult readVerdict(const std::array<std::uint8_t, 32>& raw, ProtocolResu
   if (!succeeded(sense.Decode(raw))) {
     return otherwise;
   }
-  const std::uint8_t key = sense.GetSenseKey();
-  if (key == 3 || key == 4 || key == 0x0E || sense.GetAsc() == 0x11) {
+  const SenseKey key = sense.GetSenseKey();
+  if (key == SenseKey::MediumError || key == SenseKey::HardwareError ||
+      key == SenseKey::Miscompare || sense.GetAsc() == kUnrecoveredRead) {
     return ProtocolResult::MediumError;
   }
-  if (sense.GetAsc() == 0x47 && sense.GetAscq() < 6) {
+  if (sense.GetAsc() == kInterfaceError && sense.GetAscq() < 6) {
     return ProtocolResult::InterfaceCrcError;
   }
   return otherwise;
@@ -58,7 +60,7 @@ bool ScsiProtocol::ProbeBridge(ScsiBridge& bridge) {
   }
   ScsiSense sense;
   return command.senseLength > 0 && succeeded(sense.Decode(command.sense)) &&
-         sense.GetSenseKey() != kIllegalRequest;
+         sense.GetSenseKey() != SenseKey::IllegalRequest;
 }
 
 ProtocolResult ScsiProtocol::CheckSense(ScsiCmd& command) {
@@ -71,9 +73,10 @@ ProtocolResult ScsiProtocol::CheckSense(ScsiCmd& command) {
   if (!succeeded(result)) {
     return result;
   }
-  const std::uint8_t key = sense.GetSenseKey();
-  return key == kIllegalRequest || key == kDataProtect ? ProtocolResult::CommandRejected
-                                                       : ProtocolResult::Success;
+  const SenseKey key = sense.GetSenseKey();
+  return key == SenseKey::IllegalRequest || key == SenseKey::DataProtect
+             ? ProtocolResult::CommandRejected
+             : ProtocolResult::Success;
 }
 
 ProtocolResult ScsiProtocol::CheckStatus(ScsiCmd& command, ProtocolResult notGood) {

@@ -188,7 +188,7 @@ ProtocolResult ScsiProtocol::ReadRequestSense(std::uint8_t& healthy) {
   RequestSense command(page.data(), page.size());
   ScsiSense sense;
   if (!succeeded(CheckStatus(command, ProtocolResult::Failure)) ||
-      !succeeded(decodeReply(command, page, sense)) || sense.GetSenseKey() != 0) {
+      !succeeded(decodeReply(command, page, sense)) || sense.GetSenseKey() != SenseKey::NoSense) {
     return ProtocolResult::Failure;
   }
   healthy = healthOf(sense.GetAsc());
@@ -211,7 +211,6 @@ ProtocolResult ScsiProtocol::AbortSelfTest() {
 }
 
 ProtocolResult ScsiProtocol::GetSelfTestProgress(std::uint8_t* percent) {
-  constexpr std::uint8_t kNotReady = 2;
   if (percent == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
@@ -222,7 +221,7 @@ ProtocolResult ScsiProtocol::GetSelfTestProgress(std::uint8_t* percent) {
       !succeeded(decodeReply(command, page, sense))) {
     return ProtocolResult::Failure;
   }
-  if (sense.GetSenseKey() != 0 && sense.GetSenseKey() != kNotReady) {
+  if (sense.GetSenseKey() != SenseKey::NoSense && sense.GetSenseKey() != SenseKey::NotReady) {
     return ProtocolResult::Failure;
   }
   ScsiSense::DescriptorBytes bytes{};

@@ -21,7 +21,7 @@ ProtocolResult ScsiSense::Decode(std::span<const std::uint8_t> raw) {
       if (raw.size() < 4) {
         return ProtocolResult::CommandUnusable;
       }
-      senseKey_ = raw[1] & 0x0F;
+      senseKey_ = static_cast<SenseKey>(raw[1] & 0x0F);
       asc_ = raw[2];
       ascq_ = raw[3];
       WalkDescriptors(raw);
@@ -32,7 +32,7 @@ ProtocolResult ScsiSense::Decode(std::span<const std::uint8_t> raw) {
 }
 
 void ScsiSense::DecodeFixed(std::span<const std::uint8_t> raw) {
-  senseKey_ = raw[2] & 0x0F;
+  senseKey_ = static_cast<SenseKey>(raw[2] & 0x0F);
   asc_ = raw[12];
   ascq_ = raw[13];
   if (raw.size() >= 18) {

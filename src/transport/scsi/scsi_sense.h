@@ -9,6 +9,20 @@
 
 namespace ostria::storage {
 
+/// Sense keys of SPC, by the names of the standard. A device may send any other value of 4 bits.
+enum class SenseKey : std::uint8_t {
+  NoSense = 0x0,
+  RecoveredError = 0x1,
+  NotReady = 0x2,
+  MediumError = 0x3,
+  HardwareError = 0x4,
+  IllegalRequest = 0x5,
+  UnitAttention = 0x6,
+  DataProtect = 0x7,
+  AbortedCommand = 0xB,
+  Miscompare = 0xE,
+};
+
 /// One block of SCSI sense data, decoded. What lies behind the given bytes is never looked at,
 /// whatever lengths the data claim.
 class ScsiSense {
@@ -24,7 +38,7 @@ class ScsiSense {
   ProtocolResult Decode(std::span<const std::uint8_t> raw);
 
   std::uint8_t GetResponseCode() const { return responseCode_; }
-  std::uint8_t GetSenseKey() const { return senseKey_; }
+  SenseKey GetSenseKey() const { return senseKey_; }
   std::uint8_t GetAsc() const { return asc_; }
   std::uint8_t GetAscq() const { return ascq_; }
   /// @return `Failure`, with `out` as it was, when the block has no such descriptor
@@ -35,7 +49,7 @@ class ScsiSense {
   void WalkDescriptors(std::span<const std::uint8_t> raw);
 
   std::uint8_t responseCode_ = 0;
-  std::uint8_t senseKey_ = 0;
+  SenseKey senseKey_ = SenseKey::NoSense;
   std::uint8_t asc_ = 0;
   std::uint8_t ascq_ = 0;
   std::map<std::uint32_t, DescriptorBytes> descriptors_;

@@ -46,14 +46,14 @@ void registersFromSense(const ScsiCmd& sent, AtaCmd& command) {
     return;
   }
   switch (sense.GetSenseKey()) {
-    case 3:
+    case SenseKey::MediumError:
       command.features = 0x40;
       command.command = 0x01;
       break;
-    case 4:
+    case SenseKey::HardwareError:
       command.command = 0x20;
       break;
-    case 5:
+    case SenseKey::IllegalRequest:
       command.features = 0x10;
       command.command = 0x01;
       break;

@@ -87,7 +87,7 @@ TEST(ScsiSense, IsDecodedWithinTheBytesThatAreThere) {
     if (!succeeded(c.result)) {
       continue;
     }
-    EXPECT_EQ(sense.GetSenseKey(), c.key);
+    EXPECT_EQ(static_cast<std::uint8_t>(sense.GetSenseKey()), c.key);
     EXPECT_EQ(sense.GetAsc(), c.asc);
     EXPECT_EQ(sense.GetAscq(), c.ascq);
     ScsiSense::DescriptorBytes bytes{};
