@@ -27,7 +27,7 @@ class StorageProtocolProperties {
   std::string vendor;
   std::string fruPartNumber;             ///< 30 characters of vendor log DFh, as they stand
   std::uint64_t totalSectors = 0;        ///< logical sectors
-  std::uint32_t logicalSectorSize = 0;   ///< bytes; 0 when unknown, below 512 reads are refused
+  std::uint32_t logicalSectorSize = 0;   ///< bytes; 0 when unknown: reads are refused
   std::uint32_t physicalSectorSize = 0;  ///< bytes
   std::uint32_t cacheSize = 0;           ///< logical sectors
   std::uint16_t rotationRate = 0;        ///< revolutions per minute; 0 unknown or not rotating

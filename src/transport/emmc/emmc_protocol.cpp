@@ -1,5 +1,7 @@
 #include "transport/emmc/emmc_protocol.h"
 
+#include "base/sector_size.h"
+
 namespace ostria::storage {
 
 EmmcProtocol::EmmcProtocol(DeviceHandle handle, std::string devicePath)
@@ -23,8 +25,8 @@ ProtocolResult EmmcProtocol::GetProperties(StorageProtocolProperties* out) {
     p.serialNumber = identity.serialNumber;
     p.vendor = identity.vendor;
     p.totalSectors = geometry.totalSectors;
-    p.logicalSectorSize = geometry.bytesPerSector;
-    p.physicalSectorSize = geometry.bytesPerSector;
+    p.logicalSectorSize = knownSectorSize(geometry.bytesPerSector);
+    p.physicalSectorSize = p.logicalSectorSize;
     p.solidState = true;
     p.securityLocked = false;
     p.smartEnabled = false;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/byte_order.h"
+#include "base/sector_size.h"
 #include "services/string_handler.h"
 
 namespace ostria::storage {
@@ -32,11 +33,11 @@ ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeom
   const std::uint64_t capacity = loadLe64(data.data() + 8);
   const std::size_t format = data[26] & 0x0Fu;
   const unsigned dataSizePower = data[128 + 4 * format + 2];
-  if (size == 0 || capacity == 0 || dataSizePower > 31) {
+  if (size == 0 || capacity == 0) {
     return ProtocolResult::DeviceError;
   }
   geometry.sectors = capacity;
-  geometry.sectorSize = std::uint32_t{1} << dataSizePower;
+  geometry.sectorSize = dataSizePower > 31 ? 0 : knownSectorSize(std::uint64_t{1} << dataSizePower);
   return ProtocolResult::Success;
 }
 

@@ -41,11 +41,10 @@ void readNvmeController(const NvmeIdentifyData& controller, NvmeIdentifyRecord& 
 
 struct NvmeNamespaceGeometry {
   std::uint64_t sectors = 0;
-  std::uint32_t sectorSize = 0;  ///< bytes
+  std::uint32_t sectorSize = 0;  ///< bytes; 0 for a format that no drive can have
 };
 
-/// @return `DeviceError`, with `geometry` as it was, for a namespace without size or capacity and
-///         for a sector size that no 32-bit number holds
+/// @return `DeviceError`, with `geometry` as it was, for a namespace without size or capacity
 ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeometry& geometry);
 
 /// Degrees Celsius of the composite temperature, right between 256 K and 510 K.

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "base/byte_order.h"
+#include "base/sector_size.h"
 #include "services/string_handler.h"
 #include "transport/scsi/scsi_cmd.h"
 #include "transport/scsi/scsi_protocol.h"
@@ -139,7 +140,7 @@ ProtocolResult ScsiProtocol::ReadCapacityLong() {
     return ProtocolResult::InvalidDeviceData;
   }
   properties_->totalSectors = loadBe64(&data[0]) + 1;
-  properties_->logicalSectorSize = loadBe32(&data[8]);
+  properties_->logicalSectorSize = knownSectorSize(loadBe32(&data[8]));
   const std::uint64_t physical = std::uint64_t{properties_->logicalSectorSize} << (data[13] & 0x0F);
   // A size that does not fit is as good as unknown.
   properties_->physicalSectorSize = physical > std::numeric_limits<std::uint32_t>::max()
@@ -163,7 +164,7 @@ ProtocolResult ScsiProtocol::ReadCapacityShort() {
     return ProtocolResult::Failure;
   }
   properties_->totalSectors = std::uint64_t{last} + 1;
-  properties_->logicalSectorSize = loadBe32(&data[4]);
+  properties_->logicalSectorSize = knownSectorSize(loadBe32(&data[4]));
   properties_->physicalSectorSize = 0;
   return ProtocolResult::Success;
 }

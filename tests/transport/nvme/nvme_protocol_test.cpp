@@ -50,8 +50,7 @@ TEST_F(NvmeProtocolTest, NamespaceManagementAsksForTheCommonGeometryFirst) {
 }
 
 TEST_F(NvmeProtocolTest, UnusableGeometryIsAnErrorThatKeepsTheIdentity) {
-  const std::vector<Bytes> namespaces{namespaceData(0, 500, 9), namespaceData(500, 0, 9),
-                                      namespaceData(500, 500, 255), namespaceData(500, 500, 32)};
+  const std::vector<Bytes> namespaces{namespaceData(0, 500, 9), namespaceData(500, 0, 9)};
   for (const Bytes& data : namespaces) {
     bridge->identify(controllerData("SERIAL"));
     bridge->namespaceList({1});
@@ -63,6 +62,17 @@ TEST_F(NvmeProtocolTest, UnusableGeometryIsAnErrorThatKeepsTheIdentity) {
   }
   std::uint8_t buffer[512];
   EXPECT_EQ(protocol.Read(0, 1, 10, buffer, sizeof buffer), ProtocolResult::InvalidArgument);
+}
+
+TEST_F(NvmeProtocolTest, ASectorSizeThatNoDriveHasIsUnknown) {
+  for (const unsigned power : {0u, 8u, 9u, 12u, 16u, 17u, 31u, 32u, 255u}) {
+    bridge->identify(controllerData("S"));
+    bridge->namespaceList({1});
+    bridge->identifyNamespace(1, namespaceData(5, 5, static_cast<std::uint8_t>(power)));
+    bridge->log(0xDF, 512, {});
+    EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    EXPECT_EQ(properties.logicalSectorSize, power >= 9 && power <= 16 ? 1u << power : 0u);
+  }
 }
 
 TEST_F(NvmeProtocolTest, ReadSendsTheWholeCommandAndKeepsToItsBuffer) {

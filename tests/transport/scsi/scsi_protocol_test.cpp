@@ -161,6 +161,27 @@ TEST_F(ScsiProtocolTest, CapacityStepsDownAndItsFailureIsTheResult) {
   }
 }
 
+TEST_F(ScsiProtocolTest, ASectorSizeThatNoDriveHasIsUnknown) {
+  for (const std::uint32_t size : {0u, 256u, 512u, 520u, 4096u, 65536u, 66048u, 0xFFFFFE00u}) {
+    const bool known = size == 512 || size == 4096 || size == 65536;
+    identify(capacity16(1000, size, 3));
+    EXPECT_EQ(properties.logicalSectorSize, known ? size : 0);
+    EXPECT_EQ(properties.physicalSectorSize, known ? size * 8 : 0);
+    if (!known) {
+      EXPECT_EQ(read(0), ProtocolResult::InvalidArgument);
+    }
+    bridge->expect(Inquiry(nullptr, 64)).in(64).status(8);
+    bridge->expect(ReadCapacity16(nullptr)).senses(fixedSense(5, 0x20));
+    Bytes shortForm{0, 0, 0, 9, 0, 0, 0, 0};
+    storeBe32(&shortForm[4], size);
+    bridge->expect(ReadCapacity10(nullptr)).returns(shortForm);
+    bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).status(8);
+    properties.busKind = StorageBusKind::Usb;
+    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    EXPECT_EQ(properties.logicalSectorSize, known ? size : 0);
+  }
+}
+
 TEST_F(ScsiProtocolTest, ReadsStepDownForGood) {
   EXPECT_EQ(read(0), ProtocolResult::InvalidArgument);
   identify(capacity16(kFourG, 512));

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/byte_order.h"
+#include "base/sector_size.h"
 #include "platform/windows/passthrough/win_device_control.h"
 #include "platform/windows/passthrough/win_nvme_records.h"
 #include "transport/nvme/nvme_cmd.h"
@@ -105,7 +106,7 @@ ProtocolResult identifyAndCapacity(DeviceHandle handle, NvmeIdentifyRecord& reco
   record.selfTestSupported = (nvmeOptionalAdminCommands(*data) & kNvmeOacsSelfTest) != 0;
   record.selfTestOptions = (*data)[318];
   record.extendedSelfTestMinutes = loadLe16(data->data() + 316);
-  record.blockSize = capacity.blockLength;
+  record.blockSize = knownSectorSize(capacity.blockLength);
   record.blockCount =
       static_cast<std::uint64_t>(std::max<std::int64_t>(capacity.numberOfBlocks, 0));
   return ProtocolResult::Success;
