@@ -1,5 +1,6 @@
 #include "inventory/component_builder.h"
 
+#include "base/byte_size.h"
 #include "inventory/device_properties.h"
 #include "transport/ata/ata_protocol.h"
 #include "transport/scsi/scsi_bridge.h"
@@ -25,7 +26,7 @@ std::unique_ptr<PartitionTable> readTable(StorageScanner& scanner, const DeviceR
   // Without an answer the size is 0; the layout itself still comes from the operating system.
   (void)protocol.GetProperties(&properties);
   auto table = std::make_unique<PartitionTable>();
-  const std::uint64_t size = properties.totalSectors * properties.logicalSectorSize;
+  const std::uint64_t size = saturatedBytes(properties.totalSectors, properties.logicalSectorSize);
   if (scanner.readPartitionTable(record.deviceNumber, table.get(), size) != 0) {
     return nullptr;
   }

@@ -1,33 +1,20 @@
 #include "inventory/device_properties.h"
 
-#include <limits>
 #include <string>
 
+#include "base/byte_size.h"
 #include "inventory/driver_version.h"
+#include "services/device_text.h"
 #include "services/number_handler.h"
 #include "services/sal.h"
 
 namespace ostria::storage {
 namespace {
 
-std::string cleaned(const std::string& text) {
-  StringHandler& strings = *get_string_handler();
-  std::string out;
-  strings.keepPrintable(text, out);
-  strings.trim(out);
-  return out;
-}
-
 std::string sizeText(std::uint64_t bytes) {
   std::string out;
   get_number_handler()->formatBytes(out, bytes);
   return out;
-}
-
-/// A device may claim anything: a capacity beyond 64 bits of bytes is shown as the largest one.
-std::uint64_t bytesOf(std::uint64_t sectors, std::uint32_t sectorSize) {
-  constexpr std::uint64_t kLimit = std::numeric_limits<std::uint64_t>::max();
-  return sectorSize != 0 && sectors > kLimit / sectorSize ? kLimit : sectors * sectorSize;
 }
 
 std::string deviceIdentity(const std::string& vendor, const std::string& model,
@@ -86,13 +73,13 @@ std::string temperatureText(StorageProtocol& protocol) {
 void addTechnicalData(StorageComponent& component, StorageProtocol& protocol,
                       const StorageProtocolProperties& device, PropertyWriter& out) {
   if (device.totalSectors > 0 && device.logicalSectorSize > 0) {
-    out.text("SIZE", sizeText(bytesOf(device.totalSectors, device.logicalSectorSize)));
+    out.text("SIZE", sizeText(saturatedBytes(device.totalSectors, device.logicalSectorSize)));
   }
   if (device.rotationRate != 0) {
     out.text("ROTATION_RATE", std::to_string(device.rotationRate) + " RPM");
   }
   if (device.cacheSize > 0 && device.logicalSectorSize > 0) {
-    out.text("CACHE", sizeText(bytesOf(device.cacheSize, device.logicalSectorSize)));
+    out.text("CACHE", sizeText(saturatedBytes(device.cacheSize, device.logicalSectorSize)));
   }
   out.text("TEMPERATURE", temperatureText(protocol));
   out.number("PHYSICAL_SECTOR_SIZE", device.physicalSectorSize);
@@ -121,15 +108,15 @@ ProtocolResult fillProperties(StorageComponent& component, StorageProtocol* sour
     return result;
   }
 
-  const std::string vendor = cleaned(device.vendor);
-  const std::string model = cleaned(device.modelNumber);
-  const std::string serial = cleaned(device.serialNumber);
+  const std::string vendor = cleanedDeviceText(device.vendor);
+  const std::string model = cleanedDeviceText(device.modelNumber);
+  const std::string serial = cleanedDeviceText(device.serialNumber);
 
   std::string displayName = model;
   const std::uint32_t sectorSize =
       device.logicalSectorSize != 0 ? device.logicalSectorSize : device.physicalSectorSize;
   if (device.totalSectors != 0 && sectorSize != 0) {
-    displayName += " - " + sizeText(bytesOf(device.totalSectors, sectorSize));
+    displayName += " - " + sizeText(saturatedBytes(device.totalSectors, sectorSize));
   }
   component.setNames(displayName, model);
 

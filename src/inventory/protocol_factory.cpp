@@ -12,6 +12,7 @@
 #include "transport/nvme/nvme_protocol.h"
 #include "transport/nvme/nvme_scsi_protocol.h"
 #include "transport/nvme/nvme_system_call_protocol.h"
+#include "transport/protocol_over.h"
 #include "transport/scsi/scsi_bridge.h"
 #include "transport/scsi/scsi_protocol.h"
 #include "transport/tunnels/sat_bridge.h"
@@ -37,14 +38,6 @@ bool readPortNumber(DeviceScanner& scanner, std::uint32_t deviceNumber, std::uin
   }
   *port = static_cast<std::uint8_t>(number);
   return true;
-}
-
-template <typename Protocol, typename Bridge>
-std::unique_ptr<Protocol> protocolOver(std::shared_ptr<Bridge> bridge, ProtocolKind kind) {
-  auto protocol = std::make_unique<Protocol>();
-  protocol->AddBridge(std::move(bridge));
-  protocol->SetProtocolKind(kind);
-  return protocol;
 }
 
 /// The vendor pass-through of the controller's port.

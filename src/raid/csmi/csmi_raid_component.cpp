@@ -11,6 +11,7 @@
 #include "transport/ata/ata_protocol.h"
 #include "transport/nvme/nvme_bridge.h"
 #include "transport/nvme/nvme_protocol.h"
+#include "transport/protocol_over.h"
 #include "transport/scsi/scsi_protocol.h"
 
 namespace ostria::storage {
@@ -22,14 +23,6 @@ constexpr std::uint32_t kEndOfSets = 1000;
 // No controller of these families has more sets; a wild count must not keep the inventory busy.
 constexpr std::uint32_t kMostSets = 256;
 constexpr const char* kNvmeModel = "nvme";
-
-template <typename Protocol, typename Bridge>
-std::unique_ptr<StorageProtocol> protocolOver(std::shared_ptr<Bridge> bridge, ProtocolKind kind) {
-  auto protocol = std::make_unique<Protocol>();
-  protocol->AddBridge(std::move(bridge));
-  protocol->SetProtocolKind(kind);
-  return protocol;
-}
 
 }  // namespace
 
@@ -174,11 +167,11 @@ ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {
     device.name = deviceName("phy" + std::to_string(phy.phyIdentifier()));
     if (phy.targetProtocol() == CsmiPhyEntry::kSspTarget) {
       device.busKind = StorageBusKind::Scsi;
-      device.protocol = protocolOver<ScsiProtocol, ScsiBridge>(
+      device.protocol = protocolOver<ScsiProtocol>(
           std::make_shared<CsmiSspBridge>(handle_, sender_, phy), ProtocolKind::Scsi);
     } else {
       device.busKind = StorageBusKind::Ata;
-      device.protocol = protocolOver<AtaProtocol, AtaBridge>(
+      device.protocol = protocolOver<AtaProtocol>(
           std::make_shared<CsmiStpBridge>(handle_, sender_, phy), ProtocolKind::Ata);
     }
     devices->push_back(std::move(device));

@@ -6,11 +6,13 @@
 #include <memory>
 
 #include "base/byte_order.h"
+#include "base/byte_size.h"
 #include "raid/lsi/lsi_bridges.h"
 #include "raid/lsi/lsi_layout.h"
 #include "raid/raid_adapter.h"
 #include "services/string_handler.h"
 #include "transport/ata/ata_protocol.h"
+#include "transport/protocol_over.h"
 #include "transport/scsi/scsi_protocol.h"
 
 namespace ostria::storage {
@@ -179,7 +181,7 @@ ProtocolResult LsiRaidComponent::describeSet(std::uint8_t number, RaidLogicalDev
   device->raidLevel = lsiLevelName(block[lsi::kPrimaryLevelAt], block[lsi::kSecondaryLevelAt]);
   device->physicalDeviceCount = std::uint32_t{block[lsi::kDriveCountAt]} *
                                 std::max<std::uint32_t>(block[lsi::kSpanDepthAt], 1);
-  device->size = loadLe64(&block[lsi::kLogicalSizeAt]) * lsi::kBlockBytes;
+  device->size = saturatedBytes(loadLe64(&block[lsi::kLogicalSizeAt]), lsi::kBlockBytes);
   return ProtocolResult::Success;
 }
 
@@ -250,7 +252,7 @@ ProtocolResult LsiRaidComponent::listDrives(std::vector<Drive>* drives) {
     drive.record.manufacturer = field(block, lsi::kInquiryAt + 8, 8);
     drive.record.model = field(block, lsi::kInquiryAt + 16, 16);
     drive.record.serial = field(block, lsi::kInquiryAt + 36, 20);
-    drive.record.size = loadLe64(&block[lsi::kRawSizeAt]) * lsi::kBlockBytes;
+    drive.record.size = saturatedBytes(loadLe64(&block[lsi::kRawSizeAt]), lsi::kBlockBytes);
     drive.record.state = std::to_string(loadLe16(&block[lsi::kFirmwareStateAt]));
     drive.sata = (loadLe16(&block[lsi::kDriveInterfaceAt]) >> 12) == lsi::kSataInterface ||
                  drive.record.manufacturer == "ATA";
@@ -291,15 +293,11 @@ ProtocolResult LsiRaidComponent::getDevices(std::vector<RaidDevice>* devices) {
     RaidDevice device;
     device.name = std::to_string(controllerId_) + ":" + std::to_string(deviceId);
     device.busKind = drive.record.busKind;
-    auto scsi = std::make_unique<ScsiProtocol>();
-    scsi->AddBridge(std::make_shared<LsiSspBridge>(controllerId_, deviceId, sender_));
-    scsi->SetProtocolKind(ProtocolKind::Scsi);
-    device.protocol = std::move(scsi);
+    device.protocol = protocolOver<ScsiProtocol>(
+        std::make_shared<LsiSspBridge>(controllerId_, deviceId, sender_), ProtocolKind::Scsi);
     if (drive.sata) {
-      auto ata = std::make_unique<AtaProtocol>();
-      ata->AddBridge(std::make_shared<LsiStpBridge>(controllerId_, deviceId, sender_));
-      ata->SetProtocolKind(ProtocolKind::Ata);
-      device.ataProtocol = std::move(ata);
+      device.ataProtocol = protocolOver<AtaProtocol>(
+          std::make_shared<LsiStpBridge>(controllerId_, deviceId, sender_), ProtocolKind::Ata);
     }
     devices->push_back(std::move(device));
   }

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "services/sal.h"
+#include "services/device_text.h"
 
 namespace ostria::storage {
 namespace {
@@ -15,14 +15,6 @@ namespace fs = std::filesystem;
 std::string readFile(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-std::string cleaned(const std::string& text) {
-  StringHandler& strings = *get_string_handler();
-  std::string out;
-  strings.keepPrintable(text, out);
-  strings.trim(out);
-  return out;
 }
 
 /// Model from the ATA information page (SAT, VPD page 89h), where the kernel keeps it: the 16
@@ -39,7 +31,7 @@ std::string ataModel(const fs::path& device) {
   for (std::size_t i = 0; i + 1 < model.size(); i += 2) {
     std::swap(model[i], model[i + 1]);
   }
-  return cleaned(model);
+  return cleanedDeviceText(model);
 }
 
 /// The directory of the driver behind a disk; NVMe has the controller's class device in between.
@@ -57,7 +49,7 @@ fs::path driverOf(const fs::path& device) {
 
 std::vector<std::map<std::string, std::string>> diskDriverRows(const std::string& root) {
   std::vector<std::map<std::string, std::string>> rows;
-  const std::string kernel = cleaned(readFile(root + "/proc/sys/kernel/osrelease"));
+  const std::string kernel = cleanedDeviceText(readFile(root + "/proc/sys/kernel/osrelease"));
   std::error_code failed;
   std::vector<fs::path> disks;
   for (fs::directory_iterator entry(root + "/sys/block", failed), end; !failed && entry != end;
@@ -73,13 +65,14 @@ std::vector<std::map<std::string, std::string>> diskDriverRows(const std::string
     }
     std::string model = ataModel(device);
     if (model.empty()) {
-      model = cleaned(readFile(device / "model"));
+      model = cleanedDeviceText(readFile(device / "model"));
     }
     if (model.empty()) {
-      model = cleaned(readFile(device / "name"));  // eMMC and SD
+      model = cleanedDeviceText(readFile(device / "name"));  // eMMC and SD
     }
     const fs::path driver = driverOf(device);
-    std::string version = driver.empty() ? "" : cleaned(readFile(driver / "module" / "version"));
+    std::string version =
+        driver.empty() ? "" : cleanedDeviceText(readFile(driver / "module" / "version"));
     if (version.empty()) {
       version = kernel;
     }

@@ -14,8 +14,6 @@
 namespace ostria::storage {
 namespace {
 
-constexpr GUID kScsiAdapterClass = {
-    0x4D36E97B, 0xE325, 0x11CE, {0xBF, 0xC1, 0x08, 0x00, 0x2B, 0xE1, 0x03, 0x18}};
 // Longer than any instance identifier or registry text that is looked at here.
 constexpr std::size_t kTextPlaces = 1024;
 using TextBuffer = std::array<wchar_t, kTextPlaces>;
@@ -23,7 +21,10 @@ using TextBuffer = std::array<wchar_t, kTextPlaces>;
 /// The devices of the SCSI adapter class.
 class AdapterSet {
  public:
-  AdapterSet() : set_(SetupDiGetClassDevsW(&kScsiAdapterClass, nullptr, nullptr, DIGCF_PRESENT)) {}
+  AdapterSet() {
+    const WinDeviceScanFilter ports = WinDeviceScanFilter::storagePorts();
+    set_ = SetupDiGetClassDevsW(&ports.setupClass(), nullptr, nullptr, DIGCF_PRESENT);
+  }
   ~AdapterSet() {
     if (set_ != INVALID_HANDLE_VALUE) {
       SetupDiDestroyDeviceInfoList(set_);
@@ -57,7 +58,7 @@ class AdapterSet {
   }
 
  private:
-  HDEVINFO set_;
+  HDEVINFO set_ = INVALID_HANDLE_VALUE;
   DWORD index_ = 0;
 };
 
