@@ -162,8 +162,9 @@ TEST_F(ScsiProtocolTest, CapacityStepsDownAndItsFailureIsTheResult) {
 }
 
 TEST_F(ScsiProtocolTest, ASectorSizeThatNoDriveHasIsUnknown) {
-  for (const std::uint32_t size : {0u, 256u, 512u, 520u, 4096u, 65536u, 66048u, 0xFFFFFE00u}) {
-    const bool known = size == 512 || size == 4096 || size == 65536;
+  for (const std::uint32_t size :
+       {0u, 256u, 512u, 513u, 520u, 4096u, 65536u, 66048u, 0xFFFFFE00u}) {
+    const bool known = size == 512 || size == 520 || size == 4096 || size == 65536;
     identify(capacity16(1000, size, 3));
     EXPECT_EQ(properties.logicalSectorSize, known ? size : 0);
     EXPECT_EQ(properties.physicalSectorSize, known ? size * 8 : 0);
