@@ -1,9 +1,10 @@
+// The program from its arguments to its exit code.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "host/platform/linux/interrupts.h"
+#include "host/platform/interrupts.h"
 
 namespace ostria::host {
 

@@ -4,15 +4,10 @@
 #include <string_view>
 #include <vector>
 
+#include "host/core/run/selection.h"
 #include "host/core/user_error.h"
 
 namespace ostria::host {
-
-/// A custom parameter as written: key=value.
-struct ParameterText {
-  std::string key;
-  std::string value;
-};
 
 /// One entry of a list of tests: "m", "smart-status" or "l(START_RANGE=0,STOP_RANGE=100)".
 struct TestListEntry {

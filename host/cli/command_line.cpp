@@ -1,3 +1,5 @@
+// Sorts the arguments. Only the host's own options are known here: what a short option means is for
+// the module's tables to say.
 #include "host/cli/command_line.h"
 
 #include <algorithm>
@@ -58,7 +60,6 @@ constexpr HostOption kHostOptions[] = {
     {"version", Takes::Nothing, setFlag<&CommandLine::version>},
     {"list", Takes::Nothing, setFlag<&CommandLine::list>},
     {"show", Takes::Nothing, setFlag<&CommandLine::show>},
-    {"json", Takes::Nothing, setFlag<&CommandLine::json>},
     {"redact", Takes::Nothing, setFlag<&CommandLine::redact>},
     {"record", Takes::Nothing, setFlag<&CommandLine::record>},
     {"history", Takes::Nothing, setFlag<&CommandLine::history>},
@@ -66,7 +67,6 @@ constexpr HostOption kHostOptions[] = {
     {"progress", Takes::Value, setProgress},
     {"assume", Takes::Value, setAssume},
     {"module", Takes::Value, setText<&CommandLine::module>},
-    {"report", Takes::Value, setText<&CommandLine::reportFile>},
     {"config", Takes::Value, setText<&CommandLine::configFile>},
     {"texts", Takes::Value, setText<&CommandLine::textsFile>},
 };
@@ -107,6 +107,9 @@ class Reader {
       value = argument.substr(equals + 1);
     }
 
+    if (const OutputFormatRow* format = findOutputFormat(name)) {
+      return chooseFormat(*format, written, value);
+    }
     const auto* option = std::find_if(std::begin(kHostOptions), std::end(kHostOptions),
                                       [&](const HostOption& row) { return row.name == name; });
     if (option == std::end(kHostOptions)) {
@@ -117,14 +120,36 @@ class Reader {
       return {written + " takes no value."};
     }
     if (option->takes == Takes::Value) {
-      if (!value && next_ < arguments_.size()) {
-        value = arguments_[next_++];
-      }
-      if (!value || value->empty()) {
-        return {written + " needs a value behind it."};
+      UsageError error = takeValue(written, value);
+      if (!error.sentence.empty()) {
+        return error;
       }
     }
     return option->apply(line_, value);
+  }
+
+  UsageError takeValue(const std::string& written, std::optional<std::string>& value) {
+    if (!value && next_ < arguments_.size()) {
+      value = arguments_[next_++];
+    }
+    return value && !value->empty() ? UsageError{}
+                                    : UsageError{written + " needs a value behind it."};
+  }
+
+  UsageError chooseFormat(const OutputFormatRow& format, const std::string& written,
+                          std::optional<std::string> value) {
+    if (!format.toFile) {
+      line_.format = &format;
+      return value ? UsageError{written + " takes no value."} : UsageError{};
+    }
+    UsageError error = takeValue(written, value);
+    if (error.sentence.empty()) {
+      // The last file of an option counts, as with every other option.
+      std::erase_if(line_.reports,
+                    [&](const ChosenReport& report) { return report.format == &format; });
+      line_.reports.push_back({&format, *value});
+    }
+    return error;
   }
 
   UsageError readShort(const std::string& argument) {
@@ -161,9 +186,18 @@ OrUsageError<CommandLine> readCommandLine(const std::vector<std::string>& argume
   return Reader(arguments).read();
 }
 
-bool asksForJson(const std::vector<std::string>& arguments) {
-  const auto end = std::find(arguments.begin(), arguments.end(), "--");
-  return std::find(arguments.begin(), end, "--json") != end;
+const OutputFormatRow* formatAskedFor(const std::vector<std::string>& arguments) {
+  for (const std::string& argument : arguments) {
+    if (argument == "--") {
+      break;
+    }
+    const OutputFormatRow* format =
+        argument.starts_with("--") ? findOutputFormat(argument.substr(2)) : nullptr;
+    if (format != nullptr && !format->toFile) {
+      return format;
+    }
+  }
+  return nullptr;
 }
 
 std::string hostOptionsHelp() {

@@ -1,9 +1,11 @@
+// The arguments of the command line.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/core/report/output_formats.h"
 #include "host/core/user_error.h"
 
 namespace ostria::host {
@@ -16,6 +18,12 @@ struct ModuleOption {
   std::optional<std::string> value;  ///< what stood directly behind it
 };
 
+/// An output that goes to a file of its own.
+struct ChosenReport {
+  const OutputFormatRow* format;
+  std::string file;
+};
+
 /// The arguments, sorted, but not yet checked against what the module offers.
 struct CommandLine {
   bool empty = false;  ///< there was no argument at all
@@ -23,7 +31,6 @@ struct CommandLine {
   bool version = false;
   bool list = false;
   bool show = false;
-  bool json = false;
   bool jsonProgress = false;
   bool redact = false;
   bool record = false;
@@ -31,10 +38,11 @@ struct CommandLine {
   bool virtualPc = false;
   std::optional<std::string> module;
   std::optional<std::string> machineFile;
-  std::optional<std::string> reportFile;
   std::optional<std::string> configFile;
   std::optional<std::string> textsFile;
   std::optional<bool> assume;
+  const OutputFormatRow* format = nullptr;  ///< of standard output; null: plain text
+  std::vector<ChosenReport> reports;
   std::vector<ModuleOption> moduleOptions;
   std::vector<std::string> operands;
 };
@@ -42,8 +50,9 @@ struct CommandLine {
 /// @param arguments  without the program's name
 OrUsageError<CommandLine> readCommandLine(const std::vector<std::string>& arguments);
 
-/// Whether the arguments ask for machine-readable output, found even when they are wrong otherwise.
-bool asksForJson(const std::vector<std::string>& arguments);
+/// The output that the arguments ask for instead of plain text, found even when they are wrong
+/// otherwise; null for none.
+const OutputFormatRow* formatAskedFor(const std::vector<std::string>& arguments);
 
 /// The host's own options, for `--help`.
 std::string hostOptionsHelp();

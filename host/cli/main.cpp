@@ -1,9 +1,10 @@
+// The program: what has to come before everything else, and the application.
 #include "host/cli/application.h"
-#include "host/cli/terminal.h"
+#include "host/platform/console.h"
 
 int main(int argc, char** argv) {
-  ostria::host::holdStandardDescriptors();
+  ostria::host::holdStandardStreams();
   // Before everything else: other threads are to inherit the blocked signals.
-  ostria::host::Interrupts interrupts;
-  return ostria::host::runApplication({argv + (argc > 0 ? 1 : 0), argv + argc}, interrupts);
+  const auto interrupts = ostria::host::watchInterrupts();
+  return ostria::host::runApplication({argv + (argc > 0 ? 1 : 0), argv + argc}, *interrupts);
 }

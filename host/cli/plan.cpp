@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "host/cli/chosen_tests.h"
+
 namespace ostria::host {
 namespace {
 
@@ -87,7 +89,7 @@ class Planner {
       if (isChosen(diagnostic, t)) {
         return twice(option.written);
       }
-      plan_.tests.push_back({diagnostic, t, false, {}});
+      plan_.selection.tests.push_back({diagnostic, t, false, {}});
     }
     return {};
   }
@@ -120,15 +122,16 @@ class Planner {
       if (isChosen(diagnostic, t)) {
         return twice("Test " + quoted(entry.name) + " of " + option.written);
       }
-      plan_.tests.push_back({diagnostic, t, true, std::move(entry.parameters)});
+      plan_.selection.tests.push_back({diagnostic, t, true, std::move(entry.parameters)});
     }
     return {};
   }
 
   bool isChosen(std::size_t diagnostic, std::size_t test) const {
-    return std::any_of(plan_.tests.begin(), plan_.tests.end(), [&](const TestChoice& choice) {
-      return choice.diagnostic == diagnostic && choice.test == test;
-    });
+    return std::any_of(plan_.selection.tests.begin(), plan_.selection.tests.end(),
+                       [&](const TestChoice& choice) {
+                         return choice.diagnostic == diagnostic && choice.test == test;
+                       });
   }
 
   static UsageError twice(const std::string& what) { return {what + " is given twice."}; }
@@ -155,7 +158,7 @@ class Planner {
                        [&](const CatalogueTool& row) { return row.commandName == operands[next]; });
       if (tool != catalogue_.tools.end()) {
         plan_.action = Action::RunTool;
-        plan_.tool = static_cast<std::size_t>(tool - catalogue_.tools.begin());
+        plan_.selection.tool = static_cast<std::size_t>(tool - catalogue_.tools.begin());
         ++next;
         if (tool->commandName == kRecover) {
           UsageError error = readOperation(next < operands.size() ? operands[next++] : "");
@@ -182,7 +185,7 @@ class Planner {
       }
       return {"recover cannot do " + quoted(word) + "; it knows " + known + "."};
     }
-    plan_.operation = word;
+    plan_.selection.operation = word;
     return {};
   }
 
@@ -203,15 +206,16 @@ class Planner {
       }
       return {quoted(text) + " is neither a device number nor a tool; --help tells what there is."};
     }
-    if (std::find(plan_.devices.begin(), plan_.devices.end(), number) != plan_.devices.end()) {
+    if (std::find(plan_.selection.devices.begin(), plan_.selection.devices.end(), number) !=
+        plan_.selection.devices.end()) {
       return twice("Device " + std::to_string(number));
     }
-    plan_.devices.push_back(number);
+    plan_.selection.devices.push_back(number);
     return {};
   }
 
   UsageError chooseAction() {
-    const bool tests = !plan_.tests.empty();
+    const bool tests = !plan_.selection.tests.empty();
     const bool tool = plan_.action == Action::RunTool;
     if (static_cast<int>(tests) + static_cast<int>(tool) + static_cast<int>(line_.list) +
             static_cast<int>(line_.show) + static_cast<int>(line_.history) >
@@ -227,11 +231,11 @@ class Planner {
     if (line_.history) {
       plan_.action = Action::History;
     }
-    if (line_.list && !plan_.devices.empty()) {
+    if (line_.list && !plan_.selection.devices.empty()) {
       return {
           "--list shows all devices and takes no device numbers; --show tells about single ones."};
     }
-    if (plan_.action == Action::List && !plan_.devices.empty()) {
+    if (plan_.action == Action::List && !plan_.selection.devices.empty()) {
       return {
           "Nothing is said about what to do with the devices: choose tests with -Q or -E, a tool, "
           "or --show."};
@@ -239,21 +243,22 @@ class Planner {
     if (plan_.action == Action::List && !line_.list && !line_.module) {
       return {"Nothing to do: give -Mstorage to list the devices, or --help."};
     }
-    if (line_.history && !plan_.devices.empty()) {
+    if (line_.history && !plan_.selection.devices.empty()) {
       return {"--history shows the kept results of all devices and takes no device numbers."};
     }
     // What changes a disk is never done to "all of them" by leaving the numbers away.
-    if (tool && plan_.devices.empty() &&
-        (plan_.operation == "repair" || plan_.operation == "filesystem")) {
-      return {"recover " + plan_.operation +
+    if (tool && plan_.selection.devices.empty() &&
+        (plan_.selection.operation == "repair" || plan_.selection.operation == "filesystem")) {
+      return {"recover " + plan_.selection.operation +
               " changes what is on a device: name the device numbers."};
     }
-    if ((line_.record || line_.reportFile) && !tests && !tool) {
+    if ((line_.record || !line_.reports.empty()) && !tests && !tool) {
       if (line_.record) {
         return {"--record keeps the results of tests and tools, and none is chosen."};
       }
       if (!line_.show) {
-        return {"--report tells of tests, tools or --show, and none is chosen."};
+        return {"--" + std::string(line_.reports.front().format->option) +
+                " tells of tests, tools or --show, and none is chosen."};
       }
     }
     return {};
@@ -270,8 +275,8 @@ OrUsageError<Plan> makePlan(const CommandLine& line, const Catalogue& catalogue)
   return Planner(line, catalogue).make();
 }
 
-UsageError checkDevices(const Plan& plan, std::uint32_t deviceCount) {
-  for (const std::uint32_t device : plan.devices) {
+UsageError checkDevices(const Selection& selection, std::uint32_t deviceCount) {
+  for (const std::uint32_t device : selection.devices) {
     if (device < deviceCount) {
       continue;
     }

@@ -1,9 +1,11 @@
+// The bar is drawn over itself with a carriage return and erased before anything else is written.
 #include "host/cli/progress_line.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "host/core/model/results.h"
+#include "host/core/report/plain_text.h"
 
 namespace ostria::host {
 namespace {
@@ -76,7 +78,7 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
   }
   const bool changed = percent != percent_;
   percent_ = std::min<std::uint8_t>(percent, 100);
-  text_ = text;
+  text_ = harmless(text);
   const auto now = Steady::now();
   switch (form_) {
     case ProgressForm::Bar:
@@ -85,7 +87,7 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
     case ProgressForm::Json:
       if (changed || now - lastWritten_ >= kJsonInterval) {
         lastWritten_ = now;
-        json("progress", key, text, {});
+        json("progress", key, text_, {});
       }
       break;
     case ProgressForm::Lines: {

@@ -1,3 +1,4 @@
+// Progress on standard error: a bar, plain lines for a log file, or JSON lines.
 #pragma once
 
 #include <chrono>
@@ -6,27 +7,25 @@
 #include <string>
 
 #include "host/cli/terminal.h"
+#include "host/core/run/run_services.h"
 
 namespace ostria::host {
 
 /// How progress is shown.
 enum class ProgressForm { Bar, Lines, Json };
 
-/// Tells on standard error how far a run is. All operations may be called from any thread.
-class Progress {
+/// Shows on standard error how far a run is.
+class Progress final : public ProgressSink {
  public:
   using Steady = std::chrono::steady_clock;
 
   Progress(Output& error, ProgressForm form, std::size_t width)
       : error_(error), form_(form), width_(width) {}
 
-  /// @param kind   "test" or "tool"
-  /// @param id     identifier of the test or command word of the tool
-  /// @param label  what is shown in front of the bar
   void begin(const std::string& kind, const std::string& id, std::uint32_t device,
-             const std::string& label);
-  void update(std::uint8_t percent, const std::string& key, const std::string& text);
-  void end(const std::string& outcome);
+             const std::string& label) override;
+  void update(std::uint8_t percent, const std::string& key, const std::string& text) override;
+  void end(const std::string& outcome) override;
   /// Draws the bar anew, so that the time moves on.
   void tick();
   /// A sentence between the lines of progress.

@@ -1,30 +1,22 @@
+// A question waits for its answer in short steps, as Ctrl-C is taken by another thread and must end
+// the wait. The answer is read byte by byte, so that a second line stays for the next question.
 #include "host/cli/questions.h"
 
-#include <poll.h>
-#include <unistd.h>
-
-#include <string_view>
+#include "host/core/report/plain_text.h"
 
 namespace ostria::host {
-namespace {
-
-constexpr int kPollMilliseconds = 100;
 
 // One line of standard input, or nothing at its end or when an abort is asked for.
-std::optional<std::string> readLine(const Interrupts& interrupts) {
+std::optional<std::string> Questions::readLine() const {
   std::string line;
   for (;;) {
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    const int ready = poll(&input, 1, kPollMilliseconds);
-    if (interrupts.isAbortRequested()) {
-      return std::nullopt;
-    }
-    if (ready <= 0) {
-      continue;
-    }
     char c = 0;
-    if (read(STDIN_FILENO, &c, 1) != 1) {
+    const ByteRead read = readInputByte(c);
+    if (abort_.isAbortRequested() || read == ByteRead::End) {
       return std::nullopt;
+    }
+    if (read == ByteRead::Nothing) {
+      continue;
     }
     if (c == '\n') {
       return line;
@@ -33,20 +25,20 @@ std::optional<std::string> readLine(const Interrupts& interrupts) {
   }
 }
 
-}  // namespace
-
-Answer Questions::ask(const std::string& question, std::size_t width) {
+Answer Questions::ask(const std::string& question) {
+  // Names of devices and partitions stand in it.
+  const std::string shown = harmless(question);
   progress_.hide();
   if (assumed_) {
-    progress_.say(question + (*assumed_ ? " Yes (assumed)." : " No (assumed)."));
+    progress_.say(shown + (*assumed_ ? " Yes (assumed)." : " No (assumed)."));
     return *assumed_ ? Answer::Yes : Answer::No;
   }
   if (!terminal_) {
     return Answer::Nobody;
   }
   for (;;) {
-    error_.write(wrapped(question + " [y/N] ", width, 0));
-    const std::optional<std::string> line = readLine(interrupts_);
+    error_.write(wrapped(shown + " [y/N] ", width_, 0));
+    const std::optional<std::string> line = readLine();
     if (!line) {
       error_.write("\n");
       return Answer::No;

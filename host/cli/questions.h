@@ -1,36 +1,40 @@
+// Questions to the user: answered by the option --assume, or on the terminal.
 #pragma once
 
 #include <optional>
 #include <string>
 
 #include "host/cli/progress_line.h"
-#include "host/platform/linux/interrupts.h"
+#include "host/core/run/run_services.h"
 
 namespace ostria::host {
 
-enum class Answer { Yes, No, Nobody };
-
 /// Asks the user: by the option `--assume`, else on the terminal, else nobody can answer.
-class Questions {
+class Questions final : public Asker {
  public:
+  /// @param terminal  whether standard input and standard error are a terminal
+  /// @param width     columns of standard error; 0: no limit
   Questions(std::optional<bool> assumed, bool terminal, Progress& progress, Output& error,
-            const Interrupts& interrupts)
+            std::size_t width, const AbortFlag& abort)
       : assumed_(assumed),
         terminal_(terminal),
         progress_(progress),
         error_(error),
-        interrupts_(interrupts) {}
+        width_(width),
+        abort_(abort) {}
 
-  bool canAsk() const { return assumed_.has_value() || terminal_; }
-  /// Blocks until an answer is there; an interrupt is a no.
-  Answer ask(const std::string& question, std::size_t width);
+  bool canAsk() const override { return assumed_.has_value() || terminal_; }
+  Answer ask(const std::string& question) override;
 
  private:
+  std::optional<std::string> readLine() const;
+
   std::optional<bool> assumed_;
   bool terminal_;
   Progress& progress_;
   Output& error_;
-  const Interrupts& interrupts_;
+  std::size_t width_;
+  const AbortFlag& abort_;
 };
 
 }  // namespace ostria::host

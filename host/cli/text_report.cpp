@@ -1,10 +1,13 @@
+// The plain text for people: laid out by columns where the terminal is wide enough, one below the
+// other where it is not.
 #include "host/cli/text_report.h"
 
 #include <algorithm>
 #include <array>
 #include <map>
 
-#include "host/core/run/run_tool.h"
+#include "host/core/model/tool_status.h"
+#include "host/core/report/plain_text.h"
 
 namespace ostria::host {
 namespace {
@@ -123,8 +126,6 @@ std::string sectorsText(const ToolRun& run, const TextStyle& style) {
   }
   return run.badSectors.empty() ? out : out + detailLine(list, style);
 }
-
-}  // namespace
 
 std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& style) {
   const std::array<const char*, 5> titles = {"No.", "Device", "Connection", "Bus", "Protocol"};
@@ -319,6 +320,53 @@ std::string summaryText(const Session& session, const TextStyle& style) {
   out += "\n";
   out += coloured(wrapped(sentence, style.width, 2), colourOf(session.outcome()), style.colour);
   return out + "\n";
+}
+
+}  // namespace
+
+void TextReport::begin(DocumentKind kind, const Session& session) {
+  kind_ = kind;
+  session_ = &session;
+  first_ = true;
+}
+
+void TextReport::device(const DeviceInfo& device) {
+  if (kind_ == DocumentKind::List) {
+    return;  // a table needs all of them
+  }
+  output_.write(first_ ? "" : "\n");
+  first_ = false;
+  output_.write(kind_ == DocumentKind::Details ? detailsText(device, style_)
+                                               : deviceHeading(device, style_));
+}
+
+void TextReport::testResult(const TestRun& run) { output_.write(testText(run, style_)); }
+
+void TextReport::toolResult(const ToolRun& run) { output_.write(toolText(run, *session_, style_)); }
+
+void TextReport::end() {
+  if (kind_ == DocumentKind::Run) {
+    output_.write(summaryText(*session_, style_));
+    return;
+  }
+  if (kind_ == DocumentKind::List) {
+    output_.write(listText(session_->devices, style_));
+  }
+  for (const std::string& notice : session_->notices) {
+    error_.write(wrapped(harmless(notice), errorWidth_, 2) + "\n");
+  }
+}
+
+void TextReport::history(const std::vector<HistoryRecord>& records) {
+  output_.write(historyText(records, style_));
+}
+
+void TextReport::help(const std::string& text) { output_.write(text); }
+
+void TextReport::version(const std::string& program, const std::string& module,
+                         const std::string& notice) {
+  output_.write("OstriaDiagnosticsCLI " + program + "\n" +
+                (module.empty() ? notice : "storage module, interface " + module) + "\n");
 }
 
 }  // namespace ostria::host

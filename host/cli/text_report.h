@@ -1,10 +1,11 @@
+// Plain text for people on standard output.
 #pragma once
 
 #include <string>
 
 #include "host/cli/terminal.h"
 #include "host/core/model/results.h"
-#include "host/core/report/history.h"
+#include "host/core/report/output_format.h"
 
 namespace ostria::host {
 
@@ -14,16 +15,32 @@ struct TextStyle {
   bool colour = false;
 };
 
-/// The devices as a table, or one below the other where a table is too wide.
-std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& style);
-/// Everything about one device.
-std::string detailsText(const DeviceInfo& device, const TextStyle& style);
-/// The line above the results of a device.
-std::string deviceHeading(const DeviceInfo& device, const TextStyle& style);
-std::string testText(const TestRun& run, const TextStyle& style);
-std::string toolText(const ToolRun& run, const Session& session, const TextStyle& style);
-std::string historyText(const std::vector<HistoryRecord>& records, const TextStyle& style);
-/// What follows the last result: sentences about the run, and the counts where there were several.
-std::string summaryText(const Session& session, const TextStyle& style);
+/// The output that a user gets without asking for another.
+class TextReport final : public OutputFormat {
+ public:
+  /// @param error       gets the notices of a list, whose output is often piped on
+  /// @param errorWidth  its columns; 0: no limit
+  TextReport(Output& output, Output& error, const TextStyle& style, std::size_t errorWidth)
+      : output_(output), error_(error), style_(style), errorWidth_(errorWidth) {}
+
+  void begin(DocumentKind kind, const Session& session) override;
+  void device(const DeviceInfo& device) override;
+  void testResult(const TestRun& run) override;
+  void toolResult(const ToolRun& run) override;
+  void end() override;
+  void history(const std::vector<HistoryRecord>& records) override;
+  void help(const std::string& text) override;
+  void version(const std::string& program, const std::string& module,
+               const std::string& notice) override;
+
+ private:
+  Output& output_;
+  Output& error_;
+  TextStyle style_;
+  std::size_t errorWidth_;
+  DocumentKind kind_ = DocumentKind::List;
+  const Session* session_ = nullptr;
+  bool first_ = true;
+};
 
 }  // namespace ostria::host

@@ -1,8 +1,8 @@
+// What one call of the program did, and how times are written.
 #include "host/core/model/results.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 
 namespace ostria::host {
 
@@ -27,12 +27,17 @@ const DeviceInfo* Session::device(std::uint32_t index) const {
 }
 
 std::string isoTime(Clock::time_point time) {
-  const std::time_t seconds = Clock::to_time_t(time);
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  char text[32];
-  const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-  return std::string(text, length);
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  const auto day = std::chrono::floor<std::chrono::days>(seconds);
+  const std::chrono::year_month_day date{day};
+  const std::chrono::hh_mm_ss clock{seconds - day};
+  char text[48];
+  const int length = std::snprintf(
+      text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+      static_cast<int>(clock.seconds().count()));
+  return std::string(text, static_cast<std::size_t>(length));
 }
 
 std::string durationText(std::chrono::seconds duration) {

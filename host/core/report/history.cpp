@@ -1,17 +1,13 @@
+// Results are kept as JSON lines: a program that dies while it writes leaves whole lines, and a
+// damaged one costs itself only.
 #include "host/core/report/history.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "host/core/model/module_catalogue.h"
-#include "host/core/run/run_tool.h"
+#include "host/core/model/tool_status.h"
 
 namespace ostria::host {
 namespace {
@@ -38,37 +34,14 @@ std::string lineOf(const HistoryRecord& record) {
   return object.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
-// Held while the file is read and replaced; given back with the descriptor.
-class FileLock {
- public:
-  explicit FileLock(const std::string& path)
-      : descriptor_(open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)) {
-    if (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) != 0) {
-      close(descriptor_);
-      descriptor_ = -1;
-    }
-  }
-  ~FileLock() {
-    if (descriptor_ >= 0) {
-      close(descriptor_);
-    }
-  }
-  FileLock(const FileLock&) = delete;
-  FileLock& operator=(const FileLock&) = delete;
-  bool isHeld() const { return descriptor_ >= 0; }
-
- private:
-  int descriptor_;
-};
-
 }  // namespace
 
 UsageError FileHistory::add(const std::vector<HistoryRecord>& records) {
   const UsageError failed{"The results could not be kept in " + path_ + "."};
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
-  const FileLock lock(path_ + ".lock");
-  if (!lock.isHeld()) {
+  const auto lock = lock_(path_ + ".lock");
+  if (lock == nullptr) {
     return failed;
   }
   auto kept = read();
@@ -91,7 +64,8 @@ UsageError FileHistory::add(const std::vector<HistoryRecord>& records) {
       return failed;
     }
   }
-  return std::rename(fresh.c_str(), path_.c_str()) == 0 ? UsageError{} : failed;
+  std::filesystem::rename(fresh, path_, error);
+  return error ? failed : UsageError{};
 }
 
 OrUsageError<std::vector<HistoryRecord>> FileHistory::read() const {
@@ -119,15 +93,6 @@ OrUsageError<std::vector<HistoryRecord>> FileHistory::read() const {
     records.push_back(std::move(record));
   }
   return records;
-}
-
-std::string usualHistoryFile() {
-  const char* state = std::getenv("XDG_STATE_HOME");
-  if (state != nullptr && *state == '/') {
-    return std::string(state) + "/ostria/results.jsonl";
-  }
-  const char* home = std::getenv("HOME");
-  return std::string(home != nullptr ? home : "") + "/.local/state/ostria/results.jsonl";
 }
 
 std::vector<HistoryRecord> recordsOf(const Session& session) {

@@ -1,8 +1,10 @@
+// The results that are kept from one run to the next.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "host/core/file_lock.h"
 #include "host/core/model/results.h"
 #include "host/core/user_error.h"
 
@@ -36,16 +38,15 @@ class FileHistory final : public History {
  public:
   static constexpr std::size_t kMostRecords = 5000;
 
-  explicit FileHistory(std::string path) : path_(std::move(path)) {}
+  /// @param lock  locks a file that lies beside the one of the records
+  FileHistory(std::string path, LockFile lock) : path_(std::move(path)), lock_(std::move(lock)) {}
   UsageError add(const std::vector<HistoryRecord>& records) override;
   OrUsageError<std::vector<HistoryRecord>> read() const override;
 
  private:
   std::string path_;
+  LockFile lock_;
 };
-
-/// In the user's folder for state: $XDG_STATE_HOME or ~/.local/state.
-std::string usualHistoryFile();
 
 /// What of a session is worth keeping: everything that began.
 std::vector<HistoryRecord> recordsOf(const Session& session);

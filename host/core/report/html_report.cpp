@@ -1,10 +1,11 @@
-#include "host/core/report/html_report.h"
-
+// The run as one HTML file. It runs no script and loads nothing, and says so in its policy: what a
+// device calls itself must not become more than text, even if an escape were forgotten.
 #include <algorithm>
 
+#include "host/core/model/tool_status.h"
 #include "host/core/report/html_parts.h"
 #include "host/core/report/html_style.h"
-#include "host/core/run/run_tool.h"
+#include "host/core/report/output_formats.h"
 
 namespace ostria::host {
 namespace {
@@ -248,8 +249,21 @@ class Report {
   std::string html_;
 };
 
+class HtmlOutput final : public OutputFormat {
+ public:
+  explicit HtmlOutput(WriteText write) : write_(std::move(write)) {}
+  void begin(DocumentKind /*kind*/, const Session& session) override { session_ = &session; }
+  void end() override { write_(Report(*session_).make()); }
+
+ private:
+  WriteText write_;
+  const Session* session_ = nullptr;
+};
+
 }  // namespace
 
-std::string htmlReport(const Session& session) { return Report(session).make(); }
+std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write) {
+  return std::make_unique<HtmlOutput>(std::move(write));
+}
 
 }  // namespace ostria::host

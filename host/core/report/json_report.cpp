@@ -1,14 +1,19 @@
-#include "host/core/report/json_report.h"
-
+// The JSON document of docs/output.schema.json. Keys stay in the order in which they are written
+// here, and a device's text that is no UTF-8 is replaced, never an error.
 #include <nlohmann/json.hpp>
 
 #include "host/core/model/module_catalogue.h"
-#include "host/core/run/run_tool.h"
+#include "host/core/model/tool_status.h"
+#include "host/core/report/output_formats.h"
 
 namespace ostria::host {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+// Name and version of the form of the documents. The version changes when a key does.
+constexpr const char* kJsonSchema = "ostria.storage.diagnostics";
+constexpr const char* kJsonVersion = "1.1";
 
 // Readers that keep numbers as binary64 lose digits above this.
 constexpr std::uint64_t kExactLimit = std::uint64_t{1} << 53;
@@ -195,8 +200,6 @@ Json toolJson(const ToolRun& run, const Session& session) {
   return json;
 }
 
-}  // namespace
-
 std::string listJson(const Session& session) {
   Json json = document("device_list", session);
   json["devices"] = devicesJson(session, false);
@@ -211,7 +214,7 @@ std::string detailsJson(const Session& session) {
   return dumped(json);
 }
 
-std::string runJson(const Session& session) {
+std::string sessionJson(const Session& session) {
   const bool tool = !session.toolName.empty();
   Json json = document(tool ? "tool_run" : "test_run", session);
   json["outcome"] = outcomeWord(session.outcome());
@@ -270,6 +273,46 @@ std::string errorJson(const std::string& sentence, ExitCode code) {
   json["exit_code"] = static_cast<int>(code);
   json["error"] = sentence;
   return dumped(json);
+}
+
+class JsonOutput final : public OutputFormat {
+ public:
+  explicit JsonOutput(WriteText write) : write_(std::move(write)) {}
+
+  void begin(DocumentKind kind, const Session& session) override {
+    kind_ = kind;
+    session_ = &session;
+  }
+  void end() override {
+    switch (kind_) {
+      case DocumentKind::List:
+        return write_(listJson(*session_));
+      case DocumentKind::Details:
+        return write_(detailsJson(*session_));
+      case DocumentKind::Run:
+        return write_(sessionJson(*session_));
+    }
+  }
+  void history(const std::vector<HistoryRecord>& records) override { write_(historyJson(records)); }
+  void help(const std::string& text) override { write_(helpJson(text)); }
+  void version(const std::string& program, const std::string& module,
+               const std::string& notice) override {
+    write_(versionJson(program, module, notice));
+  }
+  void error(const std::string& sentence, ExitCode code) override {
+    write_(errorJson(sentence, code));
+  }
+
+ private:
+  WriteText write_;
+  DocumentKind kind_ = DocumentKind::List;
+  const Session* session_ = nullptr;
+};
+
+}  // namespace
+
+std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write) {
+  return std::make_unique<JsonOutput>(std::move(write));
 }
 
 }  // namespace ostria::host

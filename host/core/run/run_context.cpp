@@ -1,3 +1,5 @@
+// One run of a test as the module sees it: its listener, its message log, its abort state and its
+// parameters are this one object, so that whatever the test says ends up in one list.
 #include "host/core/run/run_context.h"
 
 #include <algorithm>
@@ -11,10 +13,10 @@ Message RunServices::message(const std::string& key, std::uint32_t severity,
 
 std::vector<Message> RunContext::messages() const {
   std::vector<Message> all = messages_;
-  const bool told = closing_.empty() || std::any_of(all.begin(), all.end(), [&](const Message& m) {
-                      return m.key == services_.redactor.text(closing_);
-                    });
-  if (!told) {
+  const bool known = closing_.empty() || std::any_of(all.begin(), all.end(), [&](const Message& m) {
+                       return m.key == services_.redactor.text(closing_);
+                     });
+  if (!known) {
     all.push_back(services_.message(closing_, 0, 0));
   }
   return all;
@@ -24,7 +26,7 @@ bool RunContext::isAbortRequested() {
   if (probing_ && ++polls_ > 1) {
     return true;
   }
-  return services_.interrupts.isAbortRequested();
+  return services_.abort.isAbortRequested();
 }
 
 void RunContext::progress(std::uint8_t percent, const std::string& message) {
@@ -34,8 +36,8 @@ void RunContext::progress(std::uint8_t percent, const std::string& message) {
   if (probing_) {
     return;
   }
-  std::string text = services_.redactor.text(services_.texts.message(message));
-  services_.progress.update(percent, services_.redactor.text(message), harmless(text));
+  services_.progress.update(percent, services_.redactor.text(message),
+                            services_.redactor.text(services_.texts.message(message)));
 }
 
 void RunContext::requestInput(storage::InputRequest* request) {
@@ -48,7 +50,7 @@ void RunContext::requestInput(storage::InputRequest* request) {
   }
   const std::string question = services_.texts.message(request->title) + ": " +
                                services_.texts.message(request->question) + "?";
-  switch (services_.questions.ask(services_.redactor.text(question), services_.errorWidth)) {
+  switch (services_.asker.ask(services_.redactor.text(question))) {
     case Answer::Yes:
       request->answer = storage::InputRequest::Yes;
       break;
@@ -62,7 +64,7 @@ void RunContext::requestInput(storage::InputRequest* request) {
 
 bool RunContext::canRequestInput() {
   askedForInput_ = true;
-  return !probing_ && (confirmed_ || services_.questions.canAsk());
+  return !probing_ && (confirmed_ || services_.asker.canAsk());
 }
 
 void RunContext::add(std::string message, std::uint32_t severity, std::uint8_t flag) {

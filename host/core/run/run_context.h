@@ -1,30 +1,13 @@
+// The run of one test, as the contract hands it to the module.
 #pragma once
 
 #include <string>
 #include <vector>
 
-#include "host/cli/progress_line.h"
-#include "host/cli/questions.h"
-#include "host/core/model/results.h"
-#include "host/core/run/redact.h"
-#include "host/core/texts/texts.h"
-#include "host/platform/linux/interrupts.h"
+#include "host/core/run/run_services.h"
 #include "ostria/storage/test_run_context.h"
 
 namespace ostria::host {
-
-/// What the runs of tests and tools share.
-struct RunServices {
-  const Texts& texts;
-  const Redactor& redactor;
-  Questions& questions;
-  Progress& progress;
-  Interrupts& interrupts;
-  std::size_t errorWidth;
-
-  /// Key and text of a message, with serial numbers masked.
-  Message message(const std::string& key, std::uint32_t severity, std::uint8_t flag) const;
-};
 
 /// Hands one run to a test and collects what the test says.
 class RunContext final : public storage::TestRunContext,

@@ -1,13 +1,16 @@
+// Runs tests, device by device. A test that was asked for by name and does not apply is run all the
+// same with an abort after its first poll: only the module itself can say why it does not apply.
 #include "host/core/run/run_tests.h"
 
 #include <algorithm>
-#include <utility>
+
+#include "host/core/run/device_question.h"
+#include "host/core/run/parameters.h"
+#include "host/core/run/run_context.h"
 
 namespace ostria::host {
 namespace {
 
-using storage::ParameterIssue;
-using storage::TestParameter;
 using storage::TestResult;
 
 // The test that writes to the volumes of a device.
@@ -15,62 +18,44 @@ constexpr storage::Identifier kWriteTest{1, 2, 12};
 
 constexpr const char* kStoppedByUser = "Stopped by the user.";
 
-std::vector<TestParameter> parametersOf(storage::Test& test,
-                                        const std::vector<ParameterText>& written) {
-  const std::vector<TestParameter> known = test.parameters();
-  std::vector<TestParameter> out;
-  for (const ParameterText& pair : written) {
-    const auto found = std::find_if(known.begin(), known.end(),
-                                    [&](const TestParameter& row) { return row.key == pair.key; });
-    TestParameter parameter;
-    if (found != known.end()) {
-      parameter = *found;
-    }
-    parameter.key = pair.key;
-    parameter.value = pair.value;
-    out.push_back(std::move(parameter));
-  }
-  return out;
-}
-
 class TestRunner {
  public:
-  TestRunner(const Plan& plan, const Catalogue& catalogue, const RunServices& services,
+  TestRunner(const Selection& selection, const Catalogue& catalogue, const RunServices& services,
              Session& session, const std::function<void(const TestRun&)>& onFinished)
-      : plan_(plan),
+      : selection_(selection),
         catalogue_(catalogue),
         services_(services),
         session_(session),
         onFinished_(onFinished) {}
 
   void run(storage::SystemComponentManager& manager) {
-    std::vector<bool> supported(plan_.tests.size(), !plan_.devices.empty());
+    std::vector<bool> supported(selection_.tests.size(), !selection_.devices.empty());
     for (const DeviceInfo& device : session_.devices) {
       storage::SystemComponent* component = manager.component(device.index);
       if (component == nullptr) {
         continue;
       }
-      for (std::size_t i = 0; i < plan_.tests.size(); ++i) {
-        const TestChoice& choice = plan_.tests[i];
+      for (std::size_t i = 0; i < selection_.tests.size(); ++i) {
+        const TestChoice& choice = selection_.tests[i];
         const bool applicable = entry(choice).test->isApplicable(component);
         if (applicable) {
           supported[i] = true;
         }
         // Without a choice of devices, or with a whole diagnostic, what does not apply is not
         // meant.
-        if (!applicable && (plan_.devices.empty() || !choice.named)) {
+        if (!applicable && (selection_.devices.empty() || !choice.named)) {
           continue;
         }
         runOne(choice, device, *component, applicable);
       }
     }
-    for (std::size_t i = 0; i < plan_.tests.size(); ++i) {
-      if (supported[i] || !plan_.tests[i].named) {
+    for (std::size_t i = 0; i < selection_.tests.size(); ++i) {
+      if (supported[i] || !selection_.tests[i].named) {
         continue;
       }
       session_.unperformed = true;
       session_.notices.push_back("No device here supports the test \"" +
-                                 services_.texts.text(entry(plan_.tests[i]).nameKey) + "\".");
+                                 services_.texts.text(entry(selection_.tests[i]).nameKey) + "\".");
     }
     const auto waiting = std::count_if(session_.tests.begin(), session_.tests.end(),
                                        [](const TestRun& run) { return !run.begun; });
@@ -98,7 +83,7 @@ class TestRunner {
       run.parameters.emplace_back(pair.key, pair.value);
     }
     run.started = Clock::now();
-    if (services_.interrupts.isAbortRequested()) {
+    if (services_.abort.isAbortRequested()) {
       run.outcome = ExitCode::Stopped;
       run.note = "Stopped before it began.";
       run.begun = false;
@@ -131,15 +116,14 @@ class TestRunner {
     if (test.id != kWriteTest) {
       return true;
     }
-    const Answer answer = services_.questions.ask(
+    const Answer answer = services_.asker.ask(
         services_.texts.text(test.nameKey) + " writes to the volumes of device " +
-            std::to_string(device.index) + " (" + deviceForQuestion(device) + "). " +
-            services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT") + ". Go on?",
-        services_.errorWidth);
+        std::to_string(device.index) + " (" + deviceForQuestion(device) + "). " +
+        services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT") + ". Go on?");
     if (answer == Answer::Yes) {
       return true;
     }
-    const bool stopped = services_.interrupts.isAbortRequested();
+    const bool stopped = services_.abort.isAbortRequested();
     run.outcome = stopped ? ExitCode::Stopped : ExitCode::NotPerformed;
     run.note = stopped ? kStoppedByUser : refusalNote(answer);
     return false;
@@ -164,12 +148,12 @@ class TestRunner {
   std::string noteFor(ExitCode outcome, const RunContext& context) const {
     switch (outcome) {
       case ExitCode::Stopped:
-        if (services_.interrupts.isAbortRequested()) {
+        if (services_.abort.isAbortRequested()) {
           return kStoppedByUser;
         }
         return "The module stopped the test without giving a reason.";
       case ExitCode::NotPerformed:
-        if (context.wasAskedForInput() && !services_.questions.canAsk()) {
+        if (context.wasAskedForInput() && !services_.asker.canAsk()) {
           return "The test needs somebody who can answer questions: use a terminal, or --assume.";
         }
         return "The module gave no reason.";
@@ -180,7 +164,7 @@ class TestRunner {
     }
   }
 
-  const Plan& plan_;
+  const Selection& selection_;
   const Catalogue& catalogue_;
   const RunServices& services_;
   Session& session_;
@@ -189,68 +173,10 @@ class TestRunner {
 
 }  // namespace
 
-UsageError checkParameters(const Plan& plan, const Catalogue& catalogue, const Texts& texts) {
-  for (const TestChoice& choice : plan.tests) {
-    if (choice.parameters.empty()) {
-      continue;
-    }
-    const CatalogueTest& entry = catalogue.diagnostics[choice.diagnostic].tests[choice.test];
-    std::vector<ParameterIssue> issues;
-    entry.test->resetParameters();
-    if (entry.test->checkParameters(parametersOf(*entry.test, choice.parameters), issues)) {
-      continue;
-    }
-    std::string sentence = texts.text(entry.nameKey);
-    bool unknown = false;
-    const char* separator = ": ";
-    for (const ParameterIssue& issue : issues) {
-      if (issue.kind == ParameterIssue::None) {
-        continue;
-      }
-      sentence += std::exchange(separator, "; ") + issue.parameter.key + ": " +
-                  texts.message(issue.message);
-      unknown = unknown || issue.kind == ParameterIssue::UnknownParameter;
-    }
-    if (unknown) {
-      sentence += " (known are";
-      for (const TestParameter& known : entry.test->parameters()) {
-        sentence += " " + known.key;
-      }
-      sentence += ")";
-    }
-    return {sentence + (sentence.back() == '.' ? "" : ".")};
-  }
-  return {};
-}
-
-UsageError configureTests(const Catalogue& catalogue, const storage::ConfigurationMap& settings,
-                          const std::string& fileName) {
-  for (const CatalogueDiagnostic& diagnostic : catalogue.diagnostics) {
-    for (const CatalogueTest& entry : diagnostic.tests) {
-      storage::ConfigurationError error;
-      if (!entry.test->configure(settings, &error)) {
-        return refusedSetting(error, fileName);
-      }
-    }
-  }
-  return {};
-}
-
-void runTests(const Plan& plan, const Catalogue& catalogue, const RunServices& services,
+void runTests(const Selection& selection, const Catalogue& catalogue, const RunServices& services,
               storage::SystemComponentManager& manager, Session& session,
               const std::function<void(const TestRun&)>& onFinished) {
-  TestRunner(plan, catalogue, services, session, onFinished).run(manager);
-}
-
-std::string deviceForQuestion(const DeviceInfo& device) {
-  std::string text = device.model.empty() ? device.id : device.model;
-  return harmless(text + ", serial number " + (device.serial.empty() ? "unknown" : device.serial));
-}
-
-std::string refusalNote(Answer answer) {
-  return answer == Answer::No
-             ? "Declined."
-             : "It changes the device and nobody could be asked; --assume yes allows it.";
+  TestRunner(selection, catalogue, services, session, onFinished).run(manager);
 }
 
 }  // namespace ostria::host

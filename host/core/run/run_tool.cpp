@@ -1,11 +1,15 @@
+// The tool reports through events and named values, all of them text. One device is treated at a
+// time: each has its own question and its own line of progress.
 #include "host/core/run/run_tool.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 
+#include "host/core/model/tool_status.h"
 #include "host/core/run/describe_device.h"
-#include "host/core/run/run_tests.h"
+#include "host/core/run/device_question.h"
+#include "host/core/run/run_context.h"
 
 namespace ostria::host {
 namespace {
@@ -13,31 +17,6 @@ namespace {
 using storage::SystemComponent;
 using storage::Tool;
 using Values = std::vector<std::string>;
-
-struct StatusRow {
-  int status;
-  ExitCode outcome;
-  const char* text;
-};
-
-constexpr std::array<StatusRow, 10> kStatusRows = {{
-    {0, ExitCode::Passed, "nothing found"},
-    {2, ExitCode::Stopped, "the device rejected a read"},
-    {3, ExitCode::NotPerformed, "will be checked at the next start"},
-    {4, ExitCode::CouldNotStart, "the check could not be scheduled"},
-    {6, ExitCode::CouldNotStart, "could not run"},
-    {8, ExitCode::Stopped, "stopped, or the device no longer answers"},
-    {9, ExitCode::Failed, "bad sectors were found"},
-    {10, ExitCode::Failed, "bad sectors were found that could not be repaired"},
-    {13, ExitCode::Stopped, "stopped by a system event"},
-    {14, ExitCode::Failed, "a read timed out"},
-}};
-
-const StatusRow* rowOf(int status) {
-  const auto* row = std::find_if(kStatusRows.begin(), kStatusRows.end(),
-                                 [&](const StatusRow& r) { return r.status == status; });
-  return row == kStatusRows.end() ? nullptr : row;
-}
 
 template <typename Number>
 Number numberAt(const Values& values, std::size_t index, Number otherwise) {
@@ -58,11 +37,11 @@ constexpr int kNoStatus = -1;
 
 class UserAbort final : public storage::AbortContext {
  public:
-  explicit UserAbort(const Interrupts& interrupts) : interrupts_(interrupts) {}
-  bool isAborted() override { return interrupts_.isAbortRequested(); }
+  explicit UserAbort(const AbortFlag& abort) : abort_(abort) {}
+  bool isAborted() override { return abort_.isAbortRequested(); }
 
  private:
-  const Interrupts& interrupts_;
+  const AbortFlag& abort_;
 };
 
 // Four values for each mounted partition, as the check of file systems takes them.
@@ -96,25 +75,25 @@ Values partitionTable(SystemComponent& component) {
 
 class ToolRunner final : public storage::ToolEventReceiver {
  public:
-  ToolRunner(const Plan& plan, const CatalogueTool& entry, const RunServices& services,
+  ToolRunner(const Selection& selection, const CatalogueTool& entry, const RunServices& services,
              Session& session, const std::function<void(const ToolRun&)>& onFinished)
-      : plan_(plan),
+      : selection_(selection),
         entry_(entry),
         tool_(*entry.tool),
         services_(services),
         session_(session),
         onFinished_(onFinished),
-        abort_(services.interrupts) {}
+        abort_(services.abort) {}
 
   void run(storage::SystemComponentManager& manager) {
     session_.toolName = entry_.commandName;
     session_.toolTitle = services_.texts.text(tool_.getNameKey());
-    session_.operation = plan_.operation;
-    if (!plan_.operation.empty()) {
-      tool_.setParameter("Operation", {plan_.operation});
+    session_.operation = selection_.operation;
+    if (!selection_.operation.empty()) {
+      tool_.setParameter("Operation", {selection_.operation});
     }
     connect();
-    if (plan_.operation == "filterDevices") {
+    if (selection_.operation == "filterDevices") {
       filter(manager);
     } else {
       treat(manager);
@@ -129,8 +108,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
   void requestInput(storage::InputRequest& request) override {
     const std::string question = services_.texts.message(request.title) + " (" + partition_ +
                                  "): " + services_.texts.message(request.question);
-    const Answer answer =
-        services_.questions.ask(harmless(services_.redactor.text(question)), services_.errorWidth);
+    const Answer answer = services_.asker.ask(services_.redactor.text(question));
     if (answer == Answer::Yes) {
       request.answer = storage::InputRequest::Yes;
     }
@@ -140,8 +118,8 @@ class ToolRunner final : public storage::ToolEventReceiver {
   }
 
  private:
-  bool isFilesystem() const { return plan_.operation == "filesystem"; }
-  bool changesDevice() const { return isFilesystem() || plan_.operation == "repair"; }
+  bool isFilesystem() const { return selection_.operation == "filesystem"; }
+  bool changesDevice() const { return isFilesystem() || selection_.operation == "repair"; }
 
   void connect() {
     tool_.abortSource = &abort_;
@@ -149,13 +127,13 @@ class ToolRunner final : public storage::ToolEventReceiver {
     tool_.eventReceiver = this;
     handlers["OnPartitionInit"] = [this](Tool*, const std::string&) {
       partition_ = textAt(stored("PartitionInit"), 1);
-      services_.progress.update(0, {}, harmless(services_.redactor.text(partition_)));
+      services_.progress.update(0, {}, services_.redactor.text(partition_));
     };
     handlers["OnPartitionFinish"] = [this](Tool*, const std::string&) { partitionFinished(); };
     handlers["OnProgress"] = [this](Tool*, const std::string&) {
       services_.progress.update(
           numberAt<std::uint8_t>(stored("Progress"), 0, 0), {},
-          isFilesystem() ? harmless(services_.redactor.text(partition_)) : std::string());
+          isFilesystem() ? services_.redactor.text(partition_) : std::string());
     };
     handlers["OnDeviceFinish"] = [this](Tool*, const std::string&) { deviceFinished(); };
   }
@@ -200,23 +178,23 @@ class ToolRunner final : public storage::ToolEventReceiver {
       }
       run_ = ToolRun();
       run_.device = device.index;
-      run_.isSmart = plan_.operation.empty();
+      run_.isSmart = selection_.operation.empty();
       run_.applicable = tool_.isApplicable(component);
       run_.started = Clock::now();
-      if (!run_.applicable && plan_.devices.empty()) {
+      if (!run_.applicable && selection_.devices.empty()) {
         continue;
       }
-      if (services_.interrupts.isAbortRequested()) {
+      if (services_.abort.isAbortRequested()) {
         run_.outcome = ExitCode::Stopped;
         run_.note = "Stopped before it began.";
       } else if (!run_.applicable) {
         run_.note = "The tool cannot treat this device.";
       } else if (mayTreat(device) && hasPartitions(*component)) {
         tool_.setDevices({component});
-        services_.progress.begin("tool", entry_.commandName, device.index,
-                                 "Device " + std::to_string(device.index) + ": " +
-                                     session_.toolTitle +
-                                     (plan_.operation.empty() ? "" : " (" + plan_.operation + ")"));
+        services_.progress.begin(
+            "tool", entry_.commandName, device.index,
+            "Device " + std::to_string(device.index) + ": " + session_.toolTitle +
+                (selection_.operation.empty() ? "" : " (" + selection_.operation + ")"));
         tool_.run();
         services_.progress.end(outcomeText(run_.outcome));
       }
@@ -233,13 +211,12 @@ class ToolRunner final : public storage::ToolEventReceiver {
         isFilesystem() ? "Checking the file systems repairs what it finds on device "
                        : "Repairing overwrites the unreadable sectors, whose content is lost, and "
                          "takes the volumes off line meanwhile, on device ";
-    const Answer answer = services_.questions.ask(
-        what + std::to_string(device.index) + " (" + deviceForQuestion(device) + "). Go on?",
-        services_.errorWidth);
+    const Answer answer = services_.asker.ask(what + std::to_string(device.index) + " (" +
+                                              deviceForQuestion(device) + "). Go on?");
     if (answer == Answer::Yes) {
       return true;
     }
-    const bool stopped = services_.interrupts.isAbortRequested();
+    const bool stopped = services_.abort.isAbortRequested();
     if (stopped) {
       run_.outcome = ExitCode::Stopped;
     }
@@ -329,7 +306,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     onFinished_(run);
   }
 
-  const Plan& plan_;
+  const Selection& selection_;
   const CatalogueTool& entry_;
   Tool& tool_;
   const RunServices& services_;
@@ -343,27 +320,11 @@ class ToolRunner final : public storage::ToolEventReceiver {
 
 }  // namespace
 
-void runTool(const Plan& plan, const Catalogue& catalogue, const RunServices& services,
+void runTool(const Selection& selection, const Catalogue& catalogue, const RunServices& services,
              storage::SystemComponentManager& manager, Session& session,
              const std::function<void(const ToolRun&)>& onFinished) {
-  ToolRunner(plan, catalogue.tools[plan.tool], services, session, onFinished).run(manager);
-}
-
-ExitCode outcomeOfStatus(int status, bool filesystem) {
-  // A checker that mended what it found leaves a device that wants attention, not a bad one.
-  if (filesystem && status == 9) {
-    return ExitCode::Warning;
-  }
-  const StatusRow* row = rowOf(status);
-  return row == nullptr ? ExitCode::CouldNotStart : row->outcome;
-}
-
-const char* statusText(int status, bool filesystem) {
-  if (filesystem && status == 9) {
-    return "errors were found and repaired";
-  }
-  const StatusRow* row = rowOf(status);
-  return row == nullptr ? "unknown status" : row->text;
+  ToolRunner(selection, catalogue.tools[selection.tool], services, session, onFinished)
+      .run(manager);
 }
 
 bool holdsRunningSystem(const std::string& mountPoint) {

@@ -1,9 +1,12 @@
+// Disks are there and their nodes are closed to this user: better said than an empty list.
 #include "host/platform/linux/access_check.h"
 
 #include <unistd.h>
 
 #include <filesystem>
-#include <vector>
+#include <string>
+
+#include "host/platform/access_check.h"
 
 namespace ostria::host {
 namespace {
@@ -20,7 +23,7 @@ bool isDisk(const std::string& name) {
 
 }  // namespace
 
-std::string missingAccess(const std::string& blockFolder, const std::string& deviceFolder) {
+std::size_t closedDisks(const std::string& blockFolder, const std::string& deviceFolder) {
   std::size_t closed = 0;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(blockFolder, error)) {
@@ -31,12 +34,9 @@ std::string missingAccess(const std::string& blockFolder, const std::string& dev
       ++closed;
     }
   }
-  if (closed == 0) {
-    return {};
-  }
-  return std::to_string(closed) + (closed == 1 ? " disk" : " disks") +
-         " of this computer cannot be opened: that takes the rights of root. Start the program "
-         "with sudo.";
+  return closed;
 }
+
+std::size_t closedDisks() { return closedDisks("/sys/block", "/dev"); }
 
 }  // namespace ostria::host

@@ -1,13 +1,14 @@
+// The check of rights over given folders, so that a test can make its own.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace ostria::host {
 
-/// Whether disks are there that this user may not open. An empty text when nothing is missing, else
-/// one sentence that says what and how to get it.
+/// How many disks this user may not open for reading and writing.
 /// @param blockFolder   the kernel's list of block devices, /sys/block
 /// @param deviceFolder  where their nodes lie, /dev
-std::string missingAccess(const std::string& blockFolder, const std::string& deviceFolder);
+std::size_t closedDisks(const std::string& blockFolder, const std::string& deviceFolder);
 
 }  // namespace ostria::host

@@ -1,4 +1,5 @@
-#include "host/platform/linux/computer_name.h"
+// The name of the host, the distribution as it calls itself, and the kernel.
+#include "host/platform/computer_name.h"
 
 #include <sys/utsname.h>
 
@@ -23,20 +24,15 @@ std::string prettySystemName() {
 
 }  // namespace
 
-void nameMachine(bool virtualPc, std::string& name, std::string& system) {
-  if (virtualPc) {
-    name = "Virtual PC";
-    system = "simulated";
-    return;
-  }
+ComputerName computerName() {
   utsname kernel{};
   if (uname(&kernel) != 0) {
-    return;
+    return {};
   }
-  name = kernel.nodename;
-  system = prettySystemName();
+  std::string system = prettySystemName();
   system += (system.empty() ? "" : ", ") + std::string(kernel.sysname) + " " + kernel.release +
             " (" + kernel.machine + ")";
+  return {kernel.nodename, system};
 }
 
 }  // namespace ostria::host

@@ -1,7 +1,12 @@
-#include "host/platform/linux/interrupts.h"
+// The signals are blocked in every thread and fetched by one of them with sigtimedwait: no handler
+// runs in the middle of another call, so what it calls need not be safe against signals.
+#include "host/platform/interrupts.h"
 
+#include <atomic>
 #include <csignal>
 #include <ctime>
+#include <mutex>
+#include <thread>
 
 namespace ostria::host {
 namespace {
@@ -17,28 +22,49 @@ sigset_t watchedSignals() {
   return set;
 }
 
-}  // namespace
+class SignalInterrupts final : public Interrupts {
+ public:
+  SignalInterrupts();
+  ~SignalInterrupts() override;
+  SignalInterrupts(const SignalInterrupts&) = delete;
+  SignalInterrupts& operator=(const SignalInterrupts&) = delete;
 
-Interrupts::Interrupts() {
+  bool isAbortRequested() const override { return count_.load() > 0; }
+  void requestAbort() override { count_.fetch_add(1); }
+  void setHandlers(std::function<void(int)> onInterrupt, std::function<void()> onTick) override;
+
+ private:
+  void loop();
+
+  std::atomic<int> count_{0};
+  std::atomic<bool> ending_{false};
+  std::mutex mutex_;
+  std::function<void(int)> onInterrupt_;
+  std::function<void()> onTick_;
+  std::thread thread_;
+};
+
+SignalInterrupts::SignalInterrupts() {
   const sigset_t set = watchedSignals();
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
   thread_ = std::thread([this] { loop(); });
 }
 
-Interrupts::~Interrupts() {
+SignalInterrupts::~SignalInterrupts() {
   ending_ = true;
   pthread_kill(thread_.native_handle(), SIGTERM);
   thread_.join();
 }
 
-void Interrupts::setHandlers(std::function<void(int)> onInterrupt, std::function<void()> onTick) {
+void SignalInterrupts::setHandlers(std::function<void(int)> onInterrupt,
+                                   std::function<void()> onTick) {
   const std::lock_guard lock(mutex_);
   onInterrupt_ = std::move(onInterrupt);
   onTick_ = std::move(onTick);
 }
 
-void Interrupts::loop() {
+void SignalInterrupts::loop() {
   const sigset_t set = watchedSignals();
   const timespec tick{0, kTickNanoseconds};
   while (!ending_) {
@@ -57,5 +83,9 @@ void Interrupts::loop() {
     }
   }
 }
+
+}  // namespace
+
+std::unique_ptr<Interrupts> watchInterrupts() { return std::make_unique<SignalInterrupts>(); }
 
 }  // namespace ostria::host

@@ -1,3 +1,4 @@
+// A module that the program has loaded.
 #pragma once
 
 #include <memory>
@@ -30,8 +31,5 @@ class ModuleLibrary {
   storage::ProductVersion* version_ = nullptr;
   void (*release_)() = nullptr;
 };
-
-/// Folder of the running program, without a slash at its end.
-std::string programFolder();
 
 }  // namespace ostria::host

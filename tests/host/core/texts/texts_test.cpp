@@ -10,7 +10,7 @@
 
 #include "tests/support/source_folder.h"
 
-namespace ostria::host {
+namespace ostria::host::test {
 namespace {
 
 TEST(TextsTest, UnknownKeysAreReadByTheRuleOfKeys) {
@@ -78,7 +78,7 @@ TEST(TextsTest, AnotherLanguageWinsAndABrokenFileChangesNothing) {
 // Every key that stands in the module's sources has a text of its own.
 TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
   namespace fs = std::filesystem;
-  const fs::path root = ::ostria::storage::test::sourceFile("");
+  const fs::path root = storage::test::sourceFile("");
   std::ifstream file(root / "host/core/texts/en.txt");
   std::set<std::string> known;
   for (std::string line; std::getline(file, line);) {
@@ -114,4 +114,4 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
 }
 
 }  // namespace
-}  // namespace ostria::host
+}  // namespace ostria::host::test

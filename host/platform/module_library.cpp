@@ -1,25 +1,23 @@
-#include "host/platform/linux/module_library.h"
+// The entry points of a module, by the names of the contract.
+#include "host/platform/module_library.h"
 
-#include <dlfcn.h>
-
-#include <filesystem>
+#include "host/platform/shared_library.h"
 
 namespace ostria::host {
 
 OrUsageError<std::unique_ptr<ModuleLibrary>> ModuleLibrary::load(const std::string& path) {
-  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  std::string reason;
+  void* library = openLibrary(path, reason);
   if (library == nullptr) {
-    const char* reason = dlerror();
-    return UsageError{
-        "The module cannot be loaded: " + std::string(reason != nullptr ? reason : path) + "."};
+    return UsageError{"The module cannot be loaded: " + reason + "."};
   }
   std::unique_ptr<ModuleLibrary> loaded(new ModuleLibrary);
   const auto instance = reinterpret_cast<storage::ModuleInterface* (*)()>(
-      dlsym(library, "GetModuleInterfaceInstance"));
-  const auto version =
-      reinterpret_cast<storage::ProductVersion* (*)()>(dlsym(library, "GetProductVersion"));
+      libraryFunction(library, "GetModuleInterfaceInstance"));
+  const auto version = reinterpret_cast<storage::ProductVersion* (*)()>(
+      libraryFunction(library, "GetProductVersion"));
   const auto release =
-      reinterpret_cast<void (*)()>(dlsym(library, "ReleaseModuleInterfaceInstance"));
+      reinterpret_cast<void (*)()>(libraryFunction(library, "ReleaseModuleInterfaceInstance"));
   if (instance == nullptr || version == nullptr || release == nullptr) {
     return UsageError{path + " is no module: its entry points are missing."};
   }
@@ -45,12 +43,6 @@ std::string ModuleLibrary::version() const {
   }
   return std::to_string(version_->major()) + "." + std::to_string(version_->minor()) + "." +
          std::to_string(version_->patch()) + "." + std::to_string(version_->build());
-}
-
-std::string programFolder() {
-  std::error_code error;
-  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-  return error ? std::string(".") : self.parent_path().string();
 }
 
 }  // namespace ostria::host

@@ -1,8 +1,8 @@
-#include <gtest/gtest.h>
-
 #include "host/cli/plan.h"
 
-namespace ostria::host {
+#include <gtest/gtest.h>
+
+namespace ostria::host::test {
 namespace {
 
 Catalogue smallCatalogue() {
@@ -39,7 +39,7 @@ OrUsageError<Plan> planOf(const std::vector<std::string>& arguments) {
 std::string written(const Plan& plan) {
   const Catalogue catalogue = smallCatalogue();
   std::string text;
-  for (const TestChoice& choice : plan.tests) {
+  for (const TestChoice& choice : plan.selection.tests) {
     text += identifierText(catalogue.diagnostics[choice.diagnostic].tests[choice.test].id);
     for (const ParameterText& pair : choice.parameters) {
       text += "(" + pair.key + "=" + pair.value + ")";
@@ -47,16 +47,16 @@ std::string written(const Plan& plan) {
     text += choice.named ? " " : "* ";
   }
   if (plan.action == Action::RunTool) {
-    text += catalogue.tools[plan.tool].commandName + " " + plan.operation + " ";
+    text += catalogue.tools[plan.selection.tool].commandName + " " + plan.selection.operation + " ";
   }
   text += "@";
-  for (const std::uint32_t device : plan.devices) {
+  for (const std::uint32_t device : plan.selection.devices) {
     text += std::to_string(device) + ",";
   }
   return text;
 }
 
-TEST(CommandLineTest, PlansAreWhatTheArgumentsSay) {
+TEST(PlanTest, PlansAreWhatTheArgumentsSay) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{"-Mstorage", "-Qm,r", "0", "2"}, "1.1.1 1.1.3 @0,2,"},
       {{"-Mstorage", "-Q", "-E", "0", "1"}, "1.1.1* 1.1.3* 1.1.15* 1.2.8* 1.2.16* 1.2.13* @0,1,"},
@@ -75,7 +75,7 @@ TEST(CommandLineTest, PlansAreWhatTheArgumentsSay) {
   }
 }
 
-TEST(CommandLineTest, WhatIsWrongIsSaidInOneSentence) {
+TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{}, "Nothing to do"},
       {{"-Mdisplay"}, "no module \"display\""},
@@ -116,13 +116,14 @@ TEST(CommandLineTest, WhatIsWrongIsSaidInOneSentence) {
   }
 }
 
-TEST(CommandLineTest, DeviceNumbersAreCheckedAgainstTheList) {
-  Plan plan;
-  plan.devices = {1, 3};
-  EXPECT_EQ(checkDevices(plan, 4).sentence, "");
-  EXPECT_EQ(checkDevices(plan, 3).sentence, "There is no device 3; the devices are 0 to 2.");
-  EXPECT_EQ(checkDevices(plan, 0).sentence, "There is no device 1; no storage device was found.");
+TEST(PlanTest, DeviceNumbersAreCheckedAgainstTheList) {
+  Selection selection;
+  selection.devices = {1, 3};
+  EXPECT_EQ(checkDevices(selection, 4).sentence, "");
+  EXPECT_EQ(checkDevices(selection, 3).sentence, "There is no device 3; the devices are 0 to 2.");
+  EXPECT_EQ(checkDevices(selection, 0).sentence,
+            "There is no device 1; no storage device was found.");
 }
 
 }  // namespace
-}  // namespace ostria::host
+}  // namespace ostria::host::test

@@ -1,0 +1,19 @@
+// The machine file of a virtual PC, looked at before the module gets it.
+#pragma once
+
+#include <string>
+
+#include "host/core/user_error.h"
+
+namespace ostria::host {
+
+/// What the program itself wants to know of a machine file.
+struct MachineFile {
+  bool administrator = true;  ///< its user may open disks
+};
+
+/// Reads and checks the file, so that a mistake in it is one sentence with its location, before
+/// anything is loaded.
+OrUsageError<MachineFile> readMachineFile(const std::string& path);
+
+}  // namespace ostria::host

@@ -1,0 +1,63 @@
+// What the outputs show of a device: the properties as the module words them, and beside them the
+// numbers that the module gives as text only.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/core/model/smart_rows.h"
+#include "ostria/storage/identifier.h"
+
+namespace ostria::host {
+
+/// A property as it is shown: the key, its text, the value.
+struct ShownProperty {
+  std::string key;
+  std::string label;
+  std::string value;
+};
+
+struct ShownSection {
+  std::string title;
+  std::vector<ShownProperty> properties;
+};
+
+/// A name in the catalogue.
+struct NamedTest {
+  storage::Identifier id;
+  std::string nameKey;
+  std::string name;
+};
+
+/// A device as all outputs show it. Serial numbers are masked already when that is wanted.
+struct DeviceInfo {
+  std::uint32_t index = 0;
+  std::string id;    ///< the module's name of the device
+  std::string name;  ///< model and size
+  std::string model;
+  std::string manufacturer;
+  std::string serial;
+  std::string udi;
+  std::string firmware;
+  std::string connection;  ///< "internal", "external", "raid" or "other"
+  std::string bus;         ///< "ATA", "SCSI", "USB", "RAID", "NVMe", "eMMC"
+  std::string protocol;
+  bool solidState = false;
+  std::optional<std::uint64_t> sizeBytes;
+  std::optional<std::uint64_t> logicalSectors;
+  std::optional<std::uint64_t> logicalSectorBytes;
+  std::optional<std::uint64_t> physicalSectorBytes;
+  std::optional<std::uint64_t> rotationRpm;
+  std::optional<std::int64_t> temperatureCelsius;
+  std::vector<ShownProperty> properties;
+  std::vector<ShownSection> sections;
+  // What only the details ask for.
+  std::vector<NamedTest> applicableTests;
+  bool smartSupported = false;
+  std::vector<SmartRow> smart;
+  std::vector<SmartRow> logPage;
+};
+
+}  // namespace ostria::host

@@ -1,0 +1,15 @@
+// What the status codes of the tool "recover" mean.
+#pragma once
+
+#include "host/core/model/outcome.h"
+
+namespace ostria::host {
+
+/// What a status code means for the exit code; an unknown one is `CouldNotStart`.
+/// @param filesystem  the code is that of a check of a file system
+ExitCode outcomeOfStatus(int status, bool filesystem);
+
+/// The status in words; never null.
+const char* statusText(int status, bool filesystem);
+
+}  // namespace ostria::host

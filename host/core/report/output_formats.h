@@ -1,0 +1,39 @@
+// The outputs that a user can ask for beside plain text. A new one is a source that defines its
+// function, and a row here.
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "host/core/report/output_format.h"
+
+namespace ostria::host {
+
+/// One JSON document, docs/output.schema.json.
+std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write);
+/// One HTML file that needs nothing beside it: the machine, each device with its identity, state,
+/// SMART data, verdicts and a map of its surface where one was scanned.
+std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write);
+
+struct OutputFormatRow {
+  std::string_view option;  ///< on the command line, behind "--"
+  bool toFile;              ///< the option takes a file; otherwise it replaces the plain text
+  std::unique_ptr<OutputFormat> (*make)(WriteText write);
+};
+
+inline constexpr OutputFormatRow kOutputFormats[] = {
+    {"json", false, makeJsonOutput},
+    {"report", true, makeHtmlOutput},
+};
+
+/// The row of an option, null when there is none.
+inline const OutputFormatRow* findOutputFormat(std::string_view option) {
+  for (const OutputFormatRow& row : kOutputFormats) {
+    if (row.option == option) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace ostria::host

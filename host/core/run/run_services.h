@@ -1,0 +1,62 @@
+// What a run needs of the program around it, as small interfaces: a terminal has a bar, a question
+// and Ctrl-C for them, a window something else.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/core/model/results.h"
+#include "host/core/run/redact.h"
+#include "host/core/texts/texts.h"
+
+namespace ostria::host {
+
+/// Shows how far a run is. All operations may be called from any thread. Texts may hold control
+/// characters of a device; who draws them escapes them.
+class ProgressSink {
+ public:
+  virtual ~ProgressSink() = default;
+  /// @param kind   "test" or "tool"
+  /// @param id     identifier of the test or command word of the tool
+  /// @param label  what is shown with the progress
+  virtual void begin(const std::string& kind, const std::string& id, std::uint32_t device,
+                     const std::string& label) = 0;
+  /// @param percent  0 to 100; anything above counts as 100
+  /// @param key      as the module composed it, may be empty
+  /// @param text     the same in the user's language
+  virtual void update(std::uint8_t percent, const std::string& key, const std::string& text) = 0;
+  virtual void end(const std::string& outcome) = 0;
+};
+
+enum class Answer { Yes, No, Nobody };
+
+/// Puts questions to the user.
+class Asker {
+ public:
+  virtual ~Asker() = default;
+  /// Whether somebody, or a rule given beforehand, can answer.
+  virtual bool canAsk() const = 0;
+  /// Blocks until an answer is there; an abort is a no.
+  virtual Answer ask(const std::string& question) = 0;
+};
+
+/// The user's wish to stop. It is asked from several threads.
+class AbortFlag {
+ public:
+  virtual ~AbortFlag() = default;
+  virtual bool isAbortRequested() const = 0;
+};
+
+/// What the runs of tests and tools share. Borrowed: the objects outlive every run.
+struct RunServices {
+  const Texts& texts;
+  const Redactor& redactor;
+  Asker& asker;
+  ProgressSink& progress;
+  const AbortFlag& abort;
+
+  /// Key and text of a message, with serial numbers masked.
+  Message message(const std::string& key, std::uint32_t severity, std::uint8_t flag) const;
+};
+
+}  // namespace ostria::host

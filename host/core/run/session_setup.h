@@ -1,0 +1,39 @@
+// The steps that lead from a loaded module to a session whose devices can be tested. Each can be
+// used alone; a front end decides on their order.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/core/model/module_catalogue.h"
+#include "host/core/model/results.h"
+#include "host/core/run/redact.h"
+#include "host/core/run/selection.h"
+#include "host/core/texts/texts.h"
+#include "host/core/user_error.h"
+#include "ostria/storage/system_component_manager.h"
+
+namespace ostria::host {
+
+/// The whole content of a file; nothing when it is a folder or cannot be read.
+std::optional<std::string> readFile(const std::string& path);
+
+/// "de" of "de_DE.UTF-8"; nothing for English, which is built in, and for what is no language.
+std::string languageOf(const std::string& locale);
+
+/// Adds the texts of the language where `folder`/LANGUAGE.txt is there.
+UsageError addLanguage(Texts& texts, const std::string& folder, const std::string& language);
+
+/// Adds the texts of a file that the user named.
+UsageError addTextFile(Texts& texts, const std::string& path);
+
+/// Gives the settings of a configuration file to every test. A file that is not there holds no
+/// settings; one that cannot be read would hide some, and is an error.
+UsageError applySettingsFile(const Catalogue& catalogue, const std::string& path);
+
+/// Copies what the module says about the chosen devices to `session.devices`, in the order in which
+/// they were chosen. Teaches the redactor the serial numbers of all devices.
+void takeDevices(storage::SystemComponentManager& manager, const Selection& selection,
+                 const Texts& texts, Redactor& redactor, Session& session);
+
+}  // namespace ostria::host

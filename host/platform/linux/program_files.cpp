@@ -1,0 +1,17 @@
+// The program's own folder: the current one is never searched, as anybody may have put a library
+// there.
+#include "host/platform/program_files.h"
+
+#include <filesystem>
+
+namespace ostria::host {
+
+std::string programFolder() {
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::string(".") : self.parent_path().string();
+}
+
+std::string libraryFileName(const std::string& name) { return "lib" + name + ".so"; }
+
+}  // namespace ostria::host

@@ -1,0 +1,53 @@
+// The state folder of the XDG base directories, and flock: it is given up with the descriptor, so a
+// program that dies leaves nothing behind.
+#include "host/platform/state_files.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+namespace ostria::host {
+namespace {
+
+class Flock final : public FileLock {
+ public:
+  explicit Flock(const std::string& path)
+      : descriptor_(open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)) {
+    if (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) != 0) {
+      close(descriptor_);
+      descriptor_ = -1;
+    }
+  }
+  ~Flock() override {
+    if (descriptor_ >= 0) {
+      close(descriptor_);
+    }
+  }
+  Flock(const Flock&) = delete;
+  Flock& operator=(const Flock&) = delete;
+  bool isHeld() const { return descriptor_ >= 0; }
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace
+
+std::string stateFolder() {
+  const char* state = std::getenv("XDG_STATE_HOME");
+  // The base directory rules say that a relative path counts as none.
+  if (state != nullptr && *state == '/') {
+    return state;
+  }
+  const char* home = std::getenv("HOME");
+  return std::string(home != nullptr ? home : "") + "/.local/state";
+}
+
+std::unique_ptr<FileLock> lockFile(const std::string& path) {
+  auto lock = std::make_unique<Flock>(path);
+  return lock->isHeld() ? std::move(lock) : nullptr;
+}
+
+}  // namespace ostria::host

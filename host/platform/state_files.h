@@ -1,0 +1,17 @@
+// Where a program keeps what outlives it, and how two of them share it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/core/file_lock.h"
+
+namespace ostria::host {
+
+/// The user's folder for the state of programs, without a slash at its end. It need not exist.
+std::string stateFolder();
+
+/// A lock on the file, in the meaning of `LockFile`.
+std::unique_ptr<FileLock> lockFile(const std::string& path);
+
+}  // namespace ostria::host
