@@ -11,11 +11,10 @@
 #include "transport/ata/ata_protocol.h"
 #include "transport/nvme/nvme_protocol.h"
 #include "transport/nvme/nvme_system_call_protocol.h"
+#include "transport/vendor_log.h"
 
 namespace ostria::storage {
 namespace {
-
-constexpr std::uint8_t kVendorLog = 0xDF;
 
 std::string asArray(const std::string& rows) { return "[" + rows + "]"; }
 

@@ -1,3 +1,4 @@
+// The list behind the failover of every protocol.
 #pragma once
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Look-up in the tables of SMART names. The tables themselves stand in the rooms of the command
+// sets.
 #include "transport/smart_names.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// What all protocols share: the cached properties and the operating system's own failure
+// prediction.
 #include "transport/storage_protocol.h"
 
 #include "transport/hal/predict_failure.h"

@@ -10,11 +10,9 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::size_t kPageBytes = 512;
-
 constexpr bool fitsPage(const ErrorLog& log) {
   return std::size_t{log.firstEntry} + std::size_t{log.entriesPerPage} * log.entryBytes <=
-             kPageBytes &&
+             kAtaPageBytes &&
          log.lbaOffset + 6u <= log.entryBytes;
 }
 static_assert(std::all_of(kErrorLogs.begin(), kErrorLogs.end(), fitsPage));
@@ -51,12 +49,12 @@ void collectTargets(AtaProtocol& ata, const ErrorLog& log, std::set<std::uint64_
   if (pages == 0) {
     return;
   }
-  std::vector<std::uint8_t> buffer(pages * kPageBytes);
+  std::vector<std::uint8_t> buffer(pages * kAtaPageBytes);
   std::uint16_t pagesRead = 0;
   // A read that broke off still delivered the pages before.
   (void)ata.ReadLog(log.address, pages, buffer.data(), &pagesRead);
   for (std::size_t page = 0; page < std::min(pagesRead, pages); ++page) {
-    const std::uint8_t* entry = &buffer[page * kPageBytes + log.firstEntry];
+    const std::uint8_t* entry = &buffer[page * kAtaPageBytes + log.firstEntry];
     for (unsigned i = 0; i < log.entriesPerPage; ++i, entry += log.entryBytes) {
       addTargets(entry + log.lbaOffset, log.form, targets);
     }

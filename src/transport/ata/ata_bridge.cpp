@@ -1,3 +1,4 @@
+// The direct way: the operating system's own ATA pass-through.
 #include "transport/ata/ata_bridge.h"
 
 #include "transport/hal/hal_ata_send.h"

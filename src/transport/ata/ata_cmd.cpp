@@ -1,8 +1,11 @@
+// The task files of ACS-3, field by field. SMART commands carry their signature in LBA mid and
+// high.
 #include "transport/ata/ata_cmd.h"
 
 #include <numeric>
 
 #include "base/byte_order.h"
+#include "transport/ata/ata_opcodes.h"
 
 namespace ostria::storage {
 
@@ -24,7 +27,6 @@ static_assert(offsetof(AtaCmd, device) == offsetof(AtaCmd, features) + 10);
 static_assert(offsetof(AtaCmd, command) == offsetof(AtaCmd, features) + 11);
 #pragma GCC diagnostic pop
 
-constexpr std::uint32_t kPageBytes = 512;
 constexpr std::uint8_t kLbaMode = 0x40;
 
 void setCount(AtaCmd& cmd, std::uint16_t count) {
@@ -55,52 +57,52 @@ void setData(AtaCmd& cmd, DataDirection direction, std::uint64_t bytes, void* bu
   cmd.data = buffer;
 }
 
-void setSmart(AtaCmd& cmd, std::uint8_t feature) {
-  cmd.command = 0xB0;
-  cmd.features = feature;
-  cmd.lbaMid = 0x4F;
-  cmd.lbaHigh = 0xC2;
+void setSmart(AtaCmd& cmd, ata::SmartSubcommand subcommand) {
+  cmd.command = ata::Smart;
+  cmd.features = subcommand;
+  cmd.lbaMid = ata::kSmartLbaMid;
+  cmd.lbaHigh = ata::kSmartLbaHigh;
 }
 
-void setSmartPage(AtaCmd& cmd, std::uint8_t feature, void* buffer) {
-  setSmart(cmd, feature);
+void setSmartPage(AtaCmd& cmd, ata::SmartSubcommand subcommand, void* buffer) {
+  setSmart(cmd, subcommand);
   cmd.sectorCount = 1;
-  setData(cmd, DataDirection::FromDevice, kPageBytes, buffer);
+  setData(cmd, DataDirection::FromDevice, kAtaPageBytes, buffer);
   cmd.wantRegisters = true;
 }
 
 }  // namespace
 
 IdentifyDevice::IdentifyDevice(void* buffer) {
-  command = 0xEC;
+  command = ata::IdentifyDevice;
   sectorCount = 1;
-  setData(*this, DataDirection::FromDevice, kPageBytes, buffer);
+  setData(*this, DataDirection::FromDevice, kAtaPageBytes, buffer);
 }
 
 AtaCheckPowerMode::AtaCheckPowerMode() {
-  command = 0xE5;
+  command = ata::CheckPowerMode;
   timeoutSeconds = 30;
   wantRegisters = true;
 }
 
 AtaIdleImmediate::AtaIdleImmediate() {
-  command = 0xE1;
+  command = ata::IdleImmediate;
   timeoutSeconds = 30;
 }
 
 ReadLogExt::ReadLogExt(std::uint8_t log, std::uint16_t pages, void* buffer,
                        std::uint16_t firstPage) {
-  command = 0x2F;
+  command = ata::ReadLogExt;
   setCount(*this, pages);
   lbaLow = log;
   lbaMid = byteOf(firstPage, 0);
   lbaMidPrevious = byteOf(firstPage, 1);
-  setData(*this, DataDirection::FromDevice, std::uint64_t{pages} * kPageBytes, buffer);
+  setData(*this, DataDirection::FromDevice, std::uint64_t{pages} * kAtaPageBytes, buffer);
 }
 
 ReadSectors::ReadSectors(std::uint64_t lba, std::uint8_t sectors, std::uint32_t sectorSize,
                          void* buffer, std::uint32_t timeout) {
-  command = 0x20;
+  command = ata::ReadSectors;
   sectorCount = sectors;
   setLba28(*this, lba);
   setData(*this, DataDirection::FromDevice, std::uint64_t{sectors} * sectorSize, buffer);
@@ -110,7 +112,7 @@ ReadSectors::ReadSectors(std::uint64_t lba, std::uint8_t sectors, std::uint32_t 
 
 ReadSectorsExt::ReadSectorsExt(std::uint64_t lba, std::uint16_t sectors, std::uint32_t sectorSize,
                                void* buffer, std::uint32_t timeout) {
-  command = 0x24;
+  command = ata::ReadSectorsExt;
   setCount(*this, sectors);
   setLba48(*this, lba);
   setData(*this, DataDirection::FromDevice, std::uint64_t{sectors} * sectorSize, buffer);
@@ -118,36 +120,38 @@ ReadSectorsExt::ReadSectorsExt(std::uint64_t lba, std::uint16_t sectors, std::ui
   wantRegisters = true;
 }
 
-SmartEnable::SmartEnable(bool enable) { setSmart(*this, enable ? 0xD8 : 0xD9); }
+SmartEnable::SmartEnable(bool enable) {
+  setSmart(*this, enable ? ata::SmartEnable : ata::SmartDisable);
+}
 
 SmartExecuteOffline::SmartExecuteOffline(std::uint8_t subcommand, std::uint8_t count) {
-  setSmart(*this, 0xD4);
+  setSmart(*this, ata::SmartExecuteOffline);
   sectorCount = count;
   lbaLow = subcommand;
   wantRegisters = true;
 }
 
-SmartReadData::SmartReadData(void* buffer) { setSmartPage(*this, 0xD0, buffer); }
+SmartReadData::SmartReadData(void* buffer) { setSmartPage(*this, ata::SmartReadData, buffer); }
 
 SmartReadLog::SmartReadLog(std::uint8_t log, std::uint8_t pages, void* buffer) {
-  setSmart(*this, 0xD5);
+  setSmart(*this, ata::SmartReadLog);
   sectorCount = pages;
   lbaLow = log;
-  setData(*this, DataDirection::FromDevice, std::uint64_t{pages} * kPageBytes, buffer);
+  setData(*this, DataDirection::FromDevice, std::uint64_t{pages} * kAtaPageBytes, buffer);
 }
 
 SmartReturnStatus::SmartReturnStatus() {
-  setSmart(*this, 0xDA);
+  setSmart(*this, ata::SmartReturnStatus);
   wantRegisters = true;
 }
 
 SmartReadWarrantyThresholds::SmartReadWarrantyThresholds(void* buffer) {
-  setSmartPage(*this, 0xD1, buffer);
+  setSmartPage(*this, ata::SmartReadThresholds, buffer);
 }
 
 WriteSectors::WriteSectors(std::uint64_t lba, std::uint8_t sectors, std::uint32_t sectorSize,
                            void* buffer) {
-  command = 0x30;
+  command = ata::WriteSectors;
   sectorCount = sectors;
   setLba28(*this, lba);
   setData(*this, DataDirection::ToDevice, std::uint64_t{sectors} * sectorSize, buffer);
@@ -156,7 +160,7 @@ WriteSectors::WriteSectors(std::uint64_t lba, std::uint8_t sectors, std::uint32_
 
 WriteSectorsExt::WriteSectorsExt(std::uint64_t lba, std::uint16_t sectors, std::uint32_t sectorSize,
                                  void* buffer) {
-  command = 0x34;
+  command = ata::WriteSectorsExt;
   setCount(*this, sectors);
   setLba48(*this, lba);
   setData(*this, DataDirection::ToDevice, std::uint64_t{sectors} * sectorSize, buffer);
@@ -165,28 +169,17 @@ WriteSectorsExt::WriteSectorsExt(std::uint64_t lba, std::uint16_t sectors, std::
 
 WriteUncorrectableExt::WriteUncorrectableExt(std::uint64_t lba, std::uint16_t sectors,
                                              bool pseudo) {
-  command = 0x45;
-  features = pseudo ? 0x55 : 0xAA;
+  command = ata::WriteUncorrectableExt;
+  features = pseudo ? ata::kPseudoUncorrectable : ata::kFlaggedUncorrectable;
   setCount(*this, sectors);
   setLba48(*this, lba);
   wantRegisters = true;
 }
 
 bool IsLba48Command(std::uint8_t command) {
-  switch (command) {
-    case 0x24:
-    case 0x25:
-    case 0x26:
-    case 0x2F:
-    case 0x34:
-    case 0x35:
-    case 0x36:
-    case 0x42:
-    case 0x45:
-      return true;
-    default:
-      return false;
-  }
+  // READ MULTIPLE EXT is wide too, but nothing here sends it, and as a narrow command it does no
+  // harm.
+  return command != ata::ReadMultipleExt && ata::traitsOf(command).has(ata::Wide);
 }
 
 bool ByteSum(const void* data, std::size_t length) {

@@ -1,5 +1,8 @@
+// ATA commands as records. The classes have no behaviour: protocols make them, bridges and platform
+// sends read them and write the answer back.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -7,6 +10,10 @@
 #include "base/kinds.h"
 
 namespace ostria::storage {
+
+/// Logs, SMART data and IDENTIFY DEVICE come in pages of this size, whatever the sectors are.
+inline constexpr std::size_t kAtaPageBytes = 512;
+using AtaPage = std::array<std::uint8_t, kAtaPageBytes>;
 
 /// One ATA command as a plain record: the task file going down, the same registers coming back. A
 /// subclass is only a constructor that fills the fields. The buffer is borrowed: the caller keeps
@@ -119,8 +126,9 @@ class WriteSectorsExt final : public AtaCmd {
   WriteSectorsExt(std::uint64_t lba, std::uint16_t sectors, std::uint32_t sectorSize, void* buffer);
 };
 
-/// Marks sectors as unreadable. @param pseudo  a flagged error that the next write heals with
-///                                             logging (55h), else AAh
+/// Marks sectors as unreadable until they are written again.
+/// @param pseudo  a pseudo-uncorrectable error, which the drive also logs (55h); else a flagged one
+///                (AAh)
 class WriteUncorrectableExt final : public AtaCmd {
  public:
   WriteUncorrectableExt(std::uint64_t lba, std::uint16_t sectors, bool pseudo);

@@ -1,3 +1,5 @@
+// IDENTIFY DEVICE of ATA8-ACS, words numbered as there. Words that a drive leaves out are 0 or
+// FFFFh, so each counts only behind the bits that declare it valid.
 #include "transport/ata/ata_identify.h"
 
 #include <algorithm>

@@ -1,24 +1,21 @@
+// Reading, writing, power and self-test commands of an ATA drive (ACS-3), and the failover over its
+// bridges. Pages and logs stand in the files beside this one.
 #include "transport/ata/ata_protocol.h"
-
-#include <algorithm>
-#include <array>
 
 #include "base/byte_order.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_identify.h"
+#include "transport/ata/ata_opcodes.h"
 
 namespace ostria::storage {
 
 namespace {
 
-using Page = std::array<std::uint8_t, 512>;
-
-constexpr std::uint8_t kStatusErr = 0x01;
 constexpr std::uint64_t kReach28 = std::uint64_t{1} << 28;  // sectors that registers can address
 constexpr std::uint64_t kReach48 = std::uint64_t{1} << 48;
 
-bool hasError(const AtaCmd& command) { return (command.command & kStatusErr) != 0; }
-bool errorBit(const AtaCmd& command, unsigned bit) { return ((command.features >> bit) & 1) != 0; }
+bool hasError(const AtaCmd& command) { return (command.command & ata::StatusError) != 0; }
+bool hasError(const AtaCmd& command, ata::ErrorBit bit) { return (command.features & bit) != 0; }
 
 }  // namespace
 
@@ -42,7 +39,7 @@ ProtocolResult AtaProtocol::SendThroughBridges(AtaCmd& command) {
 }
 
 bool AtaProtocol::ProbeBridge(AtaBridge& bridge) {
-  Page page{};
+  AtaPage page{};
   IdentifyDevice identify(page.data());
   return succeeded(bridge.Send(identify)) && IsValidIdentifyData(page.data()) &&
          identify.transferBytes == page.size();
@@ -60,7 +57,7 @@ ProtocolResult AtaProtocol::GetProperties(StorageProtocolProperties* out) {
   if (out == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  Page page{};
+  AtaPage page{};
   IdentifyDevice identify(page.data());
   const ProtocolResult result = SendThroughBridges(identify);
   if (!succeeded(result)) {
@@ -106,10 +103,10 @@ ProtocolResult AtaProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
   if (!hasError(command)) {
     return ProtocolResult::Success;
   }
-  if (errorBit(command, 6)) {
+  if (hasError(command, ata::ErrorUncorrectable)) {
     return ProtocolResult::MediumError;
   }
-  if (errorBit(command, 7)) {
+  if (hasError(command, ata::ErrorInterfaceCrc)) {
     return ProtocolResult::InterfaceCrcError;
   }
   return ProtocolResult::DeviceError;
@@ -151,17 +148,18 @@ ProtocolResult AtaProtocol::StartSelfTest(std::uint8_t code, std::uint8_t second
   if (result != ProtocolResult::DeviceError || !hasError(command)) {
     return result;
   }
-  if (errorBit(command, 2)) {
+  if (hasError(command, ata::ErrorAborted)) {
     return ProtocolResult::SelfTestAbortedByDevice;
   }
-  if (errorBit(command, 4)) {
+  if (hasError(command, ata::ErrorIdNotFound)) {
     return ProtocolResult::SelfTestIdNotFound;
   }
   return ProtocolResult::DeviceError;
 }
 
 ProtocolResult AtaProtocol::AbortSelfTest() {
-  SmartExecuteOffline command(0x7F, 0);
+  constexpr std::uint8_t kAbort = 0x7F;
+  SmartExecuteOffline command(kAbort, 0);
   return SendChecked(command);
 }
 

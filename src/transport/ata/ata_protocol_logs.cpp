@@ -1,30 +1,30 @@
+// Logs of an ATA drive: those of SMART READ LOG, and the general-purpose logs of READ LOG EXT,
+// which alone hold 48-bit addresses.
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "base/byte_order.h"
 #include "services/string_handler.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_protocol.h"
+#include "transport/vendor_log.h"
 
 namespace ostria::storage {
 
 namespace {
 
-constexpr std::size_t kPageBytes = 512;
-using Page = std::array<std::uint8_t, kPageBytes>;
-
 constexpr std::uint8_t kDirectory = 0x00;
 constexpr std::uint8_t kExtendedErrorLog = 0x03;
 constexpr std::uint8_t kSelfTestLog = 0x06;
 constexpr std::uint8_t kExtendedSelfTestLog = 0x07;
-constexpr std::uint8_t kVendorLog = 0xDF;
 
 bool isGeneralPurpose(std::uint8_t log) {
   return log == kExtendedErrorLog || log == kExtendedSelfTestLog || log == kVendorLog;
 }
 
-bool isGoodFirstPage(const std::uint8_t* page) { return ByteSum(page, kPageBytes) && page[0] == 1; }
+bool isGoodFirstPage(const std::uint8_t* page) {
+  return ByteSum(page, kAtaPageBytes) && page[0] == 1;
+}
 
 }  // namespace
 
@@ -48,7 +48,7 @@ ProtocolResult AtaProtocol::ReadLog(std::uint8_t log, std::uint16_t pages, void*
   if (!succeeded(result)) {
     return result;
   }
-  if (command.transferBytes < kPageBytes * count || !isGoodFirstPage(bytes)) {
+  if (command.transferBytes < kAtaPageBytes * count || !isGoodFirstPage(bytes)) {
     return ProtocolResult::DeviceError;
   }
   *pagesRead = count;
@@ -65,13 +65,13 @@ ProtocolResult AtaProtocol::ReadLogExtPages(std::uint8_t log, std::uint16_t page
       if (!succeeded(result)) {
         return result;
       }
-      const bool good = command.transferBytes >= kPageBytes &&
-                        (page == 0 ? isGoodFirstPage(buffer) : ByteSum(buffer, kPageBytes));
+      const bool good = command.transferBytes >= kAtaPageBytes &&
+                        (page == 0 ? isGoodFirstPage(buffer) : ByteSum(buffer, kAtaPageBytes));
       if (!good) {
         continue;
       }
       ++pagesRead;
-      buffer += kPageBytes;
+      buffer += kAtaPageBytes;
       break;
     }
   }
@@ -87,7 +87,7 @@ std::uint16_t AtaProtocol::GetLogPageCount(std::uint8_t log) {
 
 // Each log is asked for in the directory of the command that reads it.
 void AtaProtocol::FillLogDirectory() {
-  Page page{};
+  AtaPage page{};
   const auto store = [&](std::initializer_list<std::uint8_t> logs) {
     for (const std::uint8_t log : logs) {
       logDirectory_[log] = loadLe16(&page[2u * log]);
@@ -104,7 +104,7 @@ void AtaProtocol::FillLogDirectory() {
 }
 
 void AtaProtocol::ReadFruData() {
-  Page page{};
+  AtaPage page{};
   std::uint16_t pagesRead = 0;
   // The page's own first byte is a letter, so it never counts as a good first page: the page stands
   // in the buffer all the same, and its own marks are looked at instead.
@@ -137,7 +137,7 @@ ProtocolResult AtaProtocol::FailedLbaOfExtendedLog(std::uint16_t pages, std::uin
     return ProtocolResult::Failure;
   }
 
-  std::vector<std::uint8_t> log(std::size_t{pages} * kPageBytes);
+  std::vector<std::uint8_t> log(std::size_t{pages} * kAtaPageBytes);
   std::uint16_t pagesRead = 0;
   const ProtocolResult result = ReadLog(kExtendedSelfTestLog, pages, log.data(), &pagesRead);
   const std::uint16_t index = loadLe16(&log[2]);
@@ -146,10 +146,10 @@ ProtocolResult AtaProtocol::FailedLbaOfExtendedLog(std::uint16_t pages, std::uin
   }
   const std::size_t page = (index - 1u) / kPerPage;
   const std::size_t slot = (index - 1u) % kPerPage;
-  if (page >= pagesRead || !ByteSum(&log[page * kPageBytes], kPageBytes)) {
+  if (page >= pagesRead || !ByteSum(&log[page * kAtaPageBytes], kAtaPageBytes)) {
     return ProtocolResult::Failure;
   }
-  const std::uint8_t* descriptor = &log[page * kPageBytes + 4 + 26 * slot];
+  const std::uint8_t* descriptor = &log[page * kAtaPageBytes + 4 + 26 * slot];
   lba = MakeLba48(descriptor[5], descriptor[6], descriptor[7], descriptor[8], descriptor[9],
                   descriptor[10]);
   return result;
@@ -157,7 +157,7 @@ ProtocolResult AtaProtocol::FailedLbaOfExtendedLog(std::uint16_t pages, std::uin
 
 ProtocolResult AtaProtocol::FailedLbaOfShortLog(std::uint64_t& lba) {
   constexpr std::uint8_t kDescriptors = 21;
-  Page log{};
+  AtaPage log{};
   std::uint16_t pagesRead = 0;
   if (!succeeded(ReadLog(kSelfTestLog, 1, log.data(), &pagesRead)) || pagesRead != 1) {
     return ProtocolResult::Failure;

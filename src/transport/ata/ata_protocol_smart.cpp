@@ -1,22 +1,22 @@
+// SMART of an ATA drive: the data page and the thresholds, whose layout the standard leaves to the
+// vendor but all drives share, and what the drive says of its own health and self-tests.
 #include <algorithm>
-#include <array>
 
 #include "base/byte_order.h"
 #include "transport/ata/ata_cmd.h"
+#include "transport/ata/ata_opcodes.h"
 #include "transport/ata/ata_protocol.h"
 
 namespace ostria::storage {
 
 namespace {
 
-using Page = std::array<std::uint8_t, 512>;
-
 // The SMART data page and the threshold page have their 30 entries of 12 bytes at the same places.
 constexpr std::size_t kEntries = 30;
 constexpr std::size_t kExecutionStatus = 363;
 constexpr std::size_t kCapability = 367;
 
-const std::uint8_t* entryOf(const Page& page, std::size_t index) {
+const std::uint8_t* entryOf(const AtaPage& page, std::size_t index) {
   return page.data() + 2 + 12 * index;
 }
 std::uint8_t idOf(const std::uint8_t* entry) { return entry[0]; }
@@ -24,7 +24,7 @@ std::uint8_t valueOf(const std::uint8_t* entry) { return entry[3]; }
 const std::uint8_t* rawOf(const std::uint8_t* entry) { return entry + 5; }
 bool hasValue(const std::uint8_t* entry) { return valueOf(entry) >= 1 && valueOf(entry) <= 253; }
 
-std::uint8_t thresholdOf(const Page& thresholds, std::uint8_t id) {
+std::uint8_t thresholdOf(const AtaPage& thresholds, std::uint8_t id) {
   for (std::size_t i = 0; i < kEntries; ++i) {
     const std::uint8_t* entry = entryOf(thresholds, i);
     if (idOf(entry) == id) {
@@ -47,7 +47,7 @@ ProtocolResult AtaProtocol::SendPage(AtaCmd& command, bool checkStatus) {
 }
 
 void AtaProtocol::ReadSmartCapabilities() {
-  Page page{};
+  AtaPage page{};
   SmartReadData command(page.data());
   if (!succeeded(SendPage(command, false))) {
     return;
@@ -65,7 +65,7 @@ ProtocolResult AtaProtocol::GetTemperature(std::uint8_t* celsius) {
   if (celsius == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  Page page{};
+  AtaPage page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
   if (!succeeded(result)) {
@@ -85,7 +85,7 @@ ProtocolResult AtaProtocol::GetWearIndicator(std::uint32_t* percent) {
   if (percent == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  Page page{};
+  AtaPage page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command, false);
   if (!succeeded(result)) {
@@ -106,13 +106,13 @@ ProtocolResult AtaProtocol::GetSmartAttributes(std::vector<SmartAttribute>* attr
   if (attributes == nullptr) {
     return ProtocolResult::Failure;
   }
-  Page page{};
+  AtaPage page{};
   SmartReadData readData(page.data());
   ProtocolResult result = SendPage(readData);
   if (!succeeded(result)) {
     return result;
   }
-  Page thresholds{};
+  AtaPage thresholds{};
   SmartReadWarrantyThresholds readThresholds(thresholds.data());
   result = SendPage(readThresholds);
   if (!succeeded(result)) {
@@ -135,8 +135,9 @@ ProtocolResult AtaProtocol::GetSmartStatus(std::uint8_t* healthy) {
   }
   SmartReturnStatus command;
   if (succeeded(SendChecked(command))) {
-    const bool good = command.lbaHigh == 0xC2 && command.lbaMid == 0x4F;
-    const bool failing = command.lbaHigh == 0x2C && command.lbaMid == 0xF4;
+    const bool good = command.lbaHigh == ata::kSmartLbaHigh && command.lbaMid == ata::kSmartLbaMid;
+    const bool failing =
+        command.lbaHigh == ata::kSmartFailingLbaHigh && command.lbaMid == ata::kSmartFailingLbaMid;
     if (good || failing) {
       *healthy = good ? 1 : 0;
       return ProtocolResult::Success;
@@ -149,7 +150,7 @@ ProtocolResult AtaProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   if (percent == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  Page page{};
+  AtaPage page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
   if (!succeeded(result)) {
@@ -165,7 +166,7 @@ ProtocolResult AtaProtocol::GetSelfTestResult(std::uint8_t* code) {
   if (code == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  Page page{};
+  AtaPage page{};
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
   if (succeeded(result)) {

@@ -1,3 +1,4 @@
+// Minor version numbers of ATA standards (IDENTIFY DEVICE word 81) and their texts.
 #include "transport/ata/ata_version_names.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Names of ATA SMART attributes. No standard names them: these are the usual ones, and where
+// vendors differ the first of them.
 #include <algorithm>
 
 #include "transport/smart_name_tables.h"

@@ -6,6 +6,7 @@
 
 #include "base/protocol_result.h"
 #include "transport/nvme/nvme_identify_record.h"
+#include "transport/vendor_log.h"
 
 namespace ostria::storage {
 
@@ -20,7 +21,7 @@ inline constexpr std::uint32_t kNvmeVendorLogBytes = 512;
 inline constexpr std::uint32_t kNvmeHealthLog = 0x02;
 inline constexpr std::uint32_t kNvmeSelfTestLog = 0x06;
 inline constexpr std::uint32_t kNvmeEnduranceGroupLog = 0x09;
-inline constexpr std::uint32_t kNvmeVendorLog = 0xDF;
+inline constexpr std::uint32_t kNvmeVendorLog = kVendorLog;
 
 using NvmeIdentifyData = std::array<std::uint8_t, kNvmeIdentifyBytes>;
 using NvmeHealthLogData = std::array<std::uint8_t, kNvmeHealthLogBytes>;

@@ -1,11 +1,13 @@
+// The JMicron pass-through, command DFh: no registers come back.
 #include "transport/tunnels/jmicron_bridge.h"
 
+#include "transport/ata/ata_opcodes.h"
 #include "transport/tunnels/usb_pass_through.h"
 
 namespace ostria::storage {
 
 ProtocolResult JMicronBridge::Send(AtaCmd& command) {
-  if (command.command != 0xEC) {
+  if (command.command != ata::IdentifyDevice) {
     return ProtocolResult::NotSupported;
   }
   JMicronAtaPassThrough12 wrapped(command);

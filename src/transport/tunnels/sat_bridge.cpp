@@ -1,7 +1,10 @@
+// ATA through a SCSI/ATA translator (SAT). Translators differ most in how they give the output
+// registers back, and many give none: what then counts as an answer is decided here.
 #include "transport/tunnels/sat_bridge.h"
 
 #include <algorithm>
 
+#include "transport/ata/ata_opcodes.h"
 #include "transport/scsi/scsi_sense.h"
 #include "transport/tunnels/sat_pass_through.h"
 
@@ -11,24 +14,6 @@ namespace {
 
 constexpr std::uint8_t kCheckCondition = 2;
 constexpr std::uint8_t kStatusReturnType = 0x09;
-
-bool isRead(std::uint8_t command) {
-  switch (command) {
-    case 0x20:
-    case 0x24:
-    case 0x25:
-    case 0x26:
-    case 0x29:
-    case 0x40:
-    case 0x42:
-    case 0xC4:
-    case 0xC7:
-    case 0xC8:
-      return true;
-    default:
-      return false;
-  }
-}
 
 void clearRegisters(AtaCmd& command) {
   command.features = command.featuresPrevious = 0;
@@ -72,7 +57,7 @@ std::unique_ptr<ScsiCmd> makePassThrough(const AtaCmd& command, bool ckCondition
 }  // namespace
 
 ProtocolResult SatBridge::Send(AtaCmd& command) {
-  const bool read = isRead(command.command);
+  const bool read = ata::traitsOf(command.command).has(ata::OfMedium);
   std::unique_ptr<ScsiCmd> wrapped;
   ProtocolResult result = MakePassThrough(command, wrapped);
   if (succeeded(result)) {

@@ -1,82 +1,37 @@
+// ATA PASS-THROUGH (12) and (16) of SAT-2. The Linux kernel's own ATA layer is spoken to by a twin,
+// platform/linux/passthrough/sg_ata_pass_through: that one knows its translator and asks for the
+// registers of commands without data only, while here any adapter may answer.
 #include "transport/tunnels/sat_pass_through.h"
+
+#include "transport/ata/ata_opcodes.h"
 
 namespace ostria::storage {
 
 namespace {
 
-enum Protocol : std::uint8_t {
-  KNonData = 3,
-  KPioIn = 4,
-  KPioOut = 5,
-  KDma = 6,
-  KDmaQueued = 7,
-  KReturnResponse = 15,
-};
+constexpr std::uint8_t kAtaPassThrough12 = 0xA1;
+constexpr std::uint8_t kAtaPassThrough16 = 0x85;
+constexpr unsigned kReturnResponseInformation = 15;
 
-struct Translation {
-  std::uint8_t protocol = KNonData;
-  bool lengthInCount = false;  ///< T_LENGTH: the sector count field, or no data
-  bool extend = false;
-};
-
-Translation translationOfSmart(std::uint8_t features) {
-  switch (features) {
-    case 0xD0:
-    case 0xD1:
-    case 0xD5:
-      return {KPioIn, true, false};
-    default:
-      return {};
-  }
+/// Byte 1: PROTOCOL and EXTEND.
+std::uint8_t protocolByte(const ata::Traits& traits, bool extend) {
+  return static_cast<std::uint8_t>(static_cast<unsigned>(traits.transfer) << 1 |
+                                   (extend ? 1u : 0u));
 }
 
-Translation translationOf(const AtaCmd& ata) {
-  switch (ata.command) {
-    case 0xB0:
-      return translationOfSmart(ata.features);
-    case 0x20:
-    case 0xC4:
-    case 0xEC:
-      return {KPioIn, true, false};
-    case 0x24:
-    case 0x29:
-    case 0x2F:
-      return {KPioIn, true, true};
-    case 0x30:
-      return {KPioOut, true, false};
-    case 0x34:
-      return {KPioOut, true, true};
-    case 0x25:
-    case 0x35:
-      return {KDma, true, true};
-    case 0xC8:
-    case 0xCA:
-      return {KDma, true, false};
-    case 0x26:
-    case 0x36:
-      return {KDmaQueued, true, true};
-    case 0xC7:
-    case 0xCC:
-      return {KDmaQueued, true, false};
-    case 0x42:
-    case 0x45:
-      return {KNonData, false, true};
-    default:
-      return {};
-  }
-}
-
-std::uint8_t transferFlags(const AtaCmd& ata, const Translation& how, bool ckCondition) {
+/// Byte 2. The length is always told in blocks, and counted in the sector count field.
+std::uint8_t transferByte(const AtaCmd& command, const ata::Traits& traits, bool ckCondition) {
   constexpr unsigned kLengthInCount = 0x02;
   constexpr unsigned kLengthInBlocks = 0x04;
   constexpr unsigned kFromDevice = 0x08;
   constexpr unsigned kCkCond = 0x20;
   constexpr unsigned kOffLine = 0x40;
+  const bool movesData = traits.transfer != ata::Transfer::NonData;
   unsigned flags = kLengthInBlocks | kOffLine;
-  if (how.lengthInCount) {
+  if (movesData) {
     flags |= kLengthInCount;
   }
-  if (!how.lengthInCount || ata.dataDirection == DataDirection::FromDevice) {
+  if (!movesData || command.dataDirection == DataDirection::FromDevice) {
     flags |= kFromDevice;
   }
   if (ckCondition) {
@@ -85,65 +40,65 @@ std::uint8_t transferFlags(const AtaCmd& ata, const Translation& how, bool ckCon
   return static_cast<std::uint8_t>(flags);
 }
 
-void takeData(ScsiCmd& cmd, const AtaCmd& ata) {
-  cmd.transferBytes = ata.transferBytes;
-  cmd.data = ata.data;
-  cmd.direction = ata.dataDirection;
-  cmd.timeoutSeconds = ata.timeoutSeconds;
+void takeData(ScsiCmd& wrapped, const AtaCmd& command) {
+  wrapped.transferBytes = command.transferBytes;
+  wrapped.data = command.data;
+  wrapped.direction = command.dataDirection;
+  wrapped.timeoutSeconds = command.timeoutSeconds;
 }
 
 }  // namespace
 
-SatAtaPassThrough12::SatAtaPassThrough12(const AtaCmd& ata, bool ckCondition) {
-  SatAtaPassThrough12::Fill(ata, ckCondition);
+SatAtaPassThrough12::SatAtaPassThrough12(const AtaCmd& command, bool ckCondition) {
+  SatAtaPassThrough12::Fill(command, ckCondition);
 }
 
-void SatAtaPassThrough12::Fill(const AtaCmd& ata, bool ckCondition) {
+void SatAtaPassThrough12::Fill(const AtaCmd& command, bool ckCondition) {
   static_cast<ScsiCmd&>(*this) = ScsiCmd();
-  const Translation how = translationOf(ata);
+  const ata::Traits traits = ata::traitsOf(command.command, command.features);
   cdbLength = 12;
-  cdb = {0xA1,
-         static_cast<std::uint8_t>(how.protocol << 1),
-         transferFlags(ata, how, ckCondition),
-         ata.features,
-         ata.sectorCount,
-         ata.lbaLow,
-         ata.lbaMid,
-         ata.lbaHigh,
-         ata.device,
-         ata.command};
-  takeData(*this, ata);
+  cdb = {kAtaPassThrough12,
+         protocolByte(traits, false),
+         transferByte(command, traits, ckCondition),
+         command.features,
+         command.sectorCount,
+         command.lbaLow,
+         command.lbaMid,
+         command.lbaHigh,
+         command.device,
+         command.command};
+  takeData(*this, command);
 }
 
-SatAtaPassThrough16::SatAtaPassThrough16(const AtaCmd& ata, bool ckCondition) {
-  SatAtaPassThrough16::Fill(ata, ckCondition);
+SatAtaPassThrough16::SatAtaPassThrough16(const AtaCmd& command, bool ckCondition) {
+  SatAtaPassThrough16::Fill(command, ckCondition);
 }
 
-void SatAtaPassThrough16::Fill(const AtaCmd& ata, bool ckCondition) {
+void SatAtaPassThrough16::Fill(const AtaCmd& command, bool ckCondition) {
   static_cast<ScsiCmd&>(*this) = ScsiCmd();
-  const Translation how = translationOf(ata);
+  const ata::Traits traits = ata::traitsOf(command.command, command.features);
   cdbLength = 16;
-  cdb = {0x85,
-         static_cast<std::uint8_t>((how.protocol << 1) | (how.extend ? 1 : 0)),
-         transferFlags(ata, how, ckCondition),
-         ata.featuresPrevious,
-         ata.features,
-         ata.sectorCountPrevious,
-         ata.sectorCount,
-         ata.lbaLowPrevious,
-         ata.lbaLow,
-         ata.lbaMidPrevious,
-         ata.lbaMid,
-         ata.lbaHighPrevious,
-         ata.lbaHigh,
-         ata.device,
-         ata.command};
-  takeData(*this, ata);
+  cdb = {kAtaPassThrough16,
+         protocolByte(traits, traits.has(ata::Wide)),
+         transferByte(command, traits, ckCondition),
+         command.featuresPrevious,
+         command.features,
+         command.sectorCountPrevious,
+         command.sectorCount,
+         command.lbaLowPrevious,
+         command.lbaLow,
+         command.lbaMidPrevious,
+         command.lbaMid,
+         command.lbaHighPrevious,
+         command.lbaHigh,
+         command.device,
+         command.command};
+  takeData(*this, command);
 }
 
 SatGetAtaOutputRegisters::SatGetAtaOutputRegisters(void* buffer) {
   cdbLength = 12;
-  cdb = {0xA1, KReturnResponse << 1};
+  cdb = {kAtaPassThrough12, kReturnResponseInformation << 1};
   transferBytes = 14;
   data = buffer;
   direction = DataDirection::FromDevice;

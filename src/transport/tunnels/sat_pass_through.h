@@ -1,3 +1,4 @@
+// The commands of the SCSI/ATA translation standard (SAT) that carry ATA commands.
 #pragma once
 
 #include <cstdint>
@@ -13,21 +14,21 @@ class SatAtaPassThrough : public ScsiCmd {
  public:
   /// Makes the object a fresh pass-through, as the constructors do.
   /// @param ckCondition  asks for the output registers in the sense data
-  virtual void Fill(const AtaCmd& ata, bool ckCondition) = 0;
+  virtual void Fill(const AtaCmd& command, bool ckCondition) = 0;
 };
 
 /// For commands without "previous" bytes.
 class SatAtaPassThrough12 final : public SatAtaPassThrough {
  public:
-  SatAtaPassThrough12(const AtaCmd& ata, bool ckCondition);
-  void Fill(const AtaCmd& ata, bool ckCondition) override;
+  SatAtaPassThrough12(const AtaCmd& command, bool ckCondition);
+  void Fill(const AtaCmd& command, bool ckCondition) override;
 };
 
 /// For 48-bit commands.
 class SatAtaPassThrough16 final : public SatAtaPassThrough {
  public:
-  SatAtaPassThrough16(const AtaCmd& ata, bool ckCondition);
-  void Fill(const AtaCmd& ata, bool ckCondition) override;
+  SatAtaPassThrough16(const AtaCmd& command, bool ckCondition);
+  void Fill(const AtaCmd& command, bool ckCondition) override;
 };
 
 /// Asks for the output registers of the last pass-through.

@@ -1,5 +1,7 @@
+// The Sunplus pass-through, command F8h: no registers come back.
 #include "transport/tunnels/sunplus_bridge.h"
 
+#include "transport/ata/ata_opcodes.h"
 #include "transport/tunnels/usb_pass_through.h"
 
 namespace ostria::storage {
@@ -17,7 +19,7 @@ ProtocolResult sendGood(ScsiBridge& scsi, ScsiCmd& command) {
 }  // namespace
 
 ProtocolResult SunplusBridge::Send(AtaCmd& command) {
-  if (command.command != 0xEC) {
+  if (command.command != ata::IdentifyDevice) {
     return ProtocolResult::NotSupported;
   }
   if (IsLba48Command(command.command)) {

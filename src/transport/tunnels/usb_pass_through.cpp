@@ -1,3 +1,5 @@
+// Pass-through commands of USB adapters from before SAT. Each vendor chose an opcode and a layout
+// of its own.
 #include "transport/tunnels/usb_pass_through.h"
 
 #include "base/byte_order.h"

@@ -1,3 +1,4 @@
+// The seam for ATA commands on Linux.
 #include <cerrno>
 
 #include "platform/linux/passthrough/sg_ata_pass_through.h"

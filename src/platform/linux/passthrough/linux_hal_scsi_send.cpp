@@ -1,3 +1,4 @@
+// The seam for SCSI commands on Linux: SG_IO. A status other than GOOD is the device's answer.
 #include <algorithm>
 
 #include "platform/linux/passthrough/sg_io.h"

@@ -1,3 +1,5 @@
+// Where SAT translators put the ATA output registers into sense data, and which of them are an
+// answer of the drive. The kernel also makes sense data for commands that the drive never answered.
 #include "platform/linux/passthrough/sat_sense_registers.h"
 
 #include <algorithm>

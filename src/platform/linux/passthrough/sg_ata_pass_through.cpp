@@ -1,3 +1,6 @@
+// ATA commands for the Linux kernel, as ATA PASS-THROUGH (16) of SAT over SG_IO: what a SAT bridge
+// (transport/tunnels/sat_pass_through) is for adapters, this is for the kernel's own translator and
+// the firmware of SAS controllers. A SAT bridge beside it would be the same way twice.
 #include "platform/linux/passthrough/sg_ata_pass_through.h"
 
 #include <algorithm>
@@ -5,6 +8,7 @@
 #include <span>
 
 #include "platform/linux/passthrough/sat_sense_registers.h"
+#include "transport/ata/ata_opcodes.h"
 
 namespace ostria::storage {
 namespace {
@@ -14,21 +18,15 @@ constexpr std::uint8_t kStatusCheckCondition = 2;
 // What a drive shows after a command without an error: ready, seek complete.
 constexpr std::uint8_t kCleanStatus = 0x50;
 
-enum Protocol : std::uint8_t { NonData = 3, PioIn = 4, PioOut = 5, Dma = 6 };
-
-bool movesByDma(std::uint8_t command) {
-  constexpr std::uint8_t kCommands[] = {0x25, 0x35, 0x3D, 0x47, 0x57, 0xC8, 0xCA};
-  return std::find(std::begin(kCommands), std::end(kCommands), command) != std::end(kCommands);
-}
-
-Protocol protocolOf(const AtaCmd& command) {
+ata::Transfer transferOf(const AtaCmd& command) {
   if (command.dataDirection == DataDirection::None) {
-    return NonData;
+    return ata::Transfer::NonData;
   }
-  if (movesByDma(command.command)) {
-    return Dma;
+  if (ata::traitsOf(command.command, command.features).transfer == ata::Transfer::Dma) {
+    return ata::Transfer::Dma;
   }
-  return command.dataDirection == DataDirection::FromDevice ? PioIn : PioOut;
+  return command.dataDirection == DataDirection::FromDevice ? ata::Transfer::PioIn
+                                                            : ata::Transfer::PioOut;
 }
 
 }  // namespace
@@ -54,12 +52,13 @@ SgCommand ataPassThrough(const AtaCmd& command) {
     }
     const std::uint64_t count =
         command.sectorCount + (extended ? std::uint64_t{command.sectorCountPrevious} << 8 : 0);
-    if (command.transferBytes != count * 512) {
+    if (command.transferBytes != count * kAtaPageBytes) {
       flags |= kLogicalSectors;
     }
   }
   out.cdb = {0x85,
-             static_cast<std::uint8_t>(protocolOf(command) << 1 | (extended ? 1 : 0)),
+             static_cast<std::uint8_t>(static_cast<unsigned>(transferOf(command)) << 1 |
+                                       (extended ? 1u : 0u)),
              flags,
              extended ? command.featuresPrevious : std::uint8_t{0},
              command.features,

@@ -1,3 +1,4 @@
+// SG_IO on a block device: one SCSI command, for which the kernel waits whatever happens.
 #include "platform/linux/passthrough/sg_io.h"
 
 #include <scsi/sg.h>

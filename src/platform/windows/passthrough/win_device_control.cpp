@@ -1,3 +1,4 @@
+// DeviceIoControl on handles that are open for overlapped access.
 #include "platform/windows/passthrough/win_device_control.h"
 
 #include <algorithm>

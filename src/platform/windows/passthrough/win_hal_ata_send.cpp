@@ -1,3 +1,5 @@
+// ATA commands through IOCTL_ATA_PASS_THROUGH: one block for header and data, both ways, so that
+// the caller's buffer needs no alignment and no driver can write past it.
 #include <windows.h>
 // The pass-through headers need windows.h first.
 #include <ntddscsi.h>
@@ -9,6 +11,7 @@
 
 #include "platform/windows/passthrough/win_device_control.h"
 #include "transport/ata/ata_cmd.h"
+#include "transport/ata/ata_opcodes.h"
 #include "transport/hal/hal_ata_send.h"
 
 namespace ostria::storage {
@@ -32,8 +35,8 @@ USHORT flagsOf(const AtaCmd& command) {
   if (IsLba48Command(command.command)) {
     flags |= ATA_FLAGS_48BIT_COMMAND;
   }
-  const bool smartReadLog = command.command == 0xB0 && command.features == 0xD5;
-  if (smartReadLog && command.sectorCount > 1) {
+  const ata::Traits traits = ata::traitsOf(command.command, command.features);
+  if (traits.has(ata::PageBlocks) && command.sectorCount > 1) {
     flags |= kFlagNoMultiple;
   }
   if (command.dataDirection == DataDirection::FromDevice) {
@@ -108,7 +111,7 @@ class WinHalAtaSend final : public HalAtaSend {
     const bool outside = offset < kHeaderBytes || offset >= answer.returned;
     // A driver that counts the data of a failed command without returning them must not hide the
     // drive's error behind one of its own.
-    const bool failed = (header.CurrentTaskFile[kStatusRegister] & 1) != 0;
+    const bool failed = (header.CurrentTaskFile[kStatusRegister] & ata::StatusError) != 0;
     if (header.DataTransferLength == 0 || (failed && outside)) {
       takeRegisters(header, command);
       return ProtocolResult::NoDataReturned;
