@@ -4,9 +4,7 @@
 #include "inventory/device_properties.h"
 #include "transport/ata/ata_protocol.h"
 #include "transport/scsi/scsi_bridge.h"
-#include "transport/tunnels/jmicron_bridge.h"
-#include "transport/tunnels/sat_bridge.h"
-#include "transport/tunnels/sunplus_bridge.h"
+#include "transport/tunnels/usb_tunnels.h"
 
 namespace ostria::storage {
 
@@ -37,11 +35,8 @@ std::unique_ptr<PartitionTable> readTable(StorageScanner& scanner, const DeviceR
 std::unique_ptr<AtaProtocol> findAtaBehindUsb(DeviceHandle handle) {
   const auto scsiBridge = std::make_shared<ScsiBridge>(handle);
   std::unique_ptr<AtaProtocol> protocol;
-  const std::shared_ptr<AtaBridge> trials[] = {
-      std::make_shared<SatBridgeWithCkCondition>(scsiBridge),
-      std::make_shared<SatBridgeWithoutCkCond>(scsiBridge),
-      std::make_shared<JMicronBridge>(scsiBridge), std::make_shared<SunplusBridge>(scsiBridge)};
-  for (const auto& bridge : trials) {
+  for (const UsbTunnel& tunnel : usbTunnels()) {
+    const std::shared_ptr<AtaBridge> bridge = tunnel.over(scsiBridge);
     if (!AtaProtocol::ProbeBridge(*bridge)) {
       continue;
     }

@@ -1,6 +1,7 @@
 #include "inventory/protocol_factory.h"
 
 #include <cstdint>
+#include <ranges>
 #include <regex>
 #include <string>
 
@@ -16,6 +17,7 @@
 #include "transport/scsi/scsi_bridge.h"
 #include "transport/scsi/scsi_protocol.h"
 #include "transport/tunnels/sat_bridge.h"
+#include "transport/tunnels/usb_tunnels.h"
 
 namespace ostria::storage {
 
@@ -112,15 +114,14 @@ std::unique_ptr<StorageProtocol> tryInternalAta(const std::shared_ptr<AtaBridge>
 /// A USB device whose SCSI side does not describe it may still answer ATA. The kind stays unset.
 std::unique_ptr<StorageProtocol> tryExternalSat(const std::shared_ptr<ScsiBridge>& scsiBridge) {
   std::unique_ptr<AtaProtocol> protocol;
-  const auto takeIfItAnswers = [&](const std::shared_ptr<AtaBridge>& bridge) {
-    if (protocol != nullptr || !AtaProtocol::ProbeBridge(*bridge)) {
-      return;
+  for (const UsbTunnel& tunnel : usbTunnels()) {
+    const std::shared_ptr<AtaBridge> bridge = tunnel.over(scsiBridge);
+    if (tunnel.carriesAll && AtaProtocol::ProbeBridge(*bridge)) {
+      protocol = std::make_unique<AtaProtocol>();
+      protocol->AddBridge(bridge);
+      break;
     }
-    protocol = std::make_unique<AtaProtocol>();
-    protocol->AddBridge(bridge);
-  };
-  takeIfItAnswers(std::make_shared<SatBridgeWithCkCondition>(scsiBridge));
-  takeIfItAnswers(std::make_shared<SatBridgeWithoutCkCond>(scsiBridge));
+  }
   if (protocol == nullptr) {
     return nullptr;
   }
@@ -172,8 +173,13 @@ std::unique_ptr<StorageProtocol> createSecondaryProtocol(const DeviceRecord& rec
   }
   const auto scsiBridge = std::make_shared<ScsiBridge>(record.handle.get());
   auto protocol = std::make_unique<AtaProtocol>();
-  protocol->AddBridge(std::make_shared<SatBridgeWithoutCkCond>(scsiBridge));
-  protocol->AddBridge(std::make_shared<SatBridgeWithCkCondition>(scsiBridge));
+  // The other way round: the report that it serves reads pages, for which an adapter that does not
+  // know CK_COND is the safer guess.
+  for (const UsbTunnel& tunnel : usbTunnels() | std::views::reverse) {
+    if (tunnel.carriesAll) {
+      protocol->AddBridge(tunnel.over(scsiBridge));
+    }
+  }
   return protocol;
 }
 
