@@ -29,7 +29,7 @@ Buffer makeBuffer(std::uint64_t bytes) { return Buffer(std::aligned_alloc(kAlign
 // A file of written blocks, open twice: by the product, and plainly with the same flags.
 class ReadFile {
  public:
-  explicit ReadFile(TimedTransfer::Road road) : product_(road) {
+  explicit ReadFile(TimedTransfer::Engine engine) : product_(engine) {
     const char* folder = std::getenv("OSTRIA_BENCHMARK_FOLDER");
     const std::string path = std::string(folder != nullptr ? folder : ".") + "/read_benchmark." +
                              std::to_string(getpid());
@@ -93,8 +93,8 @@ double secondsOf(Work work) {
 
 // One random block after the other, each read by both, so that whatever else the machine does meets
 // both alike. The time shown is the product's; "ratio" is its time over that of pread.
-void readBeside(benchmark::State& state, TimedTransfer::Road road) {
-  ReadFile file(road);
+void readBeside(benchmark::State& state, TimedTransfer::Engine engine) {
+  ReadFile file(engine);
   if (!file.isReady()) {
     state.SkipWithError("no file for unbuffered reads here; see OSTRIA_BENCHMARK_FOLDER");
     return;
@@ -138,8 +138,8 @@ void sizes(benchmark::internal::Benchmark* row) {
   row->Arg(4 << 10)->Arg(64 << 10)->Arg(1 << 20)->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
-BENCHMARK_CAPTURE(readBeside, ring, TimedTransfer::Road::Ring)->Apply(sizes);
-BENCHMARK_CAPTURE(readBeside, thread, TimedTransfer::Road::Thread)->Apply(sizes);
+BENCHMARK_CAPTURE(readBeside, ring, TimedTransfer::Engine::Ring)->Apply(sizes);
+BENCHMARK_CAPTURE(readBeside, thread, TimedTransfer::Engine::Thread)->Apply(sizes);
 
 }  // namespace
 }  // namespace ostria::storage

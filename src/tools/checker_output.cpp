@@ -1,3 +1,5 @@
+// What a file system checker prints is for people; percentages are picked out of it by the forms
+// that the checkers of the field use.
 #include "tools/checker_output.h"
 
 #include "services/number_handler.h"

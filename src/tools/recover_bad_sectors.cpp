@@ -1,3 +1,5 @@
+// The walk over devices and partitions: volumes off line, one operation, and each step reported to
+// the host. Whatever fails costs one device or partition only.
 #include "tools/recover_bad_sectors.h"
 
 #include "tools/check_filesystem_operation.h"

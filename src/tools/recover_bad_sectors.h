@@ -12,8 +12,8 @@
 namespace ostria::storage {
 
 /// Finds bad sectors ("scan"), rewrites them ("repair") or checks file systems ("filesystem") on
-/// the chosen devices, and tells the host each step. "filterDevices" only asks which of the devices
-/// can be treated.
+/// the chosen devices, and reports each step to the host. "filterDevices" only asks which of the
+/// devices can be treated.
 class RecoverBadSectors : public Tool {
  public:
   explicit RecoverBadSectors(const Identifier& id = Identifier(50, 0, 0));

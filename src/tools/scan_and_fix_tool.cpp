@@ -1,3 +1,5 @@
+// Rewrites bad sectors: a drive remaps a sector when it is written, and what reads back equal is
+// mended.
 #include "tools/scan_and_fix_tool.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Reads a disk through the operating system, block by block; a block that fails is narrowed down to
+// its first bad sector.
 #include "tools/scan_tool.h"
 
 #include <algorithm>
@@ -86,7 +88,8 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
       switch (read.result) {
         case ProtocolResult::InterfaceCrcError:
         case ProtocolResult::MediumError:
-          handleBadSector(read.sector);
+          // What became of the sector is in the counters, from which the end result is made.
+          (void)handleBadSector(read.sector);
           break;
         case ProtocolResult::CommandRejected:
           return stopWith(ToolStatus::DeviceRejected);

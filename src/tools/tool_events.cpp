@@ -1,3 +1,5 @@
+// Events are calls of host functions on the thread of the run; the host may change its table of
+// handlers within any of them.
 #include "tools/tool_events.h"
 
 #include <atomic>

@@ -160,8 +160,8 @@ Json read(const Arguments& arguments) {
           {"outstanding", filesystem.outstandingTransfers()}};
 }
 
-/// hang PATH SECONDS COMMAND: reads and writes a device that hangs, on each road. COMMAND frees it;
-/// then all that was outstanding must end without touching the memory that was passed in.
+/// hang PATH SECONDS COMMAND: reads and writes a device that hangs, on each engine. COMMAND frees
+/// it; then all that was outstanding must end without touching the memory that was passed in.
 Json hang(const Arguments& arguments) {
   constexpr std::uint64_t kLength = 4096;
   const auto seconds = static_cast<std::uint32_t>(std::stoul(arguments.at(1)));
@@ -169,8 +169,8 @@ Json hang(const Arguments& arguments) {
   if (!device.handle()) {
     return {{"open", device.error()}};
   }
-  LinuxFilesystem ring(TimedTransfer::Road::Ring), thread(TimedTransfer::Road::Thread);
-  const std::array<LinuxFilesystem*, 2> roads = {&ring, &thread};
+  LinuxFilesystem ring(TimedTransfer::Engine::Ring), thread(TimedTransfer::Engine::Thread);
+  const std::array<LinuxFilesystem*, 2> engines = {&ring, &thread};
   std::vector<char> into(kLength, '#'), from(kLength, 'w');
   Json out;
   const auto timed = [&](const auto& transfer) {
@@ -179,13 +179,14 @@ Json hang(const Arguments& arguments) {
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     out["seconds"].push_back(took.count());
   };
-  for (std::size_t i = 0; i < roads.size(); ++i) {
+  for (std::size_t i = 0; i < engines.size(); ++i) {
     std::uint64_t done = 0;
-    timed(
-        [&] { return roads[i]->readAt(device.handle(), 0, kLength, &done, seconds, into.data()); });
     timed([&] {
-      return roads[i]->writeAt(device.handle(), (i + 1) * kLength, kLength, &done, seconds,
-                               from.data());
+      return engines[i]->readAt(device.handle(), 0, kLength, &done, seconds, into.data());
+    });
+    timed([&] {
+      return engines[i]->writeAt(device.handle(), (i + 1) * kLength, kLength, &done, seconds,
+                                 from.data());
     });
   }
   const auto outstanding = [&] {
@@ -199,11 +200,11 @@ Json hang(const Arguments& arguments) {
   }
   out["left"] = outstanding();
   out["untouched"] = std::count(into.begin(), into.end(), '#');
-  for (std::size_t i = 0; i < roads.size(); ++i) {
+  for (std::size_t i = 0; i < engines.size(); ++i) {
     std::uint64_t done = 0;
     std::vector<char> back(kLength);
     const ProtocolResult result =
-        roads[i]->readAt(device.handle(), (i + 1) * kLength, kLength, &done, 30, back.data());
+        engines[i]->readAt(device.handle(), (i + 1) * kLength, kLength, &done, 30, back.data());
     out["landed"].push_back(!succeeded(result) ? -1 : std::count(back.begin(), back.end(), 'w'));
   }
   return out;

@@ -15,8 +15,8 @@ namespace ostria::storage::testing {
 /// with the data that stand behind it, and answers questions.
 class ToolHost final : public ToolEventReceiver {
  public:
-  /// What was heard: "OnDeviceFinish id|0".
-  std::vector<std::string> heard;
+  /// What was received: "OnDeviceFinish id|0".
+  std::vector<std::string> received;
   /// Answers to questions, in order; the last one stays.
   std::deque<std::uint32_t> answers{0};
   std::vector<InputRequest> requests;
@@ -47,7 +47,7 @@ class ToolHost final : public ToolEventReceiver {
   /// The events without those of progress.
   std::vector<std::string> steps() const {
     std::vector<std::string> out;
-    for (const std::string& line : heard) {
+    for (const std::string& line : received) {
       if (line.compare(0, 10, "OnProgress") != 0) {
         out.push_back(line);
       }
@@ -57,7 +57,7 @@ class ToolHost final : public ToolEventReceiver {
   /// Percentages in the order in which they came.
   std::vector<int> progress() const {
     std::vector<int> out;
-    for (const std::string& line : heard) {
+    for (const std::string& line : received) {
       if (line.compare(0, 11, "OnProgress ") == 0) {
         out.push_back(std::stoi(line.substr(11)));
       }
@@ -81,7 +81,7 @@ class ToolHost final : public ToolEventReceiver {
         onEvent(*tool, event);
       }
       const std::string message = joined(*tool, "Message");
-      heard.push_back(event + joined(*tool, name) +
+      received.push_back(event + joined(*tool, name) +
                       (message.empty() ? "" : " :" + message.substr(1)));
     };
   }

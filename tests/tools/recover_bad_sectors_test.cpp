@@ -39,11 +39,11 @@ class RecoverBadSectorsTest : public ::testing::Test {
 
   /// Runs on partitions of four values each.
   Lines checkVolumes(const std::vector<std::string>& table) {
-    host_.heard.clear();
+    host_.received.clear();
     tool_.setParameter("Operation", {"filesystem"});
     tool_.setParameter("partition_table" + device_->id(), table);
     tool_.run();
-    return host_.heard;
+    return host_.received;
   }
 
   testing::VirtualBench bench_;
@@ -77,7 +77,7 @@ TEST_F(RecoverBadSectorsTest, FiltersDevices) {
   tool_.setDevices({});
   tool_.run();
   EXPECT_TRUE(tool_.getParameter("DevicesFilter")->empty());
-  EXPECT_TRUE(host_.heard.empty());
+  EXPECT_TRUE(host_.received.empty());
 }
 
 TEST_F(RecoverBadSectorsTest, RunsThatTouchNoDevice) {
@@ -85,12 +85,12 @@ TEST_F(RecoverBadSectorsTest, RunsThatTouchNoDevice) {
     tool_.setParameter("Operation", operation);
     tool_.run();
     EXPECT_EQ(*tool_.getParameter("Message"), Lines{"INVALID_PARAMETER"});
-    EXPECT_TRUE(host_.heard.empty());
+    EXPECT_TRUE(host_.received.empty());
   }
   tool_.setParameter("Operation", {"scan"});
   tool_.setDevices({});
   tool_.run();
-  EXPECT_EQ(host_.heard, (Lines{"OnRecoverInit", "OnOperationInit SCAN_TOOL", "OnRecoverFinish"}));
+  EXPECT_EQ(host_.received, (Lines{"OnRecoverInit", "OnOperationInit SCAN_TOOL", "OnRecoverFinish"}));
 
   const std::uint64_t calls = bench_.pc().faults().calls();
   tool_.eventReceiver = nullptr;
@@ -116,15 +116,15 @@ TEST_F(RecoverBadSectorsTest, OddDevicesAndMissingFlagsAreNoHarm) {
 }
 
 TEST_F(RecoverBadSectorsTest, ChecksVolumesOneByOne) {
-  Lines heard = checkVolumes({"First", "x", "C:\\", "F", "Second", "x", "D:", "", "Third", "x",
+  Lines received = checkVolumes({"First", "x", "C:\\", "F", "Second", "x", "D:", "", "Third", "x",
                               "E:\\", "f", "Fourth", "x", "X:\\", "F", "cut", "off"});
   // The second prints a thousand lines without a percentage and is ended.
-  ASSERT_EQ(heard.size(), 14u);
-  const std::string second = heard[7];
+  ASSERT_EQ(received.size(), 14u);
+  const std::string second = received[7];
   EXPECT_EQ(second.substr(0, 42), "OnPartitionFinish 0|Second|nothing to see\n");
   EXPECT_EQ(second.substr(second.size() - 2), "|6");
-  heard.erase(heard.begin() + 7);
-  EXPECT_EQ(heard, (Lines{"OnRecoverInit", "OnOperationInit |CHECK_FILESYSTEM_TOOL",
+  received.erase(received.begin() + 7);
+  EXPECT_EQ(received, (Lines{"OnRecoverInit", "OnOperationInit |CHECK_FILESYSTEM_TOOL",
                           "OnDeviceInit 0", "OnPartitionInit 0|First", "OnProgress 40",
                           "OnPartitionFinish 0|First|Looking.\nMended.\n|9",
                           "OnPartitionInit 0|Second", "OnPartitionInit 0|Third",
@@ -183,8 +183,8 @@ TEST_F(RecoverBadSectorsTest, AnyCallOfACheckMayFail) {
   for (std::uint64_t call = 1; call <= calls; ++call) {
     faults.reset();
     faults.failCall(call, 31);
-    const Lines heard = checkVolumes(table);
-    EXPECT_EQ(heard.back(), "OnRecoverFinish") << call;
+    const Lines received = checkVolumes(table);
+    EXPECT_EQ(received.back(), "OnRecoverFinish") << call;
     const Lines finish = *tool_.getParameter("PartitionFinish");
     EXPECT_TRUE(finish.back() == "3" || finish.back() == "4") << call << " " << finish.back();
     EXPECT_EQ(virtual_pc::openHandles(), handles) << call;

@@ -35,7 +35,7 @@ struct Bench {
   }
 
   Lines run(const std::string& operation) {
-    host.heard.clear();
+    host.received.clear();
     tool.setParameter("Operation", {operation});
     tool.run();
     return host.steps();
@@ -249,7 +249,7 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
   const std::size_t handles = virtual_pc::openHandles();
   const auto repairWith = [&](const std::function<void()>& happens) {
     bool happened = false;
-    host.heard.clear();
+    host.received.clear();
     host.onEvent = [&](Tool& running, const std::string& event) {
       if (event == "OnDeviceFinish") {
         host.abort.setAborted(false);
@@ -325,7 +325,7 @@ TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
   const std::size_t handles = virtual_pc::openHandles();
   const std::set<std::string> documented = {"0", "2", "6", "8", "9", "10", "14"};
   const auto check = [&](const std::string& what) {
-    EXPECT_EQ(bench.host.heard.back(), "OnRecoverFinish") << what;
+    EXPECT_EQ(bench.host.received.back(), "OnRecoverFinish") << what;
     EXPECT_EQ(documented.count(bench.status()), 1u) << what << " gives " << bench.status();
     EXPECT_EQ(virtual_pc::openHandles(), handles) << what;
     EXPECT_TRUE(bench.pc.pc().volume('D')->mounted()) << what;

@@ -49,7 +49,7 @@ TEST(SmartToolTest, HandsOutTheReportsOfEachDevice) {
   testing::ToolHost host(tool);
   tool.setDevices({&whole, nullptr, &logOnly, &nameless, &failing});
   tool.run();
-  EXPECT_EQ(host.heard, (std::vector<std::string>{
+  EXPECT_EQ(host.received, (std::vector<std::string>{
                             "OnSmartToolInit", "OnDeviceInit a", "OnDeviceFinish a|0|ata|[1]|",
                             "OnDeviceInit b", "OnDeviceFinish b|0|nvme||[2]", "OnDeviceInit c",
                             "OnDeviceFinish c|1||[3]|", "OnDeviceInit d",
@@ -85,12 +85,12 @@ TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
     StorageComponent* const device = bench.device(kind.model);
     ASSERT_NE(device, nullptr) << kind.model;
     tool.setDevices({device});
-    host.heard.clear();
+    host.received.clear();
     tool.run();
     const auto values = *tool.getParameter("DeviceFinish");
-    ASSERT_EQ(host.heard.size(), 4u) << kind.model;
-    EXPECT_EQ(host.heard[1], "OnDeviceInit " + device->id());
-    EXPECT_EQ(host.heard[2].find("OnDeviceFinish " + device->id() + "|"), 0u);
+    ASSERT_EQ(host.received.size(), 4u) << kind.model;
+    EXPECT_EQ(host.received[1], "OnDeviceInit " + device->id());
+    EXPECT_EQ(host.received[2].find("OnDeviceFinish " + device->id() + "|"), 0u);
     ASSERT_EQ(values.size(), 5u) << kind.model;
     EXPECT_EQ(values[1], kind.flag) << kind.model;
     EXPECT_EQ(values[2], kind.protocol) << kind.model;

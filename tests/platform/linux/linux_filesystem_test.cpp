@@ -36,14 +36,15 @@ class ScratchFolder {
   std::string path_;
 };
 
-class LinuxFilesystemTest : public testing::TestWithParam<TimedTransfer::Road> {
+class LinuxFilesystemTest : public testing::TestWithParam<TimedTransfer::Engine> {
  protected:
   LinuxFilesystem filesystem{GetParam()};
   ScratchFolder folder;
 };
 
-INSTANTIATE_TEST_SUITE_P(BothRoads, LinuxFilesystemTest,
-                         testing::Values(TimedTransfer::Road::Ring, TimedTransfer::Road::Thread));
+INSTANTIATE_TEST_SUITE_P(BothEngines, LinuxFilesystemTest,
+                         testing::Values(TimedTransfer::Engine::Ring,
+                                         TimedTransfer::Engine::Thread));
 
 TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
   DeviceHandle file;

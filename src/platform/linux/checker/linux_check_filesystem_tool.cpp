@@ -1,3 +1,4 @@
+// Each file system has its own checker; "fsck" alone would do nothing for some of them.
 #include "platform/linux/checker/linux_check_filesystem_tool.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// Starts a checker with nothing of the host: no input, no environment, no signals, no descriptors.
 #include "platform/linux/checker/linux_checker_process.h"
 
 #include <fcntl.h>
@@ -9,45 +10,24 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/linux/io/fd_handle.h"
+
 namespace ostria::storage {
 namespace {
 
 constexpr int kExecFailed = 127;
 
-class Descriptor {
- public:
-  Descriptor() = default;
-  ~Descriptor() { close(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return value_; }
-  void set(int value) {
-    close();
-    value_ = value;
-  }
-  void close() {
-    if (value_ >= 0) {
-      ::close(value_);
-    }
-    value_ = -1;
-  }
-
- private:
-  int value_ = -1;
-};
-
 struct Pipe {
-  Descriptor read;
-  Descriptor write;
+  FdOwner read;
+  FdOwner write;
 
   bool open() {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
       return false;
     }
-    read.set(ends[0]);
-    write.set(ends[1]);
+    read.reset(ends[0]);
+    write.reset(ends[1]);
     return true;
   }
 };
@@ -58,7 +38,7 @@ struct Pipe {
   setsid();
   // Writing to a reader that has gone must fail, not kill.
   signal(SIGPIPE, SIG_IGN);
-  // What a host keeps from its own threads is no business of the program's.
+  // The child must not inherit the signal mask of a host that takes its signals on one thread.
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -81,7 +61,7 @@ struct Pipe {
 }
 
 /// Reads what is there. @return false at the end of the stream
-bool drain(Descriptor& source, const LinuxCheckerProcess::Receiver& receiver) {
+bool drain(FdOwner& source, const LinuxCheckerProcess::Receiver& receiver) {
   char buffer[4096];
   const ssize_t count = ::read(source.get(), buffer, sizeof buffer);
   if (count < 0) {
@@ -93,7 +73,7 @@ bool drain(Descriptor& source, const LinuxCheckerProcess::Receiver& receiver) {
   return count > 0;
 }
 
-void readAll(Descriptor& text, Descriptor& progress, const LinuxCheckerProcess::Receiver& onText,
+void readAll(FdOwner& text, FdOwner& progress, const LinuxCheckerProcess::Receiver& onText,
              const LinuxCheckerProcess::Receiver& onProgress) {
   while (text.get() >= 0 || progress.get() >= 0) {
     // A negative descriptor is passed over.
@@ -105,10 +85,10 @@ void readAll(Descriptor& text, Descriptor& progress, const LinuxCheckerProcess::
       return;
     }
     if (waits[0].revents != 0 && !drain(text, onText)) {
-      text.close();
+      text.reset();
     }
     if (waits[1].revents != 0 && !drain(progress, onProgress)) {
-      progress.close();
+      progress.reset();
     }
   }
 }
@@ -151,8 +131,8 @@ int LinuxCheckerProcess::run(const std::vector<std::string>& arguments, const Re
   if (child == 0) {
     becomeChild(argumentList.data(), environment.data(), text.write.get(), progress.write.get());
   }
-  text.write.close();
-  progress.write.close();
+  text.write.reset();
+  progress.write.reset();
   try {
     readAll(text.read, progress.read, onText, onProgress);
   } catch (...) {

@@ -1,3 +1,4 @@
+// Programs, arguments and exit codes as their manual pages have them.
 #include "platform/linux/checker/linux_checkers.h"
 
 #include <fcntl.h>
@@ -7,6 +8,7 @@
 #include <array>
 
 #include "base/byte_order.h"
+#include "platform/linux/io/fd_handle.h"
 
 namespace ostria::storage {
 namespace {
@@ -37,12 +39,11 @@ const std::vector<LinuxChecker>& checkers() {
 bool hasMountLimit(const std::string& device) {
   constexpr off_t kLimitOffset = 1024 + 54;  // s_max_mnt_count, signed, little-endian
   std::array<std::uint8_t, 2> field{};
-  const int descriptor = open(device.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) {
+  const FdOwner node(::open(device.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!node.valid()) {
     return false;
   }
-  const ssize_t count = pread(descriptor, field.data(), field.size(), kLimitOffset);
-  close(descriptor);
+  const ssize_t count = ::pread(node.get(), field.data(), field.size(), kLimitOffset);
   return count == static_cast<ssize_t>(field.size()) &&
          static_cast<std::int16_t>(loadLe16(field.data())) > 0;
 }

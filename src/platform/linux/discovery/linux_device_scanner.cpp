@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/io/open_unbuffered.h"
 #include "services/sal.h"
 
 namespace ostria::storage {
@@ -14,15 +15,6 @@ namespace {
 bool wantsPorts(const DeviceScanFilter& filter) {
   const auto* own = dynamic_cast<const LinuxDeviceScanFilter*>(&filter);
   return own != nullptr && own->kind() == LinuxDeviceScanFilter::Kind::StoragePorts;
-}
-
-// Unbuffered where the device has it: what is read must come from the medium.
-int openUnbuffered(const std::string& path, int flags) {
-  const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_DIRECT);
-  if (descriptor >= 0 || errno != EINVAL) {
-    return descriptor;
-  }
-  return ::open(path.c_str(), flags | O_CLOEXEC);
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+// Files by POSIX calls; raw transfers by io_uring or a thread, and what the errno of a failed one
+// says about the medium.
 #include "platform/linux/io/linux_filesystem.h"
 
 #include <fcntl.h>
@@ -12,23 +14,15 @@
 #include <system_error>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/io/open_unbuffered.h"
 
 namespace ostria::storage {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kScratchFlags = O_RDWR | O_CLOEXEC | O_DSYNC;
+constexpr int kScratchFlags = O_RDWR | O_DSYNC;
 constexpr mode_t kScratchMode = 0600;
-
-// Not every file system has unbuffered access; without it the data are still written through.
-int openUnbuffered(const std::string& path, int flags) {
-  const int descriptor = ::open(path.c_str(), flags | O_DIRECT, kScratchMode);
-  if (descriptor >= 0 || errno != EINVAL) {
-    return descriptor;
-  }
-  return ::open(path.c_str(), flags, kScratchMode);
-}
 
 std::string directoryOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -40,14 +34,15 @@ std::string directoryOf(const std::string& path) {
 
 // A file that has no name: whatever happens to the process, nothing is left behind.
 int openNameless(const std::string& path) {
-  const int descriptor = openUnbuffered(directoryOf(path), kScratchFlags | O_TMPFILE);
+  const int descriptor = openUnbuffered(directoryOf(path), kScratchFlags | O_TMPFILE, kScratchMode);
   if (descriptor >= 0) {
     return descriptor;
   }
   if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT) {
     return descriptor;
   }
-  const int named = openUnbuffered(path, kScratchFlags | O_CREAT | O_EXCL | O_NOFOLLOW);
+  const int named =
+      openUnbuffered(path, kScratchFlags | O_CREAT | O_EXCL | O_NOFOLLOW, kScratchMode);
   if (named >= 0) {
     ::unlink(path.c_str());
   }
@@ -197,8 +192,9 @@ int LinuxFilesystem::createFile(const std::string& path, DeviceHandle* handle, b
   if (handle == nullptr || path.empty()) {
     return 1;
   }
-  FdOwner file(deleteOnClose ? openNameless(path)
-                             : openUnbuffered(path, kScratchFlags | O_CREAT | O_NOFOLLOW));
+  FdOwner file(deleteOnClose
+                   ? openNameless(path)
+                   : openUnbuffered(path, kScratchFlags | O_CREAT | O_NOFOLLOW, kScratchMode));
   if (!file.valid()) {
     return 1;
   }

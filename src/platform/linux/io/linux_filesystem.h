@@ -11,8 +11,8 @@ namespace ostria::storage {
 /// component.
 class LinuxFilesystem final : public Filesystem {
  public:
-  explicit LinuxFilesystem(TimedTransfer::Road road = TimedTransfer::Road::Ring)
-      : transfers_(road) {}
+  explicit LinuxFilesystem(TimedTransfer::Engine engine = TimedTransfer::Engine::Ring)
+      : transfers_(engine) {}
 
   const char* getWindowsDirectory() override { return "/"; }
   const char* getCurrentDirectory() override;

@@ -1,3 +1,5 @@
+// A read that hangs cannot be taken back on Linux: it goes on in memory of its own, on a ring or a
+// thread that is left behind.
 #include "platform/linux/io/timed_transfer.h"
 
 #include <dlfcn.h>
@@ -43,7 +45,7 @@ ssize_t transferNow(int descriptor, bool read, void* buffer, std::size_t length,
   return moved;
 }
 
-// A thread that still hangs when the host unloads the module must find its code in place.
+// A thread that still hangs when the host unloads the module must find its code loaded.
 void keepModuleLoaded() {
   static const bool kEpt = [] {
     Dl_info info = {};
@@ -190,8 +192,8 @@ struct TimedTransfer::ThreadCount {
   std::atomic<std::size_t> running{0};
 };
 
-TimedTransfer::TimedTransfer(Road road)
-    : ringRefused_(road == Road::Thread), hangingThreads_(std::make_shared<ThreadCount>()) {}
+TimedTransfer::TimedTransfer(Engine engine)
+    : ringRefused_(engine == Engine::Thread), hangingThreads_(std::make_shared<ThreadCount>()) {}
 
 TimedTransfer::~TimedTransfer() {
   // A request in flight still writes into its buffer; closing the ring does not wait for the

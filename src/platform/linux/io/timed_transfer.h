@@ -31,12 +31,12 @@ struct TransferOutcome {
 /// reaped by a later transfer. May be used from several threads at a time.
 class TimedTransfer {
  public:
-  enum class Road {
+  enum class Engine {
     Ring,    ///< the kernel's asynchronous interface, and a thread where the kernel refuses it
     Thread,  ///< always a thread of the request's own
   };
 
-  explicit TimedTransfer(Road road = Road::Ring);
+  explicit TimedTransfer(Engine engine = Engine::Ring);
   ~TimedTransfer();
   TimedTransfer(const TimedTransfer&) = delete;
   TimedTransfer& operator=(const TimedTransfer&) = delete;

@@ -1,3 +1,5 @@
+// Partition tables and file systems as libblkid finds them, in safe mode: two signatures on one
+// device are an answer of none.
 #include "platform/linux/volumes/blkid_probe.h"
 
 #include <blkid/blkid.h>

@@ -1,3 +1,5 @@
+// Finds the device behind a mount point, a node or an image. The mount table names the root of some
+// systems by what only the kernel command line knows, hence the way over /dev/block.
 #include "platform/linux/volumes/linux_volume.h"
 
 #include <sys/stat.h>
@@ -34,7 +36,7 @@ std::optional<LinuxVolume> LinuxVolume::find(const std::string& path) {
     return std::nullopt;
   }
   const std::vector<MountEntry> mounts = readMounts();
-  // The last one mounted at a place hides the others.
+  // The last one mounted at a directory hides the others.
   const auto lastWith = [&](auto condition) {
     return std::find_if(mounts.rbegin(), mounts.rend(), condition);
   };

@@ -11,13 +11,14 @@ namespace ostria::storage {
 struct LinuxVolume {
   std::string device;
   std::string fileSystem;  ///< as libblkid names it; empty when it is not known
-  std::string mountPoint;  ///< the last of its places; empty when it is not mounted
+  std::string mountPoint;  ///< the last of its mount points; empty when it is not mounted
 
   /// @param path  a mount point, a block device, or an image in a file
   static std::optional<LinuxVolume> find(const std::string& path);
 };
 
-/// Takes a mounted volume off line at all its places; gives it back, with its options, at its end.
+/// Takes a mounted volume off line at all its mount points; gives it back, with its options, at its
+/// end.
 class LinuxVolumeOffline {
  public:
   explicit LinuxVolumeOffline(const LinuxVolume& volume) : volume_(volume) {}

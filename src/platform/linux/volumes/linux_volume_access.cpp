@@ -1,3 +1,4 @@
+// The Linux side of what the write test asks of volumes.
 #include <algorithm>
 
 #include "platform/linux/volumes/mounts.h"
@@ -13,7 +14,7 @@ void releaseVolumePrivilege() {}
 bool setValidData(DeviceHandle, std::uint64_t) { return true; }
 
 bool readFileSystemName(const std::string& mountPoint, std::string& name) {
-  // The last one mounted at a place hides the others.
+  // The last one mounted at a directory hides the others.
   const std::vector<MountEntry> mounts = readMounts();
   const auto found = std::find_if(mounts.rbegin(), mounts.rend(), [&](const MountEntry& mount) {
     return mount.target == mountPoint;

@@ -1,3 +1,4 @@
+// The mount table by libmount, which knows its escapes and the options in their two parts.
 #include "platform/linux/volumes/mounts.h"
 
 #include <libmount/libmount.h>
@@ -18,7 +19,7 @@ std::string textOf(const char* text) { return text == nullptr ? std::string() : 
 
 bool isFuse(const MountEntry& mount) { return mount.type.rfind("fuse", 0) == 0; }
 
-// Subvolumes are told by the options; any other part of a file system is mounted by other means.
+// Subvolumes are named in the options; any other part of a file system is mounted by other means.
 bool canBeMountedAgain(const MountEntry& mount) {
   return mount.target != "/" && (mount.root == "/" || mount.type == "btrfs");
 }
@@ -32,7 +33,7 @@ int mountWith(const MountEntry& mount, const std::string& options) {
   mnt_context_set_source(context.get(), mount.source.c_str());
   mnt_context_set_target(context.get(), mount.target.c_str());
   mnt_context_set_options(context.get(), options.c_str());
-  // A file system in user space shows a type that no helper has; its content tells the real one.
+  // A file system in user space shows a type that no helper has; its content has the real one.
   if (!isFuse(mount)) {
     mnt_context_set_fstype(context.get(), mount.type.c_str());
     mnt_context_disable_helpers(context.get(), 1);

@@ -21,14 +21,14 @@ struct MountEntry {
 std::vector<MountEntry> readMounts(const std::string& path = "/proc/self/mountinfo");
 
 /// Name of the file system on the mounted device ("ntfs"), which is not always that of its driver
-/// ("fuseblk", "ntfs3"); the driver's name when the device does not tell.
+/// ("fuseblk", "ntfs3"); the driver's name when the device has none.
 std::string fileSystemOf(const MountEntry& mount);
 
 /// A file system that was taken out of the tree, and how it was mounted.
 using TakenMounts = std::vector<MountEntry>;
 
-/// Unmounts the file system that is mounted at `target`, at all its places, or nothing of it. The
-/// file system of the running system is refused.
+/// Unmounts the file system that is mounted at `target`, at all its mount points, or nothing of it.
+/// The file system of the running system is refused.
 /// @param taken  replaced by what has to be mounted again, in order
 /// @return 0, or an errno: ENOENT when nothing is mounted there, EBUSY when it is in use
 int unmountFilesystem(const std::string& target, TakenMounts& taken);

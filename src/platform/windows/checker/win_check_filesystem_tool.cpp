@@ -1,3 +1,5 @@
+// chkdsk prints its percentages in place, ended by a bare carriage return, so its output is read
+// byte by byte.
 #include "platform/windows/checker/win_check_filesystem_tool.h"
 
 #include <windows.h>

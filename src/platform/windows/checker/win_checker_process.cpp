@@ -1,3 +1,4 @@
+// A pipe reports its end only when every write end is closed, so ours is closed after the start.
 #include "platform/windows/checker/win_checker_process.h"
 
 namespace ostria::storage {

@@ -1,3 +1,4 @@
+// Files by the wide calls, since paths are UTF-8 here.
 #include "platform/windows/io/win_filesystem.h"
 
 #include <windows.h>

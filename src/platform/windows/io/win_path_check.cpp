@@ -1,3 +1,4 @@
+// Device names are reserved in every folder, so a path is searched for them component by component.
 #include <array>
 #include <string_view>
 

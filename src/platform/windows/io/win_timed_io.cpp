@@ -1,3 +1,5 @@
+// Overlapped requests. CancelIo only asks: the driver may write until it has ended the request, so
+// its memory is kept until then.
 #include "platform/windows/io/win_timed_io.h"
 
 #include <algorithm>

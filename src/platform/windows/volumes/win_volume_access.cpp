@@ -1,3 +1,4 @@
+// The volume privilege is taken for one run and given back as it was found.
 #include <windows.h>
 
 #include <array>
@@ -25,7 +26,7 @@ UniqueHandle openToken() {
   return UniqueHandle(token);
 }
 
-// The call succeeds even when it gave nothing; only the last error tells.
+// The call succeeds even when it gave nothing; only the last error shows it.
 bool adjust(HANDLE token, TOKEN_PRIVILEGES& wanted, TOKEN_PRIVILEGES* before) {
   DWORD returned = 0;
   return AdjustTokenPrivileges(token, FALSE, &wanted, sizeof wanted, before, &returned) != 0 &&

@@ -1,3 +1,4 @@
+// Volumes are known by their drive letters; the disk and partition below is asked of each.
 #include "platform/windows/volumes/win_volumes.h"
 
 #include <windows.h>
