@@ -1,3 +1,5 @@
+// The reports look like JSON and are not: the values are not escaped, so a reader of JSON would
+// refuse what a device with a quotation mark in its name reports.
 #include "host/core/model/smart_rows.h"
 
 #include <algorithm>
@@ -54,17 +56,17 @@ bool needsAttention(const SmartRow& row, const std::vector<SmartRow>& rows) {
     return row.isBelowThreshold();
   }
   const int data = number(row.data);
-  if (row.name == "Critical Warning") {
+  if (row.name == kCriticalWarning) {
     return data > 0;
   }
-  if (row.name == "Percentage Used") {
+  if (row.name == kPercentageUsed) {
     return data >= 100;
   }
-  if (row.name != "Avalable Spare" || data < 0) {
+  if (row.name != kAvailableSpare || data < 0) {
     return false;
   }
   return std::any_of(rows.begin(), rows.end(), [data](const SmartRow& other) {
-    return other.name == "Available Spare Threshold" && data < number(other.data);
+    return other.name == kAvailableSpareThreshold && data < number(other.data);
   });
 }
 

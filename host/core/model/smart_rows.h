@@ -1,3 +1,4 @@
+// The rows of the module's SMART and vendor log reports.
 #pragma once
 
 #include <string>
@@ -18,6 +19,18 @@ struct SmartRow {
   /// The normalised value has reached its threshold.
   bool isBelowThreshold() const;
 };
+
+// The module's rows have no key but their English name, letter for letter, the missing "i" in the
+// first one included. These are the names that the host itself looks for; a test compares them with
+// the rows of the real module.
+inline constexpr std::string_view kAvailableSpare = "Avalable Spare";
+inline constexpr std::string_view kAvailableSpareThreshold = "Available Spare Threshold";
+inline constexpr std::string_view kPercentageUsed = "Percentage Used";
+inline constexpr std::string_view kCriticalWarning = "Critical Warning";
+// Rows of the vendor log page that hold a serial number, or what is made of one.
+inline constexpr std::string_view kManufacturingLabel = "Manufacturing 8S bar-code";
+inline constexpr std::string_view kSupplierSerial = "Manufacturing Supplier Serial Number";
+inline constexpr std::string_view kCurrentLabel = "Current 8S label";
 
 /// Whether the row says that the device is failing or worn: a value at its threshold, or of an NVMe
 /// drive a critical warning, spare space below its limit, a life that is used up.

@@ -1,8 +1,12 @@
+// Masks serial numbers. A device repeats its serial in names, labels and log pages, with blanks,
+// without them or with "_" in their place, so each text is searched for each form.
 #include "host/core/run/redact.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
+
+#include "host/core/model/smart_rows.h"
 
 namespace ostria::host {
 namespace {
@@ -11,12 +15,8 @@ constexpr std::string_view kMask = "[masked]";
 // Anything shorter would be found in ordinary words and numbers.
 constexpr std::size_t kShortest = 4;
 
-constexpr std::array<std::string_view, 6> kMaskedKeys = {"UDI",
-                                                         "SERIAL",
-                                                         "CURRENT_8S_LABEL",
-                                                         "Manufacturing 8S bar-code",
-                                                         "Manufacturing Supplier Serial Number",
-                                                         "Current 8S label"};
+constexpr std::array<std::string_view, 6> kMaskedKeys = {
+    "UDI", "SERIAL", "CURRENT_8S_LABEL", kManufacturingLabel, kSupplierSerial, kCurrentLabel};
 
 std::string lowered(std::string_view text) {
   std::string out(text);
