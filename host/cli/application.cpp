@@ -68,10 +68,10 @@ class Application {
  private:
   void chooseOutput(const OutputFormatRow* format) {
     if (format != nullptr) {
-      main_ = format->make([this](std::string_view text) { output_.write(text); });
+      main_ = format->make([this](std::string_view text) { output_.write(text); }, texts_);
       return;
     }
-    const TextStyle style{terminal_.outputWidth, terminal_.outputColour};
+    const TextStyle style{terminal_.outputWidth, terminal_.outputColour, texts_};
     main_ = std::make_unique<TextReport>(output_, error_, style, terminal_.errorWidth);
   }
 
@@ -79,9 +79,8 @@ class Application {
   ExitCode reportLostOutput(ExitCode code) {
     const bool unread = output_.failure() == EPIPE;
     const std::string sentence =
-        unread ? "Nobody reads the output any more, so not all of it was made."
-               : "The output cannot be written: " +
-                     std::generic_category().message(output_.failure()) + ".";
+        texts_.say(unread ? "output.closed" : "output.unwritable",
+                   {{"reason", std::generic_category().message(output_.failure())}});
     sayWhy(sentence);
     return worse(code, unread ? ExitCode::Stopped : ExitCode::CouldNotStart);
   }
@@ -91,24 +90,28 @@ class Application {
         wrapped(std::string(kProgram) + ": " + harmless(sentence), terminal_.errorWidth, 2) + "\n");
   }
 
-  static void check(const UsageError& error) {
-    if (!error.sentence.empty()) {
-      throw Stop{ExitCode::Usage, error.sentence};
+  void check(const UsageError& error) const {
+    if (error.isSet()) {
+      throw Stop{ExitCode::Usage, texts_.say(error)};
     }
   }
 
   template <typename T>
-  static T checked(OrUsageError<T> result, ExitCode code = ExitCode::Usage) {
+  T checked(OrUsageError<T> result, ExitCode code = ExitCode::Usage) const {
     if (auto* error = std::get_if<UsageError>(&result)) {
-      throw Stop{code, error->sentence};
+      throw Stop{code, texts_.say(*error)};
     }
     return std::get<T>(std::move(result));
   }
 
   ExitCode runSteps() {
+    // The language comes first: a wrong argument is to be said in it.
+    check(addLanguage(texts_, programFolder() + "/texts", languageOf(userLocale())));
     line_ = checked(readCommandLine(arguments_));
     redactor_ = Redactor(line_.redact);
-    loadTexts();
+    if (line_.textsFile) {
+      check(addTextFile(texts_, *line_.textsFile));
+    }
     if (line_.version) {
       return printVersion();
     }
@@ -116,7 +119,7 @@ class Application {
     catalogue_ = readCatalogue(library_->module());
     plan_ = checked(makePlan(line_, catalogue_));
     if (plan_.action == Action::Help) {
-      main_->help(library_->module().resource()->getHelpText() + hostOptionsHelp());
+      main_->help(library_->module().resource()->getHelpText() + hostOptionsHelp(texts_));
       return ExitCode::Passed;
     }
     if (plan_.action == Action::History) {
@@ -137,13 +140,6 @@ class Application {
     }
   }
 
-  void loadTexts() {
-    check(addLanguage(texts_, programFolder() + "/texts", languageOf(userLocale())));
-    if (line_.textsFile) {
-      check(addTextFile(texts_, *line_.textsFile));
-    }
-  }
-
   std::string modulePath() const {
     return programFolder() + "/" +
            libraryFileName(line_.virtualPc ? "module_storage_virtual" : "module_storage");
@@ -161,7 +157,7 @@ class Application {
   ExitCode printVersion() {
     const auto library = ModuleLibrary::load(modulePath());
     if (const auto* error = std::get_if<UsageError>(&library)) {
-      main_->version(kProgramVersion, {}, error->sentence);
+      main_->version(kProgramVersion, {}, texts_.say(*error));
     } else {
       main_->version(kProgramVersion, std::get<std::unique_ptr<ModuleLibrary>>(library)->version(),
                      {});
@@ -187,7 +183,7 @@ class Application {
     for (const ChosenReport& report : line_.reports) {
       const std::ofstream file(report.file, std::ios::binary | std::ios::app);
       if (!file) {
-        throw Stop{ExitCode::Usage, "The report " + report.file + " cannot be written."};
+        throw Stop{ExitCode::Usage, texts_.say("file.report_unwritable", {{"file", report.file}})};
       }
     }
   }
@@ -197,11 +193,11 @@ class Application {
   ExitCode writeReports(DocumentKind kind, ExitCode outcome) {
     for (const ChosenReport& report : line_.reports) {
       std::ofstream file(report.file, std::ios::binary | std::ios::trunc);
-      const auto format = report.format->make([&](std::string_view text) { file << text; });
+      const auto format = report.format->make([&](std::string_view text) { file << text; }, texts_);
       writeSession(*format, kind, session_);
       file.flush();
       if (!file) {
-        session_.notices.push_back("The report " + report.file + " could not be written.");
+        session_.notices.push_back(texts_.say("file.report_unwritable", {{"file", report.file}}));
         outcome = worse(outcome, ExitCode::CouldNotStart);
       }
     }
@@ -214,8 +210,9 @@ class Application {
     session_.started = Clock::now();
     session_.virtualPc = line_.virtualPc;
     session_.moduleVersion = library_->version();
-    const ComputerName computer =
-        line_.virtualPc ? ComputerName{"Virtual PC", "simulated"} : computerName();
+    const ComputerName computer = line_.virtualPc ? ComputerName{texts_.say("computer.virtual"),
+                                                                 texts_.say("computer.simulated")}
+                                                  : computerName();
     session_.machine = computer.name;
     session_.system = computer.system;
     scan();
@@ -227,7 +224,7 @@ class Application {
     }
     check(checkDevices(plan_.selection, count));
     if (count == 0) {
-      throw Stop{ExitCode::NotPerformed, "No storage device was found."};
+      throw Stop{ExitCode::NotPerformed, texts_.say("notice.no_device")};
     }
     if (!missing.empty()) {
       session_.notices.push_back(missing);
@@ -244,7 +241,7 @@ class Application {
         },
         {});
     if (note) {
-      error_.write("Looking for devices...");
+      error_.write(texts_.say("progress.scan"));
     }
     manager().scan();
     if (note) {
@@ -252,32 +249,26 @@ class Application {
     }
   }
 
-  static std::string interruptSentence(int count) {
-    return count == 1 ? "Stopping: waiting for the device to finish what it is doing."
-                      : "Still waiting for the device; a command that is under way cannot be cut "
-                        "off.";
+  std::string interruptSentence(int count) const {
+    return texts_.say(count == 1 ? "progress.stopping" : "progress.still_stopping");
   }
 
   void stopIfAsked() const {
     if (interrupts_.isAbortRequested()) {
-      throw Stop{ExitCode::Stopped, "Stopped by the user."};
+      throw Stop{ExitCode::Stopped, texts_.say("note.stopped_by_user")};
     }
   }
 
   std::string missingRights() const {
     if (line_.virtualPc) {
-      return machine_.administrator
-                 ? std::string()
-                 : "The virtual PC is used without the rights of an administrator, which opening "
-                   "a disk takes: set them in its machine file.";
+      return machine_.administrator ? std::string() : texts_.say("rights.virtual");
     }
     const std::size_t closed = closedDisks();
     if (closed == 0) {
       return {};
     }
-    return std::to_string(closed) + (closed == 1 ? " disk" : " disks") +
-           " of this computer cannot be opened: that takes the rights of root. Start the program "
-           "with sudo.";
+    return texts_.say(closed == 1 ? "rights.disk" : "rights.disks",
+                      {{"count", std::to_string(closed)}});
   }
 
   ExitCode list() {
@@ -314,9 +305,9 @@ class Application {
   }
 
   ExitCode runSelection() {
-    Progress progress(error_, progressForm(), terminal_.errorWidth);
+    Progress progress(error_, progressForm(), terminal_.errorWidth, texts_);
     Questions questions(line_.assume, isConsole(Stream::Input) && terminal_.errorIsTerminal,
-                        progress, error_, terminal_.errorWidth, interrupts_);
+                        progress, error_, terminal_.errorWidth, interrupts_, texts_);
     interrupts_.setHandlers([&](int count) { progress.say(interruptSentence(count)); },
                             [&] { progress.tick(); });
     const RunServices services{texts_, redactor_, questions, progress, interrupts_};
@@ -349,9 +340,9 @@ class Application {
       describeAll();
     }
     if (line_.record) {
-      const UsageError error = history_.add(recordsOf(session_));
-      if (!error.sentence.empty()) {
-        session_.notices.push_back(error.sentence);
+      const UsageError error = history_.add(recordsOf(session_, texts_));
+      if (error.isSet()) {
+        session_.notices.push_back(texts_.say(error));
       }
     }
     const ExitCode code = writeReports(DocumentKind::Run, session_.outcome());

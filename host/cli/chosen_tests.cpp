@@ -1,3 +1,4 @@
+// The list of tests behind an option, with the parameters of each in round brackets.
 #include "host/cli/chosen_tests.h"
 
 namespace ostria::host {
@@ -12,12 +13,10 @@ std::string trimmed(std::string_view text) {
   return std::string(text.substr(first, last - first + 1));
 }
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
-
 UsageError readParameters(std::string_view inside, TestListEntry& entry) {
   entry.hasBrackets = true;
   if (trimmed(inside).empty()) {
-    return {"The brackets behind test " + quoted(entry.name) + " are empty."};
+    return {"usage.empty_brackets", {{"test", entry.name}}};
   }
   for (;;) {
     const std::size_t comma = inside.find(',');
@@ -25,8 +24,7 @@ UsageError readParameters(std::string_view inside, TestListEntry& entry) {
     const std::size_t equals = pair.find('=');
     const std::string key = trimmed(pair.substr(0, equals));
     if (equals == std::string_view::npos || key.empty()) {
-      return {"In the brackets behind test " + quoted(entry.name) + " stands " +
-              quoted(trimmed(pair)) + " where KEY=VALUE is wanted."};
+      return {"usage.parameter_form", {{"test", entry.name}, {"text", trimmed(pair)}}};
     }
     entry.parameters.push_back({key, trimmed(pair.substr(equals + 1))});
     if (comma == std::string_view::npos) {
@@ -46,16 +44,16 @@ OrUsageError<std::vector<TestListEntry>> readTestList(std::string_view text) {
     TestListEntry entry;
     entry.name = trimmed(rest.substr(0, stop));
     if (entry.name.empty()) {
-      return UsageError{"The list of tests " + quoted(text) + " has an empty place."};
+      return UsageError{"usage.empty_entry", {{"list", std::string(text)}}};
     }
     rest = stop == std::string_view::npos ? std::string_view() : rest.substr(stop);
     if (!rest.empty() && rest.front() == '(') {
       const std::size_t close = rest.find_first_of("()", 1);
       if (close == std::string_view::npos || rest[close] != ')') {
-        return UsageError{"The bracket behind test " + quoted(entry.name) + " is not closed."};
+        return UsageError{"usage.open_bracket", {{"test", entry.name}}};
       }
       UsageError error = readParameters(rest.substr(1, close - 1), entry);
-      if (!error.sentence.empty()) {
+      if (error.isSet()) {
         return error;
       }
       rest.remove_prefix(close + 1);
@@ -67,8 +65,8 @@ OrUsageError<std::vector<TestListEntry>> readTestList(std::string_view text) {
       return entries;
     }
     if (rest.front() != ',') {
-      return UsageError{"In the list of tests " + quoted(text) + " a comma is missing before " +
-                        quoted(rest) + "."};
+      return UsageError{"usage.missing_comma",
+                        {{"list", std::string(text)}, {"text", std::string(rest)}}};
     }
     rest.remove_prefix(1);
   }

@@ -1,3 +1,4 @@
+// Reads a list of tests.
 #pragma once
 
 #include <string>

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "host/core/report/plain_text.h"
+
 namespace ostria::host {
 namespace {
 
@@ -31,7 +33,7 @@ UsageError setText(CommandLine& line, const std::optional<std::string>& value) {
 UsageError setVirtual(CommandLine& line, const std::optional<std::string>& value) {
   line.virtualPc = true;
   if (value && value->empty()) {
-    return {"--virtual= names no machine file."};
+    return {"usage.no_machine_file", {}};
   }
   if (value) {
     line.machineFile = value;
@@ -41,7 +43,7 @@ UsageError setVirtual(CommandLine& line, const std::optional<std::string>& value
 
 UsageError setProgress(CommandLine& line, const std::optional<std::string>& value) {
   if (*value != "json") {
-    return {"--progress knows one form, json, and not \"" + *value + "\"."};
+    return {"usage.progress", {{"value", *value}}};
   }
   line.jsonProgress = true;
   return {};
@@ -49,7 +51,7 @@ UsageError setProgress(CommandLine& line, const std::optional<std::string>& valu
 
 UsageError setAssume(CommandLine& line, const std::optional<std::string>& value) {
   if (*value != "yes" && *value != "no") {
-    return {"--assume takes yes or no, and not \"" + *value + "\"."};
+    return {"usage.assume", {{"value", *value}}};
   }
   line.assume = *value == "yes";
   return {};
@@ -71,6 +73,32 @@ constexpr HostOption kHostOptions[] = {
     {"texts", Takes::Value, setText<&CommandLine::textsFile>},
 };
 
+struct HelpRow {
+  std::string_view option;  ///< empty: a sentence about all of them
+  std::string_view key;
+};
+
+constexpr HelpRow kHelp[] = {
+    {"-Mstorage, --list", "help.list"},
+    {"-Mstorage --show [device id(s)]", "help.show"},
+    {"-Mstorage recover scan|repair|filesystem|filterDevices [device id(s)]", "help.recover"},
+    {"-Mstorage smart [device id(s)]", "help.smart"},
+    {"", "help.all_devices"},
+    {"--virtual[=FILE]", "help.virtual"},
+    {"--json", "help.json"},
+    {"--progress=json", "help.progress"},
+    {"--report FILE", "help.report"},
+    {"--redact", "help.redact"},
+    {"--config FILE", "help.config"},
+    {"--texts FILE", "help.texts"},
+    {"--assume yes|no", "help.assume"},
+    {"--record", "help.record"},
+    {"--history", "help.history"},
+};
+
+constexpr std::size_t kHelpColumn = 26;
+constexpr std::size_t kHelpWidth = 95;
+
 class Reader {
  public:
   explicit Reader(const std::vector<std::string>& arguments) : arguments_(arguments) {}
@@ -90,7 +118,7 @@ class Reader {
       } else {
         error = readShort(argument);
       }
-      if (!error.sentence.empty()) {
+      if (error.isSet()) {
         return error;
       }
     }
@@ -117,11 +145,11 @@ class Reader {
       return {};
     }
     if (option->takes == Takes::Nothing && value) {
-      return {written + " takes no value."};
+      return {"usage.no_value", {{"option", written}}};
     }
     if (option->takes == Takes::Value) {
       UsageError error = takeValue(written, value);
-      if (!error.sentence.empty()) {
+      if (error.isSet()) {
         return error;
       }
     }
@@ -133,17 +161,17 @@ class Reader {
       value = arguments_[next_++];
     }
     return value && !value->empty() ? UsageError{}
-                                    : UsageError{written + " needs a value behind it."};
+                                    : UsageError{"usage.needs_value", {{"option", written}}};
   }
 
   UsageError chooseFormat(const OutputFormatRow& format, const std::string& written,
                           std::optional<std::string> value) {
     if (!format.toFile) {
       line_.format = &format;
-      return value ? UsageError{written + " takes no value."} : UsageError{};
+      return value ? UsageError{"usage.no_value", {{"option", written}}} : UsageError{};
     }
     UsageError error = takeValue(written, value);
-    if (error.sentence.empty()) {
+    if (!error.isSet()) {
       // The last file of an option counts, as with every other option.
       std::erase_if(line_.reports,
                     [&](const ChosenReport& report) { return report.format == &format; });
@@ -166,7 +194,7 @@ class Reader {
         value = arguments_[next_++];
       }
       if (!value) {
-        return {"-M needs the name of a module directly behind it: -Mstorage."};
+        return {"usage.no_module_name", {}};
       }
       line_.module = value;
       return {};
@@ -200,34 +228,23 @@ const OutputFormatRow* formatAskedFor(const std::vector<std::string>& arguments)
   return nullptr;
 }
 
-std::string hostOptionsHelp() {
-  return R"(Options of the program:
-  -Mstorage, --list       Lists the devices
-  -Mstorage --show [device id(s)]
-                          Shows all properties, partitions and applicable tests
-  -Mstorage recover scan|repair|filesystem|filterDevices [device id(s)]
-                          Finds or repairs bad sectors, checks file systems, or tells which
-                          devices can be treated; repair and filesystem need device ids
-  -Mstorage smart [device id(s)]
-                          Prints the SMART attributes
-
-  Without device ids a test or tool runs on all devices that it applies to.
-
-  --virtual[=FILE]        Works on a virtual PC: the built-in one, or that of a machine file
-  --json                  Prints one JSON document and nothing else
-  --progress=json         Reports progress as JSON lines on standard error
-  --report FILE           Writes an HTML report of the run
-  --redact                Masks serial numbers in every output
-  --config FILE           Takes the settings from FILE (default: config.ini, if it is there)
-  --texts FILE            Takes the texts from FILE where it has them
-  --assume yes|no         Answers every question
-  --record                Keeps the results of this run
-  --history               Shows the results that were kept
-  --help, --version
-
-Exit code: 0 all passed, 1 failed or bad sectors found, 2 wrong usage, 3 not performed,
-4 stopped, 5 warning, 6 could not start.
-)";
+std::string hostOptionsHelp(const Texts& texts) {
+  std::string out = texts.say("help.title") + "\n";
+  for (const HelpRow& row : kHelp) {
+    const std::string text = texts.say(row.key);
+    if (row.option.empty()) {
+      out += "\n  " + text + "\n\n";
+      continue;
+    }
+    std::string line = "  " + std::string(row.option);
+    if (line.size() + 2 > kHelpColumn) {
+      out += line + "\n";
+      line.clear();
+    }
+    out += wrapped(padded(line, kHelpColumn) + text, kHelpWidth, kHelpColumn) + "\n";
+  }
+  out += "  --help, --version\n\n";
+  return out + wrapped(texts.say("help.exit_codes"), kHelpWidth, 0) + "\n";
 }
 
 }  // namespace ostria::host

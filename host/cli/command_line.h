@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/core/report/output_formats.h"
+#include "host/core/texts/texts.h"
 #include "host/core/user_error.h"
 
 namespace ostria::host {
@@ -55,6 +56,6 @@ OrUsageError<CommandLine> readCommandLine(const std::vector<std::string>& argume
 const OutputFormatRow* formatAskedFor(const std::vector<std::string>& arguments);
 
 /// The host's own options, for `--help`.
-std::string hostOptionsHelp();
+std::string hostOptionsHelp(const Texts& texts);
 
 }  // namespace ostria::host

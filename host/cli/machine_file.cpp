@@ -9,12 +9,12 @@ namespace ostria::host {
 OrUsageError<MachineFile> readMachineFile(const std::string& path) {
   const auto content = readFile(path);
   if (!content) {
-    return UsageError{"The machine file " + path + " cannot be read."};
+    return UsageError{"file.machine_unreadable", {{"file", path}}};
   }
   virtual_pc::MachineDescription machine;
   std::string error;
   if (!virtual_pc::parseMachine(*content, &machine, &error)) {
-    return UsageError{path + ": " + error};
+    return UsageError{"file.machine_wrong", {{"file", path}, {"reason", error}}};
   }
   return MachineFile{machine.administrator};
 }

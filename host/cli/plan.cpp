@@ -1,3 +1,5 @@
+// What the arguments mean by the module's tables. What changes a disk is never chosen by leaving
+// something away.
 #include "host/cli/plan.h"
 
 #include <algorithm>
@@ -10,8 +12,6 @@ namespace {
 
 constexpr std::string_view kRecover = "recover";
 constexpr std::string_view kOperations[] = {"scan", "repair", "filesystem", "filterDevices"};
-
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
 std::string lowered(std::string text) {
   for (char& c : text) {
@@ -37,19 +37,19 @@ class Planner {
       return plan_;
     }
     if (line_.empty) {
-      return UsageError{"Nothing to do: give -Mstorage to list the devices, or --help."};
+      return UsageError{"usage.nothing_to_do", {}};
     }
     UsageError error = checkModule();
-    if (error.sentence.empty()) {
+    if (!error.isSet()) {
       error = readDiagnostics();
     }
-    if (error.sentence.empty()) {
+    if (!error.isSet()) {
       error = readOperands();
     }
-    if (error.sentence.empty()) {
+    if (!error.isSet()) {
       error = chooseAction();
     }
-    if (!error.sentence.empty()) {
+    if (error.isSet()) {
       return error;
     }
     return plan_;
@@ -58,8 +58,8 @@ class Planner {
  private:
   UsageError checkModule() const {
     if (line_.module && lowered(*line_.module) != lowered(catalogue_.moduleName)) {
-      return {"There is no module " + quoted(*line_.module) + "; the module here is \"" +
-              lowered(catalogue_.moduleName) + "\"."};
+      return {"usage.unknown_module",
+              {{"module", *line_.module}, {"known", lowered(catalogue_.moduleName)}}};
     }
     return {};
   }
@@ -73,11 +73,11 @@ class Planner {
                                 option.name == (option.isLong ? row.longName : row.shortName);
                        });
       if (found == catalogue_.diagnostics.end()) {
-        return {"There is no option " + option.written + "; --help tells which there are."};
+        return {"usage.unknown_option", {{"option", option.written}}};
       }
       const auto index = static_cast<std::size_t>(found - catalogue_.diagnostics.begin());
       UsageError error = option.value ? addNamed(option, index) : addAll(option, index);
-      if (!error.sentence.empty()) {
+      if (error.isSet()) {
         return error;
       }
     }
@@ -87,7 +87,7 @@ class Planner {
   UsageError addAll(const ModuleOption& option, std::size_t diagnostic) {
     for (std::size_t t = 0; t < catalogue_.diagnostics[diagnostic].tests.size(); ++t) {
       if (isChosen(diagnostic, t)) {
-        return twice(option.written);
+        return {"usage.option_twice", {{"option", option.written}}};
       }
       plan_.selection.tests.push_back({diagnostic, t, false, {}});
     }
@@ -101,7 +101,7 @@ class Planner {
       list.erase(0, 1);
     }
     if (list.empty()) {
-      return {option.written + "= names no test; leave the = away to choose all of them."};
+      return {"usage.no_test_named", {{"option", option.written}}};
     }
     auto entries = readTestList(list);
     if (auto* error = std::get_if<UsageError>(&entries)) {
@@ -116,11 +116,11 @@ class Planner {
         return unknownTest(option, entry.name);
       }
       if (entry.hasBrackets && !found->takesParameters) {
-        return {"Test " + quoted(entry.name) + " of " + option.written + " takes no parameters."};
+        return {"usage.no_parameters", {{"option", option.written}, {"test", entry.name}}};
       }
       const auto t = static_cast<std::size_t>(found - tests.begin());
       if (isChosen(diagnostic, t)) {
-        return twice("Test " + quoted(entry.name) + " of " + option.written);
+        return {"usage.test_twice", {{"option", option.written}, {"test", entry.name}}};
       }
       plan_.selection.tests.push_back({diagnostic, t, true, std::move(entry.parameters)});
     }
@@ -134,19 +134,19 @@ class Planner {
                        });
   }
 
-  static UsageError twice(const std::string& what) { return {what + " is given twice."}; }
-
   UsageError unknownTest(const ModuleOption& option, const std::string& name) const {
-    std::string sentence = option.written + " has no test " + quoted(name);
     for (const CatalogueDiagnostic& other : catalogue_.diagnostics) {
       for (const CatalogueTest& test : other.tests) {
         if (isNamed(test, name)) {
-          return {sentence + "; that is a test of -" + other.shortName + " (--" + other.longName +
-                  "): -" + other.shortName + quoted(name) + "."};
+          return {"usage.test_elsewhere",
+                  {{"option", option.written},
+                   {"test", name},
+                   {"short", other.shortName},
+                   {"long", other.longName}}};
         }
       }
     }
-    return {sentence + "; --help tells which there are."};
+    return {"usage.unknown_test", {{"option", option.written}, {"test", name}}};
   }
 
   UsageError readOperands() {
@@ -162,7 +162,7 @@ class Planner {
         ++next;
         if (tool->commandName == kRecover) {
           UsageError error = readOperation(next < operands.size() ? operands[next++] : "");
-          if (!error.sentence.empty()) {
+          if (error.isSet()) {
             return error;
           }
         }
@@ -170,7 +170,7 @@ class Planner {
     }
     for (; next < operands.size(); ++next) {
       UsageError error = readDevice(operands[next]);
-      if (!error.sentence.empty()) {
+      if (error.isSet()) {
         return error;
       }
     }
@@ -179,11 +179,8 @@ class Planner {
 
   UsageError readOperation(const std::string& word) {
     if (std::find(std::begin(kOperations), std::end(kOperations), word) == std::end(kOperations)) {
-      const std::string known = "scan, repair, filesystem or filterDevices";
-      if (word.empty()) {
-        return {"recover needs to know what to do: " + known + "."};
-      }
-      return {"recover cannot do " + quoted(word) + "; it knows " + known + "."};
+      return word.empty() ? UsageError{"usage.no_operation", {}}
+                          : UsageError{"usage.unknown_operation", {{"word", word}}};
     }
     plan_.selection.operation = word;
     return {};
@@ -195,20 +192,20 @@ class Planner {
     if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
       if (!line_.moduleOptions.empty() && !line_.moduleOptions.back().value) {
         const std::string& option = line_.moduleOptions.back().written;
-        return {quoted(text) + " is no device number; a list of tests stands directly behind " +
-                option + ", without a blank: " + option +
-                (line_.moduleOptions.back().isLong ? "=" : "") + quoted(text) + "."};
+        return {"usage.list_apart",
+                {{"text", text},
+                 {"option", option},
+                 {"form", option + (line_.moduleOptions.back().isLong ? "=" : "") + text}}};
       }
       if (std::find(std::begin(kOperations), std::end(kOperations), text) !=
           std::end(kOperations)) {
-        return {quoted(text) + " is an operation of a tool: " + std::string(kRecover) + " " + text +
-                "."};
+        return {"usage.operation_alone", {{"word", text}}};
       }
-      return {quoted(text) + " is neither a device number nor a tool; --help tells what there is."};
+      return {"usage.no_device_number", {{"text", text}}};
     }
     if (std::find(plan_.selection.devices.begin(), plan_.selection.devices.end(), number) !=
         plan_.selection.devices.end()) {
-      return twice("Device " + std::to_string(number));
+      return {"usage.device_twice", {{"device", std::to_string(number)}}};
     }
     plan_.selection.devices.push_back(number);
     return {};
@@ -220,7 +217,7 @@ class Planner {
     if (static_cast<int>(tests) + static_cast<int>(tool) + static_cast<int>(line_.list) +
             static_cast<int>(line_.show) + static_cast<int>(line_.history) >
         1) {
-      return {"Only one of tests, a tool, --list, --show and --history can be had at a time."};
+      return {"usage.exclusive", {}};
     }
     if (tests) {
       plan_.action = Action::RunTests;
@@ -232,33 +229,29 @@ class Planner {
       plan_.action = Action::History;
     }
     if (line_.list && !plan_.selection.devices.empty()) {
-      return {
-          "--list shows all devices and takes no device numbers; --show tells about single ones."};
+      return {"usage.list_takes_no_devices", {}};
     }
     if (plan_.action == Action::List && !plan_.selection.devices.empty()) {
-      return {
-          "Nothing is said about what to do with the devices: choose tests with -Q or -E, a tool, "
-          "or --show."};
+      return {"usage.no_action", {}};
     }
     if (plan_.action == Action::List && !line_.list && !line_.module) {
-      return {"Nothing to do: give -Mstorage to list the devices, or --help."};
+      return {"usage.nothing_to_do", {}};
     }
     if (line_.history && !plan_.selection.devices.empty()) {
-      return {"--history shows the kept results of all devices and takes no device numbers."};
+      return {"usage.history_takes_no_devices", {}};
     }
     // What changes a disk is never done to "all of them" by leaving the numbers away.
     if (tool && plan_.selection.devices.empty() &&
         (plan_.selection.operation == "repair" || plan_.selection.operation == "filesystem")) {
-      return {"recover " + plan_.selection.operation +
-              " changes what is on a device: name the device numbers."};
+      return {"usage.needs_devices", {{"operation", plan_.selection.operation}}};
     }
     if ((line_.record || !line_.reports.empty()) && !tests && !tool) {
       if (line_.record) {
-        return {"--record keeps the results of tests and tools, and none is chosen."};
+        return {"usage.nothing_to_record", {}};
       }
       if (!line_.show) {
-        return {"--" + std::string(line_.reports.front().format->option) +
-                " tells of tests, tools or --show, and none is chosen."};
+        return {"usage.nothing_to_report",
+                {{"option", "--" + std::string(line_.reports.front().format->option)}}};
       }
     }
     return {};
@@ -280,14 +273,15 @@ UsageError checkDevices(const Selection& selection, std::uint32_t deviceCount) {
     if (device < deviceCount) {
       continue;
     }
-    std::string sentence = "There is no device " + std::to_string(device) + "; ";
+    const std::string number = std::to_string(device);
     if (deviceCount == 0) {
-      return {sentence + "no storage device was found."};
+      return {"usage.no_device_at_all", {{"device", number}}};
     }
     if (deviceCount == 1) {
-      return {sentence + "the only device is 0."};
+      return {"usage.one_device", {{"device", number}}};
     }
-    return {sentence + "the devices are 0 to " + std::to_string(deviceCount - 1) + "."};
+    return {"usage.unknown_device",
+            {{"device", number}, {"last", std::to_string(deviceCount - 1)}}};
   }
   return {};
 }

@@ -1,3 +1,4 @@
+// From arguments to a plan.
 #pragma once
 
 #include <cstdint>

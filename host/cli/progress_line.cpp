@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds kJsonInterval{200};
 }  // namespace
 
 std::string barLine(const std::string& label, const std::string& text, unsigned percent,
-                    std::chrono::seconds elapsed, std::size_t width) {
+                    std::chrono::seconds elapsed, std::size_t width, const Texts& texts) {
   percent = std::min(percent, 100u);
   std::string tail = std::string(percent < 10    ? "  "
                                  : percent < 100 ? " "
@@ -28,7 +28,7 @@ std::string barLine(const std::string& label, const std::string& text, unsigned 
   // The first seconds say nothing about the rest.
   if (percent > 0 && percent < 100 && elapsed >= std::chrono::seconds(2)) {
     const auto left = elapsed * (100 - percent) / percent;
-    tail += ", " + durationText(left) + " left";
+    tail += texts.say("progress.left", {{"time", durationText(left)}});
   }
   if (width <= tail.size() + 4) {
     return fitted(tail, width);
@@ -64,7 +64,7 @@ void Progress::begin(const std::string& kind, const std::string& id, std::uint32
     json(kind_ + "_started", {}, {}, {});
   }
   if (form_ == ProgressForm::Lines) {
-    error_.write(label_ + ": started\n");
+    error_.write(texts_.say("progress.started", {{"label", label_}}) + "\n");
   }
   if (form_ == ProgressForm::Bar) {
     draw();
@@ -107,7 +107,7 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
   }
 }
 
-void Progress::end(const std::string& outcome) {
+void Progress::end(ExitCode outcome) {
   const std::lock_guard lock(mutex_);
   if (!running_) {
     return;
@@ -115,11 +115,17 @@ void Progress::end(const std::string& outcome) {
   running_ = false;
   erase();
   if (form_ == ProgressForm::Json) {
-    json(kind_ + "_finished", {}, {}, outcome);
+    // For machines: the same in every language.
+    std::string word = outcomeWord(outcome);
+    std::replace(word.begin(), word.end(), '_', ' ');
+    json(kind_ + "_finished", {}, {}, word);
   }
   if (form_ == ProgressForm::Lines) {
     const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(Steady::now() - started_);
-    error_.write(label_ + ": " + outcome + " after " + durationText(elapsed) + "\n");
+    error_.write(texts_.say("progress.finished", {{"label", label_},
+                                                  {"outcome", texts_.say(outcomeKey(outcome))},
+                                                  {"time", durationText(elapsed)}}) +
+                 "\n");
   }
 }
 
@@ -153,7 +159,7 @@ void Progress::hide() {
 void Progress::draw() {
   const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(Steady::now() - started_);
   // The last column stays free: some terminals wrap as soon as it is filled.
-  const std::string line = barLine(label_, text_, percent_, elapsed, width_ - 1);
+  const std::string line = barLine(label_, text_, percent_, elapsed, width_ - 1, texts_);
   error_.write("\r" + line + "\033[K");
   drawn_ = true;
 }

@@ -19,13 +19,13 @@ class Progress final : public ProgressSink {
  public:
   using Steady = std::chrono::steady_clock;
 
-  Progress(Output& error, ProgressForm form, std::size_t width)
-      : error_(error), form_(form), width_(width) {}
+  Progress(Output& error, ProgressForm form, std::size_t width, const Texts& texts)
+      : error_(error), form_(form), width_(width), texts_(texts) {}
 
   void begin(const std::string& kind, const std::string& id, std::uint32_t device,
              const std::string& label) override;
   void update(std::uint8_t percent, const std::string& key, const std::string& text) override;
-  void end(const std::string& outcome) override;
+  void end(ExitCode outcome) override;
   /// Draws the bar anew, so that the time moves on.
   void tick();
   /// A sentence between the lines of progress.
@@ -43,6 +43,7 @@ class Progress final : public ProgressSink {
   Output& error_;
   ProgressForm form_;
   std::size_t width_;
+  const Texts& texts_;
   bool running_ = false;
   bool drawn_ = false;
   std::string kind_;
@@ -58,6 +59,6 @@ class Progress final : public ProgressSink {
 
 /// One line of the bar, at most `width` columns wide.
 std::string barLine(const std::string& label, const std::string& text, unsigned percent,
-                    std::chrono::seconds elapsed, std::size_t width);
+                    std::chrono::seconds elapsed, std::size_t width, const Texts& texts);
 
 }  // namespace ostria::host

@@ -30,14 +30,15 @@ Answer Questions::ask(const std::string& question) {
   const std::string shown = harmless(question);
   progress_.hide();
   if (assumed_) {
-    progress_.say(shown + (*assumed_ ? " Yes (assumed)." : " No (assumed)."));
+    progress_.say(texts_.say(*assumed_ ? "question.assumed_yes" : "question.assumed_no",
+                             {{"question", shown}}));
     return *assumed_ ? Answer::Yes : Answer::No;
   }
   if (!terminal_) {
     return Answer::Nobody;
   }
   for (;;) {
-    error_.write(wrapped(shown + " [y/N] ", width_, 0));
+    error_.write(wrapped(texts_.say("question.prompt", {{"question", shown}}) + " ", width_, 0));
     const std::optional<std::string> line = readLine();
     if (!line) {
       error_.write("\n");
@@ -49,7 +50,7 @@ Answer Questions::ask(const std::string& question) {
     if (line->empty() || *line == "n" || *line == "N" || *line == "no" || *line == "No") {
       return Answer::No;
     }
-    error_.write("Please answer y or n.\n");
+    error_.write(texts_.say("question.yes_or_no") + "\n");
   }
 }
 

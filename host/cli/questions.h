@@ -15,13 +15,14 @@ class Questions final : public Asker {
   /// @param terminal  whether standard input and standard error are a terminal
   /// @param width     columns of standard error; 0: no limit
   Questions(std::optional<bool> assumed, bool terminal, Progress& progress, Output& error,
-            std::size_t width, const AbortFlag& abort)
+            std::size_t width, const AbortFlag& abort, const Texts& texts)
       : assumed_(assumed),
         terminal_(terminal),
         progress_(progress),
         error_(error),
         width_(width),
-        abort_(abort) {}
+        abort_(abort),
+        texts_(texts) {}
 
   bool canAsk() const override { return assumed_.has_value() || terminal_; }
   Answer ask(const std::string& question) override;
@@ -35,6 +36,7 @@ class Questions final : public Asker {
   Output& error_;
   std::size_t width_;
   const AbortFlag& abort_;
+  const Texts& texts_;
 };
 
 }  // namespace ostria::host

@@ -37,6 +37,10 @@ std::string capitals(std::string text) {
   return text;
 }
 
+std::string connectionText(const DeviceInfo& device, const Texts& texts) {
+  return texts.say("connection." + device.connection);
+}
+
 std::string line(const std::string& text, std::size_t indent, std::size_t hanging,
                  const TextStyle& style) {
   return wrapped(std::string(indent, ' ') + text, style.width, hanging) + "\n";
@@ -44,7 +48,7 @@ std::string line(const std::string& text, std::size_t indent, std::size_t hangin
 
 // "  PASSED         SMART Status Test"
 std::string outcomeLine(ExitCode outcome, const std::string& text, const TextStyle& style) {
-  const std::string word = padded(capitals(outcomeText(outcome)), kOutcomeColumns);
+  const std::string word = padded(capitals(style.texts.say(outcomeKey(outcome))), kOutcomeColumns);
   const std::string plain = line(word + " " + text, 2, kOutcomeColumns + 3, style);
   return "  " + coloured(word, colourOf(outcome), style.colour) + plain.substr(2 + word.size());
 }
@@ -81,8 +85,10 @@ std::string smartTable(const std::vector<SmartRow>& rows, const TextStyle& style
   const bool narrow = style.width != 0 && style.width < 70;
   std::string out;
   if (ata && !narrow) {
-    out += "    " + padded("ID", 4) + padded("Attribute", 36) + padded("Value", 6) +
-           padded("Worst", 6) + padded("Limit", 6) + "Data\n";
+    out += "    " + padded(style.texts.say("smart.id"), 4) +
+           padded(style.texts.say("smart.attribute"), 36) +
+           padded(style.texts.say("smart.value"), 6) + padded(style.texts.say("smart.worst"), 6) +
+           padded(style.texts.say("smart.limit"), 6) + style.texts.say("smart.data") + "\n";
   }
   for (const SmartRow& row : rows) {
     const std::string name = harmless(row.name);
@@ -91,13 +97,17 @@ std::string smartTable(const std::vector<SmartRow>& rows, const TextStyle& style
       out += needsAttention(row, rows) ? coloured(field, Colour::Red, style.colour) : field;
       continue;
     }
-    std::string text =
-        narrow ? row.id + " " + name + ": value " + row.value + ", worst " + row.worst +
-                     ", limit " + row.threshold + ", data " + harmless(row.data)
-               : padded(row.id, 4) + padded(fitted(name, 35), 36) + padded(row.value, 6) +
-                     padded(row.worst, 6) + padded(row.threshold, 6) + harmless(row.data);
+    std::string text = narrow ? style.texts.say("smart.narrow_row", {{"id", row.id},
+                                                                     {"name", name},
+                                                                     {"value", row.value},
+                                                                     {"worst", row.worst},
+                                                                     {"limit", row.threshold},
+                                                                     {"data", harmless(row.data)}})
+                              : padded(row.id, 4) + padded(fitted(name, 35), 36) +
+                                    padded(row.value, 6) + padded(row.worst, 6) +
+                                    padded(row.threshold, 6) + harmless(row.data);
     if (row.isBelowThreshold()) {
-      text += " below limit";
+      text += " " + style.texts.say("smart.below_limit");
     }
     const std::string whole = line(text, 4, 6, style);
     out += row.isBelowThreshold() ? coloured(whole, Colour::Red, style.colour) : whole;
@@ -110,31 +120,37 @@ std::string heading(const std::string& text, const TextStyle& style) {
 }
 
 std::string sectorsText(const ToolRun& run, const TextStyle& style) {
-  std::string out = detailLine("Sectors read: " + std::to_string(run.sectorsScanned), style);
+  std::string out = detailLine(
+      style.texts.say("sectors.read", {{"count", std::to_string(run.sectorsScanned)}}), style);
   if (run.badSectorsFound == 0) {
     return out;
   }
-  out += detailLine("Bad sectors found: " + std::to_string(run.badSectorsFound) +
-                        ", repaired: " + std::to_string(run.badSectorsRepaired),
-                    style);
-  std::string list = "At:";
+  out += detailLine(
+      style.texts.say("sectors.bad", {{"found", std::to_string(run.badSectorsFound)},
+                                      {"repaired", std::to_string(run.badSectorsRepaired)}}),
+      style);
+  std::string list = style.texts.say("sectors.at");
   for (std::size_t i = 0; i < std::min(run.badSectors.size(), kShownBadSectors); ++i) {
     list += " " + std::to_string(run.badSectors[i]);
   }
   if (run.badSectors.size() > kShownBadSectors) {
-    list += " and " + std::to_string(run.badSectors.size() - kShownBadSectors) + " more";
+    list += " " +
+            style.texts.say("sectors.more",
+                            {{"count", std::to_string(run.badSectors.size() - kShownBadSectors)}});
   }
   return run.badSectors.empty() ? out : out + detailLine(list, style);
 }
 
 std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& style) {
-  const std::array<const char*, 5> titles = {"No.", "Device", "Connection", "Bus", "Protocol"};
   std::vector<std::array<std::string, 5>> rows;
-  rows.push_back({titles[0], titles[1], titles[2], titles[3], titles[4]});
+  rows.push_back({style.texts.say("list.number"), style.texts.say("list.device"),
+                  style.texts.say("list.connection"), style.texts.say("list.bus"),
+                  style.texts.say("list.protocol")});
   for (const DeviceInfo& device : devices) {
     rows.push_back({std::to_string(device.index),
-                    harmless(device.name.empty() ? device.id : device.name), device.connection,
-                    device.bus, harmless(device.protocol.empty() ? "-" : device.protocol)});
+                    harmless(device.name.empty() ? device.id : device.name),
+                    connectionText(device, style.texts), device.bus,
+                    harmless(device.protocol.empty() ? "-" : device.protocol)});
   }
   std::array<std::size_t, 5> widths{};
   for (const auto& row : rows) {
@@ -167,9 +183,11 @@ std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& st
 }
 
 std::string deviceHeading(const DeviceInfo& device, const TextStyle& style) {
-  return heading("Device " + std::to_string(device.index) + ": " +
-                     harmless(device.name.empty() ? device.id : device.name),
-                 style);
+  return heading(
+      style.texts.say("device.title",
+                      {{"device", std::to_string(device.index)},
+                       {"name", harmless(device.name.empty() ? device.id : device.name)}}),
+      style);
 }
 
 std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
@@ -181,7 +199,8 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
     width = 0;
   }
   std::string out = deviceHeading(device, style);
-  out += propertyLine("Connection", device.connection + ", " + device.bus, 2, width, style);
+  out += propertyLine(style.texts.say("list.connection"),
+                      connectionText(device, style.texts) + ", " + device.bus, 2, width, style);
   for (const ShownProperty& row : device.properties) {
     if (!row.value.empty()) {
       out += propertyLine(row.label, row.value, 2, width, style);
@@ -197,17 +216,21 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
     }
   }
   if (!device.smart.empty()) {
-    out += "  SMART\n" + smartTable(device.smart, style);
+    out += "  " + style.texts.say("smart.title") + "\n" + smartTable(device.smart, style);
   } else {
-    out += device.smartSupported ? "  SMART: no attributes\n" : "  SMART: not supported\n";
+    out += "  " +
+           style.texts.say(device.smartSupported ? "smart.no_attributes" : "smart.not_supported") +
+           "\n";
   }
   if (!device.logPage.empty()) {
-    out += "  Vendor log page\n" + smartTable(device.logPage, style);
+    out += "  " + style.texts.say("smart.vendor_log") + "\n" + smartTable(device.logPage, style);
   }
-  out += "  Applicable tests\n";
+  out += "  " + style.texts.say("device.tests") + "\n";
   for (const NamedTest& test : device.applicableTests) {
-    const char* diagnostic = test.id.category == 2 ? " (extended)" : " (quick)";
-    out += line(test.name + diagnostic, 4, 6, style);
+    out +=
+        line(style.texts.say(test.id.category == 2 ? "device.extended_test" : "device.quick_test",
+                             {{"test", test.name}}),
+             4, 6, style);
   }
   return out;
 }
@@ -233,11 +256,12 @@ std::string testText(const TestRun& run, const TextStyle& style) {
 
 std::string toolText(const ToolRun& run, const Session& session, const TextStyle& style) {
   if (session.operation == "filterDevices") {
-    return line(run.applicable ? "can be treated" : "cannot be treated", 2, 2, style);
+    return line(style.texts.say(run.applicable ? "tool.supported" : "tool.unsupported"), 2, 2,
+                style);
   }
   std::string name = session.toolTitle;
   if (run.status) {
-    name = statusText(*run.status, false);
+    name = style.texts.say(statusKey(*run.status, false));
   }
   // Attributes that could be read are no verdict on the device.
   const bool verdict = !run.isSmart || run.outcome != ExitCode::Passed;
@@ -249,8 +273,10 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
     out += sectorsText(run, style);
   }
   for (const PartitionResult& partition : run.partitions) {
-    out += outcomeLine(partition.outcome,
-                       harmless(partition.name) + ": " + statusText(partition.status, true), style);
+    out += outcomeLine(
+        partition.outcome,
+        harmless(partition.name) + ": " + style.texts.say(statusKey(partition.status, true)),
+        style);
     for (const std::string& note : partition.notes) {
       out += detailLine(note, style);
     }
@@ -266,19 +292,18 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
     out += smartTable(run.smart, style);
   }
   if (!run.logPage.empty()) {
-    out += "  Vendor log page\n" + smartTable(run.logPage, style);
+    out += "  " + style.texts.say("smart.vendor_log") + "\n" + smartTable(run.logPage, style);
   }
   return out;
 }
 
 std::string historyText(const std::vector<HistoryRecord>& records, const TextStyle& style) {
   if (records.empty()) {
-    return "No results were kept; --record keeps those of a run.\n";
+    return style.texts.say("history.empty") + "\n";
   }
   std::string out;
   for (const HistoryRecord& record : records) {
-    std::string word = record.outcome;
-    std::replace(word.begin(), word.end(), '_', ' ');
+    const std::string word = style.texts.say("outcome." + record.outcome);
     std::string text = record.time + "  " + padded(capitals(word), kOutcomeColumns) + " " +
                        harmless(record.name) + ", " + harmless(record.model);
     if (!record.serial.empty()) {
@@ -308,15 +333,16 @@ std::string summaryText(const Session& session, const TextStyle& style) {
       (!session.tools.empty() && session.tools.front().isSmart)) {
     return out;
   }
-  std::string sentence = "Summary:";
+  std::string sentence = style.texts.say("summary.title");
   bool first = true;
   for (const auto& [outcome, count] : counts) {
-    sentence += (first ? " " : ", ") + std::to_string(count) + " " + outcomeText(outcome);
+    sentence +=
+        (first ? " " : ", ") + std::to_string(count) + " " + style.texts.say(outcomeKey(outcome));
     first = false;
   }
   const auto duration =
       std::chrono::duration_cast<std::chrono::seconds>(session.finished - session.started);
-  sentence += ", in " + durationText(duration);
+  sentence += style.texts.say("summary.time", {{"time", durationText(duration)}});
   out += "\n";
   out += coloured(wrapped(sentence, style.width, 2), colourOf(session.outcome()), style.colour);
   return out + "\n";
@@ -365,8 +391,9 @@ void TextReport::help(const std::string& text) { output_.write(text); }
 
 void TextReport::version(const std::string& program, const std::string& module,
                          const std::string& notice) {
-  output_.write("OstriaDiagnosticsCLI " + program + "\n" +
-                (module.empty() ? notice : "storage module, interface " + module) + "\n");
+  output_.write(
+      "OstriaDiagnosticsCLI " + program + "\n" +
+      (module.empty() ? notice : style_.texts.say("version.module", {{"version", module}})) + "\n");
 }
 
 }  // namespace ostria::host

@@ -6,13 +6,15 @@
 #include "host/cli/terminal.h"
 #include "host/core/model/results.h"
 #include "host/core/report/output_format.h"
+#include "host/core/texts/texts.h"
 
 namespace ostria::host {
 
-/// How text for people is laid out.
+/// How text for people is laid out, and in which words.
 struct TextStyle {
   std::size_t width = 0;  ///< columns; 0: no limit
   bool colour = false;
+  const Texts& texts;
 };
 
 /// The output that a user gets without asking for another.

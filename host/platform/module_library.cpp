@@ -9,7 +9,7 @@ OrUsageError<std::unique_ptr<ModuleLibrary>> ModuleLibrary::load(const std::stri
   std::string reason;
   void* library = openLibrary(path, reason);
   if (library == nullptr) {
-    return UsageError{"The module cannot be loaded: " + reason + "."};
+    return UsageError{"module.not_loaded", {{"reason", reason}}};
   }
   std::unique_ptr<ModuleLibrary> loaded(new ModuleLibrary);
   const auto instance = reinterpret_cast<storage::ModuleInterface* (*)()>(
@@ -19,13 +19,13 @@ OrUsageError<std::unique_ptr<ModuleLibrary>> ModuleLibrary::load(const std::stri
   const auto release =
       reinterpret_cast<void (*)()>(libraryFunction(library, "ReleaseModuleInterfaceInstance"));
   if (instance == nullptr || version == nullptr || release == nullptr) {
-    return UsageError{path + " is no module: its entry points are missing."};
+    return UsageError{"module.no_module", {{"file", path}}};
   }
   loaded->version_ = version();
   loaded->module_ = instance();
   if (loaded->module_ == nullptr || loaded->module_->resource() == nullptr ||
       loaded->module_->componentManager() == nullptr) {
-    return UsageError{"The module " + path + " could not be set up."};
+    return UsageError{"module.no_setup", {{"file", path}}};
   }
   loaded->release_ = release;
   return loaded;

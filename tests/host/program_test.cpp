@@ -173,7 +173,7 @@ TEST(ProgramTest, ReportEscapesWhatADriveCallsItself) {
   std::filesystem::remove(path);
 }
 
-TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreTold) {
+TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreReported) {
   Program program(OSTRIA_FAKE_DIR, onFake({"-Qs,m", "0", "1"}));
   ASSERT_TRUE(program.waitFor("started"));
   program.interrupt();
@@ -182,7 +182,7 @@ TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreTold) {
   ASSERT_TRUE(program.waitFor("Still waiting"));
   EXPECT_EQ(program.finish(), 4);
   EXPECT_THAT(program.output, HasSubstr("Stopped by the user."));
-  EXPECT_THAT(program.output, HasSubstr("3 tests were stopped before the beginning."));
+  EXPECT_THAT(program.output, HasSubstr("3 tests did not start."));
 }
 
 TEST(ProgramTest, ClosedOutputEndsTheRun) {
@@ -193,22 +193,22 @@ TEST(ProgramTest, ClosedOutputEndsTheRun) {
   EXPECT_THAT(program.errors, HasSubstr("Nobody reads the output any more"));
 }
 
-// What is lost is told, and the exit code says that it is lost. A program without a standard output
-// must not write its text to the next file that it opens.
+// What is lost is reported, and the exit code says that it is lost. A program without a standard
+// output must not write its text to the next file that it opens.
 TEST(ProgramTest, OutputThatCannotBeWrittenIsNoSuccess) {
   const auto shell = [](const std::string& command) {
     const int status = std::system(
         (OSTRIA_FAKE_DIR "/OstriaDiagnosticsCLI --virtual -Mstorage " + command).c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   };
-  const std::string told = testing::TempDir() + "told.txt";
-  EXPECT_EQ(shell("--json >/dev/full 2>" + told), 6);
-  std::ifstream file(told);
+  const std::string report = testing::TempDir() + "lost.txt";
+  EXPECT_EQ(shell("--json >/dev/full 2>" + report), 6);
+  std::ifstream file(report);
   std::string sentence;
   std::getline(file, sentence);
   EXPECT_THAT(sentence, HasSubstr("The output cannot be written: No space left on device."));
   EXPECT_EQ(shell("-Qm 0 <&- >&- 2>&-"), 0);
-  std::filesystem::remove(told);
+  std::filesystem::remove(report);
 }
 
 TEST(ProgramTest, NarrowTerminalIsNeverOverrun) {
@@ -262,12 +262,12 @@ TEST(ProgramTest, RecordedRunsAreTheHistory) {
   std::filesystem::remove_all(folder);
 }
 
-TEST(ProgramTest, SettingsThatATestRefusesNameTheirPlace) {
+TEST(ProgramTest, SettingsThatATestRefusesAreNamed) {
   const std::string path = testing::TempDir() + "refused.ini";
   std::ofstream(path) << "[STORAGE]\nSEC_NUM=x\n";
   const Ended ended = run({"-Qm", "--config", path});
   EXPECT_EQ(ended.code, 2);
-  EXPECT_THAT(ended.errors, HasSubstr("section STORAGE, key SEC_NUM"));
+  EXPECT_THAT(ended.errors, HasSubstr("section [STORAGE], key SEC_NUM"));
   EXPECT_THAT(ended.errors, HasSubstr("1115"));
   std::filesystem::remove(path);
 }

@@ -1,3 +1,5 @@
+// Copies the tables of a module. The names on the command line are the module's own, so a new test
+// needs nothing here.
 #include "host/core/model/module_catalogue.h"
 
 namespace ostria::host {

@@ -1,3 +1,4 @@
+// The diagnostics, tests and tools of a module.
 #pragma once
 
 #include <string>

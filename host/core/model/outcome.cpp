@@ -1,3 +1,4 @@
+// The outcomes by their exit codes, and which of two counts.
 #include "host/core/model/outcome.h"
 
 #include <array>
@@ -8,18 +9,18 @@ namespace {
 struct Row {
   ExitCode code;
   int weight;
-  const char* text;
+  const char* key;
   const char* word;
 };
 
 constexpr std::array<Row, 7> kRows = {{
-    {ExitCode::Passed, 0, "passed", "passed"},
-    {ExitCode::Failed, 5, "failed", "failed"},
-    {ExitCode::Usage, 6, "usage", "usage"},
-    {ExitCode::NotPerformed, 1, "not performed", "not_performed"},
-    {ExitCode::Stopped, 4, "stopped", "stopped"},
-    {ExitCode::Warning, 2, "warning", "warning"},
-    {ExitCode::CouldNotStart, 3, "could not start", "could_not_start"},
+    {ExitCode::Passed, 0, "outcome.passed", "passed"},
+    {ExitCode::Failed, 5, "outcome.failed", "failed"},
+    {ExitCode::Usage, 6, "outcome.usage", "usage"},
+    {ExitCode::NotPerformed, 1, "outcome.not_performed", "not_performed"},
+    {ExitCode::Stopped, 4, "outcome.stopped", "stopped"},
+    {ExitCode::Warning, 2, "outcome.warning", "warning"},
+    {ExitCode::CouldNotStart, 3, "outcome.could_not_start", "could_not_start"},
 }};
 
 const Row& rowOf(ExitCode code) { return kRows[static_cast<std::size_t>(code)]; }
@@ -46,7 +47,7 @@ ExitCode exitCodeOf(storage::TestResult result) {
 
 ExitCode worse(ExitCode a, ExitCode b) { return rowOf(a).weight >= rowOf(b).weight ? a : b; }
 
-const char* outcomeText(ExitCode code) { return rowOf(code).text; }
+const char* outcomeKey(ExitCode code) { return rowOf(code).key; }
 
 const char* outcomeWord(ExitCode code) { return rowOf(code).word; }
 

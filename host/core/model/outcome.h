@@ -1,3 +1,4 @@
+// The outcomes of runs and the exit codes of the program.
 #pragma once
 
 #include "ostria/storage/test.h"
@@ -22,9 +23,9 @@ ExitCode exitCodeOf(storage::TestResult result);
 /// Usage stands above all.
 ExitCode worse(ExitCode a, ExitCode b);
 
-/// "passed", "failed", "not performed", "stopped", "warning", "could not start", "usage".
-const char* outcomeText(ExitCode code);
-/// The same as one lower-case word with underscores, for machine-readable output.
+/// Key of its text: "outcome.passed".
+const char* outcomeKey(ExitCode code);
+/// One lower-case word with underscores, for machine-readable output.
 const char* outcomeWord(ExitCode code);
 
 }  // namespace ostria::host

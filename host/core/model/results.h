@@ -1,3 +1,4 @@
+// The results of one call of the program, as every output shows them.
 #pragma once
 
 #include <chrono>

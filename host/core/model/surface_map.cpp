@@ -1,3 +1,4 @@
+// Where bad sectors lie on a map of the disk. Products of sectors and cells go beyond 64 bits.
 #include "host/core/model/surface_map.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The map of a surface: cells, and the sectors that they stand for.
 #pragma once
 
 #include <cstdint>

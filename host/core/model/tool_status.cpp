@@ -11,20 +11,20 @@ namespace {
 struct StatusRow {
   int status;
   ExitCode outcome;
-  const char* text;
+  const char* key;
 };
 
 constexpr std::array<StatusRow, 10> kStatusRows = {{
-    {0, ExitCode::Passed, "nothing found"},
-    {2, ExitCode::Stopped, "the device rejected a read"},
-    {3, ExitCode::NotPerformed, "will be checked at the next start"},
-    {4, ExitCode::CouldNotStart, "the check could not be scheduled"},
-    {6, ExitCode::CouldNotStart, "could not run"},
-    {8, ExitCode::Stopped, "stopped, or the device no longer answers"},
-    {9, ExitCode::Failed, "bad sectors were found"},
-    {10, ExitCode::Failed, "bad sectors were found that could not be repaired"},
-    {13, ExitCode::Stopped, "stopped by a system event"},
-    {14, ExitCode::Failed, "a read timed out"},
+    {0, ExitCode::Passed, "status.nothing_found"},
+    {2, ExitCode::Stopped, "status.rejected"},
+    {3, ExitCode::NotPerformed, "status.scheduled"},
+    {4, ExitCode::CouldNotStart, "status.not_scheduled"},
+    {6, ExitCode::CouldNotStart, "status.could_not_run"},
+    {8, ExitCode::Stopped, "status.stopped"},
+    {9, ExitCode::Failed, "status.bad_sectors"},
+    {10, ExitCode::Failed, "status.unrepaired"},
+    {13, ExitCode::Stopped, "status.system_event"},
+    {14, ExitCode::Failed, "status.timed_out"},
 }};
 
 const StatusRow* rowOf(int status) {
@@ -44,12 +44,12 @@ ExitCode outcomeOfStatus(int status, bool filesystem) {
   return row == nullptr ? ExitCode::CouldNotStart : row->outcome;
 }
 
-const char* statusText(int status, bool filesystem) {
+const char* statusKey(int status, bool filesystem) {
   if (filesystem && status == 9) {
-    return "errors were found and repaired";
+    return "status.errors_repaired";
   }
   const StatusRow* row = rowOf(status);
-  return row == nullptr ? "unknown status" : row->text;
+  return row == nullptr ? "status.unknown" : row->key;
 }
 
 }  // namespace ostria::host

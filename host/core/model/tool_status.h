@@ -9,7 +9,7 @@ namespace ostria::host {
 /// @param filesystem  the code is that of a check of a file system
 ExitCode outcomeOfStatus(int status, bool filesystem);
 
-/// The status in words; never null.
-const char* statusText(int status, bool filesystem);
+/// Key of the status in words; never null.
+const char* statusKey(int status, bool filesystem);
 
 }  // namespace ostria::host

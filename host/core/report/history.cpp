@@ -37,7 +37,7 @@ std::string lineOf(const HistoryRecord& record) {
 }  // namespace
 
 UsageError FileHistory::add(const std::vector<HistoryRecord>& records) {
-  const UsageError failed{"The results could not be kept in " + path_ + "."};
+  const UsageError failed{"file.results_unwritable", {{"file", path_}}};
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
   const auto lock = lock_(path_ + ".lock");
@@ -76,7 +76,7 @@ OrUsageError<std::vector<HistoryRecord>> FileHistory::read() const {
   }
   std::ifstream file(path_, std::ios::binary);
   if (!file) {
-    return UsageError{"The kept results in " + path_ + " cannot be read."};
+    return UsageError{"file.results_unreadable", {{"file", path_}}};
   }
   for (std::string line; std::getline(file, line);) {
     const json object = json::parse(line, nullptr, false);
@@ -95,7 +95,7 @@ OrUsageError<std::vector<HistoryRecord>> FileHistory::read() const {
   return records;
 }
 
-std::vector<HistoryRecord> recordsOf(const Session& session) {
+std::vector<HistoryRecord> recordsOf(const Session& session, const Texts& texts) {
   std::vector<HistoryRecord> records;
   const auto make = [&](std::uint32_t device, Clock::time_point time, ExitCode outcome) {
     HistoryRecord record;
@@ -129,7 +129,7 @@ std::vector<HistoryRecord> recordsOf(const Session& session) {
     HistoryRecord record = make(run.device, run.started, run.outcome);
     record.id = session.toolName + (session.operation.empty() ? "" : " " + session.operation);
     record.name = session.toolTitle;
-    record.text = run.status ? statusText(*run.status, false) : run.note;
+    record.text = run.status ? texts.say(statusKey(*run.status, false)) : run.note;
     records.push_back(std::move(record));
   }
   return records;

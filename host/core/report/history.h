@@ -6,6 +6,7 @@
 
 #include "host/core/file_lock.h"
 #include "host/core/model/results.h"
+#include "host/core/texts/texts.h"
 #include "host/core/user_error.h"
 
 namespace ostria::host {
@@ -49,6 +50,6 @@ class FileHistory final : public History {
 };
 
 /// What of a session is worth keeping: everything that began.
-std::vector<HistoryRecord> recordsOf(const Session& session);
+std::vector<HistoryRecord> recordsOf(const Session& session, const Texts& texts);
 
 }  // namespace ostria::host

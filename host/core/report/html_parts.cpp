@@ -1,3 +1,5 @@
+// Each function takes plain text and escapes it itself: nothing that a device reports reaches the
+// document in another way.
 #include "host/core/report/html_parts.h"
 
 #include <algorithm>
@@ -65,7 +67,9 @@ std::string badge(const std::string& word, const std::string& text) {
   return "<span class=\"badge " + word + "\">" + htmlEscaped(text) + "</span>";
 }
 
-std::string badge(ExitCode outcome) { return badge(outcomeWord(outcome), outcomeText(outcome)); }
+std::string badge(ExitCode outcome, const Texts& texts) {
+  return badge(outcomeWord(outcome), texts.say(outcomeKey(outcome)));
+}
 
 std::string headCell(const std::string& title, bool number) {
   return (number ? "<th class=\"number\">" : "<th>") + htmlEscaped(title) + "</th>";
@@ -82,14 +86,17 @@ std::string cell(const std::string& value, bool number) {
   return (number ? "<td class=\"number\">" : "<td>") + htmlEscaped(value) + "</td>";
 }
 
-std::string smartTableHtml(const std::vector<SmartRow>& rows) {
+std::string smartTableHtml(const std::vector<SmartRow>& rows, const Texts& texts) {
   const bool ata = std::any_of(rows.begin(), rows.end(),
                                [](const SmartRow& row) { return !row.threshold.empty(); });
   std::string html = "<div class=\"wide\"><table><thead><tr>";
-  html += ata ? "<th>ID</th><th>Attribute</th><th class=\"gauge\"></th>"
-                "<th class=\"number\">Value</th><th class=\"number\">Worst</th>"
-                "<th class=\"number\">Limit</th><th class=\"number\">Data</th>"
-              : "<th>Field</th><th class=\"gauge\"></th><th class=\"number\">Data</th>";
+  const std::string gauge = "<th class=\"gauge\"></th>";
+  html += ata ? headCell(texts.say("smart.id")) + headCell(texts.say("smart.attribute")) + gauge +
+                    headCell(texts.say("smart.value"), true) +
+                    headCell(texts.say("smart.worst"), true) +
+                    headCell(texts.say("smart.limit"), true)
+              : headCell(texts.say("smart.field")) + gauge;
+  html += headCell(texts.say("smart.data"), true);
   html += "</tr></thead><tbody>\n";
   for (const SmartRow& row : rows) {
     const bool bad = needsAttention(row, rows);
@@ -97,7 +104,8 @@ std::string smartTableHtml(const std::vector<SmartRow>& rows) {
     if (ata) {
       const int value = std::max(leadingNumber(row.value), 0);
       const int limit = std::max(leadingNumber(row.threshold), 0);
-      html += cell(row.id, true) + cell(row.name + (bad ? " (below limit)" : "")) +
+      html += cell(row.id, true) +
+              cell(row.name + (bad ? " (" + texts.say("smart.below_limit") + ")" : "")) +
               "<td class=\"gauge\">" +
               bar(static_cast<unsigned>(value), static_cast<unsigned>(limit), bad) + "</td>" +
               cell(row.value, true) + cell(row.worst, true) + cell(row.threshold, true) +
@@ -114,16 +122,16 @@ std::string smartTableHtml(const std::vector<SmartRow>& rows) {
 }
 
 std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t totalSectors,
-                           bool complete) {
+                           bool complete, const Texts& texts) {
   constexpr std::size_t kCells = kMapColumns * kMapRows;
   const std::string width = std::to_string(kMapColumns * kCell);
   const std::string height = std::to_string(kMapRows * kCell);
   const auto bad = badCells(ranges, totalSectors, kCells);
   const std::string fill = complete ? "good" : "unread";
-  std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"Map of the surface: " +
-                     std::to_string(bad.size()) + " of " + std::to_string(kCells) +
-                     " cells hold bad sectors\" viewBox=\"0 0 " + width + " " + height +
-                     "\"><defs><pattern id=\"" + fill +
+  std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"" +
+                     htmlEscaped(texts.say("map.label", {{"bad", std::to_string(bad.size())},
+                                                         {"cells", std::to_string(kCells)}})) +
+                     "\" viewBox=\"0 0 " + width + " " + height + "\"><defs><pattern id=\"" + fill +
                      "\" width=\"10\" height=\"10\" "
                      "patternUnits=\"userSpaceOnUse\"><rect width=\"9\" height=\"9\" "
                      "fill=\"" +
@@ -132,19 +140,20 @@ std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t
   for (const std::size_t index : bad) {
     const std::uint64_t first = firstSectorOf(index, totalSectors, kCells);
     const std::uint64_t next = firstSectorOf(index + 1, totalSectors, kCells);
-    html += "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
-            std::to_string(index / kMapColumns * kCell) +
-            "\" width=\"9\" height=\"9\" fill=\"#b3261e\" stroke=\"#1c2430\"><title>Sectors " +
-            std::to_string(first) + " to " + std::to_string(next == 0 ? 0 : next - 1) +
-            "</title></rect>\n";
+    html +=
+        "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
+        std::to_string(index / kMapColumns * kCell) +
+        "\" width=\"9\" height=\"9\" fill=\"#b3261e\" stroke=\"#1c2430\"><title>" +
+        htmlEscaped(texts.say("map.cell", {{"first", std::to_string(first)},
+                                           {"last", std::to_string(next == 0 ? 0 : next - 1)}})) +
+        "</title></rect>\n";
   }
-  html +=
-      "</svg><p class=\"soft\">From the first sector (top left) to the last (bottom right); "
-      "each cell stands for about " +
-      std::to_string(std::max<std::uint64_t>(totalSectors / kCells, 1)) +
-      " sectors. Red: bad sectors in it.";
+  html += "</svg><p class=\"soft\">" +
+          htmlEscaped(texts.say(
+              "map.legend",
+              {{"count", std::to_string(std::max<std::uint64_t>(totalSectors / kCells, 1))}}));
   if (!complete) {
-    html += " The run did not read the whole device, so nothing is known of the other cells.";
+    html += " " + htmlEscaped(texts.say("map.incomplete"));
   }
   return html + "</p>\n";
 }

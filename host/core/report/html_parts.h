@@ -1,3 +1,4 @@
+// The elements that the HTML report is made of.
 #pragma once
 
 #include <string>
@@ -6,6 +7,7 @@
 
 #include "host/core/model/results.h"
 #include "host/core/model/surface_map.h"
+#include "host/core/texts/texts.h"
 
 namespace ostria::host {
 
@@ -16,19 +18,19 @@ std::string htmlEscaped(std::string_view text);
 
 /// @param word  its class in the style sheet
 std::string badge(const std::string& word, const std::string& text);
-std::string badge(ExitCode outcome);
+std::string badge(ExitCode outcome, const Texts& texts);
 /// A row of a definition list, nothing when there is no value.
 std::string definition(const std::string& label, const std::string& value);
 std::string cell(const std::string& value, bool number = false);
 std::string headCell(const std::string& title, bool number = false);
 /// A message of the module: a paragraph, or a table when it is rows of cells.
 std::string messageHtml(const std::string& text);
-std::string smartTableHtml(const std::vector<SmartRow>& rows);
+std::string smartTableHtml(const std::vector<SmartRow>& rows, const Texts& texts);
 /// Sections of one title that follow each other share a table.
 std::string sectionsHtml(const std::vector<ShownSection>& sections);
 /// @param complete  whether everything outside of the ranges was read well
 std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t totalSectors,
-                           bool complete);
+                           bool complete, const Texts& texts);
 
 /// The number that the text begins with, -1 for none.
 int leadingNumber(const std::string& text);

@@ -37,16 +37,16 @@ bool readWholeSurface(const TestRun& run, std::size_t badBlocks) {
 
 class Report {
  public:
-  explicit Report(const Session& session) : session_(session) {}
+  Report(const Session& session, const Texts& texts) : session_(session), texts_(texts) {}
 
   std::string make() {
     html_ =
         "<!doctype html>\n<html lang=\"en\">\n<head><meta charset=\"utf-8\">\n"
         "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n"
         "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-        "style-src 'unsafe-inline'\">\n<title>Storage report, " +
-        htmlEscaped(session_.machine) + "</title>\n<style>" + kReportStyle +
-        "</style></head>\n<body><main>\n";
+        "style-src 'unsafe-inline'\">\n<title>" +
+        say("report.title") + ", " + htmlEscaped(session_.machine) + "</title>\n<style>" +
+        kReportStyle + "</style></head>\n<body><main>\n";
     machine();
     for (const DeviceInfo& device : session_.devices) {
       deviceSection(device);
@@ -62,20 +62,24 @@ class Report {
   }
 
   void machine() {
-    html_ += "<div class=\"head\"><h1>Storage report</h1>" +
-             (hasVerdicts() ? badge(session_.outcome()) : std::string()) + "</div>\n<section><dl>";
-    html_ += definition("Computer", session_.machine) + definition("System", session_.system);
-    html_ +=
-        definition("Begun", isoTime(session_.started)) +
-        definition("Ended", isoTime(session_.finished) + ", after " +
-                                durationText(secondsBetween(session_.started, session_.finished)));
-    html_ += definition("Module interface", session_.moduleVersion) + "</dl>\n";
+    html_ += "<div class=\"head\"><h1>" + say("report.title") + "</h1>" +
+             (hasVerdicts() ? badge(session_.outcome(), texts_) : std::string()) +
+             "</div>\n<section><dl>";
+    html_ += definition(texts_.say("report.computer"), session_.machine) +
+             definition(texts_.say("report.system"), session_.system);
+    html_ += definition(texts_.say("report.started"), isoTime(session_.started)) +
+             definition(texts_.say("report.finished"),
+                        texts_.say("report.finished_after",
+                                   {{"time", isoTime(session_.finished)},
+                                    {"duration", durationText(secondsBetween(
+                                                     session_.started, session_.finished))}}));
+    html_ += definition(texts_.say("report.module"), session_.moduleVersion) + "</dl>\n";
     for (const std::string& notice : session_.notices) {
       html_ += "<p>" + htmlEscaped(notice) + "</p>\n";
     }
-    html_ +=
-        "<div class=\"wide\"><table><thead><tr><th>Device</th><th>Result</th><th>Health</th>"
-        "</tr></thead><tbody>\n";
+    html_ += "<div class=\"wide\"><table><thead><tr>" + headCell(texts_.say("list.device")) +
+             headCell(texts_.say("report.result")) + headCell(texts_.say("report.health")) +
+             "</tr></thead><tbody>\n";
     for (const DeviceInfo& device : session_.devices) {
       const std::string number = std::to_string(device.index);
       html_ += "<tr><td><a href=\"#device-" + number + "\">" + number + ": " +
@@ -103,20 +107,20 @@ class Report {
       worst = worse(worst, run.outcome);
       any = true;
     }
-    return any ? badge(worst) : badge("not_performed", "not tested");
+    return any ? badge(worst, texts_) : badge("not_performed", texts_.say("report.not_tested"));
   }
 
-  static std::string health(const DeviceInfo& device) {
+  std::string health(const DeviceInfo& device) const {
     std::string text;
     for (const SmartRow& row : device.smart) {
       if (!needsAttention(row, device.smart)) {
         continue;
       }
-      text += text.empty() ? "Needs attention: " : ", ";
+      text += text.empty() ? texts_.say("report.attention") + " " : ", ";
       text += row.name + (row.threshold.empty() ? " " + row.data : std::string());
     }
     if (text.empty()) {
-      text = device.smartSupported ? "No SMART value beyond its limit" : "SMART not supported";
+      text = texts_.say(device.smartSupported ? "report.within_limits" : "report.no_smart");
     }
     if (device.temperatureCelsius) {
       text += ", " + std::to_string(*device.temperatureCelsius) + " °C";
@@ -125,10 +129,13 @@ class Report {
   }
 
   void deviceSection(const DeviceInfo& device) {
-    html_ += "<section id=\"device-" + std::to_string(device.index) +
-             "\"><div class=\"head\"><h2>Device " + std::to_string(device.index) + ": " +
-             htmlEscaped(device.name) + "</h2>" + verdict(device) + "</div>\n<dl>";
-    html_ += definition("Connection", device.connection + ", " + device.bus);
+    html_ +=
+        "<section id=\"device-" + std::to_string(device.index) + "\"><div class=\"head\"><h2>" +
+        htmlEscaped(texts_.say("device.title",
+                               {{"device", std::to_string(device.index)}, {"name", device.name}})) +
+        "</h2>" + verdict(device) + "</div>\n<dl>";
+    html_ += definition(texts_.say("list.connection"),
+                        texts_.say("connection." + device.connection) + ", " + device.bus);
     for (const ShownProperty& row : device.properties) {
       html_ += definition(row.label, row.value);
     }
@@ -137,10 +144,11 @@ class Report {
     maps(device);
     tools(device);
     if (!device.smart.empty()) {
-      html_ += "<h3>SMART</h3>\n" + smartTableHtml(device.smart);
+      html_ += "<h3>" + say("smart.title") + "</h3>\n" + smartTableHtml(device.smart, texts_);
     }
     if (!device.logPage.empty()) {
-      html_ += "<h3>Vendor log page</h3>\n" + smartTableHtml(device.logPage);
+      html_ +=
+          "<h3>" + say("smart.vendor_log") + "</h3>\n" + smartTableHtml(device.logPage, texts_);
     }
     html_ += sectionsHtml(device.sections);
     html_ += "</section>\n";
@@ -153,7 +161,8 @@ class Report {
         continue;
       }
       rows += "<tr><td>" +
-              (run.applicable ? badge(run.outcome) : badge("not_supported", "not supported")) +
+              (run.applicable ? badge(run.outcome, texts_)
+                              : badge("not_supported", texts_.say("tool.unsupported"))) +
               "</td><td><strong>" + htmlEscaped(run.test.name) + "</strong>";
       for (const auto& [key, value] : run.parameters) {
         rows += "<br><span class=\"soft\">" + htmlEscaped(key + "=" + value) + "</span>";
@@ -173,10 +182,10 @@ class Report {
     if (rows.empty()) {
       return;
     }
-    html_ +=
-        "<h3>Tests</h3>\n<div class=\"wide\"><table><thead><tr><th>Result</th><th>Test</th>"
-        "<th class=\"number\">Time</th></tr></thead><tbody>\n" +
-        rows + "</tbody></table></div>\n";
+    html_ += "<h3>" + say("report.tests") + "</h3>\n<div class=\"wide\"><table><thead><tr>" +
+             headCell(texts_.say("report.result")) + headCell(texts_.say("report.test")) +
+             headCell(texts_.say("report.time"), true) + "</tr></thead><tbody>\n" + rows +
+             "</tbody></table></div>\n";
   }
 
   void maps(const DeviceInfo& device) {
@@ -199,8 +208,8 @@ class Report {
       if (ranges.empty() && !complete) {
         continue;
       }
-      html_ += "<h3>Surface, " + htmlEscaped(run.test.name) + "</h3>\n" +
-               surfaceMapHtml(ranges, *device.logicalSectors, complete);
+      html_ += "<h3>" + say("report.surface") + ", " + htmlEscaped(run.test.name) + "</h3>\n" +
+               surfaceMapHtml(ranges, *device.logicalSectors, complete, texts_);
     }
     for (const ToolRun& run : session_.tools) {
       if (run.device != device.index || !run.hasSectors) {
@@ -210,8 +219,9 @@ class Report {
       for (const std::uint64_t sector : run.badSectors) {
         ranges.emplace_back(sector, sector);
       }
-      html_ += "<h3>Surface</h3>\n" + surfaceMapHtml(ranges, *device.logicalSectors,
-                                                     run.sectorsScanned >= *device.logicalSectors);
+      html_ += "<h3>" + say("report.surface") + "</h3>\n" +
+               surfaceMapHtml(ranges, *device.logicalSectors,
+                              run.sectorsScanned >= *device.logicalSectors, texts_);
     }
   }
 
@@ -220,21 +230,23 @@ class Report {
       if (run.device != device.index || (run.isSmart && run.outcome == ExitCode::Passed)) {
         continue;
       }
-      html_ += "<h3>" + htmlEscaped(session_.toolTitle) + "</h3>\n<p>" + badge(run.outcome) +
-               (run.status ? " " + std::string(statusText(*run.status, false)) : std::string()) +
-               "</p>\n";
+      html_ += "<h3>" + htmlEscaped(session_.toolTitle) + "</h3>\n<p>" +
+               badge(run.outcome, texts_) +
+               (run.status ? " " + say(statusKey(*run.status, false)) : std::string()) + "</p>\n";
       if (!run.note.empty()) {
         html_ += "<p>" + htmlEscaped(run.note) + "</p>\n";
       }
       if (run.hasSectors) {
-        html_ += "<dl>" + definition("Sectors read", std::to_string(run.sectorsScanned)) +
-                 definition("Bad sectors found", std::to_string(run.badSectorsFound)) +
-                 definition("Bad sectors repaired", std::to_string(run.badSectorsRepaired)) +
+        html_ += "<dl>" +
+                 definition(texts_.say("report.sectors_read"), std::to_string(run.sectorsScanned)) +
+                 definition(texts_.say("report.bad_sectors"), std::to_string(run.badSectorsFound)) +
+                 definition(texts_.say("report.repaired_sectors"),
+                            std::to_string(run.badSectorsRepaired)) +
                  "</dl>\n";
       }
       for (const PartitionResult& partition : run.partitions) {
-        html_ += "<p>" + badge(partition.outcome) + " " + htmlEscaped(partition.name) + ": " +
-                 statusText(partition.status, true) + "</p>\n";
+        html_ += "<p>" + badge(partition.outcome, texts_) + " " + htmlEscaped(partition.name) +
+                 ": " + say(statusKey(partition.status, true)) + "</p>\n";
         for (const std::string& note : partition.notes) {
           html_ += "<p>" + htmlEscaped(note) + "</p>\n";
         }
@@ -245,25 +257,29 @@ class Report {
     }
   }
 
+  std::string say(std::string_view key) const { return htmlEscaped(texts_.say(key)); }
+
   const Session& session_;
+  const Texts& texts_;
   std::string html_;
 };
 
 class HtmlOutput final : public OutputFormat {
  public:
-  explicit HtmlOutput(WriteText write) : write_(std::move(write)) {}
+  HtmlOutput(WriteText write, const Texts& texts) : write_(std::move(write)), texts_(texts) {}
   void begin(DocumentKind /*kind*/, const Session& session) override { session_ = &session; }
-  void end() override { write_(Report(*session_).make()); }
+  void end() override { write_(Report(*session_, texts_).make()); }
 
  private:
   WriteText write_;
+  const Texts& texts_;
   const Session* session_ = nullptr;
 };
 
 }  // namespace
 
-std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write) {
-  return std::make_unique<HtmlOutput>(std::move(write));
+std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write, const Texts& texts) {
+  return std::make_unique<HtmlOutput>(std::move(write), texts);
 }
 
 }  // namespace ostria::host

@@ -1,3 +1,4 @@
+// The style sheet of the HTML report.
 #pragma once
 
 namespace ostria::host {

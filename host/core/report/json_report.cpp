@@ -162,7 +162,7 @@ Json runJson(const TestRun& run) {
   return json;
 }
 
-Json toolJson(const ToolRun& run, const Session& session) {
+Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
   Json json;
   json["device_index"] = run.device;
   json["applicable"] = run.applicable;
@@ -170,7 +170,7 @@ Json toolJson(const ToolRun& run, const Session& session) {
                         ? outcomeWord(run.outcome)
                         : "not_supported";
   json["status"] = run.status ? Json(*run.status) : Json(nullptr);
-  json["status_text"] = run.status ? Json(statusText(*run.status, false)) : Json(nullptr);
+  json["status_text"] = run.status ? Json(texts.say(statusKey(*run.status, false))) : Json(nullptr);
   putTimes(json, run.started, run.finished);
   json["note"] = textOrNull(run.note);
   if (run.hasSectors) {
@@ -187,7 +187,7 @@ Json toolJson(const ToolRun& run, const Session& session) {
       json["partitions"].push_back({{"name", partition.name},
                                     {"outcome", outcomeWord(partition.outcome)},
                                     {"status", partition.status},
-                                    {"status_text", statusText(partition.status, true)},
+                                    {"status_text", texts.say(statusKey(partition.status, true))},
                                     {"report", partition.report},
                                     {"notes", partition.notes}});
     }
@@ -214,7 +214,7 @@ std::string detailsJson(const Session& session) {
   return dumped(json);
 }
 
-std::string sessionJson(const Session& session) {
+std::string sessionJson(const Session& session, const Texts& texts) {
   const bool tool = !session.toolName.empty();
   Json json = document(tool ? "tool_run" : "test_run", session);
   json["outcome"] = outcomeWord(session.outcome());
@@ -225,7 +225,7 @@ std::string sessionJson(const Session& session) {
     json["operation"] = textOrNull(session.operation);
     json["tool_runs"] = Json::array();
     for (const ToolRun& run : session.tools) {
-      json["tool_runs"].push_back(toolJson(run, session));
+      json["tool_runs"].push_back(toolJson(run, session, texts));
     }
   } else {
     json["test_runs"] = Json::array();
@@ -277,7 +277,7 @@ std::string errorJson(const std::string& sentence, ExitCode code) {
 
 class JsonOutput final : public OutputFormat {
  public:
-  explicit JsonOutput(WriteText write) : write_(std::move(write)) {}
+  JsonOutput(WriteText write, const Texts& texts) : write_(std::move(write)), texts_(texts) {}
 
   void begin(DocumentKind kind, const Session& session) override {
     kind_ = kind;
@@ -290,7 +290,7 @@ class JsonOutput final : public OutputFormat {
       case DocumentKind::Details:
         return write_(detailsJson(*session_));
       case DocumentKind::Run:
-        return write_(sessionJson(*session_));
+        return write_(sessionJson(*session_, texts_));
     }
   }
   void history(const std::vector<HistoryRecord>& records) override { write_(historyJson(records)); }
@@ -305,14 +305,15 @@ class JsonOutput final : public OutputFormat {
 
  private:
   WriteText write_;
+  const Texts& texts_;
   DocumentKind kind_ = DocumentKind::List;
   const Session* session_ = nullptr;
 };
 
 }  // namespace
 
-std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write) {
-  return std::make_unique<JsonOutput>(std::move(write));
+std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write, const Texts& texts) {
+  return std::make_unique<JsonOutput>(std::move(write), texts);
 }
 
 }  // namespace ostria::host

@@ -6,19 +6,20 @@
 #include <string_view>
 
 #include "host/core/report/output_format.h"
+#include "host/core/texts/texts.h"
 
 namespace ostria::host {
 
 /// One JSON document, docs/output.schema.json.
-std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write);
+std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write, const Texts& texts);
 /// One HTML file that needs nothing beside it: the machine, each device with its identity, state,
 /// SMART data, verdicts and a map of its surface where one was scanned.
-std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write);
+std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write, const Texts& texts);
 
 struct OutputFormatRow {
   std::string_view option;  ///< on the command line, behind "--"
   bool toFile;              ///< the option takes a file; otherwise it replaces the plain text
-  std::unique_ptr<OutputFormat> (*make)(WriteText write);
+  std::unique_ptr<OutputFormat> (*make)(WriteText write, const Texts& texts);
 };
 
 inline constexpr OutputFormatRow kOutputFormats[] = {

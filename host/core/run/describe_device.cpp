@@ -1,3 +1,5 @@
+// A device as the outputs show it, from the properties of the module. Numbers come as text with a
+// unit behind them.
 #include "host/core/run/describe_device.h"
 
 #include <charconv>

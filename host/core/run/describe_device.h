@@ -1,3 +1,4 @@
+// Copies what the module says about a device.
 #pragma once
 
 #include "host/core/model/module_catalogue.h"

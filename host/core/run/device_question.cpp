@@ -4,15 +4,16 @@
 
 namespace ostria::host {
 
-std::string deviceForQuestion(const DeviceInfo& device) {
+std::string deviceForQuestion(const DeviceInfo& device, const Texts& texts) {
   std::string text = device.model.empty() ? device.id : device.model;
-  return text + ", serial number " + (device.serial.empty() ? "unknown" : device.serial);
+  return texts.say(
+      "question.device",
+      {{"model", text},
+       {"serial", device.serial.empty() ? texts.say("question.no_serial") : device.serial}});
 }
 
-std::string refusalNote(Answer answer) {
-  return answer == Answer::No
-             ? "Declined."
-             : "It changes the device and nobody could be asked; --assume yes allows it.";
+const char* refusalKey(Answer answer) {
+  return answer == Answer::No ? "note.declined" : "note.nobody_to_ask";
 }
 
 }  // namespace ostria::host

@@ -9,9 +9,9 @@
 namespace ostria::host {
 
 /// "MODEL, serial number SERIAL": how a question names a device.
-std::string deviceForQuestion(const DeviceInfo& device);
+std::string deviceForQuestion(const DeviceInfo& device, const Texts& texts);
 
-/// Why something that needs an answer did not take place.
-std::string refusalNote(Answer answer);
+/// Key of the note why something that needs an answer did not take place.
+const char* refusalKey(Answer answer);
 
 }  // namespace ostria::host

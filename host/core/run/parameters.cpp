@@ -54,13 +54,14 @@ UsageError checkParameters(const Selection& selection, const Catalogue& catalogu
       unknown = unknown || issue.kind == ParameterIssue::UnknownParameter;
     }
     if (unknown) {
-      sentence += " (known are";
+      std::string keys;
       for (const TestParameter& known : entry.test->parameters()) {
-        sentence += " " + known.key;
+        keys += (keys.empty() ? "" : " ") + known.key;
       }
-      sentence += ")";
+      sentence += " " + texts.say("usage.known_parameters", {{"keys", keys}});
     }
-    return {sentence + (sentence.back() == '.' ? "" : ".")};
+    return {"usage.parameter_refused",
+            {{"sentence", sentence + (sentence.back() == '.' ? "" : ".")}}};
   }
   return {};
 }

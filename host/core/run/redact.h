@@ -1,3 +1,4 @@
+// Masking of serial numbers.
 #pragma once
 
 #include <string>

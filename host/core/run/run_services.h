@@ -25,7 +25,7 @@ class ProgressSink {
   /// @param key      as the module composed it, may be empty
   /// @param text     the same in the user's language
   virtual void update(std::uint8_t percent, const std::string& key, const std::string& text) = 0;
-  virtual void end(const std::string& outcome) = 0;
+  virtual void end(ExitCode outcome) = 0;
 };
 
 enum class Answer { Yes, No, Nobody };

@@ -16,8 +16,6 @@ using storage::TestResult;
 // The test that writes to the volumes of a device.
 constexpr storage::Identifier kWriteTest{1, 2, 12};
 
-constexpr const char* kStoppedByUser = "Stopped by the user.";
-
 class TestRunner {
  public:
   TestRunner(const Selection& selection, const Catalogue& catalogue, const RunServices& services,
@@ -54,15 +52,16 @@ class TestRunner {
         continue;
       }
       session_.unperformed = true;
-      session_.notices.push_back("No device here supports the test \"" +
-                                 services_.texts.text(entry(selection_.tests[i]).nameKey) + "\".");
+      session_.notices.push_back(services_.texts.say(
+          "notice.test_unsupported",
+          {{"test", services_.texts.text(entry(selection_.tests[i]).nameKey)}}));
     }
     const auto waiting = std::count_if(session_.tests.begin(), session_.tests.end(),
                                        [](const TestRun& run) { return !run.begun; });
     if (waiting > 0) {
-      session_.notices.push_back(std::to_string(waiting) +
-                                 (waiting == 1 ? " test was" : " tests were") +
-                                 " stopped before the beginning.");
+      session_.notices.push_back(
+          services_.texts.say(waiting == 1 ? "notice.test_not_begun" : "notice.tests_not_begun",
+                              {{"count", std::to_string(waiting)}}));
     }
   }
 
@@ -85,7 +84,7 @@ class TestRunner {
     run.started = Clock::now();
     if (services_.abort.isAbortRequested()) {
       run.outcome = ExitCode::Stopped;
-      run.note = "Stopped before it began.";
+      run.note = services_.texts.say("note.not_begun");
       run.begun = false;
     } else if (!applicable) {
       askForReason(*test.test, component, run);
@@ -106,9 +105,7 @@ class TestRunner {
       run.messages = context.messages();
     }
     if (run.messages.empty()) {
-      run.note =
-          "The module does not offer this test for this device, or it is switched off in the "
-          "configuration.";
+      run.note = services_.texts.say("note.not_offered");
     }
   }
 
@@ -116,16 +113,17 @@ class TestRunner {
     if (test.id != kWriteTest) {
       return true;
     }
-    const Answer answer = services_.asker.ask(
-        services_.texts.text(test.nameKey) + " writes to the volumes of device " +
-        std::to_string(device.index) + " (" + deviceForQuestion(device) + "). " +
-        services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT") + ". Go on?");
+    const Answer answer = services_.asker.ask(services_.texts.say(
+        "question.write_test", {{"test", services_.texts.text(test.nameKey)},
+                                {"device", std::to_string(device.index)},
+                                {"name", deviceForQuestion(device, services_.texts)},
+                                {"alert", services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT")}}));
     if (answer == Answer::Yes) {
       return true;
     }
     const bool stopped = services_.abort.isAbortRequested();
     run.outcome = stopped ? ExitCode::Stopped : ExitCode::NotPerformed;
-    run.note = stopped ? kStoppedByUser : refusalNote(answer);
+    run.note = services_.texts.say(stopped ? "note.stopped_by_user" : refusalKey(answer));
     return false;
   }
 
@@ -135,32 +133,36 @@ class TestRunner {
     test.resetParameters();
     RunContext context(services_, component, parametersOf(test, choice.parameters), false,
                        run.test.id == kWriteTest);
-    services_.progress.begin("test", identifierText(run.test.id), device.index,
-                             "Device " + std::to_string(device.index) + ": " + run.test.name);
+    services_.progress.begin(
+        "test", identifierText(run.test.id), device.index,
+        services_.texts.say("progress.test",
+                            {{"device", std::to_string(device.index)}, {"name", run.test.name}}));
     run.outcome = exitCodeOf(test.run(&context));
     run.messages = context.messages();
-    services_.progress.end(outcomeText(run.outcome));
+    services_.progress.end(run.outcome);
     if (run.messages.empty()) {
-      run.note = noteFor(run.outcome, context);
+      const char* key = noteFor(run.outcome, context);
+      run.note = key != nullptr ? services_.texts.say(key) : std::string();
     }
   }
 
-  std::string noteFor(ExitCode outcome, const RunContext& context) const {
+  // The host's own note on a run that said nothing, null for none.
+  const char* noteFor(ExitCode outcome, const RunContext& context) const {
     switch (outcome) {
       case ExitCode::Stopped:
         if (services_.abort.isAbortRequested()) {
-          return kStoppedByUser;
+          return "note.stopped_by_user";
         }
-        return "The module stopped the test without giving a reason.";
+        return "note.module_stopped";
       case ExitCode::NotPerformed:
         if (context.wasAskedForInput() && !services_.asker.canAsk()) {
-          return "The test needs somebody who can answer questions: use a terminal, or --assume.";
+          return "note.needs_answers";
         }
-        return "The module gave no reason.";
+        return "note.no_reason";
       case ExitCode::CouldNotStart:
-        return "The device is gone or could not be reached.";
+        return "note.device_gone";
       default:
-        return {};
+        return nullptr;
     }
   }
 

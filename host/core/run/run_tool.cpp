@@ -101,7 +101,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     disconnect();
     if (session_.tools.empty()) {
       session_.unperformed = true;
-      session_.notices.push_back("No device here can be treated by this tool.");
+      session_.notices.push_back(services_.texts.say("notice.tool_unsupported"));
     }
   }
 
@@ -186,17 +186,21 @@ class ToolRunner final : public storage::ToolEventReceiver {
       }
       if (services_.abort.isAbortRequested()) {
         run_.outcome = ExitCode::Stopped;
-        run_.note = "Stopped before it began.";
+        run_.note = services_.texts.say("note.not_begun");
       } else if (!run_.applicable) {
-        run_.note = "The tool cannot treat this device.";
+        run_.note = services_.texts.say("note.tool_unsupported");
       } else if (mayTreat(device) && hasPartitions(*component)) {
         tool_.setDevices({component});
         services_.progress.begin(
             "tool", entry_.commandName, device.index,
-            "Device " + std::to_string(device.index) + ": " + session_.toolTitle +
-                (selection_.operation.empty() ? "" : " (" + selection_.operation + ")"));
+            services_.texts.say(
+                "progress.test",
+                {{"device", std::to_string(device.index)},
+                 {"name",
+                  session_.toolTitle +
+                      (selection_.operation.empty() ? "" : " (" + selection_.operation + ")")}}));
         tool_.run();
-        services_.progress.end(outcomeText(run_.outcome));
+        services_.progress.end(run_.outcome);
       }
       run_.finished = Clock::now();
       finish(run_);
@@ -207,12 +211,11 @@ class ToolRunner final : public storage::ToolEventReceiver {
     if (!changesDevice()) {
       return true;
     }
-    const std::string what =
-        isFilesystem() ? "Checking the file systems repairs what it finds on device "
-                       : "Repairing overwrites the unreadable sectors, whose content is lost, and "
-                         "takes the volumes off line meanwhile, on device ";
-    const Answer answer = services_.asker.ask(what + std::to_string(device.index) + " (" +
-                                              deviceForQuestion(device) + "). Go on?");
+
+    const Answer answer = services_.asker.ask(
+        services_.texts.say(isFilesystem() ? "question.filesystem" : "question.repair",
+                            {{"device", std::to_string(device.index)},
+                             {"name", deviceForQuestion(device, services_.texts)}}));
     if (answer == Answer::Yes) {
       return true;
     }
@@ -220,7 +223,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     if (stopped) {
       run_.outcome = ExitCode::Stopped;
     }
-    run_.note = stopped ? "Stopped by the user." : refusalNote(answer);
+    run_.note = services_.texts.say(stopped ? "note.stopped_by_user" : refusalKey(answer));
     return false;
   }
 
@@ -231,7 +234,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     const Values table = partitionTable(component);
     tool_.setParameter("partition_table" + component.id(), table);
     if (table.empty()) {
-      run_.note = "The device has no mounted volume to check.";
+      run_.note = services_.texts.say("note.no_volume");
     }
     return !table.empty();
   }
@@ -297,7 +300,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     redactRows(run_.smart, services_.redactor);
     redactRows(run_.logPage, services_.redactor);
     if (!available) {
-      run_.note = "The device gives no SMART data.";
+      run_.note = services_.texts.say("note.no_smart");
     }
   }
 

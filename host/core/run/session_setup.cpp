@@ -47,7 +47,7 @@ UsageError addLanguage(Texts& texts, const std::string& folder, const std::strin
 UsageError addTextFile(Texts& texts, const std::string& path) {
   const auto content = readFile(path);
   if (!content) {
-    return {"The text file " + path + " cannot be read."};
+    return {"file.texts_unreadable", {{"file", path}}};
   }
   return texts.add(*content, path);
 }
@@ -59,7 +59,7 @@ UsageError applySettingsFile(const Catalogue& catalogue, const std::string& path
   }
   const auto content = readFile(path);
   if (!content) {
-    return {"The configuration file " + path + " cannot be read."};
+    return {"file.settings_unreadable", {{"file", path}}};
   }
   const auto settings = readConfiguration(*content, path);
   if (const auto* wrong = std::get_if<UsageError>(&settings)) {

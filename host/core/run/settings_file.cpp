@@ -1,3 +1,5 @@
+// The settings file. The module has a reader of its own for one key; this one is stricter, as a
+// mistake in a file that the user wrote is better said than passed over.
 #include "host/core/run/settings_file.h"
 
 #include <cctype>
@@ -40,53 +42,60 @@ OrUsageError<storage::ConfigurationMap> readConfiguration(std::string_view text,
     if (line.empty()) {
       continue;
     }
-    const std::string place = name + ", line " + std::to_string(number) + ": ";
+    const auto wrong = [&](const char* key, const std::string& what = {}) {
+      return UsageError{
+          key,
+          {{"file", name}, {"line", std::to_string(number)}, {"name", what}, {"section", section}}};
+    };
 
     if (line.front() == '[') {
       if (line.back() != ']') {
-        return UsageError{place + "the bracket of the section is not closed."};
+        return wrong("settings.open_bracket");
       }
       section = capitals(trimmed(line.substr(1, line.size() - 2)));
       if (section.empty()) {
-        return UsageError{place + "the section has no name."};
+        return wrong("settings.no_section_name");
       }
       if (!map.try_emplace(section).second) {
-        return UsageError{place + "the section " + section + " is there already."};
+        return wrong("settings.section_twice");
       }
       continue;
     }
     const std::size_t equals = line.find('=');
     if (equals == std::string_view::npos) {
-      return UsageError{place + "neither a [SECTION] nor KEY=VALUE."};
+      return wrong("settings.unknown_line");
     }
     const std::string key = capitals(trimmed(line.substr(0, equals)));
     const std::string_view value = trimmed(line.substr(equals + 1));
     if (key.empty()) {
-      return UsageError{place + "there is no key before the \"=\"."};
+      return wrong("settings.no_key");
     }
     if (value.empty()) {
-      return UsageError{place + "the key " + key + " has no value."};
+      return wrong("settings.no_value", key);
     }
     if (section.empty()) {
-      return UsageError{place + "the key " + key + " stands before any section."};
+      return wrong("settings.no_section", key);
     }
     if (!map[section].try_emplace(key, value).second) {
-      return UsageError{place + "the key " + key + " is there already in section " + section + "."};
+      return wrong("settings.key_twice", key);
     }
   }
   return map;
 }
 
 UsageError refusedSetting(const storage::ConfigurationError& error, const std::string& name) {
-  std::string reason = "its value cannot be used";
+  std::string key = "settings.refused";
   if (error.code == storage::ConfigurationError::NotANumber) {
-    reason = "its value is not a number";
+    key = "settings.not_a_number";
   }
   if (error.code == storage::ConfigurationError::OutOfRange) {
-    reason = "its value is outside the range that it allows";
+    key = "settings.out_of_range";
   }
-  return {name + ": section " + error.section + ", key " + error.key + ": " + reason + " (code " +
-          std::to_string(error.code) + ")."};
+  return {key,
+          {{"file", name},
+           {"section", error.section},
+           {"name", error.key},
+           {"code", std::to_string(error.code)}}};
 }
 
 }  // namespace ostria::host

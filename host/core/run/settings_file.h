@@ -1,3 +1,4 @@
+// The configuration file of the user.
 #pragma once
 
 #include <string>

@@ -1,3 +1,4 @@
+// The built-in texts.
 #pragma once
 
 #include <string_view>

@@ -1,3 +1,5 @@
+// Keys become text: by the file of texts, and where that has none by the form of the key itself, as
+// a module newer than this program may speak of things that it does not know.
 #include "host/core/texts/texts.h"
 
 #include <algorithm>
@@ -78,7 +80,7 @@ UsageError Texts::add(std::string_view content, const std::string& name) {
     }
     const std::size_t tab = line.find('\t');
     if (tab == 0 || tab == std::string_view::npos || tab + 1 == line.size()) {
-      return {name + ", line " + std::to_string(number) + ": a key, a tab and a text are wanted."};
+      return {"file.text_line", {{"file", name}, {"line", std::to_string(number)}}};
     }
     added.insert_or_assign(std::string(line.substr(0, tab)), std::string(line.substr(tab + 1)));
   }
@@ -91,6 +93,35 @@ UsageError Texts::add(std::string_view content, const std::string& name) {
 const std::string* Texts::find(std::string_view key) const {
   const auto row = rows_.find(key);
   return row == rows_.end() ? nullptr : &row->second;
+}
+
+std::string Texts::say(std::string_view key, const Arguments& arguments) const {
+  const std::string* found = find(key);
+  if (found == nullptr) {
+    return std::string(key);
+  }
+  // Only the text is searched for names: an argument may hold braces of a user or a device.
+  std::string out;
+  std::string_view rest = *found;
+  while (!rest.empty()) {
+    const std::size_t open = std::min(rest.find('{'), rest.size());
+    out += rest.substr(0, open);
+    rest.remove_prefix(open);
+    const std::size_t close = rest.find('}');
+    if (rest.empty() || close == std::string_view::npos) {
+      return out + std::string(rest);
+    }
+    const std::string_view name = rest.substr(1, close - 1);
+    const auto argument = std::find_if(arguments.begin(), arguments.end(),
+                                       [&](const auto& pair) { return pair.first == name; });
+    out += argument != arguments.end() ? argument->second : std::string(rest.substr(0, close + 1));
+    rest.remove_prefix(close + 1);
+  }
+  return out;
+}
+
+std::string Texts::say(const UsageError& error) const {
+  return error.isSet() ? say(error.key, error.arguments) : std::string();
 }
 
 std::string Texts::text(std::string_view key) const {

@@ -1,3 +1,4 @@
+// Everything that is said to a user, in the user's language.
 #pragma once
 
 #include <map>
@@ -8,8 +9,9 @@
 
 namespace ostria::host {
 
-/// Turns the message keys of a module into text for people. Starts with the English texts that are
-/// built into the program.
+/// Turns the message keys of a module, and those of the host itself, into text for people. The
+/// host's own begin with a small letter and have a dot: "usage.unknown_option". Starts with the
+/// English texts that are built into the program.
 class Texts {
  public:
   Texts();
@@ -18,7 +20,13 @@ class Texts {
   /// are there. `name` is used in the sentence about a wrong line; nothing is added then.
   UsageError add(std::string_view content, const std::string& name);
 
-  /// The text of one key; a key without a text is made readable by its own rule.
+  /// A sentence of the host's own: the text of its key with the arguments in place of the names in
+  /// braces. A text file may leave an argument away, and what it does not know stays as it is.
+  std::string say(std::string_view key, const Arguments& arguments = {}) const;
+  /// The sentence of an error; empty when nothing is wrong.
+  std::string say(const UsageError& error) const;
+
+  /// The text of one key of a module; a key without a text is made readable by its own rule.
   std::string text(std::string_view key) const;
   /// A key, or a message that a module put together from keys, numbers and other text; translated
   /// part by part.

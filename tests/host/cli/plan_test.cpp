@@ -70,59 +70,63 @@ TEST(PlanTest, PlansAreWhatTheArgumentsSay) {
   };
   for (const auto& [arguments, expected] : rows) {
     const auto plan = planOf(arguments);
-    ASSERT_TRUE(std::holds_alternative<Plan>(plan)) << std::get<UsageError>(plan).sentence;
+    ASSERT_TRUE(std::holds_alternative<Plan>(plan)) << Texts().say(std::get<UsageError>(plan));
     EXPECT_EQ(written(std::get<Plan>(plan)), expected);
   }
 }
 
 TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
+  const Texts texts;
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{}, "Nothing to do"},
-      {{"-Mdisplay"}, "no module \"display\""},
-      {{"-Mstorage", "-X"}, "no option -X"},
-      {{"-Mstorage", "--quik"}, "no option --quik"},
-      {{"-Mstorage", "-Qz"}, "-Q has no test \"z\"; --help"},
-      {{"-Mstorage", "-Ql"}, "that is a test of -E (--extended): -E\"l\"."},
-      {{"-Mstorage", "-Qm,"}, "has an empty place"},
+      {{"-Mdisplay"}, "Unknown module \"display\". The module is \"storage\"."},
+      {{"-Mstorage", "-X"}, "Unknown option: -X. See --help."},
+      {{"-Mstorage", "--quik"}, "Unknown option: --quik."},
+      {{"-Mstorage", "-Qz"}, "-Q has no test \"z\". See --help."},
+      {{"-Mstorage", "-Ql"}, "Did you mean -E\"l\" (--extended)?"},
+      {{"-Mstorage", "-Qm,"}, "Empty entry in test list \"m,\"."},
       {{"-Mstorage", "--quick="}, "names no test"},
       {{"-Mstorage", "-Qm(ERROR_LIMIT=1)"}, "takes no parameters"},
-      {{"-Mstorage", "-El(ERROR_LIMIT=1"}, "is not closed"},
-      {{"-Mstorage", "-El(ERROR_LIMIT=1(2)"}, "is not closed"},
+      {{"-Mstorage", "-El(ERROR_LIMIT=1"}, "Missing closing bracket after test \"l\"."},
+      {{"-Mstorage", "-El(ERROR_LIMIT=1(2)"}, "Missing closing bracket after test \"l\"."},
       {{"-Mstorage", "-El(ERROR_LIMIT)"}, "KEY=VALUE"},
-      {{"-Mstorage", "-El(ERROR_LIMIT=1)n"}, "comma is missing before \"n\""},
-      {{"-Mstorage", "-El()"}, "are empty"},
-      {{"-Mstorage", "-Qm", "-Qm"}, "given twice"},
-      {{"-Mstorage", "-Qm", "0", "0"}, "Device 0 is given twice"},
-      {{"-Mstorage", "-Q", "f,r"}, "directly behind -Q, without a blank: -Q\"f,r\""},
+      {{"-Mstorage", "-El(ERROR_LIMIT=1)n"}, "Missing comma before \"n\""},
+      {{"-Mstorage", "-El()"}, "Empty brackets after test \"l\"."},
+      {{"-Mstorage", "-Qm", "-Qm"}, "Duplicate test \"m\" of -Q."},
+      {{"-Mstorage", "-Qm", "0", "0"}, "Duplicate device 0."},
+      {{"-Mstorage", "-Q", "f,r"}, "follows -Q without a blank: -Qf,r."},
       {{"-Mstorage", "-Qm", "4294967296"}, "neither a device number"},
       {{"-Mstorage", "-Qm", "--", "-1"}, "\"-1\" is neither a device number"},
-      {{"-Mstorage", "0"}, "what to do with the devices"},
-      {{"-Mstorage", "--list", "0"}, "--list shows all devices"},
+      {{"-Mstorage", "0"}, "No action for the devices."},
+      {{"-Mstorage", "--list", "0"}, "--list takes no device numbers."},
       {{"-Mstorage", "scan", "0"}, "recover scan"},
-      {{"-Mstorage", "recover"}, "recover needs to know"},
-      {{"-Mstorage", "recover", "destroy"}, "cannot do \"destroy\""},
-      {{"-Mstorage", "recover", "repair"}, "name the device numbers"},
-      {{"-Mstorage", "-Qm", "smart"}, "Only one of"},
+      {{"-Mstorage", "recover"}, "recover needs an operation"},
+      {{"-Mstorage", "recover", "destroy"}, "Unknown operation \"destroy\"."},
+      {{"-Mstorage", "recover", "repair"},
+       "recover repair changes the device and needs device numbers."},
+      {{"-Mstorage", "-Qm", "smart"},
+       "--list, --show, --history, tests and tools exclude each other."},
       {{"-Mstorage", "--assume", "maybe"}, "yes or no"},
-      {{"-Mstorage", "--progress=bar"}, "--progress knows"},
+      {{"-Mstorage", "--progress=bar"}, "Unknown form of progress \"bar\"."},
       {{"-Mstorage", "--json=1"}, "--json takes no value"},
-      {{"-Mstorage", "--report"}, "--report needs a value"},
+      {{"-Mstorage", "--report"}, "--report needs a value."},
   };
   for (const auto& [arguments, expected] : rows) {
     const auto plan = planOf(arguments);
     ASSERT_TRUE(std::holds_alternative<UsageError>(plan)) << expected;
-    EXPECT_NE(std::get<UsageError>(plan).sentence.find(expected), std::string::npos)
-        << std::get<UsageError>(plan).sentence;
+    const std::string sentence = texts.say(std::get<UsageError>(plan));
+    EXPECT_NE(sentence.find(expected), std::string::npos) << sentence;
   }
 }
 
 TEST(PlanTest, DeviceNumbersAreCheckedAgainstTheList) {
+  const Texts texts;
   Selection selection;
   selection.devices = {1, 3};
-  EXPECT_EQ(checkDevices(selection, 4).sentence, "");
-  EXPECT_EQ(checkDevices(selection, 3).sentence, "There is no device 3; the devices are 0 to 2.");
-  EXPECT_EQ(checkDevices(selection, 0).sentence,
-            "There is no device 1; no storage device was found.");
+  EXPECT_EQ(texts.say(checkDevices(selection, 4)), "");
+  EXPECT_EQ(texts.say(checkDevices(selection, 3)), "Unknown device 3. The devices are 0 to 2.");
+  EXPECT_EQ(texts.say(checkDevices(selection, 0)),
+            "Unknown device 1. No storage device was found.");
 }
 
 }  // namespace

@@ -8,12 +8,13 @@ namespace ostria::host::test {
 namespace {
 
 TEST(ProgressLineTest, BarKeepsToTheWidth) {
+  const Texts texts;
   for (std::size_t width = 8; width < 120; ++width) {
     const std::string bar = barLine("Full Disk Scan Test, device 10", "Reading sector 123456789",
-                                    42, std::chrono::seconds(4000), width);
+                                    42, std::chrono::seconds(4000), width, texts);
     EXPECT_LE(columns(bar), width) << bar;
   }
-  const std::string bar = barLine("T", "", 50, std::chrono::seconds(60), 79);
+  const std::string bar = barLine("T", "", 50, std::chrono::seconds(60), 79, texts);
   EXPECT_NE(bar.find(" 50% 1:00, 1:00 left"), std::string::npos) << bar;
 }
 

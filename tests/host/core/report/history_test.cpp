@@ -15,15 +15,15 @@ TEST(HistoryTest, KeepsTheNewestRecordsAndPassesOverDamage) {
   std::filesystem::remove_all(folder);
   FileHistory history(folder + "/deep/results.jsonl", lockFile);
   EXPECT_TRUE(std::get<std::vector<HistoryRecord>>(history.read()).empty());
-  ASSERT_EQ(history.add({{"t", "m", "s", "1.1.1", "n", "passed", "a\nb\xff"}}).sentence, "");
+  ASSERT_FALSE(history.add({{"t", "m", "s", "1.1.1", "n", "passed", "a\nb\xff"}}).isSet());
   std::ofstream(folder + "/deep/results.jsonl", std::ios::app) << "broken\n[1]\n";
   std::vector<HistoryRecord> many(FileHistory::kMostRecords - 1);
   many.back().id = "last";
-  ASSERT_EQ(history.add(many).sentence, "");
+  ASSERT_FALSE(history.add(many).isSet());
   auto records = std::get<std::vector<HistoryRecord>>(history.read());
   ASSERT_EQ(records.size(), FileHistory::kMostRecords);
   EXPECT_EQ(records.front().text.substr(0, 3), "a\nb");
-  ASSERT_EQ(history.add({{}}).sentence, "");
+  ASSERT_FALSE(history.add({{}}).isSet());
   records = std::get<std::vector<HistoryRecord>>(history.read());
   ASSERT_EQ(records.size(), FileHistory::kMostRecords);
   EXPECT_EQ(records[records.size() - 2].id, "last");

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "host/core/texts/texts.h"
+
 namespace ostria::host::test {
 namespace {
 
-TEST(SettingsFileTest, SettingsAreReadAndMistakesHaveTheirPlace) {
+TEST(SettingsFileTest, SettingsAreReadAndMistakesHaveTheirLine) {
+  const Texts texts;
   const auto good = readConfiguration(
       "; of the host\n[storage]\r\nsec_num = 12 ; comment\nWHOLE_DISK_READ=1\n[Other]\n", "c.ini");
   ASSERT_TRUE(std::holds_alternative<storage::ConfigurationMap>(good));
@@ -13,21 +16,20 @@ TEST(SettingsFileTest, SettingsAreReadAndMistakesHaveTheirPlace) {
   EXPECT_EQ(map.at("STORAGE"),
             (std::map<std::string, std::string>{{"SEC_NUM", "12"}, {"WHOLE_DISK_READ", "1"}}));
   const std::vector<std::pair<const char*, const char*>> wrong = {
-      {"[A]\nB\n", "c.ini, line 2: neither a [SECTION] nor KEY=VALUE."},
-      {"[A\n", "c.ini, line 1: the bracket of the section is not closed."},
-      {"B=1\n", "c.ini, line 1: the key B stands before any section."},
-      {"[A]\nB=1\nb=2", "c.ini, line 3: the key B is there already in section A."},
-      {"[A]\n[a]", "c.ini, line 2: the section A is there already."},
-      {"[A]\nB= ;x", "c.ini, line 2: the key B has no value."},
+      {"[A]\nB\n", "c.ini, line 2: expected [SECTION] or KEY=VALUE."},
+      {"[A\n", "c.ini, line 1: missing closing bracket."},
+      {"B=1\n", "c.ini, line 1: key B before any section."},
+      {"[A]\nB=1\nb=2", "c.ini, line 3: duplicate key B in section [A]."},
+      {"[A]\n[a]", "c.ini, line 2: duplicate section [A]."},
+      {"[A]\nB= ;x", "c.ini, line 2: key B has no value."},
   };
   for (const auto& [text, sentence] : wrong) {
     const auto result = readConfiguration(text, "c.ini");
     ASSERT_TRUE(std::holds_alternative<UsageError>(result)) << sentence;
-    EXPECT_EQ(std::get<UsageError>(result).sentence, sentence);
+    EXPECT_EQ(texts.say(std::get<UsageError>(result)), sentence);
   }
-  EXPECT_EQ(refusedSetting({0, 1116, 0, "SEC_NUM", "STORAGE"}, "c.ini").sentence,
-            "c.ini: section STORAGE, key SEC_NUM: its value is outside the range that it allows "
-            "(code 1116).");
+  EXPECT_EQ(texts.say(refusedSetting({0, 1116, 0, "SEC_NUM", "STORAGE"}, "c.ini")),
+            "c.ini: section [STORAGE], key SEC_NUM: out of range (code 1116).");
 }
 
 }  // namespace

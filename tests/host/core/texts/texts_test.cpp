@@ -67,11 +67,16 @@ TEST(TextsTest, DeviceWordsAreNotTakenForKeys) {
 
 TEST(TextsTest, AnotherLanguageWinsAndABrokenFileChangesNothing) {
   Texts texts;
-  EXPECT_EQ(texts.add("# Deutsch\r\nMODEL\tModell\r\n", "de.txt").sentence, "");
+  EXPECT_FALSE(
+      texts
+          .add("# Deutsch\r\nMODEL\tModell\r\nusage.no_value\t{option}: kein Wert {x} {\r\n",
+               "de.txt")
+          .isSet());
+  EXPECT_EQ(texts.say("usage.no_value", {{"option", "--{x}"}}), "--{x}: kein Wert {x} {");
   EXPECT_EQ(texts.text("MODEL"), "Modell");
   EXPECT_EQ(texts.text("SERIAL"), "Serial number");
-  EXPECT_EQ(texts.add("MODEL\tx\nSERIAL\n", "de.txt").sentence,
-            "de.txt, line 2: a key, a tab and a text are wanted.");
+  EXPECT_EQ(texts.say(texts.add("MODEL\tx\nSERIAL\n", "de.txt")),
+            "de.txt, line 2: expected a key, a tab and a text.");
   EXPECT_EQ(texts.text("MODEL"), "Modell");
 }
 
@@ -111,6 +116,48 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
       }
     }
   }
+}
+
+// Every key of the host's own that stands in its sources has a text, and every text is used: a key
+// that is put together ("outcome." and a word) uses all keys of its beginning.
+TEST(TextsTest, EveryKeyOfTheHostHasATextAndEveryTextIsUsed) {
+  namespace fs = std::filesystem;
+  const fs::path root = storage::test::sourceFile("host");
+  std::set<std::string> known;
+  std::ifstream file(root / "core/texts/en.txt");
+  for (std::string line; std::getline(file, line);) {
+    const std::string key = line.substr(0, line.find('\t'));
+    if (key.find('.') != std::string::npos && key[0] >= 'a' && key[0] <= 'z') {
+      known.insert(key);
+    }
+  }
+  ASSERT_GT(known.size(), 150u);
+  std::set<std::string> rooms;
+  for (const std::string& key : known) {
+    rooms.insert(key.substr(0, key.find('.')));
+  }
+  std::set<std::string> unused = known;
+  const std::regex literal("\"([a-z]+)\\.([a-z_]*)\"");
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") {
+      continue;
+    }
+    std::ifstream source(entry.path());
+    std::stringstream content;
+    content << source.rdbuf();
+    const std::string text = content.str();
+    for (std::sregex_iterator it(text.begin(), text.end(), literal), end; it != end; ++it) {
+      const std::string key = (*it)[1].str() + "." + (*it)[2].str();
+      if (rooms.count((*it)[1]) == 0 || key == "config.ini") {
+        continue;
+      }
+      EXPECT_TRUE((*it)[2].length() == 0 || known.count(key) == 1) << key << " in " << entry.path();
+      std::erase_if(unused, [&](const std::string& row) {
+        return (*it)[2].length() == 0 ? row.starts_with(key) : row == key;
+      });
+    }
+  }
+  EXPECT_EQ(unused, std::set<std::string>());
 }
 
 }  // namespace
