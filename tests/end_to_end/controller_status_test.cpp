@@ -36,12 +36,12 @@ Verdict judge(ModuleBench& bench, std::uint32_t index) {
 
 TEST(ControllerStatusRoad, TheRegisterDecides) {
   ModuleBench bench(with(
-      kService,
-      {driveOf("nvme", "GOOD"),
-       driveOf("nvme", "FATAL", R"("nvme": {"registers": {"fatal": true}})"),
-       driveOf("nvme", "DEAF", R"("nvme": {"registers": {"readable": false}})"),
-       driveOf("nvme", "IDLE", R"("nvme": {"road": "mini_port", "registers": {"ready": false}})"),
-       driveOf("sata", "ATA")}));
+      kService, {driveOf("nvme", "GOOD"),
+                 driveOf("nvme", "FATAL", R"("nvme": {"registers": {"fatal": true}})"),
+                 driveOf("nvme", "DEAF", R"("nvme": {"registers": {"readable": false}})"),
+                 driveOf("nvme", "IDLE",
+                         R"("nvme": {"pass_through": "mini_port", "registers": {"ready": false}})"),
+                 driveOf("sata", "ATA")}));
   bench.scan(5);
   // Each drive's location is its own controller's: one verdict does not leak to its neighbours.
   const Verdict good = judge(bench, 0);

@@ -58,7 +58,7 @@ TEST(RaidMembers, ThatTheSystemShowsTooAreListedAsTheSystemsDisks) {
   for (const unsigned drive : {2u, 4u, 5u}) {
     machine["drives"][drive]["hidden"] = false;
   }
-  machine["drives"][5]["nvme"]["road"] = "intel_port";
+  machine["drives"][5]["nvme"]["pass_through"] = "intel_port";
   RaidBench bench(machine);
   bench.scan(10);
   for (const char* serial : {"RPC-MIR-01", "RPC-SAS-01", "RPC-NVM-01"}) {

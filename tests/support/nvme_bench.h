@@ -14,8 +14,8 @@
 
 namespace ostria::storage::testing {
 
-/// A road straight to a drive model, without an operating system on it. Carries a command whatever
-/// the controller makes of it, as the real roads do.
+/// A bridge straight to a drive model, without an operating system between. Carries a command
+/// whatever the controller makes of it, as the real ones do.
 class NvmeDriveBridge : public NvmeBridge {
  public:
   NvmeDriveBridge(virtual_pc::NvmeDrive& drive, virtual_pc::Clock& clock)
@@ -65,13 +65,13 @@ class NvmeBench {
     component->setBusKind(StorageBusKind::Nvme);
   }
 
-  /// Lets the road refuse a log from now on.
+  /// Lets the pass-through fail for a log from now on.
   void breakLog(std::uint8_t page) {
     virtual_pc::FaultRule rule;
     rule.command = std::uint8_t{2};
     rule.detail = page;
     rule.times = 0;
-    rule.action = virtual_pc::FaultAction::Transport;
+    rule.action = virtual_pc::TransportFault{};
     drive.faults().add(rule);
   }
 

@@ -22,9 +22,9 @@ class WatchedDrive {
 
   explicit WatchedDrive(virtual_pc::Drive& drive) {
     if (drive.ata) {
-      Before<virtual_pc::AtaTarget, virtual_pc::AtaExchange>::put(drive.ata, *this);
+      Before<virtual_pc::AtaDeviceModel, virtual_pc::AtaExchange>::put(drive.ata, *this);
     }
-    Before<virtual_pc::ScsiTarget, virtual_pc::ScsiExchange>::put(drive.scsi, *this);
+    Before<virtual_pc::ScsiDeviceModel, virtual_pc::ScsiExchange>::put(drive.scsi, *this);
   }
   WatchedDrive(const WatchedDrive&) = delete;
   WatchedDrive& operator=(const WatchedDrive&) = delete;

@@ -128,6 +128,24 @@ TEST(MachineFile, SaysWhatIsWrongWithRaidControllers) {
   }
 }
 
+TEST(MachineFile, FormerNamesOfKeysAreRead) {
+  const auto machine = [](const std::string& passThrough, const std::string& rows) {
+    return R"({"format": 1, ")" + rows + R"(": [{"class": "C"}], "drives": [
+        {"kind": "nvme", "model": "M", "size_sectors": 9, "nvme": {)" +
+           passThrough + "}}]}";
+  };
+  for (const auto& text : {machine(R"("road": "mini_port")", "management_rows"),
+                           machine(R"("pass_through": "mini_port")", "wmi_rows")}) {
+    MachineDescription out;
+    std::string error;
+    ASSERT_TRUE(parseMachine(text, &out, &error)) << error;
+    EXPECT_EQ(out.drives[0].nvme.passThrough, NvmePassThroughKind::MiniPort);
+    EXPECT_EQ(out.wmiRows.size(), 1u);
+  }
+  EXPECT_EQ(errorOf(machine(R"("road": "all", "pass_through": "all")", "wmi_rows")),
+            "drives[0].nvme.road: this is the former name of pass_through, which is there too.");
+}
+
 TEST(MachineFile, BuiltInMachineHasAllKindsOfDrives) {
   MachineDescription machine;
   std::string error;

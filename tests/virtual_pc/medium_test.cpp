@@ -108,9 +108,8 @@ TEST(VirtualMedium, BadSectorsOfEachKindFailAndHealAsTheyShould) {
 
 TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
   FaultPlan plan;
-  plan.add(
-      {.command = 0x25, .detail = {}, .occurrence = 2, .times = 2, .action = FaultAction::Hang});
-  plan.add({.command = 0xB0, .detail = 0xDA, .times = 0, .action = FaultAction::Vanish});
+  plan.add({.command = 0x25, .detail = {}, .occurrence = 2, .times = 2, .action = HangFault{}});
+  plan.add({.command = 0xB0, .detail = 0xDA, .times = 0, .action = VanishFault{}});
   std::string hits;
   for (int i = 0; i < 5; ++i) {
     hits += plan.take(0x25, 0) != nullptr ? 'x' : '.';
@@ -120,7 +119,7 @@ TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
   for (int i = 0; i < 3; ++i) {
     const FaultRule* rule = plan.take(0xB0, 0xDA);
     ASSERT_NE(rule, nullptr);
-    EXPECT_EQ(rule->action, FaultAction::Vanish);
+    EXPECT_TRUE(std::holds_alternative<VanishFault>(rule->action));
   }
 }
 

@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "virtual_pc/description/fault_rule.h"
+#include "virtual_pc/description/flaws.h"
 #include "virtual_pc/description/nvme_description.h"
 #include "virtual_pc/description/raid_description.h"
-#include "virtual_pc/drives/block_medium.h"
-#include "virtual_pc/drives/fault_plan.h"
 
 namespace ostria::virtual_pc {
 
@@ -133,7 +133,7 @@ struct DriveDescription {
   std::uint32_t sectorBytes = 512;
   std::uint32_t physicalSectorBytes = 512;
   bool solidState = false;
-  std::uint16_t rotationRate = 0;  ///< revolutions per minute, 0 not told
+  std::uint16_t rotationRate = 0;  ///< revolutions per minute, 0 not reported
   bool removable = false;
   MediumTiming timing;
   std::vector<BadSectors> badSectors;
@@ -152,14 +152,14 @@ struct DriveDescription {
   std::uint8_t temperature = 32;  ///< degrees Celsius
   std::uint16_t majorVersion = 0x01FC;
   std::uint16_t minorVersion = 0x0029;
-  std::string partNumber;                   ///< in the maker's log DFh; empty: no such log
+  std::string partNumber;                   ///< in the vendor log DFh; empty: no such log
   std::vector<IdentifyWord> identifyWords;  ///< words laid over the identify data
   SmartDescription smart;
   ScsiDescription scsi;
   NvmeDescription nvme;
 };
 
-/// A storage controller with its place on the PCI bus.
+/// A storage controller with its location on the PCI bus.
 struct ControllerDescription {
   std::string name;
   std::string hardwareId;   ///< for example PCI\VEN_8086&DEV_A352
@@ -200,8 +200,8 @@ struct CheckerDescription {
   std::uint32_t scheduleResult = 0;  ///< answer to the wish for a check at the next start
 };
 
-/// A row of the management service.
-struct ManagementRow {
+/// A row of the WMI service.
+struct WmiRow {
   std::string nameSpace = "ROOT\\CIMV2";
   std::string className;
   std::vector<std::pair<std::string, std::string>> values;
@@ -241,13 +241,13 @@ struct MachineDescription {
   std::vector<DriveDescription> drives;
   std::vector<VolumeDescription> volumes;
   std::string diskDriverVersion = "10.0.19041.3636";
-  std::vector<ManagementRow> managementRows;  ///< beside those that the machine makes itself
-  std::vector<RegistryValue> registry;        ///< beside those that the machine makes itself
+  std::vector<WmiRow> wmiRows;          ///< beside those that the machine makes itself
+  std::vector<RegistryValue> registry;  ///< beside those that the machine makes itself
   StorelibDescription storelib;
 };
 
 /// Reads a machine file.
-/// @param error  on failure one sentence that begins with the place in the file, for example
+/// @param error  on failure one sentence that begins with the location in the file, for example
 ///               "drives[2].smart.attributes[0].id: 300 is above 255."
 /// @return false on failure; `out` is then untouched
 bool parseMachine(std::string_view text, MachineDescription* out, std::string* error);

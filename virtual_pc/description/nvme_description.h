@@ -8,7 +8,7 @@
 namespace ostria::virtual_pc {
 
 /// The way to an NVMe controller that the system's driver for it offers.
-enum class NvmeRoad {
+enum class NvmePassThroughKind {
   IntelPort,     ///< the port takes requests with the signature "IntelNvm", by path
   MiniPort,      ///< the port takes requests with the signature "NvmeMini"
   StorageQuery,  ///< the disk answers protocol queries and protocol commands
@@ -25,7 +25,7 @@ struct NvmeRegisters {
 
 /// What only an NVMe drive has.
 struct NvmeDescription {
-  NvmeRoad road = NvmeRoad::StorageQuery;
+  NvmePassThroughKind passThrough = NvmePassThroughKind::StorageQuery;
   NvmeRegisters registers;
   std::uint8_t pathId = 0;  ///< by which the port knows the drive
   /// Where a broken driver says that the data of its answer begin.

@@ -51,14 +51,14 @@ struct NvmeTraits {
   /// Bytes written, in units of 10^9, that the drive is made for. Without one it has no endurance
   /// groups.
   std::optional<std::uint64_t> enduranceEstimate;
-  /// The maker's log DFh. Without one there is no such log.
+  /// The vendor log DFh. Without one there is no such log.
   std::optional<std::string> partNumber;
   std::uint16_t vendorCount = 0x2020;
   NvmeHealth health;
   std::vector<NvmeSelfTest> tests;  ///< routines that do not pass, or take their own time
   std::optional<std::uint8_t> runningSelfTest;
 
-  // What a broken controller would say, in place of the truth.
+  // What a broken controller would say, instead of the truth.
   std::optional<std::uint8_t> dataSizePower;  ///< LBADS
   std::optional<std::uint64_t> namespaceSize;
 };

@@ -11,7 +11,7 @@ namespace ostria::virtual_pc {
 
 /// An ATA drive (ATA8-ACS): identity, reading and writing, SMART, logs, power modes. A command that
 /// it does not know is aborted, as every drive does.
-class AtaDrive : public AtaTarget {
+class AtaDrive : public AtaDeviceModel {
  public:
   /// Clock and medium outlive the drive.
   AtaDrive(const DriveDescription& description, const Clock& clock, BlockMedium& medium);

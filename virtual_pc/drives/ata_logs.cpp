@@ -16,13 +16,13 @@ constexpr std::size_t kComprehensivePages = 2;
 constexpr std::size_t kExtendedErrorPages = 2;
 constexpr std::size_t kExtendedSelfTestPages = 2;
 
-/// Where the entries of a ring go: calls `place(slot, entry)` for each that still has a slot, and
+/// Where the entries of a ring go: calls `store(slot, entry)` for each that still has a slot, and
 /// gives the index of the newest, from 1; 0 when there is none.
-template <typename Entry, typename Place>
-std::size_t fillRing(const std::vector<Entry>& entries, std::size_t slots, Place place) {
+template <typename Entry, typename Store>
+std::size_t fillRing(const std::vector<Entry>& entries, std::size_t slots, Store store) {
   const std::size_t first = entries.size() > slots ? entries.size() - slots : 0;
   for (std::size_t i = first; i < entries.size(); ++i) {
-    place(i % slots, entries[i]);
+    store(i % slots, entries[i]);
   }
   return entries.empty() ? 0 : (entries.size() - 1) % slots + 1;
 }
@@ -126,8 +126,8 @@ std::vector<AtaPage> extendedSelfTestLog(const std::vector<SelfTestEntryDescript
   return log;
 }
 
-/// The maker's log with the part number of the spare part.
-std::vector<AtaPage> makerLog(const std::string& partNumber) {
+/// The vendor log with the part number of the spare part.
+std::vector<AtaPage> vendorLog(const std::string& partNumber) {
   std::vector<AtaPage> log(1);
   const std::string tag = "8S" + partNumber;
   std::copy_n("OST", 3, log[0].begin());
@@ -173,7 +173,7 @@ std::vector<AtaPage> AtaSmart::smartLog(std::uint8_t address) {
 }
 
 std::vector<AtaPage> AtaSmart::generalLog(std::uint8_t address) {
-  const bool maker = !partNumber_.empty();
+  const bool vendor = !partNumber_.empty();
   switch (address) {
     case 0: {
       std::vector<AtaPage> directory(1);
@@ -182,7 +182,7 @@ std::vector<AtaPage> AtaSmart::generalLog(std::uint8_t address) {
         storeLe16(&directory[0][6], kExtendedErrorPages);
         storeLe16(&directory[0][14], kExtendedSelfTestPages);
       }
-      if (maker) {
+      if (vendor) {
         storeLe16(&directory[0][2 * 0xDF], 1);
       }
       return directory;
@@ -198,8 +198,8 @@ std::vector<AtaPage> AtaSmart::generalLog(std::uint8_t address) {
       }
       return {};
     case 0xDF:
-      if (maker) {
-        return sealed(makerLog(partNumber_));
+      if (vendor) {
+        return sealed(vendorLog(partNumber_));
       }
       return {};
     default:

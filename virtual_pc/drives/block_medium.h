@@ -5,41 +5,10 @@
 #include <optional>
 #include <vector>
 
+#include "virtual_pc/description/flaws.h"
 #include "virtual_pc/drives/sector_store.h"
 
 namespace ostria::virtual_pc {
-
-enum class BadSectorKind {
-  Medium,     ///< unreadable: uncorrectable data
-  Interface,  ///< the transfer of this sector is broken: CRC error
-  Rejected,   ///< the drive refuses to touch this sector
-  Hang,       ///< the drive does not answer until the host gives up
-  Transient,  ///< unreadable the first few times, then readable
-  Slow,       ///< readable after a delay
-};
-
-/// What a write to a bad sector does.
-enum class WriteEffect {
-  Heals,  ///< the data is stored and the sector is good from then on
-  Stays,  ///< the write is accepted, and the sector reads as badly as before
-  Fails,  ///< the write fails in the way that a read does
-};
-
-/// A run of bad sectors with one kind.
-struct BadSectors {
-  std::uint64_t lba = 0;
-  std::uint64_t count = 1;
-  BadSectorKind kind = BadSectorKind::Medium;
-  WriteEffect onWrite = WriteEffect::Heals;
-  std::uint32_t failures = 1;           ///< transient: reads that fail before one succeeds
-  std::uint64_t delayMicroseconds = 0;  ///< slow: what one sector takes
-};
-
-/// Speed of the medium.
-struct MediumTiming {
-  std::uint64_t accessMicroseconds = 100;      ///< per command that is not sequential
-  std::uint64_t bytesPerSecond = 500'000'000;  ///< transfer rate, at least 1
-};
 
 enum class MediumOutcome { Good, MediumError, InterfaceError, Rejected, Hang, OutOfRange };
 
@@ -50,7 +19,7 @@ struct MediumAnswer {
   std::uint64_t durationMicroseconds = 0;  ///< `Never` for a hang
 };
 
-/// The sectors of a drive with their content, their bad places and the time that access takes.
+/// The sectors of a drive with their content, their flaws and the time that access takes.
 class BlockMedium {
  public:
   BlockMedium(std::uint64_t sectors, std::uint32_t sectorBytes, MediumTiming timing = {});
@@ -74,7 +43,7 @@ class BlockMedium {
   MediumAnswer verify(std::uint64_t lba, std::uint64_t count);
   MediumAnswer write(std::uint64_t lba, std::uint64_t count, const std::uint8_t* in);
 
-  /// Content as it lies on the medium, whatever ails it, without time or effect: for looking at it.
+  /// Raw content, ignores flaws; takes no time and has no effect.
   void peek(std::uint64_t lba, std::uint8_t* out) const { store_.read(lba, out); }
   void poke(std::uint64_t lba, const std::uint8_t* in) { store_.write(lba, in); }
 

@@ -1,10 +1,21 @@
 #include "virtual_pc/drives/device_model.h"
 
 #include <algorithm>
+#include <variant>
 
 #include "base/byte_order.h"
 
 namespace ostria::virtual_pc {
+
+namespace {
+
+/// What a rule does, if it is of that kind; null without a rule.
+template <typename Fault>
+const Fault* faultOf(const FaultRule* rule) {
+  return rule != nullptr ? std::get_if<Fault>(&rule->action) : nullptr;
+}
+
+}  // namespace
 
 void Exchange::answer(const std::uint8_t* bytes, std::size_t count) {
   transferred = std::min(count, data.size());
@@ -55,45 +66,46 @@ void ScsiExchange::failAt(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq,
   storage::storeBe32(&sense[3], static_cast<std::uint32_t>(lba));
 }
 
-bool TargetBase::admit(Exchange& exchange, const FaultRule* rule) {
+bool DeviceModel::admit(Exchange& exchange, const FaultRule* rule) {
   exchange.transferred = 0;
   exchange.durationMicroseconds = 0;
   exchange.delivery = Delivery::Answered;
-  if ((rule != nullptr) && rule->action == FaultAction::Vanish) {
+  if (faultOf<VanishFault>(rule) != nullptr) {
     gone_ = true;
   }
   if (gone_) {
     exchange.delivery = Delivery::Gone;
-  } else if ((rule != nullptr) && rule->action == FaultAction::Transport) {
-    exchange.delivery = Delivery::TransportError;
-    exchange.transportError = rule->first;
-  } else if ((rule != nullptr) && rule->action == FaultAction::Hang) {
-    exchange.durationMicroseconds = Never;
-  } else {
-    return true;
+    return false;
   }
-  return false;
+  if (const auto* transport = faultOf<TransportFault>(rule)) {
+    exchange.delivery = Delivery::TransportError;
+    exchange.transportError = transport->error;
+    return false;
+  }
+  if (faultOf<HangFault>(rule) != nullptr) {
+    exchange.durationMicroseconds = Never;
+    return false;
+  }
+  return true;
 }
 
-void TargetBase::spoil(Exchange& exchange, const FaultRule* rule) {
-  if (rule == nullptr) {
-    return;
-  }
-  if (rule->action == FaultAction::Slow && exchange.durationMicroseconds != Never) {
-    exchange.durationMicroseconds += std::uint64_t{rule->first} * 1000;
+void DeviceModel::injectFault(Exchange& exchange, const FaultRule* rule) {
+  const auto* slow = faultOf<SlowFault>(rule);
+  if (slow != nullptr && exchange.durationMicroseconds != Never) {
+    exchange.durationMicroseconds += std::uint64_t{slow->milliseconds} * 1000;
   }
   if (exchange.direction != DataDirection::In) {
     return;
   }
-  if (rule->action == FaultAction::Short) {
-    exchange.transferred = std::min<std::size_t>(exchange.transferred, rule->first);
+  if (const auto* cut = faultOf<ShortFault>(rule)) {
+    exchange.transferred = std::min<std::size_t>(exchange.transferred, cut->bytes);
   }
-  if (rule->action == FaultAction::Garbage) {
+  if (faultOf<GarbageFault>(rule) != nullptr) {
     faults_.fillGarbage(exchange.data.data(), exchange.transferred);
   }
 }
 
-void AtaTarget::execute(AtaExchange& exchange) {
+void AtaDeviceModel::execute(AtaExchange& exchange) {
   const FaultRule* rule =
       faults().take(exchange.in.command, storage::byteOf(exchange.in.features, 0));
   if (!admit(exchange, rule)) {
@@ -102,32 +114,31 @@ void AtaTarget::execute(AtaExchange& exchange) {
   exchange.out = exchange.in;
   exchange.out.features = 0;
   exchange.out.command = 0x50;
-  if ((rule != nullptr) && rule->action == FaultAction::DeviceError) {
-    exchange.out.features = storage::byteOf(rule->first, 0);
-    exchange.out.command = rule->second ? storage::byteOf(rule->second, 0) : 0x51;
+  if (const auto* fault = faultOf<AtaFault>(rule)) {
+    exchange.out.features = fault->error;
+    exchange.out.command = fault->status;
     return;
   }
   perform(exchange);
-  spoil(exchange, rule);
+  injectFault(exchange, rule);
 }
 
-void ScsiTarget::execute(ScsiExchange& exchange) {
+void ScsiDeviceModel::execute(ScsiExchange& exchange) {
   const FaultRule* rule = faults().take(exchange.cdb[0], exchange.cdb[2]);
   exchange.status = 0;
   exchange.sense.clear();
   if (!admit(exchange, rule)) {
     return;
   }
-  if ((rule != nullptr) && rule->action == FaultAction::DeviceError) {
-    exchange.fail(storage::byteOf(rule->first, 0), storage::byteOf(rule->second, 0),
-                  storage::byteOf(rule->third, 0));
+  if (const auto* fault = faultOf<SenseFault>(rule)) {
+    exchange.fail(fault->key, fault->asc, fault->ascq);
     return;
   }
   perform(exchange);
-  spoil(exchange, rule);
+  injectFault(exchange, rule);
 }
 
-void NvmeTarget::execute(NvmeExchange& exchange) {
+void NvmeDeviceModel::execute(NvmeExchange& exchange) {
   const FaultRule* rule = faults().take(exchange.opcode, storage::byteOf(exchange.cdw[0], 0));
   exchange.result = 0;
   exchange.statusType = 0;
@@ -135,13 +146,13 @@ void NvmeTarget::execute(NvmeExchange& exchange) {
   if (!admit(exchange, rule)) {
     return;
   }
-  if ((rule != nullptr) && rule->action == FaultAction::DeviceError) {
-    exchange.statusType = storage::byteOf(rule->first, 0);
-    exchange.statusCode = storage::byteOf(rule->second, 0);
+  if (const auto* fault = faultOf<NvmeFault>(rule)) {
+    exchange.statusType = fault->type;
+    exchange.statusCode = fault->code;
     return;
   }
   perform(exchange);
-  spoil(exchange, rule);
+  injectFault(exchange, rule);
 }
 
 }  // namespace ostria::virtual_pc

@@ -80,8 +80,8 @@ struct NvmeExchange : Exchange {
   std::uint8_t statusCode = 0;         ///< status code; 0 with type 0 is success
 };
 
-/// State that every target has: whether it is still there, and its planned faults.
-class TargetBase {
+/// State that every device model has: whether it is still there, and its planned faults.
+class DeviceModel {
  public:
   bool gone() const { return gone_; }
   void vanish() { gone_ = true; }
@@ -89,12 +89,12 @@ class TargetBase {
   FaultPlan& faults() { return faults_; }
 
  protected:
-  ~TargetBase() = default;
+  ~DeviceModel() = default;
   /// Before the device sees a command: presence and the rules that keep it from the device. False
   /// when the exchange has ended here.
   bool admit(Exchange& exchange, const FaultRule* rule);
-  /// After the device's answer: the rules that spoil it.
-  void spoil(Exchange& exchange, const FaultRule* rule);
+  /// After the device's answer: the rules that change it.
+  void injectFault(Exchange& exchange, const FaultRule* rule);
 
  private:
   bool gone_ = false;
@@ -102,9 +102,9 @@ class TargetBase {
 };
 
 /// A device that answers ATA commands.
-class AtaTarget : public TargetBase {
+class AtaDeviceModel : public DeviceModel {
  public:
-  virtual ~AtaTarget() = default;
+  virtual ~AtaDeviceModel() = default;
   void execute(AtaExchange& exchange);
 
  private:
@@ -114,9 +114,9 @@ class AtaTarget : public TargetBase {
 };
 
 /// A device that answers SCSI commands.
-class ScsiTarget : public TargetBase {
+class ScsiDeviceModel : public DeviceModel {
  public:
-  virtual ~ScsiTarget() = default;
+  virtual ~ScsiDeviceModel() = default;
   void execute(ScsiExchange& exchange);
 
  private:
@@ -124,9 +124,9 @@ class ScsiTarget : public TargetBase {
 };
 
 /// A controller that answers NVMe commands.
-class NvmeTarget : public TargetBase {
+class NvmeDeviceModel : public DeviceModel {
  public:
-  virtual ~NvmeTarget() = default;
+  virtual ~NvmeDeviceModel() = default;
   void execute(NvmeExchange& exchange);
 
  private:

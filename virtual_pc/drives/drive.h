@@ -38,20 +38,20 @@ struct DriveIdentity {
   bool removable = false;
 };
 
-/// One drive with its medium, the model that answers the wire commands, and the faces that the
-/// operating system's drivers have to it. A drive that the system has no disk for (a RAID member)
+/// One drive with its medium, the model that answers the wire commands, and the models that the
+/// operating system's drivers talk to. A drive that the system has no disk for (a RAID member)
 /// needs no `scsi`.
 struct Drive {
   DriveIdentity identity;
   std::unique_ptr<BlockMedium> medium;
-  std::unique_ptr<AtaTarget> ata;    ///< the ATA drive, also when it sits behind a bridge
-  std::unique_ptr<NvmeTarget> nvme;  ///< the NVMe controller
+  std::unique_ptr<AtaDeviceModel> ata;    ///< the ATA drive, also when it sits behind a bridge
+  std::unique_ptr<NvmeDeviceModel> nvme;  ///< the NVMe controller
   /// What the system's disk driver talks to: a SCSI drive, a bridge, or a translation. Every disk
   /// of the system has one.
-  std::unique_ptr<ScsiTarget> scsi;
+  std::unique_ptr<ScsiDeviceModel> scsi;
   bool ataPassThrough = false;  ///< the port takes ATA pass-through requests for `ata`
 
-  /// Takes the drive off its bus, with every face of it.
+  /// Takes the drive off its bus, with every model of it.
   void vanish() {
     if (ata) ata->vanish();
     if (nvme) nvme->vanish();

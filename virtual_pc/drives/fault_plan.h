@@ -1,36 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <random>
 #include <vector>
 
+#include "virtual_pc/description/fault_rule.h"
+
 namespace ostria::virtual_pc {
-
-enum class FaultAction {
-  DeviceError,  ///< the device answers with an error of its own (`first`, `second`, `third`)
-  Transport,  ///< the operating system reports `first` as its error, and nothing reaches the device
-  Vanish,     ///< the device is gone, now and for good
-  Short,      ///< only the first `first` bytes of the data come back
-  Garbage,    ///< random bytes come back instead of the data
-  Hang,       ///< no answer until the host gives up
-  Slow,       ///< the answer takes `first` milliseconds longer
-};
-
-/// One planned fault: which commands it hits, and what it does to them.
-struct FaultRule {
-  std::optional<std::uint8_t> command = {};  ///< ATA command, SCSI operation code, NVMe opcode; any
-  std::optional<std::uint8_t> detail =
-      {};                        ///< ATA features (7:0), SCSI CDB byte 2, NVMe cdw10 (7:0)
-  std::uint32_t occurrence = 1;  ///< the first matching command that is hit, from 1
-  std::uint32_t times = 1;       ///< how many are hit in a row; 0 is all from there on
-  FaultAction action = FaultAction::DeviceError;
-  /// `DeviceError`: ATA error register and status; SCSI sense key, ASC, ASCQ; NVMe status code type
-  /// and status code. Otherwise as the action says.
-  std::uint32_t first = 0;
-  std::uint32_t second = 0;
-  std::uint32_t third = 0;
-};
 
 /// Faults of one device, by command and count.
 class FaultPlan {
@@ -39,7 +16,7 @@ class FaultPlan {
   void clear() { rules_.clear(); }
   /// Counts a command and gives the rule that hits it, null when none does. Of several the first.
   const FaultRule* take(std::uint8_t command, std::uint8_t detail);
-  /// Fills a buffer for `Garbage`; the same sequence in each run.
+  /// Fills a buffer for `GarbageFault`; the same sequence in each run.
   void fillGarbage(std::uint8_t* data, std::size_t bytes);
 
  private:

@@ -49,16 +49,16 @@ BusType busOf(DriveKind kind) {
   return BusType::Unknown;
 }
 
-AtaFaceKind faceOf(DriveKind kind) {
+SatLayerKind layerOf(DriveKind kind) {
   switch (kind) {
     case DriveKind::UsbSatNoCk:
-      return AtaFaceKind::SatNoCk;
+      return SatLayerKind::SatNoCk;
     case DriveKind::UsbJmicron:
-      return AtaFaceKind::Jmicron;
+      return SatLayerKind::Jmicron;
     case DriveKind::UsbSunplus:
-      return AtaFaceKind::Sunplus;
+      return SatLayerKind::Sunplus;
     default:
-      return AtaFaceKind::Sat;
+      return SatLayerKind::Sat;
   }
 }
 
@@ -69,8 +69,8 @@ void makeAta(const DriveDescription& description, Clock& clock, Drive* drive) {
     identity.vendor = "ATA";
   }
   drive->ataPassThrough = description.kind == DriveKind::Sata;
-  drive->scsi = std::make_unique<AtaFace>(faceOf(description.kind), std::move(identity),
-                                          *drive->ata, description.lba48, *drive->medium);
+  drive->scsi = std::make_unique<SatLayer>(layerOf(description.kind), std::move(identity),
+                                           *drive->ata, description.lba48, *drive->medium);
 }
 
 void makeNvme(const DriveDescription& description, Clock& clock, Drive* drive) {

@@ -142,7 +142,7 @@ void NvmeDrive::getLog(NvmeExchange& exchange) {
       break;
     case 0xDF:
       if (traits_.partNumber) {
-        log = makersLog();
+        log = vendorLog();
       }
       break;
     default:
@@ -346,7 +346,7 @@ std::vector<std::uint8_t> NvmeDrive::enduranceLog() const {
   return log;
 }
 
-std::vector<std::uint8_t> NvmeDrive::makersLog() const {
+std::vector<std::uint8_t> NvmeDrive::vendorLog() const {
   std::vector<std::uint8_t> log(512);
   putText(log, 110, 30, *traits_.partNumber);
   storeLe16(&log[279], traits_.vendorCount);

@@ -13,7 +13,7 @@ namespace ostria::virtual_pc {
 
 /// An NVMe controller with one namespace: identify, logs 02h, 06h, 09h and DFh, device self-test,
 /// read, write and flush.
-class NvmeDrive : public NvmeTarget {
+class NvmeDrive : public NvmeDeviceModel {
  public:
   /// @param medium, clock  outlive the drive
   NvmeDrive(NvmeTraits traits, BlockMedium& medium, Clock& clock);
@@ -48,7 +48,7 @@ class NvmeDrive : public NvmeTarget {
   std::vector<std::uint8_t> healthLog() const;
   std::vector<std::uint8_t> selfTestLog();
   std::vector<std::uint8_t> enduranceLog() const;
-  std::vector<std::uint8_t> makersLog() const;
+  std::vector<std::uint8_t> vendorLog() const;
 
   NvmeTraits traits_;
   BlockMedium& medium_;

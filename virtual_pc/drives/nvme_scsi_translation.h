@@ -7,9 +7,9 @@
 
 namespace ostria::virtual_pc {
 
-/// The SCSI face that the system's driver gives an NVMe drive. Reads and writes go to the drive as
-/// its own commands, with the faults that are planned for them.
-class NvmeTranslation : public ScsiTarget {
+/// The SCSI translation that the system's driver gives an NVMe drive. Reads and writes go to the
+/// drive as its own commands, with the faults that are planned for them.
+class NvmeTranslation : public ScsiDeviceModel {
  public:
   /// @param drive  outlives the translation
   explicit NvmeTranslation(NvmeDrive& drive) : drive_(drive) {}

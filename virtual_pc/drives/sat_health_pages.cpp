@@ -30,7 +30,7 @@ void SatHealth::perform(ScsiExchange& exchange) {
     case 0x55:
       return modeSelect(exchange, exchange.cdb[0] == 0x55);
     default:
-      return face_.execute(exchange);
+      return layer_.execute(exchange);
   }
 }
 

@@ -4,12 +4,12 @@
 
 namespace ostria::virtual_pc {
 
-/// The SCSI face that a SAS controller's firmware gives to a SATA drive: beside the block commands
-/// of its face it translates what asks for health (SAT-3): log page 2Fh and the informational
-/// exceptions page. Drive and face outlive it.
-class SatHealth : public ScsiTarget {
+/// The SAT layer that a SAS controller's firmware gives to a SATA drive: beside the block commands
+/// it translates what asks for health (SAT-3): log page 2Fh and the informational
+/// exceptions page. Drive and layer outlive it.
+class SatHealth : public ScsiDeviceModel {
  public:
-  SatHealth(AtaTarget& drive, ScsiTarget& face) : drive_(drive), face_(face) {}
+  SatHealth(AtaDeviceModel& drive, ScsiDeviceModel& layer) : drive_(drive), layer_(layer) {}
 
  private:
   void perform(ScsiExchange& exchange) override;
@@ -22,8 +22,8 @@ class SatHealth : public ScsiTarget {
   void modeSense(ScsiExchange& exchange, bool ten);
   void modeSelect(ScsiExchange& exchange, bool ten);
 
-  AtaTarget& drive_;
-  ScsiTarget& face_;
+  AtaDeviceModel& drive_;
+  ScsiDeviceModel& layer_;
 };
 
 }  // namespace ostria::virtual_pc

@@ -57,11 +57,11 @@ bool answersInRegisters(const AtaTaskFile& in) {
 
 }  // namespace
 
-AtaFace::AtaFace(AtaFaceKind kind, ScsiIdentity identity, AtaTarget& drive, bool lba48,
-                 BlockMedium& medium)
+SatLayer::SatLayer(SatLayerKind kind, ScsiIdentity identity, AtaDeviceModel& drive, bool lba48,
+                   BlockMedium& medium)
     : ScsiBlockDevice(std::move(identity), medium), kind_(kind), drive_(drive), lba48_(lba48) {}
 
-bool AtaFace::forward(ScsiExchange& exchange, AtaExchange& ata) {
+bool SatLayer::forward(ScsiExchange& exchange, AtaExchange& ata) {
   ata.direction = exchange.direction;
   ata.data = std::move(exchange.data);
   drive_.execute(ata);
@@ -79,8 +79,8 @@ bool AtaFace::forward(ScsiExchange& exchange, AtaExchange& ata) {
   return true;
 }
 
-void AtaFace::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
-                       std::uint64_t count) {
+void SatLayer::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
+                        std::uint64_t count) {
   constexpr std::array<std::uint8_t, 3> kShort{0xC8, 0x40, 0xCA};
   constexpr std::array<std::uint8_t, 3> kLong{0x25, 0x42, 0x35};
   const auto which = static_cast<std::size_t>(access);
@@ -128,26 +128,26 @@ void AtaFace::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
   exchange.transferred = moved;
 }
 
-void AtaFace::other(ScsiExchange& exchange) {
-  const bool sat = kind_ == AtaFaceKind::Sat || kind_ == AtaFaceKind::SatNoCk;
+void SatLayer::other(ScsiExchange& exchange) {
+  const bool sat = kind_ == SatLayerKind::Sat || kind_ == SatLayerKind::SatNoCk;
   if (sat && (exchange.cdb[0] == 0xA1 || exchange.cdb[0] == 0x85)) {
     return satPassThrough(exchange, exchange.cdb[0] == 0x85);
   }
-  if (kind_ == AtaFaceKind::Jmicron && exchange.cdb[0] == 0xDF) {
+  if (kind_ == SatLayerKind::Jmicron && exchange.cdb[0] == 0xDF) {
     return jmicron(exchange);
   }
-  if (kind_ == AtaFaceKind::Sunplus && exchange.cdb[0] == 0xF8) {
+  if (kind_ == SatLayerKind::Sunplus && exchange.cdb[0] == 0xF8) {
     return sunplus(exchange);
   }
   ScsiBlockDevice::other(exchange);
 }
 
-void AtaFace::returnRegisters(ScsiExchange& exchange) const {
+void SatLayer::returnRegisters(ScsiExchange& exchange) const {
   const auto descriptor = statusReturn(last_, lastExtended_);
   exchange.answer(descriptor.data(), descriptor.size());
 }
 
-void AtaFace::satPassThrough(ScsiExchange& exchange, bool sixteen) {
+void SatLayer::satPassThrough(ScsiExchange& exchange, bool sixteen) {
   const std::uint8_t* cdb = exchange.cdb.data();
   constexpr unsigned kNonData = 3;
   constexpr unsigned kLastDataProtocol = 7;
@@ -182,7 +182,7 @@ void AtaFace::satPassThrough(ScsiExchange& exchange, bool sixteen) {
   const bool error = (ata.out.command & kErrorBit) != 0;
   const bool wanted = (cdb[2] & 0x20) != 0;
   const std::size_t moved = exchange.transferred;
-  if (kind_ == AtaFaceKind::SatNoCk) {
+  if (kind_ == SatLayerKind::SatNoCk) {
     // This kind knows no CK_COND: where the registers matter it says so, and keeps them.
     if (error) {
       failByRegisters(exchange, ata.out, exchange.direction == DataDirection::Out);
@@ -203,7 +203,7 @@ void AtaFace::satPassThrough(ScsiExchange& exchange, bool sixteen) {
   exchange.transferred = moved;
 }
 
-void AtaFace::jmicron(ScsiExchange& exchange) {
+void SatLayer::jmicron(ScsiExchange& exchange) {
   const std::uint8_t* cdb = exchange.cdb.data();
   const bool in = (cdb[1] & 0x10) != 0;
   const std::size_t length = loadBe16(cdb + 3);
@@ -220,7 +220,7 @@ void AtaFace::jmicron(ScsiExchange& exchange) {
   }
 }
 
-void AtaFace::sunplus(ScsiExchange& exchange) {
+void SatLayer::sunplus(ScsiExchange& exchange) {
   const std::uint8_t* cdb = exchange.cdb.data();
   constexpr std::uint8_t kPassThrough = 0x22;
   constexpr std::uint8_t kPreset = 0x23;

@@ -5,21 +5,22 @@
 
 namespace ostria::virtual_pc {
 
-/// How an ATA drive can be reached through its SCSI face.
-enum class AtaFaceKind {
+/// How an ATA drive can be reached through SCSI.
+enum class SatLayerKind {
   Sat,      ///< SAT: ATA PASS-THROUGH, with the registers in the sense data
   SatNoCk,  ///< SAT without CK_COND: the registers have to be asked for
   Jmicron,  ///< command DFh
   Sunplus,  ///< command F8h
 };
 
-/// SCSI face of an ATA drive, as a port's driver or a USB bridge offers it: block commands become
-/// ATA commands, and ATA commands can be passed through (SAT-2, or the bridge maker's own way).
-class AtaFace : public ScsiBlockDevice {
+/// The SAT layer of an ATA drive, as a port's driver or a USB bridge offers it: block commands
+/// become ATA commands, and ATA commands can be passed through (SAT-2, or the bridge vendor's own
+/// way).
+class SatLayer : public ScsiBlockDevice {
  public:
-  /// Drive and medium outlive the face.
-  AtaFace(AtaFaceKind kind, ScsiIdentity identity, AtaTarget& drive, bool lba48,
-          BlockMedium& medium);
+  /// Drive and medium outlive the layer.
+  SatLayer(SatLayerKind kind, ScsiIdentity identity, AtaDeviceModel& drive, bool lba48,
+           BlockMedium& medium);
 
  private:
   void transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
@@ -34,8 +35,8 @@ class AtaFace : public ScsiBlockDevice {
   bool forward(ScsiExchange& exchange, AtaExchange& ata);
   void returnRegisters(ScsiExchange& exchange) const;
 
-  AtaFaceKind kind_;
-  AtaTarget& drive_;
+  SatLayerKind kind_;
+  AtaDeviceModel& drive_;
   bool lba48_;
   AtaTaskFile preset_;  ///< previous bytes that a Sunplus preset left for the next command
   AtaTaskFile last_;    ///< registers of the last command passed through

@@ -9,7 +9,7 @@
 
 namespace ostria::virtual_pc {
 
-/// What a SCSI face says of itself. Texts are cut or padded to their fields.
+/// What a SCSI device says of itself. Texts are cut or padded to their fields.
 struct ScsiIdentity {
   std::string vendor;    ///< 8 characters
   std::string product;   ///< 16
@@ -23,7 +23,7 @@ struct ScsiIdentity {
 
 /// Direct-access block device with the commands that all such devices answer (SPC-4, SBC-3).
 /// Kinds of it add commands of their own, or another way to the medium.
-class ScsiBlockDevice : public ScsiTarget {
+class ScsiBlockDevice : public ScsiDeviceModel {
  public:
   /// The medium outlives the device.
   ScsiBlockDevice(ScsiIdentity identity, BlockMedium& medium);

@@ -7,8 +7,8 @@
 namespace ostria::virtual_pc {
 
 void SectorStore::pattern(std::uint64_t lba, std::uint32_t bytes, std::uint8_t* out) {
-  // The address stands readable in the first word; the rest differs by address and place, so that a
-  // sector in the wrong place or a shifted one shows.
+  // The address stands readable in the first word; the rest differs by address and offset, so that
+  // a sector at the wrong address or a shifted one shows.
   std::uint64_t word = (lba + 1) * 0x9E3779B97F4A7C15u;
   storage::storeLe64(out, lba | 0x5A00000000000000u);
   for (std::uint32_t at = 8; at < bytes; at += 8) {

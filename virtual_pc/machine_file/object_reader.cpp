@@ -2,20 +2,27 @@
 
 namespace ostria::virtual_pc {
 
-ObjectReader::ObjectReader(const nlohmann::json& value, std::string place)
-    : value_(value), place_(std::move(place)) {
+ObjectReader::ObjectReader(const nlohmann::json& value, std::string location)
+    : value_(value), location_(std::move(location)) {
   if (!value.is_object()) {
-    throw MachineFileError(place_,
+    throw MachineFileError(location_,
                            std::string("an object is needed here, not ") + value.type_name() + ".");
   }
 }
 
-std::string ObjectReader::placeOf(const std::string& key) const {
-  return place_.empty() ? key : place_ + "." + key;
+std::string ObjectReader::locationOf(const std::string& key) const {
+  return location_.empty() ? key : location_ + "." + key;
 }
 
 void ObjectReader::fail(const std::string& key, const std::string& what) const {
-  throw MachineFileError(placeOf(key), what);
+  throw MachineFileError(locationOf(key), what);
+}
+
+std::string ObjectReader::renamed(const std::string& key, const std::string& formerKey) const {
+  if (has(key) && has(formerKey)) {
+    fail(formerKey, "this is the former name of " + key + ", which is there too.");
+  }
+  return has(formerKey) ? formerKey : key;
 }
 
 void ObjectReader::require(const std::string& key) const {
@@ -56,18 +63,19 @@ bool ObjectReader::flag(const std::string& key, bool fallback) {
   return value->get<bool>();
 }
 
-std::uint64_t ObjectReader::checked(const nlohmann::json& value, const std::string& place,
+std::uint64_t ObjectReader::checked(const nlohmann::json& value, const std::string& location,
                                     std::uint64_t lowest, std::uint64_t highest) const {
   if (!value.is_number_integer()) {
-    throw MachineFileError(place, std::string("a whole number is needed, not ") +
-                                      (value.is_number() ? "a fraction" : value.type_name()) + ".");
+    throw MachineFileError(location, std::string("a whole number is needed, not ") +
+                                         (value.is_number() ? "a fraction" : value.type_name()) +
+                                         ".");
   }
   if (!value.is_number_unsigned() || value.get<std::uint64_t>() < lowest) {
-    throw MachineFileError(place, value.dump() + " is below " + std::to_string(lowest) + ".");
+    throw MachineFileError(location, value.dump() + " is below " + std::to_string(lowest) + ".");
   }
   const auto number = value.get<std::uint64_t>();
   if (number > highest) {
-    throw MachineFileError(place, value.dump() + " is above " + std::to_string(highest) + ".");
+    throw MachineFileError(location, value.dump() + " is above " + std::to_string(highest) + ".");
   }
   return number;
 }
@@ -75,7 +83,7 @@ std::uint64_t ObjectReader::checked(const nlohmann::json& value, const std::stri
 std::uint64_t ObjectReader::number(const std::string& key, std::uint64_t fallback,
                                    std::uint64_t lowest, std::uint64_t highest) {
   const nlohmann::json* value = find(key);
-  return value != nullptr ? checked(*value, placeOf(key), lowest, highest) : fallback;
+  return value != nullptr ? checked(*value, locationOf(key), lowest, highest) : fallback;
 }
 
 std::optional<std::uint64_t> ObjectReader::optionalNumber(const std::string& key,
@@ -85,7 +93,7 @@ std::optional<std::uint64_t> ObjectReader::optionalNumber(const std::string& key
   if (value == nullptr) {
     return std::nullopt;
   }
-  return checked(*value, placeOf(key), lowest, highest);
+  return checked(*value, locationOf(key), lowest, highest);
 }
 
 std::optional<ObjectReader> ObjectReader::object(const std::string& key) {
@@ -93,7 +101,7 @@ std::optional<ObjectReader> ObjectReader::object(const std::string& key) {
   if (value == nullptr) {
     return std::nullopt;
   }
-  return ObjectReader(*value, placeOf(key));
+  return ObjectReader(*value, locationOf(key));
 }
 
 const nlohmann::json* ObjectReader::list(const std::string& key) {
@@ -111,7 +119,7 @@ std::vector<ObjectReader> ObjectReader::objects(const std::string& key) {
     return out;
   }
   for (std::size_t i = 0; i < value->size(); ++i) {
-    out.emplace_back((*value)[i], placeOf(key) + "[" + std::to_string(i) + "]");
+    out.emplace_back((*value)[i], locationOf(key) + "[" + std::to_string(i) + "]");
   }
   return out;
 }
@@ -125,7 +133,7 @@ std::vector<std::uint64_t> ObjectReader::numbers(const std::string& key, std::ui
   }
   for (std::size_t i = 0; i < value->size(); ++i) {
     out.push_back(
-        checked((*value)[i], placeOf(key) + "[" + std::to_string(i) + "]", lowest, highest));
+        checked((*value)[i], locationOf(key) + "[" + std::to_string(i) + "]", lowest, highest));
   }
   return out;
 }

@@ -13,25 +13,27 @@
 
 namespace ostria::virtual_pc {
 
-/// What is wrong with a machine file, in one sentence with the place. Stays inside the reader.
+/// What is wrong with a machine file, in one sentence with the location. Stays inside the reader.
 class MachineFileError : public std::runtime_error {
  public:
-  MachineFileError(const std::string& place, const std::string& what)
-      : std::runtime_error(place.empty() ? what : place + ": " + what) {}
+  MachineFileError(const std::string& location, const std::string& what)
+      : std::runtime_error(location.empty() ? what : location + ": " + what) {}
 };
 
 /// Strict reader of one JSON object: every key that is there must have been asked for by the time
 /// `finish` is called. All readers throw `MachineFileError`.
 class ObjectReader {
  public:
-  ObjectReader(const nlohmann::json& value, std::string place);
+  ObjectReader(const nlohmann::json& value, std::string location);
 
-  const std::string& place() const { return place_; }
-  /// Place of a key, for messages.
-  std::string placeOf(const std::string& key) const;
+  const std::string& location() const { return location_; }
+  /// Location of a key, for messages.
+  std::string locationOf(const std::string& key) const;
   [[noreturn]] void fail(const std::string& key, const std::string& what) const;
 
   bool has(const std::string& key) const { return value_.contains(key); }
+  /// The name under which a key stands that had another one before; never both.
+  std::string renamed(const std::string& key, const std::string& formerKey) const;
   /// Fails when the key is missing.
   void require(const std::string& key) const;
 
@@ -54,7 +56,7 @@ class ObjectReader {
     }
     fail(key, "\"" + word + "\" is none of " + all + ".");
   }
-  /// A number that fits the field, with the field's own range unless told otherwise.
+  /// A number that fits the field, with the field's own range unless given otherwise.
   template <typename Number>
   void into(const std::string& key, Number& field, std::uint64_t lowest = 0,
             std::uint64_t highest = std::numeric_limits<Number>::max()) {
@@ -73,12 +75,12 @@ class ObjectReader {
 
  private:
   const nlohmann::json* find(const std::string& key);
-  std::uint64_t checked(const nlohmann::json& value, const std::string& place, std::uint64_t lowest,
-                        std::uint64_t highest) const;
+  std::uint64_t checked(const nlohmann::json& value, const std::string& location,
+                        std::uint64_t lowest, std::uint64_t highest) const;
   const nlohmann::json* list(const std::string& key);
 
   const nlohmann::json& value_;
-  std::string place_;
+  std::string location_;
   std::set<std::string> asked_;
 };
 

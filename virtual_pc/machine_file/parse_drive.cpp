@@ -33,6 +33,14 @@ constexpr std::array<Word<PowerState>, 3> kPowerStates{{
 
 bool isAta(DriveKind kind) { return kind <= DriveKind::UsbSunplus; }
 
+/// What the drive itself speaks, whatever stands before it.
+CommandSet commandSetOf(DriveKind kind) {
+  if (isAta(kind)) {
+    return CommandSet::Ata;
+  }
+  return kind == DriveKind::Nvme ? CommandSet::Nvme : CommandSet::Scsi;
+}
+
 /// Longest text that the drive's own identity has room for.
 struct TextLimits {
   std::size_t model;
@@ -172,8 +180,8 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
     out.nvme = nvme ? parseNvme(*nvme, out) : usualNvme(out);
   }
   out.badSectors = parseBadSectors(in, "bad_sectors", out.sectors);
-  out.faults = parseFaults(in, "faults");
-  out.bridgeFaults = parseFaults(in, "bridge_faults");
+  out.faults = parseFaults(in, "faults", commandSetOf(out.kind));
+  out.bridgeFaults = parseFaults(in, "bridge_faults", CommandSet::Scsi);
   if (auto layout = in.object("layout")) {
     out.layout = parseLayout(*layout, out);
   }

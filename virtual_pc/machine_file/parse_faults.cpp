@@ -21,16 +21,6 @@ constexpr std::array<std::pair<const char*, WriteEffect>, 3> kEffects{{
     {"fails", WriteEffect::Fails},
 }};
 
-constexpr std::array<std::pair<const char*, FaultAction>, 7> kActions{{
-    {"device_error", FaultAction::DeviceError},
-    {"transport", FaultAction::Transport},
-    {"vanish", FaultAction::Vanish},
-    {"short", FaultAction::Short},
-    {"garbage", FaultAction::Garbage},
-    {"hang", FaultAction::Hang},
-    {"slow", FaultAction::Slow},
-}};
-
 /// What a write does to a sector of this kind unless the file says otherwise.
 WriteEffect usualEffect(BadSectorKind kind) {
   switch (kind) {
@@ -47,40 +37,62 @@ WriteEffect usualEffect(BadSectorKind kind) {
   return WriteEffect::Fails;
 }
 
-/// The numbers that go with an action, under names of their own.
-void parseNumbers(ObjectReader& in, FaultRule* rule) {
-  switch (rule->action) {
-    case FaultAction::DeviceError: {
-      const auto codes = in.numbers("codes", 0, 255);
-      if (codes.size() > 3) {
-        in.fail("codes", "there are at most 3 of them.");
-      }
-      rule->first = codes.empty() ? 4 : static_cast<std::uint32_t>(codes[0]);
-      if (codes.size() > 1) {
-        rule->second = static_cast<std::uint32_t>(codes[1]);
-      }
-      if (codes.size() > 2) {
-        rule->third = static_cast<std::uint32_t>(codes[2]);
-      }
-      break;
-    }
-    case FaultAction::Transport:
-      rule->first = 1117;
-      in.into("error", rule->first, 1, 65535);
-      break;
-    case FaultAction::Short:
-      in.into("bytes", rule->first);
-      break;
-    case FaultAction::Slow:
-      rule->first = 1000;
-      in.into("milliseconds", rule->first, 0, 86'400'000);
-      break;
-    case FaultAction::Vanish:
-    case FaultAction::Garbage:
-    case FaultAction::Hang:
-      break;
+/// The device's own error in the codes of its command set; what the file leaves out stays usual.
+FaultAction parseDeviceError(ObjectReader& in, CommandSet commandSet) {
+  const auto codes = in.numbers("codes", 0, 255);
+  if (codes.size() > 3) {
+    in.fail("codes", "there are at most 3 of them.");
   }
+  const auto code = [&codes](std::size_t index, std::uint8_t usual) {
+    return index < codes.size() ? static_cast<std::uint8_t>(codes[index]) : usual;
+  };
+  switch (commandSet) {
+    case CommandSet::Ata: {
+      const AtaFault usual;
+      return AtaFault{code(0, usual.error), code(1, usual.status)};
+    }
+    case CommandSet::Scsi:
+      return SenseFault{code(0, SenseFault().key), code(1, 0), code(2, 0)};
+    case CommandSet::Nvme:
+      return NvmeFault{code(0, NvmeFault().type), code(1, 0)};
+  }
+  return AtaFault{};
 }
+
+/// A reader of an action that has no keys of its own.
+template <typename Fault>
+FaultAction parsePlain(ObjectReader& /*in*/, CommandSet /*commandSet*/) {
+  return Fault{};
+}
+
+FaultAction parseTransport(ObjectReader& in, CommandSet /*commandSet*/) {
+  TransportFault out;
+  in.into("error", out.error, 1, 65535);
+  return out;
+}
+
+FaultAction parseShort(ObjectReader& in, CommandSet /*commandSet*/) {
+  ShortFault out;
+  in.into("bytes", out.bytes);
+  return out;
+}
+
+FaultAction parseSlow(ObjectReader& in, CommandSet /*commandSet*/) {
+  SlowFault out;
+  in.into("milliseconds", out.milliseconds, 0, 86'400'000);
+  return out;
+}
+
+using ActionParser = FaultAction (*)(ObjectReader& in, CommandSet commandSet);
+constexpr std::array<std::pair<const char*, ActionParser>, 7> kActions{{
+    {"device_error", parseDeviceError},
+    {"transport", parseTransport},
+    {"vanish", parsePlain<VanishFault>},
+    {"short", parseShort},
+    {"garbage", parsePlain<GarbageFault>},
+    {"hang", parsePlain<HangFault>},
+    {"slow", parseSlow},
+}};
 
 }  // namespace
 
@@ -106,12 +118,13 @@ std::vector<BadSectors> parseBadSectors(ObjectReader& in, const std::string& key
   return out;
 }
 
-std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key) {
+std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key,
+                                   CommandSet commandSet) {
   std::vector<FaultRule> out;
   for (ObjectReader& row : in.objects(key)) {
     FaultRule rule;
     row.require("action");
-    rule.action = row.choice<FaultAction>("action", FaultAction::DeviceError, kActions);
+    const auto parseAction = row.choice<ActionParser>("action", parseDeviceError, kActions);
     if (const auto command = row.optionalNumber("command", 0, 255)) {
       rule.command = static_cast<std::uint8_t>(*command);
     }
@@ -120,7 +133,7 @@ std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key) {
     }
     row.into("occurrence", rule.occurrence, 1);
     row.into("times", rule.times);
-    parseNumbers(row, &rule);
+    rule.action = parseAction(row, commandSet);
     row.finish();
     out.push_back(rule);
   }

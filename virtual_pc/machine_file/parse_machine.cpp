@@ -83,8 +83,8 @@ MachineDescription parseRoot(const nlohmann::json& json) {
   out.programPath = in.text("program_path", out.programPath);
   in.text("description", "", 4096);
   out.diskDriverVersion = in.text("disk_driver_version", out.diskDriverVersion, 64);
-  for (ObjectReader& row : in.objects("management_rows")) {
-    out.managementRows.push_back(parseManagementRow(row));
+  for (ObjectReader& row : in.objects(in.renamed("wmi_rows", "management_rows"))) {
+    out.wmiRows.push_back(parseWmiRow(row));
   }
   for (ObjectReader& row : in.objects("registry")) {
     out.registry.push_back(parseRegistryValue(row));

@@ -6,12 +6,12 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::array<std::pair<const char*, NvmeRoad>, 5> kRoads{{
-    {"intel_port", NvmeRoad::IntelPort},
-    {"mini_port", NvmeRoad::MiniPort},
-    {"storage_query", NvmeRoad::StorageQuery},
-    {"scsi_only", NvmeRoad::ScsiOnly},
-    {"all", NvmeRoad::All},
+constexpr std::array<std::pair<const char*, NvmePassThroughKind>, 5> kPassThroughs{{
+    {"intel_port", NvmePassThroughKind::IntelPort},
+    {"mini_port", NvmePassThroughKind::MiniPort},
+    {"storage_query", NvmePassThroughKind::StorageQuery},
+    {"scsi_only", NvmePassThroughKind::ScsiOnly},
+    {"all", NvmePassThroughKind::All},
 }};
 
 NvmeHealth parseHealth(ObjectReader& in, NvmeHealth out) {
@@ -83,7 +83,8 @@ NvmeDescription usualNvme(const DriveDescription& drive) {
 NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive) {
   NvmeDescription out = usualNvme(drive);
   NvmeTraits& traits = out.traits;
-  out.road = in.choice<NvmeRoad>("road", out.road, kRoads);
+  out.passThrough = in.choice<NvmePassThroughKind>(in.renamed("pass_through", "road"),
+                                                   out.passThrough, kPassThroughs);
   in.into("path_id", out.pathId);
   in.into("vendor_id", traits.vendorId, 1);
   in.into("subsystem_vendor_id", traits.subsystemVendorId);

@@ -17,7 +17,7 @@ LayoutDescription parseLayout(ObjectReader& in, const DriveDescription& drive);
 ControllerDescription parseController(ObjectReader& in);
 VolumeDescription parseVolume(ObjectReader& in);
 CheckerDescription parseChecker(ObjectReader& in);
-ManagementRow parseManagementRow(ObjectReader& in);
+WmiRow parseWmiRow(ObjectReader& in);
 DriverServiceDescription parseDriverService(ObjectReader& in);
 RegistryValue parseRegistryValue(ObjectReader& in);
 CsmiDescription parseCsmi(ObjectReader& in);
@@ -28,6 +28,8 @@ StorelibDescription parseStorelib(ObjectReader& in);
 void tieRaid(const std::vector<std::optional<bool>>& hidden, MachineDescription* machine);
 std::vector<BadSectors> parseBadSectors(ObjectReader& in, const std::string& key,
                                         std::uint64_t driveSectors);
-std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key);
+/// The command set whose errors a device reports.
+enum class CommandSet { Ata, Scsi, Nvme };
+std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key, CommandSet commandSet);
 
 }  // namespace ostria::virtual_pc

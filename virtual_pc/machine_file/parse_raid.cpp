@@ -40,11 +40,11 @@ std::vector<RequestFault> parseRequestFaults(ObjectReader& in, bool hasReturnCod
 
 /// Every drive of a set hangs on the set's controller.
 void checkMembers(const MachineDescription& machine, const ControllerDescription& controller,
-                  const std::string& place, const std::vector<std::string>& names) {
+                  const std::string& location, const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     const auto drive = std::ranges::find(machine.drives, name, &DriveDescription::name);
     if (drive == machine.drives.end() || drive->controller != controller.name) {
-      throw MachineFileError(place,
+      throw MachineFileError(location,
                              "there is no drive \"" + name + "\" on \"" + controller.name + "\".");
     }
   }
@@ -134,56 +134,57 @@ void tieRaid(const std::vector<std::optional<bool>>& hidden, MachineDescription*
   std::set<std::pair<std::string, std::uint8_t>> paths;
   for (std::size_t i = 0; i < machine->drives.size(); ++i) {
     DriveDescription& drive = machine->drives[i];
-    const std::string place = "drives[" + std::to_string(i) + "]";
+    const std::string location = "drives[" + std::to_string(i) + "]";
     const auto controller =
         std::ranges::find(machine->controllers, drive.controller, &ControllerDescription::name);
     if (controller == machine->controllers.end() || (!controller->csmi && !controller->lsi)) {
       if (hidden[i].value_or(false)) {
-        throw MachineFileError(place + ".hidden", "only a RAID controller hides drives.");
+        throw MachineFileError(location + ".hidden", "only a RAID controller hides drives.");
       }
       continue;
     }
     if (!fits(*controller, drive.kind)) {
-      throw MachineFileError(place + ".kind", "no such drive fits on a RAID controller like that.");
+      throw MachineFileError(location + ".kind",
+                             "no such drive fits on a RAID controller like that.");
     }
     drive.hidden = hidden[i].value_or(true);
     if (drive.kind != DriveKind::Nvme) {
       continue;
     }
-    // The port's own road is the only one there is.
+    // The port's own pass-through is the only one there is.
     if (drive.hidden) {
-      drive.nvme.road = NvmeRoad::IntelPort;
+      drive.nvme.passThrough = NvmePassThroughKind::IntelPort;
     }
-    if (drive.nvme.road == NvmeRoad::IntelPort &&
+    if (drive.nvme.passThrough == NvmePassThroughKind::IntelPort &&
         !paths.emplace(drive.controller, drive.nvme.pathId).second) {
-      throw MachineFileError(place + ".nvme.path_id", "the controller has that path already.");
+      throw MachineFileError(location + ".nvme.path_id", "the controller has that path already.");
     }
   }
   std::set<std::uint32_t> ids;
   for (std::size_t i = 0; i < machine->controllers.size(); ++i) {
     const ControllerDescription& controller = machine->controllers[i];
-    const std::string place = "controllers[" + std::to_string(i) + "].";
+    const std::string location = "controllers[" + std::to_string(i) + "].";
     const auto mine = [&](const DriveDescription& drive) {
       return drive.controller == controller.name && drive.kind != DriveKind::Nvme;
     };
     if (controller.csmi) {
       // The phy information has room for 32, one of which stays empty.
       if (std::ranges::count_if(machine->drives, mine) > 31) {
-        throw MachineFileError(place + "csmi", "there is room for 31 drives.");
+        throw MachineFileError(location + "csmi", "there is room for 31 drives.");
       }
       for (const CsmiSetDescription& set : controller.csmi->sets) {
-        checkMembers(*machine, controller, place + "csmi.raid_sets", set.drives);
+        checkMembers(*machine, controller, location + "csmi.raid_sets", set.drives);
       }
     }
     if (controller.lsi) {
       if (!ids.insert(controller.lsi->id).second) {
-        throw MachineFileError(place + "lsi.id", "this id stands twice.");
+        throw MachineFileError(location + "lsi.id", "this id stands twice.");
       }
       if (std::ranges::count_if(machine->drives, mine) > 64) {
-        throw MachineFileError(place + "lsi", "there is room for 64 drives.");
+        throw MachineFileError(location + "lsi", "there is room for 64 drives.");
       }
       for (const LsiSetDescription& set : controller.lsi->sets) {
-        checkMembers(*machine, controller, place + "lsi.logical_drives", set.drives);
+        checkMembers(*machine, controller, location + "lsi.logical_drives", set.drives);
       }
     }
   }

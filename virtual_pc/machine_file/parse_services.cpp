@@ -20,8 +20,8 @@ CheckerDescription parseChecker(ObjectReader& in) {
   return out;
 }
 
-ManagementRow parseManagementRow(ObjectReader& in) {
-  ManagementRow out;
+WmiRow parseWmiRow(ObjectReader& in) {
+  WmiRow out;
   out.nameSpace = in.text("namespace", out.nameSpace);
   in.require("class");
   out.className = in.text("class", "");

@@ -2,7 +2,7 @@
 
 #include <oleauto.h>
 
-// The management service: the operations that the virtual PC's small repository has.
+// The WMI service: the operations that the virtual PC's small repository has.
 
 DEFINE_GUID(CLSID_WbemLocator, 0x4590f811, 0x1d3a, 0x11d0, 0x89, 0x1f, 0x00, 0xaa, 0x00, 0x4b, 0x2e,
             0x24);

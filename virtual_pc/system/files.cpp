@@ -114,14 +114,14 @@ bool VolumeObject::allocate(FileNode& node, std::uint64_t cluster) {
     return false;
   }
   --freeClusters_;
-  std::uint64_t place = nextCluster_;
+  std::uint64_t location = nextCluster_;
   if (returned_.empty()) {
     ++nextCluster_;
   } else {
-    place = returned_.back();
+    location = returned_.back();
     returned_.pop_back();
   }
-  node.clusters[cluster] = place;
+  node.clusters[cluster] = location;
   return true;
 }
 
@@ -207,18 +207,18 @@ SectorResult VolumeObject::writeFile(FileNode& node, std::uint64_t offset, std::
       total.error = ERROR_DISK_FULL;
       return total;
     }
-    const std::uint64_t place = node.clusters[first];
+    const std::uint64_t location = node.clusters[first];
     SectorResult part;
     std::uint64_t now = std::min<std::uint64_t>(bytes - total.bytes, clusterBytes_ - skip);
     if (now == clusterBytes_) {
       // Whole clusters go in one piece as long as they lie one behind the other.
       std::uint64_t run = 1;
       while (run < 256 && (run + 1) * clusterBytes_ <= bytes - total.bytes &&
-             allocate(node, first + run) && node.clusters[first + run] == place + run) {
+             allocate(node, first + run) && node.clusters[first + run] == location + run) {
         ++run;
       }
       now = run * clusterBytes_;
-      part = writeSectors(place * perCluster, run * perCluster, in + total.bytes);
+      part = writeSectors(location * perCluster, run * perCluster, in + total.bytes);
     } else {
       buffer.assign(clusterBytes_, 0);
       const std::uint64_t from = skip / sectorBytes_;
@@ -226,13 +226,13 @@ SectorResult VolumeObject::writeFile(FileNode& node, std::uint64_t offset, std::
       const bool whole = skip % sectorBytes_ == 0 && now % sectorBytes_ == 0;
       std::uint8_t* sectorsAt = buffer.data() + from * sectorBytes_;
       if (!fresh && !whole) {
-        part = readSectors(place * perCluster + from, sectors, sectorsAt);
+        part = readSectors(location * perCluster + from, sectors, sectorsAt);
       }
       if (!part.error) {
         std::memcpy(buffer.data() + skip, in + total.bytes, static_cast<std::size_t>(now));
         // A fresh cluster is written whole, so that the rest of it reads as zeros.
-        part = fresh ? writeSectors(place * perCluster, perCluster, buffer.data())
-                     : writeSectors(place * perCluster + from, sectors, sectorsAt);
+        part = fresh ? writeSectors(location * perCluster, perCluster, buffer.data())
+                     : writeSectors(location * perCluster + from, sectors, sectorsAt);
       }
     }
     total.durationMicroseconds += part.durationMicroseconds;

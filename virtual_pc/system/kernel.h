@@ -13,7 +13,7 @@
 
 namespace ostria::virtual_pc {
 
-/// Puts a machine in the place of the one that runs; every handle to that is void.
+/// Installs a machine instead of the one that runs; every handle to that is void.
 void installMachine(MachineDescription description);
 /// The same from the text of a machine file. On an error nothing changes.
 bool installMachine(std::string_view text, std::string* error);

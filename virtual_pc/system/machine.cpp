@@ -5,10 +5,10 @@
 
 #include "virtual_pc/drives/make_drive.h"
 #include "virtual_pc/system/driver_service.h"
-#include "virtual_pc/system/management/wmi_rows.h"
 #include "virtual_pc/system/nvme_pass_through.h"
 #include "virtual_pc/system/raid/csmi_controller.h"
 #include "virtual_pc/system/raid/lsi_library.h"
+#include "virtual_pc/system/services/wmi_rows.h"
 #include "virtual_pc/system/text_forms.h"
 
 namespace ostria::virtual_pc {
@@ -96,7 +96,7 @@ void Machine::addDrive(std::size_t index) {
   disks_.push_back(
       std::make_shared<DiskObject>(*this, number, *drives_.back(), description.layout, *port));
   if (description.kind == DriveKind::Nvme) {
-    addNvmeRoad(*disks_.back(), *port, description.nvme);
+    addNvmePassThrough(*disks_.back(), *port, description.nvme);
     port->addRegisters(description.nvme.registers);
   }
   addDeviceName(disks_.back()->interfacePath(), disks_.back());
@@ -146,11 +146,11 @@ std::shared_ptr<VolumeObject> Machine::volume(char letter) const {
   return nullptr;
 }
 
-WmiRepository& Machine::management() {
-  if (!management_) {
-    management_ = makeManagementRepository(*this);
+WmiRepository& Machine::wmi() {
+  if (!wmi_) {
+    wmi_ = makeWmiRepository(*this);
   }
-  return *management_;
+  return *wmi_;
 }
 
 void Machine::addDeviceName(const std::string& path, std::shared_ptr<IoObject> object) {

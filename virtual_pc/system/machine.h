@@ -12,8 +12,8 @@
 #include "virtual_pc/drives/drive.h"
 #include "virtual_pc/drives/fault_plan.h"
 #include "virtual_pc/system/disk.h"
-#include "virtual_pc/system/management/wmi_repository.h"
 #include "virtual_pc/system/port.h"
+#include "virtual_pc/system/services/wmi_repository.h"
 #include "virtual_pc/system/volume.h"
 
 namespace ostria::virtual_pc {
@@ -62,8 +62,8 @@ class Machine {
   std::set<char>& checkedAtRestart() { return checkedAtRestart_; }
   /// Command lines that were given to the command interpreter; it runs none of them.
   std::vector<std::string>& commandsRun() { return commandsRun_; }
-  /// What the management service knows, made on first use.
-  WmiRepository& management();
+  /// What the WMI service knows, made on first use.
+  WmiRepository& wmi();
 
  private:
   std::shared_ptr<PortObject> portFor(const DriveDescription& drive);
@@ -82,7 +82,7 @@ class Machine {
   std::vector<std::string> deletedAtRestart_;
   std::set<char> checkedAtRestart_;
   std::vector<std::string> commandsRun_;
-  std::unique_ptr<WmiRepository> management_;
+  std::unique_ptr<WmiRepository> wmi_;
 };
 
 }  // namespace ostria::virtual_pc

@@ -195,7 +195,7 @@ void protocolQuery(DiskObject& disk, IoRequest& request,
   request.returned = dataAt + exchange.transferred;
 }
 
-// Places in STORAGE_PROTOCOL_COMMAND.
+// Offsets in STORAGE_PROTOCOL_COMMAND.
 constexpr std::size_t kCommandRecordBytes = 84;
 constexpr std::size_t kCommandAt = 80;
 constexpr std::size_t kCommandBytes = 64;
@@ -256,11 +256,11 @@ bool answerStorageQuery(DiskObject& disk, IoRequest& request,
 
 }  // namespace
 
-void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& description) {
-  const auto has = [&](NvmeRoad road) {
-    return description.road == road || description.road == NvmeRoad::All;
+void addNvmePassThrough(DiskObject& disk, PortObject& port, const NvmeDescription& description) {
+  const auto has = [&](NvmePassThroughKind kind) {
+    return description.passThrough == kind || description.passThrough == NvmePassThroughKind::All;
   };
-  if (has(NvmeRoad::IntelPort)) {
+  if (has(NvmePassThroughKind::IntelPort)) {
     disk.setPathId(description.pathId);
     port.addMiniport(std::make_unique<IntelPort>(
         [&disk](NvmeExchange& exchange, std::uint64_t timeout) {
@@ -268,10 +268,10 @@ void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& desc
         },
         description));
   }
-  if (has(NvmeRoad::MiniPort)) {
+  if (has(NvmePassThroughKind::MiniPort)) {
     port.addMiniport(std::make_unique<MiniPort>(disk));
   }
-  if (has(NvmeRoad::StorageQuery)) {
+  if (has(NvmePassThroughKind::StorageQuery)) {
     disk.addHandler([claimed = description.dataOffset](DiskObject& asked, IoRequest& request) {
       return answerStorageQuery(asked, request, claimed);
     });

@@ -6,9 +6,9 @@
 
 namespace ostria::virtual_pc {
 
-/// Gives the programs of the machine the road to an NVMe drive that its description names. The disk
-/// lives as long as the port.
-void addNvmeRoad(DiskObject& disk, PortObject& port, const NvmeDescription& description);
+/// Gives the programs of the machine the pass-through to an NVMe drive that its description names.
+/// The disk lives as long as the port.
+void addNvmePassThrough(DiskObject& disk, PortObject& port, const NvmeDescription& description);
 
 /// Gives a port the requests by path for an NVMe drive that the system has no disk for. Machine and
 /// drive outlive the port's requests.

@@ -14,7 +14,7 @@
 
 namespace ostria::virtual_pc {
 
-/// What a port's driver answers to requests of its own kind (IOCTL_SCSI_MINIPORT), told apart by
+/// What a port's driver answers to requests of its own kind (IOCTL_SCSI_MINIPORT), distinguished by
 /// the signature of eight characters in the header.
 class MiniportHandler {
  public:

@@ -2,8 +2,8 @@
 #include <memory>
 #include <sstream>
 
-#include "virtual_pc/system/management/child_process.h"
-#include "virtual_pc/system/management/chkdsk.h"
+#include "virtual_pc/system/services/child_process.h"
+#include "virtual_pc/system/services/chkdsk.h"
 #include "virtual_pc/system/text_forms.h"
 #include "virtual_pc/win32/handles.h"
 

@@ -72,7 +72,7 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
   if (!(id == IID_IWbemLocator)) {
     return E_NOINTERFACE;
   }
-  *object = ostria::virtual_pc::makeManagementLocator();
+  *object = ostria::virtual_pc::makeWmiLocator();
   return S_OK;
 }
 

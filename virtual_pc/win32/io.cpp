@@ -215,13 +215,13 @@ BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, PLARGE_INTEG
   if (method == FILE_END) {
     from = static_cast<LONGLONG>(file->object->size());
   }
-  LONGLONG target = 0;
-  if (__builtin_add_overflow(from, distance.QuadPart, &target) || target < 0) {
+  LONGLONG moved = 0;
+  if (__builtin_add_overflow(from, distance.QuadPart, &moved) || moved < 0) {
     return failWith(ERROR_NEGATIVE_SEEK);
   }
-  file->position = static_cast<std::uint64_t>(target);
+  file->position = static_cast<std::uint64_t>(moved);
   if (position != nullptr) {
-    position->QuadPart = target;
+    position->QuadPart = moved;
   }
   return TRUE;
 }

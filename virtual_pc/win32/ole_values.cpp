@@ -17,12 +17,12 @@ constexpr USHORT kHoldsTexts = 0x0100;
 std::size_t count(const SAFEARRAY* array) { return array->rgsabound[0].cElements; }
 
 void* element(SAFEARRAY* array, const LONG* index) {
-  const LONG place = *index - array->rgsabound[0].lLbound;
-  if (place < 0 || static_cast<std::size_t>(place) >= count(array)) {
+  const LONG at = *index - array->rgsabound[0].lLbound;
+  if (at < 0 || static_cast<std::size_t>(at) >= count(array)) {
     return nullptr;
   }
   return static_cast<std::uint8_t*>(array->pvData) +
-         static_cast<std::size_t>(place) * array->cbElements;
+         static_cast<std::size_t>(at) * array->cbElements;
 }
 
 SAFEARRAY* copyOf(SAFEARRAY* source) {
@@ -125,30 +125,30 @@ HRESULT WINAPI SafeArrayDestroy(SAFEARRAY* array) {
 }
 
 HRESULT WINAPI SafeArrayPutElement(SAFEARRAY* array, LONG* index, void* value) {
-  void* const place = array == nullptr || index == nullptr ? nullptr : element(array, index);
-  if (place == nullptr) {
+  void* const at = array == nullptr || index == nullptr ? nullptr : element(array, index);
+  if (at == nullptr) {
     return DISP_E_BADINDEX;
   }
   if ((array->fFeatures & kHoldsTexts) == 0) {
-    std::memcpy(place, value, array->cbElements);
+    std::memcpy(at, value, array->cbElements);
     return S_OK;
   }
   // A text is handed over itself, and copied.
-  auto* const slot = static_cast<BSTR*>(place);
+  auto* const slot = static_cast<BSTR*>(at);
   SysFreeString(*slot);
   *slot = SysAllocString(static_cast<const OLECHAR*>(value));
   return S_OK;
 }
 
 HRESULT WINAPI SafeArrayGetElement(SAFEARRAY* array, LONG* index, void* value) {
-  void* const place = array == nullptr || index == nullptr ? nullptr : element(array, index);
-  if (place == nullptr) {
+  void* const at = array == nullptr || index == nullptr ? nullptr : element(array, index);
+  if (at == nullptr) {
     return DISP_E_BADINDEX;
   }
   if ((array->fFeatures & kHoldsTexts) != 0) {
-    *static_cast<BSTR*>(value) = SysAllocString(*static_cast<BSTR*>(place));
+    *static_cast<BSTR*>(value) = SysAllocString(*static_cast<BSTR*>(at));
   } else {
-    std::memcpy(value, place, array->cbElements);
+    std::memcpy(value, at, array->cbElements);
   }
   return S_OK;
 }

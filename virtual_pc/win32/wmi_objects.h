@@ -5,12 +5,12 @@
 #include <utility>
 #include <vector>
 
-#include "virtual_pc/system/management/wmi_repository.h"
+#include "virtual_pc/system/services/wmi_repository.h"
 #include "virtual_pc/win32/com_object.h"
 
 namespace ostria::virtual_pc {
 
-/// A class, an instance or the parameters of a method, as the management service gives it out: a
+/// A class, an instance or the parameters of a method, as the WMI service gives it out: a
 /// copy that the repository sees again when it is put.
 class WmiClassObject final : public ComObject<IWbemClassObject> {
  public:

@@ -8,7 +8,7 @@ namespace {
 
 constexpr const wchar_t* kNamespaceClass = L"__Namespace";
 
-WmiRepository& managementRepository() { return machine().management(); }
+WmiRepository& wmiRepository() { return machine().wmi(); }
 
 HRESULT failure(WBEMSTATUS status) { return static_cast<HRESULT>(status); }
 
@@ -53,7 +53,7 @@ class Services final : public ComObject<IWbemServices> {
 
  private:
   WmiClass* findClass(const std::wstring& name) {
-    WmiNamespace* const space = managementRepository().find(path_);
+    WmiNamespace* const space = wmiRepository().find(path_);
     return space == nullptr ? nullptr : space->find(name);
   }
   HRESULT store(const WmiObject& instance, LONG flags);
@@ -80,7 +80,7 @@ HRESULT Services::GetObject(const BSTR path, LONG /*flags*/, IWbemContext* /*con
     const WmiClass& definition = namespaceDefinition();
     WmiObject found = parsed->key.empty() ? definition.definition : definition.spawn();
     if (!parsed->key.empty()) {
-      if (managementRepository().find(path_ + L"\\" + parsed->value) == nullptr) {
+      if (wmiRepository().find(path_ + L"\\" + parsed->value) == nullptr) {
         return failure(WBEM_E_NOT_FOUND);
       }
       found.find(L"Name")->value = parsed->value;
@@ -111,7 +111,7 @@ HRESULT Services::PutClass(IWbemClassObject* object, LONG flags, IWbemContext* /
     return failure(WBEM_E_FAILED);
   }
   const WmiObject& definition = static_cast<WmiClassObject*>(object)->object();
-  WmiNamespace* const space = managementRepository().find(path_);
+  WmiNamespace* const space = wmiRepository().find(path_);
   HRESULT outcome = S_OK;
   if (definition.className.empty() || definition.isInstance || space == nullptr) {
     outcome = failure(WBEM_E_INVALID_PARAMETER);
@@ -137,7 +137,7 @@ HRESULT Services::store(const WmiObject& instance, LONG flags) {
     return failure(WBEM_E_INVALID_PARAMETER);
   }
   if (sameWmiName(instance.className, kNamespaceClass)) {
-    return managementRepository().create(path_, wmiText(instance.find(L"Name")->value))
+    return wmiRepository().create(path_, wmiText(instance.find(L"Name")->value))
                ? S_OK
                : failure(WBEM_E_INVALID_PARAMETER);
   }
@@ -245,7 +245,7 @@ class Locator final : public ComObject<IWbemLocator> {
       return failure(WBEM_E_FAILED);
     }
     const std::wstring path = textOf(resource);
-    if (managementRepository().find(path) == nullptr) {
+    if (wmiRepository().find(path) == nullptr) {
       return failure(WBEM_E_INVALID_NAMESPACE);
     }
     *services = new Services(path);
@@ -255,6 +255,6 @@ class Locator final : public ComObject<IWbemLocator> {
 
 }  // namespace
 
-IWbemLocator* makeManagementLocator() { return new Locator; }
+IWbemLocator* makeWmiLocator() { return new Locator; }
 
 }  // namespace ostria::virtual_pc

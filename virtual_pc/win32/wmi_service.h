@@ -4,7 +4,7 @@
 
 namespace ostria::virtual_pc {
 
-/// The entrance to the management service. The caller releases it.
-IWbemLocator* makeManagementLocator();
+/// The entrance to the WMI service. The caller releases it.
+IWbemLocator* makeWmiLocator();
 
 }  // namespace ostria::virtual_pc

@@ -2,7 +2,7 @@
 
 #include <oleauto.h>
 
-#include "virtual_pc/system/management/wmi_repository.h"
+#include "virtual_pc/system/services/wmi_repository.h"
 
 namespace ostria::virtual_pc {
 

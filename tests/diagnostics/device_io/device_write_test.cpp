@@ -70,12 +70,10 @@ class WriteTestOnVolumes : public ::testing::Test {
     }
     return result;
   }
-  void fault(std::uint8_t command, vpc::FaultAction action) {
+  void fault(std::uint8_t command, const vpc::FaultAction& action) {
     vpc::FaultRule rule;
     rule.command = command;
     rule.action = action;
-    rule.first = 2;  // media error
-    rule.second = 0x80;
     bench.pc().drive("nvme")->nvme->faults().clear();
     bench.pc().drive("nvme")->nvme->faults().add(rule);
   }
@@ -176,7 +174,9 @@ TEST_F(WriteTestOnVolumes, OneChangedByteFailsWithItsRange) {
 
 TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
   const std::string range = std::string(kInRange) + "0 and 131072";
-  for (const vpc::FaultAction action : {vpc::FaultAction::DeviceError, vpc::FaultAction::Hang}) {
+  const vpc::NvmeFault mediaError{2, 0x80};
+  for (const vpc::FaultAction& action :
+       {vpc::FaultAction(mediaError), vpc::FaultAction(vpc::HangFault())}) {
     for (const std::uint8_t command : {std::uint8_t{1}, std::uint8_t{2}}) {
       SCOPED_TRACE(command);
       fault(command, action);
@@ -188,7 +188,7 @@ TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
       EXPECT_EQ(host->count("log"), 1u);
       const std::uint64_t seconds =
           (bench.pc().clock().now() - before) / vpc::MicrosecondsPerSecond;
-      EXPECT_EQ(seconds >= 30, action == vpc::FaultAction::Hang);
+      EXPECT_EQ(seconds >= 30, std::holds_alternative<vpc::HangFault>(action));
       EXPECT_LT(seconds, 40u);
     }
   }

@@ -107,7 +107,7 @@ TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
     std::string error;
     const std::string text = R"({"format": 1, "drives": [{"kind": "nvme", "model": "ROADS",
         "serial": "SERIAL-7", "firmware": "FW7", "size_sectors": 100000, "temperature": 47,
-        "nvme": {"road": "all"})" +
+        "nvme": {"pass_through": "all"})" +
                              (row.failures == 0 ? std::string()
                                                 : R"(, "faults": [{"action": "transport",
         "command": 6, "detail": 1, "times": )" + std::to_string(row.failures) +
@@ -179,7 +179,7 @@ TEST_F(FoundDrives, ControllersThatTalkNonsenseAreListedOnlyAsFarAsTheyCanBeUsed
           R"({"data_offset": 4294967280})", R"({"data_offset": 0})"}) {
       SCOPED_TRACE(std::string(road) + broken);
       StorageComponent* found =
-          scanOne(std::string(R"({"road": ")") + road + R"(", "broken": )" + broken + "}");
+          scanOne(std::string(R"({"pass_through": ")") + road + R"(", "broken": )" + broken + "}");
       if (found == nullptr) {
         continue;
       }
@@ -191,7 +191,7 @@ TEST_F(FoundDrives, ControllersThatTalkNonsenseAreListedOnlyAsFarAsTheyCanBeUsed
     }
   }
   StorageComponent* shifted =
-      scanOne(R"({"road": "storage_query", "broken": {"data_offset": 4294967280}})");
+      scanOne(R"({"pass_through": "storage_query", "broken": {"data_offset": 4294967280}})");
   ASSERT_NE(shifted, nullptr);
   std::uint8_t celsius = 0;
   EXPECT_EQ(shifted->storageProtocol()->GetTemperature(&celsius), ProtocolResult::Failure);
@@ -323,23 +323,21 @@ TEST_F(WriteTest, FaultsOfTheDeviceAreToldByPlaceAndAFullVolumeIsNotOne) {
   vpc::FaultRule rule;
   rule.command = std::uint8_t{1};
   rule.occurrence = 5;
-  rule.first = 2;  // media error
-  rule.second = 0x80;
+  rule.action = vpc::NvmeFault{2, 0x80};  // media error
   vpc::machine().drive("nvme")->nvme->faults().add(rule);
   EXPECT_EQ(run(nvme), TestResult::Failed);
   EXPECT_EQ(host->count("log 2 WRITE_OPERATION_FAILED BAD_SECTORS_IN_THE_FOLLOWING_RANGE "), 1u);
 
   // What reads back is not what was written.
   rule.command = std::uint8_t{2};
-  rule.action = vpc::FaultAction::Garbage;
+  rule.action = vpc::GarbageFault{};
   vpc::machine().drive("nvme")->nvme->faults().clear();
   vpc::machine().drive("nvme")->nvme->faults().add(rule);
   EXPECT_EQ(run(nvme), TestResult::Failed);
   EXPECT_EQ(host->count("log 2 PATTERN_VERIFICATION_FAILED BAD_SECTORS_IN_THE_FOLLOWING_RANGE "),
             1u);
 
-  rule.action = vpc::FaultAction::Transport;
-  rule.first = ERROR_DISK_FULL;
+  rule.action = vpc::TransportFault{ERROR_DISK_FULL};
   rule.command = std::uint8_t{1};
   vpc::machine().drive("nvme")->nvme->faults().clear();
   vpc::machine().drive("nvme")->nvme->faults().add(rule);

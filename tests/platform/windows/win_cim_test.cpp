@@ -80,8 +80,7 @@ TEST_F(WinCimTest, FirstRecordMakesNamespaceAndClass) {
 
 TEST_F(WinCimTest, TheOldestOf5000GoesAlsoWithHighNumbers) {
   ASSERT_EQ(write("x"), CimResult::Success);
-  virtual_pc::WmiClass& records =
-      *virtual_pc::machine().management().find(kRecordSpace)->find(L"Results");
+  virtual_pc::WmiClass& records = *virtual_pc::machine().wmi().find(kRecordSpace)->find(L"Results");
   records.instances.clear();
   for (std::int32_t id = 0; id < 4999; ++id) {
     records.addRow({{L"Id", id}});

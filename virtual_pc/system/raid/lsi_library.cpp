@@ -183,9 +183,10 @@ class LsiLibrary {
     const auto& names = lsi.sets[index].drives;
     storeLe32(&block[0], static_cast<std::uint32_t>(names.size()));
     for (std::size_t i = 0; i < names.size(); ++i) {
-      const auto place = std::ranges::find(port.drives(), machine_.drive(names[i]));
-      storeLe16(&block[4 + 2 * i],
-                deviceIdOf(static_cast<std::size_t>(std::distance(port.drives().begin(), place))));
+      const auto position = std::ranges::find(port.drives(), machine_.drive(names[i]));
+      storeLe16(
+          &block[4 + 2 * i],
+          deviceIdOf(static_cast<std::size_t>(std::distance(port.drives().begin(), position))));
     }
     return kGood;
   }
@@ -203,13 +204,13 @@ class LsiLibrary {
     return kGood;
   }
 
-  // Numbers that neither start at 0 nor pass for a place in the list.
-  static std::uint16_t deviceIdOf(std::size_t place) {
-    return static_cast<std::uint16_t>(place + 4);
+  // Numbers that neither start at 0 nor pass for a position in the list.
+  static std::uint16_t deviceIdOf(std::size_t position) {
+    return static_cast<std::uint16_t>(position + 4);
   }
   static Drive* driveOf(PortObject& port, std::uint16_t deviceId) {
-    const std::size_t place = std::size_t{deviceId} - 4;
-    return deviceId >= 4 && place < port.drives().size() ? port.drives()[place] : nullptr;
+    const std::size_t position = std::size_t{deviceId} - 4;
+    return deviceId >= 4 && position < port.drives().size() ? port.drives()[position] : nullptr;
   }
 
   static std::uint32_t driveList(PortObject& port, Block block) {
@@ -256,10 +257,10 @@ class LsiLibrary {
   }
 
   /// Sends a command, and lets the time pass that it takes.
-  template <typename Target, typename Kind>
-  DriveReply send(Target& target, Kind& exchange, std::uint32_t seconds) {
+  template <typename Model, typename Kind>
+  DriveReply send(Model& model, Kind& exchange, std::uint32_t seconds) {
     const DriveReply reply =
-        sendToMember(machine_, target, exchange, seconds * MicrosecondsPerSecond);
+        sendToMember(machine_, model, exchange, seconds * MicrosecondsPerSecond);
     machine_.clock().advance(exchange.durationMicroseconds);
     return reply;
   }

@@ -8,12 +8,12 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-template <typename Target, typename Kind>
-DriveReply send(Machine& machine, Target& target, Kind& exchange, std::uint64_t timeout) {
+template <typename Model, typename Kind>
+DriveReply send(Machine& machine, Model& model, Kind& exchange, std::uint64_t timeout) {
   if (machine.faults().devicesGone()) {
     return DriveReply::Unreached;
   }
-  target.execute(exchange);
+  model.execute(exchange);
   const bool late = exchange.durationMicroseconds > timeout;
   exchange.durationMicroseconds = std::min(exchange.durationMicroseconds, timeout);
   switch (exchange.delivery) {
@@ -43,17 +43,17 @@ std::uint8_t high(std::uint16_t value) { return static_cast<std::uint8_t>(value 
 bool isSata(const Drive& drive) { return drive.ata && drive.identity.bus == BusType::Sata; }
 bool isSas(const Drive& drive) { return drive.scsi && drive.identity.bus == BusType::Sas; }
 
-DriveReply sendToMember(Machine& machine, AtaTarget& target, AtaExchange& exchange,
+DriveReply sendToMember(Machine& machine, AtaDeviceModel& model, AtaExchange& exchange,
                         std::uint64_t timeout) {
-  return send(machine, target, exchange, timeout);
+  return send(machine, model, exchange, timeout);
 }
-DriveReply sendToMember(Machine& machine, ScsiTarget& target, ScsiExchange& exchange,
+DriveReply sendToMember(Machine& machine, ScsiDeviceModel& model, ScsiExchange& exchange,
                         std::uint64_t timeout) {
-  return send(machine, target, exchange, timeout);
+  return send(machine, model, exchange, timeout);
 }
-DriveReply sendToMember(Machine& machine, NvmeTarget& target, NvmeExchange& exchange,
+DriveReply sendToMember(Machine& machine, NvmeDeviceModel& model, NvmeExchange& exchange,
                         std::uint64_t timeout) {
-  return send(machine, target, exchange, timeout);
+  return send(machine, model, exchange, timeout);
 }
 
 AtaTaskFile readCommandFis(const std::uint8_t* fis) {

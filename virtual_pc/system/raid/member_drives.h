@@ -23,11 +23,11 @@ enum class DriveReply {
 
 /// Sends a command to a drive for a driver that waits `timeout` microseconds at most. The duration
 /// in the exchange is then what it took.
-DriveReply sendToMember(Machine& machine, AtaTarget& target, AtaExchange& exchange,
+DriveReply sendToMember(Machine& machine, AtaDeviceModel& model, AtaExchange& exchange,
                         std::uint64_t timeout);
-DriveReply sendToMember(Machine& machine, ScsiTarget& target, ScsiExchange& exchange,
+DriveReply sendToMember(Machine& machine, ScsiDeviceModel& model, ScsiExchange& exchange,
                         std::uint64_t timeout);
-DriveReply sendToMember(Machine& machine, NvmeTarget& target, NvmeExchange& exchange,
+DriveReply sendToMember(Machine& machine, NvmeDeviceModel& model, NvmeExchange& exchange,
                         std::uint64_t timeout);
 
 /// The task file that a host-to-device register FIS of 20 bytes holds.

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "virtual_pc/system/machine.h"
-#include "virtual_pc/system/management/child_process.h"
+#include "virtual_pc/system/services/child_process.h"
 
 namespace ostria::virtual_pc {
 
@@ -19,7 +19,7 @@ std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string&
                                             std::shared_ptr<PipeChannel> output);
 
 /// Notes a check of the volume for the next start.
-/// @return the answer of the management method: 0 for noted, 4 for a drive that does not exist
+/// @return the answer of the WMI method: 0 for noted, 4 for a drive that does not exist
 std::int32_t scheduleCheck(Machine& machine, const std::string& volume);
 
 }  // namespace ostria::virtual_pc

@@ -1,4 +1,4 @@
-#include "virtual_pc/system/management/wmi_repository.h"
+#include "virtual_pc/system/services/wmi_repository.h"
 
 #include <algorithm>
 #include <cwctype>

@@ -1,4 +1,4 @@
-#include "virtual_pc/system/management/child_process.h"
+#include "virtual_pc/system/services/child_process.h"
 
 #include <winerror.h>
 

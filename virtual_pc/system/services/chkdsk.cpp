@@ -1,4 +1,4 @@
-#include "virtual_pc/system/management/chkdsk.h"
+#include "virtual_pc/system/services/chkdsk.h"
 
 #include "virtual_pc/system/text_forms.h"
 

@@ -11,7 +11,7 @@
 
 namespace ostria::virtual_pc {
 
-// What the management service of a virtual PC knows: namespaces, classes with their instances, and
+// What the WMI service of a virtual PC knows: namespaces, classes with their instances, and
 // methods. Names compare without regard to the case of letters. It lives in memory and ends with
 // the PC.
 

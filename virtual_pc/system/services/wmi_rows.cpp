@@ -1,6 +1,6 @@
-#include "virtual_pc/system/management/wmi_rows.h"
+#include "virtual_pc/system/services/wmi_rows.h"
 
-#include "virtual_pc/system/management/chkdsk.h"
+#include "virtual_pc/system/services/chkdsk.h"
 #include "virtual_pc/system/text_forms.h"
 
 namespace ostria::virtual_pc {
@@ -83,14 +83,14 @@ WmiNamespace* reach(WmiRepository& repository, const std::wstring& path) {
 
 }  // namespace
 
-std::unique_ptr<WmiRepository> makeManagementRepository(Machine& machine) {
+std::unique_ptr<WmiRepository> makeWmiRepository(Machine& machine) {
   auto repository = std::make_unique<WmiRepository>();
   WmiNamespace& space = *repository->find(L"ROOT\\CIMV2");
   addDrivers(space, machine.description());
   addVolumes(space, machine);
-  for (const ManagementRow& row : machine.description().managementRows) {
-    WmiNamespace* const place = reach(*repository, wide(row.nameSpace));
-    if (place == nullptr) {
+  for (const WmiRow& row : machine.description().wmiRows) {
+    WmiNamespace* const rowSpace = reach(*repository, wide(row.nameSpace));
+    if (rowSpace == nullptr) {
       continue;
     }
     std::vector<std::wstring> names;
@@ -99,7 +99,7 @@ std::unique_ptr<WmiRepository> makeManagementRepository(Machine& machine) {
       names.push_back(wide(name));
       values.emplace_back(wide(name), wide(text));
     }
-    defineTexts(*place, wide(row.className), names).addRow(values);
+    defineTexts(*rowSpace, wide(row.className), names).addRow(values);
   }
   return repository;
 }
