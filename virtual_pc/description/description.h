@@ -1,3 +1,5 @@
+// A virtual PC as its machine file describes it: plain records without behaviour, so that a host
+// can check a file without the machine.
 #pragma once
 
 #include <cstdint>

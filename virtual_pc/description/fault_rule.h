@@ -1,11 +1,10 @@
+// Planned faults of a drive: which commands they hit, and what they do to them. The errors of a
+// device are those of its command set.
 #pragma once
 
 #include <cstdint>
 #include <optional>
 #include <variant>
-
-// Planned faults of a drive: which commands they hit, and what they do to them. The errors of a
-// device are those of its command set.
 
 namespace ostria::virtual_pc {
 

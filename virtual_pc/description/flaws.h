@@ -1,8 +1,7 @@
+// What ails a medium, and how fast it is: plain numbers, as the machine file gives them.
 #pragma once
 
 #include <cstdint>
-
-// What ails a medium, and how fast it is: plain numbers, as the machine file gives them.
 
 namespace ostria::virtual_pc {
 

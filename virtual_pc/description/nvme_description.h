@@ -1,3 +1,4 @@
+// How the system reaches an NVMe controller, and what the registers of that controller read.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// What an NVMe controller reports of itself (NVM Express 1.4: identify and log pages).
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// What RAID controllers have beside their drives.
 #pragma once
 
 #include <array>
@@ -7,8 +8,6 @@
 #include <vector>
 
 namespace ostria::virtual_pc {
-
-// What RAID controllers have beside their drives.
 
 /// A planned fault of a controller's own requests. Of `error`, `returnCode` and `patch` one counts.
 struct RequestFault {

@@ -1,3 +1,4 @@
+// ATA commands but SMART (ATA8-ACS). A command that the drive does not know is aborted.
 #include "virtual_pc/drives/ata_drive.h"
 
 #include <algorithm>

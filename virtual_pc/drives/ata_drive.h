@@ -1,3 +1,4 @@
+// The model of an ATA drive (ATA8-ACS).
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The page of IDENTIFY DEVICE, word by word (ATA8-ACS 7.16).
 #include <algorithm>
 
 #include "base/byte_order.h"

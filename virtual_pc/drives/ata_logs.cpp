@@ -1,9 +1,8 @@
+// Layouts of the drive's logs (ATA8-ACS, annex A).
 #include <algorithm>
 
 #include "base/byte_order.h"
 #include "virtual_pc/drives/ata_smart.h"
-
-// Layouts of the drive's logs (ATA8-ACS, annex A).
 
 namespace ostria::virtual_pc {
 

@@ -1,3 +1,4 @@
+// SMART commands of an ATA drive (ATA8-ACS 7.52) and the pages that they read.
 #include "virtual_pc/drives/ata_smart.h"
 
 #include <algorithm>

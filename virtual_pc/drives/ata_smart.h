@@ -1,3 +1,4 @@
+// SMART state and pages of an ATA drive (ATA8-ACS 7.52 and annex A).
 #pragma once
 
 #include <array>

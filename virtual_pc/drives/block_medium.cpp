@@ -1,3 +1,4 @@
+// Content, flaws and timing of a medium. A flaw acts when its sector is reached, not before.
 #include "virtual_pc/drives/block_medium.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The medium behind every drive model, whatever command set it speaks.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Virtual time jumps; real time is slept through.
 #include "virtual_pc/drives/clock.h"
 
 #include <chrono>

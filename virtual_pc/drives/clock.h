@@ -1,3 +1,4 @@
+// The one clock of a virtual PC: drives and system share it, so that waits cost nothing in tests.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// What all device models share: presence and planned faults around each command.
 #include "virtual_pc/drives/device_model.h"
 
 #include <algorithm>

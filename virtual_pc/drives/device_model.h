@@ -1,3 +1,4 @@
+// The commands that go to a drive, and the interfaces of the models that answer them.
 #pragma once
 
 #include <array>

@@ -1,3 +1,4 @@
+// A drive as the system holds it: its medium and the models that answer for it.
 #pragma once
 
 #include <cstdint>

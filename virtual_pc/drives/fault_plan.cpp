@@ -1,3 +1,4 @@
+// Which rule hits a command: all that match count it, the first one acts.
 #include "virtual_pc/drives/fault_plan.h"
 
 namespace ostria::virtual_pc {

@@ -1,3 +1,4 @@
+// Planned faults at work: of one device, and of the calls of the operating system.
 #pragma once
 
 #include <cstddef>

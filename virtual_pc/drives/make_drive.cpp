@@ -1,3 +1,4 @@
+// From the description of a drive to its models: which kind speaks what.
 #include "virtual_pc/drives/make_drive.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Makes the models of a drive from its description.
 #pragma once
 
 #include <memory>

@@ -1,3 +1,4 @@
+// Admin and I/O commands of an NVMe controller (NVM Express 1.3).
 #include "virtual_pc/drives/nvme_drive.h"
 
 #include <algorithm>

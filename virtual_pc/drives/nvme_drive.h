@@ -1,3 +1,4 @@
+// The model of an NVMe controller with its namespace.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SCSI commands to an NVMe drive (NVM Express: SCSI Translation Reference).
 #include "virtual_pc/drives/nvme_scsi_translation.h"
 
 #include <algorithm>

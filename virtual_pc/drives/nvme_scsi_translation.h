@@ -1,3 +1,4 @@
+// The SCSI device that the system's NVMe driver makes of a drive.
 #pragma once
 
 #include <vector>

@@ -1,3 +1,4 @@
+// Health of a SATA drive in SCSI pages (SAT-3): a SAS controller's firmware answers them itself.
 #include "virtual_pc/drives/sat_health_pages.h"
 
 #include <algorithm>

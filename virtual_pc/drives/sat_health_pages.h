@@ -1,3 +1,4 @@
+// The translation of SMART into SCSI pages, as SAS controllers have it.
 #pragma once
 
 #include "virtual_pc/drives/device_model.h"

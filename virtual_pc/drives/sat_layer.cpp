@@ -1,3 +1,4 @@
+// SCSI to ATA translation (SAT-2), and two vendors' own commands instead of it.
 #include "virtual_pc/drives/sat_layer.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The layer between SCSI and an ATA drive: in a port's driver or in a USB bridge.
 #pragma once
 
 #include "virtual_pc/drives/device_model.h"

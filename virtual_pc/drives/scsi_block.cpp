@@ -1,3 +1,4 @@
+// Commands that every direct-access block device answers (SPC-4, SBC-3).
 #include "virtual_pc/drives/scsi_block.h"
 
 #include <algorithm>

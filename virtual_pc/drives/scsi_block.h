@@ -1,3 +1,4 @@
+// The model of a plain SCSI block device, and the base of those that can do more.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// What a SAS drive adds: self-tests, informational exceptions, log and mode pages (SPC-4).
 #include "virtual_pc/drives/scsi_drive.h"
 
 #include <algorithm>

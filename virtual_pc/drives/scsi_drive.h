@@ -1,3 +1,4 @@
+// The model of a SAS drive.
 #pragma once
 
 #include <cstdint>

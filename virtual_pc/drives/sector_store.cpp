@@ -1,3 +1,4 @@
+// Stores sectors that were written; all others have a content that their address determines.
 #include "virtual_pc/drives/sector_store.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// The content of a medium of any size in little memory.
 #pragma once
 
 #include <cstddef>

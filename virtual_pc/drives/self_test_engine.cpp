@@ -1,3 +1,4 @@
+// Self-tests run in virtual time: each question settles what has ended until then.
 #include "virtual_pc/drives/self_test_engine.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Self-test routines of ATA and SCSI drives: time, outcome, log.
 #pragma once
 
 #include <cstdint>

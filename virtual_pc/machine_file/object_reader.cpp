@@ -1,3 +1,4 @@
+// The strict reader of one JSON object: every key is asked for, or the file is refused.
 #include "virtual_pc/machine_file/object_reader.h"
 
 namespace ostria::virtual_pc {

@@ -1,3 +1,4 @@
+// Strict reading of JSON objects: a key that nobody asks for is a mistake of the file's author.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The object of a drive. What only one command set has is refused on drives of another.
 #include <array>
 #include <bit>
 

@@ -1,3 +1,4 @@
+// Bad sectors and planned faults. Codes of a fault are read in the command set of the drive.
 #include <array>
 
 #include "virtual_pc/machine_file/parse_parts.h"

@@ -1,3 +1,4 @@
+// Partitions, volumes with their files, and the filesystem checker.
 #include <algorithm>
 #include <array>
 #include <cctype>

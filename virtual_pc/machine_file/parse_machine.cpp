@@ -1,3 +1,4 @@
+// The root of a machine file, and what its parts say of each other.
 #include <algorithm>
 #include <set>
 

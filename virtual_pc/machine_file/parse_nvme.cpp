@@ -1,3 +1,4 @@
+// The `nvme` object, and what an NVMe drive has without one.
 #include <array>
 
 #include "virtual_pc/machine_file/parse_parts.h"

@@ -1,3 +1,4 @@
+// The readers of the parts of a machine file, each in a source of its own.
 #pragma once
 
 #include "virtual_pc/description/description.h"

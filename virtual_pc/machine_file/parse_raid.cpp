@@ -1,3 +1,4 @@
+// RAID controllers: CSMI through a port, LSI through a library, and the drives on either.
 #include <algorithm>
 #include <set>
 #include <utility>

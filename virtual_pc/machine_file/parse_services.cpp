@@ -1,3 +1,4 @@
+// Services of the system: WMI rows, driver service, registry texts.
 #include "virtual_pc/machine_file/parse_parts.h"
 
 namespace ostria::virtual_pc {

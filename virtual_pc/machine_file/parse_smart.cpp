@@ -1,3 +1,4 @@
+// The `smart` object of ATA and SAS drives.
 #include "virtual_pc/machine_file/parse_parts.h"
 
 namespace ostria::virtual_pc {

@@ -1,3 +1,4 @@
+// The part of the SDK header of this name that the Windows-bound classes use: device setup classes.
 #pragma once
 
 #include <guiddef.h>

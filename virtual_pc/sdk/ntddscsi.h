@@ -1,3 +1,5 @@
+// The part of the SDK header of this name that the Windows-bound classes use: SCSI and ATA
+// pass-through.
 #pragma once
 
 #include <winioctl.h>

@@ -1,3 +1,5 @@
+// The part of the SDK header of this name that the Windows-bound classes use: the component object
+// model.
 #pragma once
 
 #include <windef.h>

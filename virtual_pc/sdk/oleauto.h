@@ -1,3 +1,5 @@
+// The part of the SDK header of this name that the Windows-bound classes use: BSTR, VARIANT and
+// SAFEARRAY.
 #pragma once
 
 #include <objbase.h>

@@ -1,3 +1,5 @@
+// The part of the SDK header of this name that the Windows-bound classes use: child processes and
+// tokens.
 #pragma once
 
 #include <winbase.h>

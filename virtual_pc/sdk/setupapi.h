@@ -1,3 +1,4 @@
+// The part of the SDK header of this name that the Windows-bound classes use: device enumeration.
 #pragma once
 
 #include <windows.h>

@@ -1,3 +1,5 @@
+// The part of the SDK header of this name that the Windows-bound classes use: files, handles,
+// events, libraries.
 #pragma once
 
 #include <winerror.h>

@@ -1,3 +1,4 @@
+// The part of the SDK header of this name that the Windows-bound classes use: the umbrella header.
 #pragma once
 
 // The part of the system's programming interface that the virtual PC has, under the SDK's names.

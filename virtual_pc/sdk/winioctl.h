@@ -1,3 +1,5 @@
+// The part of the SDK header of this name that the Windows-bound classes use: control codes and
+// records of storage devices and volumes.
 #pragma once
 
 #include <windef.h>

@@ -1,3 +1,4 @@
+// The part of the SDK header of this name that the Windows-bound classes use: code pages.
 #pragma once
 
 #include <windef.h>

@@ -1,3 +1,5 @@
+// The part of the SDK header of this name that the Windows-bound classes use: rights and base
+// records.
 #pragma once
 
 #include <windef.h>

@@ -1,3 +1,4 @@
+// The disk driver: whole-sector transfers become SCSI commands, and sense becomes a system error.
 #include "virtual_pc/system/disk.h"
 
 #include <ntddscsi.h>

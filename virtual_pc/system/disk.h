@@ -1,3 +1,4 @@
+// A physical disk of the system, and the requests that it takes.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SCSI and ATA pass-through requests to a disk (ntddscsi.h). A contradiction is refused, as real
+// ports do, before the drive sees it.
 #include <ntddscsi.h>
 #include <winerror.h>
 

@@ -1,3 +1,4 @@
+// Storage queries to a disk: descriptors, layout, geometry, failure prediction.
 #include <winerror.h>
 #include <winioctl.h>
 

@@ -1,3 +1,4 @@
+// The driver service's library: PCI class and NVMe registers of the machine's controllers.
 #include "virtual_pc/system/driver_service.h"
 
 #include <winerror.h>

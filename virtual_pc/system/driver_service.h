@@ -1,3 +1,4 @@
+// The library that gives programs access to PCI functions and controller registers.
 #pragma once
 
 #include "virtual_pc/system/machine.h"

@@ -1,3 +1,4 @@
+// Files of a volume: their content lies in the clusters of the drive, so that its flaws show there.
 #include <winerror.h>
 #include <winioctl.h>
 

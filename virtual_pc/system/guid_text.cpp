@@ -1,3 +1,4 @@
+// GUIDs from their text.
 #include "virtual_pc/system/guid_text.h"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// GUIDs from their text.
 #pragma once
 
 #include <guiddef.h>

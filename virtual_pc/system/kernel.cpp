@@ -1,3 +1,4 @@
+// Handles, opening of devices and files, requests in flight, and waits that let virtual time pass.
 #include "virtual_pc/system/kernel.h"
 
 #include <windows.h>

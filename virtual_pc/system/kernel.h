@@ -1,3 +1,4 @@
+// What stands behind the Win32 functions: the handles, and the machine that runs.
 #pragma once
 
 #include <cstdint>

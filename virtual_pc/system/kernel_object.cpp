@@ -1,3 +1,4 @@
+// What objects do with requests that they do not know: they refuse them.
 #include "virtual_pc/system/kernel_object.h"
 
 #include <winerror.h>

@@ -1,3 +1,4 @@
+// What a handle can stand for, and the requests that such an object takes.
 #pragma once
 
 #include <cstdint>

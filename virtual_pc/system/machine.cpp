@@ -1,3 +1,4 @@
+// Builds the machine of a description: drives, ports, disks, volumes, and their names.
 #include "virtual_pc/system/machine.h"
 
 #include <algorithm>

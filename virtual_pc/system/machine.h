@@ -1,3 +1,4 @@
+// The virtual PC as it runs.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// Three ways to an NVMe controller: two vendor signatures at the port, and the storage queries of
+// the system's own driver.
 #include "virtual_pc/system/nvme_pass_through.h"
 
 #include <winerror.h>

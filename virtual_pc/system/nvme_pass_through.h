@@ -1,3 +1,4 @@
+// The pass-through that a machine's driver has to an NVMe drive.
 #pragma once
 
 #include "virtual_pc/description/nvme_description.h"

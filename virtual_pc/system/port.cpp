@@ -1,3 +1,4 @@
+// A storage controller's port: its address and its vendor requests.
 #include "virtual_pc/system/port.h"
 
 #include <ntddscsi.h>

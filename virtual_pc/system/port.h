@@ -1,3 +1,4 @@
+// The port of a storage controller, and what drivers add to it.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Text conversions; wide characters have the width of the host's wchar_t here.
 #include "virtual_pc/system/text_forms.h"
 
 #include <cctype>

@@ -1,3 +1,4 @@
+// Text conversions of the virtual system.
 #pragma once
 
 #include <string>

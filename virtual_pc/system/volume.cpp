@@ -1,3 +1,4 @@
+// A mounted file system: locks, dismounts, queries.
 #include "virtual_pc/system/volume.h"
 
 #include <winerror.h>

@@ -1,3 +1,4 @@
+// A volume: a file system on a partition of a disk.
 #pragma once
 
 #include <cstdint>

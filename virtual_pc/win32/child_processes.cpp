@@ -1,3 +1,4 @@
+// Pipes and child processes. The only program of this PC is the filesystem checker.
 #include <algorithm>
 #include <memory>
 #include <sstream>

@@ -1,3 +1,4 @@
+// Component object model: apartments and the one class that is registered here.
 #include <wbemidl.h>
 
 #include "virtual_pc/system/kernel.h"

@@ -1,3 +1,4 @@
+// Reference counting of the component objects.
 #pragma once
 
 #include <objbase.h>

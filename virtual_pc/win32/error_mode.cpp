@@ -1,3 +1,4 @@
+// The error mode of the process.
 #include <windows.h>
 
 #include <utility>

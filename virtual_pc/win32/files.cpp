@@ -1,3 +1,4 @@
+// Directories, file names and volumes.
 #include <algorithm>
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// From Win32 handles to the kernel's objects.
 #pragma once
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// CreateFile, DeviceIoControl, ReadFile, WriteFile, and waiting for them.
 #include <algorithm>
 #include <cstring>
 

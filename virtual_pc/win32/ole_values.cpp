@@ -1,3 +1,4 @@
+// BSTR, VARIANT and SAFEARRAY.
 #include <oleauto.h>
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// Clock, libraries, token privileges and text conversion of the process.
 #include <unistd.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Registry texts: those of controllers and their drivers, and those of the machine file.
 #include <windows.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Device enumeration: disks and the ports above them.
 #include <cfgmgr32.h>
 #include <devguid.h>
 #include <setupapi.h>

@@ -1,3 +1,4 @@
+// Class objects, rows and call results of the WMI service.
 #include "virtual_pc/win32/wmi_objects.h"
 
 #include "virtual_pc/win32/wmi_values.h"

@@ -1,3 +1,4 @@
+// The component objects that the WMI service gives out.
 #pragma once
 
 #include <wbemidl.h>

@@ -1,3 +1,4 @@
+// The WMI service: namespaces, classes, queries and methods behind its interfaces.
 #include "virtual_pc/win32/wmi_service.h"
 
 #include "virtual_pc/system/kernel.h"

@@ -1,3 +1,4 @@
+// The way into the WMI service.
 #pragma once
 
 #include <wbemidl.h>

@@ -1,3 +1,4 @@
+// WMI values to and from variants.
 #include "virtual_pc/win32/wmi_values.h"
 
 namespace ostria::virtual_pc {

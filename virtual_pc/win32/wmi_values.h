@@ -1,3 +1,4 @@
+// WMI values to and from variants.
 #pragma once
 
 #include <oleauto.h>

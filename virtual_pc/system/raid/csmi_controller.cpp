@@ -1,3 +1,4 @@
+// A RAID controller that speaks CSMI through its port.
 #include "virtual_pc/system/raid/csmi_controller.h"
 
 #include <winerror.h>

@@ -1,3 +1,4 @@
+// A RAID controller that speaks CSMI through its port.
 #pragma once
 
 namespace ostria::virtual_pc {

@@ -1,3 +1,4 @@
+// The library behind which LSI controllers stand: one function takes all command records.
 #include "virtual_pc/system/raid/lsi_library.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The library through which programs reach LSI controllers.
 #pragma once
 
 #include <memory>

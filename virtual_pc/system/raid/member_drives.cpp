@@ -1,3 +1,4 @@
+// Commands of a RAID controller's driver to one of its drives.
 #include "virtual_pc/system/raid/member_drives.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Drives behind a RAID controller, and the SATA register frames that reach them.
 #pragma once
 
 #include <cstdint>

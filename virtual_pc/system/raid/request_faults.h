@@ -1,3 +1,4 @@
+// Planned faults of a controller's own requests.
 #pragma once
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Child processes do their work when somebody looks at them, and virtual time passes meanwhile.
 #include "virtual_pc/system/services/child_process.h"
 
 #include <winerror.h>

@@ -1,3 +1,4 @@
+// A child process and the pipe to it.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The filesystem checker: its output is what the machine file says, or that of a clean volume.
 #include "virtual_pc/system/services/chkdsk.h"
 
 #include "virtual_pc/system/text_forms.h"

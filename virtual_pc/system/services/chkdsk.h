@@ -1,3 +1,4 @@
+// The filesystem checker of the system.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Classes, instances, paths and queries of the WMI repository.
 #include "virtual_pc/system/services/wmi_repository.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The repository of the WMI service.
 #pragma once
 
 #include <cstdint>

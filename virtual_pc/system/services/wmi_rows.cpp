@@ -1,3 +1,4 @@
+// The rows that the system itself puts into the WMI repository.
 #include "virtual_pc/system/services/wmi_rows.h"
 
 #include "virtual_pc/system/services/chkdsk.h"

@@ -1,3 +1,4 @@
+// What the WMI repository holds when the PC is switched on.
 #pragma once
 
 #include <memory>
