@@ -106,49 +106,5 @@ TEST(VirtualMedium, BadSectorsOfEachKindFailAndHealAsTheyShould) {
   }
 }
 
-TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
-  FaultPlan plan;
-  plan.add({.command = 0x25, .detail = {}, .occurrence = 2, .times = 2, .action = HangFault{}});
-  plan.add({.command = 0xB0, .detail = 0xDA, .times = 0, .action = VanishFault{}});
-  std::string hits;
-  for (int i = 0; i < 5; ++i) {
-    hits += plan.take(0x25, 0) != nullptr ? 'x' : '.';
-  }
-  EXPECT_EQ(hits, ".xx..");
-  EXPECT_EQ(plan.take(0xB0, 0xD0), nullptr);
-  for (int i = 0; i < 3; ++i) {
-    const FaultRule* rule = plan.take(0xB0, 0xDA);
-    ASSERT_NE(rule, nullptr);
-    EXPECT_TRUE(std::holds_alternative<VanishFault>(rule->action));
-  }
-}
-
-TEST(VirtualFaults, EachActionShowsAtTheDevice) {
-  testing::DriveBench drive(R"("kind": "sata", "model": "M", "size_sectors": 1000, "faults": [
-      {"command": 37, "occurrence": 1, "action": "device_error", "codes": [64]},
-      {"command": 37, "occurrence": 2, "action": "transport", "error": 31},
-      {"command": 37, "occurrence": 3, "action": "short", "bytes": 100},
-      {"command": 37, "occurrence": 4, "action": "garbage"},
-      {"command": 37, "occurrence": 5, "action": "hang"},
-      {"command": 37, "occurrence": 6, "action": "slow", "milliseconds": 5000},
-      {"command": 37, "occurrence": 7, "action": "vanish"}])");
-  AtaExchange read = drive.readExt(1);
-  EXPECT_EQ(read.out.command, 0x51);
-  EXPECT_EQ(read.out.features, 0x40);
-  read = drive.readExt(1);
-  EXPECT_EQ(read.delivery, Delivery::TransportError);
-  EXPECT_EQ(read.transportError, 31u);
-  EXPECT_EQ(drive.readExt(1).transferred, 100u);
-  read = drive.readExt(1);
-  EXPECT_EQ(read.transferred, 512u);
-  EXPECT_NE(read.data, unwritten(1));
-  EXPECT_EQ(drive.readExt(1).durationMicroseconds, Never);
-  EXPECT_GE(drive.readExt(1).durationMicroseconds, 5'000'000u);
-  EXPECT_EQ(drive.readExt(1).delivery, Delivery::Gone);
-  EXPECT_EQ(drive.smart(0xDA).delivery, Delivery::Gone);
-  drive->ata->comeBack();
-  EXPECT_EQ(drive.readExt(1).data, unwritten(1));
-}
-
 }  // namespace
 }  // namespace ostria::virtual_pc

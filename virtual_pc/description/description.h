@@ -97,6 +97,7 @@ struct ScsiDescription {
   std::uint8_t version = 6;  ///< INQUIRY byte 2
   std::uint8_t inquiryBytes = 96;
   std::uint8_t requestSenseBytes = 18;
+  bool descriptorSense = false;          ///< sense of failed commands in descriptor format
   std::vector<std::uint16_t> standards;  ///< version descriptors
 };
 

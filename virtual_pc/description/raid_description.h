@@ -5,19 +5,49 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace ostria::virtual_pc {
 
-/// A planned fault of a controller's own requests. Of `error`, `returnCode` and `patch` one counts.
+/// Nothing reaches the controller: the system's error (CSMI), or the library's result (LSI).
+struct RequestError {
+  std::uint32_t error = 0;
+};
+
+/// CSMI: what the driver says instead of an answer.
+struct RequestReturnCode {
+  std::uint32_t code = 0;
+};
+
+/// Bytes laid over the good answer from `at` on.
+struct RequestPatch {
+  std::uint32_t at = 0;
+  std::vector<std::uint8_t> bytes;
+};
+
+/// CSMI: only so many bytes of the block come back.
+struct RequestShort {
+  std::uint32_t bytes = 0;
+};
+
+/// CSMI pass-through: the connection to the drive was not made or broke. The reply has this status
+/// and neither register frame nor SCSI response.
+struct RequestConnectionStatus {
+  std::uint8_t status = 1;
+};
+
+using RequestFaultAction = std::variant<RequestError, RequestReturnCode, RequestPatch, RequestShort,
+                                        RequestConnectionStatus>;
+
+/// A planned fault of a controller's own requests.
 struct RequestFault {
   std::uint32_t code = 0;        ///< control code (CSMI) or command code (LSI)
   std::uint32_t occurrence = 1;  ///< the first request with that code that is hit, from 1
   std::uint32_t times = 1;       ///< how many are hit in a row; 0 is all from there on
-  std::uint32_t error = 0;       ///< the system's error (CSMI), the library's result (LSI)
-  std::uint32_t returnCode = 0;  ///< what the driver says instead of an answer (CSMI)
-  std::uint32_t patchAt = 0;
-  std::vector<std::uint8_t> patch;  ///< bytes laid over the good answer from `patchAt` on
+  /// Requests for this drive alone; without one those of the controller and of every drive.
+  std::optional<std::string> drive = {};
+  RequestFaultAction action = RequestError{};
 };
 
 /// A RAID set of a CSMI controller.

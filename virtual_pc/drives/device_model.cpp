@@ -2,6 +2,7 @@
 #include "virtual_pc/drives/device_model.h"
 
 #include <algorithm>
+#include <utility>
 #include <variant>
 
 #include "base/byte_order.h"
@@ -15,6 +16,8 @@ template <typename Fault>
 const Fault* faultOf(const FaultRule* rule) {
   return rule != nullptr ? std::get_if<Fault>(&rule->action) : nullptr;
 }
+
+std::uint64_t durationOf(const FaultRule& rule) { return std::uint64_t{rule.milliseconds} * 1000; }
 
 }  // namespace
 
@@ -55,16 +58,35 @@ void ScsiExchange::fail(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq) {
   sense[7] = 10;
   sense[12] = asc;
   sense[13] = ascq;
+  failedLba.reset();
 }
 
 void ScsiExchange::failAt(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq,
                           std::uint64_t lba) {
   fail(key, asc, ascq);
+  failedLba = lba;
   if (lba > 0xFFFFFFFFu) {
     return;  // the information field of the fixed format has four bytes
   }
   sense[0] |= 0x80;
   storage::storeBe32(&sense[3], static_cast<std::uint32_t>(lba));
+}
+
+void ScsiExchange::describeSense() {
+  if (sense.size() < 14 || (sense[0] & 0x7F) >= 0x72) {
+    return;
+  }
+  std::vector<std::uint8_t> described{0x72, sense[2], sense[12], sense[13], 0, 0, 0, 0};
+  if (failedLba) {
+    constexpr std::uint8_t kInformationBytes = 12;
+    constexpr std::uint8_t kValid = 0x80;
+    described[7] = kInformationBytes;
+    described.resize(8 + kInformationBytes);
+    described[9] = kInformationBytes - 2;
+    described[10] = kValid;
+    storage::storeBe64(&described[12], *failedLba);
+  }
+  sense = std::move(described);
 }
 
 bool DeviceModel::admit(Exchange& exchange, const FaultRule* rule) {
@@ -79,6 +101,7 @@ bool DeviceModel::admit(Exchange& exchange, const FaultRule* rule) {
     return false;
   }
   if (const auto* transport = faultOf<TransportFault>(rule)) {
+    exchange.durationMicroseconds = durationOf(*rule);
     exchange.delivery = Delivery::TransportError;
     exchange.transportError = transport->error;
     return false;
@@ -95,13 +118,10 @@ void DeviceModel::injectFault(Exchange& exchange, const FaultRule* rule) {
   if (slow != nullptr && exchange.durationMicroseconds != Never) {
     exchange.durationMicroseconds += std::uint64_t{slow->milliseconds} * 1000;
   }
-  if (exchange.direction != DataDirection::In) {
-    return;
-  }
   if (const auto* cut = faultOf<ShortFault>(rule)) {
     exchange.transferred = std::min<std::size_t>(exchange.transferred, cut->bytes);
   }
-  if (faultOf<GarbageFault>(rule) != nullptr) {
+  if (exchange.direction == DataDirection::In && faultOf<GarbageFault>(rule) != nullptr) {
     faults_.fillGarbage(exchange.data.data(), exchange.transferred);
   }
 }
@@ -116,6 +136,7 @@ void AtaDeviceModel::execute(AtaExchange& exchange) {
   exchange.out.features = 0;
   exchange.out.command = 0x50;
   if (const auto* fault = faultOf<AtaFault>(rule)) {
+    exchange.durationMicroseconds = durationOf(*rule);
     exchange.out.features = fault->error;
     exchange.out.command = fault->status;
     return;
@@ -132,15 +153,44 @@ void ScsiDeviceModel::execute(ScsiExchange& exchange) {
     return;
   }
   if (const auto* fault = faultOf<SenseFault>(rule)) {
+    exchange.durationMicroseconds = durationOf(*rule);
     exchange.fail(fault->key, fault->asc, fault->ascq);
-    return;
+  } else if (const auto* status = faultOf<ScsiStatusFault>(rule)) {
+    endWithStatus(exchange, *status, durationOf(*rule));
+  } else {
+    perform(exchange);
+    injectFault(exchange, rule);
   }
-  perform(exchange);
-  injectFault(exchange, rule);
+  if (descriptorSense()) {
+    exchange.describeSense();
+  }
+}
+
+void ScsiDeviceModel::endWithStatus(ScsiExchange& exchange, const ScsiStatusFault& fault,
+                                    std::uint64_t durationMicroseconds) {
+  constexpr std::uint8_t kRecovered = 1;
+  const bool done = fault.sense ? fault.sense->key <= kRecovered : fault.status == 0;
+  if (done) {
+    perform(exchange);
+  }
+  exchange.durationMicroseconds += durationMicroseconds;
+  if (exchange.status != 0) {
+    return;  // the command failed by itself
+  }
+  if (fault.sense) {
+    const std::size_t moved = exchange.transferred;
+    exchange.fail(fault.sense->key, fault.sense->asc, fault.sense->ascq);
+    exchange.transferred = done ? moved : 0;
+    if (fault.descriptor) {
+      exchange.describeSense();
+    }
+  }
+  exchange.status = fault.status;
 }
 
 void NvmeDeviceModel::execute(NvmeExchange& exchange) {
-  const FaultRule* rule = faults().take(exchange.opcode, storage::byteOf(exchange.cdw[0], 0));
+  const FaultRule* rule =
+      faults().take(exchange.opcode, storage::byteOf(exchange.cdw[0], 0), exchange.admin);
   exchange.result = 0;
   exchange.statusType = 0;
   exchange.statusCode = 0;
@@ -148,6 +198,7 @@ void NvmeDeviceModel::execute(NvmeExchange& exchange) {
     return;
   }
   if (const auto* fault = faultOf<NvmeFault>(rule)) {
+    exchange.durationMicroseconds = durationOf(*rule);
     exchange.statusType = fault->type;
     exchange.statusCode = fault->code;
     return;

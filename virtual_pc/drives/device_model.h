@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "virtual_pc/drives/clock.h"
@@ -64,11 +65,14 @@ struct ScsiExchange : Exchange {
   std::uint8_t cdbLength = 0;
   std::uint8_t status = 0;          ///< SCSI status; 2 CHECK CONDITION
   std::vector<std::uint8_t> sense;  ///< whole sense data, fixed or descriptor format
+  std::optional<std::uint64_t> failedLba;
 
   /// CHECK CONDITION with fixed-format sense of 18 bytes; no data moves.
   void fail(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq = 0);
   /// The same, with the failing address in the information field.
   void failAt(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq, std::uint64_t lba);
+  /// Puts fixed-format sense into descriptor format; of other sense nothing changes.
+  void describeSense();
 };
 
 struct NvmeExchange : Exchange {
@@ -122,6 +126,10 @@ class ScsiDeviceModel : public DeviceModel {
 
  private:
   virtual void perform(ScsiExchange& exchange) = 0;
+  /// Whether the device reports its sense in descriptor format (D_SENSE of the control mode page).
+  virtual bool descriptorSense() const { return false; }
+  void endWithStatus(ScsiExchange& exchange, const ScsiStatusFault& fault,
+                     std::uint64_t durationMicroseconds);
 };
 
 /// A controller that answers NVMe commands.

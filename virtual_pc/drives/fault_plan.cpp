@@ -3,7 +3,7 @@
 
 namespace ostria::virtual_pc {
 
-const FaultRule* FaultPlan::take(std::uint8_t command, std::uint8_t detail) {
+const FaultRule* FaultPlan::take(std::uint8_t command, std::uint8_t detail, bool adminQueue) {
   const FaultRule* hit = nullptr;
   for (Counted& counted : rules_) {
     const FaultRule& rule = counted.rule;
@@ -11,6 +11,9 @@ const FaultRule* FaultPlan::take(std::uint8_t command, std::uint8_t detail) {
       continue;
     }
     if (rule.detail && *rule.detail != detail) {
+      continue;
+    }
+    if (rule.adminQueue && *rule.adminQueue != adminQueue) {
       continue;
     }
     if (counted.seen != ~std::uint32_t{0}) {

@@ -16,7 +16,8 @@ class FaultPlan {
   void add(const FaultRule& rule) { rules_.push_back({rule, 0}); }
   void clear() { rules_.clear(); }
   /// Counts a command and gives the rule that hits it, null when none does. Of several the first.
-  const FaultRule* take(std::uint8_t command, std::uint8_t detail);
+  /// @param adminQueue  NVMe only: the queue that the command is in
+  const FaultRule* take(std::uint8_t command, std::uint8_t detail, bool adminQueue = false);
   /// Fills a buffer for `GarbageFault`; the same sequence in each run.
   void fillGarbage(std::uint8_t* data, std::size_t bytes);
 

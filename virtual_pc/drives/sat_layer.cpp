@@ -15,6 +15,9 @@ using storage::loadBe16;
 namespace {
 
 constexpr std::uint8_t kErrorBit = 0x01;
+constexpr std::uint8_t kFaultBit = 0x20;
+constexpr std::uint8_t kBusyBit = 0x80;
+constexpr std::uint8_t kFailureBits = kErrorBit | kFaultBit | kBusyBit;
 
 std::uint16_t pair(std::uint8_t previous, std::uint8_t current) {
   return static_cast<std::uint16_t>((previous << 8) | current);
@@ -23,7 +26,12 @@ std::uint16_t pair(std::uint8_t previous, std::uint8_t current) {
 /// Sense key and codes for an ATA error (SAT-2, table of ATA errors).
 void failByRegisters(ScsiExchange& exchange, const AtaTaskFile& registers, bool writing) {
   const std::uint8_t error = byteOf(registers.features, 0);
-  if (error & 0x40) {
+  const std::uint8_t status = registers.command;
+  if (status & kBusyBit) {
+    exchange.fail(SenseNotReady, 0x04);
+  } else if (status & kFaultBit) {
+    exchange.fail(SenseHardwareError, 0x44);  // internal target failure
+  } else if (error & 0x40) {
     exchange.fail(SenseMediumError, writing ? 0x0C : 0x11);
   } else if (error & 0x80) {
     exchange.fail(SenseAborted, 0x47, 0x03);
@@ -70,8 +78,8 @@ bool SatLayer::forward(ScsiExchange& exchange, AtaExchange& ata) {
   exchange.transferred = ata.transferred;
   exchange.delivery = ata.delivery;
   exchange.transportError = ata.transportError;
-  if (ata.durationMicroseconds == Never) {
-    exchange.durationMicroseconds = Never;
+  if (ata.delivery != Delivery::Answered || ata.durationMicroseconds == Never) {
+    exchange.durationMicroseconds = ata.durationMicroseconds;
   }
   if (ata.delivery != Delivery::Answered || exchange.durationMicroseconds == Never) {
     return false;
@@ -119,7 +127,7 @@ void SatLayer::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba
     if (!answered) {
       break;
     }
-    if (ata.out.command & kErrorBit) {
+    if (ata.out.command & kFailureBits) {
       failByRegisters(exchange, ata.out, access == Access::Write);
       break;
     }
@@ -180,7 +188,7 @@ void SatLayer::satPassThrough(ScsiExchange& exchange, bool sixteen) {
   last_ = ata.out;
   lastExtended_ = extended;
 
-  const bool error = (ata.out.command & kErrorBit) != 0;
+  const bool error = (ata.out.command & kFailureBits) != 0;
   const bool wanted = (cdb[2] & 0x20) != 0;
   const std::size_t moved = exchange.transferred;
   if (kind_ == SatLayerKind::SatNoCk) {
@@ -216,7 +224,7 @@ void SatLayer::jmicron(ScsiExchange& exchange) {
   if (!forward(exchange, ata)) {
     return;
   }
-  if (ata.out.command & kErrorBit) {
+  if (ata.out.command & kFailureBits) {
     failByRegisters(exchange, ata.out, !in);
   }
 }
@@ -251,7 +259,7 @@ void SatLayer::sunplus(ScsiExchange& exchange) {
   if (!forward(exchange, ata)) {
     return;
   }
-  if (ata.out.command & kErrorBit) {
+  if (ata.out.command & kFailureBits) {
     failByRegisters(exchange, ata.out, exchange.direction == DataDirection::Out);
   }
 }

@@ -33,6 +33,7 @@ class ScsiBlockDevice : public ScsiDeviceModel {
   enum class Access { Read, Verify, Write };
 
   void perform(ScsiExchange& exchange) override;
+  bool descriptorSense() const override { return identity_.traits.descriptorSense; }
   /// Moves sectors that lie within the medium, and sets status and duration.
   virtual void transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
                         std::uint64_t count);

@@ -123,6 +123,7 @@ ScsiDescription parseScsi(ObjectReader& in) {
   in.into("version", out.version);
   in.into("inquiry_bytes", out.inquiryBytes, 5, 252);
   in.into("request_sense_bytes", out.requestSenseBytes, 0, 252);
+  out.descriptorSense = in.flag("descriptor_sense", out.descriptorSense);
   for (std::uint64_t code : in.numbers("standards", 0, 0xFFFF)) {
     out.standards.push_back(static_cast<std::uint16_t>(code));
   }

@@ -38,12 +38,17 @@ WriteEffect usualEffect(BadSectorKind kind) {
   return WriteEffect::Fails;
 }
 
-/// The device's own error in the codes of its command set; what the file leaves out stays usual.
-FaultAction parseDeviceError(ObjectReader& in, CommandSet commandSet) {
-  const auto codes = in.numbers("codes", 0, 255);
+std::vector<std::uint64_t> parseCodes(ObjectReader& in) {
+  std::vector<std::uint64_t> codes = in.numbers("codes", 0, 255);
   if (codes.size() > 3) {
     in.fail("codes", "there are at most 3 of them.");
   }
+  return codes;
+}
+
+/// The device's own error in the codes of its command set; what the file leaves out stays usual.
+FaultAction parseDeviceError(ObjectReader& in, CommandSet commandSet) {
+  const std::vector<std::uint64_t> codes = parseCodes(in);
   const auto code = [&codes](std::size_t index, std::uint8_t usual) {
     return index < codes.size() ? static_cast<std::uint8_t>(codes[index]) : usual;
   };
@@ -58,6 +63,23 @@ FaultAction parseDeviceError(ObjectReader& in, CommandSet commandSet) {
       return NvmeFault{code(0, NvmeFault().type), code(1, 0)};
   }
   return AtaFault{};
+}
+
+FaultAction parseScsiStatus(ObjectReader& in, CommandSet commandSet) {
+  if (commandSet != CommandSet::Scsi) {
+    in.fail("action", "only a SCSI device ends a command with a SCSI status.");
+  }
+  in.require("status");
+  ScsiStatusFault out;
+  in.into("status", out.status);
+  std::vector<std::uint64_t> codes = parseCodes(in);
+  if (!codes.empty()) {
+    codes.resize(3);
+    out.sense = SenseFault{static_cast<std::uint8_t>(codes[0]), static_cast<std::uint8_t>(codes[1]),
+                           static_cast<std::uint8_t>(codes[2])};
+    out.descriptor = in.flag("descriptor", false);
+  }
+  return out;
 }
 
 /// A reader of an action that has no keys of its own.
@@ -85,8 +107,9 @@ FaultAction parseSlow(ObjectReader& in, CommandSet /*commandSet*/) {
 }
 
 using ActionParser = FaultAction (*)(ObjectReader& in, CommandSet commandSet);
-constexpr std::array<std::pair<const char*, ActionParser>, 7> kActions{{
+constexpr std::array<std::pair<const char*, ActionParser>, 8> kActions{{
     {"device_error", parseDeviceError},
+    {"scsi_status", parseScsiStatus},
     {"transport", parseTransport},
     {"vanish", parsePlain<VanishFault>},
     {"short", parseShort},
@@ -94,6 +117,16 @@ constexpr std::array<std::pair<const char*, ActionParser>, 7> kActions{{
     {"hang", parsePlain<HangFault>},
     {"slow", parseSlow},
 }};
+
+/// Whether an action ends the command itself, and so can say how long that takes.
+bool reportsError(const FaultAction& action) {
+  return std::holds_alternative<AtaFault>(action) || std::holds_alternative<SenseFault>(action) ||
+         std::holds_alternative<ScsiStatusFault>(action) ||
+         std::holds_alternative<NvmeFault>(action) ||
+         std::holds_alternative<TransportFault>(action);
+}
+
+constexpr std::array<std::pair<const char*, bool>, 2> kQueues{{{"admin", true}, {"io", false}}};
 
 }  // namespace
 
@@ -135,6 +168,12 @@ std::vector<FaultRule> parseFaults(ObjectReader& in, const std::string& key,
     row.into("occurrence", rule.occurrence, 1);
     row.into("times", rule.times);
     rule.action = parseAction(row, commandSet);
+    if (reportsError(rule.action)) {
+      row.into("milliseconds", rule.milliseconds, 0, 86'400'000);
+    }
+    if (commandSet == CommandSet::Nvme && row.has("queue")) {
+      rule.adminQueue = row.choice<bool>("queue", false, kQueues);
+    }
     row.finish();
     out.push_back(rule);
   }

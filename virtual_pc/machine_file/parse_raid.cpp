@@ -9,7 +9,45 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-std::vector<RequestFault> parseRequestFaults(ObjectReader& in, bool hasReturnCode) {
+/// Reads the one thing that goes wrong with a request.
+RequestFaultAction parseRequestAction(ObjectReader& in, bool csmi) {
+  std::vector<std::string> keys{"error", "patch"};
+  if (csmi) {
+    keys.insert(keys.end(), {"return_code", "bytes", "connection_status"});
+  }
+  const auto has = [&in](const std::string& key) { return in.has(key); };
+  if (std::ranges::count_if(keys, has) != 1) {
+    in.fail("code", "exactly one thing goes wrong with it.");
+  }
+  if (in.has("patch")) {
+    RequestPatch out;
+    in.into("patch_at", out.at);
+    for (const std::uint64_t byte : in.numbers("patch", 0, 255)) {
+      out.bytes.push_back(static_cast<std::uint8_t>(byte));
+    }
+    return out;
+  }
+  if (csmi && in.has("return_code")) {
+    RequestReturnCode out;
+    in.into("return_code", out.code, 1);
+    return out;
+  }
+  if (csmi && in.has("bytes")) {
+    RequestShort out;
+    in.into("bytes", out.bytes);
+    return out;
+  }
+  if (csmi && in.has("connection_status")) {
+    RequestConnectionStatus out;
+    in.into("connection_status", out.status, 1);
+    return out;
+  }
+  RequestError out;
+  in.into("error", out.error, 1);
+  return out;
+}
+
+std::vector<RequestFault> parseRequestFaults(ObjectReader& in, bool csmi) {
   std::vector<RequestFault> out;
   for (ObjectReader& row : in.objects("faults")) {
     RequestFault fault;
@@ -17,22 +55,10 @@ std::vector<RequestFault> parseRequestFaults(ObjectReader& in, bool hasReturnCod
     row.into("code", fault.code, 0, 0xFFFF);
     row.into("occurrence", fault.occurrence, 1);
     row.into("times", fault.times);
-    const int kinds = int{static_cast<int>(row.has("error"))} +
-                      int{static_cast<int>(row.has("patch"))} +
-                      int{static_cast<int>(hasReturnCode && row.has("return_code"))};
-    if (kinds != 1) {
-      row.fail("code", "exactly one thing goes wrong with it.");
+    if (row.has("drive")) {
+      fault.drive = row.text("drive", "", 40);
     }
-    row.into("error", fault.error, 1);
-    if (hasReturnCode) {
-      row.into("return_code", fault.returnCode, 1);
-    }
-    if (row.has("patch")) {
-      row.into("patch_at", fault.patchAt);
-    }
-    for (const std::uint64_t byte : row.numbers("patch", 0, 255)) {
-      fault.patch.push_back(static_cast<std::uint8_t>(byte));
-    }
+    fault.action = parseRequestAction(row, csmi);
     row.finish();
     out.push_back(std::move(fault));
   }
@@ -48,6 +74,14 @@ void checkMembers(const MachineDescription& machine, const ControllerDescription
       throw MachineFileError(location,
                              "there is no drive \"" + name + "\" on \"" + controller.name + "\".");
     }
+  }
+}
+
+void checkFaultDrive(const MachineDescription& machine, const std::string& location,
+                     const RequestFault& fault) {
+  if (fault.drive && std::ranges::find(machine.drives, *fault.drive, &DriveDescription::name) ==
+                         machine.drives.end()) {
+    throw MachineFileError(location, "there is no drive \"" + *fault.drive + "\".");
   }
 }
 
@@ -161,6 +195,9 @@ void tieRaid(const std::vector<std::optional<bool>>& hidden, MachineDescription*
       throw MachineFileError(location + ".nvme.path_id", "the controller has that path already.");
     }
   }
+  for (const RequestFault& fault : machine->storelib.faults) {
+    checkFaultDrive(*machine, "storelib.faults", fault);
+  }
   std::set<std::uint32_t> ids;
   for (std::size_t i = 0; i < machine->controllers.size(); ++i) {
     const ControllerDescription& controller = machine->controllers[i];
@@ -172,6 +209,9 @@ void tieRaid(const std::vector<std::optional<bool>>& hidden, MachineDescription*
       // The phy information has room for 32, one of which stays empty.
       if (std::ranges::count_if(machine->drives, mine) > 31) {
         throw MachineFileError(location + "csmi", "there is room for 31 drives.");
+      }
+      for (const RequestFault& fault : controller.csmi->faults) {
+        checkFaultDrive(*machine, location + "csmi.faults", fault);
       }
       for (const CsmiSetDescription& set : controller.csmi->sets) {
         checkMembers(*machine, controller, location + "csmi.raid_sets", set.drives);

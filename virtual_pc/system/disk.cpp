@@ -18,14 +18,21 @@ namespace {
 constexpr std::uint64_t kDiskTimeout = 60 * MicrosecondsPerSecond;
 constexpr std::uint64_t kLargestRequest = 1u << 20;
 
+constexpr std::uint8_t kGood = 0x00;
+constexpr std::uint8_t kCheckCondition = 0x02;
+constexpr std::uint8_t kUnitAttention = 0x06;
+
+std::uint8_t keyOf(const std::vector<std::uint8_t>& sense) {
+  const bool descriptor = !sense.empty() && (sense[0] & 0x7F) >= 0x72;
+  if (sense.size() < (descriptor ? 4u : 14u)) {
+    return 0xFF;
+  }
+  return (descriptor ? sense[1] : sense[2]) & 0x0F;
+}
+
 /// What the disk driver makes of sense data.
 std::uint32_t errorOfSense(const std::vector<std::uint8_t>& sense) {
-  if (sense.size() < 14) {
-    return ERROR_IO_DEVICE;
-  }
-  const bool descriptor = (sense[0] & 0x7F) >= 0x72;
-  const std::uint8_t key = (descriptor ? sense[1] : sense[2]) & 0x0F;
-  switch (key) {
+  switch (keyOf(sense)) {
     case 0x00:
     case 0x01:
       return ERROR_SUCCESS;
@@ -141,12 +148,30 @@ SectorResult DiskObject::transfer(std::uint64_t lba, std::uint64_t count, bool w
   }
   exchange.data = std::move(*data);
   SectorResult result;
-  result.error = send(exchange, kDiskTimeout);
+  // As the system's disk driver does: what a UNIT ATTENTION kept from being done is asked again.
+  std::vector<std::uint8_t> outgoing;
+  if (writing) {
+    outgoing = exchange.data;
+  }
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    const std::uint64_t before = exchange.durationMicroseconds;
+    result.error = send(exchange, kDiskTimeout);
+    exchange.durationMicroseconds += before;
+    if (result.error != ERROR_SUCCESS || exchange.status != kCheckCondition ||
+        keyOf(exchange.sense) != kUnitAttention) {
+      break;
+    }
+    if (writing) {
+      exchange.data = outgoing;
+    }
+  }
   *data = std::move(exchange.data);
   result.bytes = exchange.transferred;
   result.durationMicroseconds = exchange.durationMicroseconds;
-  if (result.error == ERROR_SUCCESS && exchange.status != 0) {
+  if (result.error == ERROR_SUCCESS && exchange.status == kCheckCondition) {
     result.error = errorOfSense(exchange.sense);
+  } else if (result.error == ERROR_SUCCESS && exchange.status != kGood) {
+    result.error = ERROR_BUSY;  // busy, reserved by another host, or its queue full
   }
   if (result.error != ERROR_SUCCESS) {
     result.bytes = 0;

@@ -56,7 +56,8 @@ class IntelPort : public MiniportHandler {
     return block.size() > kPathAt && block[kPathAt] == pathId_;
   }
 
-  std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) override {
+  std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration,
+                       std::size_t* /*returned*/) override {
     if (block.size() < kDataAt || loadLe32(&block[kControlCodeAt]) != 0xF0002808 ||
         block[28] != 1) {
       return ERROR_INVALID_PARAMETER;
@@ -101,7 +102,8 @@ class MiniPort : public MiniportHandler {
 
   std::string_view signature() const override { return "NvmeMini"; }
 
-  std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) override {
+  std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration,
+                       std::size_t* /*returned*/) override {
     if (block.size() < kDataAt || loadLe32(&block[kControlCodeAt]) != 0xE0002000) {
       return ERROR_INVALID_PARAMETER;
     }

@@ -4,6 +4,7 @@
 #include <ntddscsi.h>
 #include <winerror.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -87,11 +88,12 @@ void PortObject::control(IoRequest& request) {
         !miniport->accepts(block)) {
       continue;
     }
-    const std::uint32_t error = miniport->handle(block, &request.durationMicroseconds);
+    std::size_t returned = block.size();
+    const std::uint32_t error = miniport->handle(block, &request.durationMicroseconds, &returned);
     if (error) {
       return request.fail(error);
     }
-    return request.answerCut(block.data(), block.size());
+    return request.answerCut(block.data(), std::min(returned, block.size()));
   }
   request.fail(ERROR_INVALID_FUNCTION);
 }

@@ -27,8 +27,10 @@ class MiniportHandler {
   /// Works on the whole block, header included, which is what goes back to the caller. The block
   /// has at least a header. The return code in the header is the handler's to set.
   /// @param duration  time that it takes, in microseconds
+  /// @param returned  bytes that go back to the caller; comes in as the whole block
   /// @return the system's error code; 0 when the request went through
-  virtual std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration) = 0;
+  virtual std::uint32_t handle(std::span<std::uint8_t> block, std::uint64_t* duration,
+                               std::size_t* returned) = 0;
 };
 
 /// A storage controller's port, with the drives behind it.

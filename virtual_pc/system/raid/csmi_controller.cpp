@@ -33,6 +33,10 @@ constexpr std::uint32_t kBadControlCode = 2;
 constexpr std::uint32_t kInvalidParameter = 3;
 constexpr std::uint32_t kSetOutOfRange = 1000;
 
+constexpr std::uint32_t kSspPassThrough = 24;
+constexpr std::uint32_t kStpPassThrough = 25;
+constexpr std::size_t kAddressEnd = 100;  // phy, port and address of a pass-through lie before it
+
 constexpr std::size_t kPhyBytes = 64;
 constexpr std::size_t kSetDriveBytes = 136;
 
@@ -48,33 +52,54 @@ class CsmiController {
       : machine_(machine),
         port_(port),
         description_(*port.description().csmi),
-        faults_(description_.faults) {}
+        faults_(machine, description_.faults) {}
 
-  std::uint32_t handle(std::string_view signature, Block block, std::uint64_t* duration) {
+  std::uint32_t handle(std::string_view signature, Block block, std::uint64_t* duration,
+                       std::size_t* returned) {
     if (loadLe32(&block[24]) != block.size() - kHeaderBytes) {
       return ERROR_INVALID_PARAMETER;
     }
     const std::uint32_t code = loadLe32(&block[16]);
-    const RequestFault* fault = faults_.take(code);
-    if ((fault != nullptr) && fault->error) {
-      return fault->error;
+    const bool passThrough = code == kSspPassThrough || code == kStpPassThrough;
+    const bool hasAddress = passThrough && block.size() > kAddressEnd;
+    const RequestFault* fault = faults_.take(code, hasAddress ? addressed(block) : nullptr);
+    if (const auto* error = RequestFaults::actionOf<RequestError>(fault)) {
+      return error->error;
     }
-    std::uint32_t returnCode = fault != nullptr ? fault->returnCode : kGood;
-    if (returnCode == kGood) {
-      systemError_ = ERROR_SUCCESS;
-      returnCode = answer(signature, code, block, duration);
-      if (systemError_) {
-        return systemError_;
-      }
+    if (const auto* refusal = RequestFaults::actionOf<RequestReturnCode>(fault)) {
+      storeLe32(&block[20], refusal->code);
+      return ERROR_SUCCESS;
+    }
+    const auto* connection = RequestFaults::actionOf<RequestConnectionStatus>(fault);
+    if (connection != nullptr && passThrough) {
+      breakConnection(block, code, connection->status);
+      return ERROR_SUCCESS;
+    }
+    systemError_ = ERROR_SUCCESS;
+    const std::uint32_t returnCode = answer(signature, code, block, duration);
+    if (systemError_) {
+      return systemError_;
     }
     storeLe32(&block[20], returnCode);
-    if (fault != nullptr) {
-      RequestFaults::patch(*fault, block);
+    RequestFaults::patch(fault, block);
+    if (const auto* cut = RequestFaults::actionOf<RequestShort>(fault)) {
+      *returned = std::min<std::size_t>(*returned, cut->bytes);
     }
     return ERROR_SUCCESS;
   }
 
  private:
+  /// The reply of a pass-through whose connection failed: a status, no frame, no response, no data.
+  static void breakConnection(Block block, std::uint32_t code, std::uint8_t status) {
+    const bool ssp = code == kSspPassThrough;
+    const std::size_t statusAt = ssp ? 100 : 72;
+    const std::size_t dataAt = ssp ? 368 : 164;
+    std::ranges::fill(block.subspan(statusAt, std::min(dataAt, block.size()) - statusAt),
+                      std::uint8_t{0});
+    block[statusAt] = status;
+    storeLe32(&block[20], kGood);
+  }
+
   std::uint32_t answer(std::string_view signature, std::uint32_t code, Block block,
                        std::uint64_t* duration) {
     struct Request {
@@ -301,8 +326,8 @@ class CsmiMiniport : public MiniportHandler {
   CsmiMiniport(std::shared_ptr<CsmiController> controller, std::string_view signature)
       : controller_(std::move(controller)), signature_(signature) {}
   std::string_view signature() const override { return signature_; }
-  std::uint32_t handle(Block block, std::uint64_t* duration) override {
-    return controller_->handle(signature_, block, duration);
+  std::uint32_t handle(Block block, std::uint64_t* duration, std::size_t* returned) override {
+    return controller_->handle(signature_, block, duration, returned);
   }
 
  private:

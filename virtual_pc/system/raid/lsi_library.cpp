@@ -68,26 +68,31 @@ std::uint16_t idPart(const std::string& hardwareId, const std::string& mark) {
 class LsiLibrary {
  public:
   explicit LsiLibrary(Machine& machine)
-      : machine_(machine), faults_(machine.description().storelib.faults) {}
+      : machine_(machine), faults_(machine, machine.description().storelib.faults) {}
 
   std::uint32_t execute(const CommandRecord& record) {
     const std::uint32_t code = record.command | (std::uint32_t{record.group} << 8);
-    const RequestFault* fault = faults_.take(code);
-    if ((fault != nullptr) && fault->error) {
-      return fault->error;
+    const RequestFault* fault = faults_.take(code, driveFor(code, record));
+    if (const auto* error = RequestFaults::actionOf<RequestError>(fault)) {
+      return error->error;
     }
     if (record.data == nullptr) {
       return kInvalidParameter;
     }
     const Block block(static_cast<std::uint8_t*>(record.data), record.dataSize);
     const std::uint32_t result = answer(code, record, block);
-    if (fault != nullptr) {
-      RequestFaults::patch(*fault, block);
-    }
+    RequestFaults::patch(fault, block);
     return result;
   }
 
  private:
+  /// The drive that a command is for; null for commands to the controller.
+  Drive* driveFor(std::uint32_t code, const CommandRecord& record) const {
+    const bool forDrive = code == 0x0002 || code == 0x0006 || code == 0x0206;
+    PortObject* port = forDrive ? controller(record.controllerId) : nullptr;
+    return port != nullptr ? driveOf(*port, record.deviceId) : nullptr;
+  }
+
   std::uint32_t answer(std::uint32_t code, const CommandRecord& record, Block block) {
     if (code == 0x0300) {
       return block.size() == 260 ? controllerList(block) : kInvalidParameter;

@@ -1,0 +1,289 @@
+// Planned faults: that they hit what they name, and what shows at the drive and at the system.
+#include <gtest/gtest.h>
+#include <ntddscsi.h>
+#include <windows.h>
+#include <winioctl.h>
+
+#include "base/byte_order.h"
+#include "tests/support/drive_bench.h"
+#include "tests/support/raid_bench.h"
+#include "virtual_pc/drives/scsi_block.h"
+#include "virtual_pc/system/kernel.h"
+
+namespace ostria::virtual_pc {
+namespace {
+
+using testing::unwritten;
+using Bytes = std::vector<std::uint8_t>;
+
+TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
+  FaultPlan plan;
+  plan.add({.command = 0x25, .detail = {}, .occurrence = 2, .times = 2, .action = HangFault{}});
+  plan.add({.command = 0xB0, .detail = 0xDA, .times = 0, .action = VanishFault{}});
+  std::string hits;
+  for (int i = 0; i < 5; ++i) {
+    hits += plan.take(0x25, 0) != nullptr ? 'x' : '.';
+  }
+  EXPECT_EQ(hits, ".xx..");
+  EXPECT_EQ(plan.take(0xB0, 0xD0), nullptr);
+  for (int i = 0; i < 3; ++i) {
+    const FaultRule* rule = plan.take(0xB0, 0xDA);
+    ASSERT_NE(rule, nullptr);
+    EXPECT_TRUE(std::holds_alternative<VanishFault>(rule->action));
+  }
+}
+
+TEST(VirtualFaults, EachActionShowsAtTheDevice) {
+  testing::DriveBench drive(R"("kind": "sata", "model": "M", "size_sectors": 1000, "faults": [
+      {"command": 37, "occurrence": 1, "action": "device_error", "codes": [64]},
+      {"command": 37, "occurrence": 2, "action": "transport", "error": 31},
+      {"command": 37, "occurrence": 3, "action": "short", "bytes": 100},
+      {"command": 37, "occurrence": 4, "action": "garbage"},
+      {"command": 37, "occurrence": 5, "action": "hang"},
+      {"command": 37, "occurrence": 6, "action": "slow", "milliseconds": 5000},
+      {"command": 37, "occurrence": 7, "action": "vanish"}])");
+  AtaExchange read = drive.readExt(1);
+  EXPECT_EQ(read.out.command, 0x51);
+  EXPECT_EQ(read.out.features, 0x40);
+  read = drive.readExt(1);
+  EXPECT_EQ(read.delivery, Delivery::TransportError);
+  EXPECT_EQ(read.transportError, 31u);
+  EXPECT_EQ(drive.readExt(1).transferred, 100u);
+  read = drive.readExt(1);
+  EXPECT_EQ(read.transferred, 512u);
+  EXPECT_NE(read.data, unwritten(1));
+  EXPECT_EQ(drive.readExt(1).durationMicroseconds, Never);
+  EXPECT_GE(drive.readExt(1).durationMicroseconds, 5'000'000u);
+  EXPECT_EQ(drive.readExt(1).delivery, Delivery::Gone);
+  EXPECT_EQ(drive.smart(0xDA).delivery, Delivery::Gone);
+  drive->ata->comeBack();
+  EXPECT_EQ(drive.readExt(1).data, unwritten(1));
+}
+
+TEST(VirtualFaults, ScsiCommandsEndWithEveryStatusAndSense) {
+  const struct {
+    const char* fault;
+    std::uint8_t status;
+    Bytes sense;  ///< response code, key, ASC, ASCQ
+    bool data;
+  } cases[] = {
+      {R"("action": "scsi_status", "status": 8)", 8, {}, false},
+      {R"("action": "scsi_status", "status": 24)", 24, {}, false},
+      {R"("action": "scsi_status", "status": 40)", 40, {}, false},
+      {R"("action": "scsi_status", "status": 2)", 2, {}, false},
+      {R"("action": "scsi_status", "status": 0, "codes": [1, 23, 1])", 0, {0x70, 1, 23, 1}, true},
+      {R"("action": "scsi_status", "status": 2, "codes": [1, 23, 1], "descriptor": true)",
+       2,
+       {0x72, 1, 23, 1},
+       true},
+      {R"("action": "scsi_status", "status": 2, "codes": [6, 41])", 2, {0x70, 6, 41, 0}, false},
+      {R"("action": "device_error", "codes": [11, 71, 3])", 2, {0x70, 11, 71, 3}, false},
+      {R"("action": "short", "bytes": 100)", 0, {}, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    testing::DriveBench drive(
+        R"("kind": "sas", "model": "M", "size_sectors": 1000, "faults": [{"command": 40, )" +
+        std::string(c.fault) + "}]");
+    const ScsiExchange read = drive.read10(7);
+    EXPECT_EQ(read.status, c.status);
+    const bool descriptor = !read.sense.empty() && read.sense[0] == 0x72;
+    const Bytes sense = read.sense.empty() ? Bytes()
+                        : descriptor
+                            ? Bytes(read.sense.begin(), read.sense.begin() + 4)
+                            : Bytes{read.sense[0], read.sense[2], read.sense[12], read.sense[13]};
+    EXPECT_EQ(sense, c.sense);
+    EXPECT_EQ(read.transferred, !c.data ? 0u : c.sense.empty() ? 100u : 512u);
+    EXPECT_EQ(drive.read10(7).data, unwritten(7)) << "once only";
+  }
+}
+
+TEST(VirtualFaults, SenseInDescriptorFormatNamesTheSector) {
+  testing::DriveBench drive(R"("kind": "sas", "model": "M", "size_sectors": 5000000000,
+      "bad_sectors": [{"lba": 4999999000}], "scsi": {"descriptor_sense": true})");
+  Bytes read16{0x88, 0, 0, 0, 0, 1, 0x2A, 0x05, 0xEE, 0x18, 0, 0, 0, 1, 0, 0};
+  const ScsiExchange read = drive.scsi(read16, 512);
+  ASSERT_EQ(read.sense.size(), 20u);
+  EXPECT_EQ(Bytes(read.sense.begin(), read.sense.begin() + 4), (Bytes{0x72, 3, 0x11, 0}));
+  EXPECT_EQ(storage::loadBe64(&read.sense[12]), 4999999000u);
+}
+
+TEST(VirtualFaults, DeviceFaultAndBusyOfAnAtaDriveAreNoSuccessThroughSat) {
+  testing::DriveBench drive(R"("kind": "usb_sat", "model": "M", "size_sectors": 1000, "faults": [
+      {"command": 37, "occurrence": 1, "action": "device_error", "codes": [0, 112]},
+      {"command": 37, "occurrence": 2, "action": "device_error", "codes": [0, 208]},
+      {"command": 236, "action": "device_error", "codes": [0, 112]}])");
+  EXPECT_EQ(drive.read10(1).sense[2], SenseHardwareError);
+  EXPECT_EQ(drive.read10(1).sense[2], SenseNotReady);
+  EXPECT_EQ(drive.read10(1).status, 0);
+  const ScsiExchange identify = drive.scsi({0xA1, 4 << 1, 0x0E, 0, 1, 0, 0, 0, 0, 0xEC, 0, 0}, 512);
+  EXPECT_EQ(identify.sense[1], SenseHardwareError);
+  EXPECT_EQ(identify.sense[8 + 13], 0x70);
+}
+
+TEST(VirtualFaults, OpcodesOfTheTwoNvmeQueuesAreNotMistaken) {
+  testing::DriveBench drive(R"("kind": "nvme", "model": "M", "size_sectors": 1000, "faults": [
+      {"command": 2, "detail": 2, "queue": "admin", "times": 0, "action": "device_error",
+       "codes": [1, 9]}])");
+  const auto send = [&](bool admin, std::uint32_t dword10) {
+    NvmeExchange exchange;
+    exchange.admin = admin;
+    exchange.opcode = 2;
+    exchange.namespaceId = admin ? 0xFFFFFFFF : 1;
+    exchange.cdw[0] = dword10;
+    exchange.direction = DataDirection::In;
+    exchange.data.resize(512);
+    drive->nvme->execute(exchange);
+    return exchange;
+  };
+  const NvmeExchange log = send(true, 0x007F0002);
+  EXPECT_EQ(log.statusType, 1);
+  EXPECT_EQ(log.statusCode, 9);
+  EXPECT_EQ(send(true, 0x007F0006).statusCode, 0);
+  EXPECT_EQ(send(false, 2).data, unwritten(2));
+}
+
+/// How a read of one sector by the system ends: the error of the call, and that of the request.
+struct ReadEnd {
+  DWORD call = 0;
+  DWORD request = 0;
+  DWORD bytes = 0;
+};
+
+ReadEnd systemRead(const std::string& kind, const std::string& fault) {
+  std::string error;
+  EXPECT_TRUE(installMachine(R"({"format": 1, "drives": [{"model": "M", "size_sectors": 1000,
+      "kind": ")" + kind + R"(", "faults": [)" +
+                                 fault + "]}]}",
+                             &error))
+      << error;
+  const HANDLE disk =
+      CreateFileW(L"\\\\.\\PhysicalDrive0", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                  nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+  OVERLAPPED overlapped{};
+  std::uint8_t sector[512];
+  ReadEnd end;
+  if (ReadFile(disk, sector, sizeof sector, nullptr, &overlapped) == 0) {
+    end.call = GetLastError();
+  }
+  if (end.call == ERROR_IO_PENDING &&
+      GetOverlappedResult(disk, &overlapped, &end.bytes, TRUE) == 0) {
+    end.request = GetLastError();
+  }
+  CloseHandle(disk);
+  return end;
+}
+
+TEST(VirtualFaults, TheDiskDriverReportsThemWhenTheirTimeHasPassed) {
+  const struct {
+    const char* kind;
+    const char* fault;
+    DWORD call;
+    DWORD request;
+    DWORD bytes;
+  } cases[] = {
+      {"sas", R"({"action": "device_error", "codes": [3, 17]})", ERROR_IO_PENDING, ERROR_CRC, 0},
+      {"sas", R"({"action": "device_error", "codes": [3, 17], "milliseconds": 0})", ERROR_CRC, 0,
+       0},
+      {"sas", R"({"action": "scsi_status", "status": 24})", ERROR_IO_PENDING, ERROR_BUSY, 0},
+      {"sas", R"({"action": "scsi_status", "status": 2})", ERROR_IO_PENDING, ERROR_IO_DEVICE, 0},
+      {"sas", R"({"action": "device_error", "codes": [6, 41]})", ERROR_IO_PENDING, 0, 512},
+      {"sas", R"({"action": "device_error", "codes": [6, 41], "times": 2})", ERROR_IO_PENDING,
+       ERROR_IO_DEVICE, 0},
+      {"sas", R"({"action": "short", "bytes": 0})", ERROR_IO_PENDING, 0, 0},
+      {"sata", R"({"action": "transport", "error": 31})", ERROR_IO_PENDING, 31, 0},
+      {"sata", R"({"action": "transport", "error": 31, "milliseconds": 0})", 31, 0, 0},
+      {"sata", R"({"action": "device_error", "codes": [0, 112]})", ERROR_IO_PENDING,
+       ERROR_IO_DEVICE, 0},
+      {"nvme", R"({"action": "device_error", "codes": [2, 129]})", ERROR_IO_PENDING, ERROR_CRC, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.kind) + c.fault);
+    const ReadEnd end = systemRead(c.kind, c.fault);
+    EXPECT_EQ(end.call, c.call);
+    EXPECT_EQ(end.request, c.request);
+    EXPECT_EQ(end.bytes, c.bytes);
+  }
+  resetMachine();
+}
+
+/// IDENTIFY DEVICE through the CSMI controller of the RAID example, to the drive on that phy.
+struct StpReply {
+  DWORD returned = 0;
+  std::uint8_t connection = 0xFF;
+  std::uint8_t fisType = 0xFF;
+  std::uint32_t bytes = 0;
+};
+
+StpReply stpIdentify(std::uint8_t phy) {
+  const HANDLE port =
+      CreateFileW(L"\\\\.\\Scsi0:", GENERIC_READ | GENERIC_WRITE,
+                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+  Bytes block(164 + 512);
+  storage::storeLe32(&block[0], 28);
+  std::copy_n("CSMISAS", 7, &block[4]);
+  storage::storeLe32(&block[12], 30);
+  storage::storeLe32(&block[16], 25);
+  storage::storeLe32(&block[24], static_cast<std::uint32_t>(block.size() - 28));
+  block[28] = phy;
+  block[29] = static_cast<std::uint8_t>(phy + 8);
+  const std::uint8_t address[8] = {0x50, 0x01, 0x20, 0, 0, 0, 0x10, phy};
+  std::copy_n(address, 8, &block[32]);
+  block[44] = 0x27;
+  block[45] = 0x80;
+  block[46] = 0xEC;
+  storage::storeLe32(&block[64], 16 | 1);
+  storage::storeLe32(&block[68], 512);
+  StpReply reply;
+  EXPECT_TRUE(DeviceIoControl(port, IOCTL_SCSI_MINIPORT, block.data(),
+                              static_cast<DWORD>(block.size()), block.data(),
+                              static_cast<DWORD>(block.size()), &reply.returned, nullptr));
+  CloseHandle(port);
+  reply.connection = block[72];
+  reply.fisType = block[76];
+  reply.bytes = storage::loadLe32(&block[160]);
+  return reply;
+}
+
+TEST(VirtualFaults, OfRaidControllersHitOneDriveAlone) {
+  storage::testing::Json machine = storage::testing::raidMachine();
+  machine["controllers"][0]["csmi"]["faults"] = {
+      {{"code", 25}, {"drive", "mirror-b"}, {"connection_status", 3}},
+      {{"code", 25}, {"drive", "mirror-a"}, {"occurrence", 2}, {"bytes", 300}}};
+  machine["storelib"]["faults"] = {
+      {{"code", 2}, {"drive", "stripe-b"}, {"error", 12}, {"times", 0}}};
+  std::string error;
+  ASSERT_TRUE(installMachine(machine.dump(), &error)) << error;
+  EXPECT_EQ(stpIdentify(1).fisType, 0x34);
+  EXPECT_EQ(stpIdentify(1).returned, 300u);
+  const StpReply broken = stpIdentify(2);
+  EXPECT_EQ(broken.connection, 3);
+  EXPECT_EQ(broken.fisType, 0);
+  EXPECT_EQ(broken.bytes, 0u);
+  EXPECT_EQ(stpIdentify(2).fisType, 0x34);
+
+  struct {
+    std::uint8_t command = 2, group = 0;
+    std::uint16_t reserved = 0;
+    std::uint32_t controller = 0;
+    std::uint16_t device = 0;
+    std::uint8_t subIndex = 0, reserved2[17] = {};
+    std::uint32_t bytes = 512;
+    void* data = nullptr;
+    std::uint8_t reserved3[8] = {};
+  } record;
+  Bytes block(512);
+  record.data = block.data();
+  const auto& functions = virtual_pc::machine().libraries().at("storelib.dll");
+  const auto library =
+      reinterpret_cast<std::uint32_t (*)(void*)>(functions.at("ProcessLibCommand"));
+  std::string results;
+  for (record.device = 4; record.device < 8; ++record.device) {
+    results += std::to_string(library(&record)) + " ";
+  }
+  EXPECT_EQ(results, "0 12 0 0 ");
+  resetMachine();
+}
+
+}  // namespace
+}  // namespace ostria::virtual_pc
