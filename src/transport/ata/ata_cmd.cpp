@@ -182,6 +182,19 @@ bool IsLba48Command(std::uint8_t command) {
   return command != ata::ReadMultipleExt && ata::traitsOf(command).has(ata::Wide);
 }
 
+void clearRegisters(AtaCmd& command) {
+  command.features = command.featuresPrevious = 0;
+  command.sectorCount = command.sectorCountPrevious = 0;
+  command.lbaLow = command.lbaLowPrevious = 0;
+  command.lbaMid = command.lbaMidPrevious = 0;
+  command.lbaHigh = command.lbaHighPrevious = 0;
+  command.device = command.command = 0;
+}
+
+bool isRefused(const AtaCmd& command) {
+  return (command.command & (ata::StatusError | ata::StatusDeviceFault)) != 0;
+}
+
 bool ByteSum(const void* data, std::size_t length) {
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   return std::accumulate(bytes, bytes + length, 0u) % 256 == 0;

@@ -26,8 +26,7 @@ class AtaCmd {
   AtaCmd& operator=(const AtaCmd&) = default;
 
   // Five little-endian 16-bit values, current byte then previous byte. After a send `features`
-  // holds the error register and `command` the status register; of the status only bit 0 (ERR) is
-  // the device's verdict.
+  // holds the error register and `command` the status register.
   std::uint8_t features = 0;
   std::uint8_t featuresPrevious = 0;
   std::uint8_t sectorCount = 0;
@@ -136,6 +135,13 @@ class WriteUncorrectableExt final : public AtaCmd {
 
 /// Whether the command with this command register uses the "previous" bytes.
 bool IsLba48Command(std::uint8_t command);
+
+/// Sets all registers to 0, as a bridge does that has none to give back.
+void clearRegisters(AtaCmd& command);
+
+/// Whether the status register of a command that came back shows the drive's refusal: an error, or
+/// a device fault.
+bool isRefused(const AtaCmd& command);
 
 /// Whether the bytes add up to 0 modulo 256, as every ATA page with a checksum does.
 bool ByteSum(const void* data, std::size_t length);

@@ -18,6 +18,7 @@ ProtocolResult JMicronBridge::Send(AtaCmd& command) {
   if (wrapped.scsiStatus != 0) {
     return ProtocolResult::ScsiStatusNotGood;
   }
+  clearRegisters(command);  // the opcode would read as a status
   command.transferBytes = wrapped.transferBytes;
   return ProtocolResult::Success;
 }

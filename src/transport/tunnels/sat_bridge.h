@@ -10,8 +10,10 @@
 namespace ostria::storage {
 
 /// ATA commands for a drive behind an adapter that speaks SCSI to the host, wrapped by the SCSI/ATA
-/// translation standard. After a send the registers of the command are what the adapter gave back,
-/// and 0 where it gave none.
+/// translation standard. After a `Success` the registers of the command are what the adapter gave
+/// back, and 0 where it gave none after a success. Without wanted registers a refusal is
+/// `ScsiStatusNotGood`; with them, what gives no verdict of the drive is `RegistersUnavailable`,
+/// and so is a read that brought fewer bytes than asked.
 class SatBridge : public AtaBridge {
  public:
   /// The bytes of an ATA Status Return descriptor.
@@ -28,7 +30,8 @@ class SatBridge : public AtaBridge {
   ScsiBridge& scsi() const { return *scsi_; }
 
  private:
-  void ReadBackRegisters(ScsiCmd& sent, AtaCmd& command);
+  ProtocolResult JudgeRead(ScsiCmd& sent, std::uint64_t asked, AtaCmd& command);
+  ProtocolResult ReadBackRegisters(ScsiCmd& sent, AtaCmd& command);
 
   std::shared_ptr<ScsiBridge> scsi_;
 };

@@ -19,17 +19,27 @@ std::uint8_t protocolByte(const ata::Traits& traits, bool extend) {
                                    (extend ? 1u : 0u));
 }
 
-/// Byte 2. The length is always told in blocks, and counted in the sector count field.
+std::uint64_t countOf(const AtaCmd& command, const ata::Traits& traits) {
+  return command.sectorCount +
+         (traits.has(ata::Wide) ? std::uint64_t{command.sectorCountPrevious} << 8 : 0);
+}
+
+/// Byte 2. The length is given in blocks, and counted in the sector count field. A block is 512
+/// bytes for the translator unless T_TYPE says that it is the drive's own sector.
 std::uint8_t transferByte(const AtaCmd& command, const ata::Traits& traits, bool ckCondition) {
   constexpr unsigned kLengthInCount = 0x02;
   constexpr unsigned kLengthInBlocks = 0x04;
   constexpr unsigned kFromDevice = 0x08;
+  constexpr unsigned kLogicalSectors = 0x10;
   constexpr unsigned kCkCond = 0x20;
   constexpr unsigned kOffLine = 0x40;
   const bool movesData = traits.transfer != ata::Transfer::NonData;
   unsigned flags = kLengthInBlocks | kOffLine;
   if (movesData) {
     flags |= kLengthInCount;
+    if (command.transferBytes != countOf(command, traits) * kAtaPageBytes) {
+      flags |= kLogicalSectors;
+    }
   }
   if (!movesData || command.dataDirection == DataDirection::FromDevice) {
     flags |= kFromDevice;

@@ -32,6 +32,7 @@ ProtocolResult SunplusBridge::Send(AtaCmd& command) {
   SunplusAtaPassThrough wrapped(command);
   const ProtocolResult result = sendGood(*scsi_, wrapped);
   if (succeeded(result)) {
+    clearRegisters(command);  // the opcode would read as a status
     command.transferBytes = wrapped.transferBytes;
   }
   return result;

@@ -16,12 +16,6 @@ class WrappingBridges : public testing::Test {
   Bytes buffer = Bytes(4096);
 };
 
-// Descriptor-format sense: an information descriptor, then the ATA status return with `registers`.
-Bytes statusReturnSense() {
-  return {0x72, 1, 0, 0x1D, 0, 0, 0,  26, 0x00, 10, 0,    0, 0,    0, 0,
-          0,    0, 0, 0,    0, 9, 12, 0,  0x04, 0,  0x11, 0, 0x22, 0};
-}
-
 void expectNoRegisters(const AtaCmd& command) {
   EXPECT_EQ(command.features | command.featuresPrevious | command.sectorCount |
                 command.sectorCountPrevious | command.lbaLow | command.lbaLowPrevious |
@@ -33,13 +27,17 @@ void expectNoRegisters(const AtaCmd& command) {
 TEST_F(WrappingBridges, CommandsBecomePassThroughBytesBySize) {
   scsi->expect({0x85, 9, 0x6E, 0, 0, 1, 2, 0x44, 0x11, 0x55, 0x22, 0x66, 0x33, 0x40, 0x24, 0})
       .in(0x102 * 512)
+      .moves(0x102 * 512)
       .within(12);
   ReadSectorsExt readExt(0x665544332211, 0x102, 512, buffer.data(), 12);
   Bytes big(readExt.transferBytes);
   readExt.data = big.data();
   EXPECT_EQ(checking.Send(readExt), ProtocolResult::Success);
 
-  scsi->expect({0xA1, 8, 0x4E, 0, 2, 0x11, 0x22, 0x33, 0x45, 0x20, 0, 0}).in(1024).within(5);
+  scsi->expect({0xA1, 8, 0x4E, 0, 2, 0x11, 0x22, 0x33, 0x45, 0x20, 0, 0})
+      .in(1024)
+      .moves(1024)
+      .within(5);
   ReadSectors read(0x5332211, 2, 512, buffer.data(), 5);
   EXPECT_EQ(asking.Send(read), ProtocolResult::Success);
 
@@ -48,6 +46,11 @@ TEST_F(WrappingBridges, CommandsBecomePassThroughBytesBySize) {
   std::fill_n(buffer.begin(), 512, std::uint8_t{0xAB});
   WriteSectorsExt write(9, 1, 512, buffer.data());
   EXPECT_EQ(checking.Send(write), ProtocolResult::Success);
+
+  // Sectors of another size than 512 bytes are what the count counts.
+  scsi->expect({0x85, 9, 0x5E, 0, 0, 0, 2, 0, 9, 0, 0, 0, 0, 0x40, 0x24, 0}).in(8192).moves(8192);
+  ReadSectorsExt large(9, 2, 4096, big.data(), 30);
+  EXPECT_EQ(asking.Send(large), ProtocolResult::Success);
 
   scsi->expect({0x85, 9, 0x4E, 0, 0, 0, 1, 0, 7, 1, 0x2C, 0, 0, 0, 0x2F, 0}).in(512);
   ReadLogExt log(7, 1, buffer.data(), 300);
@@ -63,28 +66,28 @@ TEST_F(WrappingBridges, CommandsBecomePassThroughBytesBySize) {
 }
 
 TEST_F(WrappingBridges, RegistersComeFromTheSenseDataOrFromASecondCommand) {
-  Bytes sense = statusReturnSense();
-  sense.resize(32);
-  sense[29] = 0x4F;
-  sense[31] = 0xC2;
-  // A descriptor that runs over the end of the sense data is not taken.
-  scsi->expect({0xA1, 6, 0x6C, 0xDA, 0, 0, 0x4F, 0xC2, 0, 0xB0, 0, 0}).senses(sense);
-  SmartReturnStatus cut;
-  EXPECT_EQ(checking.Send(cut), ProtocolResult::Success);
-  expectNoRegisters(cut);
-
-  sense = {0x72, 1,    0, 0x1D, 0, 0, 0, 18,   0x80, 2,    0,    0,    9, 12,
-           0,    0x04, 0, 1,    0, 2, 0, 0x4F, 0,    0xC2, 0xA0, 0x51, 0, 0};
-  scsi->expect({0xA1, 6, 0x6C, 0xDA, 0, 0, 0x4F, 0xC2, 0, 0xB0, 0, 0}).senses(sense);
-  SmartReturnStatus status;
-  EXPECT_EQ(checking.Send(status), ProtocolResult::Success);
-  EXPECT_EQ(status.features, 0x04);
-  EXPECT_EQ(status.sectorCount, 1);
-  EXPECT_EQ(status.lbaLow, 2);
-  EXPECT_EQ(status.lbaMid, 0x4F);
-  EXPECT_EQ(status.lbaHigh, 0xC2);
-  EXPECT_EQ(status.device, 0xA0);
-  EXPECT_EQ(status.command, 0x51);
+  const Bytes described = {0x72, 1, 0,    0x1D, 0, 0, 0, 18, 0x80, 2, 0,    0,    9,
+                           12,   0, 0x04, 0,    1, 0, 2, 0,  0x4F, 0, 0xC2, 0xA0, 0x51};
+  Bytes fixed = fixedSense(1, 0, 0x1D);
+  fixed[3] = 0x04;
+  fixed[4] = 0x51;
+  fixed[5] = 0xA0;
+  fixed[6] = 1;
+  fixed[9] = 2;
+  fixed[10] = 0x4F;
+  fixed[11] = 0xC2;
+  for (const Bytes& sense : {described, fixed}) {
+    scsi->expect({0xA1, 6, 0x6C, 0xDA, 0, 0, 0x4F, 0xC2, 0, 0xB0, 0, 0}).senses(sense);
+    SmartReturnStatus status;
+    EXPECT_EQ(checking.Send(status), ProtocolResult::Success);
+    EXPECT_EQ(status.features, 0x04);
+    EXPECT_EQ(status.sectorCount, 1);
+    EXPECT_EQ(status.lbaLow, 2);
+    EXPECT_EQ(status.lbaMid, 0x4F);
+    EXPECT_EQ(status.lbaHigh, 0xC2);
+    EXPECT_EQ(status.device, 0xA0);
+    EXPECT_EQ(status.command, 0x51);
+  }
 
   scsi->expect({0xA1, 6, 0x4C, 0xDA, 0, 0, 0x4F, 0xC2, 0, 0xB0, 0, 0}).senses(fixedSense(1));
   scsi->expect({0xA1, 0x1E, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})
@@ -96,49 +99,125 @@ TEST_F(WrappingBridges, RegistersComeFromTheSenseDataOrFromASecondCommand) {
   EXPECT_EQ(asked.lbaHigh, 0x2C);
 }
 
-TEST_F(WrappingBridges, RegistersThatCannotBeHadStayZero) {
+TEST_F(WrappingBridges, RegistersThatCannotBeHadAreNoAnswer) {
+  const Bytes good = {0x72, 1, 0, 0x1D, 0, 0, 0, 14, 9,    12,   0,
+                      0,    0, 1, 0,    2, 0, 0, 0,  0xA0, 0xA0, 0x50};
   Bytes endless(32, 0);
   endless[0] = 0x72;
   endless[7] = 255;
-  Bytes fixedLookalike = fixedSense(1, 9, 12);
-  Bytes tooShort = statusReturnSense();
-  tooShort[7] = 1;
-  for (const Bytes& sense : {endless, fixedLookalike, tooShort, Bytes()}) {
-    scsi->expect(Bytes{0xA1, 6, 0x6C, 0, 0, 0, 0, 0, 0, 0xE5, 0, 0}).senses(sense);
+  Bytes claimsLess = good;
+  claimsLess[7] = 13;
+  Bytes shortDescriptor = good;
+  shortDescriptor[9] = 11;
+  Bytes lost = good;  // sense of an error, and registers without one
+  lost[1] = 0x0B;
+  lost[3] = 0;
+  struct Case {
+    const char* name;
+    std::uint8_t status;
+    Bytes sense;
+    std::uint64_t claimed;
+  };
+  const Bytes marked = fixedSense(1, 0, 0x1D);
+  const Bytes lookalike = fixedSense(1, 9, 12);
+  for (const Case& c :
+       {Case{"no descriptor", 2, endless, 32}, Case{"fixed format", 2, lookalike, 18},
+        Case{"the mark without registers", 2, marked, 18},
+        Case{"fewer bytes came than stand there", 2, good, 21},
+        Case{"the length ends in the descriptor", 2, claimsLess, 22},
+        Case{"a cut descriptor", 2, shortDescriptor, 22}, Case{"lost on the way", 2, lost, 22},
+        Case{"no sense", 2, {}, 0}, Case{"busy", 8, {}, 0}, Case{"reserved", 0x18, {}, 0},
+        Case{"an error behind GOOD", 0, fixedSense(0x0B), 18}}) {
+    scsi->expect(Bytes{0xA1, 6, 0x6C, 0, 0, 0, 0, 0, 0, 0xE5, 0, 0})
+        .senses(c.sense)
+        .claimsSense(c.claimed)
+        .status(c.status);
     AtaCheckPowerMode mode;
-    EXPECT_EQ(checking.Send(mode), ProtocolResult::Success);
+    EXPECT_EQ(checking.Send(mode), ProtocolResult::RegistersUnavailable) << c.name;
     expectNoRegisters(mode);
   }
+
   const Bytes fetch = {0xA1, 0x1E, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-  for (int kind = 0; kind < 3; ++kind) {
-    scsi->expect(Bytes{0xA1, 6, 0x4C, 0, 0, 0, 0, 0, 0, 0xE5, 0, 0}).senses(fixedSense(1));
-    auto& step = scsi->expect(fetch).in(14).returns(Bytes(14, 9));
-    if (kind == 1) {
-      step.status(2);
-    }
-    if (kind == 2) {
-      step.fails(ProtocolResult::TransportFailure);
-    }
+  const Bytes registers = {9, 12, 0, 0, 0, 1, 0, 2, 0, 3, 0, 4, 0xA0, 0x50};
+  const auto refuse = [&](auto&& change, std::uint8_t key) {
+    scsi->expect(Bytes{0xA1, 6, 0x4C, 0, 0, 0, 0, 0, 0, 0xE5, 0, 0}).senses(fixedSense(key));
+    change(scsi->expect(fetch).in(14).returns(registers));
     AtaCheckPowerMode mode;
-    EXPECT_EQ(asking.Send(mode), ProtocolResult::Success);
+    EXPECT_EQ(asking.Send(mode), ProtocolResult::RegistersUnavailable);
     expectNoRegisters(mode);
-  }
+  };
+  refuse([](auto& step) { step.returns(Bytes(14, 9)); }, 1);
+  refuse([](auto& step) { step.status(2); }, 1);
+  refuse([](auto& step) { step.moves(13); }, 1);
+  refuse([](auto& step) { step.fails(ProtocolResult::TransportFailure); }, 1);
+  refuse([](auto&) {}, 0x0B);
 }
 
-TEST_F(WrappingBridges, AReadTellsItsErrorBySenseKeyWithoutASecondCommand) {
+TEST_F(WrappingBridges, AReadReportsItsErrorBySenseKeyWithoutASecondCommand) {
+  constexpr auto kGood = ProtocolResult::Success;
+  constexpr auto kNoVerdict = ProtocolResult::RegistersUnavailable;
   struct Case {
-    std::uint8_t key, error, status;
+    std::uint8_t key;
+    ProtocolResult result;
+    std::uint8_t error, status;
   };
-  for (const Case& c : {Case{3, 0x40, 1}, {5, 0x10, 1}, {4, 0, 0x20}, {1, 0, 0}}) {
+  std::vector<Case> cases = {{3, kGood, 0x40, 1},
+                             {5, kGood, 0x10, 1},
+                             {4, kGood, 0, 0x20},
+                             {0, kGood, 0, 0},
+                             {1, kGood, 0, 0}};
+  for (std::uint8_t key = 0; key < 16; ++key) {
+    if (key != 0 && key != 1 && key != 3 && key != 4 && key != 5) {
+      cases.push_back({key, kNoVerdict, 0, 0});
+    }
+  }
+  const Bytes cdb = {0x85, 9, 0x4E, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x24, 0};
+  for (const Case& c : cases) {
+    for (const std::uint8_t status : Bytes{2, 0}) {
+      ReadSectorsExt read(1, 1, 512, buffer.data(), 30);
+      scsi->expect(cdb).in(512).returns(Bytes(512)).senses(fixedSense(c.key)).status(status);
+      EXPECT_EQ(asking.Send(read), c.result) << int{c.key};
+      EXPECT_EQ(read.features, c.error) << int{c.key};
+      EXPECT_EQ(read.command, c.status) << int{c.key};
+      EXPECT_EQ(read.transferBytes, 512u);
+    }
+  }
+  // Data that did not come whole were not read, and no sense that can be read excuses that.
+  struct Short {
+    std::uint8_t status;
+    Bytes sense;
+    std::size_t moved;
+  };
+  for (const Short& c : {Short{0, {}, 511}, Short{0, {}, 0}, Short{2, fixedSense(1), 511},
+                         Short{2, Bytes(18), 512}, Short{2, Bytes{0x70, 0, 3}, 512},
+                         Short{8, {}, 512}, Short{0x18, {}, 512}, Short{0x28, {}, 512}}) {
     ReadSectorsExt read(1, 1, 512, buffer.data(), 30);
-    scsi->expect({0x85, 9, 0x4E, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x24, 0})
-        .in(512)
-        .returns(Bytes(100))
-        .senses(fixedSense(c.key));
-    EXPECT_EQ(asking.Send(read), ProtocolResult::Success);
-    EXPECT_EQ(read.features, c.error);
-    EXPECT_EQ(read.command, c.status);
-    EXPECT_EQ(read.transferBytes, 100u);
+    scsi->expect(cdb).in(512).returns(Bytes(c.moved)).senses(c.sense).status(c.status);
+    EXPECT_EQ(asking.Send(read), kNoVerdict) << int{c.status} << " " << c.moved;
+  }
+  // A length of sense without any sense behind GOOD is a habit of some drivers.
+  ReadSectorsExt read(1, 1, 512, buffer.data(), 30);
+  scsi->expect(cdb).in(512).returns(Bytes(512)).senses(Bytes(32)).status(0);
+  EXPECT_EQ(asking.Send(read), kGood);
+}
+
+TEST_F(WrappingBridges, ARefusalIsNoSuccessWithoutWantedRegistersEither) {
+  struct Case {
+    std::uint8_t status;
+    Bytes sense;
+    ProtocolResult result;
+  };
+  constexpr auto kRefused = ProtocolResult::ScsiStatusNotGood;
+  for (const Case& c : {Case{0, {}, ProtocolResult::Success},
+                        Case{2, fixedSense(1, 0, 0x1D), ProtocolResult::Success},
+                        Case{2, fixedSense(0), ProtocolResult::Success},
+                        Case{2, fixedSense(0x0B), kRefused}, Case{2, fixedSense(5, 0x20), kRefused},
+                        Case{2, {}, kRefused}, Case{8, {}, kRefused}, Case{0x18, {}, kRefused}}) {
+    scsi->expect({0xA1, 6, 0x6C, 0xD8, 0, 0, 0x4F, 0xC2, 0, 0xB0, 0, 0})
+        .senses(c.sense)
+        .status(c.status);
+    SmartEnable enable(true);
+    EXPECT_EQ(checking.Send(enable), c.result) << int{c.status};
   }
 }
 
@@ -151,6 +230,17 @@ TEST_F(WrappingBridges, AReadThatFailsWithoutSenseDataIsAskedForItsRegisters) {
   EXPECT_EQ(asking.Send(read), ProtocolResult::Success);
   EXPECT_EQ(read.features, 0x40);
   EXPECT_EQ(read.command, 0x51);
+
+  // Registers without an error do not make a good read of it.
+  scsi->expect({0x85, 9, 0x4E, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x24, 0})
+      .in(512)
+      .returns(Bytes(512))
+      .status(2);
+  scsi->expect({0xA1, 0x1E, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})
+      .in(14)
+      .returns({9, 12, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x50});
+  ReadSectorsExt again(1, 1, 512, buffer.data(), 30);
+  EXPECT_EQ(asking.Send(again), ProtocolResult::RegistersUnavailable);
 }
 
 TEST_F(WrappingBridges, AFailedSendClearsRegistersAndCountAndKeepsItsResult) {
@@ -180,6 +270,7 @@ TEST_F(WrappingBridges, UsbAdaptersCarryIdentifyAlone) {
     EXPECT_EQ(bridge->Send(identify), ProtocolResult::Success);
     EXPECT_EQ(identify.transferBytes, 300u);
     EXPECT_EQ(buffer[299], 3);
+    expectNoRegisters(identify);
     scsi->expect(cdb).in(512).status(2);
     IdentifyDevice refused(buffer.data());
     EXPECT_EQ(bridge->Send(refused), ProtocolResult::ScsiStatusNotGood);
