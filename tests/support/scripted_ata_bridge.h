@@ -35,6 +35,8 @@ class ScriptedAtaBridge : public AtaBridge {
       registers.command = 0x51;
       return *this;
     }
+    /// The status register, behind `error` where both are given.
+    Step& ends(std::uint8_t status) { return registers.command = status, *this; }
     Step& count(std::uint8_t value) { return registers.sectorCount = value, *this; }
     Step& lba(std::uint8_t mid, std::uint8_t high) {
       registers.lbaMid = mid;

@@ -3,10 +3,10 @@
 #include "transport/ata/ata_identify.h"
 
 #include <algorithm>
-#include <limits>
 #include <string_view>
 
 #include "base/byte_order.h"
+#include "base/sector_size.h"
 #include "services/string_handler.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_version_names.h"
@@ -35,19 +35,14 @@ class Words {
   const std::uint8_t* page_;
 };
 
-// A size that does not fit is as good as unknown.
-std::uint32_t fittingSize(std::uint64_t bytes) {
-  return bytes > std::numeric_limits<std::uint32_t>::max() ? 0 : static_cast<std::uint32_t>(bytes);
-}
-
 void parseSectorSizes(const Words& words, StorageProtocolProperties& properties) {
   const bool reported = !words.bit(106, 15) && words.bit(106, 14);
   properties.logicalSectorSize =
-      reported && words.bit(106, 12) ? fittingSize(std::uint64_t{words.pair(117)} * 2) : 512;
+      reported && words.bit(106, 12) ? knownSectorSize(std::uint64_t{words.pair(117)} * 2) : 512;
   properties.physicalSectorSize = properties.logicalSectorSize;
   if (reported && words.bit(106, 13)) {
-    properties.physicalSectorSize =
-        fittingSize(std::uint64_t{properties.logicalSectorSize} << (words[106] & 0x0F));
+    // At most 64 KiB times 2^15, which still fits.
+    properties.physicalSectorSize = properties.logicalSectorSize << (words[106] & 0x0F);
   }
 }
 

@@ -14,8 +14,12 @@ namespace {
 constexpr std::uint64_t kReach28 = std::uint64_t{1} << 28;  // sectors that registers can address
 constexpr std::uint64_t kReach48 = std::uint64_t{1} << 48;
 
-bool hasError(const AtaCmd& command) { return (command.command & ata::StatusError) != 0; }
 bool hasError(const AtaCmd& command, ata::ErrorBit bit) { return (command.features & bit) != 0; }
+
+bool hasError(const AtaCmd& command) { return (command.command & ata::StatusError) != 0; }
+
+/// No end of a command: behind it stands a device that is gone or hangs.
+bool isBusy(const AtaCmd& command) { return (command.command & ata::StatusBusy) != 0; }
 
 }  // namespace
 
@@ -24,6 +28,15 @@ ProtocolResult AtaProtocol::SendThroughBridges(AtaCmd& command) {
   const AtaCmd asked = command;
   for (std::size_t i = 0; i < bridges_.size(); ++i) {
     result = bridges_[i].Send(command);
+    const bool spoke = succeeded(result) || result == ProtocolResult::NoDataReturned;
+    if (spoke && isBusy(command)) {
+      result = ProtocolResult::TransportFailure;
+    }
+    // A refusal is the drive's verdict. Another bridge would get the same one, and one that sees
+    // less might take it for a success.
+    if (result == ProtocolResult::NoDataReturned && isRefused(command)) {
+      return result;
+    }
     if (succeeded(result)) {
       if (i != 0) {
         bridges_.moveToFront(i);
@@ -41,8 +54,8 @@ ProtocolResult AtaProtocol::SendThroughBridges(AtaCmd& command) {
 bool AtaProtocol::ProbeBridge(AtaBridge& bridge) {
   AtaPage page{};
   IdentifyDevice identify(page.data());
-  return succeeded(bridge.Send(identify)) && IsValidIdentifyData(page.data()) &&
-         identify.transferBytes == page.size();
+  return succeeded(bridge.Send(identify)) && !isRefused(identify) &&
+         IsValidIdentifyData(page.data()) && identify.transferBytes == page.size();
 }
 
 ProtocolResult AtaProtocol::SendChecked(AtaCmd& command) {
@@ -50,7 +63,7 @@ ProtocolResult AtaProtocol::SendChecked(AtaCmd& command) {
   if (!succeeded(result)) {
     return result;
   }
-  return hasError(command) ? ProtocolResult::DeviceError : ProtocolResult::Success;
+  return isRefused(command) ? ProtocolResult::DeviceError : ProtocolResult::Success;
 }
 
 ProtocolResult AtaProtocol::GetProperties(StorageProtocolProperties* out) {
@@ -59,7 +72,7 @@ ProtocolResult AtaProtocol::GetProperties(StorageProtocolProperties* out) {
   }
   AtaPage page{};
   IdentifyDevice identify(page.data());
-  const ProtocolResult result = SendThroughBridges(identify);
+  const ProtocolResult result = SendChecked(identify);
   if (!succeeded(result)) {
     return result;
   }
@@ -96,12 +109,18 @@ ProtocolResult AtaProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
     command =
         ReadSectors(lba, static_cast<std::uint8_t>(sectors), sectorSize, buffer, timeoutSeconds);
   }
+  const std::uint64_t asked = command.transferBytes;
   const ProtocolResult result = SendThroughBridges(command);
   if (!succeeded(result) && result != ProtocolResult::NoDataReturned) {
     return result;
   }
+  if (!isRefused(command)) {
+    // What did not come was not read, whatever the drive says.
+    return succeeded(result) && command.transferBytes >= asked ? ProtocolResult::Success
+                                                               : ProtocolResult::NoDataReturned;
+  }
   if (!hasError(command)) {
-    return ProtocolResult::Success;
+    return ProtocolResult::DeviceError;  // a device fault: the error register has no meaning
   }
   if (hasError(command, ata::ErrorUncorrectable)) {
     return ProtocolResult::MediumError;

@@ -17,8 +17,8 @@ class AtaProtocol : public StorageProtocol {
  public:
   DeviceHandle GetDeviceHandle() override { return bridges_.deviceHandle(); }
   ProtocolResult GetProperties(StorageProtocolProperties* out) override;
-  /// `Success` also when the bridge brought no data at all. A 28-bit drive takes at most 255
-  /// sectors; what its command cannot address or count gives `InvalidArgument`.
+  /// A 28-bit drive takes at most 255 sectors; what its command cannot address or count gives
+  /// `InvalidArgument`. Fewer bytes than asked give `NoDataReturned`.
   ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors, std::uint32_t timeoutSeconds,
                       void* buffer, std::uint32_t bufferBytes) override;
   ProtocolResult GetTemperature(std::uint8_t* celsius) override;
@@ -43,28 +43,33 @@ class AtaProtocol : public StorageProtocol {
   /// @return false when the same bridge is in the list already
   bool AddBridge(std::shared_ptr<AtaBridge> bridge) { return bridges_.add(std::move(bridge)); }
   /// Offers the command to the bridges in order until one gives `Success`; that one moves to the
-  /// front. A failed attempt leaves the command as it was, except for `NoDataReturned` from the
-  /// last bridge, which leaves the registers to look at.
+  /// front. `NoDataReturned` behind which the status shows an error is the drive's verdict and ends
+  /// the walk. A failed attempt leaves the command as it was, except for `NoDataReturned` that is
+  /// returned, which leaves the registers to look at.
   ProtocolResult SendThroughBridges(AtaCmd& command);
   /// Whether an IDENTIFY DEVICE through this bridge alone brings 512 valid bytes.
   static bool ProbeBridge(AtaBridge& bridge);
   /// Reads a log of 512-byte pages from its first page on.
   /// @param buffer     room for `pages` pages
-  /// @param pagesRead  good pages. A general-purpose log page (logs 3, 7, DFh) that stays bad is
-  ///                   skipped, with the next one in its place and still `Success`: compare this
-  ///                   with `pages`
+  /// @param pagesRead  good pages. A general-purpose log page (logs 3, 7, DFh) that stays bad, or
+  ///                   that the drive refuses, is skipped, with the next one in its place and still
+  ///                   `Success`: compare this with `pages`
   ProtocolResult ReadLog(std::uint8_t log, std::uint16_t pages, void* buffer,
                          std::uint16_t* pagesRead);
-  /// Pages of logs 1, 2, 3, 6 and 7, asked once per object; 0 for any other log, and for one that
-  /// the drive did not tell.
+  /// Pages of logs 1, 2, 3, 6 and 7; 0 for any other log, and for one of which the drive said
+  /// nothing. Asked once per object, and again only when no directory could be read, or one of them
+  /// was lost on the way.
   std::uint16_t GetLogPageCount(std::uint8_t log);
 
  private:
   ProtocolResult SendChecked(AtaCmd& command);
-  ProtocolResult SendPage(AtaCmd& command, bool checkStatus = true);
+  ProtocolResult SendPage(AtaCmd& command);
+  ProtocolResult ReadSmartData(AtaPage& page);
   ProtocolResult ReadLogExtPages(std::uint8_t log, std::uint16_t pages, std::uint8_t* buffer,
                                  std::uint16_t& pagesRead);
   void FillLogDirectory();
+  bool ReadDirectory(AtaCmd& command, const AtaPage& page,
+                     std::initializer_list<std::uint8_t> logs);
   void ReadFruData();
   void ReadSmartCapabilities();
   bool CanAddress(std::uint64_t lba, std::uint16_t sectors) const;
@@ -73,6 +78,7 @@ class AtaProtocol : public StorageProtocol {
 
   BridgeList<AtaBridge> bridges_;
   std::map<std::uint8_t, std::uint16_t> logDirectory_;
+  bool directoryLost_ = false;  ///< one of the two was lost on the way, not refused
 };
 
 }  // namespace ostria::storage

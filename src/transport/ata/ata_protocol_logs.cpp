@@ -22,6 +22,11 @@ bool isGeneralPurpose(std::uint8_t log) {
   return log == kExtendedErrorLog || log == kExtendedSelfTestLog || log == kVendorLog;
 }
 
+/// A descriptor that was never written, so that an index pointing there points wrong.
+bool isEmpty(const std::uint8_t* descriptor, std::size_t bytes) {
+  return std::all_of(descriptor, descriptor + bytes, [](std::uint8_t byte) { return byte == 0; });
+}
+
 bool isGoodFirstPage(const std::uint8_t* page) {
   return ByteSum(page, kAtaPageBytes) && page[0] == 1;
 }
@@ -44,11 +49,11 @@ ProtocolResult AtaProtocol::ReadLog(std::uint8_t log, std::uint16_t pages, void*
     return ProtocolResult::Success;
   }
   SmartReadLog command(log, count, buffer);
-  const ProtocolResult result = SendThroughBridges(command);
+  const ProtocolResult result = SendPage(command);
   if (!succeeded(result)) {
     return result;
   }
-  if (command.transferBytes < kAtaPageBytes * count || !isGoodFirstPage(bytes)) {
+  if (!isGoodFirstPage(bytes)) {
     return ProtocolResult::DeviceError;
   }
   *pagesRead = count;
@@ -65,6 +70,11 @@ ProtocolResult AtaProtocol::ReadLogExtPages(std::uint8_t log, std::uint16_t page
       if (!succeeded(result)) {
         return result;
       }
+      // The attempts are for checksums that do not hold; what the drive refuses it refuses again.
+      if (isRefused(command)) {
+        std::fill_n(buffer, kAtaPageBytes, std::uint8_t{0});
+        break;
+      }
       const bool good = command.transferBytes >= kAtaPageBytes &&
                         (page == 0 ? isGoodFirstPage(buffer) : ByteSum(buffer, kAtaPageBytes));
       if (!good) {
@@ -79,28 +89,39 @@ ProtocolResult AtaProtocol::ReadLogExtPages(std::uint8_t log, std::uint16_t page
 }
 
 std::uint16_t AtaProtocol::GetLogPageCount(std::uint8_t log) {
-  if (logDirectory_.empty()) {
+  const auto found = logDirectory_.find(log);
+  if (found != logDirectory_.end()) {
+    return found->second;
+  }
+  if (logDirectory_.empty() || directoryLost_) {
     FillLogDirectory();
   }
-  return logDirectory_[log];
+  return logDirectory_.contains(log) ? logDirectory_[log] : std::uint16_t{0};
 }
 
 // Each log is asked for in the directory of the command that reads it.
 void AtaProtocol::FillLogDirectory() {
   AtaPage page{};
-  const auto store = [&](std::initializer_list<std::uint8_t> logs) {
+  SmartReadLog smart(kDirectory, 1, page.data());
+  const bool smartSpoke = ReadDirectory(smart, page, {1, 2, kSelfTestLog});
+  ReadLogExt general(kDirectory, 1, page.data(), 0);
+  const bool generalSpoke = ReadDirectory(general, page, {kExtendedErrorLog, kExtendedSelfTestLog});
+  directoryLost_ = !smartSpoke || !generalSpoke;
+}
+
+// Returns whether the drive answered, be it with a refusal.
+bool AtaProtocol::ReadDirectory(AtaCmd& command, const AtaPage& page,
+                                std::initializer_list<std::uint8_t> logs) {
+  const ProtocolResult result = SendPage(command);
+  if (succeeded(result)) {
     for (const std::uint8_t log : logs) {
       logDirectory_[log] = loadLe16(&page[2u * log]);
     }
-  };
-  SmartReadLog smart(kDirectory, 1, page.data());
-  if (succeeded(SendPage(smart))) {
-    store({1, 2, kSelfTestLog});
   }
-  ReadLogExt general(kDirectory, 1, page.data(), 0);
-  if (succeeded(SendPage(general))) {
-    store({kExtendedErrorLog, kExtendedSelfTestLog});
-  }
+  // After any other failure the command is what was sent, and has no status.
+  const bool hasStatus =
+      result == ProtocolResult::DeviceError || result == ProtocolResult::NoDataReturned;
+  return succeeded(result) || (hasStatus && isRefused(command));
 }
 
 void AtaProtocol::ReadFruData() {
@@ -149,7 +170,11 @@ ProtocolResult AtaProtocol::FailedLbaOfExtendedLog(std::uint16_t pages, std::uin
   if (page >= pagesRead || !ByteSum(&log[page * kAtaPageBytes], kAtaPageBytes)) {
     return ProtocolResult::Failure;
   }
-  const std::uint8_t* descriptor = &log[page * kAtaPageBytes + 4 + 26 * slot];
+  constexpr std::size_t kDescriptorBytes = 26;
+  const std::uint8_t* descriptor = &log[page * kAtaPageBytes + 4 + kDescriptorBytes * slot];
+  if (isEmpty(descriptor, kDescriptorBytes)) {
+    return ProtocolResult::Failure;
+  }
   lba = MakeLba48(descriptor[5], descriptor[6], descriptor[7], descriptor[8], descriptor[9],
                   descriptor[10]);
   return result;
@@ -167,7 +192,12 @@ ProtocolResult AtaProtocol::FailedLbaOfShortLog(std::uint64_t& lba) {
       !ByteSum(log.data(), log.size())) {
     return ProtocolResult::Failure;
   }
-  lba = loadLe32(&log[24u * index - 22u + 5u]);
+  constexpr std::size_t kDescriptorBytes = 24;
+  const std::uint8_t* descriptor = &log[kDescriptorBytes * index - 22u];
+  if (isEmpty(descriptor, kDescriptorBytes)) {
+    return ProtocolResult::Failure;
+  }
+  lba = loadLe32(descriptor + 5);
   return ProtocolResult::Success;
 }
 

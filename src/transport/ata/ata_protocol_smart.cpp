@@ -37,19 +37,30 @@ std::uint8_t thresholdOf(const AtaPage& thresholds, std::uint8_t id) {
 }  // namespace
 
 // A page that did not come whole is no page: its zeros would read as "passed" and "complete".
-ProtocolResult AtaProtocol::SendPage(AtaCmd& command, bool checkStatus) {
+ProtocolResult AtaProtocol::SendPage(AtaCmd& command) {
   const std::uint64_t asked = command.transferBytes;
-  const ProtocolResult result = checkStatus ? SendChecked(command) : SendThroughBridges(command);
+  const ProtocolResult result = SendChecked(command);
   if (succeeded(result) && command.transferBytes < asked) {
     return ProtocolResult::DeviceError;
   }
   return result;
 }
 
-void AtaProtocol::ReadSmartCapabilities() {
-  AtaPage page{};
+// Bits 0 and 1 of the SMART capability are set on every drive, so a page of nothing but zeros is
+// what an adapter made up.
+ProtocolResult AtaProtocol::ReadSmartData(AtaPage& page) {
+  page.fill(0);
   SmartReadData command(page.data());
-  if (!succeeded(SendPage(command, false))) {
+  const ProtocolResult result = SendPage(command);
+  if (succeeded(result) && std::ranges::all_of(page, [](std::uint8_t byte) { return byte == 0; })) {
+    return ProtocolResult::DeviceError;
+  }
+  return result;
+}
+
+void AtaProtocol::ReadSmartCapabilities() {
+  AtaPage page;
+  if (!succeeded(ReadSmartData(page))) {
     return;
   }
   const std::uint8_t capability = page[kCapability];
@@ -65,9 +76,8 @@ ProtocolResult AtaProtocol::GetTemperature(std::uint8_t* celsius) {
   if (celsius == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  AtaPage page{};
-  SmartReadData command(page.data());
-  const ProtocolResult result = SendPage(command);
+  AtaPage page;
+  const ProtocolResult result = ReadSmartData(page);
   if (!succeeded(result)) {
     return result;
   }
@@ -85,9 +95,8 @@ ProtocolResult AtaProtocol::GetWearIndicator(std::uint32_t* percent) {
   if (percent == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  AtaPage page{};
-  SmartReadData command(page.data());
-  const ProtocolResult result = SendPage(command, false);
+  AtaPage page;
+  const ProtocolResult result = ReadSmartData(page);
   if (!succeeded(result)) {
     return result;
   }
@@ -106,9 +115,8 @@ ProtocolResult AtaProtocol::GetSmartAttributes(std::vector<SmartAttribute>* attr
   if (attributes == nullptr) {
     return ProtocolResult::Failure;
   }
-  AtaPage page{};
-  SmartReadData readData(page.data());
-  ProtocolResult result = SendPage(readData);
+  AtaPage page;
+  ProtocolResult result = ReadSmartData(page);
   if (!succeeded(result)) {
     return result;
   }
@@ -150,9 +158,8 @@ ProtocolResult AtaProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   if (percent == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  AtaPage page{};
-  SmartReadData command(page.data());
-  const ProtocolResult result = SendPage(command);
+  AtaPage page;
+  const ProtocolResult result = ReadSmartData(page);
   if (!succeeded(result)) {
     return result;
   }
@@ -166,9 +173,8 @@ ProtocolResult AtaProtocol::GetSelfTestResult(std::uint8_t* code) {
   if (code == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
-  AtaPage page{};
-  SmartReadData command(page.data());
-  const ProtocolResult result = SendPage(command);
+  AtaPage page;
+  const ProtocolResult result = ReadSmartData(page);
   if (succeeded(result)) {
     *code = page[kExecutionStatus] >> 4;
   }

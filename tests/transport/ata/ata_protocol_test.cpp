@@ -64,9 +64,7 @@ class AtaProtocolTest : public testing::Test {
   void expectIdentify(Bytes page) {
     const bool smart = (page[164] & 1) != 0;
     bridge->expect(IdentifyDevice(nullptr)).returns(std::move(page));
-    for (int i = 0; i < 5; ++i) {
-      bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).error(4);
-    }
+    bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).error(4);
     if (smart) {
       bridge->expect(SmartReadData(nullptr)).fails(ProtocolResult::TransportFailure);
     }
@@ -133,6 +131,41 @@ TEST_F(AtaProtocolTest, IdentifyDataBecomeProperties) {
   EXPECT_EQ(properties.rotationRate, 0);
   EXPECT_FALSE(properties.smartSupported);
   EXPECT_EQ(properties.standards.size(), 5u);
+}
+
+TEST_F(AtaProtocolTest, WordsCountWithinTheirRange) {
+  const auto seen = [&](std::size_t word, std::uint16_t value, std::uint16_t word117 = 0,
+                        std::uint16_t word118 = 0) {
+    Bytes page = identifyPage();
+    setWord(page, 117, word117);
+    setWord(page, 118, word118);
+    setWord(page, word, value);
+    StorageProtocolProperties parsed;
+    parseIdentifyData(page.data(), parsed);
+    return parsed;
+  };
+  for (const auto& [word, rate] : {std::pair<std::uint16_t, std::uint16_t>{1024, 0},
+                                   {1025, 1025},
+                                   {65534, 65534},
+                                   {65535, 0}}) {
+    EXPECT_EQ(seen(217, word).rotationRate, rate);
+  }
+  // Locked counts only with the security feature switched on.
+  EXPECT_TRUE(seen(85, 2).securityLocked);
+  EXPECT_FALSE(seen(85, 0).securityLocked);
+  EXPECT_FALSE(seen(128, 0).securityLocked);
+  // Sizes that no sector has are unknown: buffers are made by them.
+  struct Size {
+    std::uint16_t word117, word118;
+    std::uint32_t bytes;
+  };
+  for (const Size& c : {Size{256, 0, 512}, Size{2048, 0, 4096}, Size{0x8000, 0, 65536},
+                        Size{0x8100, 0, 0}, Size{260, 0, 520}, Size{257, 0, 0}, Size{255, 0, 0},
+                        Size{0, 1, 0}, Size{0xFFFF, 0xFFFF, 0}}) {
+    const StorageProtocolProperties parsed = seen(106, 0x7003, c.word117, c.word118);
+    EXPECT_EQ(parsed.logicalSectorSize, c.bytes) << c.word117;
+    EXPECT_EQ(parsed.physicalSectorSize, c.bytes << 3) << c.word117;
+  }
 }
 
 TEST_F(AtaProtocolTest, VersionsAndVendorsAreGuessedByTheirRules) {
@@ -202,7 +235,7 @@ TEST_F(AtaProtocolTest, FailoverRestoresTheCommandAndRemembersWhoWorked) {
   EXPECT_TRUE(two.AddBridge(second));
   EXPECT_FALSE(two.AddBridge(first));
 
-  first->expect(SmartReturnStatus()).error(0xFF).fails(ProtocolResult::NoDataReturned);
+  first->expect(SmartReturnStatus()).fails(ProtocolResult::NoDataReturned);
   second->expect(SmartReturnStatus()).lba(0xF4, 0x2C);
   std::uint8_t healthy = 9;
   EXPECT_EQ(two.GetSmartStatus(&healthy), ProtocolResult::Success);
@@ -225,6 +258,27 @@ TEST_F(AtaProtocolTest, FailoverRestoresTheCommandAndRemembersWhoWorked) {
   EXPECT_EQ(AtaProtocol().SendThroughBridges(idle), ProtocolResult::Failure);
 }
 
+TEST_F(AtaProtocolTest, ARefusalOfTheDriveIsOfferedToNoOtherBridge) {
+  const auto other = std::make_shared<ScriptedAtaBridge>();
+  protocol.AddBridge(other);
+  for (const std::uint8_t status : Bytes{0x51, 0x41, 0x60, 0x71}) {
+    bridge->expect(SmartReadData(nullptr))
+        .error(4)
+        .ends(status)
+        .fails(ProtocolResult::NoDataReturned);
+    std::uint8_t celsius = 77;
+    EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::NoDataReturned);
+    EXPECT_EQ(celsius, 77);
+  }
+  // A busy device has not answered: all bits of a dead link are set.
+  for (const ProtocolResult result : {ProtocolResult::NoDataReturned, ProtocolResult::Success}) {
+    bridge->expect(SmartReadData(nullptr)).error(0xFF).ends(0xFF).fails(result);
+    other->expect(SmartReadData(nullptr)).error(0xFF).ends(0xD0).fails(result);
+    std::uint8_t celsius = 77;
+    EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::TransportFailure);
+  }
+}
+
 TEST_F(AtaProtocolTest, ReadsMapTheDrivesVerdict) {
   EXPECT_EQ(protocol.Read(0, 1, 9, buffer.data(), 512), ProtocolResult::InvalidArgument);
   identify(identifyPage());
@@ -245,8 +299,14 @@ TEST_F(AtaProtocolTest, ReadsMapTheDrivesVerdict) {
     bridge->expect(command).error(c.error).fails(ProtocolResult::NoDataReturned);
     EXPECT_EQ(read(), c.result);
   }
+  bridge->expect(command).error(0xFF).ends(0x60);
+  EXPECT_EQ(read(), ProtocolResult::DeviceError) << "a device fault";
+  bridge->expect(command).error(0xFF).ends(0xFF);
+  EXPECT_EQ(read(), ProtocolResult::TransportFailure) << "a dead link";
   bridge->expect(command).fails(ProtocolResult::NoDataReturned);
-  EXPECT_EQ(read(), ProtocolResult::Success);
+  EXPECT_EQ(read(), ProtocolResult::NoDataReturned);
+  bridge->expect(command).returns(Bytes(1023, 7));
+  EXPECT_EQ(read(), ProtocolResult::NoDataReturned) << "a byte is missing";
   bridge->expect(command).error(0x40).fails(ProtocolResult::TransportFailure);
   EXPECT_EQ(read(), ProtocolResult::TransportFailure);
 }
@@ -326,8 +386,16 @@ TEST_F(AtaProtocolTest, SelfTestsTellProgressOutcomeAndRefusal) {
   EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 0);
   // A page that did not come would read as "passed".
-  expectSmart(Bytes(100));
   value = 77;
+  Bytes cut(100);
+  cut[0] = 0x10;
+  for (const Bytes& nothing : {cut, Bytes(512)}) {
+    expectSmart(nothing);
+    EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::DeviceError);
+    expectSmart(nothing);
+    EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::DeviceError);
+  }
+  bridge->expect(SmartReadData(nullptr)).returns(page).error(4);
   EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::DeviceError);
   EXPECT_EQ(value, 77);
 
@@ -381,6 +449,16 @@ TEST_F(AtaProtocolTest, ALogPageThatStaysBadIsSkipped) {
   EXPECT_EQ(pagesRead, 2);
   EXPECT_EQ(Bytes(buffer.begin() + 512, buffer.begin() + 1024), third);
 
+  // What the drive refuses is asked once, and its zeros, which sum up as well, are no page.
+  page(0).returns(good);
+  page(1).returns(Bytes(512)).error(4);
+  page(2).returns(third);
+  EXPECT_EQ(protocol.ReadLog(3, 3, buffer.data(), &pagesRead), ProtocolResult::Success);
+  EXPECT_EQ(pagesRead, 2);
+  bridge->expect(SmartReadLog(2, 1, nullptr)).returns(good).error(4);
+  EXPECT_EQ(protocol.ReadLog(2, 1, buffer.data(), &pagesRead), ProtocolResult::DeviceError);
+  EXPECT_EQ(pagesRead, 0);
+
   page(0).fails(ProtocolResult::AccessDenied);
   EXPECT_EQ(protocol.ReadLog(3, 2, buffer.data(), &pagesRead), ProtocolResult::AccessDenied);
   EXPECT_EQ(pagesRead, 0);
@@ -418,12 +496,57 @@ TEST_F(AtaProtocolTest, TheFirstFailedAddressOfTheExtendedLogIsFoundByItsIndex) 
   }
 }
 
+TEST_F(AtaProtocolTest, ADirectoryThatWasNotReadIsAskedForAgain) {
+  const auto lose = [&](auto&& smart, auto&& general) {
+    smart(bridge->expect(SmartReadLog(0, 1, nullptr)));
+    general(bridge->expect(ReadLogExt(0, 1, nullptr, 0)));
+  };
+  const auto refused = [](ScriptedAtaBridge::Step& step) { step.error(4); };
+  const auto lost = [](ScriptedAtaBridge::Step& step) {
+    step.fails(ProtocolResult::TransportFailure);
+  };
+  const auto cut = [](ScriptedAtaBridge::Step& step) { step.returns(Bytes(511, 1)); };
+  const auto read = [](ScriptedAtaBridge::Step& step) {
+    Bytes page(512);
+    storeLe16(&page[12], 4);
+    step.returns(page);
+  };
+  lose(lost, lost);
+  EXPECT_EQ(protocol.GetLogPageCount(6), 0);
+  lose(refused, cut);
+  EXPECT_EQ(protocol.GetLogPageCount(6), 0);
+  lose(refused, refused);
+  EXPECT_EQ(protocol.GetLogPageCount(6), 0);
+  lose(read, lost);
+  EXPECT_EQ(protocol.GetLogPageCount(6), 4);
+  EXPECT_EQ(protocol.GetLogPageCount(6), 4);
+  lose(read, refused);
+  EXPECT_EQ(protocol.GetLogPageCount(7), 0);
+  EXPECT_EQ(protocol.GetLogPageCount(7), 0) << "one directory read and one refused is all there is";
+}
+
 TEST_F(AtaProtocolTest, ALogThatClaimsUnreachablePagesIsNotRead) {
   expectDirectory(1, 0xFFFF);
   std::uint64_t lba = 5;
   EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
   EXPECT_EQ(protocol.GetLogPageCount(7), 0xFFFF);
   EXPECT_EQ(protocol.GetLogPageCount(9), 0);
+}
+
+TEST_F(AtaProtocolTest, ASelfTestLogOfAnotherFormNamesNoAddress) {
+  // The short log has one page; whatever claims more is not it.
+  expectDirectory(2, 0);
+  std::uint64_t lba = 5;
+  EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
+  AtaProtocol other;
+  other.AddBridge(bridge);
+  expectDirectory(1, 1);
+  Bytes page(512);
+  page[0] = 1;
+  page[2] = 3;  // an index to a descriptor that was never written
+  bridge->expect(ReadLogExt(7, 1, nullptr, 0)).returns(sealed(page));
+  EXPECT_EQ(other.GetFirstFailedLba(&lba), ProtocolResult::Failure);
+  EXPECT_EQ(lba, 5u);
 }
 
 TEST_F(AtaProtocolTest, TheShortSelfTestLogServesDrivesWithoutTheExtendedOne) {
