@@ -9,6 +9,7 @@
 #include "transport/ata/ata_bridge.h"
 #include "transport/ata/ata_protocol.h"
 #include "transport/emmc/emmc_protocol.h"
+#include "transport/hal/hal_ata_send.h"
 #include "transport/nvme/nvme_bridge.h"
 #include "transport/nvme/nvme_protocol.h"
 #include "transport/nvme/nvme_scsi_protocol.h"
@@ -107,7 +108,9 @@ std::unique_ptr<StorageProtocol> tryInternalAta(const std::shared_ptr<AtaBridge>
     protocol->AddBridge(bridge);
   };
   addIfItAnswers(ataBridge);
-  addIfItAnswers(std::make_shared<SatBridgeWithCkCondition>(scsiBridge));
+  if (protocol == nullptr || !ataSendSpeaksSat()) {
+    addIfItAnswers(std::make_shared<SatBridgeWithCkCondition>(scsiBridge));
+  }
   return protocol;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/linux/passthrough/sat_sense_registers.h"
 #include "platform/linux/passthrough/sg_ata_pass_through.h"
 
 namespace ostria::storage {
@@ -101,6 +102,40 @@ TEST(AtaPassThrough, WhatIsNotTheDrivesAnswerIsATransportFailureAndChangesNothin
       << "without its registers this command has said nothing";
 }
 
+TEST(AtaPassThrough, SenseOfALostCommandIsNoAdaptersRefusal) {
+  struct Case {
+    const char* name;
+    std::vector<std::uint8_t> sense;
+    bool lost;
+  };
+  const Case cases[] = {
+      {"time-out, fixed format",
+       {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x40, 0, 0, 0, 0, 0, 0, 0, 0},
+       true},
+      {"time-out, registers where the standard has them",
+       {0x70, 0, 0x0B, 0, 0x40, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+       true},
+      {"time-out, descriptor",
+       {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 9, 12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x50},
+       true},
+      {"dead link", {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0xFF, 0xFF, 0, 0, 0x47, 0, 0, 0, 0, 0}, true},
+      {"ABRT of the drive",
+       {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 4, 0x41, 0, 0, 0, 0, 0, 0, 0, 0},
+       false},
+      {"an adapter's refusal",
+       {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
+       false},
+      {"another descriptor alone", {0x72, 0x0B, 0, 0, 0, 0, 0, 8, 2, 6, 0, 0, 0, 0, 0, 0}, false},
+      {"bad sector", {0xF0, 0, 3, 0, 0x40, 0, 1, 10, 0, 0, 0, 0, 0x11, 0, 0, 0, 0, 0}, false},
+      {"unknown command", {0x70, 0, 5, 0, 0x40, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0}, false},
+      {"cut", {0x70, 0, 0x0B, 0, 0x40}, false},
+      {"none", {}, false},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(isLostAtaCommand(c.sense), c.lost) << c.name;
+  }
+}
+
 TEST(AtaPassThrough, DataInCountsWhatCame) {
   std::uint8_t buffer[512];
   SmartReadData full(buffer);
@@ -112,6 +147,15 @@ TEST(AtaPassThrough, DataInCountsWhatCame) {
   EXPECT_EQ(takeAtaAnswer(answer(0, {}, 0), nothing), ProtocolResult::NoDataReturned);
   EXPECT_EQ(nothing.transferBytes, 512u);
   EXPECT_EQ(nothing.command, 0x50) << "the registers are written all the same";
+
+  // The kernel counts all bytes of a command that the drive refused.
+  SmartReadData refused(buffer);
+  const std::vector<std::uint8_t> abort = {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 0x09, 12, 0,
+                                           0x04, 0,    0, 0, 0, 0, 0, 0,  0,    0,  0x41};
+  EXPECT_EQ(takeAtaAnswer(answer(2, abort, 512), refused), ProtocolResult::NoDataReturned);
+  EXPECT_EQ(refused.transferBytes, 512u);
+  EXPECT_EQ(refused.features, 0x04);
+  EXPECT_EQ(refused.command, 0x41);
 
   WriteSectors out(0, 1, 512, buffer);
   EXPECT_EQ(takeAtaAnswer(answer(0, {}, 0), out), ProtocolResult::Success);

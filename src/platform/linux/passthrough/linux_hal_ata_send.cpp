@@ -31,6 +31,8 @@ class LinuxHalAtaSend final : public HalAtaSend {
 
 }  // namespace
 
+bool ataSendSpeaksSat() { return true; }
+
 HalAtaSend& halAtaSend() {
   static auto* const kSend = new LinuxHalAtaSend;
   return *kSend;

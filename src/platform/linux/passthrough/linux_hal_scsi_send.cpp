@@ -1,12 +1,21 @@
 // The seam for SCSI commands on Linux: SG_IO. A status other than GOOD is the device's answer.
 #include <algorithm>
+#include <span>
 
+#include "platform/linux/passthrough/sat_sense_registers.h"
 #include "platform/linux/passthrough/sg_io.h"
 #include "transport/hal/hal_scsi_send.h"
 #include "transport/scsi/scsi_cmd.h"
 
 namespace ostria::storage {
 namespace {
+
+// The kernel's ATA layer makes sense data for a pass-through that the drive never answered.
+bool isLost(const SgCommand& sent) {
+  const bool ataPassThrough = sent.cdb[0] == 0xA1 || sent.cdb[0] == 0x85;
+  const std::size_t length = std::min<std::size_t>(sent.senseLength, sent.sense.size());
+  return ataPassThrough && isLostAtaCommand(std::span(sent.sense).first(length));
+}
 
 class LinuxHalScsiSend final : public HalScsiSend {
  public:
@@ -22,6 +31,9 @@ class LinuxHalScsiSend final : public HalScsiSend {
     packed.data = command.data;
     packed.timeoutSeconds = command.timeoutSeconds;
     if (sendSgCommand(handle, packed) != 0) {
+      return ProtocolResult::TransportFailure;
+    }
+    if (isLost(packed)) {
       return ProtocolResult::TransportFailure;
     }
 

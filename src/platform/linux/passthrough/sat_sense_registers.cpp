@@ -22,31 +22,32 @@ bool driveFailed(std::uint8_t status) {
   return (status & (kErrorBit | kReadyBit | kBusyBit)) == (kErrorBit | kReadyBit);
 }
 
-std::optional<AtaRegisters> fromDescriptors(std::span<const std::uint8_t> sense) {
+/// The ATA Status Return descriptor, empty when there is none or it is cut.
+std::span<const std::uint8_t> statusReturn(std::span<const std::uint8_t> sense) {
   if (sense.size() < 8) {
-    return std::nullopt;
+    return {};
   }
   const std::size_t end = std::min<std::size_t>(sense.size(), std::size_t{8} + sense[7]);
   for (std::size_t at = 8; at + 2 <= end; at += std::size_t{2} + sense[at + 1]) {
-    if (sense[at] != 0x09 || sense[at + 1] != 12) {
-      continue;
+    if (sense[at] == 0x09 && sense[at + 1] == 12) {
+      return at + 14 <= end ? sense.subspan(at, 14) : std::span<const std::uint8_t>();
     }
-    if (at + 14 > end) {
-      return std::nullopt;
-    }
-    const auto field = sense.subspan(at, 14);
-    if (!isInformation(sense[2], sense[3]) && !driveFailed(field[13])) {
-      return std::nullopt;
-    }
-    return AtaRegisters{.error = field[3],
-                        .sectorCount = field[5],
-                        .lbaLow = field[7],
-                        .lbaMid = field[9],
-                        .lbaHigh = field[11],
-                        .device = field[12],
-                        .status = field[13]};
   }
-  return std::nullopt;
+  return {};
+}
+
+std::optional<AtaRegisters> fromDescriptors(std::span<const std::uint8_t> sense) {
+  const auto field = statusReturn(sense);
+  if (field.empty() || (!isInformation(sense[2], sense[3]) && !driveFailed(field[13]))) {
+    return std::nullopt;
+  }
+  return AtaRegisters{.error = field[3],
+                      .sectorCount = field[5],
+                      .lbaLow = field[7],
+                      .lbaMid = field[9],
+                      .lbaHigh = field[11],
+                      .device = field[12],
+                      .status = field[13]};
 }
 
 // The fixed form has no mark of its own, so the status register must be where it belongs.
@@ -88,6 +89,21 @@ std::optional<AtaRegisters> ataRegistersFromSense(std::span<const std::uint8_t> 
     default:
       return std::nullopt;
   }
+}
+
+bool isLostAtaCommand(std::span<const std::uint8_t> sense) {
+  constexpr unsigned kAbortedCommand = 0x0B;
+  if (sense.size() < 14) {
+    return false;
+  }
+  const bool descriptors = (sense[0] & 0x7F) == 0x72;
+  const bool fixed = (sense[0] & 0x7F) == 0x70;
+  if (!(descriptors || fixed) || (sense[descriptors ? 1 : 2] & 0x0F) != kAbortedCommand ||
+      ataRegistersFromSense(sense)) {
+    return false;
+  }
+  // An adapter that aborts a command without showing any register has answered.
+  return descriptors ? !statusReturn(sense).empty() : (sense[4] | sense[9]) != 0;
 }
 
 }  // namespace ostria::storage

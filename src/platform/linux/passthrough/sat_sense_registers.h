@@ -21,4 +21,8 @@ struct AtaRegisters {
 /// the fixed form). Nothing when the sense data are of another kind.
 std::optional<AtaRegisters> ataRegistersFromSense(std::span<const std::uint8_t> sense);
 
+/// Whether the sense data of an ATA PASS-THROUGH tell of a command that the drive never answered:
+/// the kernel then reports it as aborted, with registers that show no error.
+bool isLostAtaCommand(std::span<const std::uint8_t> sense);
+
 }  // namespace ostria::storage

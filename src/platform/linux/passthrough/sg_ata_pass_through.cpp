@@ -103,7 +103,9 @@ ProtocolResult takeAtaAnswer(const SgCommand& answer, AtaCmd& command) {
   command.device = registers->device;
   command.command = registers->status;
   if (command.dataDirection == DataDirection::FromDevice) {
-    if (answer.movedBytes == 0 && command.transferBytes != 0) {
+    // On an error the kernel's translator reports all bytes as moved, whatever came.
+    const bool nothingCame = answer.movedBytes == 0 || (command.command & ata::StatusError) != 0;
+    if (nothingCame && command.transferBytes != 0) {
       return ProtocolResult::NoDataReturned;
     }
     command.transferBytes = answer.movedBytes;

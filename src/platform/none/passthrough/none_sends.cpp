@@ -35,6 +35,8 @@ class NoNvmeSend final : public Interface {
 
 }  // namespace
 
+bool ataSendSpeaksSat() { return false; }
+
 HalAtaSend& halAtaSend() {
   static auto* const kSend = new NoAtaSend;
   return *kSend;

@@ -130,6 +130,8 @@ class WinHalAtaSend final : public HalAtaSend {
 
 }  // namespace
 
+bool ataSendSpeaksSat() { return false; }
+
 HalAtaSend& halAtaSend() {
   static WinHalAtaSend& send = *new WinHalAtaSend;
   return send;
