@@ -1,14 +1,15 @@
-#include <memory>
+// The driver service's entry points and its answers, in terms of one PCI function.
+
 #include <new>
 
+#include "contract/zrd_service_defaults.h"
 #include "driver_service/pci_function.h"
-#include "ostria/storage/zrd_service.h"
 
 namespace ostria::storage {
 namespace {
 
 /// The service on Linux: PCI configuration and controller registers through sysfs.
-class LinuxZRDService final : public ZRDService {
+class LinuxZRDService final : public ZrdServiceDefaults {
  public:
   std::uint32_t GetPciClass(const PciLocation* location, PciClass* result) override {
     if (location == nullptr || result == nullptr) {
@@ -40,25 +41,6 @@ class LinuxZRDService final : public ZRDService {
     }
     return 0;
   }
-
-  void hostOperation1() override {}
-  void hostOperation2() override {}
-  void hostOperation3() override {}
-  void hostOperation6() override {}
-  void hostOperation7() override {}
-  void hostOperation9() override {}
-  void hostOperation10() override {}
-  void hostOperation11() override {}
-  void hostOperation12() override {}
-  void hostOperation13() override {}
-  void hostOperation14() override {}
-  void hostOperation15() override {}
-  void hostOperation16() override {}
-  void hostOperation17() override {}
-  void hostOperation18() override {}
-  void hostOperation19() override {}
-  void hostOperation20() override {}
-  void hostOperation21() override {}
 };
 
 }  // namespace

@@ -1,3 +1,5 @@
+// The parameter table that a tool and its host share.
+
 #include "ostria/storage/tool.h"
 
 #include <utility>

@@ -1,3 +1,5 @@
+// The members that the service's class exports; they must be in a library, not inline.
+
 #include "ostria/storage/zrd_service.h"
 
 namespace ostria::storage {

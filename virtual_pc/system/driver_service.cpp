@@ -7,7 +7,7 @@
 #include <array>
 
 #include "base/byte_order.h"
-#include "ostria/storage/zrd_service.h"
+#include "contract/zrd_service_defaults.h"
 #include "virtual_pc/system/kernel.h"
 
 namespace ostria::virtual_pc {
@@ -17,6 +17,7 @@ namespace {
 using storage::PciClass;
 using storage::PciLocation;
 using storage::ZRDService;
+using storage::ZrdServiceDefaults;
 
 constexpr std::size_t kVersionAt = 0x08;
 constexpr std::size_t kConfigurationAt = 0x14;
@@ -40,7 +41,7 @@ const PortObject* portAt(Machine& machine, const PciLocation& location) {
   return found == machine.ports().end() ? nullptr : found->get();
 }
 
-class DriverService final : public ZRDService {
+class DriverService final : public ZrdServiceDefaults {
  public:
   std::uint32_t IsAvailable() override {
     const KernelCall call(KernelCall::Kind::Plain);
@@ -89,25 +90,6 @@ class DriverService final : public ZRDService {
     std::copy_n(&image[*offset], *length, static_cast<std::uint8_t*>(buffer));
     return 0;
   }
-
-  void hostOperation1() override {}
-  void hostOperation2() override {}
-  void hostOperation3() override {}
-  void hostOperation6() override {}
-  void hostOperation7() override {}
-  void hostOperation9() override {}
-  void hostOperation10() override {}
-  void hostOperation11() override {}
-  void hostOperation12() override {}
-  void hostOperation13() override {}
-  void hostOperation14() override {}
-  void hostOperation15() override {}
-  void hostOperation16() override {}
-  void hostOperation17() override {}
-  void hostOperation18() override {}
-  void hostOperation19() override {}
-  void hostOperation20() override {}
-  void hostOperation21() override {}
 };
 
 ZRDService* createService() { return new DriverService; }
