@@ -1,3 +1,5 @@
+// eMMC and SD devices as the operating system describes them: no command reaches them.
+
 #include "transport/emmc/emmc_protocol.h"
 
 #include "base/sector_size.h"
@@ -42,7 +44,7 @@ ProtocolResult EmmcProtocol::GetProperties(StorageProtocolProperties* out) {
     for (const EmmcVolume& volume : found) {
       StoragePartitionProperties partition;
       partition.devicePath = volume.devicePath;
-      partition.tempDirectory = volume.rootPath + "\\Temp";
+      partition.tempDirectory = utils_->TemporaryDirectory(volume.rootPath);
       partition.fileSystem = volume.fileSystem;
       volumes_.push_back(partition);
     }
@@ -65,27 +67,5 @@ ProtocolResult EmmcProtocol::GetFirstFailedLba(std::uint64_t* lba) {
   *lba = 0;
   return ProtocolResult::Success;
 }
-
-ProtocolResult EmmcProtocol::Read(std::uint64_t, std::uint16_t, std::uint32_t, void*,
-                                  std::uint32_t) {
-  return ProtocolResult::NotSupported;
-}
-ProtocolResult EmmcProtocol::Write(std::uint64_t, std::uint16_t, std::uint64_t, const void*) {
-  return ProtocolResult::NotSupported;
-}
-
-ProtocolResult EmmcProtocol::StartSelfTest(std::uint8_t, std::uint8_t) {
-  return ProtocolResult::Success;
-}
-ProtocolResult EmmcProtocol::GetSelfTestProgress(std::uint8_t*) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::GetSelfTestResult(std::uint8_t*) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::AbortSelfTest() { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::GetSelfTestOperation(std::uint8_t*) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::GetSmartStatus(std::uint8_t*) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::SetSmartEnabled(std::uint8_t) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::WriteUncorrectable(std::uint64_t) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::GetWearIndicator(std::uint32_t*) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::GetPowerMode(std::uint32_t*) { return ProtocolResult::Success; }
-ProtocolResult EmmcProtocol::IdleImmediate() { return ProtocolResult::Success; }
 
 }  // namespace ostria::storage

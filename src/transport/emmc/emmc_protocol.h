@@ -23,26 +23,11 @@ class EmmcProtocol : public StorageProtocol {
 
   DeviceHandle GetDeviceHandle() override { return handle_; }
   /// @return `InvalidArgument` for a null `out`, else the result of listing the volumes: identity
-  ///         and geometry are as before when the system does not tell them
+  ///         and geometry are as before when the system does not give them
   ProtocolResult GetProperties(StorageProtocolProperties* out) override;
-  ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors, std::uint32_t timeoutSeconds,
-                      void* buffer, std::uint32_t bufferBytes) override;
   ProtocolResult GetTemperature(std::uint8_t* celsius) override;  ///< writes 0
-  ProtocolResult StartSelfTest(std::uint8_t code, std::uint8_t second) override;
-  ProtocolResult GetSelfTestProgress(std::uint8_t* percent) override;
-  ProtocolResult GetSelfTestResult(std::uint8_t* code) override;
-  ProtocolResult AbortSelfTest() override;
   ProtocolResult GetFirstFailedLba(std::uint64_t* lba) override;  ///< writes 0
-  ProtocolResult GetSelfTestOperation(std::uint8_t* operation) override;
-  ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
-  ProtocolResult SetSmartEnabled(std::uint8_t enable) override;
   bool IsAccessible() override { return true; }
-  ProtocolResult WriteUncorrectable(std::uint64_t lba) override;
-  ProtocolResult Write(std::uint64_t lba, std::uint16_t sectors, std::uint64_t ignored,
-                       const void* buffer) override;
-  ProtocolResult GetWearIndicator(std::uint32_t* percent) override;
-  ProtocolResult GetPowerMode(std::uint32_t* mode) override;
-  ProtocolResult IdleImmediate() override;
 
  private:
   DeviceHandle handle_;

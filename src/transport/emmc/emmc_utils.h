@@ -34,7 +34,7 @@ struct EmmcVolume {
   std::string fileSystem;  ///< name as the system has it; empty when unknown
 };
 
-/// What the operating system tells of an eMMC or SD device. A result is 0 on success; an output is
+/// What the operating system knows of an eMMC or SD device. A result is 0 on success; an output is
 /// written on success only.
 class EmmcUtils {
  public:
@@ -43,8 +43,8 @@ class EmmcUtils {
 
   virtual ~EmmcUtils() = default;
 
-  /// For a caller who has a path and no handle: opens it for reading and writing, shared, in place
-  /// of the handle in use. @return `OpenFailed` on a failure
+  /// For a caller who has a path and no handle: opens it for reading and writing, shared,
+  /// instead of the handle in use. @return `OpenFailed` on a failure
   virtual std::uint32_t Open(const std::string& path) = 0;
   /// Closes the handle in use.
   virtual std::uint32_t Close() = 0;
@@ -53,8 +53,10 @@ class EmmcUtils {
   /// @return `ProtocolResult::TransportFailure` on a failure
   virtual std::uint32_t GetIdentity(EmmcIdentity* out) = 0;
   /// Replaces `out` by the volumes of fixed drives that lie on this device, at least in part.
-  /// @return `ProtocolResult::Failure` when the device cannot be told from others
+  /// @return `ProtocolResult::Failure` when the device cannot be distinguished from others
   virtual std::uint32_t ListVolumes(std::vector<EmmcVolume>* out) = 0;
+  /// The folder for temporary files below a volume's root, in the system's own form.
+  virtual std::string TemporaryDirectory(const std::string& rootPath) const = 0;
 };
 
 /// The platform's form, on an open device that stays the caller's.

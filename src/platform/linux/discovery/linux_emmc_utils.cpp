@@ -1,3 +1,5 @@
+// What the card driver shows of an eMMC or SD device in sysfs, and its size from the block layer.
+
 #include "platform/linux/discovery/linux_emmc_utils.h"
 
 #include <linux/fs.h>
@@ -77,20 +79,24 @@ std::uint32_t LinuxEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
     return static_cast<std::uint32_t>(ProtocolResult::Failure);
   }
   std::vector<EmmcVolume> volumes;
-  std::vector<SysfsPartition> places = tree_.partitions(*found);
-  places.push_back({found->number, 0, found->node, found->path});
+  std::vector<SysfsPartition> areas = tree_.partitions(*found);
+  areas.push_back({found->number, 0, found->node, found->path});
   const std::vector<MountEntry> mounts = readMounts();
-  for (const SysfsPartition& place : places) {
-    const std::vector<std::uint32_t> devices = tree_.withHolders(place.path);
+  for (const SysfsPartition& area : areas) {
+    const std::vector<std::uint32_t> devices = tree_.withHolders(area.path);
     for (const MountEntry& mount : mounts) {
-      if (mount.source == place.node ||
+      if (mount.source == area.node ||
           std::find(devices.begin(), devices.end(), mount.device) != devices.end()) {
-        volumes.push_back({place.node, mount.target, fileSystemOf(mount)});
+        volumes.push_back({area.node, mount.target, fileSystemOf(mount)});
       }
     }
   }
   *out = std::move(volumes);
   return 0;
+}
+
+std::string LinuxEmmcUtils::TemporaryDirectory(const std::string& rootPath) const {
+  return rootPath + (rootPath.ends_with('/') ? "tmp" : "/tmp");
 }
 
 }  // namespace ostria::storage

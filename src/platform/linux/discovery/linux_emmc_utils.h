@@ -5,7 +5,7 @@
 
 namespace ostria::storage {
 
-/// What the kernel's block layer and its card driver tell.
+/// What the kernel's block layer and its card driver show.
 class LinuxEmmcUtils final : public EmmcUtils {
  public:
   explicit LinuxEmmcUtils(DeviceHandle handle, SysfsTree tree = SysfsTree())
@@ -17,6 +17,7 @@ class LinuxEmmcUtils final : public EmmcUtils {
   std::uint32_t GetGeometry(EmmcGeometry* out) override;
   std::uint32_t GetIdentity(EmmcIdentity* out) override;
   std::uint32_t ListVolumes(std::vector<EmmcVolume>* out) override;
+  std::string TemporaryDirectory(const std::string& rootPath) const override;
 
  private:
   std::optional<SysfsDisk> disk() const;

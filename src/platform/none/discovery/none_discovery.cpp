@@ -62,6 +62,7 @@ class NoEmmcUtils final : public EmmcUtils {
   std::uint32_t ListVolumes(std::vector<EmmcVolume>*) override {
     return static_cast<std::uint32_t>(ProtocolResult::Failure);
   }
+  std::string TemporaryDirectory(const std::string& rootPath) const override { return rootPath; }
 };
 
 }  // namespace

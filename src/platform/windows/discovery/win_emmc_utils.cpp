@@ -1,3 +1,6 @@
+// Geometry, descriptor and volumes of an eMMC or SD disk. Some drivers give the descriptor's texts
+// in hexadecimal with swapped bytes.
+
 #include "platform/windows/discovery/win_emmc_utils.h"
 
 #include <windows.h>
@@ -239,6 +242,10 @@ std::uint32_t WinEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
   }
   *out = std::move(found);
   return 0;
+}
+
+std::string WinEmmcUtils::TemporaryDirectory(const std::string& rootPath) const {
+  return rootPath + "\\Temp";
 }
 
 }  // namespace ostria::storage

@@ -16,6 +16,7 @@ class WinEmmcUtils : public EmmcUtils {
   std::uint32_t GetGeometry(EmmcGeometry* out) override;
   std::uint32_t GetIdentity(EmmcIdentity* out) override;
   std::uint32_t ListVolumes(std::vector<EmmcVolume>* out) override;
+  std::string TemporaryDirectory(const std::string& rootPath) const override;
 
  private:
   DeviceHandle handle_;
