@@ -9,8 +9,8 @@
 #include "services/config_file.h"
 #include "services/sal.h"
 #include "transport/ata/ata_protocol.h"
-#include "transport/nvme/nvme_protocol.h"
-#include "transport/nvme/nvme_system_call_protocol.h"
+#include "transport/nvme/nvme_data.h"
+#include "transport/nvme/nvme_logs.h"
 #include "transport/vendor_log.h"
 
 namespace ostria::storage {
@@ -32,31 +32,18 @@ bool makeAtaSmartReport(StorageProtocol* protocol, std::string& text) {
   return true;
 }
 
-bool readHealthLog(StorageProtocol* protocol, LogPage& page) {
-  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol)) {
-    return succeeded(nvme->GetHealthLog(page.data()));
-  }
-  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol)) {
-    return succeeded(nvme->GetHealthLog(page.data()));
-  }
-  return false;
+bool readNvmeLog(StorageProtocol* protocol, std::uint32_t log, LogPage& page) {
+  NvmeLogs* const logs = nvmeLogsOf(protocol);
+  return logs != nullptr &&
+         succeeded(logs->ReadLog(page.data(), static_cast<std::uint32_t>(page.size()), log));
 }
 
-bool readVendorLog(StorageProtocol* protocol, LogPage& page) {
-  if (auto* const nvme = dynamic_cast<NvmeProtocol*>(protocol)) {
-    return succeeded(
-        nvme->GetLogPage(page.data(), static_cast<std::uint32_t>(page.size()), kVendorLog));
-  }
-  if (auto* const nvme = dynamic_cast<NvmeSystemCallProtocol*>(protocol)) {
-    return succeeded(nvme->GetVendorLog(page.data()));
-  }
-  if (auto* const ata = dynamic_cast<AtaProtocol*>(protocol)) {
-    // The page begins with a letter and so never counts as a good first page; it stands in the
-    // buffer all the same, and its marks are looked at.
-    std::uint16_t pages = 0;
-    return succeeded(ata->ReadLog(kVendorLog, 1, page.data(), &pages));
-  }
-  return false;
+bool readAtaVendorLog(StorageProtocol* protocol, LogPage& page) {
+  auto* const ata = dynamic_cast<AtaProtocol*>(protocol);
+  // The page begins with a letter and so never counts as a good first page; it stands in the
+  // buffer all the same, and its marks are looked at.
+  std::uint16_t pages = 0;
+  return ata != nullptr && succeeded(ata->ReadLog(kVendorLog, 1, page.data(), &pages));
 }
 
 /// The switch of the report for ATA drives, from the file in the working directory. A file that
@@ -85,7 +72,7 @@ bool makeSmartReport(StorageComponent& component, std::string& text) {
     case ProtocolKind::Nvme:
     case ProtocolKind::NvmeSystemCall: {
       LogPage page{};
-      text = readHealthLog(protocol, page) ? asArray(nvmeSmartRows(page)) : "";
+      text = readNvmeLog(protocol, kNvmeHealthLog, page) ? asArray(nvmeSmartRows(page)) : "";
       return true;
     }
     default:
@@ -102,13 +89,14 @@ bool makeVendorLogReport(StorageComponent& component, std::string& text) {
     case ProtocolKind::Nvme:
     case ProtocolKind::NvmeSystemCall: {
       LogPage health{};
-      if (readHealthLog(protocol, health) && readVendorLog(protocol, page)) {
+      if (readNvmeLog(protocol, kNvmeHealthLog, health) &&
+          readNvmeLog(protocol, kNvmeVendorLog, page)) {
         rows = nvmeVendorRows(page);
       }
       break;
     }
     case ProtocolKind::Ata:
-      if (readVendorLog(protocol, page) && isAtaVendorPage(page) && vendorReportEnabled()) {
+      if (readAtaVendorLog(protocol, page) && isAtaVendorPage(page) && vendorReportEnabled()) {
         rows = ataVendorRows(page);
       }
       break;

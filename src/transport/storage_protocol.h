@@ -11,9 +11,10 @@
 namespace ostria::storage {
 
 /// The one interface to a disk, whatever it speaks. An output is written on success only, so
-/// callers set a sentinel first. Calls block until the command ended or timed out; nothing is
-/// retried. One thread at a time. Device handles belong to the scanner and the component and
-/// outlive the protocol.
+/// callers set a sentinel first. An operation that a protocol has nothing for keeps the body it has
+/// here: `Success` with the output as it was, `NotSupported` for reads and writes. Calls block
+/// until the command ended or timed out; nothing is retried. One thread at a time. Device handles
+/// belong to the scanner and the component and outlive the protocol.
 class StorageProtocol {
  public:
   /// What `GetPowerMode` yields.
@@ -32,31 +33,31 @@ class StorageProtocol {
   /// @param bufferBytes  bytes that an NVMe read moves; the other protocols ignore it
   virtual ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors,
                               std::uint32_t timeoutSeconds, void* buffer,
-                              std::uint32_t bufferBytes) = 0;
+                              std::uint32_t bufferBytes);
   virtual ProtocolResult GetTemperature(std::uint8_t* celsius) = 0;
   /// @param code    goes to the device as it is: ATA subcommand, SCSI or NVMe self-test code
   /// @param second  ATA only: the count register
-  virtual ProtocolResult StartSelfTest(std::uint8_t code, std::uint8_t second) = 0;
-  virtual ProtocolResult GetSelfTestProgress(std::uint8_t* percent) = 0;
-  virtual ProtocolResult GetSelfTestResult(std::uint8_t* code) = 0;
-  virtual ProtocolResult AbortSelfTest() = 0;
-  virtual ProtocolResult GetFirstFailedLba(std::uint64_t* lba) = 0;
+  virtual ProtocolResult StartSelfTest(std::uint8_t code, std::uint8_t second);
+  virtual ProtocolResult GetSelfTestProgress(std::uint8_t* percent);
+  virtual ProtocolResult GetSelfTestResult(std::uint8_t* code);
+  virtual ProtocolResult AbortSelfTest();
+  virtual ProtocolResult GetFirstFailedLba(std::uint64_t* lba);
   /// Which self-test runs; NVMe only.
-  virtual ProtocolResult GetSelfTestOperation(std::uint8_t* operation) = 0;
+  virtual ProtocolResult GetSelfTestOperation(std::uint8_t* operation);
   /// 1 healthy, 0 failing.
-  virtual ProtocolResult GetSmartStatus(std::uint8_t* healthy) = 0;
-  virtual ProtocolResult SetSmartEnabled(std::uint8_t enable) = 0;
+  virtual ProtocolResult GetSmartStatus(std::uint8_t* healthy);
+  virtual ProtocolResult SetSmartEnabled(std::uint8_t enable);
   /// Whether the disk still answers: `GetProperties` on a scratch record.
   virtual bool IsAccessible();
-  virtual ProtocolResult WriteUncorrectable(std::uint64_t lba) = 0;
+  virtual ProtocolResult WriteUncorrectable(std::uint64_t lba);
   /// Writes `sectors` logical sectors from `buffer`.
   virtual ProtocolResult Write(std::uint64_t lba, std::uint16_t sectors, std::uint64_t ignored,
-                               const void* buffer) = 0;
+                               const void* buffer);
   /// Remaining life in percent; callers set -1 first and treat anything above 100 as invalid.
-  virtual ProtocolResult GetWearIndicator(std::uint32_t* percent) = 0;
+  virtual ProtocolResult GetWearIndicator(std::uint32_t* percent);
   /// A `PowerMode`.
-  virtual ProtocolResult GetPowerMode(std::uint32_t* mode) = 0;
-  virtual ProtocolResult IdleImmediate() = 0;
+  virtual ProtocolResult GetPowerMode(std::uint32_t* mode);
+  virtual ProtocolResult IdleImmediate();
 
   /// Copies what the last `GetProperties` learnt, without device traffic.
   /// @return `Failure` for a null `out`

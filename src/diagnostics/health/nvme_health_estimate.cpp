@@ -56,25 +56,28 @@ int percent(double value) { return std::clamp(truncated(value), 0, 100); }
 
 }  // namespace
 
-NvmeHealthEstimate estimateNvmeHealth(const NvmeAccess& drive, double capacityBytes) {
+NvmeHealthEstimate estimateNvmeHealth(NvmeLogs* logs, double capacityBytes) {
+  const auto readLog = [&](auto& page, std::uint32_t log) {
+    return logs != nullptr &&
+           succeeded(logs->ReadLog(page.data(), static_cast<std::uint32_t>(page.size()), log));
+  };
   NvmeHealthLogData smart{};
-  const bool smartRead = drive.readLog(smart.data(), kNvmeHealthLogBytes, kNvmeHealthLog);
+  const bool smartRead = readLog(smart, kNvmeHealthLog);
 
   bool enduranceGroups = false;
   double ratedGiB = 0;
   std::array<std::uint8_t, 512> endurance{};
-  if (drive.readLog(endurance.data(), static_cast<std::uint32_t>(endurance.size()),
-                    kNvmeEnduranceGroupLog)) {
+  if (readLog(endurance, kNvmeEnduranceGroupLog)) {
     NvmeIdentifyRecord identity;
-    enduranceGroups =
-        drive.readIdentify(identity) && (identity.controllerAttributes & kEnduranceGroupsBit) != 0;
+    enduranceGroups = succeeded(logs->ReadIdentity(&identity)) &&
+                      (identity.controllerAttributes & kEnduranceGroupsBit) != 0;
     if (enduranceGroups) {
       ratedGiB = wideNumber(endurance.data() + 32) * 1e9 / kBytesPerGiB;
     }
   }
 
   NvmeVendorLogData vendor{};
-  const bool vendorRead = drive.readLog(vendor.data(), kNvmeVendorLogBytes, kNvmeVendorLog);
+  const bool vendorRead = readLog(vendor, kNvmeVendorLog);
   // A drive without the log has no count either; a count of 0 would make any drive a healthy one.
   const std::uint16_t vendorCount =
       vendorRead ? loadLe16(vendor.data() + kVendorCountOffset) : kNoVendorCount;

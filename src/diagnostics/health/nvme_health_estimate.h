@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "diagnostics/health/nvme_access.h"
+#include "transport/nvme/nvme_logs.h"
 
 namespace ostria::storage {
 
@@ -20,7 +20,8 @@ struct NvmeHealthEstimate {
 
 /// Reads the health, endurance group and vendor logs, in this order; one that cannot be had is
 /// passed over.
+/// @param logs           the drive's; null when it has none
 /// @param capacityBytes  size of the drive
-NvmeHealthEstimate estimateNvmeHealth(const NvmeAccess& drive, double capacityBytes);
+NvmeHealthEstimate estimateNvmeHealth(NvmeLogs* logs, double capacityBytes);
 
 }  // namespace ostria::storage

@@ -1,6 +1,7 @@
 #include "diagnostics/health/nvme_health_prediction.h"
 
 #include "checks/message_keys.h"
+#include "diagnostics/health/nvme_access.h"
 #include "diagnostics/health/nvme_health_estimate.h"
 #include "inventory/html_table.h"
 
@@ -117,7 +118,7 @@ TestResult NvmeHealthPredictionTest::run(TestRunContext* context) {
   const StorageProtocolProperties properties = cachedProperties(protocol_);
   const double capacity = static_cast<double>(properties.totalSectors) *
                           static_cast<double>(properties.logicalSectorSize);
-  const NvmeHealthEstimate e = estimateNvmeHealth(NvmeAccess(protocol_), capacity);
+  const NvmeHealthEstimate e = estimateNvmeHealth(nvmeLogsOf(protocol_), capacity);
 
   if (!e.judgeable) {
     constexpr char kNoData[] = "FAILED_TO_GET_SMART_DATA";

@@ -2,6 +2,7 @@
 
 #include "checks/message_keys.h"
 #include "diagnostics/health/nvme_access.h"
+#include "transport/nvme/nvme_logs.h"
 
 namespace ostria::storage {
 
@@ -32,7 +33,9 @@ TestResult NvmeSmartTest::run(TestRunContext* context) {
   }
 
   SmartLog smart{};
-  if (!NvmeAccess(protocol_).readLog(smart.data(), kNvmeHealthLogBytes, kNvmeHealthLog)) {
+  NvmeLogs* const logs = nvmeLogsOf(protocol_);
+  if (logs == nullptr ||
+      !succeeded(logs->ReadLog(smart.data(), kNvmeHealthLogBytes, kNvmeHealthLog))) {
     showThenLogFlagged(listener_, log_, "FAILED_TO_GET_SMART_DATA", Statement);
     return TestResult::NotPerformed;
   }

@@ -182,10 +182,6 @@ ProtocolResult AtaProtocol::AbortSelfTest() {
   return SendChecked(command);
 }
 
-ProtocolResult AtaProtocol::GetSelfTestOperation(std::uint8_t* /*operation*/) {
-  return ProtocolResult::Success;
-}
-
 ProtocolResult AtaProtocol::SetSmartEnabled(std::uint8_t enable) {
   SmartEnable command(enable != 0);
   return SendChecked(command);

@@ -27,7 +27,6 @@ class AtaProtocol : public StorageProtocol {
   ProtocolResult GetSelfTestResult(std::uint8_t* code) override;
   ProtocolResult AbortSelfTest() override;
   ProtocolResult GetFirstFailedLba(std::uint64_t* lba) override;
-  ProtocolResult GetSelfTestOperation(std::uint8_t* operation) override;
   ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
   ProtocolResult SetSmartEnabled(std::uint8_t enable) override;
   ProtocolResult WriteUncorrectable(std::uint64_t lba) override;

@@ -1,3 +1,5 @@
+// Each bridge is one of the platform's pass-throughs, on a handle of the disk or of its port.
+
 #include "transport/nvme/nvme_bridge.h"
 
 #include "transport/hal/hal_nvme_intel_send.h"

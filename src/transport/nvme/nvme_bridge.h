@@ -7,7 +7,7 @@ namespace ostria::storage {
 
 class NvmeCmd;
 
-/// How an NVMe command reaches a controller: the direct road on the disk's handle.
+/// How an NVMe command reaches a controller: directly on the disk's handle.
 class NvmeBridge {
  public:
   explicit NvmeBridge(DeviceHandle handle) : handle_(handle) {}
@@ -16,8 +16,8 @@ class NvmeBridge {
   NvmeBridge& operator=(const NvmeBridge&) = delete;
 
   virtual DeviceHandle GetDeviceHandle() { return handle_; }
-  /// Sends one command and waits for it. `Success` says that the road carried it, not that the
-  /// controller completed it well.
+  /// Sends one command and waits for it. `Success` says that the pass-through carried it, not that
+  /// the controller completed it well.
   virtual ProtocolResult Send(NvmeCmd& command);
 
  protected:

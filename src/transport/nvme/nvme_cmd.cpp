@@ -1,3 +1,5 @@
+// Submission queue entries of the NVMe base and NVM command set standards.
+
 #include "transport/nvme/nvme_cmd.h"
 
 #include "base/byte_order.h"

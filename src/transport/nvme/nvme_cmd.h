@@ -15,7 +15,7 @@ class NvmeCmd {
 
   virtual ~NvmeCmd() = default;
 
-  /// The 64-byte command image, little-endian, as a pass-through block carries it. The place of the
+  /// The 64-byte command image, little-endian, as a pass-through block carries it. The field of the
   /// data pointer holds the address of `data`.
   std::array<std::uint8_t, kImageBytes> image() const;
 

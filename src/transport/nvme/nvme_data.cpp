@@ -1,3 +1,5 @@
+// Fields of NVMe identify data and logs, little-endian. All of them are the controller's word.
+
 #include "transport/nvme/nvme_data.h"
 
 #include <algorithm>

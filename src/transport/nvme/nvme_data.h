@@ -10,8 +10,8 @@
 
 namespace ostria::storage {
 
-// How the answers of an NVMe controller are read, whichever road they came by. Layouts are those of
-// the NVMe base and NVM command set standards.
+// How the answers of an NVMe controller are read, whichever transport they came by. Layouts are
+// those of the NVMe base and NVM command set standards.
 
 inline constexpr std::uint32_t kNvmeIdentifyBytes = 4096;
 inline constexpr std::uint32_t kNvmeHealthLogBytes = 512;

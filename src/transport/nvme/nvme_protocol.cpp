@@ -1,3 +1,6 @@
+// An NVMe drive over a vendor's miniport pass-through. Not every such driver passes the completion
+// status on, so what came back is looked at before it counts.
+
 #include "transport/nvme/nvme_protocol.h"
 
 #include <algorithm>
@@ -84,7 +87,8 @@ bool NvmeProtocol::FindNewPath(NvmeBridge& bridge, const std::vector<std::string
 
     const auto begin = data->begin() + 4;
     const std::string found(begin, std::find(begin, begin + 20, std::uint8_t{0}));
-    // The road reports success for a command that the controller refused; its answer is all zero.
+    // The pass-through reports success for a command that the controller refused; its answer is all
+    // zero.
     if (found.find_first_not_of(' ') == std::string::npos) {
       continue;
     }
@@ -265,18 +269,6 @@ ProtocolResult NvmeProtocol::GetSelfTestOperation(std::uint8_t* operation) {
     *operation = nvmeSelfTestOperation(log);
   }
   return result;
-}
-
-// Nothing of the kind on this road: a success that touches nothing.
-ProtocolResult NvmeProtocol::GetFirstFailedLba(std::uint64_t*) { return ProtocolResult::Success; }
-ProtocolResult NvmeProtocol::GetSmartStatus(std::uint8_t*) { return ProtocolResult::Success; }
-ProtocolResult NvmeProtocol::SetSmartEnabled(std::uint8_t) { return ProtocolResult::Success; }
-ProtocolResult NvmeProtocol::WriteUncorrectable(std::uint64_t) { return ProtocolResult::Success; }
-ProtocolResult NvmeProtocol::GetPowerMode(std::uint32_t*) { return ProtocolResult::Success; }
-ProtocolResult NvmeProtocol::IdleImmediate() { return ProtocolResult::Success; }
-
-ProtocolResult NvmeProtocol::Write(std::uint64_t, std::uint16_t, std::uint64_t, const void*) {
-  return ProtocolResult::NotSupported;
 }
 
 }  // namespace ostria::storage

@@ -9,6 +9,7 @@
 #include "transport/nvme/nvme_bridge.h"
 #include "transport/nvme/nvme_data.h"
 #include "transport/nvme/nvme_identify_record.h"
+#include "transport/nvme/nvme_logs.h"
 #include "transport/storage_protocol.h"
 
 namespace ostria::storage {
@@ -17,8 +18,9 @@ class NvmeCmd;
 
 /// An NVMe drive reached through a miniport pass-through. The drive counts as having SMART support
 /// switched on, no conveyance test and no sector-level write. The completion status of a command is
-/// no part of any result: what the road carried is a success, so answers are checked before use.
-class NvmeProtocol : public StorageProtocol {
+/// no part of any result: what the pass-through carried is a success, so answers are checked before
+/// use.
+class NvmeProtocol : public StorageProtocol, public NvmeLogs {
  public:
   /// @param handle  the disk, for reads by the operating system; the bridges have the port's
   NvmeProtocol(DeviceHandle handle, std::string devicePath);
@@ -39,6 +41,12 @@ class NvmeProtocol : public StorageProtocol {
   ProtocolResult GetHealthLog(void* buffer);  ///< log 02h, 512 bytes
   /// Fills all but the block and self-test fields. @return `Success` or `DeviceError`
   ProtocolResult GetIdentifyRecord(NvmeIdentifyRecord* record);
+  ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log) override {
+    return GetLogPage(buffer, bytes, log);
+  }
+  ProtocolResult ReadIdentity(NvmeIdentifyRecord* record) override {
+    return GetIdentifyRecord(record);
+  }
 
   /// Whether a controller answers to `pathId` through this bridge.
   static bool ProbeBridge(NvmeBridge& bridge, std::uint8_t pathId);
@@ -59,16 +67,8 @@ class NvmeProtocol : public StorageProtocol {
   ProtocolResult GetSelfTestProgress(std::uint8_t* percent) override;
   ProtocolResult GetSelfTestResult(std::uint8_t* code) override;
   ProtocolResult AbortSelfTest() override;
-  ProtocolResult GetFirstFailedLba(std::uint64_t* lba) override;
   ProtocolResult GetSelfTestOperation(std::uint8_t* operation) override;
-  ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
-  ProtocolResult SetSmartEnabled(std::uint8_t enable) override;
-  ProtocolResult WriteUncorrectable(std::uint64_t lba) override;
-  ProtocolResult Write(std::uint64_t lba, std::uint16_t sectors, std::uint64_t ignored,
-                       const void* buffer) override;
   ProtocolResult GetWearIndicator(std::uint32_t* percent) override;
-  ProtocolResult GetPowerMode(std::uint32_t* mode) override;
-  ProtocolResult IdleImmediate() override;
 
  private:
   ProtocolResult refresh();

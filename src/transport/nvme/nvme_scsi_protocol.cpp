@@ -1,3 +1,5 @@
+// NVMe behind a driver's SCSI translation, which has neither self-tests nor an exceptions page.
+
 #include "transport/nvme/nvme_scsi_protocol.h"
 
 namespace ostria::storage {

@@ -1,3 +1,5 @@
+// Names of the fields of the NVMe health log, by their offset, sorted.
+
 #include <algorithm>
 
 #include "transport/smart_name_tables.h"

@@ -1,3 +1,5 @@
+// The plain way of a SCSI command: the system's pass-through on the device's own handle.
+
 #include "transport/scsi/scsi_bridge.h"
 
 #include "transport/hal/hal_scsi_send.h"

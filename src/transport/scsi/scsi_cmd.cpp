@@ -1,3 +1,6 @@
+// CDBs of SPC and SBC, big-endian. Reads set DPO and FUA and writes FUA, so that the medium answers
+// and not a cache.
+
 #include "transport/scsi/scsi_cmd.h"
 
 #include "base/byte_order.h"

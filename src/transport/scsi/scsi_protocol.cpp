@@ -1,3 +1,6 @@
+// Sending of SCSI commands, and reads and writes of SBC. A drive says in sense data what became of
+// a command, and not every drive knows the long CDBs.
+
 #include "transport/scsi/scsi_protocol.h"
 
 #include <algorithm>
@@ -141,19 +144,5 @@ ProtocolResult ScsiProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
   Write10 write10(source, lba, sectors, sectorSize);
   return CheckSense(write10);
 }
-
-ProtocolResult ScsiProtocol::GetSelfTestOperation(std::uint8_t* /*operation*/) {
-  return ProtocolResult::Success;
-}
-ProtocolResult ScsiProtocol::WriteUncorrectable(std::uint64_t /*lba*/) {
-  return ProtocolResult::Success;
-}
-ProtocolResult ScsiProtocol::GetWearIndicator(std::uint32_t* /*percent*/) {
-  return ProtocolResult::Success;
-}
-ProtocolResult ScsiProtocol::GetPowerMode(std::uint32_t* /*mode*/) {
-  return ProtocolResult::Success;
-}
-ProtocolResult ScsiProtocol::IdleImmediate() { return ProtocolResult::Success; }
 
 }  // namespace ostria::storage

@@ -28,16 +28,11 @@ class ScsiProtocol : public StorageProtocol {
   ProtocolResult AbortSelfTest() override;
   /// `Failure` with all ones in `lba` when the device says that there is no such address.
   ProtocolResult GetFirstFailedLba(std::uint64_t* lba) override;
-  ProtocolResult GetSelfTestOperation(std::uint8_t* operation) override;
   ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
   /// Disabling restores what the drive had before the first change.
   ProtocolResult SetSmartEnabled(std::uint8_t enable) override;
-  ProtocolResult WriteUncorrectable(std::uint64_t lba) override;
   ProtocolResult Write(std::uint64_t lba, std::uint16_t sectors, std::uint64_t ignored,
                        const void* buffer) override;
-  ProtocolResult GetWearIndicator(std::uint32_t* percent) override;
-  ProtocolResult GetPowerMode(std::uint32_t* mode) override;
-  ProtocolResult IdleImmediate() override;
 
   /// @return false when the same bridge is in the list already
   bool AddBridge(std::shared_ptr<ScsiBridge> bridge) { return bridges_.add(std::move(bridge)); }

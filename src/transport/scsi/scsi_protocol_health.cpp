@@ -1,3 +1,6 @@
+// Health and self-test of a SCSI drive: the informational exceptions page (SPC mode page 1Ch and
+// log page 2Fh), temperature (0Dh) and self-test results (10h).
+
 #include <algorithm>
 #include <vector>
 

@@ -1,3 +1,6 @@
+// Identity and size of a SCSI device: INQUIRY with its vital product data, READ CAPACITY. Adapters
+// answer short, with another page or not at all, so each part is taken as far as it came.
+
 #include <algorithm>
 #include <limits>
 #include <vector>
@@ -52,7 +55,7 @@ std::vector<std::string> standardsOf(std::span<const std::uint8_t> reply) {
   return standards;
 }
 
-// What came back of a buffer, whatever count the transport tells.
+// What came back of a buffer, whatever count the transport gives.
 std::span<const std::uint8_t> received(const ScsiCmd& command,
                                        std::span<const std::uint8_t> buffer) {
   return buffer.first(

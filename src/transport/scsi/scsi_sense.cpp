@@ -1,3 +1,5 @@
+// Sense data of SPC in both formats. They come from the device, cut anywhere.
+
 #include "transport/scsi/scsi_sense.h"
 
 namespace ostria::storage {

@@ -1,3 +1,5 @@
+// The version descriptors of SPC-4, sorted by code.
+
 #include "transport/scsi/scsi_version_descriptors.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// NVMe over the kernel's own pass-through, which takes the place of the vendors' drivers.
+
 #include <linux/nvme_ioctl.h>
 #include <sys/ioctl.h>
 
@@ -25,8 +27,7 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
         (command.transferBytes != 0 && command.data == nullptr)) {
       return ProtocolResult::Failure;
     }
-    // The opcode tells the kernel which way the data go. Nothing is sent to the device on this
-    // road.
+    // By the opcode the kernel knows which way the data go. Data never go to the device here.
     if (command.transferBytes != 0 && (command.opcode & 1) != 0) {
       return ProtocolResult::Failure;
     }
@@ -53,7 +54,7 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
       return ProtocolResult::Failure;
     }
     // A command without data counts as passed on, whatever its completion status. One with data and
-    // an error has brought none: zeros in their place would pass for what the drive says.
+    // an error has brought none: zeros instead would pass for what the drive says.
     if (status > 0 && !block.empty()) {
       return ProtocolResult::Failure;
     }

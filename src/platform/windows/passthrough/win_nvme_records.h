@@ -55,7 +55,7 @@ static_assert(sizeof(ReadCapacityRecord) == 32);
 static_assert(offsetof(ReadCapacityRecord, blockLength) == 8);
 static_assert(offsetof(ReadCapacityRecord, numberOfBlocks) == 16);
 
-/// STORAGE_PROTOCOL_COMMAND with the NVMe command image in its place; error information and data
+/// STORAGE_PROTOCOL_COMMAND with the NVMe command image behind it; error information and data
 /// follow at the offsets that the record gives.
 struct ProtocolCommandRecord {
   std::uint32_t version;

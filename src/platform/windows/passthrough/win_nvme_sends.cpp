@@ -1,3 +1,5 @@
+// The two vendor pass-throughs of NVMe miniport drivers, each a block behind an SRB_IO_CONTROL.
+
 #include <windows.h>
 // The pass-through headers need windows.h first.
 #include <ntddscsi.h>
@@ -61,7 +63,7 @@ bool copyData(const Block& block, std::size_t returned, std::uint64_t offset, Nv
   return true;
 }
 
-// Places in the command image, the same as in a submission queue entry.
+// Offsets in the command image, the same as in a submission queue entry.
 constexpr std::size_t kImageNamespace = 4;
 constexpr std::size_t kImageMetadata = 16;
 constexpr std::size_t kImageDwords = 40;

@@ -1,3 +1,6 @@
+// NVMe over the protocol-specific queries of the Windows storage stack. Lengths and offsets in an
+// answer are the driver's word and are checked.
+
 #include "platform/windows/passthrough/win_nvme_system_call_protocol.h"
 
 #include <algorithm>
@@ -12,6 +15,7 @@
 #include "platform/windows/passthrough/win_device_control.h"
 #include "platform/windows/passthrough/win_nvme_records.h"
 #include "transport/nvme/nvme_cmd.h"
+#include "transport/nvme/nvme_system_call_protocol.h"
 
 namespace ostria::storage {
 
@@ -316,10 +320,6 @@ ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestOperation(std::uint8_t* ope
   return result;
 }
 
-ProtocolResult WinNvmeSystemCallProtocol::Read(std::uint64_t, std::uint16_t, std::uint32_t, void*,
-                                               std::uint32_t) {
-  return ProtocolResult::NotSupported;
-}
 ProtocolResult WinNvmeSystemCallProtocol::GetFirstFailedLba(std::uint64_t*) {
   return ProtocolResult::NotSupported;
 }
@@ -332,13 +332,5 @@ ProtocolResult WinNvmeSystemCallProtocol::SetSmartEnabled(std::uint8_t) {
 ProtocolResult WinNvmeSystemCallProtocol::WriteUncorrectable(std::uint64_t) {
   return ProtocolResult::NotSupported;
 }
-ProtocolResult WinNvmeSystemCallProtocol::Write(std::uint64_t, std::uint16_t, std::uint64_t,
-                                                const void*) {
-  return ProtocolResult::NotSupported;
-}
-ProtocolResult WinNvmeSystemCallProtocol::GetPowerMode(std::uint32_t*) {
-  return ProtocolResult::Success;
-}
-ProtocolResult WinNvmeSystemCallProtocol::IdleImmediate() { return ProtocolResult::Success; }
 
 }  // namespace ostria::storage

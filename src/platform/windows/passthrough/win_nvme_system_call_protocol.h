@@ -4,25 +4,33 @@
 #include <string>
 
 #include "transport/nvme/nvme_data.h"
-#include "transport/nvme/nvme_system_call_protocol.h"
+#include "transport/nvme/nvme_logs.h"
+#include "transport/storage_protocol.h"
 
 namespace ostria::storage {
 
 class NvmeCmd;
 
 /// Asks the storage stack for identify data and log pages; sends a command of its own only for
-/// self-tests. Reading and writing of sectors have no way on this road.
-class WinNvmeSystemCallProtocol : public NvmeSystemCallProtocol {
+/// self-tests. Reading and writing of sectors cannot be done this way.
+class WinNvmeSystemCallProtocol : public StorageProtocol, public NvmeLogs {
  public:
   /// @param handle  the disk
   WinNvmeSystemCallProtocol(DeviceHandle handle, std::string devicePath);
   ~WinNvmeSystemCallProtocol() override;
 
+  /// Reads a log page. @return `Success`, or `Failure` for anything wrong on the way
   ProtocolResult GetLogPage(void* buffer, std::uint32_t bytes, std::uint32_t log,
-                            std::uint32_t subValue) override;
-  ProtocolResult GetVendorLog(void* buffer) override;
-  ProtocolResult GetHealthLog(void* buffer) override;
-  bool GetIdentifyRecord(NvmeIdentifyRecord* record) override;
+                            std::uint32_t subValue);
+  ProtocolResult GetVendorLog(void* buffer);  ///< log DFh, 512 bytes
+  ProtocolResult GetHealthLog(void* buffer);  ///< log 02h, 512 bytes
+  bool GetIdentifyRecord(NvmeIdentifyRecord* record);
+  ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log) override {
+    return GetLogPage(buffer, bytes, log, 0);
+  }
+  ProtocolResult ReadIdentity(NvmeIdentifyRecord* record) override {
+    return GetIdentifyRecord(record) ? ProtocolResult::Success : ProtocolResult::Failure;
+  }
   /// Whether the storage stack knows an NVMe controller and its capacity behind the handle.
   static bool ProbeHandle(DeviceHandle handle);
   /// Sends an admin command with its data.
@@ -32,8 +40,6 @@ class WinNvmeSystemCallProtocol : public NvmeSystemCallProtocol {
 
   DeviceHandle GetDeviceHandle() override { return handle_; }
   ProtocolResult GetProperties(StorageProtocolProperties* out) override;
-  ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors, std::uint32_t timeoutSeconds,
-                      void* buffer, std::uint32_t bufferBytes) override;
   ProtocolResult GetTemperature(std::uint8_t* celsius) override;
   ProtocolResult StartSelfTest(std::uint8_t code, std::uint8_t second) override;
   /// @return `Failure` when no self-test runs
@@ -45,11 +51,7 @@ class WinNvmeSystemCallProtocol : public NvmeSystemCallProtocol {
   ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
   ProtocolResult SetSmartEnabled(std::uint8_t enable) override;
   ProtocolResult WriteUncorrectable(std::uint64_t lba) override;
-  ProtocolResult Write(std::uint64_t lba, std::uint16_t sectors, std::uint64_t ignored,
-                       const void* buffer) override;
   ProtocolResult GetWearIndicator(std::uint32_t* percent) override;
-  ProtocolResult GetPowerMode(std::uint32_t* mode) override;
-  ProtocolResult IdleImmediate() override;
 
  private:
   ProtocolResult readSelfTestLog(NvmeSelfTestLogData& log);
