@@ -7,12 +7,10 @@
 #include "checks/message_keys.h"
 #include "diagnostics/device_hint.h"
 #include "tests/support/fake_protocol.h"
-#include "tests/support/told.h"
+#include "tests/support/messages.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
-
-using namespace testing;
 
 const std::string kEvent = keys::kSystemEventHappened;
 const std::string kEventTold = "100 " + kEvent + " / log 0 same";
@@ -82,20 +80,20 @@ TEST(StorageTestBase, SystemEventIsToldAtTheFirstCheckOfARunOnly) {
   OpenTest test(kSomeTest);
   FakeHost early(disk.component.get());
   early.eventFromPoll = 0;
-  EXPECT_EQ(told(early, test.begin(&early)), kEventTold + " = 4");
+  EXPECT_EQ(messages(early, test.begin(&early)), kEventTold + " = 4");
   EXPECT_TRUE(test.checkStop(&early));
-  EXPECT_EQ(early.heard.size(), 2u);
+  EXPECT_EQ(early.messages.size(), 2u);
   EXPECT_EQ(test.begin(&early), TestResult::Stopped);
-  EXPECT_EQ(early.heard.size(), 4u) << "a new run tells it again";
+  EXPECT_EQ(early.messages.size(), 4u) << "a new run tells it again";
 
   FakeHost late(disk.component.get());
   late.eventFromPoll = 1;
-  EXPECT_EQ(told(late, test.begin(&late)), " = 0");
+  EXPECT_EQ(messages(late, test.begin(&late)), " = 0");
   EXPECT_TRUE(test.checkStop(&late));
   EXPECT_TRUE(OpenTest::checkStopNoted(&late, false));
-  EXPECT_TRUE(late.heard.empty());
+  EXPECT_TRUE(late.messages.empty());
   EXPECT_TRUE(OpenTest::checkStopNoted(&late, true));
-  EXPECT_EQ(late.heard.size(), 2u);
+  EXPECT_EQ(late.messages.size(), 2u);
 
   FakeHost harmless(disk.component.get());
   harmless.eventFromPoll = 0;
@@ -106,7 +104,7 @@ TEST(StorageTestBase, SystemEventIsToldAtTheFirstCheckOfARunOnly) {
   harmless.abortFromPoll = 0;
   EXPECT_TRUE(test.checkStop(&harmless));
   EXPECT_TRUE(OpenTest::checkStopNoted(&harmless, true));
-  EXPECT_EQ(told(harmless, TestResult::Stopped), "100 / 100 = 4");
+  EXPECT_EQ(messages(harmless, TestResult::Stopped), "100 / 100 = 4");
 }
 
 TEST(StorageTestBase, ReadErrorsBecomeMessagesAndAResult) {
@@ -115,7 +113,7 @@ TEST(StorageTestBase, ReadErrorsBecomeMessagesAndAResult) {
     FakeHost host(nullptr);
     const TestResult result =
         reportReadError(lba, error, 42, limit, bad, host.listener(), host.messageLog());
-    return told(host, result);
+    return messages(host, result);
   };
   EXPECT_EQ(report(6000000000, ProtocolResult::MediumError, 2),
             "log 2 READING_SECTOR 6000000000 / 42 same = 0");
@@ -142,9 +140,9 @@ TEST(StorageTestBase, DeviceMustBeKnownAndUnlockedToBeRead) {
   FakeDevice<> disk;
   const auto ready = [&] {
     FakeHost host(nullptr);
-    return told(host, checkReadyToRead(disk.component.get(), host.listener(), host.messageLog())
-                          ? TestResult::Failed
-                          : TestResult::Passed);
+    return messages(host, checkReadyToRead(disk.component.get(), host.listener(), host.messageLog())
+                              ? TestResult::Failed
+                              : TestResult::Passed);
   };
   disk.component->setConnection(DeviceConnection::RaidMember);
   EXPECT_EQ(ready(), " = 1");
@@ -184,8 +182,8 @@ TEST(TestWithDeviceHint, HintFollowsAFailedRunAndNoExceptionLeaves) {
   EXPECT_EQ(test.run(&deaf), TestResult::CouldNotStart);
   StorageComponent withoutProtocol(nullptr);
   FakeHost host(&withoutProtocol);
-  EXPECT_EQ(told(host, test.run(&host)), " = 6");
+  EXPECT_EQ(messages(host, test.run(&host)), " = 6");
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -9,7 +9,7 @@
 #include "tests/support/module_bench.h"
 #include "tests/support/watched_drive.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 // Whatever interrupts the tests that read and the self-tests: the user, the system, a call that
@@ -78,9 +78,10 @@ class Interrupted : public ::testing::TestWithParam<Subject> {
   };
   /// What the last progress report says.
   static std::string lastProgress(const FakeHost& host) {
-    const auto line = std::find_if(host.heard.rbegin(), host.heard.rend(),
-                                   [](const auto& heard) { return heard.starts_with("progress"); });
-    return line == host.heard.rend() ? "" : line->substr(9, 3);
+    const auto line =
+        std::find_if(host.messages.rbegin(), host.messages.rend(),
+                     [](const auto& messages) { return messages.starts_with("progress"); });
+    return line == host.messages.rend() ? "" : line->substr(9, 3);
   }
 };
 
@@ -146,7 +147,7 @@ class ReadingFaultSweep : public Interrupted {
     bench.faults().reset();
     const auto number = static_cast<std::uint32_t>(result);
     EXPECT_TRUE(number <= 6 && number != 2) << number;
-    if (!host.heard.empty()) {
+    if (!host.messages.empty()) {
       EXPECT_EQ(lastProgress(host), "100");
     }
     if (failAt == 0 && goneFrom == 0) {
@@ -198,4 +199,4 @@ INSTANTIATE_TEST_SUITE_P(Tests, ReadingFaultSweep, ::testing::ValuesIn(sweptSubj
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -5,7 +5,7 @@
 
 #include "tests/support/module_bench.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -23,7 +23,7 @@ std::string with(const std::string& more, const std::vector<std::string>& drives
 struct Verdict {
   bool applicable;
   TestResult result;
-  std::vector<std::string> heard;
+  std::vector<std::string> messages;
 };
 
 Verdict judge(ModuleBench& bench, std::uint32_t index) {
@@ -31,7 +31,7 @@ Verdict judge(ModuleBench& bench, std::uint32_t index) {
   FakeHost host(bench.manager().component(index));
   const bool applicable = test.isApplicable(host.component());
   const TestResult result = test.run(&host);
-  return {applicable, result, host.heard};
+  return {applicable, result, host.messages};
 }
 
 TEST(ControllerStatusRoad, TheRegisterDecides) {
@@ -47,20 +47,20 @@ TEST(ControllerStatusRoad, TheRegisterDecides) {
   const Verdict good = judge(bench, 0);
   EXPECT_TRUE(good.applicable);
   EXPECT_EQ(good.result, TestResult::Passed);
-  EXPECT_THAT(good.heard, ElementsAre("progress 100"));
+  EXPECT_THAT(good.messages, ElementsAre("progress 100"));
 
   const Verdict fatal = judge(bench, 1);
   EXPECT_TRUE(fatal.applicable);
   EXPECT_EQ(fatal.result, TestResult::Failed);
-  EXPECT_THAT(fatal.heard, ElementsAre("progress 100 NVME_CONTROLLER_STATUS_TEST_FAIL",
-                                       "log 0 flag 1 NVME_CONTROLLER_STATUS_TEST_FAIL",
-                                       "log 0 " + kHint, "progress 100 " + kHint));
+  EXPECT_THAT(fatal.messages, ElementsAre("progress 100 NVME_CONTROLLER_STATUS_TEST_FAIL",
+                                          "log 0 flag 1 NVME_CONTROLLER_STATUS_TEST_FAIL",
+                                          "log 0 " + kHint, "progress 100 " + kHint));
 
   const Verdict deaf = judge(bench, 2);
   EXPECT_TRUE(deaf.applicable);
   EXPECT_EQ(deaf.result, TestResult::Stopped);
-  EXPECT_THAT(deaf.heard, ElementsAre("progress 100 CONTINUOUS_FAILURE_WARNING",
-                                      "log 0 flag 1 CONTINUOUS_FAILURE_WARNING"));
+  EXPECT_THAT(deaf.messages, ElementsAre("progress 100 CONTINUOUS_FAILURE_WARNING",
+                                         "log 0 flag 1 CONTINUOUS_FAILURE_WARNING"));
 
   EXPECT_EQ(judge(bench, 3).result, TestResult::Passed);
   EXPECT_FALSE(judge(bench, 4).applicable);
@@ -85,7 +85,7 @@ TEST(ControllerStatusRoad, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
     const Verdict verdict = judge(bench, 0);
     EXPECT_FALSE(verdict.applicable);
     EXPECT_EQ(verdict.result, TestResult::NotPerformed);
-    EXPECT_EQ(verdict.heard.back(),
+    EXPECT_EQ(verdict.messages.back(),
               "log 0 flag 1 NVME Controller Test: Execution Supports failed.");
   }
 }
@@ -101,4 +101,4 @@ TEST(ControllerStatusRoad, EachCallOfTheServiceMayFail) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

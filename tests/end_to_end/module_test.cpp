@@ -5,7 +5,7 @@
 
 #include "tests/support/module_bench.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::Contains;
@@ -57,12 +57,13 @@ TEST(SmartRoad, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
   FakeHost good(bench.manager().component(0));
   EXPECT_TRUE(status.isApplicable(good.component()));
   EXPECT_EQ(status.run(&good), TestResult::Passed);
-  EXPECT_THAT(good.heard, ElementsAre("progress 0", "progress 50", "progress 100", "progress 100"));
+  EXPECT_THAT(good.messages,
+              ElementsAre("progress 0", "progress 50", "progress 100", "progress 100"));
 
   FakeHost bad(bench.manager().component(1));
   EXPECT_EQ(status.run(&bad), TestResult::Failed);
-  EXPECT_THAT(bad.heard, ElementsAre("progress 0", "progress 50", "progress 100", "progress 100",
-                                     "log 0 " + kHint, "progress 100 " + kHint));
+  EXPECT_THAT(bad.messages, ElementsAre("progress 0", "progress 50", "progress 100", "progress 100",
+                                        "log 0 " + kHint, "progress 100 " + kHint));
 }
 
 TEST(SmartRoad, RefusalsNameTheirReason) {
@@ -74,9 +75,9 @@ TEST(SmartRoad, RefusalsNameTheirReason) {
   const auto closing = [&](std::uint32_t index) {
     FakeHost host(bench.manager().component(index));
     EXPECT_FALSE(status.isApplicable(host.component()));
-    EXPECT_TRUE(host.heard.empty());
+    EXPECT_TRUE(host.messages.empty());
     EXPECT_EQ(status.run(&host), TestResult::NotPerformed);
-    return host.heard.at(1);
+    return host.messages.at(1);
   };
   EXPECT_EQ(closing(0), "log 3 SMART_NOT_SUPPORTED");
   for (std::uint32_t usb = 1; usb < 5; ++usb) {
@@ -96,8 +97,8 @@ TEST(SmartRoad, ALockedDiskIsToldByTheTestsThatRead) {
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
   EXPECT_EQ(bench.test(ModuleBench::kQuick, 2).run(&host), TestResult::NotPerformed);
-  EXPECT_THAT(host.heard, Contains("log 0 HARD_DISK_IS_PASSWORD_PROTECTED. "
-                                   "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
+  EXPECT_THAT(host.messages, Contains("log 0 HARD_DISK_IS_PASSWORD_PROTECTED. "
+                                      "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
 }
 
 TEST(SmartRoad, AStandbyDiskIsSpunUpBeforeItIsRead) {
@@ -136,7 +137,7 @@ TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
   host.eventFromPoll = ending.eventFromPoll;
   test.run(&host);
   EXPECT_FALSE(bench.smartEnabled(0));
-  EXPECT_EQ(host.heard.back().substr(0, 12), "progress 100");
+  EXPECT_EQ(host.messages.back().substr(0, 12), "progress 100");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -160,7 +161,7 @@ TEST(SmartRoad, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
   bench.machine().drives()[0]->vanish();
   FakeHost host(bench.manager().component(0));
   EXPECT_EQ(bench.test(ModuleBench::kQuick, kSmartStatus).run(&host), TestResult::NotPerformed);
-  EXPECT_THAT(host.heard, Contains("log 3 CANNOT_ENABLE_SMART"));
+  EXPECT_THAT(host.messages, Contains("log 3 CANNOT_ENABLE_SMART"));
   EXPECT_FALSE(bench.device(0).storageProtocol()->IsAccessible());
 }
 
@@ -194,8 +195,8 @@ class FaultSweep : public ::testing::TestWithParam<std::uint32_t> {
     const std::uint64_t calls = bench.faults().calls();
     bench.faults().reset();
     EXPECT_TRUE(isDocumented(result)) << static_cast<std::uint32_t>(result);
-    if (result != TestResult::CouldNotStart && !host.heard.empty()) {
-      EXPECT_EQ(host.heard.back().substr(0, 12), "progress 100");
+    if (result != TestResult::CouldNotStart && !host.messages.empty()) {
+      EXPECT_EQ(host.messages.back().substr(0, 12), "progress 100");
     }
     EXPECT_NE(result, TestResult::Failed) << "a lost call is no fault of the device";
     EXPECT_EQ(virtual_pc::openHandles(), handles);
@@ -220,4 +221,4 @@ INSTANTIATE_TEST_SUITE_P(SmartTests, FaultSweep,
                          ::testing::Values(kSmartStatus, kSmartWearout, kSmartHealth));
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -5,11 +5,11 @@
 #include <set>
 
 #include "checks/device_checks.h"
+#include "tests/support/messages.h"
 #include "tests/support/module_bench.h"
-#include "tests/support/told.h"
 #include "tests/support/watched_drive.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::EndsWith;
@@ -44,7 +44,7 @@ struct Road : ModuleBench {
       host.chosenParameters.back().value = value;
     }
     const TestResult result = test(diagnostic, item).run(&host);
-    return told(host, result);
+    return messages(host, result);
   }
   std::unique_ptr<WatchedDrive> watch;
 };
@@ -241,12 +241,12 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
     SCOPED_TRACE(c.kind + " " + std::to_string(c.sectors));
     Road disk(sized(c.kind, c.sectors, c.more));
     const std::uint64_t block = disk.device(0).preferredReadBlock();
-    const std::string heard = disk.run(ModuleBench::kExtended, kLinearRead,
-                                       {{"START_RANGE", std::to_string(c.start)},
-                                        {"STOP_RANGE", std::to_string(c.stop)},
-                                        {"COVERAGE_AREA", std::to_string(c.coverage)},
-                                        {"ERROR_LIMIT", "0"}});
-    EXPECT_THAT(heard, EndsWith(" 100 = 0"));
+    const std::string messages = disk.run(ModuleBench::kExtended, kLinearRead,
+                                          {{"START_RANGE", std::to_string(c.start)},
+                                           {"STOP_RANGE", std::to_string(c.stop)},
+                                           {"COVERAGE_AREA", std::to_string(c.coverage)},
+                                           {"ERROR_LIMIT", "0"}});
+    EXPECT_THAT(messages, EndsWith(" 100 = 0"));
     std::uint64_t read = 0;
     // The probe of a block of its own precedes on a disk that is too small for one.
     for (const auto& one : disk.watch->reads) {
@@ -282,12 +282,13 @@ TEST(ScanRoads, BadBlocksAreListedExactly) {
     const std::string list =
         "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
         "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [4572, 4699], [19939, 20066].";
-    const std::string heard = disk.run(ModuleBench::kExtended, kFullScan, {{"ERROR_LIMIT", "0"}});
-    EXPECT_THAT(heard, EndsWith(" / log 0 " + list + " / 100 same" + kHinted));
+    const std::string messages =
+        disk.run(ModuleBench::kExtended, kFullScan, {{"ERROR_LIMIT", "0"}});
+    EXPECT_THAT(messages, EndsWith(" / log 0 " + list + " / 100 same" + kHinted));
     std::set<std::string> percents;
-    for (std::size_t at = 0; at < heard.find(" / log");) {
-      const std::size_t end = heard.find(" / ", at);
-      EXPECT_TRUE(percents.insert(heard.substr(at, end - at)).second) << heard;
+    for (std::size_t at = 0; at < messages.find(" / log");) {
+      const std::size_t end = messages.find(" / ", at);
+      EXPECT_TRUE(percents.insert(messages.substr(at, end - at)).second) << messages;
       at = end + 3;
     }
     // Each of two bad blocks lies in its stride: a linear read of everything finds them too.
@@ -304,4 +305,4 @@ TEST(ScanRoads, BadBlocksAreListedExactly) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -4,7 +4,7 @@
 
 #include <set>
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 TEST(StorageResourceTest, LettersAreUniqueInADiagnosticAndEachTestHasItsTexts) {
@@ -53,4 +53,4 @@ TEST(StorageResourceTest, LabelTableMayBeSetToItsOwnCopy) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

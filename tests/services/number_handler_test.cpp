@@ -4,7 +4,7 @@
 
 #include "services/number_handler_imp.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 TEST(NumberHandlerTest, SizesReadAsTheyAreShown) {
@@ -79,4 +79,4 @@ TEST(NumberHandlerTest, RandomFollowsTheSeedAndStaysBelowTheLimit) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -6,7 +6,7 @@
 
 #include "virtual_pc/drives/make_drive.h"
 
-namespace ostria::virtual_pc::testing {
+namespace ostria::virtual_pc::test {
 
 /// A drive of a machine-file description, with short forms of the commands.
 class DriveBench {
@@ -91,4 +91,8 @@ inline std::vector<std::uint8_t> unwritten(std::uint64_t lba, std::uint32_t byte
   return out;
 }
 
-}  // namespace ostria::virtual_pc::testing
+}  // namespace ostria::virtual_pc::test
+
+namespace ostria::virtual_pc::testing {
+using namespace test;
+}

@@ -7,18 +7,19 @@
 
 #include "ostria/storage/test_run_context.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
-/// The host's side of one run: hands out the device and the channels, writes down what it hears in
-/// the order in which it hears it, and asks for a stop at a chosen poll.
+/// The host's side of one run: hands out the device and the channels, writes down the messages
+/// in the order in which they come, and asks for a stop at a chosen poll.
 class FakeHost : public TestRunContext {
  public:
   static constexpr unsigned kNever = std::numeric_limits<unsigned>::max();
 
   explicit FakeHost(SystemComponent* component) : component_(component) {}
 
-  /// What was heard: "progress 50", "progress 100 KEY", "log 2 KEY", "log 0 flag 1 KEY".
-  std::vector<std::string> heard;
+  /// What came: "progress 50", "progress 100 KEY", "log 2 KEY", "log 0 flag 1 KEY".
+  std::vector<std::string> messages;
+  std::vector<std::string>& heard = messages;  ///< its name in older tests
   /// Polls are counted from 0; from that poll on the user asks for an abort.
   unsigned abortFromPoll = kNever;
   /// From that poll on these event flags are set.
@@ -36,7 +37,7 @@ class FakeHost : public TestRunContext {
   /// Number of lines that begin with `prefix`.
   unsigned count(const std::string& prefix) const {
     unsigned found = 0;
-    for (const std::string& line : heard) {
+    for (const std::string& line : messages) {
       found += static_cast<unsigned int>(line.compare(0, prefix.size(), prefix) == 0);
     }
     return found;
@@ -60,8 +61,8 @@ class FakeHost : public TestRunContext {
    public:
     explicit Listener(FakeHost& host) : host_(host) {}
     void progress(std::uint8_t percent, const std::string& message) override {
-      host_.heard.push_back("progress " + std::to_string(percent) +
-                            (message.empty() ? "" : " " + message));
+      host_.messages.push_back("progress " + std::to_string(percent) +
+                               (message.empty() ? "" : " " + message));
     }
     void requestInput(InputRequest* request) override {
       request->answer = host_.answer;
@@ -80,8 +81,8 @@ class FakeHost : public TestRunContext {
    public:
     explicit Log(FakeHost& host) : host_(host) {}
     void add(std::string message, std::uint32_t severity, std::uint8_t flag) override {
-      host_.heard.push_back("log " + std::to_string(severity) +
-                            (flag == 0 ? " " : " flag " + std::to_string(flag) + " ") + message);
+      host_.messages.push_back("log " + std::to_string(severity) +
+                               (flag == 0 ? " " : " flag " + std::to_string(flag) + " ") + message);
     }
 
    private:
@@ -94,4 +95,9 @@ class FakeHost : public TestRunContext {
   std::uint8_t events_ = 0;
 };
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

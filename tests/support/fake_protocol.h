@@ -12,7 +12,7 @@
 #include "inventory/storage_component.h"
 #include "transport/storage_protocol.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 /// A disk behind the protocol interface, to be told what it is and what fails. `Base` is the
 /// protocol class that a test may cast to.
@@ -182,4 +182,9 @@ struct FakeDevice {
   std::unique_ptr<StorageComponent> component;
 };
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

@@ -11,7 +11,7 @@
 #include "tests/support/fake_host.h"
 #include "virtual_pc/system/kernel.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 /// The module as its host meets it, on a virtual PC of the bench's own. When it goes, the catalogue
 /// is released, every handle must be closed, and the machine is switched off.
@@ -80,4 +80,4 @@ inline std::string driveOf(const std::string& kind, const std::string& serial,
          (more.empty() ? "" : ", " + more);
 }
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -12,7 +12,7 @@
 #include "transport/nvme/nvme_protocol.h"
 #include "virtual_pc/drives/nvme_drive.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 /// A bridge straight to a drive model, without an operating system between. Carries a command
 /// whatever the controller makes of it, as the real ones do.
@@ -83,4 +83,9 @@ class NvmeBench {
   ProtocolResult refreshed = ProtocolResult::Failure;
 };
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

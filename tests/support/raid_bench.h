@@ -12,7 +12,7 @@
 #include "tests/support/module_bench.h"
 #include "tests/support/source_folder.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 using Json = nlohmann::json;
 
@@ -82,4 +82,9 @@ class RaidBench : public ModuleBench {
 inline const std::string kChipsetName = "Chipset RAID Controller";
 inline const std::string kAdapterName = "RAID Adapter 9000 - SN0042";
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

@@ -12,7 +12,7 @@
 #include "transport/nvme/nvme_bridge.h"
 #include "transport/nvme/nvme_cmd.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -93,4 +93,9 @@ inline Bytes namespaceData(std::uint64_t size, std::uint64_t capacity, std::uint
   return data;
 }
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

@@ -9,7 +9,7 @@
 
 #include "ostria/storage/tool.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 /// The host's side of a tool's run: writes down the events in the order in which they come, each
 /// with the data that stand behind it, and answers questions.
@@ -82,9 +82,14 @@ class ToolHost final : public ToolEventReceiver {
       }
       const std::string message = joined(*tool, "Message");
       received.push_back(event + joined(*tool, name) +
-                      (message.empty() ? "" : " :" + message.substr(1)));
+                         (message.empty() ? "" : " :" + message.substr(1)));
     };
   }
 };
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

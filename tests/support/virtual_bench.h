@@ -9,7 +9,7 @@
 #include "inventory/storage_component_manager.h"
 #include "virtual_pc/system/kernel.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 /// A virtual PC from a machine file, and the module's inventory of it.
 class VirtualBench {
@@ -45,4 +45,9 @@ class VirtualBench {
   std::unique_ptr<StorageComponentManager> manager_;
 };
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

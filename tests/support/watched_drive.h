@@ -9,7 +9,7 @@
 #include "base/byte_order.h"
 #include "virtual_pc/drives/drive.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 
 /// Stands before a drive of the virtual PC and sees every command that the system sends to it.
 class WatchedDrive {
@@ -106,4 +106,9 @@ class WatchedDrive {
   }
 };
 
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
+
+/// The name of this namespace in older tests.
+namespace ostria::storage::testing {
+using namespace test;
+}

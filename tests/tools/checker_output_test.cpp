@@ -4,7 +4,7 @@
 
 #include <vector>
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 std::string same(const std::string& line) { return line; }
@@ -40,4 +40,4 @@ TEST(CheckerOutputTest, AThousandLinesWithoutAPercentageAreStuck) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -8,10 +8,9 @@
 #include "tests/support/tool_host.h"
 #include "tests/support/virtual_bench.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
-using testing::FakeDevice;
 using Lines = std::vector<std::string>;
 
 constexpr const char* kMachineText = R"({"format": 1,
@@ -46,9 +45,9 @@ class RecoverBadSectorsTest : public ::testing::Test {
     return host_.received;
   }
 
-  testing::VirtualBench bench_;
+  VirtualBench bench_;
   RecoverBadSectors tool_;
-  testing::ToolHost host_;
+  ToolHost host_;
   StorageComponent* device_;
 };
 
@@ -90,7 +89,8 @@ TEST_F(RecoverBadSectorsTest, RunsThatTouchNoDevice) {
   tool_.setParameter("Operation", {"scan"});
   tool_.setDevices({});
   tool_.run();
-  EXPECT_EQ(host_.received, (Lines{"OnRecoverInit", "OnOperationInit SCAN_TOOL", "OnRecoverFinish"}));
+  EXPECT_EQ(host_.received,
+            (Lines{"OnRecoverInit", "OnOperationInit SCAN_TOOL", "OnRecoverFinish"}));
 
   const std::uint64_t calls = bench_.pc().faults().calls();
   tool_.eventReceiver = nullptr;
@@ -117,7 +117,7 @@ TEST_F(RecoverBadSectorsTest, OddDevicesAndMissingFlagsAreNoHarm) {
 
 TEST_F(RecoverBadSectorsTest, ChecksVolumesOneByOne) {
   Lines received = checkVolumes({"First", "x", "C:\\", "F", "Second", "x", "D:", "", "Third", "x",
-                              "E:\\", "f", "Fourth", "x", "X:\\", "F", "cut", "off"});
+                                 "E:\\", "f", "Fourth", "x", "X:\\", "F", "cut", "off"});
   // The second prints a thousand lines without a percentage and is ended.
   ASSERT_EQ(received.size(), 14u);
   const std::string second = received[7];
@@ -125,12 +125,12 @@ TEST_F(RecoverBadSectorsTest, ChecksVolumesOneByOne) {
   EXPECT_EQ(second.substr(second.size() - 2), "|6");
   received.erase(received.begin() + 7);
   EXPECT_EQ(received, (Lines{"OnRecoverInit", "OnOperationInit |CHECK_FILESYSTEM_TOOL",
-                          "OnDeviceInit 0", "OnPartitionInit 0|First", "OnProgress 40",
-                          "OnPartitionFinish 0|First|Looking.\nMended.\n|9",
-                          "OnPartitionInit 0|Second", "OnPartitionInit 0|Third",
-                          "OnPartitionFinish 0|Third||6", "OnPartitionInit 0|Fourth",
-                          "OnPartitionFinish 0|Fourth|There is no such volume.\n|6",
-                          "OnDeviceFinish 0", "OnRecoverFinish"}));
+                             "OnDeviceInit 0", "OnPartitionInit 0|First", "OnProgress 40",
+                             "OnPartitionFinish 0|First|Looking.\nMended.\n|9",
+                             "OnPartitionInit 0|Second", "OnPartitionInit 0|Third",
+                             "OnPartitionFinish 0|Third||6", "OnPartitionInit 0|Fourth",
+                             "OnPartitionFinish 0|Fourth|There is no such volume.\n|6",
+                             "OnDeviceFinish 0", "OnRecoverFinish"}));
 }
 
 TEST_F(RecoverBadSectorsTest, AsksBeforeItSchedules) {
@@ -192,4 +192,4 @@ TEST_F(RecoverBadSectorsTest, AnyCallOfACheckMayFail) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -11,7 +11,7 @@
 #include "tools/recover_bad_sectors.h"
 #include "tools/scan_and_fix_tool.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -69,9 +69,9 @@ struct Bench {
     return bytes;
   }
 
-  testing::VirtualBench pc;
+  VirtualBench pc;
   RecoverBadSectors tool;
-  testing::ToolHost host;
+  ToolHost host;
   StorageComponent* device;
 };
 
@@ -219,7 +219,7 @@ TEST(RepairTest, TimeOutsCallNoSectorMendedOrLost) {
       {"", ProtocolResult::Success, ToolStatus::NotRepaired},  // what comes back differs
   };
   for (const auto& [call, result, status] : endings) {
-    testing::FakeDevice device;
+    FakeDevice device;
     device.component->setConnection(DeviceConnection::RaidMember);
     device.protocol->results[call] = result;
     RecoverBadSectors owner;
@@ -235,7 +235,7 @@ TEST(RepairTest, TimeOutsCallNoSectorMendedOrLost) {
 }
 
 TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
-  testing::VirtualBench pc(R"({"format": 1, "drives": [
+  VirtualBench pc(R"({"format": 1, "drives": [
     {"name": "a", "kind": "sata", "model": "A", "serial": "1", "size_sectors": 20011,
      "layout": {"style": "mbr", "partitions": [{"start_sector": 64, "sectors": 1000, "type": 7}]}},
     {"name": "b", "kind": "sata", "model": "B", "serial": "2", "size_sectors": 20011,
@@ -243,7 +243,7 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
     "volumes": [{"letter": "D", "drive": "a", "partition": 1},
                 {"letter": "E", "drive": "b", "partition": 1}]})");
   RecoverBadSectors tool;
-  testing::ToolHost host(tool);
+  ToolHost host(tool);
   tool.setDevices({pc.device("A"), pc.device("B")});
   tool.setParameter("Operation", {"repair"});
   const std::size_t handles = virtual_pc::openHandles();
@@ -286,11 +286,11 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
 
 TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
   for (const std::uint64_t sectors : {1ull, 50ull, 101ull, 12345ull, 600000ull}) {
-    testing::VirtualBench pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sata",
+    VirtualBench pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sata",
       "model": "DISK", "serial": "1", "size_sectors": )" +
-                             std::to_string(sectors) + "}]}");
+                    std::to_string(sectors) + "}]}");
     RecoverBadSectors tool;
-    testing::ToolHost host(tool);
+    ToolHost host(tool);
     tool.setDevices({pc.device("DISK")});
     tool.setParameter("Operation", {"scan"});
     tool.run();
@@ -358,4 +358,4 @@ TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -11,7 +11,7 @@
 #include "tests/support/virtual_bench.h"
 #include "virtual_pc/description/description.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 /// A component that gives the reports it was told to.
@@ -46,14 +46,14 @@ TEST(SmartToolTest, HandsOutTheReportsOfEachDevice) {
   ReportingComponent nameless("c", {{"SMART", "[3]"}});
   ReportingComponent failing("d", {{"SMART", "throw"}, {"protocol_type", "scsi"}});
   SmartTool tool;
-  testing::ToolHost host(tool);
+  ToolHost host(tool);
   tool.setDevices({&whole, nullptr, &logOnly, &nameless, &failing});
   tool.run();
   EXPECT_EQ(host.received, (std::vector<std::string>{
-                            "OnSmartToolInit", "OnDeviceInit a", "OnDeviceFinish a|0|ata|[1]|",
-                            "OnDeviceInit b", "OnDeviceFinish b|0|nvme||[2]", "OnDeviceInit c",
-                            "OnDeviceFinish c|1||[3]|", "OnDeviceInit d",
-                            "OnDeviceFinish d|1|scsi||", "OnSmartToolFinish"}));
+                               "OnSmartToolInit", "OnDeviceInit a", "OnDeviceFinish a|0|ata|[1]|",
+                               "OnDeviceInit b", "OnDeviceFinish b|0|nvme||[2]", "OnDeviceInit c",
+                               "OnDeviceFinish c|1||[3]|", "OnDeviceInit d",
+                               "OnDeviceFinish d|1|scsi||", "OnSmartToolFinish"}));
 }
 
 TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
@@ -78,9 +78,9 @@ TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
       {"VIRTUAL CASE-J 2GB", "0", "scsi", 0},
       {"FLASH STICK 1GB", "0", "scsi", 0},
   };
-  testing::VirtualBench bench{std::string(virtual_pc::builtInMachineText())};
+  VirtualBench bench{std::string(virtual_pc::builtInMachineText())};
   SmartTool tool;
-  testing::ToolHost host(tool);
+  ToolHost host(tool);
   for (const Kind& kind : kinds) {
     StorageComponent* const device = bench.device(kind.model);
     ASSERT_NE(device, nullptr) << kind.model;
@@ -118,7 +118,7 @@ TEST(SmartToolTest, RunsWithoutAHostAndLetsNothingThrough) {
   tool.setDevices({&device});
   tool.run();
   EXPECT_EQ(*tool.getParameter("DeviceFinish"), (std::vector<std::string>{"a", "1", "", "", ""}));
-  testing::ToolHost host(tool);
+  ToolHost host(tool);
   host.onEvent = [](Tool&, const std::string&) { throw std::runtime_error("host"); };
   EXPECT_NO_THROW(tool.run());
   EXPECT_FALSE(tool.isApplicable(&device));
@@ -126,4 +126,4 @@ TEST(SmartToolTest, RunsWithoutAHostAndLetsNothingThrough) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -5,12 +5,10 @@
 #include "base/byte_order.h"
 #include "tests/support/drive_bench.h"
 
-namespace ostria::virtual_pc {
+namespace ostria::virtual_pc::test {
 namespace {
 
 using storage::loadLe16;
-using testing::DriveBench;
-using testing::unwritten;
 
 constexpr char kPlain[] = R"("kind": "sata", "model": "M", "size_sectors": 500000000)";
 
@@ -167,4 +165,4 @@ TEST(VirtualAtaDrive, SpinsUpWhenTheMediumIsNeeded) {
 }
 
 }  // namespace
-}  // namespace ostria::virtual_pc
+}  // namespace ostria::virtual_pc::test

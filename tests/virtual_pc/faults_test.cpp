@@ -10,10 +10,9 @@
 #include "virtual_pc/drives/scsi_block.h"
 #include "virtual_pc/system/kernel.h"
 
-namespace ostria::virtual_pc {
+namespace ostria::virtual_pc::test {
 namespace {
 
-using testing::unwritten;
 using Bytes = std::vector<std::uint8_t>;
 
 TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
@@ -34,7 +33,7 @@ TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
 }
 
 TEST(VirtualFaults, EachActionShowsAtTheDevice) {
-  testing::DriveBench drive(R"("kind": "sata", "model": "M", "size_sectors": 1000, "faults": [
+  DriveBench drive(R"("kind": "sata", "model": "M", "size_sectors": 1000, "faults": [
       {"command": 37, "occurrence": 1, "action": "device_error", "codes": [64]},
       {"command": 37, "occurrence": 2, "action": "transport", "error": 31},
       {"command": 37, "occurrence": 3, "action": "short", "bytes": 100},
@@ -82,7 +81,7 @@ TEST(VirtualFaults, ScsiCommandsEndWithEveryStatusAndSense) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.fault);
-    testing::DriveBench drive(
+    DriveBench drive(
         R"("kind": "sas", "model": "M", "size_sectors": 1000, "faults": [{"command": 40, )" +
         std::string(c.fault) + "}]");
     const ScsiExchange read = drive.read10(7);
@@ -99,7 +98,7 @@ TEST(VirtualFaults, ScsiCommandsEndWithEveryStatusAndSense) {
 }
 
 TEST(VirtualFaults, SenseInDescriptorFormatNamesTheSector) {
-  testing::DriveBench drive(R"("kind": "sas", "model": "M", "size_sectors": 5000000000,
+  DriveBench drive(R"("kind": "sas", "model": "M", "size_sectors": 5000000000,
       "bad_sectors": [{"lba": 4999999000}], "scsi": {"descriptor_sense": true})");
   Bytes read16{0x88, 0, 0, 0, 0, 1, 0x2A, 0x05, 0xEE, 0x18, 0, 0, 0, 1, 0, 0};
   const ScsiExchange read = drive.scsi(read16, 512);
@@ -109,7 +108,7 @@ TEST(VirtualFaults, SenseInDescriptorFormatNamesTheSector) {
 }
 
 TEST(VirtualFaults, DeviceFaultAndBusyOfAnAtaDriveAreNoSuccessThroughSat) {
-  testing::DriveBench drive(R"("kind": "usb_sat", "model": "M", "size_sectors": 1000, "faults": [
+  DriveBench drive(R"("kind": "usb_sat", "model": "M", "size_sectors": 1000, "faults": [
       {"command": 37, "occurrence": 1, "action": "device_error", "codes": [0, 112]},
       {"command": 37, "occurrence": 2, "action": "device_error", "codes": [0, 208]},
       {"command": 236, "action": "device_error", "codes": [0, 112]}])");
@@ -122,7 +121,7 @@ TEST(VirtualFaults, DeviceFaultAndBusyOfAnAtaDriveAreNoSuccessThroughSat) {
 }
 
 TEST(VirtualFaults, OpcodesOfTheTwoNvmeQueuesAreNotMistaken) {
-  testing::DriveBench drive(R"("kind": "nvme", "model": "M", "size_sectors": 1000, "faults": [
+  DriveBench drive(R"("kind": "nvme", "model": "M", "size_sectors": 1000, "faults": [
       {"command": 2, "detail": 2, "queue": "admin", "times": 0, "action": "device_error",
        "codes": [1, 9]}])");
   const auto send = [&](bool admin, std::uint32_t dword10) {
@@ -246,7 +245,7 @@ StpReply stpIdentify(std::uint8_t phy) {
 }
 
 TEST(VirtualFaults, OfRaidControllersHitOneDriveAlone) {
-  storage::testing::Json machine = storage::testing::raidMachine();
+  storage::test::Json machine = storage::test::raidMachine();
   machine["controllers"][0]["csmi"]["faults"] = {
       {{"code", 25}, {"drive", "mirror-b"}, {"connection_status", 3}},
       {{"code", 25}, {"drive", "mirror-a"}, {"occurrence", 2}, {"bytes", 300}}};
@@ -286,4 +285,4 @@ TEST(VirtualFaults, OfRaidControllersHitOneDriveAlone) {
 }
 
 }  // namespace
-}  // namespace ostria::virtual_pc
+}  // namespace ostria::virtual_pc::test

@@ -4,7 +4,7 @@
 
 #include "virtual_pc/description/description.h"
 
-namespace ostria::virtual_pc {
+namespace ostria::virtual_pc::test {
 namespace {
 
 std::string errorOf(const std::string& text) {
@@ -162,4 +162,4 @@ TEST(MachineFile, BuiltInMachineHasAllKindsOfDrives) {
 }
 
 }  // namespace
-}  // namespace ostria::virtual_pc
+}  // namespace ostria::virtual_pc::test

@@ -3,10 +3,9 @@
 #include "tests/support/drive_bench.h"
 #include "virtual_pc/drives/block_medium.h"
 
-namespace ostria::virtual_pc {
+namespace ostria::virtual_pc::test {
 namespace {
 
-using testing::unwritten;
 using Bytes = std::vector<std::uint8_t>;
 
 TEST(VirtualMedium, HoldsWhatWasWrittenAndNothingElse) {
@@ -107,4 +106,4 @@ TEST(VirtualMedium, BadSectorsOfEachKindFailAndHealAsTheyShould) {
 }
 
 }  // namespace
-}  // namespace ostria::virtual_pc
+}  // namespace ostria::virtual_pc::test

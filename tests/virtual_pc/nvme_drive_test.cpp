@@ -5,11 +5,11 @@
 #include "tests/support/nvme_bench.h"
 #include "virtual_pc/drives/nvme_scsi_translation.h"
 
-namespace ostria::virtual_pc {
+namespace ostria::virtual_pc::test {
 namespace {
 
 using storage::ProtocolResult;
-using storage::testing::NvmeBench;
+using storage::test::NvmeBench;
 
 TEST(NvmeDrive, TellsTheProtocolWhatItIs) {
   NvmeTraits traits;
@@ -99,4 +99,4 @@ TEST(NvmeDrive, ScsiFaceReadsWhatTheDriveHoldsAndTellsItsBadSectors) {
 }
 
 }  // namespace
-}  // namespace ostria::virtual_pc
+}  // namespace ostria::virtual_pc::test

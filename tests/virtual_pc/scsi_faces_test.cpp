@@ -4,14 +4,12 @@
 #include "tests/support/drive_bench.h"
 #include "virtual_pc/drives/scsi_block.h"
 
-namespace ostria::virtual_pc {
+namespace ostria::virtual_pc::test {
 namespace {
 
 using storage::loadBe16;
 using storage::loadBe32;
 using storage::loadBe64;
-using testing::DriveBench;
-using testing::unwritten;
 using Bytes = std::vector<std::uint8_t>;
 
 DriveBench usb(const std::string& kind) {
@@ -179,4 +177,4 @@ TEST(VirtualScsiDrive, InformationalExceptionsFollowTheModePage) {
 }
 
 }  // namespace
-}  // namespace ostria::virtual_pc
+}  // namespace ostria::virtual_pc::test

@@ -11,10 +11,9 @@
 #include "virtual_pc/system/kernel.h"
 #include "virtual_pc/system/text_forms.h"
 
-namespace ostria::virtual_pc {
+namespace ostria::virtual_pc::test {
 namespace {
 
-using testing::unwritten;
 using Bytes = std::vector<std::uint8_t>;
 
 class SystemCalls : public ::testing::Test {
@@ -362,4 +361,4 @@ TEST(VirtualText, ConvertsBothWaysAndRefusesWhatIsNone) {
 }
 
 }  // namespace
-}  // namespace ostria::virtual_pc
+}  // namespace ostria::virtual_pc::test

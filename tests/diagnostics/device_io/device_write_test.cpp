@@ -7,7 +7,7 @@
 #include "tests/support/fake_host.h"
 #include "tests/support/virtual_bench.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 namespace vpc = virtual_pc;
@@ -64,7 +64,7 @@ class WriteTestOnVolumes : public ::testing::Test {
   /// With the host as it was set up.
   TestResult rerun() {
     const TestResult result = test.run(host.get());
-    EXPECT_EQ(host->heard.back().rfind("progress 100", 0), 0u);
+    EXPECT_EQ(host->messages.back().rfind("progress 100", 0), 0u);
     for (const char letter : {'N', 'O', 'P'}) {
       EXPECT_EQ(bench.pc().volume(letter)->find(kScratchPath), nullptr);
     }
@@ -129,7 +129,7 @@ TEST_F(WriteTestOnVolumes, TwoVolumesGetTheirSharesAndAnUnusableOneIsPassedOver)
   // Somebody holds the name on the first volume.
   std::shared_ptr<vpc::FileNode> taken;
   bench.pc().volume('N')->create(kScratchPath, true, &taken);
-  host->heard.clear();
+  host->messages.clear();
   EXPECT_EQ(test.run(host.get()), TestResult::Passed);
   EXPECT_EQ(host->count("log"), 0u);
 }
@@ -166,9 +166,9 @@ TEST_F(WriteTestOnVolumes, OneChangedByteFailsWithItsRange) {
   };
   EXPECT_EQ(rerun(), TestResult::Failed);
   const std::string key = std::string("PATTERN_VERIFICATION_FAILED") + kInRange;
-  const auto told =
-      std::find(host->heard.begin(), host->heard.end(), "progress 100 " + key + "[0, 131072]");
-  ASSERT_NE(told, host->heard.end());
+  const auto told = std::find(host->messages.begin(), host->messages.end(),
+                              "progress 100 " + key + "[0, 131072]");
+  ASSERT_NE(told, host->messages.end());
   EXPECT_EQ(told[1], "log 2 " + key + "0 and 131072");
 }
 
@@ -240,4 +240,4 @@ TEST_F(WriteTestOnVolumes, MembersOfASetAreRefusedOnlyOnNvme) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

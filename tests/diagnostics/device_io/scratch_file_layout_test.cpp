@@ -4,7 +4,7 @@
 
 #include "services/number_handler.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 constexpr std::uint64_t kGib = 1'073'741'824;
@@ -56,4 +56,4 @@ TEST(ScratchFileLayout, SharesAreInProportionToTheFreeSpace) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -7,7 +7,7 @@
 #include "tests/support/fake_protocol.h"
 #include "tests/support/nvme_bench.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -29,10 +29,10 @@ TEST(NvmeTests, EachWarningBitFailsItsOwnTestOnly) {
   EXPECT_EQ(spare.run(&host), TestResult::Passed);
   EXPECT_EQ(temperature.run(&host), TestResult::Failed);
   EXPECT_EQ(reliability.run(&host), TestResult::Failed);
-  EXPECT_EQ(host.heard, (Lines{"progress 100", "progress 100 NVME_SMART_TEMPERATURE_TEST_FAIL",
-                               "log 2 flag 1 NVME_SMART_TEMPERATURE_TEST_FAIL",
-                               "progress 100 NVME_SMART_RELIABILITY_TEST_FAIL",
-                               "log 2 flag 1 NVME_SMART_RELIABILITY_TEST_FAIL"}));
+  EXPECT_EQ(host.messages, (Lines{"progress 100", "progress 100 NVME_SMART_TEMPERATURE_TEST_FAIL",
+                                  "log 2 flag 1 NVME_SMART_TEMPERATURE_TEST_FAIL",
+                                  "progress 100 NVME_SMART_RELIABILITY_TEST_FAIL",
+                                  "log 2 flag 1 NVME_SMART_RELIABILITY_TEST_FAIL"}));
 
   // A stop after the log was read discards the verdict.
   FakeHost stopping(bench.component.get());
@@ -42,8 +42,8 @@ TEST(NvmeTests, EachWarningBitFailsItsOwnTestOnly) {
   bench.breakLog(2);
   FakeHost deaf(bench.component.get());
   EXPECT_EQ(temperature.run(&deaf), TestResult::NotPerformed);
-  EXPECT_EQ(deaf.heard, (Lines{"progress 100 FAILED_TO_GET_SMART_DATA",
-                               "log 0 flag 1 FAILED_TO_GET_SMART_DATA"}));
+  EXPECT_EQ(deaf.messages, (Lines{"progress 100 FAILED_TO_GET_SMART_DATA",
+                                  "log 0 flag 1 FAILED_TO_GET_SMART_DATA"}));
 }
 
 TEST(NvmeTests, DriveBehindScsiTranslationIsRefused) {
@@ -56,8 +56,8 @@ TEST(NvmeTests, DriveBehindScsiTranslationIsRefused) {
   EXPECT_FALSE(prediction.isApplicable(device.component.get()));
   FakeHost host(device.component.get());
   EXPECT_EQ(smart.run(&host), TestResult::NotPerformed);
-  EXPECT_EQ(host.heard, (Lines{std::string("progress 100 ") + kInvalidProtocol,
-                               std::string("log 0 flag 1 ") + kInvalidProtocol}));
+  EXPECT_EQ(host.messages, (Lines{std::string("progress 100 ") + kInvalidProtocol,
+                                  std::string("log 0 flag 1 ") + kInvalidProtocol}));
 }
 
 TEST(NvmeTests, ControllerStatusNeedsAConfirmedControllerAndTheService) {
@@ -66,14 +66,15 @@ TEST(NvmeTests, ControllerStatusNeedsAConfirmedControllerAndTheService) {
   FakeHost refused(bench.component.get());
   EXPECT_FALSE(test.isApplicable(bench.component.get()));
   EXPECT_EQ(test.run(&refused), TestResult::NotPerformed);
-  EXPECT_EQ(refused.heard.back(), "log 0 flag 1 NVME Controller Test: Execution Supports failed.");
+  EXPECT_EQ(refused.messages.back(),
+            "log 0 flag 1 NVME Controller Test: Execution Supports failed.");
 
   bench.component->setControllerAccess(2);
   FakeHost host(bench.component.get());
   EXPECT_TRUE(test.isApplicable(bench.component.get()));
   EXPECT_EQ(test.run(&host), TestResult::Stopped);
-  EXPECT_EQ(host.heard, (Lines{"progress 100 CONTINUOUS_FAILURE_WARNING",
-                               "log 0 flag 1 CONTINUOUS_FAILURE_WARNING"}));
+  EXPECT_EQ(host.messages, (Lines{"progress 100 CONTINUOUS_FAILURE_WARNING",
+                                  "log 0 flag 1 CONTINUOUS_FAILURE_WARNING"}));
 }
 
 TEST(NvmeHealthPrediction, IsOffUntilConfigured) {
@@ -91,7 +92,7 @@ TEST(NvmeHealthPrediction, IsOffUntilConfigured) {
 
   FakeHost silent(bench.component.get());
   EXPECT_EQ(test.run(&silent), TestResult::NotPerformed);
-  EXPECT_TRUE(silent.heard.empty());
+  EXPECT_TRUE(silent.messages.empty());
 }
 
 // Units of 512000 bytes that make so many GiB.
@@ -111,8 +112,8 @@ Prediction predict(NvmeBench& bench) {
   FakeHost host(bench.component.get());
   host.answer = InputRequest::Yes;
   Prediction out{test.run(&host), {}, {}, {}};
-  EXPECT_EQ(host.heard.back(), "progress 100");
-  for (const std::string& line : host.heard) {
+  EXPECT_EQ(host.messages.back(), "progress 100");
+  for (const std::string& line : host.messages) {
     if (line.rfind("progress 0 <", 0) == 0) {
       out.table = line.substr(11);
     } else if (line.rfind("progress 0 ", 0) == 0) {
@@ -225,4 +226,4 @@ TEST(NvmeHealthPrediction, UnratedCapacityAndNonsenseStayWithinPercents) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -5,13 +5,11 @@
 #include "diagnostics/health/smart_status.h"
 #include "diagnostics/health/smart_wearout.h"
 #include "tests/support/fake_protocol.h"
-#include "tests/support/told.h"
+#include "tests/support/messages.h"
 #include "transport/ata/ata_protocol.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
-
-using namespace testing;
 
 const Identifier kSomeTest(1, 1, 1);
 const std::string kNotValid = std::string("100 ") + keys::kSmartDataNotValid + " / log 0 same";
@@ -141,4 +139,4 @@ TEST(SmartHealthTest, RunsWhenConfiguredAndWarnsBelowSeventy) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -7,13 +7,11 @@
 #include "diagnostics/self_test/self_test_routine.h"
 #include "services/sal.h"
 #include "tests/support/fake_protocol.h"
-#include "tests/support/told.h"
+#include "tests/support/messages.h"
 #include "transport/scsi/scsi_protocol.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
-
-using namespace testing;
 
 const Identifier kSomeTest(1, 1, 5);
 
@@ -239,4 +237,4 @@ TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

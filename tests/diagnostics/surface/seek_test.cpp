@@ -7,12 +7,10 @@
 #include "diagnostics/surface/funnel_seek.h"
 #include "diagnostics/surface/random_seek.h"
 #include "tests/support/fake_protocol.h"
-#include "tests/support/told.h"
+#include "tests/support/messages.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
-
-using namespace testing;
 
 const Identifier kSomeTest(1, 1, 3);
 
@@ -90,9 +88,9 @@ TEST(FunnelSeekTest, HeadThenTwoSlicesThatCrossThenTail) {
   constexpr std::uint64_t kTotal = 20'000'000'000;
   SeekDisk disk(kTotal);
   QuickFunnelSeekTest test(kSomeTest);
-  const std::string heard = runOn(test, disk);
-  EXPECT_NE(heard.find(" / 50 / 51 / "), std::string::npos);
-  EXPECT_EQ(heard.substr(heard.size() - 24), " 98 / 99 / 100 / 100 = 0");
+  const std::string messages = runOn(test, disk);
+  EXPECT_NE(messages.find(" / 50 / 51 / "), std::string::npos);
+  EXPECT_EQ(messages.substr(messages.size() - 24), " 98 / 99 / 100 / 100 = 0");
   const std::vector<std::uint64_t> lbas = disk.lbas();
   const auto slice = static_cast<std::uint64_t>(static_cast<float>(kTotal) * 0.0007F);
   const std::size_t steps = (lbas.size() - 201) / 2;
@@ -154,4 +152,4 @@ TEST(SeekTests, VariantsChooseTheirDevices) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

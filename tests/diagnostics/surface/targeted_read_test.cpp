@@ -10,13 +10,11 @@
 
 #include "base/byte_order.h"
 #include "tests/support/fake_protocol.h"
-#include "tests/support/told.h"
+#include "tests/support/messages.h"
 #include "transport/ata/ata_protocol.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
-
-using namespace testing;
 
 const Identifier kSomeTest(1, 1, 2);
 
@@ -90,9 +88,9 @@ class TargetedRead : public ::testing::Test {
   std::string run(unsigned abortFromPoll = FakeHost::kNever) {
     TargetedReadTest test(kSomeTest);
     disk_.protocol->reads.clear();
-    const std::string heard = runOn(test, disk_, abortFromPoll);
+    const std::string messages = runOn(test, disk_, abortFromPoll);
     EXPECT_FALSE(disk_.protocol->record().smartEnabled) << "SMART is left as it was";
-    return heard;
+    return messages;
   }
 
   /// Runs the test, and demands that it reads each sector around the targets once, ascending.
@@ -105,9 +103,9 @@ class TargetedRead : public ::testing::Test {
         expected.insert(lba);
       }
     }
-    const std::string heard = run();
-    EXPECT_EQ(heard.find("log"), std::string::npos);
-    EXPECT_EQ(heard.substr(heard.size() - 13), "100 / 100 = 0");
+    const std::string messages = run();
+    EXPECT_EQ(messages.find("log"), std::string::npos);
+    EXPECT_EQ(messages.substr(messages.size() - 13), "100 / 100 = 0");
     std::vector<std::uint64_t> lbas;
     for (const auto& read : disk_.protocol->reads) {
       lbas.push_back(read.lba);
@@ -193,4 +191,4 @@ TEST_F(TargetedRead, RefusesWhatItCannotAsk) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

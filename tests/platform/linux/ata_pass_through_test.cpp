@@ -5,7 +5,7 @@
 #include "platform/linux/passthrough/sat_sense_registers.h"
 #include "platform/linux/passthrough/sg_ata_pass_through.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 SgCommand answer(std::uint8_t status, const std::vector<std::uint8_t>& sense = {},
@@ -162,4 +162,4 @@ TEST(AtaPassThrough, DataInCountsWhatCame) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -9,7 +9,7 @@
 
 #include "platform/linux/checker/linux_checker_process.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -156,4 +156,4 @@ TEST_F(LinuxCheckFilesystemToolTest, CheckGoesOnWhenTheHostFails) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

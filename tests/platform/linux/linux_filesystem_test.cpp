@@ -13,7 +13,7 @@
 
 #include "platform/linux/io/fd_handle.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -210,4 +210,4 @@ TEST(LinuxFilesystem, ProgramAndCurrentDirectoryStayValid) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -4,7 +4,7 @@
 #include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_component_manager.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 TEST(LinuxRaid, HasNoControllerAndSaysNothing) {
@@ -19,4 +19,4 @@ TEST(LinuxRaid, HasNoControllerAndSaysNothing) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

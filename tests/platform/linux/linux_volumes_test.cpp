@@ -17,7 +17,7 @@
 #include "platform/linux/volumes/blkid_probe.h"
 #include "platform/linux/volumes/mounts.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -312,4 +312,4 @@ TEST_F(PciFunctionTest, ClassAndRegistersOfThatFunctionAlone) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -14,7 +14,7 @@
 #include "transport/nvme/nvme_system_call_protocol.h"
 #include "virtual_pc/system/kernel.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 namespace vpc = virtual_pc;
@@ -283,7 +283,7 @@ class WriteTest : public FoundDrives {
     host->answer = answer;
     const TestResult result = test.run(host.get());
     // What a host may rely on, whatever happened.
-    EXPECT_EQ(host->heard.back().rfind("progress 100", 0), 0u);
+    EXPECT_EQ(host->messages.back().rfind("progress 100", 0), 0u);
     return result;
   }
 
@@ -378,9 +378,9 @@ TEST_F(WriteTest, StopAtAnyPollIsObeyed) {
     FakeHost stopping(&emmc);
     stopping.abortFromPoll = poll;
     EXPECT_EQ(test.run(&stopping), TestResult::Stopped) << poll;
-    EXPECT_EQ(stopping.heard.back(), "progress 100");
+    EXPECT_EQ(stopping.messages.back(), "progress 100");
   }
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -7,7 +7,7 @@
 #include "services/sal.h"
 #include "virtual_pc/system/kernel.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 constexpr const char* kHangingPc = R"({"format": 1, "drives": [
@@ -136,4 +136,4 @@ TEST_F(WinFilesystemTest, KnowsItsPlaces) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -5,7 +5,7 @@
 #include "platform/windows/discovery/win_device_scan_filter.h"
 #include "virtual_pc/system/kernel.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 namespace vpc = virtual_pc;
@@ -207,4 +207,4 @@ TEST_F(WinStorageScannerTest, EveryCallMayFail) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -9,7 +9,7 @@
 #include "scripted_win32.h"
 #include "transport/nvme/nvme_cmd.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -221,4 +221,4 @@ TEST_F(NvmeQueriesTest, AnyRunningOperationHasAProgress) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

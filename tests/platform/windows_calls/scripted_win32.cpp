@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 
 ScriptedWin32& scriptedWin32() {
   static ScriptedWin32 kernel;
@@ -19,12 +19,12 @@ void ScriptedWin32::endHanging() {
   hanging = nullptr;
 }
 
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test
 
 namespace {
 
-using ostria::storage::ScriptedWin32;
-using ostria::storage::scriptedWin32;
+using ostria::storage::test::ScriptedWin32;
+using ostria::storage::test::scriptedWin32;
 
 DWORD lastError = 0;
 

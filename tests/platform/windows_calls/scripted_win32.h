@@ -8,7 +8,7 @@
 
 #include "base/device_handle.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 
 /// The operating system as a script: answers control codes, reads and writes as the test says, so
 /// that drivers can be tried that no real or simulated PC has.
@@ -41,4 +41,4 @@ ScriptedWin32& scriptedWin32();
 
 inline constexpr DeviceHandle kScriptedDevice{0x44};
 
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

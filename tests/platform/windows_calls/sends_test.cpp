@@ -17,7 +17,7 @@
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -300,4 +300,4 @@ TEST_F(SendsTest, PredictedFailure) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -4,7 +4,7 @@
 #include "platform/windows/discovery/win_storage_queries.h"
 #include "scripted_win32.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -78,4 +78,4 @@ TEST_F(StorageQueriesTest, ShortAnswersAreNone) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

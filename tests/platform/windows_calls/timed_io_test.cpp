@@ -3,7 +3,7 @@
 #include "platform/windows/io/win_timed_io.h"
 #include "scripted_win32.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 using Transfer = ScriptedWin32::Transfer;
@@ -74,4 +74,4 @@ TEST_F(TimedIoTest, LateRequestTouchesOnlyItsOwnMemory) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -5,7 +5,7 @@
 #include "base/byte_order.h"
 #include "tests/support/scripted_nvme_bridge.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 constexpr std::uint32_t kEveryNamespace = 0xFFFFFFFF;
@@ -180,4 +180,4 @@ TEST_F(NvmeProtocolTest, NewPathSkipsDeadEmptyAndKnownDrives) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
