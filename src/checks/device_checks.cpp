@@ -1,14 +1,9 @@
-// What a disk must be before a test or tool reads it, and what a failed read says to the user. A
-// disk that is locked by a password (ATA security) refuses reads in ways that look like bad
-// sectors, so it is recognised first.
 #include "checks/device_checks.h"
 
 #include <algorithm>
-#include <memory>
-#include <new>
 #include <string>
+#include <vector>
 
-#include "base/sector_size.h"
 #include "checks/host_messages.h"
 #include "checks/message_keys.h"
 
@@ -16,6 +11,7 @@ namespace ostria::storage {
 
 namespace {
 
+constexpr std::uint32_t kSmallestSector = 512;
 constexpr std::uint32_t kWakeTimeoutSeconds = 30;
 
 }  // namespace
@@ -30,25 +26,13 @@ StorageProtocolProperties cachedProperties(const StorageProtocol* protocol) {
 }
 
 std::uint32_t sectorBufferBytes(const StorageProtocolProperties& properties) {
-  return std::max(properties.logicalSectorSize, kSmallestSectorBytes);
-}
-
-bool isLocked(const StorageComponent& component) {
-  // A bridge may hide the security state from the protocol in use; discovery kept what the ATA
-  // probe had learnt.
-  if (component.connection() == DeviceConnection::External) {
-    return component.securitySupported() && component.securityLocked();
-  }
-  const StorageProtocolProperties properties = cachedProperties(component.storageProtocol());
-  return properties.securitySupported && properties.securityLocked;
+  return std::max(properties.logicalSectorSize, kSmallestSector);
 }
 
 void wakeByReading(StorageComponent& component) {
-  const std::uint32_t bytes = sectorBufferBytes(cachedProperties(component.storageProtocol()));
-  const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow) std::uint8_t[bytes]);
-  if (buffer != nullptr) {
-    (void)component.readVolume(0, 1, buffer.get(), bytes, kWakeTimeoutSeconds);
-  }
+  std::vector<std::uint8_t> buffer(
+      sectorBufferBytes(cachedProperties(component.storageProtocol())));
+  (void)component.readVolume(0, 1, buffer.data(), kWakeTimeoutSeconds);
 }
 
 bool checkReadyToRead(StorageComponent* component, TestListener* listener, MessageLog* log) {
@@ -65,12 +49,17 @@ bool checkReadyToRead(StorageComponent* component, TestListener* listener, Messa
   }
 
   const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
-  if (properties.totalSectors == 0 || properties.logicalSectorSize < kSmallestSectorBytes) {
+  if (properties.totalSectors == 0 || properties.logicalSectorSize < kSmallestSector) {
     logThenShow(listener, log, keys::kDeviceCommunicationFailure, DeviceFault);
     return false;
   }
 
-  if (isLocked(*component)) {
+  // A bridge may hide the security state from the protocol in use; discovery kept what the ATA
+  // probe had learnt.
+  const bool external = component->connection() == DeviceConnection::External;
+  const bool supported = external ? component->securitySupported() : properties.securitySupported;
+  const bool locked = external ? component->securityLocked() : properties.securityLocked;
+  if (supported && locked) {
     logThenShow(listener, log, passwordText(), Statement);
     return false;
   }

@@ -1,5 +1,3 @@
-// The restoring itself is the affair of a scope guard around the test, so that no way out of the
-// test misses it.
 #include "checks/smart_state_guard.h"
 
 namespace ostria::storage {
@@ -9,15 +7,12 @@ ProtocolResult SmartStateGuard::enable(StorageProtocol& protocol) {
   if (!succeeded(protocol.GetProperties(&properties))) {
     return ProtocolResult::Failure;
   }
-  const ProtocolResult result = protocol.SetSmartEnabled(1);
-  // A device that refused has nothing to be put back.
-  wasEnabled_ = properties.smartEnabled || !succeeded(result);
-  return result;
+  wasEnabled_ = properties.smartEnabled;
+  return protocol.SetSmartEnabled(1);
 }
 
 void SmartStateGuard::restore(StorageProtocol& protocol, MessageLog* /*log*/) {
   if (!wasEnabled_) {
-    wasEnabled_ = true;
     (void)protocol.SetSmartEnabled(0);
   }
 }

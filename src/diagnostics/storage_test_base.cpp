@@ -1,15 +1,32 @@
-// What all tests do at their beginning and between their steps. The host may change the abort state
-// and the event byte at any time, so both are polled and never remembered.
 #include "diagnostics/storage_test_base.h"
 
 #include <vector>
 
 #include "checks/message_keys.h"
 #include "checks/null_channels.h"
-#include "checks/read_timeout.h"
-#include "checks/system_events.h"
 
 namespace ostria::storage {
+
+namespace {
+
+constexpr std::uint32_t kWakingTimeoutSeconds = 30;
+constexpr std::uint32_t kReadyTimeoutSeconds = 10;
+
+bool isRotating(StorageComponent& component) {
+  if (component.busKind() != StorageBusKind::Ata) {
+    return false;
+  }
+  const auto& attributes = component.attributeMap();
+  const auto found = attributes.find("NonRotatingMedia");
+  return found != attributes.end() && found->second == "F";
+}
+
+bool eventHappened(TestRunContext& context) {
+  const std::uint8_t* events = context.systemEvents();
+  return events != nullptr && (*events & CompromisingSystemEvents) != 0;
+}
+
+}  // namespace
 
 bool StorageTest::isApplicable(SystemComponent* component) {
   auto* storage = dynamic_cast<StorageComponent*>(component);
@@ -33,18 +50,35 @@ TestResult StorageTest::bind(TestRunContext* context) {
   if (protocol_ == nullptr) {
     return TestResult::CouldNotStart;
   }
-  readTimeoutSeconds_ = chooseReadTimeout(*component_);
+  readTimeoutSeconds_ = chooseReadTimeout();
   log_ = context->messageLog();
   listener_ = context->listener();
   return log_ == nullptr || listener_ == nullptr ? TestResult::CouldNotStart : TestResult::Passed;
 }
 
-void StorageTest::endRun() {
-  component_ = nullptr;
-  protocol_ = nullptr;
-  listener_ = nullptr;
-  log_ = nullptr;
-  context_ = nullptr;
+std::uint32_t StorageTest::chooseReadTimeout() {
+  if (component_->connection() == DeviceConnection::RaidMember) {
+    return kWakingTimeoutSeconds;
+  }
+  if (!isRotating(*component_)) {
+    return kReadyTimeoutSeconds;
+  }
+
+  // A protocol without power modes succeeds and leaves the sentinel.
+  std::uint32_t mode = StorageProtocol::OtherMode;
+  if (!succeeded(protocol_->GetPowerMode(&mode))) {
+    return kWakingTimeoutSeconds;
+  }
+  switch (mode) {
+    case StorageProtocol::Idle:
+    case StorageProtocol::Active:
+      return kReadyTimeoutSeconds;
+    case StorageProtocol::Standby:
+      (void)protocol_->IdleImmediate();
+      return kWakingTimeoutSeconds;
+    default:
+      return kWakingTimeoutSeconds;
+  }
 }
 
 TestResult StorageTest::begin(TestRunContext* context) {
@@ -74,7 +108,7 @@ bool StorageTest::checkStopNoted(TestRunContext* context, bool report) {
     listener->progress(100, {});
     return true;
   }
-  if (!compromisingEventHappened(context->systemEvents())) {
+  if (!eventHappened(*context)) {
     return false;
   }
   if (report) {
@@ -85,7 +119,7 @@ bool StorageTest::checkStopNoted(TestRunContext* context, bool report) {
 
 ProtocolResult StorageTest::readSector(std::uint64_t lba, std::uint32_t bufferBytes) {
   std::vector<std::uint8_t> buffer(bufferBytes);
-  return component_->readSectors(lba, 1, buffer.data(), true, bufferBytes, readTimeoutSeconds_);
+  return component_->readSectors(lba, 1, buffer.data(), true, 0, readTimeoutSeconds_);
 }
 
 }  // namespace ostria::storage

@@ -54,7 +54,7 @@ bool vendorReportEnabled() {
   if (!readConfigurationFile("config.ini", contents, error)) {
     return false;
   }
-  const auto section = contents.find(kStorageSection);
+  const auto section = contents.find("STORAGE");
   if (section == contents.end()) {
     return false;
   }

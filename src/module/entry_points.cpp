@@ -1,4 +1,3 @@
-// The three functions by which a host enters. No exception may cross this border.
 #include "ostria/storage/entry_points.h"
 
 #include <memory>

@@ -82,9 +82,7 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
       addToStatistic(Scanned, block);
       sector += block;
     } else {
-      // A device that comes back with sectors of another size is another one, or none to be judged.
-      if (!protocol_->IsAccessible() ||
-          sectorBufferBytes(cachedProperties(protocol_)) != sectorBytes) {
+      if (!protocol_->IsAccessible()) {
         return stopWith(ToolStatus::Stopped);
       }
       switch (read.result) {

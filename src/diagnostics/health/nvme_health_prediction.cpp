@@ -1,16 +1,15 @@
-// The verdict is shown as an HTML table whose words are no message keys: hosts show it as it is.
 #include "diagnostics/health/nvme_health_prediction.h"
 
 #include "checks/message_keys.h"
 #include "diagnostics/health/nvme_access.h"
 #include "diagnostics/health/nvme_health_estimate.h"
 #include "inventory/html_table.h"
-#include "services/config_file.h"
 
 namespace ostria::storage {
 
 namespace {
 
+constexpr char kSectionName[] = "STORAGE";
 constexpr char kEnableKey[] = "ENABLE_NVME_HEALTH_PREDICTION_TEST";
 constexpr char kHealthFail[] = "SSD_HEALTH_FAIL";
 constexpr char kHealthWarning[] = "SSD_HEALTH_WARNING";
@@ -80,7 +79,7 @@ bool NvmeHealthPredictionTest::isApplicable(SystemComponent* component) {
 }
 
 bool NvmeHealthPredictionTest::configure(ConfigurationMap configuration, ConfigurationError*) {
-  const auto section = configuration.find(kStorageSection);
+  const auto section = configuration.find(kSectionName);
   if (section == configuration.end()) {
     return true;
   }
@@ -110,7 +109,7 @@ TestResult NvmeHealthPredictionTest::run(TestRunContext* context) {
   }
   // The verdict is a table: a host that shows nothing has no use for it.
   if (!listener_->canRequestInput()) {
-    return close(TestResult::NotPerformed);
+    return TestResult::NotPerformed;
   }
   if (checkStopNoted(context_, true)) {
     return TestResult::Stopped;

@@ -1,12 +1,9 @@
-// A percentage of our own making from attributes that have no standard: which of them count, and
-// how much, is in the tables.
 #include "diagnostics/health/smart_health.h"
 
 #include <algorithm>
 
 #include "checks/message_keys.h"
 #include "diagnostics/health/smart_health_tables.h"
-#include "services/config_file.h"
 #include "services/sal.h"
 #include "transport/ata/ata_protocol.h"
 
@@ -67,7 +64,7 @@ bool SmartHealthTest::isApplicable(SystemComponent* component) {
 }
 
 bool SmartHealthTest::configure(ConfigurationMap configuration, ConfigurationError* /*error*/) {
-  enabledByConfiguration_ = configuration[kStorageSection]["ENABLE_SMART_HEALTH_TEST"] == "1";
+  enabledByConfiguration_ = configuration["STORAGE"]["ENABLE_SMART_HEALTH_TEST"] == "1";
   return true;
 }
 
@@ -91,7 +88,10 @@ TestResult SmartHealthTest::prepare(StorageComponent* component, TestListener* l
   if (checked != TestResult::Passed) {
     return checked;
   }
-  return enableSmart(*component, listener, log);
+  if (!succeeded(smartGuard_.enable(*component->storageProtocol()))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
+  return TestResult::Passed;
 }
 
 TestResult SmartHealthTest::run(TestRunContext* context) {
@@ -99,10 +99,12 @@ TestResult SmartHealthTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  return close(restoringSmart([this] {
-    const TestResult prepared = prepare(component_, listener_, log_);
-    return prepared == TestResult::Passed ? judge() : prepared;
-  }));
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    result = judge();
+    smartGuard_.restore(*protocol_, log_);
+  }
+  return close(result);
 }
 
 TestResult SmartHealthTest::judge() {

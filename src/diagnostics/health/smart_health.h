@@ -2,16 +2,17 @@
 
 #include <vector>
 
-#include "diagnostics/smart_test_base.h"
+#include "checks/smart_state_guard.h"
+#include "diagnostics/storage_test_base.h"
 #include "transport/ata/smart_attribute.h"
 
 namespace ostria::storage {
 
 /// A health percentage worked out from the SMART attributes of an ATA disk; `Warning` below 70.
 /// Off until the configuration enables it.
-class SmartHealthTest : public SmartTestBase {
+class SmartHealthTest : public StorageTest {
  public:
-  using SmartTestBase::SmartTestBase;
+  using StorageTest::StorageTest;
 
   bool isApplicable(SystemComponent* component) override;
   TestResult run(TestRunContext* context) override;
@@ -27,6 +28,7 @@ class SmartHealthTest : public SmartTestBase {
  private:
   TestResult judge();
 
+  SmartStateGuard smartGuard_;
   bool enabledByConfiguration_ = false;
 };
 

@@ -1,5 +1,3 @@
-// The drive compares its attributes with its thresholds itself (SMART RETURN STATUS, SCSI
-// informational exceptions) and says one word.
 #include "diagnostics/health/smart_status.h"
 
 #include "checks/message_keys.h"
@@ -29,7 +27,10 @@ TestResult SmartStatusTest::prepare(StorageComponent* component, TestListener* l
   if (checked != TestResult::Passed) {
     return checked;
   }
-  return enableSmart(*component, listener, log);
+  if (!succeeded(smartGuard_->enable(*component->storageProtocol()))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
+  return TestResult::Passed;
 }
 
 TestResult SmartStatusTest::run(TestRunContext* context) {
@@ -37,10 +38,13 @@ TestResult SmartStatusTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  return close(restoringSmart([this] {
-    const TestResult prepared = prepare(component_, listener_, log_);
-    return prepared == TestResult::Passed ? judge() : prepared;
-  }));
+  smartGuard_ = std::make_unique<SmartStateGuard>();
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    result = judge();
+    smartGuard_->restore(*protocol_, log_);
+  }
+  return close(result);
 }
 
 TestResult SmartStatusTest::judge() {

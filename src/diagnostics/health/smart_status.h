@@ -1,13 +1,16 @@
 #pragma once
 
-#include "diagnostics/smart_test_base.h"
+#include <memory>
+
+#include "checks/smart_state_guard.h"
+#include "diagnostics/storage_test_base.h"
 
 namespace ostria::storage {
 
 /// The device's own overall SMART verdict. `Failed` when the device says that it fails.
-class SmartStatusTest : public SmartTestBase {
+class SmartStatusTest : public StorageTest {
  public:
-  using SmartTestBase::SmartTestBase;
+  using StorageTest::StorageTest;
 
   TestResult run(TestRunContext* context) override;
   TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
@@ -15,6 +18,8 @@ class SmartStatusTest : public SmartTestBase {
 
  private:
   TestResult judge();
+
+  std::unique_ptr<SmartStateGuard> smartGuard_;
 };
 
 }  // namespace ostria::storage

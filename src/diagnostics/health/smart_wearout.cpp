@@ -1,4 +1,3 @@
-// A worn drive may work for years more, so the finding is a line and never a failure.
 #include "diagnostics/health/smart_wearout.h"
 
 #include "checks/message_keys.h"
@@ -41,8 +40,11 @@ TestResult SmartWearoutTest::prepare(StorageComponent* component, TestListener* 
   if (checked != TestResult::Passed) {
     return checked;
   }
-  return hasSmartSwitch(*component->storageProtocol()) ? enableSmart(*component, listener, log)
-                                                       : TestResult::Passed;
+  StorageProtocol& protocol = *component->storageProtocol();
+  if (hasSmartSwitch(protocol) && !succeeded(smartGuard_.enable(protocol))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
+  return TestResult::Passed;
 }
 
 TestResult SmartWearoutTest::run(TestRunContext* context) {
@@ -51,10 +53,13 @@ TestResult SmartWearoutTest::run(TestRunContext* context) {
     return begun;
   }
   std::string finding;
-  const TestResult result = restoringSmart([&] {
-    const TestResult prepared = prepare(component_, listener_, log_);
-    return prepared == TestResult::Passed ? judge(finding) : prepared;
-  });
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    result = judge(finding);
+    if (hasSmartSwitch(*protocol_)) {
+      smartGuard_.restore(*protocol_, log_);
+    }
+  }
   progress(100, finding);
   return result;
 }

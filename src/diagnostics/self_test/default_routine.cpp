@@ -1,5 +1,3 @@
-// SEND DIAGNOSTIC with SELFTEST holds the command until the drive has examined itself (SPC), so
-// there is nothing to watch: the status of the command is the verdict.
 #include "diagnostics/self_test/default_routine.h"
 
 #include "checks/message_keys.h"
@@ -29,7 +27,10 @@ TestResult DefaultSelfTest::run(TestRunContext* context) {
   }
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
-    result = checkStop(context_) ? TestResult::Stopped : perform();
+    if (checkStop(context_)) {
+      return TestResult::Stopped;
+    }
+    result = perform();
   }
   return close(result);
 }

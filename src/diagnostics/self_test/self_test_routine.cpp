@@ -1,11 +1,7 @@
-// The drive's own routine (SMART EXECUTE OFF-LINE IMMEDIATE, SEND DIAGNOSTIC) runs beside the host
-// and outlives it, so everything here is about knowing whose routine runs and never leaving one
-// behind.
 #include "diagnostics/self_test/self_test_routine.h"
 
 #include <algorithm>
 
-#include "base/on_exit.h"
 #include "checks/message_keys.h"
 #include "diagnostics/self_test/self_test_status.h"
 #include "services/sal.h"
@@ -23,10 +19,6 @@ bool isAta(const StorageProtocol& protocol) {
 }
 
 }  // namespace
-
-bool SelfTest::capabilitiesUnknown(const StorageProtocolProperties& properties) {
-  return properties.smartSupported && !properties.smartEnabled && !properties.smartDataValid;
-}
 
 TestResult SelfTest::check(StorageComponent* component, TestListener* listener, MessageLog* log) {
   if (component == nullptr || component->storageProtocol() == nullptr) {
@@ -48,9 +40,6 @@ TestResult SelfTest::check(StorageComponent* component, TestListener* listener, 
   if (!properties.smartSupported) {
     return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
   }
-  if (capabilitiesUnknown(properties)) {
-    return TestResult::Passed;
-  }
   if (!properties.smartDataValid) {
     return refuse(listener, log, keys::kSmartDataNotCached, Statement);
   }
@@ -71,8 +60,7 @@ TestResult SelfTest::checkSelfTestSupported(StorageComponent* component, TestLis
     return TestResult::CouldNotStart;
   }
   const StorageProtocol& protocol = *component->storageProtocol();
-  const StorageProtocolProperties properties = cachedProperties(&protocol);
-  if (isAta(protocol) && !properties.selfTestSupported && !capabilitiesUnknown(properties)) {
+  if (isAta(protocol) && !cachedProperties(&protocol).selfTestSupported) {
     return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
   }
   return TestResult::Passed;
@@ -83,21 +71,17 @@ TestResult SelfTest::prepare(StorageComponent* component, TestListener* listener
   if (checked != TestResult::Passed) {
     return checked;
   }
-  if (!isAta(*component->storageProtocol())) {
+  StorageProtocol& protocol = *component->storageProtocol();
+  if (!isAta(protocol)) {
     return TestResult::Passed;
   }
-  StorageProtocol& protocol = *component->storageProtocol();
-  const bool learning = capabilitiesUnknown(cachedProperties(&protocol));
-  const TestResult enabled = enableSmart(*component, listener, log);
-  if (enabled != TestResult::Passed || !learning) {
-    return enabled;
+  if (smartGuard_ == nullptr) {
+    return TestResult::CouldNotStart;
   }
-  // Now the drive can say what it can do, and the checks can be made that had to wait for it.
-  StorageProtocolProperties learnt;
-  if (!succeeded(protocol.GetProperties(&learnt)) || capabilitiesUnknown(learnt)) {
-    return refuse(listener, log, keys::kSmartDataNotCached, Statement);
+  if (!succeeded(smartGuard_->enable(protocol))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
   }
-  return check(component, listener, log);
+  return TestResult::Passed;
 }
 
 TestResult SelfTest::run(TestRunContext* context) {
@@ -105,14 +89,15 @@ TestResult SelfTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  return close(restoringSmart([this] {
-    const TestResult prepared = prepare(component_, listener_, log_);
-    if (prepared != TestResult::Passed) {
-      return prepared;
+  smartGuard_ = isAta(*protocol_) ? std::make_unique<SmartStateGuard>() : nullptr;
+  TestResult result = prepare(component_, listener_, log_);
+  if (result == TestResult::Passed) {
+    result = perform();
+    if (smartGuard_ != nullptr) {
+      smartGuard_->restore(*protocol_, log_);
     }
-    // From here on routines are stopped and started, so this is the last look before it.
-    return checkStop(context_) ? TestResult::Stopped : perform();
-  }));
+  }
+  return close(result);
 }
 
 TestResult SelfTest::perform() {
@@ -127,15 +112,9 @@ TestResult SelfTest::perform() {
   if (started != TestResult::Passed) {
     return started;
   }
-  // Until the drive has ended its routine, or is lost, whatever ends this test stops the routine.
-  bool running = true;
-  const OnExit stopRoutine{[&] {
-    if (running) {
-      (void)protocol_->AbortSelfTest();
-    }
-  }};
   progress(0);
-  return watch(running);
+  std::uint8_t status = kUnknownSelfTestStatus;
+  return watch(status);
 }
 
 TestResult SelfTest::clearOtherRoutine() {
@@ -176,7 +155,7 @@ TestResult SelfTest::startRoutine() {
   return result;
 }
 
-TestResult SelfTest::watch(bool& running) {
+TestResult SelfTest::watch(std::uint8_t status) {
   Timer& timer = *get_timer();
   std::int64_t lastPoll = timer.clock();
   const std::int64_t started = lastPoll;
@@ -184,23 +163,20 @@ TestResult SelfTest::watch(bool& running) {
     return timer.secondsBetween(since, timer.clock());
   };
   std::uint8_t shown = 0;
-  std::uint8_t status = kUnknownSelfTestStatus;
   if (!succeeded(protocol_->GetSelfTestResult(&status))) {
-    running = false;
     return cannotPerform();
   }
   for (;; timer.wait(kLoopPauseMilliseconds)) {
     if (status != kSelfTestInProgress) {
-      running = false;
       return judgeSelfTestStatus(*protocol_, status, listener_, log_);
     }
     if (checkStop(context_)) {
+      (void)protocol_->AbortSelfTest();
       return TestResult::Stopped;
     }
     if (passed(lastPoll) >= routine_.pollSeconds) {
       const TestResult polled = poll(shown, status);
       if (polled != TestResult::Passed) {
-        running = false;
         return polled;
       }
       lastPoll = timer.clock();
@@ -212,6 +188,7 @@ TestResult SelfTest::watch(bool& running) {
       const std::string text =
           keyColonNumber(keys::kFinishedWithTimeout, routine_.timeoutSeconds) + " s";
       showThenLog(listener_, log_, text, MissingCapability);
+      (void)protocol_->AbortSelfTest();
       return TestResult::Warning;
     }
   }
@@ -221,7 +198,7 @@ TestResult SelfTest::poll(std::uint8_t& shown, std::uint8_t& status) {
   std::uint8_t percent = 0;
   bool answered = succeeded(protocol_->GetSelfTestProgress(&percent));
   if (answered) {
-    // A drive that names no percentage has said nothing.
+    // A drive that names no percentage has told nothing.
     if (percent <= 100) {
       shown = std::max(shown, percent);
     }

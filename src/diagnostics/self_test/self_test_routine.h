@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
-#include "diagnostics/smart_test_base.h"
+#include "checks/smart_state_guard.h"
+#include "diagnostics/storage_test_base.h"
 
 namespace ostria::storage {
 
@@ -11,7 +13,7 @@ namespace ostria::storage {
 ///
 /// A routine lives on in the drive by itself. It is stopped on an abort, on a time-out, and when
 /// another one is found in progress at the start; not after the drive was lost.
-class SelfTest : public SmartTestBase {
+class SelfTest : public StorageTest {
  public:
   TestResult run(TestRunContext* context) override;
   /// What all variants demand; they call it last.
@@ -27,19 +29,15 @@ class SelfTest : public SmartTestBase {
     std::uint32_t timeoutSeconds;  ///< from the start of the routine
   };
 
-  SelfTest(const Identifier& id, const Routine& routine) : SmartTestBase(id), routine_(routine) {}
+  SelfTest(const Identifier& id, const Routine& routine) : StorageTest(id), routine_(routine) {}
 
   /// Refusal of devices that cannot do a short or extended test: null objects, and ATA drives
   /// without self-tests.
   static TestResult checkSelfTestSupported(StorageComponent* component, TestListener* listener,
                                            MessageLog* log);
 
-  /// Whether an ATA drive cannot say yet what it can do: its SMART data, where that stands, cannot
-  /// be read while SMART is switched off. `prepare` switches it on and has the checks made.
-  static bool capabilitiesUnknown(const StorageProtocolProperties& properties);
-
   Routine routine_;
-  /// The configuration chose the routine: no time-out, and also for SSDs.
+  /// The configuration chose the routine: no time-out, and SSDs are welcome.
   bool explicitParameters_ = false;
 
  private:
@@ -47,11 +45,12 @@ class SelfTest : public SmartTestBase {
   /// Stops a routine that somebody else has started. @return `Passed` when the drive is free
   TestResult clearOtherRoutine();
   TestResult startRoutine();
-  /// @param running  cleared when the routine needs no stopping any more
-  TestResult watch(bool& running);
+  TestResult watch(std::uint8_t status);
   /// Asks the drive how far it is. @return `Stopped` when the drive is gone
   TestResult poll(std::uint8_t& shown, std::uint8_t& status);
   TestResult cannotPerform();
+
+  std::unique_ptr<SmartStateGuard> smartGuard_;  ///< for an ATA drive only
 };
 
 /// Short offline routine, ATA and SCSI.

@@ -1,12 +1,10 @@
-// The four routines of ATA and SCSI drives, and which drives each of them is offered for.
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <string_view>
 
 #include "checks/message_keys.h"
 #include "diagnostics/self_test/self_test_routine.h"
-#include "diagnostics/settings.h"
-#include "services/config_file.h"
 
 namespace ostria::storage {
 
@@ -19,6 +17,8 @@ constexpr std::array<std::string_view, 3> kExcludedModels = {
     "ST10000NM001G        00MX141 00MX141OST",
 };
 
+constexpr char kStorageSection[] = "STORAGE";
+
 bool isAta(const StorageComponent& component) {
   return component.storageProtocol()->GetProtocolKind() == ProtocolKind::Ata;
 }
@@ -28,9 +28,8 @@ bool isOptaneVolume(SystemComponent* component) {
   return storage != nullptr && storage->optaneVolume();
 }
 
-/// What `ShortSelfTest` and `ConveyanceSelfTest` demand of how a drive is attached.
-TestResult checkAttachment(const StorageComponent& component, TestListener* listener,
-                           MessageLog* log) {
+/// What `ShortSelfTest` and `ConveyanceSelfTest` demand of the place of a drive.
+TestResult checkPlace(const StorageComponent& component, TestListener* listener, MessageLog* log) {
   if (component.connection() == DeviceConnection::External) {
     return refuse(listener, log, keys::kNotSupportedInExternalDevice, Statement);
   }
@@ -39,6 +38,34 @@ TestResult checkAttachment(const StorageComponent& component, TestListener* list
     return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
   }
   return TestResult::Passed;
+}
+
+enum class Setting { Absent, Taken, Unusable };
+
+/// Takes a decimal number below 256 from the section.
+Setting takeByte(const std::map<std::string, std::string>& section, const char* key,
+                 std::uint32_t* value, ConfigurationError* error) {
+  const auto found = section.find(key);
+  if (found == section.end()) {
+    return Setting::Absent;
+  }
+  const std::string& text = found->second;
+  const char* end = text.data() + text.size();
+  std::int64_t number = 0;
+  const auto parsed = std::from_chars(text.data(), end, number);
+  std::uint32_t code = 0;
+  if (parsed.ec == std::errc::invalid_argument || parsed.ptr != end) {
+    code = ConfigurationError::NotANumber;
+  } else if (parsed.ec == std::errc::result_out_of_range || number < 0 || number > 255) {
+    code = ConfigurationError::OutOfRange;
+  } else {
+    *value = static_cast<std::uint32_t>(number);
+    return Setting::Taken;
+  }
+  if (error != nullptr) {
+    *error = {0, code, 0, key, kStorageSection};
+  }
+  return Setting::Unusable;
 }
 
 }  // namespace
@@ -51,7 +78,7 @@ TestResult ShortSelfTest::check(StorageComponent* component, TestListener* liste
                                 MessageLog* log) {
   TestResult checked = checkSelfTestSupported(component, listener, log);
   if (checked == TestResult::Passed) {
-    checked = checkAttachment(*component, listener, log);
+    checked = checkPlace(*component, listener, log);
   }
   return checked == TestResult::Passed ? SelfTest::check(component, listener, log) : checked;
 }
@@ -81,15 +108,14 @@ TestResult ConveyanceSelfTest::check(StorageComponent* component, TestListener* 
   if (component == nullptr) {
     return TestResult::CouldNotStart;
   }
-  const TestResult checked = checkAttachment(*component, listener, log);
+  const TestResult checked = checkPlace(*component, listener, log);
   if (checked != TestResult::Passed) {
     return checked;
   }
   if (component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
   }
-  const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
-  if (isAta(*component) && !properties.conveyanceSupported && !capabilitiesUnknown(properties)) {
+  if (isAta(*component) && !cachedProperties(component->storageProtocol()).conveyanceSupported) {
     return refuse(listener, log, keys::kConveyanceNotSupported, MissingCapability);
   }
   if (component->busKind() != StorageBusKind::Ata) {
@@ -114,21 +140,14 @@ bool QuickDriveSelfTest::configure(ConfigurationMap configuration, Configuration
   if (section == configuration.end()) {
     return true;
   }
-  constexpr std::uint64_t kMostInRegister = 255;
-  std::uint64_t number = 0;
-  const Setting routine = takeNumber(section->second, "SEC_NUM", kMostInRegister, &number, error);
+  const Setting routine = takeByte(section->second, "SEC_NUM", &routine_.testCode, error);
   if (routine == Setting::Unusable) {
     return false;
   }
   if (routine == Setting::Taken) {
-    routine_.testCode = static_cast<std::uint32_t>(number);
     explicitParameters_ = true;
   }
-  const Setting count = takeNumber(section->second, "SEC_COUNT", kMostInRegister, &number, error);
-  if (count == Setting::Taken) {
-    routine_.secondCode = static_cast<std::uint32_t>(number);
-  }
-  return count != Setting::Unusable;
+  return takeByte(section->second, "SEC_COUNT", &routine_.secondCode, error) != Setting::Unusable;
 }
 
 TestResult QuickDriveSelfTest::check(StorageComponent* component, TestListener* listener,

@@ -1,5 +1,3 @@
-// Seek tests mean something for a disk with a head or a SCSI front; NVMe and eMMC have tests of
-// their own.
 #include "diagnostics/surface/seek_checks.h"
 
 #include "checks/device_checks.h"

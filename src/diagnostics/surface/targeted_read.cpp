@@ -1,5 +1,3 @@
-// A drive that had trouble wrote down where. The neighbours are read, too: damage of a surface
-// rarely stops at one sector.
 #include "diagnostics/surface/targeted_read.h"
 
 #include <algorithm>
@@ -59,6 +57,9 @@ TestResult TargetedReadTest::prepare(StorageComponent* component, TestListener* 
   if (checked != TestResult::Passed) {
     return checked;
   }
+  if (smartGuard_ == nullptr) {
+    return TestResult::CouldNotStart;
+  }
   const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
   if (properties.securitySupported && properties.securityLocked) {
     logThenShow(listener, log, passwordText(), Statement);
@@ -67,7 +68,10 @@ TestResult TargetedReadTest::prepare(StorageComponent* component, TestListener* 
   if (component->connection() != DeviceConnection::RaidMember) {
     wakeByReading(*component);
   }
-  return enableSmart(*component, listener, log);
+  if (!succeeded(smartGuard_->enable(*component->storageProtocol()))) {
+    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
+  }
+  return TestResult::Passed;
 }
 
 TestResult TargetedReadTest::run(TestRunContext* context) {
@@ -75,21 +79,23 @@ TestResult TargetedReadTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  return close(restoringSmart([this] {
-    const TestResult prepared = prepare(component_, listener_, log_);
-    return prepared == TestResult::Passed ? readTargets() : prepared;
-  }));
-}
-
-TestResult TargetedReadTest::readTargets() {
-  progress(0);
-  auto* ata = dynamic_cast<AtaProtocol*>(protocol_);
-  if (ata == nullptr) {
-    return TestResult::CouldNotStart;
+  smartGuard_ = std::make_unique<SmartStateGuard>();
+  const TestResult prepared = prepare(component_, listener_, log_);
+  if (prepared != TestResult::Passed) {
+    return close(prepared);
   }
-  std::set<std::uint64_t> targets;
-  const TestResult collected = collect(*ata, targets);
-  return collected == TestResult::Passed ? readAround(targets) : collected;
+
+  progress(0);
+  TestResult result = TestResult::CouldNotStart;
+  if (auto* ata = dynamic_cast<AtaProtocol*>(protocol_)) {
+    std::set<std::uint64_t> targets;
+    result = collect(*ata, targets);
+    if (result == TestResult::Passed) {
+      result = readAround(targets);
+    }
+  }
+  smartGuard_->restore(*protocol_, log_);
+  return close(result);
 }
 
 TestResult TargetedReadTest::collect(AtaProtocol& ata, std::set<std::uint64_t>& targets) {
