@@ -7,7 +7,6 @@
 #include "host/core/run/device_question.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
-#include "ostria/storage/test_ids.h"
 
 namespace ostria::host {
 namespace {
@@ -15,7 +14,7 @@ namespace {
 using storage::TestResult;
 
 // The test that writes to the volumes of a device.
-constexpr storage::Identifier kWriteTest = storage::ids::kDeviceWrite;
+constexpr storage::Identifier kWriteTest{1, 2, 12};
 
 class TestRunner {
  public:
