@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <limits>
 #include <new>
 #include <random>
@@ -9,18 +10,12 @@
 
 #include "checks/message_keys.h"
 #include "diagnostics/surface/scan_parameters.h"
-#include "services/sal.h"
 
 namespace ostria::storage {
 
 namespace {
 
-/// One engine for the life of the process, seeded with the time of the first run: on a virtual PC
-/// that is virtual, so that a machine file gives the same verdicts each time.
-std::mt19937_64& generator() {
-  static std::mt19937_64 engine(static_cast<std::uint64_t>(get_time_handler()->now()));
-  return engine;
-}
+std::mt19937_64 generator(static_cast<std::uint64_t>(std::time(nullptr)));
 
 constexpr std::uint64_t kSmallestBlock = 127;  // that the search for a block size tries
 
@@ -140,7 +135,7 @@ TestResult LinearReadTest::sample(const Area& area, std::uint8_t* buffer,
   std::uint64_t cursor = area.start;
   for (std::uint64_t i = 0; i <= (whole ? 0 : steps); ++i, cursor += stride) {
     const std::uint64_t lba =
-        whole ? area.start : (generator()() % (stride - blockSectors_ + 1) + cursor) % area.stop;
+        whole ? area.start : (generator() % (stride - blockSectors_ + 1) + cursor) % area.stop;
     const std::uint64_t count = clampReadCount(area.stop, blockSectors_, lba);
     const int percent =
         static_cast<int>(static_cast<double>(i) * 100.0 / static_cast<double>(steps));

@@ -26,9 +26,9 @@ class HalAtaSend {
   ~HalAtaSend() = default;
 };
 
-/// Whether the platform's ATA pass-through is an ATA PASS-THROUGH command of SAT itself, to the same
-/// open device. A SAT bridge beside it would be the same way twice: a command that was lost would be
-/// sent again, for another full time-out.
+/// Whether the platform's ATA pass-through is an ATA PASS-THROUGH command of SAT itself, to the
+/// same open device. A SAT bridge beside it would be the same way twice: a command that was lost
+/// would be sent again, for another full time-out.
 bool ataSendSpeaksSat();
 
 /// The platform's one instance, made on first use and never destroyed.
