@@ -6,7 +6,6 @@
 #include "tests/support/scripted_scsi_bridge.h"
 #include "transport/nvme/nvme_scsi_protocol.h"
 #include "transport/scsi/scsi_sense.h"
-#include "transport/smart_names.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -394,14 +393,6 @@ TEST_F(ScsiProtocolTest, NvmeBehindScsiHasSmartInTheCacheOnly) {
   EXPECT_EQ(nvme.GetCachedProperties(&properties), ProtocolResult::Success);
   EXPECT_TRUE(properties.smartSupported);
   EXPECT_EQ(nvme.SetSmartEnabled(1), ProtocolResult::Success);
-}
-
-TEST(SmartNames, AreFoundByIdAndOffset) {
-  EXPECT_EQ(smartAttributeName(241), "Total LBAs Written ");
-  EXPECT_EQ(smartAttributeName(254), "Free Fall Sensor");
-  EXPECT_EQ(smartAttributeName(255), "vendor_specific");
-  EXPECT_EQ(nvmeSmartFieldName(214), "Temperature Sensor 8");
-  EXPECT_EQ(nvmeSmartFieldName(2), "");
 }
 
 }  // namespace
