@@ -2,6 +2,8 @@
 // output.
 
 #include <fcntl.h>
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,19 +18,23 @@
 #include <thread>
 #include <vector>
 
+#include "inventory/protocol_factory.h"
 #include "inventory/storage_scanner.h"
+#include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/linux_filesystem.h"
+#include "platform/linux/passthrough/sg_ata_pass_through.h"
 #include "services/driver_service_holder.h"
 #include "services/sal.h"
 #include "tools/recover_bad_sectors.h"
 #include "transport/ata/ata_cmd.h"
+#include "transport/ata/ata_protocol.h"
 #include "transport/hal/hal_ata_send.h"
 #include "transport/hal/hal_nvme_intel_send.h"
 #include "transport/hal/hal_scsi_send.h"
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
 
-namespace ostria::storage::test {
+namespace ostria::storage {
 namespace {
 
 using Json = nlohmann::json;
@@ -249,6 +255,123 @@ Json ata(const Arguments& arguments) {
   return out;
 }
 
+/// A disk with the protocol that the inventory finds for it.
+struct FoundDisk {
+  explicit FoundDisk(const std::string& path) : scanner(makeStorageScanner()) {
+    DevicePathMap devices;
+    scanner->listDevices(devices);
+    for (const auto& [number, paths] : devices) {
+      if (paths.front() != path) {
+        continue;
+      }
+      record.path = path;
+      record.deviceNumber = number;
+      record.handle = openScanned(*scanner->deviceScanner(), path);
+      (void)scanner->getBusKind(number, &record.busKind, &record.optaneVolume);
+      (void)scanner->getConnection(number, &record.connection);
+      found = createProtocol(*scanner, record);
+    }
+  }
+
+  std::unique_ptr<StorageScanner> scanner;
+  DeviceRecord record;
+  FoundProtocol found;
+  StorageProtocolProperties properties;
+};
+
+double secondsSince(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/// protocol NODE TIMEOUT LBA...: what the disk's own protocol says of it, and its reads of sectors.
+Json protocol(const Arguments& arguments) {
+  FoundDisk disk(arguments.at(0));
+  StorageProtocol* const protocol = disk.found.protocol.get();
+  if (protocol == nullptr) {
+    return {{"kind", nullptr}};
+  }
+  Json out = {{"kind", protocol->GetProtocolKind()}};
+  StorageProtocolProperties& properties = disk.properties;
+  out["properties"] = numberOf(protocol->GetProperties(&properties));
+  out["smart"] = {properties.smartEnabled, properties.smartDataValid,
+                  properties.offlineImmediateSupported, properties.selfTestSupported};
+  const auto timeout = static_cast<std::uint32_t>(std::stoul(arguments.at(1)));
+  for (std::size_t i = 2; i < arguments.size(); ++i) {
+    std::vector<std::uint8_t> buffer(properties.logicalSectorSize);
+    const auto begin = std::chrono::steady_clock::now();
+    const ProtocolResult result =
+        protocol->Read(std::stoull(arguments[i]), 1, timeout, buffer.data(), 0);
+    out["reads"].push_back({numberOf(result), secondsSince(begin)});
+  }
+  return out;
+}
+
+/// smart NODE: switches SMART off, asks for what needs it, and switches it on again.
+Json smart(const Arguments& arguments) {
+  FoundDisk disk(arguments.at(0));
+  auto* const ata = dynamic_cast<AtaProtocol*>(disk.found.protocol.get());
+  if (ata == nullptr) {
+    return {};
+  }
+  Json out;
+  out["off"] = numberOf(ata->SetSmartEnabled(0));
+  out["properties"] = numberOf(ata->GetProperties(&disk.properties));
+  out["valid"] = disk.properties.smartDataValid;
+  std::uint8_t byte = 0;
+  out["result"] = numberOf(ata->GetSelfTestResult(&byte));
+  std::vector<std::uint8_t> log(3 * kAtaPageBytes);
+  std::uint16_t pages = 0;
+  out["log"] = {numberOf(ata->ReadLog(6, 1, log.data(), &pages)), pages};
+  out["unknownLog"] = {numberOf(ata->ReadLog(0xDF, 3, log.data(), &pages)), pages};
+  out["on"] = numberOf(ata->SetSmartEnabled(1));
+  return out;
+}
+
+/// seek NODE COUNT: seconds of so many single reads by the disk's protocol, and by a bare loop of
+/// the same commands, in turns, so that whatever else the machine does meets both alike.
+Json seek(const Arguments& arguments) {
+  FoundDisk disk(arguments.at(0));
+  StorageProtocol* const protocol = disk.found.protocol.get();
+  if (protocol == nullptr || !succeeded(protocol->GetProperties(&disk.properties))) {
+    return {};
+  }
+  const std::uint64_t sectors = disk.properties.totalSectors;
+  std::vector<std::uint8_t> buffer(disk.properties.logicalSectorSize);
+  const std::unique_ptr<void, void (*)(void*)> block(std::aligned_alloc(4096, 4096), &std::free);
+  const int count = std::stoi(arguments.at(1));
+  double ours = 0, bare = 0;
+  std::uint64_t lba = 1;
+  for (int i = 0; i < 2 * count; ++i) {
+    lba = (lba * 6364136223846793005ull + 1442695040888963407ull) % (sectors - 1);
+    const auto begin = std::chrono::steady_clock::now();
+    if (i % 2 == 0) {
+      if (!succeeded(protocol->Read(lba, 1, 30, buffer.data(), 0))) {
+        return {{"failed", lba}};
+      }
+      ours += secondsSince(begin);
+      continue;
+    }
+    const SgCommand read =
+        ataPassThrough(ReadSectorsExt(lba, 1, disk.properties.logicalSectorSize, nullptr, 30));
+    std::array<std::uint8_t, 64> sense{};
+    sg_io_hdr_t header = {};
+    header.interface_id = 'S';
+    header.dxfer_direction = SG_DXFER_FROM_DEV;
+    header.cmd_len = 16;
+    header.cmdp = const_cast<std::uint8_t*>(read.cdb.data());
+    header.dxfer_len = disk.properties.logicalSectorSize;
+    header.dxferp = block.get();
+    header.mx_sb_len = sense.size();
+    header.sbp = sense.data();
+    header.timeout = 30'000;
+    if (::ioctl(descriptorOf(disk.record.handle.get()), SG_IO, &header) < 0 || header.status != 0) {
+      return {{"failed", lba}};
+    }
+    bare += secondsSince(begin);
+  }
+  return {{"ours", ours}, {"bare", bare}};
+}
+
 Json scsi(const Arguments& arguments) {
   const OpenDevice device(arguments.at(0));
   if (!device.handle()) {
@@ -342,14 +465,15 @@ Json check(const Arguments& arguments) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::test
+}  // namespace ostria::storage
 
 int main(int count, char** values) {
-  using namespace ostria::storage::test;
+  using namespace ostria::storage;
   const std::map<std::string, Json (*)(const Arguments&)> commands = {
       {"scan", scan},       {"layout", layout}, {"dismount", dismount}, {"read", read},
       {"scratch", scratch}, {"ata", ata},       {"scsi", scsi},         {"nvme", nvme},
-      {"service", service}, {"hang", hang},     {"check", check}};
+      {"service", service}, {"hang", hang},     {"check", check},       {"protocol", protocol},
+      {"smart", smart},     {"seek", seek}};
   const auto command = commands.find(count > 1 ? values[1] : "");
   if (command == commands.end()) {
     return 2;
