@@ -36,7 +36,7 @@ struct Subject {
 std::string smallDrive(const Subject& subject) {
   return R"("kind": ")" + std::string(subject.kind) + R"(", "model": "SMALL", "serial": "SMALL1",
       "size_sectors": 20000, "rotation_rate": 7200, )" +
-         (subject.scans ? R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 7}], )"
+         (subject.scans ? R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}], )"
                         : "") +
          R"("smart": {"enabled": )" + (subject.smartEnabled() ? "true" : "false") +
          R"(, "self_tests": [{"code": 0, "seconds": 5}, {"code": 1, "seconds": 45},
@@ -138,7 +138,7 @@ class ReadingFaultSweep : public Interrupted {
   std::uint64_t runOnce(Bench& bench, std::uint64_t failAt, std::uint64_t goneFrom) {
     constexpr std::uint32_t kDeviceNotConnected = 1167;
     FakeHost host = bench.host();
-    const std::size_t handles = settledHandles();
+    const std::size_t handles = virtual_pc::openHandles();
     bench.faults().reset();
     bench.faults().failCall(failAt, kDeviceNotConnected);
     bench.faults().goneFrom(goneFrom);
@@ -159,7 +159,7 @@ class ReadingFaultSweep : public Interrupted {
     if (!GetParam().scans) {
       EXPECT_NE(result, TestResult::Failed) << "a lost call is no fault of the drive";
     }
-    EXPECT_EQ(settledHandles(), handles);
+    EXPECT_EQ(virtual_pc::openHandles(), handles);
     if (goneFrom == 0) {
       EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
     }

@@ -272,9 +272,9 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
 }
 
 TEST(ScanRoads, BadBlocksAreListedExactly) {
-  // A sector that fails at first keeps the block at 127; larger blocks than the disk fail anyway.
+  // A sector that fails at first keeps the block at 127.
   const std::string bad =
-      R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 7},
+      R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9},
                          {"lba": 4660, "count": 3}, {"lba": 19999, "kind": "interface"}])";
   for (const std::string kind : {"sata", "sas", "usb_stick", "usb_sat"}) {
     Road disk(sized(kind, 20'000, bad));

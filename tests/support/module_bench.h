@@ -9,7 +9,6 @@
 #include "inventory/storage_component.h"
 #include "ostria/storage/entry_points.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/good_conduct.h"
 #include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage::test {
@@ -30,8 +29,7 @@ class ModuleBench {
   }
   ~ModuleBench() {
     ReleaseModuleInterfaceInstance();
-    EXPECT_EQ(settledHandles(), 0u);
-    expectGoodConduct();
+    EXPECT_EQ(virtual_pc::openHandles(), 0u);
     virtual_pc::resetMachine();
   }
   ModuleBench(const ModuleBench&) = delete;

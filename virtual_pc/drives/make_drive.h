@@ -9,9 +9,6 @@
 namespace ostria::virtual_pc {
 
 /// Builds a drive of any kind. The clock outlives it.
-/// @param controller  NVMe: the drive with whose controller it shares its own, which outlives it;
-///                    null: it has one of its own
-std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clock,
-                                 Drive* controller = nullptr);
+std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clock);
 
 }  // namespace ostria::virtual_pc

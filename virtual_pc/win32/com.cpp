@@ -77,15 +77,13 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
   return S_OK;
 }
 
-HRESULT WINAPI CoSetProxyBlanket(IUnknown* proxy, DWORD, DWORD, LPOLESTR, DWORD authentication,
-                                 DWORD impersonation, void*, DWORD) {
+HRESULT WINAPI CoSetProxyBlanket(IUnknown* proxy, DWORD, DWORD, LPOLESTR, DWORD, DWORD, void*,
+                                 DWORD) {
   const KernelCall call;
   if (call.fails()) {
     return E_FAIL;
   }
-  return ostria::virtual_pc::setWmiProxyBlanket(proxy, authentication, impersonation)
-             ? S_OK
-             : E_INVALIDARG;
+  return proxy == nullptr ? E_INVALIDARG : S_OK;
 }
 
 }  // extern "C"

@@ -13,7 +13,6 @@ namespace {
 struct FindObject : KernelObject {
   std::vector<WIN32_FIND_DATAW> entries;
   std::size_t next = 0;
-  bool closedByCloseHandle() const override { return false; }
 };
 
 DWORD attributesOf(const FileNode& node) {
@@ -30,9 +29,9 @@ WIN32_FIND_DATAW entryOf(const std::string& name, const FileNode& node) {
   return data;
 }
 
-/// The volume of a root path, "C:\" with its backslash and nothing behind; null when there is none.
+/// The volume of a root path like "C:\"; null when there is none.
 std::shared_ptr<VolumeObject> volumeOf(const KernelCall& call, const std::string& root) {
-  if (root.size() != 3 || root[1] != ':' || root[2] != '\\') {
+  if (root.size() < 2 || root[1] != ':') {
     return nullptr;
   }
   const auto volume = call->machine().volume(root[0]);
@@ -126,6 +125,10 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR name) {
   }
   SetLastError(volume ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND);
   return INVALID_FILE_ATTRIBUTES;
+}
+
+BOOL WINAPI SetFileAttributesW(LPCWSTR name, DWORD) {
+  return GetFileAttributesW(name) != INVALID_FILE_ATTRIBUTES ? TRUE : FALSE;
 }
 
 HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data) {
@@ -250,6 +253,8 @@ UINT WINAPI GetDriveTypeA(LPCSTR root) {
   return volume->description().fixed ? DRIVE_FIXED : DRIVE_REMOVABLE;
 }
 
+UINT WINAPI GetDriveTypeW(LPCWSTR root) { return GetDriveTypeA(utf8(root).c_str()); }
+
 BOOL WINAPI GetVolumeInformationW(LPCWSTR root, LPWSTR label, DWORD labelSize, LPDWORD serial,
                                   LPDWORD maximumComponent, LPDWORD flags, LPWSTR fileSystem,
                                   DWORD fileSystemSize) {
@@ -259,7 +264,7 @@ BOOL WINAPI GetVolumeInformationW(LPCWSTR root, LPWSTR label, DWORD labelSize, L
   }
   const auto volume = volumeOf(call, utf8(root));
   if (!volume) {
-    return failWith(utf8(root).ends_with("\\") ? ERROR_PATH_NOT_FOUND : ERROR_INVALID_NAME);
+    return failWith(ERROR_PATH_NOT_FOUND);
   }
   if (!volume->mounted()) {
     return failWith(ERROR_ACCESS_DENIED);
@@ -315,11 +320,8 @@ BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR root, PULARGE_INTEGER freeToCaller, PULA
   if (call.fails()) {
     return FALSE;
   }
-  // Any directory of a volume will do.
-  std::string rest;
-  const auto volume = call->locate(utf8(root), &rest);
-  const auto directory = volume ? volume->find(rest) : nullptr;
-  if (!directory || !directory->directory) {
+  const auto volume = volumeOf(call, utf8(root));
+  if (!volume) {
     return failWith(ERROR_PATH_NOT_FOUND);
   }
   if (!volume->mounted()) {
@@ -335,6 +337,11 @@ BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR root, PULARGE_INTEGER freeToCaller, PULA
     totalFree->QuadPart = volume->freeBytes();
   }
   return TRUE;
+}
+
+BOOL WINAPI GetDiskFreeSpaceExA(LPCSTR root, PULARGE_INTEGER freeToCaller, PULARGE_INTEGER total,
+                                PULARGE_INTEGER totalFree) {
+  return GetDiskFreeSpaceExW(wide(root).c_str(), freeToCaller, total, totalFree);
 }
 
 }  // extern "C"

@@ -1,7 +1,6 @@
 // The filesystem checker: its output is what the machine file says, or that of a clean volume.
 #include "virtual_pc/system/services/chkdsk.h"
 
-#include "virtual_pc/system/code_pages.h"
 #include "virtual_pc/system/text_forms.h"
 
 namespace ostria::virtual_pc {
@@ -31,8 +30,7 @@ Steps scriptOf(const CheckerDescription& checker) {
   Steps steps;
   for (const CheckerOutput& piece : checker.output) {
     for (std::uint32_t i = 0; i < piece.repeat; ++i) {
-      // It writes for the console it would have.
-      steps.push_back({piece.milliseconds, toCodePage(wide(piece.text), kConsoleCodePage)});
+      steps.push_back({piece.milliseconds, piece.text});
     }
   }
   return steps;
@@ -46,7 +44,7 @@ bool isCheckerProgram(const Machine& machine, const std::string& path) {
 }
 
 std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string& volume,
-                                            bool repairs, std::shared_ptr<PipeChannel> output) {
+                                            std::shared_ptr<PipeChannel> output) {
   const auto refuse = [&](const std::string& why) {
     return std::make_shared<ProcessObject>(machine.clock(), Steps{{100, why + "\r\n"}},
                                            kCouldNotCheck, output);
@@ -62,17 +60,13 @@ std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string&
   if (!machine.description().administrator) {
     return refuse("The checker needs more rights.");
   }
-  if (repairs && !description.lockable) {
+  if (!description.lockable) {
     return refuse("The volume is in use by another process.");
   }
   Steps steps =
       description.checker.output.empty() ? cleanCheck(description) : scriptOf(description.checker);
-  // Without /F it only looks: what it would have repaired it reports as not repaired.
-  constexpr std::uint32_t kRepaired = 1;
-  const std::uint32_t exitCode = description.checker.exitCode;
   return std::make_shared<ProcessObject>(machine.clock(), std::move(steps),
-                                         !repairs && exitCode == kRepaired ? kCouldNotCheck : exitCode,
-                                         std::move(output));
+                                         description.checker.exitCode, std::move(output));
 }
 
 std::int32_t scheduleCheck(Machine& machine, const std::string& volume) {

@@ -28,10 +28,8 @@ std::size_t findKeyword(const std::wstring& text, const std::wstring& word) {
   return folded(text).find(L" " + word + L" ");
 }
 
-/// "name = value" with the value in quotes, or a bare number.
-bool parseAssignment(const std::wstring& text, WmiPath& out) {
-  std::wstring& name = out.key;
-  std::wstring& value = out.value;
+/// "name = value" with the value bare or in quotes.
+bool parseAssignment(const std::wstring& text, std::wstring& name, std::wstring& value) {
   const auto equals = text.find(L'=');
   if (equals == std::wstring::npos) {
     return false;
@@ -43,11 +41,8 @@ bool parseAssignment(const std::wstring& text, WmiPath& out) {
       return false;
     }
     value = value.substr(1, value.size() - 2);
-    out.quoted = true;
   }
-  const bool bareNumber =
-      !value.empty() && value.find_first_not_of(L"-0123456789") == std::wstring::npos;
-  return !name.empty() && (out.quoted || bareNumber);
+  return !name.empty();
 }
 
 }  // namespace
@@ -157,7 +152,8 @@ std::optional<WmiPath> WmiPath::parse(const std::wstring& text) {
   if (path.className.empty()) {
     return std::nullopt;
   }
-  if (point != std::wstring::npos && !parseAssignment(text.substr(point + 1), path)) {
+  if (point != std::wstring::npos &&
+      !parseAssignment(text.substr(point + 1), path.key, path.value)) {
     return std::nullopt;
   }
   return path;
@@ -185,7 +181,8 @@ std::optional<WmiQuery> WmiQuery::parse(const std::wstring& text) {
   if (query.target.className.empty()) {
     return std::nullopt;
   }
-  if (where != std::wstring::npos && !parseAssignment(rest.substr(where + 7), query.target)) {
+  if (where != std::wstring::npos &&
+      !parseAssignment(rest.substr(where + 7), query.target.key, query.target.value)) {
     return std::nullopt;
   }
   return query;
