@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/messages.h"
 #include "tests/support/module_bench.h"
-#include "tests/support/told.h"
 #include "tests/support/watched_drive.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::EndsWith;
@@ -24,7 +24,7 @@ struct Bench : ModuleBench {
   std::string run(std::uint32_t item) {
     FakeHost host(manager().component(0));
     const TestResult result = test(kQuick, item).run(&host);
-    return told(host, result);
+    return messages(host, result);
   }
 };
 
@@ -49,6 +49,7 @@ TEST(AtaVerdicts, NoReadPassesThatTheDriveDidNotServe) {
            Case{"interface CRC error", everySector("interface"), kFailed},
            Case{"aborted by the drive", everySector("rejected"), kStopped},
            Case{"device fault", everyRead(R"("device_error", "codes": [0, 96])"), kStopped},
+           Case{"dead link", everyRead(R"("device_error", "codes": [255, 255])"), kStopped},
            Case{"no data", everyRead(R"("short", "bytes": 0)"), kStopped},
            Case{"a byte missing", everyRead(R"("short", "bytes": 511)"), kStopped},
            Case{"lost", everyRead(R"("transport", "error": 1117)"), kStopped},
@@ -82,8 +83,22 @@ TEST(AtaVerdicts, NoReadPassesThatATranslatorRefused) {
       EXPECT_THAT(failing.run(item), EndsWith(verdict)) << "sense key " << key;
     }
   }
-  Bench cut(disk(R"(, {"command": 133, "times": 0, "action": "short", "bytes": 500})"));
-  EXPECT_THAT(cut.run(kRandomSeek), EndsWith(" = 4"));
+  const auto ending = [&](const std::string& fault) {
+    Bench bench(disk(R"(, {"command": 133, "times": 0, "action": )" + fault + "}"));
+    return bench.run(kRandomSeek);
+  };
+  for (const char* fault :
+       {R"("short", "bytes": 500)",                             // a part of the sector
+        R"("scsi_status", "status": 8)",                        // BUSY
+        R"("scsi_status", "status": 24)",                       // RESERVATION CONFLICT
+        R"("scsi_status", "status": 40)",                       // TASK SET FULL
+        R"("scsi_status", "status": 2)",                        // no sense
+        R"("scsi_status", "status": 0, "codes": [11, 71, 3])",  // sense behind GOOD
+        R"("scsi_status", "status": 2, "codes": [6, 41, 0], "descriptor": true)"}) {
+    EXPECT_THAT(ending(fault), EndsWith(" = 4")) << fault;
+  }
+  EXPECT_THAT(ending(R"("scsi_status", "status": 2, "codes": [1, 23, 0])"), EndsWith(" = 0"))
+      << "a recovered error, with all its data";
 }
 
 TEST(AtaVerdicts, ARefusedLogDoesNotHideTheDriveBehindItsTranslator) {
@@ -100,4 +115,4 @@ TEST(AtaVerdicts, ARefusedLogDoesNotHideTheDriveBehindItsTranslator) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test
