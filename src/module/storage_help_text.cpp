@@ -1,4 +1,6 @@
-#include "module/storage_resource_tables.h"
+// The help text as users have known it. Its long names differ from those of the option table for
+// some tests, so it is not made from the rows of the catalogue.
+#include "module/storage_help_text.h"
 
 namespace ostria::storage {
 namespace {

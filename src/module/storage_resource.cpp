@@ -1,6 +1,9 @@
+// The resource answers from maps that are filled once from the rows of the catalogue: the host asks
+// by identifier, in any order.
 #include "module/storage_resource.h"
 
-#include "module/storage_resource_tables.h"
+#include "module/storage_help_text.h"
+#include "module/test_catalogue.h"
 
 namespace ostria::storage {
 namespace {
@@ -10,15 +13,13 @@ std::string lookUp(const std::map<Identifier, std::string>& table, const Identif
   return row == table.end() ? std::string() : row->second;
 }
 
-void fill(std::span<const ResourceRow> rows, std::map<Identifier, std::string>& names,
+void fill(const ResourceRow& row, std::map<Identifier, std::string>& names,
           std::map<Identifier, std::string>& tooltips, std::map<Identifier, OptionEntry>& options) {
-  for (const ResourceRow& row : rows) {
-    names.emplace(row.id, row.displayKey);
-    tooltips.emplace(row.id, row.tooltipKey);
-    // A row without a letter has no name on the command line.
-    if (*row.shortName != '\0') {
-      options.emplace(row.id, OptionEntry{row.shortName, row.longName, row.argumentKind});
-    }
+  names.emplace(row.id, row.displayKey);
+  tooltips.emplace(row.id, row.tooltipKey);
+  // A row without a letter has no name on the command line.
+  if (*row.shortName != '\0') {
+    options.emplace(row.id, OptionEntry{row.shortName, row.longName, row.argumentKind});
   }
 }
 
@@ -28,8 +29,12 @@ StorageResource::StorageResource(const Identifier& id) : Resource(id) {
   helpText_ = storageHelpText();
   moduleName_ = "STORAGE";
   moduleCode_ = "HD";
-  fill(diagnosticRows(), diagnosticNames_, diagnosticTooltips_, diagnosticOptions_);
-  fill(testRows(), testNames_, testTooltips_, testOptions_);
+  for (const ResourceRow& row : diagnosticRows()) {
+    fill(row, diagnosticNames_, diagnosticTooltips_, diagnosticOptions_);
+  }
+  for (const TestRow& row : testRows()) {
+    fill(row.resource, testNames_, testTooltips_, testOptions_);
+  }
 }
 
 std::string StorageResource::diagnosticName(const Identifier& id) {

@@ -52,6 +52,7 @@ class ModuleBench {
     Diagnostic* group = module_->diagnostic(diagnostic);
     return *group->testByIdentifier(Identifier(1, diagnostic + 1, item));
   }
+  Test& test(const Identifier& id) { return test(id.category - 1, id.item); }
   /// Whether SMART is enabled on the drive right now.
   bool smartEnabled(std::uint32_t index) {
     StorageProtocolProperties properties;

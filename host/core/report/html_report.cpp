@@ -6,12 +6,14 @@
 #include "host/core/report/html_parts.h"
 #include "host/core/report/html_style.h"
 #include "host/core/report/output_formats.h"
+#include "ostria/storage/test_ids.h"
 
 namespace ostria::host {
 namespace {
 
 // Tests that read the surface and list what they could not read.
-constexpr storage::Identifier kSurfaceTests[] = {{1, 2, 13}, {1, 2, 16}};
+constexpr storage::Identifier kSurfaceTests[] = {storage::ids::kFullDiskScan,
+                                                 storage::ids::kLinearRead};
 
 std::chrono::seconds secondsBetween(Clock::time_point begin, Clock::time_point end) {
   return std::chrono::duration_cast<std::chrono::seconds>(end - begin);

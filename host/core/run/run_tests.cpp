@@ -8,13 +8,15 @@
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
 
+#include "ostria/storage/test_ids.h"
+
 namespace ostria::host {
 namespace {
 
 using storage::TestResult;
 
 // The test that writes to the volumes of a device.
-constexpr storage::Identifier kWriteTest{1, 2, 12};
+constexpr storage::Identifier kWriteTest = storage::ids::kDeviceWrite;
 
 class TestRunner {
  public:
