@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/sector_size.h"
 #include "checks/host_messages.h"
 #include "checks/message_keys.h"
 
@@ -11,7 +12,6 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint32_t kSmallestSector = 512;
 constexpr std::uint32_t kWakeTimeoutSeconds = 30;
 
 }  // namespace
@@ -26,7 +26,7 @@ StorageProtocolProperties cachedProperties(const StorageProtocol* protocol) {
 }
 
 std::uint32_t sectorBufferBytes(const StorageProtocolProperties& properties) {
-  return std::max(properties.logicalSectorSize, kSmallestSector);
+  return std::max(properties.logicalSectorSize, kSmallestSectorBytes);
 }
 
 void wakeByReading(StorageComponent& component) {
@@ -49,7 +49,7 @@ bool checkReadyToRead(StorageComponent* component, TestListener* listener, Messa
   }
 
   const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
-  if (properties.totalSectors == 0 || properties.logicalSectorSize < kSmallestSector) {
+  if (properties.totalSectors == 0 || properties.logicalSectorSize < kSmallestSectorBytes) {
     logThenShow(listener, log, keys::kDeviceCommunicationFailure, DeviceFault);
     return false;
   }

@@ -1,32 +1,15 @@
+// What all tests do at their beginning and between their steps. The host may change the abort state
+// and the event byte at any time, so both are polled and never remembered.
 #include "diagnostics/storage_test_base.h"
 
 #include <vector>
 
 #include "checks/message_keys.h"
 #include "checks/null_channels.h"
+#include "checks/read_timeout.h"
+#include "checks/system_events.h"
 
 namespace ostria::storage {
-
-namespace {
-
-constexpr std::uint32_t kWakingTimeoutSeconds = 30;
-constexpr std::uint32_t kReadyTimeoutSeconds = 10;
-
-bool isRotating(StorageComponent& component) {
-  if (component.busKind() != StorageBusKind::Ata) {
-    return false;
-  }
-  const auto& attributes = component.attributeMap();
-  const auto found = attributes.find("NonRotatingMedia");
-  return found != attributes.end() && found->second == "F";
-}
-
-bool eventHappened(TestRunContext& context) {
-  const std::uint8_t* events = context.systemEvents();
-  return events != nullptr && (*events & CompromisingSystemEvents) != 0;
-}
-
-}  // namespace
 
 bool StorageTest::isApplicable(SystemComponent* component) {
   auto* storage = dynamic_cast<StorageComponent*>(component);
@@ -50,35 +33,18 @@ TestResult StorageTest::bind(TestRunContext* context) {
   if (protocol_ == nullptr) {
     return TestResult::CouldNotStart;
   }
-  readTimeoutSeconds_ = chooseReadTimeout();
+  readTimeoutSeconds_ = chooseReadTimeout(*component_);
   log_ = context->messageLog();
   listener_ = context->listener();
   return log_ == nullptr || listener_ == nullptr ? TestResult::CouldNotStart : TestResult::Passed;
 }
 
-std::uint32_t StorageTest::chooseReadTimeout() {
-  if (component_->connection() == DeviceConnection::RaidMember) {
-    return kWakingTimeoutSeconds;
-  }
-  if (!isRotating(*component_)) {
-    return kReadyTimeoutSeconds;
-  }
-
-  // A protocol without power modes succeeds and leaves the sentinel.
-  std::uint32_t mode = StorageProtocol::OtherMode;
-  if (!succeeded(protocol_->GetPowerMode(&mode))) {
-    return kWakingTimeoutSeconds;
-  }
-  switch (mode) {
-    case StorageProtocol::Idle:
-    case StorageProtocol::Active:
-      return kReadyTimeoutSeconds;
-    case StorageProtocol::Standby:
-      (void)protocol_->IdleImmediate();
-      return kWakingTimeoutSeconds;
-    default:
-      return kWakingTimeoutSeconds;
-  }
+void StorageTest::endRun() {
+  component_ = nullptr;
+  protocol_ = nullptr;
+  listener_ = nullptr;
+  log_ = nullptr;
+  context_ = nullptr;
 }
 
 TestResult StorageTest::begin(TestRunContext* context) {
@@ -108,7 +74,7 @@ bool StorageTest::checkStopNoted(TestRunContext* context, bool report) {
     listener->progress(100, {});
     return true;
   }
-  if (!eventHappened(*context)) {
+  if (!compromisingEventHappened(context->systemEvents())) {
     return false;
   }
   if (report) {

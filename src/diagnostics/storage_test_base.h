@@ -31,6 +31,9 @@ class StorageTest : public Test {
     return check(component, listener, log);
   }
 
+  /// Forgets all that the run has borrowed. For whoever called `run`.
+  void endRun();
+
  protected:
   /// Takes component, protocol, channels and read time-out from the context. Spins up a rotating
   /// ATA disk that stands by. Reports nothing.
@@ -39,9 +42,9 @@ class StorageTest : public Test {
   /// A new run: clears the stop check, binds, and looks for a stop.
   TestResult begin(TestRunContext* context);
   /// Whether the test must stop. A user's abort is closed with an empty progress of 100 percent at
-  /// every call; a system event is told at the first call of a run only.
+  /// every call; a system event is reported at the first call of a run only.
   bool checkStop(TestRunContext* context);
-  /// The form for long loops. @param report  tell a system event
+  /// The form for long loops. @param report  whether a system event is reported
   static bool checkStopNoted(TestRunContext* context, bool report);
 
   /// Reads one sector by the protocol into a scratch buffer of `bufferBytes`.
@@ -63,9 +66,6 @@ class StorageTest : public Test {
   TestRunContext* context_ = nullptr;
   bool stopChecked_ = false;
   std::uint32_t readTimeoutSeconds_ = 30;  ///< of single reads: 10, or 30 when it may spin up
-
- private:
-  std::uint32_t chooseReadTimeout();
 };
 
 }  // namespace ostria::storage

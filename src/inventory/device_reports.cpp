@@ -54,7 +54,7 @@ bool vendorReportEnabled() {
   if (!readConfigurationFile("config.ini", contents, error)) {
     return false;
   }
-  const auto section = contents.find("STORAGE");
+  const auto section = contents.find(kStorageSection);
   if (section == contents.end()) {
     return false;
   }

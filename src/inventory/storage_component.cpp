@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 
+#include "base/sector_size.h"
 #include "inventory/device_reports.h"
 #include "inventory/storage_scanner.h"
 #include "services/filesystem.h"
@@ -14,7 +15,6 @@ namespace ostria::storage {
 namespace {
 
 constexpr std::uint32_t kReadTimeoutSeconds = 30;
-constexpr std::uint32_t kSmallestSector = 512;
 constexpr std::uint64_t kControllerStatusRegister = 0x1C;  // NVMe CSTS
 constexpr std::uint32_t kControllerFatalStatusBit = 0x2;   // NVMe CSTS.CFS
 
@@ -104,7 +104,7 @@ ProtocolResult StorageComponent::readVolume(std::uint64_t lba, std::uint16_t cou
                                             std::uint32_t timeoutSeconds) {
   StorageProtocolProperties properties;
   if (!succeeded(protocol_->GetCachedProperties(&properties)) ||
-      properties.logicalSectorSize < kSmallestSector || buffer == nullptr) {
+      properties.logicalSectorSize < kSmallestSectorBytes || buffer == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
   const std::uint64_t sectorSize = properties.logicalSectorSize;
@@ -127,7 +127,7 @@ std::uint16_t StorageComponent::preferredReadBlock() {
     preferredReadBlock_ = kReadBlockCandidates.front();
     return preferredReadBlock_;
   }
-  const std::uint32_t sectorSize = std::max(properties.logicalSectorSize, kSmallestSector);
+  const std::uint32_t sectorSize = std::max(properties.logicalSectorSize, kSmallestSectorBytes);
   for (const std::uint16_t candidate : kReadBlockCandidates) {
     std::vector<std::uint8_t> buffer(std::size_t{candidate} * sectorSize);
     const auto readOnce = [&] {

@@ -63,7 +63,9 @@ class StorageComponent : public SystemComponent {
     userAnswer_ = answer;
     userAnswerSet_ = true;
   }
-  /// 2 when the PCI function is confirmed as an NVM controller, else 0.
+  /// Controller access of a device whose PCI function is an NVM controller.
+  static constexpr std::uint32_t kConfirmedNvmeController = 2;
+  /// `kConfirmedNvmeController`, or 0.
   std::uint32_t controllerAccess() const { return controllerAccess_; }
   void setControllerAccess(std::uint32_t access) { controllerAccess_ = access; }
   std::uint8_t pciBus() const { return pciBus_; }

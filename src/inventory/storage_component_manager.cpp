@@ -15,7 +15,6 @@ const std::string kUniqueIdentifierKey = "UDI";
 
 constexpr std::uint32_t kPciMassStorage = 1;
 constexpr std::uint32_t kPciNvmController = 8;
-constexpr std::uint32_t kConfirmedNvmController = 2;
 
 StorageComponent& asStorage(SystemComponent* component) {
   return *static_cast<StorageComponent*>(component);
@@ -118,7 +117,7 @@ void StorageComponentManager::locateController(std::uint32_t number, StorageComp
     return;
   }
   component.setPciLocation(location[0], location[1], location[2]);
-  component.setControllerAccess(kConfirmedNvmController);
+  component.setControllerAccess(StorageComponent::kConfirmedNvmeController);
 }
 
 void StorageComponentManager::scanDirectDevices() {

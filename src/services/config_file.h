@@ -6,6 +6,9 @@
 
 namespace ostria::storage {
 
+/// The section that holds all settings of this module.
+inline constexpr char kStorageSection[] = "STORAGE";
+
 /// Codes of the `ConfigurationError` that ends the reading of a file, beside those for the value of
 /// a key. 1001 to 1014 name a malformed line.
 namespace config_file_error {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "checks/device_checks.h"
+#include "checks/read_timeout.h"
 
 namespace ostria::storage {
 
@@ -18,34 +19,11 @@ ToolStatus ScanAndFixTool::execute(const RecoverDeviceItem& item, std::uint32_t 
   return ScanTool::execute(item, partitionIndex);
 }
 
-/// Seconds that a write may take: more for a drive that may have to spin up first.
 std::uint32_t ScanAndFixTool::chooseTimeout() {
-  constexpr std::uint32_t kAwake = 10;
-  constexpr std::uint32_t kAsleep = 30;
-  StorageProtocol* const protocol = component_ != nullptr ? component_->storageProtocol() : nullptr;
-  if (protocol == nullptr || component_->connection() == DeviceConnection::RaidMember) {
-    return kAsleep;
-  }
-  const auto& attributes = component_->attributeMap();
-  const auto rotation = attributes.find("NonRotatingMedia");
-  const bool spinning = component_->busKind() == StorageBusKind::Ata &&
-                        rotation != attributes.end() && rotation->second == "F";
-  if (!spinning) {
-    return kAwake;
-  }
-
-  std::uint32_t mode = StorageProtocol::OtherMode;
-  if (!succeeded(protocol->GetPowerMode(&mode))) {
-    return kAsleep;
-  }
-  if (mode == StorageProtocol::Idle || mode == StorageProtocol::Active) {
-    return kAwake;
-  }
-  if (mode == StorageProtocol::Standby) {
-    // Wakes the drive; one that does not care stays asleep and gets the longer time all the same.
-    static_cast<void>(protocol->IdleImmediate());
-  }
-  return kAsleep;
+  constexpr std::uint32_t kWithoutDevice = 30;
+  return component_ == nullptr || component_->storageProtocol() == nullptr
+             ? kWithoutDevice
+             : chooseReadTimeout(*component_);
 }
 
 ToolStatus ScanAndFixTool::handleBadSector(std::uint64_t sector) {

@@ -2,9 +2,7 @@
 // handlers within any of them.
 #include "tools/tool_events.h"
 
-#include <atomic>
-
-#include "ostria/storage/test_run_context.h"
+#include "checks/system_events.h"
 
 namespace ostria::storage {
 
@@ -31,13 +29,6 @@ bool isAbortRequested(const Tool& tool) {
   return tool.abortSource != nullptr && tool.abortSource->isAborted();
 }
 
-bool hasCompromisingEvent(const Tool& tool) {
-  if (tool.systemEvents == nullptr) {
-    return false;
-  }
-  // The host sets the byte from another thread.
-  const std::atomic_ref<std::uint8_t> events(*tool.systemEvents);
-  return (events.load(std::memory_order_relaxed) & CompromisingSystemEvents) != 0;
-}
+bool hasCompromisingEvent(const Tool& tool) { return compromisingEventHappened(tool.systemEvents); }
 
 }  // namespace ostria::storage

@@ -66,7 +66,7 @@ class Tool {
   Identifier identifier;
   // Assigned by the host before `run`; all may stay null.
   AbortContext* abortSource = nullptr;
-  std::uint8_t* systemEvents = nullptr;  ///< event byte, see `CompromisingSystemEvents`
+  std::uint8_t* systemEvents = nullptr;  ///< event byte, see `kCompromisingSystemEvents`
   ToolEventReceiver* eventReceiver = nullptr;
   std::vector<SystemComponent*> devices;  ///< not owned
   void* hostContext = nullptr;            ///< not owned, never read by the module

@@ -4,19 +4,19 @@
 #include <charconv>
 #include <limits>
 
+#include "base/sector_size.h"
 #include "checks/message_keys.h"
+#include "services/config_file.h"
 #include "services/number_handler.h"
 
 namespace ostria::storage {
 
 namespace {
 
-constexpr char kSectionName[] = "STORAGE";
 constexpr char kInitialSizeKey[] = "INITIAL_SIZE";
 constexpr char kCentralSizeKey[] = "CENTRAL_SIZE";
 constexpr char kFinalSizeKey[] = "FINAL_SIZE";
 constexpr char kWholeDiskKey[] = "WHOLE_DISK_READ";
-constexpr std::uint32_t kSmallestSectorSize = 512;
 
 // Sectors of so many GiB, at most `most`: a configured size may be beyond any disk.
 std::uint64_t sectorsOf(std::uint64_t gib, double perGiB, std::uint64_t most) {
@@ -42,7 +42,7 @@ bool parseWhole(const std::string& text, std::uint64_t& value) {
 }  // namespace
 
 bool StorageDeviceReadTest::configure(ConfigurationMap configuration, ConfigurationError* error) {
-  const auto section = configuration.find(kSectionName);
+  const auto section = configuration.find(kStorageSection);
   if (section == configuration.end()) {
     return true;
   }
@@ -50,7 +50,7 @@ bool StorageDeviceReadTest::configure(ConfigurationMap configuration, Configurat
     if (error != nullptr) {
       error->code = code;
       error->key = key;
-      error->section = kSectionName;
+      error->section = kStorageSection;
     }
     return false;
   };
@@ -111,7 +111,7 @@ TestResult StorageDeviceReadTest::run(TestRunContext* context) {
 TestResult StorageDeviceReadTest::read() {
   progress(0);
   const StorageProtocolProperties properties = cachedProperties(protocol_);
-  if (properties.logicalSectorSize < kSmallestSectorSize) {
+  if (properties.logicalSectorSize < kSmallestSectorBytes) {
     return TestResult::NotPerformed;
   }
   const std::vector<Stretch> stretches = layOut(properties);
@@ -192,7 +192,7 @@ TestResult StorageDeviceReadTest::readStretch(const Stretch& stretch) {
   const StorageProtocolProperties properties = cachedProperties(protocol_);
   const std::uint32_t sectorSize = properties.logicalSectorSize;
   if (stretch.first > stretch.last || stretch.last >= properties.totalSectors ||
-      sectorSize < kSmallestSectorSize) {
+      sectorSize < kSmallestSectorBytes) {
     return TestResult::CouldNotStart;
   }
 

@@ -1,3 +1,5 @@
+// The NVMe controller status register (CSTS) tells of a fatal error even when the drive takes no
+// command any more, but only a driver can read it.
 #include "diagnostics/health/controller_status.h"
 
 #include "checks/message_keys.h"
@@ -5,17 +7,13 @@
 
 namespace ostria::storage {
 
-namespace {
-constexpr std::uint32_t kConfirmedNvmeController = 2;
-}
-
 TestResult ControllerStatusTest::check(StorageComponent* component, TestListener* listener,
                                        MessageLog* log) {
   const char* reason = nullptr;
   if (component == nullptr) {
     reason = keys::kDeviceNotIdentified;
   } else if (component->busKind() != StorageBusKind::Nvme ||
-             component->controllerAccess() != kConfirmedNvmeController) {
+             component->controllerAccess() != StorageComponent::kConfirmedNvmeController) {
     reason = keys::kInvalidProtocol;
   }
   if (reason == nullptr) {

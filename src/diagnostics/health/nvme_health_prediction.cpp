@@ -4,12 +4,12 @@
 #include "diagnostics/health/nvme_access.h"
 #include "diagnostics/health/nvme_health_estimate.h"
 #include "inventory/html_table.h"
+#include "services/config_file.h"
 
 namespace ostria::storage {
 
 namespace {
 
-constexpr char kSectionName[] = "STORAGE";
 constexpr char kEnableKey[] = "ENABLE_NVME_HEALTH_PREDICTION_TEST";
 constexpr char kHealthFail[] = "SSD_HEALTH_FAIL";
 constexpr char kHealthWarning[] = "SSD_HEALTH_WARNING";
@@ -79,7 +79,7 @@ bool NvmeHealthPredictionTest::isApplicable(SystemComponent* component) {
 }
 
 bool NvmeHealthPredictionTest::configure(ConfigurationMap configuration, ConfigurationError*) {
-  const auto section = configuration.find(kSectionName);
+  const auto section = configuration.find(kStorageSection);
   if (section == configuration.end()) {
     return true;
   }

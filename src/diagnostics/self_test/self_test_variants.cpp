@@ -5,6 +5,7 @@
 
 #include "checks/message_keys.h"
 #include "diagnostics/self_test/self_test_routine.h"
+#include "services/config_file.h"
 
 namespace ostria::storage {
 
@@ -17,8 +18,6 @@ constexpr std::array<std::string_view, 3> kExcludedModels = {
     "ST10000NM001G        00MX141 00MX141OST",
 };
 
-constexpr char kStorageSection[] = "STORAGE";
-
 bool isAta(const StorageComponent& component) {
   return component.storageProtocol()->GetProtocolKind() == ProtocolKind::Ata;
 }
@@ -28,8 +27,9 @@ bool isOptaneVolume(SystemComponent* component) {
   return storage != nullptr && storage->optaneVolume();
 }
 
-/// What `ShortSelfTest` and `ConveyanceSelfTest` demand of the place of a drive.
-TestResult checkPlace(const StorageComponent& component, TestListener* listener, MessageLog* log) {
+/// What `ShortSelfTest` and `ConveyanceSelfTest` demand of how a drive is attached.
+TestResult checkAttachment(const StorageComponent& component, TestListener* listener,
+                           MessageLog* log) {
   if (component.connection() == DeviceConnection::External) {
     return refuse(listener, log, keys::kNotSupportedInExternalDevice, Statement);
   }
@@ -78,7 +78,7 @@ TestResult ShortSelfTest::check(StorageComponent* component, TestListener* liste
                                 MessageLog* log) {
   TestResult checked = checkSelfTestSupported(component, listener, log);
   if (checked == TestResult::Passed) {
-    checked = checkPlace(*component, listener, log);
+    checked = checkAttachment(*component, listener, log);
   }
   return checked == TestResult::Passed ? SelfTest::check(component, listener, log) : checked;
 }
@@ -108,7 +108,7 @@ TestResult ConveyanceSelfTest::check(StorageComponent* component, TestListener* 
   if (component == nullptr) {
     return TestResult::CouldNotStart;
   }
-  const TestResult checked = checkPlace(*component, listener, log);
+  const TestResult checked = checkAttachment(*component, listener, log);
   if (checked != TestResult::Passed) {
     return checked;
   }

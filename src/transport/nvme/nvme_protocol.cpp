@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "base/byte_order.h"
+#include "base/sector_size.h"
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/nvme/nvme_data.h"
 
@@ -15,7 +16,6 @@ namespace ostria::storage {
 namespace {
 
 constexpr std::uint32_t kAllNamespaces = NvmeGetLog::kAllNamespaces;
-constexpr std::uint32_t kSmallestSectorSize = 512;
 constexpr std::uint8_t kSelfTestAbortCode = 15;
 
 }  // namespace
@@ -186,7 +186,7 @@ ProtocolResult NvmeProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
                                   std::uint32_t bufferBytes) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
   // A controller writes as many sectors as the command asks for, so the buffer has to hold them.
-  if (buffer == nullptr || sectorSize < kSmallestSectorSize || sectors == 0 ||
+  if (buffer == nullptr || sectorSize < kSmallestSectorBytes || sectors == 0 ||
       std::uint64_t{sectors} * sectorSize > bufferBytes) {
     return ProtocolResult::InvalidArgument;
   }
