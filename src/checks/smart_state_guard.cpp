@@ -1,3 +1,5 @@
+// The restoring itself is the affair of a scope guard around the test, so that no way out of the
+// test misses it.
 #include "checks/smart_state_guard.h"
 
 namespace ostria::storage {
@@ -7,12 +9,15 @@ ProtocolResult SmartStateGuard::enable(StorageProtocol& protocol) {
   if (!succeeded(protocol.GetProperties(&properties))) {
     return ProtocolResult::Failure;
   }
-  wasEnabled_ = properties.smartEnabled;
-  return protocol.SetSmartEnabled(1);
+  const ProtocolResult result = protocol.SetSmartEnabled(1);
+  // A device that refused has nothing to be put back.
+  wasEnabled_ = properties.smartEnabled || !succeeded(result);
+  return result;
 }
 
 void SmartStateGuard::restore(StorageProtocol& protocol, MessageLog* /*log*/) {
   if (!wasEnabled_) {
+    wasEnabled_ = true;
     (void)protocol.SetSmartEnabled(0);
   }
 }

@@ -11,8 +11,8 @@ class SmartStateGuard {
   /// Asks the device for its state, then enables SMART.
   /// @return `Failure` when the device does not tell its state, else what enabling gave
   ProtocolResult enable(StorageProtocol& protocol);
-  /// Disables SMART if `enable` had found it disabled. There is nobody to tell when the device
-  /// refuses.
+  /// Disables SMART if `enable` had found it disabled, once. A device that refuses keeps it; the
+  /// verdict of the test does not depend on it.
   void restore(StorageProtocol& protocol, MessageLog* log);
 
  private:

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/on_exit.h"
 #include "diagnostics/storage_test_base.h"
 
 namespace ostria::storage {
@@ -26,9 +27,18 @@ class TestWithDeviceHint final : public Test {
   }
 
   TestResult run(TestRunContext* context) override {
-    const TestResult result =
-        guarded(TestResult::CouldNotStart, [&] { return test_.run(context); });
-    // The verdict stands even if there is no memory left for the hint.
+    const OnExit forget{[&] { test_.endRun(); }};
+    bool ended = false;
+    const TestResult result = guarded(TestResult::CouldNotStart, [&] {
+      const TestResult verdict = test_.run(context);
+      ended = true;
+      return verdict;
+    });
+    // Each of these may meet what ended the test: a host that fails, or no memory. The verdict
+    // stands all the same.
+    if (!ended) {
+      guarded(false, [&] { return closeProgress(context); });
+    }
     if (result == TestResult::Failed) {
       guarded(false, [&] { return giveHint(*context); });
     }
@@ -80,6 +90,15 @@ class TestWithDeviceHint final : public Test {
     } catch (...) {
       return otherwise;
     }
+  }
+
+  /// The closing report that the test did not come to.
+  static bool closeProgress(TestRunContext* context) {
+    TestListener* const listener = context == nullptr ? nullptr : context->listener();
+    if (listener != nullptr) {
+      listener->progress(100, {});
+    }
+    return true;
   }
 
   bool giveHint(TestRunContext& context) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,9 @@ class FakeHost : public TestRunContext {
   std::vector<InputRequest> requests;
   std::vector<TestParameter> chosenParameters;
   unsigned polls = 0;
+  /// The report, progress or log, counted from 0, at which the host fails with an exception.
+  unsigned failAtReport = kNever;
+  unsigned reports = 0;
 
   /// Number of lines that begin with `prefix`.
   unsigned count(const std::string& prefix) const {
@@ -57,12 +61,19 @@ class FakeHost : public TestRunContext {
   void parameters(std::vector<TestParameter>& out) override { out = chosenParameters; }
 
  private:
+  void countReport() {
+    if (reports++ == failAtReport) {
+      throw std::runtime_error("the host fails");
+    }
+  }
+
   class Listener final : public TestListener {
    public:
     explicit Listener(FakeHost& host) : host_(host) {}
     void progress(std::uint8_t percent, const std::string& message) override {
+      host_.countReport();
       host_.messages.push_back("progress " + std::to_string(percent) +
-                               (message.empty() ? "" : " " + message));
+                            (message.empty() ? "" : " " + message));
     }
     void requestInput(InputRequest* request) override {
       request->answer = host_.answer;
@@ -81,8 +92,9 @@ class FakeHost : public TestRunContext {
    public:
     explicit Log(FakeHost& host) : host_(host) {}
     void add(std::string message, std::uint32_t severity, std::uint8_t flag) override {
+      host_.countReport();
       host_.messages.push_back("log " + std::to_string(severity) +
-                               (flag == 0 ? " " : " flag " + std::to_string(flag) + " ") + message);
+                            (flag == 0 ? " " : " flag " + std::to_string(flag) + " ") + message);
     }
 
    private:

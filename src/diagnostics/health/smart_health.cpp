@@ -4,6 +4,7 @@
 
 #include "checks/message_keys.h"
 #include "diagnostics/health/smart_health_tables.h"
+#include "services/config_file.h"
 #include "services/sal.h"
 #include "transport/ata/ata_protocol.h"
 
@@ -64,7 +65,7 @@ bool SmartHealthTest::isApplicable(SystemComponent* component) {
 }
 
 bool SmartHealthTest::configure(ConfigurationMap configuration, ConfigurationError* /*error*/) {
-  enabledByConfiguration_ = configuration["STORAGE"]["ENABLE_SMART_HEALTH_TEST"] == "1";
+  enabledByConfiguration_ = configuration[kStorageSection]["ENABLE_SMART_HEALTH_TEST"] == "1";
   return true;
 }
 
@@ -88,10 +89,7 @@ TestResult SmartHealthTest::prepare(StorageComponent* component, TestListener* l
   if (checked != TestResult::Passed) {
     return checked;
   }
-  if (!succeeded(smartGuard_.enable(*component->storageProtocol()))) {
-    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
-  }
-  return TestResult::Passed;
+  return enableSmart(*component, listener, log);
 }
 
 TestResult SmartHealthTest::run(TestRunContext* context) {
@@ -99,12 +97,10 @@ TestResult SmartHealthTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  TestResult result = prepare(component_, listener_, log_);
-  if (result == TestResult::Passed) {
-    result = judge();
-    smartGuard_.restore(*protocol_, log_);
-  }
-  return close(result);
+  return close(restoringSmart([this] {
+    const TestResult prepared = prepare(component_, listener_, log_);
+    return prepared == TestResult::Passed ? judge() : prepared;
+  }));
 }
 
 TestResult SmartHealthTest::judge() {

@@ -2,17 +2,16 @@
 
 #include <vector>
 
-#include "checks/smart_state_guard.h"
-#include "diagnostics/storage_test_base.h"
+#include "diagnostics/smart_test_base.h"
 #include "transport/ata/smart_attribute.h"
 
 namespace ostria::storage {
 
 /// A health percentage worked out from the SMART attributes of an ATA disk; `Warning` below 70.
 /// Off until the configuration enables it.
-class SmartHealthTest : public StorageTest {
+class SmartHealthTest : public SmartTestBase {
  public:
-  using StorageTest::StorageTest;
+  using SmartTestBase::SmartTestBase;
 
   bool isApplicable(SystemComponent* component) override;
   TestResult run(TestRunContext* context) override;
@@ -28,7 +27,6 @@ class SmartHealthTest : public StorageTest {
  private:
   TestResult judge();
 
-  SmartStateGuard smartGuard_;
   bool enabledByConfiguration_ = false;
 };
 

@@ -27,10 +27,7 @@ TestResult SmartStatusTest::prepare(StorageComponent* component, TestListener* l
   if (checked != TestResult::Passed) {
     return checked;
   }
-  if (!succeeded(smartGuard_->enable(*component->storageProtocol()))) {
-    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
-  }
-  return TestResult::Passed;
+  return enableSmart(*component, listener, log);
 }
 
 TestResult SmartStatusTest::run(TestRunContext* context) {
@@ -38,13 +35,10 @@ TestResult SmartStatusTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  smartGuard_ = std::make_unique<SmartStateGuard>();
-  TestResult result = prepare(component_, listener_, log_);
-  if (result == TestResult::Passed) {
-    result = judge();
-    smartGuard_->restore(*protocol_, log_);
-  }
-  return close(result);
+  return close(restoringSmart([this] {
+    const TestResult prepared = prepare(component_, listener_, log_);
+    return prepared == TestResult::Passed ? judge() : prepared;
+  }));
 }
 
 TestResult SmartStatusTest::judge() {

@@ -1,16 +1,13 @@
 #pragma once
 
-#include <memory>
-
-#include "checks/smart_state_guard.h"
-#include "diagnostics/storage_test_base.h"
+#include "diagnostics/smart_test_base.h"
 
 namespace ostria::storage {
 
 /// The device's own overall SMART verdict. `Failed` when the device says that it fails.
-class SmartStatusTest : public StorageTest {
+class SmartStatusTest : public SmartTestBase {
  public:
-  using StorageTest::StorageTest;
+  using SmartTestBase::SmartTestBase;
 
   TestResult run(TestRunContext* context) override;
   TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
@@ -18,8 +15,6 @@ class SmartStatusTest : public StorageTest {
 
  private:
   TestResult judge();
-
-  std::unique_ptr<SmartStateGuard> smartGuard_;
 };
 
 }  // namespace ostria::storage

@@ -40,11 +40,8 @@ TestResult SmartWearoutTest::prepare(StorageComponent* component, TestListener* 
   if (checked != TestResult::Passed) {
     return checked;
   }
-  StorageProtocol& protocol = *component->storageProtocol();
-  if (hasSmartSwitch(protocol) && !succeeded(smartGuard_.enable(protocol))) {
-    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
-  }
-  return TestResult::Passed;
+  return hasSmartSwitch(*component->storageProtocol()) ? enableSmart(*component, listener, log)
+                                                       : TestResult::Passed;
 }
 
 TestResult SmartWearoutTest::run(TestRunContext* context) {
@@ -53,13 +50,10 @@ TestResult SmartWearoutTest::run(TestRunContext* context) {
     return begun;
   }
   std::string finding;
-  TestResult result = prepare(component_, listener_, log_);
-  if (result == TestResult::Passed) {
-    result = judge(finding);
-    if (hasSmartSwitch(*protocol_)) {
-      smartGuard_.restore(*protocol_, log_);
-    }
-  }
+  const TestResult result = restoringSmart([&] {
+    const TestResult prepared = prepare(component_, listener_, log_);
+    return prepared == TestResult::Passed ? judge(finding) : prepared;
+  });
   progress(100, finding);
   return result;
 }

@@ -1,14 +1,13 @@
 #pragma once
 
-#include "checks/smart_state_guard.h"
-#include "diagnostics/storage_test_base.h"
+#include "diagnostics/smart_test_base.h"
 
 namespace ostria::storage {
 
 /// How much of an SSD's life is left. Never `Failed`: the finding is the closing line.
-class SmartWearoutTest : public StorageTest {
+class SmartWearoutTest : public SmartTestBase {
  public:
-  using StorageTest::StorageTest;
+  using SmartTestBase::SmartTestBase;
 
   TestResult run(TestRunContext* context) override;
   TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
@@ -17,8 +16,6 @@ class SmartWearoutTest : public StorageTest {
  private:
   /// @param finding  set to the closing line, which may be empty
   TestResult judge(std::string& finding);
-
-  SmartStateGuard smartGuard_;
 };
 
 }  // namespace ostria::storage

@@ -1,7 +1,11 @@
+// The drive's own routine (SMART EXECUTE OFF-LINE IMMEDIATE, SEND DIAGNOSTIC) runs beside the host
+// and outlives it, so everything here is about knowing whose routine runs and never leaving one
+// behind.
 #include "diagnostics/self_test/self_test_routine.h"
 
 #include <algorithm>
 
+#include "base/on_exit.h"
 #include "checks/message_keys.h"
 #include "diagnostics/self_test/self_test_status.h"
 #include "services/sal.h"
@@ -71,17 +75,10 @@ TestResult SelfTest::prepare(StorageComponent* component, TestListener* listener
   if (checked != TestResult::Passed) {
     return checked;
   }
-  StorageProtocol& protocol = *component->storageProtocol();
-  if (!isAta(protocol)) {
+  if (!isAta(*component->storageProtocol())) {
     return TestResult::Passed;
   }
-  if (smartGuard_ == nullptr) {
-    return TestResult::CouldNotStart;
-  }
-  if (!succeeded(smartGuard_->enable(protocol))) {
-    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
-  }
-  return TestResult::Passed;
+  return enableSmart(*component, listener, log);
 }
 
 TestResult SelfTest::run(TestRunContext* context) {
@@ -89,15 +86,10 @@ TestResult SelfTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  smartGuard_ = isAta(*protocol_) ? std::make_unique<SmartStateGuard>() : nullptr;
-  TestResult result = prepare(component_, listener_, log_);
-  if (result == TestResult::Passed) {
-    result = perform();
-    if (smartGuard_ != nullptr) {
-      smartGuard_->restore(*protocol_, log_);
-    }
-  }
-  return close(result);
+  return close(restoringSmart([this] {
+    const TestResult prepared = prepare(component_, listener_, log_);
+    return prepared == TestResult::Passed ? perform() : prepared;
+  }));
 }
 
 TestResult SelfTest::perform() {
@@ -112,9 +104,15 @@ TestResult SelfTest::perform() {
   if (started != TestResult::Passed) {
     return started;
   }
+  // Until the drive has ended its routine, or is lost, whatever ends this test stops the routine.
+  bool running = true;
+  const OnExit stopRoutine{[&] {
+    if (running) {
+      (void)protocol_->AbortSelfTest();
+    }
+  }};
   progress(0);
-  std::uint8_t status = kUnknownSelfTestStatus;
-  return watch(status);
+  return watch(running);
 }
 
 TestResult SelfTest::clearOtherRoutine() {
@@ -155,7 +153,7 @@ TestResult SelfTest::startRoutine() {
   return result;
 }
 
-TestResult SelfTest::watch(std::uint8_t status) {
+TestResult SelfTest::watch(bool& running) {
   Timer& timer = *get_timer();
   std::int64_t lastPoll = timer.clock();
   const std::int64_t started = lastPoll;
@@ -163,20 +161,23 @@ TestResult SelfTest::watch(std::uint8_t status) {
     return timer.secondsBetween(since, timer.clock());
   };
   std::uint8_t shown = 0;
+  std::uint8_t status = kUnknownSelfTestStatus;
   if (!succeeded(protocol_->GetSelfTestResult(&status))) {
+    running = false;
     return cannotPerform();
   }
   for (;; timer.wait(kLoopPauseMilliseconds)) {
     if (status != kSelfTestInProgress) {
+      running = false;
       return judgeSelfTestStatus(*protocol_, status, listener_, log_);
     }
     if (checkStop(context_)) {
-      (void)protocol_->AbortSelfTest();
       return TestResult::Stopped;
     }
     if (passed(lastPoll) >= routine_.pollSeconds) {
       const TestResult polled = poll(shown, status);
       if (polled != TestResult::Passed) {
+        running = false;
         return polled;
       }
       lastPoll = timer.clock();
@@ -188,7 +189,6 @@ TestResult SelfTest::watch(std::uint8_t status) {
       const std::string text =
           keyColonNumber(keys::kFinishedWithTimeout, routine_.timeoutSeconds) + " s";
       showThenLog(listener_, log_, text, MissingCapability);
-      (void)protocol_->AbortSelfTest();
       return TestResult::Warning;
     }
   }

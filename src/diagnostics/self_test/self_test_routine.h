@@ -1,10 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
-#include "checks/smart_state_guard.h"
-#include "diagnostics/storage_test_base.h"
+#include "diagnostics/smart_test_base.h"
 
 namespace ostria::storage {
 
@@ -13,7 +11,7 @@ namespace ostria::storage {
 ///
 /// A routine lives on in the drive by itself. It is stopped on an abort, on a time-out, and when
 /// another one is found in progress at the start; not after the drive was lost.
-class SelfTest : public StorageTest {
+class SelfTest : public SmartTestBase {
  public:
   TestResult run(TestRunContext* context) override;
   /// What all variants demand; they call it last.
@@ -29,7 +27,7 @@ class SelfTest : public StorageTest {
     std::uint32_t timeoutSeconds;  ///< from the start of the routine
   };
 
-  SelfTest(const Identifier& id, const Routine& routine) : StorageTest(id), routine_(routine) {}
+  SelfTest(const Identifier& id, const Routine& routine) : SmartTestBase(id), routine_(routine) {}
 
   /// Refusal of devices that cannot do a short or extended test: null objects, and ATA drives
   /// without self-tests.
@@ -37,7 +35,7 @@ class SelfTest : public StorageTest {
                                            MessageLog* log);
 
   Routine routine_;
-  /// The configuration chose the routine: no time-out, and SSDs are welcome.
+  /// The configuration chose the routine: no time-out, and also for SSDs.
   bool explicitParameters_ = false;
 
  private:
@@ -45,12 +43,11 @@ class SelfTest : public StorageTest {
   /// Stops a routine that somebody else has started. @return `Passed` when the drive is free
   TestResult clearOtherRoutine();
   TestResult startRoutine();
-  TestResult watch(std::uint8_t status);
+  /// @param running  cleared when the routine needs no stopping any more
+  TestResult watch(bool& running);
   /// Asks the drive how far it is. @return `Stopped` when the drive is gone
   TestResult poll(std::uint8_t& shown, std::uint8_t& status);
   TestResult cannotPerform();
-
-  std::unique_ptr<SmartStateGuard> smartGuard_;  ///< for an ATA drive only
 };
 
 /// Short offline routine, ATA and SCSI.

@@ -57,9 +57,6 @@ TestResult TargetedReadTest::prepare(StorageComponent* component, TestListener* 
   if (checked != TestResult::Passed) {
     return checked;
   }
-  if (smartGuard_ == nullptr) {
-    return TestResult::CouldNotStart;
-  }
   const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
   if (properties.securitySupported && properties.securityLocked) {
     logThenShow(listener, log, passwordText(), Statement);
@@ -68,10 +65,7 @@ TestResult TargetedReadTest::prepare(StorageComponent* component, TestListener* 
   if (component->connection() != DeviceConnection::RaidMember) {
     wakeByReading(*component);
   }
-  if (!succeeded(smartGuard_->enable(*component->storageProtocol()))) {
-    return refuse(listener, log, keys::kCannotEnableSmart, MissingCapability);
-  }
-  return TestResult::Passed;
+  return enableSmart(*component, listener, log);
 }
 
 TestResult TargetedReadTest::run(TestRunContext* context) {
@@ -79,23 +73,21 @@ TestResult TargetedReadTest::run(TestRunContext* context) {
   if (begun != TestResult::Passed) {
     return begun;
   }
-  smartGuard_ = std::make_unique<SmartStateGuard>();
-  const TestResult prepared = prepare(component_, listener_, log_);
-  if (prepared != TestResult::Passed) {
-    return close(prepared);
-  }
+  return close(restoringSmart([this] {
+    const TestResult prepared = prepare(component_, listener_, log_);
+    return prepared == TestResult::Passed ? readTargets() : prepared;
+  }));
+}
 
+TestResult TargetedReadTest::readTargets() {
   progress(0);
-  TestResult result = TestResult::CouldNotStart;
-  if (auto* ata = dynamic_cast<AtaProtocol*>(protocol_)) {
-    std::set<std::uint64_t> targets;
-    result = collect(*ata, targets);
-    if (result == TestResult::Passed) {
-      result = readAround(targets);
-    }
+  auto* ata = dynamic_cast<AtaProtocol*>(protocol_);
+  if (ata == nullptr) {
+    return TestResult::CouldNotStart;
   }
-  smartGuard_->restore(*protocol_, log_);
-  return close(result);
+  std::set<std::uint64_t> targets;
+  const TestResult collected = collect(*ata, targets);
+  return collected == TestResult::Passed ? readAround(targets) : collected;
 }
 
 TestResult TargetedReadTest::collect(AtaProtocol& ata, std::set<std::uint64_t>& targets) {

@@ -1,11 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <set>
 
-#include "checks/smart_state_guard.h"
-#include "diagnostics/storage_test_base.h"
+#include "diagnostics/smart_test_base.h"
 
 namespace ostria::storage {
 
@@ -13,19 +11,18 @@ class AtaProtocol;
 
 /// Asks an ATA disk where it has had trouble, and reads there and in the neighbourhood, one sector
 /// at a time. The first unreadable sector fails the test.
-class TargetedReadTest : public StorageTest {
+class TargetedReadTest : public SmartTestBase {
  public:
-  using StorageTest::StorageTest;
+  using SmartTestBase::SmartTestBase;
 
   TestResult run(TestRunContext* context) override;
   TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
   TestResult prepare(StorageComponent* component, TestListener* listener, MessageLog* log) override;
 
  private:
+  TestResult readTargets();
   TestResult collect(AtaProtocol& ata, std::set<std::uint64_t>& targets);
   TestResult readAround(const std::set<std::uint64_t>& targets);
-
-  std::unique_ptr<SmartStateGuard> smartGuard_;
 };
 
 }  // namespace ostria::storage
