@@ -1,8 +1,12 @@
+// What a disk must be before a test or tool reads it, and what a failed read says to the user. A
+// disk that is locked by a password (ATA security) refuses reads in ways that look like bad
+// sectors, so it is recognised first.
 #include "checks/device_checks.h"
 
 #include <algorithm>
+#include <memory>
+#include <new>
 #include <string>
-#include <vector>
 
 #include "base/sector_size.h"
 #include "checks/host_messages.h"
@@ -29,10 +33,22 @@ std::uint32_t sectorBufferBytes(const StorageProtocolProperties& properties) {
   return std::max(properties.logicalSectorSize, kSmallestSectorBytes);
 }
 
+bool isLocked(const StorageComponent& component) {
+  // A bridge may hide the security state from the protocol in use; discovery kept what the ATA
+  // probe had learnt.
+  if (component.connection() == DeviceConnection::External) {
+    return component.securitySupported() && component.securityLocked();
+  }
+  const StorageProtocolProperties properties = cachedProperties(component.storageProtocol());
+  return properties.securitySupported && properties.securityLocked;
+}
+
 void wakeByReading(StorageComponent& component) {
-  std::vector<std::uint8_t> buffer(
-      sectorBufferBytes(cachedProperties(component.storageProtocol())));
-  (void)component.readVolume(0, 1, buffer.data(), kWakeTimeoutSeconds);
+  const std::uint32_t bytes = sectorBufferBytes(cachedProperties(component.storageProtocol()));
+  const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow) std::uint8_t[bytes]);
+  if (buffer != nullptr) {
+    (void)component.readVolume(0, 1, buffer.get(), bytes, kWakeTimeoutSeconds);
+  }
 }
 
 bool checkReadyToRead(StorageComponent* component, TestListener* listener, MessageLog* log) {
@@ -54,12 +70,7 @@ bool checkReadyToRead(StorageComponent* component, TestListener* listener, Messa
     return false;
   }
 
-  // A bridge may hide the security state from the protocol in use; discovery kept what the ATA
-  // probe had learnt.
-  const bool external = component->connection() == DeviceConnection::External;
-  const bool supported = external ? component->securitySupported() : properties.securitySupported;
-  const bool locked = external ? component->securityLocked() : properties.securityLocked;
-  if (supported && locked) {
+  if (isLocked(*component)) {
     logThenShow(listener, log, passwordText(), Statement);
     return false;
   }

@@ -8,14 +8,17 @@
 
 namespace ostria::storage {
 
-// Checks and reports that tests and tools share. Each of them accepts null objects and says so by
-// its answer.
+// Checks and reports that tests and tools share. Those that take pointers accept null ones and say
+// so by their answer.
 
 /// Copy of what the protocol last learnt about its device; empty without a protocol.
 StorageProtocolProperties cachedProperties(const StorageProtocol* protocol);
 
 /// Bytes of a buffer for one sector: the sector size, at least 512.
 std::uint32_t sectorBufferBytes(const StorageProtocolProperties& properties);
+
+/// Whether a password locks the disk, as far as discovery has seen. The component has a protocol.
+bool isLocked(const StorageComponent& component);
 
 /// Reads sector 0 by the operating system and ignores what comes of it: a sleeping disk wakes up.
 void wakeByReading(StorageComponent& component);

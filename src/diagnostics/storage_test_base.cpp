@@ -85,7 +85,7 @@ bool StorageTest::checkStopNoted(TestRunContext* context, bool report) {
 
 ProtocolResult StorageTest::readSector(std::uint64_t lba, std::uint32_t bufferBytes) {
   std::vector<std::uint8_t> buffer(bufferBytes);
-  return component_->readSectors(lba, 1, buffer.data(), true, 0, readTimeoutSeconds_);
+  return component_->readSectors(lba, 1, buffer.data(), true, bufferBytes, readTimeoutSeconds_);
 }
 
 }  // namespace ostria::storage

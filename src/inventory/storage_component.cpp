@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 #include <limits>
+#include <new>
 
 #include "base/sector_size.h"
 #include "inventory/device_reports.h"
@@ -22,6 +23,11 @@ constexpr std::uint32_t kControllerFatalStatusBit = 0x2;   // NVMe CSTS.CFS
 constexpr std::array<std::uint16_t, 10> kReadBlockCandidates = {65535, 32767, 16383, 8193, 4095,
                                                                 2047,  1023,  511,   255,  127};
 constexpr int kReadsPerCandidate = 5;
+
+bool fits(std::uint16_t sectors, const StorageProtocolProperties& properties,
+          std::uint32_t bufferBytes) {
+  return std::uint64_t{sectors} * properties.logicalSectorSize <= bufferBytes;
+}
 
 }  // namespace
 
@@ -92,19 +98,27 @@ bool StorageComponent::hasConfirmedTest(const Identifier& test) {
 }
 
 ProtocolResult StorageComponent::readSectors(std::uint64_t lba, std::uint16_t count, void* buffer,
-                                             bool direct, std::uint32_t bufferSize,
+                                             bool direct, std::uint32_t bufferBytes,
                                              std::uint32_t timeoutSeconds) {
   if (!direct && connection_ != DeviceConnection::RaidMember) {
-    return readVolume(lba, count, buffer, kReadTimeoutSeconds);
+    return readVolume(lba, count, buffer, bufferBytes, kReadTimeoutSeconds);
   }
-  return protocol_->Read(lba, count, timeoutSeconds, buffer, bufferSize);
+  // The protocol reads with the sector size of its cache, which each look at the device refreshes.
+  StorageProtocolProperties properties;
+  if (buffer == nullptr || !succeeded(protocol_->GetCachedProperties(&properties)) ||
+      !fits(count, properties, bufferBytes)) {
+    return ProtocolResult::InvalidArgument;
+  }
+  return protocol_->Read(lba, count, timeoutSeconds, buffer, bufferBytes);
 }
 
 ProtocolResult StorageComponent::readVolume(std::uint64_t lba, std::uint16_t count, void* buffer,
+                                            std::uint32_t bufferBytes,
                                             std::uint32_t timeoutSeconds) {
   StorageProtocolProperties properties;
   if (!succeeded(protocol_->GetCachedProperties(&properties)) ||
-      properties.logicalSectorSize < kSmallestSectorBytes || buffer == nullptr) {
+      properties.logicalSectorSize < kSmallestSectorBytes || buffer == nullptr ||
+      !fits(count, properties, bufferBytes)) {
     return ProtocolResult::InvalidArgument;
   }
   const std::uint64_t sectorSize = properties.logicalSectorSize;
@@ -129,13 +143,19 @@ std::uint16_t StorageComponent::preferredReadBlock() {
   }
   const std::uint32_t sectorSize = std::max(properties.logicalSectorSize, kSmallestSectorBytes);
   for (const std::uint16_t candidate : kReadBlockCandidates) {
-    std::vector<std::uint8_t> buffer(std::size_t{candidate} * sectorSize);
+    const std::uint64_t bytes = std::uint64_t{candidate} * sectorSize;
+    if (bytes > std::numeric_limits<std::uint32_t>::max()) {
+      continue;
+    }
+    // The largest blocks may be more than a small machine has; the next is half of it.
+    const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow)
+                                                     std::uint8_t[static_cast<std::size_t>(bytes)]);
+    if (buffer == nullptr) {
+      continue;
+    }
     const auto readOnce = [&] {
-      return connection_ == DeviceConnection::RaidMember
-                 ? protocol_->Read(0, candidate, kReadTimeoutSeconds, buffer.data(),
-                                   static_cast<std::uint32_t>(std::min<std::size_t>(
-                                       buffer.size(), std::numeric_limits<std::uint32_t>::max())))
-                 : readVolume(0, candidate, buffer.data(), kReadTimeoutSeconds);
+      return readSectors(0, candidate, buffer.get(), false, static_cast<std::uint32_t>(bytes),
+                         kReadTimeoutSeconds);
     };
     int successes = 0;
     while (successes < kReadsPerCandidate && succeeded(readOnce())) {

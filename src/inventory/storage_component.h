@@ -75,14 +75,17 @@ class StorageComponent : public SystemComponent {
 
   /// Reads sectors: with `direct`, and always on a RAID member, by the protocol; else by the
   /// operating system with a time-out of 30 seconds, whatever `timeoutSeconds` says.
-  /// @param bufferSize  bytes of `buffer`, at least `count` sectors
+  /// @param bufferBytes  size of `buffer`
+  /// @return `InvalidArgument` without a buffer, and when the sectors do not fit into it: a device
+  ///         may have changed its sector size since the buffer was made
   ProtocolResult readSectors(std::uint64_t lba, std::uint16_t count, void* buffer, bool direct,
-                             std::uint32_t bufferSize, std::uint32_t timeoutSeconds);
-  /// The operating system's read of the device, without the protocol.
+                             std::uint32_t bufferBytes, std::uint32_t timeoutSeconds);
+  /// The operating system's read of the device, without the protocol. Parameters and refusals are
+  /// those of `readSectors`; also refused are an unknown sector size and an offset beyond 64 bits.
   ProtocolResult readVolume(std::uint64_t lba, std::uint16_t count, void* buffer,
-                            std::uint32_t timeoutSeconds);
-  /// The largest block, in sectors, that the device reads five times in a row. Probed once, and
-  /// again at each call while nothing worked (0).
+                            std::uint32_t bufferBytes, std::uint32_t timeoutSeconds);
+  /// The largest block, in sectors, that the device reads five times in a row and for which there
+  /// is memory. Probed once, and again at each call while nothing worked (0).
   std::uint16_t preferredReadBlock();
   /// Reads bit CFS of the NVMe controller status register through the driver service.
   /// @return `NotSupported` on any other bus, `Failure` without a service or when the read fails

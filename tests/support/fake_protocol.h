@@ -1,8 +1,11 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -51,6 +54,8 @@ class FakeProtocol : public Base {
   std::uint32_t wearIndicator = 0xFFFFFFFF;  ///< left alone at the value 0xFFFFFFFF
   std::uint32_t powerMode = StorageProtocol::Active;
   std::uint64_t firstFailedLba = 0;
+  /// Called at each look at the device.
+  std::function<void()> onGetProperties;
   /// Answers in order; the last one stays.
   std::deque<std::uint8_t> selfTestResults{0};
   std::deque<std::uint8_t> selfTestProgress{0};
@@ -67,6 +72,9 @@ class FakeProtocol : public Base {
   DeviceHandle GetDeviceHandle() override { return DeviceHandle(); }
   ProtocolResult GetProperties(StorageProtocolProperties* out) override {
     const ProtocolResult result = answer("GetProperties");
+    if (onGetProperties) {
+      onGetProperties();
+    }
     if (succeeded(result)) {
       *out = record();
     }
@@ -91,7 +99,12 @@ class FakeProtocol : public Base {
     if (bad != badSectors.end() && bad->first < lba + sectors) {
       return bad->second;
     }
-    std::memset(buffer, 0, std::size_t{sectors} * record().logicalSectorSize);
+    const std::size_t bytes = std::size_t{sectors} * record().logicalSectorSize;
+    if (bytes > bufferBytes) {
+      ADD_FAILURE() << "a read of " << bytes << " bytes into a buffer of " << bufferBytes;
+      return ProtocolResult::Failure;
+    }
+    std::memset(buffer, 0, bytes);
     return ProtocolResult::Success;
   }
   ProtocolResult GetTemperature(std::uint8_t*) override { return answer("GetTemperature"); }
