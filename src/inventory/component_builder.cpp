@@ -48,6 +48,15 @@ std::unique_ptr<AtaProtocol> findAtaBehindUsb(DeviceHandle handle) {
   return protocol;
 }
 
+/// Keeps what the ATA side of an external device knows of its password.
+void keepSecurity(StorageComponent& component, const StorageProtocol& ata) {
+  StorageProtocolProperties seenByAta;
+  if (succeeded(ata.GetCachedProperties(&seenByAta))) {
+    component.setSecuritySupported(seenByAta.securitySupported);
+    component.setSecurityLocked(seenByAta.securityLocked);
+  }
+}
+
 /// Fills the properties through the ATA side of a USB device.
 /// @return false when there is none, or it could not fill them
 bool fillThroughUsbBridge(StorageComponent& component) {
@@ -57,11 +66,7 @@ bool fillThroughUsbBridge(StorageComponent& component) {
     return false;
   }
   const bool filled = succeeded(fillProperties(component, ata.get(), {}));
-  StorageProtocolProperties seenByAta;
-  if (succeeded(ata->GetCachedProperties(&seenByAta))) {
-    component.setSecuritySupported(seenByAta.securitySupported);
-    component.setSecurityLocked(seenByAta.securityLocked);
-  }
+  keepSecurity(component, *ata);
   // The probes went past the component's own protocol, so its view of the device is read anew; when
   // that fails, the cache keeps what it had.
   StorageProtocolProperties refreshed = recordFor(component.busKind());
@@ -95,6 +100,11 @@ std::unique_ptr<StorageComponent> buildComponent(
                       succeeded(fillProperties(*component, nullptr, {}));
   if (!filled) {
     return nullptr;
+  }
+  // A USB device that came over the ATA fallback has no ATA side beside its own protocol.
+  if (record.connection == DeviceConnection::External &&
+      dynamic_cast<const AtaProtocol*>(component->storageProtocol()) != nullptr) {
+    keepSecurity(*component, *component->storageProtocol());
   }
   fillPartitionSections(*component);
   return component;
