@@ -29,6 +29,7 @@ inline constexpr char kTooManyBadSectors[] = "TOO_MANY_BAD_SECTORS_FOUND";
 inline constexpr char kCannotReadLogs[] = "CANNOT_READ_ANYTHING_FROM_LOGS";
 inline constexpr char kBadSectorsFound[] = "BAD_SECTORS_WERE_FOUND";
 inline constexpr char kNumberOfBadBlocks[] = "NUMBER_OF_BLOCKS_WITH_BAD_SECTORS";
+inline constexpr char kBlocksNotListed[] = "NUMBER_OF_BLOCKS_NOT_LISTED";
 inline constexpr char kBadSectorsInRange[] = "BAD_SECTORS_IN_THE_FOLLOWING_RANGE";
 
 // SMART.

@@ -82,7 +82,9 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
       addToStatistic(Scanned, block);
       sector += block;
     } else {
-      if (!protocol_->IsAccessible()) {
+      // A device that comes back with sectors of another size is another one, or none to be judged.
+      if (!protocol_->IsAccessible() ||
+          sectorBufferBytes(cachedProperties(protocol_)) != sectorBytes) {
         return stopWith(ToolStatus::Stopped);
       }
       switch (read.result) {

@@ -1,3 +1,5 @@
+// Reads go through the operating system, which works for every bus; a block that fails is not
+// searched for its bad sector, since the list names blocks.
 #include "diagnostics/surface/full_disk_scan.h"
 
 #include <algorithm>
@@ -7,6 +9,7 @@
 #include <new>
 
 #include "checks/message_keys.h"
+#include "checks/read_block.h"
 #include "diagnostics/surface/scan_parameters.h"
 
 namespace ostria::storage {
@@ -63,21 +66,26 @@ TestResult FullDiskScanTest::run(TestRunContext* context) {
   }
 
   protocol_ = component_->storageProtocol();
+  const StorageProtocolProperties properties = cachedProperties(protocol_);
+  Scan state;
   // The device was found ready, so it has sectors.
-  const std::uint64_t last = cachedProperties(protocol_).totalSectors - 1;
-  std::string closing;
-  const TestResult result = scan(0, last, closing);
-  if (!closing.empty()) {
-    log_->add(closing, Statement, 0);
+  state.last = properties.totalSectors - 1;
+  state.sectorBytes = properties.logicalSectorSize;
+  const TestResult result = scan(state);
+  if (!state.closing.empty()) {
+    log_->add(state.closing, Statement, 0);
   }
-  progress(100, closing);
+  progress(100, state.closing);
   return result;
 }
 
-TestResult FullDiskScanTest::scan(std::uint64_t first, std::uint64_t last, std::string& closing) {
-  badBlocks_.clear();
-  const std::uint64_t blockSectors = component_->preferredReadBlock();
-  const std::uint64_t blockBytes = blockSectors * sectorBufferBytes(cachedProperties(protocol_));
+TestResult FullDiskScanTest::scan(Scan& scan) {
+  scan.blockSectors = chooseReadBlock(*component_);
+  if (scan.blockSectors == 0) {
+    scan.closing = keys::kDeviceCommunicationFailure;
+    return TestResult::Stopped;
+  }
+  const std::uint64_t blockBytes = std::uint64_t{scan.blockSectors} * scan.sectorBytes;
   if (blockBytes > std::numeric_limits<std::uint32_t>::max()) {
     return TestResult::Stopped;
   }
@@ -88,28 +96,24 @@ TestResult FullDiskScanTest::scan(std::uint64_t first, std::uint64_t last, std::
   }
 
   progress(0);
-  const TestResult result = first > last
-                                ? TestResult::Passed
-                                : scanBlocks(first, last, blockSectors, buffer.get(),
-                                             static_cast<std::uint32_t>(blockBytes), closing);
-  if (result != TestResult::Passed || badBlocks_.empty()) {
+  const TestResult result = scanBlocks(scan, buffer.get(), static_cast<std::uint32_t>(blockBytes));
+  if (result != TestResult::Passed || scan.bad.count() == 0) {
     return result;
   }
-  closing = badBlockText(badBlocks_, blockSectors);
+  scan.closing = scan.bad.text(scan.blockSectors);
   return TestResult::Failed;
 }
 
-TestResult FullDiskScanTest::scanBlocks(std::uint64_t first, std::uint64_t last,
-                                        std::uint64_t blockSectors, std::uint8_t* buffer,
-                                        std::uint32_t blockBytes, std::string& closing) {
-  const double distance = static_cast<double>(std::max<std::uint64_t>(last - first, 1));
+TestResult FullDiskScanTest::scanBlocks(Scan& scan, std::uint8_t* buffer,
+                                        std::uint32_t bufferBytes) {
+  const double distance = static_cast<double>(std::max<std::uint64_t>(scan.last, 1));
   int lastReported = 0;
-  for (std::uint64_t lba = first;; lba += blockSectors) {
-    if (errorLimit_ != 0 && badBlocks_.size() >= errorLimit_) {
+  for (std::uint64_t lba = 0;; lba += scan.blockSectors) {
+    if (errorLimit_ != 0 && scan.bad.count() >= errorLimit_) {
       progress(100);
       return TestResult::Passed;
     }
-    const std::uint64_t count = clampReadCount(last, blockSectors, lba);
+    const std::uint64_t count = clampReadCount(scan.last, scan.blockSectors, lba);
     if (count == 0) {
       return TestResult::CouldNotStart;
     }
@@ -117,35 +121,36 @@ TestResult FullDiskScanTest::scanBlocks(std::uint64_t first, std::uint64_t last,
       return TestResult::Stopped;
     }
     const ProtocolResult error = component_->readSectors(
-        lba, static_cast<std::uint16_t>(count), buffer, false, blockBytes, readTimeoutSeconds_);
+        lba, static_cast<std::uint16_t>(count), buffer, false, bufferBytes, readTimeoutSeconds_);
     if (!succeeded(error)) {
-      const TestResult result = judgeError(lba, error, closing);
+      const TestResult result = judgeError(lba, error, scan);
       if (result != TestResult::Passed) {
         return result;
       }
     }
-    const int percent = static_cast<int>(static_cast<double>(lba - first) * 100.0 / distance);
+    const int percent = static_cast<int>(static_cast<double>(lba) * 100.0 / distance);
     if (percent > lastReported) {
       progress(static_cast<std::uint8_t>(percent));
       lastReported = percent;
     }
-    if (last - lba < blockSectors) {
+    if (scan.last - lba < scan.blockSectors) {
       return TestResult::Passed;
     }
   }
 }
 
-TestResult FullDiskScanTest::judgeError(std::uint64_t lba, ProtocolResult error,
-                                        std::string& closing) {
-  // A disk that has left the bus has no bad block.
-  if (!protocol_->IsAccessible()) {
+TestResult FullDiskScanTest::judgeError(std::uint64_t lba, ProtocolResult error, Scan& scan) {
+  // A device that is gone has no bad block; one that comes back with sectors of another size is
+  // another device, or none that can be judged.
+  if (!protocol_->IsAccessible() ||
+      cachedProperties(protocol_).logicalSectorSize != scan.sectorBytes) {
     showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, MissingCapability);
     return TestResult::Stopped;
   }
   switch (error) {
     case ProtocolResult::InterfaceCrcError:
     case ProtocolResult::MediumError:
-      badBlocks_.push_back(lba);
+      scan.bad.add(lba);
       return TestResult::Passed;
     case ProtocolResult::CommandRejected:
       logThenShow(listener_, log_, keys::kPasswordProtected, Statement);
@@ -154,7 +159,7 @@ TestResult FullDiskScanTest::judgeError(std::uint64_t lba, ProtocolResult error,
       logThenShow(listener_, log_, keys::kReadOperationTimeout, Statement);
       return TestResult::Failed;
     default:
-      closing = keys::kDeviceCommunicationFailure;
+      scan.closing = keys::kDeviceCommunicationFailure;
       return TestResult::Stopped;
   }
 }

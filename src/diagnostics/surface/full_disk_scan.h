@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "diagnostics/storage_test_base.h"
+#include "diagnostics/surface/bad_blocks.h"
 
 namespace ostria::storage {
 
@@ -27,16 +28,22 @@ class FullDiskScanTest : public StorageTest {
   TestResult prepare(StorageComponent* component, TestListener* listener, MessageLog* log) override;
 
  private:
-  /// @param closing  set to the closing line, which may be empty
-  TestResult scan(std::uint64_t first, std::uint64_t last, std::string& closing);
-  TestResult scanBlocks(std::uint64_t first, std::uint64_t last, std::uint64_t blockSectors,
-                        std::uint8_t* buffer, std::uint32_t blockBytes, std::string& closing);
-  /// Notes a bad block, or tells why the scan cannot go on.
-  TestResult judgeError(std::uint64_t lba, ProtocolResult error, std::string& closing);
+  /// What one run knows: the area, the block, and what could not be read.
+  struct Scan {
+    std::uint64_t last = 0;  ///< sector; the first is 0
+    std::uint32_t sectorBytes = 0;
+    std::uint16_t blockSectors = 0;
+    BadBlocks bad;
+    std::string closing;  ///< the closing line, may be empty
+  };
+
+  TestResult scan(Scan& scan);
+  TestResult scanBlocks(Scan& scan, std::uint8_t* buffer, std::uint32_t bufferBytes);
+  /// Notes a bad block, or reports why the scan cannot go on.
+  TestResult judgeError(std::uint64_t lba, ProtocolResult error, Scan& scan);
 
   std::uint64_t errorLimit_ = 1;  ///< bad blocks at which the test stops; 0 for no limit
   std::vector<TestParameter> parameterList_;
-  std::vector<std::uint64_t> badBlocks_;  ///< of this run
 };
 
 }  // namespace ostria::storage

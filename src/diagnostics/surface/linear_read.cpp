@@ -1,3 +1,5 @@
+// A sample tells much of a surface in little time: bad sectors come in groups. The random positions
+// differ from run to run, so that several runs together see more than one.
 #include "diagnostics/surface/linear_read.h"
 
 #include <algorithm>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "checks/message_keys.h"
+#include "checks/read_block.h"
 #include "diagnostics/surface/scan_parameters.h"
 
 namespace ostria::storage {
@@ -17,10 +20,11 @@ namespace {
 
 std::mt19937_64 generator(static_cast<std::uint64_t>(std::time(nullptr)));
 
-constexpr std::uint64_t kSmallestBlock = 127;  // that the search for a block size tries
-
+/// So many percent of a number of sectors. The largest numbers have no exact double: what comes out
+/// above `whole` is `whole`.
 std::uint64_t share(std::uint64_t whole, double percent) {
-  return static_cast<std::uint64_t>(static_cast<double>(whole) * percent * 0.01);
+  const double part = static_cast<double>(whole) * percent * 0.01;
+  return part >= static_cast<double>(whole) ? whole : static_cast<std::uint64_t>(part);
 }
 
 }  // namespace
@@ -36,16 +40,25 @@ bool LinearReadTest::setParameters(const std::vector<TestParameter>& parameters,
       &kStartRangeParameter, &kStopRangeParameter, &kCoverageAreaParameter, &kErrorLimitParameter};
   issues.clear();
   refuseUnknown(parameters, kNown, issues);
-  const bool startTaken = takeParameter(kStartRangeParameter, parameters, &startPercent_, issues);
-  const bool stopTaken = takeParameter(kStopRangeParameter, parameters, &stopPercent_, issues);
+  double start = startPercent_;
+  double stop = stopPercent_;
+  const bool startTaken = takeParameter(kStartRangeParameter, parameters, &start, issues);
+  const bool stopTaken = takeParameter(kStopRangeParameter, parameters, &stop, issues);
   takeParameter(kCoverageAreaParameter, parameters, &coveragePercent_, issues);
   takeParameter(kErrorLimitParameter, parameters, &errorLimit_, issues);
-  if (startTaken && stopTaken && startPercent_ >= stopPercent_) {
+  // A range in the wrong order is not kept, or the next run would be refused for it as well.
+  if (start < stop) {
+    startPercent_ = start;
+    stopPercent_ = stop;
+  } else if (startTaken && stopTaken) {
     const auto given = std::find_if(
         parameters.begin(), parameters.end(),
         [](const TestParameter& parameter) { return parameter.key == keys::kStartRange; });
-    issues.push_back({ParameterIssue::ValueRefused, keys::kStartNotBelowStop,
-                      given == parameters.end() ? parameterList_.front() : *given});
+    TestParameter record = given == parameters.end() ? parameterList_.front() : *given;
+    if (given == parameters.end()) {
+      record.value = std::to_string(static_cast<std::uint32_t>(start));
+    }
+    issues.push_back({ParameterIssue::ValueRefused, keys::kStartNotBelowStop, record});
   }
   return issues.empty();
 }
@@ -85,22 +98,19 @@ TestResult LinearReadTest::run(TestRunContext* context) {
 
 TestResult LinearReadTest::samplePass() {
   const StorageProtocolProperties properties = cachedProperties(protocol_);
-  sectorBytes_ = sectorBufferBytes(properties);
-  blockSectors_ = component_->preferredReadBlock();
-  badBlocks_.clear();
-  if (properties.totalSectors == 0) {
+  if (isLocked(*component_)) {
+    return refuse(listener_, log_, passwordText(), Statement);
+  }
+  Pass pass;
+  pass.sectorBytes = sectorBufferBytes(properties);
+  if (properties.totalSectors != 0) {
+    pass.blockSectors = chooseReadBlock(*component_);
+  }
+  if (pass.blockSectors == 0) {
     showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, Statement);
     return TestResult::Stopped;
   }
-  // No block fits on so small a disk, so the disk is one.
-  if (blockSectors_ == 0 && properties.totalSectors < kSmallestBlock) {
-    blockSectors_ = properties.totalSectors;
-  }
-  // A device that reads no block at all, not even at its start, has nothing to sample.
-  if (blockSectors_ == 0) {
-    return TestResult::CouldNotStart;
-  }
-  const std::uint64_t bufferBytes = blockSectors_ * sectorBytes_;
+  const std::uint64_t bufferBytes = std::uint64_t{pass.blockSectors} * pass.sectorBytes;
   if (bufferBytes > std::numeric_limits<std::uint32_t>::max()) {
     return TestResult::Stopped;
   }
@@ -109,34 +119,45 @@ TestResult LinearReadTest::samplePass() {
   if (buffer == nullptr) {
     return TestResult::Stopped;
   }
-  return sample(chooseArea(properties.totalSectors - 1), buffer.get(),
-                static_cast<std::uint32_t>(bufferBytes));
+  pass.area = chooseArea(properties.totalSectors - 1);
+  const TestResult result = sample(pass, buffer.get(), static_cast<std::uint32_t>(bufferBytes));
+  if (result != TestResult::Passed || pass.bad.count() == 0) {
+    return result;
+  }
+  showThenLog(listener_, log_, pass.bad.text(pass.blockSectors), Statement);
+  return TestResult::Failed;
 }
 
 LinearReadTest::Area LinearReadTest::chooseArea(std::uint64_t last) const {
-  const auto place = [&](double percent) {
-    return percent > static_cast<double>(last) ? 0 : std::min(share(last, percent), last);
+  const auto at = [&](double percent) {
+    return percent > static_cast<double>(last) ? 0 : share(last, percent);
   };
-  const Area area{place(startPercent_), place(stopPercent_)};
-  // Too few sectors for percents to tell places apart: the whole disk is the area.
+  const Area area{at(startPercent_), at(stopPercent_)};
+  // Too few sectors for percents to tell positions apart: the whole disk is the area.
   return area.start < area.stop ? area : Area{0, last};
 }
 
-TestResult LinearReadTest::sample(const Area& area, std::uint8_t* buffer,
-                                  std::uint32_t bufferBytes) {
+TestResult LinearReadTest::sample(Pass& pass, std::uint8_t* buffer, std::uint32_t bufferBytes) {
+  const Area& area = pass.area;
+  const std::uint64_t block = pass.blockSectors;
   const std::uint64_t range = area.stop - area.start;
   // An area that one block covers is read whole; a stride would not fit into it.
-  const bool whole = range < blockSectors_;
+  const bool whole = range < block;
   const std::uint64_t sampled = std::max<std::uint64_t>(share(range, coveragePercent_), 1);
-  const std::uint64_t stride = std::max<std::uint64_t>(range / sampled, 1) * blockSectors_;
+  const std::uint64_t stride = std::max<std::uint64_t>(range / sampled, 1) * block;
   const std::uint64_t steps = std::max<std::uint64_t>(range / stride, 1);
 
   int lastReported = -1;
   std::uint64_t cursor = area.start;
   for (std::uint64_t i = 0; i <= (whole ? 0 : steps); ++i, cursor += stride) {
-    const std::uint64_t lba =
-        whole ? area.start : (generator() % (stride - blockSectors_ + 1) + cursor) % area.stop;
-    const std::uint64_t count = clampReadCount(area.stop, blockSectors_, lba);
+    std::uint64_t lba = area.start;
+    if (!whole) {
+      // The last stride may reach beyond the area: its block is then the last one of the area, or
+      // what is left of it.
+      const std::uint64_t drawn = cursor + generator() % (stride - block + 1);
+      const std::uint64_t lastBlock = area.stop - block + 1;
+      lba = drawn <= lastBlock ? drawn : std::max(lastBlock, std::min(cursor, area.stop));
+    }
     const int percent =
         static_cast<int>(static_cast<double>(i) * 100.0 / static_cast<double>(steps));
     if (percent > lastReported) {
@@ -146,27 +167,34 @@ TestResult LinearReadTest::sample(const Area& area, std::uint8_t* buffer,
     if (checkStopNoted(context_, true)) {
       return TestResult::Stopped;
     }
-    if (errorLimit_ != 0 && badBlocks_.size() >= errorLimit_) {
-      break;
+    if (errorLimit_ != 0 && pass.bad.count() >= errorLimit_) {
+      return TestResult::Passed;
     }
-    const TestResult result = readBlock(lba, count, buffer, bufferBytes);
+    const TestResult result = readBlock(pass, lba, buffer, bufferBytes);
     if (result != TestResult::Passed) {
       return result;
     }
   }
-  return badBlocks_.empty() ? TestResult::Passed : reportBadBlocks();
+  return TestResult::Passed;
 }
 
-TestResult LinearReadTest::readBlock(std::uint64_t lba, std::uint64_t count, std::uint8_t* buffer,
+TestResult LinearReadTest::readBlock(Pass& pass, std::uint64_t lba, std::uint8_t* buffer,
                                      std::uint32_t bufferBytes) {
-  const ProtocolResult error = component_->readSectors(
-      lba, static_cast<std::uint16_t>(count), buffer, false, bufferBytes, readTimeoutSeconds_);
-  switch (error) {
-    case ProtocolResult::Success:
-      return TestResult::Passed;
+  const auto count =
+      static_cast<std::uint16_t>(clampReadCount(pass.area.stop, pass.blockSectors, lba));
+  const ProtocolResult error =
+      component_->readSectors(lba, count, buffer, false, bufferBytes, readTimeoutSeconds_);
+  if (succeeded(error)) {
+    return TestResult::Passed;
+  }
+  // A device that is gone has no bad block; one that comes back with sectors of another size is
+  // another device, or none that can be judged.
+  const bool there = protocol_->IsAccessible() &&
+                     sectorBufferBytes(cachedProperties(protocol_)) == pass.sectorBytes;
+  switch (there ? error : ProtocolResult::TransportFailure) {
     case ProtocolResult::InterfaceCrcError:
     case ProtocolResult::MediumError:
-      badBlocks_.insert(lba);
+      pass.bad.add(lba);
       return TestResult::Passed;
     case ProtocolResult::CommandRejected:
       showThenLog(listener_, log_, keys::kPasswordProtected, Statement);
@@ -178,12 +206,6 @@ TestResult LinearReadTest::readBlock(std::uint64_t lba, std::uint64_t count, std
       showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, Statement);
       return TestResult::Stopped;
   }
-}
-
-TestResult LinearReadTest::reportBadBlocks() {
-  const std::vector<std::uint64_t> blocks(badBlocks_.begin(), badBlocks_.end());
-  showThenLog(listener_, log_, badBlockText(blocks, blockSectors_), Statement);
-  return TestResult::Failed;
 }
 
 }  // namespace ostria::storage

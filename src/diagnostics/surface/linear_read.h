@@ -1,15 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <set>
+#include <vector>
 
 #include "diagnostics/storage_test_base.h"
+#include "diagnostics/surface/bad_blocks.h"
 
 namespace ostria::storage {
 
-/// Samples an area of the disk: cuts it into equal strides and reads one block at a random place of
-/// each, so that a chosen share of the area is read in one pass.
+/// Samples an area of the disk: cuts it into equal strides and reads one block at a random position
+/// in each, so that a chosen share of the area is read in one pass.
 class LinearReadTest : public StorageTest {
  public:
   explicit LinearReadTest(const Identifier& id);
@@ -31,22 +31,25 @@ class LinearReadTest : public StorageTest {
     std::uint64_t start;
     std::uint64_t stop;
   };
+  /// What one run knows: the area, the block, and what could not be read.
+  struct Pass {
+    Area area{};
+    std::uint32_t sectorBytes = 0;
+    std::uint16_t blockSectors = 0;
+    BadBlocks bad;
+  };
 
   TestResult samplePass();
   Area chooseArea(std::uint64_t last) const;
-  TestResult sample(const Area& area, std::uint8_t* buffer, std::uint32_t bufferBytes);
-  TestResult readBlock(std::uint64_t lba, std::uint64_t count, std::uint8_t* buffer,
+  TestResult sample(Pass& pass, std::uint8_t* buffer, std::uint32_t bufferBytes);
+  TestResult readBlock(Pass& pass, std::uint64_t lba, std::uint8_t* buffer,
                        std::uint32_t bufferBytes);
-  TestResult reportBadBlocks();
 
   double startPercent_ = 0.0;
   double stopPercent_ = 100.0;
   double coveragePercent_ = 20.0;
   std::uint64_t errorLimit_ = 1;  ///< bad blocks at which the test stops; 0 for no limit
-  std::uint64_t blockSectors_ = 0;
-  std::uint64_t sectorBytes_ = 0;
   std::vector<TestParameter> parameterList_;
-  std::set<std::uint64_t> badBlocks_;  ///< of this run
 };
 
 }  // namespace ostria::storage

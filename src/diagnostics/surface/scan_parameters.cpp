@@ -1,3 +1,5 @@
+// The parameters that a user may give to a scan. Their texts reach the module as they were typed,
+// so nothing but digits counts as a number.
 #include "diagnostics/surface/scan_parameters.h"
 
 #include <algorithm>
@@ -116,18 +118,6 @@ std::string issueText(const std::vector<ParameterIssue>& issues) {
     text += issue.parameter.key + ": " + issue.message;
   }
   return text;
-}
-
-std::string badBlockText(std::span<const std::uint64_t> firstLbas, std::uint64_t blockSectors) {
-  std::string pairs;
-  for (const std::uint64_t lba : firstLbas) {
-    if (!pairs.empty()) {
-      pairs += ", ";
-    }
-    pairs += "[" + std::to_string(lba) + ", " + std::to_string(lba + blockSectors) + "]";
-  }
-  return std::string(keys::kBadSectorsFound) + " " + keys::kNumberOfBadBlocks + " " +
-         std::to_string(firstLbas.size()) + ". " + keys::kBadSectorsInRange + " " + pairs + ".";
 }
 
 }  // namespace ostria::storage

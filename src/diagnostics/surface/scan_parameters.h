@@ -44,9 +44,4 @@ bool takeParameter(const ScanParameter& parameter, const std::vector<TestParamet
 /// The complaints as one text, "KEY: MESSAGE; |KEY: MESSAGE".
 std::string issueText(const std::vector<ParameterIssue>& issues);
 
-/// The closing report of the blocks that failed.
-/// @param firstLbas     first sector of each block, ascending
-/// @param blockSectors  the distance from there to the second number of each pair
-std::string badBlockText(std::span<const std::uint64_t> firstLbas, std::uint64_t blockSectors);
-
 }  // namespace ostria::storage

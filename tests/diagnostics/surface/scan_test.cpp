@@ -75,8 +75,10 @@ TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
   const std::string order = "1 START_RANGE THE_START_VALUE_SHOULD_BE_LESS_THAN_THE_END_VALUE.";
   EXPECT_THAT(issuesOf(linear, {chosen("START_RANGE", "50"), chosen("STOP_RANGE", "50")}),
               ElementsAre(order));
+  EXPECT_THAT(issuesOf(linear, {chosen("START_RANGE", "50")}), IsEmpty());
   EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), ElementsAre(order))
       << "a value stays until it is reset";
+  EXPECT_THAT(issuesOf(linear, {}), IsEmpty()) << "a refused range is not kept";
   linear.resetParameters();
   EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), IsEmpty());
 
@@ -119,14 +121,15 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
     const std::size_t reads = disk.protocol->reads.size();
     EXPECT_NEAR(static_cast<double>(reads), range * c.coverage / kBlock, 2);
     EXPECT_EQ(host.polls, reads);
-    for (std::size_t i = 0; i + 1 < reads; ++i) {
+    const auto stop = static_cast<std::uint64_t>(c.stop * static_cast<double>(c.total - 1));
+    for (std::size_t i = 0; i < reads; ++i) {
+      ASSERT_LE(disk.protocol->reads[i].lba + disk.protocol->reads[i].sectors - 1, stop);
       // One block in each stride, so the next block is less than two strides away.
       const double here = static_cast<double>(disk.protocol->reads[i].lba);
       ASSERT_NEAR(
           here,
           c.start * static_cast<double>(c.total) + static_cast<double>(i) * kBlock / c.coverage,
           kBlock / c.coverage + 1);
-      ASSERT_LE(disk.protocol->reads[i].lba + disk.protocol->reads[i].sectors, c.total);
     }
     EXPECT_EQ(host.heard.front(), "progress 0");
     EXPECT_EQ(host.count("progress 57"), host.heard.size() > 60 ? 1u : 0u);
@@ -225,14 +228,52 @@ TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {
   EXPECT_EQ(run(ProtocolResult::Success), "log 2 DEVICE_COMMUNICATION_FAILURE / 100 same = 3");
 }
 
-TEST(ScanTests, DeviceThatReadsNoBlockCannotBeScanned) {
+TEST(ScanTests, ADeviceThatDoesNotAnswerIsNotScanned) {
   FakeDevice<> disk(ProtocolKind::Ata, 1000);
   disk.component->setConnection(DeviceConnection::RaidMember);
-  disk.protocol->badSectors[0] = ProtocolResult::MediumError;
+  disk.protocol->results["Read"] = ProtocolResult::TransportFailure;
+  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
   LinearReadTest linear(kSomeTest);
   FullDiskScanTest scan(kSomeTest);
-  EXPECT_EQ(runOn(linear, disk), "100 = 6");
-  EXPECT_EQ(runOn(scan, disk), "0 / 100 = 6");
+  EXPECT_EQ(runOn(linear, disk), "100 DEVICE_COMMUNICATION_FAILURE / log 0 same / 100 = 4");
+  EXPECT_EQ(runOn(scan, disk), "log 0 DEVICE_COMMUNICATION_FAILURE / 100 same = 4");
+}
+
+TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
+  for (const bool whole : {false, true}) {
+    FakeDevice<> disk = blockDisk(127 * 50);
+    disk.protocol->results["Read"] = ProtocolResult::MediumError;
+    disk.protocol->onGetProperties = [&] {
+      disk.protocol->record().logicalSectorSize = 4096;
+      disk.protocol->results.erase("Read");
+    };
+    LinearReadTest linear(kSomeTest);
+    FullDiskScanTest scan(kSomeTest);
+    const std::string heard = whole ? runWith(scan, disk, {chosen("ERROR_LIMIT", "0")})
+                                    : runWith(linear, disk, {chosen("ERROR_LIMIT", "0")});
+    EXPECT_THAT(heard, ::testing::HasSubstr("100 DEVICE_COMMUNICATION_FAILURE / log"));
+    EXPECT_EQ(heard.substr(heard.size() - 4), " = 4");
+    EXPECT_EQ(disk.protocol->reads.size(), 1u);
+    // Whoever still holds a buffer of the old size cannot have it overrun.
+    std::vector<std::uint8_t> buffer(127 * 512);
+    const auto bytes = static_cast<std::uint32_t>(buffer.size());
+    EXPECT_EQ(disk.component->readSectors(0, 127, buffer.data(), true, bytes, 10),
+              ProtocolResult::InvalidArgument);
+    EXPECT_EQ(disk.component->readVolume(0, 127, buffer.data(), bytes, 10),
+              ProtocolResult::InvalidArgument);
+  }
+}
+
+TEST(ScanTests, TheListOfBadBlocksEndsAndSaysHowManyMoreThereAre) {
+  BadBlocks bad;
+  for (std::uint64_t i = 0; i < 1003; ++i) {
+    bad.add(i * 127);
+  }
+  const std::string text = bad.text(127);
+  EXPECT_THAT(text,
+              ::testing::StartsWith("BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS "
+                                    "1003. BAD_SECTORS_IN_THE_FOLLOWING_RANGE [0, 127], "));
+  EXPECT_THAT(text, ::testing::EndsWith("[126873, 127000]. NUMBER_OF_BLOCKS_NOT_LISTED 3."));
 }
 
 }  // namespace
