@@ -174,6 +174,47 @@ TEST(SelfTestRoad, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
   }
 }
 
+TEST(SelfTestRoad, ADriveWithSmartSwitchedOffIsAskedWhatItCanDo) {
+  const auto off = [](int code, const std::string& more = "") {
+    return R"("rotation_rate": 7200, "smart": {"enabled": false, "self_tests": [{"code": )" +
+           std::to_string(code) + R"(, "seconds": 40}])" + more + "}";
+  };
+  struct Case {
+    std::uint32_t diagnostic, item;
+    int code;
+  };
+  for (const Case& c : {Case{ModuleBench::kQuick, kShortTest, 1},
+                        {ModuleBench::kQuick, kDriveTest, 80},
+                        {ModuleBench::kExtended, kConveyanceTest, 3}}) {
+    SelfTestBench bench(
+        {driveOf("sata", "OFF", off(c.code)),
+         driveOf("sata", "CANNOT", off(c.code, R"(, "capabilities": 0)")),
+         driveOf("sata", "OLD", R"("rotation_rate": 7200, "smart": {"supported": false})")});
+    ASSERT_FALSE(bench.smartEnabled(0));
+    EXPECT_TRUE(bench.test(c.diagnostic, c.item).isApplicable(bench.manager().component(0)));
+    EXPECT_THAT(bench.run(c.diagnostic, c.item, 0), EndsWith(" / 100 / 100 = 0"));
+    EXPECT_FALSE(bench.smartEnabled(0));
+    const std::string refused = bench.run(c.diagnostic, c.item, 1);
+    EXPECT_THAT(refused, EndsWith(" / 100 = 3"));
+    EXPECT_THAT(refused, HasSubstr("SUPPORT")) << "the reason is what the drive cannot do";
+    EXPECT_FALSE(bench.smartEnabled(1));
+    EXPECT_FALSE(bench.test(c.diagnostic, c.item).isApplicable(bench.manager().component(2)));
+  }
+}
+
+TEST(SelfTestRoad, AStopBeforeTheWorkLeavesARunningRoutineAlone) {
+  // A host that only wants to know why a test does not apply runs it with an abort that shows from
+  // the second look on.
+  SelfTestBench bench(
+      {driveOf("sata", "BUSY",
+               routine(1, 5000, R"(, "running_self_test": 1)") + R"(, "rotation_rate": 7200)")});
+  ASSERT_EQ(bench.status(), kInProgress);
+  for (const std::uint32_t item : {kShortTest, kDriveTest}) {
+    EXPECT_THAT(bench.run(ModuleBench::kQuick, item, 0, 1), EndsWith(" = 4"));
+    EXPECT_EQ(bench.status(), kInProgress);
+  }
+}
+
 TEST(SelfTestRoad, TwoHoursCostNoRealTime) {
   SelfTestBench bench({driveOf("sas", "SLOW", routine(2, 7200))});
   const std::uint64_t before = bench.seconds();

@@ -109,7 +109,7 @@ TestResult NvmeHealthPredictionTest::run(TestRunContext* context) {
   }
   // The verdict is a table: a host that shows nothing has no use for it.
   if (!listener_->canRequestInput()) {
-    return TestResult::NotPerformed;
+    return close(TestResult::NotPerformed);
   }
   if (checkStopNoted(context_, true)) {
     return TestResult::Stopped;

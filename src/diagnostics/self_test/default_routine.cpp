@@ -27,10 +27,7 @@ TestResult DefaultSelfTest::run(TestRunContext* context) {
   }
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
-    if (checkStop(context_)) {
-      return TestResult::Stopped;
-    }
-    result = perform();
+    result = checkStop(context_) ? TestResult::Stopped : perform();
   }
   return close(result);
 }

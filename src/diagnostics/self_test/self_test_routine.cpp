@@ -24,6 +24,10 @@ bool isAta(const StorageProtocol& protocol) {
 
 }  // namespace
 
+bool SelfTest::capabilitiesUnknown(const StorageProtocolProperties& properties) {
+  return properties.smartSupported && !properties.smartEnabled && !properties.smartDataValid;
+}
+
 TestResult SelfTest::check(StorageComponent* component, TestListener* listener, MessageLog* log) {
   if (component == nullptr || component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
@@ -43,6 +47,9 @@ TestResult SelfTest::check(StorageComponent* component, TestListener* listener, 
   const StorageProtocolProperties properties = cachedProperties(&protocol);
   if (!properties.smartSupported) {
     return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
+  }
+  if (capabilitiesUnknown(properties)) {
+    return TestResult::Passed;
   }
   if (!properties.smartDataValid) {
     return refuse(listener, log, keys::kSmartDataNotCached, Statement);
@@ -64,7 +71,8 @@ TestResult SelfTest::checkSelfTestSupported(StorageComponent* component, TestLis
     return TestResult::CouldNotStart;
   }
   const StorageProtocol& protocol = *component->storageProtocol();
-  if (isAta(protocol) && !cachedProperties(&protocol).selfTestSupported) {
+  const StorageProtocolProperties properties = cachedProperties(&protocol);
+  if (isAta(protocol) && !properties.selfTestSupported && !capabilitiesUnknown(properties)) {
     return refuse(listener, log, keys::kSmartNotSupported, MissingCapability);
   }
   return TestResult::Passed;
@@ -78,7 +86,18 @@ TestResult SelfTest::prepare(StorageComponent* component, TestListener* listener
   if (!isAta(*component->storageProtocol())) {
     return TestResult::Passed;
   }
-  return enableSmart(*component, listener, log);
+  StorageProtocol& protocol = *component->storageProtocol();
+  const bool learning = capabilitiesUnknown(cachedProperties(&protocol));
+  const TestResult enabled = enableSmart(*component, listener, log);
+  if (enabled != TestResult::Passed || !learning) {
+    return enabled;
+  }
+  // Now the drive can say what it can do, and the checks can be made that had to wait for it.
+  StorageProtocolProperties learnt;
+  if (!succeeded(protocol.GetProperties(&learnt)) || capabilitiesUnknown(learnt)) {
+    return refuse(listener, log, keys::kSmartDataNotCached, Statement);
+  }
+  return check(component, listener, log);
 }
 
 TestResult SelfTest::run(TestRunContext* context) {
@@ -88,7 +107,11 @@ TestResult SelfTest::run(TestRunContext* context) {
   }
   return close(restoringSmart([this] {
     const TestResult prepared = prepare(component_, listener_, log_);
-    return prepared == TestResult::Passed ? perform() : prepared;
+    if (prepared != TestResult::Passed) {
+      return prepared;
+    }
+    // From here on routines are stopped and started, so this is the last look before it.
+    return checkStop(context_) ? TestResult::Stopped : perform();
   }));
 }
 

@@ -34,6 +34,10 @@ class SelfTest : public SmartTestBase {
   static TestResult checkSelfTestSupported(StorageComponent* component, TestListener* listener,
                                            MessageLog* log);
 
+  /// Whether an ATA drive cannot say yet what it can do: its SMART data, where that stands, cannot
+  /// be read while SMART is switched off. `prepare` switches it on and has the checks made.
+  static bool capabilitiesUnknown(const StorageProtocolProperties& properties);
+
   Routine routine_;
   /// The configuration chose the routine: no time-out, and also for SSDs.
   bool explicitParameters_ = false;

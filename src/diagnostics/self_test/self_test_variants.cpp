@@ -1,10 +1,11 @@
+// The four routines of ATA and SCSI drives, and which drives each of them is offered for.
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <string_view>
 
 #include "checks/message_keys.h"
 #include "diagnostics/self_test/self_test_routine.h"
+#include "diagnostics/settings.h"
 #include "services/config_file.h"
 
 namespace ostria::storage {
@@ -38,34 +39,6 @@ TestResult checkAttachment(const StorageComponent& component, TestListener* list
     return refuse(listener, log, keys::kNotSupportedInThisDevice, Statement);
   }
   return TestResult::Passed;
-}
-
-enum class Setting { Absent, Taken, Unusable };
-
-/// Takes a decimal number below 256 from the section.
-Setting takeByte(const std::map<std::string, std::string>& section, const char* key,
-                 std::uint32_t* value, ConfigurationError* error) {
-  const auto found = section.find(key);
-  if (found == section.end()) {
-    return Setting::Absent;
-  }
-  const std::string& text = found->second;
-  const char* end = text.data() + text.size();
-  std::int64_t number = 0;
-  const auto parsed = std::from_chars(text.data(), end, number);
-  std::uint32_t code = 0;
-  if (parsed.ec == std::errc::invalid_argument || parsed.ptr != end) {
-    code = ConfigurationError::NotANumber;
-  } else if (parsed.ec == std::errc::result_out_of_range || number < 0 || number > 255) {
-    code = ConfigurationError::OutOfRange;
-  } else {
-    *value = static_cast<std::uint32_t>(number);
-    return Setting::Taken;
-  }
-  if (error != nullptr) {
-    *error = {0, code, 0, key, kStorageSection};
-  }
-  return Setting::Unusable;
 }
 
 }  // namespace
@@ -115,7 +88,8 @@ TestResult ConveyanceSelfTest::check(StorageComponent* component, TestListener* 
   if (component->storageProtocol() == nullptr) {
     return TestResult::CouldNotStart;
   }
-  if (isAta(*component) && !cachedProperties(component->storageProtocol()).conveyanceSupported) {
+  const StorageProtocolProperties properties = cachedProperties(component->storageProtocol());
+  if (isAta(*component) && !properties.conveyanceSupported && !capabilitiesUnknown(properties)) {
     return refuse(listener, log, keys::kConveyanceNotSupported, MissingCapability);
   }
   if (component->busKind() != StorageBusKind::Ata) {
@@ -140,14 +114,21 @@ bool QuickDriveSelfTest::configure(ConfigurationMap configuration, Configuration
   if (section == configuration.end()) {
     return true;
   }
-  const Setting routine = takeByte(section->second, "SEC_NUM", &routine_.testCode, error);
+  constexpr std::uint64_t kMostInRegister = 255;
+  std::uint64_t number = 0;
+  const Setting routine = takeNumber(section->second, "SEC_NUM", kMostInRegister, &number, error);
   if (routine == Setting::Unusable) {
     return false;
   }
   if (routine == Setting::Taken) {
+    routine_.testCode = static_cast<std::uint32_t>(number);
     explicitParameters_ = true;
   }
-  return takeByte(section->second, "SEC_COUNT", &routine_.secondCode, error) != Setting::Unusable;
+  const Setting count = takeNumber(section->second, "SEC_COUNT", kMostInRegister, &number, error);
+  if (count == Setting::Taken) {
+    routine_.secondCode = static_cast<std::uint32_t>(number);
+  }
+  return count != Setting::Unusable;
 }
 
 TestResult QuickDriveSelfTest::check(StorageComponent* component, TestListener* listener,
