@@ -1,11 +1,15 @@
+// For devices that have no self-test of their own that a host can reach: some of the device, or all
+// of it, is read through the operating system.
 #include "diagnostics/device_io/device_read.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
+#include <memory>
+#include <new>
 
 #include "base/sector_size.h"
 #include "checks/message_keys.h"
+#include "diagnostics/settings.h"
 #include "services/config_file.h"
 #include "services/number_handler.h"
 
@@ -28,17 +32,6 @@ std::uint64_t shareOf(std::uint64_t total, float share) {
   return static_cast<std::uint64_t>(static_cast<float>(total) * share);
 }
 
-bool parseWhole(const std::string& text, std::uint64_t& value) {
-  const char* end = text.data() + text.size();
-  std::uint64_t number = 0;
-  const auto [stopped, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stopped != end) {
-    return false;
-  }
-  value = number;
-  return true;
-}
-
 }  // namespace
 
 bool StorageDeviceReadTest::configure(ConfigurationMap configuration, ConfigurationError* error) {
@@ -46,47 +39,33 @@ bool StorageDeviceReadTest::configure(ConfigurationMap configuration, Configurat
   if (section == configuration.end()) {
     return true;
   }
-  const auto refuse = [&](const char* key, std::uint32_t code) {
-    if (error != nullptr) {
-      error->code = code;
-      error->key = key;
-      error->section = kStorageSection;
-    }
-    return false;
-  };
-
   struct Size {
     const char* key;
     std::uint64_t& value;
     std::uint8_t flag;
   };
+  constexpr std::uint64_t kAnySize = std::numeric_limits<std::uint64_t>::max();
   for (const Size& size : {Size{kInitialSizeKey, initialSizeGiB_, Initial},
                            Size{kCentralSizeKey, centralSizeGiB_, Central},
                            Size{kFinalSizeKey, finalSizeGiB_, Final}}) {
-    const auto found = section->second.find(size.key);
-    if (found == section->second.end()) {
-      continue;
+    switch (takeNumber(section->second, size.key, kAnySize, &size.value, error)) {
+      case Setting::Unusable:
+        return false;
+      case Setting::Taken:
+        configured_ = static_cast<std::uint8_t>(configured_ | size.flag);
+        break;
+      case Setting::Absent:
+        break;
     }
-    if (!parseWhole(found->second, size.value)) {
-      return refuse(size.key, ConfigurationError::NotANumber);
-    }
-    configured_ = static_cast<std::uint8_t>(configured_ | size.flag);
   }
 
-  const auto whole = section->second.find(kWholeDiskKey);
-  if (whole == section->second.end()) {
-    return true;
+  std::uint64_t whole = 0;
+  const Setting taken = takeNumber(section->second, kWholeDiskKey, 1, &whole, error);
+  if (taken == Setting::Taken) {
+    wholeDiskRead_ = whole == 1;
+    configured_ = static_cast<std::uint8_t>(configured_ | WholeDisk);
   }
-  std::uint64_t value = 0;
-  if (!parseWhole(whole->second, value)) {
-    return refuse(kWholeDiskKey, ConfigurationError::NotANumber);
-  }
-  if (value > 1) {
-    return refuse(kWholeDiskKey, ConfigurationError::OutOfRange);
-  }
-  wholeDiskRead_ = value == 1;
-  configured_ = static_cast<std::uint8_t>(configured_ | WholeDisk);
-  return true;
+  return taken != Setting::Unusable;
 }
 
 TestResult StorageDeviceReadTest::check(StorageComponent* component, TestListener*, MessageLog*) {
@@ -115,12 +94,17 @@ TestResult StorageDeviceReadTest::read() {
     return TestResult::NotPerformed;
   }
   const std::vector<Stretch> stretches = layOut(properties);
+  // Sizes that leave nothing to read leave no verdict either.
+  if (stretches.empty()) {
+    return TestResult::NotPerformed;
+  }
   for (std::size_t i = 0; i < stretches.size(); ++i) {
     if (checkStopNoted(context_, true)) {
       return TestResult::Stopped;
     }
     progress(static_cast<std::uint8_t>(i * 100 / stretches.size()));
-    const TestResult result = readStretch(stretches[i]);
+    // One stretch that is the whole disk would show nothing until its end.
+    const TestResult result = readStretch(stretches[i], stretches.size() == 1);
     if (result != TestResult::Passed) {
       return result;
     }
@@ -129,7 +113,7 @@ TestResult StorageDeviceReadTest::read() {
   return TestResult::Passed;
 }
 
-void StorageDeviceReadTest::tell(const std::string& text) {
+void StorageDeviceReadTest::report(const std::string& text) {
   progress(0, text);
   log_->add(text, Statement, 0);
 }
@@ -138,11 +122,11 @@ std::vector<StorageDeviceReadTest::Stretch> StorageDeviceReadTest::layOut(
     const StorageProtocolProperties& properties) {
   const std::uint64_t total = properties.totalSectors;
   if ((configured_ & WholeDisk) != 0) {
-    tell(keyColonNumber(kWholeDiskKey, wholeDiskRead_ ? 1 : 0));
+    report(keyColonNumber(kWholeDiskKey, wholeDiskRead_ ? 1 : 0));
   }
   // Without a sector there is nothing to lay out; reading "0 to -1" is refused as impossible.
   if (wholeDiskRead_ || total == 0) {
-    return {{0, total - 1}};
+    return {{0, total - 1, true}};
   }
 
   // A size beyond a fourth of all addresses is beyond the disk, and three of them still add up.
@@ -155,19 +139,23 @@ std::vector<StorageDeviceReadTest::Stretch> StorageDeviceReadTest::layOut(
     first = shareOf(total, 0.2F);
     central = shareOf(total, 0.5F);
     final = shareOf(total, 0.3F);
+    // Of so few sectors the shares are nothing, and the disk is read whole.
+    if (first + central + final == 0) {
+      return {{0, total - 1, true}};
+    }
   }
 
   std::vector<Stretch> stretches;
   if (first != 0) {
-    stretches.push_back({0, first - 1});
+    stretches.push_back({0, first - 1, true});
   }
   if (central != 0) {
     const std::uint64_t mid = (total - final + first) / 2;
     const std::uint64_t half = central / 2;
-    stretches.push_back({mid - half, mid + half});
+    stretches.push_back({mid - half, mid + half, false});
   }
   if (final != 0) {
-    stretches.push_back({total - final, total - 1});
+    stretches.push_back({total - final, total - 1, true});
   }
 
   struct Size {
@@ -183,12 +171,12 @@ std::vector<StorageDeviceReadTest::Stretch> StorageDeviceReadTest::layOut(
     }
     std::string number;
     getLocalNumberHandler().formatUnsigned(number, size.value);
-    tell(std::string(size.key) + ": " + number);
+    report(std::string(size.key) + ": " + number);
   }
   return stretches;
 }
 
-TestResult StorageDeviceReadTest::readStretch(const Stretch& stretch) {
+TestResult StorageDeviceReadTest::readStretch(const Stretch& stretch, bool showsProgress) {
   const StorageProtocolProperties properties = cachedProperties(protocol_);
   const std::uint32_t sectorSize = properties.logicalSectorSize;
   if (stretch.first > stretch.last || stretch.last >= properties.totalSectors ||
@@ -201,37 +189,62 @@ TestResult StorageDeviceReadTest::readStretch(const Stretch& stretch) {
   const std::uint64_t mostSectors = std::numeric_limits<std::uint32_t>::max() / sectorSize;
   const std::uint64_t blockSectors =
       std::clamp<std::uint64_t>(component_->preferredReadBlock(), 1, mostSectors);
-  std::vector<std::uint8_t> buffer(static_cast<std::size_t>(blockSectors * sectorSize));
+  const auto bufferBytes = static_cast<std::uint32_t>(blockSectors * sectorSize);
+  const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow) std::uint8_t[bufferBytes]);
+  if (buffer == nullptr) {
+    return TestResult::CouldNotStart;
+  }
 
   if (checkStopNoted(context_, true)) {
     return TestResult::Stopped;
   }
-  // A stretch ends before its last sector.
-  for (std::uint64_t lba = stretch.first; lba < stretch.last;) {
-    const std::uint64_t count = std::min(stretch.last - lba, blockSectors);
+  const std::uint64_t end = stretch.last + (stretch.readsLast ? 1 : 0);
+  unsigned shown = 0;
+  for (std::uint64_t lba = stretch.first; lba < end;) {
+    const std::uint64_t count = std::min(end - lba, blockSectors);
     const ProtocolResult result =
-        component_->readSectors(lba, static_cast<std::uint16_t>(count), buffer.data(), false,
-                                static_cast<std::uint32_t>(buffer.size()), readTimeoutSeconds_);
-    if (succeeded(result)) {
-      lba += count;
-      if (lba < stretch.last && checkStopNoted(context_, true)) {
-        return TestResult::Stopped;
-      }
-      continue;
+        component_->readSectors(lba, static_cast<std::uint16_t>(count), buffer.get(), false,
+                                bufferBytes, readTimeoutSeconds_);
+    if (!succeeded(result)) {
+      return judgeError(lba, lba + count, result, sectorSize);
     }
-    if (result == ProtocolResult::ReadTimeout) {
-      log_->add(keys::kReadOperationTimeout, DeviceFault, 0);
-      return TestResult::Failed;
+    lba += count;
+    if (lba < end && checkStopNoted(context_, true)) {
+      return TestResult::Stopped;
     }
-    const std::string words =
-        std::string(keys::kBadSectorsFound) + " " + keys::kBadSectorsInRange + " ";
-    const std::string from = std::to_string(lba);
-    const std::string to = std::to_string(lba + count);
-    progress(100, words + "[" + from + ", " + to + "]");
-    log_->add(words + from + " and " + to, DeviceFault, 0);
-    return TestResult::Failed;
+    const auto percent = static_cast<unsigned>(static_cast<double>(lba - stretch.first) * 100.0 /
+                                               static_cast<double>(end - stretch.first));
+    if (showsProgress && percent > shown && percent < 100) {
+      progress(static_cast<std::uint8_t>(percent));
+      shown = percent;
+    }
   }
   return TestResult::Passed;
+}
+
+TestResult StorageDeviceReadTest::judgeError(std::uint64_t first, std::uint64_t end,
+                                             ProtocolResult error, std::uint32_t sectorBytes) {
+  if (error == ProtocolResult::ReadTimeout) {
+    log_->add(keys::kReadOperationTimeout, DeviceFault, 0);
+    return TestResult::Failed;
+  }
+  if (error == ProtocolResult::CommandRejected) {
+    logThenShow(listener_, log_, keys::kCannotAccessDevice, DeviceFault);
+    return TestResult::NotPerformed;
+  }
+  // Only a device that is still there, and with sectors of the same size, has a bad block.
+  const bool bad =
+      error == ProtocolResult::MediumError || error == ProtocolResult::InterfaceCrcError;
+  if (!bad || !protocol_->IsAccessible() ||
+      cachedProperties(protocol_).logicalSectorSize != sectorBytes) {
+    logThenShow(listener_, log_, keys::kDeviceCommunicationFailure, DeviceFault);
+    return TestResult::Stopped;
+  }
+  const std::string words =
+      std::string(keys::kBadSectorsFound) + " " + keys::kBadSectorsInRange + " ";
+  progress(100, words + "[" + std::to_string(first) + ", " + std::to_string(end) + "]");
+  log_->add(words + std::to_string(first) + " and " + std::to_string(end), DeviceFault, 0);
+  return TestResult::Failed;
 }
 
 }  // namespace ostria::storage

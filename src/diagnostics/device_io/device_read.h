@@ -18,17 +18,20 @@ class StorageDeviceReadTest : public StorageTest {
   TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
 
  private:
-  /// From the first to the last sector, both included.
   struct Stretch {
     std::uint64_t first;
     std::uint64_t last;
+    bool readsLast;  ///< the middle stretch ends before its last sector, which makes it exact
   };
   enum Configured : std::uint8_t { Initial = 1, Central = 2, Final = 4, WholeDisk = 8 };
 
   TestResult read();
   std::vector<Stretch> layOut(const StorageProtocolProperties& properties);
-  TestResult readStretch(const Stretch& stretch);
-  void tell(const std::string& text);
+  TestResult readStretch(const Stretch& stretch, bool showsProgress);
+  /// Reports why the sectors from `first` to before `end` could not be read.
+  TestResult judgeError(std::uint64_t first, std::uint64_t end, ProtocolResult error,
+                        std::uint32_t sectorBytes);
+  void report(const std::string& text);
 
   std::uint64_t initialSizeGiB_ = 2;
   std::uint64_t centralSizeGiB_ = 6;

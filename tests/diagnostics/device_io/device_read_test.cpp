@@ -54,9 +54,8 @@ class StorageDeviceReadTestTest : public ::testing::Test {
 TEST_F(StorageDeviceReadTestTest, SmallDeviceIsReadInItsProportions) {
   device.protocol->largestRead = 127;
   EXPECT_EQ(run(), TestResult::Passed);
-  // Stretches of 200, 500 and 300 sectors, each without its last one; the second ends where the
-  // third begins.
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 198}, {200, 998}}));
+  // Stretches of 200, 500 and 300 sectors, without a gap.
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 999}}));
   EXPECT_EQ(host.heard, (Lines{"progress 0", "progress 0", "progress 0", "progress 33",
                                "progress 66", "progress 100", "progress 100"}));
 }
@@ -66,16 +65,16 @@ TEST_F(StorageDeviceReadTestTest, DefaultStretchesLieAtStartMiddleAndEnd) {
   resize(total);
   EXPECT_EQ(run(), TestResult::Passed);
   const std::uint64_t mid = (total - 6'291'456 + 4'194'304) / 2;
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 4'194'302},
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 4'194'303},
                                           {mid - 6'291'456, mid + 6'291'455},
-                                          {total - 6'291'456, total - 2}}));
+                                          {total - 6'291'456, total - 1}}));
 }
 
 TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
   resize(kPerGiB);
   ASSERT_TRUE(configure({{"INITIAL_SIZE", "0"}, {"CENTRAL_SIZE", "0"}, {"FINAL_SIZE", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, kPerGiB - 2}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, kPerGiB - 1}}));
   EXPECT_EQ(host.heard[2], "progress 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.heard[3], "log 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.count("log 0 FINAL_SIZE: 1"), 1u);
@@ -84,38 +83,47 @@ TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
   resize(2 * kPerGiB);
   ASSERT_TRUE(configure({{"INITIAL_SIZE", "1"}, {"CENTRAL_SIZE", "1"}, {"FINAL_SIZE", "0"}}));
   EXPECT_EQ(run(), TestResult::CouldNotStart);
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, kPerGiB - 2}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, kPerGiB - 1}}));
+
+  ASSERT_TRUE(configure({{"INITIAL_SIZE", "0"}, {"CENTRAL_SIZE", "0"}, {"FINAL_SIZE", "0"}}));
+  EXPECT_EQ(run(), TestResult::NotPerformed) << "nothing was looked at";
+  EXPECT_TRUE(ranges().empty());
 
   host.heard.clear();
   resize(100'000);
   ASSERT_TRUE(configure({{"WHOLE_DISK_READ", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 99'998}}));
+  EXPECT_EQ(ranges(), (std::vector<Range>{{0, 99'999}}));
   EXPECT_EQ(host.heard[2], "progress 0 WHOLE_DISK_READ: 1");
+  EXPECT_EQ(host.count("progress 65"), 1u);
   EXPECT_EQ(host.count("log"), 1u);
 }
 
 TEST_F(StorageDeviceReadTestTest, UnusableSettingsAreNamed) {
-  for (const char* value : {"", "x", "-1", "1x", "18446744073709551616"}) {
+  const std::pair<const char*, std::uint32_t> refused[] = {
+      {"", 1115}, {"x", 1115}, {"1x", 1115}, {"-1", 1116}, {"18446744073709551616", 1116}};
+  for (const auto& [value, code] : refused) {
+    error.reserved1 = error.reserved2 = 7;
     EXPECT_FALSE(configure({{"CENTRAL_SIZE", value}})) << value;
-    EXPECT_EQ(error.code, 1115u);
+    EXPECT_EQ(error.code, code);
     EXPECT_EQ(error.key, "CENTRAL_SIZE");
     EXPECT_EQ(error.section, "STORAGE");
+    EXPECT_EQ(error.reserved1 + error.reserved2, 0u);
   }
   EXPECT_FALSE(configure({{"WHOLE_DISK_READ", "2"}}));
   EXPECT_EQ(error.code, 1116u);
   // Beyond any disk: as too small a disk.
   EXPECT_TRUE(configure({{"INITIAL_SIZE", "18446744073709551615"}, {"FINAL_SIZE", "99999999999"}}));
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(ranges().back().second, 998u);
+  EXPECT_EQ(ranges().back().second, 999u);
 }
 
 TEST_F(StorageDeviceReadTestTest, BadBlockEndsTheTestWithItsRange) {
   device.protocol->badSectors[998] = ProtocolResult::MediumError;
   EXPECT_EQ(run(), TestResult::Failed);
   const Lines tail(host.heard.end() - 3, host.heard.end());
-  EXPECT_EQ(tail, (Lines{std::string("progress 100 ") + kBadRange + "[700, 999]",
-                         std::string("log 2 ") + kBadRange + "700 and 999", "progress 100"}));
+  EXPECT_EQ(tail, (Lines{std::string("progress 100 ") + kBadRange + "[700, 1000]",
+                         std::string("log 2 ") + kBadRange + "700 and 1000", "progress 100"}));
 
   device.protocol->badSectors[0] = ProtocolResult::ReadTimeout;
   EXPECT_EQ(run(), TestResult::Failed);
@@ -123,9 +131,17 @@ TEST_F(StorageDeviceReadTestTest, BadBlockEndsTheTestWithItsRange) {
 }
 
 TEST_F(StorageDeviceReadTestTest, DeviceThatCannotBeReadAtAllEndsAtItsFirstSector) {
-  device.protocol->results["Read"] = ProtocolResult::TransportFailure;
+  device.protocol->results["Read"] = ProtocolResult::MediumError;
   EXPECT_EQ(run(), TestResult::Failed);
   EXPECT_EQ(host.count(std::string("log 2 ") + kBadRange + "0 and 1"), 1u);
+  // Neither a lost command nor a refusal is a bad sector.
+  device.protocol->results["Read"] = ProtocolResult::TransportFailure;
+  EXPECT_EQ(run(), TestResult::Stopped);
+  device.protocol->results["Read"] = ProtocolResult::CommandRejected;
+  EXPECT_EQ(run(), TestResult::NotPerformed);
+  device.protocol->results["Read"] = ProtocolResult::MediumError;
+  device.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
+  EXPECT_EQ(run(), TestResult::Stopped);
   resize(0);
   EXPECT_EQ(run(), TestResult::CouldNotStart);
   device.protocol->record().logicalSectorSize = 0;
