@@ -26,6 +26,17 @@ bool setValidData(DeviceHandle file, std::uint64_t bytes);
 /// @return false, with `name` as it was, when nothing usable is mounted there
 bool readFileSystemName(const std::string& mountPoint, std::string& name);
 
+/// Bytes by which unbuffered transfers on the volume at a root path are aligned: the sector size of
+/// the volume, which may be larger than that of the device below it.
+/// @return 0 when nothing usable is mounted there
+std::uint32_t volumeSectorBytes(const std::string& mountPoint);
+
+/// Has the reads of a file that follow come from the medium: what was written so far is there, and
+/// the system keeps no copy of it.
+/// @param file  on the volume at `mountPoint`, opened for unbuffered access
+/// @return false when that cannot be had, so that what is read proves nothing
+bool dropCachedContent(DeviceHandle file, const std::string& mountPoint);
+
 /// Lower-case names of the file systems on which scratch files show what the device does.
 const std::vector<std::string>& scratchFileSystems();
 

@@ -314,6 +314,33 @@ BOOL WINAPI GetVolumeInformationA(LPCSTR root, LPSTR label, DWORD labelSize, LPD
   return TRUE;
 }
 
+BOOL WINAPI GetDiskFreeSpaceA(LPCSTR root, LPDWORD sectorsPerCluster, LPDWORD bytesPerSector,
+                              LPDWORD freeClusters, LPDWORD totalClusters) {
+  const KernelCall call;
+  if (call.fails()) {
+    return FALSE;
+  }
+  const auto volume = volumeOf(call, root);
+  if (!volume) {
+    return failWith(ERROR_PATH_NOT_FOUND);
+  }
+  if (!volume->mounted()) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
+  const std::uint64_t cluster = volume->clusterBytes();
+  // The counts are cut to 32 bits, as the real call does.
+  const auto put = [](LPDWORD out, std::uint64_t value) {
+    if (out != nullptr) {
+      *out = static_cast<DWORD>(std::min<std::uint64_t>(value, 0xFFFFFFFFu));
+    }
+  };
+  put(sectorsPerCluster, cluster / volume->alignment());
+  put(bytesPerSector, volume->alignment());
+  put(freeClusters, volume->freeBytes() / cluster);
+  put(totalClusters, volume->size() / cluster);
+  return TRUE;
+}
+
 BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR root, PULARGE_INTEGER freeToCaller, PULARGE_INTEGER total,
                                 PULARGE_INTEGER totalFree) {
   const KernelCall call;

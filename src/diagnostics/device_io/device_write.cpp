@@ -1,3 +1,5 @@
+// The device is tested through files on its volumes, so that nothing on it comes to harm. What a
+// volume or the computer is at fault for is no fault of the device.
 #include "diagnostics/device_io/device_write.h"
 
 #include <algorithm>
@@ -24,6 +26,7 @@ constexpr char kWarningTitle[] = "DEVICE_WRITE_TEST";
 constexpr char kSpaceWarning[] = "VOLUME_SPACE_ALLOCATION_ALERT";
 constexpr std::uint32_t kYesNoQuestion = 1;
 
+constexpr char kVolumeAccessError[] = "VOLUME_ACCESS_ERROR";
 constexpr char kTableNotRecognized[] =
     "THIS_TEST_CANNOT_BE_PERFORMED_BECAUSE_THE_PARTITION_TABLE_WAS_NOT_RECOGNIZED";
 constexpr char kNoUsableVolume[] =
@@ -33,7 +36,7 @@ constexpr char kNoUsableVolume[] =
 
 /// Memory for unbuffered access, aligned for every sector size in use.
 struct AlignedDelete {
-  static constexpr std::align_val_t kAlignment{4096};
+  static constexpr std::align_val_t kAlignment{64 * 1024};
   void operator()(std::uint8_t* memory) const { ::operator delete(memory, kAlignment); }
 };
 using AlignedChunk = std::unique_ptr<std::uint8_t, AlignedDelete>;
@@ -60,7 +63,8 @@ class HeldPrivilege {
   bool held_;
 };
 
-bool takesScratchFiles(const std::string& mountPoint, std::string& fileSystem) {
+bool takesScratchFiles(const std::string& mountPoint) {
+  std::string fileSystem;
   if (!readFileSystemName(mountPoint, fileSystem)) {
     return false;
   }
@@ -73,7 +77,8 @@ bool takesScratchFiles(const std::string& mountPoint, std::string& fileSystem) {
 
 StorageDeviceWriteTest::TestFile::TestFile(TestFile&& other) noexcept
     : layout(other.layout),
-      volume(other.volume),
+      sectorBytes(other.sectorBytes),
+      mountPoint(std::move(other.mountPoint)),
       filesystem_(std::exchange(other.filesystem_, nullptr)),
       handle_(other.handle_) {}
 
@@ -129,7 +134,6 @@ TestResult StorageDeviceWriteTest::test() {
   if (checkStopNoted(context_, false)) {
     return TestResult::Stopped;
   }
-  sectorBytes_ = sectorBufferBytes(cachedProperties(protocol_));
   warnOnce();
 
   std::vector<UsableVolume> volumes;
@@ -163,17 +167,19 @@ TestResult StorageDeviceWriteTest::findVolumes(std::vector<UsableVolume>& volume
   if (table == nullptr) {
     return refuse(listener_, log_, kTableNotRecognized, Statement);
   }
+  const std::uint32_t deviceSectorBytes = sectorBufferBytes(cachedProperties(protocol_));
   for (const PartitionEntry& partition : table->partitions) {
     if (partition.mountPoints.empty() || partition.usedBytes > partition.sizeBytes) {
       continue;
     }
     const std::uint64_t unused = partition.sizeBytes - partition.usedBytes;
     UsableVolume volume;
-    volume.record.tempDirectory = partition.mountPoints.front();
-    if (unused <= kReserveBytes ||
-        !takesScratchFiles(volume.record.tempDirectory, volume.record.fileSystem)) {
+    volume.mountPoint = partition.mountPoints.front();
+    if (unused <= kReserveBytes || !takesScratchFiles(volume.mountPoint)) {
       continue;
     }
+    // A volume above the partition, an encrypted one for example, may have larger sectors.
+    volume.sectorBytes = std::max(deviceSectorBytes, volumeSectorBytes(volume.mountPoint));
     volume.freeBytes = unused - kReserveBytes;
     volumes.push_back(volume);
   }
@@ -192,43 +198,61 @@ TestResult StorageDeviceWriteTest::makeFiles(const std::vector<UsableVolume>& vo
   testBytes_ = std::min(totalFreeBytes_, kLargestTestBytes);
 
   for (const UsableVolume& volume : volumes) {
-    const ScratchFileLayout layout =
-        layOutScratchFile(volume.freeBytes, totalFreeBytes_, testBytes_, sectorBytes_);
+    ScratchFileLayout layout =
+        layOutScratchFile(volume.freeBytes, totalFreeBytes_, testBytes_, volume.sectorBytes);
     if (layout.fileBytes == 0) {
       continue;
     }
     DeviceHandle handle;
-    if (filesystem_->createFile(volume.record.tempDirectory + kFileName, &handle, true) != 0) {
+    if (filesystem_->createFile(volume.mountPoint + kFileName, &handle, true) != 0) {
       continue;
     }
-    TestFile file(*filesystem_, handle, layout, volume.record);
-    if (filesystem_->setFileSize(handle, layout.fileBytes) != 0) {
+    TestFile file(*filesystem_, handle, layout, volume);
+    if (!giveSize(file)) {
       continue;
     }
     if (privilegeHeld_) {
-      static_cast<void>(setValidData(handle, layout.fileBytes));
+      (void)setValidData(handle, file.layout.fileBytes);
     }
     files.push_back(std::move(file));
   }
   if (!files.empty()) {
     return TestResult::Passed;
   }
-  showThenLog(listener_, log_, "VOLUME_ACCESS_ERROR", ResourceProblem);
+  showThenLog(listener_, log_, kVolumeAccessError, ResourceProblem);
   return TestResult::Warning;
+}
+
+bool StorageDeviceWriteTest::giveSize(TestFile& file) {
+  // The largest files that file systems take: all the space, ext4 with blocks of 4096 bytes, ext3.
+  constexpr std::uint64_t kTebibyte = 1ull << 40;
+  constexpr std::uint64_t kBelow = 64 * 1024;
+  for (const std::uint64_t most :
+       {file.layout.fileBytes, 16 * kTebibyte - kBelow, 2 * kTebibyte - kBelow}) {
+    if (most > file.layout.fileBytes) {
+      continue;
+    }
+    if (filesystem_->setFileSize(file.handle(), most) == 0) {
+      file.layout.fileBytes = most;
+      return true;
+    }
+  }
+  return false;
 }
 
 TestResult StorageDeviceWriteTest::exercise(const TestFile& file) {
   const std::uint64_t bytes = file.layout.chunkBytes;
-  const std::vector<std::uint64_t> places =
-      placeChunks(file.layout, sectorBytes_, getLocalNumberHandler());
+  const std::vector<std::uint64_t> offsets =
+      placeChunks(file.layout, file.sectorBytes, getLocalNumberHandler());
   const AlignedChunk written = makeChunk(bytes);
   const AlignedChunk readBack = makeChunk(bytes);
   if (!written || !readBack) {
-    return TestResult::Passed;
+    showThenLog(listener_, log_, keys::kUnexpectedEvent, ResourceProblem);
+    return TestResult::Warning;
   }
   std::memset(written.get(), kPattern, bytes);
 
-  for (const std::uint64_t offset : places) {
+  for (const std::uint64_t offset : offsets) {
     if (checkStopNoted(context_, false)) {
       return TestResult::Stopped;
     }
@@ -238,7 +262,12 @@ TestResult StorageDeviceWriteTest::exercise(const TestFile& file) {
     }
     addProgress(bytes);
   }
-  for (const std::uint64_t offset : places) {
+  // What the system keeps in memory would always be what was written.
+  if (!dropCachedContent(file.handle(), file.mountPoint)) {
+    showThenLog(listener_, log_, kVolumeAccessError, ResourceProblem);
+    return TestResult::Warning;
+  }
+  for (const std::uint64_t offset : offsets) {
     std::memset(readBack.get(), 0, bytes);
     if (checkStopNoted(context_, false)) {
       return TestResult::Stopped;

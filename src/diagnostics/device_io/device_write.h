@@ -7,7 +7,6 @@
 #include "diagnostics/device_io/scratch_file_layout.h"
 #include "diagnostics/storage_test_base.h"
 #include "services/filesystem.h"
-#include "transport/emmc/storage_partition_properties.h"
 
 namespace ostria::storage {
 
@@ -23,22 +22,28 @@ class StorageDeviceWriteTest : public StorageTest {
 
  private:
   struct UsableVolume {
-    StoragePartitionProperties record;  ///< `tempDirectory` is the mount point
-    std::uint64_t freeBytes;            ///< less the reserve
+    std::string mountPoint;
+    std::uint64_t freeBytes = 0;  ///< less the reserve
+    std::uint32_t sectorBytes = 0;
   };
   /// An open scratch file, closed and thereby removed with this object.
   class TestFile {
    public:
     TestFile(Filesystem& filesystem, DeviceHandle handle, const ScratchFileLayout& layout,
-             StoragePartitionProperties volume)
-        : layout(layout), volume(std::move(volume)), filesystem_(&filesystem), handle_(handle) {}
+             const UsableVolume& volume)
+        : layout(layout),
+          sectorBytes(volume.sectorBytes),
+          mountPoint(volume.mountPoint),
+          filesystem_(&filesystem),
+          handle_(handle) {}
     TestFile(TestFile&& other) noexcept;
     TestFile& operator=(TestFile&&) = delete;
     ~TestFile();
     DeviceHandle handle() const { return handle_; }
 
     ScratchFileLayout layout;
-    StoragePartitionProperties volume;
+    std::uint32_t sectorBytes;  ///< of the volume
+    std::string mountPoint;
 
    private:
     Filesystem* filesystem_;
@@ -49,6 +54,8 @@ class StorageDeviceWriteTest : public StorageTest {
   void warnOnce();
   TestResult findVolumes(std::vector<UsableVolume>& volumes);
   TestResult makeFiles(const std::vector<UsableVolume>& volumes, std::vector<TestFile>& files);
+  /// Sets the size of the layout, or the largest that the file system takes.
+  bool giveSize(TestFile& file);
   TestResult exercise(const TestFile& file);
   TestResult writeChunk(const TestFile& file, std::uint64_t offset, const std::uint8_t* chunk);
   TestResult readChunk(const TestFile& file, std::uint64_t offset, std::uint8_t* chunk);
@@ -60,7 +67,6 @@ class StorageDeviceWriteTest : public StorageTest {
   std::uint64_t testBytes_ = 0;
   double doneFraction_ = 0;  ///< percent
   bool privilegeHeld_ = false;
-  std::uint32_t sectorBytes_ = 512;
 };
 
 }  // namespace ostria::storage

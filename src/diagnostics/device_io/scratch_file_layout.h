@@ -22,7 +22,8 @@ struct ScratchFileLayout {
 ScratchFileLayout layOutScratchFile(std::uint64_t freeBytes, std::uint64_t totalBytes,
                                     std::uint64_t testBytes, std::uint32_t sectorBytes);
 
-/// Places of the chunks, ascending, one at a random place in each equal part of the file.
+/// Offsets of the chunks in bytes, ascending, one at a random position in each equal part of the
+/// file.
 std::vector<std::uint64_t> placeChunks(const ScratchFileLayout& layout, std::uint32_t sectorBytes,
                                        NumberHandler& random);
 

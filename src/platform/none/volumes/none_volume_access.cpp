@@ -12,6 +12,10 @@ bool setValidData(DeviceHandle, std::uint64_t) { return false; }
 
 bool readFileSystemName(const std::string&, std::string&) { return false; }
 
+std::uint32_t volumeSectorBytes(const std::string&) { return 0; }
+
+bool dropCachedContent(DeviceHandle, const std::string&) { return false; }
+
 const std::vector<std::string>& scratchFileSystems() {
   static const std::vector<std::string> kNone;
   return kNone;

@@ -77,6 +77,21 @@ bool readFileSystemName(const std::string& mountPoint, std::string& name) {
   return true;
 }
 
+std::uint32_t volumeSectorBytes(const std::string& mountPoint) {
+  DWORD sectorsPerCluster = 0;
+  DWORD sectorBytes = 0;
+  DWORD freeClusters = 0;
+  DWORD clusters = 0;
+  const UINT before = SetErrorMode(kNoErrorDialogs);
+  const BOOL known = GetDiskFreeSpaceA(mountPoint.c_str(), &sectorsPerCluster, &sectorBytes,
+                                       &freeClusters, &clusters);
+  SetErrorMode(before);
+  return known ? sectorBytes : 0;
+}
+
+// Scratch files are opened without buffering and written through.
+bool dropCachedContent(DeviceHandle, const std::string&) { return true; }
+
 const std::vector<std::string>& scratchFileSystems() {
   static const std::vector<std::string> kNames{"ntfs"};
   return kNames;
