@@ -1,3 +1,5 @@
+// The texts a host gets are message keys, alone or joined with numbers; the host translates the
+// keys letter for letter, so nothing here may touch their spelling.
 #include "checks/host_messages.h"
 
 #include "checks/message_keys.h"

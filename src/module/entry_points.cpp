@@ -1,3 +1,4 @@
+// The three functions by which a host enters. No exception may cross this border.
 #include "ostria/storage/entry_points.h"
 
 #include <memory>

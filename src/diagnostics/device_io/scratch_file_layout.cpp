@@ -1,3 +1,5 @@
+// The chunks are spread over the whole file, which takes nearly all free space: little is written,
+// but all over the device.
 #include "diagnostics/device_io/scratch_file_layout.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Offsets are those of the NVMe health, endurance group and identify structures; the count in the
+// vendor log is compared with the number of times that the rating lets the whole drive be written.
 #include "diagnostics/health/nvme_health_estimate.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The verdict is shown as an HTML table whose words are no message keys: hosts show it as it is.
 #include "diagnostics/health/nvme_health_prediction.h"
 
 #include "checks/message_keys.h"

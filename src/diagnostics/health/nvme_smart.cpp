@@ -1,3 +1,5 @@
+// The controller itself raises the bits of the critical warning (NVMe, health log, byte 0); nothing
+// is judged here beyond them.
 #include "diagnostics/health/nvme_smart.h"
 
 #include "checks/message_keys.h"

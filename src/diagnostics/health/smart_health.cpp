@@ -1,3 +1,5 @@
+// A percentage of our own making from attributes that have no standard: which of them count, and
+// how much, is in the tables.
 #include "diagnostics/health/smart_health.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// The drive compares its attributes with its thresholds itself (SMART RETURN STATUS, SCSI
+// informational exceptions) and says one word.
 #include "diagnostics/health/smart_status.h"
 
 #include "checks/message_keys.h"

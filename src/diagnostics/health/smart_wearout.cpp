@@ -1,3 +1,4 @@
+// A worn drive may work for years more, so the finding is a line and never a failure.
 #include "diagnostics/health/smart_wearout.h"
 
 #include "checks/message_keys.h"

@@ -1,3 +1,5 @@
+// SEND DIAGNOSTIC with SELFTEST holds the command until the drive has examined itself (SPC), so
+// there is nothing to watch: the status of the command is the verdict.
 #include "diagnostics/self_test/default_routine.h"
 
 #include "checks/message_keys.h"

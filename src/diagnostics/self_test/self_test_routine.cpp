@@ -221,7 +221,7 @@ TestResult SelfTest::poll(std::uint8_t& shown, std::uint8_t& status) {
   std::uint8_t percent = 0;
   bool answered = succeeded(protocol_->GetSelfTestProgress(&percent));
   if (answered) {
-    // A drive that names no percentage has told nothing.
+    // A drive that names no percentage has said nothing.
     if (percent <= 100) {
       shown = std::max(shown, percent);
     }

@@ -1,3 +1,5 @@
+// The result values are those of the ATA self-test execution status and of the SCSI self-test
+// results log page; both count 15 as "in progress", but the fault values differ.
 #include "diagnostics/self_test/self_test_status.h"
 
 #include "checks/host_messages.h"

@@ -1,3 +1,5 @@
+// Layouts of the ATA error and self-test logs (ACS, SMART logs). An empty entry names sector 0:
+// telling it from a real one is not possible for all logs, and reading sector 0 harms nothing.
 #include "diagnostics/surface/error_log_targets.h"
 
 #include <algorithm>

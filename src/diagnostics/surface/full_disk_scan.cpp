@@ -22,7 +22,7 @@ bool FullDiskScanTest::setParameters(const std::vector<TestParameter>& parameter
   static constexpr std::array<const ScanParameter*, 1> kNown = {&kErrorLimitParameter};
   issues.clear();
   refuseUnknown(parameters, kNown, issues);
-  takeParameter(kErrorLimitParameter, parameters, &errorLimit_, issues);
+  (void)takeParameter(kErrorLimitParameter, parameters, &errorLimit_, issues);
   return issues.empty();
 }
 

@@ -1,3 +1,5 @@
+// Alternating between the two ends makes the head travel the whole surface first and less with each
+// step, which shows trouble of the positioner that reads in order never meet.
 #include "diagnostics/surface/funnel_seek.h"
 
 #include <algorithm>

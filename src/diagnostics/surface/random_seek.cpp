@@ -1,3 +1,5 @@
+// Single sectors, so that the time goes into seeks. The seed is new in each run: two runs read
+// different sectors.
 #include "diagnostics/surface/random_seek.h"
 
 #include <algorithm>

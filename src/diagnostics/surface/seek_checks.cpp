@@ -1,3 +1,5 @@
+// Seek tests mean something for a disk with a head or a SCSI front; NVMe and eMMC have tests of
+// their own.
 #include "diagnostics/surface/seek_checks.h"
 
 #include "checks/device_checks.h"

@@ -1,3 +1,5 @@
+// A drive that had trouble wrote down where. The neighbours are read, too: damage of a surface
+// rarely stops at one sector.
 #include "diagnostics/surface/targeted_read.h"
 
 #include <algorithm>
