@@ -170,7 +170,7 @@ TEST(TestWithDeviceHint, HintFollowsAFailedRunAndNoExceptionLeaves) {
   OpenTest::work = [] { return TestResult::Failed; };
   EXPECT_EQ(runOn(test, disk), "log 0 D: STORAGE_DEVICE / 100 same = 1");
   OpenTest::work = []() -> TestResult { throw std::bad_alloc(); };
-  EXPECT_EQ(runOn(test, disk), " = 6");
+  EXPECT_EQ(runOn(test, disk), "100 = 6");
   EXPECT_FALSE(test.isApplicable(disk.component.get()));
   OpenTest::work = [] { return TestResult::Passed; };
   EXPECT_TRUE(test.isApplicable(disk.component.get()));

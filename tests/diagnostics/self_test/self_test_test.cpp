@@ -229,7 +229,7 @@ TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
   EXPECT_TRUE(test.isApplicable(disk.component.get()));
 
   EXPECT_EQ(runOn(test, disk), "100 / 100 = 0");
-  EXPECT_EQ(runOn(test, disk, 1), "100 = 4");
+  EXPECT_EQ(runOn(test, disk, 1), "100 / 100 = 4");
   bridge->status = 2;
   EXPECT_EQ(runOn(test, disk), "100 / 100 = 1");
   bridge->result = ProtocolResult::TransportFailure;
