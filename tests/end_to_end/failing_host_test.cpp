@@ -5,7 +5,7 @@
 #include "ostria/storage/test_ids.h"
 #include "tests/support/module_bench.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 struct Subject {
@@ -54,10 +54,10 @@ TEST_P(FailingHost, LeavesTheDriveAsItWasFound) {
     const TestResult result = test.run(&host);
     // The verdict stands when just the line behind it fails.
     EXPECT_TRUE(result == TestResult::CouldNotStart || result == verdict);
-    ASSERT_FALSE(host.heard.empty());
+    ASSERT_FALSE(host.messages.empty());
     EXPECT_EQ(bench.smartEnabled(0), smart);
     if (result == TestResult::CouldNotStart) {
-      EXPECT_EQ(host.heard.back(), "progress 100");
+      EXPECT_EQ(host.messages.back(), "progress 100");
     }
     std::uint8_t status = 0;
     StorageProtocol& protocol = *bench.device(0).storageProtocol();
@@ -72,4 +72,4 @@ INSTANTIATE_TEST_SUITE_P(Tests, FailingHost, ::testing::ValuesIn(kSubjects),
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "ostria/storage/test_ids.h"
+#include "tests/support/messages.h"
 #include "tests/support/module_bench.h"
-#include "tests/support/told.h"
 #include "tests/support/watched_drive.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::AllOf;
@@ -37,7 +37,7 @@ struct Bench : ModuleBench {
     storage::Test& scanned = test(id);
     scanned.resetParameters();
     const TestResult result = scanned.run(&host);
-    return told(host, result);
+    return messages(host, result);
   }
 };
 
@@ -99,8 +99,8 @@ TEST(ScanEdges, ALockedDiskIsNamedAndNotRead) {
     Bench disk(kind, 20'000, more);
     for (const Identifier& id :
          {ids::kQuickRandomSeek, ids::kQuickFunnelSeek, ids::kFullDiskScan, ids::kLinearRead}) {
-      EXPECT_THAT(disk.run(id), AllOf(HasSubstr("HARD_DISK_IS_PASSWORD_PROTECTED. |TRY_TO_"),
-                                      EndsWith(" = 3")))
+      EXPECT_THAT(disk.run(id),
+                  AllOf(HasSubstr("HARD_DISK_IS_PASSWORD_PROTECTED. |TRY_TO_"), EndsWith(" = 3")))
           << kind << " " << id.item;
     }
   }
@@ -139,4 +139,4 @@ TEST(ScanEdges, TheLinearReadStaysInItsAreaAndReachesItsEnd) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -3,10 +3,10 @@
 
 #include <chrono>
 
+#include "tests/support/messages.h"
 #include "tests/support/module_bench.h"
-#include "tests/support/told.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::EndsWith;
@@ -40,7 +40,7 @@ struct SelfTestBench : ModuleBench {
     FakeHost host(manager().component(index));
     host.abortFromPoll = abortFromPoll;
     const TestResult result = test(diagnostic, item).run(&host);
-    return told(host, result);
+    return messages(host, result);
   }
   /// What the drive says of its newest routine.
   std::uint8_t status(std::uint32_t index = 0) {
@@ -139,11 +139,12 @@ TEST(SelfTestRoad, AnotherRoutineIsStoppedFirst) {
   for (const char* kind : {"sata", "sas"}) {
     SelfTestBench bench({driveOf(kind, "BUSY", routine(1, 100, running))});
     ASSERT_EQ(bench.status(), kInProgress);
-    const std::string heard = bench.run(ModuleBench::kQuick, kShortTest);
+    const std::string received = bench.run(ModuleBench::kQuick, kShortTest);
     EXPECT_THAT(
-        heard, StartsWith(found +
-                          "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / log 1 same / 0 / "));
-    EXPECT_THAT(heard, EndsWith(" / 100 / 100 = 0"));
+        received,
+        StartsWith(found +
+                   "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS_WAS_ABORTED / log 1 same / 0 / "));
+    EXPECT_THAT(received, EndsWith(" / 100 / 100 = 0"));
   }
   SelfTestBench stubborn({driveOf("sata", "STUBBORN",
                                   routine(1, 100, running + R"(, "self_test_abortable": false)"))});
@@ -226,4 +227,4 @@ TEST(SelfTestRoad, TwoHoursCostNoRealTime) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -73,7 +73,7 @@ class FakeHost : public TestRunContext {
     void progress(std::uint8_t percent, const std::string& message) override {
       host_.countReport();
       host_.messages.push_back("progress " + std::to_string(percent) +
-                            (message.empty() ? "" : " " + message));
+                               (message.empty() ? "" : " " + message));
     }
     void requestInput(InputRequest* request) override {
       request->answer = host_.answer;
@@ -94,7 +94,7 @@ class FakeHost : public TestRunContext {
     void add(std::string message, std::uint32_t severity, std::uint8_t flag) override {
       host_.countReport();
       host_.messages.push_back("log " + std::to_string(severity) +
-                            (flag == 0 ? " " : " flag " + std::to_string(flag) + " ") + message);
+                               (flag == 0 ? " " : " flag " + std::to_string(flag) + " ") + message);
     }
 
    private:

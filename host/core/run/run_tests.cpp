@@ -7,7 +7,6 @@
 #include "host/core/run/device_question.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
-
 #include "ostria/storage/test_ids.h"
 
 namespace ostria::host {

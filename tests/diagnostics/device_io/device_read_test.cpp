@@ -5,7 +5,7 @@
 #include "tests/support/fake_host.h"
 #include "tests/support/fake_protocol.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -56,8 +56,8 @@ TEST_F(StorageDeviceReadTestTest, SmallDeviceIsReadInItsProportions) {
   EXPECT_EQ(run(), TestResult::Passed);
   // Stretches of 200, 500 and 300 sectors, without a gap.
   EXPECT_EQ(ranges(), (std::vector<Range>{{0, 999}}));
-  EXPECT_EQ(host.heard, (Lines{"progress 0", "progress 0", "progress 0", "progress 33",
-                               "progress 66", "progress 100", "progress 100"}));
+  EXPECT_EQ(host.messages, (Lines{"progress 0", "progress 0", "progress 0", "progress 33",
+                                  "progress 66", "progress 100", "progress 100"}));
 }
 
 TEST_F(StorageDeviceReadTestTest, DefaultStretchesLieAtStartMiddleAndEnd) {
@@ -75,8 +75,8 @@ TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
   ASSERT_TRUE(configure({{"INITIAL_SIZE", "0"}, {"CENTRAL_SIZE", "0"}, {"FINAL_SIZE", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);
   EXPECT_EQ(ranges(), (std::vector<Range>{{0, kPerGiB - 1}}));
-  EXPECT_EQ(host.heard[2], "progress 0 INITIAL_SIZE: 0");
-  EXPECT_EQ(host.heard[3], "log 0 INITIAL_SIZE: 0");
+  EXPECT_EQ(host.messages[2], "progress 0 INITIAL_SIZE: 0");
+  EXPECT_EQ(host.messages[3], "log 0 INITIAL_SIZE: 0");
   EXPECT_EQ(host.count("log 0 FINAL_SIZE: 1"), 1u);
 
   // The middle stretch would end behind the last sector.
@@ -89,12 +89,12 @@ TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
   EXPECT_EQ(run(), TestResult::NotPerformed) << "nothing was looked at";
   EXPECT_TRUE(ranges().empty());
 
-  host.heard.clear();
+  host.messages.clear();
   resize(100'000);
   ASSERT_TRUE(configure({{"WHOLE_DISK_READ", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);
   EXPECT_EQ(ranges(), (std::vector<Range>{{0, 99'999}}));
-  EXPECT_EQ(host.heard[2], "progress 0 WHOLE_DISK_READ: 1");
+  EXPECT_EQ(host.messages[2], "progress 0 WHOLE_DISK_READ: 1");
   EXPECT_EQ(host.count("progress 65"), 1u);
   EXPECT_EQ(host.count("log"), 1u);
 }
@@ -121,13 +121,13 @@ TEST_F(StorageDeviceReadTestTest, UnusableSettingsAreNamed) {
 TEST_F(StorageDeviceReadTestTest, BadBlockEndsTheTestWithItsRange) {
   device.protocol->badSectors[998] = ProtocolResult::MediumError;
   EXPECT_EQ(run(), TestResult::Failed);
-  const Lines tail(host.heard.end() - 3, host.heard.end());
+  const Lines tail(host.messages.end() - 3, host.messages.end());
   EXPECT_EQ(tail, (Lines{std::string("progress 100 ") + kBadRange + "[700, 1000]",
                          std::string("log 2 ") + kBadRange + "700 and 1000", "progress 100"}));
 
   device.protocol->badSectors[0] = ProtocolResult::ReadTimeout;
   EXPECT_EQ(run(), TestResult::Failed);
-  EXPECT_EQ(host.heard[host.heard.size() - 2], "log 2 READ_OPERATION_TIMEOUT");
+  EXPECT_EQ(host.messages[host.messages.size() - 2], "log 2 READ_OPERATION_TIMEOUT");
 }
 
 TEST_F(StorageDeviceReadTestTest, DeviceThatCannotBeReadAtAllEndsAtItsFirstSector) {
@@ -156,11 +156,11 @@ TEST_F(StorageDeviceReadTestTest, StopsAtEveryPollAndRefusesOtherBuses) {
     FakeHost stopping(device.component.get());
     stopping.abortFromPoll = poll;
     EXPECT_EQ(test.run(&stopping), TestResult::Stopped) << poll;
-    EXPECT_EQ(stopping.heard.back(), "progress 100");
+    EXPECT_EQ(stopping.messages.back(), "progress 100");
   }
   device.component->setBusKind(StorageBusKind::Ata);
   EXPECT_FALSE(test.isApplicable(device.component.get()));
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

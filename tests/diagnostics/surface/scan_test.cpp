@@ -5,7 +5,7 @@
 #include "diagnostics/surface/full_disk_scan.h"
 #include "diagnostics/surface/linear_read.h"
 #include "tests/support/fake_protocol.h"
-#include "tests/support/told.h"
+#include "tests/support/messages.h"
 
 namespace ostria::storage {
 namespace {
@@ -40,7 +40,7 @@ std::string runWith(Test& test, FakeDevice<>& disk, const std::vector<TestParame
   FakeHost host(disk.component.get());
   host.chosenParameters = parameters;
   disk.protocol->reads.clear();
-  return told(host, test.run(&host));
+  return messages(host, test.run(&host));
 }
 
 std::vector<std::string> issuesOf(Test& test, const std::vector<TestParameter>& given) {
@@ -131,9 +131,9 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
           c.start * static_cast<double>(c.total) + static_cast<double>(i) * kBlock / c.coverage,
           kBlock / c.coverage + 1);
     }
-    EXPECT_EQ(host.heard.front(), "progress 0");
-    EXPECT_EQ(host.count("progress 57"), host.heard.size() > 60 ? 1u : 0u);
-    EXPECT_EQ(host.heard.back(), "progress 100");
+    EXPECT_EQ(host.messages.front(), "progress 0");
+    EXPECT_EQ(host.count("progress 57"), host.messages.size() > 60 ? 1u : 0u);
+    EXPECT_EQ(host.messages.back(), "progress 100");
   }
 }
 
@@ -160,10 +160,10 @@ TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
     disk.protocol->results["Read"] = error;
     return runWith(test, disk, {chosen("ERROR_LIMIT", limit)});
   };
-  const std::string heard = run(ProtocolResult::MediumError, "1");
+  const std::string received = run(ProtocolResult::MediumError, "1");
   ASSERT_EQ(disk.protocol->reads.size(), 1u);
   const std::uint64_t lba = disk.protocol->reads[0].lba;
-  EXPECT_EQ(heard,
+  EXPECT_EQ(received,
             "0 / 100 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
             "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [" +
                 std::to_string(lba) + ", " + std::to_string(lba + 127) +
@@ -249,10 +249,10 @@ TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
     };
     LinearReadTest linear(kSomeTest);
     FullDiskScanTest scan(kSomeTest);
-    const std::string heard = whole ? runWith(scan, disk, {chosen("ERROR_LIMIT", "0")})
-                                    : runWith(linear, disk, {chosen("ERROR_LIMIT", "0")});
-    EXPECT_THAT(heard, ::testing::HasSubstr("100 DEVICE_COMMUNICATION_FAILURE / log"));
-    EXPECT_EQ(heard.substr(heard.size() - 4), " = 4");
+    const std::string received = whole ? runWith(scan, disk, {chosen("ERROR_LIMIT", "0")})
+                                       : runWith(linear, disk, {chosen("ERROR_LIMIT", "0")});
+    EXPECT_THAT(received, ::testing::HasSubstr("100 DEVICE_COMMUNICATION_FAILURE / log"));
+    EXPECT_EQ(received.substr(received.size() - 4), " = 4");
     EXPECT_EQ(disk.protocol->reads.size(), 1u);
     // Whoever still holds a buffer of the old size cannot have it overrun.
     std::vector<std::uint8_t> buffer(127 * 512);
