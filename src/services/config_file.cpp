@@ -70,7 +70,7 @@ class Parser {
   bool acceptLine(std::string line) {
     static const std::regex kBlank(R"(^\s*$)");
     static const std::regex kSectionLine(R"(\[([\w\s*]+)\])");
-    static const std::regex kEyLine(R"(([\w]+)\s*=\s*([^]+)$)");
+    static const std::regex kKeyLine(R"(([\w]+)\s*=\s*([^]+)$)");
 
     if (const auto comment = line.find(';'); comment != std::string::npos) {
       line.resize(comment);
@@ -92,7 +92,7 @@ class Parser {
         return fail(kSectionTwice);
       }
     }
-    if (std::regex_search(line, match, kEyLine)) {
+    if (std::regex_search(line, match, kKeyLine)) {
       const std::string key = capitals(match[1]);
       if (!contents_[section_].try_emplace(key, match[2]).second) {
         return fail(kKeyTwice, key);

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <ctime>
 #include <iomanip>
 #include <locale>
 #include <sstream>
 #include <stdexcept>
+
+#include "services/sal.h"
 
 namespace ostria::storage {
 namespace {
@@ -130,7 +131,7 @@ void NumberHandlerImp::seedRandom(std::uint32_t seed) {
 
 std::uint64_t NumberHandlerImp::random(std::uint64_t limit) {
   if (!seeded_) {
-    seedRandom(static_cast<std::uint32_t>(std::time(nullptr)));
+    seedRandom(static_cast<std::uint32_t>(get_time_handler()->now()));
   }
   std::uint64_t number = 0;
   for (int draw = 0; draw < 4; ++draw) {

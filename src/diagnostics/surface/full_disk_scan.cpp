@@ -19,9 +19,9 @@ FullDiskScanTest::FullDiskScanTest(const Identifier& id)
 
 bool FullDiskScanTest::setParameters(const std::vector<TestParameter>& parameters,
                                      std::vector<ParameterIssue>& issues) {
-  static constexpr std::array<const ScanParameter*, 1> kNown = {&kErrorLimitParameter};
+  static constexpr std::array<const ScanParameter*, 1> kKnown = {&kErrorLimitParameter};
   issues.clear();
-  refuseUnknown(parameters, kNown, issues);
+  refuseUnknown(parameters, kKnown, issues);
   (void)takeParameter(kErrorLimitParameter, parameters, &errorLimit_, issues);
   return issues.empty();
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
 #include <limits>
 #include <new>
 #include <random>
@@ -13,12 +12,18 @@
 #include "checks/message_keys.h"
 #include "checks/read_block.h"
 #include "diagnostics/surface/scan_parameters.h"
+#include "services/sal.h"
 
 namespace ostria::storage {
 
 namespace {
 
-std::mt19937_64 generator(static_cast<std::uint64_t>(std::time(nullptr)));
+/// One engine for the life of the process, seeded with the time of the first run: on a virtual PC
+/// that is virtual, so that a machine file gives the same verdicts each time.
+std::mt19937_64& generator() {
+  static std::mt19937_64 engine(static_cast<std::uint64_t>(get_time_handler()->now()));
+  return engine;
+}
 
 /// So many percent of a number of sectors. The largest numbers have no exact double: what comes out
 /// above `whole` is `whole`.
@@ -36,10 +41,10 @@ LinearReadTest::LinearReadTest(const Identifier& id)
 
 bool LinearReadTest::setParameters(const std::vector<TestParameter>& parameters,
                                    std::vector<ParameterIssue>& issues) {
-  static constexpr std::array<const ScanParameter*, 4> kNown = {
+  static constexpr std::array<const ScanParameter*, 4> kKnown = {
       &kStartRangeParameter, &kStopRangeParameter, &kCoverageAreaParameter, &kErrorLimitParameter};
   issues.clear();
-  refuseUnknown(parameters, kNown, issues);
+  refuseUnknown(parameters, kKnown, issues);
   double start = startPercent_;
   double stop = stopPercent_;
   const bool startTaken = takeParameter(kStartRangeParameter, parameters, &start, issues);
@@ -154,7 +159,7 @@ TestResult LinearReadTest::sample(Pass& pass, std::uint8_t* buffer, std::uint32_
     if (!whole) {
       // The last stride may reach beyond the area: its block is then the last one of the area, or
       // what is left of it.
-      const std::uint64_t drawn = cursor + generator() % (stride - block + 1);
+      const std::uint64_t drawn = cursor + generator()() % (stride - block + 1);
       const std::uint64_t lastBlock = area.stop - block + 1;
       lba = drawn <= lastBlock ? drawn : std::max(lastBlock, std::min(cursor, area.stop));
     }

@@ -47,7 +47,7 @@ ssize_t transferNow(int descriptor, bool read, void* buffer, std::size_t length,
 
 // A thread that still hangs when the host unloads the module must find its code loaded.
 void keepModuleLoaded() {
-  static const bool kEpt = [] {
+  static const bool kKept = [] {
     Dl_info info = {};
     if (::dladdr(reinterpret_cast<const void*>(&keepModuleLoaded), &info) == 0 ||
         info.dli_fname == nullptr) {
@@ -55,7 +55,7 @@ void keepModuleLoaded() {
     }
     return ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
   }();
-  static_cast<void>(kEpt);
+  static_cast<void>(kKept);
 }
 
 }  // namespace
