@@ -1,3 +1,4 @@
+// What all tests share: the checks before a run, the polls during it, and its messages.
 #include "diagnostics/storage_test_base.h"
 
 #include <gtest/gtest.h>
@@ -13,9 +14,9 @@ namespace ostria::storage::test {
 namespace {
 
 const std::string kEvent = keys::kSystemEventHappened;
-const std::string kEventTold = "100 " + kEvent + " / log 0 same";
+const std::string kEventReported = "100 " + kEvent + " / log 0 same";
 
-/// Opens the base's tools to the test, and does in `run` and `check` what it is told.
+/// Opens the base's tools to the test, and does in `run` and `check` what a test asks for.
 class OpenTest : public StorageTest {
  public:
   using StorageTest::begin;
@@ -75,12 +76,12 @@ TEST(StorageTestBase, ReadTimeoutFollowsWhatTheDiskMayHaveToSpinUp) {
   }
 }
 
-TEST(StorageTestBase, SystemEventIsToldAtTheFirstCheckOfARunOnly) {
+TEST(StorageTestBase, SystemEventIsReportedAtTheFirstCheckOfARunOnly) {
   FakeDevice<> disk;
   OpenTest test(kSomeTest);
   FakeHost early(disk.component.get());
   early.eventFromPoll = 0;
-  EXPECT_EQ(messages(early, test.begin(&early)), kEventTold + " = 4");
+  EXPECT_EQ(messages(early, test.begin(&early)), kEventReported + " = 4");
   EXPECT_TRUE(test.checkStop(&early));
   EXPECT_EQ(early.messages.size(), 2u);
   EXPECT_EQ(test.begin(&early), TestResult::Stopped);

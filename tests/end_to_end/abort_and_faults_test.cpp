@@ -1,3 +1,5 @@
+// Whatever interrupts the tests that read and the self-tests: the user, the system, a call that
+// fails, a drive that goes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,9 +14,6 @@
 namespace ostria::storage::test {
 namespace {
 
-// Whatever interrupts the tests that read and the self-tests: the user, the system, a call that
-// fails, a drive that goes.
-
 const std::string kEventKey =
     "TEST_ABORTED_BECAUSE_A_SYSTEM_EVENT_THAT_COULD_COMPROMISE_THE_OUTCOME_HAS_HAPPENED";
 
@@ -22,12 +21,15 @@ const std::string kEventKey =
 struct Subject {
   std::string_view name;
   std::string_view kind;
-  std::uint32_t diagnostic;
+  std::uint32_t diagnostic = ModuleBench::kQuick;
   std::uint32_t item;
-  unsigned command;  ///< during which the user aborts, in the midst of the work; 0: it has no midst
-  unsigned more;     ///< commands that may follow it, what stops the drive's routine included
-  bool scans;  ///< notes each bad block, whatever the reason, and tells an event whenever it comes
-  bool swept;
+  /// The command during which the user aborts; 0 for a test that ends before its first one.
+  unsigned abortAtCommand = 0;
+  /// Commands that may follow it, those that stop the drive's routine included.
+  unsigned commandsAfter = 0;
+  /// Whether it notes each bad block, whatever the reason, and reports an event whenever it comes.
+  bool scans = false;
+  bool swept = false;
 
   /// A SATA drive whose SMART data cannot be read takes no self-test.
   bool smartEnabled() const { return kind == "sata" && (item == 5 || item == 6 || item == 18); }
@@ -44,21 +46,73 @@ std::string smallDrive(const Subject& subject) {
 }
 
 constexpr Subject kSubjects[] = {
-    {"Targeted", "sata", 0, 2, 30, 1, false, true},
-    {"Random", "sata", 0, 3, 30, 0, false, true},
-    {"Funnel", "sata", 0, 4, 150, 1, false, false},
-    {"RandomOfSas", "sas", 0, 3, 30, 0, false, false},
-    {"FunnelOfSas", "sas", 0, 4, 150, 1, false, true},
-    {"Short", "sata", 0, 5, 12, 3, false, true},
-    {"ShortOfSas", "sas", 0, 5, 7, 2, false, true},
-    {"Drive", "sata", 0, 6, 12, 3, false, false},
-    {"Default", "sas", 0, 7, 0, 0, false, true},
-    {"ExtendedRandom", "sas", 1, 8, 30, 0, false, false},
-    {"ExtendedFunnel", "sas", 1, 9, 150, 1, false, false},
-    {"Extended", "sas", 1, 10, 7, 2, false, false},
-    {"Conveyance", "sata", 1, 18, 12, 3, false, true},
-    {"Linear", "sas", 1, 16, 5, 0, true, true},
-    {"Scan", "sata", 1, 13, 5, 0, true, true},
+    {.name = "Targeted",
+     .kind = "sata",
+     .item = 2,
+     .abortAtCommand = 30,
+     .commandsAfter = 1,
+     .swept = true},
+    {.name = "Random", .kind = "sata", .item = 3, .abortAtCommand = 30, .swept = true},
+    {.name = "Funnel", .kind = "sata", .item = 4, .abortAtCommand = 150, .commandsAfter = 1},
+    {.name = "RandomOfSas", .kind = "sas", .item = 3, .abortAtCommand = 30},
+    {.name = "FunnelOfSas",
+     .kind = "sas",
+     .item = 4,
+     .abortAtCommand = 150,
+     .commandsAfter = 1,
+     .swept = true},
+    {.name = "Short",
+     .kind = "sata",
+     .item = 5,
+     .abortAtCommand = 12,
+     .commandsAfter = 3,
+     .swept = true},
+    {.name = "ShortOfSas",
+     .kind = "sas",
+     .item = 5,
+     .abortAtCommand = 7,
+     .commandsAfter = 2,
+     .swept = true},
+    {.name = "Drive", .kind = "sata", .item = 6, .abortAtCommand = 12, .commandsAfter = 3},
+    {.name = "Default", .kind = "sas", .item = 7, .swept = true},
+    {.name = "ExtendedRandom",
+     .kind = "sas",
+     .diagnostic = ModuleBench::kExtended,
+     .item = 8,
+     .abortAtCommand = 30},
+    {.name = "ExtendedFunnel",
+     .kind = "sas",
+     .diagnostic = ModuleBench::kExtended,
+     .item = 9,
+     .abortAtCommand = 150,
+     .commandsAfter = 1},
+    {.name = "Extended",
+     .kind = "sas",
+     .diagnostic = ModuleBench::kExtended,
+     .item = 10,
+     .abortAtCommand = 7,
+     .commandsAfter = 2},
+    {.name = "Conveyance",
+     .kind = "sata",
+     .diagnostic = ModuleBench::kExtended,
+     .item = 18,
+     .abortAtCommand = 12,
+     .commandsAfter = 3,
+     .swept = true},
+    {.name = "Linear",
+     .kind = "sas",
+     .diagnostic = ModuleBench::kExtended,
+     .item = 16,
+     .abortAtCommand = 5,
+     .scans = true,
+     .swept = true},
+    {.name = "Scan",
+     .kind = "sata",
+     .diagnostic = ModuleBench::kExtended,
+     .item = 13,
+     .abortAtCommand = 5,
+     .scans = true,
+     .swept = true},
 };
 
 class Interrupted : public ::testing::TestWithParam<Subject> {
@@ -93,20 +147,20 @@ TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
     (byEvent ? atOnce.eventFromPoll : atOnce.abortFromPoll) = 0;
     EXPECT_EQ(bench.run(atOnce), TestResult::Stopped);
     EXPECT_EQ(atOnce.count("log 0 " + kEventKey), byEvent ? 1u : 0u);
-    if (subject.command == 0) {
+    if (subject.abortAtCommand == 0) {
       continue;
     }
 
     FakeHost host = bench.host();
     WatchedDrive watch(*bench.machine().drives()[0]);
     watch.onCommand = [&] {
-      if (watch.commands == subject.command) {
+      if (watch.commands == subject.abortAtCommand) {
         (byEvent ? host.eventFromPoll : host.abortFromPoll) = host.polls;
       }
     };
     EXPECT_EQ(bench.run(host), TestResult::Stopped);
-    EXPECT_GE(watch.commands, subject.command);
-    EXPECT_LE(watch.commands, subject.command + subject.more);
+    EXPECT_GE(watch.commands, subject.abortAtCommand);
+    EXPECT_LE(watch.commands, subject.abortAtCommand + subject.commandsAfter);
     EXPECT_EQ(lastProgress(host), "100");
     EXPECT_EQ(host.count("log 0 " + kEventKey), byEvent && subject.scans ? 1u : 0u);
     watch.onCommand = {};

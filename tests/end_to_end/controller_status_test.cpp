@@ -34,7 +34,7 @@ Verdict judge(ModuleBench& bench, std::uint32_t index) {
   return {applicable, result, host.messages};
 }
 
-TEST(ControllerStatusRoad, TheRegisterDecides) {
+TEST(ControllerStatus, TheRegisterDecides) {
   ModuleBench bench(with(
       kService, {driveOf("nvme", "GOOD"),
                  driveOf("nvme", "FATAL", R"("nvme": {"registers": {"fatal": true}})"),
@@ -66,7 +66,7 @@ TEST(ControllerStatusRoad, TheRegisterDecides) {
   EXPECT_FALSE(judge(bench, 4).applicable);
 }
 
-TEST(ControllerStatusRoad, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
+TEST(ControllerStatus, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
   const std::string raid = kService +
                            R"(, "controllers": [{"name": "raid", "bus": 9,
                                 "hardware_id": "PCI\\VEN_1AF4&DEV_2822&CC_0104"}])";
@@ -90,7 +90,7 @@ TEST(ControllerStatusRoad, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
   }
 }
 
-TEST(ControllerStatusRoad, EachCallOfTheServiceMayFail) {
+TEST(ControllerStatus, EachCallOfTheServiceMayFail) {
   ModuleBench bench(with(kService, {driveOf("nvme", "N")}));
   bench.scan(1);
   bench.faults().reset();

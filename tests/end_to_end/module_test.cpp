@@ -1,3 +1,4 @@
+// The module as a host meets it: catalogue, SMART tests, and a sweep that fails each system call.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -48,7 +49,7 @@ TEST(ModuleCatalogue, IsBuiltOnceAndAgainAfterARelease) {
   EXPECT_EQ(GetProductVersion()->minor(), 46u);
 }
 
-TEST(SmartRoad, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
+TEST(SmartTests, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
   ModuleBench bench(machineOf(
       {driveOf("sata", "GOOD"), driveOf("sata", "BAD", R"("smart": {"failing": true})")}));
   bench.scan(2);
@@ -66,7 +67,7 @@ TEST(SmartRoad, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
                                         "log 0 " + kHint, "progress 100 " + kHint));
 }
 
-TEST(SmartRoad, RefusalsNameTheirReason) {
+TEST(SmartTests, RefusalsNameTheirReason) {
   ModuleBench bench(machineOf({driveOf("sata", "PLAIN", R"("smart": {"supported": false})"),
                                driveOf("usb_sat", "U1"), driveOf("usb_sat_no_ck", "U2"),
                                driveOf("usb_jmicron", "U3"), driveOf("usb_sunplus", "U4")}));
@@ -92,7 +93,7 @@ TEST(SmartRoad, RefusalsNameTheirReason) {
   EXPECT_EQ(serials, (std::set<std::string>{"U1", "U2", "U3", "U4"}));
 }
 
-TEST(SmartRoad, ALockedDiskIsToldByTheTestsThatRead) {
+TEST(SmartTests, ALockedDiskIsReportedByTheTestsThatRead) {
   ModuleBench bench(machineOf({driveOf("sata", "LOCKED", R"("security": {"locked": true})")}));
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
@@ -101,7 +102,7 @@ TEST(SmartRoad, ALockedDiskIsToldByTheTestsThatRead) {
                                       "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
 }
 
-TEST(SmartRoad, AStandbyDiskIsSpunUpBeforeItIsRead) {
+TEST(SmartTests, AStandbyDiskIsSpunUpBeforeItIsRead) {
   ModuleBench bench(machineOf(
       {driveOf("sata", "ASLEEP",
                R"("power": "standby", "spin_up_seconds": 20, "rotation_rate": 7200, "smart": {)" +
@@ -155,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(
       return std::get<1>(info.param).name + std::to_string(std::get<0>(info.param));
     });
 
-TEST(SmartRoad, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
+TEST(SmartTests, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
   ModuleBench bench(machineOf({driveOf("sata", "LOOSE")}));
   bench.scan(1);
   bench.machine().drives()[0]->vanish();

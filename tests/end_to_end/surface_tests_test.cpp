@@ -1,3 +1,5 @@
+// The tests that read the surface, on disks of every address width, by the commands that reach
+// them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,13 +26,13 @@ constexpr std::uint32_t kFullScan = 13;
 const std::string kHinted = " / log 0 POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE / 100 same = 1";
 
 std::string sized(const std::string& kind, std::uint64_t sectors, const std::string& more = "") {
-  return R"("kind": ")" + kind + R"(", "model": "ROAD", "serial": "ROAD1", "size_sectors": )" +
+  return R"("kind": ")" + kind + R"(", "model": "DISK", "serial": "DISK1", "size_sectors": )" +
          std::to_string(sectors) + (more.empty() ? "" : ", " + more);
 }
 
 /// One drive, scanned, with every command watched.
-struct Road : ModuleBench {
-  explicit Road(const std::string& drive) : ModuleBench(machineOf({drive})) {
+struct OneDisk : ModuleBench {
+  explicit OneDisk(const std::string& drive) : ModuleBench(machineOf({drive})) {
     scan(1);
     watch = std::make_unique<WatchedDrive>(*machine().drives()[0]);
   }
@@ -49,7 +51,7 @@ struct Road : ModuleBench {
   std::unique_ptr<WatchedDrive> watch;
 };
 
-TEST(TargetedReadRoad, ReadsWhatTheDrivesOwnLogsName) {
+TEST(TargetedReads, ReadsWhatTheDrivesOwnLogsName) {
   constexpr std::uint64_t kLast = 1'999'999;
   const std::string logs =
       R"("smart": {"enabled": false, "error_log": [{"lba": 5000}, {"lba": 1999999}],
@@ -66,7 +68,7 @@ TEST(TargetedReadRoad, ReadsWhatTheDrivesOwnLogsName) {
       {logs + R"(, "lba48": false)", {0, 5000, 5010, 1'999'990, kLast}, 0x20},
   };
   for (const Case& c : cases) {
-    Road disk(sized("sata", kLast + 1, c.more));
+    OneDisk disk(sized("sata", kLast + 1, c.more));
     std::set<std::uint64_t> expected;
     for (const std::uint64_t target : c.targets) {
       for (std::uint64_t lba = target - std::min<std::uint64_t>(target, 15);
@@ -106,11 +108,11 @@ struct Reach {
   std::string ending = " 99 / 100 / 100 = 0";
 };
 
-class SeekRoad : public ::testing::TestWithParam<Reach> {};
+class SeekTests : public ::testing::TestWithParam<Reach> {};
 
-TEST_P(SeekRoad, TakesTheCommandsThatReachTheDisk) {
+TEST_P(SeekTests, TakeTheCommandsThatReachTheDisk) {
   const Reach& c = GetParam();
-  Road disk(c.drive);
+  OneDisk disk(c.drive);
   const StorageProtocolProperties properties = cachedProperties(disk.device(0).storageProtocol());
   EXPECT_EQ(disk.device(0).storageProtocol()->GetProtocolKind(), c.kind);
   EXPECT_EQ(disk.device(0).secondaryProtocol() != nullptr, c.secondary);
@@ -184,17 +186,17 @@ const Reach kReaches[] = {
      {{0x24, 4001}},
      {}},
 };
-INSTANTIATE_TEST_SUITE_P(Disks, SeekRoad, ::testing::ValuesIn(kReaches),
+INSTANTIATE_TEST_SUITE_P(Disks, SeekTests, ::testing::ValuesIn(kReaches),
                          [](const auto& info) { return info.param.name; });
 
-TEST(SeekRoad, TellsABadSectorFromALostDisk) {
+TEST(SeekTests, TellABadSectorFromALostDisk) {
   for (const char* kind : {"sata", "sas"}) {
-    Road disk(sized(kind, 400'000, R"("bad_sectors": [{"lba": 50}, {"lba": 399990}])"));
+    OneDisk disk(sized(kind, 400'000, R"("bad_sectors": [{"lba": 50}, {"lba": 399990}])"));
     EXPECT_THAT(disk.run(ModuleBench::kQuick, kFunnelSeek),
                 EndsWith("0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100" + kHinted));
     EXPECT_EQ(disk.watch->reads.back().lba, 50u);
     for (const std::uint32_t item : {kRandomSeek, kFunnelSeek}) {
-      Road lost(sized(kind, 400'000));
+      OneDisk lost(sized(kind, 400'000));
       lost.watch->onCommand = [&] {
         if (lost.watch->commands == 90) {
           lost.machine().drives()[0]->vanish();
@@ -207,17 +209,17 @@ TEST(SeekRoad, TellsABadSectorFromALostDisk) {
   }
 }
 
-TEST(ScanRoads, TheBlockIsTheLargestThatTheDiskReads) {
+TEST(ScanTests, TheBlockIsTheLargestThatTheDiskReads) {
   // The first bad sector lies just behind the block, or is its last sector.
   const std::pair<std::uint64_t, std::uint16_t> cases[] = {
       {8193, 8193}, {8192, 4095}, {127, 127}, {126, 0}};
   for (const auto& [bad, block] : cases) {
-    Road disk(sized("sas", 20'000, R"("bad_sectors": [{"lba": )" + std::to_string(bad) + "}]"));
+    OneDisk disk(sized("sas", 20'000, R"("bad_sectors": [{"lba": )" + std::to_string(bad) + "}]"));
     EXPECT_EQ(disk.device(0).preferredReadBlock(), block) << bad;
   }
 }
 
-TEST(LinearReadRoad, CoversDisksOfEverySize) {
+TEST(LinearReads, CoversDisksOfEverySize) {
   struct Case {
     std::string kind, more;
     std::uint64_t sectors;
@@ -239,7 +241,7 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.kind + " " + std::to_string(c.sectors));
-    Road disk(sized(c.kind, c.sectors, c.more));
+    OneDisk disk(sized(c.kind, c.sectors, c.more));
     const std::uint64_t block = disk.device(0).preferredReadBlock();
     const std::string messages = disk.run(ModuleBench::kExtended, kLinearRead,
                                           {{"START_RANGE", std::to_string(c.start)},
@@ -271,13 +273,13 @@ TEST(LinearReadRoad, CoversDisksOfEverySize) {
   }
 }
 
-TEST(ScanRoads, BadBlocksAreListedExactly) {
+TEST(ScanTests, BadBlocksAreListedExactly) {
   // A sector that fails at first keeps the block at 127.
   const std::string bad =
       R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9},
                          {"lba": 4660, "count": 3}, {"lba": 19999, "kind": "interface"}])";
   for (const std::string kind : {"sata", "sas", "usb_stick", "usb_sat"}) {
-    Road disk(sized(kind, 20'000, bad));
+    OneDisk disk(sized(kind, 20'000, bad));
     ASSERT_EQ(disk.device(0).preferredReadBlock(), 127u) << kind;
     const std::string list =
         "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "

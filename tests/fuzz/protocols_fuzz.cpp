@@ -25,7 +25,7 @@
 #include "transport/scsi/scsi_protocol.h"
 #include "transport/tunnels/usb_tunnels.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 
 // What the platform would define. The bridges here reach no platform.
 HalAtaSend& halAtaSend() { std::abort(); }
@@ -319,10 +319,10 @@ void operate(StorageProtocol& protocol, Input& in) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t bytes) {
-  using namespace ostria::storage;
+  using namespace ostria::storage::test;
   constexpr int kMostOperations = 12;
   Input in(data, bytes);
   const std::unique_ptr<StorageProtocol> protocol = makeProtocol(in);

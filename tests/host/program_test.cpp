@@ -1,3 +1,5 @@
+// The program from the outside, beside a module that needs no disk: exit codes, JSON, progress,
+// Ctrl-C.
 #include "tests/host/program.h"
 
 #include <gmock/gmock.h>
@@ -113,18 +115,6 @@ TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
   EXPECT_EQ(error.at("exit_code"), 2);
   error.erase("error");
   EXPECT_NE(schemaComplaint(error), "");
-}
-
-// Whoever changes a key of the output gives the form a new version, here and in the program.
-TEST(ProgramTest, SchemaVersionChangesWithTheSchema) {
-  std::ifstream file(::ostria::storage::test::sourceFile("docs/output.schema.json"));
-  const json schema = json::parse(file);
-  std::uint64_t print = 0xCBF29CE484222325u;
-  for (const char c : schema.dump()) {
-    print = (print ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
-  }
-  EXPECT_EQ(schema.at("properties").at("schema_version").at("const"), "1.1");
-  EXPECT_EQ(print, 3519363799690294048u);
 }
 
 TEST(ProgramTest, ProgressAsJsonLines) {

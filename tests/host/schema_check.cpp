@@ -1,3 +1,4 @@
+// Checks a JSON document against docs/output.schema.json, as far as that schema uses the standard.
 #include "tests/host/schema_check.h"
 
 #include <algorithm>

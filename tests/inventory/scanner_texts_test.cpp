@@ -1,10 +1,11 @@
+// The texts of the inventory: sizes, locations, versions.
 #include <gtest/gtest.h>
 
 #include "base/byte_order.h"
 #include "inventory/device_descriptor.h"
 #include "inventory/format_texts.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 std::string counter(std::uint64_t low, std::uint32_t unit, std::uint64_t high = 0) {
@@ -113,4 +114,4 @@ TEST(DeviceDescriptorTest, TextsStayInsideTheBlock) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -16,13 +16,13 @@ def card(bench, drive, index):
     _, listing = bench.product("--list")
     device = next(entry for entry in listing["devices"] if str(entry["index"]) == index)
 
-    def told(name):
+    def sysfs(name):
         with open(f"/sys/block/{drive.name}/device/{name}", encoding="ascii") as file:
             return file.read().strip()
 
     bench.equal("files: the card has the identity that its driver reads",
                 (device["model"], device["serial"], device["firmware"], device["size_bytes"], device["protocol"]),
-                (told("name"), told("serial"), told("fwrev"), drive.bytes, "EMMC"))
+                (sysfs("name"), sysfs("serial"), sysfs("fwrev"), drive.bytes, "EMMC"))
 
 
 def read(bench, drive, index):
@@ -122,7 +122,7 @@ def hanging(bench, drive):
     bench.run("dmsetup", "suspend", "--noflush", "--nolockfs", "benchhang")
     answer = bench.probe("hang", "/dev/" + name.strip(), "2", "dmsetup resume benchhang")
     bench.run("dmsetup", "resume", "benchhang")
-    bench.equal("files: a hanging device runs out of time, on both roads", answer.get("results"), [134, 135, 134, 135])
+    bench.equal("files: a hanging device runs out of time, on both engines", answer.get("results"), [134, 135, 134, 135])
     bench.check("files: and in time", all(2 <= took < 5 for took in answer.get("seconds", [0])), answer)
     bench.equal("files: what hung ends when the device is back", (answer.get("outstanding"), answer.get("freed"), answer.get("left")),
                 (4, 0, 0))

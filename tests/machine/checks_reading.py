@@ -51,7 +51,7 @@ def identity(bench, drive, index):
 
 
 def whole(bench, drive, index):
-    """A clean disk is read to its end, and no percent is told twice."""
+    """A clean disk is read to its end, and no percent is reported twice."""
     code, document, percents = watched(bench, "-En", index)
     bench.equal(f"reading: a scan of {drive.marker} passes", (code, results(document)), (0, [0]))
     bench.check(f"reading: {drive.marker}: each percent once, up to 100",
@@ -68,7 +68,7 @@ def seeks(bench, drive, index):
 
 
 def interrupted(bench, drive, index):
-    """Ctrl-C in the midst of a test ends it at its next command."""
+    """Ctrl-C during a test ends it at its next command."""
     command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Qr", index, "--json", "--progress=json")
     with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True) as process:
         for line in process.stderr:
@@ -85,13 +85,13 @@ def interrupted(bench, drive, index):
 def bad_blocks(bench, index):
     """The scan names the blocks that hold the bad sectors, and no other."""
     code, document, _ = watched(bench, "-En(ERROR_LIMIT=0)", index)
-    told = " ".join(message["key"] for run in document.get("test_runs", []) for message in run["messages"])
-    pairs = [(int(a), int(b)) for a, b in re.findall(r"\[(\d+), (\d+)\]", told)]
+    keys = " ".join(message["key"] for run in document.get("test_runs", []) for message in run["messages"])
+    pairs = [(int(a), int(b)) for a, b in re.findall(r"\[(\d+), (\d+)\]", keys)]
     width = pairs[0][1] - pairs[0][0] if pairs else 1
     holding = sorted({lba // width * width for lba in range(FIRST, FIRST + COUNT)})
     bench.equal("reading: the scan fails the disk and names exactly the blocks of the bad sectors",
                 (code, results(document), pairs), (1, [1], [(first, first + width) for first in holding]))
-    bench.check("reading: and counts them", f"NUMBER_OF_BLOCKS_WITH_BAD_SECTORS {len(holding)}. " in told, told)
+    bench.check("reading: and counts them", f"NUMBER_OF_BLOCKS_WITH_BAD_SECTORS {len(holding)}. " in keys, keys)
 
 
 def run(bench):

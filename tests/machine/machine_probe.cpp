@@ -34,7 +34,7 @@
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 using Json = nlohmann::json;
@@ -465,10 +465,10 @@ Json check(const Arguments& arguments) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test
 
 int main(int count, char** values) {
-  using namespace ostria::storage;
+  using namespace ostria::storage::test;
   const std::map<std::string, Json (*)(const Arguments&)> commands = {
       {"scan", scan},       {"layout", layout}, {"dismount", dismount}, {"read", read},
       {"scratch", scratch}, {"ata", ata},       {"scsi", scsi},         {"nvme", nvme},

@@ -1,3 +1,4 @@
+// The tables that a command line is made from: names unique, letters unique in each diagnostic.
 #include "module/storage_resource.h"
 
 #include <gtest/gtest.h>

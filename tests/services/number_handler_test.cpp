@@ -1,3 +1,4 @@
+// Numbers as text, rounding and random numbers.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

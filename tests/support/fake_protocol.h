@@ -17,7 +17,7 @@
 
 namespace ostria::storage::test {
 
-/// A disk behind the protocol interface, to be told what it is and what fails. `Base` is the
+/// A disk behind the protocol interface, a test says what it is and what fails. `Base` is the
 /// protocol class that a test may cast to.
 template <typename Base = StorageProtocol>
 class FakeProtocol : public Base {

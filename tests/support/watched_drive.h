@@ -29,7 +29,8 @@ class WatchedDrive {
   WatchedDrive(const WatchedDrive&) = delete;
   WatchedDrive& operator=(const WatchedDrive&) = delete;
 
-  /// Reads by ATA and SCSI commands, in their order. ATA commands count on either road.
+  /// Reads by ATA and SCSI commands, in their order. ATA commands count by ATA or SCSI
+  /// pass-through.
   std::vector<Read> reads;
   std::map<std::uint8_t, unsigned> ataCommands;
   std::map<std::uint8_t, unsigned> scsiCommands;

@@ -1,3 +1,4 @@
+// What a disk checker prints: percentages apart from text.
 #include "tools/checker_output.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The recover tool as a host sees it: events in their order, with their data.
 #include "tools/recover_bad_sectors.h"
 
 #include <gtest/gtest.h>

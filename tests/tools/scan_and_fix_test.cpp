@@ -1,3 +1,4 @@
+// Scan and repair of bad sectors: what is read, written, counted and left alone.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -305,7 +306,7 @@ TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
   }
 }
 
-TEST(RepairTest, SectorsThatStayBadAreTold) {
+TEST(RepairTest, SectorsThatStayBadAreReported) {
   Bench bench(
       R"({"lba": 100}, {"lba": 200, "on_write": "fails"}, {"lba": 300, "on_write": "stays"})",
       20011, false);

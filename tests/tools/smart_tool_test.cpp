@@ -1,3 +1,4 @@
+// The SMART tool: events, reports, and devices without one.
 #include "tools/smart_tool.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@
 namespace ostria::storage::test {
 namespace {
 
-/// A component that gives the reports it was told to.
+/// A component that gives the reports that a test sets.
 class ReportingComponent : public SystemComponent {
  public:
   ReportingComponent(std::string id, std::map<std::string, std::string> reports)

@@ -1,3 +1,4 @@
+// The ATA drive model: a real drive refuses what it refuses, and answers what it answers.
 #include <gtest/gtest.h>
 
 #include <numeric>

@@ -1,3 +1,4 @@
+// The reader of machine files: each mistake with its location, and the built-in machine.
 #include <gtest/gtest.h>
 
 #include <algorithm>

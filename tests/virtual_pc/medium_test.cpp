@@ -1,3 +1,4 @@
+// The medium: content, bad sectors of each kind, healing, and time.
 #include <gtest/gtest.h>
 
 #include "tests/support/drive_bench.h"

@@ -1,3 +1,4 @@
+// The NVMe drive model and its SCSI translation.
 #include "virtual_pc/drives/nvme_drive.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SCSI drives and USB bridges: what SAT and vendor layers let through.
 #include <gtest/gtest.h>
 
 #include "base/byte_order.h"

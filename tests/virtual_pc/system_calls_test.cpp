@@ -1,3 +1,4 @@
+// The simulated system calls: handles, files, controls and their error numbers.
 #include <cfgmgr32.h>
 #include <gtest/gtest.h>
 #include <ntddscsi.h>

@@ -1,3 +1,5 @@
+// The device write test on volumes of the virtual PC: what it writes, refuses, asks and leaves
+// behind.
 #include "diagnostics/device_io/device_write.h"
 
 #include <winerror.h>
@@ -166,10 +168,10 @@ TEST_F(WriteTestOnVolumes, OneChangedByteFailsWithItsRange) {
   };
   EXPECT_EQ(rerun(), TestResult::Failed);
   const std::string key = std::string("PATTERN_VERIFICATION_FAILED") + kInRange;
-  const auto told = std::find(host->messages.begin(), host->messages.end(),
-                              "progress 100 " + key + "[0, 131072]");
-  ASSERT_NE(told, host->messages.end());
-  EXPECT_EQ(told[1], "log 2 " + key + "0 and 131072");
+  const auto reported = std::find(host->messages.begin(), host->messages.end(),
+                                  "progress 100 " + key + "[0, 131072]");
+  ASSERT_NE(reported, host->messages.end());
+  EXPECT_EQ(reported[1], "log 2 " + key + "0 and 131072");
 }
 
 TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {

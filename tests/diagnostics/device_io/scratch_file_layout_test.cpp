@@ -1,3 +1,4 @@
+// The layout of the scratch file: chunks aligned, in order and inside of the free space.
 #include "diagnostics/device_io/scratch_file_layout.h"
 
 #include <gtest/gtest.h>

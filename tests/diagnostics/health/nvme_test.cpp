@@ -1,3 +1,5 @@
+// The NVMe health tests on a drive model: temperature, spare, reliability, and the estimate over
+// days.
 #include <gtest/gtest.h>
 
 #include "diagnostics/health/controller_status.h"

@@ -1,3 +1,4 @@
+// The SMART tests before a fake protocol: verdicts, refusals, and SMART left as it was found.
 #include <gtest/gtest.h>
 
 #include "checks/message_keys.h"

@@ -1,3 +1,4 @@
+// The self-tests before a fake protocol: start, polling, outcome, abort and time-out of a routine.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -203,7 +204,7 @@ TEST(SelfTests, EachTakesItsDevicesOnly) {
   EXPECT_FALSE(shortTest.isApplicable(excluded.component.get()));
 }
 
-/// A SCSI road that answers SEND DIAGNOSTIC with a status.
+/// A SCSI bridge that answers SEND DIAGNOSTIC with a status.
 class DiagnosticBridge final : public ScsiBridge {
  public:
   DiagnosticBridge() : ScsiBridge(DeviceHandle()) {}

@@ -1,3 +1,4 @@
+// The seek tests before a fake protocol: which sectors are read, and what ends them.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The targeted read before a fake protocol: the sectors that the drive's own logs name.
 #include "diagnostics/surface/targeted_read.h"
 
 #include <gtest/gtest.h>
@@ -173,7 +174,7 @@ TEST_F(TargetedRead, WithoutAnyLogThereIsNothingToRead) {
   logs_->claimedPages = {{1, 1}, {3, 2}};
   EXPECT_EQ(run(), "0 / 100 CANNOT_READ_ANYTHING_FROM_LOGS / log 0 same / 100 = 3");
   logs_->write(6, 0, 0, {1});
-  EXPECT_EQ(run(5), "0 / 100 / 100 / 100 = 4") << "told at each of the last two checks";
+  EXPECT_EQ(run(5), "0 / 100 / 100 / 100 = 4") << "reported at each of the last two checks";
   EXPECT_TRUE(disk_.protocol->reads.empty());
 }
 

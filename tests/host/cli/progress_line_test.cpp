@@ -1,3 +1,4 @@
+// The progress line: its width, its pace, and what is left of it on the terminal.
 #include "host/cli/progress_line.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// ATA pass-through by SG_IO: the CDB of each command, and registers out of sense data.
 #include <gtest/gtest.h>
 
 #include <algorithm>

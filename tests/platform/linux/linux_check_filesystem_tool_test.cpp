@@ -1,3 +1,4 @@
+// The checker as a child process: scripted checkers, their output, exit codes and hangs.
 #include "platform/linux/checker/linux_check_filesystem_tool.h"
 
 #include <gtest/gtest.h>

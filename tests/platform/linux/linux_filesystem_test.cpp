@@ -1,3 +1,5 @@
+// Timed reads and writes by io_uring and by threads: a late answer never reaches the caller's
+// memory.
 #include "platform/linux/io/linux_filesystem.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Linux has no RAID pass-through but that of its drivers: nothing is found, nothing fails.
 #include <gtest/gtest.h>
 
 #include "inventory/raid_collection.h"

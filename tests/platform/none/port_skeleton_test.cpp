@@ -1,3 +1,4 @@
+// The skeleton of a port answers "not supported" everywhere and lists nothing.
 #include <gtest/gtest.h>
 
 #include "ostria/storage/entry_points.h"

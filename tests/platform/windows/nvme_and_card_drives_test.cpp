@@ -64,7 +64,7 @@ class FoundDrives : public ::testing::Test {
   std::unique_ptr<StorageComponentManager> manager;
 };
 
-TEST_F(FoundDrives, EachRoadGetsItsProtocol) {
+TEST_F(FoundDrives, EachPassThroughGetsItsProtocol) {
   scan();
   const struct {
     const char* serial;
@@ -92,12 +92,12 @@ std::string withoutBlanks(std::string text) {
   return text;
 }
 
-TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
-  // Each identification that fails costs the road whose probe it is.
+TEST_F(FoundDrives, PassThroughsAreTriedInTheirOrderAndAgreeOnTheDrive) {
+  // Each identification that fails costs the pass-through whose probe it is.
   const struct {
     int failures;
     ProtocolKind kind;
-    bool longReads;  ///< only the first of the two port roads takes more than 4096 bytes
+    bool longReads;  ///< only the first of the two port pass-throughs takes more than 4096 bytes
   } rows[] = {{0, ProtocolKind::Nvme, true},
               {1, ProtocolKind::Nvme, false},
               {2, ProtocolKind::NvmeSystemCall, false},
@@ -105,7 +105,7 @@ TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.failures);
     std::string error;
-    const std::string text = R"({"format": 1, "drives": [{"kind": "nvme", "model": "ROADS",
+    const std::string text = R"({"format": 1, "drives": [{"kind": "nvme", "model": "PASSTHROUGHS",
         "serial": "SERIAL-7", "firmware": "FW7", "size_sectors": 100000, "temperature": 47,
         "nvme": {"pass_through": "all"})" +
                              (row.failures == 0 ? std::string()
@@ -121,7 +121,7 @@ TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
     EXPECT_EQ(protocol.GetProtocolKind(), row.kind);
     const StorageProtocolProperties properties = propertiesOf(found);
     // SCSI texts keep the blanks that fill their fields.
-    EXPECT_EQ(withoutBlanks(properties.modelNumber), "ROADS");
+    EXPECT_EQ(withoutBlanks(properties.modelNumber), "PASSTHROUGHS");
     EXPECT_EQ(withoutBlanks(properties.serialNumber), "SERIAL-7");
     EXPECT_EQ(withoutBlanks(properties.firmwareRevision), "FW7");
     EXPECT_EQ(properties.totalSectors, 100'000u);
@@ -135,7 +135,7 @@ TEST_F(FoundDrives, RoadsAreTriedInTheirOrderAndAgreeOnTheDrive) {
   }
 }
 
-TEST_F(FoundDrives, SelfTestOfEveryRoadRunsToItsOutcome) {
+TEST_F(FoundDrives, SelfTestOfEveryPassThroughRunsToItsOutcome) {
   scan();
   const struct {
     const char* serial;
@@ -160,7 +160,7 @@ TEST_F(FoundDrives, SelfTestOfEveryRoadRunsToItsOutcome) {
   }
 }
 
-TEST_F(FoundDrives, PortRoadReadsWhatTheMediumHolds) {
+TEST_F(FoundDrives, PortPassThroughReadsWhatTheMediumHolds) {
   scan();
   StorageProtocol& protocol = *component("VPC-NVM-0002").storageProtocol();
   std::vector<std::uint8_t> read(2048);
@@ -173,13 +173,13 @@ TEST_F(FoundDrives, PortRoadReadsWhatTheMediumHolds) {
 }
 
 TEST_F(FoundDrives, ControllersThatTalkNonsenseAreListedOnlyAsFarAsTheyCanBeUsed) {
-  for (const char* road : {"intel_port", "mini_port"}) {
+  for (const char* passThrough : {"intel_port", "mini_port"}) {
     for (const char* broken :
          {R"({"data_size_power": 0})", R"({"data_size_power": 255})", R"({"namespace_size": 0})",
           R"({"data_offset": 4294967280})", R"({"data_offset": 0})"}) {
-      SCOPED_TRACE(std::string(road) + broken);
-      StorageComponent* found =
-          scanOne(std::string(R"({"pass_through": ")") + road + R"(", "broken": )" + broken + "}");
+      SCOPED_TRACE(std::string(passThrough) + broken);
+      StorageComponent* found = scanOne(std::string(R"({"pass_through": ")") + passThrough +
+                                        R"(", "broken": )" + broken + "}");
       if (found == nullptr) {
         continue;
       }
@@ -310,7 +310,7 @@ TEST_F(WriteTest, PatternGoesThroughAFileThatLeavesNoTrace) {
   EXPECT_TRUE(host->requests.empty());
 }
 
-TEST_F(WriteTest, DevicesWithoutARoadForItAreRefusedWithTheReason) {
+TEST_F(WriteTest, DevicesWithoutAWayForItAreRefusedWithTheReason) {
   EXPECT_EQ(run(component("VPC-NVM-0002")), TestResult::NotPerformed);
   EXPECT_FALSE(test.isApplicable(&component("VPC-SSD-0001")));
   EXPECT_TRUE(test.isApplicable(&component("VEM0001A")));
@@ -318,7 +318,7 @@ TEST_F(WriteTest, DevicesWithoutARoadForItAreRefusedWithTheReason) {
   EXPECT_EQ(host->count("log 0 THE_AVAILABLE_VOLUMES_DO_NOT_FULFILL_THE_TEST_REQUIREMENTS."), 1u);
 }
 
-TEST_F(WriteTest, FaultsOfTheDeviceAreToldByPlaceAndAFullVolumeIsNotOne) {
+TEST_F(WriteTest, FaultsOfTheDeviceAreReportedByPlaceAndAFullVolumeIsNotOne) {
   StorageComponent& nvme = component("VPC-NVM-0001");
   vpc::FaultRule rule;
   rule.command = std::uint8_t{1};

@@ -1,3 +1,4 @@
+// Files and raw reads by the Windows calls, on the virtual PC.
 #include "platform/windows/io/win_filesystem.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// NVMe by the storage queries before a scripted system: blocks, and answers that lie about sizes.
 #include <gtest/gtest.h>
 
 #include <algorithm>

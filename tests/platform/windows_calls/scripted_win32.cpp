@@ -1,3 +1,4 @@
+// The functions of the SDK that the sends use, as a script: no disk, no simulated PC.
 #include "scripted_win32.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The pass-through sends before a scripted system: the exact blocks, and what a driver may break.
 #include <gtest/gtest.h>
 #include <windows.h>
 // The pass-through headers need windows.h first.

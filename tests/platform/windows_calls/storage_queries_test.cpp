@@ -1,3 +1,4 @@
+// Identity and alignment queries before a scripted system, with short and garbled descriptors.
 #include <gtest/gtest.h>
 
 #include "base/byte_order.h"

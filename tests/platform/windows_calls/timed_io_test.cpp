@@ -1,3 +1,5 @@
+// Overlapped reads and writes that hang: the time-out, the cancel, and whose memory is written
+// late.
 #include <gtest/gtest.h>
 
 #include "platform/windows/io/win_timed_io.h"

@@ -1,3 +1,4 @@
+// The ATA protocol before a scripted bridge: exact registers, and answers that are none.
 #include "transport/ata/ata_protocol.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The NVMe protocol before a scripted bridge: exact commands, and pages short, empty or garbled.
 #include "transport/nvme/nvme_protocol.h"
 
 #include <gtest/gtest.h>
@@ -162,7 +163,7 @@ TEST_F(NvmeProtocolTest, BridgeThatWorkedIsAskedFirstFromThenOn) {
 
 TEST_F(NvmeProtocolTest, NewPathSkipsDeadEmptyAndKnownDrives) {
   bridge->expect({6, 0, 1, {}, ProtocolResult::Failure});
-  bridge->identify(Bytes(4096));  // refused by the controller, carried by the road
+  bridge->identify(Bytes(4096));  // refused by the controller, carried by the bridge
   bridge->identify(controllerData("KNOWN"));
   bridge->identify(controllerData(std::string("NEW\0", 4)));
   std::uint8_t id = 0;

@@ -1,3 +1,4 @@
+// The SCSI protocol before a scripted bridge: exact CDBs, pages and sense data.
 #include "transport/scsi/scsi_protocol.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// ATA inside SCSI, by SAT and two vendor tunnels: exact CDBs, and registers on their way back.
 #include <gtest/gtest.h>
 
 #include "tests/support/scripted_scsi_bridge.h"

@@ -1,3 +1,4 @@
+// The exit code of several outcomes together.
 #include "host/core/model/outcome.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The map of a surface: cells of equal width that hold the worst of their sectors.
 #include "host/core/model/surface_map.h"
 
 #include <gtest/gtest.h>

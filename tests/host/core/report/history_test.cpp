@@ -1,3 +1,4 @@
+// The history file: records appended, read back, and survived when damaged.
 #include "host/core/report/history.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Text from devices on a terminal: control characters escaped, widths by cells.
 #include "host/core/report/plain_text.h"
 
 #include <gtest/gtest.h>

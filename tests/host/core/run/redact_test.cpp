@@ -1,3 +1,4 @@
+// Redaction: serial numbers and what is made of them leave no trace.
 #include "host/core/run/redact.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The settings file: sections, keys, and the line of each mistake.
 #include "host/core/run/settings_file.h"
 
 #include <gtest/gtest.h>

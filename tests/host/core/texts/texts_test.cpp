@@ -1,3 +1,4 @@
+// Message keys become text: composed messages, tables, other languages, and no key without a text.
 #include "host/core/texts/texts.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Which rights are missing to open disks, said in one sentence.
 #include "host/platform/linux/access_check.h"
 
 #include <gtest/gtest.h>
