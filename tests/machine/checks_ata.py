@@ -1,8 +1,9 @@
 """ATA disks that refuse, with the kernel's own translator between: what was refused is no answer."""
 
-SUCCESS, DEVICE_ERROR, NO_DATA = 0, 88, 89
+SUCCESS, TRANSPORT_FAILURE, DEVICE_ERROR, NO_DATA = 0, 34, 88, 89
 ATA_PROTOCOL = 1
 BAD_SECTOR = 50000
+SILENT_READS = "/run/bench/silent_reads"
 
 
 def bad_sector(bench):
@@ -29,6 +30,21 @@ def smart_off(bench):
     bench.equal("ata: a log that is not there has no pages", answer["unknownLog"][1], 0)
 
 
+def silent_sector(bench):
+    """A sector that the drive never answers: the command is lost, and nothing sends it again."""
+    drive = bench.needed("OBATAM0001", "ata")
+    if not drive:
+        return
+    with open(SILENT_READS, "rb") as file:
+        before = len(file.read())
+    answer = bench.probe("protocol", drive.node, "3", str(BAD_SECTOR), "0", timeout=150)
+    bench.equal("ata: a read that was never answered is lost", [read[0] for read in answer.get("reads", [])],
+                [TRANSPORT_FAILURE, SUCCESS])
+    with open(SILENT_READS, "rb") as file:
+        bench.equal("ata: it was sent once", len(file.read()) - before, 1)
+
+
 def run(bench):
     bad_sector(bench)
     smart_off(bench)
+    silent_sector(bench)
