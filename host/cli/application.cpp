@@ -2,6 +2,7 @@
 // mistake of the user is found before a device is touched, and ends the program with one sentence.
 #include "host/cli/application.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <memory>
@@ -15,6 +16,7 @@
 #include "host/cli/text_report.h"
 #include "host/core/report/history.h"
 #include "host/core/report/plain_text.h"
+#include "host/core/run/collect_health.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_tests.h"
@@ -272,15 +274,35 @@ class Application {
   }
 
   ExitCode list() {
+    askDrives();
+    judgeDevices(session_);
     session_.finished = Clock::now();
     writeSession(*main_, DocumentKind::List, session_);
-    return ExitCode::Passed;
+    return session_.healthOutcome();
+  }
+
+  void askDrives() {
+    for (DeviceInfo& device : session_.devices) {
+      storage::SystemComponent* component = manager().component(device.index);
+      // A drive that was lost has cost its time-outs already, and a user who stops is not kept.
+      if (component != nullptr && !interrupts_.isAbortRequested() && !device.evidence.asked &&
+          !wasLost(device.index)) {
+        collectHealth(*component, texts_, redactor_, device);
+      }
+    }
+  }
+
+  bool wasLost(std::uint32_t device) const {
+    const auto lost = [device](const auto& run) { return run.device == device && run.lost; };
+    return std::any_of(session_.tests.begin(), session_.tests.end(), lost) ||
+           std::any_of(session_.tools.begin(), session_.tools.end(), lost);
   }
 
   ExitCode show() {
     describeAll();
+    judgeDevices(session_);
     session_.finished = Clock::now();
-    const ExitCode code = writeReports(DocumentKind::Details, ExitCode::Passed);
+    const ExitCode code = writeReports(DocumentKind::Details, session_.healthOutcome());
     writeSession(*main_, DocumentKind::Details, session_);
     return code;
   }
@@ -291,7 +313,7 @@ class Application {
       if (plan_.action == Action::Show) {
         stopIfAsked();
       }
-      if (component != nullptr) {
+      if (component != nullptr && !wasLost(device.index)) {
         describeDetails(*component, catalogue_, texts_, redactor_, device);
       }
     }
@@ -336,16 +358,21 @@ class Application {
 
   ExitCode finishRun() {
     session_.finished = Clock::now();
-    if (!line_.reports.empty()) {
+    if (!line_.reports.empty() && !interrupts_.isAbortRequested()) {
       describeAll();
+    } else if (plan_.selection.operation != "filterDevices") {
+      askDrives();
     }
+    judgeDevices(session_);
+    ExitCode code = session_.outcome();
     if (line_.record) {
       const UsageError error = history_.add(recordsOf(session_, texts_));
       if (error.isSet()) {
         session_.notices.push_back(texts_.say(error));
+        code = worse(code, ExitCode::CouldNotStart);
       }
     }
-    const ExitCode code = writeReports(DocumentKind::Run, session_.outcome());
+    code = writeReports(DocumentKind::Run, code);
     main_->end();
     return code;
   }

@@ -3,121 +3,17 @@
 #include "host/cli/text_report.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 
+#include "host/cli/text_parts.h"
 #include "host/core/model/tool_status.h"
+#include "host/core/report/health_text.h"
 #include "host/core/report/plain_text.h"
 
 namespace ostria::host {
 namespace {
 
-constexpr std::size_t kOutcomeColumns = 15;
 constexpr std::size_t kShownBadSectors = 20;
-
-Colour colourOf(ExitCode outcome) {
-  switch (outcome) {
-    case ExitCode::Passed:
-      return Colour::Green;
-    case ExitCode::Failed:
-      return Colour::Red;
-    case ExitCode::NotPerformed:
-      return Colour::Grey;
-    default:
-      return Colour::Yellow;
-  }
-}
-
-std::string capitals(std::string text) {
-  for (char& c : text) {
-    if (c >= 'a' && c <= 'z') {
-      c = static_cast<char>(c - 'a' + 'A');
-    }
-  }
-  return text;
-}
-
-std::string connectionText(const DeviceInfo& device, const Texts& texts) {
-  return texts.say("connection." + device.connection);
-}
-
-std::string line(const std::string& text, std::size_t indent, std::size_t hanging,
-                 const TextStyle& style) {
-  return wrapped(std::string(indent, ' ') + text, style.width, hanging) + "\n";
-}
-
-// "  PASSED         SMART Status Test"
-std::string outcomeLine(ExitCode outcome, const std::string& text, const TextStyle& style) {
-  const std::string word = padded(capitals(style.texts.say(outcomeKey(outcome))), kOutcomeColumns);
-  const std::string plain = line(word + " " + text, 2, kOutcomeColumns + 3, style);
-  return "  " + coloured(word, colourOf(outcome), style.colour) + plain.substr(2 + word.size());
-}
-
-std::string detailLine(const std::string& text, const TextStyle& style) {
-  const std::size_t indent = style.width != 0 && style.width < 60 ? 4 : kOutcomeColumns + 3;
-  std::string out;
-  std::size_t at = 0;
-  // Tables of the module come as rows of cells.
-  while (at <= text.size()) {
-    const std::size_t end = std::min(text.find('\n', at), text.size());
-    std::string row;
-    for (std::size_t cell = at; cell <= end;) {
-      const std::size_t cellEnd = std::min(text.find('\t', cell), end);
-      const std::string piece = harmless(text.substr(cell, cellEnd - cell));
-      row += cellEnd < end ? padded(piece, 12) + " " : piece;
-      cell = cellEnd + 1;
-    }
-    out += line(row, indent, indent, style);
-    at = end + 1;
-  }
-  return out;
-}
-
-std::string propertyLine(const std::string& label, const std::string& value, std::size_t indent,
-                         std::size_t columnsOfLabel, const TextStyle& style) {
-  return line(padded(harmless(label) + ":", columnsOfLabel) + " " + harmless(value), indent,
-              indent + 2, style);
-}
-
-std::string smartTable(const std::vector<SmartRow>& rows, const TextStyle& style) {
-  const bool ata = std::any_of(rows.begin(), rows.end(),
-                               [](const SmartRow& row) { return !row.threshold.empty(); });
-  const bool narrow = style.width != 0 && style.width < 70;
-  std::string out;
-  if (ata && !narrow) {
-    out += "    " + padded(style.texts.say("smart.id"), 4) +
-           padded(style.texts.say("smart.attribute"), 36) +
-           padded(style.texts.say("smart.value"), 6) + padded(style.texts.say("smart.worst"), 6) +
-           padded(style.texts.say("smart.limit"), 6) + style.texts.say("smart.data") + "\n";
-  }
-  for (const SmartRow& row : rows) {
-    const std::string name = harmless(row.name);
-    if (!ata) {
-      const std::string field = propertyLine(row.name, row.data, 4, narrow ? 0 : 40, style);
-      out += needsAttention(row, rows) ? coloured(field, Colour::Red, style.colour) : field;
-      continue;
-    }
-    std::string text = narrow ? style.texts.say("smart.narrow_row", {{"id", row.id},
-                                                                     {"name", name},
-                                                                     {"value", row.value},
-                                                                     {"worst", row.worst},
-                                                                     {"limit", row.threshold},
-                                                                     {"data", harmless(row.data)}})
-                              : padded(row.id, 4) + padded(fitted(name, 35), 36) +
-                                    padded(row.value, 6) + padded(row.worst, 6) +
-                                    padded(row.threshold, 6) + harmless(row.data);
-    if (row.isBelowThreshold()) {
-      text += " " + style.texts.say("smart.below_limit");
-    }
-    const std::string whole = line(text, 4, 6, style);
-    out += row.isBelowThreshold() ? coloured(whole, Colour::Red, style.colour) : whole;
-  }
-  return out;
-}
-
-std::string heading(const std::string& text, const TextStyle& style) {
-  return coloured(wrapped(text, style.width, 2), Colour::Bold, style.colour) + "\n";
-}
 
 std::string sectorsText(const ToolRun& run, const TextStyle& style) {
   std::string out = detailLine(
@@ -141,100 +37,6 @@ std::string sectorsText(const ToolRun& run, const TextStyle& style) {
   return run.badSectors.empty() ? out : out + detailLine(list, style);
 }
 
-std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& style) {
-  std::vector<std::array<std::string, 5>> rows;
-  rows.push_back({style.texts.say("list.number"), style.texts.say("list.device"),
-                  style.texts.say("list.connection"), style.texts.say("list.bus"),
-                  style.texts.say("list.protocol")});
-  for (const DeviceInfo& device : devices) {
-    rows.push_back({std::to_string(device.index),
-                    harmless(device.name.empty() ? device.id : device.name),
-                    connectionText(device, style.texts), device.bus,
-                    harmless(device.protocol.empty() ? "-" : device.protocol)});
-  }
-  std::array<std::size_t, 5> widths{};
-  for (const auto& row : rows) {
-    for (std::size_t c = 0; c < row.size(); ++c) {
-      widths[c] = std::max(widths[c], columns(row[c]));
-    }
-  }
-  std::size_t total = 0;
-  for (const std::size_t width : widths) {
-    total += width + 2;
-  }
-  std::string out;
-  if (style.width != 0 && total - 2 > style.width) {
-    for (std::size_t r = 1; r < rows.size(); ++r) {
-      const auto& row = rows[r];
-      out += line(row[0] + "  " + row[1], 0, 3, style);
-      out += line(row[2] + ", " + row[3] + ", " + row[4], 3, 3, style);
-    }
-    return out;
-  }
-  for (std::size_t r = 0; r < rows.size(); ++r) {
-    std::string text;
-    for (std::size_t c = 0; c < 4; ++c) {
-      text += padded(rows[r][c], widths[c] + 2);
-    }
-    text += rows[r][4];
-    out += coloured(text, r == 0 ? Colour::Bold : Colour::Plain, style.colour) + "\n";
-  }
-  return out;
-}
-
-std::string deviceHeading(const DeviceInfo& device, const TextStyle& style) {
-  return heading(
-      style.texts.say("device.title",
-                      {{"device", std::to_string(device.index)},
-                       {"name", harmless(device.name.empty() ? device.id : device.name)}}),
-      style);
-}
-
-std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
-  std::size_t width = 0;
-  for (const ShownProperty& row : device.properties) {
-    width = std::max(width, columns(row.label) + 1);
-  }
-  if (style.width != 0 && style.width < 60) {
-    width = 0;
-  }
-  std::string out = deviceHeading(device, style);
-  out += propertyLine(style.texts.say("list.connection"),
-                      connectionText(device, style.texts) + ", " + device.bus, 2, width, style);
-  for (const ShownProperty& row : device.properties) {
-    if (!row.value.empty()) {
-      out += propertyLine(row.label, row.value, 2, width, style);
-    }
-  }
-  for (const ShownSection& section : device.sections) {
-    out += line(section.title, 2, 2, style);
-    for (const ShownProperty& row : section.properties) {
-      if (row.value.empty()) {
-        continue;
-      }
-      out += propertyLine(row.label, row.value, 4, width == 0 ? 0 : width - 2, style);
-    }
-  }
-  if (!device.smart.empty()) {
-    out += "  " + style.texts.say("smart.title") + "\n" + smartTable(device.smart, style);
-  } else {
-    out += "  " +
-           style.texts.say(device.smartSupported ? "smart.no_attributes" : "smart.not_supported") +
-           "\n";
-  }
-  if (!device.logPage.empty()) {
-    out += "  " + style.texts.say("smart.vendor_log") + "\n" + smartTable(device.logPage, style);
-  }
-  out += "  " + style.texts.say("device.tests") + "\n";
-  for (const NamedTest& test : device.applicableTests) {
-    out +=
-        line(style.texts.say(test.id.category == 2 ? "device.extended_test" : "device.quick_test",
-                             {{"test", test.name}}),
-             4, 6, style);
-  }
-  return out;
-}
-
 std::string testText(const TestRun& run, const TextStyle& style) {
   std::string name = run.test.name;
   if (!run.parameters.empty()) {
@@ -244,7 +46,9 @@ std::string testText(const TestRun& run, const TextStyle& style) {
     }
     name += ")";
   }
-  std::string out = outcomeLine(run.outcome, harmless(name), style);
+  std::string out = run.applicable ? outcomeLine(run.outcome, harmless(name), style)
+                                   : outcomeLine(style.texts.say("tool.unsupported"), Colour::Grey,
+                                                 harmless(name), style);
   for (const Message& message : run.messages) {
     out += detailLine(message.text, style);
   }
@@ -263,9 +67,8 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
   if (run.status) {
     name = style.texts.say(statusKey(*run.status, false));
   }
-  // Attributes that could be read are no verdict on the device.
-  const bool verdict = !run.isSmart || run.outcome != ExitCode::Passed;
-  std::string out = verdict ? outcomeLine(run.outcome, name, style) : line(name, 2, 2, style);
+  // The verdict on the drive stands in the summary; attributes that were read are none.
+  std::string out = run.isSmart ? line(name, 2, 2, style) : outcomeLine(run.outcome, name, style);
   if (!run.note.empty()) {
     out += detailLine(run.note, style);
   }
@@ -317,35 +120,52 @@ std::string historyText(const std::vector<HistoryRecord>& records, const TextSty
   return out;
 }
 
+std::string countsText(const Session& session, const TextStyle& style) {
+  std::map<std::string, int> counts;
+  for (const TestRun& run : session.tests) {
+    ++counts[run.applicable ? outcomeKey(run.outcome) : "tool.unsupported"];
+  }
+  for (const ToolRun& run : session.tools) {
+    if (!run.isSmart) {
+      ++counts[outcomeKey(run.outcome)];
+    }
+  }
+  std::string sentence = style.texts.say("summary.title");
+  bool first = true;
+  for (const auto& [key, count] : counts) {
+    sentence += (first ? " " : ", ") + std::to_string(count) + " " + style.texts.say(key);
+    first = false;
+  }
+  const auto duration =
+      std::chrono::duration_cast<std::chrono::seconds>(session.finished - session.started);
+  return sentence + style.texts.say(first ? "summary.time_alone" : "summary.time",
+                                    {{"time", durationText(duration)}});
+}
+
+// Last on a terminal, where it stays in sight.
+std::string verdictsText(const Session& session, const TextStyle& style) {
+  std::string out = "\n" +
+                    coloured(wrapped(countsText(session, style), style.width, 2),
+                             colourOf(session.outcome()), style.colour) +
+                    "\n";
+  for (const DeviceInfo* device : worstFirst(session)) {
+    std::string title = style.texts.say(
+        "device.title", {{"device", std::to_string(device->index)},
+                         {"name", device->name.empty() ? device->id : device->name}});
+    for (const std::string& part : {device->serial, numbersText(*device, style.texts)}) {
+      title += part.empty() ? "" : ", " + part;
+    }
+    out += healthText(*device, title, style);
+  }
+  return out;
+}
+
 std::string summaryText(const Session& session, const TextStyle& style) {
   std::string out;
   for (const std::string& notice : session.notices) {
     out += line(notice, 0, 0, style);
   }
-  std::map<ExitCode, int> counts;
-  for (const TestRun& run : session.tests) {
-    ++counts[run.outcome];
-  }
-  for (const ToolRun& run : session.tools) {
-    ++counts[run.outcome];
-  }
-  if (session.tests.size() + session.tools.size() < 2 || session.operation == "filterDevices" ||
-      (!session.tools.empty() && session.tools.front().isSmart)) {
-    return out;
-  }
-  std::string sentence = style.texts.say("summary.title");
-  bool first = true;
-  for (const auto& [outcome, count] : counts) {
-    sentence +=
-        (first ? " " : ", ") + std::to_string(count) + " " + style.texts.say(outcomeKey(outcome));
-    first = false;
-  }
-  const auto duration =
-      std::chrono::duration_cast<std::chrono::seconds>(session.finished - session.started);
-  sentence += style.texts.say("summary.time", {{"time", durationText(duration)}});
-  out += "\n";
-  out += coloured(wrapped(sentence, style.width, 2), colourOf(session.outcome()), style.colour);
-  return out + "\n";
+  return session.operation == "filterDevices" ? out : out + verdictsText(session, style);
 }
 
 }  // namespace

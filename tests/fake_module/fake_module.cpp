@@ -33,10 +33,12 @@ class FakeDevice final : public SystemComponent {
       value = "ata";
     }
     if (key == "SMART") {
-      value =
-          R"([{"id":"5","description":"Reallocated "x" Sectors","threshold":"36","value":"30","worst":"30","data":"7"}])";
+      const std::string level = id_.back() == '1' ? "30" : "100";
+      value = R"([{"id":"5","description":"Reallocated "x" Sectors","threshold":"36","value":")" +
+              level + R"(","worst":")" + level + R"(","data":")" + (level == "30" ? "7" : "0") +
+              "\"}]";
     }
-    return key != "OSTRIA_LOG_PAGE";
+    return key != "OSTRIA_LOG_PAGE" && key != "HEALTH";
   }
   bool hostQuery6() override { return true; }
   void hostNotice7() override {}

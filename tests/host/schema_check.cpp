@@ -73,6 +73,12 @@ class Checker {
         }
       }
     } else if (word == "properties") {
+      // Readers have to put up with keys that they do not know; this program documents each.
+      for (const auto& [name, unused] : value.items()) {
+        if (schema.contains("type") && !rule.contains(name)) {
+          return at + " has an unknown " + name;
+        }
+      }
       for (const auto& [name, inner] : rule.items()) {
         if (!value.contains(name)) {
           continue;
@@ -80,12 +86,6 @@ class Checker {
         std::string complaint = check(value.at(name), inner, at + "/" + name);
         if (!complaint.empty()) {
           return complaint;
-        }
-      }
-    } else if (word == "additionalProperties") {
-      for (const auto& [name, unused] : value.items()) {
-        if (!schema.at("properties").contains(name)) {
-          return at + " has an unknown " + name;
         }
       }
     } else if (word == "items") {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/core/model/health.h"
 #include "host/core/model/smart_rows.h"
 #include "ostria/storage/identifier.h"
 
@@ -53,10 +54,10 @@ struct DeviceInfo {
   std::optional<std::int64_t> temperatureCelsius;
   std::vector<ShownProperty> properties;
   std::vector<ShownSection> sections;
+  HealthEvidence evidence;
+  Health health;
   // What only the details ask for.
   std::vector<NamedTest> applicableTests;
-  bool smartSupported = false;
-  std::vector<SmartRow> smart;
   std::vector<SmartRow> logPage;
 };
 

@@ -10,12 +10,31 @@ ExitCode Session::outcome() const {
   if (tests.empty() && tools.empty()) {
     return ExitCode::NotPerformed;
   }
-  ExitCode worst = unperformed ? ExitCode::NotPerformed : ExitCode::Passed;
+  ExitCode worst = worse(unperformed ? ExitCode::NotPerformed : ExitCode::Passed, healthOutcome());
   for (const TestRun& run : tests) {
+    // What a whole diagnostic holds and a device does not offer was not asked for, as long as
+    // something was looked at.
+    if (run.outcome == ExitCode::NotPerformed && !run.named && wasLookedAt(run.device)) {
+      continue;
+    }
     worst = worse(worst, run.outcome);
   }
   for (const ToolRun& run : tools) {
     worst = worse(worst, run.outcome);
+  }
+  return worst;
+}
+
+bool Session::wasLookedAt(std::uint32_t device) const {
+  return std::any_of(tests.begin(), tests.end(), [device](const TestRun& run) {
+    return run.device == device && run.outcome != ExitCode::NotPerformed;
+  });
+}
+
+ExitCode Session::healthOutcome() const {
+  ExitCode worst = ExitCode::Passed;
+  for (const DeviceInfo& row : devices) {
+    worst = worse(worst, exitCodeOf(row.health.verdict));
   }
   return worst;
 }

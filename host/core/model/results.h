@@ -30,6 +30,8 @@ struct TestRun {
   std::vector<std::pair<std::string, std::string>> parameters;
   ExitCode outcome = ExitCode::NotPerformed;
   bool applicable = true;
+  bool named = true;  ///< asked for by its name, not with its whole diagnostic
+  bool lost = false;  ///< the device no longer answered
   bool begun = true;  ///< false when the user stopped the run before it came to this test
   std::vector<Message> messages;
   std::string note;  ///< the host's own sentence about a run that could not take place
@@ -51,6 +53,7 @@ struct ToolRun {
   ExitCode outcome = ExitCode::NotPerformed;
   std::optional<int> status;
   bool applicable = true;
+  bool lost = false;  ///< the device no longer answered
   std::string note;
   // Scan and repair.
   bool hasSectors = false;
@@ -86,9 +89,14 @@ struct Session {
   std::vector<std::string> notices;  ///< sentences about the whole run
   bool unperformed = false;          ///< a test was asked for that no device supports
 
-  /// The worst outcome; `NotPerformed` when tests or a tool were asked for and nothing ran.
+  /// The worst outcome of a run and of the verdicts on its drives; `NotPerformed` when nothing ran.
   ExitCode outcome() const;
+  /// The worst of the verdicts alone, for what runs nothing.
+  ExitCode healthOutcome() const;
   const DeviceInfo* device(std::uint32_t index) const;
+
+ private:
+  bool wasLookedAt(std::uint32_t device) const;
 };
 
 /// "2026-11-24T22:08:06Z".

@@ -2,7 +2,6 @@
 // refuse what a device with a quotation mark in its name reports.
 #include "host/core/model/smart_rows.h"
 
-#include <algorithm>
 #include <charconv>
 
 namespace ostria::host {
@@ -37,7 +36,7 @@ std::string_view valueAt(std::string_view object, std::size_t at) {
                                                    : object.substr(at, end - at);
 }
 
-int number(const std::string& text) {
+int leading(const std::string& text) {
   int value = -1;
   std::from_chars(text.data(), text.data() + text.size(), value);
   return value;
@@ -46,28 +45,26 @@ int number(const std::string& text) {
 }  // namespace
 
 bool SmartRow::isBelowThreshold() const {
-  const int limit = number(threshold);
-  const int current = number(value);
+  const int limit = leading(threshold);
+  const int current = leading(value);
   return limit > 0 && current >= 0 && current <= limit;
 }
 
-bool needsAttention(const SmartRow& row, const std::vector<SmartRow>& rows) {
-  if (!row.threshold.empty()) {
-    return row.isBelowThreshold();
+bool SmartRow::wasBelowThreshold() const {
+  const int limit = leading(threshold);
+  const int lowest = leading(worst);
+  // A worst value of 0 was never set.
+  return !isBelowThreshold() && limit > 0 && lowest > 0 && lowest <= limit;
+}
+
+std::optional<std::uint64_t> SmartRow::number(std::string SmartRow::*field) const {
+  const std::string& text = this->*field;
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
+    return std::nullopt;
   }
-  const int data = number(row.data);
-  if (row.name == kCriticalWarning) {
-    return data > 0;
-  }
-  if (row.name == kPercentageUsed) {
-    return data >= 100;
-  }
-  if (row.name != kAvailableSpare || data < 0) {
-    return false;
-  }
-  return std::any_of(rows.begin(), rows.end(), [data](const SmartRow& other) {
-    return other.name == kAvailableSpareThreshold && data < number(other.data);
-  });
+  return value;
 }
 
 std::vector<SmartRow> readSmartReport(std::string_view text) {

@@ -16,14 +16,14 @@ struct StatusRow {
 
 constexpr std::array<StatusRow, 10> kStatusRows = {{
     {0, ExitCode::Passed, "status.nothing_found"},
-    {2, ExitCode::Stopped, "status.rejected"},
+    {2, ExitCode::CouldNotStart, "status.rejected"},
     {3, ExitCode::NotPerformed, "status.scheduled"},
     {4, ExitCode::CouldNotStart, "status.not_scheduled"},
     {6, ExitCode::CouldNotStart, "status.could_not_run"},
     {8, ExitCode::Stopped, "status.stopped"},
     {9, ExitCode::Failed, "status.bad_sectors"},
     {10, ExitCode::Failed, "status.unrepaired"},
-    {13, ExitCode::Stopped, "status.system_event"},
+    {13, ExitCode::CouldNotStart, "status.system_event"},
     {14, ExitCode::Failed, "status.timed_out"},
 }};
 

@@ -99,22 +99,29 @@ std::string smartTableHtml(const std::vector<SmartRow>& rows, const Texts& texts
   html += headCell(texts.say("smart.data"), true);
   html += "</tr></thead><tbody>\n";
   for (const SmartRow& row : rows) {
-    const bool bad = needsAttention(row, rows);
-    html += bad ? "<tr class=\"bad\">" : "<tr>";
+    const Verdict verdict = verdictOf(row, rows);
+    const bool bad = verdict == Verdict::Replace;
+    const char* mark = row.isBelowThreshold()    ? "smart.below_limit"
+                       : row.wasBelowThreshold() ? "smart.was_below_limit"
+                                                 : nullptr;
+    html += bad                         ? "<tr class=\"bad\">"
+            : verdict == Verdict::Watch ? "<tr class=\"watch\">"
+                                        : "<tr>";
     if (ata) {
       const int value = std::max(leadingNumber(row.value), 0);
       const int limit = std::max(leadingNumber(row.threshold), 0);
       html += cell(row.id, true) +
-              cell(row.name + (bad ? " (" + texts.say("smart.below_limit") + ")" : "")) +
+              cell(row.name + (mark != nullptr ? " (" + texts.say(mark) + ")" : "")) +
               "<td class=\"gauge\">" +
               bar(static_cast<unsigned>(value), static_cast<unsigned>(limit), bad) + "</td>" +
               cell(row.value, true) + cell(row.worst, true) + cell(row.threshold, true) +
-              cell(row.data, true);
+              cell(row.readable(), true);
     } else {
       const int part = row.data.ends_with(" %") ? leadingNumber(row.data) : -1;
       html += cell(row.name) + "<td class=\"gauge\">" +
-              (part >= 0 ? bar(static_cast<unsigned>(part), 0, bad) : std::string()) + "</td>" +
-              cell(row.data, true);
+              (part >= 0 ? bar(static_cast<unsigned>(part), 0, verdict > Verdict::NotKnown)
+                         : std::string()) +
+              "</td>" + cell(row.readable(), true);
     }
     html += "</tr>\n";
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/core/model/tool_status.h"
+#include "host/core/report/health_text.h"
 #include "host/core/report/html_parts.h"
 #include "host/core/report/html_style.h"
 #include "host/core/report/output_formats.h"
@@ -65,7 +66,7 @@ class Report {
 
   void machine() {
     html_ += "<div class=\"head\"><h1>" + say("report.title") + "</h1>" +
-             (hasVerdicts() ? badge(session_.outcome(), texts_) : std::string()) +
+             badge(hasVerdicts() ? session_.outcome() : session_.healthOutcome(), texts_) +
              "</div>\n<section><dl>";
     html_ += definition(texts_.say("report.computer"), session_.machine) +
              definition(texts_.say("report.system"), session_.system);
@@ -82,11 +83,13 @@ class Report {
     html_ += "<div class=\"wide\"><table><thead><tr>" + headCell(texts_.say("list.device")) +
              headCell(texts_.say("report.result")) + headCell(texts_.say("report.health")) +
              "</tr></thead><tbody>\n";
-    for (const DeviceInfo& device : session_.devices) {
+    for (const DeviceInfo* row : worstFirst(session_)) {
+      const DeviceInfo& device = *row;
       const std::string number = std::to_string(device.index);
       html_ += "<tr><td><a href=\"#device-" + number + "\">" + number + ": " +
-               htmlEscaped(device.name) + "</a></td><td>" + verdict(device) + "</td>" +
-               cell(health(device)) + "</tr>\n";
+               htmlEscaped(device.name) + "</a>" +
+               (device.serial.empty() ? std::string() : "<br>" + htmlEscaped(device.serial)) +
+               "</td><td>" + verdict(device) + "</td><td>" + health(device) + "</td></tr>\n";
     }
     html_ += "</tbody></table></div></section>\n";
   }
@@ -95,7 +98,8 @@ class Report {
     bool any = false;
     ExitCode worst = ExitCode::Passed;
     for (const TestRun& run : session_.tests) {
-      if (run.device != device.index || !run.applicable) {
+      if (run.device != device.index || !run.applicable ||
+          (!run.named && run.outcome == ExitCode::NotPerformed)) {
         continue;
       }
       worst = worse(worst, run.outcome);
@@ -113,21 +117,18 @@ class Report {
   }
 
   std::string health(const DeviceInfo& device) const {
-    std::string text;
-    for (const SmartRow& row : device.smart) {
-      if (!needsAttention(row, device.smart)) {
-        continue;
-      }
-      text += text.empty() ? texts_.say("report.attention") + " " : ", ";
-      text += row.name + (row.threshold.empty() ? " " + row.data : std::string());
+    std::string html = badge(std::string("health_") + verdictWord(device.health.verdict),
+                             verdictText(device.health, texts_));
+    const auto reasons = reasonsOf(device.health);
+    html += "<ul>";
+    for (const HealthReason& reason : reasons) {
+      html += "<li>" + htmlEscaped(reasonText(reason, texts_)) + "</li>";
     }
-    if (text.empty()) {
-      text = texts_.say(device.smartSupported ? "report.within_limits" : "report.no_smart");
-    }
-    if (device.temperatureCelsius) {
-      text += ", " + std::to_string(*device.temperatureCelsius) + " °C";
-    }
-    return text;
+    html += "</ul>";
+    const std::string advice = adviceText(device.health, texts_);
+    html += advice.empty() ? "" : "<p><strong>" + htmlEscaped(advice) + "</strong></p>";
+    const std::string numbers = numbersText(device, texts_);
+    return html + (numbers.empty() ? "" : "<p class=\"soft\">" + htmlEscaped(numbers) + "</p>");
   }
 
   void deviceSection(const DeviceInfo& device) {
@@ -145,8 +146,9 @@ class Report {
     verdicts(device);
     maps(device);
     tools(device);
-    if (!device.smart.empty()) {
-      html_ += "<h3>" + say("smart.title") + "</h3>\n" + smartTableHtml(device.smart, texts_);
+    if (!device.evidence.rows.empty()) {
+      html_ +=
+          "<h3>" + say("smart.title") + "</h3>\n" + smartTableHtml(device.evidence.rows, texts_);
     }
     if (!device.logPage.empty()) {
       html_ +=
@@ -229,7 +231,7 @@ class Report {
 
   void tools(const DeviceInfo& device) {
     for (const ToolRun& run : session_.tools) {
-      if (run.device != device.index || (run.isSmart && run.outcome == ExitCode::Passed)) {
+      if (run.device != device.index || (run.isSmart && run.note.empty())) {
         continue;
       }
       html_ += "<h3>" + htmlEscaped(session_.toolTitle) + "</h3>\n<p>" +

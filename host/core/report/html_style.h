@@ -21,7 +21,9 @@ margin:1rem 0}
 font-size:.9rem;print-color-adjust:exact;-webkit-print-color-adjust:exact}
 .passed{background:var(--passed)}.failed{background:var(--failed)}
 .warning,.stopped,.could_not_start{background:var(--warning)}
-.not_performed,.not_supported{background:var(--not_performed)}
+.health_good{background:var(--passed)}.health_watch{background:var(--warning)}
+.health_replace,.health_not_answering{background:var(--failed)}
+.not_performed,.not_supported,.health_not_known{background:var(--not_performed)}
 .wide{overflow-x:auto}
 table{border-collapse:collapse;width:100%;font-size:.92rem}
 th,td{text-align:left;padding:.3rem .5rem;border-bottom:1px solid var(--line);vertical-align:top;
@@ -29,7 +31,7 @@ overflow-wrap:anywhere}
 th{color:var(--soft);font-weight:600;white-space:nowrap}
 .number{text-align:right;font-variant-numeric:tabular-nums;white-space:nowrap}
 a{color:inherit}
-tr.bad td{color:var(--failed);font-weight:600}
+tr.bad td{color:var(--failed);font-weight:600}tr.watch td{color:var(--warning);font-weight:600}
 dl{display:grid;grid-template-columns:minmax(8rem,13rem) 1fr;gap:.2rem 1rem;margin:.5rem 0}
 dt{color:var(--soft)}dd{margin:0;overflow-wrap:anywhere}
 .bar{display:block;width:7rem;height:.6rem;margin:.35rem 0}

@@ -3,7 +3,9 @@
 #include <nlohmann/json.hpp>
 
 #include "host/core/model/module_catalogue.h"
+#include "host/core/model/raw_values.h"
 #include "host/core/model/tool_status.h"
+#include "host/core/report/health_text.h"
 #include "host/core/report/output_formats.h"
 
 namespace ostria::host {
@@ -13,7 +15,7 @@ using Json = nlohmann::ordered_json;
 
 // Name and version of the form of the documents. The version changes when a key does.
 constexpr const char* kJsonSchema = "ostria.storage.diagnostics";
-constexpr const char* kJsonVersion = "1.1";
+constexpr const char* kJsonVersion = "2.0";
 
 // Readers that keep numbers as binary64 lose digits above this.
 constexpr std::uint64_t kExactLimit = std::uint64_t{1} << 53;
@@ -45,6 +47,11 @@ Json document(const char* kind, const Session& session) {
   return json;
 }
 
+void putOutcome(Json& json, ExitCode code) {
+  json["outcome"] = outcomeWord(code);
+  json["exit_code"] = static_cast<int>(code);
+}
+
 std::string dumped(const Json& json) {
   // A device may call itself what is no UTF-8.
   return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
@@ -63,16 +70,24 @@ Json smartJson(const std::vector<SmartRow>& rows) {
   for (const SmartRow& row : rows) {
     Json entry;
     if (!row.id.empty()) {
-      entry["id"] = row.id;
+      putNumber(entry, "id", row.number(&SmartRow::id));
     }
     entry["name"] = row.name;
-    if (!row.threshold.empty()) {
-      entry["value"] = row.value;
-      entry["worst"] = row.worst;
-      entry["threshold"] = row.threshold;
+    const bool attribute = !row.threshold.empty();
+    if (attribute) {
+      putNumber(entry, "value", row.number(&SmartRow::value));
+      putNumber(entry, "worst", row.number(&SmartRow::worst));
+      putNumber(entry, "threshold", row.number(&SmartRow::threshold));
+      putNumber(entry, "raw", row.number(&SmartRow::data));
       entry["below_threshold"] = row.isBelowThreshold();
+      entry["was_below_threshold"] = row.wasBelowThreshold();
     }
-    entry["data"] = row.data;
+    // The fields of a log count; texts of a vendor log do not.
+    if (attribute || !row.id.empty()) {
+      putNumber(entry, "count", countOf(row));
+    }
+    entry["verdict"] = verdictWord(verdictOf(row, rows));
+    entry["data"] = row.readable();
     list.push_back(std::move(entry));
   }
   return list;
@@ -82,7 +97,37 @@ Json testJson(const NamedTest& test) {
   return {{"id", identifierText(test.id)}, {"key", test.nameKey}, {"name", test.name}};
 }
 
-Json deviceJson(const DeviceInfo& device) {
+Json healthJson(const DeviceInfo& device, const Texts& texts) {
+  const Health& health = device.health;
+  Json json;
+  json["verdict"] = verdictWord(health.verdict);
+  json["text"] = verdictText(health, texts);
+  json["advice"] = textOrNull(adviceText(health, texts));
+  json["smart_state"] = stateWord(device.evidence.smart);
+  json["answers"] = device.evidence.asked ? Json(device.evidence.answers) : Json(nullptr);
+  json["predicts_failure"] =
+      device.evidence.predictsFailure ? Json(*device.evidence.predictsFailure) : Json(nullptr);
+  putNumber(json, "power_on_hours", health.powerOnHours);
+  putNumber(json, "wear_percent", health.wearPercent);
+  putNumber(json, "spare_percent", health.sparePercent);
+  json["reasons"] = Json::array();
+  for (const HealthReason& reason : health.reasons) {
+    Json entry = {{"verdict", verdictWord(reason.verdict)},
+                  {"source", sourceWord(reason.source)},
+                  {"key", reason.key},
+                  {"text", bareReasonText(reason, texts)},
+                  {"past", reason.past}};
+    entry["values"] = Json::object();
+    for (const auto& [name, value] : reason.arguments) {
+      entry["values"][name] = value;
+    }
+    entry["advice"] = reason.advice.empty() ? Json(nullptr) : Json(texts.say(reason.advice));
+    json["reasons"].push_back(std::move(entry));
+  }
+  return json;
+}
+
+Json deviceJson(const DeviceInfo& device, const Texts& texts) {
   Json json;
   json["index"] = device.index;
   json["id"] = device.id;
@@ -103,13 +148,14 @@ Json deviceJson(const DeviceInfo& device) {
   putNumber(json, "rotation_rpm", device.rotationRpm);
   json["temperature_celsius"] =
       device.temperatureCelsius ? Json(*device.temperatureCelsius) : Json(nullptr);
+  json["health"] = healthJson(device, texts);
   return json;
 }
 
-Json devicesJson(const Session& session, bool details) {
+Json devicesJson(const Session& session, const Texts& texts, bool details) {
   Json list = Json::array();
   for (const DeviceInfo& device : session.devices) {
-    Json json = deviceJson(device);
+    Json json = deviceJson(device, texts);
     if (details) {
       json["properties"] = propertiesJson(device.properties);
       json["partitions"] = Json::array();
@@ -117,8 +163,8 @@ Json devicesJson(const Session& session, bool details) {
         json["partitions"].push_back(
             {{"title", section.title}, {"properties", propertiesJson(section.properties)}});
       }
-      json["smart_supported"] = device.smartSupported;
-      json["smart"] = smartJson(device.smart);
+      json["smart_supported"] = device.evidence.smart == DataState::Value;
+      json["smart"] = smartJson(device.evidence.rows);
       json["vendor_log"] = smartJson(device.logPage);
       json["applicable_tests"] = Json::array();
       for (const NamedTest& test : device.applicableTests) {
@@ -150,6 +196,8 @@ Json runJson(const TestRun& run) {
   }
   json["outcome"] = run.applicable ? outcomeWord(run.outcome) : "not_supported";
   json["result"] = static_cast<int>(run.outcome);
+  json["asked_by_name"] = run.named;
+  json["lost"] = run.lost;
   putTimes(json, run.started, run.finished);
   json["messages"] = Json::array();
   for (const Message& message : run.messages) {
@@ -173,6 +221,7 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
   json["status_text"] = run.status ? Json(texts.say(statusKey(*run.status, false))) : Json(nullptr);
   putTimes(json, run.started, run.finished);
   json["note"] = textOrNull(run.note);
+  json["lost"] = run.lost;
   if (run.hasSectors) {
     Json sectors;
     putNumber(sectors, "scanned_sectors", run.sectorsScanned);
@@ -200,16 +249,18 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
   return json;
 }
 
-std::string listJson(const Session& session) {
+std::string listJson(const Session& session, const Texts& texts) {
   Json json = document("device_list", session);
-  json["devices"] = devicesJson(session, false);
+  putOutcome(json, session.healthOutcome());
+  json["devices"] = devicesJson(session, texts, false);
   json["notices"] = session.notices;
   return dumped(json);
 }
 
-std::string detailsJson(const Session& session) {
+std::string detailsJson(const Session& session, const Texts& texts) {
   Json json = document("device_details", session);
-  json["devices"] = devicesJson(session, true);
+  putOutcome(json, session.healthOutcome());
+  json["devices"] = devicesJson(session, texts, true);
   json["notices"] = session.notices;
   return dumped(json);
 }
@@ -217,9 +268,8 @@ std::string detailsJson(const Session& session) {
 std::string sessionJson(const Session& session, const Texts& texts) {
   const bool tool = !session.toolName.empty();
   Json json = document(tool ? "tool_run" : "test_run", session);
-  json["outcome"] = outcomeWord(session.outcome());
-  json["exit_code"] = static_cast<int>(session.outcome());
-  json["devices"] = devicesJson(session, false);
+  putOutcome(json, session.outcome());
+  json["devices"] = devicesJson(session, texts, false);
   if (tool) {
     json["tool"] = session.toolName;
     json["operation"] = textOrNull(session.operation);
@@ -269,8 +319,7 @@ std::string versionJson(const std::string& program, const std::string& module,
 
 std::string errorJson(const std::string& sentence, ExitCode code) {
   Json json = bareDocument("error");
-  json["outcome"] = outcomeWord(code);
-  json["exit_code"] = static_cast<int>(code);
+  putOutcome(json, code);
   json["error"] = sentence;
   return dumped(json);
 }
@@ -286,9 +335,9 @@ class JsonOutput final : public OutputFormat {
   void end() override {
     switch (kind_) {
       case DocumentKind::List:
-        return write_(listJson(*session_));
+        return write_(listJson(*session_, texts_));
       case DocumentKind::Details:
-        return write_(detailsJson(*session_));
+        return write_(detailsJson(*session_, texts_));
       case DocumentKind::Run:
         return write_(sessionJson(*session_, texts_));
     }

@@ -4,6 +4,9 @@
 
 #include <charconv>
 
+#include "host/core/model/raw_values.h"
+#include "host/core/run/collect_health.h"
+
 namespace ostria::host {
 namespace {
 
@@ -129,6 +132,18 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
     }
   }
   info.properties = shown(properties, texts, redactor);
+  if (info.sizeBytes) {
+    const std::string size = sizeText(static_cast<double>(*info.sizeBytes));
+    if (!info.model.empty()) {
+      info.name = info.model + " - " + size;
+    }
+    for (ShownProperty& property : info.properties) {
+      if (property.key == "SIZE") {
+        property.value =
+            texts.say("device.size", {{"bytes", groupedNumber(*info.sizeBytes)}, {"size", size}});
+      }
+    }
+  }
   for (const storage::PropertySection& section : component.sections()) {
     info.sections.push_back({texts.text(section.title), shown(section.entries, texts, redactor)});
   }
@@ -145,16 +160,13 @@ void describeDetails(storage::SystemComponent& component, const Catalogue& catal
       info.applicableTests.push_back({test.id, test.nameKey, texts.text(test.nameKey)});
     }
   }
+  collectHealth(component, texts, redactor, info);
   std::string report;
-  info.smartSupported = component.getReport("SMART", report) && !report.empty();
-  if (info.smartSupported) {
-    info.smart = readSmartReport(report);
-  }
-  report.clear();
-  if (component.getReport("OSTRIA_LOG_PAGE", report)) {
+  // A drive that sleeps, or is silent, is left alone.
+  const bool awake = info.evidence.answers && info.evidence.smart != DataState::Asleep;
+  if (awake && component.getReport("OSTRIA_LOG_PAGE", report)) {
     info.logPage = readSmartReport(report);
   }
-  redactRows(info.smart, redactor);
   redactRows(info.logPage, redactor);
 }
 

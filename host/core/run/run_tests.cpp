@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "host/core/model/health_rules.h"
+#include "host/core/run/collect_health.h"
 #include "host/core/run/device_question.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
@@ -16,6 +18,11 @@ using storage::TestResult;
 
 // The test that writes to the volumes of a device.
 constexpr storage::Identifier kWriteTest = storage::ids::kDeviceWrite;
+
+// Tests whose answer the host adds numbers to.
+constexpr std::string_view kStatusTest = "SMART_STATUS_TEST";
+constexpr std::string_view kWearTest = "SMART_WEAROUT_TEST";
+constexpr std::string_view kSpareTest = "NVME_SMART_SPARE_SPACE_TEST";
 
 class TestRunner {
  public:
@@ -79,6 +86,7 @@ class TestRunner {
     run.test = {test.id, test.nameKey, services_.texts.text(test.nameKey)};
     run.diagnosticName = services_.texts.text(catalogue_.diagnostics[choice.diagnostic].nameKey);
     run.applicable = applicable;
+    run.named = choice.named;
     for (const ParameterText& pair : choice.parameters) {
       run.parameters.emplace_back(pair.key, pair.value);
     }
@@ -140,10 +148,57 @@ class TestRunner {
                             {{"device", std::to_string(device.index)}, {"name", run.test.name}}));
     run.outcome = exitCodeOf(test.run(&context));
     run.messages = context.messages();
+    // Nobody stops a test but the user, and the test itself when its device is gone.
+    if (run.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested()) {
+      run.outcome = ExitCode::Failed;
+      run.lost = true;
+    }
+    if (run.outcome == ExitCode::NotPerformed && !run.named && isNotOffered(run)) {
+      run.applicable = false;
+    }
     services_.progress.end(run.outcome);
-    if (run.messages.empty()) {
+    if (run.lost) {
+      run.note = services_.texts.say("note.device_lost");
+    } else if (run.messages.empty()) {
       const char* key = noteFor(run.outcome, context);
       run.note = key != nullptr ? services_.texts.say(key) : std::string();
+    }
+    explain(component, device, run);
+  }
+
+  static bool isNotOffered(const TestRun& run) {
+    return std::any_of(run.messages.begin(), run.messages.end(), [](const Message& message) {
+      return std::find(std::begin(kNotOffered), std::end(kNotOffered), message.key) !=
+             std::end(kNotOffered);
+    });
+  }
+
+  // A test that only says yes or no gets the numbers behind it.
+  void explain(storage::SystemComponent& component, const DeviceInfo& device, TestRun& run) {
+    const bool status = run.test.nameKey == kStatusTest && run.outcome == ExitCode::Failed;
+    const bool wear = run.test.nameKey == kWearTest && run.outcome != ExitCode::NotPerformed;
+    const bool spare = run.test.nameKey == kSpareTest && run.outcome != ExitCode::NotPerformed;
+    if (run.lost || !(status || wear || spare)) {
+      return;
+    }
+    DeviceInfo asked = device;
+    collectHealth(component, services_.texts, services_.redactor, asked);
+    const Health health = judge(asked.evidence);
+    const auto add = [&](const std::string& text) {
+      run.note += (run.note.empty() ? "" : "; ") + services_.redactor.text(text);
+    };
+    if (wear && health.wearPercent) {
+      add(services_.texts.say("health.used", {{"percent", std::to_string(*health.wearPercent)}}));
+    }
+    if (spare && health.sparePercent) {
+      add(services_.texts.say("health.spare_left",
+                              {{"percent", std::to_string(*health.sparePercent)}}));
+    }
+    for (const HealthReason& reason : health.reasons) {
+      if (status && reason.verdict > Verdict::NotKnown &&
+          reason.source == HealthSource::SmartAttribute) {
+        add(services_.texts.say(reason.key, reason.arguments));
+      }
     }
   }
 
@@ -151,10 +206,7 @@ class TestRunner {
   const char* noteFor(ExitCode outcome, const RunContext& context) const {
     switch (outcome) {
       case ExitCode::Stopped:
-        if (services_.abort.isAbortRequested()) {
-          return "note.stopped_by_user";
-        }
-        return "note.module_stopped";
+        return "note.stopped_by_user";
       case ExitCode::NotPerformed:
         if (context.wasAskedForInput() && !services_.asker.canAsk()) {
           return "note.needs_answers";

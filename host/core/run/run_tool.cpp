@@ -7,6 +7,7 @@
 #include <charconv>
 
 #include "host/core/model/tool_status.h"
+#include "host/core/run/collect_health.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/device_question.h"
 #include "host/core/run/run_context.h"
@@ -171,7 +172,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
 
   // One device after the other: each is asked for, and has its own line of progress.
   void treat(storage::SystemComponentManager& manager) {
-    for (const DeviceInfo& device : session_.devices) {
+    for (DeviceInfo& device : session_.devices) {
       SystemComponent* component = manager.component(device.index);
       if (component == nullptr) {
         continue;
@@ -181,6 +182,15 @@ class ToolRunner final : public storage::ToolEventReceiver {
       run_.isSmart = selection_.operation.empty();
       run_.applicable = tool_.isApplicable(component);
       run_.started = Clock::now();
+      if (!run_.applicable && run_.isSmart && !services_.abort.isAbortRequested() &&
+          judgeAttributes(*component, device)) {
+        // Drives behind USB bridges, which the tool leaves out and the module can read all the
+        // same.
+        run_.applicable = true;
+        run_.finished = Clock::now();
+        finish(run_);
+        continue;
+      }
       if (!run_.applicable && selection_.devices.empty()) {
         continue;
       }
@@ -200,10 +210,43 @@ class ToolRunner final : public storage::ToolEventReceiver {
                   session_.toolTitle +
                       (selection_.operation.empty() ? "" : " (" + selection_.operation + ")")}}));
         tool_.run();
+        if (run_.isSmart) {
+          judgeAttributes(*component, device);
+        }
+        loseDevice();
         services_.progress.end(run_.outcome);
       }
       run_.finished = Clock::now();
       finish(run_);
+    }
+  }
+
+  // The verdict is that on the drive: attributes that could be read are none. False for a drive
+  // without attributes.
+  bool judgeAttributes(SystemComponent& component, DeviceInfo& device) {
+    collectHealth(component, services_.texts, services_.redactor, device);
+    const HealthEvidence& evidence = device.evidence;
+    run_.outcome = exitCodeOf(judge(evidence).verdict);
+    run_.smart = evidence.rows;
+    run_.note.clear();
+    if (evidence.smart != DataState::Value || evidence.rows.empty()) {
+      run_.outcome = worse(run_.outcome, ExitCode::NotPerformed);
+      run_.note = services_.texts.say(std::string("attributes.") + stateWord(evidence.smart));
+    }
+    return !evidence.rows.empty();
+  }
+
+  // The tool ends a scan early when the user stops it, or when its device is gone.
+  void loseDevice() {
+    if (run_.outcome != ExitCode::Stopped || services_.abort.isAbortRequested()) {
+      return;
+    }
+    if (isFilesystem()) {
+      run_.outcome = ExitCode::CouldNotStart;
+    } else {
+      run_.outcome = ExitCode::Failed;
+      run_.lost = true;
+      run_.note += (run_.note.empty() ? "" : " ") + services_.texts.say("note.device_lost");
     }
   }
 
@@ -292,16 +335,9 @@ class ToolRunner final : public storage::ToolEventReceiver {
   }
 
   void smartFinished(const Values& values) {
-    const bool available = textAt(values, 1) == "0";
-    run_.outcome = available ? ExitCode::Passed : ExitCode::NotPerformed;
     run_.protocol = textAt(values, 2);
-    run_.smart = readSmartReport(textAt(values, 3));
     run_.logPage = readSmartReport(textAt(values, 4));
-    redactRows(run_.smart, services_.redactor);
     redactRows(run_.logPage, services_.redactor);
-    if (!available) {
-      run_.note = services_.texts.say("note.no_smart");
-    }
   }
 
   void finish(const ToolRun& run) {

@@ -41,7 +41,10 @@ class SystemComponent {
   }
   virtual std::vector<PropertySection> sections() { return sections_; }
   virtual std::uint32_t hostQuery4() = 0;
-  /// Builds a report. Keys: "protocol_type", "SMART", "OSTRIA_LOG_PAGE".
+  /// Builds a report. Keys: "protocol_type", "SMART", "OSTRIA_LOG_PAGE", and
+  /// "HEALTH": rows {"description","data"}: "Access" yes|no, "Power Mode" standby, "SMART"
+  /// supported|disabled|not supported, "SMART Status" good|failing|unreadable, "Prediction"
+  /// good|failing, "Self-Test" passed|failed CODE; what was not asked has no row.
   /// @return false when the data cannot be had; `value` is then not to be used
   virtual bool getReport(const std::string& key, std::string& value) = 0;
   virtual bool hostQuery6() = 0;

@@ -1,0 +1,27 @@
+// A verdict in words, the same in all outputs.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/core/model/device_info.h"
+#include "host/core/model/results.h"
+#include "host/core/texts/texts.h"
+
+namespace ostria::host {
+
+std::string verdictText(const Health& health, const Texts& texts);
+/// "Reallocated sectors: 7 (SMART attribute, past)".
+std::string reasonText(const HealthReason& reason, const Texts& texts);
+/// The reason without its source.
+std::string bareReasonText(const HealthReason& reason, const Texts& texts);
+/// The reasons that count for the verdict; those of a good drive for being good.
+std::vector<HealthReason> reasonsOf(const Health& health);
+/// What helps, each advice once; empty for none.
+std::string adviceText(const Health& health, const Texts& texts);
+/// "12,345 h, 3 % used, 34 °C": what is known of it.
+std::string numbersText(const DeviceInfo& device, const Texts& texts);
+/// The devices with the worst first.
+std::vector<const DeviceInfo*> worstFirst(const Session& session);
+
+}  // namespace ostria::host

@@ -1,0 +1,137 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/host/program.h"
+#include "tests/host/schema_check.h"
+#include "tests/support/source_folder.h"
+
+namespace ostria::host::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+struct Answer {
+  int code;
+  json document;
+  std::string text;
+};
+
+Answer ask(std::vector<std::string> arguments, bool asJson = true) {
+  std::vector<std::string> all = {
+      "--virtual=" + ::ostria::storage::test::sourceFile("tests/host/health_machine.json"),
+      "-Mstorage"};
+  if (asJson) {
+    all.push_back("--json");
+  }
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  Program program(OSTRIA_BIN_DIR, all);
+  Answer answer{program.finish(), {}, program.output + program.errors};
+  if (asJson) {
+    answer.document = json::parse(program.output, nullptr, false);
+    EXPECT_EQ(schemaComplaint(answer.document), "") << program.output;
+    EXPECT_EQ(answer.document.value("exit_code", -1), answer.code);
+  }
+  return answer;
+}
+
+// Serial number to index and verdict.
+std::map<std::string, std::pair<int, std::string>> verdicts(const json& document) {
+  std::map<std::string, std::pair<int, std::string>> out;
+  for (const json& device : document.at("devices")) {
+    out[device.at("serial")] = {device.at("index"), device.at("health").at("verdict")};
+  }
+  return out;
+}
+
+struct Drive {
+  const char* serial;
+  const char* listed;  ///< verdict of the list
+  int listCode;
+  const char* tested;  ///< verdict of the quick tests
+  int testCode;
+  const char* reason;  ///< part of the tests' text
+};
+
+constexpr Drive kDrives[] = {
+    {"HEALTH-0", "good", 0, "good", 0, "4 tests passed"},
+    {"HEALTH-1", "replace", 1, "replace", 1, "value 1, limit 36"},
+    {"HEALTH-2", "replace", 1, "replace", 1, "240 % of the rated life is used"},
+    {"HEALTH-3", "watch", 5, "watch", 5, "Sectors that cannot be read now: 900"},
+    {"HEALTH-4", "not_answering", 1, "not_answering", 1, "Check cable and power supply."},
+    {"HEALTH-5", "good", 0, "not_answering", 1, "the drive was lost during the test"},
+    {"HEALTH-6", "not_known", 0, "good", 0, "The drive predicts no failure"},
+    {"HEALTH-7", "not_known", 0, "not_known", 0, "The SMART data could not be read"},
+    {"HEALTH-8", "not_known", 0, "good", 0, "2 tests passed"},
+    {"HEALTH-9", "good", 0, "good", 0, "The drive predicts no failure"},
+    {"HEALTH-10", "good", 0, "good", 0, "3 % used"},
+    {"HEALTH-11", "good", 0, "good", 0, "No value is beyond its limit"},
+    {"HEALTH-12", "not_known", 0, "good", 0, "1 test passed"},
+    {"HEALTH-13", "not_answering", 1, "not_answering", 1, "Check cable and power supply."},
+};
+
+TEST(HealthProgramTest, EveryDriveHasItsVerdictAndItsExitCode) {
+  const Answer list = ask({});
+  EXPECT_EQ(list.code, 1);
+  const auto listed = verdicts(list.document);
+  EXPECT_EQ(listed.size(), std::size(kDrives));
+  for (const Drive& drive : kDrives) {
+    ASSERT_EQ(listed.count(drive.serial), 1u) << drive.serial;
+    const auto& [index, verdict] = listed.at(drive.serial);
+    EXPECT_EQ(verdict, drive.listed) << drive.serial;
+    EXPECT_EQ(ask({"--show", std::to_string(index)}).code, drive.listCode) << drive.serial;
+    const Answer quick = ask({"-Q", std::to_string(index)});
+    EXPECT_EQ(quick.code, drive.testCode) << drive.serial << quick.document;
+    EXPECT_EQ(verdicts(quick.document).at(drive.serial).second, drive.tested) << drive.serial;
+    const Answer text = ask({"-Q", std::to_string(index)}, false);
+    EXPECT_THAT(text.text, HasSubstr(drive.reason)) << drive.serial;
+  }
+}
+
+TEST(HealthProgramTest, TheWorstStandsOnTop) {
+  const std::string path = testing::TempDir() + "health.html";
+  const Answer text = ask({"-Q", "--report", path}, false);
+  std::stringstream html;
+  html << std::ifstream(path).rdbuf();
+  std::size_t at = text.text.find("Summary:");
+  ASSERT_NE(at, std::string::npos);
+  std::size_t row = 0;
+  for (const char* word : {"NOT ANSWERING ", "REPLACE ", "WATCH ", "NOT KNOWN ", "GOOD "}) {
+    const std::size_t next = text.text.find(word, at);
+    ASSERT_NE(next, std::string::npos) << word;
+    at = next;
+  }
+  for (const char* badge : {"health_not_answering", "health_replace", "health_watch",
+                            "health_not_known", "health_good"}) {
+    const std::size_t next = html.str().find(std::string("badge ") + badge, row);
+    ASSERT_NE(next, std::string::npos) << badge;
+    row = next;
+  }
+  std::filesystem::remove(path);
+}
+
+TEST(HealthProgramTest, SmartToolJudgesWhatItReads) {
+  const auto listed = verdicts(ask({}).document);
+  const std::pair<const char*, int> rows[] = {{"HEALTH-0", 0}, {"HEALTH-1", 1}, {"HEALTH-2", 1},
+                                              {"HEALTH-3", 5}, {"HEALTH-4", 1}, {"HEALTH-7", 3},
+                                              {"HEALTH-8", 3}, {"HEALTH-9", 3}};
+  for (const auto& [serial, code] : rows) {
+    const Answer smart = ask({"smart", std::to_string(listed.at(serial).first)});
+    EXPECT_EQ(smart.code, code) << serial << smart.document;
+    EXPECT_EQ(smart.document.at("tool_runs").at(0).at("smart").empty(),
+              code == 3 || serial == std::string("HEALTH-4"))
+        << serial;
+  }
+  // A refusal gives its reason, and a verdict its numbers.
+  const Answer wear = ask({"-Qo", std::to_string(listed.at("HEALTH-2").first)});
+  EXPECT_THAT(wear.document.at("test_runs").at(0).at("note").dump(), HasSubstr("240 %"));
+}
+
+}  // namespace
+}  // namespace ostria::host::test
