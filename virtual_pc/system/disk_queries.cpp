@@ -93,7 +93,8 @@ void DiskObject::predictFailure(IoRequest& request) {
     if (error) {
       return request.fail(error);
     }
-    if (exchange.out.command & 1) {
+    constexpr std::uint8_t kErrFaultOrBusy = 0xA1;
+    if (exchange.out.command & kErrFaultOrBusy) {
       return request.fail(ERROR_INVALID_FUNCTION);
     }
     answer.PredictFailure = (exchange.out.lbaMid & 0xFF) == 0xF4 ? 1 : 0;
