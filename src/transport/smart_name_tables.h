@@ -1,3 +1,4 @@
+// Where the tables of SMART names come from: each lies in the room of its command set.
 #pragma once
 
 #include <span>

@@ -1,3 +1,4 @@
+// Names for the numbers of SMART data, as reports show them.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The root of all ways to an ATA drive.
 #pragma once
 
 #include "base/device_handle.h"

@@ -1,3 +1,4 @@
+// IDENTIFY DEVICE (ATA8-ACS) to properties. Names in mixed case are those of the public interface.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// ATA drives (ACS-3), whatever carries their commands.
 #pragma once
 
 #include <cstdint>

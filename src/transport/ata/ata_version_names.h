@@ -1,3 +1,4 @@
+// The table behind the minor version texts.
 #pragma once
 
 #include <cstdint>

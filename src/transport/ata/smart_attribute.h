@@ -1,3 +1,4 @@
+// The record in which SMART attributes leave the protocol.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The seam for SCSI commands: what a platform executes, and how its result is judged.
 #pragma once
 
 #include <cstdint>

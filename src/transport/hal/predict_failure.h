@@ -1,3 +1,4 @@
+// The seam for the operating system's own failure prediction, asked where a drive gives none.
 #pragma once
 
 #include "base/device_handle.h"

@@ -1,3 +1,4 @@
+// USB adapters from before SAT, first kind.
 #pragma once
 
 #include <memory>

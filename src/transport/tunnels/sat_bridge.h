@@ -1,3 +1,4 @@
+// SCSI/ATA translation (SAT): most USB adapters, and the port drivers of SATA disks.
 #pragma once
 
 #include <array>

@@ -1,3 +1,4 @@
+// USB adapters from before SAT, second kind.
 #pragma once
 
 #include <memory>

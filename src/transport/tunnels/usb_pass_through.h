@@ -1,3 +1,4 @@
+// The commands of USB adapters from before SAT.
 #pragma once
 
 #include "transport/ata/ata_cmd.h"

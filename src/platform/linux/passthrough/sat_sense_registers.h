@@ -1,3 +1,4 @@
+// ATA output registers in sense data (SAT), and the sense that the kernel makes up.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// ATA commands as the kernel's own translator takes them; its twin for adapters is
+// transport/tunnels/sat_pass_through.
 #pragma once
 
 #include "base/protocol_result.h"

@@ -1,3 +1,4 @@
+// The one call behind every SCSI and ATA command on Linux.
 #pragma once
 
 #include <array>

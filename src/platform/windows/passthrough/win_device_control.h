@@ -1,3 +1,4 @@
+// The one call behind every control code on Windows.
 #pragma once
 
 #include <windows.h>
