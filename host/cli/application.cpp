@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <memory>
 #include <system_error>
 
@@ -16,6 +15,7 @@
 #include "host/cli/text_report.h"
 #include "host/core/report/history.h"
 #include "host/core/report/plain_text.h"
+#include "host/core/report/whole_file.h"
 #include "host/core/run/collect_health.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/parameters.h"
@@ -84,7 +84,9 @@ class Application {
         texts_.say(unread ? "output.closed" : "output.unwritable",
                    {{"reason", std::generic_category().message(output_.failure())}});
     sayWhy(sentence);
-    return worse(code, unread ? ExitCode::Stopped : ExitCode::CouldNotStart);
+    // The stop was none of the user's.
+    return worse(stoppedUnread_ && code == ExitCode::Stopped ? ExitCode::Passed : code,
+                 ExitCode::CouldNotStart);
   }
 
   void sayWhy(const std::string& sentence) {
@@ -183,8 +185,7 @@ class Application {
   // A report that cannot be written is better known before a test of two hours.
   void checkReportFiles() const {
     for (const ChosenReport& report : line_.reports) {
-      const std::ofstream file(report.file, std::ios::binary | std::ios::app);
-      if (!file) {
+      if (!WholeFile::isPossible(report.file)) {
         throw Stop{ExitCode::Usage, texts_.say("file.report_unwritable", {{"file", report.file}})};
       }
     }
@@ -194,11 +195,11 @@ class Application {
   // ends, as a failure is one of its notices.
   ExitCode writeReports(DocumentKind kind, ExitCode outcome) {
     for (const ChosenReport& report : line_.reports) {
-      std::ofstream file(report.file, std::ios::binary | std::ios::trunc);
-      const auto format = report.format->make([&](std::string_view text) { file << text; }, texts_);
+      WholeFile file(report.file);
+      const auto format =
+          report.format->make([&](std::string_view text) { file.write(text); }, texts_);
       writeSession(*format, kind, session_);
-      file.flush();
-      if (!file) {
+      if (!file.keep()) {
         session_.notices.push_back(texts_.say("file.report_unwritable", {{"file", report.file}}));
         outcome = worse(outcome, ExitCode::CouldNotStart);
       }
@@ -328,8 +329,9 @@ class Application {
 
   ExitCode runSelection() {
     Progress progress(error_, progressForm(), terminal_.errorWidth, texts_);
-    Questions questions(line_.assume, isConsole(Stream::Input) && terminal_.errorIsTerminal,
-                        progress, error_, terminal_.errorWidth, interrupts_, texts_);
+    Questions questions(line_.assume, line_.assumeWrite,
+                        isConsole(Stream::Input) && terminal_.errorIsTerminal, progress, error_,
+                        terminal_.errorWidth, interrupts_, texts_);
     interrupts_.setHandlers([&](int count) { progress.say(interruptSentence(count)); },
                             [&] { progress.tick(); });
     const RunServices services{texts_, redactor_, questions, progress, interrupts_};
@@ -387,7 +389,8 @@ class Application {
 
   // Nobody reads the results any more, so no more are made.
   void stopWhenUnread() {
-    if (output_.isClosed()) {
+    if (output_.isClosed() && !interrupts_.isAbortRequested()) {
+      stoppedUnread_ = true;
       interrupts_.requestAbort();
     }
   }
@@ -408,6 +411,7 @@ class Application {
   FileHistory history_{stateFolder() + kHistoryFile, lockFile};
   std::optional<std::uint32_t> announced_;  ///< device whose heading is out
   MachineFile machine_;
+  bool stoppedUnread_ = false;  ///< the run was stopped as nobody reads its results
 };
 
 }  // namespace

@@ -57,6 +57,11 @@ UsageError setAssume(CommandLine& line, const std::optional<std::string>& value)
   return {};
 }
 
+UsageError addAssumeWrite(CommandLine& line, const std::optional<std::string>& value) {
+  line.assumeWrite.push_back(*value);
+  return {};
+}
+
 constexpr HostOption kHostOptions[] = {
     {"help", Takes::Nothing, setFlag<&CommandLine::help>},
     {"version", Takes::Nothing, setFlag<&CommandLine::version>},
@@ -68,6 +73,7 @@ constexpr HostOption kHostOptions[] = {
     {"virtual", Takes::MaybeValue, setVirtual},
     {"progress", Takes::Value, setProgress},
     {"assume", Takes::Value, setAssume},
+    {"assume-write", Takes::Value, addAssumeWrite},
     {"module", Takes::Value, setText<&CommandLine::module>},
     {"config", Takes::Value, setText<&CommandLine::configFile>},
     {"texts", Takes::Value, setText<&CommandLine::textsFile>},
@@ -92,6 +98,7 @@ constexpr HelpRow kHelp[] = {
     {"--config FILE", "help.config"},
     {"--texts FILE", "help.texts"},
     {"--assume yes|no", "help.assume"},
+    {"--assume-write SERIAL", "help.assume_write"},
     {"--record", "help.record"},
     {"--history", "help.history"},
 };

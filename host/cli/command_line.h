@@ -42,6 +42,7 @@ struct CommandLine {
   std::optional<std::string> configFile;
   std::optional<std::string> textsFile;
   std::optional<bool> assume;
+  std::vector<std::string> assumeWrite;     ///< serial numbers of drives that may be written to
   const OutputFormatRow* format = nullptr;  ///< of standard output; null: plain text
   std::vector<ChosenReport> reports;
   std::vector<ModuleOption> moduleOptions;

@@ -2,6 +2,8 @@
 // the wait. The answer is read byte by byte, so that a second line stays for the next question.
 #include "host/cli/questions.h"
 
+#include <algorithm>
+
 #include "host/core/report/plain_text.h"
 
 namespace ostria::host {
@@ -34,6 +36,24 @@ Answer Questions::ask(const std::string& question) {
                              {{"question", shown}}));
     return *assumed_ ? Answer::Yes : Answer::No;
   }
+  return askTerminal(shown);
+}
+
+Answer Questions::askToWrite(const std::string& question, const std::string& serial) {
+  const std::string shown = harmless(question);
+  progress_.hide();
+  const bool yes =
+      !serial.empty() && std::find(writable_.begin(), writable_.end(), serial) != writable_.end();
+  const bool no = assumed_.has_value() && !*assumed_;
+  if (yes || no) {
+    progress_.say(
+        texts_.say(yes ? "question.assumed_yes" : "question.assumed_no", {{"question", shown}}));
+    return yes ? Answer::Yes : Answer::No;
+  }
+  return askTerminal(shown);
+}
+
+Answer Questions::askTerminal(const std::string& shown) {
   if (!terminal_) {
     return Answer::Nobody;
   }

@@ -3,6 +3,8 @@
 
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "host/cli/progress_line.h"
 #include "host/core/run/run_services.h"
@@ -14,9 +16,12 @@ class Questions final : public Asker {
  public:
   /// @param terminal  whether standard input and standard error are a terminal
   /// @param width     columns of standard error; 0: no limit
-  Questions(std::optional<bool> assumed, bool terminal, Progress& progress, Output& error,
-            std::size_t width, const AbortFlag& abort, const Texts& texts)
+  /// @param writable  serial numbers of drives that tests may write to
+  Questions(std::optional<bool> assumed, std::vector<std::string> writable, bool terminal,
+            Progress& progress, Output& error, std::size_t width, const AbortFlag& abort,
+            const Texts& texts)
       : assumed_(assumed),
+        writable_(std::move(writable)),
         terminal_(terminal),
         progress_(progress),
         error_(error),
@@ -26,11 +31,14 @@ class Questions final : public Asker {
 
   bool canAsk() const override { return assumed_.has_value() || terminal_; }
   Answer ask(const std::string& question) override;
+  Answer askToWrite(const std::string& question, const std::string& serial) override;
 
  private:
   std::optional<std::string> readLine() const;
+  Answer askTerminal(const std::string& shown);
 
   std::optional<bool> assumed_;
+  std::vector<std::string> writable_;
   bool terminal_;
   Progress& progress_;
   Output& error_;

@@ -54,7 +54,9 @@ TEST(ProgramTest, EndsWithTheWorstOutcome) {
       {{"-E", "0", "--assume", "no"}, 1},
       {{"-Ew", "0"}, 3},  // nobody can be asked
       {{"-Ew", "--assume", "no", "0"}, 3},
-      {{"-Ew", "--assume=yes", "0"}, 0},
+      {{"-Ew", "--assume=yes", "0"}, 3},  // does not cover what writes
+      {{"-Ew", "--assume-write", "SN 12345678", "0"}, 0},
+      {{"-Ew", "--assume-write", "SN 1234567", "0"}, 3},
       {{"recover", "scan", "0"}, 0},
       {{"recover", "scan"}, 1},
       {{"recover", "repair", "0"}, 3},
@@ -179,7 +181,7 @@ TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreReported) {
 TEST(ProgramTest, ClosedOutputEndsTheRun) {
   Program program(OSTRIA_FAKE_DIR, onFake({"-Qm,s", "0", "1"}));
   program.closeOutput();
-  EXPECT_EQ(program.finish(), 4);
+  EXPECT_EQ(program.finish(), 6);
   EXPECT_THAT(program.errors, Not(HasSubstr("Stopping")));
   EXPECT_THAT(program.errors, HasSubstr("Nobody reads the output any more"));
 }
@@ -198,7 +200,22 @@ TEST(ProgramTest, OutputThatCannotBeWrittenIsNoSuccess) {
   std::string sentence;
   std::getline(file, sentence);
   EXPECT_THAT(sentence, HasSubstr("The output cannot be written: No space left on device."));
-  EXPECT_EQ(shell("-Qm 0 <&- >&- 2>&-"), 0);
+  EXPECT_EQ(shell("-Qm 0 <&- >&- 2>&-"), 6);
+  EXPECT_EQ(shell("-Qm 0 <&- >/dev/null 2>&-"), 0);
+  // What was there stays until there is something better, and nothing half is left.
+  std::filesystem::create_directories(report + ".d");
+  std::ofstream(report + ".d/r") << "old";
+  EXPECT_EQ(shell("-Qz --report " + report + ".d/r >/dev/null 2>&1"), 2);
+  EXPECT_EQ(std::filesystem::file_size(report + ".d/r"), 3u);
+  EXPECT_EQ(shell("-Qm 0 --report " + report + ".d/r >/dev/null 2>&1"), 0);
+  EXPECT_GT(std::filesystem::file_size(report + ".d/r"), 300u);
+  EXPECT_EQ(shell("-Qm 0 --report /dev/full >/dev/null 2>&1"), 6);
+  setenv("XDG_STATE_HOME", "/dev/null", 1);
+  EXPECT_EQ(shell("-Qm 0 --record >/dev/null 2>&1"), 6);
+  unsetenv("XDG_STATE_HOME");
+  using Files = std::filesystem::directory_iterator;
+  EXPECT_EQ(std::distance(Files(report + ".d"), Files()), 1);
+  std::filesystem::remove_all(report + ".d");
   std::filesystem::remove(report);
 }
 

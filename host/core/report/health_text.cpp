@@ -23,10 +23,9 @@ std::string bareReasonText(const HealthReason& reason, const Texts& texts) {
 }
 
 std::string reasonText(const HealthReason& reason, const Texts& texts) {
-  return texts.say(
-      reason.past ? "health.reason_past" : "health.reason",
-      {{"text", bareReasonText(reason, texts)},
-       {"source", texts.say(std::string("source.") + sourceWord(reason.source))}});
+  return texts.say(reason.past ? "health.reason_past" : "health.reason",
+                   {{"text", bareReasonText(reason, texts)},
+                    {"source", texts.say(std::string("source.") + sourceWord(reason.source))}});
 }
 
 std::vector<HealthReason> reasonsOf(const Health& health) {

@@ -87,6 +87,10 @@ std::vector<ShownProperty> shown(const std::vector<PropertyEntry>& entries, cons
 
 }  // namespace
 
+std::string serialOf(storage::SystemComponent& component) {
+  return valueOf(component.description().properties, "SERIAL");
+}
+
 void redactRows(std::vector<SmartRow>& rows, const Redactor& redactor) {
   for (SmartRow& row : rows) {
     row.data = redactor.property(row.name, row.data);

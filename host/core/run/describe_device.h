@@ -17,6 +17,9 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
 void describeDetails(storage::SystemComponent& component, const Catalogue& catalogue,
                      const Texts& texts, const Redactor& redactor, DeviceInfo& info);
 
+/// The serial number as the device reports it, for comparisons; never to be shown.
+std::string serialOf(storage::SystemComponent& component);
+
 /// Masks what the reports of a device name.
 void redactRows(std::vector<SmartRow>& rows, const Redactor& redactor);
 

@@ -38,6 +38,9 @@ class Asker {
   virtual bool canAsk() const = 0;
   /// Blocks until an answer is there; an abort is a no.
   virtual Answer ask(const std::string& question) = 0;
+  /// As `ask`, for a test that writes to the drive of this serial number. What was answered
+  /// beforehand for everything does not count here.
+  virtual Answer askToWrite(const std::string& question, const std::string& serial) = 0;
 };
 
 /// The user's wish to stop. It is asked from several threads.

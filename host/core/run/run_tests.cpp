@@ -6,6 +6,7 @@
 
 #include "host/core/model/health_rules.h"
 #include "host/core/run/collect_health.h"
+#include "host/core/run/describe_device.h"
 #include "host/core/run/device_question.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
@@ -97,7 +98,7 @@ class TestRunner {
       run.begun = false;
     } else if (!applicable) {
       askForReason(*test.test, component, run);
-    } else if (mayRun(test, device, run)) {
+    } else if (mayRun(test, device, component, run)) {
       perform(choice, *test.test, component, device, run);
     }
     run.finished = Clock::now();
@@ -118,21 +119,25 @@ class TestRunner {
     }
   }
 
-  bool mayRun(const CatalogueTest& test, const DeviceInfo& device, TestRun& run) {
+  bool mayRun(const CatalogueTest& test, const DeviceInfo& device,
+              storage::SystemComponent& component, TestRun& run) {
     if (test.id != kWriteTest) {
       return true;
     }
-    const Answer answer = services_.asker.ask(services_.texts.say(
+    const std::string question = services_.texts.say(
         "question.write_test", {{"test", services_.texts.text(test.nameKey)},
                                 {"device", std::to_string(device.index)},
                                 {"name", deviceForQuestion(device, services_.texts)},
-                                {"alert", services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT")}}));
+                                {"alert", services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT")}});
+    const Answer answer = services_.asker.askToWrite(question, serialOf(component));
     if (answer == Answer::Yes) {
       return true;
     }
     const bool stopped = services_.abort.isAbortRequested();
     run.outcome = stopped ? ExitCode::Stopped : ExitCode::NotPerformed;
-    run.note = services_.texts.say(stopped ? "note.stopped_by_user" : refusalKey(answer));
+    run.note = services_.texts.say(stopped                    ? "note.stopped_by_user"
+                                   : answer == Answer::Nobody ? "note.nobody_to_ask_to_write"
+                                                              : refusalKey(answer));
     return false;
   }
 
