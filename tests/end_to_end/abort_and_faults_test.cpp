@@ -38,7 +38,7 @@ struct Subject {
 std::string smallDrive(const Subject& subject) {
   return R"("kind": ")" + std::string(subject.kind) + R"(", "model": "SMALL", "serial": "SMALL1",
       "size_sectors": 20000, "rotation_rate": 7200, )" +
-         (subject.scans ? R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}], )"
+         (subject.scans ? R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 7}], )"
                         : "") +
          R"("smart": {"enabled": )" + (subject.smartEnabled() ? "true" : "false") +
          R"(, "self_tests": [{"code": 0, "seconds": 5}, {"code": 1, "seconds": 45},
@@ -192,7 +192,7 @@ class ReadingFaultSweep : public Interrupted {
   std::uint64_t runOnce(Bench& bench, std::uint64_t failAt, std::uint64_t goneFrom) {
     constexpr std::uint32_t kDeviceNotConnected = 1167;
     FakeHost host = bench.host();
-    const std::size_t handles = virtual_pc::openHandles();
+    const std::size_t handles = settledHandles();
     bench.faults().reset();
     bench.faults().failCall(failAt, kDeviceNotConnected);
     bench.faults().goneFrom(goneFrom);
@@ -213,7 +213,7 @@ class ReadingFaultSweep : public Interrupted {
     if (!GetParam().scans) {
       EXPECT_NE(result, TestResult::Failed) << "a lost call is no fault of the drive";
     }
-    EXPECT_EQ(virtual_pc::openHandles(), handles);
+    EXPECT_EQ(settledHandles(), handles);
     if (goneFrom == 0) {
       EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
     }

@@ -109,7 +109,7 @@ TEST(ScanEdges, ALockedDiskIsNamedAndNotRead) {
 TEST(ScanEdges, TheLinearReadStaysInItsAreaAndReachesItsEnd) {
   constexpr std::uint64_t kSectors = 20'000;
   Bench disk("sas", kSectors, R"(, "bad_sectors": [{"lba": 200, "kind": "transient",
-                                   "failures": 9}])");
+                                   "failures": 7}])");
   ASSERT_EQ(disk.device(0).preferredReadBlock(), 127);
   WatchedDrive watch(*disk.machine().drives()[0]);
   for (const auto& [start, stop, coverage] :

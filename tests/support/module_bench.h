@@ -9,6 +9,7 @@
 #include "inventory/storage_component.h"
 #include "ostria/storage/entry_points.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/good_conduct.h"
 #include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage::test {
@@ -29,7 +30,8 @@ class ModuleBench {
   }
   ~ModuleBench() {
     ReleaseModuleInterfaceInstance();
-    EXPECT_EQ(virtual_pc::openHandles(), 0u);
+    EXPECT_EQ(settledHandles(), 0u);
+    expectGoodConduct();
     virtual_pc::resetMachine();
   }
   ModuleBench(const ModuleBench&) = delete;

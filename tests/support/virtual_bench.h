@@ -7,6 +7,7 @@
 
 #include "inventory/storage_component.h"
 #include "inventory/storage_component_manager.h"
+#include "tests/support/good_conduct.h"
 #include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage::test {
@@ -23,7 +24,8 @@ class VirtualBench {
   ~VirtualBench() {
     pc().faults().reset();
     manager_.reset();
-    EXPECT_EQ(virtual_pc::openHandles(), 0u) << "handles left open";
+    EXPECT_EQ(settledHandles(), 0u) << "handles left open";
+    expectGoodConduct();
     virtual_pc::resetMachine();
   }
   VirtualBench(const VirtualBench&) = delete;

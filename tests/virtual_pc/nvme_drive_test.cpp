@@ -68,7 +68,7 @@ TEST(NvmeDrive, ScsiFaceReadsWhatTheDriveHoldsAndTellsItsBadSectors) {
   BlockMedium medium(1000, 512);
   medium.addBadSectors({9, 1, BadSectorKind::Medium, WriteEffect::Heals, 1, 0});
   NvmeDrive drive({}, medium, clock);
-  NvmeTranslation face(drive);
+  NvmeTranslation face(drive, 1, medium);
   const auto transfer = [&](std::uint8_t opcode, std::uint8_t lba, DataDirection direction,
                             std::vector<std::uint8_t> data) {
     ScsiExchange exchange;

@@ -138,6 +138,8 @@ struct DriveDescription {
   bool solidState = false;
   std::uint16_t rotationRate = 0;  ///< revolutions per minute, 0 not reported
   bool removable = false;
+  /// The system shows the disk as a RAID set: bus type 8, whatever the drive behind it is.
+  bool shownAsRaid = false;
   MediumTiming timing;
   std::vector<BadSectors> badSectors;
   std::vector<FaultRule> faults;        ///< of the drive
@@ -170,6 +172,7 @@ struct ControllerDescription {
   std::uint32_t bus = 0;
   std::uint32_t device = 0;
   std::uint32_t function = 0;
+  bool friendlyName = true;                  ///< false: only its class describes it
   std::string driverProvider = "Microsoft";  ///< as the registry names it
   std::string driverVersion = "10.0.19041.3636";
   std::optional<CsmiDescription> csmi = std::nullopt;  ///< at most one of the two
@@ -210,10 +213,17 @@ struct WmiRow {
   std::vector<std::pair<std::string, std::string>> values;
 };
 
+/// A part of a volume that lies on another disk.
+struct VolumePart {
+  std::string drive;
+  std::uint32_t partition = 1;
+};
+
 struct VolumeDescription {
   char letter = 'C';
   std::string drive;  ///< name of the drive; empty: on no drive of this machine
   std::uint32_t partition = 1;
+  std::vector<VolumePart> furtherParts;  ///< of a volume that spans several disks
   std::string label;
   std::uint32_t serial = 0;
   std::string fileSystem = "NTFS";

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "virtual_pc/description/nvme_traits.h"
 
@@ -28,6 +29,8 @@ struct NvmeRegisters {
 struct NvmeDescription {
   NvmePassThroughKind passThrough = NvmePassThroughKind::StorageQuery;
   NvmeRegisters registers;
+  /// Name of an earlier NVMe drive whose controller this namespace is on; empty: one of its own.
+  std::string controllerOf;
   std::uint8_t pathId = 0;  ///< by which the port knows the drive
   /// Where a broken driver says that the data of its answer begin.
   std::optional<std::uint32_t> dataOffset;

@@ -71,6 +71,8 @@ struct LsiSetDescription {
   std::uint8_t secondary = 0;
   std::uint8_t spanDepth = 1;
   std::uint64_t blocks = 0;  ///< of 512 bytes
+  std::uint8_t number = 0;   ///< by which the controller knows it
+  std::uint8_t array = 0;    ///< that it lies on, with others perhaps
   std::vector<std::string> drives;
 };
 

@@ -7,6 +7,12 @@
 
 namespace ostria::virtual_pc {
 
+namespace {
+
+constexpr std::uint8_t kLbaBit = 0x40;  // of the device register
+
+}  // namespace
+
 AtaDrive::AtaDrive(const DriveDescription& description, const Clock& clock, BlockMedium& medium)
     : description_(description),
       medium_(medium),
@@ -27,23 +33,16 @@ void AtaDrive::perform(AtaExchange& exchange) {
     case 0x25:
     case 0x29:
       return access(exchange, Access::Read, true);
-    case 0x40:
-      return access(exchange, Access::Verify, false);
-    case 0x42:
-      return access(exchange, Access::Verify, true);
     case 0x30:
     case 0xC5:
     case 0xCA:
       return access(exchange, Access::Write, false);
     case 0x34:
     case 0x35:
-    case 0x39:
-    case 0x3D:  // WRITE DMA FUA EXT
       return access(exchange, Access::Write, true);
     case 0x45:
       return writeUncorrectable(exchange);
     case 0x2F:
-    case 0x47:
       return readLogExt(exchange);
     case 0xB0:
       return smart_.perform(exchange);
@@ -51,16 +50,13 @@ void AtaDrive::perform(AtaExchange& exchange) {
     case 0x98:
       return checkPowerMode(exchange);
     case 0xE1:  // IDLE IMMEDIATE
-    case 0xE3:  // IDLE
       wake(exchange);
       power_ = PowerState::Idle;
       return;
     case 0xE0:  // STANDBY IMMEDIATE
-    case 0xE2:  // STANDBY
       power_ = PowerState::Standby;
       return;
     case 0xE7:  // FLUSH CACHE
-    case 0xEF:  // SET FEATURES
       return;
     case 0xEA:  // FLUSH CACHE EXT
       if (description_.lba48) {
@@ -104,6 +100,10 @@ void AtaDrive::access(AtaExchange& exchange, Access kind, bool extended) {
     return failAta(exchange, AtaAbort);
   }
   const AtaTaskFile& in = exchange.in;
+  // Without the LBA bit the address is in cylinders, heads and sectors, which no such drive has.
+  if ((in.device & kLbaBit) == 0) {
+    return failAta(exchange, AtaAbort);
+  }
   const std::uint64_t lba = extended ? in.lba48() : in.lba28();
   std::uint64_t count = extended ? in.count : storage::byteOf(in.count, 0);
   if (count == 0) {
@@ -112,26 +112,13 @@ void AtaDrive::access(AtaExchange& exchange, Access kind, bool extended) {
   const std::size_t bytes = static_cast<std::size_t>(count) * medium_.sectorBytes();
 
   wake(exchange);
-  if (kind == Access::Verify) {
-    return settle(exchange, medium_.verify(lba, count));
-  }
   if (kind == Access::Write) {
-    if (exchange.data.size() < bytes) {
-      return failAta(exchange, AtaAbort);
-    }
     const MediumAnswer answer = medium_.write(lba, count, exchange.data.data());
     exchange.transferred = answer.outcome == MediumOutcome::Good ? bytes : 0;
     return settle(exchange, answer);
   }
-  if (exchange.data.size() >= bytes) {
-    const MediumAnswer answer = medium_.read(lba, count, exchange.data.data());
-    exchange.transferred = static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes();
-    return settle(exchange, answer);
-  }
-  // The host takes less than it asks the drive for: what does not fit is lost.
-  std::vector<std::uint8_t> all(bytes);
-  const MediumAnswer answer = medium_.read(lba, count, all.data());
-  exchange.answer(all.data(), static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes());
+  const MediumAnswer answer = medium_.read(lba, count, exchange.data.data());
+  exchange.transferred = static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes();
   settle(exchange, answer);
 }
 

@@ -23,12 +23,13 @@ class AtaDrive : public AtaDeviceModel {
 
  private:
   void perform(AtaExchange& exchange) override;
+  std::size_t sectorBytes() const override { return medium_.sectorBytes(); }
   void identify(AtaExchange& exchange) const;
   void readLogExt(AtaExchange& exchange);
   void writeUncorrectable(AtaExchange& exchange);
   void checkPowerMode(AtaExchange& exchange) const;
-  /// Reads, verifies and writes. `extended` commands have 48-bit addresses.
-  enum class Access { Read, Verify, Write };
+  /// `extended` commands have 48-bit addresses.
+  enum class Access { Read, Write };
   void access(AtaExchange& exchange, Access kind, bool extended);
   void settle(AtaExchange& exchange, const MediumAnswer& answer);
   /// Brings the medium up to speed, which takes time from standby on.

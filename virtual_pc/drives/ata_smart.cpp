@@ -153,10 +153,6 @@ void AtaSmart::perform(AtaExchange& exchange) {
       const AtaPage page = thresholdPage();
       return exchange.answer(page.data(), page.size());
     }
-    case 0xD2:
-    case 0xD3:
-    case 0xDB:
-      return;
     case 0xD4:
       return startSelfTest(exchange);
     case 0xD5: {

@@ -98,16 +98,10 @@ MediumAnswer BlockMedium::read(std::uint64_t lba, std::uint64_t count, std::uint
     if (flaw != bad_.end() && flaw->first == lba + i && hit((flaw++)->second, lba + i, &answer)) {
       break;
     }
-    if (out != nullptr) {
-      store_.read(lba + i, out + i * store_.sectorBytes());
-    }
+    store_.read(lba + i, out + i * store_.sectorBytes());
   }
   finish(lba, &answer);
   return answer;
-}
-
-MediumAnswer BlockMedium::verify(std::uint64_t lba, std::uint64_t count) {
-  return read(lba, count, nullptr);
 }
 
 MediumAnswer BlockMedium::write(std::uint64_t lba, std::uint64_t count, const std::uint8_t* in) {

@@ -40,8 +40,6 @@ class BlockMedium {
 
   /// Reads into `out`, which has room for all of it. On a failure the sectors before it are there.
   MediumAnswer read(std::uint64_t lba, std::uint64_t count, std::uint8_t* out);
-  /// Reads without a transfer.
-  MediumAnswer verify(std::uint64_t lba, std::uint64_t count);
   MediumAnswer write(std::uint64_t lba, std::uint64_t count, const std::uint8_t* in);
 
   /// Raw content, ignores flaws; takes no time and has no effect.

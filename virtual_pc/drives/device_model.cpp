@@ -6,10 +6,15 @@
 #include <variant>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_command_traits.h"
+#include "virtual_pc/drives/scsi_command_traits.h"
 
 namespace ostria::virtual_pc {
 
 namespace {
+
+constexpr std::uint32_t kAdapterError = 1117;  // ERROR_IO_DEVICE
+constexpr std::uint64_t kAdapterErrorMicroseconds = 1000;
 
 /// What a rule does, if it is of that kind; null without a rule.
 template <typename Fault>
@@ -132,6 +137,18 @@ void AtaDeviceModel::execute(AtaExchange& exchange) {
   if (!admit(exchange, rule)) {
     return;
   }
+  // A host adapter that is set up for another direction, or for less than the drive moves, ends the
+  // command with a fatal error of its own; the drive's data go nowhere.
+  const AtaCommandTraits traits =
+      ataCommandTraits(exchange.in.command, storage::byteOf(exchange.in.features, 0));
+  const std::size_t moves = ataTransferBytes(exchange.in, sectorBytes());
+  if (traits.known && (exchange.direction != (moves != 0 ? traits.direction : DataDirection::None) ||
+                       exchange.data.size() < moves)) {
+    exchange.delivery = Delivery::TransportError;
+    exchange.transportError = kAdapterError;
+    exchange.durationMicroseconds = kAdapterErrorMicroseconds;
+    return;
+  }
   exchange.out = exchange.in;
   exchange.out.features = 0;
   exchange.out.command = 0x50;
@@ -151,6 +168,18 @@ void ScsiDeviceModel::execute(ScsiExchange& exchange) {
   exchange.sense.clear();
   if (!admit(exchange, rule)) {
     return;
+  }
+  if (!scsiDirectionFits(exchange.cdb[0], exchange.direction)) {
+    // The device goes into another phase than the adapter waits for, which then resets the bus.
+    exchange.delivery = Delivery::TransportError;
+    exchange.transportError = kAdapterError;
+    exchange.durationMicroseconds = kAdapterErrorMicroseconds;
+    return;
+  }
+  if (exchange.cdbLength < scsiCdbLength(exchange.cdb[0])) {
+    constexpr std::uint8_t kIllegalRequest = 5;
+    constexpr std::uint8_t kInvalidField = 0x24;
+    return exchange.fail(kIllegalRequest, kInvalidField);
   }
   if (const auto* fault = faultOf<SenseFault>(rule)) {
     exchange.durationMicroseconds = durationOf(*rule);

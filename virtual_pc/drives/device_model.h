@@ -113,6 +113,8 @@ class AtaDeviceModel : public DeviceModel {
   void execute(AtaExchange& exchange);
 
  private:
+  /// Bytes of a sector, for commands that count in sectors.
+  virtual std::size_t sectorBytes() const { return 512; }
   /// Does the command and fills `out`, `data`, `transferred` and the duration. `out` comes in as a
   /// copy of `in` with error 0 and status 50h.
   virtual void perform(AtaExchange& exchange) = 0;

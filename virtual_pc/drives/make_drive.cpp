@@ -28,8 +28,11 @@ ScsiIdentity scsiIdentity(const DriveDescription& description) {
   return out;
 }
 
-BusType busOf(DriveKind kind) {
-  switch (kind) {
+BusType busOf(const DriveDescription& description) {
+  if (description.shownAsRaid) {
+    return BusType::Raid;
+  }
+  switch (description.kind) {
     case DriveKind::Sata:
       return BusType::Sata;
     case DriveKind::UsbSat:
@@ -74,18 +77,28 @@ void makeAta(const DriveDescription& description, Clock& clock, Drive* drive) {
                                            *drive->ata, description.lba48, *drive->medium);
 }
 
-void makeNvme(const DriveDescription& description, Clock& clock, Drive* drive) {
-  auto nvme = std::make_unique<NvmeDrive>(description.nvme.traits, *drive->medium, clock);
-  drive->scsi = std::make_unique<NvmeTranslation>(*nvme);
-  drive->nvme = std::move(nvme);
+/// @param controller  another namespace's drive; null: the drive has a controller of its own
+void makeNvme(const DriveDescription& description, Clock& clock, Drive* controller, Drive* drive) {
+  const std::uint32_t id = description.nvme.traits.namespaceId;
+  if (controller == nullptr) {
+    auto nvme = std::make_unique<NvmeDrive>(description.nvme.traits, *drive->medium, clock);
+    drive->scsi = std::make_unique<NvmeTranslation>(*nvme, id, *drive->medium);
+    drive->nvme = std::move(nvme);
+    return;
+  }
+  auto& shared = dynamic_cast<NvmeDrive&>(*controller->nvme);
+  shared.addNamespace(id, *drive->medium);
+  drive->scsi = std::make_unique<NvmeTranslation>(shared, id, *drive->medium);
+  drive->nvme = std::make_unique<NvmeNamespaceModel>(shared);
 }
 
 }  // namespace
 
-std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clock) {
+std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clock,
+                                 Drive* controller) {
   auto drive = std::make_unique<Drive>();
-  drive->identity = {description.vendor, description.model,       description.firmware,
-                     description.serial, busOf(description.kind), description.removable};
+  drive->identity = {description.vendor, description.model,  description.firmware,
+                     description.serial, busOf(description), description.removable};
   drive->medium = std::make_unique<BlockMedium>(description.sectors, description.sectorBytes,
                                                 description.timing);
   for (const BadSectors& run : description.badSectors) {
@@ -103,7 +116,7 @@ std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clo
       plan = &drive->ata->faults();
       break;
     case DriveKind::Nvme:
-      makeNvme(description, clock, drive.get());
+      makeNvme(description, clock, controller, drive.get());
       plan = &drive->nvme->faults();
       break;
     case DriveKind::Sas:

@@ -9,6 +9,9 @@
 namespace ostria::virtual_pc {
 
 /// Builds a drive of any kind. The clock outlives it.
-std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clock);
+/// @param controller  NVMe: the drive with whose controller it shares its own, which outlives it;
+///                    null: it has one of its own
+std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clock,
+                                 Drive* controller = nullptr);
 
 }  // namespace ostria::virtual_pc

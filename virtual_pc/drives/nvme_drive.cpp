@@ -60,67 +60,98 @@ void putText(std::vector<std::uint8_t>& data, std::size_t at, std::size_t width,
 
 NvmeDrive::NvmeDrive(NvmeTraits traits, BlockMedium& medium, Clock& clock)
     : traits_(std::move(traits)), medium_(medium), clock_(clock) {
+  addNamespace(traits_.namespaceId, medium);
   if (traits_.runningSelfTest) {
     startSelfTest(*traits_.runningSelfTest);
   }
 }
 
+BlockMedium* NvmeDrive::mediumOf(std::uint32_t namespaceId) const {
+  const auto found = namespaces_.find(namespaceId);
+  return found == namespaces_.end() ? nullptr : found->second;
+}
+
 void NvmeDrive::perform(NvmeExchange& exchange) {
   exchange.durationMicroseconds = kAdminMicroseconds;
-  if (exchange.admin) {
-    switch (exchange.opcode) {
-      case 0x02:
-        return getLog(exchange);
-      case 0x06:
-        return identify(exchange);
-      case 0x14:
-        return selfTest(exchange);
-      default:
-        return fail(exchange, kGenericStatus, kInvalidOpcode);
-    }
+  if (exchange.data.size() > kLargestTransfer) {
+    fail(exchange, kGenericStatus, kInvalidField);
+  } else if (exchange.admin) {
+    admin(exchange);
+  } else {
+    io(exchange);
   }
-  if (exchange.namespaceId != traits_.namespaceId &&
-      !(exchange.opcode == 0x00 && exchange.namespaceId == kAllNamespaces)) {
+  if (exchange.statusType != 0 || exchange.statusCode != 0) {
+    ++traits_.health.errorLogEntries;
+  }
+  if (exchange.statusType == kMediaStatus) {
+    ++traits_.health.mediaErrors;
+  }
+}
+
+void NvmeDrive::admin(NvmeExchange& exchange) {
+  switch (exchange.opcode) {
+    case 0x02:
+      return getLog(exchange);
+    case 0x06:
+      return identify(exchange);
+    case 0x14:
+      return selfTest(exchange);
+    default:
+      return fail(exchange, kGenericStatus, kInvalidOpcode);
+  }
+}
+
+void NvmeDrive::io(NvmeExchange& exchange) {
+  BlockMedium* medium = mediumOf(exchange.namespaceId);
+  if (medium == nullptr) {
     return fail(exchange, kGenericStatus, kInvalidNamespace);
   }
   switch (exchange.opcode) {
-    case 0x00:  // flush
-      return;
     case 0x01:
-      return transfer(exchange, true);
+      return transfer(exchange, *medium, true);
     case 0x02:
-      return transfer(exchange, false);
+      return transfer(exchange, *medium, false);
     default:
       return fail(exchange, kGenericStatus, kInvalidOpcode);
   }
 }
 
 void NvmeDrive::identify(NvmeExchange& exchange) {
-  const bool common = exchange.namespaceId == kAllNamespaces && traits_.namespaceManagement;
+  constexpr std::size_t kPageBytes = 4096;
+  if (exchange.direction != DataDirection::In || exchange.data.size() < kPageBytes) {
+    return fail(exchange, kGenericStatus, kInvalidField);
+  }
   switch (exchange.cdw[0] & 0xFF) {
-    case 0:
-      if (!common && exchange.namespaceId == 0) {
+    case 0: {
+      if (exchange.namespaceId == kAllNamespaces && traits_.namespaceManagement) {
+        return give(exchange, commonNamespaceData());
+      }
+      const std::uint32_t highest = namespaces_.rbegin()->first;
+      if (exchange.namespaceId == 0 || exchange.namespaceId > highest) {
         return fail(exchange, kGenericStatus, kInvalidNamespace);
       }
-      if (!common && exchange.namespaceId == kAllNamespaces) {
-        return fail(exchange, kGenericStatus, kInvalidNamespace);
-      }
-      // A namespace that is not there has a structure of zeros.
-      return give(exchange, common || exchange.namespaceId == traits_.namespaceId
-                                ? namespaceData()
-                                : std::vector<std::uint8_t>(4096));
+      // A number without a namespace has a structure of zeros.
+      const BlockMedium* medium = mediumOf(exchange.namespaceId);
+      return give(exchange, medium != nullptr ? namespaceData(*medium)
+                                              : std::vector<std::uint8_t>(kPageBytes));
+    }
     case 1:
       return give(exchange, controllerData());
-    case 2: {
-      std::vector<std::uint8_t> list(4096);
-      if (exchange.namespaceId < traits_.namespaceId) {
-        storeLe32(list.data(), traits_.namespaceId);
-      }
-      return give(exchange, list);
-    }
+    case 2:
+      return give(exchange, namespaceList(exchange.namespaceId));
     default:
       return fail(exchange, kGenericStatus, kInvalidField);
   }
+}
+
+std::vector<std::uint8_t> NvmeDrive::namespaceList(std::uint32_t after) const {
+  std::vector<std::uint8_t> list(4096);
+  std::size_t at = 0;
+  for (auto entry = namespaces_.upper_bound(after); entry != namespaces_.end(); ++entry) {
+    storeLe32(&list[at], entry->first);
+    at += 4;
+  }
+  return list;
 }
 
 void NvmeDrive::getLog(NvmeExchange& exchange) {
@@ -137,7 +168,8 @@ void NvmeDrive::getLog(NvmeExchange& exchange) {
       }
       break;
     case 0x09:
-      if (traits_.enduranceEstimate) {
+      // Groups are numbered from 1; the log-specific identifier names one.
+      if (traits_.enduranceEstimate && (exchange.cdw[1] >> 16) <= 1) {
         log = enduranceLog();
       }
       break;
@@ -152,23 +184,28 @@ void NvmeDrive::getLog(NvmeExchange& exchange) {
   if (log.empty()) {
     return fail(exchange, kCommandStatus, kInvalidLogPage);
   }
+  if (dwords * 4 > exchange.data.size()) {
+    return fail(exchange, kGenericStatus, kInvalidField);
+  }
   log.resize(std::min<std::uint64_t>(log.size(), dwords * 4));
   give(exchange, log);
 }
 
-void NvmeDrive::transfer(NvmeExchange& exchange, bool write) {
+void NvmeDrive::transfer(NvmeExchange& exchange, BlockMedium& medium, bool write) {
   const std::uint64_t lba = exchange.cdw[0] | (std::uint64_t{exchange.cdw[1]} << 32);
   const std::uint64_t sectors = (exchange.cdw[2] & 0xFFFF) + std::uint64_t{1};
-  // The host's buffer has to hold what the command asks for.
-  if (exchange.data.size() < sectors * medium_.sectorBytes()) {
+  // The host's buffer has to hold what the command moves, in the direction in which it moves.
+  const std::uint64_t bytes = sectors * medium.sectorBytes();
+  if (exchange.data.size() < bytes || bytes > kLargestTransfer ||
+      exchange.direction != (write ? DataDirection::Out : DataDirection::In)) {
     return fail(exchange, kGenericStatus, kInvalidField);
   }
-  const MediumAnswer answer = write ? medium_.write(lba, sectors, exchange.data.data())
-                                    : medium_.read(lba, sectors, exchange.data.data());
+  const MediumAnswer answer = write ? medium.write(lba, sectors, exchange.data.data())
+                                    : medium.read(lba, sectors, exchange.data.data());
   exchange.durationMicroseconds = answer.durationMicroseconds;
   switch (answer.outcome) {
     case MediumOutcome::Good:
-      exchange.transferred = static_cast<std::size_t>(sectors * medium_.sectorBytes());
+      exchange.transferred = static_cast<std::size_t>(bytes);
       return;
     case MediumOutcome::MediumError:
       return fail(exchange, kMediaStatus, write ? kWriteFault : kUnrecoveredRead);
@@ -187,6 +224,11 @@ void NvmeDrive::transfer(NvmeExchange& exchange, bool write) {
 void NvmeDrive::selfTest(NvmeExchange& exchange) {
   if (!traits_.selfTests) {
     return fail(exchange, kGenericStatus, kInvalidOpcode);
+  }
+  // Of the controller alone, of all namespaces, or of one that is there.
+  if (exchange.namespaceId != 0 && exchange.namespaceId != kAllNamespaces &&
+      mediumOf(exchange.namespaceId) == nullptr) {
+    return fail(exchange, kGenericStatus, kInvalidNamespace);
   }
   settleSelfTest();
   const auto code = static_cast<std::uint8_t>(exchange.cdw[0] & 0x0F);
@@ -274,21 +316,29 @@ std::vector<std::uint8_t> NvmeDrive::controllerData() const {
   }
   data[512] = 0x66;  // submission and completion queue entry sizes
   data[513] = 0x44;
-  storeLe32(&data[516], std::max<std::uint32_t>(traits_.namespaceId, 1));
+  storeLe32(&data[516], namespaces_.rbegin()->first);
   return data;
 }
 
-std::vector<std::uint8_t> NvmeDrive::namespaceData() const {
+std::vector<std::uint8_t> NvmeDrive::namespaceData(const BlockMedium& medium) const {
   std::vector<std::uint8_t> data(4096);
-  storeLe64(&data[0], traits_.namespaceSize.value_or(medium_.sectors()));
-  storeLe64(&data[8], medium_.sectors());
-  storeLe64(&data[16], medium_.sectors());
+  storeLe64(&data[0], traits_.namespaceSize.value_or(medium.sectors()));
+  storeLe64(&data[8], medium.sectors());
+  storeLe64(&data[16], medium.sectors());
   // The last of two formats is the active one.
   data[25] = 1;
   data[26] = 1;
-  data[130] = medium_.sectorBytes() == 512 ? 12 : 9;
+  data[130] = medium.sectorBytes() == 512 ? 12 : 9;
   data[134] = traits_.dataSizePower.value_or(
-      static_cast<std::uint8_t>(std::countr_zero(medium_.sectorBytes())));
+      static_cast<std::uint8_t>(std::countr_zero(medium.sectorBytes())));
+  return data;
+}
+
+/// What all namespaces have in common: the formats, but neither a size nor an active format.
+std::vector<std::uint8_t> NvmeDrive::commonNamespaceData() const {
+  std::vector<std::uint8_t> data = namespaceData(medium_);
+  std::fill_n(data.begin(), 24, std::uint8_t{0});
+  data[26] = 0;
   return data;
 }
 

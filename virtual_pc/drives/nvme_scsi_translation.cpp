@@ -17,7 +17,6 @@ using storage::storeBe64;
 
 constexpr std::uint8_t kNvmeRead = 0x02;
 constexpr std::uint8_t kNvmeWrite = 0x01;
-constexpr std::uint64_t kMostSectors = 65536;  // of one NVMe command
 
 void illegalCommand(ScsiExchange& exchange) { exchange.fail(5, 0x20); }
 void illegalField(ScsiExchange& exchange) { exchange.fail(5, 0x24); }
@@ -61,8 +60,6 @@ void NvmeTranslation::perform(ScsiExchange& exchange) {
   switch (cdb[0]) {
     case 0x00:  // TEST UNIT READY
     case 0x35:  // SYNCHRONIZE CACHE
-    case 0x91:
-    case 0x1B:  // START STOP UNIT
       return;
     case 0x03: {  // REQUEST SENSE: nothing to tell
       std::vector<std::uint8_t> sense(18);
@@ -82,11 +79,6 @@ void NvmeTranslation::perform(ScsiExchange& exchange) {
       return readCapacity10(exchange);
     case 0x9E:
       return (cdb[1] & 0x1F) == 0x10 ? readCapacity16(exchange) : illegalField(exchange);
-    case 0xA0: {  // REPORT LUNS
-      std::vector<std::uint8_t> list(16);
-      storeBe32(list.data(), 8);
-      return give(exchange, list, loadBe32(cdb + 6));
-    }
     case 0x28:
       return transfer(exchange, kNvmeRead, loadBe32(cdb + 2), loadBe16(cdb + 7));
     case 0xA8:
@@ -153,19 +145,17 @@ void NvmeTranslation::inquiry(ScsiExchange& exchange) {
 }
 
 void NvmeTranslation::readCapacity10(ScsiExchange& exchange) {
-  const BlockMedium& medium = drive_.medium();
   std::vector<std::uint8_t> data(8);
   storeBe32(&data[0],
-            static_cast<std::uint32_t>(std::min<std::uint64_t>(medium.sectors() - 1, 0xFFFFFFFF)));
-  storeBe32(&data[4], medium.sectorBytes());
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(medium_.sectors() - 1, 0xFFFFFFFF)));
+  storeBe32(&data[4], medium_.sectorBytes());
   give(exchange, data, data.size());
 }
 
 void NvmeTranslation::readCapacity16(ScsiExchange& exchange) {
-  const BlockMedium& medium = drive_.medium();
   std::vector<std::uint8_t> data(32);
-  storeBe64(&data[0], medium.sectors() - 1);
-  storeBe32(&data[8], medium.sectorBytes());
+  storeBe64(&data[0], medium_.sectors() - 1);
+  storeBe32(&data[8], medium_.sectorBytes());
   give(exchange, data, loadBe32(&exchange.cdb[10]));
 }
 
@@ -174,13 +164,14 @@ void NvmeTranslation::transfer(ScsiExchange& exchange, std::uint8_t opcode, std:
   if (sectors == 0) {
     return;
   }
-  if (sectors > kMostSectors) {
+  // The driver sends no command that is larger than the controller takes.
+  if (sectors * medium_.sectorBytes() > NvmeDrive::kLargestTransfer) {
     return illegalField(exchange);
   }
   NvmeExchange command;
   command.admin = false;
   command.opcode = opcode;
-  command.namespaceId = drive_.traits().namespaceId;
+  command.namespaceId = namespaceId_;
   command.direction = exchange.direction;
   command.cdw = {static_cast<std::uint32_t>(lba), static_cast<std::uint32_t>(lba >> 32),
                  static_cast<std::uint32_t>(sectors - 1)};

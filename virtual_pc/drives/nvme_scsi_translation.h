@@ -12,8 +12,9 @@ namespace ostria::virtual_pc {
 /// drive as its own commands, with the faults that are planned for them.
 class NvmeTranslation : public ScsiDeviceModel {
  public:
-  /// @param drive  outlives the translation
-  explicit NvmeTranslation(NvmeDrive& drive) : drive_(drive) {}
+  /// @param drive, medium  outlive the translation
+  NvmeTranslation(NvmeDrive& drive, std::uint32_t namespaceId, const BlockMedium& medium)
+      : drive_(drive), namespaceId_(namespaceId), medium_(medium) {}
 
  private:
   void perform(ScsiExchange& exchange) override;
@@ -26,6 +27,8 @@ class NvmeTranslation : public ScsiDeviceModel {
   void logSense(ScsiExchange& exchange);
 
   NvmeDrive& drive_;
+  std::uint32_t namespaceId_;
+  const BlockMedium& medium_;
 };
 
 }  // namespace ostria::virtual_pc

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_command_traits.h"
 
 namespace ostria::virtual_pc {
 
@@ -58,6 +59,24 @@ std::array<std::uint8_t, 14> statusReturn(const AtaTaskFile& registers, bool ext
   return out;
 }
 
+// Protocols of the pass-through CDB.
+constexpr unsigned kNonData = 3;
+constexpr unsigned kPioIn = 4;
+constexpr unsigned kPioOut = 5;
+constexpr unsigned kDma = 6;
+constexpr unsigned kUltraDmaIn = 10;
+constexpr unsigned kUltraDmaOut = 11;
+
+/// Bytes that the CDB says are moved: T_LENGTH names the field, BYT_BLOK and T_TYPE its unit.
+std::size_t transferLength(const std::uint8_t* cdb, const AtaTaskFile& in,
+                           std::size_t sectorBytes) {
+  const unsigned field = cdb[2] & 0x03u;
+  const std::size_t units = field == 1 ? in.features : field == 2 ? in.count : 0;
+  const bool blocks = (cdb[2] & 0x04) != 0;
+  const bool sectors = (cdb[2] & 0x10) != 0;
+  return units * (!blocks ? 1 : sectors ? sectorBytes : 512);
+}
+
 /// Commands whose result stands in the registers alone.
 bool answersInRegisters(const AtaTaskFile& in) {
   return in.command == 0xE5 || in.command == 0x98 ||
@@ -90,8 +109,8 @@ bool SatLayer::forward(ScsiExchange& exchange, AtaExchange& ata) {
 
 void SatLayer::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
                         std::uint64_t count) {
-  constexpr std::array<std::uint8_t, 3> kShort{0xC8, 0x40, 0xCA};
-  constexpr std::array<std::uint8_t, 3> kLong{0x25, 0x42, 0x35};
+  constexpr std::array<std::uint8_t, 2> kShort{0xC8, 0xCA};
+  constexpr std::array<std::uint8_t, 2> kLong{0x25, 0x35};
   const auto which = static_cast<std::size_t>(access);
   const std::uint64_t most = lba48_ ? 65536 : 256;
   const std::size_t sectorBytes = medium().sectorBytes();
@@ -110,16 +129,14 @@ void SatLayer::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba
       ata.in.device = static_cast<std::uint8_t>(0x40 | (byteOf(lba + done, 3) & 0x0F));
     }
     const bool all = now == count;  // the usual case needs no copy
-    if (access == Access::Verify) {
-      exchange.data.clear();
-    } else if (all) {
+    if (all) {
       exchange.data = std::move(whole);
     } else {
       exchange.data.assign(first, first + static_cast<std::ptrdiff_t>(now * sectorBytes));
     }
     const bool answered = forward(exchange, ata);
     moved += exchange.transferred;
-    if (all && access != Access::Verify) {
+    if (all) {
       whole = std::move(exchange.data);
     } else if (access == Access::Read) {
       std::copy(exchange.data.begin(), exchange.data.end(), first);
@@ -156,20 +173,32 @@ void SatLayer::returnRegisters(ScsiExchange& exchange) const {
   exchange.answer(descriptor.data(), descriptor.size());
 }
 
+bool SatLayer::acceptsPassThrough(const ScsiExchange& exchange, const AtaTaskFile& in,
+                                  bool extended) {
+  const std::uint8_t* cdb = exchange.cdb.data();
+  const AtaCommandTraits traits = ataCommandTraits(in.command, byteOf(in.features, 0));
+  if (!traits.known) {
+    return true;  // the drive aborts it
+  }
+  const unsigned protocol = (cdb[1] >> 1) & 0x0Fu;
+  const bool fromDrive = traits.direction == DataDirection::In;
+  const auto pio = fromDrive ? kPioIn : kPioOut;
+  const auto ultraDma = fromDrive ? kUltraDmaIn : kUltraDmaOut;
+  const bool protocolFits = traits.transfer == AtaTransfer::None  ? protocol == kNonData
+                            : traits.transfer == AtaTransfer::Pio ? protocol == pio
+                            : protocol == kDma || protocol == ultraDma;
+  const std::size_t moves = ataTransferBytes(in, medium().sectorBytes());
+  const std::size_t length = transferLength(cdb, in, medium().sectorBytes());
+  const bool toHost = (cdb[2] & 0x08) != 0;
+  return protocolFits && traits.extended <= extended && length == moves &&
+         exchange.data.size() == length && (length == 0 || toHost == fromDrive);
+}
+
 void SatLayer::satPassThrough(ScsiExchange& exchange, bool sixteen) {
   const std::uint8_t* cdb = exchange.cdb.data();
-  constexpr unsigned kNonData = 3;
-  constexpr unsigned kLastDataProtocol = 7;
   constexpr unsigned kReturnInformation = 15;
-  const unsigned protocol = (cdb[1] >> 1) & 0x0Fu;
-  const unsigned lengthField = cdb[2] & 0x03u;
-  if (protocol == kReturnInformation) {
+  if (((cdb[1] >> 1) & 0x0Fu) == kReturnInformation) {
     return returnRegisters(exchange);
-  }
-  const bool data = protocol > kNonData && protocol <= kLastDataProtocol;
-  if (protocol < kNonData || protocol > kLastDataProtocol ||
-      (data && lengthField != 0 && exchange.data.empty())) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
   }
 
   AtaExchange ata;
@@ -181,6 +210,9 @@ void SatLayer::satPassThrough(ScsiExchange& exchange, bool sixteen) {
     ata.in = {field(3), field(5), field(7), field(9), field(11), cdb[13], cdb[14]};
   } else {
     ata.in = {cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]};
+  }
+  if (!acceptsPassThrough(exchange, ata.in, extended)) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
   }
   if (!forward(exchange, ata)) {
     return;

@@ -29,6 +29,8 @@ class SatLayer : public ScsiBlockDevice {
   void other(ScsiExchange& exchange) override;
 
   void satPassThrough(ScsiExchange& exchange, bool sixteen);
+  /// Whether protocol, length and direction of the CDB are those of the ATA command and of the host.
+  bool acceptsPassThrough(const ScsiExchange& exchange, const AtaTaskFile& in, bool extended);
   void jmicron(ScsiExchange& exchange);
   void sunplus(ScsiExchange& exchange);
   /// Sends `ata` with the data and direction of `exchange`, and takes over what came of it. False

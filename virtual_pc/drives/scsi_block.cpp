@@ -43,10 +43,7 @@ void ScsiBlockDevice::perform(ScsiExchange& exchange) {
   const ScsiDescription& traits = identity_.traits;
   switch (cdb[0]) {
     case 0x00:  // TEST UNIT READY
-    case 0x1B:  // START STOP UNIT
-    case 0x1E:  // PREVENT ALLOW MEDIUM REMOVAL
     case 0x35:  // SYNCHRONIZE CACHE
-    case 0x91:
       return;
     case 0x03:
       return requestSense(exchange);
@@ -63,8 +60,6 @@ void ScsiBlockDevice::perform(ScsiExchange& exchange) {
       return checkedTransfer(exchange, Access::Read, loadBe32(cdb + 2), loadBe16(cdb + 7));
     case 0x2A:
       return checkedTransfer(exchange, Access::Write, loadBe32(cdb + 2), loadBe16(cdb + 7));
-    case 0x2F:
-      return checkedTransfer(exchange, Access::Verify, loadBe32(cdb + 2), loadBe16(cdb + 7));
     case 0xA8:
       if (!traits.read12) {
         break;
@@ -85,11 +80,6 @@ void ScsiBlockDevice::perform(ScsiExchange& exchange) {
         break;
       }
       return checkedTransfer(exchange, Access::Write, loadBe64(cdb + 2), loadBe32(cdb + 10));
-    case 0x8F:
-      if (!traits.read16) {
-        break;
-      }
-      return checkedTransfer(exchange, Access::Verify, loadBe64(cdb + 2), loadBe32(cdb + 10));
     default:
       break;
   }
@@ -179,6 +169,11 @@ void ScsiBlockDevice::readCapacity16(ScsiExchange& exchange) const {
 
 void ScsiBlockDevice::checkedTransfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
                                       std::uint64_t count) {
+  // The medium is formatted without protection information, so none can be asked for.
+  constexpr std::uint8_t kProtect = 0xE0;
+  if ((exchange.cdb[1] & kProtect) != 0) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   if (lba >= medium_.sectors() || count > medium_.sectors() - lba) {
     return exchange.fail(SenseIllegalRequest, AscOutOfRange);
   }
@@ -186,7 +181,7 @@ void ScsiBlockDevice::checkedTransfer(ScsiExchange& exchange, Access access, std
     return;
   }
   const std::uint64_t bytes = count * medium_.sectorBytes();
-  if (access != Access::Verify && exchange.data.size() < bytes) {
+  if (exchange.data.size() < bytes) {
     return exchange.fail(SenseIllegalRequest, AscInvalidField);
   }
   transfer(exchange, access, lba, count);
@@ -198,11 +193,9 @@ void ScsiBlockDevice::transfer(ScsiExchange& exchange, Access access, std::uint6
   if (access == Access::Write) {
     answer = medium_.write(lba, count, exchange.data.data());
   } else {
-    answer = medium_.read(lba, count, access == Access::Read ? exchange.data.data() : nullptr);
+    answer = medium_.read(lba, count, exchange.data.data());
   }
-  if (access != Access::Verify) {
-    exchange.transferred = static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes();
-  }
+  exchange.transferred = static_cast<std::size_t>(answer.doneSectors) * medium_.sectorBytes();
   settle(exchange, access, answer);
 }
 

@@ -30,7 +30,7 @@ class ScsiBlockDevice : public ScsiDeviceModel {
   ScsiBlockDevice(ScsiIdentity identity, BlockMedium& medium);
 
  protected:
-  enum class Access { Read, Verify, Write };
+  enum class Access { Read, Write };
 
   void perform(ScsiExchange& exchange) override;
   bool descriptorSense() const override { return identity_.traits.descriptorSense; }
@@ -69,5 +69,6 @@ inline constexpr std::uint8_t SenseAborted = 0x0B;
 inline constexpr std::uint8_t AscInvalidOpcode = 0x20;
 inline constexpr std::uint8_t AscOutOfRange = 0x21;
 inline constexpr std::uint8_t AscInvalidField = 0x24;
+inline constexpr std::uint8_t AscInvalidParameter = 0x26;
 
 }  // namespace ostria::virtual_pc

@@ -96,9 +96,17 @@ void ScsiDrive::sendDiagnostic(ScsiExchange& exchange) {
   const auto code = static_cast<std::uint8_t>(exchange.cdb[1] >> 5);
   const bool defaultTest = (exchange.cdb[1] & 0x04) != 0;
   constexpr std::uint8_t kAbort = 4;
+  if (code != 0 && defaultTest) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   if (code == kAbort) {
-    selfTests_.abort();
+    if (!selfTests_.abort()) {
+      exchange.fail(SenseIllegalRequest, AscInvalidField);
+    }
     return;
+  }
+  if (selfTests_.runningCode()) {
+    return exchange.fail(SenseNotReady, 0x04, 0x09);  // self-test in progress
   }
   if (code == 1 || code == 2) {
     if (!selfTests_.start(code)) {
@@ -162,11 +170,21 @@ void ScsiDrive::modeSelect(ScsiExchange& exchange, bool ten) {
   if (at + 12 > length) {
     return exchange.fail(SenseIllegalRequest, 0x1A);
   }
-  if (!identity().traits.iecPage || (data[at] & 0x3F) != kIecPage || data[at + 1] != 0x0A) {
-    return exchange.fail(SenseIllegalRequest, 0x26);
+  // Of the page only DEXCPT and MRIE change.
+  constexpr std::uint8_t kMethods = 0x0F;
+  const std::uint8_t* page = data + at;
+  const std::array<std::uint8_t, 7> kInterval{0, 0, 0, 0, 0, 0, 0};
+  const bool pageFormat = (exchange.cdb[1] & 0x10) != 0;
+  if (!pageFormat) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
   }
-  iecFlags_ = data[at + 2];
-  iecMethod_ = data[at + 3];
+  if (!identity().traits.iecPage || (page[0] & 0x3F) != kIecPage || page[1] != 0x0A ||
+      ((page[2] ^ iecFlags_) & ~kDisableExceptions) != 0 || (page[3] & ~kMethods) != 0 ||
+      !std::equal(kInterval.begin(), kInterval.end(), page + 4) || page[11] != 1) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidParameter);
+  }
+  iecFlags_ = page[2];
+  iecMethod_ = page[3];
   exchange.transferred = length;
 }
 
@@ -206,11 +224,13 @@ std::vector<std::uint8_t> ScsiDrive::selfTestPage() {
 }
 
 void ScsiDrive::logSense(ScsiExchange& exchange) {
+  // Cumulative values of the page itself: nothing else is kept, and nothing can be saved.
+  constexpr unsigned kCumulative = 1;
+  if (exchange.cdb[1] != 0 || (exchange.cdb[2] >> 6) != kCumulative || exchange.cdb[3] != 0) {
+    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+  }
   std::vector<std::uint8_t> page;
   switch (exchange.cdb[2] & 0x3F) {
-    case 0x00:
-      page = {0x00, 0, 0, 0, 0x00, 0x0D, 0x10, 0x2F};
-      break;
     case 0x0D:
       page = {0x0D, 0, 0, 0, 0, 0, 0x03, 2, 0, temperature_, 0, 1, 0x03, 2, 0, 65};
       break;

@@ -157,6 +157,7 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
       in.flag("solid_state", out.kind >= DriveKind::Nvme || out.kind == DriveKind::UsbStick);
   in.into("rotation_rate", out.rotationRate, 0, 65534);
   out.removable = in.flag("removable", out.kind == DriveKind::Sd);
+  out.shownAsRaid = in.flag("shown_as_raid", false);
   in.into("temperature", out.temperature);
 
   out.timing.accessMicroseconds = out.solidState ? 60 : 8000;

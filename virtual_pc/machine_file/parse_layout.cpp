@@ -95,6 +95,7 @@ ControllerDescription parseController(ObjectReader& in) {
   in.into("bus", out.bus, 0, 255);
   in.into("device", out.device, 0, 31);
   in.into("function", out.function, 0, 7);
+  out.friendlyName = in.flag("friendly_name", out.friendlyName);
   out.driverProvider = in.text("driver_provider", out.driverProvider);
   out.driverVersion = in.text("driver_version", out.driverVersion, 64);
   if (auto csmi = in.object("csmi")) {
@@ -120,6 +121,14 @@ VolumeDescription parseVolume(ObjectReader& in) {
   out.letter = letter[0];
   out.drive = in.text("drive", "");
   in.into("partition", out.partition, 0, 128);
+  for (ObjectReader& row : in.objects("further_parts")) {
+    VolumePart part;
+    row.require("drive");
+    part.drive = row.text("drive", "", 40);
+    row.into("partition", part.partition, 0, 128);
+    row.finish();
+    out.furtherParts.push_back(part);
+  }
   out.label = in.text("label", "", 32);
   in.into("serial", out.serial);
   out.fileSystem = in.text("file_system", out.fileSystem, 32);

@@ -39,24 +39,57 @@ const DriveDescription* findDrive(const MachineDescription& machine, const std::
   return found == machine.drives.end() ? nullptr : &*found;
 }
 
-/// Ties a volume to the partition that it lies on, and fills in the sizes that the file left out.
+/// The last drive may be a further namespace of an earlier one's controller.
+void checkSharedController(const ObjectReader& in, const MachineDescription& machine) {
+  const DriveDescription& drive = machine.drives.back();
+  if (drive.nvme.controllerOf.empty()) {
+    return;
+  }
+  const DriveDescription* first = findDrive(machine, drive.nvme.controllerOf);
+  if (first == nullptr || first == &drive || first->kind != DriveKind::Nvme ||
+      !first->nvme.controllerOf.empty()) {
+    in.fail("nvme", "controller_of names no earlier NVMe drive that has a controller.");
+  }
+  const auto sharesNumber = [&](const DriveDescription& other) {
+    return &other != &drive && other.kind == DriveKind::Nvme &&
+           (&other == first || other.nvme.controllerOf == first->name) &&
+           other.nvme.traits.namespaceId == drive.nvme.traits.namespaceId;
+  };
+  if (std::ranges::any_of(machine.drives, sharesNumber)) {
+    in.fail("nvme", "the controller has a namespace of that number already.");
+  }
+}
+
+/// Bytes of the partition that a volume lies on.
+std::uint64_t partitionBytes(const ObjectReader& in, const MachineDescription& machine,
+                             const VolumePart& part) {
+  const DriveDescription* drive = findDrive(machine, part.drive);
+  if (drive == nullptr) {
+    in.fail("drive", "there is no drive \"" + part.drive + "\".");
+  }
+  if (drive->hidden) {
+    in.fail("drive", "the system sees no disk \"" + part.drive + "\".");
+  }
+  const auto& parts = drive->layout.partitions;
+  const auto found = std::ranges::find(parts, part.partition, &PartitionDescription::number);
+  if (found == parts.end()) {
+    in.fail("partition", "the drive \"" + part.drive + "\" has no partition " +
+                             std::to_string(part.partition) + ".");
+  }
+  return found->sectors * drive->sectorBytes;
+}
+
+/// Ties a volume to the partitions that it lies on, and fills in the sizes that the file left out.
 void tieVolume(const ObjectReader& in, const MachineDescription& machine,
                VolumeDescription* volume) {
+  if (volume->drive.empty() && !volume->furtherParts.empty()) {
+    in.fail("further_parts", "a first drive is needed.");
+  }
   if (!volume->drive.empty()) {
-    const DriveDescription* drive = findDrive(machine, volume->drive);
-    if (drive == nullptr) {
-      in.fail("drive", "there is no drive \"" + volume->drive + "\".");
+    const std::uint64_t room = partitionBytes(in, machine, {volume->drive, volume->partition});
+    for (const VolumePart& part : volume->furtherParts) {
+      partitionBytes(in, machine, part);
     }
-    if (drive->hidden) {
-      in.fail("drive", "the system sees no disk \"" + volume->drive + "\".");
-    }
-    const auto& parts = drive->layout.partitions;
-    const auto part = std::ranges::find(parts, volume->partition, &PartitionDescription::number);
-    if (part == parts.end()) {
-      in.fail("partition", "the drive \"" + volume->drive + "\" has no partition " +
-                               std::to_string(volume->partition) + ".");
-    }
-    const std::uint64_t room = part->sectors * drive->sectorBytes;
     if (volume->totalBytes == 0) {
       volume->totalBytes = room;
     }
@@ -117,6 +150,7 @@ MachineDescription parseRoot(const nlohmann::json& json) {
     if (!driveNames.insert(drive.name).second) {
       row.fail("name", "this name stands twice.");
     }
+    checkSharedController(row, out);
     if (!drive.controller.empty() && !names.contains(drive.controller)) {
       row.fail("controller", "there is no controller \"" + drive.controller + "\".");
     }

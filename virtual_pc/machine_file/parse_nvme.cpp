@@ -86,6 +86,7 @@ NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive) {
   NvmeTraits& traits = out.traits;
   out.passThrough = in.choice<NvmePassThroughKind>(in.renamed("pass_through", "road"),
                                                    out.passThrough, kPassThroughs);
+  out.controllerOf = in.text("controller_of", "", 40);
   in.into("path_id", out.pathId);
   in.into("vendor_id", traits.vendorId, 1);
   in.into("subsystem_vendor_id", traits.subsystemVendorId);

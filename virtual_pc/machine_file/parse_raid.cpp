@@ -132,6 +132,13 @@ LsiDescription parseLsi(ObjectReader& in, const ControllerDescription& controlle
     row.into("secondary", set.secondary);
     row.into("span_depth", set.spanDepth, 1, 8);
     row.into("blocks", set.blocks);
+    set.number = static_cast<std::uint8_t>(out.sets.size());
+    row.into("number", set.number);
+    set.array = set.number;
+    row.into("array", set.array);
+    if (std::ranges::find(out.sets, set.number, &LsiSetDescription::number) != out.sets.end()) {
+      row.fail("number", "this number stands twice.");
+    }
     set.drives = row.texts("drives", 40);
     if (set.drives.empty() || set.drives.size() > 255 || set.drives.size() % set.spanDepth != 0) {
       row.fail("drives", "1 to 255 drives are needed, as many in each span.");

@@ -9,13 +9,9 @@ using PDEVINST = DEVINST*;
 
 #define CR_SUCCESS 0x00000000u
 #define CR_FAILURE 0x00000013u
-#define CR_INVALID_DEVNODE 0x00000005u
 #define CR_NO_SUCH_DEVNODE 0x0000000Du
-#define CR_BUFFER_SMALL 0x0000001Au
-#define MAX_DEVICE_ID_LEN 200
 
 extern "C" {
 /// The device above another one in the tree of devices: of a disk its port.
 CONFIGRET WINAPI CM_Get_Parent(PDEVINST parent, DEVINST device, ULONG flags);
-CONFIGRET WINAPI CM_Get_Device_IDW(DEVINST device, PWSTR buffer, ULONG characters, ULONG flags);
 }

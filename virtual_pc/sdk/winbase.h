@@ -87,17 +87,6 @@ struct WIN32_FIND_DATAW {
 };
 using LPWIN32_FIND_DATAW = WIN32_FIND_DATAW*;
 
-struct SYSTEMTIME {
-  WORD wYear;
-  WORD wMonth;
-  WORD wDayOfWeek;
-  WORD wDay;
-  WORD wHour;
-  WORD wMinute;
-  WORD wSecond;
-  WORD wMilliseconds;
-};
-using LPSYSTEMTIME = SYSTEMTIME*;
 
 extern "C" {
 DWORD WINAPI GetLastError(void);
@@ -114,19 +103,14 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD done,
                      LPOVERLAPPED overlapped);
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD bytes, LPDWORD done,
                       LPOVERLAPPED overlapped);
-BOOL WINAPI FlushFileBuffers(HANDLE file);
 BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position,
                              DWORD method);
 BOOL WINAPI SetEndOfFile(HANDLE file);
-BOOL WINAPI GetFileSizeEx(HANDLE file, PLARGE_INTEGER size);
 BOOL WINAPI GetOverlappedResult(HANDLE file, LPOVERLAPPED overlapped, LPDWORD done, BOOL wait);
 BOOL WINAPI CancelIo(HANDLE file);
-BOOL WINAPI CancelIoEx(HANDLE file, LPOVERLAPPED overlapped);
 
 HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manualReset, BOOL initialState,
                            LPCWSTR name);
-BOOL WINAPI SetEvent(HANDLE event);
-BOOL WINAPI ResetEvent(HANDLE event);
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
 BOOL WINAPI MoveFileExW(LPCWSTR from, LPCWSTR to, DWORD flags);
@@ -134,7 +118,6 @@ BOOL WINAPI DeleteFileW(LPCWSTR name);
 BOOL WINAPI CreateDirectoryW(LPCWSTR name, LPSECURITY_ATTRIBUTES security);
 BOOL WINAPI RemoveDirectoryW(LPCWSTR name);
 DWORD WINAPI GetFileAttributesW(LPCWSTR name);
-BOOL WINAPI SetFileAttributesW(LPCWSTR name, DWORD attributes);
 HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data);
 BOOL WINAPI FindNextFileW(HANDLE find, LPWIN32_FIND_DATAW data);
 BOOL WINAPI FindClose(HANDLE find);
@@ -143,14 +126,12 @@ DWORD WINAPI GetCurrentDirectoryW(DWORD size, LPWSTR buffer);
 UINT WINAPI GetWindowsDirectoryW(LPWSTR buffer, UINT size);
 DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 HMODULE WINAPI LoadLibraryExW(LPCWSTR name, HANDLE file, DWORD flags);
-HMODULE WINAPI LoadLibraryW(LPCWSTR name);
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);
 BOOL WINAPI FreeLibrary(HMODULE module);
 
 DWORD WINAPI GetLogicalDrives(void);
 DWORD WINAPI GetLogicalDriveStringsA(DWORD size, LPSTR buffer);
 UINT WINAPI GetDriveTypeA(LPCSTR root);
-UINT WINAPI GetDriveTypeW(LPCWSTR root);
 BOOL WINAPI GetVolumeInformationA(LPCSTR root, LPSTR label, DWORD labelSize, LPDWORD serial,
                                   LPDWORD maximumComponent, LPDWORD flags, LPSTR fileSystem,
                                   DWORD fileSystemSize);
@@ -161,24 +142,15 @@ BOOL WINAPI GetDiskFreeSpaceA(LPCSTR root, LPDWORD sectorsPerCluster, LPDWORD by
                               LPDWORD freeClusters, LPDWORD totalClusters);
 BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR root, PULARGE_INTEGER freeToCaller, PULARGE_INTEGER total,
                                 PULARGE_INTEGER totalFree);
-BOOL WINAPI GetDiskFreeSpaceExA(LPCSTR root, PULARGE_INTEGER freeToCaller, PULARGE_INTEGER total,
-                                PULARGE_INTEGER totalFree);
 
 void WINAPI Sleep(DWORD milliseconds);
 BOOL WINAPI QueryPerformanceCounter(PLARGE_INTEGER count);
 BOOL WINAPI QueryPerformanceFrequency(PLARGE_INTEGER frequency);
-DWORD WINAPI GetTickCount(void);
-ULONGLONG WINAPI GetTickCount64(void);
-void WINAPI GetLocalTime(LPSYSTEMTIME time);
-void WINAPI GetSystemTime(LPSYSTEMTIME time);
 void WINAPI GetSystemTimeAsFileTime(FILETIME* time);
-DWORD WINAPI GetCurrentProcessId(void);
-DWORD WINAPI GetCurrentThreadId(void);
 HANDLE WINAPI GetCurrentProcess(void);
 
 BOOL WINAPI OpenProcessToken(HANDLE process, DWORD access, PHANDLE token);
 BOOL WINAPI LookupPrivilegeValueW(LPCWSTR system, LPCWSTR name, PLUID luid);
-BOOL WINAPI LookupPrivilegeValueA(LPCSTR system, LPCSTR name, PLUID luid);
 BOOL WINAPI AdjustTokenPrivileges(HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES state,
                                   DWORD bytes, PTOKEN_PRIVILEGES previous, PDWORD returned);
 BOOL WINAPI SetFileValidData(HANDLE file, LONGLONG length);

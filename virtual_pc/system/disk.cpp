@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/nvme_drive.h"
 #include "virtual_pc/system/machine.h"
 
 namespace ostria::virtual_pc {
@@ -16,7 +17,6 @@ namespace ostria::virtual_pc {
 namespace {
 
 constexpr std::uint64_t kDiskTimeout = 60 * MicrosecondsPerSecond;
-constexpr std::uint64_t kLargestRequest = 1u << 20;
 
 constexpr std::uint8_t kGood = 0x00;
 constexpr std::uint8_t kCheckCondition = 0x02;
@@ -62,6 +62,11 @@ DiskObject::DiskObject(Machine& machine, std::uint32_t number, Drive& drive,
 
 bool DiskObject::present() const {
   return !drive_.scsi->gone() && !machine_.faults().devicesGone();
+}
+
+std::uint64_t DiskObject::largestTransfer() const {
+  constexpr std::uint64_t kUsual = std::uint64_t{1} << 20;
+  return drive_.nvme ? NvmeDrive::kLargestTransfer : kUsual;
 }
 
 const PartitionDescription* DiskObject::partition(std::uint32_t number) const {
@@ -181,7 +186,7 @@ SectorResult DiskObject::transfer(std::uint64_t lba, std::uint64_t count, bool w
 
 SectorResult DiskObject::readSectors(std::uint64_t lba, std::uint64_t count, std::uint8_t* out) {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
-  const std::uint64_t most = kLargestRequest / sectorBytes;
+  const std::uint64_t most = largestTransfer() / sectorBytes;
   SectorResult total;
   std::vector<std::uint8_t> data;
   while (count != 0) {
@@ -207,7 +212,7 @@ SectorResult DiskObject::readSectors(std::uint64_t lba, std::uint64_t count, std
 SectorResult DiskObject::writeSectors(std::uint64_t lba, std::uint64_t count,
                                       const std::uint8_t* in) {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
-  const std::uint64_t most = kLargestRequest / sectorBytes;
+  const std::uint64_t most = largestTransfer() / sectorBytes;
   SectorResult total;
   while (count != 0) {
     const std::uint64_t now = std::min(count, most);
@@ -233,13 +238,11 @@ void DiskObject::read(IoRequest& request) {
   if (request.offset % sectorBytes || request.output.size() % sectorBytes) {
     return request.fail(ERROR_INVALID_PARAMETER);
   }
-  if (request.offset >= size()) {
+  if (request.offset > size() || request.output.size() > size() - request.offset) {
     return request.fail(ERROR_SECTOR_NOT_FOUND);
   }
-  const std::uint64_t room = size() - request.offset;
-  const std::uint64_t bytes = std::min<std::uint64_t>(request.output.size(), room);
-  const SectorResult result =
-      readSectors(request.offset / sectorBytes, bytes / sectorBytes, request.output.data());
+  const SectorResult result = readSectors(
+      request.offset / sectorBytes, request.output.size() / sectorBytes, request.output.data());
   request.error = result.error;
   request.returned = result.error ? 0 : result.bytes;
   request.durationMicroseconds = result.durationMicroseconds;
@@ -298,11 +301,6 @@ void DiskObject::control(IoRequest& request) {
       version.fCapabilities = CAP_ATA_ID_CMD | CAP_SMART_CMD;
       return request.answer(&version, sizeof version);
     }
-    case IOCTL_SCSI_GET_ADDRESS: {
-      const SCSI_ADDRESS address{sizeof(SCSI_ADDRESS), static_cast<UCHAR>(port_.number()), 0,
-                                 target_, 0};
-      return request.answer(&address, sizeof address);
-    }
     case IOCTL_DISK_GET_DRIVE_LAYOUT_EX:
       return driveLayout(request);
     case IOCTL_DISK_GET_DRIVE_GEOMETRY:
@@ -314,9 +312,6 @@ void DiskObject::control(IoRequest& request) {
     }
     case IOCTL_STORAGE_READ_CAPACITY:
       return capacity(request);
-    case IOCTL_STORAGE_CHECK_VERIFY:
-    case IOCTL_STORAGE_CHECK_VERIFY2:
-      return;
     default:
       return request.fail(ERROR_INVALID_FUNCTION);
   }

@@ -44,6 +44,8 @@ class DiskObject : public IoObject {
   std::uint8_t pathId() const { return pathId_; }
   void setPathId(std::uint8_t id) { pathId_ = id; }
   const LayoutDescription& layout() const { return layout_; }
+  /// The largest transfer that the adapter takes in one request.
+  std::uint64_t largestTransfer() const;
   const PartitionDescription* partition(std::uint32_t number) const;
   bool present() const;
   std::string interfacePath() const;

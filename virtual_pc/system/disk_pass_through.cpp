@@ -6,16 +6,22 @@
 #include <algorithm>
 #include <cstring>
 
+#include "virtual_pc/drives/ata_command_traits.h"
 #include "virtual_pc/system/disk.h"
 
 namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint64_t kDefaultSeconds = 10;
+/// A request that may take no time at all is refused.
+constexpr ULONG kShortestSeconds = 1;
 
-std::uint64_t timeoutOf(ULONG seconds) {
-  return (seconds ? seconds : kDefaultSeconds) * MicrosecondsPerSecond;
+std::uint64_t timeoutOf(ULONG seconds) { return seconds * MicrosecondsPerSecond; }
+
+/// Whether two ranges have a byte in common.
+bool overlaps(std::uint64_t at, std::uint64_t bytes, std::uint64_t otherAt,
+              std::uint64_t otherBytes) {
+  return at < otherAt + otherBytes && otherAt < at + bytes;
 }
 
 /// Whether a range lies within a block.
@@ -33,16 +39,24 @@ void DiskObject::scsiPassThrough(IoRequest& request) {
   std::memcpy(&header, request.input.data(), sizeof header);
   const std::size_t dataOffset = static_cast<std::size_t>(header.DataBufferOffset);
   const std::size_t length = header.DataTransferLength;
+  if (drive_.identity.bus == BusType::Mmc || drive_.identity.bus == BusType::Sd) {
+    return request.fail(ERROR_INVALID_FUNCTION);  // their bus has no SCSI
+  }
   if (header.Length != sizeof header || header.CdbLength == 0 || header.CdbLength > 16 ||
-      header.DataIn > SCSI_IOCTL_DATA_UNSPECIFIED) {
+      header.DataIn > SCSI_IOCTL_DATA_UNSPECIFIED || header.TimeOutValue < kShortestSeconds ||
+      length > largestTransfer()) {
     return request.fail(ERROR_INVALID_PARAMETER);
   }
   const bool in = header.DataIn == SCSI_IOCTL_DATA_IN;
   const bool out = header.DataIn == SCSI_IOCTL_DATA_OUT && length != 0;
   if ((in && !within(dataOffset, length, request.output.size())) ||
       (out && !within(dataOffset, length, request.input.size())) ||
+      ((in || out) && dataOffset < sizeof header) ||
       (header.SenseInfoLength != 0 &&
-       !within(header.SenseInfoOffset, header.SenseInfoLength, request.output.size())) ||
+       (header.SenseInfoOffset < sizeof header ||
+        !within(header.SenseInfoOffset, header.SenseInfoLength, request.output.size()) ||
+        ((in || out) && overlaps(header.SenseInfoOffset, header.SenseInfoLength, dataOffset,
+                                 length)))) ||
       request.output.size() < sizeof header) {
     return request.fail(ERROR_INVALID_PARAMETER);
   }
@@ -89,13 +103,20 @@ void DiskObject::ataPassThrough(IoRequest& request) {
   const bool out = (header.AtaFlags & ATA_FLAGS_DATA_OUT) != 0;
   const std::size_t dataOffset = static_cast<std::size_t>(header.DataBufferOffset);
   const std::size_t length = header.DataTransferLength;
+  const bool extended = (header.AtaFlags & ATA_FLAGS_48BIT_COMMAND) != 0;
+  const AtaCommandTraits traits =
+      ataCommandTraits(header.CurrentTaskFile[6], header.CurrentTaskFile[0]);
+  if (header.TimeOutValue < kShortestSeconds || length > largestTransfer() ||
+      ((in || out) && dataOffset < sizeof header) || (traits.extended && !extended) ||
+      (traits.transfer == AtaTransfer::Dma && (header.AtaFlags & ATA_FLAGS_USE_DMA) == 0)) {
+    return request.fail(ERROR_INVALID_PARAMETER);
+  }
   if (header.Length != sizeof header || (in && out) ||
       (in && !within(dataOffset, length, request.output.size())) ||
       (out && !within(dataOffset, length, request.input.size()))) {
     return request.fail(ERROR_INVALID_PARAMETER);
   }
 
-  const bool extended = (header.AtaFlags & ATA_FLAGS_48BIT_COMMAND) != 0;
   const auto field = [&](unsigned i) {
     const unsigned high = extended ? header.PreviousTaskFile[i] : 0u;
     return static_cast<std::uint16_t>((high << 8) | header.CurrentTaskFile[i]);

@@ -25,30 +25,14 @@ LARGE_INTEGER large(std::uint64_t value) {
 
 void DiskObject::queryProperty(IoRequest& request) {
   STORAGE_PROPERTY_QUERY query{};
-  if (request.input.size() < 8) {
-    return request.fail(ERROR_INVALID_PARAMETER);
+  if (request.input.size() < sizeof query) {
+    return request.fail(ERROR_BAD_LENGTH);
   }
-  std::memcpy(&query, request.input.data(), std::min(request.input.size(), sizeof query));
-  const bool known =
-      query.PropertyId == StorageDeviceProperty || query.PropertyId == StorageAdapterProperty;
-  if (!known) {
+  std::memcpy(&query, request.input.data(), sizeof query);
+  if (query.PropertyId != StorageDeviceProperty || query.QueryType != PropertyStandardQuery) {
     return request.fail(ERROR_INVALID_FUNCTION);
   }
-  if (query.QueryType == PropertyExistsQuery) {
-    return;
-  }
-  if (query.QueryType != PropertyStandardQuery) {
-    return request.fail(ERROR_INVALID_FUNCTION);
-  }
-  if (query.PropertyId == StorageDeviceProperty) {
-    return deviceDescriptor(request);
-  }
-  STORAGE_ADAPTER_DESCRIPTOR adapter{};
-  adapter.Version = adapter.Size = sizeof adapter;
-  adapter.MaximumTransferLength = 1u << 20;
-  adapter.MaximumPhysicalPages = 257;
-  adapter.BusType = static_cast<BYTE>(drive_.identity.bus);
-  request.answerCut(&adapter, sizeof adapter);
+  deviceDescriptor(request);
 }
 
 void DiskObject::deviceDescriptor(IoRequest& request) const {

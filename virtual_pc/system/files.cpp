@@ -97,6 +97,7 @@ bool VolumeObject::removeBelow(FileNode& directory, const FileNode* node) {
   for (auto at = directory.children.begin(); at != directory.children.end(); ++at) {
     if (at->second.get() == node) {
       release(*at->second, 0);
+      reserve(*at->second, 0);
       directory.children.erase(at);
       return true;
     }
@@ -111,10 +112,13 @@ bool VolumeObject::allocate(FileNode& node, std::uint64_t cluster) {
   if (node.clusters.contains(cluster)) {
     return true;
   }
-  if (freeClusters_ == 0) {
+  if (node.reserved != 0) {
+    --node.reserved;
+  } else if (freeClusters_ != 0) {
+    --freeClusters_;
+  } else {
     return false;
   }
-  --freeClusters_;
   std::uint64_t location = nextCluster_;
   if (returned_.empty()) {
     ++nextCluster_;
@@ -139,12 +143,26 @@ void VolumeObject::release(FileNode& node, std::uint64_t fromCluster) {
 
 std::uint32_t VolumeObject::resize(FileNode& node, std::uint64_t bytes) {
   const std::uint64_t clusters = (bytes + clusterBytes_ - 1) / clusterBytes_;
-  if (clusters > node.clusters.size() && clusters - node.clusters.size() > freeClusters_) {
+  const std::uint64_t held = node.clusters.size() + node.reserved;
+  if (clusters > held && clusters - held > freeClusters_) {
     return ERROR_DISK_FULL;
   }
   release(node, clusters);
+  reserve(node, node.sparse || clusters < node.clusters.size() ? 0
+                                                               : clusters - node.clusters.size());
   node.bytes = bytes;
+  node.cache.clear();
   return ERROR_SUCCESS;
+}
+
+void VolumeObject::reserve(FileNode& node, std::uint64_t clusters) {
+  freeClusters_ = freeClusters_ + node.reserved - clusters;
+  node.reserved = clusters;
+}
+
+void VolumeObject::makeSparse(FileNode& node) {
+  node.sparse = true;
+  reserve(node, 0);
 }
 
 SectorResult VolumeObject::readFile(FileNode& node, std::uint64_t offset, std::uint64_t bytes,
@@ -255,9 +273,6 @@ FileObject::FileObject(std::shared_ptr<VolumeObject> volume, std::shared_ptr<Fil
 
 FileObject::~FileObject() {
   --node_->opens;
-  if (node_->opens == 0) {
-    node_->exclusive = false;
-  }
   volume_->fileClosed();
 }
 
@@ -272,8 +287,12 @@ void FileObject::control(IoRequest& request) {
     return request.fail(ERROR_DEVICE_NOT_CONNECTED);
   }
   if (request.code != FSCTL_SET_SPARSE) {
-    request.fail(ERROR_INVALID_FUNCTION);
+    return request.fail(ERROR_INVALID_FUNCTION);
   }
+  if (!request.file->writable) {
+    return request.fail(ERROR_ACCESS_DENIED);
+  }
+  volume_->makeSparse(*node_);
 }
 
 void FileObject::read(IoRequest& request) {
@@ -282,6 +301,9 @@ void FileObject::read(IoRequest& request) {
   }
   if (request.offset >= node_->bytes) {
     return request.fail(ERROR_HANDLE_EOF);
+  }
+  if (!request.file->unbuffered && readFromCache(request)) {
+    return;
   }
   const std::uint64_t bytes =
       std::min<std::uint64_t>(request.output.size(), node_->bytes - request.offset);
@@ -301,6 +323,38 @@ void FileObject::write(IoRequest& request) {
   request.error = result.error;
   request.returned = result.bytes;
   request.durationMicroseconds = result.durationMicroseconds;
+  keepInCache(request);
+}
+
+void FileObject::keepInCache(const IoRequest& request) {
+  const std::uint64_t page = volume_->clusterBytes();
+  const std::uint64_t end = request.offset + request.input.size();
+  for (std::uint64_t at = request.offset / page * page; at < end; at += page) {
+    const bool whole = at >= request.offset && at + page <= end;
+    if (!whole || request.file->unbuffered || request.error != ERROR_SUCCESS) {
+      node_->cache.erase(at / page);
+      continue;
+    }
+    const auto first = request.input.begin() + static_cast<std::ptrdiff_t>(at - request.offset);
+    node_->cache[at / page].assign(first, first + static_cast<std::ptrdiff_t>(page));
+  }
+}
+
+bool FileObject::readFromCache(IoRequest& request) const {
+  const std::uint64_t page = volume_->clusterBytes();
+  for (std::uint64_t done = 0; done < request.output.size();) {
+    const std::uint64_t at = request.offset + done;
+    const auto cached = node_->cache.find(at / page);
+    if (cached == node_->cache.end()) {
+      return false;
+    }
+    const std::uint64_t now = std::min(page - at % page, request.output.size() - done);
+    std::memcpy(request.output.data() + done, cached->second.data() + at % page,
+                static_cast<std::size_t>(now));
+    done += now;
+  }
+  request.returned = request.output.size();
+  return true;
 }
 
 }  // namespace ostria::virtual_pc

@@ -100,7 +100,7 @@ bool Kernel::close(HandleValue handle) {
   if (found == handles_.end()) {
     return false;
   }
-  std::erase_if(pending_, [handle](const Pending& pending) { return pending.file == handle; });
+  cancel(handle);
   const std::shared_ptr<KernelObject> last = std::move(found->second);
   handles_.erase(found);
   return true;
@@ -148,10 +148,25 @@ std::shared_ptr<OpenFile> makeOpening(const Kernel::OpenRequest& request) {
   file->overlapped = (request.flags & FILE_FLAG_OVERLAPPED) != 0;
   file->unbuffered = (request.flags & FILE_FLAG_NO_BUFFERING) != 0;
   file->deleteOnClose = (request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0;
+  file->share = request.share;
   return file;
 }
 
+/// Rights as FILE_SHARE_ bits. An opening without any is always allowed.
+std::uint32_t rightsOf(const OpenFile& file) {
+  return (file.readable ? FILE_SHARE_READ : 0u) | (file.writable ? FILE_SHARE_WRITE : 0u);
+}
+
 }  // namespace
+
+bool Kernel::shares(const IoObject& object, const OpenFile& wanted) const {
+  const std::uint32_t rights = rightsOf(wanted);
+  return rights == 0 || !anyOpen([&](const OpenFile& other) {
+    const std::uint32_t held = rightsOf(other);
+    return held != 0 && other.object != nullptr && other.object->identity() == object.identity() &&
+           ((rights & ~other.share) != 0 || (held & ~wanted.share) != 0);
+  });
+}
 
 std::uint32_t Kernel::openDevice(const OpenRequest& request, HandleValue* handle) {
   const std::shared_ptr<IoObject> object = machine().device(request.path);
@@ -169,6 +184,16 @@ std::uint32_t Kernel::openDevice(const OpenRequest& request, HandleValue* handle
   auto file = makeOpening(request);
   if ((file->readable || file->writable) && !machine().description().administrator) {
     return ERROR_ACCESS_DENIED;
+  }
+  // A file system that is mounted holds the disk open for reading and writing.
+  constexpr std::uint32_t kReadAndWrite = FILE_SHARE_READ | FILE_SHARE_WRITE;
+  const auto mountedOn = [&](const auto& mounted) {
+    return (mounted->disk() == object.get() || mounted.get() == object.get()) && mounted->mounted();
+  };
+  const bool held = std::ranges::any_of(machine().volumes(), mountedOn);
+  if (!shares(*object, *file) ||
+      (rightsOf(*file) != 0 && held && (file->share & kReadAndWrite) != kReadAndWrite)) {
+    return ERROR_SHARING_VIOLATION;
   }
   file->object = object;
   file->deleteOnClose = false;
@@ -198,10 +223,10 @@ std::uint32_t Kernel::openFile(const OpenRequest& request, HandleValue* handle, 
   if (node && node->directory && (request.flags & FILE_FLAG_BACKUP_SEMANTICS) == 0) {
     return ERROR_ACCESS_DENIED;
   }
-  if (node && node->opens != 0 && (node->exclusive || request.share == 0)) {
+  auto file = makeOpening(request);
+  if (node && !shares(FileObject(volume, node), *file)) {
     return ERROR_SHARING_VIOLATION;
   }
-  auto file = makeOpening(request);
   if (!node) {
     if (const std::uint32_t error = volume->create(rest, false, &node)) {
       return error;
@@ -209,7 +234,6 @@ std::uint32_t Kernel::openFile(const OpenRequest& request, HandleValue* handle, 
   } else if (request.disposition == CREATE_ALWAYS || request.disposition == TRUNCATE_EXISTING) {
     volume->resize(*node, 0);
   }
-  node->exclusive = request.share == 0;
   file->object = std::make_shared<FileObject>(volume, node);
   *handle = add(std::move(file));
   return ERROR_SUCCESS;
@@ -250,17 +274,14 @@ bool Kernel::endOf(const void* overlapped, std::uint64_t* moment) const {
   return true;
 }
 
-bool Kernel::cancel(HandleValue file, const void* overlapped) {
-  bool any = false;
-  std::erase_if(pending_, [&](Pending& pending) {
-    if (pending.file != file || ((overlapped != nullptr) && pending.overlapped != overlapped)) {
-      return false;
+void Kernel::cancel(HandleValue file) {
+  constexpr std::uint64_t kDriverMicroseconds = 1000;
+  for (Pending& pending : pending_) {
+    if (pending.file == file) {
+      pending.request.fail(ERROR_OPERATION_ABORTED);
+      pending.endsAt = std::min(pending.endsAt, machine().clock().now() + kDriverMicroseconds);
     }
-    finish(pending, ERROR_OPERATION_ABORTED);
-    any = true;
-    return true;
-  });
-  return any;
+  }
 }
 
 bool Kernel::wait(KernelObject& object, std::uint32_t milliseconds) {

@@ -1,6 +1,7 @@
 // What stands behind the Win32 functions: the handles, and the machine that runs.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -45,7 +46,7 @@ class Kernel {
   std::shared_ptr<Object> get(HandleValue handle) const {
     return std::dynamic_pointer_cast<Object>(get(handle));
   }
-  /// False for a handle that is not open. Requests in flight on it are dropped.
+  /// False for a handle that is not open. Requests in flight on it are cancelled.
   bool close(HandleValue handle);
   std::size_t openHandles() const { return handles_.size(); }
 
@@ -59,6 +60,17 @@ class Kernel {
     std::uint32_t flags = 0;
   };
   std::uint32_t open(const OpenRequest& request, HandleValue* handle, bool* existed);
+
+  /// Whether the openings that are there allow another one, and it allows them.
+  bool shares(const IoObject& object, const OpenFile& wanted) const;
+  /// Whether an open handle belongs to an object of that kind.
+  template <typename Predicate>
+  bool anyOpen(Predicate predicate) const {
+    return std::ranges::any_of(handles_, [&](const auto& entry) {
+      const auto* file = dynamic_cast<const OpenFile*>(entry.second.get());
+      return file != nullptr && predicate(*file);
+    });
+  }
 
   /// Finds the volume of a file path and the rest of the path. Null for no such volume.
   std::shared_ptr<VolumeObject> locate(const std::string& path, std::string* rest);
@@ -77,8 +89,9 @@ class Kernel {
   void settle();
   /// When the request with this OVERLAPPED ends; false when none is in flight.
   bool endOf(const void* overlapped, std::uint64_t* moment) const;
-  /// Ends the requests of a handle with ERROR_OPERATION_ABORTED; all, or the one with `overlapped`.
-  bool cancel(HandleValue file, const void* overlapped);
+  /// Asks the drivers to end the requests of a handle with ERROR_OPERATION_ABORTED, which they do a
+  /// moment later.
+  void cancel(HandleValue file);
   /// Lets time pass until the object is signalled, or `milliseconds` are over. False for the
   /// latter.
   bool wait(KernelObject& object, std::uint32_t milliseconds);

@@ -18,6 +18,8 @@ class KernelObject {
   virtual bool waitable() const { return false; }
   virtual bool signalled() { return false; }
   virtual void consume() {}
+  /// Whether CloseHandle ends it; libraries, searches and device sets have functions of their own.
+  virtual bool closedByCloseHandle() const { return true; }
   /// When it will be signalled by itself, for objects with a time of their own.
   virtual std::optional<std::uint64_t> signalsAt() const { return std::nullopt; }
 };
@@ -32,6 +34,8 @@ struct OpenFile : KernelObject {
   bool overlapped = false;
   bool unbuffered = false;
   bool deleteOnClose = false;
+  bool inheritable = false;  ///< a child process gets it
+  std::uint32_t share = 0;   ///< what other openings may do, as FILE_SHARE_ bits
   std::uint64_t position = 0;
 
   ~OpenFile() override;
@@ -43,6 +47,7 @@ struct IoRequest {
   std::uint32_t code = 0;            ///< control code; 0 for reads and writes
   std::vector<std::uint8_t> input;   ///< a copy of what came in
   std::vector<std::uint8_t> output;  ///< zeroed room of the size that the caller offers
+  const void* memory = nullptr;      ///< where the caller's data lie, of reads and writes
   std::uint64_t offset = 0;          ///< reads and writes
 
   std::uint32_t error = 0;
@@ -71,6 +76,8 @@ class IoObject {
   virtual std::uint32_t resize(std::uint64_t bytes);
   /// Transfers of an unbuffered opening are multiples of this.
   virtual std::uint32_t alignment() const { return 1; }
+  /// What openings are shared of: the object itself, or the file that several of them stand for.
+  virtual const void* identity() const { return this; }
   /// A handle of it is about to go.
   virtual void closing(OpenFile&) {}
 };

@@ -77,15 +77,22 @@ Machine::Machine(MachineDescription description)
     addDriverService(libraries_);
   }
   for (const VolumeDescription& volume : description_.volumes) {
-    volumes_.push_back(std::make_shared<VolumeObject>(volume, disk(volume.drive)));
+    std::vector<DiskObject*> further;
+    for (const VolumePart& part : volume.furtherParts) {
+      further.push_back(disk(part.drive));
+    }
+    volumes_.push_back(
+        std::make_shared<VolumeObject>(volume, disk(volume.drive), std::move(further)));
     addDeviceName(std::string("\\\\.\\") + volume.letter + ":", volumes_.back());
   }
 }
 
 void Machine::addDrive(std::size_t index) {
   const DriveDescription& description = description_.drives[index];
-  drives_.push_back(makeDrive(description, clock_));
-  const std::shared_ptr<PortObject> port = portFor(description);
+  Drive* const controller = drive(description.nvme.controllerOf);
+  drives_.push_back(makeDrive(description, clock_, controller));
+  const std::shared_ptr<PortObject> port =
+      controller != nullptr ? portOf(*controller) : portFor(description);
   if (description.hidden) {
     port->attach(*drives_.back());
     if (drives_.back()->nvme) {
@@ -102,6 +109,13 @@ void Machine::addDrive(std::size_t index) {
   }
   addDeviceName(disks_.back()->interfacePath(), disks_.back());
   addDeviceName("\\\\.\\PhysicalDrive" + std::to_string(number), disks_.back());
+}
+
+std::shared_ptr<PortObject> Machine::portOf(const Drive& drive) const {
+  const auto found = std::ranges::find_if(ports_, [&drive](const auto& port) {
+    return std::ranges::find(port->drives(), &drive) != port->drives().end();
+  });
+  return *found;  // each drive is on a port
 }
 
 std::shared_ptr<PortObject> Machine::portFor(const DriveDescription& drive) {
@@ -145,6 +159,10 @@ std::shared_ptr<VolumeObject> Machine::volume(char letter) const {
     }
   }
   return nullptr;
+}
+
+std::string Machine::libraryFolder() const {
+  return description_.programPath.substr(0, description_.programPath.find_last_of('\\'));
 }
 
 WmiRepository& Machine::wmi() {

@@ -63,11 +63,24 @@ class Machine {
   std::set<char>& checkedAtRestart() { return checkedAtRestart_; }
   /// Command lines that were given to the command interpreter; it runs none of them.
   std::vector<std::string>& commandsRun() { return commandsRun_; }
+  /// What a program did that hangs or goes wrong on a real system without any error code, one
+  /// sentence each. A test of a program expects none.
+  std::vector<std::string>& complaints() { return complaints_; }
+  /// State of the process that runs on the machine.
+  struct ProcessState {
+    bool manageVolume = false;  ///< the privilege is enabled
+    std::uint32_t errorMode = 0;
+  };
+  ProcessState& process() { return process_; }
+  /// Where the libraries lie that programs of this machine can load.
+  std::string libraryFolder() const;
+
   /// What the WMI service knows, made on first use.
   WmiRepository& wmi();
 
  private:
   std::shared_ptr<PortObject> portFor(const DriveDescription& drive);
+  std::shared_ptr<PortObject> portOf(const Drive& drive) const;
   void addDrive(std::size_t index);
 
   MachineDescription description_;
@@ -83,6 +96,8 @@ class Machine {
   std::vector<std::string> deletedAtRestart_;
   std::set<char> checkedAtRestart_;
   std::vector<std::string> commandsRun_;
+  std::vector<std::string> complaints_;
+  ProcessState process_;
   std::unique_ptr<WmiRepository> wmi_;
 };
 

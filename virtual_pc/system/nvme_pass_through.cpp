@@ -153,6 +153,11 @@ void protocolQuery(DiskObject& disk, IoRequest& request,
   const std::uint32_t value = field(2);
   const std::uint32_t offset = field(4);
   const std::uint32_t bytes = field(5);
+  // Identify data belong to the controller, log pages are asked of the disk.
+  const bool ofAdapter = loadLe32(in.data()) == StorageAdapterProtocolSpecificProperty;
+  if (ofAdapter != (type == NVMeDataTypeIdentify)) {
+    return request.fail(ERROR_INVALID_PARAMETER);
+  }
   if (field(0) != ProtocolTypeNvme || offset < kDescriptorBytes - kSpecificDataAt || bytes == 0 ||
       bytes > kLongestTransfer || bytes % 4 != 0 ||
       request.output.size() < kSpecificDataAt + std::uint64_t{offset} + bytes) {
@@ -170,7 +175,7 @@ void protocolQuery(DiskObject& disk, IoRequest& request,
     exchange.opcode = 0x02;
     exchange.namespaceId = 0xFFFFFFFF;
     exchange.cdw[0] = (value & 0xFF) | ((bytes / 4 - 1) << 16);
-    exchange.cdw[1] = (bytes / 4 - 1) >> 16;
+    exchange.cdw[1] = ((bytes / 4 - 1) >> 16) | (field(8) << 16);  // log-specific identifier
     exchange.cdw[2] = field(3);
   } else {
     return request.fail(ERROR_INVALID_FUNCTION);
@@ -211,6 +216,10 @@ void protocolCommand(DiskObject& disk, IoRequest& request) {
       loadLe32(&in[4]) != kCommandRecordBytes || loadLe32(&in[8]) != ProtocolTypeNvme ||
       loadLe32(&in[24]) != kCommandBytes) {
     return request.fail(ERROR_INVALID_PARAMETER);
+  }
+  constexpr std::uint32_t kAdapterRequest = 0x80000000;
+  if ((loadLe32(&in[12]) & kAdapterRequest) == 0) {
+    return request.fail(ERROR_INVALID_PARAMETER);  // admin commands are the adapter's
   }
   // The system lets through the commands that change nothing of the data.
   if (loadLe32(&in[56]) != 1) {

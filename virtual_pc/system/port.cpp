@@ -67,10 +67,6 @@ std::string PortObject::interfacePath() const {
 }
 
 void PortObject::control(IoRequest& request) {
-  if (request.code == IOCTL_SCSI_GET_ADDRESS) {
-    const SCSI_ADDRESS address{sizeof(SCSI_ADDRESS), static_cast<UCHAR>(number_), 0, 0, 0};
-    return request.answer(&address, sizeof address);
-  }
   if (request.code != IOCTL_SCSI_MINIPORT) {
     return request.fail(ERROR_INVALID_FUNCTION);
   }

@@ -5,6 +5,11 @@
 #include <winioctl.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "base/byte_order.h"
 
 namespace ostria::virtual_pc {
 
@@ -20,8 +25,9 @@ LARGE_INTEGER large(std::uint64_t value) {
 
 }  // namespace
 
-VolumeObject::VolumeObject(const VolumeDescription& description, DiskObject* disk)
-    : description_(description), disk_(disk) {
+VolumeObject::VolumeObject(const VolumeDescription& description, DiskObject* disk,
+                           std::vector<DiskObject*> further)
+    : description_(description), disk_(disk), further_(std::move(further)) {
   if (disk_ != nullptr) {
     sectorBytes_ = disk_->alignment();
     startSector_ = disk_->partition(description.partition)->startSector;
@@ -70,37 +76,6 @@ SectorResult VolumeObject::writeSectors(std::uint64_t sector, std::uint64_t coun
           static_cast<std::size_t>(answer.doneSectors * sectorBytes_), answer.durationMicroseconds};
 }
 
-void VolumeObject::read(IoRequest& request) {
-  if (request.offset % sectorBytes_ || request.output.size() % sectorBytes_) {
-    return request.fail(ERROR_INVALID_PARAMETER);
-  }
-  if (request.offset >= size()) {
-    return request.fail(ERROR_HANDLE_EOF);
-  }
-  const std::uint64_t bytes =
-      std::min<std::uint64_t>(request.output.size(), size() - request.offset);
-  const SectorResult result =
-      readSectors(request.offset / sectorBytes_, bytes / sectorBytes_, request.output.data());
-  request.error = result.error;
-  request.returned = result.error ? 0 : result.bytes;
-  request.durationMicroseconds = result.durationMicroseconds;
-}
-
-void VolumeObject::write(IoRequest& request) {
-  if (request.offset % sectorBytes_ || request.input.size() % sectorBytes_ ||
-      request.offset > size() || request.input.size() > size() - request.offset) {
-    return request.fail(ERROR_INVALID_PARAMETER);
-  }
-  if (mounted()) {
-    return request.fail(ERROR_ACCESS_DENIED);
-  }
-  const SectorResult result = writeSectors(
-      request.offset / sectorBytes_, request.input.size() / sectorBytes_, request.input.data());
-  request.error = result.error;
-  request.returned = result.bytes;
-  request.durationMicroseconds = result.durationMicroseconds;
-}
-
 void VolumeObject::closing(OpenFile& file) {
   // A lock goes with the handle that holds it, and the file system comes back.
   if (lockedBy_ != &file) {
@@ -119,26 +94,17 @@ void VolumeObject::control(IoRequest& request) {
   }
   switch (request.code) {
     case IOCTL_STORAGE_GET_DEVICE_NUMBER: {
-      if (disk_ == nullptr) {
+      // A volume on several disks has no device number of its own.
+      if (disk_ == nullptr || !further_.empty()) {
         return request.fail(ERROR_INVALID_FUNCTION);
       }
       const STORAGE_DEVICE_NUMBER number{FILE_DEVICE_DISK, disk_->number(), description_.partition};
       return request.answer(&number, sizeof number);
     }
-    case IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS: {
-      if (disk_ == nullptr) {
-        return request.fail(ERROR_INVALID_FUNCTION);
-      }
-      VOLUME_DISK_EXTENTS extents{};
-      extents.NumberOfDiskExtents = 1;
-      extents.Extents[0] = {disk_->number(), large(startOffset()), large(size())};
-      return request.answer(&extents, sizeof extents);
-    }
+    case IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS:
+      return diskExtents(request);
     default:
-      if (disk_ == nullptr) {
-        return request.fail(ERROR_INVALID_FUNCTION);
-      }
-      return disk_->control(request);
+      return request.fail(ERROR_INVALID_FUNCTION);
   }
 }
 
@@ -164,15 +130,34 @@ void VolumeObject::fileSystemControl(IoRequest& request) {
       // Without a lock the next access mounts it again, so nothing stays of it.
       dismounted_ = lockedBy_ != nullptr;
       return;
-    case FSCTL_IS_VOLUME_MOUNTED:
-      if (dismounted_) {
-        return request.fail(ERROR_NOT_READY);
-      }
-      return;
     case FSCTL_GET_NTFS_VOLUME_DATA:
       return ntfsData(request);
     default:
       return request.fail(ERROR_INVALID_FUNCTION);
+  }
+}
+
+void VolumeObject::diskExtents(IoRequest& request) const {
+  if (disk_ == nullptr) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
+  constexpr std::size_t kHead = offsetof(VOLUME_DISK_EXTENTS, Extents);
+  std::vector<DISK_EXTENT> extents{{disk_->number(), large(startOffset()), large(size())}};
+  for (std::size_t i = 0; i < further_.size(); ++i) {
+    const DiskObject& disk = *further_[i];
+    const PartitionDescription& part = *disk.partition(description_.furtherParts[i].partition);
+    extents.push_back({disk.number(), large(part.startSector * disk.alignment()),
+                       large(part.sectors * disk.alignment())});
+  }
+  std::vector<std::uint8_t> block(kHead + extents.size() * sizeof extents[0]);
+  storage::storeLe32(block.data(), static_cast<std::uint32_t>(extents.size()));
+  std::memcpy(block.data() + kHead, extents.data(), extents.size() * sizeof extents[0]);
+  if (request.output.size() < kHead + sizeof extents[0]) {
+    return request.fail(ERROR_INSUFFICIENT_BUFFER);
+  }
+  request.answerCut(block.data(), block.size());
+  if (request.output.size() < block.size()) {
+    request.error = ERROR_MORE_DATA;  // with as many as there is room for
   }
 }
 

@@ -24,7 +24,10 @@ struct FileNode {
   std::map<std::uint64_t, std::uint64_t> clusters;  ///< of the file: cluster of the volume
   std::map<std::string, std::shared_ptr<FileNode>> children;  ///< by name in lower case
   unsigned opens = 0;
-  bool exclusive = false;  ///< the one opening allows no other
+  bool sparse = false;         ///< takes clusters only where something was written
+  std::uint64_t reserved = 0;  ///< clusters that it takes beside those that hold content
+  /// What the system's cache holds of it, by cluster of the file.
+  std::map<std::uint64_t, std::vector<std::uint8_t>> cache;
 };
 
 /// A volume with a drive letter: the raw volume as a device, and its files. File content lies in
@@ -32,11 +35,11 @@ struct FileNode {
 class VolumeObject : public IoObject {
  public:
   /// @param disk  null for a volume on no drive of this machine, which then has a medium of its own
-  VolumeObject(const VolumeDescription& description, DiskObject* disk);
+  /// @param further  the other disks of a volume that spans several
+  VolumeObject(const VolumeDescription& description, DiskObject* disk,
+               std::vector<DiskObject*> further = {});
 
   void control(IoRequest& request) override;
-  void read(IoRequest& request) override;
-  void write(IoRequest& request) override;
   std::uint64_t size() const override { return description_.totalBytes; }
   std::uint32_t alignment() const override { return sectorBytes_; }
   void closing(OpenFile& file) override;
@@ -58,6 +61,8 @@ class VolumeObject : public IoObject {
   void removeNode(const FileNode* node);
   using IoObject::resize;
   std::uint32_t resize(FileNode& node, std::uint64_t bytes);
+  /// Makes a file sparse: what it takes without content is free again.
+  void makeSparse(FileNode& node);
   SectorResult readFile(FileNode& node, std::uint64_t offset, std::uint64_t bytes,
                         std::uint8_t* out);
   SectorResult writeFile(FileNode& node, std::uint64_t offset, std::uint64_t bytes,
@@ -71,12 +76,15 @@ class VolumeObject : public IoObject {
   SectorResult writeSectors(std::uint64_t sector, std::uint64_t count, const std::uint8_t* in);
   void fileSystemControl(IoRequest& request);
   void ntfsData(IoRequest& request) const;
+  void diskExtents(IoRequest& request) const;
   bool allocate(FileNode& node, std::uint64_t cluster);
+  void reserve(FileNode& node, std::uint64_t clusters);
   void release(FileNode& node, std::uint64_t fromCluster);
   bool removeBelow(FileNode& directory, const FileNode* node);
 
   VolumeDescription description_;
   DiskObject* disk_;
+  std::vector<DiskObject*> further_;  ///< in the order of the description's parts
   std::unique_ptr<BlockMedium> own_;
   std::uint32_t sectorBytes_ = 512;
   std::uint32_t clusterBytes_;
@@ -102,9 +110,16 @@ class FileObject : public IoObject {
   std::uint64_t size() const override { return node_->bytes; }
   std::uint32_t resize(std::uint64_t bytes) override { return volume_->resize(*node_, bytes); }
   std::uint32_t alignment() const override { return volume_->alignment(); }
+  const void* identity() const override { return node_.get(); }
   void closing(OpenFile& file) override;
 
+  bool sparse() const { return node_->sparse; }
+
  private:
+  /// The cache of buffered openings: what was written through it is read from it.
+  void keepInCache(const IoRequest& request);
+  bool readFromCache(IoRequest& request) const;
+
   std::shared_ptr<VolumeObject> volume_;
   std::shared_ptr<FileNode> node_;
 };

@@ -20,7 +20,7 @@ std::shared_ptr<PipeChannel> outputOf(const KernelCall& call, const STARTUPINFOW
     return nullptr;
   }
   const auto file = call->get<OpenFile>(valueOf(startup.hStdOutput));
-  const auto end = file ? std::dynamic_pointer_cast<PipeWriteEnd>(file->object) : nullptr;
+  const auto end = file && file->inheritable ? std::dynamic_pointer_cast<PipeWriteEnd>(file->object) : nullptr;
   return end ? end->channel() : nullptr;
 }
 
@@ -28,17 +28,22 @@ std::shared_ptr<PipeChannel> outputOf(const KernelCall& call, const STARTUPINFOW
 
 extern "C" {
 
-BOOL WINAPI CreatePipe(PHANDLE readEnd, PHANDLE writeEnd, LPSECURITY_ATTRIBUTES, DWORD) {
+BOOL WINAPI CreatePipe(PHANDLE readEnd, PHANDLE writeEnd, LPSECURITY_ATTRIBUTES security, DWORD) {
   const KernelCall call;
   if (call.fails()) {
     return FALSE;
   }
   const auto channel = std::make_shared<PipeChannel>();
-  const auto open = [&call](std::shared_ptr<IoObject> end, bool reads) {
+  channel->onDeadlock = [] {
+    machine().complaints().emplace_back("ReadFile waits for the end of a pipe whose write end is open");
+  };
+  const bool inheritable = security != nullptr && security->bInheritHandle != FALSE;
+  const auto open = [&](std::shared_ptr<IoObject> end, bool reads) {
     auto file = std::make_shared<OpenFile>();
     file->object = std::move(end);
     file->readable = reads;
     file->writable = !reads;
+    file->inheritable = inheritable;
     return handleOf(call->add(std::move(file)));
   };
   *readEnd = open(std::make_shared<PipeReadEnd>(channel), true);
@@ -47,22 +52,30 @@ BOOL WINAPI CreatePipe(PHANDLE readEnd, PHANDLE writeEnd, LPSECURITY_ATTRIBUTES,
 }
 
 BOOL WINAPI CreateProcessW(LPCWSTR application, LPWSTR commandLine, LPSECURITY_ATTRIBUTES,
-                           LPSECURITY_ATTRIBUTES, BOOL, DWORD, LPVOID, LPCWSTR,
+                           LPSECURITY_ATTRIBUTES, BOOL inherits, DWORD, LPVOID, LPCWSTR,
                            LPSTARTUPINFOW startup, LPPROCESS_INFORMATION process) {
   const KernelCall call;
   if (call.fails()) {
     return FALSE;
   }
+  if (startup->cb != sizeof *startup) {
+    return failWith(ERROR_INVALID_PARAMETER);
+  }
   std::istringstream words(utf8(application != nullptr ? application : commandLine));
   std::string program;
   std::string volume;
   words >> program >> volume;
+  bool repairs = false;
+  for (std::string word; words >> word;) {
+    repairs = repairs || lowerCase(word) == "/f";
+  }
   Machine& machine = call->machine();
   if (!isCheckerProgram(machine, program)) {
     return failWith(ERROR_FILE_NOT_FOUND);
   }
-  const auto output = outputOf(call, *startup);
-  const auto child = startChecker(machine, volume, output);
+  // The child has the handle that it is to write to only if that is inheritable, and inherited.
+  const auto output = inherits != FALSE ? outputOf(call, *startup) : nullptr;
+  const auto child = startChecker(machine, volume, repairs, output);
   if (!child) {
     return failWith(ERROR_ACCESS_DENIED);
   }

@@ -77,13 +77,15 @@ HRESULT WINAPI CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD /*conte
   return S_OK;
 }
 
-HRESULT WINAPI CoSetProxyBlanket(IUnknown* proxy, DWORD, DWORD, LPOLESTR, DWORD, DWORD, void*,
-                                 DWORD) {
+HRESULT WINAPI CoSetProxyBlanket(IUnknown* proxy, DWORD, DWORD, LPOLESTR, DWORD authentication,
+                                 DWORD impersonation, void*, DWORD) {
   const KernelCall call;
   if (call.fails()) {
     return E_FAIL;
   }
-  return proxy == nullptr ? E_INVALIDARG : S_OK;
+  return ostria::virtual_pc::setWmiProxyBlanket(proxy, authentication, impersonation)
+             ? S_OK
+             : E_INVALIDARG;
 }
 
 }  // extern "C"

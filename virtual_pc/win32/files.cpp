@@ -13,6 +13,7 @@ namespace {
 struct FindObject : KernelObject {
   std::vector<WIN32_FIND_DATAW> entries;
   std::size_t next = 0;
+  bool closedByCloseHandle() const override { return false; }
 };
 
 DWORD attributesOf(const FileNode& node) {
@@ -29,9 +30,9 @@ WIN32_FIND_DATAW entryOf(const std::string& name, const FileNode& node) {
   return data;
 }
 
-/// The volume of a root path like "C:\"; null when there is none.
+/// The volume of a root path, "C:\" with its backslash and nothing behind; null when there is none.
 std::shared_ptr<VolumeObject> volumeOf(const KernelCall& call, const std::string& root) {
-  if (root.size() < 2 || root[1] != ':') {
+  if (root.size() != 3 || root[1] != ':' || root[2] != '\\') {
     return nullptr;
   }
   const auto volume = call->machine().volume(root[0]);
@@ -125,10 +126,6 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR name) {
   }
   SetLastError(volume ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND);
   return INVALID_FILE_ATTRIBUTES;
-}
-
-BOOL WINAPI SetFileAttributesW(LPCWSTR name, DWORD) {
-  return GetFileAttributesW(name) != INVALID_FILE_ATTRIBUTES ? TRUE : FALSE;
 }
 
 HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data) {
@@ -253,8 +250,6 @@ UINT WINAPI GetDriveTypeA(LPCSTR root) {
   return volume->description().fixed ? DRIVE_FIXED : DRIVE_REMOVABLE;
 }
 
-UINT WINAPI GetDriveTypeW(LPCWSTR root) { return GetDriveTypeA(utf8(root).c_str()); }
-
 BOOL WINAPI GetVolumeInformationW(LPCWSTR root, LPWSTR label, DWORD labelSize, LPDWORD serial,
                                   LPDWORD maximumComponent, LPDWORD flags, LPWSTR fileSystem,
                                   DWORD fileSystemSize) {
@@ -264,7 +259,7 @@ BOOL WINAPI GetVolumeInformationW(LPCWSTR root, LPWSTR label, DWORD labelSize, L
   }
   const auto volume = volumeOf(call, utf8(root));
   if (!volume) {
-    return failWith(ERROR_PATH_NOT_FOUND);
+    return failWith(utf8(root).ends_with("\\") ? ERROR_PATH_NOT_FOUND : ERROR_INVALID_NAME);
   }
   if (!volume->mounted()) {
     return failWith(ERROR_ACCESS_DENIED);
@@ -347,8 +342,11 @@ BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR root, PULARGE_INTEGER freeToCaller, PULA
   if (call.fails()) {
     return FALSE;
   }
-  const auto volume = volumeOf(call, utf8(root));
-  if (!volume) {
+  // Any directory of a volume will do.
+  std::string rest;
+  const auto volume = call->locate(utf8(root), &rest);
+  const auto directory = volume ? volume->find(rest) : nullptr;
+  if (!directory || !directory->directory) {
     return failWith(ERROR_PATH_NOT_FOUND);
   }
   if (!volume->mounted()) {
@@ -364,11 +362,6 @@ BOOL WINAPI GetDiskFreeSpaceExW(LPCWSTR root, PULARGE_INTEGER freeToCaller, PULA
     totalFree->QuadPart = volume->freeBytes();
   }
   return TRUE;
-}
-
-BOOL WINAPI GetDiskFreeSpaceExA(LPCSTR root, PULARGE_INTEGER freeToCaller, PULARGE_INTEGER total,
-                                PULARGE_INTEGER totalFree) {
-  return GetDiskFreeSpaceExW(wide(root).c_str(), freeToCaller, total, totalFree);
 }
 
 }  // extern "C"

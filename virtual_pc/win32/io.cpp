@@ -15,8 +15,10 @@ void perform(Action action, IoRequest& request) {
   IoObject& object = *request.file->object;
   const bool moves = action != Action::Control;
   const std::size_t bytes = action == Action::Read ? request.output.size() : request.input.size();
+  const auto address = reinterpret_cast<std::uintptr_t>(request.memory);
   if (moves && request.file->unbuffered &&
-      (request.offset % object.alignment() || bytes % object.alignment())) {
+      (request.offset % object.alignment() || bytes % object.alignment() ||
+       address % object.alignment())) {
     return request.fail(ERROR_INVALID_PARAMETER);
   }
   switch (action) {
@@ -153,7 +155,11 @@ HANDLE WINAPI CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATT
 
 BOOL WINAPI CloseHandle(HANDLE handle) {
   const KernelCall call(KernelCall::Kind::Plain);
-  return call->close(valueOf(handle)) ? TRUE : failWith(ERROR_INVALID_HANDLE);
+  const auto object = call->get(valueOf(handle));
+  if (object == nullptr || !object->closedByCloseHandle()) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
+  return call->close(valueOf(handle)) ? TRUE : FALSE;
 }
 
 BOOL WINAPI DeviceIoControl(HANDLE device, DWORD code, LPVOID in, DWORD inBytes, LPVOID out,
@@ -176,6 +182,7 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD done,
     return FALSE;
   }
   IoRequest request;
+  request.memory = buffer;
   request.output.resize(bytes);
   return run(call, file, Action::Read, std::move(request), buffer, done, overlapped);
 }
@@ -187,16 +194,9 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD bytes, LPDWORD done,
     return FALSE;
   }
   IoRequest request;
+  request.memory = buffer;
   request.input = bytesOf(buffer, bytes);
   return run(call, file, Action::Write, std::move(request), nullptr, done, overlapped);
-}
-
-BOOL WINAPI FlushFileBuffers(HANDLE file) {
-  const KernelCall call;
-  if (call.fails()) {
-    return FALSE;
-  }
-  return call->get<OpenFile>(valueOf(file)) ? TRUE : failWith(ERROR_INVALID_HANDLE);
 }
 
 BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, PLARGE_INTEGER position,
@@ -220,6 +220,9 @@ BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, PLARGE_INTEG
   if (__builtin_add_overflow(from, distance.QuadPart, &moved) || moved < 0) {
     return failWith(ERROR_NEGATIVE_SEEK);
   }
+  if (file->unbuffered && moved % file->object->alignment() != 0) {
+    return failWith(ERROR_INVALID_PARAMETER);
+  }
   file->position = static_cast<std::uint64_t>(moved);
   if (position != nullptr) {
     position->QuadPart = moved;
@@ -240,19 +243,6 @@ BOOL WINAPI SetEndOfFile(HANDLE handle) {
     return failWith(ERROR_ACCESS_DENIED);
   }
   return succeeded(file->object->resize(file->position));
-}
-
-BOOL WINAPI GetFileSizeEx(HANDLE handle, PLARGE_INTEGER size) {
-  const KernelCall call;
-  if (call.fails()) {
-    return FALSE;
-  }
-  const auto file = call->get<OpenFile>(valueOf(handle));
-  if (!file) {
-    return failWith(ERROR_INVALID_HANDLE);
-  }
-  size->QuadPart = static_cast<LONGLONG>(file->object->size());
-  return TRUE;
 }
 
 BOOL WINAPI GetOverlappedResult(HANDLE file, LPOVERLAPPED overlapped, LPDWORD done, BOOL wait) {
@@ -278,16 +268,8 @@ BOOL WINAPI CancelIo(HANDLE file) {
   if (!call->get<OpenFile>(valueOf(file))) {
     return failWith(ERROR_INVALID_HANDLE);
   }
-  call->cancel(valueOf(file), nullptr);
+  call->cancel(valueOf(file));
   return TRUE;
-}
-
-BOOL WINAPI CancelIoEx(HANDLE file, LPOVERLAPPED overlapped) {
-  const KernelCall call(KernelCall::Kind::Plain);
-  if (!call->get<OpenFile>(valueOf(file))) {
-    return failWith(ERROR_INVALID_HANDLE);
-  }
-  return call->cancel(valueOf(file), overlapped) ? TRUE : failWith(ERROR_NOT_FOUND);
 }
 
 HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initialState, LPCWSTR) {
@@ -296,26 +278,6 @@ HANDLE WINAPI CreateEventW(LPSECURITY_ATTRIBUTES, BOOL manualReset, BOOL initial
     return nullptr;
   }
   return handleOf(call->add(std::make_shared<EventObject>(manualReset != 0, initialState != 0)));
-}
-
-BOOL WINAPI SetEvent(HANDLE handle) {
-  const KernelCall call(KernelCall::Kind::Plain);
-  const auto event = call->get<EventObject>(valueOf(handle));
-  if (!event) {
-    return failWith(ERROR_INVALID_HANDLE);
-  }
-  event->set(true);
-  return TRUE;
-}
-
-BOOL WINAPI ResetEvent(HANDLE handle) {
-  const KernelCall call(KernelCall::Kind::Plain);
-  const auto event = call->get<EventObject>(valueOf(handle));
-  if (!event) {
-    return failWith(ERROR_INVALID_HANDLE);
-  }
-  event->set(false);
-  return TRUE;
 }
 
 DWORD WINAPI WaitForSingleObject(HANDLE handle, DWORD milliseconds) {

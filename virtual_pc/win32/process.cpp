@@ -1,8 +1,8 @@
 // Clock, libraries, token privileges and text conversion of the process.
-#include <unistd.h>
-
 #include <algorithm>
+#include <utility>
 
+#include "virtual_pc/system/code_pages.h"
 #include "virtual_pc/system/text_forms.h"
 #include "virtual_pc/win32/handles.h"
 
@@ -15,10 +15,13 @@ thread_local DWORD lastError = 0;
 /// A loaded library.
 struct LibraryObject : KernelObject {
   std::map<std::string, Machine::Function> functions;
+  bool closedByCloseHandle() const override { return false; }
 };
 
-/// The token of the process: its privileges.
-struct TokenObject : KernelObject {};
+/// The token of the process: its privileges, with what its opener may do.
+struct TokenObject : KernelObject {
+  DWORD access = 0;
+};
 
 constexpr DWORD kManageVolume = 28;
 constexpr DWORD kNotAllAssigned = 1300;  // ERROR_NOT_ALL_ASSIGNED
@@ -30,22 +33,6 @@ constexpr std::uint64_t kSwitchedOn = 134'116'992'000'000'000;
 std::uint64_t systemTime() {
   const KernelCall call(KernelCall::Kind::Plain);
   return kSwitchedOn + call->machine().clock().now() * 10;
-}
-
-/// Civil date from the days since 1 January 1970.
-void fillDate(std::int64_t days, LPSYSTEMTIME out) {
-  out->wDayOfWeek = static_cast<WORD>((days + 4) % 7);
-  days += 719468;
-  const std::int64_t era = days / 146097;
-  const std::int64_t dayOfEra = days - era * 146097;
-  const std::int64_t year =
-      (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const std::int64_t dayOfYear = dayOfEra - (365 * year + year / 4 - year / 100);
-  const std::int64_t shifted = (5 * dayOfYear + 2) / 153;
-  const std::int64_t month = shifted < 10 ? shifted + 3 : shifted - 9;
-  out->wDay = static_cast<WORD>(dayOfYear - (153 * shifted + 2) / 5 + 1);
-  out->wMonth = static_cast<WORD>(month);
-  out->wYear = static_cast<WORD>(year + era * 400 + (month <= 2 ? 1 : 0));
 }
 
 }  // namespace
@@ -74,46 +61,37 @@ BOOL WINAPI QueryPerformanceFrequency(PLARGE_INTEGER frequency) {
   return TRUE;
 }
 
-ULONGLONG WINAPI GetTickCount64(void) {
-  LARGE_INTEGER count;
-  QueryPerformanceCounter(&count);
-  return static_cast<ULONGLONG>(count.QuadPart) / 1000;
-}
-
-DWORD WINAPI GetTickCount(void) { return static_cast<DWORD>(GetTickCount64()); }
-
 void WINAPI GetSystemTimeAsFileTime(FILETIME* time) {
   const std::uint64_t now = systemTime();
   time->dwLowDateTime = static_cast<DWORD>(now);
   time->dwHighDateTime = static_cast<DWORD>(now >> 32);
 }
 
-void WINAPI GetSystemTime(LPSYSTEMTIME time) {
-  const std::uint64_t now = systemTime() - 116'444'736'000'000'000u;
-  const std::uint64_t seconds = now / 10'000'000;
-  fillDate(static_cast<std::int64_t>(seconds / 86400), time);
-  time->wHour = static_cast<WORD>(seconds / 3600 % 24);
-  time->wMinute = static_cast<WORD>(seconds / 60 % 60);
-  time->wSecond = static_cast<WORD>(seconds % 60);
-  time->wMilliseconds = static_cast<WORD>(now / 10'000 % 1000);
-}
-
-void WINAPI GetLocalTime(LPSYSTEMTIME time) { GetSystemTime(time); }
-
-DWORD WINAPI GetCurrentProcessId(void) { return static_cast<DWORD>(getpid()); }
-DWORD WINAPI GetCurrentThreadId(void) { return 1; }
 HANDLE WINAPI GetCurrentProcess(void) { return INVALID_HANDLE_VALUE; }
 
-HMODULE WINAPI LoadLibraryExW(LPCWSTR name, HANDLE, DWORD) {
+HMODULE WINAPI LoadLibraryExW(LPCWSTR name, HANDLE, DWORD flags) {
   const KernelCall call;
   if (call.fails()) {
     return nullptr;
   }
+  constexpr DWORD kSearch = 0x1F00;  // the LOAD_LIBRARY_SEARCH_ flags
+  constexpr DWORD kOwnFolder = LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR;
+  constexpr DWORD kProgramFolder =
+      LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS;
   const std::string path = lowerCase(utf8(name));
   const std::size_t slash = path.find_last_of("\\/");
-  const auto& libraries = call->machine().libraries();
-  const auto found = libraries.find(slash == std::string::npos ? path : path.substr(slash + 1));
-  if (found == libraries.end()) {
+  const bool hasFolder = slash != std::string::npos;
+  if ((flags & kOwnFolder) != 0 && !hasFolder) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  // The libraries of this machine need others of the program's folder, so a search that leaves that
+  // folder out, as the old order from the current directory on, does not find all of them.
+  Machine& machine = call->machine();
+  const bool searched = (flags & kSearch & (kOwnFolder | kProgramFolder)) != 0;
+  const bool inFolder = !hasFolder || path.substr(0, slash) == lowerCase(machine.libraryFolder());
+  const auto found = machine.libraries().find(hasFolder ? path.substr(slash + 1) : path);
+  if (!searched || !inFolder || found == machine.libraries().end()) {
     SetLastError(ERROR_MOD_NOT_FOUND);
     return nullptr;
   }
@@ -121,8 +99,6 @@ HMODULE WINAPI LoadLibraryExW(LPCWSTR name, HANDLE, DWORD) {
   library->functions = found->second;
   return handleOf(call->add(std::move(library)));
 }
-
-HMODULE WINAPI LoadLibraryW(LPCWSTR name) { return LoadLibraryExW(name, nullptr, 0); }
 
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name) {
   const KernelCall call(KernelCall::Kind::Plain);
@@ -163,12 +139,14 @@ DWORD WINAPI GetModuleFileNameW(HMODULE, LPWSTR buffer, DWORD size) {
   return size;
 }
 
-BOOL WINAPI OpenProcessToken(HANDLE, DWORD, PHANDLE token) {
+BOOL WINAPI OpenProcessToken(HANDLE, DWORD access, PHANDLE token) {
   const KernelCall call;
   if (call.fails()) {
     return FALSE;
   }
-  *token = handleOf(call->add(std::make_shared<TokenObject>()));
+  auto opened = std::make_shared<TokenObject>();
+  opened->access = access;
+  *token = handleOf(call->add(std::move(opened)));
   return TRUE;
 }
 
@@ -184,22 +162,42 @@ BOOL WINAPI LookupPrivilegeValueW(LPCWSTR, LPCWSTR name, PLUID luid) {
   return TRUE;
 }
 
-BOOL WINAPI LookupPrivilegeValueA(LPCSTR system, LPCSTR name, PLUID luid) {
-  return LookupPrivilegeValueW(system != nullptr ? wide(system).c_str() : nullptr,
-                               wide(name).c_str(), luid);
-}
-
-BOOL WINAPI AdjustTokenPrivileges(HANDLE token, BOOL, PTOKEN_PRIVILEGES, DWORD, PTOKEN_PRIVILEGES,
-                                  PDWORD) {
+BOOL WINAPI AdjustTokenPrivileges(HANDLE token, BOOL disableAll, PTOKEN_PRIVILEGES state,
+                                  DWORD bytes, PTOKEN_PRIVILEGES previous, PDWORD returned) {
   const KernelCall call;
   if (call.fails()) {
     return FALSE;
   }
-  if (!call->get<TokenObject>(valueOf(token))) {
+  const auto object = call->get<TokenObject>(valueOf(token));
+  if (!object) {
     return failWith(ERROR_INVALID_HANDLE);
   }
+  const DWORD needed = TOKEN_ADJUST_PRIVILEGES | (previous != nullptr ? TOKEN_QUERY : 0u);
+  if ((object->access & needed) != needed) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
+  if (previous != nullptr && (returned == nullptr || bytes < sizeof *previous)) {
+    return failWith(ERROR_INVALID_PARAMETER);
+  }
+  bool& enabled = call->machine().process().manageVolume;
+  const bool named = disableAll == FALSE && state != nullptr && state->PrivilegeCount == 1 &&
+                     state->Privileges[0].Luid.LowPart == kManageVolume;
+  const bool held = call->machine().description().administrator;
+  const bool wanted = named && (state->Privileges[0].Attributes & SE_PRIVILEGE_ENABLED) != 0;
+  // The previous state has what was changed, and nothing else.
+  const bool changes = held && (named || disableAll != FALSE) && enabled != wanted;
+  if (previous != nullptr) {
+    *previous = {};
+    previous->PrivilegeCount = changes ? 1 : 0;
+    previous->Privileges[0] = {{kManageVolume, 0}, enabled ? SE_PRIVILEGE_ENABLED : 0u};
+    *returned = sizeof *previous;
+  }
+  if (changes) {
+    enabled = wanted;
+  }
   // It succeeds also when it could not give everything; only the last error tells.
-  SetLastError(call->machine().description().administrator ? ERROR_SUCCESS : kNotAllAssigned);
+  const bool all = disableAll != FALSE || (named && held);
+  SetLastError(all ? ERROR_SUCCESS : kNotAllAssigned);
   return TRUE;
 }
 
@@ -212,21 +210,33 @@ BOOL WINAPI SetFileValidData(HANDLE handle, LONGLONG length) {
   if (!file) {
     return failWith(ERROR_INVALID_HANDLE);
   }
-  if (!call->machine().description().administrator) {
+  if (!file->writable) {
+    return failWith(ERROR_ACCESS_DENIED);
+  }
+  if (!call->machine().process().manageVolume) {
     return failWith(ERROR_PRIVILEGE_NOT_HELD);
   }
-  if (length < 0 || static_cast<std::uint64_t>(length) > file->object->size()) {
+  const auto* node = dynamic_cast<const FileObject*>(file->object.get());
+  if (node == nullptr || node->sparse() || length < 0 ||
+      static_cast<std::uint64_t>(length) > file->object->size()) {
     return failWith(ERROR_INVALID_PARAMETER);
   }
   return TRUE;
 }
 
-int WINAPI MultiByteToWideChar(UINT, DWORD flags, LPCSTR text, int bytes, LPWSTR out, int count) {
+UINT WINAPI SetErrorMode(UINT mode) {
+  const KernelCall call(KernelCall::Kind::Plain);
+  return std::exchange(call->machine().process().errorMode, mode);
+}
+
+int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int bytes, LPWSTR out, int count) {
   const std::string_view in = bytes < 0
                                   ? std::string_view(text, std::char_traits<char>::length(text) + 1)
                                   : std::string_view(text, static_cast<std::size_t>(bytes));
   std::wstring result;
-  if (!toWide(in, &result, (flags & MB_ERR_INVALID_CHARS) != 0)) {
+  if (codePage == CP_OEMCP || codePage == CP_ACP) {
+    result = fromCodePage(in, codePage == CP_OEMCP ? kConsoleCodePage : kSystemCodePage);
+  } else if (!toWide(in, &result, (flags & MB_ERR_INVALID_CHARS) != 0)) {
     SetLastError(ERROR_NO_UNICODE_TRANSLATION);
     return 0;
   }

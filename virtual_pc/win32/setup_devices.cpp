@@ -17,10 +17,13 @@ namespace {
 
 /// A device of the machine by its instance number: disks from 1 on, ports from 1001 on.
 constexpr DWORD kFirstPort = 1001;
+constexpr DWORD kFormerPort = 1000;  ///< an adapter that is no longer there
 
 struct DeviceSet : KernelObject {
   GUID interfaceClass{};
+  bool interfaces = false;  ///< asked with DIGCF_DEVICEINTERFACE
   std::vector<DWORD> devices;
+  bool closedByCloseHandle() const override { return false; }
 };
 
 DiskObject* diskOf(const KernelCall& call, DWORD instance) {
@@ -35,6 +38,59 @@ PortObject* portOf(const KernelCall& call, DWORD instance) {
              : nullptr;
 }
 
+/// What an adapter's place in the device tree is: its bus, and whether a storage port drives it.
+struct AdapterKind {
+  GUID setupClass;
+  bool storagePort;
+};
+
+AdapterKind adapterKind(const PortObject& port) {
+  constexpr std::uint32_t kIde = 0x0101;
+  constexpr std::uint32_t kSata = 0x0106;
+  constexpr std::uint32_t kUsb = 0x0C03;
+  constexpr std::uint32_t kSdHost = 0x0805;
+  switch (port.pciClass() >> 8) {
+    case kIde:
+    case kSata:
+      return {GUID_DEVCLASS_HDC, true};
+    case kUsb:
+      return {GUID_DEVCLASS_USB, false};
+    case kSdHost:
+      return {GUID_DEVCLASS_SDHOST, false};
+    default:
+      return {GUID_DEVCLASS_SCSIADAPTER, true};
+  }
+}
+
+GUID setupClassOf(const KernelCall& call, DWORD instance) {
+  const PortObject* port = portOf(call, instance);
+  if (port != nullptr) {
+    return adapterKind(*port).setupClass;
+  }
+  return instance == kFormerPort ? GUID_DEVCLASS_SCSIADAPTER : GUID_DEVCLASS_DISKDRIVE;
+}
+
+std::optional<GUID> interfaceClassOf(const KernelCall& call, DWORD instance) {
+  const PortObject* port = portOf(call, instance);
+  if (port == nullptr) {
+    return GUID_DEVINTERFACE_DISK;
+  }
+  if (!adapterKind(*port).storagePort) {
+    return std::nullopt;
+  }
+  return GUID_DEVINTERFACE_STORAGEPORT;
+}
+
+/// An adapter of the same kind as the machine's RAID controllers was in it before.
+std::string formerHardwareId(const KernelCall& call) {
+  for (const auto& port : call->machine().ports()) {
+    if (port->description().csmi || port->description().lsi) {
+      return port->description().hardwareId;
+    }
+  }
+  return "PCI\\VEN_1AF4&DEV_0000";
+}
+
 std::string instanceId(const KernelCall& call, DWORD instance) {
   if (const DiskObject* disk = diskOf(call, instance)) {
     return disk->instanceId();
@@ -42,7 +98,7 @@ std::string instanceId(const KernelCall& call, DWORD instance) {
   if (const PortObject* port = portOf(call, instance)) {
     return port->description().hardwareId + "\\" + std::to_string(port->number());
   }
-  return {};
+  return instance == kFormerPort ? formerHardwareId(call) + "\\former" : std::string();
 }
 
 /// A device property as text; none for one that the device does not have.
@@ -66,10 +122,17 @@ std::optional<std::string> property(const KernelCall& call, DWORD instance, DWOR
         return std::nullopt;
     }
   }
+  if (instance == kFormerPort && code == SPDRP_HARDWAREID) {
+    return formerHardwareId(call);
+  }
   if (const PortObject* port = portOf(call, instance)) {
     switch (code) {
       case SPDRP_DEVICEDESC:
+        return port->description().description;
       case SPDRP_FRIENDLYNAME:
+        if (!port->description().friendlyName) {
+          return std::nullopt;
+        }
         return port->description().description;
       case SPDRP_HARDWAREID:
         return port->description().hardwareId;
@@ -85,11 +148,10 @@ std::optional<std::string> property(const KernelCall& call, DWORD instance, DWOR
 }
 
 void fill(const KernelCall& call, DWORD instance, PSP_DEVINFO_DATA out) {
-  if (out == nullptr) {
+  if (out == nullptr || out->cbSize != sizeof *out) {
     return;
   }
-  out->ClassGuid =
-      diskOf(call, instance) != nullptr ? GUID_DEVCLASS_DISKDRIVE : GUID_DEVCLASS_SCSIADAPTER;
+  out->ClassGuid = setupClassOf(call, instance);
   out->DevInst = instance;
   out->Reserved = 0;
 }
@@ -98,28 +160,35 @@ void fill(const KernelCall& call, DWORD instance, PSP_DEVINFO_DATA out) {
 
 extern "C" {
 
-HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR, HWND, DWORD) {
+HDEVINFO WINAPI SetupDiGetClassDevsW(const GUID* classGuid, PCWSTR, HWND, DWORD flags) {
   const KernelCall call;
   if (call.fails()) {
     return INVALID_HANDLE_VALUE;
   }
-  auto set = std::make_shared<DeviceSet>();
-  if (classGuid != nullptr) {
-    set->interfaceClass = *classGuid;
+  if (classGuid == nullptr) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return INVALID_HANDLE_VALUE;
   }
-  const bool disks = (classGuid == nullptr) || *classGuid == GUID_DEVINTERFACE_DISK ||
-                     *classGuid == GUID_DEVCLASS_DISKDRIVE;
-  const bool ports = (classGuid == nullptr) || *classGuid == GUID_DEVINTERFACE_STORAGEPORT ||
-                     *classGuid == GUID_DEVCLASS_SCSIADAPTER;
-  if (disks) {
-    for (DWORD i = 0; i < call->machine().disks().size(); ++i) {
-      if (call->machine().disks()[i]->present()) {
-        set->devices.push_back(i + 1);
-      }
+  auto set = std::make_shared<DeviceSet>();
+  // The GUID names an interface class with the flag, and a set-up class without it.
+  set->interfaces = (flags & DIGCF_DEVICEINTERFACE) != 0;
+  const bool present = (flags & DIGCF_PRESENT) != 0;
+  const auto wanted = [&](DWORD instance) {
+    const auto own = set->interfaces ? interfaceClassOf(call, instance)
+                                     : std::optional<GUID>(setupClassOf(call, instance));
+    return own && *own == *classGuid;
+  };
+  for (DWORD i = 0; i < call->machine().disks().size(); ++i) {
+    if (wanted(i + 1) && (!present || call->machine().disks()[i]->present())) {
+      set->devices.push_back(i + 1);
     }
   }
-  if (ports) {
-    for (DWORD i = 0; i < call->machine().ports().size(); ++i) {
+  // The system remembers an adapter that was there once.
+  if (!present && *classGuid == GUID_DEVCLASS_SCSIADAPTER) {
+    set->devices.push_back(kFormerPort);
+  }
+  for (DWORD i = 0; i < call->machine().ports().size(); ++i) {
+    if (wanted(kFirstPort + i)) {
       set->devices.push_back(kFirstPort + i);
     }
   }
@@ -136,7 +205,7 @@ BOOL WINAPI SetupDiEnumDeviceInfo(HDEVINFO handle, DWORD index, PSP_DEVINFO_DATA
     return failWith(ERROR_INVALID_HANDLE);
   }
   if (data->cbSize != sizeof *data) {
-    return failWith(ERROR_INVALID_PARAMETER);
+    return failWith(ERROR_INVALID_USER_BUFFER);
   }
   if (index >= set->devices.size()) {
     return failWith(ERROR_NO_MORE_ITEMS);
@@ -161,9 +230,8 @@ BOOL WINAPI SetupDiEnumDeviceInterfaces(HDEVINFO handle, PSP_DEVINFO_DATA device
   }
   std::vector<DWORD> matching;
   for (const DWORD instance : set->devices) {
-    const GUID own =
-        diskOf(call, instance) != nullptr ? GUID_DEVINTERFACE_DISK : GUID_DEVINTERFACE_STORAGEPORT;
-    if (own == *interfaceClass && ((device == nullptr) || device->DevInst == instance)) {
+    const auto own = set->interfaces ? interfaceClassOf(call, instance) : std::nullopt;
+    if (own && *own == *interfaceClass && ((device == nullptr) || device->DevInst == instance)) {
       matching.push_back(instance);
     }
   }
@@ -186,6 +254,9 @@ BOOL WINAPI SetupDiGetDeviceInterfaceDetailW(HDEVINFO handle, PSP_DEVICE_INTERFA
   }
   if (!call->get<DeviceSet>(valueOf(handle))) {
     return failWith(ERROR_INVALID_HANDLE);
+  }
+  if (device != nullptr && device->cbSize != sizeof *device) {
+    return failWith(ERROR_INVALID_USER_BUFFER);
   }
   const auto instance = static_cast<DWORD>(data->Reserved);
   const DiskObject* disk = diskOf(call, instance);
@@ -221,6 +292,9 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO handle, PSP_DEVINFO_DATA 
   if (!call->get<DeviceSet>(valueOf(handle))) {
     return failWith(ERROR_INVALID_HANDLE);
   }
+  if (device->cbSize != sizeof *device) {
+    return failWith(ERROR_INVALID_USER_BUFFER);
+  }
   const std::optional<std::string> text = property(call, device->DevInst, code);
   if (!text) {
     return failWith(ERROR_INVALID_DATA);
@@ -254,6 +328,9 @@ BOOL WINAPI SetupDiGetDeviceInstanceIdW(HDEVINFO handle, PSP_DEVINFO_DATA device
   if (!call->get<DeviceSet>(valueOf(handle))) {
     return failWith(ERROR_INVALID_HANDLE);
   }
+  if (device->cbSize != sizeof *device) {
+    return failWith(ERROR_INVALID_USER_BUFFER);
+  }
   const std::wstring text = wide(instanceId(call, device->DevInst));
   if (required != nullptr) {
     *required = static_cast<DWORD>(text.size() + 1);
@@ -283,22 +360,6 @@ CONFIGRET WINAPI CM_Get_Parent(PDEVINST parent, DEVINST device, ULONG) {
     return CR_NO_SUCH_DEVNODE;
   }
   *parent = kFirstPort + disk->port().number();
-  return CR_SUCCESS;
-}
-
-CONFIGRET WINAPI CM_Get_Device_IDW(DEVINST device, PWSTR buffer, ULONG characters, ULONG) {
-  const KernelCall call;
-  if (call.fails()) {
-    return CR_FAILURE;
-  }
-  const std::wstring text = wide(instanceId(call, device));
-  if (text.empty()) {
-    return CR_INVALID_DEVNODE;
-  }
-  if (characters <= text.size()) {
-    return CR_BUFFER_SMALL;
-  }
-  std::copy_n(text.c_str(), text.size() + 1, buffer);
   return CR_SUCCESS;
 }
 

@@ -8,6 +8,24 @@ namespace {
 
 HRESULT failure(WBEMSTATUS status) { return static_cast<HRESULT>(status); }
 
+/// Whether a value is of a property's type. None is of every type.
+bool holds(CIMTYPE type, const WmiValue& value) {
+  const bool list = (type & CIM_FLAG_ARRAY) != 0;
+  const bool text = (type & ~CIM_FLAG_ARRAY) == CIM_STRING;
+  switch (value.index()) {
+    case 0:
+      return true;
+    case 3:
+      return !list && text;
+    case 4:
+      return list && text;
+    case 1:
+      return type == CIM_BOOLEAN;
+    default:
+      return !list && !text && type != CIM_BOOLEAN;
+  }
+}
+
 /// Qualifiers of one property; only that of a key counts. Keeps its object alive.
 class KeyQualifiers final : public ComObject<IWbemQualifierSet> {
  public:
@@ -62,6 +80,9 @@ HRESULT WmiClassObject::Put(LPCWSTR name, LONG /*flags*/, VARIANT* value, CIMTYP
   }
   WmiProperty* const property = object_.find(name);
   if (property != nullptr) {
+    if (!holds(property->type, content)) {
+      return failure(WBEM_E_TYPE_MISMATCH);
+    }
     property->value = content;
     return S_OK;
   }

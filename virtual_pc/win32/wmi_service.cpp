@@ -52,7 +52,16 @@ class Services final : public ComObject<IWbemServices> {
                                        IWbemContext* context, IWbemClassObject* in,
                                        IWbemClassObject** out, IWbemCallResult** call) override;
 
+  void allow(bool identified) { identified_ = identified; }
+
  private:
+  /// The start of each operation: the outcome that ends it, S_OK to go on.
+  HRESULT admit(const KernelCall& call) const {
+    if (call.fails()) {
+      return failure(WBEM_E_FAILED);
+    }
+    return identified_ ? S_OK : failure(WBEM_E_ACCESS_DENIED);
+  }
   WmiClass* findClass(const std::wstring& name) {
     WmiNamespace* const space = wmiRepository().find(path_);
     return space == nullptr ? nullptr : space->find(name);
@@ -60,13 +69,14 @@ class Services final : public ComObject<IWbemServices> {
   HRESULT store(const WmiObject& instance, LONG flags);
 
   std::wstring path_;
+  bool identified_ = false;  ///< calls carry the caller's identity
 };
 
 HRESULT Services::GetObject(const BSTR path, LONG /*flags*/, IWbemContext* /*context*/,
                             IWbemClassObject** object, IWbemCallResult** /*call*/) {
   const KernelCall platformCall;
-  if (platformCall.fails()) {
-    return failure(WBEM_E_FAILED);
+  if (const HRESULT refused = admit(platformCall); refused != S_OK) {
+    return refused;
   }
   const std::wstring text = textOf(path);
   if (text.empty()) {
@@ -108,8 +118,8 @@ HRESULT Services::GetObject(const BSTR path, LONG /*flags*/, IWbemContext* /*con
 HRESULT Services::PutClass(IWbemClassObject* object, LONG flags, IWbemContext* /*context*/,
                            IWbemCallResult** call) {
   const KernelCall platformCall;
-  if (platformCall.fails()) {
-    return failure(WBEM_E_FAILED);
+  if (const HRESULT refused = admit(platformCall); refused != S_OK) {
+    return refused;
   }
   const WmiObject& definition = static_cast<WmiClassObject*>(object)->object();
   WmiNamespace* const space = wmiRepository().find(path_);
@@ -127,8 +137,8 @@ HRESULT Services::PutClass(IWbemClassObject* object, LONG flags, IWbemContext* /
 HRESULT Services::PutInstance(IWbemClassObject* instance, LONG flags, IWbemContext* /*context*/,
                               IWbemCallResult** call) {
   const KernelCall platformCall;
-  if (platformCall.fails()) {
-    return failure(WBEM_E_FAILED);
+  if (const HRESULT refused = admit(platformCall); refused != S_OK) {
+    return refused;
   }
   return deliver(store(static_cast<WmiClassObject*>(instance)->object(), flags), flags, call);
 }
@@ -163,8 +173,8 @@ HRESULT Services::store(const WmiObject& instance, LONG flags) {
 HRESULT Services::DeleteInstance(const BSTR path, LONG flags, IWbemContext* /*context*/,
                                  IWbemCallResult** call) {
   const KernelCall platformCall;
-  if (platformCall.fails()) {
-    return failure(WBEM_E_FAILED);
+  if (const HRESULT refused = admit(platformCall); refused != S_OK) {
+    return refused;
   }
   const auto parsed = WmiPath::parse(textOf(path));
   WmiClass* const known = parsed ? findClass(parsed->className) : nullptr;
@@ -177,11 +187,16 @@ HRESULT Services::DeleteInstance(const BSTR path, LONG flags, IWbemContext* /*co
   return deliver(S_OK, flags, call);
 }
 
-HRESULT Services::ExecQuery(const BSTR language, const BSTR query, LONG /*flags*/,
+HRESULT Services::ExecQuery(const BSTR language, const BSTR query, LONG flags,
                             IWbemContext* /*context*/, IEnumWbemClassObject** rows) {
   const KernelCall platformCall;
-  if (platformCall.fails()) {
-    return failure(WBEM_E_FAILED);
+  if (const HRESULT refused = admit(platformCall); refused != S_OK) {
+    return refused;
+  }
+  constexpr LONG kSemisynchronous = WBEM_FLAG_FORWARD_ONLY | WBEM_FLAG_RETURN_IMMEDIATELY;
+  if ((flags & kSemisynchronous) != kSemisynchronous) {
+    machine().complaints().emplace_back(
+        "ExecQuery waits for all rows of a class and keeps every one of them");
   }
   const auto parsed = WmiQuery::parse(textOf(query));
   if (!parsed || textOf(language) != L"WQL") {
@@ -190,6 +205,13 @@ HRESULT Services::ExecQuery(const BSTR language, const BSTR query, LONG /*flags*
   const WmiClass* const known = findClass(parsed->target.className);
   if (known == nullptr) {
     return failure(WBEM_E_INVALID_CLASS);
+  }
+  // A text is compared with a text in quotes.
+  const WmiProperty* const compared =
+      parsed->target.key.empty() ? nullptr : known->definition.find(parsed->target.key);
+  if (!parsed->target.key.empty() &&
+      (compared == nullptr || (compared->type == CIM_STRING) != parsed->target.quoted)) {
+    return failure(WBEM_E_INVALID_QUERY);
   }
   std::vector<WmiObject> found;
   for (const WmiObject& instance : known->instances) {
@@ -209,8 +231,8 @@ HRESULT Services::ExecMethod(const BSTR path, const BSTR method, LONG /*flags*/,
                              IWbemContext* /*context*/, IWbemClassObject* in,
                              IWbemClassObject** out, IWbemCallResult** /*call*/) {
   const KernelCall platformCall;
-  if (platformCall.fails()) {
-    return failure(WBEM_E_FAILED);
+  if (const HRESULT refused = admit(platformCall); refused != S_OK) {
+    return refused;
   }
   const WmiClass* const known = findClass(textOf(path));
   if (known == nullptr) {
@@ -257,5 +279,14 @@ class Locator final : public ComObject<IWbemLocator> {
 }  // namespace
 
 IWbemLocator* makeWmiLocator() { return new Locator; }
+
+bool setWmiProxyBlanket(IUnknown* proxy, DWORD authenticationLevel, DWORD impersonationLevel) {
+  auto* const services = dynamic_cast<Services*>(proxy);
+  if (services != nullptr) {
+    services->allow(authenticationLevel >= RPC_C_AUTHN_LEVEL_CALL &&
+                    impersonationLevel >= RPC_C_IMP_LEVEL_IMPERSONATE);
+  }
+  return services != nullptr;
+}
 
 }  // namespace ostria::virtual_pc

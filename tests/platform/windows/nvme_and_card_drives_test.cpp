@@ -9,6 +9,7 @@
 #include "inventory/storage_component_manager.h"
 #include "platform/windows/discovery/win_emmc_utils.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/good_conduct.h"
 #include "transport/emmc/emmc_protocol.h"
 #include "transport/nvme/nvme_protocol.h"
 #include "transport/nvme/nvme_system_call_protocol.h"
@@ -25,7 +26,7 @@ class FoundDrives : public ::testing::Test {
   FoundDrives() { vpc::resetMachine(); }
   ~FoundDrives() override {
     manager.reset();
-    EXPECT_EQ(vpc::openHandles(), 0u);
+    EXPECT_EQ(settledHandles(), 0u);
     vpc::resetMachine();
   }
 
@@ -234,7 +235,7 @@ TEST_F(FoundDrives, EachCallOfAnIdentificationMayFail) {
   vpc::PlatformFaults& faults = vpc::machine().faults();
   const DeviceHandle card = component("VEM0001A").storageProtocol()->GetDeviceHandle();
   const DeviceHandle nvme = component("VPC-NVM-0001").storageProtocol()->GetDeviceHandle();
-  const std::size_t handles = vpc::openHandles();
+  const std::size_t handles = settledHandles();
   int unnamed = 0;
   int withoutVolumes = 0;
   for (std::uint64_t call = 1; call <= 30; ++call) {
@@ -258,7 +259,7 @@ TEST_F(FoundDrives, EachCallOfAnIdentificationMayFail) {
     EXPECT_TRUE(succeeded(identified) || identified == ProtocolResult::DeviceError);
     EXPECT_EQ(properties.protocolName, succeeded(identified) ? "NVMe" : "");
     faults.reset();
-    EXPECT_EQ(vpc::openHandles(), handles);
+    EXPECT_EQ(settledHandles(), handles);
   }
   EXPECT_GE(unnamed, 2);
   EXPECT_GE(withoutVolumes, 1);
@@ -295,10 +296,10 @@ class WriteTest : public FoundDrives {
 TEST_F(WriteTest, PatternGoesThroughAFileThatLeavesNoTrace) {
   answer = InputRequest::No;
   StorageComponent& nvme = component("VPC-NVM-0001");
-  const std::size_t handles = vpc::openHandles();
+  const std::size_t handles = settledHandles();
   const std::uint64_t stored = vpc::machine().drive("nvme")->medium->store().storedSectors();
   EXPECT_EQ(run(nvme), TestResult::Passed);
-  EXPECT_EQ(vpc::openHandles(), handles);
+  EXPECT_EQ(settledHandles(), handles);
   EXPECT_GT(vpc::machine().drive("nvme")->medium->store().storedSectors(), stored);
   ASSERT_EQ(host->requests.size(), 1u);
   EXPECT_EQ(host->requests[0].question, "VOLUME_SPACE_ALLOCATION_ALERT");
@@ -347,7 +348,7 @@ TEST_F(WriteTest, FaultsOfTheDeviceAreReportedByPlaceAndAFullVolumeIsNotOne) {
 
 TEST_F(WriteTest, AnyPlatformCallMayFailAndNothingStaysOpen) {
   StorageComponent& emmc = component("VEM0001A");
-  const std::size_t handles = vpc::openHandles();
+  const std::size_t handles = settledHandles();
   vpc::PlatformFaults& faults = vpc::machine().faults();
   faults.reset();
   ASSERT_EQ(run(emmc), TestResult::Passed);
@@ -364,7 +365,7 @@ TEST_F(WriteTest, AnyPlatformCallMayFailAndNothingStaysOpen) {
       }
       const TestResult result = run(emmc);
       EXPECT_FALSE(gone && result == TestResult::Passed);
-      EXPECT_EQ(vpc::openHandles(), handles);
+      EXPECT_EQ(settledHandles(), handles);
     }
   }
   faults.reset();

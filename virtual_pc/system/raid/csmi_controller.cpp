@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_command_traits.h"
 #include "virtual_pc/system/machine.h"
 #include "virtual_pc/system/raid/member_drives.h"
 #include "virtual_pc/system/raid/request_faults.h"
@@ -304,6 +305,9 @@ class CsmiController {
       return kInvalidParameter;
     }
     exchange.in = readCommandFis(&block[44]);
+    if (ataCommandTraits(exchange.in.command, 0).transfer == AtaTransfer::Dma) {
+      return kInvalidParameter;  // the request says PIO
+    }
     const DriveReply reply = sendToMember(machine_, *drive->ata, exchange, timeoutOf(block));
     if (!settle(reply, exchange, block, kDataAt, duration)) {
       return kFailed;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "base/byte_order.h"
 #include "virtual_pc/drives/sat_health_pages.h"
@@ -113,9 +114,8 @@ class LsiLibrary {
       case 0x0B03:
         return block.size() == 516 ? arrayInfo(*port, record.subIndex, block) : kInvalidParameter;
       case 0x0003:
-        return block.size() == 384 && record.deviceId == record.subIndex
-                   ? driveInfo(lsi, record.subIndex, block)
-                   : kInvalidParameter;
+        return block.size() == 384 ? driveInfo(lsi, record.deviceId, record.subIndex, block)
+                                   : kInvalidParameter;
       case 0x0401:
         return driveList(*port, block);
       case 0x0002:
@@ -168,25 +168,58 @@ class LsiLibrary {
   static std::uint32_t properties(const LsiDescription& lsi, Block block) {
     storeLe32(&block[0], static_cast<std::uint32_t>(lsi.sets.size()));
     for (std::size_t i = 0; i < lsi.sets.size(); ++i) {
-      block[8 + 16 * i] = static_cast<std::uint8_t>(i);
+      block[8 + 16 * i] = lsi.sets[i].number;
       block[8 + 16 * i + 4] = 3;  // optimal
       storeLe64(&block[8 + 16 * i + 8], lsi.sets[i].blocks);
     }
     return kGood;
   }
 
+  static std::vector<std::uint16_t> arraysOf(const LsiDescription& lsi) {
+    std::vector<std::uint16_t> out;
+    for (const LsiSetDescription& set : lsi.sets) {
+      if (std::ranges::find(out, set.array) == out.end()) {
+        out.push_back(set.array);
+      }
+    }
+    return out;
+  }
+
   static std::uint32_t configuration(const LsiDescription& lsi, Block block) {
-    storeLe32(&block[0], static_cast<std::uint32_t>(block.size()));
-    storeLe16(&block[4], static_cast<std::uint16_t>(lsi.sets.size()));
+    // The head, the arrays, then the logical drives with the array of their first span.
+    constexpr std::size_t kHeadBytes = 32;
+    constexpr std::size_t kArrayBytes = 8;
+    constexpr std::size_t kSetBytes = 96;
+    const std::vector<std::uint16_t> arrays = arraysOf(lsi);
+    const std::size_t bytes =
+        kHeadBytes + arrays.size() * kArrayBytes + lsi.sets.size() * kSetBytes;
+    if (bytes > block.size()) {
+      return kInvalidParameter;
+    }
+    storeLe32(&block[0], static_cast<std::uint32_t>(bytes));
+    storeLe16(&block[4], static_cast<std::uint16_t>(arrays.size()));
+    storeLe16(&block[6], static_cast<std::uint16_t>(kArrayBytes));
+    storeLe16(&block[8], static_cast<std::uint16_t>(lsi.sets.size()));
+    storeLe16(&block[10], static_cast<std::uint16_t>(kSetBytes));
+    for (std::size_t i = 0; i < arrays.size(); ++i) {
+      storeLe16(&block[kHeadBytes + i * kArrayBytes], arrays[i]);
+    }
+    for (std::size_t i = 0; i < lsi.sets.size(); ++i) {
+      const Block set =
+          block.subspan(kHeadBytes + arrays.size() * kArrayBytes + i * kSetBytes, kSetBytes);
+      set[0] = lsi.sets[i].number;
+      storeLe16(&set[80], lsi.sets[i].array);
+    }
     return kGood;
   }
 
   std::uint32_t arrayInfo(PortObject& port, std::size_t index, Block block) const {
     const LsiDescription& lsi = *port.description().lsi;
-    if (index >= lsi.sets.size()) {
+    const auto set = std::ranges::find(lsi.sets, index, &LsiSetDescription::array);
+    if (set == lsi.sets.end()) {
       return kNoSuchDevice;
     }
-    const auto& names = lsi.sets[index].drives;
+    const auto& names = set->drives;
     storeLe32(&block[0], static_cast<std::uint32_t>(names.size()));
     for (std::size_t i = 0; i < names.size(); ++i) {
       const auto position = std::ranges::find(port.drives(), machine_.drive(names[i]));
@@ -197,11 +230,13 @@ class LsiLibrary {
     return kGood;
   }
 
-  static std::uint32_t driveInfo(const LsiDescription& lsi, std::size_t index, Block block) {
-    if (index >= lsi.sets.size()) {
+  static std::uint32_t driveInfo(const LsiDescription& lsi, std::uint16_t number,
+                                 std::uint8_t array, Block block) {
+    const auto found = std::ranges::find(lsi.sets, number, &LsiSetDescription::number);
+    if (found == lsi.sets.end() || found->array != array) {
       return kNoSuchDevice;
     }
-    const LsiSetDescription& set = lsi.sets[index];
+    const LsiSetDescription& set = *found;
     block[32] = set.primary;
     block[34] = set.secondary;
     block[36] = static_cast<std::uint8_t>(set.drives.size() / set.spanDepth);
@@ -330,7 +365,7 @@ class LsiLibrary {
   std::uint32_t stpPassThrough(PortObject& port, std::uint16_t deviceId, Block block) {
     constexpr std::size_t kDataAt = 60;
     constexpr std::uint32_t kIdentify = 16;
-    constexpr std::uint32_t kAttributeThresholds = 0x100;
+    constexpr std::uint32_t kSelfTest = 0x100;
     if (block.size() < kDataAt || block[0] != static_cast<std::uint8_t>(deviceId) ||
         block[8] != 0x27 || block[9] != 0x80 || loadLe32(&block[32]) != 20 ||
         loadLe32(&block[36]) != block.size() - kDataAt) {
@@ -343,8 +378,9 @@ class LsiLibrary {
     AtaExchange exchange;
     constexpr std::uint32_t kFlags[] = {4, 2, 1};  // by direction
     if (!prepare(exchange, block[1], block.subspan(kDataAt)) ||
-        (loadLe32(&block[4]) & ~(kIdentify | kAttributeThresholds)) != kFlags[block[1]] ||
-        ((loadLe32(&block[4]) & kIdentify) != 0) != (block[10] == 0xEC)) {
+        (loadLe32(&block[4]) & ~(kIdentify | kSelfTest)) != kFlags[block[1]] ||
+        ((loadLe32(&block[4]) & kIdentify) != 0) != (block[10] == 0xEC) ||
+        ((loadLe32(&block[4]) & kSelfTest) != 0) != (block[11] == 0xD4)) {
       return kInvalidParameter;
     }
     exchange.in = readCommandFis(&block[8]);

@@ -10,10 +10,15 @@ namespace ostria::virtual_pc {
 void PipeReadEnd::read(IoRequest& request) {
   while (channel_->bytes.empty()) {
     const auto writer = channel_->writer.lock();
-    // Without a process there is nobody who could ever write.
-    if (writer == nullptr || !writer->work()) {
-      return request.fail(ERROR_BROKEN_PIPE);
+    if (writer != nullptr && writer->work()) {
+      continue;
     }
+    // A pipe reports its end when the last handle to write is closed. The caller that holds one
+    // itself waits for ever, which ends here with an error and a complaint.
+    if (channel_->writeEnds != 0 && channel_->onDeadlock) {
+      channel_->onDeadlock();
+    }
+    return request.fail(ERROR_BROKEN_PIPE);
   }
   const std::size_t count = std::min(channel_->bytes.size(), request.output.size());
   request.answerCut(channel_->bytes.data(), count);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +19,9 @@ class ProcessObject;
 struct PipeChannel {
   std::string bytes;
   std::weak_ptr<ProcessObject> writer;
+  unsigned writeEnds = 0;  ///< open handles of the write end, beside that of the writer
+  /// Called when a read waits that can never end, since a write end is open that nobody uses.
+  std::function<void()> onDeadlock = {};
   bool readerGone = false;
 };
 
@@ -35,8 +39,11 @@ class PipeReadEnd : public IoObject {
 /// The end to write to, given to a process as its output.
 class PipeWriteEnd : public IoObject {
  public:
-  explicit PipeWriteEnd(std::shared_ptr<PipeChannel> channel) : channel_(std::move(channel)) {}
+  explicit PipeWriteEnd(std::shared_ptr<PipeChannel> channel) : channel_(std::move(channel)) {
+    ++channel_->writeEnds;
+  }
   void write(IoRequest& request) override;
+  void closing(OpenFile&) override { --channel_->writeEnds; }
   const std::shared_ptr<PipeChannel>& channel() const { return channel_; }
 
  private:

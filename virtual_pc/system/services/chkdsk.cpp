@@ -1,6 +1,7 @@
 // The filesystem checker: its output is what the machine file says, or that of a clean volume.
 #include "virtual_pc/system/services/chkdsk.h"
 
+#include "virtual_pc/system/code_pages.h"
 #include "virtual_pc/system/text_forms.h"
 
 namespace ostria::virtual_pc {
@@ -30,7 +31,8 @@ Steps scriptOf(const CheckerDescription& checker) {
   Steps steps;
   for (const CheckerOutput& piece : checker.output) {
     for (std::uint32_t i = 0; i < piece.repeat; ++i) {
-      steps.push_back({piece.milliseconds, piece.text});
+      // It writes for the console it would have.
+      steps.push_back({piece.milliseconds, toCodePage(wide(piece.text), kConsoleCodePage)});
     }
   }
   return steps;
@@ -44,7 +46,7 @@ bool isCheckerProgram(const Machine& machine, const std::string& path) {
 }
 
 std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string& volume,
-                                            std::shared_ptr<PipeChannel> output) {
+                                            bool repairs, std::shared_ptr<PipeChannel> output) {
   const auto refuse = [&](const std::string& why) {
     return std::make_shared<ProcessObject>(machine.clock(), Steps{{100, why + "\r\n"}},
                                            kCouldNotCheck, output);
@@ -60,13 +62,17 @@ std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string&
   if (!machine.description().administrator) {
     return refuse("The checker needs more rights.");
   }
-  if (!description.lockable) {
+  if (repairs && !description.lockable) {
     return refuse("The volume is in use by another process.");
   }
   Steps steps =
       description.checker.output.empty() ? cleanCheck(description) : scriptOf(description.checker);
+  // Without /F it only looks: what it would have repaired it reports as not repaired.
+  constexpr std::uint32_t kRepaired = 1;
+  const std::uint32_t exitCode = description.checker.exitCode;
   return std::make_shared<ProcessObject>(machine.clock(), std::move(steps),
-                                         description.checker.exitCode, std::move(output));
+                                         !repairs && exitCode == kRepaired ? kCouldNotCheck : exitCode,
+                                         std::move(output));
 }
 
 std::int32_t scheduleCheck(Machine& machine, const std::string& volume) {

@@ -16,8 +16,9 @@ bool isCheckerProgram(const Machine& machine, const std::string& path);
 /// The checker at work on a volume, as the machine file tells it. Null when the system refuses to
 /// start it.
 /// @param volume  "C:"
+/// @param repairs  with the switch /F: it locks the volume and repairs what it finds
 std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string& volume,
-                                            std::shared_ptr<PipeChannel> output);
+                                            bool repairs, std::shared_ptr<PipeChannel> output);
 
 /// Notes a check of the volume for the next start.
 /// @return the answer of the WMI method: 0 for noted, 4 for a drive that does not exist

@@ -28,8 +28,10 @@ std::size_t findKeyword(const std::wstring& text, const std::wstring& word) {
   return folded(text).find(L" " + word + L" ");
 }
 
-/// "name = value" with the value bare or in quotes.
-bool parseAssignment(const std::wstring& text, std::wstring& name, std::wstring& value) {
+/// "name = value" with the value in quotes, or a bare number.
+bool parseAssignment(const std::wstring& text, WmiPath& out) {
+  std::wstring& name = out.key;
+  std::wstring& value = out.value;
   const auto equals = text.find(L'=');
   if (equals == std::wstring::npos) {
     return false;
@@ -41,8 +43,11 @@ bool parseAssignment(const std::wstring& text, std::wstring& name, std::wstring&
       return false;
     }
     value = value.substr(1, value.size() - 2);
+    out.quoted = true;
   }
-  return !name.empty();
+  const bool bareNumber =
+      !value.empty() && value.find_first_not_of(L"-0123456789") == std::wstring::npos;
+  return !name.empty() && (out.quoted || bareNumber);
 }
 
 }  // namespace
@@ -152,8 +157,7 @@ std::optional<WmiPath> WmiPath::parse(const std::wstring& text) {
   if (path.className.empty()) {
     return std::nullopt;
   }
-  if (point != std::wstring::npos &&
-      !parseAssignment(text.substr(point + 1), path.key, path.value)) {
+  if (point != std::wstring::npos && !parseAssignment(text.substr(point + 1), path)) {
     return std::nullopt;
   }
   return path;
@@ -181,8 +185,7 @@ std::optional<WmiQuery> WmiQuery::parse(const std::wstring& text) {
   if (query.target.className.empty()) {
     return std::nullopt;
   }
-  if (where != std::wstring::npos &&
-      !parseAssignment(rest.substr(where + 7), query.target.key, query.target.value)) {
+  if (where != std::wstring::npos && !parseAssignment(rest.substr(where + 7), query.target)) {
     return std::nullopt;
   }
   return query;

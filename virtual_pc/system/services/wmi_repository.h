@@ -92,6 +92,7 @@ struct WmiPath {
   std::wstring className;
   std::wstring key;
   std::wstring value;
+  bool quoted = false;  ///< the value stands in quotes
 
   static std::optional<WmiPath> parse(const std::wstring& text);
 };
