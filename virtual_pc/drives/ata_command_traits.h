@@ -1,5 +1,5 @@
-// What the ATA standard fixes of each command (ATA8-ACS, clause 7): where its data go, how much they
-// are, and in which form the address stands.
+// What the ATA standard fixes of each command (ATA8-ACS, clause 7): where its data go, how much
+// they are, and in which form the address stands.
 #pragma once
 
 #include <cstddef>

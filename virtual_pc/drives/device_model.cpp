@@ -142,8 +142,9 @@ void AtaDeviceModel::execute(AtaExchange& exchange) {
   const AtaCommandTraits traits =
       ataCommandTraits(exchange.in.command, storage::byteOf(exchange.in.features, 0));
   const std::size_t moves = ataTransferBytes(exchange.in, sectorBytes());
-  if (traits.known && (exchange.direction != (moves != 0 ? traits.direction : DataDirection::None) ||
-                       exchange.data.size() < moves)) {
+  if (traits.known &&
+      (exchange.direction != (moves != 0 ? traits.direction : DataDirection::None) ||
+       exchange.data.size() < moves)) {
     exchange.delivery = Delivery::TransportError;
     exchange.transportError = kAdapterError;
     exchange.durationMicroseconds = kAdapterErrorMicroseconds;

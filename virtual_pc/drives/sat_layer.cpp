@@ -184,9 +184,10 @@ bool SatLayer::acceptsPassThrough(const ScsiExchange& exchange, const AtaTaskFil
   const bool fromDrive = traits.direction == DataDirection::In;
   const auto pio = fromDrive ? kPioIn : kPioOut;
   const auto ultraDma = fromDrive ? kUltraDmaIn : kUltraDmaOut;
-  const bool protocolFits = traits.transfer == AtaTransfer::None  ? protocol == kNonData
-                            : traits.transfer == AtaTransfer::Pio ? protocol == pio
-                            : protocol == kDma || protocol == ultraDma;
+  const bool protocolFits = traits.transfer == AtaTransfer::None ? protocol == kNonData
+                            : traits.transfer == AtaTransfer::Pio
+                                ? protocol == pio
+                                : protocol == kDma || protocol == ultraDma;
   const std::size_t moves = ataTransferBytes(in, medium().sectorBytes());
   const std::size_t length = transferLength(cdb, in, medium().sectorBytes());
   const bool toHost = (cdb[2] & 0x08) != 0;

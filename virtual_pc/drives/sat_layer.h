@@ -29,7 +29,8 @@ class SatLayer : public ScsiBlockDevice {
   void other(ScsiExchange& exchange) override;
 
   void satPassThrough(ScsiExchange& exchange, bool sixteen);
-  /// Whether protocol, length and direction of the CDB are those of the ATA command and of the host.
+  /// Whether protocol, length and direction of the CDB are those of the ATA command and of the
+  /// host.
   bool acceptsPassThrough(const ScsiExchange& exchange, const AtaTaskFile& in, bool extended);
   void jmicron(ScsiExchange& exchange);
   void sunplus(ScsiExchange& exchange);

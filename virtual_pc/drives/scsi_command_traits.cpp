@@ -38,8 +38,8 @@ std::uint8_t scsiCdbLength(std::uint8_t opcode) {
 }
 
 bool scsiDirectionFits(std::uint8_t opcode, DataDirection direction) {
-  const auto row = std::ranges::find(kDirections, opcode,
-                                     &std::pair<std::uint8_t, DataDirection>::first);
+  const auto row =
+      std::ranges::find(kDirections, opcode, &std::pair<std::uint8_t, DataDirection>::first);
   // Asking for nothing is always right: an allocation length of 0 is no error.
   return row == kDirections.end() || direction == DataDirection::None || direction == row->second;
 }

@@ -55,8 +55,8 @@ void DiskObject::scsiPassThrough(IoRequest& request) {
       (header.SenseInfoLength != 0 &&
        (header.SenseInfoOffset < sizeof header ||
         !within(header.SenseInfoOffset, header.SenseInfoLength, request.output.size()) ||
-        ((in || out) && overlaps(header.SenseInfoOffset, header.SenseInfoLength, dataOffset,
-                                 length)))) ||
+        ((in || out) &&
+         overlaps(header.SenseInfoOffset, header.SenseInfoLength, dataOffset, length)))) ||
       request.output.size() < sizeof header) {
     return request.fail(ERROR_INVALID_PARAMETER);
   }

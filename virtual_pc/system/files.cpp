@@ -148,8 +148,8 @@ std::uint32_t VolumeObject::resize(FileNode& node, std::uint64_t bytes) {
     return ERROR_DISK_FULL;
   }
   release(node, clusters);
-  reserve(node, node.sparse || clusters < node.clusters.size() ? 0
-                                                               : clusters - node.clusters.size());
+  reserve(node,
+          node.sparse || clusters < node.clusters.size() ? 0 : clusters - node.clusters.size());
   node.bytes = bytes;
   node.cache.clear();
   return ERROR_SUCCESS;

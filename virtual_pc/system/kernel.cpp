@@ -162,10 +162,11 @@ std::uint32_t rightsOf(const OpenFile& file) {
 bool Kernel::shares(const IoObject& object, const OpenFile& wanted) const {
   const std::uint32_t rights = rightsOf(wanted);
   return rights == 0 || !anyOpen([&](const OpenFile& other) {
-    const std::uint32_t held = rightsOf(other);
-    return held != 0 && other.object != nullptr && other.object->identity() == object.identity() &&
-           ((rights & ~other.share) != 0 || (held & ~wanted.share) != 0);
-  });
+           const std::uint32_t held = rightsOf(other);
+           return held != 0 && other.object != nullptr &&
+                  other.object->identity() == object.identity() &&
+                  ((rights & ~other.share) != 0 || (held & ~wanted.share) != 0);
+         });
 }
 
 std::uint32_t Kernel::openDevice(const OpenRequest& request, HandleValue* handle) {

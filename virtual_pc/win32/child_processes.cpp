@@ -20,7 +20,8 @@ std::shared_ptr<PipeChannel> outputOf(const KernelCall& call, const STARTUPINFOW
     return nullptr;
   }
   const auto file = call->get<OpenFile>(valueOf(startup.hStdOutput));
-  const auto end = file && file->inheritable ? std::dynamic_pointer_cast<PipeWriteEnd>(file->object) : nullptr;
+  const auto end =
+      file && file->inheritable ? std::dynamic_pointer_cast<PipeWriteEnd>(file->object) : nullptr;
   return end ? end->channel() : nullptr;
 }
 
@@ -35,7 +36,8 @@ BOOL WINAPI CreatePipe(PHANDLE readEnd, PHANDLE writeEnd, LPSECURITY_ATTRIBUTES 
   }
   const auto channel = std::make_shared<PipeChannel>();
   channel->onDeadlock = [] {
-    machine().complaints().emplace_back("ReadFile waits for the end of a pipe whose write end is open");
+    machine().complaints().emplace_back(
+        "ReadFile waits for the end of a pipe whose write end is open");
   };
   const bool inheritable = security != nullptr && security->bInheritHandle != FALSE;
   const auto open = [&](std::shared_ptr<IoObject> end, bool reads) {

@@ -229,7 +229,8 @@ UINT WINAPI SetErrorMode(UINT mode) {
   return std::exchange(call->machine().process().errorMode, mode);
 }
 
-int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int bytes, LPWSTR out, int count) {
+int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int bytes, LPWSTR out,
+                               int count) {
   const std::string_view in = bytes < 0
                                   ? std::string_view(text, std::char_traits<char>::length(text) + 1)
                                   : std::string_view(text, static_cast<std::size_t>(bytes));
