@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ostria::host::test {
@@ -17,14 +18,21 @@ namespace ostria::host::test {
 /// The built program, run as its users run it.
 class Program {
  public:
+  enum class Reader { Reads, GoneFromTheStart };
+
   /// @param terminalColumns  0: pipes; else standard error and input are a terminal of that width
-  Program(const std::string& folder, std::vector<std::string> arguments, int terminalColumns = 0) {
+  /// @param reader           whether anybody reads standard output
+  Program(const std::string& folder, std::vector<std::string> arguments, int terminalColumns = 0,
+          Reader reader = Reader::Reads) {
     const std::string path = folder + "/OstriaDiagnosticsCLI";
     arguments.insert(arguments.begin(), path);
     int out[2];
     int err[2];
     if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
       std::abort();
+    }
+    if (reader == Reader::GoneFromTheStart) {
+      close(std::exchange(out[0], -1));
     }
     int slave = -1;
     if (terminalColumns > 0) {
@@ -82,10 +90,6 @@ class Program {
     if (write(terminal_, text.data(), text.size()) < 0) {
       std::abort();
     }
-  }
-  void closeOutput() {
-    close(out_);
-    out_ = -1;
   }
   /// Reads until the outputs hold the text; false when they end or 20 seconds pass before.
   bool waitFor(const std::string& text) {

@@ -179,8 +179,8 @@ TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreReported) {
 }
 
 TEST(ProgramTest, ClosedOutputEndsTheRun) {
-  Program program(OSTRIA_FAKE_DIR, onFake({"-Qm,s", "0", "1"}));
-  program.closeOutput();
+  Program program(OSTRIA_FAKE_DIR, onFake({"-Qm,s", "0", "1"}), 0,
+                  Program::Reader::GoneFromTheStart);
   EXPECT_EQ(program.finish(), 6);
   EXPECT_THAT(program.errors, Not(HasSubstr("Stopping")));
   EXPECT_THAT(program.errors, HasSubstr("Nobody reads the output any more"));

@@ -70,9 +70,9 @@ std::shared_ptr<ProcessObject> startChecker(Machine& machine, const std::string&
   // Without /F it only looks: what it would have repaired it reports as not repaired.
   constexpr std::uint32_t kRepaired = 1;
   const std::uint32_t exitCode = description.checker.exitCode;
-  return std::make_shared<ProcessObject>(machine.clock(), std::move(steps),
-                                         !repairs && exitCode == kRepaired ? kCouldNotCheck : exitCode,
-                                         std::move(output));
+  return std::make_shared<ProcessObject>(
+      machine.clock(), std::move(steps),
+      !repairs && exitCode == kRepaired ? kCouldNotCheck : exitCode, std::move(output));
 }
 
 std::int32_t scheduleCheck(Machine& machine, const std::string& volume) {
