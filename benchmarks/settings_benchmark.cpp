@@ -1,3 +1,4 @@
+// The reader of settings beside reading the lines alone.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 // PCI configuration and the first base address of a function through sysfs. Reads go through a
 // mapping of four-byte registers; the kernel refuses it for memory that a driver has claimed,
-// unless it was told otherwise.
+// unless it was started with iomem=relaxed.
 
 #include "driver_service/pci_function.h"
 

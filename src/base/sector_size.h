@@ -4,7 +4,7 @@
 
 namespace ostria::storage {
 
-/// Bytes of the smallest logical sector. A device that names fewer has told no size.
+/// Bytes of the smallest logical sector. A device that names fewer has reported no size.
 inline constexpr std::uint32_t kSmallestSectorBytes = 512;
 
 /// The logical sector size that a device claims, in bytes, or 0 (unknown) when it is one that no

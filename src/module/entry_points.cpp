@@ -29,7 +29,8 @@ ostria::storage::ModuleInterface* GetModuleInterfaceInstance() {
 }
 
 ostria::storage::ProductVersion* GetProductVersion() {
-  static ostria::storage::ProductVersion version(4, 46, 0, 0);
+  static ostria::storage::ProductVersion version(ostria::storage::InterfaceMajor,
+                                                 ostria::storage::InterfaceMinor, 0, 0);
   return &version;
 }
 

@@ -50,7 +50,8 @@ std::string connectionOf(const std::map<std::string, std::string>& attributes) {
   return "other";
 }
 
-// The module does not name the bus, so it is told by how the device hangs and what it speaks.
+// The module does not name the bus, so it follows from how the device is connected and what it
+// speaks.
 std::string busOf(const DeviceInfo& info, const std::string& protocolType) {
   if (info.connection == "external") {
     return "USB";

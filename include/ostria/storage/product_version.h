@@ -4,6 +4,12 @@
 
 namespace ostria::storage {
 
+/// Version of the interface that these headers describe. A host compares it with
+/// `GetProductVersion` before it calls anything else: another major number is another table of
+/// functions, a smaller minor number a module that lacks what was added since.
+inline constexpr std::uint32_t InterfaceMajor = 4;
+inline constexpr std::uint32_t InterfaceMinor = 46;
+
 /// Version of the interface that the module offers to the host (not of the library file).
 class ProductVersion {
  public:

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ostria/storage/identifier.h"
@@ -50,11 +51,16 @@ class Tool {
   virtual ~Tool() = default;
 
   /// Replaces or inserts the entry.
-  virtual void setParameter(std::string name, const std::vector<std::string>& values);
+  virtual void setParameter(std::string name, const std::vector<std::string>& values) {
+    parameters[std::move(name)] = values;
+  }
   /// The stored list, or null; valid until the entry is next replaced.
-  virtual std::vector<std::string>* getParameter(std::string name);
+  virtual std::vector<std::string>* getParameter(std::string name) {
+    const auto found = parameters.find(name);
+    return found == parameters.end() ? nullptr : &found->second;
+  }
   /// Replaces `devices`; the components stay the module's.
-  virtual void setDevices(const std::vector<SystemComponent*>& chosen);
+  virtual void setDevices(const std::vector<SystemComponent*>& chosen) { devices = chosen; }
   virtual void setHostContext(void* context) { hostContext = context; }
   /// Runs the tool to its end. Never throws.
   virtual void run() = 0;
