@@ -25,7 +25,7 @@
 #include "transport/scsi/scsi_protocol.h"
 #include "transport/tunnels/usb_tunnels.h"
 
-namespace ostria::storage::test {
+namespace ostria::storage {
 
 // What the platform would define. The bridges here reach no platform.
 HalAtaSend& halAtaSend() { std::abort(); }
@@ -43,6 +43,7 @@ StringHandler& getLocalStringHandler() {
 std::wstring toWide(const std::string& text) { return {text.begin(), text.end()}; }
 std::string toNarrow(const std::wstring& text) { return std::string(text.size(), '?'); }
 
+namespace test {
 namespace {
 
 /// The fuzz bytes; zeros when they are used up.
@@ -319,9 +320,11 @@ void operate(StorageProtocol& protocol, Input& in) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::test
+}  // namespace test
+}  // namespace ostria::storage
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t bytes) {
+  using namespace ostria::storage;
   using namespace ostria::storage::test;
   constexpr int kMostOperations = 12;
   Input in(data, bytes);
