@@ -36,7 +36,14 @@ StorageComponent::StorageComponent(std::unique_ptr<StorageProtocol> protocol,
                                    std::unique_ptr<PartitionTable> partitions)
     : protocol_(std::move(protocol)), partitions_(std::move(partitions)) {}
 
-StorageComponent::~StorageComponent() { remountPartitions(); }
+StorageComponent::~StorageComponent() {
+  try {
+    // Nobody is left to be told of a volume that does not come back.
+    (void)remountPartitions();
+  } catch (...) {
+    // Memory alone can fail here; what is open is closed by the members.
+  }
+}
 
 void StorageComponent::setSecondaryProtocol(std::unique_ptr<StorageProtocol> protocol) {
   secondaryProtocol_ = std::move(protocol);
@@ -193,36 +200,76 @@ ProtocolResult StorageComponent::controllerFatalStatus(bool* fatal) {
   return ProtocolResult::Success;
 }
 
+/// The volumes as the system has them now: what was mounted since the scan counts too.
+std::vector<std::string> StorageComponent::mountedVolumes(std::vector<std::string>& users) {
+  if (protocol_ != nullptr && protocol_->GetDeviceHandle()) {
+    if (auto use = findDiskUse(protocol_->GetDeviceHandle())) {
+      users = std::move(use->users);
+      return std::move(use->volumes);
+    }
+  }
+  std::vector<std::string> roots;
+  if (partitions_ != nullptr) {
+    for (const PartitionEntry& partition : partitions_->partitions) {
+      roots.insert(roots.end(), partition.mountPoints.begin(), partition.mountPoints.end());
+    }
+  }
+  return roots;
+}
+
 std::vector<std::string> StorageComponent::unmountPartitions() {
   std::vector<std::string> refused;
-  if (partitions_ == nullptr) {
+  const std::vector<std::string> roots = mountedVolumes(refused);
+  // With a user that stays, taking volumes off line would disturb the system for nothing.
+  if (!refused.empty()) {
     return refused;
   }
   if (offlineScanner_ == nullptr) {
     offlineScanner_ = makeStorageScanner();
   }
-  for (const PartitionEntry& partition : partitions_->partitions) {
-    for (const std::string& root : partition.mountPoints) {
-      DeviceHandle handle;
-      if (offlineScanner_->dismountVolume(root, &handle) == 0) {
+  std::vector<DeviceHandle> held;
+  for (const std::string& root : roots) {
+    DeviceHandle handle;
+    switch (offlineScanner_->dismountVolume(root, &handle)) {
+      case 0:
         offlineVolumes_.push_back({root, handle});
-      } else {
+        held.push_back(handle);
+        break;
+      case StorageScanner::kNotMountedAgain:
+        lostVolumes_.push_back(root);
+        [[fallthrough]];
+      default:
         refused.push_back(root);
-      }
+    }
+  }
+  if (refused.empty() && protocol_ != nullptr && protocol_->GetDeviceHandle()) {
+    std::string user;
+    claim_ = claimDisk(protocol_->GetDeviceHandle(), held, &user);
+    if (claim_ == nullptr) {
+      refused.push_back(user);
     }
   }
   return refused;
 }
 
-void StorageComponent::remountPartitions() {
-  // Last taken, first back: a volume mounted inside another returns after the outer one left.
+std::vector<std::string> StorageComponent::remountPartitions() {
+  claim_.reset();
+  std::vector<std::string> lost = std::move(lostVolumes_);
+  lostVolumes_.clear();
+  // Last taken, first back: a volume mounted inside another returns after the outer one.
   for (auto volume = offlineVolumes_.rbegin(); volume != offlineVolumes_.rend(); ++volume) {
+    std::string name = volume->name;
     std::vector<std::string> list;
     std::string text;
-    offlineScanner_->releaseVolume(volume->name, list, volume->handle, text);
+    const int error = offlineScanner_->releaseVolume(name, list, volume->handle, text);
+    if (error != 0) {
+      const std::string reason = offlineScanner_->reasonOf(error);
+      lost.push_back(volume->name + (reason.empty() ? "" : " (" + reason + ")"));
+    }
   }
   offlineVolumes_.clear();
   offlineScanner_.reset();
+  return lost;
 }
 
 }  // namespace ostria::storage

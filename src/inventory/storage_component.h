@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/kinds.h"
+#include "inventory/disk_use.h"
 #include "inventory/partitions/partition_table.h"
 #include "ostria/storage/system_component.h"
 #include "services/driver_service_holder.h"
@@ -91,11 +92,13 @@ class StorageComponent : public SystemComponent {
   /// @return `NotSupported` on any other bus, `Failure` without a service or when the read fails
   ProtocolResult controllerFatalStatus(bool* fatal);
 
-  /// Takes the volumes of this disk off line and remembers their handles.
-  /// @return names of the volumes that could not be taken off line
+  /// Takes all volumes of this disk off line, as the system has them now, and claims the disk.
+  /// What was taken is held until `remountPartitions`, also when the disk could not be had whole.
+  /// @return what stands in the way of having the disk alone, by name; empty when nothing does
   std::vector<std::string> unmountPartitions();
   /// Gives back just what `unmountPartitions` took.
-  void remountPartitions();
+  /// @return names of the volumes that did not come back, with the reason where there is one
+  std::vector<std::string> remountPartitions();
 
   // Filled by the reports when the component is built.
   void setNames(std::string displayName, std::string model);
@@ -110,6 +113,8 @@ class StorageComponent : public SystemComponent {
     std::string name;
     DeviceHandle handle;
   };
+
+  std::vector<std::string> mountedVolumes(std::vector<std::string>& users);
 
   std::unique_ptr<StorageProtocol> protocol_;
   std::unique_ptr<StorageProtocol> secondaryProtocol_;
@@ -130,6 +135,8 @@ class StorageComponent : public SystemComponent {
   DriverServiceHolder driverService_;
   std::unique_ptr<StorageScanner> offlineScanner_;
   std::vector<OfflineVolume> offlineVolumes_;
+  std::vector<std::string> lostVolumes_;  ///< went off line and could not be mounted again
+  std::unique_ptr<DiskClaim> claim_;
 };
 
 }  // namespace ostria::storage

@@ -32,7 +32,7 @@ void StorageComponentManager::clear() {
     std::unique_ptr<StorageComponent> component(&asStorage(entry));
     if (component->connection() != DeviceConnection::RaidMember) {
       const DeviceHandle handle = component->storageProtocol()->GetDeviceHandle();
-      component->remountPartitions();
+      (void)component->remountPartitions();  // the tool that took volumes has given them back
       component.reset();
       scanner_->deviceScanner()->close(handle);
     }

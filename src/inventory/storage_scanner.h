@@ -19,6 +19,8 @@ namespace ostria::storage {
 /// operation opens is closed inside it, except in `dismountVolume`. One thread at a time.
 class StorageScanner {
  public:
+  static constexpr int kNotMountedAgain = -1;
+
   StorageScanner();
   virtual ~StorageScanner();
   StorageScanner(const StorageScanner&) = delete;
@@ -39,6 +41,7 @@ class StorageScanner {
   virtual int getBusKind(std::uint32_t number, StorageBusKind* busKind, bool* optaneVolume) = 0;
   virtual int scannerNoOp8() { return 1; }
   /// Takes a volume off line: locks and dismounts it.
+  /// @return `kNotMountedAgain` when it failed half way and the volume did not come back
   /// @param name    root path of the volume, "C:\"
   /// @param handle  the open, locked volume; the caller's, given back through `releaseVolume`
   virtual int dismountVolume(const std::string& name, DeviceHandle* handle) = 0;
@@ -51,6 +54,8 @@ class StorageScanner {
   /// Puts a volume back that `dismountVolume` took; empties the other arguments.
   virtual int releaseVolume(std::string& name, std::vector<std::string>& list, DeviceHandle handle,
                             std::string& text) = 0;
+  /// Why `releaseVolume` failed, for a person; empty when the system has no words for it.
+  virtual std::string reasonOf(int /*error*/) { return {}; }
   /// Path of the controller port under which the device hangs.
   virtual int getMiniportPath(std::uint32_t number, std::string* path) = 0;
   /// PCI bus, device and function of that port.

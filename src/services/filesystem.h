@@ -36,8 +36,9 @@ class Filesystem {
   virtual int setFileSize(DeviceHandle handle, std::uint64_t size) = 0;
   /// Writes `length` bytes at byte `offset`; offset and length are multiples of the sector size.
   /// @param done  bytes that moved, written when the request ended in time
-  /// @return `Success`; `Failure` when it could not be issued; `MediumError` when fewer bytes moved
-  ///         than asked; `VolumeFull` when the volume has no room for them; `WriteTimeout`. After a
+  /// @return `Success`; `Failure` when it could not be issued; `MediumError` when the medium is at
+  ///         fault or fewer bytes moved than asked; `TransportFailure` for any other error on the
+  ///         way; `VolumeFull` when the volume has no room for them; `WriteTimeout`. After a
   ///         time-out the request no longer touches `buffer`.
   virtual ProtocolResult writeAt(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
                                  std::uint64_t* done, std::uint32_t timeoutSeconds,

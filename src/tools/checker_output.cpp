@@ -9,6 +9,25 @@ namespace {
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
+/// The last "n%" of a status line such as "Stage: 21%; Total: 10%", which is that of the whole; -1
+/// for a line with a single one, which may be a sentence about the volume.
+int statusPercent(const std::string& line) {
+  int found = 0;
+  int last = -1;
+  for (std::size_t sign = line.find('%'); sign != std::string::npos;
+       sign = line.find('%', sign + 1)) {
+    std::size_t start = sign;
+    while (start > 0 && isDigit(line[start - 1])) {
+      --start;
+    }
+    if (start != sign) {
+      ++found;
+      last = parseIntOrZero(line.substr(start, sign - start));
+    }
+  }
+  return found > 1 || line.find("Total:") != std::string::npos ? last : -1;
+}
+
 }  // namespace
 
 int parseCheckerPercent(std::string line) {
@@ -16,7 +35,7 @@ int parseCheckerPercent(std::string line) {
     line.erase(0, 1);
   }
   if (line.empty() || !isDigit(line[0])) {
-    return -1;
+    return statusPercent(line);
   }
   return parseIntOrZero(line.substr(0, line.find(' ')));
 }

@@ -7,8 +7,8 @@
 
 namespace ostria::storage {
 
-/// The percentage at the start of a line of a filesystem checker, after at most one blank; -1 when
-/// the line begins otherwise.
+/// The percentage at the start of a line of a filesystem checker, after at most one blank, or that
+/// of the whole in a status line ("Stage: 21%; Total: 10%"); -1 for any other line.
 int parseCheckerPercent(std::string line);
 
 /// Lines of a checker's text for people: those that end in carriage return and line feed, without

@@ -11,6 +11,20 @@ namespace ostria::storage {
 namespace {
 
 constexpr const char* kUnmountFailureText = "Unable to unmount all partitions of the device";
+constexpr const char* kNoTableText = "The partition table of the device could not be read.";
+constexpr const char* kLostVolumeText = "The volume could not be mounted again: ";
+
+/// Marks a run while it lives.
+class RunMark {
+ public:
+  explicit RunMark(bool& running) : running_(running) { running_ = true; }
+  ~RunMark() { running_ = false; }
+  RunMark(const RunMark&) = delete;
+  RunMark& operator=(const RunMark&) = delete;
+
+ private:
+  bool& running_;
+};
 
 std::string statusText(ToolStatus status) {
   return std::to_string(static_cast<std::int32_t>(status));
@@ -33,7 +47,7 @@ class VolumesOffline {
   explicit VolumesOffline(StorageComponent& component) : component_(component) {}
   ~VolumesOffline() {
     try {
-      component_.remountPartitions();
+      (void)giveBack();
     } catch (...) {
       // What could not be given back stays off line until the component goes.
     }
@@ -41,8 +55,10 @@ class VolumesOffline {
   VolumesOffline(const VolumesOffline&) = delete;
   VolumesOffline& operator=(const VolumesOffline&) = delete;
 
-  /// @return names of the volumes that could not be taken
+  /// @return what stands in the way, by name
   std::vector<std::string> take() { return component_.unmountPartitions(); }
+  /// @return names of the volumes that did not come back
+  std::vector<std::string> giveBack() { return component_.remountPartitions(); }
 
  private:
   StorageComponent& component_;
@@ -88,6 +104,11 @@ void RecoverBadSectors::run() try { runOperation(); } catch (...) {
 }
 
 void RecoverBadSectors::runOperation() {
+  // A handler that starts the tool anew would replace what the outer run works on.
+  if (running_) {
+    return;
+  }
+  const RunMark mark(running_);
   abortContext_->setAborted(false);
   const std::vector<std::string>* const operation = getParameter("Operation");
   operationName_ = operation == nullptr || operation->empty() ? "" : operation->front();
@@ -101,6 +122,8 @@ void RecoverBadSectors::runOperation() {
   }
   currentOperation_ = chosen->second.get();
   values_.clear();
+  // What a handler does to `devices` is for the next run.
+  const std::vector<SystemComponent*> chosenDevices = devices;
   buildDeviceItems();
   if (eventReceiver == nullptr) {
     return;
@@ -112,8 +135,6 @@ void RecoverBadSectors::runOperation() {
   }
   fireEvent(*this, eventReceiver, "OnRecoverInit");
   publish(*this, eventReceiver, "OperationInit", {currentOperation_->getTitle()});
-  // The items say how many devices there are, whatever a handler does to `devices` meanwhile.
-  const std::vector<SystemComponent*> chosenDevices = devices;
   for (std::size_t i = 0; i < deviceItems_.size(); ++i) {
     setParameter("Message", {});
     currentOperation_->setComponent(dynamic_cast<StorageComponent*>(chosenDevices[i]));
@@ -153,9 +174,7 @@ void RecoverBadSectors::buildDeviceItems() {
 
 void RecoverBadSectors::treatPartitions(const RecoverDeviceItem& item) {
   publish(*this, eventReceiver, "DeviceInit", {item.identifier});
-  // Both are of the device, not of the partition: after an executed partition a refused one shows
-  // no text.
-  std::string notice;
+  // Of the device, not of the partition: after an executed partition a refused one shows no text.
   bool executed = false;
   for (std::uint32_t index = 0; index < item.partitions.size(); ++index) {
     const RecoverPartitionItem& partition = item.partitions[index];
@@ -165,6 +184,7 @@ void RecoverBadSectors::treatPartitions(const RecoverDeviceItem& item) {
     publish(*this, eventReceiver, "PartitionInit", values_);
 
     ToolStatus status = ToolStatus::Stopped;
+    std::string notice;
     std::string message;
     if (isAbortRequested(*this)) {
       status = ToolStatus::Stopped;
@@ -195,7 +215,9 @@ ToolStatus RecoverBadSectors::askAndSchedule(const std::string& volumePath, std:
   request.question = "SCHEDULER_DESCRIPTION";
   request.questionKind = 0;
   request.defaultAnswer = InputRequest::Yes;
-  eventReceiver->requestInput(request);
+  if (eventReceiver != nullptr) {
+    eventReceiver->requestInput(request);
+  }
   if (request.answer == InputRequest::Yes) {
     auto* const checker = dynamic_cast<CheckFilesystemOperation*>(currentOperation_);
     return checker != nullptr && checker->scheduleCheck(volumePath) ? ToolStatus::Scheduled
@@ -213,7 +235,16 @@ void RecoverBadSectors::treatDevice(const RecoverDeviceItem& item) {
   publish(*this, eventReceiver, "DeviceInit", values_);
   currentOperation_->setEventReceiver(eventReceiver);
 
+  messages_.clear();
+  executed_ = false;
   const ToolStatus status = executeGuarded(item, 0);
+  const auto& notices = currentOperation_->notices();
+  if (executed_) {
+    messages_.insert(messages_.end(), notices.begin(), notices.end());
+  }
+  if (!messages_.empty()) {
+    setParameter("Message", messages_);
+  }
 
   values_.push_back(statusText(status));
   setParameter("DeviceFinish", values_);
@@ -228,36 +259,78 @@ void RecoverBadSectors::treatDevice(const RecoverDeviceItem& item) {
 ToolStatus RecoverBadSectors::executeGuarded(const RecoverDeviceItem& item,
                                              std::uint32_t partitionIndex) try {
   StorageComponent* const component = currentOperation_->component();
+  // After an abort no further device is touched, and none goes off line for nothing.
+  if (operationName_ != "filesystem" && isAbortRequested(*this)) {
+    return ToolStatus::Stopped;
+  }
   if (operationName_ != "repair" || component == nullptr) {
+    executed_ = true;
     return currentOperation_->execute(item, partitionIndex);
   }
-
-  VolumesOffline offline(*component);
-  if (std::vector<std::string> message = offline.take(); !message.empty()) {
-    message.insert(message.begin(), kUnmountFailureText);
-    setParameter("Message", message);
-  }
-  return currentOperation_->execute(item, partitionIndex);
+  return repairOffline(*component, item);
 } catch (...) {
   return ToolStatus::CouldNotRun;
 }
 
-void RecoverBadSectors::storeStatistics() {
-  std::vector<std::string> numbers;
-  if (const auto* const counters = currentOperation_->getSectorStatistics()) {
-    const auto [scanned, found, fixed, notFixed] = *counters;
-    numbers = {std::to_string(scanned), std::to_string(found), std::to_string(fixed),
-               std::to_string(found - fixed)};
+/// A disk that others use is not written to: what they believe to know of it would be wrong.
+ToolStatus RecoverBadSectors::repairOffline(StorageComponent& component,
+                                            const RecoverDeviceItem& item) {
+  if (component.connection() != DeviceConnection::RaidMember &&
+      component.partitionTable() == nullptr) {
+    messages_.push_back(kNoTableText);
   }
-  setParameter("SectorsInfo", numbers);
-
-  std::vector<std::string> sectors;
-  if (const auto* const list = currentOperation_->getBadSectorList()) {
-    for (const std::uint64_t sector : *list) {
-      sectors.push_back(std::to_string(sector));
+  VolumesOffline offline(component);
+  ToolStatus status = ToolStatus::CouldNotRun;
+  const std::vector<std::string> users = offline.take();
+  if (users.empty()) {
+    executed_ = true;
+    try {
+      status = currentOperation_->execute(item, 0);
+    } catch (...) {
+      // It could not run; what becomes of the volumes is still to be reported.
+    }
+  } else {
+    messages_.insert(messages_.begin(), users.begin(), users.end());
+    messages_.insert(messages_.begin(), kUnmountFailureText);
+  }
+  for (const std::string& volume : offline.giveBack()) {
+    messages_.push_back(kLostVolumeText + volume + ".");
+    // Whatever was found, the system is not as it was.
+    if (status == ToolStatus::Finished) {
+      status = ToolStatus::Stopped;
     }
   }
-  setParameter("BadSectorsList", sectors);
+  return status;
+}
+
+void RecoverBadSectors::storeStatistics() {
+  const auto textsOf = [](const RecoverBadSectorsOperation::BadSectorList& list) {
+    std::vector<std::string> texts;
+    for (const std::uint64_t sector : list) {
+      texts.push_back(std::to_string(sector));
+    }
+    return texts;
+  };
+  std::vector<std::string> numbers;
+  std::vector<std::string> found;
+  std::vector<std::string> repaired;
+  const auto* const counters = currentOperation_->getSectorStatistics();
+  const auto* const list = currentOperation_->getBadSectorList();
+  if (!executed_) {
+    // The operation still holds what it found on an earlier device.
+    numbers.assign(counters == nullptr ? 0 : counters->size(), "0");
+  } else if (counters != nullptr) {
+    const auto [scanned, bad, fixed, notFixed] = *counters;
+    numbers = {std::to_string(scanned), std::to_string(bad), std::to_string(fixed),
+               std::to_string(bad - fixed)};
+  }
+  if (executed_ && list != nullptr) {
+    found = textsOf(*list);
+    repaired = textsOf(currentOperation_->repairedSectors());
+  }
+  setParameter("SectorsInfo", numbers);
+  setParameter("BadSectorsList", found);
+  setParameter("RepairedSectorsList", repaired);
 }
 
 }  // namespace ostria::storage

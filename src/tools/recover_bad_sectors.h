@@ -37,6 +37,7 @@ class RecoverBadSectors : public Tool {
   void treatDevice(const RecoverDeviceItem& item);
   ToolStatus askAndSchedule(const std::string& volumePath, std::string& notice);
   ToolStatus executeGuarded(const RecoverDeviceItem& item, std::uint32_t partitionIndex);
+  ToolStatus repairOffline(StorageComponent& component, const RecoverDeviceItem& item);
   void storeStatistics();
 
   std::map<std::string, std::unique_ptr<RecoverBadSectorsOperation>> operations_;
@@ -46,6 +47,9 @@ class RecoverBadSectors : public Tool {
   std::string operationName_;
   std::vector<std::string> values_;
   std::vector<RecoverDeviceItem> deviceItems_;
+  std::vector<std::string> messages_;  ///< "Message" of the current device
+  bool executed_ = false;              ///< the operation ran on the current device
+  bool running_ = false;
 };
 
 }  // namespace ostria::storage

@@ -5,6 +5,7 @@
 #include <list>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "inventory/storage_component.h"
 #include "ostria/storage/tool.h"
@@ -45,6 +46,15 @@ class RecoverBadSectorsOperation {
   StorageComponent* component() const { return component_; }
   void setEventReceiver(ToolEventReceiver* receiver) { eventReceiver_ = receiver; }
   const std::string& getTitle() const { return title_; }
+  /// Sentences about the latest execution, for the host to show.
+  const std::vector<std::string>& notices() const { return notices_; }
+  /// Bad sectors that read back well after they were rewritten, in the order of discovery.
+  const BadSectorList& repairedSectors() const { return repairedSectors_; }
+  /// Forgets what an earlier execution found, for a device on which there was none.
+  void clearFindings() {
+    notices_.clear();
+    repairedSectors_.clear();
+  }
 
  protected:
   ToolEventReceiver* eventReceiver_ = nullptr;
@@ -52,6 +62,8 @@ class RecoverBadSectorsOperation {
   std::string statusText_;
   StorageComponent* component_ = nullptr;
   Tool* owner_;
+  std::vector<std::string> notices_;
+  BadSectorList repairedSectors_;
 };
 
 }  // namespace ostria::storage

@@ -16,7 +16,16 @@ ScanAndFixTool::ScanAndFixTool(Tool* owner) : ScanTool("SCAN_AND_FIX_TOOL", owne
 ToolStatus ScanAndFixTool::execute(const RecoverDeviceItem& item, std::uint32_t partitionIndex) {
   timeoutSeconds_ = chooseTimeout();
   statistics_.fill(0);
-  return ScanTool::execute(item, partitionIndex);
+  unconfirmed_ = 0;
+  const ToolStatus status = ScanTool::execute(item, partitionIndex);
+  if (unconfirmed_ != 0) {
+    notices_.push_back("Bad sectors that were not rewritten, as the device did not confirm them: " +
+                       std::to_string(unconfirmed_) + ".");
+  }
+  // A sector whose repair timed out is in no other counter, and still bad.
+  return status == ToolStatus::Repaired && statistics_[Found] > statistics_[Fixed]
+             ? ToolStatus::NotRepaired
+             : status;
 }
 
 std::uint32_t ScanAndFixTool::chooseTimeout() {
@@ -31,7 +40,10 @@ ToolStatus ScanAndFixTool::handleBadSector(std::uint64_t sector) {
   switch (rewrite(sector)) {
     case ProtocolResult::Success:
       addToStatistic(Fixed, 1);
-      addLine("BAD_SECTOR_FIXED_AT " + std::to_string(sector));
+      if (isListed()) {
+        repairedSectors_.push_back(sector);
+        addLine("BAD_SECTOR_FIXED_AT " + std::to_string(sector));
+      }
       return ToolStatus::Repaired;
     case ProtocolResult::ReadTimeout:
       return ToolStatus::ReadTimeout;
@@ -39,7 +51,9 @@ ToolStatus ScanAndFixTool::handleBadSector(std::uint64_t sector) {
       return ToolStatus::WriteTimeout;
     default:
       addToStatistic(NotFixed, 1);
-      addLine("BAD_SECTOR_NOT_FIXED_AT " + std::to_string(sector));
+      if (isListed()) {
+        addLine("BAD_SECTOR_NOT_FIXED_AT " + std::to_string(sector));
+      }
       return ToolStatus::NotRepaired;
   }
 }
@@ -60,6 +74,14 @@ ProtocolResult ScanAndFixTool::rewrite(std::uint64_t sector) {
     pattern[i] = 0x01;
   }
 
+  // The write destroys what the sector holds, so the device itself has to say once more that it
+  // holds nothing: a cable, a driver or a passing fault lets reads fail as well.
+  const ProtocolResult confirmed =
+      protocol_->Read(sector, 1, timeoutSeconds_, readBack.data(), bytes);
+  if (confirmed != ProtocolResult::MediumError) {
+    ++unconfirmed_;
+    return succeeded(confirmed) ? ProtocolResult::Failure : confirmed;
+  }
   if (const ProtocolResult result = protocol_->Write(sector, 1, timeoutSeconds_, pattern.data());
       !succeeded(result)) {
     return result;

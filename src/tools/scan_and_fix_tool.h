@@ -5,7 +5,8 @@
 namespace ostria::storage {
 
 /// A scan that overwrites each bad sector, reads it back and compares: a drive remaps a bad sector
-/// when it is written. The old content of such a sector is lost; no other sector is written.
+/// when it is written. The old content of such a sector is lost; no other sector is written, and
+/// none whose medium error the protocol's own read of it does not confirm.
 class ScanAndFixTool : public ScanTool {
  public:
   explicit ScanAndFixTool(Tool* owner);
@@ -17,6 +18,8 @@ class ScanAndFixTool : public ScanTool {
  private:
   std::uint32_t chooseTimeout();
   ProtocolResult rewrite(std::uint64_t sector);
+
+  std::uint64_t unconfirmed_ = 0;  ///< sectors that were left alone
 };
 
 }  // namespace ostria::storage

@@ -18,12 +18,24 @@ constexpr std::uint32_t kReadTimeoutSeconds = 30;
 /// are just what a scan is for.
 constexpr std::uint16_t kFallbackBlock = 127;
 
+/// Sectors that are listed one by one. A dead disk has billions, which no host could show.
+constexpr std::size_t kMostListed = 100000;
+
+/// Whether the system's read says what ails the sector. Otherwise the device itself is asked: the
+/// system has one answer for a broken cable and for a drive that it could not reach.
+bool isVerdict(ProtocolResult result) {
+  return result == ProtocolResult::MediumError || result == ProtocolResult::InterfaceCrcError ||
+         result == ProtocolResult::CommandRejected || result == ProtocolResult::ReadTimeout;
+}
+
 }  // namespace
 
 ToolStatus ScanTool::execute(const RecoverDeviceItem& /*item*/, std::uint32_t /*partitionIndex*/) {
   statistics_.fill(0);
   aborted_ = false;
   badSectors_.clear();
+  clearFindings();
+  steppedOver_ = 0;
   StorageProtocolProperties properties;
   if (!canScan(properties)) {
     return ToolStatus::CouldNotRun;
@@ -32,6 +44,14 @@ ToolStatus ScanTool::execute(const RecoverDeviceItem& /*item*/, std::uint32_t /*
   publishProgress(0);
   const ToolStatus status = scan(properties);
   buffer_ = {};
+  if (steppedOver_ != 0) {
+    notices_.push_back("Sectors that could not be read, for reasons other than the medium: " +
+                       std::to_string(steppedOver_) + ".");
+  }
+  if (statistics_[Found] > badSectors_.size()) {
+    notices_.push_back("Bad sectors that are counted but not listed: " +
+                       std::to_string(statistics_[Found] - badSectors_.size()) + ".");
+  }
   return status;
 }
 
@@ -77,7 +97,7 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
       block = static_cast<std::uint16_t>(total - sector);
     }
 
-    const BlockRead read = readBlock(sector, block, sectorBytes);
+    BlockRead read = readBlock(sector, block, sectorBytes);
     if (succeeded(read.result)) {
       addToStatistic(Scanned, block);
       sector += block;
@@ -86,6 +106,9 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
       if (!protocol_->IsAccessible() ||
           sectorBufferBytes(cachedProperties(protocol_)) != sectorBytes) {
         return stopWith(ToolStatus::Stopped);
+      }
+      if (!isVerdict(read.result)) {
+        read.result = askDevice(read.sector, sectorBytes);
       }
       switch (read.result) {
         case ProtocolResult::InterfaceCrcError:
@@ -97,8 +120,12 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
           return stopWith(ToolStatus::DeviceRejected);
         case ProtocolResult::ReadTimeout:
           return ToolStatus::ReadTimeout;
+        case ProtocolResult::Success:
+          break;
         default:
           // Neither good nor known to be bad: a repair must not write over it.
+          ++steppedOver_;
+          addToStatistic(Scanned, -1);
           break;
       }
       addToStatistic(Scanned, static_cast<std::int32_t>(read.sector - sector + 1));
@@ -122,7 +149,14 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
   if (statistics_[NotFixed] != 0) {
     return ToolStatus::NotRepaired;
   }
-  return statistics_[Found] != 0 ? ToolStatus::Repaired : ToolStatus::Finished;
+  if (statistics_[Found] != 0) {
+    return ToolStatus::Repaired;
+  }
+  // Nothing is known of what was stepped over, so it must not pass for good.
+  if (steppedOver_ != 0) {
+    return statistics_[Scanned] == 0 ? ToolStatus::CouldNotRun : ToolStatus::Stopped;
+  }
+  return ToolStatus::Finished;
 }
 
 /// A block that fails is read again sector by sector, up to the first that fails. A block that ran
@@ -148,6 +182,16 @@ ScanTool::BlockRead ScanTool::readBlock(std::uint64_t first, std::uint16_t count
   return {ProtocolResult::Success, first};
 }
 
+/// What the device itself says of a sector that the system could not read. Good is only what the
+/// system reads as well: a pass-through may report success for a command that never arrived.
+ProtocolResult ScanTool::askDevice(std::uint64_t sector, std::uint32_t sectorBytes) {
+  const ProtocolResult verdict =
+      protocol_->Read(sector, 1, kReadTimeoutSeconds, buffer_.data(), sectorBytes);
+  return succeeded(verdict) ? component_->readSectors(sector, 1, buffer_.data(), false, sectorBytes,
+                                                      kReadTimeoutSeconds)
+                            : verdict;
+}
+
 ToolStatus ScanTool::stopWith(ToolStatus status) {
   abort();
   return status;
@@ -166,9 +210,13 @@ ToolStatus ScanTool::handleBadSector(std::uint64_t sector) {
 
 void ScanTool::recordBadSector(std::uint64_t sector) {
   addToStatistic(Found, 1);
-  badSectors_.push_back(sector);
-  addLine("BAD_SECTOR_FOUND_AT " + std::to_string(sector));
+  if (isListed()) {
+    badSectors_.push_back(sector);
+    addLine("BAD_SECTOR_FOUND_AT " + std::to_string(sector));
+  }
 }
+
+bool ScanTool::isListed() const { return statistics_[Found] <= kMostListed; }
 
 void ScanTool::reportProgress(std::uint8_t percent) {
   addLine("BAD_SECTOR_TOOL_PROGRESS " + std::to_string(percent) + "%");

@@ -10,12 +10,15 @@
 namespace ostria::storage {
 
 /// Reads a whole device from the first sector to the last and lists the sectors that cannot be
-/// read. Nothing is written. The message has one line for each happening, a key and a value.
+/// read. Nothing is written. A sector whose read fails without a verdict on the medium is read once
+/// more by the protocol; where that has none either, it is stepped over and counted. The message
+/// has one line for each happening, a key and a value.
 class ScanTool : public RecoverBadSectorsOperation {
  public:
   explicit ScanTool(Tool* owner) : ScanTool("SCAN_TOOL", owner) {}
 
   /// Treats the whole of the component; both arguments are ignored.
+  /// @return never `Finished` when sectors were stepped over
   ToolStatus execute(const RecoverDeviceItem& item, std::uint32_t partitionIndex) override;
   void abort() override;
   std::string getMessage() override { return message_; }
@@ -36,6 +39,8 @@ class ScanTool : public RecoverBadSectorsOperation {
 
   ScanTool(std::string title, Tool* owner) : RecoverBadSectorsOperation(std::move(title), owner) {}
   void addLine(const std::string& line) { message_ += line + "\n"; }
+  /// Whether the latest bad sector is one of those that are listed one by one.
+  bool isListed() const;
 
   std::uint32_t timeoutSeconds_ = 30;  ///< of a repair's write and read-back
   bool aborted_ = false;
@@ -55,10 +60,12 @@ class ScanTool : public RecoverBadSectorsOperation {
   std::uint16_t firstBlockSize(const StorageProtocolProperties& properties);
   ToolStatus scan(const StorageProtocolProperties& properties);
   BlockRead readBlock(std::uint64_t first, std::uint16_t count, std::uint32_t sectorBytes);
+  ProtocolResult askDevice(std::uint64_t sector, std::uint32_t sectorBytes);
   ToolStatus stopWith(ToolStatus status);
   void publishProgress(std::uint8_t percent);
 
   std::vector<std::uint8_t> buffer_;
+  std::uint64_t steppedOver_ = 0;  ///< sectors of which nothing is known after the scan
 };
 
 }  // namespace ostria::storage

@@ -23,8 +23,10 @@ bool askReport(SystemComponent& component, const char* key, std::string& text) {
 }  // namespace
 
 void SmartTool::run() try {
+  // A copy: a handler may choose devices for the next run.
+  const std::vector<SystemComponent*> chosen = devices;
   fireEvent(*this, eventReceiver, "OnSmartToolInit");
-  for (SystemComponent* const device : devices) {
+  for (SystemComponent* const device : chosen) {
     if (device != nullptr) {
       reportDevice(*device);
     }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace ostria::storage::test {
@@ -28,6 +29,20 @@ TEST(CheckerOutputTest, PercentagesAreReportedAndEverythingElseIsText) {
       "2048 KB in 3 files.\r\n50\rDone\nnow.\r\nlost");
   EXPECT_EQ(run.percents, (std::vector<int>{12, 12, 50}));
   EXPECT_EQ(run.output.message(), "The type is NTFS.\n  13 percent\n\nDone\nnow.");
+}
+
+TEST(CheckerOutputTest, StatusLinesShowThePercentageOfTheWhole) {
+  std::string text;
+  for (int i = 0; i < 1500; ++i) {
+    text += "Progress: " + std::to_string(i) + " of 1500 done; Stage: " + std::to_string(i / 15) +
+            "%; Total: " + std::to_string(i / 30) + "%; ETA:   0:00:12 ..\r";
+  }
+  const Printed run(text + "The volume is 45% full.\r\nTotal: 100%\r\r\n");
+  EXPECT_FALSE(run.output.isStuck());
+  EXPECT_EQ(run.percents.front(), 0);
+  EXPECT_EQ(run.percents.back(), 100);
+  EXPECT_TRUE(std::is_sorted(run.percents.begin(), run.percents.end()));
+  EXPECT_EQ(run.output.message(), "The volume is 45% full.\n");
 }
 
 TEST(CheckerOutputTest, AThousandLinesWithoutAPercentageAreStuck) {

@@ -135,19 +135,19 @@ TEST_F(RecoverBadSectorsTest, ChecksVolumesOneByOne) {
 }
 
 TEST_F(RecoverBadSectorsTest, AsksBeforeItSchedules) {
-  host_.answers = {InputRequest::Yes, InputRequest::Yes, InputRequest::No, 0};
+  host_.answers = {InputRequest::No, InputRequest::Yes, InputRequest::Yes, 0};
   EXPECT_EQ(checkVolumes({"A", "", "C:\\", "T", "B", "", "D:\\", "T", "C", "", "C:\\", "T",
                           "D", "", "C:\\", "T", "E", "", "C:\\", "F", "F", "", "C:\\", "T"}),
             (Lines{"OnRecoverInit", "OnOperationInit |CHECK_FILESYSTEM_TOOL", "OnDeviceInit 0",
-                   "OnPartitionInit 0|A", "OnPartitionFinish 0|A||3", "OnPartitionInit 0|B",
-                   "OnPartitionFinish 0|B||4", "OnPartitionInit 0|C",
-                   "OnPartitionFinish 0|C||8 :Not Scheduled", "OnPartitionInit 0|D",
+                   "OnPartitionInit 0|A", "OnPartitionFinish 0|A||8 :Not Scheduled",
+                   "OnPartitionInit 0|B", "OnPartitionFinish 0|B||4", "OnPartitionInit 0|C",
+                   "OnPartitionFinish 0|C||3", "OnPartitionInit 0|D",
                    "OnPartitionFinish 0|D||8 :Cannot execute on the operating system's partition",
                    "OnPartitionInit 0|E", "OnProgress 40",
                    "OnPartitionFinish 0|E|Looking.\nMended.\n|9", "OnPartitionInit 0|F",
                    "OnPartitionFinish 0|F||8", "OnDeviceFinish 0", "OnRecoverFinish"}));
   EXPECT_EQ(bench_.pc().checkedAtRestart(), std::set<char>{'C'});
-  EXPECT_EQ(bench_.pc().commandsRun().front(),
+  EXPECT_EQ(bench_.pc().commandsRun().back(),
             "cmd.exe /C cd C:\\Windows\\System32 & (echo 1|chkdsk.exe C: /F)");
   ASSERT_EQ(host_.requests.size(), 5u);
   EXPECT_EQ(host_.requests[0].title, "SCHEDULER_TITLE");

@@ -89,12 +89,13 @@ TEST(ScanTest, GoodDiskIsReadToItsEnd) {
 }
 
 TEST(ScanTest, EveryBadSectorIsFoundAndNothingIsWritten) {
-  Bench bench(R"({"lba": 0}, {"lba": 4000, "count": 2}, {"lba": 20010, "kind": "interface"},
+  Bench bench(R"({"lba": 0}, {"lba": 4000, "count": 2}, {"lba": 20010},
                  {"lba": 9000, "kind": "transient", "failures": 1})");
   bench.run("scan");
   EXPECT_EQ(bench.status(), "9");
   EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
   EXPECT_EQ(bench.info(), (Lines{"20011", "4", "0", "4"}));
+  EXPECT_TRUE(bench.tool.getParameter("RepairedSectorsList")->empty());
   EXPECT_EQ(bench.medium().healedSectors(), 0u);
   EXPECT_NE(bench.tool.runLog().text().find(
                 ">>> LOG\nBAD_SECTOR_TOOL_STARTED SCAN_TOOL\nBAD_SECTOR_FOUND_AT 0\n"),
@@ -160,19 +161,17 @@ TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
 TEST(RepairTest, EveryKindOfBadSector) {
   // Two in one block, some that no write reaches, the last of all; two that can be read after all.
   Bench bench(R"({"lba": 300}, {"lba": 301, "on_write": "stays"}, {"lba": 700, "on_write": "fails"},
-                 {"lba": 1000, "kind": "transient"}, {"lba": 1200, "kind": "interface"},
-                 {"lba": 1500, "kind": "slow"}, {"lba": 2000, "kind": "rejected"}, {"lba": 2599})",
+                 {"lba": 1000, "kind": "transient"}, {"lba": 1500, "kind": "slow"}, {"lba": 2599})",
               2600);
   const auto before = bench.content();
-  const Lines bad = {"300", "301", "700", "1200", "2000", "2599"};
+  const Lines bad = {"300", "301", "700", "2599"};
   bench.run("scan");
   EXPECT_EQ(bench.status(), "9");
   EXPECT_EQ(bench.found(), bad);
-  EXPECT_EQ(bench.info(), (Lines{"2600", "6", "0", "6"}));
+  EXPECT_EQ(bench.info(), (Lines{"2600", "4", "0", "4"}));
   EXPECT_EQ(bench.lines(),
             (Lines{">>> LOG", "BAD_SECTOR_TOOL_STARTED SCAN_TOOL", "BAD_SECTOR_FOUND_AT 300",
-                   "BAD_SECTOR_FOUND_AT 301", "BAD_SECTOR_FOUND_AT 700", "BAD_SECTOR_FOUND_AT 1200",
-                   "BAD_SECTOR_FOUND_AT 2000", "BAD_SECTOR_FOUND_AT 2599",
+                   "BAD_SECTOR_FOUND_AT 301", "BAD_SECTOR_FOUND_AT 700", "BAD_SECTOR_FOUND_AT 2599",
                    "BAD_SECTOR_TOOL_FINISHED SCAN_TOOL", "<<< LOG"}));
   EXPECT_EQ(bench.content(), before);
 
@@ -180,15 +179,13 @@ TEST(RepairTest, EveryKindOfBadSector) {
             (Lines{"OnRecoverInit", "OnOperationInit SCAN_AND_FIX_TOOL", "OnDeviceInit 0",
                    "OnDeviceFinish 0|10", "OnRecoverFinish"}));
   EXPECT_EQ(bench.found(), bad);
-  EXPECT_EQ(bench.info(), (Lines{"2600", "6", "2", "4"}));
+  EXPECT_EQ(bench.info(), (Lines{"2600", "4", "2", "2"}));
   EXPECT_EQ(
       bench.lines(),
       (Lines{">>> LOG", "BAD_SECTOR_TOOL_STARTED SCAN_AND_FIX_TOOL", "BAD_SECTOR_FOUND_AT 300",
              "BAD_SECTOR_FIXED_AT 300", "BAD_SECTOR_FOUND_AT 301", "BAD_SECTOR_NOT_FIXED_AT 301",
-             "BAD_SECTOR_FOUND_AT 700", "BAD_SECTOR_NOT_FIXED_AT 700", "BAD_SECTOR_FOUND_AT 1200",
-             "BAD_SECTOR_NOT_FIXED_AT 1200", "BAD_SECTOR_FOUND_AT 2000",
-             "BAD_SECTOR_NOT_FIXED_AT 2000", "BAD_SECTOR_FOUND_AT 2599", "BAD_SECTOR_FIXED_AT 2599",
-             "BAD_SECTOR_TOOL_FINISHED SCAN_AND_FIX_TOOL", "<<< LOG"}));
+             "BAD_SECTOR_FOUND_AT 700", "BAD_SECTOR_NOT_FIXED_AT 700", "BAD_SECTOR_FOUND_AT 2599",
+             "BAD_SECTOR_FIXED_AT 2599", "BAD_SECTOR_TOOL_FINISHED SCAN_AND_FIX_TOOL", "<<< LOG"}));
   const auto after = bench.content();
   for (std::size_t lba = 0; lba < after.size(); ++lba) {
     if (std::find(bad.begin(), bad.end(), std::to_string(lba)) == bad.end()) {
@@ -196,7 +193,7 @@ TEST(RepairTest, EveryKindOfBadSector) {
     }
   }
   bench.run("scan");
-  EXPECT_EQ(bench.found(), (Lines{"301", "700", "1200", "2000"}));
+  EXPECT_EQ(bench.found(), (Lines{"301", "700"}));
 }
 
 TEST(RepairTest, TimeOutsCallNoSectorMendedOrLost) {
@@ -211,27 +208,130 @@ TEST(RepairTest, TimeOutsCallNoSectorMendedOrLost) {
   EXPECT_EQ(hanging.content(), before);
 
   // Neither mended nor known to stay bad: in the list, and in no other counter.
-  const std::tuple<const char*, ProtocolResult, ToolStatus> endings[] = {
-      {"Write", ProtocolResult::WriteTimeout, ToolStatus::WriteTimeout},
-      {"Write", ProtocolResult::ReadTimeout, ToolStatus::ReadTimeout},
-      {"Read", ProtocolResult::ReadTimeout, ToolStatus::ReadTimeout},
-      {"Write", ProtocolResult::CommandRejected, ToolStatus::NotRepaired},
-      {"Read", ProtocolResult::MediumError, ToolStatus::NotRepaired},
-      {"", ProtocolResult::Success, ToolStatus::NotRepaired},  // what comes back differs
+  struct Ending {
+    ProtocolResult confirmed;
+    ProtocolResult written;
+    ToolStatus status;
+    unsigned writes;
   };
-  for (const auto& [call, result, status] : endings) {
+  using Result = ProtocolResult;
+  const Ending endings[] = {
+      {Result::MediumError, Result::WriteTimeout, ToolStatus::WriteTimeout, 1},
+      {Result::MediumError, Result::ReadTimeout, ToolStatus::ReadTimeout, 1},
+      {Result::MediumError, Result::CommandRejected, ToolStatus::NotRepaired, 1},
+      {Result::MediumError, Result::Success, ToolStatus::NotRepaired, 1},  // reads back badly
+      // Without the protocol's own word for a medium error nothing is written.
+      {Result::ReadTimeout, Result::Success, ToolStatus::ReadTimeout, 0},
+      {Result::Success, Result::Success, ToolStatus::NotRepaired, 0},
+      {Result::InterfaceCrcError, Result::Success, ToolStatus::NotRepaired, 0},
+      {Result::TransportFailure, Result::Success, ToolStatus::NotRepaired, 0},
+      {Result::CommandRejected, Result::Success, ToolStatus::NotRepaired, 0},
+      {Result::DeviceError, Result::Success, ToolStatus::NotRepaired, 0},
+  };
+  for (const Ending& ending : endings) {
     FakeDevice device;
     device.component->setConnection(DeviceConnection::RaidMember);
-    device.protocol->results[call] = result;
     RecoverBadSectors owner;
     ScanAndFixTool repair(&owner);
     repair.setComponent(device.component.get());
     EXPECT_EQ(repair.execute({}, 0), ToolStatus::CouldNotRun);
-    EXPECT_EQ(repair.handleBadSector(7), status) << call;
-    const bool open = status != ToolStatus::NotRepaired;
+    device.protocol->results["Write"] = ending.written;
+    device.protocol->results["Read"] = ending.confirmed;
+    EXPECT_EQ(repair.handleBadSector(7), ending.status);
+    EXPECT_EQ(device.protocol->count("Write 7 1"), ending.writes);
+    const bool open = ending.status != ToolStatus::NotRepaired;
     EXPECT_EQ(*repair.getSectorStatistics(),
               (RecoverBadSectorsOperation::SectorStatistics{0, 1, 0, open ? 0u : 1u}));
     EXPECT_EQ(*repair.getBadSectorList(), std::list<std::uint64_t>{7});
+  }
+}
+
+/// A repair whose write runs out of time.
+class SlowRepair final : public ScanAndFixTool {
+ public:
+  using ScanAndFixTool::ScanAndFixTool;
+  ToolStatus handleBadSector(std::uint64_t sector) override {
+    recordBadSector(sector);
+    return ToolStatus::WriteTimeout;
+  }
+};
+
+TEST(RepairTest, ARepairThatTimedOutIsNotAllRepaired) {
+  Bench bench(R"({"lba": 100})");
+  SlowRepair repair(&bench.tool);
+  repair.setComponent(bench.device);
+  EXPECT_EQ(repair.execute({}, 0), ToolStatus::NotRepaired);
+  EXPECT_EQ(*repair.getSectorStatistics(),
+            (RecoverBadSectorsOperation::SectorStatistics{20011, 1, 0, 0}));
+}
+
+/// A drive of 2600 sectors on the SCSI bus whose commands fail as planned.
+struct FaultyDrive {
+  explicit FaultyDrive(const std::string& faults, const std::string& badSectors = "")
+      : pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sas", "model": "DISK", "serial": "1",
+           "size_sectors": 2600, "bad_sectors": [)" +
+           badSectors + R"(], "faults": [)" + faults + "]}]}"),
+        host(tool) {
+    tool.setDevices({pc.device("DISK")});
+  }
+  /// "status scanned|found|fixed|open :message", and whether anything was written.
+  std::string run(const std::string& operation) {
+    host.received.clear();
+    tool.setParameter("Operation", {operation});
+    std::string message;
+    host.onEvent = [&](Tool& running, const std::string& event) {
+      if (event == "OnDeviceFinish") {
+        for (const std::string& text : *running.getParameter("Message")) {
+          message += " :" + text;
+        }
+      }
+    };
+    tool.run();
+    std::string out = tool.getParameter("DeviceFinish")->at(1);
+    for (const std::string& number : *tool.getParameter("SectorsInfo")) {
+      out += " " + number;
+    }
+    return out + message;
+  }
+
+  VirtualBench pc;
+  RecoverBadSectors tool;
+  ToolHost host;
+};
+
+TEST(ScanTest, WhatCouldNotBeReadIsNeverNothingFound) {
+  struct Row {
+    const char* what;
+    const char* faults;  ///< of READ(10) and READ(16)
+    const char* scan;
+    const char* repair;
+  };
+  const std::string stepped =
+      " :Sectors that could not be read, for reasons other than the medium: ";
+  const std::string unconfirmed =
+      " :Bad sectors that were not rewritten, as the device did not confirm them: ";
+  const Row rows[] = {
+      {"refused", R"({"action": "transport", "error": 5, "times": 0)", "6 0 0 0 0", "6 0 0 0 0"},
+      {"aborted", R"({"action": "device_error", "codes": [11, 0, 0], "times": 0)", "6 0 0 0 0",
+       "6 0 0 0 0"},
+      {"reserved", R"({"action": "device_error", "codes": [6, 41, 0], "times": 0)", "6 0 0 0 0",
+       "6 0 0 0 0"},
+      {"medium", R"({"action": "device_error", "codes": [3, 17, 0], "times": 0)",
+       "9 2600 2600 0 2600", "10 2600 2600 0 2600"},
+      {"cable", R"({"action": "device_error", "codes": [11, 71, 3], "times": 0)",
+       "9 2600 2600 0 2600", "10 2600 2600 0 2600"},
+  };
+  for (const Row& row : rows) {
+    const auto faults = [&](const char* command) {
+      return std::string(row.faults) + ", \"command\": " + command + "}";
+    };
+    FaultyDrive drive(faults("8") + "," + faults("40") + "," + faults("136") + "," + faults("168"));
+    const bool silent = std::string(row.scan).substr(0, 1) == "6";
+    EXPECT_EQ(drive.run("scan"), row.scan + (silent ? stepped + "2600." : "")) << row.what;
+    const auto before = drive.pc.pc().drive("d")->medium->healedSectors();
+    EXPECT_EQ(drive.run("repair").substr(0, std::string(row.repair).size()), row.repair)
+        << row.what;
+    EXPECT_EQ(drive.pc.pc().drive("d")->medium->healedSectors(), before) << row.what;
   }
 }
 
@@ -248,11 +348,12 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
   tool.setDevices({pc.device("A"), pc.device("B")});
   tool.setParameter("Operation", {"repair"});
   const std::size_t handles = virtual_pc::openHandles();
+  bool stays = false;
   const auto repairWith = [&](const std::function<void()>& happens) {
     bool happened = false;
     host.received.clear();
     host.onEvent = [&](Tool& running, const std::string& event) {
-      if (event == "OnDeviceFinish") {
+      if (event == "OnDeviceFinish" && !stays) {
         host.abort.setAborted(false);
         host.systemEvents = 0;
       }
@@ -279,6 +380,16 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
   };
   EXPECT_EQ(repairWith([&] { host.abort.setAborted(true); }),
             (Lines{"OnDeviceFinish 0|8", "OnDeviceFinish 1|0"}));
+  stays = true;
+  std::uint64_t calls = 0;
+  EXPECT_EQ(repairWith([&] {
+              host.abort.setAborted(true);
+              calls = pc.pc().faults().calls();
+            }),
+            (Lines{"OnDeviceFinish 0|8", "OnDeviceFinish 1|8"}));
+  EXPECT_LT(pc.pc().faults().calls() - calls, 20u) << "the second device was touched";
+  stays = false;
+  host.abort.setAborted(false);
   EXPECT_EQ(repairWith([&] { host.systemEvents = 0x40; }),
             (Lines{"OnDeviceFinish 0|13", "OnDeviceFinish 1|0"}));
   EXPECT_EQ(repairWith([&] { pc.pc().drive("a")->vanish(); }),
@@ -306,14 +417,94 @@ TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
   }
 }
 
+TEST(RepairTest, ABrokenTransferIsReportedAndNeverWrittenOver) {
+  FaultyDrive cable("", R"({"lba": 700, "kind": "interface", "on_write": "heals"}, {"lba": 900})");
+  const auto content = [&] {
+    std::vector<std::uint8_t> bytes(512);
+    cable.pc.pc().drive("d")->medium->peek(700, bytes.data());
+    return bytes;
+  };
+  const auto before = content();
+  EXPECT_EQ(cable.run("scan"), "9 2600 2 0 2");
+  EXPECT_EQ(cable.run("repair"),
+            "10 2600 2 1 1 :Bad sectors that were not rewritten, as the device did not confirm "
+            "them: 1.");
+  EXPECT_EQ(*cable.tool.getParameter("BadSectorsList"), (Lines{"700", "900"}));
+  EXPECT_EQ(*cable.tool.getParameter("RepairedSectorsList"), Lines{"900"});
+  EXPECT_EQ(content(), before);
+
+  FaultyDrive rejected("", R"({"lba": 700, "kind": "rejected"})");
+  EXPECT_EQ(rejected.run("scan"), "2 511 0 0 0");  // blocks before it
+}
+
 TEST(RepairTest, SectorsThatStayBadAreReported) {
-  Bench bench(
-      R"({"lba": 100}, {"lba": 200, "on_write": "fails"}, {"lba": 300, "on_write": "stays"})",
-      20011, false);
-  const Lines steps = bench.run("repair");
-  EXPECT_EQ(steps[3], "OnDeviceFinish 0|10 :Unable to unmount all partitions of the device|D:\\");
+  const std::string bad =
+      R"({"lba": 100}, {"lba": 200, "on_write": "fails"}, {"lba": 300, "on_write": "stays"})";
+  Bench bench(bad);
+  EXPECT_EQ(bench.run("repair")[3], "OnDeviceFinish 0|10");
   EXPECT_EQ(bench.info(), (Lines{"20011", "3", "1", "2"}));
-  EXPECT_TRUE(bench.tool.getParameter("Message")->empty());
+  EXPECT_EQ(*bench.tool.getParameter("RepairedSectorsList"), Lines{"100"});
+
+  // A disk whose volume stays mounted is left alone, and so are the numbers of the run before.
+  Bench inUse(bad, 20011, false);
+  inUse.run("scan");
+  EXPECT_EQ(inUse.run("repair")[3],
+            "OnDeviceFinish 0|6 :Unable to unmount all partitions of the device|D:\\");
+  EXPECT_EQ(inUse.info(), (Lines{"0", "0", "0", "0"}));
+  EXPECT_TRUE(inUse.found().empty());
+  EXPECT_EQ(inUse.medium().healedSectors(), 0u);
+  EXPECT_TRUE(inUse.tool.getParameter("Message")->empty());
+}
+
+TEST(RepairTest, AVolumeThatWasMountedSinceTheScanGoesOffLineToo) {
+  Bench bench(R"({"lba": 100})");
+  bench.device->partitionTable()->partitions.clear();
+  bool offline = false;
+  bench.host.onEvent = [&](Tool&, const std::string& event) {
+    if (event == "OnProgress") {
+      offline = !bench.pc.pc().volume('D')->mounted();
+    }
+  };
+  bench.run("repair");
+  EXPECT_TRUE(offline);
+  EXPECT_TRUE(bench.pc.pc().volume('D')->mounted());
+}
+
+TEST(ScanTest, AHandlerMayChangeAllThatItSees) {
+  Bench bench("");
+  bench.host.onEvent = [&](Tool& running, const std::string& event) {
+    running.setDevices({});
+    if (event == "OnDeviceInit") {
+      running.run();  // refused: one run at a time
+      running.setParameter("Operation", {"repair"});
+      bench.host.handlers.erase("OnProgress");
+    }
+  };
+  EXPECT_EQ(bench.run("scan"), (Lines{"OnRecoverInit", "OnOperationInit SCAN_TOOL",
+                                      "OnDeviceInit 0", "OnDeviceFinish 0|0", "OnRecoverFinish"}));
+}
+
+/// A scan that meets more bad sectors than anybody could look at.
+class DeadDiskScan final : public ScanTool {
+ public:
+  using ScanTool::ScanTool;
+  ToolStatus handleBadSector(std::uint64_t sector) override {
+    for (std::uint64_t i = 0; i < 100500; ++i) {
+      recordBadSector(sector + i);
+    }
+    return ToolStatus::Recorded;
+  }
+};
+
+TEST(ScanTest, ADeadDiskIsCountedToItsEndAndListedInPart) {
+  Bench bench(R"({"lba": 100})");
+  DeadDiskScan scan(&bench.tool);
+  scan.setComponent(bench.device);
+  EXPECT_EQ(scan.execute({}, 0), ToolStatus::Repaired);
+  EXPECT_EQ(scan.notices(), Lines{"Bad sectors that are counted but not listed: 500."});
+  EXPECT_EQ(scan.getSectorStatistics()->at(1), 100500u);
+  EXPECT_EQ(scan.getBadSectorList()->size(), 100000u);
+  EXPECT_LT(scan.getMessage().size(), 4u << 20);
 }
 
 TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
@@ -324,7 +515,8 @@ TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
   ASSERT_EQ(bench.status(), "10");
   const std::uint64_t calls = faults.calls();
   const std::size_t handles = virtual_pc::openHandles();
-  const std::set<std::string> documented = {"0", "2", "6", "8", "9", "10", "14"};
+  // Never 0: the sector stays bad.
+  const std::set<std::string> documented = {"2", "6", "8", "9", "10", "14"};
   const auto check = [&](const std::string& what) {
     EXPECT_EQ(bench.host.received.back(), "OnRecoverFinish") << what;
     EXPECT_EQ(documented.count(bench.status()), 1u) << what << " gives " << bench.status();

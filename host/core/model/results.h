@@ -61,6 +61,7 @@ struct ToolRun {
   std::uint64_t badSectorsFound = 0;
   std::uint64_t badSectorsRepaired = 0;
   std::vector<std::uint64_t> badSectors;
+  std::vector<std::uint64_t> repairedSectors;  ///< those of them that were rewritten and read back
   // Check of file systems.
   std::vector<PartitionResult> partitions;
   // SMART attributes.

@@ -306,14 +306,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
       smartFinished(values);
       return;
     }
-    // A sentence, then the names that it is about.
-    const Values notes = stored("Message");
-    for (std::size_t i = 0; i < notes.size(); ++i) {
-      run_.note += (i == 0   ? ""
-                    : i == 1 ? ": "
-                             : ", ") +
-                   services_.redactor.text(services_.texts.message(notes[i]));
-    }
+    run_.note = noteOf(stored("Message"));
     if (isFilesystem() || values.size() < 2) {
       return;
     }
@@ -328,10 +321,30 @@ class ToolRunner final : public storage::ToolEventReceiver {
     for (std::size_t i = 0; i < list.size(); ++i) {
       run_.badSectors.push_back(numberAt<std::uint64_t>(list, i, 0));
     }
+    const Values repaired = stored("RepairedSectorsList");
+    for (std::size_t i = 0; i < repaired.size(); ++i) {
+      run_.repairedSectors.push_back(numberAt<std::uint64_t>(repaired, i, 0));
+    }
     // Bad sectors count, also when the scan did not come to its end.
     if (run_.badSectorsFound > 0) {
       run_.outcome = worse(run_.outcome, ExitCode::Failed);
     }
+  }
+
+  // A text and the names that it is about, then sentences, which end in a full stop.
+  std::string noteOf(const Values& messages) const {
+    std::string note;
+    std::size_t names = 0;
+    for (const std::string& message : messages) {
+      if (note.empty()) {
+        note = services_.texts.message(message);
+      } else if (message.ends_with('.')) {
+        note += (note.ends_with('.') ? " " : ". ") + services_.texts.message(message);
+      } else {
+        note += (names++ == 0 ? ": " : ", ") + message;
+      }
+    }
+    return services_.redactor.text(note);
   }
 
   void smartFinished(const Values& values) {

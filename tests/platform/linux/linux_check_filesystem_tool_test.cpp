@@ -1,6 +1,7 @@
 // The checker as a child process: scripted checkers, their output, exit codes and hangs.
 #include "platform/linux/checker/linux_check_filesystem_tool.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <fstream>
 
 #include "platform/linux/checker/linux_checker_process.h"
+#include "platform/linux/io/fd_handle.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -139,6 +141,20 @@ TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
   EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished);
   EXPECT_EQ(tool.getMessage(), "one\ntwo\n");
   EXPECT_EQ(progress_, std::vector<int>{10});
+}
+
+TEST_F(LinuxCheckFilesystemToolTest, TheProgramGetsNothingOfTheHost) {
+  if (!makeVolume()) {
+    GTEST_SKIP() << "no mkfs.ext4 on this machine";
+  }
+  const FdOwner kept(::open("/etc/passwd", O_RDONLY));  // without O_CLOEXEC, as some host may
+  const FdOwner far(::fcntl(kept.get(), F_DUPFD, 100));
+  ::setenv("OSTRIA_SECRET", "1", 1);
+  LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
+  fakeChecker("ls -l /proc/$$/fd | grep -c passwd; env | cut -d= -f1 | sort | tr '\\n' ' '");
+  EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished);
+  ::unsetenv("OSTRIA_SECRET");
+  EXPECT_EQ(tool.getMessage(), "0\nLC_ALL PATH PWD ");
 }
 
 TEST_F(LinuxCheckFilesystemToolTest, CheckGoesOnWhenTheHostFails) {

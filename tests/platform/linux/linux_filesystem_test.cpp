@@ -7,13 +7,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <memory>
 #include <thread>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/io/left_behind.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -186,6 +192,67 @@ TEST(LinuxFilesystem, DirectoriesAreMadeListedAndRemovedWhole) {
   EXPECT_EQ(filesystem.removeTree(folder / "new"), 0);
   EXPECT_TRUE(fs::exists(folder / "a/one.txt"));
   EXPECT_FALSE(fs::exists(folder / "new"));
+}
+
+/// Transfers that end with the given errors, in order, and then well.
+class FailingFilesystem final : public LinuxFilesystem {
+ public:
+  std::deque<int> errors;
+
+  std::uint32_t read() {
+    std::uint64_t done = 0;
+    char buffer[512];
+    return static_cast<std::uint32_t>(readAt(handleOfDescriptor(0), 0, 512, &done, 1, buffer));
+  }
+
+ protected:
+  TransferOutcome move(const TransferRequest& request, std::uint32_t) override {
+    TransferOutcome outcome;
+    outcome.kind = TransferOutcome::Kind::Finished;
+    if (errors.empty()) {
+      outcome.bytes = request.length;
+    } else {
+      outcome.error = errors.front();
+      errors.pop_front();
+    }
+    return outcome;
+  }
+};
+
+TEST(LinuxFilesystem, OnlyTheMediumIsBlamedForTheMedium) {
+  FailingFilesystem filesystem;
+  const auto after = [&](std::deque<int> errors) {
+    filesystem.errors = std::move(errors);
+    return filesystem.read();
+  };
+  EXPECT_EQ(after({ENODATA}), 75u);
+  EXPECT_EQ(after({EIO, EIO}), 75u);
+  EXPECT_EQ(after({EIO}), 0u);
+  EXPECT_EQ(after({EIO, ETIMEDOUT}), 34u);
+  for (const int error : {ETIMEDOUT, ENOLINK, EREMOTEIO, EBADE, EILSEQ, EAGAIN, EINTR, ECANCELED,
+                          ECONNRESET, EBUSY}) {
+    EXPECT_EQ(after({error}), 34u) << error;
+  }
+  for (const int error : {ENXIO, ENODEV, EINVAL, EPERM}) {
+    EXPECT_EQ(after({error}), 1u) << error;
+  }
+}
+
+TEST(LinuxFilesystem, WorkThatDoesNotEndIsLeftBehind) {
+  const auto release = std::make_shared<std::promise<void>>();
+  const auto left = std::make_shared<std::atomic<bool>>(false);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(runWithin(std::chrono::milliseconds(50), [release, left] {
+    release->get_future().wait();
+    *left = true;
+  }));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  release->set_value();
+  for (int i = 0; i < 500 && !*left; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(*left);
+  EXPECT_TRUE(runWithin(std::chrono::seconds(30), [] { throw std::runtime_error("probe"); }));
 }
 
 TEST(LinuxFilesystem, PathsThatCannotBeUsed) {

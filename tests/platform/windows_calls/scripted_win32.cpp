@@ -116,7 +116,8 @@ BOOL WINAPI GetOverlappedResult(HANDLE, LPOVERLAPPED overlapped, LPDWORD done, B
     return fail(ERROR_IO_INCOMPLETE);
   }
   *done = static_cast<DWORD>(overlapped->InternalHigh);
-  return TRUE;
+  const DWORD error = scriptedWin32().transferError;
+  return error == 0 ? TRUE : fail(error);
 }
 
 BOOL WINAPI CancelIo(HANDLE) {

@@ -23,6 +23,7 @@ struct ScriptedWin32 {
   Transfer transfer = Transfer::AtOnce;
   DWORD movedBytes = 0;        ///< by a read or write; a read moves the byte AAh
   DWORD lastMilliseconds = 0;  ///< of the last wait
+  DWORD transferError = 0;     ///< with which a read or write ends that was issued
   std::uint64_t lastOffset = 0;
   std::vector<std::uint8_t> written;
   int cancelled = 0;

@@ -56,6 +56,26 @@ TEST_F(TimedIoTest, WholeShortAndRefusedTransfers) {
   EXPECT_EQ(kernel.openHandles, 0);
 }
 
+TEST_F(TimedIoTest, AsynchronousErrorsAreToldApart) {
+  kernel.transfer = Transfer::Pending;
+  const std::pair<DWORD, ProtocolResult> rows[] = {
+      {ERROR_CRC, ProtocolResult::MediumError},
+      {ERROR_SECTOR_NOT_FOUND, ProtocolResult::MediumError},
+      {ERROR_DISK_FULL, ProtocolResult::VolumeFull},
+      {ERROR_IO_DEVICE, ProtocolResult::TransportFailure},
+      {ERROR_NOT_READY, ProtocolResult::TransportFailure},
+      {ERROR_DEVICE_NOT_CONNECTED, ProtocolResult::TransportFailure},
+      {ERROR_SEM_TIMEOUT, ProtocolResult::TransportFailure},
+  };
+  for (const auto& [error, result] : rows) {
+    kernel.transferError = error;
+    EXPECT_EQ(read(), result) << error;
+    EXPECT_EQ(done, 0u);
+    EXPECT_EQ(write(), result) << error;
+  }
+  EXPECT_EQ(buffer[0], 0x11);
+}
+
 TEST_F(TimedIoTest, LateRequestTouchesOnlyItsOwnMemory) {
   kernel.transfer = Transfer::Hang;
   kernel.movedBytes = 512;

@@ -1,12 +1,18 @@
 // Each file system has its own checker; "fsck" alone would do nothing for some of them.
 #include "platform/linux/checker/linux_check_filesystem_tool.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <system_error>
 
+#include "inventory/storage_scanner.h"
 #include "platform/linux/checker/linux_checker_process.h"
+#include "platform/linux/io/fd_handle.h"
+#include "platform/linux/volumes/linux_disk_use.h"
 #include "tools/tool_events.h"
 
 namespace ostria::storage {
@@ -14,6 +20,9 @@ namespace {
 
 /// A checker that complains about every block of a ruined disk fills no more than this.
 constexpr std::size_t kMaxMessageBytes = 1 << 20;
+
+constexpr const char* kInUseText = "The volume is in use.\n";
+constexpr const char* kLostText = "The volume could not be mounted again.\n";
 
 /// Percent of the whole from a line "pass done total device"; -1 for any other line.
 int progressPercent(const std::string& line) {
@@ -52,16 +61,33 @@ ToolStatus LinuxCheckFilesystemTool::execute(const RecoverDeviceItem& item,
     message_ = "There is no such volume.\n";
     return ToolStatus::CouldNotRun;
   }
-  LinuxVolumeOffline offline(*volume);
-  if (!offline.take()) {
-    message_ = "The volume is in use.\n";
+  // While it is open, no other device can get the number of this one.
+  const FdOwner pinned(::open(volume->device.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!isOfDevice(*volume)) {
+    message_ = "The volume is not on this device any more.\n";
     return ToolStatus::CouldNotRun;
   }
-  const ToolStatus status = check(*volume);
-  if (!offline.giveBack()) {
-    message_ += "The volume could not be mounted again.\n";
+  LinuxVolumeOffline offline(*volume);
+  if (const int error = offline.take(); error != 0) {
+    message_ = error == StorageScanner::kNotMountedAgain ? kLostText : kInUseText;
+    return ToolStatus::CouldNotRun;
+  }
+  ToolStatus status = check(*volume);
+  if (const int error = offline.giveBack(); error != 0) {
+    message_ += kLostText + ("Reason: " + std::generic_category().message(error) + ".\n");
+    // Whatever was found, the system is not as it was.
+    if (status == ToolStatus::Finished) {
+      status = ToolStatus::Stopped;
+    }
   }
   return status;
+}
+
+/// What is mounted there by now may be another stick than the one that the user was asked about.
+bool LinuxCheckFilesystemTool::isOfDevice(const LinuxVolume& volume) const {
+  StorageProtocol* const protocol = component_ != nullptr ? component_->storageProtocol() : nullptr;
+  return protocol == nullptr || !protocol->GetDeviceHandle() ||
+         diskHolds(protocol->GetDeviceHandle(), volume.device);
 }
 
 ToolStatus LinuxCheckFilesystemTool::check(const LinuxVolume& volume) {
@@ -71,12 +97,22 @@ ToolStatus LinuxCheckFilesystemTool::check(const LinuxVolume& volume) {
     message_ = "There is no checker for this file system.\n";
     return ToolStatus::CouldNotRun;
   }
+  // Fails for a device that is mounted in another namespace, or held by a driver above it.
+  FdOwner claim(::open(volume.device.c_str(), O_RDONLY | O_EXCL | O_NONBLOCK | O_CLOEXEC));
+  if (!claim.valid() && errno == EBUSY) {
+    message_ = kInUseText;
+    return ToolStatus::CouldNotRun;
+  }
+  if (checker->claims) {
+    claim.reset();
+  }
   std::vector<std::string> arguments = {program};
   arguments.insert(arguments.end(), checker->arguments.begin(), checker->arguments.end());
   arguments.push_back(volume.device);
 
   progressLine_.clear();
   lastPercent_ = -1;
+  message_ = checker->note;
   const int code = LinuxCheckerProcess::run(
       arguments, [this](const std::string& bytes) { takeText(bytes); },
       [this](const std::string& bytes) { takeProgress(bytes); });

@@ -29,6 +29,7 @@ class LinuxCheckFilesystemTool : public CheckFilesystemOperation {
   bool scheduleCheck(std::string volumePath) override;
 
  private:
+  bool isOfDevice(const LinuxVolume& volume) const;
   ToolStatus check(const LinuxVolume& volume);
   std::string findProgram(const std::string& name) const;
   void takeText(const std::string& bytes);

@@ -51,11 +51,8 @@ struct Pipe {
       dup2(safeProgress, LinuxCheckerProcess::kProgressDescriptor) < 0) {
     _exit(kExecFailed);
   }
-  close(safeText);
-  close(safeProgress);
-  if (nothing > LinuxCheckerProcess::kProgressDescriptor) {
-    close(nothing);
-  }
+  // What the host has open without O_CLOEXEC is none of the program's.
+  close_range(LinuxCheckerProcess::kProgressDescriptor + 1, ~0u, 0);
   execve(arguments[0], const_cast<char* const*>(arguments), const_cast<char* const*>(environment));
   _exit(kExecFailed);
 }

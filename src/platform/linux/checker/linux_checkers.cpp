@@ -24,12 +24,20 @@ const std::vector<LinuxChecker>& checkers() {
        {1, 2, 3},
        "tune2fs",
        {"-E", "force_fsck", "-C", "16000"}},
-      {{"vfat"}, "fsck.fat", {"-a"}, false, {1}, "", {}},
+      {{"vfat"}, "fsck.fat", {"-a"}, false, {1}, "", {}, false},
       {{"exfat"}, "fsck.exfat", {"-p"}, false, {1}, "", {}},
       {{"f2fs"}, "fsck.f2fs", {"-a"}, false, {1}, "", {}},
       {{"xfs"}, "xfs_repair", {"-e"}, false, {4}, "", {}},
       // What the program would mend it mends without asking whether Windows sleeps on the volume.
-      {{"ntfs"}, "ntfsfix", {"-n"}, false, {}, "", {}},
+      {{"ntfs"},
+       "ntfsfix",
+       {"-n"},
+       false,
+       {},
+       "",
+       {},
+       true,
+       "Only the boot sectors, the start of the file table and the journal were looked at.\n"},
       {{"btrfs"}, "btrfs", {"check", "--readonly"}, false, {}, "", {}},
   };
   return kRows;

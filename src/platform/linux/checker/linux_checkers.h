@@ -18,6 +18,9 @@ struct LinuxChecker {
   /// Asks for a check at the next start; empty for a file system that cannot be asked.
   const char* scheduler;
   std::vector<const char*> schedulerArguments;
+  /// The program claims the device by itself; the others write to one that is mounted elsewhere.
+  bool claims = true;
+  const char* note = "";  ///< what a person should know of the check's reach
 };
 
 /// Null for a file system without a checker that can be trusted to repair it unattended.

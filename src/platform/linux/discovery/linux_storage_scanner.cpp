@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 
 #include "inventory/format_texts.h"
 #include "inventory/partitions/partition_layout.h"
@@ -194,7 +195,7 @@ int LinuxStorageScanner::dismountVolume(const std::string& name, DeviceHandle* h
     // Another place of a volume that is off line already goes with it.
     for (const auto& [held, mounts] : offline_) {
       if (std::none_of(mounts.begin(), mounts.end(),
-                       [&](const MountEntry& mount) { return mount.target == target; })) {
+                       [&](const TakenMount& taken) { return taken.mount.target == target; })) {
         continue;
       }
       const int copy = ::fcntl(descriptorOf(DeviceHandle(held)), F_DUPFD_CLOEXEC, 0);
@@ -210,7 +211,7 @@ int LinuxStorageScanner::dismountVolume(const std::string& name, DeviceHandle* h
   }
 
   DeviceHandle volume;
-  error = deviceScanner_->open(taken.front().source, &volume);
+  error = deviceScanner_->open(taken.front().mount.source, &volume);
   if (error == 0) {
     error = deviceScanner_->lock(volume);
     if (error != 0) {
@@ -218,8 +219,7 @@ int LinuxStorageScanner::dismountVolume(const std::string& name, DeviceHandle* h
     }
   }
   if (error != 0) {
-    mountAgain(taken);
-    return error;
+    return mountAgain(taken) == 0 ? error : kNotMountedAgain;
   }
   offline_[volume.value()] = std::move(taken);
   *handle = volume;
@@ -239,6 +239,10 @@ int LinuxStorageScanner::releaseVolume(std::string& name, std::vector<std::strin
   const int mounting = mountAgain(volume->second);
   offline_.erase(volume);
   return error != 0 ? error : mounting;
+}
+
+std::string LinuxStorageScanner::reasonOf(int error) {
+  return std::generic_category().message(error);
 }
 
 }  // namespace ostria::storage

@@ -27,6 +27,7 @@ class LinuxStorageScanner final : public StorageScanner {
   int dismountVolume(const std::string& name, DeviceHandle* handle) override;
   int releaseVolume(std::string& name, std::vector<std::string>& list, DeviceHandle handle,
                     std::string& text) override;
+  std::string reasonOf(int error) override;
   int getMiniportPath(std::uint32_t number, std::string* path) override;
   int getPciLocation(std::uint32_t number, std::array<std::uint8_t, 3>* location) override;
 

@@ -10,8 +10,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/open_unbuffered.h"
@@ -23,6 +25,7 @@ namespace fs = std::filesystem;
 
 constexpr int kScratchFlags = O_RDWR | O_DSYNC;
 constexpr mode_t kScratchMode = 0600;
+constexpr std::chrono::seconds kPauseBeforeSecondRead{1};
 
 std::string directoryOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -75,6 +78,11 @@ bool isBlockDevice(int descriptor) {
   struct stat status = {};
   return ::fstat(descriptor, &status) == 0 && S_ISBLK(status.st_mode);
 }
+
+/// The kernel keeps ENODATA for a medium error and has names for most faults of the way to the
+/// device (ETIMEDOUT, ENOLINK, EREMOTEIO, EBADE, EILSEQ). EIO is what is left of older drivers and
+/// of the file systems, so it counts against the medium once it has come twice.
+bool isMediumError(int error) { return error == ENODATA || error == EIO; }
 
 bool volumeIsFull(int error, int descriptor) {
   return (error == ENOSPC || error == EDQUOT) && !isBlockDevice(descriptor);
@@ -221,7 +229,12 @@ int LinuxFilesystem::setFileSize(DeviceHandle handle, std::uint64_t size) {
 
 ProtocolResult LinuxFilesystem::transfer(const TransferRequest& request, std::uint64_t* done,
                                          std::uint32_t timeoutSeconds) {
-  const TransferOutcome outcome = transfers_.run(request, timeoutSeconds);
+  TransferOutcome outcome = move(request, timeoutSeconds);
+  if (outcome.error == EIO && request.readInto != nullptr) {
+    // A link that was just reset fails what was on it.
+    std::this_thread::sleep_for(kPauseBeforeSecondRead);
+    outcome = move(request, timeoutSeconds);
+  }
   switch (outcome.kind) {
     case TransferOutcome::Kind::NotIssued:
       return ProtocolResult::Failure;
@@ -247,12 +260,15 @@ ProtocolResult LinuxFilesystem::transfer(const TransferRequest& request, std::ui
     rest.offset += outcome.bytes;
     rest.length -= outcome.bytes;
     rest.writeFrom = static_cast<const char*>(request.writeFrom) + outcome.bytes;
-    if (volumeIsFull(transfers_.run(rest, timeoutSeconds).error, request.descriptor)) {
+    if (volumeIsFull(move(rest, timeoutSeconds).error, request.descriptor)) {
       return ProtocolResult::VolumeFull;
     }
   }
-  return outcome.error == 0 && outcome.bytes == request.length ? ProtocolResult::Success
-                                                               : ProtocolResult::MediumError;
+  if (outcome.error != 0) {
+    return isMediumError(outcome.error) ? ProtocolResult::MediumError
+                                        : ProtocolResult::TransportFailure;
+  }
+  return outcome.bytes == request.length ? ProtocolResult::Success : ProtocolResult::MediumError;
 }
 
 ProtocolResult LinuxFilesystem::writeAt(DeviceHandle handle, std::uint64_t offset,

@@ -9,7 +9,7 @@ namespace ostria::storage {
 
 /// Files and raw devices. The separator of paths is "/"; a pattern's wildcards stand in its last
 /// component.
-class LinuxFilesystem final : public Filesystem {
+class LinuxFilesystem : public Filesystem {
  public:
   explicit LinuxFilesystem(TimedTransfer::Engine engine = TimedTransfer::Engine::Ring)
       : transfers_(engine) {}
@@ -32,6 +32,12 @@ class LinuxFilesystem final : public Filesystem {
                         std::uint64_t* done, std::uint32_t timeoutSeconds, void* buffer) override;
 
   std::size_t outstandingTransfers() { return transfers_.outstanding(); }
+
+ protected:
+  /// The transfer itself; what its outcome means is decided above it.
+  virtual TransferOutcome move(const TransferRequest& request, std::uint32_t timeoutSeconds) {
+    return transfers_.run(request, timeoutSeconds);
+  }
 
  private:
   ProtocolResult transfer(const TransferRequest& request, std::uint64_t* done,

@@ -2,7 +2,6 @@
 // thread that is left behind.
 #include "platform/linux/io/timed_transfer.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <liburing.h>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 #include <thread>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/io/left_behind.h"
 
 namespace ostria::storage {
 namespace {
@@ -30,6 +30,8 @@ constexpr std::size_t kLongestTransfer = 0x7FFFF000;
 // Each request that hangs pins its buffer. A drive that collects this many will not recover by
 // more.
 constexpr std::size_t kMostOutstanding = 64;
+// Bytes of a buffer that waits for the next transfer.
+constexpr std::size_t kMostKept = 64u << 20;
 
 ssize_t transferNow(int descriptor, bool read, void* buffer, std::size_t length,
                     std::uint64_t offset) {
@@ -43,19 +45,6 @@ ssize_t transferNow(int descriptor, bool read, void* buffer, std::size_t length,
     }
   } while (moved < 0 && errno == EINTR);
   return moved;
-}
-
-// A thread that still hangs when the host unloads the module must find its code loaded.
-void keepModuleLoaded() {
-  static const bool kKept = [] {
-    Dl_info info = {};
-    if (::dladdr(reinterpret_cast<const void*>(&keepModuleLoaded), &info) == 0 ||
-        info.dli_fname == nullptr) {
-      return false;
-    }
-    return ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE) != nullptr;
-  }();
-  static_cast<void>(kKept);
 }
 
 }  // namespace
@@ -73,6 +62,12 @@ class TimedTransfer::Buffer {
     return memory_ != nullptr;
   }
   void* data() const { return memory_.get(); }
+  void trim(std::size_t most) {
+    if (capacity_ > most) {
+      memory_.reset();
+      capacity_ = 0;
+    }
+  }
 
  private:
   struct Free {
@@ -270,7 +265,13 @@ TransferOutcome TimedTransfer::runOnRing(std::unique_ptr<Ring> ring, const Trans
     ring->cancel();
     // What was only queued ends with the cancellation at once; its data still do not count.
     const std::lock_guard lock(mutex_);
-    abandoned_.push_back(std::move(ring));
+    Ring* const left =
+        ring.release();  // without room in the list it leaks: the kernel still writes
+    try {
+      abandoned_.emplace_back(left);
+    } catch (const std::bad_alloc&) {
+      ++hangingThreads_->running;
+    }
     outcome.kind = TransferOutcome::Kind::TimedOut;
     return outcome;
   }
@@ -283,6 +284,8 @@ TransferOutcome TimedTransfer::runOnRing(std::unique_ptr<Ring> ring, const Trans
       std::memcpy(request.readInto, ring->buffer().data(), outcome.bytes);
     }
   }
+  // A scan reads in blocks of up to 255 MiB; kept, such a buffer would stay with the process.
+  ring->buffer().trim(kMostKept);
   const std::lock_guard lock(mutex_);
   idle_.push_back(std::move(ring));
   return outcome;

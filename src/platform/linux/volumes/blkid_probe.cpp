@@ -3,11 +3,17 @@
 #include "platform/linux/volumes/blkid_probe.h"
 
 #include <blkid/blkid.h>
+#include <fcntl.h>
 
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <chrono>
+#include <functional>
 #include <memory>
+
+#include "platform/linux/io/fd_handle.h"
+#include "platform/linux/io/left_behind.h"
 
 namespace ostria::storage {
 namespace {
@@ -61,7 +67,21 @@ std::uint32_t volumeSerial(const std::string& uuid) {
   return serial;
 }
 
-std::optional<DiskLayout> probeLayout(int descriptor) {
+namespace {
+
+/// libblkid reads without a limit. A drive that is only asleep answers well before this.
+constexpr std::chrono::seconds kProbeLimit{30};
+
+/// Runs a probe that may be left behind in the middle of a read.
+template <typename Result>
+std::optional<Result> probeWithin(std::function<std::optional<Result>()> probe) {
+  const auto result = std::make_shared<std::optional<Result>>();
+  const bool ended =
+      runWithin(kProbeLimit, [result, probe = std::move(probe)] { *result = probe(); });
+  return ended ? std::move(*result) : std::nullopt;
+}
+
+std::optional<DiskLayout> layoutOf(int descriptor) {
   const Probe probe(blkid_new_probe(), &blkid_free_probe);
   if (probe == nullptr || blkid_probe_set_device(probe.get(), descriptor, 0, 0) != 0) {
     return std::nullopt;
@@ -113,7 +133,7 @@ std::optional<DiskLayout> probeLayout(int descriptor) {
   return layout;
 }
 
-std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node) {
+std::optional<VolumeFacts::Identity> filesystemOn(const std::string& node) {
   const Probe probe(blkid_new_probe_from_filename(node.c_str()), &blkid_free_probe);
   if (probe == nullptr) {
     return std::nullopt;
@@ -132,6 +152,17 @@ std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node) {
   identity.label = valueOf(probe.get(), "LABEL");
   identity.serial = volumeSerial(valueOf(probe.get(), "UUID"));
   return identity;
+}
+
+}  // namespace
+
+std::optional<DiskLayout> probeLayout(int descriptor) {
+  const auto own = std::make_shared<FdOwner>(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+  return probeWithin<DiskLayout>([own] { return layoutOf(own->get()); });
+}
+
+std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node) {
+  return probeWithin<VolumeFacts::Identity>([node] { return filesystemOn(node); });
 }
 
 }  // namespace ostria::storage

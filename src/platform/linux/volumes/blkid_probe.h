@@ -9,10 +9,11 @@
 namespace ostria::storage {
 
 /// The partition table of an open disk or image. A disk without one has style `Raw` and no entries.
-/// @return nothing when the disk cannot be read
+/// @return nothing when the disk cannot be read, or does not end a read within 30 seconds
 std::optional<DiskLayout> probeLayout(int descriptor);
 
-/// Label, type and serial number of the file system on a node; nothing when there is none. The
+/// Label, type and serial number of the file system on a node; nothing when there is none, or when
+/// its reads do not end. The
 /// serial number is the one that the file system's own system shows, else the start of its UUID.
 std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node);
 

@@ -69,14 +69,14 @@ std::optional<LinuxVolume> LinuxVolume::find(const std::string& path) {
   return volume;
 }
 
-bool LinuxVolumeOffline::take() {
-  return volume_.mountPoint.empty() || unmountFilesystem(volume_.mountPoint, taken_) == 0;
+int LinuxVolumeOffline::take() {
+  return volume_.mountPoint.empty() ? 0 : unmountFilesystem(volume_.mountPoint, taken_);
 }
 
-bool LinuxVolumeOffline::giveBack() {
+int LinuxVolumeOffline::giveBack() {
   const int error = mountAgain(taken_);
   taken_.clear();
-  return error == 0;
+  return error;
 }
 
 }  // namespace ostria::storage

@@ -26,10 +26,11 @@ class LinuxVolumeOffline {
   LinuxVolumeOffline(const LinuxVolumeOffline&) = delete;
   LinuxVolumeOffline& operator=(const LinuxVolumeOffline&) = delete;
 
-  /// @return false for a volume in use, and for that of the running system
-  bool take();
-  /// @return false when the volume could not be mounted again
-  bool giveBack();
+  /// @return 0; an errno for a volume in use, and for that of the running system;
+  ///         `StorageScanner::kNotMountedAgain`
+  [[nodiscard]] int take();
+  /// @return 0, or the errno that kept the volume from being mounted again
+  int giveBack();
 
  private:
   const LinuxVolume& volume_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,16 +25,29 @@ std::vector<MountEntry> readMounts(const std::string& path = "/proc/self/mountin
 /// ("fuseblk", "ntfs3"); the driver's name when the device has none.
 std::string fileSystemOf(const MountEntry& mount);
 
-/// A file system that was taken out of the tree, and how it was mounted.
-using TakenMounts = std::vector<MountEntry>;
+/// The options with which the driver in user space was started that serves this mount; the kernel
+/// does not show them. @param root  folder that stands for "/"
+std::optional<std::string> fuseOptions(const MountEntry& mount, const std::string& root = "");
+
+/// A mount that was taken out of the tree, and the directory beneath it.
+struct TakenMount {
+  MountEntry mount;
+  std::uint64_t directoryDevice = 0;
+  std::uint64_t directoryInode = 0;
+};
+using TakenMounts = std::vector<TakenMount>;
 
 /// Unmounts the file system that is mounted at `target`, at all its mount points, or nothing of it.
 /// The file system of the running system is refused.
 /// @param taken  replaced by what has to be mounted again, in order
-/// @return 0, or an errno: ENOENT when nothing is mounted there, EBUSY when it is in use
-int unmountFilesystem(const std::string& target, TakenMounts& taken);
+/// @return 0; an errno: ENOENT when nothing is mounted there, EBUSY when it is in use or could not
+///         be mounted again as it is; `StorageScanner::kNotMountedAgain`
+[[nodiscard]] int unmountFilesystem(const std::string& target, TakenMounts& taken);
 
-/// Mounts again. @return 0, or the errno of the first failure; the others are tried all the same
-int mountAgain(const TakenMounts& taken);
+/// Mounts again, with the same options and on the same directories: a path that leads through a
+/// link by now, or to another directory, is refused (ELOOP). What fails is tried again for some
+/// seconds.
+/// @return 0, or the errno of the first failure; the others are tried all the same
+[[nodiscard]] int mountAgain(const TakenMounts& taken);
 
 }  // namespace ostria::storage

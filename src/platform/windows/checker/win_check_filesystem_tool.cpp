@@ -76,7 +76,7 @@ ToolStatus WinCheckFilesystemTool::runChecker(const std::string& volume) {
   bool terminated = false;
   bool gotByte = true;
   for (;;) {
-    const bool active = process.exitCode() == STILL_ACTIVE;
+    const bool active = process.isActive();
     if (!active && !gotByte) {
       break;
     }

@@ -48,6 +48,10 @@ bool WinCheckerProcess::start(std::wstring commandLine) {
   return started != FALSE;
 }
 
+bool WinCheckerProcess::isActive() const {
+  return exitCode() == STILL_ACTIVE && WaitForSingleObject(process_.hProcess, 0) != WAIT_OBJECT_0;
+}
+
 DWORD WinCheckerProcess::exitCode() const {
   DWORD code = 0;
   // Without an answer the process counts as ended badly: nobody could wait for it any more.

@@ -16,7 +16,9 @@ class WinCheckerProcess {
 
   /// @param commandLine  program and arguments
   bool start(std::wstring commandLine);
-  /// The exit code, `STILL_ACTIVE` while the process runs.
+  /// Whether it runs. An exit code of 259 looks like a process that does.
+  bool isActive() const;
+  /// The exit code, once it has ended.
   DWORD exitCode() const;
   /// Waits for the next byte of the output. @return false when none came
   bool readByte(char& byte);

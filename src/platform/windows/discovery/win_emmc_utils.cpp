@@ -15,6 +15,7 @@
 
 #include "base/byte_order.h"
 #include "base/protocol_result.h"
+#include "platform/windows/discovery/win_storage_queries.h"
 #include "platform/windows/io/win_handle.h"
 #include "platform/windows/passthrough/win_device_control.h"
 #include "services/volume_access.h"
@@ -24,15 +25,10 @@ namespace ostria::storage {
 namespace {
 
 constexpr std::size_t kDescriptorBlockBytes = 1000;
-constexpr std::size_t kExtentListHeader = 8;
-constexpr std::size_t kExtentBytes = 24;
-constexpr std::uint32_t kMostExtents = 65536;
 
 static_assert(sizeof(DISK_GEOMETRY) == 24);
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
-static_assert(sizeof(VOLUME_DISK_EXTENTS) == kExtentListHeader + kExtentBytes);
-static_assert(sizeof(DISK_EXTENT) == kExtentBytes);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, VendorIdOffset) == 12);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, SerialNumberOffset) == 24);
 
@@ -98,38 +94,6 @@ std::string descriptorText(const std::array<std::uint8_t, kDescriptorBlockBytes>
 UniqueHandle openVolume(const std::string& path) {
   return UniqueHandle(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                                   nullptr, OPEN_EXISTING, 0, nullptr));
-}
-
-ControlAnswer readExtents(HANDLE volume, std::vector<std::uint8_t>& block) {
-  return deviceControl(toDeviceHandle(volume), IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0,
-                       block.data(), block.size());
-}
-
-bool liesOnDisk(HANDLE volume, std::uint32_t disk) {
-  std::vector<std::uint8_t> block(kExtentListHeader + kExtentBytes);
-  ControlAnswer answer = readExtents(volume, block);
-  if (answer.error == ERROR_MORE_DATA) {
-    const std::uint32_t count = loadLe32(block.data());
-    if (count > kMostExtents) {
-      return false;
-    }
-    block.assign(std::max<std::size_t>(count, 1) * kExtentBytes + kExtentListHeader, 0);
-    answer = readExtents(volume, block);
-  }
-  if (!answer) {
-    return false;
-  }
-  const std::uint32_t count = loadLe32(block.data());
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t at = kExtentListHeader + i * kExtentBytes;
-    if (at + kExtentBytes > answer.returned) {
-      break;
-    }
-    if (loadLe32(block.data() + at) == disk) {
-      return true;
-    }
-  }
-  return false;
 }
 
 }  // namespace
@@ -234,7 +198,7 @@ std::uint32_t WinEmmcUtils::ListVolumes(std::vector<EmmcVolume>* out) {
       continue;
     }
     const UniqueHandle handle = openVolume(volume.devicePath);
-    if (!handle || !liesOnDisk(handle.get(), number.DeviceNumber)) {
+    if (!handle || !liesOnDisk(toDeviceHandle(handle.get()), number.DeviceNumber)) {
       continue;
     }
     static_cast<void>(readFileSystemName(volume.rootPath, volume.fileSystem));

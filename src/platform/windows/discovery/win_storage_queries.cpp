@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "base/byte_order.h"
 #include "inventory/device_descriptor.h"
 #include "platform/windows/passthrough/win_device_control.h"
 
@@ -20,6 +21,11 @@ static_assert(SMART_GET_VERSION == 0x74080);
 static_assert(IOCTL_DISK_GET_DRIVE_LAYOUT_EX == 0x70050);
 static_assert(FSCTL_GET_NTFS_VOLUME_DATA == 0x90064);
 
+constexpr std::size_t kExtentListHeader = 8;
+constexpr std::size_t kExtentBytes = 24;
+constexpr std::uint32_t kMostExtents = 65536;
+static_assert(sizeof(VOLUME_DISK_EXTENTS) == kExtentListHeader + kExtentBytes);
+static_assert(sizeof(DISK_EXTENT) == kExtentBytes);
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 static_assert(sizeof(STORAGE_DESCRIPTOR_HEADER) == 8);
 static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
@@ -156,6 +162,37 @@ std::optional<std::uint32_t> queryNtfsClusterBytes(DeviceHandle volume) {
     return std::nullopt;
   }
   return data->BytesPerCluster;
+}
+
+bool liesOnDisk(DeviceHandle volume, std::uint32_t disk) {
+  std::vector<std::uint8_t> block(kExtentListHeader + kExtentBytes);
+  const auto ask = [&] {
+    return deviceControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0, block.data(),
+                         block.size());
+  };
+  ControlAnswer answer = ask();
+  if (answer.error == ERROR_MORE_DATA) {
+    const std::uint32_t count = loadLe32(block.data());
+    if (count > kMostExtents) {
+      return false;
+    }
+    block.assign(std::max<std::size_t>(count, 1) * kExtentBytes + kExtentListHeader, 0);
+    answer = ask();
+  }
+  if (!answer) {
+    return false;
+  }
+  const std::uint32_t count = loadLe32(block.data());
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t at = kExtentListHeader + i * kExtentBytes;
+    if (at + kExtentBytes > answer.returned) {
+      break;
+    }
+    if (loadLe32(block.data() + at) == disk) {
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace ostria::storage

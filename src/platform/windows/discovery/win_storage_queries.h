@@ -33,4 +33,7 @@ std::optional<DiskLayout> queryLayout(DeviceHandle handle);
 
 std::optional<std::uint32_t> queryNtfsClusterBytes(DeviceHandle volume);
 
+/// Whether an open volume lies on the disk with this number, wholly or in part.
+bool liesOnDisk(DeviceHandle volume, std::uint32_t disk);
+
 }  // namespace ostria::storage

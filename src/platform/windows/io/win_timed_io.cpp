@@ -52,9 +52,15 @@ std::unique_ptr<TimedRequest> makeRequest(std::uint64_t offset, std::uint64_t le
 /// Requests that were given up while the system still worked on them.
 class ParkedRequests {
  public:
+  /// Where memory for the list is short the request is leaked: freed, it would be written to.
   void add(std::unique_ptr<TimedRequest> request) {
     const std::lock_guard lock(mutex_);
-    requests_.push_back(std::move(request));
+    TimedRequest* const parked = request.release();
+    try {
+      requests_.emplace_back(parked);
+    } catch (const std::bad_alloc&) {
+      return;
+    }
   }
   void freeEnded() {
     const std::lock_guard lock(mutex_);
@@ -82,6 +88,20 @@ DWORD milliseconds(std::uint32_t seconds) {
   return static_cast<DWORD>(std::min<std::uint64_t>(std::uint64_t{seconds} * 1000, INFINITE - 1));
 }
 
+/// What the error of a request that ended says. Only these two are the disk driver's words for a
+/// sector that the medium does not give back.
+ProtocolResult resultOf(DWORD error) {
+  switch (error) {
+    case ERROR_CRC:
+    case ERROR_SECTOR_NOT_FOUND:
+      return ProtocolResult::MediumError;
+    case ERROR_DISK_FULL:
+      return ProtocolResult::VolumeFull;
+    default:
+      return ProtocolResult::TransportFailure;
+  }
+}
+
 /// Waits for an issued request. @param moved  set when the request ended in time
 ProtocolResult finish(HANDLE file, std::unique_ptr<TimedRequest>& request, std::uint64_t length,
                       std::uint64_t* moved, std::uint32_t timeoutSeconds,
@@ -93,14 +113,13 @@ ProtocolResult finish(HANDLE file, std::unique_ptr<TimedRequest>& request, std::
   }
   DWORD bytes = 0;
   if (!GetOverlappedResult(file, &request->overlapped, &bytes, FALSE)) {
-    bytes = 0;
-    if (GetLastError() == ERROR_DISK_FULL) {
-      return ProtocolResult::VolumeFull;
-    }
+    const DWORD error = GetLastError();
     if (!request->ended()) {
       giveUp(file, std::move(request));
       return ProtocolResult::MediumError;
     }
+    *moved = 0;
+    return resultOf(error);
   }
   *moved = std::min<std::uint64_t>(bytes, length);
   return *moved == length ? ProtocolResult::Success : ProtocolResult::MediumError;

@@ -66,6 +66,17 @@ VolumeFacts factsOf(const std::string& root) {
 
 }  // namespace
 
+std::vector<std::string> rootsOnDisk(DeviceScanner& scanner, std::uint32_t diskNumber) {
+  std::vector<std::string> roots;
+  for (const std::string& root : volumeRoots()) {
+    const ScannedHandle volume = openScanned(scanner, volumePath(root));
+    if (volume && liesOnDisk(volume.get(), diskNumber)) {
+      roots.push_back(root);
+    }
+  }
+  return roots;
+}
+
 std::string volumePath(const std::string& root) {
   return "\\\\.\\" + root.substr(0, root.empty() ? 0 : root.size() - 1);
 }

@@ -1,0 +1,14 @@
+// Without a way to see who uses a disk, nobody may claim one: a repair refuses then.
+#include "inventory/disk_use.h"
+
+namespace ostria::storage {
+
+std::optional<DiskUse> findDiskUse(DeviceHandle) { return std::nullopt; }
+
+std::unique_ptr<DiskClaim> claimDisk(DeviceHandle, const std::vector<DeviceHandle>&,
+                                     std::string* user) {
+  *user = "claims of disks are not supported here";
+  return nullptr;
+}
+
+}  // namespace ostria::storage

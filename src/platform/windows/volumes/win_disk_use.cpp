@@ -1,0 +1,26 @@
+// Volumes are the only users of a disk that the system shows here; one that is locked for the
+// repair can be taken by nobody else, so the claim is made of the locks themselves.
+#include "inventory/disk_use.h"
+#include "platform/windows/discovery/win_storage_queries.h"
+#include "platform/windows/volumes/win_volumes.h"
+#include "services/sal.h"
+
+namespace ostria::storage {
+
+std::optional<DiskUse> findDiskUse(DeviceHandle disk) {
+  const auto number = queryDeviceNumber(disk);
+  if (!number) {
+    return std::nullopt;
+  }
+  const std::unique_ptr<DeviceScanner, void (*)(DeviceScanner*)> scanner(get_device_scanner(),
+                                                                         &release_device_scanner);
+  DiskUse use;
+  use.volumes = rootsOnDisk(*scanner, number->deviceNumber);
+  return use;
+}
+
+std::unique_ptr<DiskClaim> claimDisk(DeviceHandle, const std::vector<DeviceHandle>&, std::string*) {
+  return std::make_unique<DiskClaim>();
+}
+
+}  // namespace ostria::storage
