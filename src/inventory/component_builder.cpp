@@ -1,3 +1,5 @@
+// A component from an opened device. A USB disk that speaks SCSI is also tried over the ATA
+// tunnels, since its bridge describes itself and not the drive.
 #include "inventory/component_builder.h"
 
 #include "base/byte_size.h"

@@ -1,3 +1,5 @@
+// STORAGE_DEVICE_DESCRIPTOR: what Windows tells of a disk without asking it. Offsets in it are the
+// driver's word and are checked against the block.
 #include "inventory/device_descriptor.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// The property list of a device and the groups of its partitions. Keys are message keys that the
+// host translates; their order is the one that is shown.
 #include "inventory/device_properties.h"
 
 #include <string>

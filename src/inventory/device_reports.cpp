@@ -1,3 +1,5 @@
+// The SMART report and the vendor log page report, made anew at each request from what the device
+// answers then.
 #include "inventory/device_reports.h"
 
 #include <array>

@@ -1,3 +1,5 @@
+// The disk driver's version from the rows of Win32_PnPSignedDriver. With several versions about,
+// the first row stands for all; only a uniform list is searched by model.
 #include "inventory/driver_version.h"
 
 #include <algorithm>

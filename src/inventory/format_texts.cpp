@@ -1,3 +1,4 @@
+// Texts of NVMe counters and temperatures, of GUIDs, and of PCI locations.
 #include "inventory/format_texts.h"
 
 #include <cstdio>
@@ -28,7 +29,7 @@ std::string grouped(std::uint64_t value) {
   return text;
 }
 
-/// A size in the power of 1024 that suits it, to three places.
+/// A size in the power of 1024 that suits it, to three digits.
 std::string roundedSize(std::uint64_t bytes) {
   unsigned step = 0;
   std::uint64_t divisor = 1;

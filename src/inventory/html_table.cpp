@@ -1,3 +1,4 @@
+// Tables of the HTML reports, without line breaks.
 #include "inventory/html_table.h"
 
 namespace ostria::storage {

@@ -1,3 +1,5 @@
+// Which protocol reaches a device is found by trying real commands in a fixed order: what a bus is
+// called says little about what the bridge behind it understands.
 #include "inventory/protocol_factory.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Components of the drives behind RAID controllers.
 #include "inventory/raid_collection.h"
 
 #include <algorithm>

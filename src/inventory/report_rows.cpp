@@ -1,3 +1,5 @@
+// Rows of the reports from log pages: NVMe SMART / Health Information (log 02h), ATA SMART
+// attributes, and the vendor log DFh in its revisions.
 #include "inventory/report_rows.h"
 
 #include <initializer_list>

@@ -1,3 +1,5 @@
+// One device of the inventory: raw reads by the protocol or by the operating system, the block size
+// that the device takes, and what its controller says of itself.
 #include "inventory/storage_component.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// The inventory: direct disks first, then the members of RAID controllers, which may be the same
+// drives seen from the other side.
 #include "inventory/storage_component_manager.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Holds the device scanner for the life of a storage scanner.
 #include "inventory/storage_scanner.h"
 
 #include "services/sal.h"

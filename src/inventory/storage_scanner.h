@@ -66,7 +66,8 @@ class StorageScanner {
   DevicePathMap devicePaths_;
 };
 
-/// The platform's scanner.
+/// A new scanner of the platform, never null, without devices until `listDevices`. Defined by each
+/// platform.
 std::unique_ptr<StorageScanner> makeStorageScanner();
 
 }  // namespace ostria::storage

@@ -1,3 +1,5 @@
+// Identity of a drive behind a controller, asked through the protocol that the tests use, so that
+// the list and the tests cannot differ.
 #include "raid/drive_identity.h"
 
 #include "base/byte_size.h"

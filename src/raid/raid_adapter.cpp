@@ -1,3 +1,5 @@
+// Vendors and devices of the RAID adapters that may speak CSMI. Others are not asked: an unknown
+// miniport may take the request for something else.
 #include "raid/raid_adapter.h"
 
 #include <algorithm>
@@ -10,9 +12,9 @@ namespace ostria::storage {
 
 namespace {
 
-// Places inside "PCI\VEN_xxxx&DEV_yyyy".
-constexpr std::size_t kVendorPlace = 8;
-constexpr std::size_t kDevicePlace = 17;
+// Offsets inside "PCI\VEN_xxxx&DEV_yyyy".
+constexpr std::size_t kVendorAt = 8;
+constexpr std::size_t kDeviceAt = 17;
 constexpr std::size_t kDigits = 4;
 
 constexpr std::array<std::string_view, 2> kVendors = {"8086", "1000"};
@@ -23,15 +25,15 @@ constexpr std::array<std::string_view, 17> kDevices = {
 }  // namespace
 
 bool isAcceptedRaidAdapter(const std::string& hardwareId) {
-  if (hardwareId.size() < kDevicePlace + kDigits) {
+  if (hardwareId.size() < kDeviceAt + kDigits) {
     return false;
   }
   std::string upper = hardwareId;
   getLocalStringHandler().toUpperCase(upper);
   const std::string_view text = upper;
-  return std::find(kVendors.begin(), kVendors.end(), text.substr(kVendorPlace, kDigits)) !=
+  return std::find(kVendors.begin(), kVendors.end(), text.substr(kVendorAt, kDigits)) !=
              kVendors.end() &&
-         std::find(kDevices.begin(), kDevices.end(), text.substr(kDevicePlace, kDigits)) !=
+         std::find(kDevices.begin(), kDevices.end(), text.substr(kDeviceAt, kDigits)) !=
              kDevices.end();
 }
 

@@ -1,3 +1,5 @@
+// The property list and the groups of a RAID controller. Order and keys are those that hosts show,
+// so they are written out here and not made from tables.
 #include "raid/raid_component.h"
 
 #include "services/number_handler.h"

@@ -1,3 +1,4 @@
+// Search for RAID controllers: the vendor library first, then the storage ports that speak CSMI.
 #include "raid/raid_component_manager.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Stands alone because it needs Qt, which the sources that call the SDK do without.
 #include "raid/registry_text.h"
 
 #include <QString>

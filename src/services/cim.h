@@ -24,7 +24,7 @@ enum class CimResult : std::uint32_t {
   ComAlreadyRunning = 91,
 };
 
-/// Management queries, and the bounded table of result records.
+/// WMI queries, and the bounded table of result records.
 class Cim {
  public:
   virtual ~Cim() = default;
@@ -47,7 +47,7 @@ class Cim {
   virtual void freeTable(CimTable* table) { delete table; }
 };
 
-/// A new object for one use.
+/// A new object for one use, never null. Defined by each platform.
 std::unique_ptr<Cim> makeCim();
 
 }  // namespace ostria::storage

@@ -5,7 +5,7 @@
 namespace ostria::storage {
 
 /// A hold on the optional driver service: the loaded library and its service object. Both are null
-/// when the service could not be had, which is no failure.
+/// when the service could not be had, which is no failure. Defined by each platform.
 class DriverServiceHolder {
  public:
   DriverServiceHolder();   ///< loads the library and creates the service

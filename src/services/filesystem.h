@@ -49,7 +49,7 @@ class Filesystem {
                                 void* buffer) = 0;
 };
 
-/// The module's own filesystem, made on first use and never freed.
+/// The module's own filesystem, made on first use and never freed. Defined by each platform.
 Filesystem& getLocalFilesystem();
 
 }  // namespace ostria::storage

@@ -8,6 +8,10 @@ namespace ostria::storage {
 
 /// Number services: parsing, the rendering of sizes, random numbers. A parse leaves its output
 /// alone when it fails.
+///
+/// The order of the operations belongs to the interface that hosts call. This product itself calls
+/// `parseInteger64`, `formatUnsigned`, `formatBytes`, `seedRandom` and `random`; all others are for
+/// a host alone, or serve these.
 class NumberHandler {
  public:
   /// A stream manipulator such as `std::dec` or `std::hex`.

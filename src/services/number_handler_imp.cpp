@@ -1,3 +1,4 @@
+// Number services over streams, and the random numbers of the seek tests.
 #include "services/number_handler_imp.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The services that are the same object for the module and for its platform.
 #include "services/sal.h"
 
 namespace ostria::storage {

@@ -48,16 +48,19 @@ class TimeHandler {
 };
 
 // The process-wide services. Each returns the same object at every call, made on first use, never
-// null and never freed, except the device scanner, of which every call makes a new one that is
-// given back through `release_device_scanner`. First use must not race.
-StringHandler* get_string_handler();
-NumberHandler* get_number_handler();
-LibraryLoader* get_module();
-Filesystem* get_filesystem();
-TimeHandler* get_time_handler();
-Timer* get_timer();
+// null and never freed, except the device scanner. First use must not race. Those marked "platform"
+// are defined once by each platform, see docs/porting.md.
+
+StringHandler* get_string_handler();  ///< that of `getLocalStringHandler`
+NumberHandler* get_number_handler();  ///< that of `getLocalNumberHandler`
+LibraryLoader* get_module();          ///< platform
+Filesystem* get_filesystem();         ///< that of `getLocalFilesystem`
+TimeHandler* get_time_handler();      ///< platform
+Timer* get_timer();                   ///< platform
+/// Platform. A new scanner, never null; the caller gives it back with `release_device_scanner`.
 DeviceScanner* get_device_scanner();
+/// Platform. Deletes the scanner; null is allowed. Handles that it opened stay open.
 void release_device_scanner(DeviceScanner* scanner);
-Cim* get_cim();
+Cim* get_cim();  ///< one object of `makeCim`
 
 }  // namespace ostria::storage

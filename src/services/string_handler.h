@@ -11,6 +11,11 @@ namespace ostria::storage {
 
 /// Text services: trimming and cleaning of the fixed-width text fields that come from drives,
 /// bounded copies, splitting. No state; every call is independent.
+///
+/// The order of the operations belongs to the interface that hosts call. This product itself calls
+/// `removeBlanks`, `keepPrintable`, `trim`, `toUpperCase`, `toLowerCase`, `startsWith`,
+/// `formatBounded`, `fromBytes`, `tokenize`, `cutAtNul`, `copyFixedField` and `widen`; all others
+/// are for a host alone.
 class StringHandler {
  public:
   virtual ~StringHandler() = default;
@@ -76,10 +81,11 @@ class StringHandler {
   virtual std::wstring widen(const std::string& text) = 0;
 };
 
-/// The module's own handler, made on first use and never freed.
+/// The module's own handler, made on first use and never freed. Defined by each platform.
 StringHandler& getLocalStringHandler();
 
-/// UTF-8 to wide text and back; an empty or failing conversion gives an empty text.
+/// UTF-8 to wide text and back; an empty or failing conversion gives an empty text. Defined by each
+/// platform, since the width of a wide character differs.
 std::wstring toWide(const std::string& text);
 std::string toNarrow(const std::wstring& text);
 

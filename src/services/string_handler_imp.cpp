@@ -1,3 +1,5 @@
+// Text services that need no bounded destination; those stand in string_copies.cpp. Letters are
+// those of ASCII, whatever locale the host has set.
 #include "services/string_handler_imp.h"
 
 #include <algorithm>

@@ -8,10 +8,10 @@
 
 namespace ostria::storage {
 
-// What a test needs that stores data in files of a mounted volume. Defined once by each platform.
+// What a test needs that stores data in files of a mounted volume. Defined by each platform.
 
 /// Takes the right to give a file a size without the system filling it with zeros. The right
-/// belongs to the process and its earlier state is kept in one place, so runs that hold it must not
+/// belongs to the process and its earlier state is kept once, so runs that hold it must not
 /// overlap.
 /// @return false when the process cannot have it; nothing is to be given back then
 bool holdVolumePrivilege();

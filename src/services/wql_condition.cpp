@@ -1,3 +1,4 @@
+// A small part of WQL: one property equal to one value, as the queries of this module have it.
 #include "services/wql_condition.h"
 
 #include <algorithm>

@@ -5,7 +5,7 @@
 
 namespace ostria::storage {
 
-/// The condition of a management query, of the one form that this system asks: a property equals a
+/// The condition of a WMI query, of the one form that this system asks: a property equals a
 /// value.
 struct WqlCondition {
   std::string property;

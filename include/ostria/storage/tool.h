@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -15,7 +16,7 @@ namespace ostria::storage {
 class SystemComponent;
 class Tool;
 
-/// Abort flag that the host sets and a running tool polls.
+/// Abort flag that the host sets, from any thread, and a running tool polls.
 class AbortContext {
  public:
   virtual ~AbortContext() = default;
@@ -23,7 +24,7 @@ class AbortContext {
   virtual bool isAborted() { return aborted_; }
 
  private:
-  bool aborted_ = false;
+  std::atomic<bool> aborted_ = false;
 };
 
 /// Where the events of a tool go. Implemented by the host. There is no virtual destructor: the

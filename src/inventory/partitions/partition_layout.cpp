@@ -1,3 +1,5 @@
+// Partition entries from the operating system's layout of a disk, joined with the mounted volumes.
+// Windows lists the inner partitions of an extended one beside it, so the list is rewritten.
 #include "inventory/partitions/partition_layout.h"
 
 #include <algorithm>

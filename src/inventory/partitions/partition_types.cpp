@@ -1,3 +1,4 @@
+// Look-up of partition types by GUID (GPT) and by type byte (MBR).
 #include "inventory/partitions/partition_types.h"
 
 #include <algorithm>

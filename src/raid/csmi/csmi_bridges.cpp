@@ -1,3 +1,4 @@
+// SCSI (SSP) and ATA (STP) to drives behind a CSMI controller.
 #include "raid/csmi/csmi_bridges.h"
 
 #include "transport/ata/ata_cmd.h"

@@ -1,3 +1,5 @@
+// CSMI requests (Common Storage Management Interface): one block with an SRB_IO_CONTROL header,
+// then the fields of each command at the offsets of the published header file, little-endian.
 #include "raid/csmi/csmi_cmd.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Controllers whose miniport speaks CSMI. Drives hang on phys; NVMe members have none and are found
+// by walking the paths of the port.
 #include "raid/csmi/csmi_raid_component.h"
 
 #include <algorithm>
@@ -144,11 +146,11 @@ ProtocolResult CsmiRaidComponent::getLogicalDevices(std::vector<RaidLogicalDevic
   return ProtocolResult::Success;
 }
 
-std::string CsmiRaidComponent::deviceName(const std::string& place) const {
-  // Two controllers of one kind differ by where they sit.
+std::string CsmiRaidComponent::deviceName(const std::string& position) const {
+  // Two controllers of one kind differ by their PCI location.
   const auto& pci = controller_.pciLocation;
   return hardwareId_ + "@" + std::to_string(pci[0]) + "." + std::to_string(pci[1]) + "." +
-         std::to_string(pci[2]) + "#" + place;
+         std::to_string(pci[2]) + "#" + position;
 }
 
 ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {

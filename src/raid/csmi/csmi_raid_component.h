@@ -23,7 +23,8 @@ class CsmiRaidComponent : public RaidComponent {
   /// Sends a question about the controller itself.
   ProtocolResult ask(CsmiCmd& command);
   ProtocolResult findDrives(std::vector<RaidDevice>* devices);
-  std::string deviceName(const std::string& place) const;
+  /// @param position  phy or path of the drive on this controller
+  std::string deviceName(const std::string& position) const;
 
   CsmiSend* sender_;
   std::string hardwareId_;

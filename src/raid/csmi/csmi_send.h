@@ -17,7 +17,8 @@ class CsmiSend {
   virtual ProtocolResult send(DeviceHandle handle, CsmiCmd& command) = 0;
 };
 
-/// The platform's one sender, made on first use; null on a platform without CSMI.
+/// The one sender, made on first use and never freed; null on a platform without CSMI. Defined by
+/// each platform.
 CsmiSend* csmiSend();
 
 }  // namespace ostria::storage

@@ -71,8 +71,9 @@ class LsiSender {
   virtual std::uint32_t execute(LsiCmd& command) = 0;
 };
 
-/// The process-wide sender, made on first use; null when the library, its function or its
-/// controllers are not there.
+/// The process-wide sender, made on first use and never freed; null when the library, its function
+/// or its controllers are not there, which is looked for again at the next call. Defined by each
+/// platform.
 LsiSender* getLsiSender();
 
 }  // namespace ostria::storage

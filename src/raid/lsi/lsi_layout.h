@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Places inside the blocks that LSI controllers answer with, in bytes, little-endian.
+/// Offsets inside the blocks that LSI controllers answer with, in bytes, little-endian.
 namespace ostria::storage::lsi {
 
 // Controller list: count, then 32-bit controller numbers.
@@ -18,7 +18,7 @@ inline constexpr std::size_t kInterfaceMaskAt = 104;
 inline constexpr std::size_t kImageCountAt = 180;
 inline constexpr std::size_t kFirstImage = 184;
 inline constexpr std::size_t kImageBytes = 72;
-inline constexpr std::size_t kImagePlaces = 8;
+inline constexpr std::size_t kImageRoom = 8;
 inline constexpr std::size_t kImageNameBytes = 8;
 inline constexpr std::size_t kImageVersionAt = 8;  ///< inside an image entry
 inline constexpr std::size_t kImageVersionBytes = 32;

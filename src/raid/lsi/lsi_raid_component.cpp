@@ -1,3 +1,6 @@
+// LSI controllers: what the vendor library answers about a controller, its sets and its drives. The
+// layout of the blocks stands in lsi_layout.h; every count in them is bounded by the room behind
+// it.
 #include "raid/lsi/lsi_raid_component.h"
 
 #include <algorithm>
@@ -58,7 +61,7 @@ std::vector<std::string> namesOf(std::uint32_t mask, const MaskName (&names)[N],
 
 std::string biosVersionOf(const std::vector<std::uint8_t>& info) {
   const std::size_t count =
-      std::min<std::size_t>(loadLe32(&info[lsi::kImageCountAt]), lsi::kImagePlaces);
+      std::min<std::size_t>(loadLe32(&info[lsi::kImageCountAt]), lsi::kImageRoom);
   for (std::size_t i = 0; i < count; ++i) {
     const std::size_t at = lsi::kFirstImage + i * lsi::kImageBytes;
     if (field(info, at, lsi::kImageNameBytes) == "BIOS") {

@@ -59,7 +59,8 @@ class EmmcUtils {
   virtual std::string TemporaryDirectory(const std::string& rootPath) const = 0;
 };
 
-/// The platform's form, on an open device that stays the caller's.
+/// The form of the platform, on an open device that stays the caller's; never null. Defined by each
+/// platform.
 std::unique_ptr<EmmcUtils> makeEmmcUtils(DeviceHandle handle, const std::string& devicePath);
 
 }  // namespace ostria::storage

@@ -1,3 +1,5 @@
+// Opening and enumeration of disks. A disk is known by the dev_t of its node, and claimed by
+// opening it with O_EXCL, as mounting it would.
 #include "platform/linux/discovery/linux_device_scanner.h"
 
 #include <fcntl.h>

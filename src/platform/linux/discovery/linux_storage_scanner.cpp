@@ -1,3 +1,5 @@
+// What the kernel knows of the disks: buses from sysfs, partitions from libblkid, mounts from
+// libmount.
 #include "platform/linux/discovery/linux_storage_scanner.h"
 
 #include <fcntl.h>
@@ -192,7 +194,7 @@ int LinuxStorageScanner::dismountVolume(const std::string& name, DeviceHandle* h
   TakenMounts taken;
   int error = unmountFilesystem(target, taken);
   if (error == ENOENT) {
-    // Another place of a volume that is off line already goes with it.
+    // Another mount point of a volume that is off line already goes with it.
     for (const auto& [held, mounts] : offline_) {
       if (std::none_of(mounts.begin(), mounts.end(),
                        [&](const TakenMount& taken) { return taken.mount.target == target; })) {

@@ -8,8 +8,8 @@
 
 namespace ostria::storage {
 
-/// Device numbers are the kernel's 32-bit dev_t of the whole disk. Volumes are known by the places
-/// where they are mounted, those on mapped devices and RAID above a partition included.
+/// Device numbers are the kernel's 32-bit dev_t of the whole disk. Volumes are known by their
+/// mount points, those on mapped devices and RAID above a partition included.
 class LinuxStorageScanner final : public StorageScanner {
  public:
   explicit LinuxStorageScanner(SysfsTree tree = SysfsTree()) : tree_(std::move(tree)) {}
@@ -22,8 +22,8 @@ class LinuxStorageScanner final : public StorageScanner {
   int getDeviceId(std::uint32_t number, std::string* id) override;
   int isRemovableMedia(std::uint32_t number, bool* removable) override;
   int getBusKind(std::uint32_t number, StorageBusKind* busKind, bool* optaneVolume) override;
-  /// Unmounts the file system at all its places and claims its device. What is in use, the running
-  /// system above all, stays as it is and gives EBUSY.
+  /// Unmounts the file system at all its mount points and claims its device. What is in use, the
+  /// running system above all, stays as it is and gives EBUSY.
   int dismountVolume(const std::string& name, DeviceHandle* handle) override;
   int releaseVolume(std::string& name, std::vector<std::string>& list, DeviceHandle handle,
                     std::string& text) override;

@@ -1,3 +1,5 @@
+// Disks in sysfs. The folder of a disk below /sys/devices names every bus and controller above it,
+// so most answers are read from that path.
 #include "platform/linux/discovery/sysfs_tree.h"
 
 #include <algorithm>

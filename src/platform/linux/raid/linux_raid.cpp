@@ -1,3 +1,4 @@
+// RAID controllers on Linux.
 #include "raid/csmi/csmi_send.h"
 #include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_adapter.h"

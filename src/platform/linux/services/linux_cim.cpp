@@ -1,3 +1,4 @@
+// The two kinds of WMI query that this product asks, answered from sysfs and from our own records.
 #include "platform/linux/services/linux_cim.h"
 
 #include <optional>

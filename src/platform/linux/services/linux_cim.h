@@ -7,7 +7,7 @@
 
 namespace ostria::storage {
 
-/// Management queries where the system has no management service: the class of signed drivers is
+/// WMI queries where the system has no WMI: the class of signed drivers is
 /// answered from sysfs, every other class is one of result records in a file of our own.
 class LinuxCim : public Cim {
  public:

@@ -1,3 +1,4 @@
+// Driver rows from sysfs, in the form of the WMI class Win32_PnPSignedDriver.
 #include "platform/linux/services/linux_driver_rows.h"
 
 #include <algorithm>
@@ -36,9 +37,9 @@ std::string ataModel(const fs::path& device) {
 
 /// The directory of the driver behind a disk; NVMe has the controller's class device in between.
 fs::path driverOf(const fs::path& device) {
-  for (const fs::path& place : {device / "driver", device / "device" / "driver"}) {
+  for (const fs::path& link : {device / "driver", device / "device" / "driver"}) {
     std::error_code failed;
-    if (const fs::path driver = fs::canonical(place, failed); !failed) {
+    if (const fs::path driver = fs::canonical(link, failed); !failed) {
       return driver;
     }
   }

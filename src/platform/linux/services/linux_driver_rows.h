@@ -6,7 +6,7 @@
 
 namespace ostria::storage {
 
-/// What the kernel tells of the driver of each disk, by the names of the management class of signed
+/// What the kernel tells of the driver of each disk, by the names of the WMI class of signed
 /// drivers: "DeviceClass", "FriendlyName" (the model), "DriverVersion" (the module's own version,
 /// or else the kernel's), "CompatID" ("USBSTOR\Disk" for a USB disk, else "GenDisk").
 /// @param root  directory above sys/ and proc/, "" for the running system

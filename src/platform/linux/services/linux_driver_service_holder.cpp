@@ -1,3 +1,4 @@
+// The driver service, loaded from beside the module.
 #include <dlfcn.h>
 
 #include <climits>

@@ -1,3 +1,4 @@
+// Result records in SQLite: WMI's bounded table for a system without WMI.
 #include "platform/linux/services/linux_result_store.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// Libraries, clocks and waiting.
 #include <dlfcn.h>
 
 #include <chrono>

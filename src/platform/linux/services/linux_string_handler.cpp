@@ -1,3 +1,4 @@
+// Conversions to and from wide text, which has 32 bits here.
 #include <QString>
 
 #include "services/string_handler_imp.h"

@@ -17,7 +17,8 @@ class WinDeviceScanFilter final : public DeviceScanFilter {
 
   const GUID& interfaceClass() const { return interfaceClass_; }
   const GUID& setupClass() const { return setupClass_; }
-  /// Disks have the number that the system gives them, other devices that of their place.
+  /// Disks have the number that the system gives them, other devices their index in the
+  /// enumeration.
   bool isDisks() const;
 
  private:

@@ -1,3 +1,5 @@
+// Enumeration by SetupAPI, opening by path. Disks are numbered by the system; ports, which have no
+// number of their own, by their index above a bound that no disk reaches.
 #include "platform/windows/discovery/win_device_scanner.h"
 
 #include <windows.h>
@@ -84,8 +86,8 @@ FoundInterface* findDevice(const WinDeviceScanFilter& filter, WinInterfaceSet& s
   if (number < WinDeviceScanner::kFirstPortNumber) {
     return findAbove(set, number);
   }
-  const std::size_t place = number - WinDeviceScanner::kFirstPortNumber;
-  return place < set.interfaces().size() ? &set.interfaces()[place] : nullptr;
+  const std::size_t index = number - WinDeviceScanner::kFirstPortNumber;
+  return index < set.interfaces().size() ? &set.interfaces()[index] : nullptr;
 }
 
 }  // namespace
@@ -110,10 +112,10 @@ int WinDeviceScanner::listPaths(const DeviceScanFilter& filter, DevicePathMap& o
   if (!set.valid()) {
     return 1;
   }
-  std::uint32_t place = kFirstPortNumber;
+  std::uint32_t nextPort = kFirstPortNumber;
   for (const FoundInterface& device : set.interfaces()) {
     const auto number =
-        wanted->isDisks() ? diskNumber(device.path) : std::optional<std::uint32_t>(place++);
+        wanted->isDisks() ? diskNumber(device.path) : std::optional<std::uint32_t>(nextPort++);
     if (number) {
       out[*number].push_back(device.path);
     }

@@ -1,3 +1,4 @@
+// One enumeration of SetupAPI: interfaces of a class, with path and registry properties.
 #include "platform/windows/discovery/win_interface_set.h"
 
 #include <cstddef>

@@ -1,3 +1,5 @@
+// IOCTL_STORAGE_* and IOCTL_DISK_* queries. An answer counts only as far as the driver says that it
+// was written.
 #include "platform/windows/discovery/win_storage_queries.h"
 
 #include <windows.h>

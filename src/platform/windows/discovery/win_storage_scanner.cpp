@@ -1,3 +1,4 @@
+// Storage queries of Windows. Each question is asked over the paths of a disk until one answers.
 #include "platform/windows/discovery/win_storage_scanner.h"
 
 #include <windows.h>

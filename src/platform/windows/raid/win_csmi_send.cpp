@@ -1,3 +1,4 @@
+// CSMI over IOCTL_SCSI_MINIPORT.
 #include <windows.h>
 // The pass-through headers need windows.h first.
 #include <ntddscsi.h>

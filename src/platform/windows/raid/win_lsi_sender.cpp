@@ -1,3 +1,4 @@
+// LSI controllers through the vendor's library, which lies beside the host program.
 #include "platform/windows/raid/win_lsi_sender.h"
 
 #include <string>

@@ -1,3 +1,4 @@
+// The driver of a RAID adapter: SetupAPI finds the device, the registry names its driver's version.
 #include <windows.h>
 // The set-up services need windows.h first.
 #include <setupapi.h>
@@ -15,8 +16,8 @@ namespace ostria::storage {
 namespace {
 
 // Longer than any instance identifier or registry text that is looked at here.
-constexpr std::size_t kTextPlaces = 1024;
-using TextBuffer = std::array<wchar_t, kTextPlaces>;
+constexpr std::size_t kTextUnits = 1024;
+using TextBuffer = std::array<wchar_t, kTextUnits>;
 
 /// The devices of the SCSI adapter class.
 class AdapterSet {
@@ -40,7 +41,7 @@ class AdapterSet {
   }
   std::string hardwareId(SP_DEVINFO_DATA device) {
     TextBuffer text{};
-    // One place stays for the terminator, whatever the registry holds.
+    // One unit stays for the terminator, whatever the registry holds.
     if (!SetupDiGetDeviceRegistryPropertyW(
             set_, &device, SPDRP_HARDWAREID, nullptr, reinterpret_cast<BYTE*>(text.data()),
             static_cast<DWORD>((text.size() - 1) * sizeof(wchar_t)), nullptr)) {

@@ -1,3 +1,4 @@
+// Queries of WMI. Every operation connects and releases on its own.
 #include "platform/windows/services/win_cim.h"
 
 #include "platform/windows/services/win_cim_rows.h"

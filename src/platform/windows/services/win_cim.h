@@ -7,7 +7,7 @@
 
 namespace ostria::storage {
 
-/// A connection to one namespace of the management service. Members go in reverse order: the
+/// A connection to one namespace of WMI. Members go in reverse order: the
 /// component objects end last.
 struct CimSession {
   ComApartment apartment;
@@ -15,7 +15,7 @@ struct CimSession {
   ComPointer<IWbemClassObject> classObject;  ///< of `WinCim::connect`
 };
 
-/// Management queries and result records through the operating system's management service. No
+/// WMI queries and result records in WMI. No
 /// connection is held between calls. Two processes that write a record at the same moment may
 /// choose the same number; the second then gets `ConnectFailed` and its record is lost.
 class WinCim : public Cim {

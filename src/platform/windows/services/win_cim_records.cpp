@@ -1,3 +1,4 @@
+// Result records in a WMI class of our own namespace, both made when they are first needed.
 #include <algorithm>
 #include <array>
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Rows of a WMI query as texts, by the VARIANT type of each value.
 #include "platform/windows/services/win_cim_rows.h"
 
 #include "services/string_handler.h"

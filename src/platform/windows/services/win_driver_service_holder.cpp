@@ -1,3 +1,4 @@
+// The driver service, an optional library.
 #include <windows.h>
 
 #include "platform/windows/io/win_path_text.h"

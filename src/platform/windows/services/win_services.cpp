@@ -1,3 +1,4 @@
+// Libraries, clocks and waiting.
 #include <windows.h>
 
 #include "services/sal.h"

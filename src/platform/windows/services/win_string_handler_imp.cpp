@@ -1,3 +1,4 @@
+// The text services of the module itself on Windows.
 #include "platform/windows/services/win_string_handler_imp.h"
 
 namespace ostria::storage {

@@ -1,3 +1,4 @@
+// UTF-8 to UTF-16 and back. A text that does not convert becomes empty, never a part of itself.
 #include <windows.h>
 
 #include <climits>
