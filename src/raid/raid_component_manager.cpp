@@ -9,6 +9,7 @@
 #include "raid/lsi/lsi_raid_component.h"
 #include "raid/raid_adapter.h"
 #include "services/sal.h"
+#include "services/scanned_handle.h"
 
 namespace ostria::storage {
 
@@ -21,7 +22,7 @@ constexpr std::uint32_t kFriendlyNameProperty = 12;
 
 /// An open port whose controller says over CSMI that it can do RAID.
 struct CsmiPort {
-  DeviceHandle handle;
+  ScannedHandle handle;
   std::string name;
   std::string hardwareId;
 };
@@ -32,36 +33,39 @@ bool saysRaid(DeviceHandle port) {
          config.raidCapable();
 }
 
-/// Opens the CSMI ports of the machine; the caller closes them.
+std::string propertyOf(const ListedDevice& device, std::uint32_t code) {
+  const auto found = device.properties.find(code);
+  return found == device.properties.end() ? std::string() : found->second;
+}
+
+/// Opens the CSMI ports of the machine.
 std::vector<CsmiPort> openCsmiPorts(DeviceScanner& scanner) {
   std::vector<CsmiPort> ports;
   const auto filter = makeRaidPortFilter();
   if (filter == nullptr || csmiSend() == nullptr) {
     return ports;
   }
-  DevicePathMap adapters;
-  if (scanner.listPaths(*filter, adapters) != 0) {
+  std::vector<ListedDevice> adapters;
+  if (scanner.listDevices(*filter,
+                          {kHardwareIdProperty, kFriendlyNameProperty, kDescriptionProperty},
+                          adapters) != 0) {
     return ports;
   }
-  for (const auto& [number, paths] : adapters) {
-    CsmiPort port;
-    if (scanner.deviceProperty(*filter, number, kHardwareIdProperty, &port.hardwareId) != 0 ||
-        !isAcceptedRaidAdapter(port.hardwareId)) {
+  for (const ListedDevice& adapter : adapters) {
+    const std::string hardwareId = propertyOf(adapter, kHardwareIdProperty);
+    if (!isAcceptedRaidAdapter(hardwareId)) {
       continue;
     }
-    if (scanner.deviceProperty(*filter, number, kFriendlyNameProperty, &port.name) != 0 ||
-        port.name.empty()) {
-      scanner.deviceProperty(*filter, number, kDescriptionProperty, &port.name);
+    std::string name = propertyOf(adapter, kFriendlyNameProperty);
+    if (name.empty()) {
+      name = propertyOf(adapter, kDescriptionProperty);
     }
-    for (const std::string& path : paths) {
-      if (scanner.open(path, &port.handle) != 0) {
-        continue;
-      }
-      if (saysRaid(port.handle)) {
-        ports.push_back(port);
+    for (const std::string& path : adapter.paths) {
+      ScannedHandle handle = openScanned(scanner, path);
+      if (handle && saysRaid(handle.get())) {
+        ports.push_back({std::move(handle), name, hardwareId});
         break;
       }
-      scanner.close(port.handle);
     }
   }
   return ports;
@@ -117,11 +121,7 @@ bool RaidComponentManager::hasDevices() {
   if (sender != nullptr && !lsiControllers(*sender).empty()) {
     return true;
   }
-  const std::vector<CsmiPort> ports = openCsmiPorts(*scanner_);
-  for (const CsmiPort& port : ports) {
-    scanner_->close(port.handle);
-  }
-  return !ports.empty();
+  return !openCsmiPorts(*scanner_).empty();
 }
 
 void RaidComponentManager::scan() {
@@ -146,16 +146,15 @@ void RaidComponentManager::scanLsi() {
 }
 
 void RaidComponentManager::scanCsmi() {
-  for (const CsmiPort& port : openCsmiPorts(*scanner_)) {
-    auto controller =
-        std::make_unique<CsmiRaidComponent>(port.handle, port.name, port.hardwareId, csmiSend());
+  for (CsmiPort& port : openCsmiPorts(*scanner_)) {
+    auto controller = std::make_unique<CsmiRaidComponent>(port.handle.get(), port.name,
+                                                          port.hardwareId, csmiSend());
     if (!succeeded(controller->buildProperties())) {
-      controller.reset();
-      scanner_->close(port.handle);
       continue;
     }
     controller->setId(port.hardwareId);
-    ports_.push_back(port.handle);
+    ports_.push_back(port.handle.get());
+    port.handle.release();
     components_.push_back(controller.release());
   }
 }

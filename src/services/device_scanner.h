@@ -21,6 +21,14 @@ using DevicePathMap = std::map<std::uint32_t, std::vector<std::string>>;
 /// Property code of a device's location text (SPDRP_LOCATION_INFORMATION).
 inline constexpr std::uint32_t kLocationInformationProperty = 13;
 
+/// A device as one enumeration saw it.
+struct ListedDevice {
+  std::uint32_t number = 0;
+  std::vector<std::string> paths;
+  std::map<std::uint32_t, std::string>
+      properties;  ///< by property code; absent where there is none
+};
+
 /// The platform's enumeration of devices, and the opening and closing of them. An `int` result is 0
 /// on success.
 class DeviceScanner {
@@ -42,6 +50,13 @@ class DeviceScanner {
   /// Locks an open volume for exclusive use.
   virtual int lock(DeviceHandle handle) = 0;
   virtual int close(DeviceHandle handle) = 0;
+  /// The devices that pass the filter with those of their properties that are named, all from one
+  /// look at the system: a device that comes or goes meanwhile cannot lend its properties to
+  /// another.
+  /// @param devices  replaced; in the order of their numbers
+  virtual int listDevices(const DeviceScanFilter& filter,
+                          const std::vector<std::uint32_t>& properties,
+                          std::vector<ListedDevice>& devices) = 0;
 };
 
 }  // namespace ostria::storage

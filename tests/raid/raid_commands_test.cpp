@@ -118,6 +118,8 @@ TEST(CsmiCommands, CarryAtaRegistersBothWays) {
   ScriptedMiniport port;
   port.answer = [](Bytes& buffer) {
     std::iota(buffer.begin() + 76, buffer.begin() + 96, std::uint8_t{0x50});
+    buffer[76] = 0x34;
+    storeLe32(&buffer[160], loadLe32(&buffer[68]));
     std::fill(buffer.begin() + 164, buffer.end(), std::uint8_t{0xAB});
   };
   CsmiStpBridge bridge(DeviceHandle(), &port, phyEntry());
@@ -153,6 +155,7 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
   CsmiSspBridge bridge(DeviceHandle(), &port, phyEntry());
   Bytes data(512);
   port.answer = [](Bytes& buffer) {
+    storeLe32(&buffer[364], 512);
     std::fill(buffer.begin() + 368, buffer.begin() + 368 + 512, std::uint8_t{0xAB});
   };
   Read10 read(data.data(), 0x01020304, 1, 512);
@@ -168,10 +171,11 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
   EXPECT_EQ(read.scsiStatus, 0);
   EXPECT_EQ(read.senseLength, 0u);
 
-  // Either byte order of the length, and one beyond the room for it.
-  for (const Bytes& length : {Bytes{18, 0}, Bytes{0, 18}, Bytes{255, 255}}) {
+  // Either byte order of the length, 256 in the other one, and one beyond the room for it.
+  for (const Bytes& length : {Bytes{18, 0}, Bytes{0, 18}, Bytes{1, 0}, Bytes{255, 255}}) {
     port.answer = [&](Bytes& buffer) {
       buffer[104] = 2;
+      buffer[105] = 2;
       std::copy(length.begin(), length.end(), buffer.begin() + 106);
       std::iota(buffer.begin() + 108, buffer.begin() + 126, std::uint8_t{0x70});
     };
@@ -179,8 +183,8 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
     ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
     EXPECT_EQ(loadLe32(&port.request[68]), 2u);
     EXPECT_EQ(part(port.request, 368, 512), data);
-    EXPECT_GE(write.senseLength, 18u);
-    EXPECT_LE(write.senseLength, sizeof(write.sense));
+    EXPECT_EQ(write.scsiStatus, 2);
+    EXPECT_EQ(write.senseLength, sizeof(write.sense));
     EXPECT_EQ(write.sense[17], 0x81);
   }
   port.answer = nullptr;
@@ -207,9 +211,14 @@ TEST(CsmiCommands, ThatDidNotReachTheDriveAreNoAnswer) {
   EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
   EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
   EXPECT_EQ(data, Bytes(512, 0x11));
+  // A connection that was not made shows in its status alone, or in a reply without a frame.
+  port.answer = [](Bytes& buffer) { buffer[100] = 1; };
+  EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
+  EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
   // But a drive that refused a command has answered it.
   port.answer = [](Bytes& buffer) {
     buffer[20] = 1;
+    buffer[76] = 0x34;
     buffer[78] = 0x51;  // status of the ATA reply
     buffer[104] = 2;    // sense data of the SCSI reply
     buffer[106] = 18;
@@ -219,6 +228,41 @@ TEST(CsmiCommands, ThatDidNotReachTheDriveAreNoAnswer) {
   port.result = ProtocolResult::TransportFailure;
   EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
   EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
+}
+
+/// What a drive behind CSMI answers to a read, and what the protocol above makes of it.
+struct CsmiReadReply {
+  const char* name;
+  std::vector<std::pair<std::size_t, std::uint8_t>> bytes;
+  std::uint32_t moved;
+  ProtocolResult result;
+};
+
+TEST(CsmiCommands, AReadCountsOnlyIfAllItsDataCame) {
+  ScriptedMiniport port;
+  const auto bridge = std::make_shared<CsmiStpBridge>(DeviceHandle(), &port, phyEntry());
+  Bytes data(1024);
+  for (const CsmiReadReply& reply :
+       {CsmiReadReply{"good", {{76, 0x34}, {78, 0x50}}, 1024, ProtocolResult::Success},
+        CsmiReadReply{"PIO frame", {{76, 0x5F}, {78, 0x50}}, 1024, ProtocolResult::Success},
+        CsmiReadReply{"half", {{76, 0x34}, {78, 0x50}}, 512, ProtocolResult::DeviceError},
+        CsmiReadReply{"none", {{76, 0x34}, {78, 0x50}}, 0, ProtocolResult::DeviceError},
+        CsmiReadReply{"error", {{76, 0x34}, {78, 0x51}, {79, 0x40}}, 0, ProtocolResult::Success},
+        CsmiReadReply{"fault", {{76, 0x34}, {78, 0x70}}, 0, ProtocolResult::Success},
+        CsmiReadReply{"no frame", {{78, 0x50}}, 1024, ProtocolResult::TransportFailure}}) {
+    SCOPED_TRACE(reply.name);
+    port.answer = [&](Bytes& buffer) {
+      for (const auto& [at, byte] : reply.bytes) {
+        buffer[at] = byte;
+      }
+      storeLe32(&buffer[160], reply.moved);
+    };
+    AtaCmd read = distinct(DataDirection::FromDevice, data);
+    EXPECT_EQ(bridge->Send(read), reply.result);
+    if (reply.result == ProtocolResult::Success) {
+      EXPECT_EQ(read.transferBytes, reply.moved);
+    }
+  }
 }
 
 TEST(LsiCommands, CarryAtaRegistersBothWays) {
@@ -302,10 +346,29 @@ TEST(LsiCommands, CarryScsiCommandsAndTheirSense) {
       std::iota(buffer.begin() + 28, buffer.begin() + 60, std::uint8_t{0x70});
     };
     read.Fill(data.data(), 0, 1, 512);
-    EXPECT_EQ(bridge.Send(read), static_cast<ProtocolResult>(result));
+    EXPECT_EQ(bridge.Send(read), ProtocolResult::Success);
     EXPECT_EQ(read.scsiStatus, 2);
     EXPECT_EQ(read.senseLength, 32u);
     EXPECT_EQ(read.sense[31], 0x8F);
+  }
+  // The library's numbers are its own: those of a medium error, a CRC error, a read time-out and a
+  // refused command among them.
+  library.answer = nullptr;
+  for (const std::uint32_t result : {1u, 74u, 75u, 78u, 134u}) {
+    library.result = result;
+    read.Fill(data.data(), 0, 1, 512);
+    EXPECT_EQ(bridge.Send(read), ProtocolResult::TransportFailure) << result;
+    EXPECT_EQ(read.transferBytes, 0u);
+  }
+  // Data that the drive recovered came; those of any other failure did not.
+  for (const std::uint8_t key : {std::uint8_t{1}, std::uint8_t{3}}) {
+    library.answer = [&](Bytes& buffer) {
+      buffer[28] = 0x70;
+      buffer[30] = key;
+    };
+    read.Fill(data.data(), 0, 1, 512);
+    EXPECT_EQ(bridge.Send(read), ProtocolResult::Success);
+    EXPECT_EQ(read.transferBytes, key == 1 ? 512u : 0u);
   }
   EXPECT_EQ(LsiSspBridge(0, 0, nullptr).Send(read), ProtocolResult::Failure);
 }

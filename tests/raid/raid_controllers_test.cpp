@@ -136,7 +136,10 @@ TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {
     EXPECT_EQ(RaidComponentManager(Identifier(0, 0, 0)).hasDevices(), !controllers().empty());
     return bench.members(kChipsetName);
   };
+  // NVMe members are looked for behind one of the two vendors alone.
   machine["controllers"][0]["hardware_id"] = "pci\\ven_1000&dev_ad0b";
+  EXPECT_THAT(listed(), ElementsAre("RPC-MIR-01", "RPC-MIR-02", "RPC-SAS-01"));
+  machine["controllers"][0]["hardware_id"] = "pci\\ven_8086&dev_ad0b";
   EXPECT_EQ(listed(), kChipsetMembers);
   for (const char* other : {"PCI\\VEN_8087&DEV_2822", "PCI\\VEN_8086&DEV_2823", "PCI\\VEN_8086",
                             "PCI\\VEN_8086&DEV_282", "x"}) {
@@ -193,9 +196,9 @@ TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
       {0x0D01, {}, 0, true},
       {0x0501, kAdapterMembers, 1, true},
       {0x0401, {}, 0, false},
-      {0x0B03, kAdapterMembers, 0, true},
+      {0x0B03, kAdapterMembers, 1, true},
       {0x0003, kAdapterMembers, 0, true},
-      {0x0002, {}, 0, false},
+      {0x0002, {}, 1, true},
       {0x0006, {}, 1, true},
       {0x0206, {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03"}, 1, true}};
   for (const Failure& failure : adapter) {
@@ -209,6 +212,57 @@ TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
       EXPECT_EQ(setsOf(found[0]), failure.sets);
     }
   }
+}
+
+TEST(RaidControllers, ThatCannotTellTheirDriveCountShowTheDrivesThatTheyName) {
+  for (const int count : {0xF1, 0xF2}) {
+    RaidBench bench(chipsetFaults({patched(11, 43, {count})}));
+    EXPECT_THAT(controllers()[1], Contains(HasSubstr("RAID 1 NUM_PHYSICAL_DEVICES=2 ")));
+  }
+}
+
+/// A vendor library with two logical drives on the second of its arrays.
+class TwoSetsOnOneArray : public LsiSender {
+ public:
+  std::uint32_t execute(LsiCmd& command) override {
+    Bytes& block = command.buffer();
+    const unsigned code = command.record.command | command.record.group << 8;
+    if (code == 0x0501) {
+      const std::vector<std::uint8_t> head = {0, 18, 0, 0, 2, 0, 40, 0, 2, 0, 96, 0};
+      std::copy(head.begin(), head.end(), block.begin());
+      for (std::size_t set = 0; set < 2; ++set) {
+        const std::size_t at = 32 + 2 * 40 + set * 96;
+        block[at] = static_cast<std::uint8_t>(5 + set);
+        block[at + 80] = 1;
+      }
+    } else if (code == 0x0D01) {
+      block[0] = 2;
+      block[8] = 5;
+      block[24] = 6;
+    } else if (code == 0x0B03) {
+      arrays.push_back(command.record.subIndex);
+      block[0] = 1;
+      block[4] = 9;
+    } else if (code == 0x0003) {
+      drives.emplace_back(command.record.subIndex, command.record.deviceId);
+    }
+    return 0;
+  }
+  using Bytes = std::vector<std::uint8_t>;
+  std::vector<unsigned> arrays;
+  std::vector<std::pair<unsigned, unsigned>> drives;
+};
+
+TEST(RaidControllers, ArraysAndLogicalDrivesHaveNumbersOfTheirOwn) {
+  TwoSetsOnOneArray library;
+  LsiRaidComponent controller(0, &library);
+  controller.prepare();
+  std::vector<RaidLogicalDevice> sets;
+  ASSERT_EQ(controller.getLogicalDevices(&sets), ProtocolResult::Success);
+  ASSERT_THAT(sets, SizeIs(2));
+  EXPECT_THAT(sets[1].memberIndexes, ElementsAre(9));
+  EXPECT_THAT(library.arrays, ElementsAre(1, 1));
+  EXPECT_THAT(library.drives, ElementsAre(std::pair(1u, 5u), std::pair(1u, 6u)));
 }
 
 TEST(RaidControllers, EndTheirListOfSetsWithACodeOfItsOwn) {

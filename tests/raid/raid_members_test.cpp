@@ -134,6 +134,47 @@ INSTANTIATE_TEST_SUITE_P(
       return name;
     });
 
+TEST(RaidMembers, WithoutSerialNumbersAreAllListed) {
+  Json machine = raidMachine();
+  for (const unsigned drive : {6u, 7u, 8u}) {
+    machine["drives"][drive]["serial"] = "";
+  }
+  RaidBench bench(machine);
+  bench.scan(10);
+  std::vector<std::string> identifiers;
+  for (std::uint32_t i = 0; i < 10; ++i) {
+    identifiers.push_back(*bench.device(i).findProperty("UDI"));
+  }
+  std::sort(identifiers.begin(), identifiers.end());
+  EXPECT_EQ(std::adjacent_find(identifiers.begin(), identifiers.end()), identifiers.end());
+}
+
+TEST(RaidMembers, OfADriveThatDoesNotAnswerAreListedWithoutIt) {
+  Json machine = raidMachine();
+  machine["drives"][7]["faults"] = {
+      {{"command", 0x12}, {"occurrence", 1}, {"times", 0}, {"action", "hang"}}};
+  RaidBench bench(machine);
+  bench.scan(9);
+  EXPECT_THAT(bench.serials(), Not(Contains("RPC-STR-02")));
+}
+
+TEST(RaidMembers, AreFoundWhenTheDisksCannotBeEnumerated) {
+  RaidBench bench(raidMachine());
+  bench.faults().reset();
+  bench.faults().failCall(1, 1167);
+  EXPECT_TRUE(bench.manager().hasDevices());
+}
+
+TEST(RaidMembers, ABadSectorIsOneBeyondTwoTebibytesToo) {
+  Json machine = raidMachine();
+  machine["drives"][7]["size_sectors"] = (std::uint64_t{1} << 32) + 1000;
+  RaidBench bench(machine);
+  bench.scan(10);
+  std::vector<std::uint8_t> read(512);
+  EXPECT_EQ(bench.withSerial("RPC-STR-02")->readSectors(30000, 1, read.data(), false, 512, 10),
+            ProtocolResult::MediumError);
+}
+
 TEST(RaidMembers, ThatVanishOrHangLeaveNoVerdict) {
   Json machine = raidMachine();
   for (const unsigned drive : {2u, 6u, 9u}) {

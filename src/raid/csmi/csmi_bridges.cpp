@@ -22,11 +22,10 @@ ProtocolResult passThrough(CsmiSend* sender, DeviceHandle port, const CsmiPhyEnt
   if (!succeeded(result)) {
     return result;
   }
-  if (request.returnCode() != 0 && !request.holdsError()) {
+  if (!request.reachedDrive() || (request.returnCode() != 0 && !request.holdsError())) {
     return ProtocolResult::TransportFailure;
   }
-  request.takeReply(command);
-  return ProtocolResult::Success;
+  return request.takeReply(command);
 }
 
 }  // namespace

@@ -52,9 +52,12 @@ constexpr std::size_t kSspCdbLengthAt = 48;
 constexpr std::size_t kSspCdbAt = 52;
 constexpr std::size_t kSspFlagsAt = 68;
 constexpr std::size_t kSspDataLengthAt = 96;
+constexpr std::size_t kSspConnectionAt = 100;
 constexpr std::size_t kSspDataPresentAt = 104;
+constexpr std::size_t kSspStatusAt = 105;
 constexpr std::size_t kSspResponseLengthAt = 106;
 constexpr std::size_t kSspSenseAt = 108;
+constexpr std::size_t kSspMovedAt = 364;
 constexpr std::size_t kSspDataAt = 368;
 constexpr std::size_t kSspBytes = 372;
 constexpr std::uint8_t kSenseDataPresent = 2;
@@ -63,11 +66,16 @@ constexpr std::size_t kStpFisAt = 44;
 constexpr std::size_t kStpFlagsAt = 64;
 constexpr std::size_t kStpDataLengthAt = 68;
 constexpr std::size_t kStpReplyFisAt = 76;
+constexpr std::size_t kStpMovedAt = 160;
 constexpr std::size_t kStpDataAt = 164;
 constexpr std::size_t kStpBytes = 168;
 constexpr std::uint8_t kHostToDeviceFis = 0x27;
 constexpr std::uint8_t kCommandBit = 0x80;
+constexpr std::uint8_t kDeviceToHostFis = 0x34;
+constexpr std::uint8_t kPioSetupFis = 0x5F;
+// Bits of the ATA status register.
 constexpr std::uint8_t kErrorBit = 0x01;
+constexpr std::uint8_t kDeviceFaultBit = 0x20;
 
 constexpr std::uint32_t kReadFlag = 1;
 constexpr std::uint32_t kWriteFlag = 2;
@@ -170,6 +178,10 @@ std::vector<CsmiPhyEntry> CsmiGetPhyInfo::phys() const {
   return entries;
 }
 
+std::size_t CsmiGetPhyInfo::replyBytes() const {
+  return kFirstPhy + phys().size() * CsmiPhyEntry::kBytes;
+}
+
 CsmiSspPassthrough::CsmiSspPassthrough(const ScsiCmd& command, const CsmiPhyEntry& phy)
     : CsmiCmd("CSMISAS", 24, kSspBytes + command.transferBytes) {
   addressDrive(buffer_, phy);
@@ -182,20 +194,35 @@ CsmiSspPassthrough::CsmiSspPassthrough(const ScsiCmd& command, const CsmiPhyEntr
   }
 }
 
-void CsmiSspPassthrough::takeReply(ScsiCmd& command) const {
-  if (command.direction == DataDirection::FromDevice && command.data != nullptr) {
-    std::memcpy(command.data, &buffer_[kSspDataAt], command.transferBytes);
+std::size_t CsmiSspPassthrough::movedBytes() const {
+  return std::min<std::size_t>(loadLe32(&buffer_[kSspMovedAt]),
+                               loadLe32(&buffer_[kSspDataLengthAt]));
+}
+
+std::size_t CsmiSspPassthrough::replyBytes() const {
+  return kSspDataAt + (loadLe32(&buffer_[kSspFlagsAt]) == kReadFlag ? movedBytes() : 0);
+}
+
+bool CsmiSspPassthrough::reachedDrive() const {
+  return buffer_[kSspConnectionAt] == 0 || holdsError();
+}
+
+ProtocolResult CsmiSspPassthrough::takeReply(ScsiCmd& command) const {
+  if (command.direction == DataDirection::FromDevice) {
+    command.transferBytes = std::min<std::uint64_t>(movedBytes(), command.transferBytes);
+    if (command.data != nullptr) {
+      std::memcpy(command.data, &buffer_[kSspDataAt], command.transferBytes);
+    }
   }
-  command.scsiStatus = 0;
-  // Drivers differ in the byte order of the length. Either way it is not below the true one here,
-  // and behind that the reply is zero.
-  if (!holdsError()) {
-    return;
+  command.scsiStatus = buffer_[kSspStatusAt];
+  // Drivers differ in the byte order of the length, and its two orders may stand for anything from
+  // 1 byte to all of them. What is behind the sense data is zero, so all that there is room for is
+  // taken.
+  if (holdsError()) {
+    std::memcpy(&command.sense[0], &buffer_[kSspSenseAt], sizeof(command.sense));
+    command.senseLength = sizeof(command.sense);
   }
-  const std::size_t length = loadLe16(&buffer_[kSspResponseLengthAt]);
-  const std::size_t kept = std::min(length, sizeof(command.sense));
-  std::memcpy(&command.sense[0], &buffer_[kSspSenseAt], kept);
-  command.senseLength = kept;
+  return ProtocolResult::Success;
 }
 
 bool CsmiSspPassthrough::holdsError() const {
@@ -221,13 +248,31 @@ CsmiStpPassthrough::CsmiStpPassthrough(const AtaCmd& command, const CsmiPhyEntry
   }
 }
 
-bool CsmiStpPassthrough::holdsError() const {
-  return (buffer_[kStpReplyFisAt + 2] & kErrorBit) != 0;
+std::size_t CsmiStpPassthrough::movedBytes() const {
+  return std::min<std::size_t>(loadLe32(&buffer_[kStpMovedAt]),
+                               loadLe32(&buffer_[kStpDataLengthAt]));
 }
 
-void CsmiStpPassthrough::takeReply(AtaCmd& command) const {
-  if (command.dataDirection == DataDirection::FromDevice && command.data != nullptr) {
-    std::memcpy(command.data, &buffer_[kStpDataAt], command.transferBytes);
+std::size_t CsmiStpPassthrough::replyBytes() const {
+  return kStpDataAt + ((loadLe32(&buffer_[kStpFlagsAt]) & kReadFlag) != 0 ? movedBytes() : 0);
+}
+
+bool CsmiStpPassthrough::reachedDrive() const {
+  const std::uint8_t type = buffer_[kStpReplyFisAt];
+  return type == kDeviceToHostFis || type == kPioSetupFis;
+}
+
+bool CsmiStpPassthrough::holdsError() const {
+  return reachedDrive() && (buffer_[kStpReplyFisAt + 2] & (kErrorBit | kDeviceFaultBit)) != 0;
+}
+
+ProtocolResult CsmiStpPassthrough::takeReply(AtaCmd& command) const {
+  const std::uint64_t asked = command.transferBytes;
+  if (command.dataDirection == DataDirection::FromDevice) {
+    command.transferBytes = std::min<std::uint64_t>(movedBytes(), asked);
+    if (command.data != nullptr) {
+      std::memcpy(command.data, &buffer_[kStpDataAt], command.transferBytes);
+    }
   }
   const std::uint8_t* fis = &buffer_[kStpReplyFisAt];
   command.command = fis[2];
@@ -237,6 +282,8 @@ void CsmiStpPassthrough::takeReply(AtaCmd& command) const {
   command.lbaHigh = fis[6];
   command.device = fis[7];
   command.sectorCount = fis[12];
+  return command.transferBytes == asked || holdsError() ? ProtocolResult::Success
+                                                        : ProtocolResult::DeviceError;
 }
 
 }  // namespace ostria::storage

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/protocol_result.h"
+
 namespace ostria::storage {
 
 class AtaCmd;
@@ -48,6 +50,9 @@ class CsmiCmd {
   std::uint32_t returnCode() const;
   /// Sets header length, and the length of what follows the header.
   void finishHeader();
+  /// Bytes of the buffer that a driver must have written for the reply to be one, by what the reply
+  /// itself tells of its length.
+  virtual std::size_t replyBytes() const { return buffer_.size(); }
 
  protected:
   /// @param signature  up to 8 characters
@@ -77,6 +82,9 @@ class CsmiGetRaidConfig : public CsmiCmd {
  public:
   /// A set cannot tell of more drives: their number has 8 bits.
   static constexpr std::uint32_t kMostDrives = 255;
+  // Counts that are none.
+  static constexpr std::uint8_t kTooManyDrives = 0xF1;
+  static constexpr std::uint8_t kDrivesKeptBack = 0xF2;
 
   CsmiGetRaidConfig(std::uint32_t setIndex, std::uint32_t drivesPerSet);
   std::uint64_t capacityBytes() const;
@@ -84,6 +92,8 @@ class CsmiGetRaidConfig : public CsmiCmd {
   std::uint8_t driveCount() const { return buffer_[43]; }
   /// Serial numbers of the drives that the buffer holds.
   std::vector<std::string> driveSerials() const;
+  /// Without the list of drives, which may be shorter than its room.
+  std::size_t replyBytes() const override { return kFirstDrive; }
 
  private:
   static constexpr std::size_t kFirstDrive = 64;
@@ -95,26 +105,41 @@ class CsmiGetPhyInfo : public CsmiCmd {
   CsmiGetPhyInfo();
   /// The phys that the reply tells of, as far as it has room for them (32).
   std::vector<CsmiPhyEntry> phys() const;
+  std::size_t replyBytes() const override;
 };
 
 /// A SCSI command for one drive. Borrows nothing: outgoing data are copied in.
 class CsmiSspPassthrough : public CsmiCmd {
  public:
   CsmiSspPassthrough(const ScsiCmd& command, const CsmiPhyEntry& phy);
+  std::size_t replyBytes() const override;
+  /// Whether the drive was reached: the connection to it was made, or there is sense data.
+  bool reachedDrive() const;
   /// Whether the drive answered with sense data.
   bool holdsError() const;
-  /// Takes data and sense of the reply into the command.
-  void takeReply(ScsiCmd& command) const;
+  /// Takes status, sense, and data as far as they came into the command.
+  ProtocolResult takeReply(ScsiCmd& command) const;
+
+ private:
+  /// Bytes of data that moved, never more than the buffer has room for.
+  std::size_t movedBytes() const;
 };
 
 /// An ATA command for one drive.
 class CsmiStpPassthrough : public CsmiCmd {
  public:
   CsmiStpPassthrough(const AtaCmd& command, const CsmiPhyEntry& phy);
-  /// Whether the drive answered with its error bit set.
+  std::size_t replyBytes() const override;
+  /// Whether the drive was reached: there is a register frame of it.
+  bool reachedDrive() const;
+  /// Whether the drive answered with its error or device fault bit set.
   bool holdsError() const;
-  /// Takes data and registers of the reply into the command.
-  void takeReply(AtaCmd& command) const;
+  /// Takes registers, and data as far as they came into the command.
+  /// @return `DeviceError` when a drive that reports no error gave fewer bytes than asked
+  ProtocolResult takeReply(AtaCmd& command) const;
+
+ private:
+  std::size_t movedBytes() const;
 };
 
 }  // namespace ostria::storage

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "raid/csmi/csmi_bridges.h"
@@ -25,6 +26,7 @@ constexpr std::uint32_t kEndOfSets = 1000;
 // No controller of these families has more sets; a wild count must not keep the inventory busy.
 constexpr std::uint32_t kMostSets = 256;
 constexpr const char* kNvmeModel = "nvme";
+constexpr std::size_t kVendorAt = 8;  // inside "PCI\\VEN_xxxx&DEV_yyyy"
 
 }  // namespace
 
@@ -92,6 +94,10 @@ ProtocolResult CsmiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
     }
   }
   learnt.pciLocation = config.pciLocation();
+  // What the controller has told so far stays, whatever it refuses next: the names of its drives
+  // are made of the location.
+  controller_.pciLocation = learnt.pciLocation;
+  controller_.biosVersion = learnt.biosVersion;
 
   CsmiGetRaidInfo sets;
   result = ask(sets);
@@ -137,9 +143,16 @@ ProtocolResult CsmiRaidComponent::getLogicalDevices(std::vector<RaidLogicalDevic
     RaidLogicalDevice device;
     device.index = index;
     device.raidLevel = csmiLevelName(config.raidType());
-    device.physicalDeviceCount = config.driveCount();
-    device.size = config.capacityBytes();
     device.memberNames = config.driveSerials();
+    // Two values of the count say that the list is too long, or kept back: what it names counts.
+    const bool counted = config.driveCount() != CsmiGetRaidConfig::kTooManyDrives &&
+                         config.driveCount() != CsmiGetRaidConfig::kDrivesKeptBack;
+    device.physicalDeviceCount =
+        counted ? config.driveCount()
+                : static_cast<std::uint32_t>(
+                      std::count_if(device.memberNames.begin(), device.memberNames.end(),
+                                    [](const std::string& serial) { return !serial.empty(); }));
+    device.size = config.capacityBytes();
     found.push_back(std::move(device));
   }
   *devices = std::move(found);
@@ -179,6 +192,17 @@ ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {
     devices->push_back(std::move(device));
   }
 
+  if (isIntel()) {
+    findNvmeDrives(devices);
+  }
+  return ProtocolResult::Success;
+}
+
+bool CsmiRaidComponent::isIntel() const {
+  return hardwareId_.compare(std::min(kVendorAt, hardwareId_.size()), 4, "8086") == 0;
+}
+
+void CsmiRaidComponent::findNvmeDrives(std::vector<RaidDevice>* devices) {
   // NVMe members hang on the port without a phy; each new serial number is one more drive. The path
   // grows from one to the next, or a drive that changes its number would be found for ever.
   const auto bridge = std::make_shared<NvmeIntelBridge>(handle_);
@@ -196,12 +220,15 @@ ProtocolResult CsmiRaidComponent::findDrives(std::vector<RaidDevice>* devices) {
     devices->push_back({std::move(protocol), nullptr, deviceName("nvme" + std::to_string(pathId)),
                         StorageBusKind::Nvme});
   }
-  return ProtocolResult::Success;
 }
 
 ProtocolResult CsmiRaidComponent::getPhysicalDrives(std::vector<RaidPhysicalDrive>* drives) {
   if (drives == nullptr) {
     return ProtocolResult::InvalidArgument;
+  }
+  if (drives_) {
+    *drives = *drives_;
+    return ProtocolResult::Success;
   }
   std::vector<RaidDevice> devices;
   const ProtocolResult result = findDrives(&devices);
@@ -222,6 +249,8 @@ ProtocolResult CsmiRaidComponent::getPhysicalDrives(std::vector<RaidPhysicalDriv
     }
     found.push_back(std::move(drive));
   }
+  drives_ = found;
+  devices_ = std::move(devices);
   *drives = std::move(found);
   return ProtocolResult::Success;
 }
@@ -229,6 +258,10 @@ ProtocolResult CsmiRaidComponent::getPhysicalDrives(std::vector<RaidPhysicalDriv
 ProtocolResult CsmiRaidComponent::getDevices(std::vector<RaidDevice>* devices) {
   if (devices == nullptr) {
     return ProtocolResult::InvalidArgument;
+  }
+  if (!devices_.empty()) {
+    *devices = std::exchange(devices_, {});
+    return ProtocolResult::Success;
   }
   std::vector<RaidDevice> found;
   const ProtocolResult result = findDrives(&found);

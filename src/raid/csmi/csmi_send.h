@@ -12,8 +12,8 @@ class CsmiSend {
   virtual ~CsmiSend() = default;
 
   /// Sets the header's size fields, sends the whole buffer and takes the reply back into it.
-  /// @return `TransportFailure` when the platform call failed; what the driver made of the request
-  ///         stands in the command's return code
+  /// @return `TransportFailure` when the platform call failed, or the driver wrote fewer bytes than
+  ///         the command's `replyBytes`; what it made of the request stands in the return code
   virtual ProtocolResult send(DeviceHandle handle, CsmiCmd& command) = 0;
 };
 

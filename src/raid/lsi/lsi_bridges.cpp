@@ -1,11 +1,16 @@
+// SCSI and ATA to drives behind an LSI controller: the pass-through headers of the vendor library,
+// in front of the data in one block.
 #include "raid/lsi/lsi_bridges.h"
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <span>
 
 #include "base/byte_order.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
+#include "transport/scsi/scsi_sense.h"
 
 namespace ostria::storage {
 
@@ -20,6 +25,7 @@ constexpr std::size_t kSspStatusAt = 10;
 constexpr std::uint8_t kCheckCondition = 2;
 constexpr std::size_t kSspCdbAt = 12;
 constexpr std::size_t kSspSenseAt = 28;
+constexpr std::size_t kSenseBytes = 32;
 constexpr std::size_t kSspDataLengthAt = 60;
 
 constexpr std::size_t kStpHeader = 60;
@@ -74,6 +80,15 @@ void fillStp(std::vector<std::uint8_t>& buffer, const AtaCmd& command, std::uint
   }
 }
 
+/// The sense key of a reply; nothing when it holds no sense data that can be decoded.
+std::optional<SenseKey> senseKeyOf(const std::vector<std::uint8_t>& buffer) {
+  ScsiSense sense;
+  if (!succeeded(sense.Decode(std::span(buffer).subspan(kSspSenseAt, kSenseBytes)))) {
+    return std::nullopt;
+  }
+  return sense.GetSenseKey();
+}
+
 }  // namespace
 
 ProtocolResult LsiSspBridge::Send(ScsiCmd& command) {
@@ -94,22 +109,31 @@ ProtocolResult LsiSspBridge::Send(ScsiCmd& command) {
   if (sender_ == nullptr) {
     return ProtocolResult::Failure;
   }
-  const std::uint32_t result = sender_->execute(request);
+  // The library's own numbers are no `ProtocolResult`. A command that it calls failed was answered
+  // by its drive if there is CHECK CONDITION, or sense data that can be decoded.
+  const bool passed = sender_->execute(request) == 0;
+  const std::optional<SenseKey> key = passed ? std::nullopt : senseKeyOf(buffer);
+  const bool answered = passed || key || buffer[kSspStatusAt] == kCheckCondition;
   // Sense data belong to a CHECK CONDITION whatever the library made of it: without them a failed
   // read would look like a good one.
-  if (result != 0 || buffer[kSspStatusAt] == kCheckCondition) {
+  if (!passed || buffer[kSspStatusAt] == kCheckCondition) {
     command.senseLength = sizeof(command.sense);
     std::memcpy(&command.sense[0], &buffer[kSspSenseAt], sizeof(command.sense));
   }
-  if (result == 0 && command.direction == DataDirection::FromDevice && command.transferBytes != 0 &&
-      command.data != nullptr) {
+  if (command.direction == DataDirection::FromDevice) {
+    // Of a command that failed the length is still the one that was asked for; its data came only
+    // if the drive recovered them.
+    const bool moved = passed || key == SenseKey::RecoveredError;
     const std::uint64_t returned =
-        std::min<std::uint64_t>(loadLe32(&buffer[kSspDataLengthAt]), command.transferBytes);
-    std::memcpy(command.data, &buffer[kSspHeader], returned);
+        moved ? std::min<std::uint64_t>(loadLe32(&buffer[kSspDataLengthAt]), command.transferBytes)
+              : 0;
+    if (command.data != nullptr) {
+      std::memcpy(command.data, &buffer[kSspHeader], returned);
+    }
     command.transferBytes = returned;
   }
   command.scsiStatus = buffer[kSspStatusAt];
-  return static_cast<ProtocolResult>(result);
+  return answered ? ProtocolResult::Success : ProtocolResult::TransportFailure;
 }
 
 ProtocolResult LsiStpBridge::Send(AtaCmd& command) {

@@ -16,7 +16,10 @@ class LsiSspBridge : public ScsiBridge {
         controllerId_(controllerId),
         deviceId_(deviceId),
         sender_(sender) {}
-  /// @return what the library said; sense data come back with a failed command
+  /// @return `Success` when the drive answered, also with CHECK CONDITION: status and sense say
+  /// how;
+  ///         `TransportFailure` when the library failed the command without an answer of the drive,
+  ///         32 bytes of sense come back all the same; `Failure` without a sender
   ProtocolResult Send(ScsiCmd& command) override;
 
  private:

@@ -63,7 +63,15 @@ inline constexpr std::size_t kDriveInterfaceAt = 188;  ///< 16 bits, the interfa
 inline constexpr std::uint16_t kSataInterface = 3;
 inline constexpr std::size_t kRawSizeAt = 232;  ///< 64 bits, units of 512 bytes
 
+// Configuration: the arrays, then the logical drives, each a record of a size that is told.
 inline constexpr std::size_t kConfigurationBytes = 4616;
+inline constexpr std::size_t kArrayCountAt = 4;  ///< 16 bits, as the three behind it
+inline constexpr std::size_t kArrayBytesAt = 6;
+inline constexpr std::size_t kSetCountAt = 8;
+inline constexpr std::size_t kSetBytesAt = 10;
+inline constexpr std::size_t kFirstArray = 32;
+inline constexpr std::size_t kSetNumberAt = 0;  ///< inside the record of a logical drive, 8 bits
+inline constexpr std::size_t kSetArrayAt = 80;  ///< array of its first span, 16 bits
 inline constexpr std::uint64_t kBlockBytes = 512;
 
 }  // namespace ostria::storage::lsi

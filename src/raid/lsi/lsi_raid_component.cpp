@@ -111,7 +111,9 @@ ProtocolResult LsiRaidComponent::execute(LsiCmd& command) {
   if (sender_ == nullptr) {
     return ProtocolResult::Failure;
   }
-  return static_cast<ProtocolResult>(sender_->execute(command));
+  // The library's own numbers are no `ProtocolResult`.
+  return sender_->execute(command) == 0 ? ProtocolResult::Success
+                                        : ProtocolResult::TransportFailure;
 }
 
 void LsiRaidComponent::prepare() {
@@ -160,23 +162,43 @@ ProtocolResult LsiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
   return ProtocolResult::Success;
 }
 
-ProtocolResult LsiRaidComponent::describeSet(std::uint8_t number, RaidLogicalDevice* device) {
-  LsiCmd array(LsiCode::GetArrayInfo, controllerId_, lsi::kArrayInfoBytes);
-  array.record.subIndex = number;
-  ProtocolResult result = execute(array);
-  if (!succeeded(result)) {
-    return result;
+std::uint8_t LsiRaidComponent::arrayOf(std::uint8_t logicalDrive) const {
+  if (adapterData_.size() >= lsi::kFirstArray) {
+    const std::size_t setBytes = loadLe16(&adapterData_[lsi::kSetBytesAt]);
+    std::size_t at = lsi::kFirstArray + std::size_t{loadLe16(&adapterData_[lsi::kArrayCountAt])} *
+                                            loadLe16(&adapterData_[lsi::kArrayBytesAt]);
+    for (std::size_t left = loadLe16(&adapterData_[lsi::kSetCountAt]);
+         left > 0 && at + lsi::kSetArrayAt + 2 <= adapterData_.size(); --left, at += setBytes) {
+      if (adapterData_[at + lsi::kSetNumberAt] == logicalDrive) {
+        return static_cast<std::uint8_t>(loadLe16(&adapterData_[at + lsi::kSetArrayAt]));
+      }
+    }
+  }
+  // A controller that does not say mostly has as many arrays as sets.
+  return logicalDrive;
+}
+
+void LsiRaidComponent::listMembers(std::uint8_t array, RaidLogicalDevice* device) {
+  LsiCmd info(LsiCode::GetArrayInfo, controllerId_, lsi::kArrayInfoBytes);
+  info.record.subIndex = array;
+  if (!succeeded(execute(info))) {
+    return;  // costs the list of members alone: level and size are told elsewhere
   }
   constexpr std::size_t kRoom = (lsi::kArrayInfoBytes - lsi::kFirstArrayMember) / 2;
-  const std::size_t members = std::min<std::size_t>(loadLe32(array.buffer().data()), kRoom);
+  const std::size_t members = std::min<std::size_t>(loadLe32(info.buffer().data()), kRoom);
   for (std::size_t i = 0; i < members; ++i) {
-    device->memberIndexes.push_back(loadLe16(&array.buffer()[lsi::kFirstArrayMember + 2 * i]));
+    device->memberIndexes.push_back(loadLe16(&info.buffer()[lsi::kFirstArrayMember + 2 * i]));
   }
+}
+
+ProtocolResult LsiRaidComponent::describeSet(std::uint8_t number, RaidLogicalDevice* device) {
+  const std::uint8_t array = arrayOf(number);
+  listMembers(array, device);
 
   LsiCmd drive(LsiCode::GetDriveInfo, controllerId_, lsi::kDriveInfoBytes);
-  drive.record.subIndex = number;
+  drive.record.subIndex = array;
   drive.record.deviceId = number;
-  result = execute(drive);
+  const ProtocolResult result = execute(drive);
   if (!succeeded(result)) {
     return result;
   }
@@ -242,9 +264,8 @@ ProtocolResult LsiRaidComponent::listDrives(std::vector<Drive>* drives) {
     }
     LsiCmd info(LsiCode::GetPdinfo, controllerId_, lsi::kPdInfoBytes);
     info.record.deviceId = deviceId;
-    const ProtocolResult asked = execute(info);
-    if (!succeeded(asked)) {
-      return asked;
+    if (!succeeded(execute(info))) {
+      continue;  // a drive that dies must not take the others with it
     }
 
     const std::vector<std::uint8_t>& block = info.buffer();

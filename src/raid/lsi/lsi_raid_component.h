@@ -26,7 +26,11 @@ class LsiRaidComponent : public RaidComponent {
   };
 
   ProtocolResult execute(LsiCmd& command);
+  /// Number of the array on which a logical drive lies, from the configuration that `prepare` kept.
+  std::uint8_t arrayOf(std::uint8_t logicalDrive) const;
+  void listMembers(std::uint8_t array, RaidLogicalDevice* device);
   ProtocolResult describeSet(std::uint8_t number, RaidLogicalDevice* device);
+  /// A drive that does not answer is left out.
   ProtocolResult listDrives(std::vector<Drive>* drives);
 
   std::uint32_t controllerId_;

@@ -25,6 +25,11 @@ class NoDeviceScanner final : public DeviceScanner {
   int open(const std::string&, DeviceHandle*) override { return kNotSupported; }
   int lock(DeviceHandle) override { return kNotSupported; }
   int close(DeviceHandle) override { return kNotSupported; }
+  int listDevices(const DeviceScanFilter&, const std::vector<std::uint32_t>&,
+                  std::vector<ListedDevice>& devices) override {
+    devices.clear();
+    return kNotSupported;
+  }
 };
 
 class NoStorageScanner final : public StorageScanner {

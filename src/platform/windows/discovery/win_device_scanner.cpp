@@ -8,6 +8,7 @@
 #include <winioctl.h>
 
 #include <algorithm>
+#include <map>
 
 #include "platform/windows/discovery/win_interface_set.h"
 #include "platform/windows/discovery/win_storage_queries.h"
@@ -103,7 +104,19 @@ bool WinDeviceScanFilter::isDisks() const {
 }
 
 int WinDeviceScanner::listPaths(const DeviceScanFilter& filter, DevicePathMap& out) {
+  std::vector<ListedDevice> devices;
+  const int result = listDevices(filter, {}, devices);
   out.clear();
+  for (ListedDevice& device : devices) {
+    out[device.number] = std::move(device.paths);
+  }
+  return result;
+}
+
+int WinDeviceScanner::listDevices(const DeviceScanFilter& filter,
+                                  const std::vector<std::uint32_t>& properties,
+                                  std::vector<ListedDevice>& devices) {
+  devices.clear();
   const WinDeviceScanFilter* wanted = own(filter);
   if (wanted == nullptr) {
     return 1;
@@ -112,13 +125,25 @@ int WinDeviceScanner::listPaths(const DeviceScanFilter& filter, DevicePathMap& o
   if (!set.valid()) {
     return 1;
   }
+  std::map<std::uint32_t, ListedDevice> found;
   std::uint32_t nextPort = kFirstPortNumber;
-  for (const FoundInterface& device : set.interfaces()) {
+  for (FoundInterface& device : set.interfaces()) {
     const auto number =
         wanted->isDisks() ? diskNumber(device.path) : std::optional<std::uint32_t>(nextPort++);
-    if (number) {
-      out[*number].push_back(device.path);
+    if (!number) {
+      continue;
     }
+    ListedDevice& listed = found[*number];
+    listed.number = *number;
+    listed.paths.push_back(device.path);
+    for (const std::uint32_t property : properties) {
+      if (auto value = set.property(device, property)) {
+        listed.properties.try_emplace(property, std::move(*value));
+      }
+    }
+  }
+  for (auto& [number, device] : found) {
+    devices.push_back(std::move(device));
   }
   return 0;
 }

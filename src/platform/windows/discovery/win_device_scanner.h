@@ -21,6 +21,8 @@ class WinDeviceScanner final : public DeviceScanner {
   int open(const std::string& path, DeviceHandle* handle) override;
   int lock(DeviceHandle handle) override;
   int close(DeviceHandle handle) override;
+  int listDevices(const DeviceScanFilter& filter, const std::vector<std::uint32_t>& properties,
+                  std::vector<ListedDevice>& devices) override;
 };
 
 }  // namespace ostria::storage

@@ -19,7 +19,13 @@ class WinCsmiSend final : public CsmiSend {
     std::vector<std::uint8_t>& buffer = command.buffer();
     const ControlAnswer answer = deviceControl(handle, IOCTL_SCSI_MINIPORT, buffer.data(),
                                                buffer.size(), buffer.data(), buffer.size());
-    return answer ? ProtocolResult::Success : ProtocolResult::TransportFailure;
+    // Where nothing came back, the buffer still holds the request, whose zeros read as a good
+    // answer. A driver that refuses the request writes no more than the header, which says so.
+    const std::size_t needed = answer.returned >= CsmiCmd::kHeaderBytes && command.returnCode() != 0
+                                   ? CsmiCmd::kHeaderBytes
+                                   : command.replyBytes();
+    return answer && answer.returned >= needed ? ProtocolResult::Success
+                                               : ProtocolResult::TransportFailure;
   }
 };
 
