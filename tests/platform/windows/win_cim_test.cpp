@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "inventory/driver_version.h"
 #include "virtual_pc/system/kernel.h"
 
@@ -51,7 +53,11 @@ TEST_F(WinCimTest, AnswersQueries) {
             (CimTable{{{"Disk A"}, {"GenDisk"}, {}}, {{"Disk B"}, {"USBSTOR\\Disk"}, {}}}));
   const char* const fields[] = {"Id", nullptr};
   CimTable* table = nullptr;
-  EXPECT_EQ(cim_.query(fields, "a = 1", "C", 0, &table, L"ROOT"), CimResult::NoFields);
+  for (const int none : {0, -1}) {
+    EXPECT_EQ(cim_.query(fields, "a = 1", "C", none, &table, L"ROOT"), CimResult::NoFields);
+    EXPECT_EQ(cim_.query(fields, nullptr, "C", none, &table, L"ROOT"), CimResult::NoFields);
+    EXPECT_EQ(cim_.query(nullptr, nullptr, nullptr, none, &table, L"ROOT"), CimResult::NoFields);
+  }
   EXPECT_EQ(cim_.query(fields, "a = 1", "C", 2, &table, L"ROOT"), CimResult::NullFieldName);
   EXPECT_EQ(cim_.query(fields, nullptr, "C", 1, &table, L"ROOT"), CimResult::QueryIncomplete);
   EXPECT_EQ(cim_.queryAll(&table, "C", 1, fields, L"ROOT\\No"), CimResult::ConnectFailed);
@@ -87,6 +93,11 @@ TEST_F(WinCimTest, TheOldestOf5000GoesAlsoWithHighNumbers) {
   }
   EXPECT_EQ(write("the 5000th"), CimResult::Success);
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"0");
+  // What cannot be written costs no record.
+  EXPECT_EQ(cim_.writeRecord({"TestName"}, {}, "Results", kRecordSpace), CimResult::Success);
+  EXPECT_EQ(cim_.writeRecord({"NoSuchName"}, {"x"}, "Results", kRecordSpace),
+            CimResult::ConnectFailed);
+  EXPECT_EQ(records.instances.size(), 5000u);
   EXPECT_EQ(write("the 5001st"), CimResult::Success);
   ASSERT_EQ(records.instances.size(), 5000u);
   EXPECT_EQ(virtual_pc::wmiText(records.instances.front().find(L"Id")->value), L"1");
@@ -121,17 +132,51 @@ TEST_F(WinCimTest, AnyCallMayFailAndNothingIsLost) {
   EXPECT_EQ(ask({"TestName"}, "Id = 0", "Results", kRecordSpace), (CimTable{{{"kept"}}}));
 }
 
+TEST_F(WinCimTest, EveryStartOfComponentObjectsIsEnded) {
+  const auto isRunning = [] {
+    const HRESULT started = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    CoUninitialize();
+    return started == S_FALSE;
+  };
+  ASSERT_FALSE(isRunning());
+  EXPECT_EQ(write("first"), CimResult::Success);  // which makes namespace and class
+  EXPECT_FALSE(isRunning());
+  EXPECT_EQ(cim_.writeRecord({"TestName"}, {"x"}, "Results", L"ROOT\\No"),
+            CimResult::ConnectFailed);
+  EXPECT_FALSE(isRunning());
+}
+
+TEST_F(WinCimTest, WritingFailsWithTheCodeOfReading) {
+  virtual_pc::PlatformFaults& faults = virtual_pc::machine().faults();
+  std::set<CimResult> seen;
+  for (std::uint64_t call = 1; call <= 5; ++call) {
+    faults.reset();
+    faults.goneFrom(call);
+    CimTable* table = nullptr;
+    const char* const field = "Id";
+    const CimResult reading = cim_.queryAll(&table, "Results", 1, &field, L"ROOT");
+    faults.reset();
+    faults.goneFrom(call);
+    EXPECT_EQ(cim_.writeRecord({"TestName"}, {"x"}, "Results", L"ROOT"), reading) << call;
+    seen.insert(reading);
+  }
+  faults.reset();
+  EXPECT_TRUE(seen.contains(CimResult::ComStartFailed));
+  EXPECT_TRUE(seen.contains(CimResult::LocatorFailed));
+  EXPECT_TRUE(seen.contains(CimResult::ProxyFailed));
+}
+
 TEST_F(WinCimTest, DriverVersionIsFoundByModelThenByBus) {
-  EXPECT_EQ(findDriverVersion("Disk A"), "10.0.19041.3636");
-  EXPECT_EQ(findDriverVersion("Unknown"), "10.0.19041.3636");
+  EXPECT_EQ(DriverVersions().of("Disk A"), "10.0.19041.3636");
+  EXPECT_EQ(DriverVersions().of("Unknown"), "10.0.19041.3636");
   install(R"(, "disk_driver_version": "1", "management_rows": [
     {"class": "Win32_PnPSignedDriver", "values": [
       {"name": "DeviceClass", "text": "DiskDrive"}, {"name": "DriverVersion", "text": "2"}]}])");
   // With several versions about, the first stands for all.
-  EXPECT_EQ(findDriverVersion("Unknown"), "1");
+  EXPECT_EQ(DriverVersions().of("Unknown"), "1");
   std::string error;
   ASSERT_TRUE(virtual_pc::installMachine(R"({"format": 1})", &error));
-  EXPECT_EQ(findDriverVersion("Disk A"), "error");
+  EXPECT_EQ(DriverVersions().of("Disk A"), "error");
 }
 
 }  // namespace

@@ -13,6 +13,22 @@ namespace {
 
 using Row = std::map<std::string, std::string>;
 
+constexpr const char* kRoot = "ROOT";
+constexpr const char* kDriverSpace = "ROOT\\CIMV2";
+// The namespace of the records and the one above it are made by the first write.
+constexpr const char* kProductSpace = "ROOT\\Ostria";
+constexpr const char* kRecordSpace = "ROOT\\Ostria\\Ostria_Diagnostics";
+
+/// The form of a name that the store knows it by, whatever the case of its letters.
+std::string storedName(const std::string& name) {
+  for (const std::string& known : LinuxResultStore::textNames()) {
+    if (sameName(known, name)) {
+      return known;
+    }
+  }
+  return name;
+}
+
 /// The value under a name, whatever the case of its letters.
 const std::string* valueOf(const Row& row, const std::string& name) {
   for (const auto& [key, value] : row) {
@@ -57,10 +73,11 @@ CimResult LinuxCim::select(const char* const* fields, const char* where, const c
   }
 
   std::vector<Row> rows;
-  if (sameName(className, "Win32_PnPSignedDriver")) {
+  if (sameName(className, "Win32_PnPSignedDriver") && sameName(toNarrow(nameSpace), kDriverSpace)) {
     rows = diskDriverRows();
   } else {
-    const auto store = LinuxResultStore::open(resultStorePath());
+    // A class is there as soon as it has a record. Reading must not make the file.
+    const auto store = LinuxResultStore::openForReading(resultStorePath());
     if (store == nullptr || !store->read(toNarrow(nameSpace), className, rows)) {
       return CimResult::ConnectFailed;
     }
@@ -97,19 +114,29 @@ CimResult LinuxCim::writeRecord(const std::vector<std::string>& names,
   }
   LinuxResultStore::Record texts;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    texts[names[i]] = values[i];
+    texts[storedName(names[i])] = values[i];
   }
   const auto store = LinuxResultStore::open(resultStorePath());
-  return store != nullptr && store->add(toNarrow(nameSpace), className, texts)
-             ? CimResult::Success
-             : CimResult::ConnectFailed;
+  const std::string space = toNarrow(nameSpace);
+  if (store == nullptr) {
+    return CimResult::ConnectFailed;
+  }
+  bool there = sameName(space, kRoot) || store->hasNamespace(space);
+  if (!there && sameName(space, kRecordSpace)) {
+    bool existed = false;
+    there = store->ensureNamespace(kProductSpace, existed);
+  }
+  return there && store->add(space, className, texts) ? CimResult::Success
+                                                      : CimResult::ConnectFailed;
 }
 
 CimResult LinuxCim::ensureNamespace(const std::wstring& parent, const std::wstring& name,
                                     bool* existed) {
   bool before = false;
   const auto store = LinuxResultStore::open(resultStorePath());
-  if (store == nullptr || !store->ensureNamespace(toNarrow(parent + L"\\" + name), before)) {
+  const std::string above = toNarrow(parent);
+  if (store == nullptr || !(sameName(above, kRoot) || store->hasNamespace(above)) ||
+      !store->ensureNamespace(toNarrow(parent + L"\\" + name), before)) {
     return CimResult::ConnectFailed;
   }
   if (existed != nullptr) {

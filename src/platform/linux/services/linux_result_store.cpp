@@ -33,12 +33,18 @@ class Statement {
   Statement& operator=(const Statement&) = delete;
 
   Statement& bind(const std::string& text) {
-    good_ = good_ && sqlite3_bind_text(statement_, ++bound_, text.c_str(), -1, SQLITE_TRANSIENT) ==
-                         SQLITE_OK;
+    good_ =
+        good_ && sqlite3_bind_text(statement_, ++bound_, text.data(), static_cast<int>(text.size()),
+                                   SQLITE_TRANSIENT) == SQLITE_OK;
     return *this;
   }
   Statement& bind(std::int64_t number) {
     good_ = good_ && sqlite3_bind_int64(statement_, ++bound_, number) == SQLITE_OK;
+    return *this;
+  }
+  /// Leaves the next value empty.
+  Statement& skip() {
+    ++bound_;
     return *this;
   }
   /// Steps to the next row. @return false at the end, or on a failure, see `good`
@@ -59,8 +65,12 @@ class Statement {
   std::int64_t number(int column) { return sqlite3_column_int64(statement_, column); }
   std::string text(int column) {
     const unsigned char* const text = sqlite3_column_text(statement_, column);
-    return text == nullptr ? std::string() : reinterpret_cast<const char*>(text);
+    return text == nullptr
+               ? std::string()
+               : std::string(reinterpret_cast<const char*>(text),
+                             static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
   }
+  bool isEmpty(int column) { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
 
  private:
   sqlite3_stmt* statement_ = nullptr;
@@ -146,6 +156,20 @@ std::unique_ptr<LinuxResultStore> LinuxResultStore::open(const std::string& path
   return store->prepare() ? std::move(store) : nullptr;
 }
 
+std::unique_ptr<LinuxResultStore> LinuxResultStore::openForReading(const std::string& path) {
+  if (path.empty()) {
+    return nullptr;
+  }
+  sqlite3* raw = nullptr;
+  const int result = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
+  Database database(raw);
+  if (result != SQLITE_OK || sqlite3_busy_timeout(raw, kBusyTimeoutMilliseconds) != SQLITE_OK) {
+    return nullptr;
+  }
+  return std::unique_ptr<LinuxResultStore>(
+      new LinuxResultStore(std::move(database), kDefaultLimit));
+}
+
 bool LinuxResultStore::prepare() {
   // The tables are there nearly always; looking first spares the readers the wait for a writer.
   Statement present(database_.get(),
@@ -202,7 +226,11 @@ bool LinuxResultStore::add(const std::string& nameSpace, const std::string& clas
   insert.bind(nameSpace).bind(className).bind(id);
   for (const std::string& name : textNames()) {
     const auto text = texts.find(name);
-    insert.bind(text == texts.end() ? std::string() : text->second);
+    if (text == texts.end()) {
+      insert.skip();
+    } else {
+      insert.bind(text->second);
+    }
   }
   return insert.run() && transaction.commit();
 }
@@ -218,10 +246,17 @@ bool LinuxResultStore::read(const std::string& nameSpace, const std::string& cla
     record["Id"] = select.text(0);
     int column = 0;
     for (const std::string& name : textNames()) {
-      record[name] = select.text(++column);
+      if (!select.isEmpty(++column)) {
+        record[name] = select.text(column);
+      }
     }
   }
-  return select.good();
+  return select.good() && !records.empty();
+}
+
+bool LinuxResultStore::hasNamespace(const std::string& nameSpace) {
+  Statement select(database_.get(), "SELECT count(*) FROM namespaces WHERE path = ?");
+  return select.bind(nameSpace).row() && select.number(0) != 0;
 }
 
 bool LinuxResultStore::ensureNamespace(const std::string& nameSpace, bool& existed) {

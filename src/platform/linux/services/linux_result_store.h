@@ -18,6 +18,7 @@ class LinuxResultStore {
   static constexpr std::uint32_t kDefaultLimit = 5000;
 
   /// A record: "Id" and the seven texts, by name.
+  /// A text that was not given is not in it.
   using Record = std::map<std::string, std::string>;
 
   /// Texts of a record beside its "Id".
@@ -28,14 +29,19 @@ class LinuxResultStore {
   /// @return null when the file cannot be used
   static std::unique_ptr<LinuxResultStore> open(const std::string& path,
                                                 std::uint32_t limit = kDefaultLimit);
+  /// Opens the file for reading. @return null when it is not there or cannot be used
+  static std::unique_ptr<LinuxResultStore> openForReading(const std::string& path);
   ~LinuxResultStore();
 
   /// Adds a record under the next number; the oldest of its class go when there are too many.
   /// @param texts  by the names of `textNames`; any other name is a failure
   bool add(const std::string& nameSpace, const std::string& className, const Record& texts);
-  /// Records of a class by number, ascending. False when the file cannot be read.
+  /// Records of a class by number, ascending. False when the file cannot be read, or has no record
+  /// of such a class.
   bool read(const std::string& nameSpace, const std::string& className,
             std::vector<Record>& records);
+  /// Whether the namespace was made, or holds records.
+  bool hasNamespace(const std::string& nameSpace);
   /// @param existed  whether the namespace was known before
   bool ensureNamespace(const std::string& nameSpace, bool& existed);
 

@@ -8,7 +8,10 @@ namespace ostria::storage {
 
 CimResult WinCim::query(const char* const* fields, const char* where, const char* className,
                         int fieldCount, CimTable** table, const std::wstring& nameSpace) {
-  if (fieldCount > 0 && (where == nullptr || *where == '\0')) {
+  if (fieldCount <= 0) {
+    return CimResult::NoFields;
+  }
+  if (where == nullptr || *where == '\0') {
     return CimResult::QueryIncomplete;
   }
   return select(fields, fieldCount, className, std::string(" WHERE ") + where, table, nameSpace);
@@ -88,7 +91,11 @@ CimResult WinCim::open(const std::wstring& nameSpace, CimSession& session) {
   if (started != CimResult::Success && started != CimResult::ComAlreadyRunning) {
     return started;
   }
+  return connectServices(nameSpace, session.services);
+}
 
+CimResult WinCim::connectServices(const std::wstring& nameSpace,
+                                  ComPointer<IWbemServices>& services) {
   ComPointer<IWbemLocator> locator;
   if (FAILED(CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
                               reinterpret_cast<void**>(locator.put()))) ||
@@ -97,11 +104,11 @@ CimResult WinCim::open(const std::wstring& nameSpace, CimSession& session) {
   }
   const ComText resource(nameSpace);
   if (FAILED(locator->ConnectServer(resource.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr,
-                                    session.services.put())) ||
-      !session.services) {
+                                    services.put())) ||
+      !services) {
     return CimResult::ConnectFailed;
   }
-  if (FAILED(CoSetProxyBlanket(session.services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
+  if (FAILED(CoSetProxyBlanket(services.get(), RPC_C_AUTHN_WINNT, RPC_C_AUTHZ_NONE, nullptr,
                                RPC_C_AUTHN_LEVEL_CALL, RPC_C_IMP_LEVEL_IMPERSONATE, nullptr,
                                EOAC_NONE))) {
     return CimResult::ProxyFailed;

@@ -37,6 +37,11 @@ class WinCim : public Cim {
  private:
   CimResult start(ComApartment& apartment);
   CimResult open(const std::wstring& nameSpace, CimSession& session);
+  /// The part of `open` behind the start of component objects.
+  static CimResult connectServices(const std::wstring& nameSpace,
+                                   ComPointer<IWbemServices>& services);
+  static CimResult makeNamespace(IWbemServices& parent, const std::wstring& name, bool* existed);
+  static bool makeRecordNamespaces();
   CimResult openRecords(const std::wstring& nameSpace, const std::wstring& className,
                         CimSession& session);
   CimResult select(const char* const* fields, int fieldCount, const char* className,

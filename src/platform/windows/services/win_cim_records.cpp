@@ -124,25 +124,42 @@ CimResult WinCim::ensureNamespace(const std::wstring& parent, const std::wstring
   if (const CimResult result = open(parent, session); result != CimResult::Success) {
     return result;
   }
+  return makeNamespace(*session.services.get(), name, existed);
+}
+
+/// Makes a namespace under the one that is connected; an existing one is kept.
+CimResult WinCim::makeNamespace(IWbemServices& parent, const std::wstring& name, bool* existed) {
   ComPointer<IWbemClassObject> present;
-  if (getObject(*session.services.get(), L"__Namespace.Name='" + name + L"'", present)) {
+  if (getObject(parent, L"__Namespace.Name='" + name + L"'", present)) {
     if (existed != nullptr) {
       *existed = true;
     }
     return CimResult::Success;
   }
-  return createNamespace(*session.services.get(), name) ? CimResult::Success
-                                                        : CimResult::ConnectFailed;
+  return createNamespace(parent, name) ? CimResult::Success : CimResult::ConnectFailed;
+}
+
+/// The two namespaces above the records. Component objects run already.
+bool WinCim::makeRecordNamespaces() {
+  ComPointer<IWbemServices> root;
+  ComPointer<IWbemServices> product;
+  return connectServices(L"ROOT", root) == CimResult::Success &&
+         makeNamespace(*root.get(), L"Ostria", nullptr) == CimResult::Success &&
+         connectServices(L"ROOT\\Ostria", product) == CimResult::Success &&
+         makeNamespace(*product.get(), L"Ostria_Diagnostics", nullptr) == CimResult::Success;
 }
 
 /// Connects to the namespace of the records and gets their class; what is missing is made.
+/// Component objects are started once: each start has to be ended, and the session ends one.
 CimResult WinCim::openRecords(const std::wstring& nameSpace, const std::wstring& className,
                               CimSession& session) {
-  if (open(nameSpace, session) != CimResult::Success) {
-    if (ensureNamespace(L"ROOT", L"Ostria", nullptr) == CimResult::Success) {
-      static_cast<void>(ensureNamespace(L"ROOT\\Ostria", L"Ostria_Diagnostics", nullptr));
+  if (const CimResult result = open(nameSpace, session); result != CimResult::Success) {
+    // Only a namespace that is not there is helped by making it.
+    if (result != CimResult::ConnectFailed) {
+      return result;
     }
-    if (const CimResult result = open(nameSpace, session); result != CimResult::Success) {
+    if (!makeRecordNamespaces() ||
+        connectServices(nameSpace, session.services) != CimResult::Success) {
       return CimResult::ConnectFailed;
     }
   }
@@ -169,8 +186,7 @@ CimResult WinCim::writeRecord(const std::vector<std::string>& names,
   IWbemServices& services = *session.services.get();
   ComPointer<IWbemClassObject> record;
   std::vector<std::uint32_t> numbers;
-  if (!spawn(*session.classObject.get(), record) || !readNumbers(services, wideClass, numbers) ||
-      !dropOldest(services, wideClass, numbers)) {
+  if (!spawn(*session.classObject.get(), record) || !readNumbers(services, wideClass, numbers)) {
     return CimResult::ConnectFailed;
   }
   if (names.size() != values.size()) {
@@ -187,6 +203,10 @@ CimResult WinCim::writeRecord(const std::vector<std::string>& names,
     if (!putText(*record.get(), toWide(names[i]), toWide(values[i]))) {
       return CimResult::ConnectFailed;
     }
+  }
+  // The oldest record goes only for one that can be written.
+  if (!dropOldest(services, wideClass, numbers)) {
+    return CimResult::ConnectFailed;
   }
   return SUCCEEDED(services.PutInstance(record.get(), WBEM_FLAG_CREATE_ONLY, nullptr, nullptr))
              ? CimResult::Success
