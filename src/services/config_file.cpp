@@ -1,63 +1,26 @@
+// Reader of config.ini, line by line. The rules for a line stand in config_line.cpp.
 #include "services/config_file.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QString>
 #include <QTextStream>
-#include <algorithm>
-#include <array>
-#include <cctype>
-#include <regex>
+#include <string_view>
+
+#include "services/config_line.h"
+#include "services/string_handler.h"
 
 namespace ostria::storage {
 namespace {
 
 using namespace config_file_error;
 
-// The matcher of std::regex recurses with the length of the text: a long line would overrun the
-// stack. No setting comes near these bounds.
-constexpr std::size_t kMaxLineBytes = 1024;
+// The file lies in the working directory and may be anybody's. No settings come near this bound.
 constexpr qint64 kMaxFileBytes = 1 << 20;
 
-struct MalformedLine {
-  std::uint32_t code;
-  std::regex pattern;
-  char allowedWith;  ///< a line that holds this character is not malformed; 0 for none
-};
-
-bool holds(const std::string& line, char c) { return line.find(c) != std::string::npos; }
-
-/// The first rule that the line falls under, or 0 for a line in order.
-std::uint32_t classify(const std::string& line) {
-  static const std::array<MalformedLine, 10> kRules = {{
-      {kRepeatedOpenBracket, std::regex(R"((\[\s*\w+\[)|(\[\[))"), 0},
-      {kRepeatedCloseBracket, std::regex(R"((\]\s*\w+\])|(\]\]))"), 0},
-      {kRepeatedEquals, std::regex(R"((=\s*\w+=)|(==))"), 0},
-      {kEqualsAtBracket, std::regex(R"(((=\w+(\[|\]))|((\[|\]))\w+=)|(\[=)|(\]=)|(=\[)|(=\]))"), 0},
-      {kBracketNotClosed, std::regex(R"((\[\]{0}[\w]+)|(\]{0}[\w]+\[+))"), ']'},
-      {kBracketNotOpened, std::regex(R"((\[{0}[\w]+\]+)|(\]\[{0}[\w]+))"), '['},
-      {kBracketsReversed, std::regex(R"((\]\w+\[)|(\]\[))"), 0},
-      {kEmptySection, std::regex(R"(\[\s*\]+)"), 0},
-      {kNoKey, std::regex(R"(^\s*=\s*[\w]+)"), 0},
-      {kNoValue, std::regex(R"(^[\w]+\s*=\s*$)"), 0},
-  }};
-  if (line.find_first_of("[]=") == std::string::npos) {
-    return kNeitherSectionNorKey;
-  }
-  for (const MalformedLine& rule : kRules) {
-    if (rule.allowedWith != 0 && holds(line, rule.allowedWith)) {
-      continue;
-    }
-    if (std::regex_search(line, rule.pattern)) {
-      return rule.code;
-    }
-  }
-  return 0;
-}
-
-std::string capitals(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+std::string capitals(std::string_view name) {
+  std::string text(name);
+  getLocalStringHandler().toUpperCase(text);
   return text;
 }
 
@@ -68,33 +31,26 @@ class Parser {
 
   /// @return whether the reading goes on
   bool acceptLine(std::string line) {
-    static const std::regex kBlank(R"(^\s*$)");
-    static const std::regex kSectionLine(R"(\[([\w\s*]+)\])");
-    static const std::regex kKeyLine(R"(([\w]+)\s*=\s*([^]+)$)");
-
     if (const auto comment = line.find(';'); comment != std::string::npos) {
       line.resize(comment);
     }
-    if (line.size() > kMaxLineBytes) {
-      return fail(kLineTooLong);
-    }
-    if (std::regex_search(line, kBlank)) {
+    if (config_line::isBlank(line)) {
       return true;
     }
-    if (const std::uint32_t code = classify(line); code != 0) {
+    if (const std::uint32_t code = config_line::brokenRule(line); code != 0) {
       return fail(code);
     }
 
-    std::smatch match;
-    if (std::regex_search(line, match, kSectionLine)) {
-      section_ = capitals(match[1]);
+    // A line may do both: open a section and set a key in it.
+    if (const auto name = config_line::sectionName(line)) {
+      section_ = capitals(*name);
       if (!contents_.try_emplace(section_).second) {
         return fail(kSectionTwice);
       }
     }
-    if (std::regex_search(line, match, kKeyLine)) {
-      const std::string key = capitals(match[1]);
-      if (!contents_[section_].try_emplace(key, match[2]).second) {
+    if (const auto setting = config_line::keyAndValue(line)) {
+      const std::string key = capitals(setting->key);
+      if (!contents_[section_].try_emplace(key, setting->value).second) {
         return fail(kKeyTwice, key);
       }
     }

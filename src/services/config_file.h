@@ -26,12 +26,11 @@ inline constexpr std::uint32_t kNeitherSectionNorKey = 1010;
 inline constexpr std::uint32_t kEmptySection = 1011;
 inline constexpr std::uint32_t kNoKey = 1012;
 inline constexpr std::uint32_t kNoValue = 1014;
-inline constexpr std::uint32_t kLineTooLong = 1015;
 }  // namespace config_file_error
 
 /// Reads a configuration file: sections in brackets, "key = value" lines, ";" starts a comment.
-/// Names of sections and keys are folded to capitals; values stay as they are, blanks at their end
-/// included. Text is UTF-8.
+/// Names of sections and keys are folded to capitals, those of ASCII; values stay as they are,
+/// blanks at their end included. Text is UTF-8.
 /// @param contents  replaced by what was read, up to the line in error
 /// @param error     set on failure: the code, and the line number (from 1) in `reserved1`
 /// @return false when the file cannot be opened or a line ends the reading

@@ -10,6 +10,10 @@
 namespace ostria::storage {
 namespace {
 
+// What a bounded copy gives for a text that it was told to cut ("as much as fits").
+constexpr std::size_t kCut = static_cast<std::size_t>(-1);
+constexpr int kWasCut = 80;
+
 template <typename Character>
 int refuse(Character* destination, std::size_t size, int error) {
   if (destination != nullptr && size != 0) {
@@ -23,15 +27,16 @@ int refuse(Character* destination, std::size_t size, int error) {
 int StringHandlerImp::copyN(char* destination, std::size_t size, const char* source,
                             std::size_t n) {
   if (destination == nullptr || size == 0 || source == nullptr) {
-    return refuse(destination, size, EINVAL);
+    return refuse(destination, size, -1);
   }
   const std::size_t length = lengthN(source, std::min(n, size));
-  if (length >= size) {
-    return refuse(destination, size, ERANGE);
+  if (length >= size && n != kCut) {
+    return refuse(destination, size, -1);
   }
-  std::memmove(destination, source, length);
-  destination[length] = 0;
-  return 0;
+  const std::size_t kept = std::min(length, size - 1);
+  std::memmove(destination, source, kept);
+  destination[kept] = 0;
+  return kept == length ? 0 : kWasCut;
 }
 
 int StringHandlerImp::copyExact(char* destination, std::size_t size, const char* source,
@@ -51,20 +56,21 @@ int StringHandlerImp::copyExact(char* destination, std::size_t size, const char*
 int StringHandlerImp::appendN(char* destination, std::size_t size, const char* source,
                               std::size_t n) {
   if (destination == nullptr || size == 0 || source == nullptr) {
-    return refuse(destination, size, EINVAL);
+    return refuse(destination, size, -1);
   }
   const std::size_t present = lengthN(destination, size);
   if (present == size) {
-    return refuse(destination, size, EINVAL);
+    return refuse(destination, size, -1);
   }
   const std::size_t room = size - present;
   const std::size_t length = lengthN(source, std::min(n, room));
-  if (length >= room) {
-    return refuse(destination, size, ERANGE);
+  if (length >= room && n != kCut) {
+    return refuse(destination, size, -1);
   }
-  std::memmove(destination + present, source, length);
-  destination[present + length] = 0;
-  return 0;
+  const std::size_t kept = std::min(length, room - 1);
+  std::memmove(destination + present, source, kept);
+  destination[present + kept] = 0;
+  return kept == length ? 0 : kWasCut;
 }
 
 int StringHandlerImp::wideToMultiByte(std::size_t* converted, char* destination, std::size_t size,

@@ -42,8 +42,9 @@ class StringHandler {
   /// As `vsnprintf`; -1 on failure, and on a text that does not fit (which is cut and terminated).
   virtual int formatBounded(char* buffer, std::size_t size, const char* format, ...)
       __attribute__((format(printf, 4, 5))) = 0;
-  /// Copies at most `n` characters and terminates. 0 on success; non-zero, with an empty
-  /// destination, when a pointer is null or the text does not fit.
+  /// Copies at most `n` characters and terminates. 0 on success; -1, with an empty destination,
+  /// when a pointer is null or the text does not fit. With the largest `n` the text is cut to what
+  /// fits instead, with the result 80.
   virtual int copyN(char* destination, std::size_t size, const char* source, std::size_t n) = 0;
   /// Copies `n` bytes and terminates. -1 and an empty destination if a pointer is null, `size` is
   /// 0, `n` and the terminator do not fit, or the ranges overlap.

@@ -34,7 +34,13 @@ TEST(StringHandlerTest, BoundedCopiesNeverPassTheEnd) {
   EXPECT_EQ(strings.copyN(out, 4, "abcdef", 3), 0);
   EXPECT_STREQ(out, "abc");
   EXPECT_EQ(out[4], '#');
-  EXPECT_NE(strings.copyN(out, 4, "abcdef", 4), 0);
+  EXPECT_EQ(strings.copyN(out, 4, "abcdef", 4), -1);
+  EXPECT_STREQ(out, "");
+  EXPECT_EQ(strings.copyN(out, 4, "abcdef", SIZE_MAX), 80);
+  EXPECT_STREQ(out, "abc");
+  EXPECT_EQ(strings.appendN(out, 6, "def", SIZE_MAX), 80);
+  EXPECT_STREQ(out, "abcde");
+  EXPECT_EQ(strings.appendN(out, 6, "f", 1), -1);
   EXPECT_STREQ(out, "");
   EXPECT_EQ(strings.copyN(out, 4, "ab", 9), 0);
   EXPECT_EQ(strings.appendN(out, 4, "cd", 1), 0);
