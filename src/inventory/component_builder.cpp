@@ -61,13 +61,13 @@ void keepSecurity(StorageComponent& component, const StorageProtocol& ata) {
 
 /// Fills the properties through the ATA side of a USB device.
 /// @return false when there is none, or it could not fill them
-bool fillThroughUsbBridge(StorageComponent& component) {
+bool fillThroughUsbBridge(StorageComponent& component, DriverVersions& drivers) {
   StorageProtocol& own = *component.storageProtocol();
   const auto ata = findAtaBehindUsb(own.GetDeviceHandle());
   if (ata == nullptr) {
     return false;
   }
-  const bool filled = succeeded(fillProperties(component, ata.get(), {}));
+  const bool filled = succeeded(fillProperties(component, ata.get(), {}, &drivers));
   keepSecurity(component, *ata);
   // The probes went past the component's own protocol, so its view of the device is read anew; when
   // that fails, the cache keeps what it had.
@@ -78,9 +78,11 @@ bool fillThroughUsbBridge(StorageComponent& component) {
 
 }  // namespace
 
-std::unique_ptr<StorageComponent> buildComponent(
-    StorageScanner& scanner, const DeviceRecord& record, std::unique_ptr<StorageProtocol> protocol,
-    std::unique_ptr<StorageProtocol> secondaryProtocol) {
+std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
+                                                 const DeviceRecord& record,
+                                                 std::unique_ptr<StorageProtocol> protocol,
+                                                 std::unique_ptr<StorageProtocol> secondaryProtocol,
+                                                 DriverVersions& drivers) {
   auto table = readTable(scanner, record, *protocol);
   std::string id;
   if (scanner.getDeviceId(record.deviceNumber, &id) != 0) {
@@ -98,8 +100,8 @@ std::unique_ptr<StorageComponent> buildComponent(
   const bool behindUsbBridge = record.busKind != StorageBusKind::Emmc &&
                                record.connection == DeviceConnection::External &&
                                kind == ProtocolKind::Scsi;
-  const bool filled = (behindUsbBridge && fillThroughUsbBridge(*component)) ||
-                      succeeded(fillProperties(*component, nullptr, {}));
+  const bool filled = (behindUsbBridge && fillThroughUsbBridge(*component, drivers)) ||
+                      succeeded(fillProperties(*component, nullptr, {}, &drivers));
   if (!filled) {
     return nullptr;
   }

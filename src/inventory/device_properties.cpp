@@ -5,7 +5,6 @@
 #include <string>
 
 #include "base/byte_size.h"
-#include "inventory/driver_version.h"
 #include "services/device_text.h"
 #include "services/number_handler.h"
 #include "services/sal.h"
@@ -100,7 +99,7 @@ void addTechnicalData(StorageComponent& component, StorageProtocol& protocol,
 }  // namespace
 
 ProtocolResult fillProperties(StorageComponent& component, StorageProtocol* source,
-                              const std::string& parentName) {
+                              const std::string& parentName, DriverVersions* drivers) {
   StorageProtocol* const protocol = source != nullptr ? source : component.storageProtocol();
   if (protocol == nullptr) {
     return ProtocolResult::Failure;
@@ -132,8 +131,9 @@ ProtocolResult fillProperties(StorageComponent& component, StorageProtocol* sour
   setParent(component, parentName);
   component.attributeMap()["NonRotatingMedia"] = device.solidState ? "T" : "F";
   addTechnicalData(component, *protocol, device, out);
-  if (component.connection() != DeviceConnection::RaidMember) {
-    if (const std::string version = findDriverVersion(model); version != "error") {
+  // The driver of a RAID member's controller is no disk driver.
+  if (drivers != nullptr && component.connection() != DeviceConnection::RaidMember) {
+    if (const std::string version = drivers->of(model); version != "error") {
       out.text("DRIVER_VERSION", version);
     }
   }

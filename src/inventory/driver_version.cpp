@@ -26,32 +26,39 @@ bool hasCell(const Row& row, Column column, const std::string& value) {
 
 }  // namespace
 
-std::string findDriverVersion(const std::string& model) {
+DriverVersions::DriverVersions() = default;
+
+DriverVersions::~DriverVersions() { get_cim()->freeTable(table_); }
+
+std::string DriverVersions::of(const std::string& model) {
   constexpr std::array<const char*, ColumnCount> kFields = {"FriendlyName", "DriverVersion",
                                                             "CompatID"};
-  Cim* const cim = get_cim();
-  const auto release = [cim](CimTable* table) { cim->freeTable(table); };
-  CimTable* answer = nullptr;
-  const CimResult result =
-      cim->query(kFields.data(), "DeviceClass = 'DiskDrive'", "Win32_PnPSignedDriver",
-                 static_cast<int>(kFields.size()), &answer, L"ROOT\\CIMV2");
-  const std::unique_ptr<CimTable, decltype(release)> table(answer, release);
-  if (result != CimResult::Success || table == nullptr || table->empty()) {
+  if (!asked_) {
+    asked_ = true;
+    CimTable* answer = nullptr;
+    const CimResult result =
+        get_cim()->query(kFields.data(), "DeviceClass = 'DiskDrive'", "Win32_PnPSignedDriver",
+                         static_cast<int>(kFields.size()), &answer, L"ROOT\\CIMV2");
+    if (result == CimResult::Success) {
+      table_ = answer;
+    }
+  }
+  if (table_ == nullptr || table_->empty()) {
     return "error";
   }
 
-  const std::string first = cell(table->front(), DriverVersion);
-  for (const Row& row : *table) {
+  const std::string first = cell(table_->front(), DriverVersion);
+  for (const Row& row : *table_) {
     if (cell(row, DriverVersion) != first) {
       return first;
     }
   }
-  for (const Row& row : *table) {
+  for (const Row& row : *table_) {
     if (hasCell(row, FriendlyName, model)) {
       return cell(row, DriverVersion);
     }
   }
-  for (const Row& row : *table) {
+  for (const Row& row : *table_) {
     if (hasCell(row, CompatId, "USBSTOR\\Disk")) {
       return cell(row, DriverVersion);
     }

@@ -29,7 +29,7 @@ std::unique_ptr<StorageComponent> buildMember(RaidDevice& device, const RaidCont
   }
   component->setPciLocation(info.pciLocation[0], info.pciLocation[1], info.pciLocation[2]);
   StorageProtocol* source = properties.vendor == kSatVendor ? device.ataProtocol.get() : nullptr;
-  if (!succeeded(fillProperties(*component, source, parentName))) {
+  if (!succeeded(fillProperties(*component, source, parentName, nullptr))) {
     return nullptr;
   }
   return component;
@@ -50,9 +50,12 @@ RaidMembers collectRaidDevices() {
       continue;
     }
     for (RaidDevice& device : devices) {
-      auto component = buildMember(device, info);
-      if (component != nullptr) {
-        members.components.push_back(std::move(component));
+      try {
+        if (auto component = buildMember(device, info)) {
+          members.components.push_back(std::move(component));
+        }
+      } catch (...) {
+        // What one drive makes go wrong, memory included, must not cost the others.
       }
     }
   }

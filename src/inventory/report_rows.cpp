@@ -29,7 +29,7 @@ class RowWriter {
       text_ += '"';
       text_ += key;
       text_ += "\":\"";
-      text_ += value;
+      append(value);
       text_ += '"';
       open = ',';
     }
@@ -41,6 +41,16 @@ class RowWriter {
   std::string take() { return std::move(text_); }
 
  private:
+  /// A vendor field may hold what looks like the end of a row and the begin of another.
+  void append(const std::string& value) {
+    for (const char c : value) {
+      if (c == '"' || c == '\\') {
+        text_ += '\\';
+      }
+      text_ += c;
+    }
+  }
+
   std::string text_;
 };
 

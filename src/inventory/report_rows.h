@@ -13,7 +13,7 @@ namespace ostria::storage {
 using LogPage = std::array<std::uint8_t, 512>;
 
 // Rows of the reports: JSON objects with texts as values, joined by ",", without the brackets of
-// the array around them. Texts are not escaped.
+// the array around them. Quotation marks and backslashes in texts are escaped.
 
 /// One row for each attribute, in the order given.
 std::string ataSmartRows(const std::vector<SmartAttribute>& attributes);

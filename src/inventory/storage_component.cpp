@@ -45,6 +45,10 @@ StorageComponent::~StorageComponent() {
   } catch (...) {
     // Memory alone can fail here; what is open is closed by the members.
   }
+  // Protocol, partition table, driver service: the order in which hosts have seen them go. The
+  // members alone would go the other way round.
+  protocol_.reset();
+  partitions_.reset();
 }
 
 void StorageComponent::setSecondaryProtocol(std::unique_ptr<StorageProtocol> protocol) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "inventory/component_builder.h"
 #include "inventory/protocol_factory.h"
@@ -14,6 +15,7 @@ namespace ostria::storage {
 namespace {
 
 const std::string kUniqueIdentifierKey = "UDI";
+const std::string kSerialKey = "SERIAL";
 
 constexpr std::uint32_t kPciMassStorage = 1;
 constexpr std::uint32_t kPciNvmController = 8;
@@ -30,16 +32,16 @@ StorageComponentManager::StorageComponentManager(const Identifier& id)
 StorageComponentManager::~StorageComponentManager() { clear(); }
 
 void StorageComponentManager::clear() {
-  for (SystemComponent* entry : components_) {
+  // The list is empty first: whatever goes wrong below, nobody finds a component that is gone.
+  for (SystemComponent* entry : std::exchange(components_, {})) {
     std::unique_ptr<StorageComponent> component(&asStorage(entry));
-    if (component->connection() != DeviceConnection::RaidMember) {
-      const DeviceHandle handle = component->storageProtocol()->GetDeviceHandle();
-      (void)component->remountPartitions();  // the tool that took volumes has given them back
-      component.reset();
-      scanner_->deviceScanner()->close(handle);
+    if (component->connection() == DeviceConnection::RaidMember) {
+      continue;
     }
+    const DeviceHandle handle = component->storageProtocol()->GetDeviceHandle();
+    component.reset();  // which gives back the volumes that are off line
+    scanner_->deviceScanner()->close(handle);
   }
-  components_.clear();
   ports_.clear();
 }
 
@@ -71,7 +73,7 @@ std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t nu
 }
 
 std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
-    std::uint32_t number, const std::vector<std::string>& paths) {
+    std::uint32_t number, const std::vector<std::string>& paths, DriverVersions& drivers) {
   for (const std::string& path : paths) {
     try {
       std::optional<DeviceRecord> record = openDevice(number, path);
@@ -83,8 +85,8 @@ std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
       if (found.protocol == nullptr) {
         continue;
       }
-      auto component =
-          buildComponent(*scanner_, *record, std::move(found.protocol), std::move(secondary));
+      auto component = buildComponent(*scanner_, *record, std::move(found.protocol),
+                                      std::move(secondary), drivers);
       if (component == nullptr) {
         continue;
       }
@@ -127,8 +129,9 @@ void StorageComponentManager::scanDirectDevices() {
   if (scanner_->listDevices(devices) != 0) {
     return;
   }
+  DriverVersions drivers;
   for (const auto& [number, paths] : devices) {
-    auto component = findDevice(number, paths);
+    auto component = findDevice(number, paths, drivers);
     if (component == nullptr) {
       continue;
     }
@@ -142,20 +145,32 @@ void StorageComponentManager::mergeRaidMembers() {
   for (const DeviceHandle port : members.ports) {
     ports_.emplace_back(*scanner_->deviceScanner(), port);
   }
+  const std::size_t directDevices = components_.size();
   for (auto& member : members.components) {
-    const std::string* identifier = member->findProperty(kUniqueIdentifierKey);
-    const bool seenAlready =
-        identifier != nullptr &&
-        std::any_of(components_.begin(), components_.end(), [&](SystemComponent* listed) {
-          const std::string* other = asStorage(listed).findProperty(kUniqueIdentifierKey);
-          return other != nullptr && *other == *identifier;
-        });
-    if (seenAlready) {
+    if (isListed(*member, directDevices)) {
       continue;
     }
     components_.reserve(components_.size() + 1);
     components_.push_back(member.release());
   }
+}
+
+bool StorageComponentManager::isListed(StorageComponent& member, std::size_t directDevices) const {
+  const std::string* identifier = member.findProperty(kUniqueIdentifierKey);
+  if (identifier == nullptr) {
+    return false;
+  }
+  // The drives of an array are mostly of one model: without serial numbers they are alike, and
+  // still each of them is a drive of its own. A drive that hangs on two ports shows its number
+  // twice.
+  const std::size_t compared =
+      member.findProperty(kSerialKey) != nullptr ? components_.size() : directDevices;
+  return std::any_of(
+      components_.begin(), components_.begin() + static_cast<std::ptrdiff_t>(compared),
+      [&](SystemComponent* listed) {
+        const std::string* other = asStorage(listed).findProperty(kUniqueIdentifierKey);
+        return other != nullptr && *other == *identifier;
+      });
 }
 
 void StorageComponentManager::makeIdentifiersUnique() {
@@ -211,9 +226,10 @@ SystemComponent* StorageComponentManager::refreshComponent(std::uint32_t index) 
 
 bool StorageComponentManager::hasDevices() {
   try {
+    // Disks that cannot be enumerated are none; the controllers are asked all the same.
     DevicePathMap devices;
     if (scanner_->listDevices(devices) != 0) {
-      return false;
+      devices.clear();
     }
     std::vector<DeviceRecord> undecided;
     for (const auto& [number, paths] : devices) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "inventory/device_record.h"
+#include "inventory/driver_version.h"
 #include "inventory/storage_component.h"
 #include "inventory/storage_scanner.h"
 #include "ostria/storage/system_component_manager.h"
@@ -31,10 +32,14 @@ class StorageComponentManager : public SystemComponentManager {
  private:
   std::optional<DeviceRecord> openDevice(std::uint32_t number, const std::string& path);
   std::unique_ptr<StorageComponent> findDevice(std::uint32_t number,
-                                               const std::vector<std::string>& paths);
+                                               const std::vector<std::string>& paths,
+                                               DriverVersions& drivers);
   void locateController(std::uint32_t number, StorageComponent& component);
   void scanDirectDevices();
   void mergeRaidMembers();
+  /// Whether a RAID member is one of the direct devices, which come first in the list, or has the
+  /// serial number of another member.
+  bool isListed(StorageComponent& member, std::size_t directDevices) const;
   void makeIdentifiersUnique();
   void clear();
 

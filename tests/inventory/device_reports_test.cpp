@@ -62,7 +62,7 @@ TEST(DevicePropertiesTest, ListsWhatTheDeviceSaysInOrder) {
   device.protocol->results["GetTemperature"] = ProtocolResult::Failure;
   device.component->setConnection(DeviceConnection::RaidMember);
 
-  ASSERT_EQ(fillProperties(*device.component, nullptr, "Array"), ProtocolResult::Success);
+  ASSERT_EQ(fillProperties(*device.component, nullptr, "Array", nullptr), ProtocolResult::Success);
   const ComponentDescription description = device.component->description();
   EXPECT_EQ(description.displayName, "Model 1 - 500.00 KBs");
   EXPECT_EQ(description.model, "Model 1");
@@ -91,7 +91,7 @@ TEST(DevicePropertiesTest, FailureChangesNothingAndHugeDisksDoNotWrap) {
   FakeDevice device;
   device.component->setConnection(DeviceConnection::RaidMember);
   device.protocol->results["GetProperties"] = ProtocolResult::DeviceError;
-  EXPECT_EQ(fillProperties(*device.component, nullptr, ""), ProtocolResult::DeviceError);
+  EXPECT_EQ(fillProperties(*device.component, nullptr, "", nullptr), ProtocolResult::DeviceError);
   EXPECT_TRUE(device.component->propertyList().empty());
   EXPECT_TRUE(device.component->attributeMap().empty());
 
@@ -99,7 +99,7 @@ TEST(DevicePropertiesTest, FailureChangesNothingAndHugeDisksDoNotWrap) {
   device.protocol->record().modelNumber = "M";
   device.protocol->record().totalSectors = ~std::uint64_t{0};
   device.protocol->record().solidState = true;
-  ASSERT_EQ(fillProperties(*device.component, nullptr, ""), ProtocolResult::Success);
+  ASSERT_EQ(fillProperties(*device.component, nullptr, "", nullptr), ProtocolResult::Success);
   EXPECT_EQ(device.component->description().displayName, "M - 16.00 EBs");
   EXPECT_EQ(*device.component->findProperty("UDI"), "M-");
   EXPECT_EQ(device.component->attributeMap()["NonRotatingMedia"], "T");
@@ -219,6 +219,10 @@ TEST(VendorReportTest, AtaPageNeedsItsMarksAndLeavesOutEmptyRows) {
   EXPECT_TRUE(isAtaVendorPage(page));
   EXPECT_EQ(ataVendorRows(page), R"({"description":"Signature","data":"OST"},)"
                                  R"({"description":"Manufacturing 8S bar-code","data":"8SBAR"})");
+  // A field that would end its row and begin another stays a field.
+  put(page, 50, R"("},{"data":"x\)");
+  EXPECT_NE(ataVendorRows(page).find(R"("data":"\"},{\"data\":\"x\\"})"), std::string::npos)
+      << ataVendorRows(page);
 }
 
 TEST(VendorReportTest, DeviceWithoutTheLogHasAnEmptyReport) {

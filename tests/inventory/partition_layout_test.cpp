@@ -53,9 +53,12 @@ TEST(PartitionLayoutTest, HostileLayoutsStayInBounds) {
   EXPECT_EQ(listed(table), "UNKNOWN 5:PRIMARY");
   buildPartitions({PartitionStyle::Raw, {{PartitionStyle::Raw, 1, 0, 5, 7, {}}}}, table);
   EXPECT_EQ(listed(table), "RAW");
-  PartitionTable untouched;
-  buildPartitions({PartitionStyle::Gpt, {}}, untouched);
-  EXPECT_EQ(untouched.schema, "");
+  for (const auto& [style, schema] :
+       {std::pair(PartitionStyle::Gpt, "GPT"), std::pair(PartitionStyle::Raw, "RAW")}) {
+    PartitionTable empty;
+    buildPartitions({style, {}}, empty);
+    EXPECT_EQ(empty.schema, schema);
+  }
 }
 
 TEST(PartitionLayoutTest, GptTypesAreNamedByTheirGuid) {

@@ -36,6 +36,17 @@ std::string_view valueAt(std::string_view object, std::size_t at) {
                                                    : object.substr(at, end - at);
 }
 
+// A backslash stands before a quotation mark or a backslash of the value.
+std::string unescaped(std::string_view value) {
+  std::string text;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const bool escape =
+        value[i] == '\\' && i + 1 < value.size() && (value[i + 1] == '"' || value[i + 1] == '\\');
+    text += value[escape ? ++i : i];
+  }
+  return text;
+}
+
 int leading(const std::string& text) {
   int value = -1;
   std::from_chars(text.data(), text.data() + text.size(), value);
@@ -86,7 +97,7 @@ std::vector<SmartRow> readSmartReport(std::string_view text) {
       if (found == std::string_view::npos) {
         continue;
       }
-      row.*field.member = std::string(valueAt(object, found + opening.size()));
+      row.*field.member = unescaped(valueAt(object, found + opening.size()));
     }
     rows.push_back(std::move(row));
     at = between == std::string_view::npos ? between : between + 3;

@@ -40,9 +40,6 @@ std::uint64_t endOf(const PartitionEntry& entry) {
 
 void buildPartitions(const DiskLayout& layout, PartitionTable& table) {
   table.partitions.clear();
-  if (layout.entries.empty()) {
-    return;
-  }
   table.schema = schemaOf(layout.style);
   for (const LayoutEntry& source : layout.entries) {
     PartitionEntry entry;

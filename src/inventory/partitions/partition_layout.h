@@ -45,8 +45,7 @@ struct VolumeFacts {
   std::optional<std::uint32_t> clusterBytes;
 };
 
-/// Sets the schema and replaces the partitions of `table`; a layout without entries changes nothing
-/// else than to leave the table without partitions.
+/// Sets the schema and replaces the partitions of `table`.
 void buildPartitions(const DiskLayout& layout, PartitionTable& table);
 
 /// Joins a volume with the partition that it lies on. Several volumes may join one partition.

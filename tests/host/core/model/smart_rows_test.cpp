@@ -17,6 +17,9 @@ TEST(SmartRowsTest, QuotationMarksInsideAValueDoNotEndIt) {
   const auto log = readSmartReport(R"([{"description":"Signature","data":"O"S"T"}])");
   ASSERT_EQ(log.size(), 1u);
   EXPECT_EQ(log[0].data, "O\"S\"T");
+  const auto forged = readSmartReport(R"([{"description":"A","data":"\"},{\"data\":\"x\\"}])");
+  ASSERT_EQ(forged.size(), 1u);
+  EXPECT_EQ(forged[0].data, "\"},{\"data\":\"x\\");
   for (const char* broken : {"", "[]", "[{", "[{\"id\":\"", "}{\"", "{\"description\":\"x"}) {
     (void)readSmartReport(broken);
   }
