@@ -123,6 +123,9 @@ BOOL WINAPI FindClose(HANDLE find);
 
 DWORD WINAPI GetCurrentDirectoryW(DWORD size, LPWSTR buffer);
 UINT WINAPI GetWindowsDirectoryW(LPWSTR buffer, UINT size);
+#define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x2
+#define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x4
+BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR name, HMODULE* module);
 DWORD WINAPI GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 HMODULE WINAPI LoadLibraryExW(LPCWSTR name, HANDLE file, DWORD flags);
 FARPROC WINAPI GetProcAddress(HMODULE module, LPCSTR name);

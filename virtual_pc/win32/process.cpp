@@ -121,6 +121,21 @@ BOOL WINAPI FreeLibrary(HMODULE module) {
   return call->close(valueOf(module)) ? TRUE : FALSE;
 }
 
+BOOL WINAPI GetModuleHandleExW(DWORD flags, LPCWSTR name, HMODULE* module) {
+  const KernelCall call;
+  if (call.fails()) {
+    return FALSE;
+  }
+  // Program and module lie in one folder here, so one name stands for both.
+  constexpr DWORD kOfAddress =
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+  if (flags != kOfAddress || name == nullptr || module == nullptr) {
+    return failWith(ERROR_INVALID_PARAMETER);
+  }
+  *module = nullptr;
+  return TRUE;
+}
+
 DWORD WINAPI GetModuleFileNameW(HMODULE, LPWSTR buffer, DWORD size) {
   const KernelCall call;
   if (call.fails()) {

@@ -1,6 +1,9 @@
 // The driver service, an optional library.
 #include <windows.h>
 
+#include <optional>
+#include <string>
+
 #include "platform/windows/io/win_path_text.h"
 #include "services/driver_service_holder.h"
 
@@ -13,17 +16,33 @@ Function exported(void* library, const char* name) {
       reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name)));
 }
 
+/// The service lies beside the module. A library of that name anywhere else, the current directory
+/// above all, is not ours to load: the module often runs with all rights.
+std::optional<std::string> pathOfService() {
+  HMODULE self = nullptr;
+  if (!GetModuleHandleExW(
+          GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+          reinterpret_cast<LPCWSTR>(reinterpret_cast<const void*>(&pathOfService)), &self)) {
+    return std::nullopt;
+  }
+  const auto module = queryPathText(
+      [self](wchar_t* buffer, DWORD size) { return GetModuleFileNameW(self, buffer, size); });
+  const std::size_t end = module ? module->rfind('\\') : std::string::npos;
+  if (end == std::string::npos) {
+    return std::nullopt;
+  }
+  return module->substr(0, end) + "\\OstriaDiagnosticsDriverService.dll";
+}
+
 }  // namespace
 
 DriverServiceHolder::DriverServiceHolder() {
-  const auto directory =
-      queryPathText([](wchar_t* buffer, DWORD size) { return GetCurrentDirectoryW(size, buffer); });
-  if (!directory) {
+  const auto path = pathOfService();
+  if (!path) {
     return;
   }
-  library_ =
-      LoadLibraryExW(toWide(*directory + "\\OstriaDiagnosticsDriverService.dll").c_str(), nullptr,
-                     LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
+  library_ = LoadLibraryExW(toWide(*path).c_str(), nullptr,
+                            LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
   if (library_ == nullptr) {
     return;
   }
@@ -36,8 +55,7 @@ DriverServiceHolder::~DriverServiceHolder() {
   if (library_ == nullptr) {
     return;
   }
-  const auto destroy = exported<DestroyZRDServiceFunction>(library_, "DestroyZRDService");
-  if (destroy != nullptr && service_ != nullptr) {
+  if (const auto destroy = exported<DestroyZRDServiceFunction>(library_, "DestroyZRDService")) {
     destroy(service_);
   }
   FreeLibrary(static_cast<HMODULE>(library_));
