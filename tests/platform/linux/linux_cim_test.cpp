@@ -92,11 +92,41 @@ TEST_F(LinuxCimTest, WritesAndReadsBackRecords) {
   EXPECT_EQ(*table, (CimTable{{{"1"}}}));
   cim.freeTable(table);
 
+  // Names are the same in any case of their letters; what was not given is no text, and a text
+  // keeps all its characters.
+  EXPECT_EQ(cim.writeRecord({"testname"}, {std::string("a\0b", 3)}, "Results", wide),
+            CimResult::Success);
+  const char* const texts[] = {"TestName", "TestStatus"};
+  ASSERT_EQ(cim.query(texts, "Id = 2", "Results", 2, &table, wide), CimResult::Success);
+  EXPECT_EQ(*table, (CimTable{{{std::string("a\0b", 3)}, {}}}));
+  cim.freeTable(table);
+
   const char* const withNull[] = {"Id", nullptr};
   EXPECT_EQ(cim.queryAll(&table, "Results", 0, fields, wide), CimResult::NoFields);
   EXPECT_EQ(cim.queryAll(&table, "Results", 2, withNull, wide), CimResult::NullFieldName);
   EXPECT_EQ(cim.queryAll(&table, nullptr, 1, fields, wide), CimResult::QueryIncomplete);
   EXPECT_EQ(cim.query(fields, "x' OR 1", "Results", 1, &table, wide), CimResult::ConnectFailed);
+}
+
+TEST_F(LinuxCimTest, WhatIsNotThereIsNotAnswered) {
+  LinuxCim cim;
+  const std::wstring space = L"ROOT\\Ostria\\Ostria_Diagnostics";
+  const char* const field = "Id";
+  CimTable* table = nullptr;
+  EXPECT_EQ(cim.queryAll(&table, "Results", 1, &field, space), CimResult::ConnectFailed);
+  EXPECT_FALSE(fs::exists(file_)) << "reading makes no file";
+  EXPECT_EQ(cim.writeRecord({"TestName"}, {"x"}, "Results", L"ROOT\\Other"),
+            CimResult::ConnectFailed);
+  EXPECT_EQ(cim.writeRecord({"TestName"}, {"x"}, "Results", space), CimResult::Success);
+  EXPECT_EQ(cim.queryAll(&table, "Others", 1, &field, space), CimResult::ConnectFailed);
+  EXPECT_EQ(cim.queryAll(&table, "Win32_PnPSignedDriver", 1, &field, space),
+            CimResult::ConnectFailed);
+  bool existed = false;
+  EXPECT_EQ(cim.ensureNamespace(L"ROOT\\No", L"Below", &existed), CimResult::ConnectFailed);
+  EXPECT_EQ(cim.ensureNamespace(L"ROOT\\Ostria", L"Ostria_Diagnostics", &existed),
+            CimResult::Success);
+  EXPECT_TRUE(existed);
+  EXPECT_EQ(table, nullptr);
 }
 
 TEST_F(LinuxCimTest, OldestRecordsMakeRoom) {
@@ -200,7 +230,9 @@ TEST_F(LinuxCimTest, DriverRowsComeFromTheKernelsTree) {
   std::ofstream(folder_ / "sys/bus/scsi/drivers/sd/module/version") << "2.5\n";
   rows = diskDriverRows(folder_);
   EXPECT_EQ(rows[0]["FriendlyName"], "A long model e");
-  EXPECT_EQ(rows[0]["DriverVersion"], "2.5");
+  EXPECT_EQ(rows[0]["DriverVersion"], "6.1.0") << "a module that came with the kernel";
+  std::ofstream(folder_ / "sys/bus/scsi/drivers/sd/module/taint") << "OE\n";
+  EXPECT_EQ(diskDriverRows(folder_)[0]["DriverVersion"], "2.5");
 }
 
 }  // namespace

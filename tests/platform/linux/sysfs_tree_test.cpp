@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
+
+#include "platform/linux/discovery/linux_storage_scanner.h"
 
 namespace ostria::storage {
 namespace {
@@ -44,6 +47,9 @@ class SavedTree : public testing::Test {
       write(disk / key, value);
     }
     fs::create_directory_symlink(disk, root / "sys/block" / name);
+    fs::create_directories(root / "sys/dev/block");
+    std::error_code taken;
+    fs::create_directory_symlink(disk, root / "sys/dev/block" / dev, taken);
   }
 
   SysfsDisk find(const std::string& name) {
@@ -102,18 +108,18 @@ TEST_F(SavedTree, BusAndPlaceComeFromTheAncestry) {
   }
   for (const Row& row : rows) {
     const SysfsDisk disk = find(row.name);
-    EXPECT_EQ(tree().busKind(disk), row.bus) << row.name;
-    EXPECT_EQ(tree().connection(disk), row.connection) << row.name;
-    EXPECT_FALSE(tree().removable(disk)) << row.name;
+    EXPECT_EQ(disk.busKind, row.bus) << row.name;
+    EXPECT_EQ(disk.connection, row.connection) << row.name;
+    EXPECT_FALSE(disk.removable) << row.name;
   }
-  const auto behindBridge = tree().pciAddress(find("nvme0n1"));
+  const auto behindBridge = find("nvme0n1").pci;
   ASSERT_TRUE(behindBridge);
   EXPECT_EQ(behindBridge->bus, 5u) << "the function that the disk hangs on, not the bridge above";
-  const auto ata = tree().pciAddress(find("sda"));
+  const auto ata = find("sda").pci;
   ASSERT_TRUE(ata);
   EXPECT_EQ(ata->device, 31u);
   EXPECT_EQ(ata->function, 2u);
-  EXPECT_FALSE(tree().pciAddress(find("sdd")));
+  EXPECT_FALSE(find("sdd").pci);
 }
 
 TEST_F(SavedTree, WhatIsNoDiskIsLeftOut) {
@@ -134,6 +140,9 @@ TEST_F(SavedTree, WhatIsNoDiskIsLeftOut) {
   }
   EXPECT_EQ(names, (std::vector<std::string>{"mmcblk0", "sda"}));
   EXPECT_FALSE(tree().disk(deviceNumberOf(11, 0)));
+  const auto byNumber = tree().disk(deviceNumberOf(8, 0));
+  ASSERT_TRUE(byNumber);
+  EXPECT_EQ(byNumber->name, "sda");
   EXPECT_TRUE(SysfsTree("/nonexistent").disks().empty());
 }
 
@@ -141,13 +150,13 @@ TEST_F(SavedTree, ChipsAndCardsAreEmmcUnlessTheKernelCallsThemRemovable) {
   const std::string host = "pci0000:00/0000:00:1a.0/mmc_host/";
   plant("mmcblk0", host + "mmc0/mmc0:0001", "179:0", {{"device/type", "MMC"}});
   plant("mmcblk1", host + "mmc1/mmc1:aaaa", "179:8", {{"device/type", "SD"}});
-  EXPECT_EQ(tree().busKind(find("mmcblk0")), StorageBusKind::Emmc);
-  EXPECT_EQ(tree().connection(find("mmcblk0")), DeviceConnection::Internal);
-  EXPECT_EQ(tree().busKind(find("mmcblk1")), StorageBusKind::Emmc);
-  EXPECT_EQ(tree().connection(find("mmcblk1")), DeviceConnection::Internal);
+  EXPECT_EQ(find("mmcblk0").busKind, StorageBusKind::Emmc);
+  EXPECT_EQ(find("mmcblk0").connection, DeviceConnection::Internal);
+  EXPECT_EQ(find("mmcblk1").busKind, StorageBusKind::Emmc);
+  EXPECT_EQ(find("mmcblk1").connection, DeviceConnection::Internal);
   plant("mmcblk2", host + "mmc2/mmc2:bbbb", "179:16", {{"removable", "1"}});
-  EXPECT_EQ(tree().busKind(find("mmcblk2")), StorageBusKind::Unknown);
-  EXPECT_EQ(tree().connection(find("mmcblk2")), DeviceConnection::External);
+  EXPECT_EQ(find("mmcblk2").busKind, StorageBusKind::Unknown);
+  EXPECT_EQ(find("mmcblk2").connection, DeviceConnection::External);
 }
 
 TEST_F(SavedTree, ADriveWithSeveralPathsTakesThePlaceOfItsController) {
@@ -159,10 +168,10 @@ TEST_F(SavedTree, ADriveWithSeveralPathsTakesThePlaceOfItsController) {
   fs::create_directory_symlink(subsystem, subsystem / "nvme3n1/device");
   fs::create_directory_symlink(controller, subsystem / "nvme3");
   fs::create_directory_symlink(subsystem / "nvme3n1", root / "sys/block/nvme3n1");
-  const auto address = tree().pciAddress(find("nvme3n1"));
+  const auto address = find("nvme3n1").pci;
   ASSERT_TRUE(address);
   EXPECT_EQ(address->bus, 7u);
-  EXPECT_EQ(tree().busKind(find("nvme3n1")), StorageBusKind::Nvme);
+  EXPECT_EQ(find("nvme3n1").busKind, StorageBusKind::Nvme);
 }
 
 TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
@@ -191,6 +200,48 @@ TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
             (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0), deviceNumberOf(254, 1)}));
   EXPECT_EQ(tree().withSoleHolders(partitions[0].path),
             (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0)}));
+}
+
+/// Reads that this process has made so far; nothing where the kernel does not count them.
+std::optional<std::uint64_t> readsSoFar() {
+  std::ifstream file("/proc/self/io");
+  std::string name;
+  std::uint64_t count = 0;
+  while (file >> name >> count) {
+    if (name == "syscr:") {
+      return count;
+    }
+  }
+  return std::nullopt;
+}
+
+TEST_F(SavedTree, AScanReadsEachDiskOnce) {
+  if (!readsSoFar()) {
+    GTEST_SKIP() << "this kernel does not count reads";
+  }
+  constexpr std::uint64_t kDisks = 200;
+  for (unsigned i = 0; i < kDisks; ++i) {
+    plant("sd" + std::to_string(i),
+          "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:" + std::to_string(i),
+          std::to_string(8 + i / 16) + ":" + std::to_string(i % 16 * 16), diskType);
+  }
+  LinuxStorageScanner scanner(tree());
+  const std::uint64_t before = *readsSoFar();
+  DevicePathMap devices;
+  EXPECT_EQ(scanner.listDevices(devices), 0);
+  EXPECT_EQ(devices.size(), kDisks);
+  for (const auto& [number, paths] : devices) {
+    bool removable = true;
+    DeviceConnection connection{};
+    StorageBusKind bus{};
+    std::string id;
+    EXPECT_EQ(scanner.isRemovableMedia(number, &removable), 0);
+    EXPECT_EQ(scanner.getConnection(number, &connection), 0);
+    EXPECT_EQ(scanner.getBusKind(number, &bus, nullptr), 0);
+    EXPECT_EQ(scanner.getDeviceId(number, &id), 0);
+    EXPECT_EQ(bus, StorageBusKind::Ata);
+  }
+  EXPECT_LT((*readsSoFar() - before) / kDisks, 10u);
 }
 
 TEST(SysfsTree, DeviceNumbersAreTheKernelsThirtyTwoBits) {

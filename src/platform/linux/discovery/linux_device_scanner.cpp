@@ -3,8 +3,11 @@
 #include "platform/linux/discovery/linux_device_scanner.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 
 #include "platform/linux/io/fd_handle.h"
@@ -19,6 +22,22 @@ bool wantsPorts(const DeviceScanFilter& filter) {
   return own != nullptr && own->kind() == LinuxDeviceScanFilter::Kind::StoragePorts;
 }
 
+/// Whether this process may send any command through a descriptor that is open for reading alone.
+bool mayCommandReadOnly() {
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> data = {};
+  if (::syscall(SYS_capget, &header, data.data()) != 0) {
+    return false;
+  }
+  constexpr std::uint32_t kNeeded = 1u << CAP_SYS_RAWIO | 1u << CAP_SYS_ADMIN;
+  return (data[0].effective & kNeeded) == kNeeded;
+}
+
+std::string pciLocationText(const PciAddress& address) {
+  return "PCI bus " + std::to_string(address.bus) + ", device " + std::to_string(address.device) +
+         ", function " + std::to_string(address.function);
+}
+
 }  // namespace
 
 DeviceScanner* get_device_scanner() { return new LinuxDeviceScanner; }
@@ -31,7 +50,7 @@ int LinuxDeviceScanner::listPaths(const DeviceScanFilter& filter, DevicePathMap&
   for (const SysfsDisk& disk : tree_.disks()) {
     // The namespace's node takes admin and I/O commands alike, and the kernel refuses an I/O
     // command for any other namespace on it.
-    if (!ports || tree_.busKind(disk) == StorageBusKind::Nvme) {
+    if (!ports || disk.busKind == StorageBusKind::Nvme) {
       out[disk.number] = {disk.node};
     }
   }
@@ -44,7 +63,7 @@ int LinuxDeviceScanner::devicePath(const DeviceScanFilter& filter, std::uint32_t
   if (!disk) {
     return ENODEV;
   }
-  if (wantsPorts(filter) && tree_.busKind(*disk) != StorageBusKind::Nvme) {
+  if (wantsPorts(filter) && disk->busKind != StorageBusKind::Nvme) {
     return ENOENT;
   }
   *path = disk->node;
@@ -60,12 +79,10 @@ int LinuxDeviceScanner::deviceProperty(std::uint32_t number, std::uint32_t prope
   if (!disk) {
     return ENODEV;
   }
-  const auto address = tree_.pciAddress(*disk);
-  if (!address) {
+  if (!disk->pci) {
     return ENOENT;
   }
-  *text = "PCI bus " + std::to_string(address->bus) + ", device " +
-          std::to_string(address->device) + ", function " + std::to_string(address->function);
+  *text = pciLocationText(*disk->pci);
   return 0;
 }
 
@@ -74,9 +91,31 @@ int LinuxDeviceScanner::deviceProperty(const DeviceScanFilter& /*filter*/, std::
   return deviceProperty(number, property, text);
 }
 
+int LinuxDeviceScanner::listDevices(const DeviceScanFilter& filter,
+                                    const std::vector<std::uint32_t>& properties,
+                                    std::vector<ListedDevice>& devices) {
+  devices.clear();
+  DevicePathMap paths;
+  listPaths(filter, paths);
+  for (auto& [number, nodes] : paths) {
+    ListedDevice device{number, std::move(nodes), {}};
+    for (const std::uint32_t property : properties) {
+      std::string text;
+      if (deviceProperty(number, property, &text) == 0) {
+        device.properties[property] = std::move(text);
+      }
+    }
+    devices.push_back(std::move(device));
+  }
+  return 0;
+}
+
 int LinuxDeviceScanner::open(const std::string& path, DeviceHandle* handle) {
-  int descriptor = openUnbuffered(path, O_RDWR);
-  if (descriptor < 0 && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+  // Data are written by commands alone, and those need no descriptor for writing where the process
+  // has the rights. When a writer closes a disk, udev reads its partition table anew and runs its
+  // rules: a list of the disks would wake all of them.
+  int descriptor = openUnbuffered(path, mayCommandReadOnly() ? O_RDONLY : O_RDWR);
+  if (descriptor < 0 && (errno == EACCES || errno == EPERM || errno == EROFS || errno == EBUSY)) {
     descriptor = openUnbuffered(path, O_RDONLY);
   }
   if (descriptor < 0) {

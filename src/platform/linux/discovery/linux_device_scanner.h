@@ -31,12 +31,15 @@ class LinuxDeviceScanner final : public DeviceScanner {
   int devicePath(const DeviceScanFilter& filter, std::uint32_t number, std::string* path) override;
   int deviceProperty(const DeviceScanFilter& filter, std::uint32_t number, std::uint32_t property,
                      std::string* text) override;
-  /// For reading alone where writing is refused. EACCES (13) for lack of rights.
+  /// For reading alone where that is enough for every command (CAP_SYS_RAWIO, CAP_SYS_ADMIN), and
+  /// where writing is refused. EACCES (13) for lack of rights.
   int open(const std::string& path, DeviceHandle* handle) override;
   /// Claims the device, as mounting it would: EBUSY while it is mounted or in use by a mapped
   /// device or RAID. The claim lasts until the handle is closed.
   int lock(DeviceHandle handle) override;
   int close(DeviceHandle handle) override;
+  int listDevices(const DeviceScanFilter& filter, const std::vector<std::uint32_t>& properties,
+                  std::vector<ListedDevice>& devices) override;
 
  private:
   SysfsTree tree_;

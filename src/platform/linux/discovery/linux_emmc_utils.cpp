@@ -55,7 +55,7 @@ std::uint32_t LinuxEmmcUtils::GetGeometry(EmmcGeometry* out) {
   if (!found) {
     out->mediaKind = EmmcMediaKind::Other;
   } else {
-    out->mediaKind = tree_.removable(*found) ? EmmcMediaKind::Removable : EmmcMediaKind::Fixed;
+    out->mediaKind = found->removable ? EmmcMediaKind::Removable : EmmcMediaKind::Fixed;
   }
   return 0;
 }

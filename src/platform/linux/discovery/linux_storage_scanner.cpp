@@ -80,24 +80,39 @@ std::unique_ptr<StorageScanner> makeStorageScanner() {
 
 int LinuxStorageScanner::listDevices(DevicePathMap& out) {
   devicePaths_.clear();
-  for (const SysfsDisk& disk : tree_.disks()) {
+  disks_.clear();
+  for (SysfsDisk& disk : tree_.disks()) {
     devicePaths_[disk.number] = {disk.node};
+    disks_[disk.number] = std::move(disk);
   }
+  mounts_ = readMounts();
   out = devicePaths_;
   return 0;
 }
 
+const SysfsDisk* LinuxStorageScanner::find(std::uint32_t number) {
+  auto found = disks_.find(number);
+  if (found == disks_.end()) {
+    auto disk = tree_.disk(number);
+    if (!disk) {
+      return nullptr;
+    }
+    found = disks_.emplace(number, std::move(*disk)).first;
+  }
+  return &found->second;
+}
+
 int LinuxStorageScanner::getConnection(std::uint32_t number, DeviceConnection* connection) {
-  const auto disk = tree_.disk(number);
-  if (!disk) {
+  const SysfsDisk* const disk = find(number);
+  if (disk == nullptr) {
     return 1;
   }
-  *connection = tree_.connection(*disk);
+  *connection = disk->connection;
   return 0;
 }
 
 int LinuxStorageScanner::getDeviceId(std::uint32_t number, std::string* id) {
-  if (!tree_.disk(number)) {
+  if (find(number) == nullptr) {
     return 1;
   }
   *id = std::to_string(number);
@@ -105,27 +120,28 @@ int LinuxStorageScanner::getDeviceId(std::uint32_t number, std::string* id) {
 }
 
 int LinuxStorageScanner::isRemovableMedia(std::uint32_t number, bool* removable) {
-  const auto disk = tree_.disk(number);
-  if (!disk) {
+  const SysfsDisk* const disk = find(number);
+  if (disk == nullptr) {
     return 1;
   }
-  *removable = tree_.removable(*disk);
+  *removable = disk->removable;
   return 0;
 }
 
 int LinuxStorageScanner::getBusKind(std::uint32_t number, StorageBusKind* busKind,
                                     bool* /*optaneVolume*/) {
-  *busKind = StorageBusKind::Unknown;
-  const auto disk = tree_.disk(number);
-  if (!disk) {
-    return 1;
-  }
-  *busKind = tree_.busKind(*disk);
-  return 0;
+  const SysfsDisk* const disk = find(number);
+  *busKind = disk == nullptr ? StorageBusKind::Unknown : disk->busKind;
+  return disk == nullptr ? 1 : 0;
 }
 
 int LinuxStorageScanner::getMiniportPath(std::uint32_t number, std::string* path) {
-  return deviceScanner_->devicePath(portsFilter(), number, path);
+  const SysfsDisk* const disk = find(number);
+  if (disk == nullptr || disk->busKind != StorageBusKind::Nvme) {
+    return disk == nullptr ? ENODEV : ENOENT;
+  }
+  *path = disk->node;
+  return 0;
 }
 
 int LinuxStorageScanner::getPciLocation(std::uint32_t number,
@@ -141,8 +157,8 @@ int LinuxStorageScanner::getPciLocation(std::uint32_t number,
 
 int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable* table,
                                             std::uint64_t sizeInBytes) {
-  const auto disk = tree_.disk(number);
-  if (!disk) {
+  const SysfsDisk* const disk = find(number);
+  if (disk == nullptr) {
     return 1;
   }
   const FdOwner device(::open(disk->node.c_str(), O_RDONLY | O_CLOEXEC));
@@ -157,7 +173,6 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
   rewriteLogicalPartitions(table->partitions);
   table->diskNumber = number;
   if (layout->style == PartitionStyle::Raw) {
-    table->schema = "RAW";
     PartitionEntry whole;
     whole.sizeBytes = sizeInBytes;
     table->partitions.push_back(std::move(whole));
@@ -168,7 +183,10 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
 }
 
 void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk, PartitionTable& table) {
-  const std::vector<MountEntry> mounts = readMounts();
+  if (!mounts_) {
+    mounts_ = readMounts();
+  }
+  const std::vector<MountEntry>& mounts = *mounts_;
   for (const SysfsPartition& partition : tree_.partitions(disk)) {
     for (PartitionEntry& entry : table.partitions) {
       if (entry.number == partition.index) {

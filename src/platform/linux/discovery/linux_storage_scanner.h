@@ -1,6 +1,8 @@
 #pragma once
 
 #include <map>
+#include <optional>
+#include <vector>
 
 #include "inventory/storage_scanner.h"
 #include "platform/linux/discovery/sysfs_tree.h"
@@ -32,9 +34,14 @@ class LinuxStorageScanner final : public StorageScanner {
   int getPciLocation(std::uint32_t number, std::array<std::uint8_t, 3>* location) override;
 
  private:
+  /// The record of a disk from the last `listDevices`; null for a disk that is not there.
+  const SysfsDisk* find(std::uint32_t number);
   void joinVolumes(const SysfsDisk& disk, PartitionTable& table);
 
   SysfsTree tree_;
+  // Read once for a scan.
+  std::map<std::uint32_t, SysfsDisk> disks_;
+  std::optional<std::vector<MountEntry>> mounts_;
   std::map<std::uint64_t, TakenMounts> offline_;  ///< by handle
 };
 

@@ -2,14 +2,19 @@
 // so most answers are read from that path.
 #include "platform/linux/discovery/sysfs_tree.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <climits>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string_view>
+
+#include "platform/linux/io/fd_handle.h"
 
 namespace ostria::storage {
 namespace {
@@ -80,6 +85,51 @@ bool isRaidDriver(const std::string& driver) {
   return std::find(kDrivers.begin(), kDrivers.end(), driver) != kDrivers.end();
 }
 
+std::string nodeOf(std::string name) {
+  std::replace(name.begin(), name.end(), '!', '/');
+  return "/dev/" + name;
+}
+
+DeviceConnection connectionAt(const SysfsDisk& disk, const std::string& controller) {
+  const auto leavesTheMachine = [](const std::string& part) {
+    // USB, iSCSI, Fibre Channel, FireWire, NVMe over a network.
+    return isNumbered(part, "usb") || isNumbered(part, "session") || startsWith(part, "rport-") ||
+           isNumbered(part, "fw") || part == "nvme-fabrics";
+  };
+  if (anyComponent(controller, leavesTheMachine)) {
+    return DeviceConnection::External;
+  }
+  switch (disk.busKind) {
+    case StorageBusKind::Ata:
+    case StorageBusKind::Scsi:
+    case StorageBusKind::Raid:
+    case StorageBusKind::Nvme:
+    case StorageBusKind::Emmc:
+      return DeviceConnection::Internal;
+    default:
+      return startsWith(disk.name, "mmcblk") ? DeviceConnection::External : DeviceConnection::Other;
+  }
+}
+
+// The last function in the path is the one that the disk hangs on; those before it are bridges.
+std::optional<PciAddress> pciAddressIn(const std::string& controller) {
+  std::optional<PciAddress> nearest;
+  for (const fs::path& part : fs::path(controller)) {
+    PciAddress address;
+    int used = 0;
+    if (std::sscanf(part.c_str(), "%x:%x:%x.%x%n", &address.domain, &address.bus, &address.device,
+                    &address.function, &used) == 4 &&
+        static_cast<std::size_t>(used) == part.native().size()) {
+      nearest = address;
+    }
+  }
+  return nearest;
+}
+
+// The two halves of the kernel's 32-bit dev_t.
+unsigned majorOf(std::uint32_t number) { return number >> 8 & 0xFFFu; }
+unsigned minorOf(std::uint32_t number) { return (number & 0xFFu) | (number >> 12 & 0xFFF00u); }
+
 }  // namespace
 
 std::uint32_t deviceNumberOf(unsigned major, unsigned minor) {
@@ -97,50 +147,65 @@ std::optional<std::uint32_t> parseDeviceNumber(const std::string& text) {
 SysfsTree::SysfsTree(std::string root) : root_(std::move(root)) {}
 
 std::string SysfsTree::attribute(const std::string& folder, const std::string& name) const {
-  std::ifstream file(folder + "/" + name);
-  std::string line;
-  std::getline(file, line);
-  line.erase(line.find_last_not_of(" \t\r\n") + 1);
+  const FdOwner file(::open((folder + "/" + name).c_str(), O_RDONLY | O_CLOEXEC));
+  std::array<char, 4096> page;  // no attribute is longer
+  const ssize_t length = file.valid() ? ::read(file.get(), page.data(), page.size()) : 0;
+  if (length <= 0) {
+    return {};
+  }
+  std::string line(page.data(), static_cast<std::size_t>(length));
+  line.resize(std::min(line.find('\n'), line.size()));
+  line.erase(line.find_last_not_of(" \t\r") + 1);
   return line;
 }
 
-std::optional<SysfsDisk> SysfsTree::diskAt(const std::string& name) const {
+std::string SysfsTree::resolved(const std::string& link) {
+  // The links of /sys lead to folders that are none, so one step is enough.
+  std::array<char, PATH_MAX> target;
+  const ssize_t length = ::readlink(link.c_str(), target.data(), target.size());
+  if (length <= 0) {
+    return link;
+  }
+  const fs::path text(std::string(target.data(), static_cast<std::size_t>(length)));
+  return (fs::path(link).parent_path() / text).lexically_normal().string();
+}
+
+std::optional<SysfsDisk> SysfsTree::readDisk(const std::string& path) const {
   SysfsDisk disk;
-  disk.name = name;
-  std::error_code error;
-  disk.path = fs::canonical(root_ + "/sys/block/" + name, error).string();
-  if (error) {
-    return std::nullopt;
-  }
+  disk.name = fs::path(path).filename().string();
+  disk.path = path;
   // What has no hardware behind it (loop, ram, zram, md, mapped devices) has no such link.
-  if (!fs::exists(disk.path + "/device", error)) {
+  if (::access((path + "/device").c_str(), F_OK) != 0) {
     return std::nullopt;
   }
-  if (isEmmcArea(name) || attribute(disk.path, "hidden") == "1") {
+  if (isEmmcArea(disk.name) || attribute(path, "hidden") == "1") {
     return std::nullopt;
   }
-  const std::string scsiType = attribute(disk.path, "device/type");
+  const std::string scsiType = attribute(path, "device/type");
   if (isNumber(scsiType) && !isDiskType(scsiType)) {
     return std::nullopt;
   }
-  if (parseUnsigned(attribute(disk.path, "size")) == 0) {
+  if (parseUnsigned(attribute(path, "size")) == 0) {
     return std::nullopt;
   }
-  const auto number = parseDeviceNumber(attribute(disk.path, "dev"));
+  const auto number = parseDeviceNumber(attribute(path, "dev"));
   if (!number) {
     return std::nullopt;
   }
   disk.number = *number;
-  std::string node = name;
-  std::replace(node.begin(), node.end(), '!', '/');
-  disk.node = "/dev/" + node;
+  disk.node = nodeOf(disk.name);
+  disk.removable = attribute(path, "removable") == "1";
+  const std::string controller = controllerPath(disk);
+  disk.busKind = busKindAt(disk, controller, scsiType);
+  disk.connection = connectionAt(disk, controller);
+  disk.pci = pciAddressIn(controller);
   return disk;
 }
 
 std::vector<SysfsDisk> SysfsTree::disks() const {
   std::vector<SysfsDisk> found;
   for (const std::string& name : namesIn(root_ + "/sys/block")) {
-    if (auto disk = diskAt(name)) {
+    if (auto disk = readDisk(resolved(root_ + "/sys/block/" + name))) {
       found.push_back(std::move(*disk));
     }
   }
@@ -148,17 +213,19 @@ std::vector<SysfsDisk> SysfsTree::disks() const {
 }
 
 std::optional<SysfsDisk> SysfsTree::disk(std::uint32_t number) const {
-  for (SysfsDisk& disk : disks()) {
-    if (disk.number == number) {
-      return std::move(disk);
-    }
-  }
-  return std::nullopt;
+  const std::string link = root_ + "/sys/dev/block/" + std::to_string(majorOf(number)) + ":" +
+                           std::to_string(minorOf(number));
+  auto disk = readDisk(resolved(link));
+  return disk && disk->number == number ? disk : std::nullopt;
 }
 
 std::vector<SysfsPartition> SysfsTree::partitions(const SysfsDisk& disk) const {
   std::vector<SysfsPartition> found;
   for (const std::string& name : namesIn(disk.path)) {
+    // The folder also holds some forty attributes, which need not be opened to know that.
+    if (!startsWith(name, disk.name)) {
+      continue;
+    }
     SysfsPartition partition;
     partition.path = disk.path + "/" + name;
     const std::string index = attribute(partition.path, "partition");
@@ -168,9 +235,7 @@ std::vector<SysfsPartition> SysfsTree::partitions(const SysfsDisk& disk) const {
     }
     partition.index = static_cast<std::uint32_t>(parseUnsigned(index));
     partition.number = *number;
-    std::string node = name;
-    std::replace(node.begin(), node.end(), '!', '/');
-    partition.node = "/dev/" + node;
+    partition.node = nodeOf(name);
     found.push_back(std::move(partition));
   }
   return found;
@@ -205,29 +270,26 @@ std::vector<std::uint32_t> SysfsTree::climb(const std::string& devicePath, bool 
   return numbers;
 }
 
-std::string SysfsTree::placeOf(const SysfsDisk& disk) const {
-  // A drive with several paths hangs on a virtual device; its first controller tells the place.
+std::string SysfsTree::controllerPath(const SysfsDisk& disk) const {
+  // A drive with several paths hangs on a virtual device; its first controller has the bus.
   if (disk.path.find("/nvme-subsys") == std::string::npos) {
     return disk.path;
   }
   const std::string subsystem = fs::path(disk.path).parent_path().string();
   for (const std::string& name : namesIn(subsystem)) {
-    if (!isNumbered(name, "nvme")) {
-      continue;
-    }
-    std::error_code error;
-    const std::string controller = fs::canonical(subsystem + "/" + name, error).string();
-    if (!error) {
+    const std::string link = subsystem + "/" + name;
+    if (const std::string controller = resolved(link);
+        isNumbered(name, "nvme") && controller != link) {
       return controller + "/" + disk.name;
     }
   }
   return disk.path;
 }
 
-bool SysfsTree::isControllerVolume(const std::string& place) const {
+bool SysfsTree::isControllerVolume(const std::string& controller) const {
   bool sasPort = false;
   std::string host;
-  for (const fs::path& part : fs::path(place)) {
+  for (const fs::path& part : fs::path(controller)) {
     if (startsWith(part.native(), "end_device-")) {
       sasPort = true;
     }
@@ -239,10 +301,11 @@ bool SysfsTree::isControllerVolume(const std::string& place) const {
          isRaidDriver(attribute(root_ + "/sys/class/scsi_host/" + host, "proc_name"));
 }
 
-StorageBusKind SysfsTree::busKind(const SysfsDisk& disk) const {
-  const std::string place = placeOf(disk);
+StorageBusKind SysfsTree::busKindAt(const SysfsDisk& disk, const std::string& controller,
+                                    const std::string& scsiType) const {
   const auto has = [&](std::string_view word) {
-    return anyComponent(place, [&](const std::string& part) { return isNumbered(part, word); });
+    return anyComponent(controller,
+                        [&](const std::string& part) { return isNumbered(part, word); });
   };
   if (has("usb")) {
     return StorageBusKind::Usb;
@@ -251,55 +314,15 @@ StorageBusKind SysfsTree::busKind(const SysfsDisk& disk) const {
     return StorageBusKind::Nvme;
   }
   if (startsWith(disk.name, "mmcblk")) {
-    return removable(disk) ? StorageBusKind::Unknown : StorageBusKind::Emmc;
+    return disk.removable ? StorageBusKind::Unknown : StorageBusKind::Emmc;
   }
   if (has("ata")) {
     return StorageBusKind::Ata;
   }
-  if (!isNumber(attribute(disk.path, "device/type"))) {
+  if (!isNumber(scsiType)) {
     return StorageBusKind::Unknown;
   }
-  return isControllerVolume(place) ? StorageBusKind::Raid : StorageBusKind::Scsi;
-}
-
-DeviceConnection SysfsTree::connection(const SysfsDisk& disk) const {
-  const std::string place = placeOf(disk);
-  const auto leavesTheMachine = [](const std::string& part) {
-    // USB, iSCSI, Fibre Channel, FireWire, NVMe over a network.
-    return isNumbered(part, "usb") || isNumbered(part, "session") || startsWith(part, "rport-") ||
-           isNumbered(part, "fw") || part == "nvme-fabrics";
-  };
-  if (anyComponent(place, leavesTheMachine)) {
-    return DeviceConnection::External;
-  }
-  switch (busKind(disk)) {
-    case StorageBusKind::Ata:
-    case StorageBusKind::Scsi:
-    case StorageBusKind::Raid:
-    case StorageBusKind::Nvme:
-    case StorageBusKind::Emmc:
-      return DeviceConnection::Internal;
-    default:
-      return startsWith(disk.name, "mmcblk") ? DeviceConnection::External : DeviceConnection::Other;
-  }
-}
-
-bool SysfsTree::removable(const SysfsDisk& disk) const {
-  return attribute(disk.path, "removable") == "1";
-}
-
-std::optional<PciAddress> SysfsTree::pciAddress(const SysfsDisk& disk) const {
-  std::optional<PciAddress> nearest;
-  for (const fs::path& part : fs::path(placeOf(disk))) {
-    PciAddress address;
-    int used = 0;
-    if (std::sscanf(part.c_str(), "%x:%x:%x.%x%n", &address.domain, &address.bus, &address.device,
-                    &address.function, &used) == 4 &&
-        static_cast<std::size_t>(used) == part.native().size()) {
-      nearest = address;
-    }
-  }
-  return nearest;
+  return isControllerVolume(controller) ? StorageBusKind::Raid : StorageBusKind::Scsi;
 }
 
 }  // namespace ostria::storage

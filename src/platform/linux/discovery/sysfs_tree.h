@@ -9,12 +9,24 @@
 
 namespace ostria::storage {
 
-/// A whole disk as the kernel shows it.
+/// Address of a PCI function.
+struct PciAddress {
+  std::uint32_t domain = 0;
+  std::uint32_t bus = 0;
+  std::uint32_t device = 0;
+  std::uint32_t function = 0;
+};
+
+/// A whole disk as the kernel shows it, read once.
 struct SysfsDisk {
   std::uint32_t number = 0;  ///< the kernel's 32-bit dev_t
   std::string name;          ///< "sda", "nvme0n1"
   std::string node;          ///< "/dev/sda"
   std::string path;          ///< folder of the disk below /sys/devices, links resolved
+  bool removable = false;
+  StorageBusKind busKind = StorageBusKind::Unknown;
+  DeviceConnection connection = DeviceConnection::Other;
+  std::optional<PciAddress> pci;  ///< the PCI function that the disk hangs on
 };
 
 /// A partition of a disk.
@@ -25,15 +37,8 @@ struct SysfsPartition {
   std::string path;
 };
 
-/// Address of a PCI function.
-struct PciAddress {
-  std::uint32_t domain = 0;
-  std::uint32_t bus = 0;
-  std::uint32_t device = 0;
-  std::uint32_t function = 0;
-};
-
-/// What /sys tells of disks. Reads afresh at every call; a vanished disk gives empty answers.
+/// What /sys tells of disks. Every call reads afresh, and only what it is about: a record holds all
+/// that is asked of a disk again and again. A vanished disk gives empty answers.
 class SysfsTree {
  public:
   /// @param root  folder that stands for "/", for a saved tree
@@ -49,22 +54,21 @@ class SysfsTree {
   /// Those of them that lie on this device alone, and on no other beside it.
   std::vector<std::uint32_t> withSoleHolders(const std::string& devicePath) const;
 
-  StorageBusKind busKind(const SysfsDisk& disk) const;
-  DeviceConnection connection(const SysfsDisk& disk) const;
-  bool removable(const SysfsDisk& disk) const;
-  /// The PCI function that the disk hangs on; nothing for a disk without one.
-  std::optional<PciAddress> pciAddress(const SysfsDisk& disk) const;
-
   /// First line of a file below a folder of /sys, without trailing blanks; empty when there is
   /// none.
   std::string attribute(const std::string& folder, const std::string& name) const;
 
  private:
   std::vector<std::uint32_t> climb(const std::string& devicePath, bool soleHolders) const;
-  std::optional<SysfsDisk> diskAt(const std::string& name) const;
+  /// Folder that a link of /sys stands for; the path itself when it is no link.
+  static std::string resolved(const std::string& link);
+  /// @param path  folder of the disk, links resolved
+  std::optional<SysfsDisk> readDisk(const std::string& path) const;
   /// Folder of the controller, other than `path` for the merged form of a multipath drive.
-  std::string placeOf(const SysfsDisk& disk) const;
-  bool isControllerVolume(const std::string& place) const;
+  std::string controllerPath(const SysfsDisk& disk) const;
+  StorageBusKind busKindAt(const SysfsDisk& disk, const std::string& controller,
+                           const std::string& scsiType) const;
+  bool isControllerVolume(const std::string& controller) const;
 
   std::string root_;
 };

@@ -1,6 +1,8 @@
 // Driver rows from sysfs, in the form of the WMI class Win32_PnPSignedDriver.
 #include "platform/linux/services/linux_driver_rows.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -35,15 +37,30 @@ std::string ataModel(const fs::path& device) {
   return cleanedDeviceText(model);
 }
 
-/// The directory of the driver behind a disk; NVMe has the controller's class device in between.
+/// The folder of the driver behind a disk; NVMe has the controller's class device in between.
 fs::path driverOf(const fs::path& device) {
   for (const fs::path& link : {device / "driver", device / "device" / "driver"}) {
-    std::error_code failed;
-    if (const fs::path driver = fs::canonical(link, failed); !failed) {
-      return driver;
+    if (::access(link.c_str(), F_OK) == 0) {
+      return link;
     }
   }
   return {};
+}
+
+/// Whether a disk hangs on USB: its folder, or that of its device, lies below a USB device.
+bool isUsb(const fs::path& disk) {
+  std::error_code failed;
+  return fs::read_symlink(disk, failed).native().find("/usb") != std::string::npos ||
+         fs::read_symlink(disk / "device", failed).native().find("/usb") != std::string::npos;
+}
+
+/// Version of a driver that did not come with the kernel, which marks it as "out of tree". Those
+/// that did come with it keep numbers that nobody has changed for years, or none.
+std::string ownVersion(const fs::path& driver) {
+  if (driver.empty() || readFile(driver / "module" / "taint").find('O') == std::string::npos) {
+    return "";
+  }
+  return cleanedDeviceText(readFile(driver / "module" / "version"));
 }
 
 }  // namespace
@@ -60,8 +77,8 @@ std::vector<std::map<std::string, std::string>> diskDriverRows(const std::string
   std::sort(disks.begin(), disks.end());
 
   for (const fs::path& disk : disks) {
-    const fs::path device = fs::canonical(disk / "device", failed);
-    if (failed) {
+    const fs::path device = disk / "device";
+    if (::access(device.c_str(), F_OK) != 0) {
       continue;  // no hardware behind it: a loop or a mapped device
     }
     std::string model = ataModel(device);
@@ -72,16 +89,14 @@ std::vector<std::map<std::string, std::string>> diskDriverRows(const std::string
       model = cleanedDeviceText(readFile(device / "name"));  // eMMC and SD
     }
     const fs::path driver = driverOf(device);
-    std::string version =
-        driver.empty() ? "" : cleanedDeviceText(readFile(driver / "module" / "version"));
+    std::string version = ownVersion(driver);
     if (version.empty()) {
       version = kernel;
     }
-    const bool usb = device.native().find("/usb") != std::string::npos;
     rows.push_back({{"DeviceClass", "DISKDRIVE"},
                     {"FriendlyName", model},
                     {"DriverVersion", version},
-                    {"CompatID", usb ? "USBSTOR\\Disk" : "GenDisk"}});
+                    {"CompatID", isUsb(disk) ? "USBSTOR\\Disk" : "GenDisk"}});
   }
   return rows;
 }

@@ -7,8 +7,9 @@
 namespace ostria::storage {
 
 /// What the kernel tells of the driver of each disk, by the names of the WMI class of signed
-/// drivers: "DeviceClass", "FriendlyName" (the model), "DriverVersion" (the module's own version,
-/// or else the kernel's), "CompatID" ("USBSTOR\Disk" for a USB disk, else "GenDisk").
+/// drivers: "DeviceClass", "FriendlyName" (the model), "DriverVersion" (that of an
+/// out-of-tree module, else the kernel's), "CompatID" ("USBSTOR\Disk" for a USB disk, else
+/// "GenDisk").
 /// @param root  directory above sys/ and proc/, "" for the running system
 std::vector<std::map<std::string, std::string>> diskDriverRows(const std::string& root = "");
 
