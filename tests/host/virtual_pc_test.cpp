@@ -58,6 +58,28 @@ std::vector<std::vector<std::string>> helpExamples() {
   return examples;
 }
 
+TEST(VirtualPcProgramTest, EveryTestOfTheHelpIsKnownByItsLetterAndByItsName) {
+  Program help(OSTRIA_BIN_DIR, {"--virtual", "--help"});
+  EXPECT_EQ(help.finish(), 0);
+  std::string option;
+  unsigned tests = 0;
+  std::istringstream lines(help.output);
+  for (std::string line; std::getline(lines, line);) {
+    if (line == "  Quick Tests:" || line == "  Extended Tests:") {
+      option = line[2] == 'Q' ? "--quick=" : "--extended=";
+    } else if (line.rfind('\t', 0) == 0 && line.find(", ") == 2 && !option.empty()) {
+      ++tests;
+      const std::string name = line.substr(4, line.find(' ', 4) - 4);
+      // No such device, so nothing runs.
+      Program program(OSTRIA_BIN_DIR,
+                      {kSmallPc, "-Mstorage", option + line[1] + "," + name, "4000"});
+      EXPECT_EQ(program.finish(), 2);
+      EXPECT_THAT(program.errors, testing::HasSubstr("given twice")) << line;
+    }
+  }
+  EXPECT_GE(tests, 20u);
+}
+
 TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
   const auto examples = helpExamples();
   EXPECT_EQ(examples.size(), 5u);

@@ -61,6 +61,7 @@ TEST(PlanTest, PlansAreWhatTheArgumentsSay) {
       {{"-Mstorage", "-Qm,r", "0", "2"}, "1.1.1 1.1.3 @0,2,"},
       {{"-Mstorage", "-Q", "-E", "0", "1"}, "1.1.1* 1.1.3* 1.1.15* 1.2.8* 1.2.16* 1.2.13* @0,1,"},
       {{"-Mstorage", "--quick=smart-status", "-Er"}, "1.1.1 1.2.8 @"},
+      {{"-Mstorage", "--extended=random-seek"}, "1.2.8 @"},
       {{"-M", "STORAGE", "-E l ( START_RANGE = 0 , ERROR_LIMIT=10 ) , n"},
        "1.2.16(START_RANGE=0)(ERROR_LIMIT=10) 1.2.13 @"},
       {{"-Mstorage", "-El(ERROR_LIMIT=)"}, "1.2.16(ERROR_LIMIT=) @"},
