@@ -150,7 +150,7 @@ TEST(BlkidProbe, HostileTablesGiveAResultOrNone) {
            {0xFFFFFFFF, 128}, {128, 0xFFFFFFFF}, {0, 128}, {128, 0}, {128, 1}, {129, 127}}) {
     storeLe32(&overlapping.header[80], count);
     storeLe32(&overlapping.header[84], bytes);
-    EXPECT_EQ(overlapping.scan(), " 0") << count << " " << bytes;
+    EXPECT_EQ(overlapping.scan(), "RAW 0") << count << " " << bytes;
   }
 
   Image loop;

@@ -189,7 +189,7 @@ TEST_F(WinStorageScannerTest, EveryCallMayFail) {
   vpc::PlatformFaults& faults = vpc::machine().faults();
   faults.reset();
   const std::string whole = askEverything();
-  EXPECT_EQ(whole, "0:01MBR 1:22 ");
+  EXPECT_EQ(whole, "0:01MBR 1:22RAW ");
   const std::uint64_t calls = faults.calls();
   ASSERT_GT(calls, 50u);
   for (std::uint64_t call = 1; call <= calls; ++call) {
