@@ -1,4 +1,7 @@
-"""What the scan sees before any protocol: numbers, buses, places, and what it leaves out."""
+"""What the scan sees before any protocol: numbers, buses, places, and what it leaves out; what a list costs."""
+
+import re
+import shutil
 
 ATA, SCSI, USB, RAID, UNKNOWN, EMMC, NVME = range(7)
 OTHER, INTERNAL, EXTERNAL = 0, 1, 2
@@ -41,3 +44,24 @@ def run(bench):
     usb = found.get(getattr(bench.drive("OBUSB00001"), "node", ""), {})
     bench.equal("scan: the stick is no removable medium and has no NVMe port", (usb.get("removable"), usb.get("port")),
                 (False, None))
+    listing(bench)
+
+
+def listing(bench):
+    """A list looks at each disk once, and opens none for writing: udev reads the table of a disk anew when a writer closes it."""
+    if shutil.which("strace") is None:
+        bench.skip("list: its system calls", "this machine has no strace")
+        return
+    trace = "/run/list.trace"
+    bench.run("strace", "-f", "-o", trace, bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "--help", timeout=120)
+    with open(trace, encoding="utf-8", errors="replace") as file:
+        start = sum(1 for _ in file)
+    _, listed = bench.run("strace", "-f", "-o", trace, bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "--list", timeout=120)
+    with open(trace, encoding="utf-8", errors="replace") as file:
+        calls = file.readlines()
+    drives = sum(1 for line in listed.splitlines() if re.match(r" *[0-9]+ ", line))
+    writers = [call for call in calls if re.search(r'openat\(.*"/dev/(sd|nvme|mmcblk|vd).*O_(RDWR|WRONLY)', call)]
+    bench.check("list: no disk is opened for writing", not writers, writers[:3])
+    print("system calls of a list:", len(calls), "of which start-up about", start, "for", drives, "drives", flush=True)
+    bench.check("list: fewer than 150 system calls for each drive", drives > 0 and len(calls) - start < 150 * drives,
+                (len(calls), drives))
