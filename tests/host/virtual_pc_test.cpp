@@ -74,7 +74,7 @@ TEST(VirtualPcProgramTest, EveryTestOfTheHelpIsKnownByItsLetterAndByItsName) {
       Program program(OSTRIA_BIN_DIR,
                       {kSmallPc, "-Mstorage", option + line[1] + "," + name, "4000"});
       EXPECT_EQ(program.finish(), 2);
-      EXPECT_THAT(program.errors, testing::HasSubstr("given twice")) << line;
+      EXPECT_THAT(program.errors, testing::HasSubstr("Duplicate test")) << line;
     }
   }
   EXPECT_GE(tests, 20u);
