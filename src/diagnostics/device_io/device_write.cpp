@@ -63,6 +63,13 @@ class HeldPrivilege {
   bool held_;
 };
 
+/// Whether a transfer failed by the device. What never reached it, or was refused on the way, says
+/// nothing of it.
+bool isTheDevicesFault(ProtocolResult result) {
+  return result == ProtocolResult::MediumError || result == ProtocolResult::ReadTimeout ||
+         result == ProtocolResult::WriteTimeout;
+}
+
 bool takesScratchFiles(const std::string& mountPoint) {
   std::string fileSystem;
   if (!readFileSystemName(mountPoint, fileSystem)) {
@@ -292,20 +299,28 @@ TestResult StorageDeviceWriteTest::writeChunk(const TestFile& file, std::uint64_
   if (succeeded(result)) {
     return TestResult::Passed;
   }
-  if (result != ProtocolResult::VolumeFull) {
+  if (isTheDevicesFault(result)) {
     return failRange("WRITE_OPERATION_FAILED", offset, file.layout.chunkBytes);
   }
-  showThenLog(listener_, log_, "VOLUME_RAN_OUT_OF_SPACE", ResourceProblem);
+  showThenLog(listener_, log_,
+              result == ProtocolResult::VolumeFull ? "VOLUME_RAN_OUT_OF_SPACE" : kVolumeAccessError,
+              ResourceProblem);
   return TestResult::Warning;
 }
 
 TestResult StorageDeviceWriteTest::readChunk(const TestFile& file, std::uint64_t offset,
                                              std::uint8_t* chunk) {
   std::uint64_t done = 0;
-  return succeeded(filesystem_->readAt(file.handle(), offset, file.layout.chunkBytes, &done,
-                                       kTimeoutSeconds, chunk))
-             ? TestResult::Passed
-             : failRange("READ_OPERATION_FAILED", offset, file.layout.chunkBytes);
+  const ProtocolResult result = filesystem_->readAt(file.handle(), offset, file.layout.chunkBytes,
+                                                    &done, kTimeoutSeconds, chunk);
+  if (succeeded(result)) {
+    return TestResult::Passed;
+  }
+  if (isTheDevicesFault(result)) {
+    return failRange("READ_OPERATION_FAILED", offset, file.layout.chunkBytes);
+  }
+  showThenLog(listener_, log_, kVolumeAccessError, ResourceProblem);
+  return TestResult::Warning;
 }
 
 TestResult StorageDeviceWriteTest::failRange(const char* key, std::uint64_t offset,

@@ -125,6 +125,12 @@ ProtocolResult finish(HANDLE file, std::unique_ptr<TimedRequest>& request, std::
   return *moved == length ? ProtocolResult::Success : ProtocolResult::MediumError;
 }
 
+/// What a request that failed at once says: a device that is fast enough fails there, too.
+ProtocolResult failedAtOnce(DWORD error) {
+  return error == ERROR_CRC || error == ERROR_SECTOR_NOT_FOUND ? ProtocolResult::MediumError
+                                                               : ProtocolResult::Failure;
+}
+
 std::unique_ptr<TimedRequest> prepare(DeviceHandle handle, std::uint64_t offset,
                                       std::uint64_t length) {
   parkedRequests().freeEnded();
@@ -144,9 +150,11 @@ ProtocolResult timedRead(DeviceHandle handle, std::uint64_t offset, std::uint64_
   }
   const HANDLE file = toNativeHandle(handle);
   if (!ReadFile(file, request->buffer.get(), static_cast<DWORD>(length), nullptr,
-                &request->overlapped) &&
-      GetLastError() != ERROR_IO_PENDING) {
-    return ProtocolResult::Failure;
+                &request->overlapped)) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_IO_PENDING) {
+      return failedAtOnce(error);
+    }
   }
 
   std::uint64_t moved = 0;
@@ -177,7 +185,7 @@ ProtocolResult timedWrite(DeviceHandle handle, std::uint64_t offset, std::uint64
                  &request->overlapped)) {
     const DWORD error = GetLastError();
     if (error != ERROR_IO_PENDING) {
-      return error == ERROR_DISK_FULL ? ProtocolResult::VolumeFull : ProtocolResult::Failure;
+      return error == ERROR_DISK_FULL ? ProtocolResult::VolumeFull : failedAtOnce(error);
     }
   }
 
