@@ -133,6 +133,7 @@ TEST(VirtualPcProgramTest, BadSectorsAreFoundByScanRepairAndTest) {
   EXPECT_EQ(code, 1);
   EXPECT_EQ(repair.at("tool_runs").at(0).at("status"), 10);
   EXPECT_EQ(repair.at("tool_runs").at(0).at("sectors").at("repaired_sectors"), 2);
+  EXPECT_EQ(repair.at("tool_runs").at(0).at("sectors").at("repaired_list"), (json{5000, 5001}));
 
   const json test = onVirtualPc({"-En(ERROR_LIMIT=0)", "1"}, &code, kSmallPc);
   EXPECT_EQ(code, 1);

@@ -228,6 +228,7 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
     putNumber(sectors, "bad_sectors", run.badSectorsFound);
     putNumber(sectors, "repaired_sectors", run.badSectorsRepaired);
     sectors["list"] = run.badSectors;
+    sectors["repaired_list"] = run.repairedSectors;
     json["sectors"] = std::move(sectors);
   }
   if (session.operation == "filesystem") {
