@@ -1,0 +1,18 @@
+# What a program that runs as root and reads bytes of unknown devices should have, where the compiler
+# has it. Checked library calls need an optimizing build, and get in the way of the sanitizers.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fstack-protector-strong HAS_STACK_PROTECTOR)
+if(HAS_STACK_PROTECTOR)
+  add_compile_options(-fstack-protector-strong)
+endif()
+check_cxx_compiler_flag(-fstack-clash-protection HAS_STACK_CLASH_PROTECTION)
+if(HAS_STACK_CLASH_PROTECTION)
+  add_compile_options(-fstack-clash-protection)
+endif()
+if(NOT OSTRIA_SANITIZE AND NOT CMAKE_CXX_FLAGS MATCHES "FORTIFY_SOURCE")
+  add_compile_options($<$<NOT:$<CONFIG:Debug,>>:-D_FORTIFY_SOURCE=2>)
+endif()
+add_compile_definitions($<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  add_link_options(-Wl,-z,relro -Wl,-z,now)
+endif()
