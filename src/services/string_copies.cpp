@@ -10,7 +10,7 @@
 namespace ostria::storage {
 namespace {
 
-// What a bounded copy gives for a text that it was told to cut ("as much as fits").
+// What a bounded copy gives for a text that it is to cut ("as much as fits").
 constexpr std::size_t kCut = static_cast<std::size_t>(-1);
 constexpr int kWasCut = 80;
 

@@ -1,3 +1,5 @@
+// The self-tests on drives that run their routines in virtual time, with each outcome of the
+// standards.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -51,7 +53,7 @@ struct SelfTestBench : ModuleBench {
   std::uint64_t seconds() { return machine().clock().now() / virtual_pc::MicrosecondsPerSecond; }
 };
 
-TEST(SelfTestRoad, EachOutcomeOfADriveHasItsVerdict) {
+TEST(SelfTests, EachOutcomeOfADriveHasItsVerdict) {
   const std::string hinted =
       " / log 0 POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE / 100 same = 1";
   const std::string passed = " / 100 / 100 = 0";
@@ -95,7 +97,7 @@ TEST(SelfTestRoad, EachOutcomeOfADriveHasItsVerdict) {
       << "a failure without an address";
 }
 
-TEST(SelfTestRoad, TheAddressOfAFailureIsFoundBehindOlderEntries) {
+TEST(SelfTests, TheAddressOfAFailureIsFoundBehindOlderEntries) {
   for (const int older : {18, 19, 20, 21, 38}) {
     std::string log;
     for (int i = 0; i < older; ++i) {
@@ -113,7 +115,7 @@ TEST(SelfTestRoad, TheAddressOfAFailureIsFoundBehindOlderEntries) {
   }
 }
 
-TEST(SelfTestRoad, EachRoutineReachesItsDrive) {
+TEST(SelfTests, EachRoutineReachesItsDrive) {
   SelfTestBench bench({driveOf("sata", "C", R"("rotation_rate": 7200, )" + routine(3, 60)),
                        driveOf("sata", "D", R"("rotation_rate": 7200, )" + routine(80, 60)),
                        driveOf("sas", "X", ending(2, 7, "4711")),
@@ -133,7 +135,7 @@ TEST(SelfTestRoad, EachRoutineReachesItsDrive) {
   }
 }
 
-TEST(SelfTestRoad, AnotherRoutineIsStoppedFirst) {
+TEST(SelfTests, AnotherRoutineIsStoppedFirst) {
   const std::string found = "0 OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 1 same / ";
   const std::string running = R"(, "running_self_test": 1)";
   for (const char* kind : {"sata", "sas"}) {
@@ -152,7 +154,7 @@ TEST(SelfTestRoad, AnotherRoutineIsStoppedFirst) {
             found + "100 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 3 same / 100 = 5");
 }
 
-TEST(SelfTestRoad, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
+TEST(SelfTests, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
   for (const char* kind : {"sata", "sas"}) {
     SCOPED_TRACE(kind);
     SelfTestBench bench({driveOf(kind, "LONG", routine(1, 5000))});
@@ -175,7 +177,7 @@ TEST(SelfTestRoad, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
   }
 }
 
-TEST(SelfTestRoad, ADriveWithSmartSwitchedOffIsAskedWhatItCanDo) {
+TEST(SelfTests, ADriveWithSmartSwitchedOffIsAskedWhatItCanDo) {
   const auto off = [](int code, const std::string& more = "") {
     return R"("rotation_rate": 7200, "smart": {"enabled": false, "self_tests": [{"code": )" +
            std::to_string(code) + R"(, "seconds": 40}])" + more + "}";
@@ -203,7 +205,7 @@ TEST(SelfTestRoad, ADriveWithSmartSwitchedOffIsAskedWhatItCanDo) {
   }
 }
 
-TEST(SelfTestRoad, AStopBeforeTheWorkLeavesARunningRoutineAlone) {
+TEST(SelfTests, AStopBeforeTheWorkLeavesARunningRoutineAlone) {
   // A host that only wants to know why a test does not apply runs it with an abort that shows from
   // the second look on.
   SelfTestBench bench(
@@ -216,7 +218,7 @@ TEST(SelfTestRoad, AStopBeforeTheWorkLeavesARunningRoutineAlone) {
   }
 }
 
-TEST(SelfTestRoad, TwoHoursCostNoRealTime) {
+TEST(SelfTests, TwoHoursCostNoRealTime) {
   SelfTestBench bench({driveOf("sas", "SLOW", routine(2, 7200))});
   const std::uint64_t before = bench.seconds();
   const auto started = std::chrono::steady_clock::now();

@@ -1,3 +1,4 @@
+// The verdicts from the outside: exit codes and reasons in each output.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -163,7 +163,7 @@ class RefusingDrive {
     return {CommandClass::Set::Scsi, cdb[0], detail};
   }
   static CommandClass classOf(const virtual_pc::NvmeExchange& exchange) {
-    // The I/O commands are told apart from the admin commands of the same codes.
+    // The I/O commands are distinguished from the admin commands of the same codes.
     return {CommandClass::Set::Nvme, exchange.opcode,
             exchange.admin ? static_cast<int>(exchange.cdw[0] & 0xFF) : CommandClass::kNoDetail};
   }

@@ -1,3 +1,4 @@
+// Every SMART name is found, and none twice.
 #include "transport/smart_names.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// The device read test before a fake protocol: stretches, lengths, time-outs and what a failed
+// read says.
 #include "diagnostics/device_io/device_read.h"
 
 #include <gtest/gtest.h>
@@ -70,7 +72,7 @@ TEST_F(StorageDeviceReadTestTest, DefaultStretchesLieAtStartMiddleAndEnd) {
                                           {total - 6'291'456, total - 1}}));
 }
 
-TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsTold) {
+TEST_F(StorageDeviceReadTestTest, ConfigurationChoosesTheStretchesAndIsReported) {
   resize(kPerGiB);
   ASSERT_TRUE(configure({{"INITIAL_SIZE", "0"}, {"CENTRAL_SIZE", "0"}, {"FINAL_SIZE", "1"}}));
   EXPECT_EQ(run(), TestResult::Passed);

@@ -1,3 +1,4 @@
+// Linear read and full scan before a fake protocol: ranges, limits and what counts as a bad block.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,12 +8,10 @@
 #include "tests/support/fake_protocol.h"
 #include "tests/support/messages.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::Contains;
-using ::testing::ElementsAre;
-using namespace testing;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -277,4 +276,4 @@ TEST(ScanTests, TheListOfBadBlocksEndsAndSaysHowManyMoreThereAre) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -56,7 +56,7 @@ TEST_F(TimedIoTest, WholeShortAndRefusedTransfers) {
   EXPECT_EQ(kernel.openHandles, 0);
 }
 
-TEST_F(TimedIoTest, AsynchronousErrorsAreToldApart) {
+TEST_F(TimedIoTest, AsynchronousErrorsAreDistinguished) {
   kernel.transfer = Transfer::Pending;
   const std::pair<DWORD, ProtocolResult> rows[] = {
       {ERROR_CRC, ProtocolResult::MediumError},

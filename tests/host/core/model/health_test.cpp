@@ -1,3 +1,4 @@
+// The verdict on a drive: good, watch, replace, not answering, not known, each with its reasons.
 #include "host/core/model/health.h"
 
 #include <gtest/gtest.h>
