@@ -188,9 +188,9 @@ struct StillAccepted {
   Set set;
 };
 constexpr StillAccepted kStillAccepted[] = {
-    {"usb_", Set::Scsi},           {"sas", Set::Scsi},  {"nvme_intel_port", Set::Nvme},
-    {"nvme_mini_port", Set::Nvme}, {"csmi_", Set::Ata}, {"csmi_", Set::Scsi},
-    {"csmi_", Set::Nvme},          {"lsi_", Set::Ata},  {"lsi_", Set::Scsi},
+    {"usb_", Set::Scsi},           {"sas", Set::Scsi},   {"nvme_intel_port", Set::Nvme},
+    {"nvme_mini_port", Set::Nvme}, {"csmi_", Set::Scsi}, {"csmi_", Set::Nvme},
+    {"lsi_", Set::Scsi},
 };
 bool isStillAccepted(const DriveKind& drive, const CommandClass& c) {
   return std::any_of(

@@ -175,6 +175,11 @@ TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
             "0 / 100 READ_OPERATION_TIMEOUT / log 0 same / 100 = 1");
   EXPECT_EQ(run(ProtocolResult::TransportFailure, "1"),
             "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 0 same / 100 = 4");
+  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
+  EXPECT_EQ(run(ProtocolResult::MediumError, "1"),
+            "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 0 same / 100 = 4")
+      << "a device that is gone has no bad block";
+  disk.protocol->results.erase("GetProperties");
   disk.protocol->reads.clear();
   EXPECT_EQ(runOn(test, disk, 0), "0 / 100 / 100 = 4");
   EXPECT_TRUE(disk.protocol->reads.empty());
