@@ -160,7 +160,7 @@ def checks(bench, drive):
     two = drive.node + "2"
     setting("opts", 0)
     up = [f"mkfs.vfat {two}", f"mkdir -p {MOUNT}2", f"mount {two} {MOUNT}",
-          f"unshare -m --propagation private sh -c 'exec sleep 1000' > /dev/null 2>&1 & echo $! > /run/bench-sleeper; sleep 1"]
+          "unshare -m --propagation private sh -c 'exec sleep 1000' > /dev/null 2>&1 & echo $! > /run/bench-sleeper; sleep 1"]
     with holder(bench, up, ["kill $(cat /run/bench-sleeper)", "sleep 0.5", f"umount {MOUNT}"]) as ready:
         bench.check("repair: the bench can mount in two namespaces", ready)
         code, document = bench.product("recover", "filesystem", bench.index_of(drive), "--assume", "yes")
