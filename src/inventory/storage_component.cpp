@@ -40,7 +40,7 @@ StorageComponent::StorageComponent(std::unique_ptr<StorageProtocol> protocol,
 
 StorageComponent::~StorageComponent() {
   try {
-    // Nobody is left to be told of a volume that does not come back.
+    // Nobody is left to be informed of a volume that does not come back.
     (void)remountPartitions();
   } catch (...) {
     // Memory alone can fail here; what is open is closed by the members.

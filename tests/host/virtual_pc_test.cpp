@@ -1,3 +1,4 @@
+// The program from the outside on the virtual PC: lists, tests, tools and reports of real runs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

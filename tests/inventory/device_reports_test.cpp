@@ -1,3 +1,4 @@
+// The reports of a device: properties, SMART rows and vendor log, letter for letter.
 #include "inventory/device_reports.h"
 
 #include <gtest/gtest.h>
@@ -14,11 +15,8 @@
 #include "tests/support/virtual_bench.h"
 #include "transport/ata/ata_protocol.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
-
-using testing::FakeDevice;
-using testing::FakeProtocol;
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
@@ -247,7 +245,7 @@ class ReportsOnPcTest : public ::testing::Test {
     std::filesystem::remove_all(folder_);
   }
 
-  testing::VirtualBench bench{R"({"format": 1, "drives": [
+  VirtualBench bench{R"({"format": 1, "drives": [
     {"name": "d", "kind": "sata", "model": "DISK", "serial": "1", "size_sectors": 100000,
      "part_number": "PN1",
      "smart": {"attributes": [{"id": 9, "value": 90, "worst": 80, "threshold": 5, "raw": 7}]}}]})"};
@@ -311,4 +309,4 @@ TEST(HtmlTableTest, WritesRowsAndLeavesAnIncompleteOneOpen) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -1,10 +1,11 @@
+// Partition tables and volumes laid side by side, with what is left over.
 #include "inventory/partitions/partition_layout.h"
 
 #include <gtest/gtest.h>
 
 #include "inventory/partitions/partition_types.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 constexpr std::uint64_t kMiB = 1 << 20;
@@ -94,4 +95,4 @@ TEST(PartitionLayoutTest, VolumeFillsWhatItSays) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -1,3 +1,4 @@
+// Commands to RAID members: the blocks of both families, byte for byte.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +12,7 @@
 #include "transport/ata/ata_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -319,16 +320,16 @@ TEST(LsiCommands, CarryScsiCommandsAndTheirSense) {
   Bytes data(512);
   Read10 read(data.data(), 0x01020304, 1, 512);
   // The library tells of more bytes than were asked for.
-  for (const std::uint32_t told : {512u, 100u, 0xFFFFFFFFu}) {
+  for (const std::uint32_t claimed : {512u, 100u, 0xFFFFFFFFu}) {
     data.assign(512, 0);
     read.Fill(data.data(), 0x01020304, 1, 512);
     library.answer = [&](Bytes& buffer) {
-      storeLe32(&buffer[60], told);
+      storeLe32(&buffer[60], claimed);
       std::fill(buffer.begin() + 64, buffer.end(), std::uint8_t{0xAB});
     };
     ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
-    EXPECT_EQ(read.transferBytes, std::min(told, 512u));
-    EXPECT_EQ(std::count(data.begin(), data.end(), 0xAB), std::min(told, 512u));
+    EXPECT_EQ(read.transferBytes, std::min(claimed, 512u));
+    EXPECT_EQ(std::count(data.begin(), data.end(), 0xAB), std::min(claimed, 512u));
   }
   EXPECT_EQ(library.record.command, 6);
   EXPECT_EQ(library.record.group, 0);
@@ -374,4 +375,4 @@ TEST(LsiCommands, CarryScsiCommandsAndTheirSense) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -1,3 +1,4 @@
+// RAID controllers of the virtual PC: what is listed, in which order, and what a bad answer costs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -6,7 +7,7 @@
 #include "raid/lsi/lsi_raid_component.h"
 #include "tests/support/raid_bench.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::Contains;
@@ -168,7 +169,7 @@ unsigned setsOf(const std::vector<std::string>& controller) {
       [](const std::string& line) { return line.compare(0, 12, "LOGICAL_DISK") == 0; }));
 }
 
-TEST(RaidControllers, ThatFailAtOneCommandAreToldAsFarAsTheyAreKnown) {
+TEST(RaidControllers, ThatFailAtOneCommandAreReportedAsFarAsTheyAreKnown) {
   const std::vector<Failure> chipset = {{2, {}, 0, false},
                                         {10, {}, 0, true},
                                         {11, kChipsetMembers, 0, true},
@@ -292,7 +293,7 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
     EXPECT_EQ(bench.members(kAdapterName), kAdapterMembers);
     EXPECT_FALSE(controllers().empty());
   }
-  // What can be told from nonsense is told.
+  // What can be made of nonsense is reported.
   RaidBench(chipsetFaults({patched(10, 28, allOnes)})).scan(10);
   RaidBench(chipsetFaults({patched(20, 28, {255})})).scan(10);
 
@@ -400,4 +401,4 @@ TEST(RaidControllers, NameTheirLevels) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -1,9 +1,10 @@
+// Members behind RAID controllers: identity, tests and reports as of a direct disk.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/raid_bench.h"
 
-namespace ostria::storage::testing {
+namespace ostria::storage::test {
 namespace {
 
 using ::testing::Contains;
@@ -88,7 +89,7 @@ TEST_P(RaidMember, RunsTheTestsOfADirectDisk) {
     storage::Test& test = bench.test(group, item);
     EXPECT_TRUE(test.isApplicable(member));
     const TestResult result = test.run(&host);
-    EXPECT_EQ(host.heard.back().substr(0, 12), "progress 100");
+    EXPECT_EQ(host.messages.back().substr(0, 12), "progress 100");
     return result;
   };
   const TestResult verdict = good ? TestResult::Passed : TestResult::Failed;
@@ -99,7 +100,7 @@ TEST_P(RaidMember, RunsTheTestsOfADirectDisk) {
   if (std::find(quickTests.begin(), quickTests.end(), kShortSelfTest) == quickTests.end()) {
     FakeHost host(member);
     EXPECT_EQ(bench.test(ModuleBench::kQuick, kShortSelfTest).run(&host), TestResult::NotPerformed);
-    EXPECT_THAT(host.heard, Contains("log 0 TEST_NOT_SUPPORTED_IN_THIS_DEVICE"));
+    EXPECT_THAT(host.messages, Contains("log 0 TEST_NOT_SUPPORTED_IN_THIS_DEVICE"));
   }
 
   const bool scsi = member->storageProtocol()->GetProtocolKind() == ProtocolKind::Scsi;
@@ -260,4 +261,4 @@ TEST(RaidMembers, ThatVanishOrHangLeaveNoVerdict) {
 }
 
 }  // namespace
-}  // namespace ostria::storage::testing
+}  // namespace ostria::storage::test

@@ -1,3 +1,4 @@
+// The module's own reader of config.ini, with broken and missing files.
 #include "services/config_file.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 class ConfigFileTest : public ::testing::Test {
@@ -84,4 +85,4 @@ TEST_F(ConfigFileTest, HostileFilesAreRefused) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -1,10 +1,11 @@
+// Text helpers on empty, long and non-ASCII text.
 #include <gtest/gtest.h>
 
 #include <array>
 
 #include "services/string_handler_imp.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 std::string fixedField(const std::string& bytes, std::size_t size = 16) {
@@ -123,4 +124,4 @@ TEST(StringHandlerTest, SelectsAndCuts) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -92,7 +92,3 @@ inline std::vector<std::uint8_t> unwritten(std::uint64_t lba, std::uint32_t byte
 }
 
 }  // namespace ostria::virtual_pc::test
-
-namespace ostria::virtual_pc::testing {
-using namespace test;
-}

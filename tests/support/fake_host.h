@@ -20,7 +20,6 @@ class FakeHost : public TestRunContext {
 
   /// What came: "progress 50", "progress 100 KEY", "log 2 KEY", "log 0 flag 1 KEY".
   std::vector<std::string> messages;
-  std::vector<std::string>& heard = messages;  ///< its name in older tests
   /// Polls are counted from 0; from that poll on the user asks for an abort.
   unsigned abortFromPoll = kNever;
   /// From that poll on these event flags are set.
@@ -108,8 +107,3 @@ class FakeHost : public TestRunContext {
 };
 
 }  // namespace ostria::storage::test
-
-/// The name of this namespace in older tests.
-namespace ostria::storage::testing {
-using namespace test;
-}

@@ -196,8 +196,3 @@ struct FakeDevice {
 };
 
 }  // namespace ostria::storage::test
-
-/// The name of this namespace in older tests.
-namespace ostria::storage::testing {
-using namespace test;
-}

@@ -84,8 +84,3 @@ class NvmeBench {
 };
 
 }  // namespace ostria::storage::test
-
-/// The name of this namespace in older tests.
-namespace ostria::storage::testing {
-using namespace test;
-}

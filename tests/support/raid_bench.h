@@ -83,8 +83,3 @@ inline const std::string kChipsetName = "Chipset RAID Controller";
 inline const std::string kAdapterName = "RAID Adapter 9000 - SN0042";
 
 }  // namespace ostria::storage::test
-
-/// The name of this namespace in older tests.
-namespace ostria::storage::testing {
-using namespace test;
-}

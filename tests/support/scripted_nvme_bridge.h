@@ -94,8 +94,3 @@ inline Bytes namespaceData(std::uint64_t size, std::uint64_t capacity, std::uint
 }
 
 }  // namespace ostria::storage::test
-
-/// The name of this namespace in older tests.
-namespace ostria::storage::testing {
-using namespace test;
-}

@@ -88,8 +88,3 @@ class ToolHost final : public ToolEventReceiver {
 };
 
 }  // namespace ostria::storage::test
-
-/// The name of this namespace in older tests.
-namespace ostria::storage::testing {
-using namespace test;
-}

@@ -48,8 +48,3 @@ class VirtualBench {
 };
 
 }  // namespace ostria::storage::test
-
-/// The name of this namespace in older tests.
-namespace ostria::storage::testing {
-using namespace test;
-}

@@ -94,8 +94,8 @@ ProtocolResult CsmiRaidComponent::getControllerInfo(RaidControllerInfo* info) {
     }
   }
   learnt.pciLocation = config.pciLocation();
-  // What the controller has told so far stays, whatever it refuses next: the names of its drives
-  // are made of the location.
+  // What the controller has reported so far stays, whatever it refuses next: the names of its
+  // drives are made of the location.
   controller_.pciLocation = learnt.pciLocation;
   controller_.biosVersion = learnt.biosVersion;
 

@@ -63,7 +63,7 @@ inline constexpr std::size_t kDriveInterfaceAt = 188;  ///< 16 bits, the interfa
 inline constexpr std::uint16_t kSataInterface = 3;
 inline constexpr std::size_t kRawSizeAt = 232;  ///< 64 bits, units of 512 bytes
 
-// Configuration: the arrays, then the logical drives, each a record of a size that is told.
+// Configuration: the arrays, then the logical drives, each a record of a size that is reported.
 inline constexpr std::size_t kConfigurationBytes = 4616;
 inline constexpr std::size_t kArrayCountAt = 4;  ///< 16 bits, as the three behind it
 inline constexpr std::size_t kArrayBytesAt = 6;

@@ -182,7 +182,7 @@ void LsiRaidComponent::listMembers(std::uint8_t array, RaidLogicalDevice* device
   LsiCmd info(LsiCode::GetArrayInfo, controllerId_, lsi::kArrayInfoBytes);
   info.record.subIndex = array;
   if (!succeeded(execute(info))) {
-    return;  // costs the list of members alone: level and size are told elsewhere
+    return;  // costs the list of members alone: level and size are reported elsewhere
   }
   constexpr std::size_t kRoom = (lsi::kArrayInfoBytes - lsi::kFirstArrayMember) / 2;
   const std::size_t members = std::min<std::size_t>(loadLe32(info.buffer().data()), kRoom);

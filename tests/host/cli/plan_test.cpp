@@ -1,3 +1,4 @@
+// What the command line asks for, and the sentence for each mistake in it.
 #include "host/cli/plan.h"
 
 #include <gtest/gtest.h>

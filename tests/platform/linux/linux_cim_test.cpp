@@ -1,3 +1,4 @@
+// Result records in SQLite: order, limits, queries, and writers beside each other.
 #include "platform/linux/services/linux_cim.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,7 @@
 #include "platform/linux/services/linux_driver_rows.h"
 #include "platform/linux/services/linux_result_store.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -236,4 +237,4 @@ TEST_F(LinuxCimTest, DriverRowsComeFromTheKernelsTree) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -1,3 +1,4 @@
+// Who uses a disk: mounts, swap, holders and open files, before anything is written to it.
 #include "platform/linux/volumes/linux_disk_use.h"
 
 #include <gtest/gtest.h>

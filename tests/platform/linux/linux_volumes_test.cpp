@@ -1,3 +1,4 @@
+// Mounted volumes: free space, extents, unmount and remount, each with its refusals.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -237,7 +238,7 @@ TEST(LinuxStorageScanner, ANumberThatIsNotThereFailsEverywhere) {
   EXPECT_NE(scanner.readPartitionTable(7, &table, 1 << 20), 0);
 }
 
-TEST(LinuxDeviceScanner, LackOfRightsIsToldApart) {
+TEST(LinuxDeviceScanner, LackOfRightsIsReportedApart) {
   LinuxDeviceScanner scanner;
   Image image;
   DeviceHandle handle;

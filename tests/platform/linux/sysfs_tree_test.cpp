@@ -1,3 +1,4 @@
+// Disks found in saved sysfs trees: names, buses, locations and what is left out.
 #include "platform/linux/discovery/sysfs_tree.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +11,7 @@
 
 #include "platform/linux/discovery/linux_storage_scanner.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -251,4 +252,4 @@ TEST(SysfsTree, DeviceNumbersAreTheKernelsThirtyTwoBits) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

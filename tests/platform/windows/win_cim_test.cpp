@@ -1,3 +1,4 @@
+// Result records and driver rows over the WMI of the virtual PC.
 #include "platform/windows/services/win_cim.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +8,7 @@
 #include "inventory/driver_version.h"
 #include "virtual_pc/system/kernel.h"
 
-namespace ostria::storage {
+namespace ostria::storage::test {
 namespace {
 
 const std::wstring kRecordSpace = L"ROOT\\Ostria\\Ostria_Diagnostics";
@@ -185,4 +186,4 @@ TEST_F(WinCimTest, DriverVersionIsFoundByModelThenByBus) {
 }
 
 }  // namespace
-}  // namespace ostria::storage
+}  // namespace ostria::storage::test

@@ -1,3 +1,4 @@
+// The scan of the Windows classes: disks, ports, volumes and their numbers.
 #include "platform/windows/discovery/win_storage_scanner.h"
 
 #include <gtest/gtest.h>

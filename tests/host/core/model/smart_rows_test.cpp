@@ -1,3 +1,4 @@
+// The judgement of SMART rows as the module names them.
 #include "host/core/model/smart_rows.h"
 
 #include <gtest/gtest.h>
