@@ -24,6 +24,7 @@
 #include "host/core/run/session_setup.h"
 #include "host/platform/access_check.h"
 #include "host/platform/computer_name.h"
+#include "host/platform/device_names.h"
 #include "host/platform/environment.h"
 #include "host/platform/module_library.h"
 #include "host/platform/program_files.h"
@@ -225,15 +226,26 @@ class Application {
     if (count == 0 && !missing.empty()) {
       throw Stop{ExitCode::CouldNotStart, missing};
     }
-    check(checkDevices(plan_.selection, count));
+    const FindDeviceNames names = [this](const std::string& id) { return namesOf(id); };
+    plan_.selection.devices = checked(
+        resolveDevices(plan_.selection.names, deviceKeys(manager(), names), resolvedDevicePath));
     if (count == 0) {
       throw Stop{ExitCode::NotPerformed, texts_.say("notice.no_device")};
     }
     if (!missing.empty()) {
       session_.notices.push_back(missing);
     }
-    takeDevices(manager(), plan_.selection, texts_, redactor_, session_);
+    takeDevices(manager(), plan_.selection, names, texts_, redactor_, session_);
     stopIfAsked();
+  }
+
+  // The disks of a virtual PC are those of its simulated system.
+  DeviceNames namesOf(const std::string& id) const {
+    if (!line_.virtualPc) {
+      return deviceNames(id);
+    }
+    const bool number = id.find_first_not_of("0123456789") == std::string::npos;
+    return {number && !id.empty() ? "\\\\.\\PhysicalDrive" + id : std::string(), {}, {}, {}};
   }
 
   void scan() {

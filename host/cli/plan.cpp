@@ -3,7 +3,6 @@
 #include "host/cli/plan.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "host/cli/chosen_tests.h"
 
@@ -205,28 +204,41 @@ class Planner {
   }
 
   UsageError readDevice(const std::string& text) {
-    std::uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size()) {
-      if (!line_.moduleOptions.empty() && !line_.moduleOptions.back().value) {
-        const std::string& option = line_.moduleOptions.back().written;
-        return {"usage.list_apart",
-                {{"text", text},
-                 {"option", option},
-                 {"form", option + (line_.moduleOptions.back().isLong ? "=" : "") + text}}};
-      }
-      if (std::find(std::begin(kOperations), std::end(kOperations), text) !=
-          std::end(kOperations)) {
-        return {"usage.operation_alone", {{"word", text}}};
-      }
+    if (!line_.moduleOptions.empty() && !line_.moduleOptions.back().value && isTestList(text)) {
+      const std::string& option = line_.moduleOptions.back().written;
+      return {"usage.list_apart",
+              {{"text", text},
+               {"option", option},
+               {"form", option + (line_.moduleOptions.back().isLong ? "=" : "") + text}}};
+    }
+    if (std::find(std::begin(kOperations), std::end(kOperations), text) != std::end(kOperations)) {
+      return {"usage.operation_alone", {{"word", text}}};
+    }
+    if (text.empty()) {
       return {"usage.no_device_number", {{"text", text}}};
     }
-    if (std::find(plan_.selection.devices.begin(), plan_.selection.devices.end(), number) !=
-        plan_.selection.devices.end()) {
-      return {"usage.device_twice", {{"device", std::to_string(number)}}};
+    auto& names = plan_.selection.names;
+    if (std::find(names.begin(), names.end(), text) != names.end()) {
+      return {"usage.device_twice", {{"device", text}}};
     }
-    plan_.selection.devices.push_back(number);
+    names.push_back(text);
     return {};
+  }
+
+  // What only a list of tests can be that was written apart from its option.
+  bool isTestList(const std::string& text) const {
+    auto entries = readTestList(text);
+    const auto* list = std::get_if<std::vector<TestListEntry>>(&entries);
+    return list != nullptr &&
+           std::all_of(list->begin(), list->end(), [this](const TestListEntry& entry) {
+             return std::any_of(catalogue_.diagnostics.begin(), catalogue_.diagnostics.end(),
+                                [&](const CatalogueDiagnostic& row) {
+                                  return std::any_of(row.tests.begin(), row.tests.end(),
+                                                     [&](const CatalogueTest& test) {
+                                                       return isNamed(test, entry.name);
+                                                     });
+                                });
+           });
   }
 
   UsageError chooseAction() {
@@ -246,20 +258,20 @@ class Planner {
     if (line_.history) {
       plan_.action = Action::History;
     }
-    if (line_.list && !plan_.selection.devices.empty()) {
+    if (line_.list && !plan_.selection.names.empty()) {
       return {"usage.list_takes_no_devices", {}};
     }
-    if (plan_.action == Action::List && !plan_.selection.devices.empty()) {
+    if (plan_.action == Action::List && !plan_.selection.names.empty()) {
       return {"usage.no_action", {}};
     }
     if (plan_.action == Action::List && !line_.list && !line_.module) {
       return {"usage.nothing_to_do", {}};
     }
-    if (line_.history && !plan_.selection.devices.empty()) {
+    if (line_.history && !plan_.selection.names.empty()) {
       return {"usage.history_takes_no_devices", {}};
     }
     // What changes a disk is never done to "all of them" by leaving the numbers away.
-    if (tool && plan_.selection.devices.empty() &&
+    if (tool && plan_.selection.names.empty() &&
         (plan_.selection.operation == "repair" || plan_.selection.operation == "filesystem")) {
       return {"usage.needs_devices", {{"operation", plan_.selection.operation}}};
     }
@@ -284,24 +296,6 @@ class Planner {
 
 OrUsageError<Plan> makePlan(const CommandLine& line, const Catalogue& catalogue) {
   return Planner(line, catalogue).make();
-}
-
-UsageError checkDevices(const Selection& selection, std::uint32_t deviceCount) {
-  for (const std::uint32_t device : selection.devices) {
-    if (device < deviceCount) {
-      continue;
-    }
-    const std::string number = std::to_string(device);
-    if (deviceCount == 0) {
-      return {"usage.no_device_at_all", {{"device", number}}};
-    }
-    if (deviceCount == 1) {
-      return {"usage.one_device", {{"device", number}}};
-    }
-    return {"usage.unknown_device",
-            {{"device", number}, {"last", std::to_string(deviceCount - 1)}}};
-  }
-  return {};
 }
 
 }  // namespace ostria::host

@@ -11,7 +11,7 @@ namespace ostria::host {
 
 enum class Action { Help, Version, List, Show, RunTests, RunTool, History };
 
-/// What is to be done, checked against everything but the number of devices.
+/// What is to be done, checked against everything but the devices.
 struct Plan {
   Action action = Action::List;
   Selection selection;
@@ -19,8 +19,5 @@ struct Plan {
 
 /// Nothing but the arguments and the module's tables decides.
 OrUsageError<Plan> makePlan(const CommandLine& line, const Catalogue& catalogue);
-
-/// Checks the device numbers; an empty sentence when all are there.
-UsageError checkDevices(const Selection& selection, std::uint32_t deviceCount);
 
 }  // namespace ostria::host

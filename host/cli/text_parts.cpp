@@ -130,20 +130,28 @@ static std::string heading(const std::string& text, const TextStyle& style) {
   return coloured(wrapped(text, style.width, 2), Colour::Bold, style.colour) + "\n";
 }
 
-std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& style) {
-  std::vector<std::array<std::string, 7>> rows;
-  rows.push_back({style.texts.say("list.number"), style.texts.say("list.device"),
-                  style.texts.say("list.serial"), style.texts.say("list.connection"),
-                  style.texts.say("list.bus"), style.texts.say("list.protocol"),
-                  style.texts.say("list.health")});
-  for (const DeviceInfo& device : devices) {
-    rows.push_back(
-        {std::to_string(device.index), harmless(device.name.empty() ? device.id : device.name),
-         harmless(device.serial.empty() ? "-" : device.serial), connectionText(device, style.texts),
-         device.bus, harmless(device.protocol.empty() ? "-" : device.protocol),
-         verdictText(device.health, style.texts)});
+std::string nodeText(const DeviceInfo& device) {
+  if (!device.names.node.empty()) {
+    return device.names.node;
   }
-  std::array<std::size_t, 7> widths{};
+  return device.raid.port.empty() ? "-" : device.raid.port;
+}
+
+std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& style) {
+  std::vector<std::array<std::string, 8>> rows;
+  rows.push_back({style.texts.say("list.number"), style.texts.say("list.node"),
+                  style.texts.say("list.device"), style.texts.say("list.serial"),
+                  style.texts.say("list.connection"), style.texts.say("list.bus"),
+                  style.texts.say("list.protocol"), style.texts.say("list.health")});
+  for (const DeviceInfo& device : devices) {
+    rows.push_back({std::to_string(device.index), harmless(nodeText(device)),
+                    harmless(device.name.empty() ? device.id : device.name),
+                    harmless(device.serial.empty() ? "-" : device.serial),
+                    connectionText(device, style.texts), device.bus,
+                    harmless(device.protocol.empty() ? "-" : device.protocol),
+                    verdictText(device.health, style.texts)});
+  }
+  std::array<std::size_t, 8> widths{};
   for (const auto& row : rows) {
     for (std::size_t c = 0; c < row.size(); ++c) {
       widths[c] = std::max(widths[c], columns(row[c]));
@@ -157,9 +165,10 @@ std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& st
   if (style.width != 0 && total - 2 > style.width) {
     for (std::size_t r = 1; r < rows.size(); ++r) {
       const auto& row = rows[r];
-      out += line(row[0] + "  " + row[1], 0, 3, style);
-      out += line(row[2] + ", " + row[3] + ", " + row[4] + ", " + row[5], 3, 3, style);
-      out += coloured(line(row[6], 3, 3, style), colourOf(devices[r - 1].health.verdict),
+      out += line(row[0] + "  " + row[2], 0, 3, style);
+      out +=
+          line(row[1] + ", " + row[3] + ", " + row[4] + ", " + row[5] + ", " + row[6], 3, 3, style);
+      out += coloured(line(row[7], 3, 3, style), colourOf(devices[r - 1].health.verdict),
                       style.colour);
     }
     return out;
@@ -228,6 +237,15 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
                  style);
   out += propertyLine(style.texts.say("list.connection"),
                       connectionText(device, style.texts) + ", " + device.bus, 2, width, style);
+  const auto name = [&](const char* key, const std::string& value) {
+    if (!value.empty()) {
+      out += propertyLine(style.texts.say(key), value, 2, width, style);
+    }
+  };
+  name("list.node", device.names.node);
+  name("names.wwn", device.names.wwn);
+  name("raid.controller", device.raid.controller);
+  name("raid.port", device.raid.port);
   for (const ShownProperty& row : device.properties) {
     if (!row.value.empty()) {
       out += propertyLine(row.label, row.value, 2, width, style);

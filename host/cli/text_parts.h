@@ -28,6 +28,8 @@ std::string propertyLine(const std::string& label, const std::string& value, std
                          std::size_t columnsOfLabel, const TextStyle& style);
 std::string smartTable(const std::vector<SmartRow>& rows, const TextStyle& style);
 std::string deviceHeading(const DeviceInfo& device, const TextStyle& style);
+/// The node, or the port of a drive without one.
+std::string nodeText(const DeviceInfo& device);
 /// The verdict on a drive with its reasons, below `title`.
 std::string healthText(const DeviceInfo& device, const std::string& title, const TextStyle& style);
 

@@ -152,7 +152,8 @@ std::string verdictsText(const Session& session, const TextStyle& style) {
     std::string title = style.texts.say(
         "device.title", {{"device", std::to_string(device->index)},
                          {"name", device->name.empty() ? device->id : device->name}});
-    for (const std::string& part : {device->serial, numbersText(*device, style.texts)}) {
+    for (const std::string& part :
+         {nodeText(*device), device->serial, numbersText(*device, style.texts)}) {
       title += part.empty() ? "" : ", " + part;
     }
     out += healthText(*device, title, style);

@@ -11,6 +11,7 @@
 #include "base/sector_size.h"
 #include "inventory/device_reports.h"
 #include "inventory/health_report.h"
+#include "inventory/identity_report.h"
 #include "inventory/storage_scanner.h"
 #include "services/filesystem.h"
 
@@ -100,6 +101,9 @@ bool StorageComponent::getReport(const std::string& key, std::string& value) {
     }
     if (key == "HEALTH") {
       return makeHealthReport(*this, value);
+    }
+    if (key == "IDENTITY") {
+      return makeIdentityReport(*this, value);
     }
     if (key == "OSTRIA_LOG_PAGE") {
       return makeVendorLogReport(*this, value);

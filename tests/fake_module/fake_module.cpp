@@ -38,6 +38,10 @@ class FakeDevice final : public SystemComponent {
               level + R"(","worst":")" + level + R"(","data":")" + (level == "30" ? "7" : "0") +
               "\"}]";
     }
+    if (key == "IDENTITY") {
+      value = R"([{"description":"Model","data":")" + model_ +
+              R"("},{"description":"Serial","data":")" + properties_[2].value + "\"}]";
+    }
     return key != "OSTRIA_LOG_PAGE" && key != "HEALTH";
   }
   bool hostQuery6() override { return true; }

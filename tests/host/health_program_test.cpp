@@ -134,5 +134,49 @@ TEST(HealthProgramTest, SmartToolJudgesWhatItReads) {
   EXPECT_THAT(wear.document.at("test_runs").at(0).at("note").dump(), HasSubstr("240 %"));
 }
 
+// Another drive in the old one's place, from a question's answer on: at each of its answers in
+// turn.
+TEST(HealthProgramTest, NothingIsWrittenToAnotherDrive) {
+  const std::string path = testing::TempDir() + "swapped.json";
+  int refused = 0;
+  for (int occurrence = 2; occurrence < 9; ++occurrence) {
+    std::ofstream(path) << R"({"format": 1, "drives": [{"kind": "sata", "model": "SWAPPED",
+      "serial": "SWAP-1", "size_sectors": 40960, "rotation_rate": 7200, "bad_sectors": [{"lba": 9}],
+      "faults": [{"action": "garbage", "command": 236, "times": 0, "occurrence": )"
+                        << occurrence << "}]}]}";
+    Program program(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage", "--json", "--assume=yes",
+                                     "recover", "repair", "SWAP-1"});
+    const int code = program.finish();
+    const json run = json::parse(program.output, nullptr, false);
+    if (code == 2 || !run.contains("tool_runs")) {
+      continue;  // the fault met the scan
+    }
+    const json& first = run.at("tool_runs").at(0);
+    if (first.at("outcome") == "could_not_start") {
+      ++refused;
+      EXPECT_THAT(first.at("note").get<std::string>(), HasSubstr("Nothing was written"));
+      EXPECT_FALSE(first.contains("sectors"));
+    }
+  }
+  EXPECT_GT(refused, 0);
+  std::filesystem::remove(path);
+}
+
+TEST(HealthProgramTest, ADriveIsNamedBySerialNumberAndNode) {
+  const auto listed = verdicts(ask({}).document);
+  const std::string number = std::to_string(listed.at("HEALTH-10").first);
+  for (const std::string& name : {number, std::string("health-10")}) {
+    const Answer shown = ask({"--show", name});
+    EXPECT_EQ(shown.code, 0) << name;
+    EXPECT_EQ(shown.document.at("devices").at(0).at("serial"), "HEALTH-10");
+    const std::string node = shown.document.at("devices").at(0).at("device_node");
+    EXPECT_THAT(node, HasSubstr("PhysicalDrive"));
+    EXPECT_EQ(ask({"--show", node}).document.at("devices").at(0).at("serial"), "HEALTH-10");
+  }
+  EXPECT_THAT(ask({"-Q", "/dev/sdzz"}, false).text,
+              HasSubstr("No device is called \"/dev/sdzz\"."));
+  EXPECT_EQ(ask({"-Qm", "HEALTH-10", number}, false).code, 2);
+}
+
 }  // namespace
 }  // namespace ostria::host::test

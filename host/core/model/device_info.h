@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/core/model/device_names.h"
 #include "host/core/model/health.h"
 #include "host/core/model/smart_rows.h"
 #include "ostria/storage/identifier.h"
@@ -35,7 +36,9 @@ struct NamedTest {
 /// A device as all outputs show it. Serial numbers are masked already when that is wanted.
 struct DeviceInfo {
   std::uint32_t index = 0;
-  std::string id;    ///< the module's name of the device
+  std::string id;  ///< the module's name of the device
+  DeviceNames names;
+  RaidPlace raid;    ///< of a drive behind a RAID controller
   std::string name;  ///< model and size
   std::string model;
   std::string manufacturer;

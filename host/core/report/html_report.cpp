@@ -86,10 +86,11 @@ class Report {
     for (const DeviceInfo* row : worstFirst(session_)) {
       const DeviceInfo& device = *row;
       const std::string number = std::to_string(device.index);
-      html_ += "<tr><td><a href=\"#device-" + number + "\">" + number + ": " +
-               htmlEscaped(device.name) + "</a>" +
-               (device.serial.empty() ? std::string() : "<br>" + htmlEscaped(device.serial)) +
-               "</td><td>" + verdict(device) + "</td><td>" + health(device) + "</td></tr>\n";
+      html_ +=
+          "<tr><td><a href=\"#device-" + number + "\">" + number + ": " + htmlEscaped(device.name) +
+          "</a>" + (device.serial.empty() ? std::string() : "<br>" + htmlEscaped(device.serial)) +
+          (device.names.node.empty() ? std::string() : "<br>" + htmlEscaped(device.names.node)) +
+          "</td><td>" + verdict(device) + "</td><td>" + health(device) + "</td></tr>\n";
     }
     html_ += "</tbody></table></div></section>\n";
   }
@@ -139,6 +140,10 @@ class Report {
         "</h2>" + verdict(device) + "</div>\n<dl>";
     html_ += definition(texts_.say("list.connection"),
                         texts_.say("connection." + device.connection) + ", " + device.bus);
+    html_ += definition(texts_.say("list.node"), device.names.node) +
+             definition(texts_.say("names.wwn"), device.names.wwn) +
+             definition(texts_.say("raid.controller"), device.raid.controller) +
+             definition(texts_.say("raid.port"), device.raid.port);
     for (const ShownProperty& row : device.properties) {
       html_ += definition(row.label, row.value);
     }

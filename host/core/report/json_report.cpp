@@ -131,6 +131,12 @@ Json deviceJson(const DeviceInfo& device, const Texts& texts) {
   Json json;
   json["index"] = device.index;
   json["id"] = device.id;
+  json["device_node"] = textOrNull(device.names.node);
+  json["by_id"] = device.names.byId;
+  json["by_path"] = device.names.byPath;
+  json["wwn"] = textOrNull(device.names.wwn);
+  json["raid_controller"] = textOrNull(device.raid.controller);
+  json["raid_port"] = textOrNull(device.raid.port);
   json["name"] = device.name;
   json["model"] = device.model;
   json["manufacturer"] = textOrNull(device.manufacturer);

@@ -50,6 +50,28 @@ std::string connectionOf(const std::map<std::string, std::string>& attributes) {
   return "other";
 }
 
+// The module names a drive behind a controller by its port there: "...#phy2", "...#nvme3", "0:5".
+RaidPlace raidPlaceOf(const std::string& id, const std::map<std::string, std::string>& attributes,
+                      const Texts& texts) {
+  constexpr std::string_view kParent = "RAID_ATTACHED_DRIVES\\";
+  const auto parent = attributes.find("parent");
+  if (parent == attributes.end() || !parent->second.starts_with(kParent)) {
+    return {};
+  }
+  RaidPlace place{parent->second.substr(kParent.size()), {}};
+  const std::size_t mark = id.rfind('#');
+  const std::string port = mark == std::string::npos ? std::string() : id.substr(mark + 1);
+  if (port.starts_with("phy")) {
+    place.port = texts.say("raid.phy", {{"number", port.substr(3)}});
+  } else if (port.starts_with("nvme")) {
+    place.port = texts.say("raid.path", {{"number", port.substr(4)}});
+  } else if (const std::size_t colon = id.find(':'); colon != std::string::npos) {
+    place.port = texts.say("raid.drive",
+                           {{"controller", id.substr(0, colon)}, {"number", id.substr(colon + 1)}});
+  }
+  return place;
+}
+
 // The module does not name the bus, so it follows from how the device is connected and what it
 // speaks.
 std::string busOf(const DeviceInfo& info, const std::string& protocolType) {
@@ -99,9 +121,12 @@ void redactRows(std::vector<SmartRow>& rows, const Redactor& redactor) {
 }
 
 DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t index,
-                          const Texts& texts, Redactor& redactor) {
+                          const DeviceNames& names, const Texts& texts, Redactor& redactor) {
   const storage::ComponentDescription description = component.description();
   const auto& properties = description.properties;
+  // The links of the system hold the WWN where they do not hold the serial number.
+  redactor.addSecret(names.wwn);
+  redactor.addSecret(names.wwn.substr(names.wwn.find('.') + 1));
   for (const char* key : {"SERIAL", "UDI", "CURRENT_8S_LABEL"}) {
     redactor.addSecret(valueOf(properties, key));
   }
@@ -109,6 +134,13 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
   DeviceInfo info;
   info.index = index;
   info.id = redactor.text(component.id());
+  info.names = {redactor.text(names.node), names.byId, names.byPath, redactor.whole(names.wwn)};
+  for (auto* links : {&info.names.byId, &info.names.byPath}) {
+    for (std::string& link : *links) {
+      link = redactor.text(link);
+    }
+  }
+  info.raid = raidPlaceOf(component.id(), description.attributes, texts);
   info.name = redactor.text(description.displayName);
   info.model = redactor.text(description.model);
   info.manufacturer = redactor.text(valueOf(properties, "MANUFACTURER"));

@@ -10,8 +10,9 @@
 namespace ostria::host {
 
 /// Copies what the module says about a device, and teaches the redactor its serial numbers.
+/// @param names  the system's names of the device
 DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t index,
-                          const Texts& texts, Redactor& redactor);
+                          const DeviceNames& names, const Texts& texts, Redactor& redactor);
 
 /// Adds what takes commands to the device: the applicable tests and the SMART data.
 void describeDetails(storage::SystemComponent& component, const Catalogue& catalogue,

@@ -8,6 +8,7 @@
 #include "host/core/run/collect_health.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/device_question.h"
+#include "host/core/run/identity_check.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
 #include "ostria/storage/test_ids.h"
@@ -130,8 +131,13 @@ class TestRunner {
                                 {"name", deviceForQuestion(device, services_.texts)},
                                 {"alert", services_.texts.text("VOLUME_SPACE_ALLOCATION_ALERT")}});
     const Answer answer = services_.asker.askToWrite(question, serialOf(component));
-    if (answer == Answer::Yes) {
+    if (answer == Answer::Yes && isStillThatDrive(component)) {
       return true;
+    }
+    if (answer == Answer::Yes) {
+      run.outcome = ExitCode::CouldNotStart;
+      run.note = services_.texts.say("note.other_drive");
+      return false;
     }
     const bool stopped = services_.abort.isAbortRequested();
     run.outcome = stopped ? ExitCode::Stopped : ExitCode::NotPerformed;

@@ -10,6 +10,7 @@
 #include "host/core/run/collect_health.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/device_question.h"
+#include "host/core/run/identity_check.h"
 #include "host/core/run/run_context.h"
 
 namespace ostria::host {
@@ -199,7 +200,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
         run_.note = services_.texts.say("note.not_begun");
       } else if (!run_.applicable) {
         run_.note = services_.texts.say("note.tool_unsupported");
-      } else if (mayTreat(device) && hasPartitions(*component)) {
+      } else if (mayTreat(device, *component) && hasPartitions(*component)) {
         tool_.setDevices({component});
         services_.progress.begin(
             "tool", entry_.commandName, device.index,
@@ -250,7 +251,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     }
   }
 
-  bool mayTreat(const DeviceInfo& device) {
+  bool mayTreat(const DeviceInfo& device, SystemComponent& component) {
     if (!changesDevice()) {
       return true;
     }
@@ -259,8 +260,13 @@ class ToolRunner final : public storage::ToolEventReceiver {
         services_.texts.say(isFilesystem() ? "question.filesystem" : "question.repair",
                             {{"device", std::to_string(device.index)},
                              {"name", deviceForQuestion(device, services_.texts)}}));
-    if (answer == Answer::Yes) {
+    if (answer == Answer::Yes && isStillThatDrive(component)) {
       return true;
+    }
+    if (answer == Answer::Yes) {
+      run_.outcome = ExitCode::CouldNotStart;
+      run_.note = services_.texts.say("note.other_drive");
+      return false;
     }
     const bool stopped = services_.abort.isAbortRequested();
     if (stopped) {

@@ -26,7 +26,8 @@ struct Selection {
   std::vector<TestChoice> tests;
   std::size_t tool = 0;                ///< index in the catalogue; counts when there are no tests
   std::string operation;               ///< of the tool "recover"
-  std::vector<std::uint32_t> devices;  ///< empty: all
+  std::vector<std::string> names;      ///< of the devices, as the user called them
+  std::vector<std::uint32_t> devices;  ///< the same by their numbers in the list; empty: all
 };
 
 }  // namespace ostria::host

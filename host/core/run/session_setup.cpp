@@ -68,12 +68,25 @@ UsageError applySettingsFile(const Catalogue& catalogue, const std::string& path
   return configureTests(catalogue, std::get<storage::ConfigurationMap>(settings), path);
 }
 
+std::vector<DeviceKey> deviceKeys(storage::SystemComponentManager& manager,
+                                  const FindDeviceNames& names) {
+  std::vector<DeviceKey> keys;
+  for (std::uint32_t i = 0; i < manager.componentCount(); ++i) {
+    if (storage::SystemComponent* component = manager.component(i)) {
+      keys.push_back(
+          {i, component->description().model, serialOf(*component), names(component->id())});
+    }
+  }
+  return keys;
+}
+
 void takeDevices(storage::SystemComponentManager& manager, const Selection& selection,
-                 const Texts& texts, Redactor& redactor, Session& session) {
+                 const FindDeviceNames& names, const Texts& texts, Redactor& redactor,
+                 Session& session) {
   std::vector<DeviceInfo> all;
   for (std::uint32_t i = 0; i < manager.componentCount(); ++i) {
     if (storage::SystemComponent* component = manager.component(i)) {
-      all.push_back(describeDevice(*component, i, texts, redactor));
+      all.push_back(describeDevice(*component, i, names(component->id()), texts, redactor));
     }
   }
   if (selection.devices.empty()) {

@@ -2,12 +2,14 @@
 // used alone; a front end decides on their order.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
 #include "host/core/model/module_catalogue.h"
 #include "host/core/model/results.h"
 #include "host/core/run/redact.h"
+#include "host/core/run/resolve_devices.h"
 #include "host/core/run/selection.h"
 #include "host/core/texts/texts.h"
 #include "host/core/user_error.h"
@@ -31,9 +33,18 @@ UsageError addTextFile(Texts& texts, const std::string& path);
 /// settings; one that cannot be read would hide some, and is an error.
 UsageError applySettingsFile(const Catalogue& catalogue, const std::string& path);
 
+/// The system's names of a device by the module's name of it.
+using FindDeviceNames = std::function<DeviceNames(const std::string& id)>;
+
 /// Copies what the module says about the chosen devices to `session.devices`, in the order in which
 /// they were chosen. Teaches the redactor the serial numbers of all devices.
+/// @param names  what the system calls each device
 void takeDevices(storage::SystemComponentManager& manager, const Selection& selection,
-                 const Texts& texts, Redactor& redactor, Session& session);
+                 const FindDeviceNames& names, const Texts& texts, Redactor& redactor,
+                 Session& session);
+
+/// The devices by all that a user may call them.
+std::vector<DeviceKey> deviceKeys(storage::SystemComponentManager& manager,
+                                  const FindDeviceNames& names);
 
 }  // namespace ostria::host

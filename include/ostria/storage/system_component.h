@@ -44,7 +44,8 @@ class SystemComponent {
   /// Builds a report. Keys: "protocol_type", "SMART", "OSTRIA_LOG_PAGE", and
   /// "HEALTH": rows {"description","data"}: "Access" yes|no, "Power Mode" standby, "SMART"
   /// supported|disabled|not supported, "SMART Status" good|failing|unreadable, "Prediction"
-  /// good|failing, "Self-Test" passed|failed CODE; what was not asked has no row.
+  /// good|failing, "Self-Test" passed|failed CODE; what was not asked has no row;
+  /// "IDENTITY": rows "Model" and "Serial", asked anew.
   /// @return false when the data cannot be had; `value` is then not to be used
   virtual bool getReport(const std::string& key, std::string& value) = 0;
   virtual bool hostQuery6() = 0;

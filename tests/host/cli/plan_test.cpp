@@ -51,8 +51,8 @@ std::string written(const Plan& plan) {
     text += catalogue.tools[plan.selection.tool].commandName + " " + plan.selection.operation + " ";
   }
   text += "@";
-  for (const std::uint32_t device : plan.selection.devices) {
-    text += std::to_string(device) + ",";
+  for (const std::string& name : plan.selection.names) {
+    text += name + ",";
   }
   return text;
 }
@@ -69,6 +69,7 @@ TEST(PlanTest, PlansAreWhatTheArgumentsSay) {
       {{"--virtual", "-Mstorage", "-Qm", "--json", "--assume", "no", "1"}, "1.1.1 @1,"},
       {{"-Mstorage", "recover", "scan", "1"}, "recover scan @1,"},
       {{"smart"}, "smart  @"},
+      {{"-Mstorage", "-Q", "/dev/sda", "S1"}, "1.1.1* 1.1.3* 1.1.15* @/dev/sda,S1,"},
   };
   for (const auto& [arguments, expected] : rows) {
     const auto plan = planOf(arguments);
@@ -96,16 +97,14 @@ TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
       {{"-Mstorage", "-El()"}, "Empty brackets after test \"l\"."},
       {{"-Mstorage", "-Qm", "-Qm"}, "Duplicate test \"m\" of -Q."},
       {{"-Mstorage", "-Qm", "0", "0"}, "Duplicate device 0."},
-      {{"-Mstorage", "-Q", "f,r"}, "follows -Q without a blank: -Qf,r."},
-      {{"-Mstorage", "-Qm", "4294967296"}, "neither a device number"},
-      {{"-Mstorage", "-Qm", "--", "-1"}, "\"-1\" is neither a device number"},
+      {{"-Mstorage", "-Q", "m,r"}, "follows -Q without a blank: -Qm,r."},
       {{"-Mstorage", "0"}, "No action for the devices."},
-      {{"-Mstorage", "--list", "0"}, "--list takes no device numbers."},
+      {{"-Mstorage", "--list", "0"}, "--list takes no devices."},
       {{"-Mstorage", "scan", "0"}, "recover scan"},
       {{"-Mstorage", "recover"}, "recover needs an operation"},
       {{"-Mstorage", "recover", "destroy"}, "Unknown operation \"destroy\"."},
       {{"-Mstorage", "recover", "repair"},
-       "recover repair changes the device and needs device numbers."},
+       "recover repair changes the device and needs the name of one."},
       {{"-Mstorage", "-Qm", "smart"},
        "--list, --show, --history, tests and tools exclude each other."},
       {{"-Mstorage", "--assume", "maybe"}, "yes or no"},
@@ -119,16 +118,6 @@ TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
     const std::string sentence = texts.say(std::get<UsageError>(plan));
     EXPECT_NE(sentence.find(expected), std::string::npos) << sentence;
   }
-}
-
-TEST(PlanTest, DeviceNumbersAreCheckedAgainstTheList) {
-  const Texts texts;
-  Selection selection;
-  selection.devices = {1, 3};
-  EXPECT_EQ(texts.say(checkDevices(selection, 4)), "");
-  EXPECT_EQ(texts.say(checkDevices(selection, 3)), "Unknown device 3. The devices are 0 to 2.");
-  EXPECT_EQ(texts.say(checkDevices(selection, 0)),
-            "Unknown device 1. No storage device was found.");
 }
 
 }  // namespace

@@ -1,0 +1,22 @@
+// The names under which the system knows a drive.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace ostria::host {
+
+struct DeviceNames {
+  std::string node;                 ///< "/dev/sda", "\\.\PhysicalDrive0"; empty: it has none
+  std::vector<std::string> byId;    ///< links that name model, serial number or WWN
+  std::vector<std::string> byPath;  ///< links that name the port
+  std::string wwn;                  ///< "naa.5000c500a1b2c3d4", "eui.0025385b01234567"
+};
+
+/// Where a drive hangs that has no node of its own.
+struct RaidPlace {
+  std::string controller;
+  std::string port;  ///< "phy 2", "drive 5"
+};
+
+}  // namespace ostria::host

@@ -1,0 +1,107 @@
+// Case does not matter in serial numbers and WWNs, which people type from labels; nodes are taken
+// as they are. A number that no drive has in the list may still be a serial number.
+#include "host/core/run/resolve_devices.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace ostria::host {
+namespace {
+
+std::string lowered(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') {
+      c = static_cast<char>(c - 'A' + 'a');
+    }
+  }
+  return text;
+}
+
+// "naa.5000C5...", "0x5000c5..." and "wwn-0x5000c5..." are the same.
+std::string bareWwn(std::string text) {
+  static constexpr std::array<std::string_view, 5> kBeginnings = {"wwn-", "nvme-", "naa.", "eui.",
+                                                                  "0x"};
+  text = lowered(std::move(text));
+  for (const std::string_view beginning : kBeginnings) {
+    if (text.starts_with(beginning)) {
+      text.erase(0, beginning.size());
+    }
+  }
+  return text;
+}
+
+bool isNumber(const std::string& text, const DeviceKey& device) {
+  std::uint32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return !text.empty() && error == std::errc() && end == text.data() + text.size() &&
+         number == device.index;
+}
+
+bool isLink(const std::string& text, const std::vector<std::string>& links) {
+  return std::any_of(links.begin(), links.end(), [&](const std::string& link) {
+    return text == link || text == link.substr(link.rfind('/') + 1);
+  });
+}
+
+bool isCalled(const DeviceKey& device, const std::string& text, const std::string& resolved) {
+  const DeviceNames& names = device.names;
+  const bool node = !names.node.empty() &&
+                    (text == names.node || resolved == names.node || "/dev/" + text == names.node);
+  return node || isNumber(text, device) || isLink(text, names.byId) || isLink(text, names.byPath) ||
+         (!device.serial.empty() && lowered(text) == lowered(device.serial)) ||
+         (!names.wwn.empty() && bareWwn(text) == bareWwn(names.wwn));
+}
+
+std::string candidate(const DeviceKey& device) {
+  std::string text = std::to_string(device.index) + " (" + device.model;
+  return text + (device.names.node.empty() ? "" : ", " + device.names.node) + ")";
+}
+
+UsageError unknown(const std::string& text, std::size_t count) {
+  if (text.find_first_not_of("0123456789") != std::string::npos) {
+    return {"usage.unknown_name", {{"text", text}}};
+  }
+  if (count == 0) {
+    return {"usage.no_device_at_all", {{"device", text}}};
+  }
+  if (count == 1) {
+    return {"usage.one_device", {{"device", text}}};
+  }
+  return {"usage.unknown_device", {{"device", text}, {"last", std::to_string(count - 1)}}};
+}
+
+}  // namespace
+
+OrUsageError<std::vector<std::uint32_t>> resolveDevices(
+    const std::vector<std::string>& wanted, const std::vector<DeviceKey>& devices,
+    const std::function<std::string(const std::string&)>& resolve) {
+  std::vector<std::uint32_t> out;
+  for (const std::string& text : wanted) {
+    const std::string resolved = text.find('/') == std::string::npos ? text : resolve(text);
+    std::vector<const DeviceKey*> found;
+    for (const DeviceKey& device : devices) {
+      if (isCalled(device, text, resolved)) {
+        found.push_back(&device);
+      }
+    }
+    if (found.empty()) {
+      return unknown(text, devices.size());
+    }
+    if (found.size() > 1) {
+      std::string list;
+      for (const DeviceKey* device : found) {
+        list += (list.empty() ? "" : ", ") + candidate(*device);
+      }
+      return UsageError{"usage.ambiguous_device", {{"text", text}, {"candidates", list}}};
+    }
+    const std::uint32_t index = found.front()->index;
+    if (std::find(out.begin(), out.end(), index) != out.end()) {
+      return UsageError{"usage.device_twice", {{"device", text}}};
+    }
+    out.push_back(index);
+  }
+  return out;
+}
+
+}  // namespace ostria::host

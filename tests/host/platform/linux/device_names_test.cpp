@@ -1,0 +1,51 @@
+// A disk's names, from the trees that the kernel and udev make.
+#include "host/platform/linux/device_names.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace ostria::host::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(DeviceNamesTest, NumberLeadsToNodeAndLinks) {
+  const std::string root = fs::canonical(testing::TempDir()).string() + "/names";
+  const auto disk = [&](const std::string& number, const std::string& sysName,
+                        const std::string& node, const std::string& wwid) {
+    fs::create_directories(root + "/sys/devices/" + sysName);
+    fs::create_directories(root + "/sys/dev/block");
+    fs::create_directory_symlink("../../devices/" + sysName, root + "/sys/dev/block/" + number);
+    std::ofstream(root + "/sys/devices/" + sysName + "/wwid") << wwid;
+    fs::create_directories(fs::path(root + node).parent_path());
+    std::ofstream(root + node) << "x";
+  };
+  disk("8:0", "sda", "/dev/sda", "naa.5000c500a1b2c3d4\n");
+  disk("259:300", "nvme0n1", "/dev/nvme0n1", "eui.1\n");
+  disk("104:0", "cciss!c0d0", "/dev/cciss/c0d0", "t10.ATA x\n");
+  fs::create_directories(root + "/dev/disk/by-id");
+  for (const char* link : {"wwn-0x5000c500a1b2c3d4", "ata-DISK_S1"}) {
+    fs::create_symlink("../../sda", root + "/dev/disk/by-id/" + link);
+  }
+  fs::create_symlink("../../gone", root + "/dev/disk/by-id/ata-GONE");
+
+  const DeviceNames sda = deviceNames("2048", root);
+  EXPECT_EQ(sda.node, "/dev/sda");
+  EXPECT_EQ(sda.wwn, "naa.5000c500a1b2c3d4");
+  EXPECT_EQ(sda.byId, (std::vector<std::string>{"/dev/disk/by-id/ata-DISK_S1",
+                                                "/dev/disk/by-id/wwn-0x5000c500a1b2c3d4"}));
+  EXPECT_TRUE(sda.byPath.empty());
+  // Minor number 300 in the kernel's 32-bit form.
+  EXPECT_EQ(deviceNames(std::to_string(0x2Cu | 259u << 8 | 1u << 20), root).node, "/dev/nvme0n1");
+  EXPECT_EQ(deviceNames(std::to_string(104u << 8), root).node, "/dev/cciss/c0d0");
+  EXPECT_EQ(deviceNames(std::to_string(104u << 8), root).wwn, "");
+  for (const char* none : {"", "9", "0:5", "PCI@0.1.0#phy2", "99999999999"}) {
+    EXPECT_EQ(deviceNames(none, root).node, "") << none;
+  }
+  fs::remove_all(root);
+}
+
+}  // namespace
+}  // namespace ostria::host::test
