@@ -14,9 +14,7 @@ namespace {
 
 StorageProtocolProperties recordFor(StorageBusKind busKind) {
   StorageProtocolProperties properties;
-  if (busKind == StorageBusKind::Usb) {
-    properties.busKind = StorageBusKind::Usb;
-  }
+  properties.busKind = busKind;
   return properties;
 }
 

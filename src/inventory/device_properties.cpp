@@ -104,7 +104,9 @@ ProtocolResult fillProperties(StorageComponent& component, StorageProtocol* sour
   if (protocol == nullptr) {
     return ProtocolResult::Failure;
   }
+  // A SCSI protocol asks a USB device less than another one.
   StorageProtocolProperties device;
+  device.busKind = component.busKind();
   if (const ProtocolResult result = protocol->GetProperties(&device); !succeeded(result)) {
     return result;
   }

@@ -3,7 +3,6 @@
 #include "diagnostics/self_test/default_routine.h"
 
 #include "checks/message_keys.h"
-#include "transport/scsi/scsi_protocol.h"
 
 namespace ostria::storage {
 
@@ -35,16 +34,12 @@ TestResult DefaultSelfTest::run(TestRunContext* context) {
 }
 
 TestResult DefaultSelfTest::perform() {
-  constexpr std::uint8_t kCheckCondition = 2;
-  if (!succeeded(protocol_->StartSelfTest(static_cast<std::uint8_t>(testCode_), 0))) {
+  const ProtocolResult ended = protocol_->StartSelfTest(static_cast<std::uint8_t>(testCode_), 0);
+  // Only what the drive says of itself makes it a defective one: it may also be busy or reserved.
+  if (!succeeded(ended) && ended != ProtocolResult::DeviceError) {
     return refuse(listener_, log_, keys::kCannotPerformSelfTest, ResourceProblem);
   }
-  const auto* scsi = dynamic_cast<const ScsiProtocol*>(protocol_);
-  if (scsi == nullptr) {
-    return TestResult::CouldNotStart;
-  }
-  return close(scsi->GetLastDiagnosticStatus() == kCheckCondition ? TestResult::Failed
-                                                                  : TestResult::Passed);
+  return close(succeeded(ended) ? TestResult::Passed : TestResult::Failed);
 }
 
 }  // namespace ostria::storage

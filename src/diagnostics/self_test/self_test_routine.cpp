@@ -219,15 +219,12 @@ TestResult SelfTest::watch(bool& running) {
 
 TestResult SelfTest::poll(std::uint8_t& shown, std::uint8_t& status) {
   std::uint8_t percent = 0;
-  bool answered = succeeded(protocol_->GetSelfTestProgress(&percent));
-  if (answered) {
-    // A drive that names no percentage has said nothing.
-    if (percent <= 100) {
-      shown = std::max(shown, percent);
-    }
-    answered = succeeded(protocol_->GetSelfTestResult(&status));
+  // A percentage above 100 says nothing.
+  if (succeeded(protocol_->GetSelfTestProgress(&percent)) && percent <= 100) {
+    shown = std::max(shown, percent);
   }
-  if (answered || protocol_->IsAccessible()) {
+  // Not every drive reports its progress, and one that does not may still have failed.
+  if (succeeded(protocol_->GetSelfTestResult(&status)) || protocol_->IsAccessible()) {
     return TestResult::Passed;
   }
   showThenLog(listener_, log_, keys::kDeviceCommunicationFailure, MissingCapability);

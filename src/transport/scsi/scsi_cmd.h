@@ -7,6 +7,15 @@
 
 namespace ostria::storage {
 
+/// Status bytes of SAM. A device may send any other value.
+enum class ScsiStatus : std::uint8_t {
+  Good = 0x00,
+  CheckCondition = 0x02,
+  Busy = 0x08,
+  ReservationConflict = 0x18,
+  TaskSetFull = 0x28,
+};
+
 /// One SCSI command as a plain record: CDB, buffer, direction and timeout going down; status, sense
 /// and byte count coming back. A subclass is only a constructor that fills the CDB. The buffer is
 /// borrowed: the caller keeps it alive through the send.
@@ -19,7 +28,7 @@ class ScsiCmd {
 
   std::array<std::uint8_t, 16> cdb{};
   std::uint8_t cdbLength = 0;
-  std::uint8_t scsiStatus = 0;  ///< 0 GOOD, 2 CHECK CONDITION
+  std::uint8_t scsiStatus = 0;  ///< a `ScsiStatus`
   std::array<std::uint8_t, 32> sense{};
   /// Bytes of sense that the transport reports; may be more than `sense` holds.
   std::uint64_t senseLength = 0;
@@ -27,6 +36,10 @@ class ScsiCmd {
   void* data = nullptr;
   DataDirection direction = DataDirection::None;
   std::uint32_t timeoutSeconds = 30;
+
+  bool hasStatus(ScsiStatus status) const {
+    return scsiStatus == static_cast<std::uint8_t>(status);
+  }
 };
 
 /// INQUIRY. @param vitalData  asks for vital product data page `page` instead of standard data

@@ -4,6 +4,7 @@
 #include "transport/scsi/scsi_protocol.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "transport/scsi/scsi_cmd.h"
 #include "transport/scsi/scsi_sense.h"
@@ -19,12 +20,37 @@ constexpr std::uint8_t kInterfaceError = 0x47;  // with qualifiers 0 to 5: parit
 // READ(16) and WRITE(16) alone reach sectors from here on.
 constexpr std::uint64_t kShortReach = std::uint64_t{1} << 32;
 
-// What the sense of a read that went through says about its data.
-ProtocolResult readVerdict(const std::array<std::uint8_t, 32>& raw, ProtocolResult otherwise) {
+// The sense data that came back with a command, if they say anything.
+std::optional<ScsiSense> senseOf(const ScsiCmd& command) {
   ScsiSense sense;
-  if (!succeeded(sense.Decode(raw))) {
-    return otherwise;
+  if (command.senseLength == 0 || !succeeded(sense.Decode(command.sense))) {
+    return std::nullopt;
   }
+  return sense;
+}
+
+bool isRecovered(SenseKey key) {
+  return key == SenseKey::NoSense || key == SenseKey::RecoveredError;
+}
+
+// A unit attention is news of an event (a reset, changed parameters) that goes out once, in place
+// of the command, which was not executed. REQUEST SENSE gives it as its data.
+bool metUnitAttention(const ScsiCmd& command) {
+  constexpr std::uint8_t kRequestSense = 0x03;
+  std::optional<ScsiSense> sense = senseOf(command);
+  if (!sense && command.cdb[0] == kRequestSense && command.data != nullptr) {
+    const auto bytes = std::min<std::uint64_t>(command.transferBytes, command.cdb[4]);
+    ScsiSense returned;
+    if (succeeded(returned.Decode(
+            {static_cast<const std::uint8_t*>(command.data), static_cast<std::size_t>(bytes)}))) {
+      sense = returned;
+    }
+  }
+  return sense && sense->GetSenseKey() == SenseKey::UnitAttention;
+}
+
+// What sense data say about the medium or the way to it; `otherwise` when that is nothing.
+ProtocolResult mediumVerdict(const ScsiSense& sense, ProtocolResult otherwise) {
   const SenseKey key = sense.GetSenseKey();
   if (key == SenseKey::MediumError || key == SenseKey::HardwareError ||
       key == SenseKey::Miscompare || sense.GetAsc() == kUnrecoveredRead) {
@@ -34,6 +60,25 @@ ProtocolResult readVerdict(const std::array<std::uint8_t, 32>& raw, ProtocolResu
     return ProtocolResult::InterfaceCrcError;
   }
   return otherwise;
+}
+
+// What became of a read or write that the sense check let pass. Data count only when all of them
+// moved and the device said GOOD, or CHECK CONDITION for an error that it recovered from: a drive
+// that is not ready, reserved or busy has read nothing.
+ProtocolResult transferVerdict(const ScsiCmd& command, std::uint64_t asked) {
+  const std::optional<ScsiSense> sense = senseOf(command);
+  const bool recovered = sense && isRecovered(sense->GetSenseKey());
+  if (sense) {
+    const ProtocolResult verdict = mediumVerdict(
+        *sense, recovered ? ProtocolResult::Success : ProtocolResult::ScsiStatusNotGood);
+    if (!succeeded(verdict)) {
+      return verdict;
+    }
+  }
+  const bool good = command.hasStatus(ScsiStatus::Good) ||
+                    (recovered && command.hasStatus(ScsiStatus::CheckCondition));
+  return good && command.transferBytes >= asked ? ProtocolResult::Success
+                                                : ProtocolResult::ScsiStatusNotGood;
 }
 
 }  // namespace
@@ -61,13 +106,20 @@ bool ScsiProtocol::ProbeBridge(ScsiBridge& bridge) {
   if (command.transferBytes >= 5) {
     return true;
   }
-  ScsiSense sense;
-  return command.senseLength > 0 && succeeded(sense.Decode(command.sense)) &&
-         sense.GetSenseKey() != SenseKey::IllegalRequest;
+  const std::optional<ScsiSense> sense = senseOf(command);
+  return sense && sense->GetSenseKey() != SenseKey::IllegalRequest;
 }
 
 ProtocolResult ScsiProtocol::CheckSense(ScsiCmd& command) {
+  const std::uint64_t asked = command.transferBytes;
   ProtocolResult result = SendThroughBridges(command);
+  if (succeeded(result) && metUnitAttention(command)) {
+    command.transferBytes = asked;
+    command.scsiStatus = 0;
+    command.sense = {};
+    command.senseLength = 0;
+    result = SendThroughBridges(command);
+  }
   if (!succeeded(result) || command.senseLength == 0) {
     return result;
   }
@@ -99,6 +151,7 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
   Read12 read12(buffer, lba, sectors, sectorSize);
   Read10 read10(buffer, lba, sectors, sectorSize);
   ScsiCmd* const levels[] = {&read16, &read12, &read10};
+  const std::uint64_t asked = std::uint64_t{sectors} * sectorSize;
   for (;; ++readCdbLevel_) {
     // A cut address would read another sector.
     if (readCdbLevel_ > 0 && lba >= kShortReach) {
@@ -107,13 +160,14 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
     ScsiCmd& command = *levels[readCdbLevel_];
     const ProtocolResult result = CheckSense(command);
     if (succeeded(result)) {
-      return command.senseLength > 0 ? readVerdict(command.sense, result) : result;
+      return transferVerdict(command, asked);
     }
     if (readCdbLevel_ == 0 && properties_->totalSectors > kShortReach) {
       return ProtocolResult::CommandUnusable;
     }
     if (readCdbLevel_ == std::size(levels) - 1) {
-      return command.senseLength > 0 ? readVerdict(command.sense, result) : result;
+      const std::optional<ScsiSense> sense = senseOf(command);
+      return sense ? mediumVerdict(*sense, result) : result;
     }
   }
 }
@@ -127,22 +181,40 @@ ProtocolResult ScsiProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
   // A command record has one buffer pointer for both directions; a data-out send only reads it.
   void* const source = const_cast<void*>(buffer);
 
+  const std::uint64_t asked = std::uint64_t{sectors} * sectorSize;
   Write16 write16(source, lba, sectors, sectorSize);
-  ProtocolResult result = CheckSense(write16);
-  if (succeeded(result)) {
-    return result;
+  if (succeeded(CheckSense(write16))) {
+    return transferVerdict(write16, asked);
   }
   // A cut address would overwrite another sector.
   if (properties_->totalSectors > kShortReach || lba >= kShortReach) {
     return ProtocolResult::CommandUnusable;
   }
   Write12 write12(source, lba, sectors, sectorSize);
-  result = CheckSense(write12);
-  if (succeeded(result)) {
-    return result;
+  if (succeeded(CheckSense(write12))) {
+    return transferVerdict(write12, asked);
   }
   Write10 write10(source, lba, sectors, sectorSize);
-  return CheckSense(write10);
+  const ProtocolResult result = CheckSense(write10);
+  return succeeded(result) ? transferVerdict(write10, asked) : result;
+}
+
+ProtocolResult ScsiProtocol::StartSelfTest(std::uint8_t code, std::uint8_t /*second*/) {
+  SendDiagnostic command(code);
+  const ProtocolResult result = CheckSense(command);
+  if (!succeeded(result)) {
+    return result;
+  }
+  lastDiagnosticStatus_ = command.scsiStatus;
+  const std::optional<ScsiSense> sense = senseOf(command);
+  const SenseKey key = sense ? sense->GetSenseKey() : SenseKey::NoSense;
+  // A foreground test is over by now, and these are its findings.
+  if (key == SenseKey::MediumError || key == SenseKey::HardwareError) {
+    return ProtocolResult::DeviceError;
+  }
+  const bool accepted = command.hasStatus(ScsiStatus::Good) ||
+                        (command.hasStatus(ScsiStatus::CheckCondition) && sense);
+  return accepted && isRecovered(key) ? ProtocolResult::Success : ProtocolResult::ScsiStatusNotGood;
 }
 
 }  // namespace ostria::storage

@@ -18,10 +18,13 @@ class ScsiProtocol : public StorageProtocol {
   /// The result is that of READ CAPACITY; everything else is taken as far as the device gives it.
   ProtocolResult GetProperties(StorageProtocolProperties* out) override;
   /// Has 30 seconds, whatever `timeoutSeconds` says. Steps down from READ(16) for good at the first
-  /// failure; `CommandUnusable` where shorter commands cannot reach.
+  /// refusal; `CommandUnusable` where shorter commands cannot reach. `MediumError`,
+  /// `InterfaceCrcError`, or `ScsiStatusNotGood` when the device has not read all of it.
   ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors, std::uint32_t timeoutSeconds,
                       void* buffer, std::uint32_t bufferBytes) override;
   ProtocolResult GetTemperature(std::uint8_t* celsius) override;
+  /// `DeviceError` when the device found itself defective (sense key 3 or 4), `CommandRejected` or
+  /// `ScsiStatusNotGood` when it did not start.
   ProtocolResult StartSelfTest(std::uint8_t code, std::uint8_t second) override;
   ProtocolResult GetSelfTestProgress(std::uint8_t* percent) override;
   ProtocolResult GetSelfTestResult(std::uint8_t* code) override;
@@ -29,7 +32,8 @@ class ScsiProtocol : public StorageProtocol {
   /// `Failure` with all ones in `lba` when the device says that there is no such address.
   ProtocolResult GetFirstFailedLba(std::uint64_t* lba) override;
   ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
-  /// Disabling restores what the drive had before the first change.
+  /// Enabling changes nothing on a drive that counts as enabled; disabling restores what the drive
+  /// had before the first change, byte for byte.
   ProtocolResult SetSmartEnabled(std::uint8_t enable) override;
   ProtocolResult Write(std::uint64_t lba, std::uint16_t sectors, std::uint64_t ignored,
                        const void* buffer) override;
@@ -49,8 +53,8 @@ class ScsiProtocol : public StorageProtocol {
   struct IecForm;
   using Sense = std::array<std::uint8_t, 32>;
 
-  /// Sends the command. Sense data that came back give `CommandRejected` for key 5 or 7 and
-  /// `CommandUnusable` when they cannot be decoded.
+  /// Sends the command, once more when it met a unit attention. Sense data that came back give
+  /// `CommandRejected` for key 5 or 7 and `CommandUnusable` when they cannot be decoded.
   ProtocolResult CheckSense(ScsiCmd& command);
   /// The same, and `notGood` for a SCSI status other than GOOD.
   ProtocolResult CheckStatus(ScsiCmd& command, ProtocolResult notGood);

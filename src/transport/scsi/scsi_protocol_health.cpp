@@ -20,6 +20,20 @@ constexpr std::uint8_t kThresholdExceeded = 0x5D;  // additional sense code: fai
 
 std::uint8_t healthOf(std::uint8_t asc) { return asc == kThresholdExceeded ? 0 : 1; }
 
+// Whether a result is what a device made of a command, and not what became of it on the way.
+bool deviceAnswered(ProtocolResult result) {
+  switch (result) {
+    case ProtocolResult::Success:
+    case ProtocolResult::Failure:
+    case ProtocolResult::ScsiStatusNotGood:
+    case ProtocolResult::CommandRejected:
+    case ProtocolResult::CommandUnusable:
+      return true;
+    default:
+      return false;
+  }
+}
+
 // Decodes as much of a REQUEST SENSE reply as came back, which is hardly ever all that was asked.
 ProtocolResult decodeReply(const ScsiCmd& command, std::span<const std::uint8_t> buffer,
                            ScsiSense& sense) {
@@ -32,6 +46,7 @@ ProtocolResult decodeReply(const ScsiCmd& command, std::span<const std::uint8_t>
 // Where things lie in the two forms of IEC mode data: a header, no block descriptor, the page.
 struct ScsiProtocol::IecForm {
   std::size_t bytes;
+  std::size_t deviceSpecific;       // the header's byte for WP and DPOFUA
   std::size_t descriptorLengthLow;  // the block descriptor length's lowest byte
   std::size_t descriptorLengthHigh;
   std::size_t page;
@@ -40,14 +55,20 @@ struct ScsiProtocol::IecForm {
   std::size_t mrie() const { return page + 3; }
   bool isLong() const { return page == 8; }
 
-  static constexpr IecForm six() { return {16, 3, 3, 4}; }
-  static constexpr IecForm ten() { return {20, 7, 6, 8}; }
+  static constexpr IecForm six() { return {16, 2, 3, 3, 4}; }
+  static constexpr IecForm ten() { return {20, 3, 7, 6, 8}; }
 };
 
 namespace {
 
 constexpr std::uint8_t kDexcpt = 0x08;
 constexpr std::uint8_t kReportOnRequest = 0x06;
+constexpr std::uint8_t kParametersSaveable = 0x80;  // PS of the page
+
+// Exceptions are reported one way or another; with MRIE 0 the log page still has them.
+bool countsAsEnabled(std::uint8_t flags, std::uint8_t mrie) {
+  return (mrie & ~kReportOnRequest) == 0 && (flags & kDexcpt) == 0;
+}
 
 }  // namespace
 
@@ -84,8 +105,7 @@ void ScsiProtocol::ReadIecState() {
       continue;
     }
     properties_->smartSupported = true;
-    properties_->smartEnabled =
-        (data[form.mrie()] & ~kReportOnRequest) == 0 && (data[form.flags()] & kDexcpt) == 0;
+    properties_->smartEnabled = countsAsEnabled(data[form.flags()], data[form.mrie()]);
     return;
   }
 }
@@ -103,6 +123,11 @@ ProtocolResult ScsiProtocol::ChangeIecPage(const IecForm& form, bool enable) {
   }
   std::uint8_t& flags = data[form.flags()];
   std::uint8_t& mrie = data[form.mrie()];
+  // A drive that reports by another method (MRIE 2 or 4) keeps it: the change would outlive the
+  // test.
+  if (enable && countsAsEnabled(flags, mrie)) {
+    return ProtocolResult::Success;
+  }
   if (iecUnchanged_) {
     savedMrie_ = mrie;
     savedIecFlags_ = flags;
@@ -120,6 +145,12 @@ ProtocolResult ScsiProtocol::ChangeIecPage(const IecForm& form, bool enable) {
   } else {
     command = ModeSelect6IecPage(data.data());
   }
+  // What the command has no use for is reserved in it (MODE DATA LENGTH, WP and DPOFUA, PS), and a
+  // strict device refuses it set. PS has gone into the CDB as SP.
+  data[0] = 0;
+  data[1] = form.isLong() ? 0 : data[1];
+  data[form.deviceSpecific] = 0;
+  data[form.page] = static_cast<std::uint8_t>(data[form.page] & ~kParametersSaveable);
   result = CheckStatus(command, ProtocolResult::Failure);
   // The long form is the last try: whatever it did, what was saved is what the drive had.
   if (succeeded(result) || form.isLong()) {
@@ -149,7 +180,9 @@ ProtocolResult ScsiProtocol::GetSmartStatus(std::uint8_t* healthy) {
   }
   std::uint8_t health = 1;
   ProtocolResult result = ReadIecLog(health);
-  if (health == 1) {
+  // Not every device has the page. But what answers REQUEST SENSE for a drive that was lost on the
+  // way may be its controller.
+  if (health == 1 && deviceAnswered(result)) {
     result = ReadRequestSense(health);
   }
   if (result == ProtocolResult::Failure) {
@@ -198,15 +231,6 @@ ProtocolResult ScsiProtocol::ReadRequestSense(std::uint8_t& healthy) {
   return ProtocolResult::Success;
 }
 
-ProtocolResult ScsiProtocol::StartSelfTest(std::uint8_t code, std::uint8_t /*second*/) {
-  SendDiagnostic command(code);
-  const ProtocolResult result = CheckSense(command);
-  if (succeeded(result)) {
-    lastDiagnosticStatus_ = command.scsiStatus;
-  }
-  return result;
-}
-
 ProtocolResult ScsiProtocol::AbortSelfTest() {
   constexpr std::uint8_t kAbortBackground = 4;
   SendDiagnostic command(kAbortBackground);
@@ -227,8 +251,11 @@ ProtocolResult ScsiProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   if (sense.GetSenseKey() != SenseKey::NoSense && sense.GetSenseKey() != SenseKey::NotReady) {
     return ProtocolResult::Failure;
   }
+  // Without the valid bit the field holds whatever stood there: no test runs.
+  constexpr std::uint8_t kValid = 0x80;
   ScsiSense::DescriptorBytes bytes{};
-  if (!succeeded(sense.GetDescriptor(ScsiSense::kSenseKeySpecific, bytes))) {
+  if (!succeeded(sense.GetDescriptor(ScsiSense::kSenseKeySpecific, bytes)) ||
+      (bytes[0] & kValid) == 0) {
     return ProtocolResult::Failure;
   }
   const float done = static_cast<float>(loadBe16(&bytes[1])) / 65536.0F;

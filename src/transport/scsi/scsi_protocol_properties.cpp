@@ -76,7 +76,10 @@ ProtocolResult ScsiProtocol::GetProperties(StorageProtocolProperties* out) {
   const ProtocolResult result = ReadCapacity();
   if (succeeded(result)) {
     ReadRotation();
-    busKind_ = out->busKind;
+    // A record that names no bus does not take back the one that was named.
+    if (out->busKind != StorageBusKind::Unknown) {
+      busKind_ = out->busKind;
+    }
     ReadIecState();
   }
   properties_->securitySupported = false;
@@ -94,7 +97,8 @@ ProtocolResult ScsiProtocol::ReadInquiry() {
     return ProtocolResult::DeviceError;
   }
   properties_->standardVersion = spcName(reply[2]);
-  properties_->removable = reply[1] == 1;
+  constexpr std::uint8_t kRemovableMedium = 0x80;
+  properties_->removable = (reply[1] & kRemovableMedium) != 0;
   properties_->vendor = textField(reply.subspan(8, 8));
   properties_->modelNumber = textField(reply.subspan(16, 16));
   properties_->firmwareRevision = textField(reply.subspan(32, 4));
@@ -114,7 +118,8 @@ ProtocolResult ScsiProtocol::ReadSerialNumber() {
       return result;
     }
     const auto reply = received(command, std::span(data).first(asked));
-    if (reply.size() < kHeader) {
+    // An adapter that does not know the page may give standard data instead.
+    if (reply.size() < kHeader || reply[1] != kSerialNumberPage) {
       return ProtocolResult::Failure;
     }
     const std::size_t length = reply[3];

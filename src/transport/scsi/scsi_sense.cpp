@@ -2,6 +2,8 @@
 
 #include "transport/scsi/scsi_sense.h"
 
+#include <algorithm>
+
 namespace ostria::storage {
 
 ProtocolResult ScsiSense::Decode(std::span<const std::uint8_t> raw) {
@@ -46,22 +48,18 @@ void ScsiSense::WalkDescriptors(std::span<const std::uint8_t> raw) {
   if (raw.size() < 8 || raw[7] == 0) {
     return;
   }
-  const std::size_t end = raw[7];
-  // The first descriptor is looked at whatever the length says: one sense-key-specific descriptor
-  // alone makes an additional length of 8, which is also its offset.
+  // The additional length counts from the byte behind it.
+  const std::size_t end = std::min<std::size_t>(8u + raw[7], raw.size());
   std::size_t offset = 8;
-  do {
-    if (offset + 2 > raw.size()) {
-      return;
-    }
+  while (offset + 2 <= end) {
     if (raw[offset] == kSenseKeySpecific) {
-      if (offset + 7 <= raw.size()) {
+      if (offset + 7 <= end) {
         descriptors_[kSenseKeySpecific] = {raw[offset + 4], raw[offset + 5], raw[offset + 6]};
       }
       return;
     }
     offset += 2u + raw[offset + 1];
-  } while (offset < end);
+  }
 }
 
 ProtocolResult ScsiSense::GetDescriptor(std::uint32_t type, DescriptorBytes& out) const {

@@ -73,7 +73,8 @@ TEST(ScsiSense, IsDecodedWithinTheBytesThatAreThere) {
       {Bytes(fixed.begin(), fixed.begin() + 13), bad, 0, 0, 0, {}},
       {{0x72, 0xF5, 0x24, 1}, ok, 5, 0x24, 1, {}},
       {{0x72, 0, 4, 9, 0, 0, 0, 8, 2, 6, 0, 0, 0x80, 0x40, 0, 0}, ok, 0, 4, 9, {0x80, 0x40, 0}},
-      {{0x73, 0, 4, 9, 0, 0, 0, 16, 3, 2, 0, 0, 2, 6, 0, 0, 7, 8, 9, 0}, ok, 0, 4, 9, {7, 8, 9}},
+      {{0x73, 0, 4, 9, 0, 0, 0, 12, 3, 2, 0, 0, 2, 6, 0, 0, 7, 8, 9, 0}, ok, 0, 4, 9, {7, 8, 9}},
+      {{0x73, 0, 4, 9, 0, 0, 0, 4, 3, 2, 0, 0, 2, 6, 0, 0, 7, 8, 9, 0}, ok, 0, 4, 9, {}},
       {{0x72, 0, 4, 9, 0, 0, 0, 0, 2, 6, 0, 0, 1, 2, 3}, ok, 0, 4, 9, {}},
       {{0x72, 0, 4, 9, 0, 0, 0, 255, 2, 6, 0, 0, 1, 2}, ok, 0, 4, 9, {}},
       {{0x72, 0, 4, 9, 0, 0, 0, 255, 0, 255, 0, 0}, ok, 0, 4, 9, {}},
@@ -113,6 +114,7 @@ TEST_F(ScsiProtocolTest, AProbeWantsDataOrSenseOtherThanARefusal) {
 TEST_F(ScsiProtocolTest, PropertiesAreGatheredFromInquiryCapacityAndModePage) {
   bridge->expect({0x12, 0, 0, 0, 64, 0}).in(64).returns(inquiry());
   Bytes serial(4 + 100, 'S');
+  serial[1] = 0x80;
   serial[3] = 100;
   bridge->expect({0x12, 1, 0x80, 0, 64, 0}).in(64).returns(serial);
   bridge->expect({0x12, 1, 0x80, 0, 104, 0}).in(104).returns(serial);
@@ -213,22 +215,122 @@ TEST_F(ScsiProtocolTest, ALargeDeviceThatRefusesLongCommandsIsUnusable) {
   EXPECT_EQ(protocol.Write(3, 1, 0, buffer.data()), ProtocolResult::CommandUnusable);
 }
 
-TEST_F(ScsiProtocolTest, SenseOfAReadTellsItsError) {
+TEST_F(ScsiProtocolTest, ATransferCountsOnlyIfTheDeviceSaysSoAndAllOfItMoved) {
   identify(capacity16(1000, 512));
+  const auto ok = ProtocolResult::Success;
+  const auto bad = ProtocolResult::ScsiStatusNotGood;
   struct Case {
+    std::uint8_t status;
+    Bytes sense;
+    std::uint64_t moved;
+    ProtocolResult result;
+  };
+  const Case cases[] = {{0, {}, 512, ok},
+                        {0, {}, 511, bad},
+                        {0, {}, 0, bad},
+                        {2, {}, 512, bad},     // CHECK CONDITION without sense
+                        {8, {}, 512, bad},     // BUSY
+                        {0x18, {}, 512, bad},  // RESERVATION CONFLICT
+                        {0x28, {}, 512, bad},  // TASK SET FULL
+                        {2, fixedSense(0), 512, ok},
+                        {2, fixedSense(1, 0x17), 512, ok},  // recovered
+                        {2, fixedSense(1, 0x17), 511, bad},
+                        {8, fixedSense(1), 512, bad},
+                        {2, fixedSense(2, 4), 512, bad},  // not ready
+                        {2, fixedSense(3), 0, ProtocolResult::MediumError},
+                        {0, fixedSense(3), 512, ProtocolResult::MediumError},
+                        {2, fixedSense(4), 0, ProtocolResult::MediumError},
+                        {2, fixedSense(0x0E), 0, ProtocolResult::MediumError},
+                        {2, fixedSense(0, 0x11), 512, ProtocolResult::MediumError},
+                        {2, fixedSense(8), 512, bad},
+                        {2, fixedSense(0x0B, 0x47, 5), 0, ProtocolResult::InterfaceCrcError},
+                        {2, fixedSense(0x0B, 0x47, 6), 0, bad},
+                        {2, {0x72, 0x0B, 0x47, 3}, 0, ProtocolResult::InterfaceCrcError}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.sense) + std::to_string(c.status));
+    // None of them makes the next command a shorter one.
+    bridge->expect(Read16(nullptr, 3, 1, 512))
+        .returns(Bytes(512))
+        .senses(c.sense)
+        .status(c.status)
+        .moves(c.moved)
+        .claimsSense(c.sense.empty() ? 0 : ~0ull);
+    EXPECT_EQ(read(3), c.result);
+    bridge->expect(Write16(nullptr, 3, 1, 512)).senses(c.sense).status(c.status).moves(c.moved);
+    EXPECT_EQ(protocol.Write(3, 1, 0, buffer.data()), c.result);
+  }
+}
+
+TEST_F(ScsiProtocolTest, EveryCommandThatMetAUnitAttentionIsSentOnceMore) {
+  const Bytes attention = fixedSense(6, 0x29);
+  bridge->expect(Inquiry(nullptr, 64)).senses(attention);
+  bridge->expect(Inquiry(nullptr, 64)).returns(inquiry());
+  bridge->expect(Inquiry(nullptr, 64, true, 0x80)).returns({0, 0, 0, 2, 'N', 'O'});  // another page
+  bridge->expect(ReadCapacity16(nullptr)).senses(attention);
+  bridge->expect(ReadCapacity16(nullptr)).returns(capacity16(kFourG + 5, 512));
+  bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).status(8);
+  properties.busKind = StorageBusKind::Usb;
+  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  EXPECT_EQ(properties.totalSectors, kFourG + 5);
+  EXPECT_EQ(properties.serialNumber, "");
+
+  const Read16 reading(nullptr, 3, 1, 512);
+  bridge->expect(reading).senses(attention).moves(0);
+  bridge->expect(reading).returns(Bytes(512, 5));
+  EXPECT_EQ(read(3), ProtocolResult::Success);
+  bridge->expect(reading).senses(attention).moves(0);
+  bridge->expect(reading).senses(attention).moves(0);
+  EXPECT_EQ(read(3), ProtocolResult::ScsiStatusNotGood) << "once, not twice";
+  bridge->expect(Write16(nullptr, 3, 1, 512)).senses({0x72, 6, 0x29, 0});
+  bridge->expect(Write16(nullptr, 3, 1, 512));
+  EXPECT_EQ(protocol.Write(3, 1, 0, buffer.data()), ProtocolResult::Success);
+  bridge->expect(SendDiagnostic(1)).senses(attention);
+  bridge->expect(SendDiagnostic(1));
+  EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
+  // REQUEST SENSE succeeds and has the attention as its data.
+  Bytes running = fixedSense(2, 4, 9);
+  running[15] = 0x80, running[16] = 0x40;
+  bridge->expect(RequestSense(nullptr, 252)).returns(attention);
+  bridge->expect(RequestSense(nullptr, 252)).returns(running);
+  std::uint8_t percent = 0;
+  EXPECT_EQ(protocol.GetSelfTestProgress(&percent), ProtocolResult::Success);
+  EXPECT_EQ(percent, 25);
+}
+
+TEST_F(ScsiProtocolTest, ASelfTestStartsOnlyIfTheDeviceTookTheCommand) {
+  struct Case {
+    std::uint8_t status;
     Bytes sense;
     ProtocolResult result;
   };
-  for (const Case& c : {Case{fixedSense(3), ProtocolResult::MediumError},
-                        {fixedSense(4), ProtocolResult::MediumError},
-                        {fixedSense(0x0E), ProtocolResult::MediumError},
-                        {fixedSense(0, 0x11), ProtocolResult::MediumError},
-                        {fixedSense(0x0B, 0x47, 5), ProtocolResult::InterfaceCrcError},
-                        {fixedSense(0x0B, 0x47, 6), ProtocolResult::Success},
-                        {fixedSense(1, 0x17), ProtocolResult::Success}}) {
-    bridge->expect(Read16(nullptr, 3, 1, 512)).senses(c.sense).claimsSense(~0ull);
-    EXPECT_EQ(read(3), c.result);
+  const auto refused = ProtocolResult::ScsiStatusNotGood;
+  for (const Case& c : {Case{0, {}, ProtocolResult::Success},
+                        {2, fixedSense(1), ProtocolResult::Success},
+                        {2, fixedSense(3), ProtocolResult::DeviceError},
+                        {2, fixedSense(4, 0x3E, 3), ProtocolResult::DeviceError},
+                        {2, fixedSense(2, 4, 9), refused},
+                        {2, fixedSense(0x0B), refused},
+                        {2, fixedSense(5), ProtocolResult::CommandRejected},
+                        {2, {}, refused},
+                        {8, {}, refused},
+                        {0x18, {}, refused}}) {
+    SCOPED_TRACE(testing::PrintToString(c.sense) + std::to_string(c.status));
+    bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).senses(c.sense).status(c.status);
+    EXPECT_EQ(protocol.StartSelfTest(0, 0), c.result);
   }
+}
+
+TEST_F(ScsiProtocolTest, ADeviceOnceNamedUsbIsNeverAskedForTheExceptionsPage) {
+  for (int i = 0; i < 2; ++i) {
+    expectIdentity(capacity16(1000, 512));
+    // The second record is a fresh one, as those who only want to know whether the disk answers
+    // have.
+    properties = {};
+    properties.busKind = i == 0 ? StorageBusKind::Usb : StorageBusKind::Unknown;
+    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  }
+  expectIdentity(capacity16(1000, 512));
+  EXPECT_TRUE(protocol.IsAccessible());
 }
 
 TEST_F(ScsiProtocolTest, WritesTryAllLengthsEachTime) {
@@ -246,22 +348,93 @@ TEST_F(ScsiProtocolTest, WritesTryAllLengthsEachTime) {
   EXPECT_EQ(protocol.Write(kFourG + 2, 1, 0, buffer.data()), ProtocolResult::CommandUnusable);
 }
 
+// Mode data of the exceptions page in one of its forms, as MODE SENSE gives them and, with what is
+// reserved there cleared, as MODE SELECT takes them.
+struct ModeData {
+  Bytes sensed, selected;
+
+  ModeData(bool ten, std::uint8_t flags, std::uint8_t mrie) {
+    const std::size_t page = ten ? 8 : 4;
+    sensed = Bytes(page + 12);
+    sensed[ten ? 1 : 0] = static_cast<std::uint8_t>(page + 12 - (ten ? 2 : 1));
+    sensed[ten ? 3 : 2] = 0x90;  // WP, DPOFUA
+    sensed[page] = 0x9C;         // PS
+    sensed[page + 1] = 0x0A;
+    sensed[page + 2] = flags;
+    sensed[page + 3] = mrie;
+    sensed[page + 11] = 0x07;
+    selected = sensed;
+    std::fill_n(selected.begin(), page, std::uint8_t{0});
+    selected[page] = 0x1C;
+  }
+};
+
 TEST_F(ScsiProtocolTest, DisablingSmartRestoresWhatTheDriveHad) {
-  Bytes had(16);
-  had[4] = 0x9C;
-  had[6] = 0x18;
-  had[7] = 0x01;
-  Bytes enabled = had;
-  enabled[6] = 0x10;
-  enabled[7] = 0x07;
-  const Bytes sense = {0x1A, 8, 0x1C, 0, 32, 0};
-  const Bytes select = {0x15, 0x11, 0, 0, 16, 0};
-  bridge->expect(sense).in(32).returns(had);
-  bridge->expect(select).carries(enabled);
-  EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::Success);
-  bridge->expect(sense).in(32).returns(enabled);
-  bridge->expect(select).carries(had);
+  const std::pair<Bytes, Bytes> commands[] = {
+      {{0x1A, 8, 0x1C, 0, 32, 0}, {0x15, 0x11, 0, 0, 16, 0}},
+      {{0x5A, 8, 0x1C, 0, 0, 0, 0, 0, 32, 0}, {0x55, 0x11, 0, 0, 0, 0, 0, 0, 20, 0}}};
+  for (const bool ten : {false, true}) {
+    ScsiProtocol fresh;
+    fresh.AddBridge(bridge);
+    const auto& [sense, select] = commands[ten ? 1 : 0];
+    const auto shortFormFails = [&] {
+      if (ten) {
+        bridge->expect(commands[0].first).in(32).senses(fixedSense(5, 0x20));
+      }
+    };
+    const ModeData had(ten, 0x18, 0x01);
+    const ModeData enabled(ten, 0x10, 0x07);
+    shortFormFails();
+    bridge->expect(sense).in(32).returns(had.sensed);
+    bridge->expect(select).carries(enabled.selected);
+    EXPECT_EQ(fresh.SetSmartEnabled(1), ProtocolResult::Success);
+    shortFormFails();
+    bridge->expect(sense).in(32).returns(enabled.sensed);
+    bridge->expect(select).carries(had.selected);
+    EXPECT_EQ(fresh.SetSmartEnabled(0), ProtocolResult::Success);
+  }
+}
+
+TEST_F(ScsiProtocolTest, WhatWasSavedBeforeARefusedChangeIsWhatTheDriveHad) {
+  const ModeData had(true, 0x18, 0x01);
+  const ModeData other(true, 0x00, 0x06);
+  const auto shortFormFails = [&] {
+    bridge->expect(ModeSense6IECPage(nullptr, 32)).senses(fixedSense(5, 0x20));
+  };
+  shortFormFails();
+  bridge->expect(ModeSense10IECPage(nullptr, 32)).returns(had.sensed);
+  bridge->expect({0x55, 0x11, 0, 0, 0, 0, 0, 0, 20, 0})
+      .carries(ModeData(true, 0x10, 7).selected)
+      .status(8);
+  EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::Failure);
+  shortFormFails();
+  bridge->expect(ModeSense10IECPage(nullptr, 32)).returns(other.sensed);
+  bridge->expect({0x55, 0x11, 0, 0, 0, 0, 0, 0, 20, 0}).carries(had.selected);
   EXPECT_EQ(protocol.SetSmartEnabled(0), ProtocolResult::Success);
+}
+
+TEST_F(ScsiProtocolTest, TheRotationRateIsOneThatADiskMayHave) {
+  const std::pair<std::uint16_t, int> rates[] = {{1024, 0},      {1025, 1025}, {65534, 65534},
+                                                 {65535, 65534}, {1, 0},       {1024, 0}};
+  for (const auto& [claimed, rate] : rates) {
+    bridge->expect(Inquiry(nullptr, 64)).status(8);
+    bridge->expect(ReadCapacity16(nullptr)).returns(capacity16(1000, 512));
+    Bytes page{0, 0xB1, 0, 60, 0, 0};
+    storeBe16(&page[4], claimed);
+    bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).returns(page);
+    properties.busKind = StorageBusKind::Usb;
+    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    EXPECT_EQ(properties.rotationRate, rate) << claimed;
+  }
+  EXPECT_TRUE(properties.solidState);
+}
+
+TEST_F(ScsiProtocolTest, ADriveThatReportsByAnotherMethodKeepsIt) {
+  for (const int mrie : {0, 2, 4, 6}) {
+    const auto method = static_cast<std::uint8_t>(mrie);
+    bridge->expect(ModeSense6IECPage(nullptr, 32)).returns(ModeData(false, 0, method).sensed);
+    EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::Success);
+  }
 }
 
 TEST_F(ScsiProtocolTest, NothingUnknownIsWrittenBackAsSmartState) {
@@ -308,6 +481,10 @@ TEST_F(ScsiProtocolTest, HealthComesFromTheLogPageThenFromRequestSense) {
   EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
   EXPECT_EQ(healthy, 0);
 
+  // A drive that is lost has no verdict, whatever its controller answers in its place.
+  bridge->expect(log).in(252).fails(ProtocolResult::TransportFailure);
+  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
+
   // A page longer than the buffer is asked for again in its size; the rest is up to the platform.
   Bytes longPage = failing;
   longPage[2] = longPage[3] = 0xFF;
@@ -320,9 +497,9 @@ TEST_F(ScsiProtocolTest, HealthComesFromTheLogPageThenFromRequestSense) {
 }
 
 TEST_F(ScsiProtocolTest, SelfTestsAndTemperatureAreReadAsFarAsTheDeviceAnswers) {
-  bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).senses(fixedSense(4));
-  EXPECT_EQ(protocol.StartSelfTest(0, 0), ProtocolResult::Success);
-  EXPECT_EQ(protocol.GetLastDiagnosticStatus(), 2);
+  bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).status(8);
+  EXPECT_EQ(protocol.StartSelfTest(0, 0), ProtocolResult::ScsiStatusNotGood);
+  EXPECT_EQ(protocol.GetLastDiagnosticStatus(), 8);
   bridge->expect({0x1D, 0x80, 0, 0, 0, 0}).status(8);
   EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Failure);
 
@@ -332,7 +509,8 @@ TEST_F(ScsiProtocolTest, SelfTestsAndTemperatureAreReadAsFarAsTheDeviceAnswers) 
   bridge->expect({3, 0, 0, 0, 252, 0}).in(252).returns(running);
   EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 50);
-  for (const Bytes& answer : {Bytes{0x72, 0, 4, 9, 0, 0, 0, 0}, fixedSense(3), Bytes()}) {
+  for (const Bytes& answer :
+       {Bytes{0x72, 0, 4, 9, 0, 0, 0, 0}, fixedSense(3), fixedSense(0), Bytes()}) {
     bridge->expect(RequestSense(nullptr, 252)).in(252).returns(answer);
     EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Failure);
   }
