@@ -37,7 +37,7 @@ bool makeAtaSmartReport(StorageProtocol* protocol, std::string& text) {
 bool readNvmeLog(StorageProtocol* protocol, std::uint32_t log, LogPage& page) {
   NvmeLogs* const logs = nvmeLogsOf(protocol);
   return logs != nullptr &&
-         succeeded(logs->ReadLog(page.data(), static_cast<std::uint32_t>(page.size()), log));
+         succeeded(logs->ReadLog(page.data(), static_cast<std::uint32_t>(page.size()), log, 0));
 }
 
 bool readAtaVendorLog(StorageProtocol* protocol, LogPage& page) {

@@ -59,9 +59,9 @@ int percent(double value) { return std::clamp(truncated(value), 0, 100); }
 }  // namespace
 
 NvmeHealthEstimate estimateNvmeHealth(NvmeLogs* logs, double capacityBytes) {
-  const auto readLog = [&](auto& page, std::uint32_t log) {
-    return logs != nullptr &&
-           succeeded(logs->ReadLog(page.data(), static_cast<std::uint32_t>(page.size()), log));
+  const auto readLog = [&](auto& page, std::uint32_t log, std::uint16_t group = 0) {
+    const auto bytes = static_cast<std::uint32_t>(page.size());
+    return logs != nullptr && succeeded(logs->ReadLog(page.data(), bytes, log, group));
   };
   NvmeHealthLogData smart{};
   const bool smartRead = readLog(smart, kNvmeHealthLog);
@@ -69,7 +69,8 @@ NvmeHealthEstimate estimateNvmeHealth(NvmeLogs* logs, double capacityBytes) {
   bool enduranceGroups = false;
   double ratedGiB = 0;
   std::array<std::uint8_t, 512> endurance{};
-  if (readLog(endurance, kNvmeEnduranceGroupLog)) {
+  // Group 0 is reserved, and a controller that says so has its first group at 1.
+  if (readLog(endurance, kNvmeEnduranceGroupLog) || readLog(endurance, kNvmeEnduranceGroupLog, 1)) {
     NvmeIdentifyRecord identity;
     enduranceGroups = succeeded(logs->ReadIdentity(&identity)) &&
                       (identity.controllerAttributes & kEnduranceGroupsBit) != 0;
@@ -94,7 +95,8 @@ NvmeHealthEstimate estimateNvmeHealth(NvmeLogs* logs, double capacityBytes) {
   }
 
   NvmeHealthEstimate estimate;
-  estimate.judgeable = smartRead || (enduranceGroups && vendorRead);
+  // Wear, warnings and media errors stand in the health log alone.
+  estimate.judgeable = smartRead;
   estimate.criticalWarning = smart[0];
   estimate.mediaErrors = saturated(smart.data() + 160);
   estimate.usedPercent = ratedGiB > 0 ? percent(writtenGiB / ratedGiB * 100) : 0;

@@ -37,7 +37,7 @@ TestResult NvmeSmartTest::run(TestRunContext* context) {
   SmartLog smart{};
   NvmeLogs* const logs = nvmeLogsOf(protocol_);
   if (logs == nullptr ||
-      !succeeded(logs->ReadLog(smart.data(), kNvmeHealthLogBytes, kNvmeHealthLog))) {
+      !succeeded(logs->ReadLog(smart.data(), kNvmeHealthLogBytes, kNvmeHealthLog, 0))) {
     showThenLogFlagged(listener_, log_, "FAILED_TO_GET_SMART_DATA", Statement);
     return TestResult::NotPerformed;
   }

@@ -13,8 +13,9 @@ class NvmeCmd;
 /// device at `pathId`. Device-to-host transfers only.
 class HalNvmeIntelSend {
  public:
-  /// On success `transferBytes` of returned data stand in `command.data`. The NVMe completion
-  /// status is not examined. Blocks for up to `timeoutSeconds`.
+  /// On success `transferBytes` of returned data stand in `command.data`. Where the driver does not
+  /// pass the completion status on, a refused command is a success with zeros. Blocks for up to
+  /// `timeoutSeconds`.
   /// @return `Success`, or `Failure` on a transport failure
   virtual ProtocolResult Send(DeviceHandle handle, std::uint32_t extra, NvmeCmd& command) = 0;
 

@@ -64,13 +64,14 @@ void NvmeIdentifyDevice::fillNamespace(void* buffer, std::uint32_t id) { fill(bu
 
 void NvmeIdentifyDevice::fillNamespaceList(void* buffer) { fill(buffer, 0, 2); }
 
-NvmeGetLog::NvmeGetLog(void* buffer, std::uint32_t bytes, std::uint32_t log, std::uint32_t id) {
+NvmeGetLog::NvmeGetLog(void* buffer, std::uint32_t bytes, std::uint32_t log, std::uint32_t id,
+                       std::uint16_t identifier) {
   const std::uint32_t dwordsMinusOne = bytes / 4 - 1;
   opcode = kOpcodeGetLogPage;
   namespaceId = id;
   data = buffer;
   cdw10 = log + (dwordsMinusOne << 16);
-  cdw11 = dwordsMinusOne >> 16;
+  cdw11 = (dwordsMinusOne >> 16) | std::uint32_t{identifier} << 16;
   transferBytes = bytes;
   fromDevice = 1;
 }

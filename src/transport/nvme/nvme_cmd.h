@@ -57,9 +57,10 @@ class NvmeGetLog : public NvmeCmd {
  public:
   static constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFFu;
 
-  /// @param bytes  a multiple of 4, at least 4
+  /// @param bytes       a multiple of 4, at least 4
+  /// @param identifier  of the thing that the log is about, an endurance group for log 09h; else 0
   NvmeGetLog(void* buffer, std::uint32_t bytes, std::uint32_t log,
-             std::uint32_t id = kAllNamespaces);
+             std::uint32_t id = kAllNamespaces, std::uint16_t identifier = 0);
 };
 
 class NvmeRead : public NvmeCmd {

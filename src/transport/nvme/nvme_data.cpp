@@ -10,6 +10,10 @@
 
 namespace ostria::storage {
 
+bool isAllZero(std::span<const std::uint8_t> answer) {
+  return std::ranges::all_of(answer, [](std::uint8_t byte) { return byte == 0; });
+}
+
 std::uint16_t nvmeOptionalAdminCommands(const NvmeIdentifyData& controller) {
   return loadLe16(controller.data() + 256);
 }
@@ -43,9 +47,19 @@ ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeom
   return ProtocolResult::Success;
 }
 
-std::uint8_t nvmeTemperature(const NvmeHealthLogData& log) {
+std::optional<std::uint8_t> nvmeTemperature(const NvmeHealthLogData& log) {
+  if (loadLe16(&log[1]) == 0) {
+    return std::nullopt;
+  }
   // 273 is 256 + 17, so the low byte of the kelvin is enough.
   return static_cast<std::uint8_t>(log[1] - 17u);
+}
+
+NvmeErrorCounters nvmeErrorCounters(const NvmeHealthLogData& log) {
+  NvmeErrorCounters counters;
+  std::copy_n(&log[160], counters.mediaErrors.size(), counters.mediaErrors.begin());
+  std::copy_n(&log[176], counters.errorEntries.size(), counters.errorEntries.begin());
+  return counters;
 }
 
 std::uint32_t nvmeWearIndicator(const NvmeHealthLogData& log) {
@@ -59,7 +73,10 @@ std::uint8_t nvmeSelfTestPercent(const NvmeSelfTestLogData& log) { return log[1]
 std::uint8_t nvmeSelfTestResult(const NvmeSelfTestLogData& log) { return log[4] & 0x0Fu; }
 
 std::string nvmePartNumber(const NvmeVendorLogData& log) {
-  return getLocalStringHandler().fromBytes(log.data() + 110, 30);
+  StringHandler& handler = getLocalStringHandler();
+  const std::string text = handler.cutAtNul(handler.fromBytes(log.data() + 110, 30));
+  const bool printable = std::ranges::all_of(text, [](char c) { return c >= 0x20 && c <= 0x7E; });
+  return printable && text.find_first_not_of(' ') != std::string::npos ? text : std::string();
 }
 
 }  // namespace ostria::storage

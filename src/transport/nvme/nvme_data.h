@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 
 #include "base/protocol_result.h"
@@ -28,6 +30,10 @@ using NvmeHealthLogData = std::array<std::uint8_t, kNvmeHealthLogBytes>;
 using NvmeSelfTestLogData = std::array<std::uint8_t, kNvmeSelfTestLogBytes>;
 using NvmeVendorLogData = std::array<std::uint8_t, kNvmeVendorLogBytes>;
 
+/// Whether an answer is nothing but zeros. Not every pass-through reports a refused command, and
+/// then zeros stand for the data; identify pages and logs have fields that are never zero.
+bool isAllZero(std::span<const std::uint8_t> answer);
+
 /// Number of optional admin commands that a controller supports, as bits.
 inline constexpr unsigned kNvmeOacsNamespaceManagement = 1u << 3;
 inline constexpr unsigned kNvmeOacsSelfTest = 1u << 4;
@@ -48,8 +54,17 @@ struct NvmeNamespaceGeometry {
 /// @return `DeviceError`, with `geometry` as it was, for a namespace without size or capacity
 ProtocolResult readNvmeNamespace(const NvmeIdentifyData& data, NvmeNamespaceGeometry& geometry);
 
-/// Degrees Celsius of the composite temperature, right between 256 K and 510 K.
-std::uint8_t nvmeTemperature(const NvmeHealthLogData& log);
+/// Degrees Celsius of the composite temperature, right between 256 K and 510 K; nothing for 0 K,
+/// which means that the drive does not measure it.
+std::optional<std::uint8_t> nvmeTemperature(const NvmeHealthLogData& log);
+
+/// What the health log counts of failed commands. An error that leaves no trace in the data moves
+/// one of them.
+struct NvmeErrorCounters {
+  std::array<std::uint8_t, 16> mediaErrors{};  ///< little-endian
+  std::array<std::uint8_t, 16> errorEntries{};
+};
+NvmeErrorCounters nvmeErrorCounters(const NvmeHealthLogData& log);
 
 /// Remaining life in percent: what the percentage used leaves of 100.
 std::uint32_t nvmeWearIndicator(const NvmeHealthLogData& log);
@@ -59,7 +74,8 @@ std::uint8_t nvmeSelfTestOperation(const NvmeSelfTestLogData& log);
 std::uint8_t nvmeSelfTestPercent(const NvmeSelfTestLogData& log);
 std::uint8_t nvmeSelfTestResult(const NvmeSelfTestLogData& log);
 
-/// The part number of vendor log DFh, as it stands.
+/// The part number of vendor log DFh, as it stands up to a zero byte; empty when it is blank or no
+/// printable ASCII.
 std::string nvmePartNumber(const NvmeVendorLogData& log);
 
 }  // namespace ostria::storage

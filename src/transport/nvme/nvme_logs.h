@@ -13,9 +13,12 @@ class StorageProtocol;
 /// beside `StorageProtocol` in both protocols that can. Each call blocks for up to 30 seconds.
 class NvmeLogs {
  public:
-  /// @param bytes  size of `buffer`, a multiple of 4, at least 4; on a failure the contents of the
-  ///               buffer mean nothing
-  virtual ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log) = 0;
+  /// An answer of nothing but zeros is a failure.
+  /// @param bytes       size of `buffer`, a multiple of 4, at least 4; on a failure the contents of
+  ///                    the buffer mean nothing
+  /// @param identifier  of the thing that the log is about, an endurance group for log 09h; else 0
+  virtual ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log,
+                                 std::uint16_t identifier) = 0;
   /// @param record  not null; the block and self-test fields are filled by the storage queries only
   virtual ProtocolResult ReadIdentity(NvmeIdentifyRecord* record) = 0;
 

@@ -4,10 +4,12 @@
 #include "transport/nvme/nvme_protocol.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "base/byte_order.h"
 #include "base/sector_size.h"
+#include "transport/hal/nvme_namespace.h"
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/nvme/nvme_data.h"
 
@@ -21,12 +23,17 @@ constexpr std::uint8_t kSelfTestAbortCode = 15;
 }  // namespace
 
 NvmeProtocol::NvmeProtocol(DeviceHandle handle, std::string devicePath)
-    : handle_(handle), devicePath_(std::move(devicePath)) {}
+    : handle_(handle),
+      devicePath_(std::move(devicePath)),
+      nodeNamespace_(nvmeNamespaceOf(handle)) {}
 
 NvmeProtocol::~NvmeProtocol() = default;
 
 ProtocolResult NvmeProtocol::SendThroughBridges(NvmeCmd& command) {
   command.pathId = pathId_;
+  if (command.ioQueue == 0) {
+    counters_.reset();
+  }
   ProtocolResult result = ProtocolResult::Failure;
   for (std::size_t i = 0; i < bridges_.size(); ++i) {
     result = bridges_[i].Send(command);
@@ -39,12 +46,20 @@ ProtocolResult NvmeProtocol::SendThroughBridges(NvmeCmd& command) {
 }
 
 ProtocolResult NvmeProtocol::GetLogPage(void* buffer, std::uint32_t bytes, std::uint32_t log) {
+  return ReadLog(buffer, bytes, log, 0);
+}
+
+ProtocolResult NvmeProtocol::ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log,
+                                     std::uint16_t identifier) {
   if (buffer == nullptr || bytes < 4) {
-    return ProtocolResult::InvalidArgument;
+    return ProtocolResult::DeviceError;
   }
-  NvmeGetLog command(buffer, bytes, log);
-  return succeeded(SendThroughBridges(command)) ? ProtocolResult::Success
-                                                : ProtocolResult::DeviceError;
+  std::memset(buffer, 0, bytes);
+  NvmeGetLog command(buffer, bytes, log, kAllNamespaces, identifier);
+  const bool carried = succeeded(SendThroughBridges(command));
+  return carried && !isAllZero({static_cast<const std::uint8_t*>(buffer), bytes})
+             ? ProtocolResult::Success
+             : ProtocolResult::DeviceError;
 }
 
 ProtocolResult NvmeProtocol::GetHealthLog(void* buffer) {
@@ -58,7 +73,7 @@ ProtocolResult NvmeProtocol::GetIdentifyRecord(NvmeIdentifyRecord* record) {
   const auto data = std::make_unique<NvmeIdentifyData>();
   NvmeIdentifyDevice command;
   command.fillController(data->data());
-  if (!succeeded(SendThroughBridges(command))) {
+  if (!succeeded(SendThroughBridges(command)) || isAllZero(*data)) {
     return ProtocolResult::DeviceError;
   }
   readNvmeController(*data, *record);
@@ -70,7 +85,7 @@ bool NvmeProtocol::ProbeBridge(NvmeBridge& bridge, std::uint8_t pathId) {
   NvmeIdentifyDevice command;
   command.fillController(data->data());
   command.pathId = pathId;
-  return succeeded(bridge.Send(command));
+  return succeeded(bridge.Send(command)) && !isAllZero(*data);
 }
 
 bool NvmeProtocol::FindNewPath(NvmeBridge& bridge, const std::vector<std::string>& knownSerials,
@@ -115,7 +130,7 @@ ProtocolResult NvmeProtocol::refresh() {
   const auto data = std::make_unique<NvmeIdentifyData>();
   NvmeIdentifyDevice identify;
   identify.fillController(data->data());
-  if (!succeeded(SendThroughBridges(identify))) {
+  if (!succeeded(SendThroughBridges(identify)) || isAllZero(*data)) {
     return ProtocolResult::DeviceError;
   }
 
@@ -148,6 +163,10 @@ ProtocolResult NvmeProtocol::refresh() {
 }
 
 ProtocolResult NvmeProtocol::refreshGeometry(bool namespaceManagement) {
+  // A controller may have several namespaces, each of them a disk of its own.
+  if (nodeNamespace_ != 0) {
+    return readNamespace(nodeNamespace_);
+  }
   if (namespaceManagement && succeeded(readNamespace(kAllNamespaces))) {
     return ProtocolResult::Success;
   }
@@ -176,6 +195,7 @@ ProtocolResult NvmeProtocol::readNamespace(std::uint32_t id) {
   const ProtocolResult result = readNvmeNamespace(*data, geometry);
   if (succeeded(result)) {
     properties_->logicalSectorSize = geometry.sectorSize;
+    properties_->physicalSectorSize = geometry.sectorSize;
     properties_->totalSectors = geometry.sectors;
   }
   return result;
@@ -190,10 +210,39 @@ ProtocolResult NvmeProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
       std::uint64_t{sectors} * sectorSize > bufferBytes) {
     return ProtocolResult::InvalidArgument;
   }
-  NvmeRead command(buffer, lba, sectors, 1, false);
+  // A system with a node for each namespace also reports how the read was completed.
+  const bool statusReported = nodeNamespace_ != 0;
+  if (!statusReported && !counters_) {
+    counters_ = readCounters();
+  }
+  NvmeRead command(buffer, lba, sectors, statusReported ? nodeNamespace_ : 1, false);
   command.timeoutSeconds = timeoutSeconds;
   command.transferBytes = bufferBytes;
-  return SendThroughBridges(command);
+  const ProtocolResult result = SendThroughBridges(command);
+  if (!succeeded(result) || statusReported ||
+      !isAllZero({static_cast<const std::uint8_t*>(buffer), bufferBytes})) {
+    return result;
+  }
+  return judgeZeros();
+}
+
+std::optional<NvmeErrorCounters> NvmeProtocol::readCounters() {
+  NvmeHealthLogData log{};
+  if (!succeeded(GetHealthLog(log.data()))) {
+    return std::nullopt;
+  }
+  return nvmeErrorCounters(log);
+}
+
+// Zeros may be what the medium holds, or what a failed read left in the driver's block.
+ProtocolResult NvmeProtocol::judgeZeros() {
+  const std::optional<NvmeErrorCounters> before = counters_;
+  counters_ = readCounters();
+  if (before && counters_ && before->mediaErrors != counters_->mediaErrors) {
+    return ProtocolResult::MediumError;
+  }
+  const bool unmoved = before && counters_ && before->errorEntries == counters_->errorEntries;
+  return unmoved ? ProtocolResult::Success : ProtocolResult::DeviceError;
 }
 
 ProtocolResult NvmeProtocol::GetTemperature(std::uint8_t* celsius) {
@@ -202,7 +251,7 @@ ProtocolResult NvmeProtocol::GetTemperature(std::uint8_t* celsius) {
   }
   NvmeHealthLogData log{};
   if (succeeded(GetHealthLog(log.data()))) {
-    *celsius = nvmeTemperature(log);
+    *celsius = nvmeTemperature(log).value_or(*celsius);
   }
   return ProtocolResult::Success;
 }
@@ -220,7 +269,7 @@ ProtocolResult NvmeProtocol::GetWearIndicator(std::uint32_t* percent) {
 }
 
 ProtocolResult NvmeProtocol::StartSelfTest(std::uint8_t code, std::uint8_t) {
-  NvmeSelfTestCmd command(kAllNamespaces, code);
+  NvmeSelfTestCmd command(nodeNamespace_ != 0 ? nodeNamespace_ : kAllNamespaces, code);
   return SendThroughBridges(command);
 }
 
@@ -228,7 +277,9 @@ ProtocolResult NvmeProtocol::AbortSelfTest() { return StartSelfTest(kSelfTestAbo
 
 ProtocolResult NvmeProtocol::readSelfTestLog(NvmeSelfTestLogData& log) {
   NvmeGetLog command(log.data(), kNvmeSelfTestLogBytes, kNvmeSelfTestLog);
-  return SendThroughBridges(command);
+  const ProtocolResult result = SendThroughBridges(command);
+  // A result that no test has used is Fh: zeros would read as a test that passed.
+  return succeeded(result) && isAllZero(log) ? ProtocolResult::DeviceError : result;
 }
 
 ProtocolResult NvmeProtocol::GetSelfTestProgress(std::uint8_t* percent) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,9 @@ namespace ostria::storage {
 class NvmeCmd;
 
 /// An NVMe drive reached through a miniport pass-through. The drive counts as having SMART support
-/// switched on, no conveyance test and no sector-level write. The completion status of a command is
-/// no part of any result: what the pass-through carried is a success, so answers are checked before
-/// use.
+/// switched on, no conveyance test and no sector-level write. A pass-through may not report that
+/// the controller refused a command: identify pages and logs of nothing but zeros are no answers,
+/// and sectors of nothing but zeros are believed only while the drive counts no new error.
 class NvmeProtocol : public StorageProtocol, public NvmeLogs {
  public:
   /// @param handle  the disk, for reads by the operating system; the bridges have the port's
@@ -36,14 +37,13 @@ class NvmeProtocol : public StorageProtocol, public NvmeLogs {
   void SetPathId(std::uint8_t id) { pathId_ = id; }
 
   /// @param bytes  size of `buffer`, a multiple of 4
-  /// @return `Success`, `InvalidArgument` for a buffer that cannot be, else `DeviceError`
+  /// @return `Success`; `DeviceError`, also for a log of nothing but zeros
   ProtocolResult GetLogPage(void* buffer, std::uint32_t bytes, std::uint32_t log);
   ProtocolResult GetHealthLog(void* buffer);  ///< log 02h, 512 bytes
   /// Fills all but the block and self-test fields. @return `Success` or `DeviceError`
   ProtocolResult GetIdentifyRecord(NvmeIdentifyRecord* record);
-  ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log) override {
-    return GetLogPage(buffer, bytes, log);
-  }
+  ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log,
+                         std::uint16_t identifier) override;
   ProtocolResult ReadIdentity(NvmeIdentifyRecord* record) override {
     return GetIdentifyRecord(record);
   }
@@ -58,9 +58,11 @@ class NvmeProtocol : public StorageProtocol, public NvmeLogs {
 
   DeviceHandle GetDeviceHandle() override { return handle_; }
   ProtocolResult GetProperties(StorageProtocolProperties* out) override;
+  /// `MediumError` or `DeviceError` for a block of zeros while the drive's count of media errors or
+  /// of error log entries moved, or could not be read.
   ProtocolResult Read(std::uint64_t lba, std::uint16_t sectors, std::uint32_t timeoutSeconds,
                       void* buffer, std::uint32_t bufferBytes) override;
-  /// A log that cannot be read leaves the output and is a success.
+  /// A log that cannot be read or has no temperature leaves the output and is a success.
   ProtocolResult GetTemperature(std::uint8_t* celsius) override;
   ProtocolResult StartSelfTest(std::uint8_t code, std::uint8_t second) override;
   /// @return `Failure` when no self-test runs
@@ -75,11 +77,16 @@ class NvmeProtocol : public StorageProtocol, public NvmeLogs {
   ProtocolResult refreshGeometry(bool namespaceManagement);
   ProtocolResult readNamespace(std::uint32_t id);
   ProtocolResult readSelfTestLog(NvmeSelfTestLogData& log);
+  std::optional<NvmeErrorCounters> readCounters();
+  ProtocolResult judgeZeros();
 
   BridgeList<NvmeBridge> bridges_;
   DeviceHandle handle_;
   std::string devicePath_;
   std::uint8_t pathId_ = 0;
+  std::uint32_t nodeNamespace_;  ///< the disk's own, where the system has one node for each; else 0
+  /// As of the last look; none after an admin command, which may move them when it is refused.
+  std::optional<NvmeErrorCounters> counters_;
 };
 
 }  // namespace ostria::storage

@@ -70,6 +70,7 @@ class NvmeQueriesTest : public testing::Test {
     controller[5] = 0x07;
     controller[24] = 'M';
     controller[64] = 'F';
+    log[300] = 1;
   }
 
   ScriptedWin32& kernel = scriptedWin32();
@@ -96,7 +97,8 @@ TEST_F(NvmeQueriesTest, IdentifyAndCapacityMakeTheProperties) {
   EXPECT_EQ(p.logicalSectorSize, 4096u);
   EXPECT_EQ(p.totalSectors, 777u);
   EXPECT_TRUE(p.selfTestSupported);
-  EXPECT_EQ(p.fruPartNumber, std::string("PART") + std::string(26, '\0'));
+  EXPECT_EQ(p.physicalSectorSize, 4096u);
+  EXPECT_EQ(p.fruPartNumber, "PART");
 
   NvmeIdentifyRecord record;
   EXPECT_TRUE(protocol.GetIdentifyRecord(&record));
@@ -110,7 +112,9 @@ TEST_F(NvmeQueriesTest, IdentifyAndCapacityMakeTheProperties) {
   EXPECT_EQ(protocol.GetProperties(&p), ProtocolResult::DeviceError);
   EXPECT_EQ(p.protocolName, "");
   capacityError = 0;
-  controller[0] = 0;
+  controller[0] = 0;  // vendor 8000h has a low byte of 0
+  EXPECT_TRUE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
+  controller[1] = 0;
   EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
   controller[0] = 1;
   controller[516] = 0;
@@ -138,6 +142,9 @@ TEST_F(NvmeQueriesTest, QuestionsAreLaidOutByteForByte) {
   EXPECT_EQ(protocol.GetLogPage(buffer.data(), 1024, 9, 7), ProtocolResult::Success);
   EXPECT_EQ(kernel.sent.size(), 1072u);
   EXPECT_EQ(fields(kernel.sent, 9), (std::vector<std::uint32_t>{50, 0, 3, 2, 9, 7, 40, 1024, 0}));
+  EXPECT_EQ(protocol.ReadLog(buffer.data(), 1024, 9, 1), ProtocolResult::Success);
+  EXPECT_EQ(fields(kernel.sent, 12),
+            (std::vector<std::uint32_t>{50, 0, 3, 2, 9, 0, 40, 1024, 0, 0, 1, 0}));
 
   kernel.driver = [](DWORD, Bytes&, DWORD&) -> DWORD { return ERROR_INVALID_FUNCTION; };
   EXPECT_FALSE(WinNvmeSystemCallProtocol::ProbeHandle(kScriptedDevice));
@@ -167,8 +174,12 @@ TEST_F(NvmeQueriesTest, LogAnswerThatIsNotWholeIsRefused) {
   dataLength = 4096;
   EXPECT_EQ(read(), ProtocolResult::Success);
 
-  refusedLog = 2;
   std::uint8_t celsius = 9;
+  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Failure) << "0 K is no temperature";
+  log[300] = 0;
+  EXPECT_EQ(read(), ProtocolResult::Failure) << "nothing but zeros";
+
+  refusedLog = 2;
   std::uint32_t left = 9;
   EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Failure);
   EXPECT_EQ(protocol.GetWearIndicator(&left), ProtocolResult::Failure);
@@ -205,6 +216,13 @@ TEST_F(NvmeQueriesTest, SelfTestGoesOutAsAProtocolCommand) {
   };
   EXPECT_EQ(protocol.SendProtocolCommand(read), ProtocolResult::Success);
   EXPECT_EQ(data, Bytes(8192, 0x3C));
+  kernel.driver = [](DWORD, Bytes& block, DWORD& returned) -> DWORD {
+    returned = static_cast<DWORD>(block.size() - 1);
+    return 0;
+  };
+  EXPECT_EQ(protocol.SendProtocolCommand(read), ProtocolResult::TransportFailure);
+  read.transferBytes = 1ull << 32;
+  EXPECT_EQ(protocol.SendProtocolCommand(read), ProtocolResult::InvalidArgument);
 }
 
 TEST_F(NvmeQueriesTest, AnyRunningOperationHasAProgress) {

@@ -250,8 +250,10 @@ TEST_F(SendsTest, MiniMiniportBlock) {
   NvmeIdentifyDevice command;
   command.fillNamespace(page.data(), 7);
   DWORD came = 4248;
+  std::uint16_t status = 1;  // the phase bit alone
   kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) {
     block[152 + 4095] = 0x5D;
+    storeLe16(&block[130], status);
     returned = came;
     return 0u;
   };
@@ -273,11 +275,30 @@ TEST_F(SendsTest, MiniMiniportBlock) {
   storeLe32(&expected[148], 4248);
   EXPECT_EQ(kernel.sent, expected);
 
+  const auto send = [&] { return halNvmeMiniIntelSend().Send(kScriptedDevice, 1, command); };
   came = 4247;
-  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Failure);
-  command.transferBytes = 4097;
+  EXPECT_EQ(send(), ProtocolResult::Failure);
+  // The controller's own refusal, with and without data.
   came = 4248;
-  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Failure);
+  for (const std::uint16_t refusal : {0x0002, 0x0201, 0x8000}) {
+    status = refusal;
+    EXPECT_EQ(send(), ProtocolResult::Failure) << refusal;
+  }
+  NvmeSelfTestCmd start(1, 1);
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, start), ProtocolResult::Failure);
+  status = 0;
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, start), ProtocolResult::Success);
+  came = 131;  // no completion entry
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, start), ProtocolResult::Failure);
+  came = 4248;
+  command.transferBytes = 4097;
+  EXPECT_EQ(send(), ProtocolResult::Failure);
+  // In the admin queue the opcode of a read is GET LOG PAGE.
+  NvmeRead read(page.data(), 2, 8, 1, false);
+  read.transferBytes = 4096;
+  kernel.sent.clear();
+  EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, read), ProtocolResult::Failure);
+  EXPECT_TRUE(kernel.sent.empty());
 }
 
 TEST_F(SendsTest, PredictedFailure) {

@@ -11,6 +11,16 @@ namespace {
 
 constexpr std::uint32_t kEveryNamespace = 0xFFFFFFFF;
 
+/// A health log at 302 K that counts so many errors.
+Bytes health(std::uint64_t mediaErrors = 0, std::uint64_t errorEntries = 0) {
+  Bytes log(512);
+  log[1] = 0x2E;
+  log[2] = 0x01;
+  storeLe64(&log[160], mediaErrors);
+  storeLe64(&log[176], errorEntries);
+  return log;
+}
+
 class NvmeProtocolTest : public ::testing::Test {
  protected:
   NvmeProtocolTest() { protocol.AddBridge(bridge); }
@@ -33,6 +43,7 @@ TEST_F(NvmeProtocolTest, GeometryComesFromTheFirstActiveNamespaceAndDirtyTextIsC
   EXPECT_EQ(properties.modelNumber, "A MODEL");
   EXPECT_EQ(properties.logicalSectorSize, 4096u);
   EXPECT_EQ(properties.totalSectors, 8000u);
+  EXPECT_EQ(properties.physicalSectorSize, 4096u);
   EXPECT_EQ(properties.fruPartNumber, std::string(30, 'P'));
   EXPECT_TRUE(properties.selfTestSupported);
   EXPECT_TRUE(properties.smartEnabled);
@@ -84,6 +95,7 @@ TEST_F(NvmeProtocolTest, ReadSendsTheWholeCommandAndKeepsToItsBuffer) {
   ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
 
   Bytes buffer(1024);
+  bridge->log(2, 512, health());
   bridge->expect({2, 1, 0x55667788, Bytes(1024, 0xAB)});
   EXPECT_EQ(protocol.Read(0x1122334455667788, 2, 10, buffer.data(), 1024), ProtocolResult::Success);
   EXPECT_EQ(buffer, Bytes(1024, 0xAB));
@@ -96,19 +108,102 @@ TEST_F(NvmeProtocolTest, ReadSendsTheWholeCommandAndKeepsToItsBuffer) {
   EXPECT_EQ(protocol.Read(0, 0, 10, buffer.data(), 1024), ProtocolResult::InvalidArgument);
 }
 
+TEST_F(NvmeProtocolTest, ZerosAreBelievedOnlyWhileTheDriveCountsNoNewError) {
+  bridge->identify(controllerData("S"));
+  bridge->namespaceList({1});
+  bridge->identifyNamespace(1, namespaceData(9, 9, 9));
+  bridge->log(0xDF, 512, {});
+  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  Bytes buffer(512);
+  const auto read = [&] { return protocol.Read(0, 1, 10, buffer.data(), 512); };
+  const Bytes zeros(512);
+  const Bytes data(512, 7);
+  const ScriptedNvmeBridge::Step noLog{2, kEveryNamespace, 0x007F0002, {}, ProtocolResult::Failure};
+
+  bridge->log(2, 512, health(3, 40));  // the first look
+  bridge->expect({2, 1, 0, data});
+  EXPECT_EQ(read(), ProtocolResult::Success);
+  bridge->expect({2, 1, 0, zeros});
+  bridge->log(2, 512, health(3, 40));
+  EXPECT_EQ(read(), ProtocolResult::Success);
+  bridge->expect({2, 1, 0, zeros});
+  bridge->log(2, 512, health(4, 41));
+  EXPECT_EQ(read(), ProtocolResult::MediumError);
+  bridge->expect({2, 1, 0, zeros});
+  bridge->log(2, 512, health(4, 42));
+  EXPECT_EQ(read(), ProtocolResult::DeviceError);
+  bridge->expect({2, 1, 0, zeros});
+  bridge->expect(noLog);
+  EXPECT_EQ(read(), ProtocolResult::DeviceError) << "nothing to judge by";
+
+  // A command of ours that the controller refuses moves the count of errors too.
+  bridge->log(2, 512, health(4, 42));
+  bridge->expect({2, 1, 0, data});
+  EXPECT_EQ(read(), ProtocolResult::Success);
+  Bytes log(512);
+  bridge->log(9, 512, {});
+  EXPECT_EQ(protocol.ReadLog(log.data(), 512, 9, 0), ProtocolResult::DeviceError);
+  bridge->log(2, 512, health(4, 43));
+  bridge->expect({2, 1, 0, zeros});
+  bridge->log(2, 512, health(4, 43));
+  EXPECT_EQ(read(), ProtocolResult::Success);
+}
+
+TEST_F(NvmeProtocolTest, AnAnswerOfNothingButZerosIsNone) {
+  bridge->identify({});
+  EXPECT_FALSE(NvmeProtocol::ProbeBridge(*bridge, 0));
+  bridge->identify({});
+  EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::DeviceError);
+  NvmeIdentifyRecord record;
+  bridge->identify({});
+  EXPECT_EQ(protocol.GetIdentifyRecord(&record), ProtocolResult::DeviceError);
+  Bytes log(512, 1);
+  bridge->log(2, 512, Bytes(512));
+  EXPECT_EQ(protocol.GetHealthLog(log.data()), ProtocolResult::DeviceError);
+  bridge->log(9, 512, {});  // leaves the caller's buffer alone
+  EXPECT_EQ(protocol.GetLogPage(log.data(), 512, 9), ProtocolResult::DeviceError);
+  std::uint8_t value = 7;
+  bridge->log(6, 564, {});
+  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::DeviceError);
+  EXPECT_EQ(protocol.GetLogPage(nullptr, 512, 2), ProtocolResult::DeviceError);
+}
+
+TEST_F(NvmeProtocolTest, ALabelIsTextOrNothing) {
+  const std::pair<std::string, std::string> labels[] = {
+      {std::string(30, 'L'), std::string(30, 'L')},
+      {std::string("PN-1") + std::string(26, ' '), std::string("PN-1") + std::string(26, ' ')},
+      {std::string("PN-1") + std::string(26, 0), "PN-1"},
+      {std::string(30, ' '), ""},
+      {std::string(30, 0), ""},
+      {std::string(29, 'L') + "\xC3", ""}};
+  for (const auto& [field, label] : labels) {
+    bridge->identify(controllerData("S"));
+    bridge->namespaceList({1});
+    bridge->identifyNamespace(1, namespaceData(9, 9, 9));
+    Bytes vendor(512, '.');
+    std::copy(field.begin(), field.end(), vendor.begin() + 110);
+    bridge->log(0xDF, 512, vendor);
+    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    EXPECT_EQ(properties.fruPartNumber, label);
+  }
+}
+
 TEST_F(NvmeProtocolTest, HealthLogGivesTemperatureAndWear) {
-  Bytes health(512);
-  health[1] = 0x2E;  // 302 K
-  health[2] = 0x01;
-  health[5] = 120;
-  bridge->log(2, 512, health);
-  bridge->log(2, 512, health);
+  Bytes page = health();
+  page[5] = 120;
+  bridge->log(2, 512, page);
+  bridge->log(2, 512, page);
   std::uint8_t celsius = 0;
   std::uint32_t left = 0xFFFFFFFF;
   EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
   EXPECT_EQ(celsius, 29);
   EXPECT_EQ(protocol.GetWearIndicator(&left), ProtocolResult::Success);
   EXPECT_EQ(left, 0u);
+
+  page[1] = page[2] = 0;  // 0 K: not measured
+  bridge->log(2, 512, page);
+  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
+  EXPECT_EQ(celsius, 29);
 
   const ScriptedNvmeBridge::Step failing{
       2, kEveryNamespace, 0x007F0002, {}, ProtocolResult::TransportFailure};
@@ -137,7 +232,9 @@ TEST_F(NvmeProtocolTest, SelfTestLogTellsProgressOutcomeAndOperation) {
   EXPECT_EQ(protocol.GetSelfTestOperation(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 2);
 
-  bridge->log(6, 564, Bytes(564));
+  Bytes idle(564);
+  idle[4] = 0x0F;
+  bridge->log(6, 564, idle);
   bridge->expect({2, kEveryNamespace, 0x008C0006, {}, ProtocolResult::TransportFailure});
   bridge->expect({0x14, kEveryNamespace, 2, {}});
   bridge->expect({0x14, kEveryNamespace, 15, {}});

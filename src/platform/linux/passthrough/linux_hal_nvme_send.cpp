@@ -13,6 +13,7 @@
 #include "transport/hal/hal_nvme_intel_send.h"
 #include "transport/hal/hal_nvme_mini_intel_send.h"
 #include "transport/hal/hal_nvme_send.h"
+#include "transport/hal/nvme_namespace.h"
 #include "transport/nvme/nvme_cmd.h"
 
 namespace ostria::storage {
@@ -80,6 +81,12 @@ class LinuxHalNvmeMiniIntelSend final : public HalNvmeMiniIntelSend {
 };
 
 }  // namespace
+
+// The node of a controller gives none, and neither does a disk of another kind.
+std::uint32_t nvmeNamespaceOf(DeviceHandle handle) {
+  const int id = ::ioctl(descriptorOf(handle), NVME_IOCTL_ID);
+  return id > 0 ? static_cast<std::uint32_t>(id) : 0;
+}
 
 HalNvmeIntelSend& halNvmeIntelSend() {
   static auto* const kSend = new LinuxHalNvmeIntelSend;

@@ -6,6 +6,7 @@
 #include "transport/hal/hal_nvme_mini_intel_send.h"
 #include "transport/hal/hal_nvme_send.h"
 #include "transport/hal/hal_scsi_send.h"
+#include "transport/hal/nvme_namespace.h"
 #include "transport/hal/predict_failure.h"
 #include "transport/nvme/nvme_system_call_protocol.h"
 
@@ -61,6 +62,8 @@ HalNvmeMiniIntelSend& halNvmeMiniIntelSend() {
   static auto* const kSend = new NoNvmeSend<HalNvmeMiniIntelSend>;
   return *kSend;
 }
+
+std::uint32_t nvmeNamespaceOf(DeviceHandle) { return 0; }
 
 bool probeNvmeSystemCall(DeviceHandle) { return false; }
 

@@ -15,6 +15,7 @@
 #include "transport/hal/hal_nvme_intel_send.h"
 #include "transport/hal/hal_nvme_mini_intel_send.h"
 #include "transport/hal/hal_nvme_send.h"
+#include "transport/hal/nvme_namespace.h"
 #include "transport/nvme/nvme_cmd.h"
 
 namespace ostria::storage {
@@ -125,7 +126,8 @@ class WinNvmeIntelSend final : public HalNvmeIntelSend {
 class WinNvmeMiniIntelSend final : public HalNvmeMiniIntelSend {
  public:
   ProtocolResult Send(DeviceHandle handle, std::uint32_t, NvmeCmd& command) override {
-    if (command.transferBytes > kDataBytes) {
+    // Only the admin queue is open here, where the opcode of a read is that of another command.
+    if (command.transferBytes > kDataBytes || command.ioQueue != 0) {
       return ProtocolResult::Failure;
     }
     Block block(kDataAt + kDataBytes);
@@ -139,7 +141,9 @@ class WinNvmeMiniIntelSend final : public HalNvmeMiniIntelSend {
     storeLe32(&block[148], static_cast<std::uint32_t>(block.size()));
 
     const std::size_t returned = sendBlock(handle, block);
-    if (returned == 0 || !copyData(block, returned, kDataAt, command)) {
+    // The status lies above the phase bit, in the last word of the completion entry.
+    if (returned < kStatusAt + 2 || (loadLe16(&block[kStatusAt]) >> 1) != 0 ||
+        !copyData(block, returned, kDataAt, command)) {
       return ProtocolResult::Failure;
     }
     return ProtocolResult::Success;
@@ -147,11 +151,15 @@ class WinNvmeMiniIntelSend final : public HalNvmeMiniIntelSend {
 
  private:
   static constexpr std::size_t kCommandAt = 52;
+  static constexpr std::size_t kStatusAt = 130;
   static constexpr std::size_t kDataAt = 152;
   static constexpr std::size_t kDataBytes = 4096;
 };
 
 }  // namespace
+
+// The handle is the controller's port: a drive is addressed by its path.
+std::uint32_t nvmeNamespaceOf(DeviceHandle /*handle*/) { return 0; }
 
 HalNvmeSend& halNvmeSend() {
   static WinHalNvmeSend& send = *new WinHalNvmeSend;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 #include <optional>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -38,6 +39,7 @@ constexpr std::uint32_t kNvmeAdminCommand = 1;
 constexpr std::uint32_t kErrorInfoBytes = 64;
 constexpr std::uint32_t kCommandDataOffset = sizeof(ProtocolCommandRecord) + kErrorInfoBytes;
 constexpr std::uint64_t kSmallestCommandData = 4096;
+constexpr std::uint64_t kLargestCommandData = 0x7FFFFFFF;
 static_assert(kCommandDataOffset == 208);
 
 constexpr std::uint8_t kSelfTestAbortCode = 15;
@@ -53,6 +55,7 @@ struct ProtocolDataRequest {
   std::uint32_t value;
   std::uint32_t subValue;
   std::uint32_t bytes;
+  std::uint32_t identifier = 0;  ///< log-specific identifier
 };
 
 // The answer's block, as far as it was filled; empty when the call failed or brought nothing.
@@ -66,6 +69,7 @@ std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
   query.data.requestSubValue = request.subValue;
   query.data.dataOffset = sizeof(ProtocolSpecificData);
   query.data.dataLength = request.bytes;
+  query.data.requestSubValue3 = request.identifier;
 
   std::vector<std::uint8_t> block(sizeof query + request.bytes);
   std::memcpy(block.data(), &query, sizeof query);
@@ -83,7 +87,7 @@ std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
     std::copy(block.begin() + sizeof(ProtocolDataDescriptor), block.end(), data.begin());
   }
   // What was not filled is zero: neither a vendor nor a namespace, so no NVMe controller.
-  if (data[0] == 0 || loadLe32(data.data() + 516) == 0) {
+  if (loadLe16(data.data()) == 0 || loadLe32(data.data() + 516) == 0) {
     return std::nullopt;
   }
   return data;
@@ -116,6 +120,32 @@ ProtocolResult identifyAndCapacity(DeviceHandle handle, NvmeIdentifyRecord& reco
   return ProtocolResult::Success;
 }
 
+// Reads a log, as far as its answer can be trusted.
+ProtocolResult queryLog(DeviceHandle handle, const ProtocolDataRequest& request, void* buffer) {
+  if (buffer == nullptr) {
+    return ProtocolResult::Failure;
+  }
+  const std::uint32_t bytes = request.bytes;
+  const std::vector<std::uint8_t> block = queryProtocolData(handle, request);
+  ProtocolDataDescriptor answer;
+  if (block.size() < sizeof answer) {
+    return ProtocolResult::Failure;
+  }
+  std::memcpy(&answer, block.data(), sizeof answer);
+  const std::uint64_t start =
+      std::uint64_t{offsetof(ProtocolDataDescriptor, data)} + answer.data.dataOffset;
+  if (answer.version != sizeof answer || answer.size != sizeof answer ||
+      answer.data.dataOffset < sizeof answer.data || answer.data.dataLength < bytes ||
+      start + bytes > block.size()) {
+    return ProtocolResult::Failure;
+  }
+  if (isAllZero(std::span(block).subspan(static_cast<std::size_t>(start), bytes))) {
+    return ProtocolResult::Failure;
+  }
+  std::memcpy(buffer, block.data() + start, bytes);
+  return ProtocolResult::Success;
+}
+
 }  // namespace
 
 bool probeNvmeSystemCall(DeviceHandle handle) {
@@ -143,25 +173,14 @@ bool WinNvmeSystemCallProtocol::GetIdentifyRecord(NvmeIdentifyRecord* record) {
 
 ProtocolResult WinNvmeSystemCallProtocol::GetLogPage(void* buffer, std::uint32_t bytes,
                                                      std::uint32_t log, std::uint32_t subValue) {
-  if (buffer == nullptr) {
-    return ProtocolResult::InvalidArgument;
-  }
-  const std::vector<std::uint8_t> block =
-      queryProtocolData(handle_, {kDeviceProtocolProperty, kDataTypeLogPage, log, subValue, bytes});
-  ProtocolDataDescriptor answer;
-  if (block.size() < sizeof answer) {
-    return ProtocolResult::Failure;
-  }
-  std::memcpy(&answer, block.data(), sizeof answer);
-  const std::uint64_t start =
-      std::uint64_t{offsetof(ProtocolDataDescriptor, data)} + answer.data.dataOffset;
-  if (answer.version != sizeof answer || answer.size != sizeof answer ||
-      answer.data.dataOffset < sizeof answer.data || answer.data.dataLength < bytes ||
-      start + bytes > block.size()) {
-    return ProtocolResult::Failure;
-  }
-  std::memcpy(buffer, block.data() + start, bytes);
-  return ProtocolResult::Success;
+  return queryLog(handle_, {kDeviceProtocolProperty, kDataTypeLogPage, log, subValue, bytes},
+                  buffer);
+}
+
+ProtocolResult WinNvmeSystemCallProtocol::ReadLog(void* buffer, std::uint32_t bytes,
+                                                  std::uint32_t log, std::uint16_t identifier) {
+  return queryLog(handle_, {kDeviceProtocolProperty, kDataTypeLogPage, log, 0, bytes, identifier},
+                  buffer);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetVendorLog(void* buffer) {
@@ -174,6 +193,9 @@ ProtocolResult WinNvmeSystemCallProtocol::GetHealthLog(void* buffer) {
 
 ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) {
   const bool in = command.fromDevice != 0;
+  if (command.transferBytes > kLargestCommandData) {
+    return ProtocolResult::InvalidArgument;
+  }
   const auto bytes = static_cast<std::uint32_t>(command.transferBytes);
   ProtocolCommandRecord record{};
   record.version = 1;
@@ -197,7 +219,10 @@ ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) 
   if (!in && bytes != 0) {
     std::memcpy(block.data() + kCommandDataOffset, command.data, bytes);
   }
-  if (!exchange(handle_, kIoctlProtocolCommand, block)) {
+  const ControlAnswer answer = exchange(handle_, kIoctlProtocolCommand, block);
+  const bool whole =
+      !in || bytes == 0 || answer.returned >= std::uint64_t{kCommandDataOffset} + bytes;
+  if (!answer || !whole) {
     return ProtocolResult::TransportFailure;
   }
   if (in && bytes != 0) {
@@ -224,6 +249,7 @@ ProtocolResult WinNvmeSystemCallProtocol::GetProperties(StorageProtocolPropertie
   p.smartEnabled = true;
   p.smartSupported = true;
   p.logicalSectorSize = record.blockSize;
+  p.physicalSectorSize = record.blockSize;
   p.totalSectors = record.blockCount;
   p.selfTestSupported = record.selfTestSupported;
   p.conveyanceSupported = false;
@@ -243,10 +269,12 @@ ProtocolResult WinNvmeSystemCallProtocol::GetTemperature(std::uint8_t* celsius) 
   }
   NvmeHealthLogData log{};
   const ProtocolResult result = GetHealthLog(log.data());
-  if (succeeded(result)) {
-    *celsius = nvmeTemperature(log);
+  if (!succeeded(result)) {
+    return result;
   }
-  return result;
+  const std::optional<std::uint8_t> measured = nvmeTemperature(log);
+  *celsius = measured.value_or(*celsius);
+  return measured ? ProtocolResult::Success : ProtocolResult::Failure;
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetWearIndicator(std::uint32_t* percent) {

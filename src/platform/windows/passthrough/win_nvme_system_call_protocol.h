@@ -25,9 +25,8 @@ class WinNvmeSystemCallProtocol : public StorageProtocol, public NvmeLogs {
   ProtocolResult GetVendorLog(void* buffer);  ///< log DFh, 512 bytes
   ProtocolResult GetHealthLog(void* buffer);  ///< log 02h, 512 bytes
   bool GetIdentifyRecord(NvmeIdentifyRecord* record);
-  ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log) override {
-    return GetLogPage(buffer, bytes, log, 0);
-  }
+  ProtocolResult ReadLog(void* buffer, std::uint32_t bytes, std::uint32_t log,
+                         std::uint16_t identifier) override;
   ProtocolResult ReadIdentity(NvmeIdentifyRecord* record) override {
     return GetIdentifyRecord(record) ? ProtocolResult::Success : ProtocolResult::Failure;
   }
@@ -35,7 +34,8 @@ class WinNvmeSystemCallProtocol : public StorageProtocol, public NvmeLogs {
   static bool ProbeHandle(DeviceHandle handle);
   /// Sends an admin command with its data.
   /// @return `Success` when the call worked, whatever the controller made of the command;
-  ///         `TransportFailure`
+  ///         `TransportFailure`, also when not all the data came back;
+  ///         `InvalidArgument` for more bytes than a request holds
   ProtocolResult SendProtocolCommand(NvmeCmd& command);
 
   DeviceHandle GetDeviceHandle() override { return handle_; }
