@@ -25,7 +25,9 @@ class LinuxZRDService final : public ZrdServiceDefaults {
     return 0;
   }
 
-  std::uint32_t IsAvailable() override { return PciFunction::readable() ? 1 : 0; }
+  std::uint32_t IsAvailable() override {
+    return PciFunction::readable() && PciFunction::registersOpen() ? 1 : 0;
+  }
 
   std::uint32_t ReadControllerRegister(const PciLocation* location, const std::uint64_t* offset,
                                        std::uint32_t* length, std::uint8_t* flag,

@@ -12,6 +12,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace ostria::storage {
@@ -22,6 +23,48 @@ constexpr std::uint32_t kRegisterBytes = 4;
 std::string functionsFolder(const std::string& root) { return root + "/sys/bus/pci/devices"; }
 
 }  // namespace
+
+class PciFunction::Mapping {
+ public:
+  /// Nothing is mapped unless the whole stretch lies inside the memory.
+  Mapping(const std::string& folder, std::uint64_t offset, std::uint32_t length) {
+    const int descriptor = ::open((folder + "/resource0").c_str(), O_RDONLY | O_CLOEXEC | O_SYNC);
+    if (descriptor < 0) {
+      return;
+    }
+    struct stat status = {};
+    const bool known = ::fstat(descriptor, &status) == 0 && status.st_size > 0;
+    const std::uint64_t size = known ? static_cast<std::uint64_t>(status.st_size) : 0;
+    if (offset <= size && length <= size - offset) {
+      const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+      const std::uint64_t start = offset / page * page;
+      inPage_ = static_cast<std::size_t>(offset - start);
+      span_ = inPage_ + length;
+      mapped_ =
+          ::mmap(nullptr, span_, PROT_READ, MAP_SHARED, descriptor, static_cast<off_t>(start));
+    }
+    ::close(descriptor);
+  }
+  ~Mapping() {
+    if (mapped_ != MAP_FAILED) {
+      ::munmap(mapped_, span_);
+    }
+  }
+  Mapping(const Mapping&) = delete;
+  Mapping& operator=(const Mapping&) = delete;
+
+  /// The first register of the stretch; null when nothing is mapped.
+  const volatile std::uint32_t* registers() const {
+    return mapped_ == MAP_FAILED
+               ? nullptr
+               : static_cast<const volatile std::uint32_t*>(mapped_) + inPage_ / kRegisterBytes;
+  }
+
+ private:
+  void* mapped_ = MAP_FAILED;
+  std::size_t span_ = 0;
+  std::size_t inPage_ = 0;
+};
 
 PciFunction::PciFunction(const PciLocation& location, const std::string& root) {
   if (location.bus > 0xFF || location.device > 0x1F || location.function > 7) {
@@ -35,6 +78,26 @@ PciFunction::PciFunction(const PciLocation& location, const std::string& root) {
 
 bool PciFunction::readable(const std::string& root) {
   return ::access(functionsFolder(root).c_str(), R_OK | X_OK) == 0;
+}
+
+bool PciFunction::registersOpen(const std::string& root) {
+  constexpr std::uint32_t kNvmController = 0x0108;  // mass storage, non-volatile memory
+  bool found = false;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(functionsFolder(root), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    PciFunction function;
+    function.folder_ = entry->path().string();
+    const auto code = function.classCode();
+    if (!code || *code >> 8 != kNvmController) {
+      continue;
+    }
+    found = true;
+    if (Mapping(function.folder_, 0, kRegisterBytes).registers() != nullptr) {
+      return true;
+    }
+  }
+  return !found;
 }
 
 std::optional<std::uint32_t> PciFunction::classCode() const {
@@ -63,33 +126,14 @@ bool PciFunction::readRegisters(std::uint64_t offset, std::uint32_t length, void
     return false;
   }
 
-  const int descriptor = ::open((folder_ + "/resource0").c_str(), O_RDONLY | O_CLOEXEC | O_SYNC);
-  if (descriptor < 0) {
+  const Mapping mapping(folder_, offset, length);
+  if (mapping.registers() == nullptr) {
     return false;
   }
-  struct stat status = {};
-  const bool known = ::fstat(descriptor, &status) == 0 && status.st_size > 0;
-  const std::uint64_t size = known ? static_cast<std::uint64_t>(status.st_size) : 0;
-  void* mapped = MAP_FAILED;
-  const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-  const std::uint64_t start = offset / page * page;
-  const bool inside = offset <= size && length <= size - offset;
-  const std::size_t span = inside ? static_cast<std::size_t>(offset - start) + length : 0;
-  if (inside) {
-    mapped = ::mmap(nullptr, span, PROT_READ, MAP_SHARED, descriptor, static_cast<off_t>(start));
-  }
-  ::close(descriptor);
-  if (mapped == MAP_FAILED) {
-    return false;
-  }
-
-  const auto* registers = static_cast<const volatile std::uint32_t*>(mapped);
-  const std::size_t first = static_cast<std::size_t>(offset - start) / kRegisterBytes;
   for (std::size_t i = 0; i < length / kRegisterBytes; ++i) {
-    const std::uint32_t value = registers[first + i];
+    const std::uint32_t value = mapping.registers()[i];
     std::memcpy(static_cast<char*>(buffer) + i * kRegisterBytes, &value, kRegisterBytes);
   }
-  ::munmap(mapped, span);
   return true;
 }
 

@@ -16,6 +16,9 @@ class PciFunction {
 
   /// Whether the folder of PCI functions can be read at all.
   static bool readable(const std::string& root = "");
+  /// Whether the kernel gives out the registers of NVM controllers: those of one at least, where
+  /// there are any. It may keep those that a driver has claimed to itself.
+  static bool registersOpen(const std::string& root = "");
 
   /// Base class, subclass and programming interface in bits 23 to 0.
   std::optional<std::uint32_t> classCode() const;
@@ -25,6 +28,11 @@ class PciFunction {
   bool readRegisters(std::uint64_t offset, std::uint32_t length, void* buffer) const;
 
  private:
+  PciFunction() = default;
+
+  /// A mapping of registers; unmapped at the end.
+  class Mapping;
+
   std::string folder_;  ///< empty when no such function can exist
 };
 

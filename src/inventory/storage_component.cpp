@@ -203,7 +203,9 @@ ProtocolResult StorageComponent::controllerFatalStatus(bool* fatal) {
   std::uint32_t value = 0;
   std::uint32_t length = sizeof(value);
   std::uint8_t flag = 0;
-  if (service->ReadControllerRegister(&location, &offset, &length, &flag, &value) != 0) {
+  // All ones are what a controller reads as that has left the bus: the register has no such state.
+  if (service->ReadControllerRegister(&location, &offset, &length, &flag, &value) != 0 ||
+      length != sizeof(value) || value == ~std::uint32_t{0}) {
     return ProtocolResult::Failure;
   }
   *fatal = (value & kControllerFatalStatusBit) != 0;

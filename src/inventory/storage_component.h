@@ -89,7 +89,8 @@ class StorageComponent : public SystemComponent {
   /// is memory. Probed once, and again at each call while nothing worked (0).
   std::uint16_t preferredReadBlock();
   /// Reads bit CFS of the NVMe controller status register through the driver service.
-  /// @return `NotSupported` on any other bus, `Failure` without a service or when the read fails
+  /// @return `NotSupported` on any other bus, `Failure` without a service, when the read fails or
+  ///         the controller is no longer there
   ProtocolResult controllerFatalStatus(bool* fatal);
 
   /// Takes all volumes of this disk off line, as the system has them now, and claims the disk.

@@ -66,6 +66,17 @@ TEST(ControllerStatus, TheRegisterDecides) {
   EXPECT_FALSE(judge(bench, 4).applicable);
 }
 
+TEST(ControllerStatus, AControllerThatIsNotThereIsLostAndNotDefective) {
+  for (const char* registers : {R"({"gone": true})", R"({"answer_bytes": 2, "fatal": true})"}) {
+    ModuleBench bench(with(kService, {driveOf("nvme", "N", std::string(R"("nvme": {"registers": )") +
+                                                               registers + "}")}));
+    bench.scan(1);
+    const Verdict lost = judge(bench, 0);
+    EXPECT_EQ(lost.result, TestResult::Stopped) << registers;
+    EXPECT_EQ(lost.messages.back(), "log 0 flag 1 CONTINUOUS_FAILURE_WARNING");
+  }
+}
+
 TEST(ControllerStatus, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
   const std::string raid = kService +
                            R"(, "controllers": [{"name": "raid", "bus": 9,

@@ -72,17 +72,6 @@ BlockMedium* NvmeDrive::mediumOf(std::uint32_t namespaceId) const {
 }
 
 void NvmeDrive::perform(NvmeExchange& exchange) {
-  answer(exchange);
-  // Every refused command leaves an entry in the error log, and one about the medium a count.
-  if (exchange.statusType != 0 || exchange.statusCode != 0) {
-    ++traits_.health.errorLogEntries;
-    if (exchange.statusType == kMediaStatus) {
-      ++traits_.health.mediaErrors;
-    }
-  }
-}
-
-void NvmeDrive::answer(NvmeExchange& exchange) {
   exchange.durationMicroseconds = kAdminMicroseconds;
   if (exchange.data.size() > kLargestTransfer) {
     fail(exchange, kGenericStatus, kInvalidField);

@@ -42,7 +42,6 @@ class NvmeDrive : public NvmeDeviceModel {
   };
 
   void perform(NvmeExchange& exchange) override;
-  void answer(NvmeExchange& exchange);
   void admin(NvmeExchange& exchange);
   void io(NvmeExchange& exchange);
   void identify(NvmeExchange& exchange);

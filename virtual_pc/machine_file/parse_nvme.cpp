@@ -54,6 +54,8 @@ NvmeRegisters parseRegisters(ObjectReader& in) {
   out.readable = in.flag("readable", out.readable);
   out.ready = in.flag("ready", out.ready);
   out.fatal = in.flag("fatal", out.fatal);
+  out.gone = in.flag("gone", out.gone);
+  in.into("answer_bytes", out.answerBytes, 0, 4096);
   in.finish();
   return out;
 }

@@ -26,6 +26,10 @@ constexpr std::size_t kStatusAt = 0x1C;
 /// The registers as they lie in the controller's memory, up to the doorbells.
 std::array<std::uint8_t, 4096> imageOf(const NvmeRegisters& registers) {
   std::array<std::uint8_t, 4096> image{};
+  if (registers.gone) {
+    image.fill(0xFF);
+    return image;
+  }
   storage::storeLe32(&image[kVersionAt], 0x00010400);
   storage::storeLe32(&image[kConfigurationAt], 0x00460001);  // enabled, queue entries of 64 and 16
   storage::storeLe32(&image[kStatusAt], (registers.ready ? 1u : 0u) | (registers.fatal ? 2u : 0u));
@@ -88,6 +92,7 @@ class DriverService final : public ZrdServiceDefaults {
       return ERROR_INVALID_PARAMETER;
     }
     std::copy_n(&image[*offset], *length, static_cast<std::uint8_t*>(buffer));
+    *length = registers->answerBytes != 0 ? registers->answerBytes : *length;
     return 0;
   }
 };

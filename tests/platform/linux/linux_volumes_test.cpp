@@ -290,6 +290,20 @@ class PciFunctionTest : public testing::Test {
   std::string folder;
 };
 
+TEST_F(PciFunctionTest, RegistersAreOpenUnlessEveryControllerKeepsThemToItself) {
+  EXPECT_TRUE(PciFunction::registersOpen(root));
+  fs::remove(folder + "/resource0");  // as for memory that a driver has claimed
+  EXPECT_FALSE(PciFunction::registersOpen(root));
+  const std::string other = root + "/sys/bus/pci/devices/0000:01:00.0";
+  fs::create_directories(other);
+  std::ofstream(other + "/class") << "0x030000\n";
+  std::ofstream(other + "/resource0") << "display";
+  EXPECT_FALSE(PciFunction::registersOpen(root));
+  std::ofstream(other + "/class") << "0x010802\n";
+  EXPECT_TRUE(PciFunction::registersOpen(root));
+  EXPECT_TRUE(PciFunction::registersOpen(root + "/none")) << "no controller, nothing to miss";
+}
+
 TEST_F(PciFunctionTest, ClassAndRegistersOfThatFunctionAlone) {
   EXPECT_TRUE(PciFunction::readable(root));
   EXPECT_FALSE(PciFunction::readable(root + "/none"));

@@ -9,6 +9,8 @@
 #include <map>
 #include <optional>
 
+#include "platform/linux/discovery/card_identity.h"
+#include "platform/linux/discovery/linux_device_scanner.h"
 #include "platform/linux/discovery/linux_storage_scanner.h"
 
 namespace ostria::storage::test {
@@ -173,6 +175,49 @@ TEST_F(SavedTree, ADriveWithSeveralPathsTakesThePlaceOfItsController) {
   ASSERT_TRUE(address);
   EXPECT_EQ(address->bus, 7u);
   EXPECT_EQ(find("nvme3n1").busKind, StorageBusKind::Nvme);
+}
+
+TEST_F(SavedTree, OnlyPciDomain0HasALocationThatNamesOneController) {
+  const char* const places[] = {
+      "pci0000:00/0000:00:1d.0/0000:05:00.1/nvme/nvme0",
+      "pci0000:00/0000:00:0e.0/pci10000:e0/10000:e0:06.0/10000:e1:00.0/nvme/nvme1",
+      "pci0001:00/0001:00:00.0/0001:01:00.0/nvme/nvme2", "virtual/nvme-fabrics/ctl/nvme3"};
+  const char* const texts[] = {
+      "PCI bus 5, device 0, function 1", "PCI domain 65536, bus 225, device 0, function 0",
+      "PCI domain 1, bus 1, device 0, function 0", "path 0, no PCI function"};
+  for (unsigned i = 0; i < 4; ++i) {
+    plant("nvme" + std::to_string(i) + "n1", places[i], "259:" + std::to_string(i));
+  }
+  LinuxStorageScanner scanner(tree());
+  LinuxDeviceScanner devices(tree());
+  for (unsigned i = 0; i < 4; ++i) {
+    SCOPED_TRACE(places[i]);
+    const std::uint32_t number = deviceNumberOf(259, i);
+    std::string text;
+    EXPECT_EQ(devices.deviceProperty(number, kLocationInformationProperty, &text), 0);
+    EXPECT_EQ(text, texts[i]);
+    std::array<std::uint8_t, 3> location{};
+    EXPECT_EQ(scanner.getPciLocation(number, &location) == 0, i == 0);
+    EXPECT_EQ(location[0], i == 0 ? 5 : 0);
+  }
+  std::string none;
+  plant("sda", "virtual/somewhere", "8:0", diskType);
+  EXPECT_NE(devices.deviceProperty(deviceNumberOf(8, 0), kLocationInformationProperty, &none), 0);
+}
+
+TEST(CardIdentity, RegistersOfTheKernelAreMadeReadable) {
+  EXPECT_EQ(cardManufacturer(false, "0x000015"), "Samsung");
+  EXPECT_EQ(cardManufacturer(true, "0x000015"), "0x15") << "another registry";
+  EXPECT_EQ(cardManufacturer(true, "0x000003"), "SanDisk");
+  EXPECT_EQ(cardManufacturer(true, ""), "");
+  EXPECT_EQ(cardManufacturer(true, "0x15g"), "0x15g");
+  EXPECT_EQ(sdRevision("0x8", "0x0"), "8.0");
+  EXPECT_EQ(sdRevision("", "0x1"), "0x1");
+  EXPECT_EQ(mmcRevision("0x4231303000000000"), "B100");
+  EXPECT_EQ(mmcRevision("0x0800000000000000"), "0x08");
+  EXPECT_EQ(mmcRevision("0x0000000000000000"), "0x00");
+  EXPECT_EQ(mmcRevision("0x00000000000000000"), "0x00");
+  EXPECT_EQ(mmcRevision("0x12345678901234567"), "0x12345678901234567") << "no number of 64 bits";
 }
 
 TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {

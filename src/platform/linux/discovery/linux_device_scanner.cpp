@@ -34,8 +34,10 @@ bool mayCommandReadOnly() {
 }
 
 std::string pciLocationText(const PciAddress& address) {
-  return "PCI bus " + std::to_string(address.bus) + ", device " + std::to_string(address.device) +
-         ", function " + std::to_string(address.function);
+  const std::string domain =
+      address.domain == 0 ? "" : "domain " + std::to_string(address.domain) + ", ";
+  return "PCI " + domain + "bus " + std::to_string(address.bus) + ", device " +
+         std::to_string(address.device) + ", function " + std::to_string(address.function);
 }
 
 }  // namespace
@@ -79,10 +81,16 @@ int LinuxDeviceScanner::deviceProperty(std::uint32_t number, std::uint32_t prope
   if (!disk) {
     return ENODEV;
   }
-  if (!disk->pci) {
+  if (disk->pci) {
+    *text = pciLocationText(*disk->pci);
+    return 0;
+  }
+  // An NVMe drive over a network or on a board without PCI is still reached by its node; callers
+  // want a number, which plays no part here.
+  if (disk->busKind != StorageBusKind::Nvme) {
     return ENOENT;
   }
-  *text = pciLocationText(*disk->pci);
+  *text = "path 0, no PCI function";
   return 0;
 }
 

@@ -21,7 +21,8 @@ class LinuxDeviceScanFilter final : public DeviceScanFilter {
 };
 
 /// Device numbers are the kernel's 32-bit dev_t of the whole disk; results are errno values. The
-/// location text reads "PCI bus B, device D, function F".
+/// location text reads "PCI bus B, device D, function F", with "domain N, " before the bus unless
+/// the domain is 0.
 class LinuxDeviceScanner final : public DeviceScanner {
  public:
   explicit LinuxDeviceScanner(SysfsTree tree = SysfsTree()) : tree_(std::move(tree)) {}

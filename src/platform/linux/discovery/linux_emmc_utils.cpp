@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "base/protocol_result.h"
+#include "platform/linux/discovery/card_identity.h"
 #include "platform/linux/discovery/linux_device_scanner.h"
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/volumes/mounts.h"
@@ -68,8 +69,10 @@ std::uint32_t LinuxEmmcUtils::GetIdentity(EmmcIdentity* out) {
   const std::string card = found->path + "/device";
   out->serialNumber = tree_.attribute(card, "serial");
   out->product = tree_.attribute(card, "name");
-  out->vendor = tree_.attribute(card, "manfid");
-  out->revision = tree_.attribute(card, "fwrev");
+  const bool sd = tree_.attribute(card, "type") == "SD";
+  out->vendor = cardManufacturer(sd, tree_.attribute(card, "manfid"));
+  out->revision = sd ? sdRevision(tree_.attribute(card, "hwrev"), tree_.attribute(card, "fwrev"))
+                     : mmcRevision(tree_.attribute(card, "fwrev"));
   return 0;
 }
 

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <system_error>
 
-#include "inventory/format_texts.h"
 #include "inventory/partitions/partition_layout.h"
 #include "platform/linux/discovery/linux_device_scanner.h"
 #include "platform/linux/io/fd_handle.h"
@@ -146,13 +145,18 @@ int LinuxStorageScanner::getMiniportPath(std::uint32_t number, std::string* path
 
 int LinuxStorageScanner::getPciLocation(std::uint32_t number,
                                         std::array<std::uint8_t, 3>* location) {
-  std::string text;
-  const int error =
-      deviceScanner_->deviceProperty(portsFilter(), number, kLocationInformationProperty, &text);
-  if (error != 0) {
-    return error;
+  const auto disk = tree_.disk(number);
+  if (!disk) {
+    return ENODEV;
   }
-  return ParsePciLocation(text, location) ? 0 : 1;
+  // Three numbers have no room for a domain: in another one they would name another controller.
+  const std::optional<PciAddress>& address = disk->pci;
+  if (!address || address->domain != 0 || address->bus > 0xFF) {
+    return ENOENT;
+  }
+  *location = {static_cast<std::uint8_t>(address->bus), static_cast<std::uint8_t>(address->device),
+               static_cast<std::uint8_t>(address->function)};
+  return 0;
 }
 
 int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable* table,

@@ -154,7 +154,15 @@ std::uint32_t WinEmmcUtils::GetGeometry(EmmcGeometry* out) {
   out->tracksPerCylinder = geometry.TracksPerCylinder;
   out->sectorsPerTrack = geometry.SectorsPerTrack;
   out->bytesPerSector = geometry.BytesPerSector;
-  out->totalSectors = cylinders * perCylinder;
+  // The geometry counts whole cylinders; what lies behind the last one is part of the device too.
+  GET_LENGTH_INFORMATION length{};
+  const ControlAnswer exact =
+      deviceControl(handle_, IOCTL_DISK_GET_LENGTH_INFO, nullptr, 0, &length, sizeof length);
+  const bool known = exact && exact.returned >= sizeof length && length.Length.QuadPart > 0 &&
+                     geometry.BytesPerSector != 0;
+  out->totalSectors =
+      known ? static_cast<std::uint64_t>(length.Length.QuadPart) / geometry.BytesPerSector
+            : cylinders * perCylinder;
   return 0;
 }
 
