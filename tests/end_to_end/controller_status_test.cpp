@@ -68,8 +68,9 @@ TEST(ControllerStatus, TheRegisterDecides) {
 
 TEST(ControllerStatus, AControllerThatIsNotThereIsLostAndNotDefective) {
   for (const char* registers : {R"({"gone": true})", R"({"answer_bytes": 2, "fatal": true})"}) {
-    ModuleBench bench(with(kService, {driveOf("nvme", "N", std::string(R"("nvme": {"registers": )") +
-                                                               registers + "}")}));
+    ModuleBench bench(
+        with(kService,
+             {driveOf("nvme", "N", std::string(R"("nvme": {"registers": )") + registers + "}")}));
     bench.scan(1);
     const Verdict lost = judge(bench, 0);
     EXPECT_EQ(lost.result, TestResult::Stopped) << registers;

@@ -22,7 +22,7 @@ def card(bench, drive, index):
 
     bench.equal("files: the card has the identity that its driver reads",
                 (device["model"], device["serial"], device["firmware"], device["size_bytes"], device["protocol"]),
-                (sysfs("name"), sysfs("serial"), sysfs("fwrev"), drive.bytes, "EMMC"))
+                (sysfs("name"), sysfs("serial"), f"{int(sysfs('hwrev'), 16)}.{int(sysfs('fwrev'), 16)}", drive.bytes, "EMMC"))
 
 
 def read(bench, drive, index):

@@ -30,7 +30,7 @@ def run(bench):
     nvme = bench.needed("OSTRIABENCHNVME1", "scan")
     if nvme:
         entry = found[nvme.node]
-        with open("/sys/class/nvme/nvme0/address", encoding="ascii") as file:
+        with open(f"/sys/class/nvme/{nvme.name.rsplit('n', 1)[0]}/address", encoding="ascii") as file:
             address = file.read().strip()
         bus, device, function = entry["pci"]
         bench.equal("scan: the NVMe drive's PCI function", f"0000:{bus:02x}:{device:02x}.{function}", address)

@@ -8,7 +8,7 @@ import traceback
 
 from bench import Bench
 
-GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "reading", "medium", "ata", "repair"]
+GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "protocols", "reading", "medium", "ata", "repair"]
 
 
 def main():

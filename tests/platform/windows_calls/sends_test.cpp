@@ -280,8 +280,8 @@ TEST_F(SendsTest, MiniMiniportBlock) {
   EXPECT_EQ(send(), ProtocolResult::Failure);
   // The controller's own refusal, with and without data.
   came = 4248;
-  for (const std::uint16_t refusal : {0x0002, 0x0201, 0x8000}) {
-    status = refusal;
+  for (const unsigned refusal : {0x0002u, 0x0201u, 0x8000u}) {
+    status = static_cast<std::uint16_t>(refusal);
     EXPECT_EQ(send(), ProtocolResult::Failure) << refusal;
   }
   NvmeSelfTestCmd start(1, 1);

@@ -17,11 +17,6 @@
 namespace ostria::storage {
 namespace {
 
-const LinuxDeviceScanFilter& portsFilter() {
-  static const LinuxDeviceScanFilter kFilter(LinuxDeviceScanFilter::Kind::StoragePorts);
-  return kFilter;
-}
-
 void addSpace(const std::string& root, bool ntfs, VolumeFacts& facts) {
   struct statvfs status = {};
   if (::statvfs(root.c_str(), &status) != 0) {

@@ -1,0 +1,289 @@
+// What a SCSI or NVMe drive refuses never passes for an answer, and makes no drive a defective one.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/raid_bench.h"
+
+namespace ostria::storage::test {
+namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+
+constexpr std::uint32_t kSmartStatus = 1;
+constexpr std::uint32_t kRandomSeek = 3;
+constexpr std::uint32_t kFunnelSeek = 4;
+constexpr std::uint32_t kShortSelfTest = 5;
+constexpr std::uint32_t kDefaultSelfTest = 7;
+constexpr std::uint32_t kFullDiskScan = 13;
+constexpr std::uint32_t kLinearRead = 16;
+constexpr std::uint32_t kSpareSpace = 19;
+constexpr std::uint32_t kTemperature = 20;
+constexpr std::uint32_t kReliability = 21;
+constexpr std::uint32_t kPrediction = 25;
+
+constexpr int kRead16 = 0x88;
+constexpr int kSendDiagnostic = 0x1D;
+
+Json fault(int command, const char* action, Json more = Json::object()) {
+  more["action"] = action;
+  more["command"] = command;
+  return more;
+}
+/// The command ends with this sense key, so often (0 for ever).
+Json sense(int command, int key, int times, int code = 0) {
+  return fault(command, "device_error", {{"codes", {key, code, 0}}, {"times", times}});
+}
+
+Json sasDrive() {
+  return {
+      {"kind", "sas"},
+      {"model", "REFUSING"},
+      {"serial", "R1"},
+      {"size_sectors", 4096},
+      {"smart", {{"self_tests", {{{"code", 1}, {"seconds", 20}}, {{"code", 0}, {"seconds", 5}}}}}}};
+}
+Json machineWith(const Json& drive) { return {{"format", 1}, {"drives", Json::array({drive})}}; }
+
+struct Outcome {
+  TestResult result = TestResult::CouldNotStart;
+  std::vector<std::string> messages;
+};
+Outcome runOn(ModuleBench& bench, std::uint32_t diagnostic, std::uint32_t item,
+              std::uint32_t index) {
+  FakeHost host(bench.manager().component(index));
+  host.answer = InputRequest::Yes;
+  const TestResult result = bench.test(diagnostic, item).run(&host);
+  return {result, host.messages};
+}
+Outcome runOnce(const Json& drive, std::uint32_t diagnostic, std::uint32_t item) {
+  ModuleBench bench(machineWith(drive).dump());
+  bench.scan(1);
+  return runOn(bench, diagnostic, item, 0);
+}
+
+/// The command ends with this status and no sense data for it, so often.
+Json status(int command, int value, int times) {
+  return fault(command, "scsi_status", {{"status", value}, {"times", times}});
+}
+constexpr int kCheckCondition = 2;
+constexpr int kBusy = 8;
+constexpr int kReservationConflict = 24;
+constexpr int kTaskSetFull = 40;
+
+TEST(RefusedCommands, AScsiReadThatBroughtNothingDoesNotPass) {
+  Json descriptor = status(kRead16, kCheckCondition, 0);
+  descriptor["codes"] = {2, 4, 1};
+  descriptor["descriptor"] = true;
+  const Json refusals[] = {sense(kRead16, 2, 0),
+                           sense(kRead16, 6, 0),
+                           sense(kRead16, 0xB, 0),
+                           descriptor,
+                           status(kRead16, kCheckCondition, 0),
+                           status(kRead16, kBusy, 0),
+                           status(kRead16, kReservationConflict, 0),
+                           status(kRead16, kTaskSetFull, 0),
+                           fault(kRead16, "short", {{"bytes", 0}, {"times", 0}}),
+                           fault(kRead16, "short", {{"bytes", 511}, {"times", 0}})};
+  for (const Json& refusal : refusals) {
+    for (const std::uint32_t item : {kRandomSeek, kFunnelSeek}) {
+      Json drive = sasDrive();
+      drive["faults"] = Json::array({refusal});
+      EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, item).result, TestResult::Stopped)
+          << refusal << item;
+    }
+  }
+  Json drive = sasDrive();
+  drive["faults"] = Json::array({sense(kRead16, 6, 1), sense(kRead16, 1, 1)});
+  EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, kRandomSeek).result, TestResult::Passed)
+      << "one unit attention, one recovered error";
+}
+
+TEST(RefusedCommands, ARaidMembersBadSectorsAreFoundWhateverItsTransportReports) {
+  const auto scanned = [](const char* name, const Json& more) {
+    Json machine = raidMachine();
+    for (Json& drive : machine["drives"]) {
+      if (drive["name"] == name) {
+        drive.update(more);
+      }
+    }
+    RaidBench bench(machine);
+    bench.manager().scan();
+    const std::string serial = std::string(name) == "flash" ? "RPC-NVM-01" : "RPC-SAS-01";
+    const std::vector<std::string> all = bench.serials();
+    const auto found = std::find(all.begin(), all.end(), serial);
+    EXPECT_NE(found, all.end());
+    const auto index = static_cast<std::uint32_t>(found - all.begin());
+    return std::pair(runOn(bench, ModuleBench::kExtended, kFullDiskScan, index).result,
+                     runOn(bench, ModuleBench::kExtended, kLinearRead, index).result);
+  };
+  using Pair = std::pair<TestResult, TestResult>;
+  // The pass-through of the NVMe member carries a failed read as zeros.
+  const Json bad = {{"bad_sectors", Json::array({{{"lba", 20000}, {"count", 15000}}})}};
+  EXPECT_EQ(scanned("flash", bad), Pair(TestResult::Failed, TestResult::Failed));
+  EXPECT_EQ(scanned("single", bad), Pair(TestResult::Failed, TestResult::Failed));
+  EXPECT_EQ(scanned("flash", Json::object()), Pair(TestResult::Passed, TestResult::Passed));
+  for (const int key : {2, 0xB}) {
+    const Pair refused = scanned("single", {{"faults", Json::array({sense(kRead16, key, 0)})}});
+    EXPECT_NE(refused.first, TestResult::Passed) << key;
+    EXPECT_NE(refused.second, TestResult::Passed) << key;
+    EXPECT_NE(refused.first, TestResult::Failed) << key;
+  }
+}
+
+TEST(RefusedCommands, ASelfTestThatTheDriveDidNotStartWasNotPerformed) {
+  const struct {
+    int key;
+    int times;
+    TestResult shortTest;
+    TestResult defaultTest;
+  } rows[] = {{2, 0, TestResult::NotPerformed, TestResult::NotPerformed},
+              {6, 0, TestResult::NotPerformed, TestResult::NotPerformed},
+              {0xB, 0, TestResult::NotPerformed, TestResult::NotPerformed},
+              {4, 0, TestResult::NotPerformed, TestResult::Failed},
+              {3, 0, TestResult::NotPerformed, TestResult::Failed},
+              {6, 1, TestResult::Passed, TestResult::Passed}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.key);
+    Json drive = sasDrive();
+    drive["faults"] = Json::array({sense(kSendDiagnostic, row.key, row.times)});
+    const Outcome first = runOnce(drive, ModuleBench::kQuick, kShortSelfTest);
+    EXPECT_EQ(first.result, row.shortTest);
+    if (row.shortTest == TestResult::NotPerformed) {
+      EXPECT_THAT(first.messages, Contains(HasSubstr("CANNOT_PERFORM_SELF_TEST")));
+    }
+    EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, kDefaultSelfTest).result, row.defaultTest);
+  }
+}
+
+TEST(RefusedCommands, ABusyOrReservedDriveRunsNoSelfTestAndIsNotDefective) {
+  for (const int value : {kCheckCondition, kBusy, kReservationConflict}) {
+    Json drive = sasDrive();
+    drive["faults"] = Json::array({status(kSendDiagnostic, value, 0)});
+    for (const std::uint32_t item : {kShortSelfTest, kDefaultSelfTest}) {
+      EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, item).result, TestResult::NotPerformed)
+          << value << " " << item;
+    }
+  }
+}
+
+TEST(RefusedCommands, AFailingDriveThatReportsNoProgressStillFails) {
+  Json drive = sasDrive();
+  drive["smart"]["self_tests"][0]["outcome"] = 7;
+  drive["smart"]["self_tests"][0]["failing_lba"] = 99;
+  drive["faults"] = Json::array({sense(0x03, 5, 0)});  // REQUEST SENSE
+  EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, kShortSelfTest).result, TestResult::Failed);
+}
+
+TEST(RefusedCommands, AUnitAttentionTakesNoLargeDiskOffTheList) {
+  for (const int occurrence : {1, 2, 3}) {
+    Json drive = sasDrive();
+    drive["size_sectors"] = 5'000'000'000;
+    Json attention = sense(0x9E, 6, 1, 0x29);
+    attention["occurrence"] = occurrence;
+    drive["faults"] = Json::array({attention});
+    ModuleBench bench(machineWith(drive).dump());
+    bench.scan(1);
+    EXPECT_TRUE(bench.device(0).storageProtocol()->IsAccessible());
+    StorageProtocolProperties properties;
+    EXPECT_EQ(bench.device(0).storageProtocol()->GetCachedProperties(&properties),
+              ProtocolResult::Success);
+    EXPECT_EQ(properties.totalSectors, 5'000'000'000u);
+  }
+}
+
+TEST(RefusedCommands, NothingAsksAUsbStickForTheModePageThatItHangsOn) {
+  Json stick = {{"kind", "usb_stick"},
+                {"model", "STICK"},
+                {"serial", "U1"},
+                {"size_sectors", 4096},
+                {"bad_sectors", Json::array({{{"lba", 1000}}})},
+                {"faults", Json::array({fault(0x1A, "vanish"), fault(0x5A, "vanish")})}};
+  ModuleBench bench(machineWith(stick).dump());
+  bench.scan(1);
+  bench.manager().refreshComponent(0);
+  EXPECT_EQ(runOn(bench, ModuleBench::kExtended, kFullDiskScan, 0).result, TestResult::Failed);
+  EXPECT_TRUE(bench.device(0).storageProtocol()->IsAccessible());
+}
+
+TEST(RefusedCommands, ADriveThatReportsFailuresByAnotherMethodIsLeftWithIt) {
+  Json drive = sasDrive();
+  drive["smart"]["enabled"] = false;
+  ModuleBench bench(machineWith(drive).dump());
+  bench.scan(1);
+  EXPECT_EQ(runOn(bench, ModuleBench::kQuick, kSmartStatus, 0).result, TestResult::Passed);
+  EXPECT_FALSE(bench.smartEnabled(0));
+}
+
+TEST(RefusedCommands, ANvmeLogThatTheControllerRefusesWasNotRead) {
+  const struct {
+    int log;
+    TestResult warnings;
+    TestResult prediction;
+  } rows[] = {{0, TestResult::Failed, TestResult::Failed},  // a critical warning, no refusal
+              {2, TestResult::NotPerformed, TestResult::Stopped},
+              {9, TestResult::Failed, TestResult::Failed},
+              {0xDF, TestResult::Failed, TestResult::Failed}};
+  for (const char* way : {"intel_port", "mini_port", "storage_query"}) {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(std::string(way) + " log " + std::to_string(row.log));
+      Json drive = {{"kind", "nvme"},
+                    {"model", "N"},
+                    {"serial", "N1"},
+                    {"size_sectors", 4096},
+                    {"nvme", {{"pass_through", way}, {"health", {{"critical_warning", 7}}}}}};
+      if (row.log != 0) {
+        drive["faults"] = {
+            fault(2, "device_error", {{"detail", row.log}, {"codes", {1, 9}}, {"times", 0}})};
+      }
+      ModuleBench bench(machineWith(drive).dump());
+      bench.scan(1);
+      const auto quick = [&](std::uint32_t item) {
+        return runOn(bench, ModuleBench::kQuick, item, 0).result;
+      };
+      EXPECT_EQ(quick(kSpareSpace), row.warnings);
+      EXPECT_EQ(quick(kTemperature), row.warnings);
+      EXPECT_EQ(quick(kReliability), row.warnings);
+      EXPECT_EQ(quick(kPrediction), row.prediction);
+      std::string* const temperature = bench.device(0).findProperty("TEMPERATURE");
+      ASSERT_NE(temperature, nullptr);
+      EXPECT_EQ(*temperature == "NOT_AVAILABLE", row.log == 2) << *temperature;
+      EXPECT_EQ(bench.device(0).findProperty("CURRENT_8S_LABEL"), nullptr);
+    }
+  }
+}
+
+TEST(RefusedCommands, AWornDriveWithoutTheVendorsLogIsNotShownAsNew) {
+  for (const char* way : {"intel_port", "mini_port", "storage_query"}) {
+    const Json drive = {{"kind", "nvme"},
+                        {"model", "N"},
+                        {"serial", "N1"},
+                        {"size_sectors", 4'194'304},
+                        {"nvme",
+                         {{"pass_through", way},
+                          {"endurance_estimate", 1000},
+                          {"health", {{"percentage_used", 95}}}}}};
+    const Outcome run = runOnce(drive, ModuleBench::kQuick, kPrediction);
+    EXPECT_EQ(run.result, TestResult::Warning) << way;
+    EXPECT_THAT(run.messages, Contains(HasSubstr(" 5% "))) << way;
+  }
+}
+
+TEST(RefusedCommands, AChipIsReadToItsEnd) {
+  const Json chip = {{"kind", "emmc"},
+                     {"model", "CHIP"},
+                     {"serial", "E1"},
+                     {"size_sectors", 32000},
+                     {"bad_sectors", Json::array({{{"lba", 16065}, {"count", 15935}}})}};
+  ModuleBench bench(machineWith(chip).dump());
+  bench.scan(1);
+  StorageProtocolProperties properties;
+  EXPECT_EQ(bench.device(0).storageProtocol()->GetCachedProperties(&properties),
+            ProtocolResult::Success);
+  EXPECT_EQ(properties.totalSectors, 32000u);
+  EXPECT_EQ(runOn(bench, ModuleBench::kExtended, kFullDiskScan, 0).result, TestResult::Failed);
+}
+
+}  // namespace
+}  // namespace ostria::storage::test
