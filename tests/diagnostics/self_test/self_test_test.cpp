@@ -28,6 +28,15 @@ struct SelfTester : FakeDevice<> {
   }
 };
 
+/// A drive that leaves the bus while its routine runs.
+struct LostAtFirstPoll : FakeProtocol<> {
+  using FakeProtocol::FakeProtocol;
+  ProtocolResult GetSelfTestProgress(std::uint8_t* /*percent*/) override {
+    results["GetSelfTestResult"] = results["GetProperties"] = ProtocolResult::TransportFailure;
+    return ProtocolResult::TransportFailure;
+  }
+};
+
 TEST(SelfTest, WatchesTheRoutineToItsEnd) {
   SelfTester disk;
   disk.protocol->record().smartEnabled = false;
@@ -109,11 +118,11 @@ TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
             polls + " / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5");
   EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2u);
 
-  disk.protocol->selfTestResults = {0, 15};
-  disk.protocol->results["GetSelfTestProgress"] = ProtocolResult::TransportFailure;
-  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
-  EXPECT_EQ(runOn(test, disk), "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2u);
+  FakeDevice<LostAtFirstPoll> lost(ProtocolKind::Scsi);
+  lost.component->setBusKind(StorageBusKind::Scsi);
+  lost.protocol->selfTestResults = {0, 15};
+  EXPECT_EQ(runOn(test, lost), "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
+  EXPECT_EQ(lost.protocol->count("AbortSelfTest"), 0u);
 }
 
 TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
@@ -210,9 +219,15 @@ class DiagnosticBridge final : public ScsiBridge {
   DiagnosticBridge() : ScsiBridge(DeviceHandle()) {}
   ProtocolResult Send(ScsiCmd& command) override {
     command.scsiStatus = status;
+    if (senseKey != 0) {
+      command.sense[0] = 0x70;
+      command.sense[2] = senseKey;
+      command.senseLength = 18;
+    }
     return result;
   }
   std::uint8_t status = 0;
+  std::uint8_t senseKey = 0;
   ProtocolResult result = ProtocolResult::Success;
 };
 
@@ -232,6 +247,8 @@ TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
   EXPECT_EQ(runOn(test, disk), "100 / 100 = 0");
   EXPECT_EQ(runOn(test, disk, 1), "100 / 100 = 4");
   bridge->status = 2;
+  EXPECT_EQ(runOn(test, disk), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
+  bridge->senseKey = 4;  // the drive's own finding
   EXPECT_EQ(runOn(test, disk), "100 / 100 = 1");
   bridge->result = ProtocolResult::TransportFailure;
   EXPECT_EQ(runOn(test, disk), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
