@@ -20,10 +20,10 @@ enum class NvmePassThroughKind {
 
 /// What the memory-mapped registers of an NVMe controller say.
 struct NvmeRegisters {
-  bool readable = true;  ///< false: the registers can't be mapped
-  bool ready = true;     ///< CSTS.RDY
-  bool fatal = false;    ///< CSTS.CFS
-  bool gone = false;     ///< the controller has left the bus: every register reads as ones
+  bool readable = true;           ///< false: the registers can't be mapped
+  bool ready = true;              ///< CSTS.RDY
+  bool fatal = false;             ///< CSTS.CFS
+  bool gone = false;              ///< the controller has left the bus: every register reads as ones
   std::uint32_t answerBytes = 0;  ///< bytes that the service claims to have read; 0 as asked
 };
 
