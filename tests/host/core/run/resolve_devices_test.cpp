@@ -1,3 +1,5 @@
+// A drive named in the ways that people name it. Two of a name are refused: the wrong one could be
+// repaired.
 #include "host/core/run/resolve_devices.h"
 
 #include <gtest/gtest.h>
