@@ -13,7 +13,7 @@ def disks_of(bench, serial):
     listing = bench.json("lsblk", "-J", "-b", "-d", "-o", "NAME,SERIAL,SIZE,MAJ:MIN").get("blockdevices", [])
     found = {}
     for entry in listing:
-        if entry.get("serial") == serial:
+        if (entry.get("serial") or "").strip() == serial:
             with open(f"/sys/block/{entry['name']}/nsid", encoding="ascii") as file:
                 found[int(file.read())] = entry
     return found
