@@ -58,16 +58,16 @@ def fill(bench, node, helper=()):
     return before
 
 
-def passes(bench, name, index, before):
-    code, document = bench.product("-Ew", index, "--assume", "yes", timeout=240)
+def passes(bench, name, drive, index, before):
+    code, document = bench.product("-Ew", index, "--assume-write", drive.serial, timeout=240)
     bench.equal(f"files: the write test passes on {name}", (code, [run["result"] for run in document.get("test_runs", [])]),
                 (0, [0]))
     bench.equal("files: nothing is left, and the space is free again", settled(before), before)
 
 
-def killed(bench, index, before):
+def killed(bench, drive, index, before):
     """The process dies in the middle of the writing."""
-    command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Ew", index, "--assume", "yes", "--json", "--progress=json")
+    command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Ew", index, "--assume-write", drive.serial, "--json", "--progress=json")
     percent, least = 0, before[1]
     with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as process:
         for line in process.stderr:
@@ -86,8 +86,8 @@ def ext4(bench, drive, index):
     bench.modprobe("ext4")
     bench.run("mkfs.ext4", "-q", "-F", "-m0", "-L", "writetest", drive.node)
     before = fill(bench, drive.node)
-    passes(bench, "ext4", index, before)
-    killed(bench, index, before)
+    passes(bench, "ext4", drive, index, before)
+    killed(bench, drive, index, before)
     code, _ = bench.run("umount", MOUNT)
     bench.equal("files: nothing of the test holds the volume", code, 0)
     code, _ = bench.run("e2fsck", "-fn", drive.node)
@@ -106,7 +106,7 @@ def ntfs(bench, drive, index):
     before = fill(bench, node, ("-t", "ntfs-3g"))
     with open("/proc/mounts", encoding="utf-8") as file:
         bench.equal("files: the mount table calls it by its driver", [line.split()[2] for line in file if MOUNT in line], ["fuseblk"])
-    passes(bench, "NTFS", index, before)
+    passes(bench, "NTFS", drive, index, before)
     code, _ = bench.run("umount", MOUNT)
     bench.equal("files: nothing of the test holds the NTFS volume", code, 0)
 

@@ -37,10 +37,10 @@ def smart(bench, drive, index):
     peer = bench.smartctl(drive, "-a")
     code, document = bench.product("smart", index)
     rows = {row["id"]: row for run in document.get("tool_runs", []) for row in run.get("smart", [])}
-    theirs = {str(row["id"]): row for row in peer["ata_smart_attributes"]["table"]}
+    theirs = {row["id"]: row for row in peer["ata_smart_attributes"]["table"]}
     bench.equal("product: SMART attributes as smartctl reads them",
-                (code, {key: (row["value"], row["worst"], row["threshold"], row["data"]) for key, row in rows.items()}),
-                (0, {key: (str(row["value"]), str(row["worst"]), str(row["thresh"]), str(row["raw"]["value"] & 0xFFFFFFFF))
+                (code, {key: (row["value"], row["worst"], row["threshold"], int(row["raw"]) & 0xFFFFFFFF) for key, row in rows.items()}),
+                (0, {key: (row["value"], row["worst"], row["thresh"], row["raw"]["value"] & 0xFFFFFFFF)
                      for key, row in theirs.items()}))
     bench.check("product: and in the drive's order", len(rows) > 3 and list(rows) == list(theirs), (list(rows), list(theirs)))
 
@@ -85,7 +85,7 @@ PLAIN = ((0, "critical_warning", ""), (3, "avail_spare", " %"), (4, "spare_thres
 def bytes_of(text):
     """Bytes that a size in brackets stands for, and how much its last digit stands for."""
     number, unit = text.split()
-    power = 1024 ** " KMGTP".index(unit[:-1] or " ")
+    power = 1000 ** " KMGTP".index(unit[:-1] or " ")
     return float(number) * power, power / 10 ** len(number.partition(".")[2])
 
 
@@ -101,8 +101,8 @@ def health_log(bench, drive, index):
     bench.check("product: the peer reads a health log with a history",
                 None not in names.values() and int(before["data_units_read"]) > 1000, before)
     fields = [(offset, str(before[name]) + unit) for offset, name, unit in PLAIN]
-    fields.append((1, f"{before['temperature'] - 273} ºC"))
-    fields += [(198 + 2 * i, f"{before[f'temperature_sensor_{i}'] - 273} ºC")
+    fields.append((1, f"{before['temperature'] - 273} °C"))
+    fields += [(198 + 2 * i, f"{before[f'temperature_sensor_{i}'] - 273} °C")
                for i in range(1, 9) if before.get(f"temperature_sensor_{i}")]
     bench.equal("product: NVMe health log, the plain fields", {offset: got.get(offset) for offset, _ in fields}, dict(fields))
     # What runs in between reads the drive too.
@@ -167,7 +167,7 @@ def controller_status(bench, drive, index):
     registers = os.path.realpath(f"/sys/class/nvme/{drive.name.rsplit('n', 1)[0]}/device") + "/resource0"
     page = bytearray(4096)
     struct.pack_into("<I", page, 0x1C, 3)  # ready, and a fatal error
-    for name, content, wanted, key in (("unreadable", b"", 4, "CONTINUOUS_FAILURE_WARNING"),
+    for name, content, wanted, key in (("unreadable", b"", 1, "CONTINUOUS_FAILURE_WARNING"),
                                        ("fatal", page, 1, "NVME_CONTROLLER_STATUS_TEST_FAIL")):
         path = f"/tmp/registers-{name}"
         with open(path, "wb") as file:

