@@ -59,7 +59,7 @@ def fill(bench, node, helper=()):
 
 
 def passes(bench, name, drive, index, before):
-    code, document = bench.product("-Ew", index, "--assume-write", drive.serial, timeout=240)
+    code, document = bench.product("-Ew", index, "--assume-write", drive.serial.strip(), timeout=240)
     bench.equal(f"files: the write test passes on {name}", (code, [run["result"] for run in document.get("test_runs", [])]),
                 (0, [0]))
     bench.equal("files: nothing is left, and the space is free again", settled(before), before)
@@ -67,7 +67,7 @@ def passes(bench, name, drive, index, before):
 
 def killed(bench, drive, index, before):
     """The process dies in the middle of the writing."""
-    command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Ew", index, "--assume-write", drive.serial, "--json", "--progress=json")
+    command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Ew", index, "--assume-write", drive.serial.strip(), "--json", "--progress=json")
     percent, least = 0, before[1]
     with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as process:
         for line in process.stderr:
