@@ -26,8 +26,10 @@
 #include "host/platform/computer_name.h"
 #include "host/platform/device_names.h"
 #include "host/platform/environment.h"
+#include "host/platform/journal.h"
 #include "host/platform/module_library.h"
 #include "host/platform/program_files.h"
+#include "host/platform/rights.h"
 #include "host/platform/state_files.h"
 
 namespace ostria::host {
@@ -36,6 +38,8 @@ namespace {
 constexpr const char* kProgram = "OstriaDiagnosticsCLI";
 constexpr const char* kProgramVersion = OSTRIA_HOST_VERSION;
 constexpr const char* kMachineVariable = "OSTRIA_VIRTUAL_PC";
+// With it the module itself writes nothing, whatever this program asks of it.
+constexpr const char* kReadOnlyVariable = "OSTRIA_READ_ONLY";
 constexpr const char* kUsualConfig = "config.ini";
 constexpr const char* kHistoryFile = "/ostria/results.jsonl";
 
@@ -133,6 +137,7 @@ class Application {
     check(applySettingsFile(catalogue_, line_.configFile.value_or(kUsualConfig)));
     checkReportFiles();
     check(checkParameters(plan_.selection, catalogue_, texts_));
+    giveUpRights();
     findDevices();
     switch (plan_.action) {
       case Action::RunTests:
@@ -152,6 +157,10 @@ class Application {
 
   void loadModule() {
     setVariable(kMachineVariable, {});
+    // One that was there before holds all the same.
+    if (line_.readOnly) {
+      setVariable(kReadOnlyVariable, "1");
+    }
     if (line_.machineFile) {
       machine_ = checked(readMachineFile(*line_.machineFile));
       setVariable(kMachineVariable, *line_.machineFile);
@@ -222,9 +231,9 @@ class Application {
     scan();
 
     const std::uint32_t count = manager().componentCount();
-    const std::string missing = missingRights();
+    const std::vector<std::string> missing = rightsNotices();
     if (count == 0 && !missing.empty()) {
-      throw Stop{ExitCode::CouldNotStart, missing};
+      throw Stop{ExitCode::CouldNotStart, missing.front()};
     }
     const FindDeviceNames names = [this](const std::string& id) { return namesOf(id); };
     plan_.selection.devices = checked(
@@ -232,9 +241,7 @@ class Application {
     if (count == 0) {
       throw Stop{ExitCode::NotPerformed, texts_.say("notice.no_device")};
     }
-    if (!missing.empty()) {
-      session_.notices.push_back(missing);
-    }
+    session_.notices.insert(session_.notices.end(), missing.begin(), missing.end());
     takeDevices(manager(), plan_.selection, names, texts_, redactor_, session_);
     stopIfAsked();
   }
@@ -274,16 +281,35 @@ class Application {
     }
   }
 
-  std::string missingRights() const {
+  std::vector<std::string> rightsNotices() const {
+    std::vector<std::string> notices;
     if (line_.virtualPc) {
-      return machine_.administrator ? std::string() : texts_.say("rights.virtual");
+      if (!machine_.administrator) {
+        notices.push_back(texts_.say("rights.virtual"));
+      }
+      return notices;
     }
-    const std::size_t closed = closedDisks();
-    if (closed == 0) {
-      return {};
+    for (const MissingRight& missing : missingRights()) {
+      static constexpr const char* kKeys[] = {"rights.closed", "rights.left_out", "rights.limited"};
+      std::string disks;
+      for (const std::string& disk : missing.disks) {
+        disks += (disks.empty() ? "" : ", ") + disk;
+      }
+      notices.push_back(texts_.say(kKeys[static_cast<std::size_t>(missing.effect)],
+                                   {{"disks", disks}, {"right", missing.right}}));
     }
-    return texts_.say(closed == 1 ? "rights.disk" : "rights.disks",
-                      {{"count", std::to_string(closed)}});
+    return notices;
+  }
+
+  // What was named has been read; what is written later is a file of the user's.
+  void giveUpRights() const {
+    const std::string& operation = plan_.selection.operation;
+    Undertaking run;
+    run.volumes = operation == "repair" || operation == "filesystem";
+    run.files = line_.record || !line_.reports.empty() || plan_.writes;
+    if (!line_.virtualPc) {
+      keepRightsFor(run);
+    }
   }
 
   ExitCode list() {
@@ -346,7 +372,10 @@ class Application {
                         terminal_.errorWidth, interrupts_, texts_);
     interrupts_.setHandlers([&](int count) { progress.say(interruptSentence(count)); },
                             [&] { progress.tick(); });
-    const RunServices services{texts_, redactor_, questions, progress, interrupts_};
+    RunServices services{texts_, redactor_, questions, progress, interrupts_};
+    if (!line_.virtualPc) {
+      services.journal = [](const std::string& line) { writeJournal(harmless(line)); };
+    }
     main_->begin(DocumentKind::Run, session_);
     if (plan_.action == Action::RunTests) {
       runTests(plan_.selection, catalogue_, services, manager(), session_, [&](const TestRun& run) {

@@ -34,6 +34,7 @@ struct CommandLine {
   bool show = false;
   bool jsonProgress = false;
   bool redact = false;
+  bool readOnly = false;
   bool record = false;
   bool history = false;
   bool virtualPc = false;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "host/cli/chosen_tests.h"
+#include "ostria/storage/test_ids.h"
 
 namespace ostria::host {
 namespace {
@@ -275,6 +276,17 @@ class Planner {
         (plan_.selection.operation == "repair" || plan_.selection.operation == "filesystem")) {
       return {"usage.needs_devices", {{"operation", plan_.selection.operation}}};
     }
+    if (line_.readOnly) {
+      std::erase_if(plan_.selection.tests, [this](const TestChoice& choice) {
+        return !choice.named && isWriteTest(choice);
+      });
+    }
+    plan_.writes = std::any_of(plan_.selection.tests.begin(), plan_.selection.tests.end(),
+                               [this](const TestChoice& choice) { return isWriteTest(choice); });
+    const std::string& operation = plan_.selection.operation;
+    if (line_.readOnly && (plan_.writes || operation == "repair" || operation == "filesystem")) {
+      return {"usage.read_only", {{"what", plan_.writes ? nameOfWriteTest() : operation}}};
+    }
     if ((line_.record || !line_.reports.empty()) && !tests && !tool) {
       if (line_.record) {
         return {"usage.nothing_to_record", {}};
@@ -285,6 +297,18 @@ class Planner {
       }
     }
     return {};
+  }
+
+  std::string nameOfWriteTest() const {
+    const auto& tests = plan_.selection.tests;
+    const auto choice =
+        std::find_if(tests.begin(), tests.end(), [this](const auto& c) { return isWriteTest(c); });
+    return catalogue_.diagnostics[choice->diagnostic].tests[choice->test].longName;
+  }
+
+  bool isWriteTest(const TestChoice& choice) const {
+    return catalogue_.diagnostics[choice.diagnostic].tests[choice.test].id ==
+           storage::ids::kDeviceWrite;
   }
 
   const CommandLine& line_;

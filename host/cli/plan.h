@@ -15,6 +15,7 @@ enum class Action { Help, Version, List, Show, RunTests, RunTool, History };
 struct Plan {
   Action action = Action::List;
   Selection selection;
+  bool writes = false;  ///< a test of it writes to the volumes
 };
 
 /// Nothing but the arguments and the module's tables decides.

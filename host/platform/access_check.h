@@ -1,11 +1,25 @@
-// Whether this user may open the disks of the computer.
+// Which disks of the computer this user cannot use, and the right that is missing for them.
 #pragma once
 
-#include <cstddef>
+#include <string>
+#include <vector>
 
 namespace ostria::host {
 
-/// How many disks are there that this user may not open; 0 when nothing is missing.
-std::size_t closedDisks();
+/// Disks for which one right is missing.
+struct MissingRight {
+  enum class Effect {
+    Closed,   ///< their nodes cannot be opened
+    LeftOut,  ///< they open, and no command reaches them
+    Limited,  ///< some commands do not reach them
+  };
+
+  Effect effect;
+  std::string right;               ///< as the system calls it
+  std::vector<std::string> disks;  ///< as the system calls them, sorted
+};
+
+/// Nothing when every disk can be used. A disk stands in one entry only, with the worst effect.
+std::vector<MissingRight> missingRights();
 
 }  // namespace ostria::host

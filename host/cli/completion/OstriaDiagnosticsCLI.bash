@@ -16,7 +16,7 @@ _ostria_diagnostics() {
   case $word in
     -*)
       mapfile -t COMPREPLY < <(compgen -W "-Mstorage -Q -E --quick --extended --list --show
-        --virtual --json --progress=json --report --redact --config --texts --assume --assume-write --record
+        --virtual --json --progress=json --report --read-only --redact --config --texts --assume --assume-write --record
         --history --help --version" -- "$word") ;;
     *)
       mapfile -t COMPREPLY < <(compgen -W "recover smart" -- "$word") ;;

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "host/core/model/results.h"
 #include "host/core/run/redact.h"
@@ -57,6 +59,14 @@ struct RunServices {
   Asker& asker;
   ProgressSink& progress;
   const AbortFlag& abort;
+  /// Takes one line before and one after each operation that changes a drive. May be empty.
+  std::function<void(const std::string&)> journal = {};
+
+  /// Notes in the journal that an operation begins.
+  /// @param key  the operation, such as "journal.repair"
+  /// @return the line, for `journalEnd`
+  std::string journalBegin(std::string_view key, const DeviceInfo& device) const;
+  void journalEnd(const std::string& line, ExitCode outcome) const;
 
   /// Key and text of a message, with serial numbers masked.
   Message message(const std::string& key, std::uint32_t severity, std::uint8_t flag) const;

@@ -157,7 +157,13 @@ class TestRunner {
         "test", identifierText(run.test.id), device.index,
         services_.texts.say("progress.test",
                             {{"device", std::to_string(device.index)}, {"name", run.test.name}}));
+    const bool writes = run.test.id == kWriteTest;
+    const std::string line =
+        writes ? services_.journalBegin("journal.write_test", device) : std::string();
     run.outcome = exitCodeOf(test.run(&context));
+    if (writes) {
+      services_.journalEnd(line, run.outcome);
+    }
     run.messages = context.messages();
     // Nobody stops a test but the user, and the test itself when its device is gone.
     if (run.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested()) {

@@ -210,7 +210,13 @@ class ToolRunner final : public storage::ToolEventReceiver {
                  {"name",
                   session_.toolTitle +
                       (selection_.operation.empty() ? "" : " (" + selection_.operation + ")")}}));
+        const std::string line =
+            changesDevice() ? services_.journalBegin("journal." + selection_.operation, device)
+                            : std::string();
         tool_.run();
+        if (changesDevice()) {
+          services_.journalEnd(line, run_.outcome);
+        }
         if (run_.isSmart) {
           judgeAttributes(*component, device);
         }

@@ -8,6 +8,8 @@
 #include <mutex>
 #include <thread>
 
+#include "host/platform/linux/capabilities.h"
+
 namespace ostria::host {
 namespace {
 
@@ -65,6 +67,9 @@ void SignalInterrupts::setHandlers(std::function<void(int)> onInterrupt,
 }
 
 void SignalInterrupts::loop() {
+  // This thread waits and writes to streams that are open. What the others give up later it would
+  // keep.
+  keepCapabilities(0);
   const sigset_t set = watchedSignals();
   const timespec tick{0, kTickNanoseconds};
   while (!ending_) {

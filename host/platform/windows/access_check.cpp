@@ -23,7 +23,7 @@ bool isClosed(const std::wstring& disk) {
 
 }  // namespace
 
-std::size_t closedDisks() {
+std::vector<MissingRight> missingRights() {
   // All device names of the system, one behind the other, each with its NUL.
   std::wstring names(1 << 16, L'\0');
   for (;;) {
@@ -34,19 +34,19 @@ std::size_t closedDisks() {
     }
     constexpr std::size_t kEnough = 1 << 22;
     if (GetLastError() != ERROR_INSUFFICIENT_BUFFER || names.size() >= kEnough) {
-      return 0;
+      return {};
     }
     names.resize(names.size() * 2);
   }
-  std::size_t closed = 0;
+  MissingRight closed{MissingRight::Effect::Closed, "administrator", {}};
   for (std::size_t at = 0; at < names.size();) {
     const std::wstring name(names.c_str() + at);
     at += name.size() + 1;
     if (name.starts_with(L"PhysicalDrive") && isClosed(name)) {
-      ++closed;
+      closed.disks.push_back("PhysicalDrive" + std::to_string(closed.disks.size()));
     }
   }
-  return closed;
+  return closed.disks.empty() ? std::vector<MissingRight>() : std::vector{closed};
 }
 
 }  // namespace ostria::host

@@ -23,6 +23,7 @@ Catalogue smallCatalogue() {
        "extended",
        {{{1, 2, 8}, "EXTENDED_RANDOM_SEEK_TEST", "r", "extended-random_seek-test", false, nullptr},
         {{1, 2, 16}, "LINEAR_READ_TEST", "l", "linear-read-test", true, nullptr},
+        {{1, 2, 12}, "DEVICE_WRITE_TEST", "d", "device-write-test", false, nullptr},
         {{1, 2, 13}, "FULL_DISK_SCAN_TEST", "n", "full-disk-scan-test", true, nullptr}}}};
   catalogue.tools = {{"recover", "RECOVER_BAD_SECTORS", nullptr}, {"smart", "SMART_TOOL", nullptr}};
   return catalogue;
@@ -60,7 +61,9 @@ std::string written(const Plan& plan) {
 TEST(PlanTest, PlansAreWhatTheArgumentsSay) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{"-Mstorage", "-Qm,r", "0", "2"}, "1.1.1 1.1.3 @0,2,"},
-      {{"-Mstorage", "-Q", "-E", "0", "1"}, "1.1.1* 1.1.3* 1.1.15* 1.2.8* 1.2.16* 1.2.13* @0,1,"},
+      {{"-Mstorage", "-Q", "-E", "0", "1"},
+       "1.1.1* 1.1.3* 1.1.15* 1.2.8* 1.2.16* 1.2.12* 1.2.13* @0,1,"},
+      {{"-Mstorage", "-E", "--read-only", "0"}, "1.2.8* 1.2.16* 1.2.13* @0,"},
       {{"-Mstorage", "--quick=smart-status", "-Er"}, "1.1.1 1.2.8 @"},
       {{"-Mstorage", "--extended=random-seek"}, "1.2.8 @"},
       {{"-M", "STORAGE", "-E l ( START_RANGE = 0 , ERROR_LIMIT=10 ) , n"},
@@ -110,6 +113,8 @@ TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
       {{"-Mstorage", "--assume", "maybe"}, "yes or no"},
       {{"-Mstorage", "--progress=bar"}, "Unknown form of progress \"bar\"."},
       {{"-Mstorage", "--json=1"}, "--json takes no value"},
+      {{"-Mstorage", "-Ed", "--read-only"}, "does not go with \"device-write-test\""},
+      {{"-Mstorage", "recover", "repair", "--read-only", "0"}, "does not go with \"repair\""},
       {{"-Mstorage", "--report"}, "--report needs a value."},
   };
   for (const auto& [arguments, expected] : rows) {

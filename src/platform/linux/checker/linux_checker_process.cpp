@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/passthrough/read_only.h"
 
 namespace ostria::storage {
 namespace {
@@ -110,7 +111,7 @@ int LinuxCheckerProcess::run(const std::vector<std::string>& arguments, const Re
                              const Receiver& onProgress) {
   Pipe text;
   Pipe progress;
-  if (arguments.empty() || !text.open() || !progress.open()) {
+  if (arguments.empty() || isReadOnly() || !text.open() || !progress.open()) {
     return kNotStarted;
   }
   std::vector<const char*> argumentList;

@@ -12,6 +12,7 @@
 
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/open_unbuffered.h"
+#include "platform/linux/passthrough/read_only.h"
 #include "services/sal.h"
 
 namespace ostria::storage {
@@ -122,7 +123,7 @@ int LinuxDeviceScanner::open(const std::string& path, DeviceHandle* handle) {
   // Data are written by commands alone, and those need no descriptor for writing where the process
   // has the rights. When a writer closes a disk, udev reads its partition table anew and runs its
   // rules: a list of the disks would wake all of them.
-  int descriptor = openUnbuffered(path, mayCommandReadOnly() ? O_RDONLY : O_RDWR);
+  int descriptor = openUnbuffered(path, isReadOnly() || mayCommandReadOnly() ? O_RDONLY : O_RDWR);
   if (descriptor < 0 && (errno == EACCES || errno == EPERM || errno == EROFS || errno == EBUSY)) {
     descriptor = openUnbuffered(path, O_RDONLY);
   }

@@ -17,6 +17,7 @@
 
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/open_unbuffered.h"
+#include "platform/linux/passthrough/read_only.h"
 
 namespace ostria::storage {
 namespace {
@@ -197,7 +198,7 @@ int LinuxFilesystem::removeTree(const std::string& path) {
 }
 
 int LinuxFilesystem::createFile(const std::string& path, DeviceHandle* handle, bool deleteOnClose) {
-  if (handle == nullptr || path.empty()) {
+  if (handle == nullptr || path.empty() || isReadOnly()) {
     return 1;
   }
   FdOwner file(deleteOnClose
@@ -274,6 +275,9 @@ ProtocolResult LinuxFilesystem::transfer(const TransferRequest& request, std::ui
 ProtocolResult LinuxFilesystem::writeAt(DeviceHandle handle, std::uint64_t offset,
                                         std::uint64_t length, std::uint64_t* done,
                                         std::uint32_t timeoutSeconds, const void* buffer) {
+  if (isReadOnly()) {
+    return ProtocolResult::Failure;
+  }
   return transfer(
       {.descriptor = descriptorOf(handle), .offset = offset, .length = length, .writeFrom = buffer},
       done, timeoutSeconds);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/passthrough/read_only.h"
 #include "transport/hal/hal_nvme_intel_send.h"
 #include "transport/hal/hal_nvme_mini_intel_send.h"
 #include "transport/hal/hal_nvme_send.h"
@@ -26,6 +27,9 @@ class LinuxHalNvmeIntelSend final : public HalNvmeIntelSend {
   ProtocolResult Send(DeviceHandle handle, std::uint32_t /*extra*/, NvmeCmd& command) override {
     if (command.transferBytes > 0xFFFFFFFFu ||
         (command.transferBytes != 0 && command.data == nullptr)) {
+      return ProtocolResult::Failure;
+    }
+    if (isReadOnly() && changesMedium(command.opcode, command.ioQueue != 0)) {
       return ProtocolResult::Failure;
     }
     // By the opcode the kernel knows which way the data go. Data never go to the device here.

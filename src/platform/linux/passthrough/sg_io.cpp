@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/passthrough/read_only.h"
 
 namespace ostria::storage {
 namespace {
@@ -48,6 +49,9 @@ int directionOf(const SgCommand& command) {
 }  // namespace
 
 int sendSgCommand(DeviceHandle handle, SgCommand& command) {
+  if (isReadOnly() && changesMedium(command)) {
+    return EROFS;
+  }
   const int direction = directionOf(command);
   std::unique_ptr<void, Free> block;
   if (direction != SG_DXFER_NONE) {

@@ -25,7 +25,8 @@ struct SgCommand {
 };
 
 /// Executes a command. @return 0 when the device answered, whatever it answered; else the errno of
-/// the refusal, EIO when the command was lost on the way
+/// the refusal, EIO when the command was lost on the way, EROFS for what would write where nothing
+/// may be written
 int sendSgCommand(DeviceHandle handle, SgCommand& command);
 
 }  // namespace ostria::storage

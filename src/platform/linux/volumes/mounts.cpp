@@ -23,6 +23,7 @@
 #include "inventory/storage_scanner.h"
 #include "platform/linux/discovery/sysfs_tree.h"
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/passthrough/read_only.h"
 #include "platform/linux/volumes/blkid_probe.h"
 
 namespace ostria::storage {
@@ -221,6 +222,9 @@ std::optional<std::string> fuseOptions(const MountEntry& mount, const std::strin
 
 int unmountFilesystem(const std::string& target, TakenMounts& taken) {
   taken.clear();
+  if (isReadOnly()) {
+    return EROFS;
+  }
   const std::vector<MountEntry> mounts = readMounts();
   const auto named = std::find_if(mounts.rbegin(), mounts.rend(),
                                   [&](const MountEntry& mount) { return mount.target == target; });
