@@ -12,6 +12,7 @@
 #include "host/cli/plan.h"
 #include "host/cli/progress_line.h"
 #include "host/cli/questions.h"
+#include "host/cli/rights_notices.h"
 #include "host/cli/text_report.h"
 #include "host/core/report/history.h"
 #include "host/core/report/plain_text.h"
@@ -231,7 +232,7 @@ class Application {
     scan();
 
     const std::uint32_t count = manager().componentCount();
-    const std::vector<std::string> missing = rightsNotices();
+    const std::vector<std::string> missing = missingRightsNotices();
     if (count == 0 && !missing.empty()) {
       throw Stop{ExitCode::CouldNotStart, missing.front()};
     }
@@ -281,24 +282,12 @@ class Application {
     }
   }
 
-  std::vector<std::string> rightsNotices() const {
-    std::vector<std::string> notices;
-    if (line_.virtualPc) {
-      if (!machine_.administrator) {
-        notices.push_back(texts_.say("rights.virtual"));
-      }
-      return notices;
+  std::vector<std::string> missingRightsNotices() const {
+    if (!line_.virtualPc) {
+      return rightsNotices(missingRights(), texts_);
     }
-    for (const MissingRight& missing : missingRights()) {
-      static constexpr const char* kKeys[] = {"rights.closed", "rights.left_out", "rights.limited"};
-      std::string disks;
-      for (const std::string& disk : missing.disks) {
-        disks += (disks.empty() ? "" : ", ") + disk;
-      }
-      notices.push_back(texts_.say(kKeys[static_cast<std::size_t>(missing.effect)],
-                                   {{"disks", disks}, {"right", missing.right}}));
-    }
-    return notices;
+    return machine_.administrator ? std::vector<std::string>()
+                                  : std::vector{texts_.say("rights.virtual")};
   }
 
   // What was named has been read; what is written later is a file of the user's.

@@ -53,7 +53,7 @@ def read_only(bench, drive, index):
     bench.equal("rights: a repair is refused with --read-only", code, 2)
     code, document = bench.product("recover", "scan", index, "--read-only")
     sectors = document.get("tool_runs", [{}])[0].get("sectors", {})
-    bench.equal("rights: a scan is not", (code, sectors.get("bad")), (1, COUNT))
+    bench.equal("rights: a scan is not", (code, sectors.get("bad_sectors")), (1, COUNT))
     # The module does not rely on the program for it.
     os.environ["OSTRIA_READ_ONLY"] = "1"
     code, document = bench.product("recover", "repair", index, "--assume", "yes")

@@ -1,0 +1,16 @@
+// What is said about disks that this user cannot use.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/core/texts/texts.h"
+#include "host/platform/access_check.h"
+
+namespace ostria::host {
+
+/// One sentence for each right that is missing, with the disks that are missing for it.
+std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
+                                       const Texts& texts);
+
+}  // namespace ostria::host
