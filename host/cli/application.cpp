@@ -292,12 +292,9 @@ class Application {
 
   // What was named has been read; what is written later is a file of the user's.
   void giveUpRights() const {
-    const std::string& operation = plan_.selection.operation;
-    Undertaking run;
-    run.volumes = operation == "repair" || operation == "filesystem";
-    run.files = line_.record || !line_.reports.empty() || plan_.writes;
     if (!line_.virtualPc) {
-      keepRightsFor(run);
+      const bool files = line_.record || !line_.reports.empty() || plan_.writes;
+      keepRightsFor({.volumes = plan_.changesVolumes(), .files = files});
     }
   }
 

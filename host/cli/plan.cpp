@@ -272,8 +272,7 @@ class Planner {
       return {"usage.history_takes_no_devices", {}};
     }
     // What changes a disk is never done to "all of them" by leaving the numbers away.
-    if (tool && plan_.selection.names.empty() &&
-        (plan_.selection.operation == "repair" || plan_.selection.operation == "filesystem")) {
+    if (tool && plan_.selection.names.empty() && plan_.changesVolumes()) {
       return {"usage.needs_devices", {{"operation", plan_.selection.operation}}};
     }
     if (line_.readOnly) {
@@ -283,9 +282,9 @@ class Planner {
     }
     plan_.writes = std::any_of(plan_.selection.tests.begin(), plan_.selection.tests.end(),
                                [this](const TestChoice& choice) { return isWriteTest(choice); });
-    const std::string& operation = plan_.selection.operation;
-    if (line_.readOnly && (plan_.writes || operation == "repair" || operation == "filesystem")) {
-      return {"usage.read_only", {{"what", plan_.writes ? nameOfWriteTest() : operation}}};
+    if (line_.readOnly && (plan_.writes || plan_.changesVolumes())) {
+      return {"usage.read_only",
+              {{"what", plan_.writes ? nameOfWriteTest() : plan_.selection.operation}}};
     }
     if ((line_.record || !line_.reports.empty()) && !tests && !tool) {
       if (line_.record) {

@@ -16,6 +16,11 @@ struct Plan {
   Action action = Action::List;
   Selection selection;
   bool writes = false;  ///< a test of it writes to the volumes
+
+  /// Whether an operation of it takes volumes off line.
+  bool changesVolumes() const {
+    return selection.operation == "repair" || selection.operation == "filesystem";
+  }
 };
 
 /// Nothing but the arguments and the module's tables decides.
