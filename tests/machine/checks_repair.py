@@ -137,13 +137,15 @@ def swapped(bench, drive):
                    "--json")
         setting("delay", 20)
         with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
-            for _ in range(3000):
+            acted = False
+            while not acted and process.poll() is None:
                 if stick not in mounts():
                     act(stick)
-                    break
+                    acted = True
                 time.sleep(0.005)
             text, _ = process.communicate(timeout=200)
         setting("delay", 0)
+        bench.check(f"repair: {name} where the volume was: the bench was in time", acted)
         print(text, flush=True)
         bench.check(f"repair: {name} where the volume was: it is mounted nowhere", not any(
             entry[0] == one for entry in mounts().values()), mounts())

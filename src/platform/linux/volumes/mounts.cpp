@@ -52,8 +52,24 @@ FdOwner openDirectory(const std::string& path) {
       static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
 }
 
-void rememberDirectory(TakenMount& taken) {
-  const FdOwner directory = openDirectory(taken.mount.target);
+/// The directory beneath a mount. A copy of the parent's mount shows it while it is still covered,
+/// when whoever owns the parent cannot exchange it.
+FdOwner openCovered(const std::string& target) {
+  const std::filesystem::path path(target);
+  const FdOwner parent = openDirectory(path.parent_path().string());
+  if (!parent.valid()) {
+    return {};
+  }
+  const FdOwner bare(
+      ::open_tree(parent.get(), "", AT_EMPTY_PATH | OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC));
+  if (!bare.valid()) {
+    return {};
+  }
+  return FdOwner(
+      ::openat(bare.get(), path.filename().c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+void rememberDirectory(TakenMount& taken, const FdOwner& directory) {
   struct stat about = {};
   if (directory.valid() && ::fstat(directory.get(), &about) == 0) {
     taken.directoryDevice = about.st_dev;
@@ -246,13 +262,22 @@ int unmountFilesystem(const std::string& target, TakenMounts& taken) {
       // Its driver ends with the unmount, and what it was started with goes with it.
       next.mount.options = fuseOptions(*mount).value_or(mount->plainOptions);
     }
+    // Of several mounts at one path only the lowest covers the directory itself.
+    const bool stacked = std::count_if(mounts.begin(), mounts.end(), [&](const MountEntry& entry) {
+                           return entry.target == mount->target;
+                         }) > 1;
+    if (!stacked) {
+      rememberDirectory(next, openCovered(mount->target));
+    }
     if (::umount2(mount->target.c_str(), UMOUNT_NOFOLLOW) != 0) {
       const int error = errno;
       const bool back = mountAgain(taken) == 0;
       taken.clear();
       return back ? error : StorageScanner::kNotMountedAgain;
     }
-    rememberDirectory(next);
+    if (next.directoryInode == 0) {
+      rememberDirectory(next, openDirectory(mount->target));
+    }
     taken.insert(taken.begin(), std::move(next));
   }
   return 0;
