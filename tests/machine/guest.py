@@ -8,7 +8,7 @@ import traceback
 
 from bench import Bench
 
-GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "protocols", "reading", "medium", "ata", "rights"]
+GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "protocols", "reading", "medium", "ata", "rights", "answer"]
 # Run only when named: they take longer than all others together.
 LONG_GROUPS = ["repair"]
 
