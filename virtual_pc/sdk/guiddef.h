@@ -1,6 +1,8 @@
 // The part of the SDK header of this name that the Windows-bound classes use: GUIDs.
 #pragma once
 
+#include <own_names.h>
+
 #include <cstdint>
 #include <cstring>
 
