@@ -37,7 +37,7 @@ std::unique_ptr<StorageComponent> buildMember(RaidDevice& device, const RaidCont
 
 }  // namespace
 
-RaidMembers collectRaidDevices() {
+RaidMembers collectRaidDevices(DeviceScanner& scanner) {
   RaidMembers members;
   RaidComponentManager manager(Identifier(0, 0, 0));
   manager.scan();
@@ -59,7 +59,11 @@ RaidMembers collectRaidDevices() {
       }
     }
   }
-  members.ports = manager.takePorts();
+  // Room first, so that nothing can fail while nobody holds them.
+  members.ports.reserve(manager.portCount());
+  for (const DeviceHandle port : manager.takePorts()) {
+    members.ports.emplace_back(scanner, port);
+  }
   return members;
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 
 #include "inventory/component_builder.h"
@@ -93,6 +94,8 @@ std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
       if (record->busKind == StorageBusKind::Nvme) {
         locateController(number, *component);
       }
+      // Room in the list first: what fails behind the next step would leave the handle open.
+      components_.reserve(components_.size() + 1);
       if (found.port) {
         ports_.push_back(std::move(found.port));
       }
@@ -135,16 +138,14 @@ void StorageComponentManager::scanDirectDevices() {
     if (component == nullptr) {
       continue;
     }
-    components_.reserve(components_.size() + 1);
-    components_.push_back(component.release());
+    components_.push_back(component.release());  // `findDevice` has made room
   }
 }
 
 void StorageComponentManager::mergeRaidMembers() {
-  RaidMembers members = collectRaidDevices();
-  for (const DeviceHandle port : members.ports) {
-    ports_.emplace_back(*scanner_->deviceScanner(), port);
-  }
+  RaidMembers members = collectRaidDevices(*scanner_->deviceScanner());
+  ports_.reserve(ports_.size() + members.ports.size());
+  std::ranges::move(members.ports, std::back_inserter(ports_));
   const std::size_t directDevices = components_.size();
   for (auto& member : members.components) {
     if (isListed(*member, directDevices)) {

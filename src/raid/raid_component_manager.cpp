@@ -141,6 +141,7 @@ void RaidComponentManager::scanLsi() {
       continue;
     }
     controller->setId(std::to_string(id));
+    components_.reserve(components_.size() + 1);
     components_.push_back(controller.release());
   }
 }
@@ -153,6 +154,7 @@ void RaidComponentManager::scanCsmi() {
       continue;
     }
     controller->setId(port.hardwareId);
+    components_.reserve(components_.size() + 1);
     ports_.push_back(port.handle.get());
     port.handle.release();
     components_.push_back(controller.release());

@@ -27,6 +27,7 @@ class RaidComponentManager : public SystemComponentManager {
   RaidComponent* raidComponent(std::uint32_t index);
   /// The open ports of the listed controllers; the caller closes them through a device scanner.
   std::vector<DeviceHandle> takePorts();
+  std::size_t portCount() const { return ports_.size(); }
 
  private:
   void scanLsi();

@@ -99,11 +99,26 @@ bool RecoverBadSectors::isApplicable(SystemComponent* component) {
          !(storage->securitySupported() && storage->securityLocked());
 }
 
-void RecoverBadSectors::run() try { runOperation(); } catch (...) {
-  // Only a handler of the host, or memory, can fail here; the border lets nothing through.
+void RecoverBadSectors::run() {
+  bool isOpen = false;
+  try {
+    runOperation(isOpen);
+    return;
+  } catch (...) {
+    // Only a handler of the host, or memory, can fail here; the border lets nothing through.
+  }
+  if (!isOpen) {
+    return;
+  }
+  // A host that was given the beginning waits for the end.
+  try {
+    fireEvent(*this, eventReceiver, "OnRecoverFinish");
+  } catch (...) {
+    // The host cannot be reached.
+  }
 }
 
-void RecoverBadSectors::runOperation() {
+void RecoverBadSectors::runOperation(bool& isOpen) {
   // A handler that starts the tool anew would replace what the outer run works on.
   if (running_) {
     return;
@@ -133,6 +148,7 @@ void RecoverBadSectors::runOperation() {
   if (getParameter("Message") != nullptr) {
     setParameter("Message", {});
   }
+  isOpen = true;
   fireEvent(*this, eventReceiver, "OnRecoverInit");
   publish(*this, eventReceiver, "OperationInit", {currentOperation_->getTitle()});
   for (std::size_t i = 0; i < deviceItems_.size(); ++i) {
@@ -144,6 +160,7 @@ void RecoverBadSectors::runOperation() {
       treatPartitions(deviceItems_[i]);
     }
   }
+  isOpen = false;
   fireEvent(*this, eventReceiver, "OnRecoverFinish");
 }
 

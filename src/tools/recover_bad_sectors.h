@@ -30,7 +30,8 @@ class RecoverBadSectors : public Tool {
   const RecoverRunLog& runLog() const { return *runLog_; }
 
  private:
-  void runOperation();
+  /// @param isOpen  whether the host was given the beginning of the run and not its end
+  void runOperation(bool& isOpen);
   void filterDevices();
   void buildDeviceItems();
   void treatPartitions(const RecoverDeviceItem& item);

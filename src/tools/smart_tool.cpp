@@ -22,18 +22,40 @@ bool askReport(SystemComponent& component, const char* key, std::string& text) {
 
 }  // namespace
 
-void SmartTool::run() try {
+void SmartTool::run() {
+  bool isOpen = false;
+  // Made while nothing has begun: later the memory for it may be what is missing.
+  std::string finished;
+  try {
+    finished = "OnSmartToolFinish";
+    report(finished, isOpen);
+    return;
+  } catch (...) {
+    // Only a handler of the host, or memory, can fail here; the border lets nothing through.
+  }
+  if (!isOpen) {
+    return;
+  }
+  // A host that was given the beginning waits for the end.
+  try {
+    fireEvent(*this, eventReceiver, std::move(finished));
+  } catch (...) {
+    // The host cannot be reached.
+  }
+}
+
+void SmartTool::report(std::string& finished, bool& isOpen) {
   // A copy: a handler may choose devices for the next run.
   const std::vector<SystemComponent*> chosen = devices;
+  isOpen = true;
   fireEvent(*this, eventReceiver, "OnSmartToolInit");
   for (SystemComponent* const device : chosen) {
     if (device != nullptr) {
       reportDevice(*device);
     }
   }
-  fireEvent(*this, eventReceiver, "OnSmartToolFinish");
-} catch (...) {
-  // Only a handler of the host, or memory, can fail here; the border lets nothing through.
+  isOpen = false;
+  fireEvent(*this, eventReceiver, std::move(finished));
 }
 
 void SmartTool::reportDevice(SystemComponent& component) {

@@ -22,6 +22,9 @@ class SmartTool : public Tool {
   bool isApplicable(SystemComponent* component) override;
 
  private:
+  /// @param finished  the event of the end
+  /// @param isOpen    whether the host was given the beginning of the run and not its end
+  void report(std::string& finished, bool& isOpen);
   void reportDevice(SystemComponent& component);
 
   std::vector<std::string> values_;

@@ -2,11 +2,13 @@
 // handlers within any of them.
 #include "tools/tool_events.h"
 
+#include <utility>
+
 #include "checks/system_events.h"
 
 namespace ostria::storage {
 
-void fireEvent(Tool& tool, ToolEventReceiver* receiver, const std::string& event) {
+void fireEvent(Tool& tool, ToolEventReceiver* receiver, std::string event) {
   if (receiver == nullptr) {
     return;
   }
@@ -16,7 +18,7 @@ void fireEvent(Tool& tool, ToolEventReceiver* receiver, const std::string& event
   }
   // A copy, since a handler may take itself out of the map.
   const ToolEventReceiver::Handler handler = found->second;
-  handler(&tool, event);
+  handler(&tool, std::move(event));
 }
 
 void publish(Tool& tool, ToolEventReceiver* receiver, const std::string& name,

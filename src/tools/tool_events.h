@@ -8,7 +8,7 @@
 namespace ostria::storage {
 
 /// Calls the host's handler of the event, if there is a receiver with one. Blocks until it returns.
-void fireEvent(Tool& tool, ToolEventReceiver* receiver, const std::string& event);
+void fireEvent(Tool& tool, ToolEventReceiver* receiver, std::string event);
 
 /// Stores the values under `name`, then fires "On" and the name.
 void publish(Tool& tool, ToolEventReceiver* receiver, const std::string& name,

@@ -314,7 +314,16 @@ bool Kernel::wait(KernelObject& object, std::uint32_t milliseconds) {
   }
 }
 
+namespace {
+thread_local int callDepth = 0;
+}
+
+bool KernelCall::isInside() { return callDepth > 0; }
+
+KernelCall::~KernelCall() { --callDepth; }
+
 KernelCall::KernelCall(Kind kind) : kernel_(Kernel::instance()), guard_(kernel_.mutex()) {
+  ++callDepth;
   if (kind == Kind::Plain) {
     return;
   }

@@ -114,6 +114,11 @@ class KernelCall {
  public:
   enum class Kind { Fallible, Plain };
   explicit KernelCall(Kind kind = Kind::Fallible);
+  ~KernelCall();
+  KernelCall(const KernelCall&) = delete;
+  KernelCall& operator=(const KernelCall&) = delete;
+  /// Whether this thread is in one: what it does then is the system's doing, not the program's.
+  static bool isInside();
   /// Whether this call is to fail. The last error is then set.
   bool fails() const { return fails_; }
   Kernel* operator->() const { return &kernel_; }

@@ -1,9 +1,12 @@
 // Linux has no RAID pass-through but that of its drivers: nothing is found, nothing fails.
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "inventory/raid_collection.h"
 #include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_component_manager.h"
+#include "services/sal.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -16,7 +19,9 @@ TEST(LinuxRaid, HasNoControllerAndSaysNothing) {
   EXPECT_EQ(manager.componentCount(), 0u);
   EXPECT_TRUE(manager.takePorts().empty());
   EXPECT_FALSE(hasRaidDrives());
-  EXPECT_TRUE(collectRaidDevices().components.empty());
+  const std::unique_ptr<DeviceScanner, decltype(&release_device_scanner)> scanner(
+      get_device_scanner(), &release_device_scanner);
+  EXPECT_TRUE(collectRaidDevices(*scanner).components.empty());
 }
 
 }  // namespace

@@ -27,8 +27,8 @@ WinInterfaceSet::WinInterfaceSet(const WinDeviceScanFilter& filter)
   }
   SP_DEVICE_INTERFACE_DATA data{};
   data.cbSize = sizeof data;
-  for (DWORD i = 0; SetupDiEnumDeviceInterfaces(set_, nullptr, &filter.interfaceClass(), i, &data);
-       ++i) {
+  for (DWORD i = 0;
+       SetupDiEnumDeviceInterfaces(set_.get(), nullptr, &filter.interfaceClass(), i, &data); ++i) {
     auto found = describe(data);
     if (found && IsEqualGUID(found->device.ClassGuid, filter.setupClass())) {
       interfaces_.push_back(std::move(*found));
@@ -36,16 +36,10 @@ WinInterfaceSet::WinInterfaceSet(const WinDeviceScanFilter& filter)
   }
 }
 
-WinInterfaceSet::~WinInterfaceSet() {
-  if (valid()) {
-    SetupDiDestroyDeviceInfoList(set_);
-  }
-}
-
 std::optional<FoundInterface> WinInterfaceSet::describe(SP_DEVICE_INTERFACE_DATA& data) const {
   constexpr std::size_t kPathAt = offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_W, DevicePath);
   DWORD needed = 0;
-  SetupDiGetDeviceInterfaceDetailW(set_, &data, nullptr, 0, &needed, nullptr);
+  SetupDiGetDeviceInterfaceDetailW(set_.get(), &data, nullptr, 0, &needed, nullptr);
   if (needed < sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_W) || needed > kMostBytes) {
     return std::nullopt;
   }
@@ -55,8 +49,8 @@ std::optional<FoundInterface> WinInterfaceSet::describe(SP_DEVICE_INTERFACE_DATA
   FoundInterface found;
   found.device.cbSize = sizeof found.device;
   if (!SetupDiGetDeviceInterfaceDetailW(
-          set_, &data, reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_W*>(block.data()), needed,
-          nullptr, &found.device)) {
+          set_.get(), &data, reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_W*>(block.data()),
+          needed, nullptr, &found.device)) {
     return std::nullopt;
   }
   found.path = toNarrow(textOf(block, kPathAt, block.size()));
@@ -66,12 +60,13 @@ std::optional<FoundInterface> WinInterfaceSet::describe(SP_DEVICE_INTERFACE_DATA
 std::optional<std::string> WinInterfaceSet::property(FoundInterface& device, DWORD property) const {
   DWORD type = 0;
   DWORD needed = 0;
-  SetupDiGetDeviceRegistryPropertyW(set_, &device.device, property, &type, nullptr, 0, &needed);
+  SetupDiGetDeviceRegistryPropertyW(set_.get(), &device.device, property, &type, nullptr, 0,
+                                    &needed);
   if (needed == 0 || needed > kMostBytes) {
     return std::nullopt;
   }
   std::vector<BYTE> value(needed);
-  if (!SetupDiGetDeviceRegistryPropertyW(set_, &device.device, property, &type, value.data(),
+  if (!SetupDiGetDeviceRegistryPropertyW(set_.get(), &device.device, property, &type, value.data(),
                                          needed, nullptr)) {
     return std::nullopt;
   }

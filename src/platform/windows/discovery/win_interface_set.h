@@ -4,6 +4,7 @@
 // The set-up services need windows.h first.
 #include <setupapi.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,12 +24,11 @@ struct FoundInterface {
 class WinInterfaceSet {
  public:
   explicit WinInterfaceSet(const WinDeviceScanFilter& filter);
-  ~WinInterfaceSet();
   WinInterfaceSet(const WinInterfaceSet&) = delete;
   WinInterfaceSet& operator=(const WinInterfaceSet&) = delete;
 
   /// False when the system refused to enumerate.
-  bool valid() const { return set_ != INVALID_HANDLE_VALUE; }
+  bool valid() const { return set_.get() != INVALID_HANDLE_VALUE; }
   std::vector<FoundInterface>& interfaces() { return interfaces_; }
   /// A property that is a text, the first of several texts, or a number.
   std::optional<std::string> property(FoundInterface& device, DWORD property) const;
@@ -36,7 +36,15 @@ class WinInterfaceSet {
  private:
   std::optional<FoundInterface> describe(SP_DEVICE_INTERFACE_DATA& data) const;
 
-  HDEVINFO set_;
+  // A member of its own: the list behind it is made in the constructor, which memory can fail.
+  struct Destroy {
+    void operator()(HDEVINFO set) const {
+      if (set != INVALID_HANDLE_VALUE) {
+        SetupDiDestroyDeviceInfoList(set);
+      }
+    }
+  };
+  std::unique_ptr<void, Destroy> set_;
   std::vector<FoundInterface> interfaces_;
 };
 

@@ -53,9 +53,13 @@ void releaseVolumePrivilege() {
   if (earlierState().PrivilegeCount == 0) {
     return;
   }
-  const UniqueHandle token = openToken();
-  if (token) {
-    adjust(token.get(), earlierState(), nullptr);
+  // What may fail once is tried again: whatever the process does afterwards it does with the right.
+  constexpr int kTries = 3;
+  for (int i = 0; i < kTries; ++i) {
+    const UniqueHandle token = openToken();
+    if (token && adjust(token.get(), earlierState(), nullptr)) {
+      return;
+    }
   }
 }
 

@@ -1,0 +1,385 @@
+// Each test, tool, report and scan on every kind of drive, with each call of the system failing in
+// turn, the device gone from there, each allocation failing in turn, and a stop at each poll.
+// Demanded: a documented result, no pass that was not looked at, no drive blamed for it, the
+// closing report, SMART as found, handles and memory back, and the same answer as before once all
+// is well.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <iostream>
+#include <set>
+
+#include "tests/faults/allocation_faults.h"
+#include "tests/support/raid_bench.h"
+#include "tests/support/refusing_drive.h"
+#include "tests/support/sound_drives.h"
+
+namespace ostria::storage::test {
+namespace {
+
+struct Fault {
+  enum class Kind { None, Call, Gone, Memory, Abort, Event };
+  Kind kind = Kind::None;
+  std::uint64_t at = 0;
+};
+const char* const kNames[] = {"none", "call", "gone", "memory", "abort", "event"};
+
+/// A host that allocates nothing, so that only the module's own allocations are counted.
+class QuietHost final : public TestRunContext, private TestListener, private MessageLog {
+ public:
+  explicit QuietHost(SystemComponent* component) : component_(component) {}
+
+  std::uint64_t polls = 0;
+  std::uint64_t abortFrom = ~std::uint64_t{0};
+  std::uint64_t eventFrom = ~std::uint64_t{0};
+  int lastPercent = -1;
+  bool logged = false;
+
+  SystemComponent* component() override { return component_; }
+  MessageLog* messageLog() override { return this; }
+  TestListener* listener() override { return this; }
+  void hostNotice4() override {}
+  bool isAbortRequested() override { return polls++ >= abortFrom; }
+  const std::uint8_t* systemEvents() override {
+    events_ = polls > eventFrom ? 8 : 0;
+    return &events_;
+  }
+  void hostNotice7() override {}
+  void parameters(std::vector<TestParameter>& out) override { out.clear(); }
+
+ private:
+  void progress(std::uint8_t percent, const std::string& /*message*/) override {
+    lastPercent = percent;
+  }
+  void requestInput(InputRequest* request) override { request->answer = InputRequest::Yes; }
+  void hostNotice3() override {}
+  bool canRequestInput() override { return true; }
+  void hostNotice5() override {}
+  void hostNotice6() override {}
+  void add(std::string /*message*/, std::uint32_t /*severity*/, std::uint8_t /*flag*/) override {
+    logged = true;
+  }
+
+  SystemComponent* component_;
+  std::uint8_t events_ = 0;
+};
+
+/// The host of a tool, which allocates nothing either.
+class QuietToolHost final : public ToolEventReceiver, public AbortContext {
+ public:
+  explicit QuietToolHost(Tool& tool) {
+    for (const char* name : {"OnRecoverInit", "OnSmartToolInit"}) {
+      handlers[name] = [this](Tool*, const std::string&) { ++begun; };
+    }
+    for (const char* name : {"OnRecoverFinish", "OnSmartToolFinish"}) {
+      handlers[name] = [this](Tool*, const std::string&) { ++finished; };
+    }
+    tool.eventReceiver = this;
+    tool.abortSource = this;
+    tool.systemEvents = &events_;
+  }
+  std::uint64_t polls = 0;
+  std::uint64_t abortFrom = ~std::uint64_t{0};
+  unsigned begun = 0;
+  unsigned finished = 0;
+  void requestInput(InputRequest& request) override { request.answer = InputRequest::No; }
+  bool isAborted() override { return polls++ >= abortFrom; }
+
+ private:
+  std::uint8_t events_ = 0;
+};
+
+/// What one run came to.
+struct Outcome {
+  std::string text;  ///< result, status or answer, as one text
+  bool passed = false;
+  bool blamed = false;  ///< the drive is called defective
+  std::uint64_t calls = 0;
+  std::uint64_t allocations = 0;
+  std::uint64_t polls = 0;
+  unsigned commands = 0;  ///< that reached the drive
+};
+
+class Sweep {
+ public:
+  Sweep(const DriveKind& drive, bool roomy)
+      : bench_(drive.controller == DriveKind::Behind::Lsi
+                   ? withLibraryLoaded(machineWith(drive, roomy))
+                   : machineWith(drive, roomy)) {
+    bench_.scan(1);
+    watched_ = std::make_unique<RefusingDrive>(*bench_.machine().drives()[0]);
+  }
+
+  unsigned injected = 0;
+  ModuleBench& bench() { return bench_; }
+
+  using Act = std::function<void(const Fault&, Outcome&)>;
+
+  /// Goes through the faults of one subject.
+  void go(const std::string& name, const Act& act) {
+    SCOPED_TRACE(name);
+    run(act, {});
+    const Outcome sound = run(act, {});
+    const std::int64_t alive = AllocationFaults::alive();
+    for (const std::uint64_t at : chosen(sound.calls)) {
+      each(act, {Fault::Kind::Call, at}, sound);
+      each(act, {Fault::Kind::Gone, at}, sound);
+    }
+    for (const std::uint64_t at : chosen(sound.allocations)) {
+      each(act, {Fault::Kind::Memory, at}, sound);
+    }
+    for (const std::uint64_t at : chosen(sound.polls)) {
+      each(act, {Fault::Kind::Abort, at - 1}, sound);
+      each(act, {Fault::Kind::Event, at - 1}, sound);
+    }
+    const Outcome after = run(act, {});
+    EXPECT_EQ(after.text, sound.text) << "not as before once all is well";
+    constexpr std::int64_t kLonger = 4;  // texts that are kept for the next run may be longer ones
+    EXPECT_LE(AllocationFaults::alive(), alive + kLonger) << "memory was kept";
+  }
+
+ private:
+  // All of them at both ends, where something is prepared and closed; of thousands of like ones a
+  // few.
+  static std::set<std::uint64_t> chosen(std::uint64_t count) {
+    std::set<std::uint64_t> out;
+    for (std::uint64_t i = 1; i <= std::min<std::uint64_t>(count, kAtTheStart); ++i) {
+      out.insert({i, count + 1 - std::min(i, kAtTheEnd)});
+    }
+    for (std::uint64_t i = 1; i < kBetween; ++i) {
+      if (count >= kBetween) {
+        out.insert(count * i / kBetween);
+      }
+    }
+    return out;
+  }
+
+  void each(const Act& act, const Fault& fault, const Outcome& sound) {
+    SCOPED_TRACE(std::string(kNames[static_cast<int>(fault.kind)]) + " " +
+                 std::to_string(fault.at));
+    ++injected;
+    const Outcome outcome = run(act, fault);
+    // A lost call or our own memory is no defect, and a stop is none.
+    EXPECT_FALSE(outcome.blamed && fault.kind != Fault::Kind::Gone) << outcome.text;
+    if (outcome.passed && sound.passed) {
+      constexpr unsigned kSpared = 12;  // what is asked beside that which the verdict rests on
+      EXPECT_GE(outcome.commands + kSpared, sound.commands) << "a pass that was not looked at";
+    }
+  }
+
+  Outcome run(const Act& act, const Fault& fault) {
+    constexpr std::uint32_t kDeviceNotConnected = 1167;
+    Outcome outcome;
+    const std::size_t handles = settledHandles();
+    // A routine that was left running, since its drive was lost, has ended by then.
+    constexpr std::uint64_t kHour = 3'600'000'000;
+    bench_.machine().clock().advance(kHour);
+    bench_.faults().reset();
+    if (fault.kind == Fault::Kind::Call) {
+      bench_.faults().failCall(fault.at, kDeviceNotConnected);
+    }
+    if (fault.kind == Fault::Kind::Gone) {
+      bench_.faults().goneFrom(fault.at);
+    }
+    watched_->commands = 0;
+    act(fault, outcome);
+    outcome.calls = bench_.faults().calls();
+    outcome.commands = watched_->commands;
+    bench_.faults().reset();
+    // After a scan that found less there may be more again.
+    handlesWhenSound_ =
+        std::max(handlesWhenSound_, fault.kind == Fault::Kind::None ? settledHandles() : 0);
+    EXPECT_LE(settledHandles(), std::max(handles, handlesWhenSound_)) << "handles were kept";
+    return outcome;
+  }
+
+  static constexpr std::uint64_t kAtTheStart = 64;
+  static constexpr std::uint64_t kAtTheEnd = 16;
+  static constexpr std::uint64_t kBetween = 6;
+
+  ModuleBench bench_;
+  std::unique_ptr<RefusingDrive> watched_;
+  std::size_t handlesWhenSound_ = 0;
+};
+
+std::uint64_t memoryFault(const Fault& fault) {
+  return fault.kind == Fault::Kind::Memory ? fault.at : 0;
+}
+
+Sweep::Act actOf(Sweep& sweep, const Identifier& id) {
+  return [&sweep, id, &test = sweep.bench().test(id)](const Fault& fault, Outcome& outcome) {
+    QuietHost host(sweep.bench().manager().component(0));
+    if (fault.kind == Fault::Kind::Abort) {
+      host.abortFrom = fault.at;
+    }
+    if (fault.kind == Fault::Kind::Event) {
+      host.eventFrom = fault.at;
+    }
+    TestResult result = TestResult::Passed;
+    {
+      const AllocationFaults memory(memoryFault(fault));
+      result = test.run(&host);
+      outcome.allocations = memory.count();
+    }
+    const auto number = static_cast<std::uint32_t>(result);
+    EXPECT_TRUE(number <= 6 && number != 2) << number;
+    EXPECT_EQ(host.lastPercent, 100) << "no closing report";
+    outcome.polls = host.polls;
+    outcome.passed = result == TestResult::Passed;
+    // These report what became of each transfer, and say why in their messages.
+    const bool perTransfer = id == ids::kFullDiskScan || id == ids::kLinearRead ||
+                             id == ids::kDeviceRead || id == ids::kDeviceWrite;
+    outcome.blamed =
+        result == TestResult::Failed && (!perTransfer || fault.kind != Fault::Kind::Call);
+    outcome.text = std::to_string(number);
+  };
+}
+
+Sweep::Act actOf(Sweep& sweep, Tool& tool, const char* operation) {
+  tool.setParameter("Operation", {operation});
+  return [&sweep, &tool](const Fault& fault, Outcome& outcome) {
+    QuietToolHost host(tool);
+    if (fault.kind == Fault::Kind::Abort) {
+      host.abortFrom = fault.at;
+    }
+    tool.setDevices({sweep.bench().manager().component(0)});
+    {
+      const AllocationFaults memory(memoryFault(fault));
+      tool.run();
+      outcome.allocations = memory.count();
+    }
+    outcome.polls = host.polls;
+    const auto* const values = tool.getParameter("DeviceFinish");
+    const std::string status = values != nullptr && values->size() > 1 ? (*values)[1] : "none";
+    static const std::set<std::string> kDocumented = {"none", "0", "1", "2",  "3",  "4",
+                                                      "6",    "8", "9", "10", "13", "14"};
+    EXPECT_TRUE(kDocumented.contains(status)) << status;
+    EXPECT_EQ(host.finished, host.begun) << "no closing event";
+    outcome.passed = status == "0";
+    outcome.blamed = status == "10" || status == "9";
+    outcome.text = status;
+    tool.eventReceiver = nullptr;
+    tool.abortSource = nullptr;
+    tool.systemEvents = nullptr;
+    tool.setDevices({});
+  };
+}
+
+/// The fewest faults for each drive, into its tests and into all else. They may only grow.
+struct Floor {
+  unsigned tests;
+  unsigned others;
+};
+constexpr Floor kFloors[] = {
+    {1929, 700},  // sata
+    {1357, 690},  // sata_ssd
+    {851, 723},   // usb_sat
+    {851, 725},   // usb_sat_no_ck
+    {851, 706},   // usb_jmicron
+    {851, 706},   // usb_sunplus
+    {851, 704},   // usb_stick
+    {2107, 690},  // sas
+    {179, 577},   // nvme_query
+    {179, 619},   // nvme_intel_port
+    {179, 619},   // nvme_mini_port
+    {119, 565},   // nvme_scsi
+    {80, 478},    // emmc
+    {80, 478},    // sd
+    {1368, 732},  // csmi_sata
+    {2079, 715},  // csmi_sas
+    {251, 746},   // csmi_nvme
+    {526, 374},   // lsi_sata
+    {1346, 370},  // lsi_sas
+};
+static_assert(std::size(kFloors) == std::size(kSoundDrives));
+
+class FaultSweep : public ::testing::TestWithParam<std::size_t> {
+ protected:
+  const DriveKind& drive() const { return kSoundDrives[GetParam()]; }
+  void counted(const char* what, unsigned injected, unsigned atLeast) {
+    std::cout << "faults injected into " << what << " of " << drive().name << ": " << injected
+              << "\n";
+    EXPECT_GE(injected, atLeast) << "may only grow";
+  }
+};
+
+TEST_P(FaultSweep, Tests) {
+  Sweep plain(drive(), false);
+  for (const Identifier& id : kAllTests) {
+    if (id == ids::kDeviceWrite) {
+      continue;
+    }
+    ConfigurationError error;
+    storage::Test& test = plain.bench().test(id);
+    test.configure(
+        {{"STORAGE",
+          {{"ENABLE_SMART_HEALTH_TEST", "1"}, {"ENABLE_NVME_HEALTH_PREDICTION_TEST", "1"}}}},
+        &error);
+    if (test.isApplicable(plain.bench().manager().component(0))) {
+      plain.go("test " + std::to_string(id.category) + "." + std::to_string(id.item),
+               actOf(plain, id));
+    }
+  }
+  counted("tests", plain.injected, kFloors[GetParam()].tests);
+}
+
+TEST_P(FaultSweep, TheWriteTest) {
+  if (drive().controller != DriveKind::Behind::Nothing) {
+    GTEST_SKIP() << "a member of an array has no volumes";
+  }
+  Sweep roomy(drive(), true);
+  if (!roomy.bench().test(ids::kDeviceWrite).isApplicable(roomy.bench().manager().component(0))) {
+    GTEST_SKIP() << "not offered";
+  }
+  roomy.go("write test", actOf(roomy, ids::kDeviceWrite));
+  counted("the write test", roomy.injected, 100);
+}
+
+TEST_P(FaultSweep, ToolsReportsAndScans) {
+  Sweep sweep(drive(), false);
+  ModuleBench& bench = sweep.bench();
+  for (std::uint32_t i = 0; i < bench.module().toolCount(); ++i) {
+    Tool& tool = *bench.module().tool(i);
+    for (const char* operation : {"scan", "repair", "filesystem", "filterDevices", "nonsense"}) {
+      if (tool.getCommandName() == "recover") {
+        sweep.go(operation, actOf(sweep, tool, operation));
+      }
+    }
+    if (tool.getCommandName() == "smart") {
+      sweep.go("smart", actOf(sweep, tool, ""));
+    }
+  }
+  SystemComponentManager& manager = bench.manager();
+  const auto plain = [&](const std::function<std::string()>& ask) {
+    return [&, ask](const Fault& fault, Outcome& outcome) {
+      const AllocationFaults memory(memoryFault(fault));
+      outcome.text = ask();
+      outcome.allocations = memory.count();
+    };
+  };
+  const char* const reports[] = {"SMART",           "HEALTH",        "IDENTITY",
+                                 "OSTRIA_LOG_PAGE", "protocol_type", "nonsense"};
+  for (const char* report : reports) {
+    std::string value;
+    sweep.go(report, plain([&, key = std::string(report)] {
+               return manager.component(0)->getReport(key, value) ? "yes" : "no";
+             }));
+  }
+  sweep.go("hasDevices", plain([&] { return manager.hasDevices() ? "yes" : "no"; }));
+  sweep.go("refresh", plain([&] { return manager.refreshComponent(0) != nullptr ? "yes" : "no"; }));
+  sweep.go("scan", plain([&] {
+             manager.scan();
+             return std::to_string(manager.componentCount());
+           }));
+  counted("tools, reports and scans", sweep.injected, kFloors[GetParam()].others);
+}
+
+INSTANTIATE_TEST_SUITE_P(Drives, FaultSweep,
+                         ::testing::Range<std::size_t>(0, std::size(kSoundDrives)),
+                         [](const auto& info) {
+                           return std::string(kSoundDrives[info.param].name);
+                         });
+
+}  // namespace
+}  // namespace ostria::storage::test
