@@ -57,6 +57,8 @@ Answer Questions::askTerminal(const std::string& shown) {
   if (!terminal_) {
     return Answer::Nobody;
   }
+  // A key that was pressed earlier is no answer to this.
+  discardTypedInput();
   for (;;) {
     error_.write(wrapped(texts_.say("question.prompt", {{"question", shown}}) + " ", width_, 0));
     const std::optional<std::string> line = readLine();

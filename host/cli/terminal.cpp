@@ -1,5 +1,5 @@
 // What the program may do with its two outputs. NO_COLOR and COLUMNS are conventions of many
-// programs; a width below 20 columns is taken for a mistake.
+// programs; a width below 20 columns, or above 1000, is taken for a mistake.
 #include "host/cli/terminal.h"
 
 #include <algorithm>
@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t kUsualWidth = 80;
 constexpr std::size_t kLeastWidth = 20;
+constexpr std::size_t kMostWidth = 1000;
 
 std::size_t widthOf(Stream stream) {
   std::size_t width = consoleColumns(stream);
@@ -19,7 +20,7 @@ std::size_t widthOf(Stream stream) {
       width = std::strtoul(columns, nullptr, 10);
     }
   }
-  return width == 0 ? kUsualWidth : std::max(width, kLeastWidth);
+  return width == 0 || width > kMostWidth ? kUsualWidth : std::max(width, kLeastWidth);
 }
 
 }  // namespace

@@ -26,6 +26,9 @@ enum class ByteRead { Byte, Nothing, End };
 /// Waits a tenth of a second at most for one byte of standard input.
 ByteRead readInputByte(char& byte);
 
+/// Throws away what was typed before anybody asked. Input that is no console is kept.
+void discardTypedInput();
+
 /// Opens the standard streams that the program was started without. To be called before anything
 /// else is opened: a disk or a report must never get the number that output goes to.
 void holdStandardStreams();

@@ -8,7 +8,8 @@
 
 namespace ostria::host {
 
-/// Takes Ctrl-C, a hang-up and a request to terminate on a thread of its own. The first one asks
+/// Takes Ctrl-C, Ctrl-\, a hang-up and a request to terminate on a thread of its own; what the
+/// program was started with as ignored stays ignored. The first one asks
 /// for an abort, each further one is reported to the handler. The thread also calls a function
 /// about twice a second.
 class Interrupts : public AbortFlag {

@@ -18,12 +18,15 @@ namespace ostria::host::test {
 /// The built program, run as its users run it.
 class Program {
  public:
+  /// A terminal that does not know its width.
+  static constexpr int kNoWidth = 65536;
   enum class Reader { Reads, GoneFromTheStart };
 
   /// @param terminalColumns  0: pipes; else standard error and input are a terminal of that width
   /// @param reader           whether anybody reads standard output
+  /// @param ignored          signals that it is started with as ignored
   Program(const std::string& folder, std::vector<std::string> arguments, int terminalColumns = 0,
-          Reader reader = Reader::Reads) {
+          Reader reader = Reader::Reads, const std::vector<int>& ignored = {}) {
     const std::string path = folder + "/OstriaDiagnosticsCLI";
     arguments.insert(arguments.begin(), path);
     int out[2];
@@ -45,6 +48,9 @@ class Program {
     }
     child_ = fork();
     if (child_ == 0) {
+      for (const int number : ignored) {
+        ::signal(number, SIG_IGN);
+      }
       const int null = open("/dev/null", O_RDONLY);
       dup2(slave >= 0 ? slave : null, STDIN_FILENO);
       dup2(slave >= 0 ? slave : out[1], STDOUT_FILENO);
@@ -85,17 +91,20 @@ class Program {
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
-  void interrupt() const { kill(child_, SIGINT); }
+  void interrupt() const { send(SIGINT); }
+  void send(int signal) const { kill(child_, signal); }
   void type(const std::string& text) const {
     if (write(terminal_, text.data(), text.size()) < 0) {
       std::abort();
     }
   }
-  /// Reads until the outputs hold the text; false when they end or 20 seconds pass before.
-  bool waitFor(const std::string& text) {
-    return pump([&] {
-      return output.find(text) != std::string::npos || errors.find(text) != std::string::npos;
-    });
+  /// Reads until the outputs hold the text; false when they end or the seconds pass before.
+  bool waitFor(const std::string& text, int seconds = 20) {
+    return pump(
+        [&] {
+          return output.find(text) != std::string::npos || errors.find(text) != std::string::npos;
+        },
+        seconds);
   }
   /// Reads to the end and returns the exit code, or -1 for a program that hangs or crashes.
   int finish() {
@@ -116,8 +125,8 @@ class Program {
 
  private:
   template <typename Done>
-  bool pump(Done done) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  bool pump(Done done, int seconds = 20) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     while (!done()) {
       pollfd watched[3] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}, {terminal_, POLLIN, 0}};
       if (std::chrono::steady_clock::now() > end) {

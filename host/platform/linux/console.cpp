@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -64,6 +65,11 @@ ByteRead readInputByte(char& byte) {
     return ByteRead::Nothing;
   }
   return read(STDIN_FILENO, &byte, 1) == 1 ? ByteRead::Byte : ByteRead::End;
+}
+
+void discardTypedInput() {
+  // Fails on a pipe or file, where nothing is typed.
+  (void)tcflush(STDIN_FILENO, TCIFLUSH);
 }
 
 void holdStandardStreams() {

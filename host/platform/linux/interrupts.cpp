@@ -6,6 +6,7 @@
 #include <csignal>
 #include <ctime>
 #include <mutex>
+#include <new>
 #include <thread>
 
 #include "host/platform/linux/capabilities.h"
@@ -14,13 +15,22 @@ namespace ostria::host {
 namespace {
 
 constexpr long kTickNanoseconds = 500'000'000;
+/// Wakes the thread for its end. The program has no other use for it.
+constexpr int kWake = SIGUSR1;
 
+// What the program was started with as ignored stays ignored: nohup and the background of a script
+// rely on that, and a blocked signal would be fetched all the same.
 sigset_t watchedSignals() {
   sigset_t set;
   sigemptyset(&set);
-  sigaddset(&set, SIGINT);
-  sigaddset(&set, SIGTERM);
-  sigaddset(&set, SIGHUP);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    struct sigaction old {};
+    if (sigaction(number, nullptr, &old) != 0 || old.sa_handler != SIG_IGN) {
+      sigaddset(&set, number);
+    }
+  }
+  std::signal(kWake, SIG_DFL);
+  sigaddset(&set, kWake);
   return set;
 }
 
@@ -37,7 +47,9 @@ class SignalInterrupts final : public Interrupts {
 
  private:
   void loop();
+  void take(int signal);
 
+  const sigset_t set_ = watchedSignals();
   std::atomic<int> count_{0};
   std::atomic<bool> ending_{false};
   std::mutex mutex_;
@@ -47,15 +59,16 @@ class SignalInterrupts final : public Interrupts {
 };
 
 SignalInterrupts::SignalInterrupts() {
-  const sigset_t set = watchedSignals();
-  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  pthread_sigmask(SIG_BLOCK, &set_, nullptr);
+  // The writes fail instead, and the program says what could not be kept.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   thread_ = std::thread([this] { loop(); });
 }
 
 SignalInterrupts::~SignalInterrupts() {
   ending_ = true;
-  pthread_kill(thread_.native_handle(), SIGTERM);
+  pthread_kill(thread_.native_handle(), kWake);
   thread_.join();
 }
 
@@ -70,14 +83,18 @@ void SignalInterrupts::loop() {
   // This thread waits and writes to streams that are open. What the others give up later it would
   // keep.
   keepCapabilities(0);
-  const sigset_t set = watchedSignals();
   const timespec tick{0, kTickNanoseconds};
   while (!ending_) {
-    const int signal = sigtimedwait(&set, nullptr, &tick);
-    if (ending_) {
-      return;
+    const int signal = sigtimedwait(&set_, nullptr, &tick);
+    if (!ending_ && signal != kWake) {
+      take(signal);
     }
-    const std::lock_guard lock(mutex_);
+  }
+}
+
+void SignalInterrupts::take(int signal) {
+  const std::lock_guard lock(mutex_);
+  try {
     if (signal > 0) {
       const int count = count_.fetch_add(1) + 1;
       if (onInterrupt_) {
@@ -86,6 +103,8 @@ void SignalInterrupts::loop() {
     } else if (onTick_) {
       onTick_();
     }
+  } catch (const std::bad_alloc&) {
+    // A line on the screen is missing; the wish to stop has been counted.
   }
 }
 

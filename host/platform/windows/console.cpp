@@ -124,6 +124,11 @@ ByteRead readInputByte(char& byte) {
   return readByte(handle, byte);
 }
 
+void discardTypedInput() {
+  // Fails on a pipe or file, where nothing is typed.
+  (void)FlushConsoleInputBuffer(handleOf(Stream::Input));
+}
+
 void holdStandardStreams() {
   for (const Stream stream : {Stream::Input, Stream::Output, Stream::Error}) {
     const HANDLE handle = handleOf(stream);
