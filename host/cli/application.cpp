@@ -16,17 +16,18 @@
 #include "host/cli/text_report.h"
 #include "host/core/report/history.h"
 #include "host/core/report/plain_text.h"
-#include "host/core/report/whole_file.h"
 #include "host/core/run/collect_health.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_tests.h"
 #include "host/core/run/run_tool.h"
 #include "host/core/run/session_setup.h"
+#include "host/core/run/settings.h"
 #include "host/platform/access_check.h"
 #include "host/platform/computer_name.h"
 #include "host/platform/device_names.h"
 #include "host/platform/environment.h"
+#include "host/platform/files.h"
 #include "host/platform/journal.h"
 #include "host/platform/module_library.h"
 #include "host/platform/program_files.h"
@@ -41,7 +42,6 @@ constexpr const char* kProgramVersion = OSTRIA_HOST_VERSION;
 constexpr const char* kMachineVariable = "OSTRIA_VIRTUAL_PC";
 // With it the module itself writes nothing, whatever this program asks of it.
 constexpr const char* kReadOnlyVariable = "OSTRIA_READ_ONLY";
-constexpr const char* kUsualConfig = "config.ini";
 constexpr const char* kHistoryFile = "/ostria/results.jsonl";
 
 // An end of the program with one sentence.
@@ -116,11 +116,11 @@ class Application {
 
   ExitCode runSteps() {
     // The language comes first: a wrong argument is to be said in it.
-    check(addLanguage(texts_, programFolder() + "/texts", languageOf(userLocale())));
+    check(addLanguage(texts_, textsFolder(), languageOf(userLocale()), readRegularFile));
     line_ = checked(readCommandLine(arguments_));
     redactor_ = Redactor(line_.redact);
     if (line_.textsFile) {
-      check(addTextFile(texts_, *line_.textsFile));
+      check(addTextFile(texts_, *line_.textsFile, readRegularFile));
     }
     if (line_.version) {
       return printVersion();
@@ -135,8 +135,8 @@ class Application {
     if (plan_.action == Action::History) {
       return showHistory();
     }
-    check(applySettingsFile(catalogue_, line_.configFile.value_or(kUsualConfig)));
-    checkReportFiles();
+    takeSettings();
+    prepareReportFiles();
     check(checkParameters(plan_.selection, catalogue_, texts_));
     giveUpRights();
     findDevices();
@@ -151,7 +151,24 @@ class Application {
     }
   }
 
+  static std::string textsFolder() {
+    const std::string folder = programFolder();
+    return folder.empty() ? folder : folder + "/texts";
+  }
+
+  void takeSettings() {
+    settings_ = checked(readSettings(line_.configFile, line_.settings, readRegularFile));
+    check(applySettings(catalogue_, settings_));
+    for (const UsageError& notice : settings_.notices) {
+      session_.notices.push_back(texts_.say(notice));
+    }
+  }
+
+  // Without its folder the program knows no module that it could trust.
   std::string modulePath() const {
+    if (programFolder().empty()) {
+      throw Stop{ExitCode::CouldNotStart, texts_.say("module.no_folder")};
+    }
     return programFolder() + "/" +
            libraryFileName(line_.virtualPc ? "module_storage_virtual" : "module_storage");
   }
@@ -194,24 +211,23 @@ class Application {
   }
 
   // A report that cannot be written is better known before a test of two hours.
-  void checkReportFiles() const {
+  void prepareReportFiles() {
     for (const ChosenReport& report : line_.reports) {
-      if (!WholeFile::isPossible(report.file)) {
-        throw Stop{ExitCode::Usage, texts_.say("file.report_unwritable", {{"file", report.file}})};
-      }
+      reportFiles_.push_back(checked(WholeFile::prepare(report.file)));
     }
   }
 
   // The worse of the outcome and what became of the reports. To be called before the main output
   // ends, as a failure is one of its notices.
   ExitCode writeReports(DocumentKind kind, ExitCode outcome) {
-    for (const ChosenReport& report : line_.reports) {
-      WholeFile file(report.file);
+    for (std::size_t i = 0; i < reportFiles_.size(); ++i) {
+      WholeFile& file = *reportFiles_[i];
       const auto format =
-          report.format->make([&](std::string_view text) { file.write(text); }, texts_);
+          line_.reports[i].format->make([&](std::string_view text) { file.write(text); }, texts_);
       writeSession(*format, kind, session_);
       if (!file.keep()) {
-        session_.notices.push_back(texts_.say("file.report_unwritable", {{"file", report.file}}));
+        session_.notices.push_back(
+            texts_.say("file.report_lost", {{"file", line_.reports[i].file}}));
         outcome = worse(outcome, ExitCode::CouldNotStart);
       }
     }
@@ -358,6 +374,7 @@ class Application {
                         terminal_.errorWidth, interrupts_, texts_);
     interrupts_.setHandlers([&](int count) { progress.say(interruptSentence(count)); },
                             [&] { progress.tick(); });
+    askForRoutine(questions);
     RunServices services{texts_, redactor_, questions, progress, interrupts_};
     if (!line_.virtualPc) {
       services.journal = [](const std::string& line) { writeJournal(harmless(line)); };
@@ -383,6 +400,20 @@ class Application {
     }
     interrupts_.setHandlers({}, {});
     return finishRun();
+  }
+
+  // A file may be an old one, or somebody else's: what can hold a drive for hours wants a yes.
+  void askForRoutine(Questions& questions) const {
+    if (!settings_.riskyRoutine || !usesRoutine(plan_.selection, catalogue_)) {
+      return;
+    }
+    const Arguments arguments = {{"file", settings_.source}, {"number", *settings_.riskyRoutine}};
+    if (!questions.canAsk()) {
+      throw Stop{ExitCode::NotPerformed, texts_.say("note.routine_unasked", arguments)};
+    }
+    if (questions.ask(texts_.say("question.routine", arguments)) != Answer::Yes) {
+      throw Stop{ExitCode::NotPerformed, texts_.say("note.declined")};
+    }
   }
 
   ExitCode finishRun() {
@@ -435,6 +466,8 @@ class Application {
   Catalogue catalogue_;
   Plan plan_;
   Session session_;
+  Settings settings_;
+  std::vector<std::unique_ptr<WholeFile>> reportFiles_;  ///< as `line_.reports`
   FileHistory history_{stateFolder() + kHistoryFile, lockFile};
   std::optional<std::uint32_t> announced_;  ///< device whose heading is out
   MachineFile machine_;

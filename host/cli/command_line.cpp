@@ -62,6 +62,15 @@ UsageError addAssumeWrite(CommandLine& line, const std::optional<std::string>& v
   return {};
 }
 
+UsageError addSetting(CommandLine& line, const std::optional<std::string>& value) {
+  const std::size_t equals = value->find('=');
+  if (equals == 0 || equals == std::string::npos || equals + 1 == value->size()) {
+    return {"usage.setting_form", {{"text", *value}}};
+  }
+  line.settings.emplace_back(value->substr(0, equals), value->substr(equals + 1));
+  return {};
+}
+
 constexpr HostOption kHostOptions[] = {
     {"help", Takes::Nothing, setFlag<&CommandLine::help>},
     {"version", Takes::Nothing, setFlag<&CommandLine::version>},
@@ -75,6 +84,7 @@ constexpr HostOption kHostOptions[] = {
     {"progress", Takes::Value, setProgress},
     {"assume", Takes::Value, setAssume},
     {"assume-write", Takes::Value, addAssumeWrite},
+    {"set", Takes::Value, addSetting},
     {"module", Takes::Value, setText<&CommandLine::module>},
     {"config", Takes::Value, setText<&CommandLine::configFile>},
     {"texts", Takes::Value, setText<&CommandLine::textsFile>},
@@ -98,6 +108,7 @@ constexpr HelpRow kHelp[] = {
     {"--redact", "help.redact"},
     {"--read-only", "help.read_only"},
     {"--config FILE", "help.config"},
+    {"--set KEY=VALUE", "help.set"},
     {"--texts FILE", "help.texts"},
     {"--assume yes|no", "help.assume"},
     {"--assume-write SERIAL", "help.assume_write"},

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/core/report/output_formats.h"
@@ -43,6 +44,7 @@ struct CommandLine {
   std::optional<std::string> configFile;
   std::optional<std::string> textsFile;
   std::optional<bool> assume;
+  std::vector<std::pair<std::string, std::string>> settings;  ///< of --set: key and value
   std::vector<std::string> assumeWrite;     ///< serial numbers of drives that may be written to
   const OutputFormatRow* format = nullptr;  ///< of standard output; null: plain text
   std::vector<ChosenReport> reports;

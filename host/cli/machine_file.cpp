@@ -1,20 +1,20 @@
 // The one thing that the program shares with the virtual PC: the reader of machine files.
 #include "host/cli/machine_file.h"
 
-#include "host/core/run/session_setup.h"
+#include "host/platform/files.h"
 #include "virtual_pc/description/description.h"
 
 namespace ostria::host {
 
 OrUsageError<MachineFile> readMachineFile(const std::string& path) {
-  const auto content = readFile(path);
-  if (!content) {
-    return UsageError{"file.machine_unreadable", {{"file", path}}};
+  const auto content = readRegularFile(path, kMachineDemands);
+  if (const auto* error = std::get_if<UsageError>(&content)) {
+    return *error;
   }
   virtual_pc::MachineDescription machine;
-  std::string error;
-  if (!virtual_pc::parseMachine(*content, &machine, &error)) {
-    return UsageError{"file.machine_wrong", {{"file", path}, {"reason", error}}};
+  std::string reason;
+  if (!virtual_pc::parseMachine(std::get<std::string>(content), &machine, &reason)) {
+    return UsageError{"file.machine_wrong", {{"file", path}, {"reason", reason}}};
   }
   return MachineFile{machine.administrator};
 }

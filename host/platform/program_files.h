@@ -5,7 +5,7 @@
 
 namespace ostria::host {
 
-/// Folder of the running program, without a slash at its end.
+/// Folder of the running program, without a slash at its end; empty when it is not known.
 std::string programFolder();
 
 /// File name of a shared library: "libmodule_storage.so" of "module_storage".

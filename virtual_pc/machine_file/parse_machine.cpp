@@ -8,8 +8,34 @@ namespace ostria::virtual_pc {
 
 namespace {
 
+// No machine needs more; a file that has more is a mistake, or meant to fill the memory.
+constexpr int kDeepest = 32;
+constexpr std::uint64_t kMostBadSectors = 4'000'000;
+
+/// The library builds a value for each bracket before anybody could look at the depth.
+void checkDepth(std::string_view text) {
+  int depth = 0;
+  bool quoted = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (quoted && text[i] == '\\') {
+      ++i;
+    } else if (text[i] == '"') {
+      quoted = !quoted;
+    } else if (!quoted && (text[i] == '[' || text[i] == '{')) {
+      ++depth;
+    } else if (!quoted && (text[i] == ']' || text[i] == '}')) {
+      --depth;
+    }
+    if (depth > kDeepest) {
+      throw MachineFileError(
+          "", "brackets stand more than " + std::to_string(kDeepest) + " deep in each other.");
+    }
+  }
+}
+
 /// Parses the text, and refuses an object that names a key twice (the library would keep one).
 nlohmann::json parseText(std::string_view text) {
+  checkDepth(text);
   std::vector<std::set<std::string>> keys;
   const auto watch = [&keys](int, nlohmann::json::parse_event_t event, nlohmann::json& value) {
     using Event = nlohmann::json::parse_event_t;
@@ -139,6 +165,7 @@ MachineDescription parseRoot(const nlohmann::json& json) {
     out.storelib = parseStorelib(*storelib);
   }
   std::set<std::string> driveNames;
+  std::uint64_t badSectors = 0;
   std::vector<std::optional<bool>> hidden;
   for (ObjectReader& row : in.objects("drives")) {
     hidden.emplace_back();
@@ -149,6 +176,13 @@ MachineDescription parseRoot(const nlohmann::json& json) {
     const DriveDescription& drive = out.drives.back();
     if (!driveNames.insert(drive.name).second) {
       row.fail("name", "this name stands twice.");
+    }
+    for (const BadSectors& run : drive.badSectors) {
+      badSectors += run.count;
+    }
+    if (badSectors > kMostBadSectors) {
+      row.fail("bad_sectors", "the file has more than " + std::to_string(kMostBadSectors) +
+                                  " bad sectors in all.");
     }
     checkSharedController(row, out);
     if (!drive.controller.empty() && !names.contains(drive.controller)) {

@@ -2,31 +2,11 @@
 // touched.
 #include "host/core/run/session_setup.h"
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <vector>
 
 #include "host/core/run/describe_device.h"
-#include "host/core/run/parameters.h"
-#include "host/core/run/settings_file.h"
 
 namespace ostria::host {
-
-std::optional<std::string> readFile(const std::string& path) {
-  // A folder can be opened as a file and holds nothing.
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error)) {
-    return std::nullopt;
-  }
-  std::ifstream file(path, std::ios::binary);
-  if (!file) {
-    return std::nullopt;
-  }
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
-}
 
 std::string languageOf(const std::string& locale) {
   const std::string language = locale.substr(0, locale.find_first_of("_.@"));
@@ -35,37 +15,25 @@ std::string languageOf(const std::string& locale) {
   return plain && language != "en" ? language : std::string();
 }
 
-UsageError addLanguage(Texts& texts, const std::string& folder, const std::string& language) {
-  if (language.empty()) {
+UsageError addLanguage(Texts& texts, const std::string& folder, const std::string& language,
+                       const FileReader& read) {
+  if (language.empty() || folder.empty()) {
     return {};
   }
   const std::string path = folder + "/" + language + ".txt";
-  const auto content = readFile(path);
-  return content ? texts.add(*content, path) : UsageError{};
+  const auto content = read(path, kTextsDemands);
+  if (const auto* error = std::get_if<UsageError>(&content)) {
+    return error->key == kFileMissing ? UsageError{} : *error;
+  }
+  return texts.add(std::get<std::string>(content), path);
 }
 
-UsageError addTextFile(Texts& texts, const std::string& path) {
-  const auto content = readFile(path);
-  if (!content) {
-    return {"file.texts_unreadable", {{"file", path}}};
+UsageError addTextFile(Texts& texts, const std::string& path, const FileReader& read) {
+  const auto content = read(path, kTextsDemands);
+  if (const auto* error = std::get_if<UsageError>(&content)) {
+    return *error;
   }
-  return texts.add(*content, path);
-}
-
-UsageError applySettingsFile(const Catalogue& catalogue, const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) {
-    return {};
-  }
-  const auto content = readFile(path);
-  if (!content) {
-    return {"file.settings_unreadable", {{"file", path}}};
-  }
-  const auto settings = readConfiguration(*content, path);
-  if (const auto* wrong = std::get_if<UsageError>(&settings)) {
-    return *wrong;
-  }
-  return configureTests(catalogue, std::get<storage::ConfigurationMap>(settings), path);
+  return texts.add(std::get<std::string>(content), path);
 }
 
 std::vector<DeviceKey> deviceKeys(storage::SystemComponentManager& manager,

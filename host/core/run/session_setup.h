@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "host/core/file_reader.h"
 #include "host/core/model/module_catalogue.h"
 #include "host/core/model/results.h"
 #include "host/core/run/redact.h"
@@ -17,21 +18,15 @@
 
 namespace ostria::host {
 
-/// The whole content of a file; nothing when it is a folder or cannot be read.
-std::optional<std::string> readFile(const std::string& path);
-
 /// "de" of "de_DE.UTF-8"; nothing for English, which is built in, and for what is no language.
 std::string languageOf(const std::string& locale);
 
 /// Adds the texts of the language where `folder`/LANGUAGE.txt is there.
-UsageError addLanguage(Texts& texts, const std::string& folder, const std::string& language);
+UsageError addLanguage(Texts& texts, const std::string& folder, const std::string& language,
+                       const FileReader& read);
 
 /// Adds the texts of a file that the user named.
-UsageError addTextFile(Texts& texts, const std::string& path);
-
-/// Gives the settings of a configuration file to every test. A file that is not there holds no
-/// settings; one that cannot be read would hide some, and is an error.
-UsageError applySettingsFile(const Catalogue& catalogue, const std::string& path);
+UsageError addTextFile(Texts& texts, const std::string& path, const FileReader& read);
 
 /// The system's names of a device by the module's name of it.
 using FindDeviceNames = std::function<DeviceNames(const std::string& id)>;
