@@ -23,6 +23,7 @@
 #include "host/core/run/run_tool.h"
 #include "host/core/run/session_setup.h"
 #include "host/core/run/settings.h"
+#include "host/core/texts/clean_text.h"
 #include "host/platform/access_check.h"
 #include "host/platform/computer_name.h"
 #include "host/platform/device_names.h"
@@ -76,7 +77,13 @@ class Application {
  private:
   void chooseOutput(const OutputFormatRow* format) {
     if (format != nullptr) {
-      main_ = format->make([this](std::string_view text) { output_.write(text); }, texts_);
+      // A terminal may read a byte of a character as a control.
+      const bool ascii = isConsole(Stream::Output);
+      main_ = format->make(
+          [this, ascii](std::string_view text) {
+            output_.write(ascii ? asciiJson(text) : std::string(text));
+          },
+          texts_);
       return;
     }
     const TextStyle style{terminal_.outputWidth, terminal_.outputColour, texts_};

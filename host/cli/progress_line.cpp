@@ -142,7 +142,7 @@ void Progress::say(const std::string& sentence) {
   erase();
   if (form_ == ProgressForm::Json) {
     nlohmann::json line = {{"event", "notice"}, {"text", sentence}};
-    error_.write(line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    error_.write(line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
   } else {
     error_.write(wrapped(sentence, width_, 0) + "\n");
   }
@@ -188,7 +188,7 @@ void Progress::json(const std::string& event, const std::string& key, const std:
   if (!outcome.empty()) {
     line["outcome"] = outcome;
   }
-  error_.write(line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+  error_.write(line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
 }  // namespace ostria::host

@@ -7,6 +7,7 @@
 
 #include "host/core/report/health_text.h"
 #include "host/core/report/plain_text.h"
+#include "host/core/texts/clean_text.h"
 
 namespace ostria::host {
 
@@ -42,7 +43,7 @@ std::string connectionText(const DeviceInfo& device, const Texts& texts) {
 
 std::string line(const std::string& text, std::size_t indent, std::size_t hanging,
                  const TextStyle& style) {
-  return wrapped(std::string(indent, ' ') + text, style.width, hanging) + "\n";
+  return wrapped(std::string(indent, ' ') + cleanText(text), style.width, hanging) + "\n";
 }
 
 std::string outcomeLine(const std::string& outcome, Colour colour, const std::string& text,

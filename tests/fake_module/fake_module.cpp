@@ -59,8 +59,8 @@ class FakeManager final : public SystemComponentManager {
 
  private:
   FakeDevice first_{"\\\\.\\PhysicalDrive0", "Good <b>Disk</b>", "SN 12345678", "LOCAL_DRIVES"};
-  FakeDevice second_{"\\\\.\\PhysicalDrive1", "Bad\033[31mDisk", "<script>alert(1)</script>",
-                     "USB_DRIVES"};
+  FakeDevice second_{"\\\\.\\PhysicalDrive1", "Bad\033[31m\u202E\xFF\u200BDisk",
+                     "<script>alert(1)</script>", "USB_DRIVES"};
 };
 
 // What a fake test does, by its item number.

@@ -166,6 +166,21 @@ TEST(ProgramTest, ReportEscapesWhatADriveCallsItself) {
   std::filesystem::remove(path);
 }
 
+// The drive's name holds an escape, a change of direction, a stray byte and a blank of no width.
+TEST(ProgramTest, NoOutputHoldsWhatANameHides) {
+  for (const auto& arguments : {std::vector<std::string>{},
+                                {"--show", "1"},
+                                {"--json"},
+                                {"-Qm", "1", "--progress=json"},
+                                {"recover", "repair", "1", "--assume=no"}}) {
+    const Ended ended = run(arguments);
+    for (const char* hidden : {"\033", "\u202E", "\xFF", "\u200B", "\uFFFD"}) {
+      EXPECT_THAT(ended.output + ended.errors, Not(HasSubstr(hidden)));
+    }
+    EXPECT_THAT(ended.output, HasSubstr("Bad?[31m???Disk"));
+  }
+}
+
 TEST(ProgramTest, FirstInterruptStopsAndFurtherOnesAreReported) {
   Program program(OSTRIA_FAKE_DIR, onFake({"-Qs,m", "0", "1"}));
   ASSERT_TRUE(program.waitFor("started"));

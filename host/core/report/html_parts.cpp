@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "host/core/texts/clean_text.h"
+
 namespace ostria::host {
 namespace {
 
@@ -30,7 +32,7 @@ std::string bar(unsigned part, unsigned limit, bool bad) {
 
 std::string htmlEscaped(std::string_view text) {
   std::string out;
-  for (const char c : text) {
+  for (const char c : cleanText(text)) {
     switch (c) {
       case '&':
         out += "&amp;";
@@ -47,11 +49,8 @@ std::string htmlEscaped(std::string_view text) {
       case '\'':
         out += "&#39;";
         break;
-      case '\n':
-        out += c;
-        break;
       default:
-        out += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
+        out += c;
     }
   }
   return out;

@@ -1,5 +1,6 @@
 // The JSON document of docs/output.schema.json. Keys stay in the order in which they are written
-// here, and a device's text that is no UTF-8 is replaced, never an error.
+// here, and what is no text in a device's text is replaced, never an error.
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "host/core/model/module_catalogue.h"
@@ -7,6 +8,7 @@
 #include "host/core/model/tool_status.h"
 #include "host/core/report/health_text.h"
 #include "host/core/report/output_formats.h"
+#include "host/core/texts/clean_text.h"
 
 namespace ostria::host {
 namespace {
@@ -52,8 +54,16 @@ void putOutcome(Json& json, ExitCode code) {
   json["exit_code"] = static_cast<int>(code);
 }
 
-std::string dumped(const Json& json) {
-  // A device may call itself what is no UTF-8.
+void clean(Json& json) {
+  if (json.is_string()) {
+    json = cleanText(json.get_ref<const std::string&>());
+  } else if (json.is_structured()) {
+    std::for_each(json.begin(), json.end(), [](Json& part) { clean(part); });
+  }
+}
+
+std::string dumped(Json& json) {
+  clean(json);
   return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "host/core/texts/clean_text.h"
+
 namespace ostria::host {
 namespace {
 
@@ -95,23 +97,10 @@ std::string wrapped(std::string_view text, std::size_t width, std::size_t indent
 }
 
 std::string harmless(std::string_view text) {
-  std::string out(text);
-  for (char& c : out) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '\n' || c == '\t' || c == '\r') {
-      c = ' ';
-    } else if (byte < 0x20 || byte == 0x7F) {
-      c = '?';
-    }
-  }
-  // The control characters of the second half of ISO 8859-1, as UTF-8 writes them.
-  for (std::size_t i = 0; i + 1 < out.size(); ++i) {
-    const auto next = static_cast<unsigned char>(out[i + 1]);
-    if (out[i] == '\xC2' && next >= 0x80 && next < 0xA0) {
-      out.replace(i, 2, "?");
-    }
-  }
-  return out;
+  std::string line(text);
+  std::replace_if(
+      line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t' || c == '\r'; }, ' ');
+  return cleanText(line);
 }
 
 }  // namespace ostria::host

@@ -16,8 +16,8 @@ std::string padded(std::string text, std::size_t width);
 /// Breaks at blanks so that no line is wider than `width`; all lines but the first begin with
 /// `indent` blanks. A word that is too long is broken. `width` 0 breaks nothing.
 std::string wrapped(std::string_view text, std::size_t width, std::size_t indent);
-/// Control characters replaced by "?", line ends and tabs by blanks: what a device calls itself
-/// must not steer a terminal.
+/// `cleanText` on one line: line ends and tabs become blanks. What a device calls itself must not
+/// steer a terminal.
 std::string harmless(std::string_view text);
 
 }  // namespace ostria::host

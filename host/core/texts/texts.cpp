@@ -6,6 +6,7 @@
 #include <array>
 #include <cctype>
 
+#include "host/core/texts/clean_text.h"
 #include "host/core/texts/english_texts.h"
 
 namespace ostria::host {
@@ -85,7 +86,7 @@ UsageError Texts::add(std::string_view content, const std::string& name) {
     added.insert_or_assign(std::string(line.substr(0, tab)), std::string(line.substr(tab + 1)));
   }
   for (auto& [key, text] : added) {
-    rows_.insert_or_assign(key, std::move(text));
+    rows_.insert_or_assign(key, cleanText(text));
   }
   return {};
 }
