@@ -50,7 +50,7 @@ struct SelfTestBench : ModuleBench {
     EXPECT_EQ(device(index).storageProtocol()->GetSelfTestResult(&status), ProtocolResult::Success);
     return status;
   }
-  std::uint64_t seconds() { return machine().clock().now() / virtual_pc::MicrosecondsPerSecond; }
+  std::uint64_t seconds() { return machine().clock().now() / virtual_pc::kMicrosecondsPerSecond; }
 };
 
 TEST(SelfTests, EachOutcomeOfADriveHasItsVerdict) {

@@ -4,7 +4,7 @@
 
 namespace ostria::storage::test {
 
-/// The program's operator new, which counts, and fails when it is told to. Allocations of the
+/// The program's operator new, which counts, and fails on demand. Allocations of the
 /// virtual PC are the system's own: they are not counted and do not fail.
 class AllocationFaults {
  public:

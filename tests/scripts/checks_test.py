@@ -50,6 +50,7 @@ class Checks(unittest.TestCase):
             ("check-house", "src/module/a.cpp", "// An a.\nint theRoads = 0;\n", 'a.cpp:2: "Roads"'),
             ("check-house", "docs/a.md", "We were told.\n", 'docs/a.md:1: "told"'),
             ("check-house", "src/base/a.h", "#if defined(_WIN32)\n#endif\n", "platform switch"),
+            ("check-house", "src/base/b.h", "inline constexpr std::uint8_t Never = 1;\n", "b.h:1: a constant is kPascal"),
             ("check-house", "src/base/long.h", "\n" * 500, "longer than"),
             ("check-house", "host/a.h", "#pragma once\n", "host/README.md: is missing"),
         )

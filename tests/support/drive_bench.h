@@ -76,7 +76,7 @@ class DriveBench {
     }
   }
   void pass(const Exchange& exchange) {
-    if (exchange.durationMicroseconds != Never) {
+    if (exchange.durationMicroseconds != kNever) {
       clock.advance(exchange.durationMicroseconds);
     }
   }

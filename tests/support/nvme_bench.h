@@ -35,7 +35,7 @@ class NvmeDriveBridge : public NvmeBridge {
     if (exchange.delivery != virtual_pc::Delivery::Answered) {
       return ProtocolResult::Failure;
     }
-    if (exchange.durationMicroseconds == virtual_pc::Never) {
+    if (exchange.durationMicroseconds == virtual_pc::kNever) {
       return ProtocolResult::Failure;
     }
     clock_.advance(exchange.durationMicroseconds);

@@ -107,13 +107,13 @@ TEST(VirtualAtaDrive, SelfTestsRunInTheirTimeAndFindTheBadSector) {
   EXPECT_EQ(drive.smart(0xD4, 1).out.command, 0x50);
   EXPECT_EQ(status() >> 4, 15);
   EXPECT_EQ(status() & 15, 9);
-  drive.clock.advance(45 * MicrosecondsPerSecond);
+  drive.clock.advance(45 * kMicrosecondsPerSecond);
   EXPECT_EQ(status(), 0xF6) << "45 percent done leave six tenths";
-  drive.clock.advance(60 * MicrosecondsPerSecond);
+  drive.clock.advance(60 * kMicrosecondsPerSecond);
   EXPECT_EQ(status(), 0x00);
 
   drive.smart(0xD4, 2);
-  drive.clock.advance(3700 * MicrosecondsPerSecond);
+  drive.clock.advance(3700 * kMicrosecondsPerSecond);
   EXPECT_EQ(status() >> 4, 7) << "the routine that reads everything stops at the bad sector";
   const AtaExchange extended = drive.logExt(7);
   EXPECT_EQ(sum(extended.data), 0u);
@@ -156,13 +156,13 @@ TEST(VirtualAtaDrive, SpinsUpWhenTheMediumIsNeeded) {
       "spin_up_seconds": 9)");
   const AtaTaskFile check{0, 0, 0, 0, 0, 0, 0xE5};
   EXPECT_EQ(drive.ata(check).out.count, 0x00);
-  EXPECT_LT(drive.clock.now(), MicrosecondsPerSecond);
+  EXPECT_LT(drive.clock.now(), kMicrosecondsPerSecond);
   drive.ata({0, 0, 0, 0, 0, 0, 0xE1});
-  EXPECT_GE(drive.clock.now(), 9 * MicrosecondsPerSecond);
+  EXPECT_GE(drive.clock.now(), 9 * kMicrosecondsPerSecond);
   EXPECT_EQ(drive.ata(check).out.count, 0x80);
   drive.readExt(3);
   EXPECT_EQ(drive.ata(check).out.count, 0xFF);
-  EXPECT_LT(drive.clock.now(), 10 * MicrosecondsPerSecond);
+  EXPECT_LT(drive.clock.now(), 10 * kMicrosecondsPerSecond);
 }
 
 }  // namespace

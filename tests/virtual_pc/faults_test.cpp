@@ -51,7 +51,7 @@ TEST(VirtualFaults, EachActionShowsAtTheDevice) {
   read = drive.readExt(1);
   EXPECT_EQ(read.transferred, 512u);
   EXPECT_NE(read.data, unwritten(1));
-  EXPECT_EQ(drive.readExt(1).durationMicroseconds, Never);
+  EXPECT_EQ(drive.readExt(1).durationMicroseconds, kNever);
   EXPECT_GE(drive.readExt(1).durationMicroseconds, 5'000'000u);
   EXPECT_EQ(drive.readExt(1).delivery, Delivery::Gone);
   EXPECT_EQ(drive.smart(0xDA).delivery, Delivery::Gone);
@@ -112,11 +112,11 @@ TEST(VirtualFaults, DeviceFaultAndBusyOfAnAtaDriveAreNoSuccessThroughSat) {
       {"command": 37, "occurrence": 1, "action": "device_error", "codes": [0, 112]},
       {"command": 37, "occurrence": 2, "action": "device_error", "codes": [0, 208]},
       {"command": 236, "action": "device_error", "codes": [0, 112]}])");
-  EXPECT_EQ(drive.read10(1).sense[2], SenseHardwareError);
-  EXPECT_EQ(drive.read10(1).sense[2], SenseNotReady);
+  EXPECT_EQ(drive.read10(1).sense[2], kSenseHardwareError);
+  EXPECT_EQ(drive.read10(1).sense[2], kSenseNotReady);
   EXPECT_EQ(drive.read10(1).status, 0);
   const ScsiExchange identify = drive.scsi({0xA1, 4 << 1, 0x0E, 0, 1, 0, 0, 0, 0, 0xEC, 0, 0}, 512);
-  EXPECT_EQ(identify.sense[1], SenseHardwareError);
+  EXPECT_EQ(identify.sense[1], kSenseHardwareError);
   EXPECT_EQ(identify.sense[8 + 13], 0x70);
 }
 

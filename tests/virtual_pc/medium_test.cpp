@@ -90,7 +90,7 @@ TEST(VirtualMedium, BadSectorsOfEachKindFailAndHealAsTheyShould) {
       EXPECT_EQ(first.doneSectors, 2u);
       EXPECT_EQ(first.failedLba, 5u);
     }
-    EXPECT_EQ(first.durationMicroseconds == Never, c.firstRead == Hang);
+    EXPECT_EQ(first.durationMicroseconds == kNever, c.firstRead == Hang);
     EXPECT_EQ(medium.read(5, 1, buffer.data()).outcome, c.secondRead);
     const Bytes data(512, 0x11);
     const MediumAnswer written = medium.write(5, 1, data.data());

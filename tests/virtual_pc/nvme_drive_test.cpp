@@ -41,12 +41,12 @@ TEST(NvmeDrive, SelfTestRunsAndEndsInVirtualTime) {
   std::uint8_t value = 0xFF;
   EXPECT_EQ(bench.protocol->GetSelfTestProgress(&value), ProtocolResult::Failure);
   ASSERT_EQ(bench.protocol->StartSelfTest(1, 0), ProtocolResult::Success);
-  bench.clock.advance(60 * MicrosecondsPerSecond);
+  bench.clock.advance(60 * kMicrosecondsPerSecond);
   EXPECT_EQ(bench.protocol->GetSelfTestProgress(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 50);
   EXPECT_EQ(bench.protocol->GetSelfTestOperation(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 1);
-  bench.clock.advance(61 * MicrosecondsPerSecond);
+  bench.clock.advance(61 * kMicrosecondsPerSecond);
   EXPECT_EQ(bench.protocol->GetSelfTestProgress(&value), ProtocolResult::Failure);
   EXPECT_EQ(bench.protocol->GetSelfTestResult(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 0);
@@ -54,7 +54,7 @@ TEST(NvmeDrive, SelfTestRunsAndEndsInVirtualTime) {
   // The extended test meets the bad sector half way; an abort is an outcome of its own.
   bench.medium.addBadSectors({500, 1, BadSectorKind::Medium, WriteEffect::Heals, 1, 0});
   ASSERT_EQ(bench.protocol->StartSelfTest(2, 0), ProtocolResult::Success);
-  bench.clock.advance(16 * 60 * MicrosecondsPerSecond);
+  bench.clock.advance(16 * 60 * kMicrosecondsPerSecond);
   EXPECT_EQ(bench.protocol->GetSelfTestResult(&value), ProtocolResult::Success);
   EXPECT_EQ(value, 7);
   ASSERT_EQ(bench.protocol->StartSelfTest(1, 0), ProtocolResult::Success);

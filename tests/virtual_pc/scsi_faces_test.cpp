@@ -32,7 +32,7 @@ TEST(VirtualBridges, SatGivesTheRegistersInTheSenseData) {
   EXPECT_EQ(status.status, 2);
   ASSERT_EQ(status.sense.size(), 22u);
   EXPECT_EQ(status.sense[0], 0x72);
-  EXPECT_EQ(status.sense[1], SenseRecovered);
+  EXPECT_EQ(status.sense[1], kSenseRecovered);
   EXPECT_EQ(status.sense[8], 0x09);
   EXPECT_EQ(status.sense[8 + 9], 0xF4);
   EXPECT_EQ(status.sense[8 + 11], 0x2C);
@@ -44,7 +44,7 @@ TEST(VirtualBridges, SatGivesTheRegistersInTheSenseData) {
   EXPECT_EQ(drive.scsi(read, 512).data, unwritten(0x1771));
   read[7] = 1;
   const ScsiExchange beyond = drive.scsi(read, 512);
-  EXPECT_EQ(beyond.sense[1], SenseIllegalRequest);
+  EXPECT_EQ(beyond.sense[1], kSenseIllegalRequest);
   EXPECT_EQ(beyond.sense[8 + 3], 0x10);
 }
 
@@ -81,7 +81,7 @@ TEST(VirtualBridges, MakersOwnCommandsCarryIdentify) {
         EXPECT_EQ(storage::loadLe16(&identify.data[54]), 0x4D4F) << "the model";
       } else {
         EXPECT_EQ(identify.status, 2);
-        EXPECT_EQ(identify.sense[2], SenseIllegalRequest);
+        EXPECT_EQ(identify.sense[2], kSenseIllegalRequest);
       }
     }
   }
@@ -140,11 +140,11 @@ TEST(VirtualScsiDrive, RunsSelfTestsAndReportsThem) {
   const auto sense = [&] { return drive.scsi({0x03, 0, 0, 0, 252, 0}, 252).data; };
   const auto result = [&] { return drive.scsi({0x4D, 0, 0x50, 0, 0, 0, 0, 0, 252, 0}, 252).data; };
   drive.scsi({0x1D, 2 << 5, 0, 0, 0, 0});
-  drive.clock.advance(500 * MicrosecondsPerSecond);
-  EXPECT_EQ(sense()[2], SenseNotReady);
+  drive.clock.advance(500 * kMicrosecondsPerSecond);
+  EXPECT_EQ(sense()[2], kSenseNotReady);
   EXPECT_EQ(loadBe16(&sense()[16]), 0x8000);
   EXPECT_EQ(result()[8], (2 << 5) | 15);
-  drive.clock.advance(500 * MicrosecondsPerSecond);
+  drive.clock.advance(500 * kMicrosecondsPerSecond);
   EXPECT_EQ(sense()[2], 0);
   EXPECT_EQ(result()[8], (2 << 5) | 7);
   EXPECT_EQ(loadBe64(&result()[12]), 900u);
@@ -155,8 +155,8 @@ TEST(VirtualScsiDrive, RunsSelfTestsAndReportsThem) {
   const std::uint64_t before = drive.clock.now();
   const ScsiExchange foreground = drive.scsi({0x1D, 5 << 5, 0, 0, 0, 0});
   EXPECT_EQ(foreground.status, 2);
-  EXPECT_EQ(foreground.sense[2], SenseHardwareError);
-  EXPECT_GE(drive.clock.now() - before, 20 * MicrosecondsPerSecond);
+  EXPECT_EQ(foreground.sense[2], kSenseHardwareError);
+  EXPECT_GE(drive.clock.now() - before, 20 * kMicrosecondsPerSecond);
 }
 
 TEST(VirtualScsiDrive, InformationalExceptionsFollowTheModePage) {

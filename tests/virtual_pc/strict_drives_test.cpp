@@ -37,7 +37,7 @@ TEST(StrictDrives, SatChecksTheCdbAgainstTheCommandAndTheHost) {
     cdb[c.at] = c.value;
     const ScsiExchange answer = drive.scsi(cdb, c.bytes);
     EXPECT_EQ(answer.status, 2) << c.what;
-    EXPECT_EQ(answer.sense.size() > 2 ? answer.sense[2] : 0, SenseIllegalRequest) << c.what;
+    EXPECT_EQ(answer.sense.size() > 2 ? answer.sense[2] : 0, kSenseIllegalRequest) << c.what;
   }
   // Blocks are of 512 bytes unless T_TYPE says that they are sectors.
   DriveBench large(
@@ -103,7 +103,7 @@ TEST(StrictDrives, ScsiCommandsAreRefusedForOneWrongBit) {
     EXPECT_EQ(answer.delivery == Delivery::TransportError, c.asc == -1);
     EXPECT_EQ(answer.status, c.asc > 0 ? 2 : 0);
     if (c.asc > 0) {
-      EXPECT_EQ(answer.sense[2], SenseIllegalRequest);
+      EXPECT_EQ(answer.sense[2], kSenseIllegalRequest);
       EXPECT_EQ(answer.sense[12], c.asc);
     }
   }
@@ -114,10 +114,10 @@ TEST(StrictDrives, OneSelfTestAtATime) {
       "smart": {"self_tests": [{"code": 1, "seconds": 60}, {"code": 2, "seconds": 600}]})");
   EXPECT_EQ(drive.scsi({0x1D, 2 << 5, 0, 0, 0, 0}).status, 0);
   const ScsiExchange second = drive.scsi({0x1D, 1 << 5, 0, 0, 0, 0});
-  EXPECT_EQ(second.sense[2], SenseNotReady);
+  EXPECT_EQ(second.sense[2], kSenseNotReady);
   EXPECT_EQ(second.sense[12], 0x04);
   EXPECT_EQ(second.sense[13], 0x09);
-  EXPECT_EQ(drive.scsi({0x03, 0, 0, 0, 18, 0}, 18).data[2], SenseNotReady) << "the first runs on";
+  EXPECT_EQ(drive.scsi({0x03, 0, 0, 0, 18, 0}, 18).data[2], kSenseNotReady) << "the first runs on";
 }
 
 TEST(StrictDrives, NvmeControllersHaveLimitsAndNamespaces) {

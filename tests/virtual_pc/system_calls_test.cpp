@@ -123,7 +123,7 @@ TEST_F(SystemCalls, PassThroughMovesRegistersSenseAndData) {
   const std::uint64_t before = machine().clock().now();
   EXPECT_FALSE(send(&got));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_SEM_TIMEOUT});
-  EXPECT_EQ(machine().clock().now() - before, 5 * MicrosecondsPerSecond);
+  EXPECT_EQ(machine().clock().now() - before, 5 * kMicrosecondsPerSecond);
   // What does not fit the block is refused.
   ata.DataBufferOffset = 100;
   EXPECT_FALSE(send(&got));
@@ -176,7 +176,7 @@ TEST_F(SystemCalls, RequestsInFlightEndInVirtualTimeOrAreCancelled) {
   ReadFile(disk, buffer.data(), 512, nullptr, &overlapped);
   const std::uint64_t before = machine().clock().now();
   EXPECT_EQ(WaitForSingleObject(event, 30000), DWORD{WAIT_TIMEOUT});
-  EXPECT_EQ(machine().clock().now() - before, 30 * MicrosecondsPerSecond);
+  EXPECT_EQ(machine().clock().now() - before, 30 * kMicrosecondsPerSecond);
   EXPECT_TRUE(CancelIo(disk));
   EXPECT_FALSE(GetOverlappedResult(disk, &overlapped, &got, FALSE));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_INCOMPLETE}) << "the driver has it still";

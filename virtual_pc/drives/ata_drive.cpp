@@ -66,7 +66,7 @@ void AtaDrive::perform(AtaExchange& exchange) {
     default:
       break;
   }
-  failAta(exchange, AtaAbort);
+  failAta(exchange, kAtaAbort);
 }
 
 void AtaDrive::identify(AtaExchange& exchange) const {
@@ -90,19 +90,19 @@ void AtaDrive::checkPowerMode(AtaExchange& exchange) const {
 
 void AtaDrive::wake(AtaExchange& exchange) {
   if (power_ == PowerState::Standby) {
-    exchange.durationMicroseconds += description_.spinUpSeconds * MicrosecondsPerSecond;
+    exchange.durationMicroseconds += description_.spinUpSeconds * kMicrosecondsPerSecond;
   }
   power_ = PowerState::Active;
 }
 
 void AtaDrive::access(AtaExchange& exchange, Access kind, bool extended) {
   if (description_.securityLocked || (extended && !description_.lba48)) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   const AtaTaskFile& in = exchange.in;
   // Without the LBA bit the address is in cylinders, heads and sectors, which no such drive has.
   if ((in.device & kLbaBit) == 0) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   const std::uint64_t lba = extended ? in.lba48() : in.lba28();
   std::uint64_t count = extended ? in.count : storage::byteOf(in.count, 0);
@@ -123,8 +123,8 @@ void AtaDrive::access(AtaExchange& exchange, Access kind, bool extended) {
 }
 
 void AtaDrive::settle(AtaExchange& exchange, const MediumAnswer& answer) {
-  if (answer.durationMicroseconds == Never) {
-    exchange.durationMicroseconds = Never;
+  if (answer.durationMicroseconds == kNever) {
+    exchange.durationMicroseconds = kNever;
     exchange.transferred = 0;
     return;
   }
@@ -134,16 +134,16 @@ void AtaDrive::settle(AtaExchange& exchange, const MediumAnswer& answer) {
     case MediumOutcome::Hang:
       return;
     case MediumOutcome::MediumError:
-      failAta(exchange, AtaUncorrectable);
+      failAta(exchange, kAtaUncorrectable);
       break;
     case MediumOutcome::InterfaceError:
-      failAta(exchange, AtaInterfaceCrc);
+      failAta(exchange, kAtaInterfaceCrc);
       break;
     case MediumOutcome::Rejected:
-      failAta(exchange, AtaAbort);
+      failAta(exchange, kAtaAbort);
       break;
     case MediumOutcome::OutOfRange:
-      failAta(exchange, AtaIdNotFound);
+      failAta(exchange, kAtaIdNotFound);
       break;
   }
   exchange.out.setLba48(answer.failedLba);
@@ -159,12 +159,12 @@ void AtaDrive::writeUncorrectable(AtaExchange& exchange) {
   const bool known = kind == 0x55 || kind == 0xAA || kind == 0x5A || kind == 0xA5;
   if (!description_.writeUncorrectable || !description_.lba48 || description_.securityLocked ||
       !known) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   const std::uint64_t lba = in.lba48();
   const std::uint64_t count = in.count ? in.count : 65536;
   if (lba >= medium_.sectors() || count > medium_.sectors() - lba) {
-    return failAta(exchange, AtaIdNotFound);
+    return failAta(exchange, kAtaIdNotFound);
   }
   wake(exchange);
   for (std::uint64_t i = 0; i < count; ++i) {
@@ -174,14 +174,14 @@ void AtaDrive::writeUncorrectable(AtaExchange& exchange) {
 
 void AtaDrive::readLogExt(AtaExchange& exchange) {
   if (!description_.lba48) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   const AtaTaskFile& in = exchange.in;
   const std::vector<AtaPage> log = smart_.generalLog(storage::byteOf(in.lbaLow, 0));
   const std::size_t first = in.lbaMid;
   const std::size_t pages = in.count;
   if (pages == 0 || first >= log.size() || pages > log.size() - first) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   exchange.answer(log[first].data(), pages * sizeof(AtaPage));
 }

@@ -18,7 +18,7 @@ constexpr std::uint8_t kAbortSelfTest = 0x7F;
 
 /// Whole minutes, rounded up, in the byte of the data page; 255 is "look elsewhere".
 std::uint8_t minutes(std::uint64_t microseconds) {
-  const std::uint64_t whole = (microseconds / MicrosecondsPerSecond + 59) / 60;
+  const std::uint64_t whole = (microseconds / kMicrosecondsPerSecond + 59) / 60;
   return static_cast<std::uint8_t>(std::min<std::uint64_t>(whole, 255));
 }
 
@@ -102,7 +102,7 @@ AtaPage AtaSmart::thresholdPage() const {
 
 void AtaSmart::returnStatus(AtaExchange& exchange) const {
   if (!description_.statusAnswers) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   exchange.out.lbaMid = description_.failing ? 0xF4 : 0x4F;
   exchange.out.lbaHigh = description_.failing ? 0x2C : 0xC2;
@@ -112,7 +112,7 @@ void AtaSmart::startSelfTest(AtaExchange& exchange) {
   const std::uint8_t code = byteOf(exchange.in.lbaLow, 0);
   const bool busy = selfTests_.runningCode().has_value() && !description_.selfTestAbortable;
   if (busy) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   if (code == 0) {
     return;  // the off-line routine collects data and has no outcome
@@ -126,14 +126,14 @@ void AtaSmart::startSelfTest(AtaExchange& exchange) {
     const auto result = selfTests_.runNow(code & 0x7F);
     exchange.durationMicroseconds = selfTests_.durationMicroseconds(code & 0x7F);
     if (result && result->status != 0) {
-      failAta(exchange, AtaAbort);
+      failAta(exchange, kAtaAbort);
       exchange.out.lbaMid = 0xF4;
       exchange.out.lbaHigh = 0x2C;
     }
     return;
   }
   if (!selfTests_.start(code)) {
-    failAta(exchange, AtaAbort);
+    failAta(exchange, kAtaAbort);
   }
 }
 
@@ -142,7 +142,7 @@ void AtaSmart::perform(AtaExchange& exchange) {
   const bool signature =
       byteOf(exchange.in.lbaMid, 0) == 0x4F && byteOf(exchange.in.lbaHigh, 0) == 0xC2;
   if (!supported_ || !signature || (!enabled_ && subcommand != 0xD8)) {
-    return failAta(exchange, AtaAbort);
+    return failAta(exchange, kAtaAbort);
   }
   switch (subcommand) {
     case 0xD0: {
@@ -159,7 +159,7 @@ void AtaSmart::perform(AtaExchange& exchange) {
       const std::vector<AtaPage> log = smartLog(byteOf(exchange.in.lbaLow, 0));
       const std::size_t pages = byteOf(exchange.in.count, 0);
       if (pages == 0 || pages > log.size()) {
-        return failAta(exchange, AtaAbort);
+        return failAta(exchange, kAtaAbort);
       }
       return exchange.answer(log[0].data(), pages * sizeof(AtaPage));
     }
@@ -172,7 +172,7 @@ void AtaSmart::perform(AtaExchange& exchange) {
     case 0xDA:
       return returnStatus(exchange);
     default:
-      return failAta(exchange, AtaAbort);
+      return failAta(exchange, kAtaAbort);
   }
 }
 
@@ -182,7 +182,7 @@ std::vector<SelfTestEntryDescription> AtaSmart::selfTestEntries() {
   std::vector<SelfTestEntryDescription> all = description_.selfTestLog;
   const std::uint16_t lastHours = all.empty() ? std::uint16_t{0} : all.back().hours;
   for (const SelfTestResult& result : selfTests_.ended()) {
-    const std::uint64_t hours = result.moment / MicrosecondsPerSecond / 3600 + lastHours;
+    const std::uint64_t hours = result.moment / kMicrosecondsPerSecond / 3600 + lastHours;
     all.push_back(
         {result.code, result.status, static_cast<std::uint16_t>(hours), result.failingLba});
   }

@@ -54,9 +54,9 @@ class AtaSmart {
 /// Answers a command with an error: the error register, and ERR in the status.
 void failAta(AtaExchange& exchange, std::uint8_t error);
 
-inline constexpr std::uint8_t AtaAbort = 0x04;
-inline constexpr std::uint8_t AtaIdNotFound = 0x10;
-inline constexpr std::uint8_t AtaUncorrectable = 0x40;
-inline constexpr std::uint8_t AtaInterfaceCrc = 0x84;
+inline constexpr std::uint8_t kAtaAbort = 0x04;
+inline constexpr std::uint8_t kAtaIdNotFound = 0x10;
+inline constexpr std::uint8_t kAtaUncorrectable = 0x40;
+inline constexpr std::uint8_t kAtaInterfaceCrc = 0x84;
 
 }  // namespace ostria::virtual_pc

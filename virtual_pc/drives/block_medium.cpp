@@ -51,11 +51,11 @@ bool BlockMedium::start(std::uint64_t lba, std::uint64_t count, MediumAnswer* an
 void BlockMedium::finish(std::uint64_t lba, MediumAnswer* answer) {
   nextLba_ = lba + answer->doneSectors;
   if (answer->outcome == MediumOutcome::Hang) {
-    answer->durationMicroseconds = Never;
+    answer->durationMicroseconds = kNever;
     return;
   }
   const std::uint64_t bytes = answer->doneSectors * store_.sectorBytes();
-  answer->durationMicroseconds += bytes * MicrosecondsPerSecond / timing_.bytesPerSecond;
+  answer->durationMicroseconds += bytes * kMicrosecondsPerSecond / timing_.bytesPerSecond;
 }
 
 /// Lets a flaw have its effect; true when the sector can't be had now.

@@ -17,7 +17,7 @@ struct MediumAnswer {
   MediumOutcome outcome = MediumOutcome::Good;
   std::uint64_t doneSectors = 0;           ///< sectors that moved before the failing one
   std::uint64_t failedLba = 0;             ///< the sector at fault, unless the outcome is `Good`
-  std::uint64_t durationMicroseconds = 0;  ///< `Never` for a hang
+  std::uint64_t durationMicroseconds = 0;  ///< `kNever` for a hang
 };
 
 /// The sectors of a drive with their content, their flaws and the time that access takes.

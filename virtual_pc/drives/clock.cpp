@@ -10,7 +10,7 @@ void Clock::advance(std::uint64_t microseconds) {
   if (realTime_) {
     std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
   }
-  now_ = microseconds > Never - 1 - now_ ? Never - 1 : now_ + microseconds;
+  now_ = microseconds > kNever - 1 - now_ ? kNever - 1 : now_ + microseconds;
 }
 
 void Clock::advanceTo(std::uint64_t moment) {

@@ -22,9 +22,9 @@ class Clock {
   std::uint64_t now_ = 0;
 };
 
-inline constexpr std::uint64_t MicrosecondsPerSecond = 1'000'000;
+inline constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
 
 /// A duration that never ends by itself: only a time-out ends the wait for it.
-inline constexpr std::uint64_t Never = ~std::uint64_t{0};
+inline constexpr std::uint64_t kNever = ~std::uint64_t{0};
 
 }  // namespace ostria::virtual_pc

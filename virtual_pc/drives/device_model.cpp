@@ -112,7 +112,7 @@ bool DeviceModel::admit(Exchange& exchange, const FaultRule* rule) {
     return false;
   }
   if (faultOf<HangFault>(rule) != nullptr) {
-    exchange.durationMicroseconds = Never;
+    exchange.durationMicroseconds = kNever;
     return false;
   }
   return true;
@@ -120,7 +120,7 @@ bool DeviceModel::admit(Exchange& exchange, const FaultRule* rule) {
 
 void DeviceModel::injectFault(Exchange& exchange, const FaultRule* rule) {
   const auto* slow = faultOf<SlowFault>(rule);
-  if (slow != nullptr && exchange.durationMicroseconds != Never) {
+  if (slow != nullptr && exchange.durationMicroseconds != kNever) {
     exchange.durationMicroseconds += std::uint64_t{slow->milliseconds} * 1000;
   }
   if (const auto* cut = faultOf<ShortFault>(rule)) {

@@ -32,7 +32,7 @@ struct Exchange {
   Delivery delivery = Delivery::Answered;
   std::uint32_t transportError = 0;
   /// Time that the device takes for the answer. The caller lets it pass, or gives up at its own
-  /// time-out; `Never` is a hang, in which the device has done nothing.
+  /// time-out; `kNever` is a hang, in which the device has done nothing.
   std::uint64_t durationMicroseconds = 0;
 
   /// Gives `bytes` to the host, cut to what it asked for.

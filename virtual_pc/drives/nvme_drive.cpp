@@ -269,7 +269,7 @@ void NvmeDrive::startSelfTest(std::uint8_t code) {
           static_cast<double>(*bad) / static_cast<double>(medium_.sectors()) * 100);
     }
   }
-  const std::uint64_t whole = test.routine.seconds * MicrosecondsPerSecond;
+  const std::uint64_t whole = test.routine.seconds * kMicrosecondsPerSecond;
   test.started = clock_.now();
   test.ends =
       test.started + (test.outcome == 0 ? whole : whole / 100 * test.routine.stopsAtPercent);
@@ -364,7 +364,7 @@ std::vector<std::uint8_t> NvmeDrive::selfTestLog() {
   std::vector<std::uint8_t> log(564);
   if (running_) {
     const std::uint64_t whole =
-        std::max<std::uint64_t>(running_->routine.seconds * MicrosecondsPerSecond, 1);
+        std::max<std::uint64_t>(running_->routine.seconds * kMicrosecondsPerSecond, 1);
     log[0] = running_->routine.code;
     log[1] = static_cast<std::uint8_t>(
         std::min<std::uint64_t>((clock_.now() - running_->started) * 100 / whole, 99));

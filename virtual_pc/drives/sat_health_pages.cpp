@@ -48,7 +48,7 @@ bool SatHealth::send(ScsiExchange& exchange, AtaExchange& ata, std::size_t readB
   if ((ata.out.command & 1) == 0 && ata.transferred == readBytes) {
     return true;
   }
-  exchange.fail(SenseIllegalRequest, AscInvalidField);
+  exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   return false;
 }
 
@@ -60,7 +60,7 @@ bool SatHealth::smart(ScsiExchange& exchange, AtaExchange& ata, std::uint8_t sub
 void SatHealth::logSense(ScsiExchange& exchange) {
   constexpr std::uint8_t kFailurePrediction = 0x5D;
   if ((exchange.cdb[2] & 0x3F) != 0x2F) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   AtaExchange status;
   if (!smart(exchange, status, 0xDA)) {
@@ -74,7 +74,7 @@ void SatHealth::logSense(ScsiExchange& exchange) {
 
 void SatHealth::modeSense(ScsiExchange& exchange, bool ten) {
   if ((exchange.cdb[2] & 0x3F) != kIecPage) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   AtaExchange identify;
   identify.in.command = 0xEC;
@@ -97,7 +97,7 @@ void SatHealth::modeSense(ScsiExchange& exchange, bool ten) {
 void SatHealth::modeSelect(ScsiExchange& exchange, bool ten) {
   const std::size_t at = ten ? 8 : 4;
   if (exchange.data.size() < at + 12 || (exchange.data[at] & 0x3F) != kIecPage) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   const bool disable = (exchange.data[at + 2] & kDisableExceptions) != 0;
   AtaExchange ata;

@@ -29,17 +29,17 @@ void failByRegisters(ScsiExchange& exchange, const AtaTaskFile& registers, bool 
   const std::uint8_t error = byteOf(registers.features, 0);
   const std::uint8_t status = registers.command;
   if (status & kBusyBit) {
-    exchange.fail(SenseNotReady, 0x04);
+    exchange.fail(kSenseNotReady, 0x04);
   } else if (status & kFaultBit) {
-    exchange.fail(SenseHardwareError, 0x44);  // internal target failure
+    exchange.fail(kSenseHardwareError, 0x44);  // internal target failure
   } else if (error & 0x40) {
-    exchange.fail(SenseMediumError, writing ? 0x0C : 0x11);
+    exchange.fail(kSenseMediumError, writing ? 0x0C : 0x11);
   } else if (error & 0x80) {
-    exchange.fail(SenseAborted, 0x47, 0x03);
+    exchange.fail(kSenseAborted, 0x47, 0x03);
   } else if (error & 0x10) {
-    exchange.fail(SenseIllegalRequest, AscOutOfRange);
+    exchange.fail(kSenseIllegalRequest, kAscOutOfRange);
   } else {
-    exchange.fail(SenseAborted, 0x00);
+    exchange.fail(kSenseAborted, 0x00);
   }
 }
 
@@ -97,10 +97,10 @@ bool SatLayer::forward(ScsiExchange& exchange, AtaExchange& ata) {
   exchange.transferred = ata.transferred;
   exchange.delivery = ata.delivery;
   exchange.transportError = ata.transportError;
-  if (ata.delivery != Delivery::Answered || ata.durationMicroseconds == Never) {
+  if (ata.delivery != Delivery::Answered || ata.durationMicroseconds == kNever) {
     exchange.durationMicroseconds = ata.durationMicroseconds;
   }
-  if (ata.delivery != Delivery::Answered || exchange.durationMicroseconds == Never) {
+  if (ata.delivery != Delivery::Answered || exchange.durationMicroseconds == kNever) {
     return false;
   }
   exchange.durationMicroseconds += ata.durationMicroseconds;
@@ -213,7 +213,7 @@ void SatLayer::satPassThrough(ScsiExchange& exchange, bool sixteen) {
     ata.in = {cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]};
   }
   if (!acceptsPassThrough(exchange, ata.in, extended)) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   if (!forward(exchange, ata)) {
     return;
@@ -229,13 +229,13 @@ void SatLayer::satPassThrough(ScsiExchange& exchange, bool sixteen) {
     if (error) {
       failByRegisters(exchange, ata.out, exchange.direction == DataDirection::Out);
     } else if (answersInRegisters(ata.in)) {
-      exchange.fail(SenseRecovered, 0x00, 0x1D);
+      exchange.fail(kSenseRecovered, 0x00, 0x1D);
     }
   } else if (error || wanted) {
     if (error) {
       failByRegisters(exchange, ata.out, exchange.direction == DataDirection::Out);
     } else {
-      exchange.fail(SenseRecovered, 0x00, 0x1D);
+      exchange.fail(kSenseRecovered, 0x00, 0x1D);
     }
     const auto fixed = exchange.sense;
     exchange.sense = {0x72, fixed[2], fixed[12], fixed[13], 0, 0, 0, 14};
@@ -250,7 +250,7 @@ void SatLayer::jmicron(ScsiExchange& exchange) {
   const bool in = (cdb[1] & 0x10) != 0;
   const std::size_t length = loadBe16(cdb + 3);
   if ((in && length == 0) || exchange.data.size() < length) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   AtaExchange ata;
   ata.in = {cdb[5], cdb[6], cdb[7], cdb[8], cdb[9], cdb[10], cdb[11]};
@@ -271,11 +271,11 @@ void SatLayer::sunplus(ScsiExchange& exchange) {
     return;
   }
   if (cdb[2] != kPassThrough) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   const std::size_t length = std::size_t{cdb[4]} * 512;
   if (exchange.data.size() < length) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   const AtaTaskFile previous = std::exchange(preset_, {});
   AtaExchange ata;

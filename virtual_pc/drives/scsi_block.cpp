@@ -87,7 +87,7 @@ void ScsiBlockDevice::perform(ScsiExchange& exchange) {
 }
 
 void ScsiBlockDevice::other(ScsiExchange& exchange) {
-  exchange.fail(SenseIllegalRequest, AscInvalidOpcode);
+  exchange.fail(kSenseIllegalRequest, kAscInvalidOpcode);
 }
 
 void ScsiBlockDevice::requestSense(ScsiExchange& exchange) {
@@ -99,7 +99,7 @@ void ScsiBlockDevice::requestSense(ScsiExchange& exchange) {
 
 void ScsiBlockDevice::inquiry(ScsiExchange& exchange) const {
   if (exchange.cdb[2] != 0) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   std::array<std::uint8_t, 252> data{};
   const ScsiDescription& traits = identity_.traits;
@@ -139,13 +139,13 @@ void ScsiBlockDevice::vitalProductData(ScsiExchange& exchange) const {
     }
     case 0xB1:
       if (!identity_.traits.mediumPage) {
-        return exchange.fail(SenseIllegalRequest, AscInvalidField);
+        return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
       }
       data.resize(64);
       storeBe16(&data[4], identity_.rotation);
       break;
     default:
-      return exchange.fail(SenseIllegalRequest, AscInvalidField);
+      return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   storeBe16(&data[2], static_cast<std::uint16_t>(data.size() - 4));
   answerCut(exchange, data.data(), data.size(), loadBe16(&exchange.cdb[3]));
@@ -172,17 +172,17 @@ void ScsiBlockDevice::checkedTransfer(ScsiExchange& exchange, Access access, std
   // The medium is formatted without protection information, so none can be asked for.
   constexpr std::uint8_t kProtect = 0xE0;
   if ((exchange.cdb[1] & kProtect) != 0) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   if (lba >= medium_.sectors() || count > medium_.sectors() - lba) {
-    return exchange.fail(SenseIllegalRequest, AscOutOfRange);
+    return exchange.fail(kSenseIllegalRequest, kAscOutOfRange);
   }
   if (count == 0) {
     return;
   }
   const std::uint64_t bytes = count * medium_.sectorBytes();
   if (exchange.data.size() < bytes) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   transfer(exchange, access, lba, count);
 }
@@ -200,8 +200,8 @@ void ScsiBlockDevice::transfer(ScsiExchange& exchange, Access access, std::uint6
 }
 
 void ScsiBlockDevice::settle(ScsiExchange& exchange, Access access, const MediumAnswer& answer) {
-  if (answer.durationMicroseconds == Never) {
-    exchange.durationMicroseconds = Never;
+  if (answer.durationMicroseconds == kNever) {
+    exchange.durationMicroseconds = kNever;
     exchange.transferred = 0;
     return;
   }
@@ -212,16 +212,17 @@ void ScsiBlockDevice::settle(ScsiExchange& exchange, Access access, const Medium
     case MediumOutcome::Hang:
       return;
     case MediumOutcome::MediumError:
-      exchange.failAt(SenseMediumError, access == Access::Write ? 0x0C : 0x11, 0, answer.failedLba);
+      exchange.failAt(kSenseMediumError, access == Access::Write ? 0x0C : 0x11, 0,
+                      answer.failedLba);
       break;
     case MediumOutcome::InterfaceError:
-      exchange.failAt(SenseAborted, 0x47, 0x03, answer.failedLba);
+      exchange.failAt(kSenseAborted, 0x47, 0x03, answer.failedLba);
       break;
     case MediumOutcome::Rejected:
-      exchange.failAt(SenseIllegalRequest, AscInvalidField, 0, answer.failedLba);
+      exchange.failAt(kSenseIllegalRequest, kAscInvalidField, 0, answer.failedLba);
       break;
     case MediumOutcome::OutOfRange:
-      exchange.fail(SenseIllegalRequest, AscOutOfRange);
+      exchange.fail(kSenseIllegalRequest, kAscOutOfRange);
       break;
   }
   exchange.transferred = moved;

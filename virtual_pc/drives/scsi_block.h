@@ -60,15 +60,15 @@ class ScsiBlockDevice : public ScsiDeviceModel {
 };
 
 // Sense keys, and additional sense codes as they are used here.
-inline constexpr std::uint8_t SenseRecovered = 0x01;
-inline constexpr std::uint8_t SenseNotReady = 0x02;
-inline constexpr std::uint8_t SenseMediumError = 0x03;
-inline constexpr std::uint8_t SenseHardwareError = 0x04;
-inline constexpr std::uint8_t SenseIllegalRequest = 0x05;
-inline constexpr std::uint8_t SenseAborted = 0x0B;
-inline constexpr std::uint8_t AscInvalidOpcode = 0x20;
-inline constexpr std::uint8_t AscOutOfRange = 0x21;
-inline constexpr std::uint8_t AscInvalidField = 0x24;
-inline constexpr std::uint8_t AscInvalidParameter = 0x26;
+inline constexpr std::uint8_t kSenseRecovered = 0x01;
+inline constexpr std::uint8_t kSenseNotReady = 0x02;
+inline constexpr std::uint8_t kSenseMediumError = 0x03;
+inline constexpr std::uint8_t kSenseHardwareError = 0x04;
+inline constexpr std::uint8_t kSenseIllegalRequest = 0x05;
+inline constexpr std::uint8_t kSenseAborted = 0x0B;
+inline constexpr std::uint8_t kAscInvalidOpcode = 0x20;
+inline constexpr std::uint8_t kAscOutOfRange = 0x21;
+inline constexpr std::uint8_t kAscInvalidField = 0x24;
+inline constexpr std::uint8_t kAscInvalidParameter = 0x26;
 
 }  // namespace ostria::virtual_pc

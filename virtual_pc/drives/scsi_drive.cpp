@@ -78,7 +78,7 @@ void ScsiDrive::requestSense(ScsiExchange& exchange) {
   sense[0] = 0x70;
   sense[7] = 10;
   if (selfTests_.runningCode()) {
-    sense[2] = SenseNotReady;
+    sense[2] = kSenseNotReady;
     sense[12] = 0x04;
     sense[13] = 0x09;
     sense[15] = 0x80;
@@ -97,20 +97,20 @@ void ScsiDrive::sendDiagnostic(ScsiExchange& exchange) {
   const bool defaultTest = (exchange.cdb[1] & 0x04) != 0;
   constexpr std::uint8_t kAbort = 4;
   if (code != 0 && defaultTest) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   if (code == kAbort) {
     if (!selfTests_.abort()) {
-      exchange.fail(SenseIllegalRequest, AscInvalidField);
+      exchange.fail(kSenseIllegalRequest, kAscInvalidField);
     }
     return;
   }
   if (selfTests_.runningCode()) {
-    return exchange.fail(SenseNotReady, 0x04, 0x09);  // self-test in progress
+    return exchange.fail(kSenseNotReady, 0x04, 0x09);  // self-test in progress
   }
   if (code == 1 || code == 2) {
     if (!selfTests_.start(code)) {
-      exchange.fail(SenseIllegalRequest, AscInvalidField);
+      exchange.fail(kSenseIllegalRequest, kAscInvalidField);
     }
     return;
   }
@@ -119,11 +119,11 @@ void ScsiDrive::sendDiagnostic(ScsiExchange& exchange) {
   }
   const auto result = selfTests_.runNow(code);
   if (!result) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   exchange.durationMicroseconds += selfTests_.durationMicroseconds(code);
   if (result->status != 0) {
-    exchange.fail(SenseHardwareError, 0x3E, 0x03);
+    exchange.fail(kSenseHardwareError, 0x3E, 0x03);
   }
 }
 
@@ -133,7 +133,7 @@ void ScsiDrive::modeSense(ScsiExchange& exchange, bool ten) {
   constexpr std::uint8_t kAllPages = 0x3F;
   const bool known = identity().traits.iecPage && (page == kIecPage || page == kAllPages);
   if (!known && page != kAllPages) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
 
   std::vector<std::uint8_t> data(ten ? 8 : 4, 0);
@@ -163,12 +163,12 @@ void ScsiDrive::modeSelect(ScsiExchange& exchange, bool ten) {
       ten ? loadBe16(&exchange.cdb[7]) : exchange.cdb[4], exchange.data.size());
   const std::size_t header = ten ? 8 : 4;
   if (length < header) {
-    return exchange.fail(SenseIllegalRequest, 0x1A);
+    return exchange.fail(kSenseIllegalRequest, 0x1A);
   }
   const std::uint8_t* data = exchange.data.data();
   const std::size_t at = header + (ten ? loadBe16(data + 6) : data[3]);
   if (at + 12 > length) {
-    return exchange.fail(SenseIllegalRequest, 0x1A);
+    return exchange.fail(kSenseIllegalRequest, 0x1A);
   }
   // Of the page only DEXCPT and MRIE change.
   constexpr std::uint8_t kMethods = 0x0F;
@@ -176,12 +176,12 @@ void ScsiDrive::modeSelect(ScsiExchange& exchange, bool ten) {
   const std::array<std::uint8_t, 7> kInterval{0, 0, 0, 0, 0, 0, 0};
   const bool pageFormat = (exchange.cdb[1] & 0x10) != 0;
   if (!pageFormat) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   if (!identity().traits.iecPage || (page[0] & 0x3F) != kIecPage || page[1] != 0x0A ||
       ((page[2] ^ iecFlags_) & ~kDisableExceptions) != 0 || (page[3] & ~kMethods) != 0 ||
       !std::equal(kInterval.begin(), kInterval.end(), page + 4) || page[11] != 1) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidParameter);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidParameter);
   }
   iecFlags_ = page[2];
   iecMethod_ = page[3];
@@ -213,10 +213,10 @@ std::vector<std::uint8_t> ScsiDrive::selfTestPage() {
     }
     const SelfTestResult& result = newestFirst[i];
     entry[4] = static_cast<std::uint8_t>((result.code << 5) | result.status);
-    storeBe16(entry + 6, static_cast<std::uint16_t>(result.moment / MicrosecondsPerSecond / 3600));
+    storeBe16(entry + 6, static_cast<std::uint16_t>(result.moment / kMicrosecondsPerSecond / 3600));
     storeBe64(entry + 8, result.failingLba.value_or(~std::uint64_t{0}));
     if (result.status >= 3 && result.status < kInProgress) {
-      entry[16] = result.failingLba ? SenseMediumError : SenseHardwareError;
+      entry[16] = result.failingLba ? kSenseMediumError : kSenseHardwareError;
       entry[17] = result.failingLba ? 0x11 : 0x3E;
     }
   }
@@ -227,7 +227,7 @@ void ScsiDrive::logSense(ScsiExchange& exchange) {
   // Cumulative values of the page itself: nothing else is kept, and nothing can be saved.
   constexpr unsigned kCumulative = 1;
   if (exchange.cdb[1] != 0 || (exchange.cdb[2] >> 6) != kCumulative || exchange.cdb[3] != 0) {
-    return exchange.fail(SenseIllegalRequest, AscInvalidField);
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   std::vector<std::uint8_t> page;
   switch (exchange.cdb[2] & 0x3F) {
@@ -239,7 +239,7 @@ void ScsiDrive::logSense(ScsiExchange& exchange) {
       break;
     case 0x2F: {
       if (!identity().traits.iecPage) {
-        return exchange.fail(SenseIllegalRequest, AscInvalidField);
+        return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
       }
       const bool failing = reportsFailure();
       page = {0x2F,
@@ -257,7 +257,7 @@ void ScsiDrive::logSense(ScsiExchange& exchange) {
       break;
     }
     default:
-      return exchange.fail(SenseIllegalRequest, AscInvalidField);
+      return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   storeBe16(&page[2], static_cast<std::uint16_t>(page.size() - 4));
   exchange.answer(page.data(), std::min<std::size_t>(page.size(), loadBe16(&exchange.cdb[7])));

@@ -26,7 +26,7 @@ const SelfTestDescription* SelfTestEngine::find(std::uint8_t code) const {
 
 std::uint64_t SelfTestEngine::durationMicroseconds(std::uint8_t code) const {
   const SelfTestDescription* routine = find(code);
-  return routine != nullptr ? routine->seconds * MicrosecondsPerSecond : 0;
+  return routine != nullptr ? routine->seconds * kMicrosecondsPerSecond : 0;
 }
 
 SelfTestResult SelfTestEngine::judge(const SelfTestDescription& routine) const {
@@ -51,7 +51,7 @@ bool SelfTestEngine::start(std::uint8_t code) {
   }
   abort();
   coming_ = judge(*routine);
-  std::uint64_t duration = routine->seconds * MicrosecondsPerSecond;
+  std::uint64_t duration = routine->seconds * kMicrosecondsPerSecond;
   if (coming_.status != 0) {
     // A routine that scans gets as far as its bad sector; any other as far as the file says.
     const std::uint64_t reach = !routine->outcome && coming_.failingLba

@@ -16,7 +16,7 @@ namespace ostria::virtual_pc {
 
 namespace {
 
-constexpr std::uint64_t kDiskTimeout = 60 * MicrosecondsPerSecond;
+constexpr std::uint64_t kDiskTimeout = 60 * kMicrosecondsPerSecond;
 
 constexpr std::uint8_t kGood = 0x00;
 constexpr std::uint8_t kCheckCondition = 0x02;

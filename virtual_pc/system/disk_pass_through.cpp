@@ -16,7 +16,7 @@ namespace {
 /// A request that may take no time at all is refused.
 constexpr ULONG kShortestSeconds = 1;
 
-std::uint64_t timeoutOf(ULONG seconds) { return seconds * MicrosecondsPerSecond; }
+std::uint64_t timeoutOf(ULONG seconds) { return seconds * kMicrosecondsPerSecond; }
 
 /// Whether two ranges have a byte in common.
 bool overlaps(std::uint64_t at, std::uint64_t bytes, std::uint64_t otherAt,

@@ -72,7 +72,7 @@ void DiskObject::predictFailure(IoRequest& request) {
     exchange.in.features = 0xDA;
     exchange.in.lbaMid = 0x4F;
     exchange.in.lbaHigh = 0xC2;
-    const std::uint32_t error = send(exchange, 10 * MicrosecondsPerSecond);
+    const std::uint32_t error = send(exchange, 10 * kMicrosecondsPerSecond);
     request.durationMicroseconds = exchange.durationMicroseconds;
     if (error) {
       return request.fail(error);
@@ -89,7 +89,7 @@ void DiskObject::predictFailure(IoRequest& request) {
     exchange.cdb[4] = 18;
     exchange.direction = DataDirection::In;
     exchange.data.resize(18);
-    const std::uint32_t error = send(exchange, 10 * MicrosecondsPerSecond);
+    const std::uint32_t error = send(exchange, 10 * kMicrosecondsPerSecond);
     request.durationMicroseconds = exchange.durationMicroseconds;
     if (error) {
       return request.fail(error);

@@ -288,7 +288,7 @@ void Kernel::cancel(HandleValue file) {
 bool Kernel::wait(KernelObject& object, std::uint32_t milliseconds) {
   Clock& clock = machine().clock();
   const std::uint64_t longest =
-      milliseconds == INFINITE ? Never - 1 : clock.now() + std::uint64_t{milliseconds} * 1000;
+      milliseconds == INFINITE ? kNever - 1 : clock.now() + std::uint64_t{milliseconds} * 1000;
   for (;;) {
     settle();
     if (object.signalled()) {
@@ -296,13 +296,13 @@ bool Kernel::wait(KernelObject& object, std::uint32_t milliseconds) {
       return true;
     }
     // The next thing that can signal it: a request that ends, or the object's own time.
-    std::uint64_t next = object.signalsAt().value_or(Never);
+    std::uint64_t next = object.signalsAt().value_or(kNever);
     for (const Pending& pending : pending_) {
       if (pending.event.get() == &object) {
         next = std::min(next, pending.endsAt);
       }
     }
-    if (next == Never && milliseconds == INFINITE) {
+    if (next == kNever && milliseconds == INFINITE) {
       return false;
     }
     if (next > longest) {

@@ -69,7 +69,7 @@ class IntelPort : public MiniportHandler {
       return ERROR_INVALID_PARAMETER;
     }
     NvmeExchange exchange = readCommand(&block[kCommandAt], block[kQueueAt] == 0, bytes);
-    const std::uint32_t error = send_(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
+    const std::uint32_t error = send_(exchange, loadLe32(&block[12]) * kMicrosecondsPerSecond);
     *duration = exchange.durationMicroseconds;
     if (error) {
       return error;
@@ -112,7 +112,7 @@ class MiniPort : public MiniportHandler {
       return ERROR_INVALID_PARAMETER;
     }
     NvmeExchange exchange = readCommand(&block[kCommandAt], loadLe32(&block[kQueueAt]) == 0, bytes);
-    const std::uint32_t error = disk_.send(exchange, loadLe32(&block[12]) * MicrosecondsPerSecond);
+    const std::uint32_t error = disk_.send(exchange, loadLe32(&block[12]) * kMicrosecondsPerSecond);
     *duration = exchange.durationMicroseconds;
     if (error) {
       return error;
@@ -138,7 +138,7 @@ class MiniPort : public MiniportHandler {
 
 constexpr std::size_t kSpecificDataAt = 8;  // STORAGE_PROTOCOL_SPECIFIC_DATA in either block
 constexpr std::size_t kDescriptorBytes = 48;
-constexpr std::uint64_t kQueryTimeout = 30 * MicrosecondsPerSecond;
+constexpr std::uint64_t kQueryTimeout = 30 * kMicrosecondsPerSecond;
 
 void protocolQuery(DiskObject& disk, IoRequest& request,
                    std::optional<std::uint32_t> claimedOffset) {
@@ -234,7 +234,7 @@ void protocolCommand(DiskObject& disk, IoRequest& request) {
   }
 
   NvmeExchange exchange = readCommand(&in[kCommandAt], true, bytes);
-  const std::uint32_t error = disk.send(exchange, loadLe32(&in[40]) * MicrosecondsPerSecond);
+  const std::uint32_t error = disk.send(exchange, loadLe32(&in[40]) * kMicrosecondsPerSecond);
   request.durationMicroseconds = exchange.durationMicroseconds;
   if (error) {
     return request.fail(error);

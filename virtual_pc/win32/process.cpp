@@ -57,7 +57,7 @@ BOOL WINAPI QueryPerformanceCounter(PLARGE_INTEGER count) {
 }
 
 BOOL WINAPI QueryPerformanceFrequency(PLARGE_INTEGER frequency) {
-  frequency->QuadPart = static_cast<LONGLONG>(MicrosecondsPerSecond);
+  frequency->QuadPart = static_cast<LONGLONG>(kMicrosecondsPerSecond);
   return TRUE;
 }
 

@@ -38,8 +38,8 @@ struct DeviceInfo {
   std::uint32_t index = 0;
   std::string id;  ///< the module's name of the device
   DeviceNames names;
-  RaidPlace raid;    ///< of a drive behind a RAID controller
-  std::string name;  ///< model and size
+  RaidLocation raid;  ///< of a drive behind a RAID controller
+  std::string name;   ///< model and size
   std::string model;
   std::string manufacturer;
   std::string serial;

@@ -14,7 +14,7 @@ struct DeviceNames {
 };
 
 /// Where a drive hangs that has no node of its own.
-struct RaidPlace {
+struct RaidLocation {
   std::string controller;
   std::string port;  ///< "phy 2", "drive 5"
 };

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace ostria::host {
 
@@ -34,9 +33,5 @@ struct SmartRow {
 inline constexpr std::string_view kManufacturingLabel = "Manufacturing 8S bar-code";
 inline constexpr std::string_view kSupplierSerial = "Manufacturing Supplier Serial Number";
 inline constexpr std::string_view kCurrentLabel = "Current 8S label";
-
-/// Reads the report's text: an array of objects with text values. The values are not escaped, so a
-/// quotation mark inside one does not end it.
-std::vector<SmartRow> readSmartReport(std::string_view text);
 
 }  // namespace ostria::host

@@ -7,6 +7,7 @@
 #include "host/core/model/raw_values.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/readable_rows.h"
+#include "host/core/run/smart_report.h"
 
 namespace ostria::host {
 namespace {

@@ -6,6 +6,7 @@
 
 #include "host/core/model/raw_values.h"
 #include "host/core/run/collect_health.h"
+#include "host/core/run/smart_report.h"
 
 namespace ostria::host {
 namespace {
@@ -51,25 +52,26 @@ std::string connectionOf(const std::map<std::string, std::string>& attributes) {
 }
 
 // The module names a drive behind a controller by its port there: "...#phy2", "...#nvme3", "0:5".
-RaidPlace raidPlaceOf(const std::string& id, const std::map<std::string, std::string>& attributes,
-                      const Texts& texts) {
+RaidLocation raidLocationOf(const std::string& id,
+                            const std::map<std::string, std::string>& attributes,
+                            const Texts& texts) {
   constexpr std::string_view kParent = "RAID_ATTACHED_DRIVES\\";
   const auto parent = attributes.find("parent");
   if (parent == attributes.end() || !parent->second.starts_with(kParent)) {
     return {};
   }
-  RaidPlace place{parent->second.substr(kParent.size()), {}};
+  RaidLocation location{parent->second.substr(kParent.size()), {}};
   const std::size_t mark = id.rfind('#');
   const std::string port = mark == std::string::npos ? std::string() : id.substr(mark + 1);
   if (port.starts_with("phy")) {
-    place.port = texts.say("raid.phy", {{"number", port.substr(3)}});
+    location.port = texts.say("raid.phy", {{"number", port.substr(3)}});
   } else if (port.starts_with("nvme")) {
-    place.port = texts.say("raid.path", {{"number", port.substr(4)}});
+    location.port = texts.say("raid.path", {{"number", port.substr(4)}});
   } else if (const std::size_t colon = id.find(':'); colon != std::string::npos) {
-    place.port = texts.say("raid.drive",
-                           {{"controller", id.substr(0, colon)}, {"number", id.substr(colon + 1)}});
+    location.port = texts.say(
+        "raid.drive", {{"controller", id.substr(0, colon)}, {"number", id.substr(colon + 1)}});
   }
-  return place;
+  return location;
 }
 
 // The module does not name the bus, so it follows from how the device is connected and what it
@@ -140,7 +142,7 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
       link = redactor.text(link);
     }
   }
-  info.raid = raidPlaceOf(component.id(), description.attributes, texts);
+  info.raid = raidLocationOf(component.id(), description.attributes, texts);
   info.name = redactor.text(description.displayName);
   info.model = redactor.text(description.model);
   info.manufacturer = redactor.text(valueOf(properties, "MANUFACTURER"));

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "host/core/model/smart_rows.h"
 #include "host/core/run/describe_device.h"
+#include "host/core/run/smart_report.h"
 
 namespace ostria::host {
 

@@ -12,6 +12,7 @@
 #include "host/core/run/device_question.h"
 #include "host/core/run/identity_check.h"
 #include "host/core/run/run_context.h"
+#include "host/core/run/smart_report.h"
 
 namespace ostria::host {
 namespace {
@@ -67,7 +68,11 @@ Values partitionTable(SystemComponent& component) {
     if (mountPoint.empty()) {
       continue;
     }
-    table.push_back(label.empty() ? mountPoint : mountPoint + " (" + label + ")");
+    std::string title = mountPoint;
+    if (!label.empty()) {
+      title.append(" (").append(label).append(")");
+    }
+    table.push_back(std::move(title));
     table.push_back(fileSystem);
     table.push_back(mountPoint);
     table.push_back(holdsRunningSystem(mountPoint) ? "T" : "F");

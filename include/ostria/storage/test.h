@@ -23,7 +23,7 @@ enum class TestResult : std::uint32_t {
   CouldNotStart = 6  ///< an object is missing, or the device is gone
 };
 
-/// A diagnostic test. Owned by the module; the host calls it by its place in the table of virtual
+/// A diagnostic test. Owned by the module; the host calls it by its index in the table of virtual
 /// functions. One run at a time for each object.
 class Test {
  public:

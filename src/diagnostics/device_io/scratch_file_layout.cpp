@@ -42,12 +42,12 @@ std::vector<std::uint64_t> placeChunks(const ScratchFileLayout& layout, std::uin
   const std::uint64_t parts = std::max<std::uint64_t>(layout.shareBytes / layout.chunkBytes, 1);
   const std::uint64_t stride = roundDown(layout.fileBytes / parts, sectorBytes);
   const std::uint64_t spread = (stride - layout.chunkBytes) / sectorBytes;
-  std::vector<std::uint64_t> places;
-  places.reserve(parts);
+  std::vector<std::uint64_t> offsets;
+  offsets.reserve(parts);
   for (std::uint64_t i = 0; i < parts; ++i) {
-    places.push_back(i * stride + random.random(spread + 1) * sectorBytes);
+    offsets.push_back(i * stride + random.random(spread + 1) * sectorBytes);
   }
-  return places;
+  return offsets;
 }
 
 }  // namespace ostria::storage

@@ -7,8 +7,8 @@
 
 namespace ostria::storage {
 
-/// Single-sector reads at random places of the whole disk. The variants set the amount of work and
-/// choose the devices.
+/// Single-sector reads at random locations of the whole disk. The variants set the amount of work
+/// and choose the devices.
 class RandomSeekTest : public StorageTest {
  public:
   TestResult run(TestRunContext* context) override;

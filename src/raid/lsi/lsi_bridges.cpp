@@ -9,6 +9,7 @@
 
 #include "base/byte_order.h"
 #include "transport/ata/ata_cmd.h"
+#include "transport/ata/ata_opcodes.h"
 #include "transport/scsi/scsi_cmd.h"
 #include "transport/scsi/scsi_sense.h"
 
@@ -58,10 +59,10 @@ void fillStp(std::vector<std::uint8_t>& buffer, const AtaCmd& command, std::uint
   if (command.dataDirection == DataDirection::ToDevice) {
     flags = 2;
   }
-  if (command.command == 0xEC) {
+  if (command.command == ata::IdentifyDevice) {
     flags += 16;
   }
-  if (command.features == 0xD4) {
+  if (command.features == ata::SmartExecuteOffline) {
     flags += 0x100;
   }
   storeLe32(&buffer[4], flags);

@@ -11,7 +11,7 @@ namespace ostria::storage {
 
 namespace {
 
-// The SMART data page and the threshold page have their 30 entries of 12 bytes at the same places.
+// The SMART data page and the threshold page have their 30 entries of 12 bytes at the same offsets.
 constexpr std::size_t kEntries = 30;
 constexpr std::size_t kExecutionStatus = 363;
 constexpr std::size_t kCapability = 367;

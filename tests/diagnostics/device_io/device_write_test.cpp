@@ -189,7 +189,7 @@ TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
       EXPECT_EQ(host->count(key + range), 1u);
       EXPECT_EQ(host->count("log"), 1u);
       const std::uint64_t seconds =
-          (bench.pc().clock().now() - before) / vpc::MicrosecondsPerSecond;
+          (bench.pc().clock().now() - before) / vpc::kMicrosecondsPerSecond;
       EXPECT_EQ(seconds >= 30, std::holds_alternative<vpc::HangFault>(action));
       EXPECT_LT(seconds, 40u);
     }

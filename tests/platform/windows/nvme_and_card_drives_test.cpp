@@ -148,10 +148,10 @@ TEST_F(FoundDrives, SelfTestOfEveryPassThroughRunsToItsOutcome) {
     std::uint8_t value = 0;
     EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Failure);
     EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
-    vpc::machine().clock().advance(6 * vpc::MicrosecondsPerSecond);
+    vpc::machine().clock().advance(6 * vpc::kMicrosecondsPerSecond);
     EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
     EXPECT_GT(value, 3);
-    vpc::machine().clock().advance(200 * vpc::MicrosecondsPerSecond);
+    vpc::machine().clock().advance(200 * vpc::kMicrosecondsPerSecond);
     EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
     EXPECT_EQ(value, row.outcome);
     EXPECT_EQ(protocol.StartSelfTest(2, 0), ProtocolResult::Success);

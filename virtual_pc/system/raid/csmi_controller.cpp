@@ -261,7 +261,7 @@ class CsmiController {
     return true;
   }
   static std::uint64_t timeoutOf(Block block) {
-    return loadLe32(&block[12]) * MicrosecondsPerSecond;
+    return loadLe32(&block[12]) * kMicrosecondsPerSecond;
   }
 
   std::uint32_t sspPassThrough(Block block, std::uint64_t* duration) {

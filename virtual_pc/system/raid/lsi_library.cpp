@@ -301,7 +301,7 @@ class LsiLibrary {
   template <typename Model, typename Kind>
   DriveReply send(Model& model, Kind& exchange, std::uint32_t seconds) {
     const DriveReply reply =
-        sendToMember(machine_, model, exchange, seconds * MicrosecondsPerSecond);
+        sendToMember(machine_, model, exchange, seconds * kMicrosecondsPerSecond);
     machine_.clock().advance(exchange.durationMicroseconds);
     return reply;
   }

@@ -1,12 +1,12 @@
-// The judgement of SMART rows as the module names them.
-#include "host/core/model/smart_rows.h"
+// The text of a report, read into rows.
+#include "host/core/run/smart_report.h"
 
 #include <gtest/gtest.h>
 
 namespace ostria::host::test {
 namespace {
 
-TEST(SmartRowsTest, QuotationMarksInsideAValueDoNotEndIt) {
+TEST(SmartReportTest, QuotationMarksInsideAValueDoNotEndIt) {
   const auto rows = readSmartReport(
       R"([{"id":"5","description":"A "b" c","threshold":"36","value":"36","worst":"30","data":"7"},)"
       R"({"id":"194","description":"T","threshold":"0","value":"0","worst":"0","data":"31"}])");
