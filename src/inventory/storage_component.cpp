@@ -136,20 +136,45 @@ ProtocolResult StorageComponent::readSectors(std::uint64_t lba, std::uint16_t co
 ProtocolResult StorageComponent::readVolume(std::uint64_t lba, std::uint16_t count, void* buffer,
                                             std::uint32_t bufferBytes,
                                             std::uint32_t timeoutSeconds) {
-  StorageProtocolProperties properties;
-  if (!succeeded(protocol_->GetCachedProperties(&properties)) ||
-      properties.logicalSectorSize < kSmallestSectorBytes || buffer == nullptr ||
-      !fits(count, properties, bufferBytes)) {
-    return ProtocolResult::InvalidArgument;
-  }
-  const std::uint64_t sectorSize = properties.logicalSectorSize;
-  // An offset that does not fit would wrap round to a sector that nobody asked for.
-  if (lba > std::numeric_limits<std::uint64_t>::max() / sectorSize) {
+  const std::uint64_t sectorBytes = volumeSectorBytes(lba, count, bufferBytes);
+  if (buffer == nullptr || sectorBytes == 0) {
     return ProtocolResult::InvalidArgument;
   }
   std::uint64_t done = 0;
-  return getLocalFilesystem().readAt(protocol_->GetDeviceHandle(), lba * sectorSize,
-                                     count * sectorSize, &done, timeoutSeconds, buffer);
+  return getLocalFilesystem().readAt(protocol_->GetDeviceHandle(), lba * sectorBytes,
+                                     count * sectorBytes, &done, timeoutSeconds, buffer);
+}
+
+std::uint64_t StorageComponent::volumeSectorBytes(std::uint64_t lba, std::uint16_t count,
+                                                  std::uint32_t bufferBytes) const {
+  StorageProtocolProperties properties;
+  if (!succeeded(protocol_->GetCachedProperties(&properties)) ||
+      properties.logicalSectorSize < kSmallestSectorBytes ||
+      !fits(count, properties, bufferBytes)) {
+    return 0;
+  }
+  // An offset that does not fit would wrap round to a sector that nobody asked for.
+  const std::uint64_t sectorBytes = properties.logicalSectorSize;
+  return lba > std::numeric_limits<std::uint64_t>::max() / sectorBytes ? 0 : sectorBytes;
+}
+
+ProtocolResult StorageComponent::readSectors(std::uint64_t lba, std::uint16_t count,
+                                             TransferBuffer& buffer, bool direct,
+                                             std::uint32_t bufferBytes,
+                                             std::uint32_t timeoutSeconds) {
+  if (bufferBytes > buffer.size() || !buffer.renew()) {
+    return ProtocolResult::InvalidArgument;
+  }
+  if (direct || connection_ == DeviceConnection::RaidMember) {
+    return readSectors(lba, count, buffer.data(), true, bufferBytes, timeoutSeconds);
+  }
+  const std::uint64_t sectorBytes = volumeSectorBytes(lba, count, bufferBytes);
+  if (sectorBytes == 0) {
+    return ProtocolResult::InvalidArgument;
+  }
+  std::uint64_t done = 0;
+  return getLocalFilesystem().readInto(protocol_->GetDeviceHandle(), lba * sectorBytes,
+                                       count * sectorBytes, &done, kReadTimeoutSeconds, buffer);
 }
 
 std::uint16_t StorageComponent::preferredReadBlock() {
@@ -169,13 +194,12 @@ std::uint16_t StorageComponent::preferredReadBlock() {
       continue;
     }
     // The largest blocks may be more than a small machine has; the next is half of it.
-    const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow)
-                                                     std::uint8_t[static_cast<std::size_t>(bytes)]);
-    if (buffer == nullptr) {
+    TransferBuffer buffer;
+    if (!buffer.make(static_cast<std::size_t>(bytes))) {
       continue;
     }
     const auto readOnce = [&] {
-      return readSectors(0, candidate, buffer.get(), false, static_cast<std::uint32_t>(bytes),
+      return readSectors(0, candidate, buffer, false, static_cast<std::uint32_t>(bytes),
                          kReadTimeoutSeconds);
     };
     int successes = 0;

@@ -10,6 +10,7 @@
 #include "inventory/partitions/partition_table.h"
 #include "ostria/storage/system_component.h"
 #include "services/driver_service_holder.h"
+#include "services/transfer_buffer.h"
 #include "transport/storage_protocol.h"
 
 namespace ostria::storage {
@@ -81,6 +82,10 @@ class StorageComponent : public SystemComponent {
   ///         may have changed its sector size since the buffer was made
   ProtocolResult readSectors(std::uint64_t lba, std::uint16_t count, void* buffer, bool direct,
                              std::uint32_t bufferBytes, std::uint32_t timeoutSeconds);
+  /// The same into a buffer that reads go to without a copy. A read that is given up keeps the
+  /// memory; the buffer gets new at its next use.
+  ProtocolResult readSectors(std::uint64_t lba, std::uint16_t count, TransferBuffer& buffer,
+                             bool direct, std::uint32_t bufferBytes, std::uint32_t timeoutSeconds);
   /// The operating system's read of the device, without the protocol. Parameters and refusals are
   /// those of `readSectors`; also refused are an unknown sector size and an offset beyond 64 bits.
   ProtocolResult readVolume(std::uint64_t lba, std::uint16_t count, void* buffer,
@@ -115,6 +120,9 @@ class StorageComponent : public SystemComponent {
     DeviceHandle handle;
   };
 
+  /// Size of a sector for a read of the device; 0 for a read that is to be refused.
+  std::uint64_t volumeSectorBytes(std::uint64_t lba, std::uint16_t count,
+                                  std::uint32_t bufferBytes) const;
   std::vector<std::string> mountedVolumes(std::vector<std::string>& users);
 
   std::unique_ptr<StorageProtocol> protocol_;

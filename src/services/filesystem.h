@@ -6,6 +6,7 @@
 
 #include "base/device_handle.h"
 #include "base/protocol_result.h"
+#include "services/transfer_buffer.h"
 
 namespace ostria::storage {
 
@@ -47,6 +48,14 @@ class Filesystem {
   virtual ProtocolResult readAt(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
                                 std::uint64_t* done, std::uint32_t timeoutSeconds,
                                 void* buffer) = 0;
+  /// `readAt` into a buffer that a read may keep, where the system can do without a copy then.
+  /// After a read that was given up the buffer has no memory until it is renewed.
+  /// @param buffer  has memory for `length` bytes
+  virtual ProtocolResult readInto(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
+                                  std::uint64_t* done, std::uint32_t timeoutSeconds,
+                                  TransferBuffer& buffer) {
+    return readAt(handle, offset, length, done, timeoutSeconds, buffer.data());
+  }
 };
 
 /// The module's own filesystem, made on first use and never freed. Defined by each platform.

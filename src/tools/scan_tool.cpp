@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "checks/device_checks.h"
 #include "checks/null_channels.h"
@@ -164,17 +165,17 @@ ToolStatus ScanTool::scan(const StorageProtocolProperties& properties) {
 ScanTool::BlockRead ScanTool::readBlock(std::uint64_t first, std::uint16_t count,
                                         std::uint32_t sectorBytes) {
   const std::size_t needed = std::size_t{count} * sectorBytes;
-  if (buffer_.size() < needed) {
-    buffer_.resize(needed);
+  if (buffer_.size() < needed && !buffer_.make(needed)) {
+    throw std::bad_alloc();
   }
   const ProtocolResult whole = component_->readSectors(
-      first, count, buffer_.data(), false, static_cast<std::uint32_t>(needed), kReadTimeoutSeconds);
+      first, count, buffer_, false, static_cast<std::uint32_t>(needed), kReadTimeoutSeconds);
   if (succeeded(whole) || whole == ProtocolResult::ReadTimeout) {
     return {whole, first};
   }
   for (std::uint64_t sector = first; sector < first + count; ++sector) {
     const ProtocolResult single =
-        component_->readSectors(sector, 1, buffer_.data(), false, sectorBytes, kReadTimeoutSeconds);
+        component_->readSectors(sector, 1, buffer_, false, sectorBytes, kReadTimeoutSeconds);
     if (!succeeded(single)) {
       return {single, sector};
     }
@@ -185,11 +186,14 @@ ScanTool::BlockRead ScanTool::readBlock(std::uint64_t first, std::uint16_t count
 /// What the device itself says of a sector that the system could not read. Good is only what the
 /// system reads as well: a pass-through may report success for a command that never arrived.
 ProtocolResult ScanTool::askDevice(std::uint64_t sector, std::uint32_t sectorBytes) {
+  if (!buffer_.renew()) {
+    throw std::bad_alloc();
+  }
   const ProtocolResult verdict =
       protocol_->Read(sector, 1, kReadTimeoutSeconds, buffer_.data(), sectorBytes);
-  return succeeded(verdict) ? component_->readSectors(sector, 1, buffer_.data(), false, sectorBytes,
-                                                      kReadTimeoutSeconds)
-                            : verdict;
+  return succeeded(verdict)
+             ? component_->readSectors(sector, 1, buffer_, false, sectorBytes, kReadTimeoutSeconds)
+             : verdict;
 }
 
 ToolStatus ScanTool::stopWith(ToolStatus status) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/protocol_result.h"
+#include "services/transfer_buffer.h"
 #include "tools/recover_bad_sectors_operation.h"
 
 namespace ostria::storage {
@@ -64,7 +65,7 @@ class ScanTool : public RecoverBadSectorsOperation {
   ToolStatus stopWith(ToolStatus status);
   void publishProgress(std::uint8_t percent);
 
-  std::vector<std::uint8_t> buffer_;
+  TransferBuffer buffer_;
   std::uint64_t steppedOver_ = 0;  ///< sectors of which nothing is known after the scan
 };
 

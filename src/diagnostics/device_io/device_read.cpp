@@ -190,8 +190,8 @@ TestResult StorageDeviceReadTest::readStretch(const Stretch& stretch, bool shows
   const std::uint64_t blockSectors =
       std::clamp<std::uint64_t>(component_->preferredReadBlock(), 1, mostSectors);
   const auto bufferBytes = static_cast<std::uint32_t>(blockSectors * sectorSize);
-  const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow) std::uint8_t[bufferBytes]);
-  if (buffer == nullptr) {
+  TransferBuffer buffer;
+  if (!buffer.make(bufferBytes)) {
     return TestResult::CouldNotStart;
   }
 
@@ -202,9 +202,8 @@ TestResult StorageDeviceReadTest::readStretch(const Stretch& stretch, bool shows
   unsigned shown = 0;
   for (std::uint64_t lba = stretch.first; lba < end;) {
     const std::uint64_t count = std::min(end - lba, blockSectors);
-    const ProtocolResult result =
-        component_->readSectors(lba, static_cast<std::uint16_t>(count), buffer.get(), false,
-                                bufferBytes, readTimeoutSeconds_);
+    const ProtocolResult result = component_->readSectors(
+        lba, static_cast<std::uint16_t>(count), buffer, false, bufferBytes, readTimeoutSeconds_);
     if (!succeeded(result)) {
       return judgeError(lba, lba + count, result, sectorSize);
     }

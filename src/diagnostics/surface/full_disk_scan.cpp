@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <memory>
-#include <new>
 
 #include "checks/message_keys.h"
 #include "checks/read_block.h"
@@ -89,14 +87,13 @@ TestResult FullDiskScanTest::scan(Scan& scan) {
   if (blockBytes > std::numeric_limits<std::uint32_t>::max()) {
     return TestResult::Stopped;
   }
-  const std::unique_ptr<std::uint8_t[]> buffer(
-      new (std::nothrow) std::uint8_t[static_cast<std::size_t>(blockBytes)]());
-  if (buffer == nullptr) {
+  TransferBuffer buffer;
+  if (!buffer.make(static_cast<std::size_t>(blockBytes))) {
     return TestResult::Stopped;
   }
 
   progress(0);
-  const TestResult result = scanBlocks(scan, buffer.get(), static_cast<std::uint32_t>(blockBytes));
+  const TestResult result = scanBlocks(scan, buffer, static_cast<std::uint32_t>(blockBytes));
   if (result != TestResult::Passed || scan.bad.count() == 0) {
     return result;
   }
@@ -104,7 +101,7 @@ TestResult FullDiskScanTest::scan(Scan& scan) {
   return TestResult::Failed;
 }
 
-TestResult FullDiskScanTest::scanBlocks(Scan& scan, std::uint8_t* buffer,
+TestResult FullDiskScanTest::scanBlocks(Scan& scan, TransferBuffer& buffer,
                                         std::uint32_t bufferBytes) {
   const double distance = static_cast<double>(std::max<std::uint64_t>(scan.last, 1));
   int lastReported = 0;

@@ -38,7 +38,7 @@ class FullDiskScanTest : public StorageTest {
   };
 
   TestResult scan(Scan& scan);
-  TestResult scanBlocks(Scan& scan, std::uint8_t* buffer, std::uint32_t bufferBytes);
+  TestResult scanBlocks(Scan& scan, TransferBuffer& buffer, std::uint32_t bufferBytes);
   /// Notes a bad block, or reports why the scan cannot go on.
   TestResult judgeError(std::uint64_t lba, ProtocolResult error, Scan& scan);
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <new>
 #include <random>
 #include <vector>
 
@@ -119,13 +118,12 @@ TestResult LinearReadTest::samplePass() {
   if (bufferBytes > std::numeric_limits<std::uint32_t>::max()) {
     return TestResult::Stopped;
   }
-  const std::unique_ptr<std::uint8_t[]> buffer(
-      new (std::nothrow) std::uint8_t[static_cast<std::size_t>(bufferBytes)]());
-  if (buffer == nullptr) {
+  TransferBuffer buffer;
+  if (!buffer.make(static_cast<std::size_t>(bufferBytes))) {
     return TestResult::Stopped;
   }
   pass.area = chooseArea(properties.totalSectors - 1);
-  const TestResult result = sample(pass, buffer.get(), static_cast<std::uint32_t>(bufferBytes));
+  const TestResult result = sample(pass, buffer, static_cast<std::uint32_t>(bufferBytes));
   if (result != TestResult::Passed || pass.bad.count() == 0) {
     return result;
   }
@@ -142,7 +140,7 @@ LinearReadTest::Area LinearReadTest::chooseArea(std::uint64_t last) const {
   return area.start < area.stop ? area : Area{0, last};
 }
 
-TestResult LinearReadTest::sample(Pass& pass, std::uint8_t* buffer, std::uint32_t bufferBytes) {
+TestResult LinearReadTest::sample(Pass& pass, TransferBuffer& buffer, std::uint32_t bufferBytes) {
   const Area& area = pass.area;
   const std::uint64_t block = pass.blockSectors;
   const std::uint64_t range = area.stop - area.start;
@@ -183,7 +181,7 @@ TestResult LinearReadTest::sample(Pass& pass, std::uint8_t* buffer, std::uint32_
   return TestResult::Passed;
 }
 
-TestResult LinearReadTest::readBlock(Pass& pass, std::uint64_t lba, std::uint8_t* buffer,
+TestResult LinearReadTest::readBlock(Pass& pass, std::uint64_t lba, TransferBuffer& buffer,
                                      std::uint32_t bufferBytes) {
   const auto count =
       static_cast<std::uint16_t>(clampReadCount(pass.area.stop, pass.blockSectors, lba));

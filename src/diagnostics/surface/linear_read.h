@@ -41,8 +41,8 @@ class LinearReadTest : public StorageTest {
 
   TestResult samplePass();
   Area chooseArea(std::uint64_t last) const;
-  TestResult sample(Pass& pass, std::uint8_t* buffer, std::uint32_t bufferBytes);
-  TestResult readBlock(Pass& pass, std::uint64_t lba, std::uint8_t* buffer,
+  TestResult sample(Pass& pass, TransferBuffer& buffer, std::uint32_t bufferBytes);
+  TestResult readBlock(Pass& pass, std::uint64_t lba, TransferBuffer& buffer,
                        std::uint32_t bufferBytes);
 
   double startPercent_ = 0.0;

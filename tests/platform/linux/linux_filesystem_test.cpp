@@ -105,6 +105,41 @@ TEST_P(LinuxFilesystemTest, HangingReadGivesTheMemoryBackUntouched) {
   EXPECT_EQ(memory, std::string(512, 'm'));
 }
 
+TEST_P(LinuxFilesystemTest, LostReadKeepsTheMemoryThatItStillWritesTo) {
+  const std::string path = folder / "fifo";
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  FdOwner fifo(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const DeviceHandle handle = handleOfDescriptor(fifo.get());
+  TransferBuffer buffer;
+  ASSERT_TRUE(buffer.make(512));
+  std::uint8_t* const before = buffer.data();
+  const std::weak_ptr<void> memory = buffer.share();
+  std::uint64_t done = 0;
+  ASSERT_EQ(::write(fifo.get(), std::string(512, 'D').data(), 512), 512);
+  EXPECT_EQ(filesystem.readInto(handle, 0, 512, &done, 30, buffer), ProtocolResult::Success);
+  EXPECT_EQ(buffer.data(), before) << "a read that ended leaves the memory in use";
+  EXPECT_EQ(std::string(before, before + 512), std::string(512, 'D'));
+  EXPECT_EQ(filesystem.readInto(handle, 0, 513, &done, 30, buffer), ProtocolResult::Failure);
+
+  EXPECT_EQ(filesystem.readInto(handle, 0, 512, &done, 1, buffer), ProtocolResult::ReadTimeout);
+  EXPECT_EQ(buffer.data(), nullptr);
+  EXPECT_EQ(filesystem.readInto(handle, 0, 512, &done, 1, buffer), ProtocolResult::Failure);
+  EXPECT_FALSE(memory.expired()) << "the kernel still writes there";
+  ASSERT_TRUE(buffer.renew());
+  EXPECT_NE(buffer.data(), before);
+
+  // The device comes back late: the lost read takes the data, and its memory goes with it.
+  ASSERT_EQ(::write(fifo.get(), std::string(512, 'L').data(), 512), 512);
+  for (int i = 0; i < 1000 && filesystem.outstandingTransfers() != 0; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  for (int i = 0; i < 1000 && !memory.expired(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(memory.expired());
+  EXPECT_EQ(std::string(buffer.data(), buffer.data() + 512), std::string(512, '\0'));
+}
+
 TEST_P(LinuxFilesystemTest, TimeoutOfZeroEndsAtOnceAndAFullPipeTimesOutAsAWrite) {
   int ends[2] = {};
   ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);

@@ -291,4 +291,23 @@ ProtocolResult LinuxFilesystem::readAt(DeviceHandle handle, std::uint64_t offset
       done, timeoutSeconds);
 }
 
+ProtocolResult LinuxFilesystem::readInto(DeviceHandle handle, std::uint64_t offset,
+                                         std::uint64_t length, std::uint64_t* done,
+                                         std::uint32_t timeoutSeconds, TransferBuffer& buffer) {
+  if (buffer.data() == nullptr || length > buffer.size()) {
+    return ProtocolResult::Failure;
+  }
+  const ProtocolResult result = transfer({.descriptor = descriptorOf(handle),
+                                          .offset = offset,
+                                          .length = length,
+                                          .readInto = buffer.data(),
+                                          .memory = buffer.share()},
+                                         done, timeoutSeconds);
+  if (result == ProtocolResult::ReadTimeout) {
+    // The kernel still writes there, nobody knows how long.
+    buffer.abandon();
+  }
+  return result;
+}
+
 }  // namespace ostria::storage

@@ -30,6 +30,9 @@ class LinuxFilesystem : public Filesystem {
                          const void* buffer) override;
   ProtocolResult readAt(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
                         std::uint64_t* done, std::uint32_t timeoutSeconds, void* buffer) override;
+  ProtocolResult readInto(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
+                          std::uint64_t* done, std::uint32_t timeoutSeconds,
+                          TransferBuffer& buffer) override;
 
   std::size_t outstandingTransfers() { return transfers_.outstanding(); }
 

@@ -30,8 +30,9 @@ constexpr std::size_t kLongestTransfer = 0x7FFFF000;
 // Each request that hangs pins its buffer. A drive that collects this many will not recover by
 // more.
 constexpr std::size_t kMostOutstanding = 64;
-// Bytes of a buffer that waits for the next transfer.
-constexpr std::size_t kMostKept = 64u << 20;
+// Bytes of a buffer that waits for the next transfer. Blocks of a scan are larger, and come with
+// memory of their own.
+constexpr std::size_t kMostKept = 1u << 20;
 
 ssize_t transferNow(int descriptor, bool read, void* buffer, std::size_t length,
                     std::uint64_t offset) {
@@ -105,7 +106,10 @@ class TimedTransfer::Ring {
   }
   Buffer& buffer() { return buffer_; }
 
+  /// A request with memory of its own uses that, any other the buffer.
   bool submit(const TransferRequest& request) {
+    memory_ = request.memory;
+    void* const data = memory_ != nullptr ? request.readInto : buffer_.data();
     descriptor_.reset(::fcntl(request.descriptor, F_DUPFD_CLOEXEC, 0));
     io_uring_sqe* entry = descriptor_.valid() ? ::io_uring_get_sqe(&ring_) : nullptr;
     if (entry == nullptr) {
@@ -113,9 +117,9 @@ class TimedTransfer::Ring {
     }
     const auto length = static_cast<unsigned>(request.length);
     if (request.readInto != nullptr) {
-      ::io_uring_prep_read(entry, descriptor_.get(), buffer_.data(), length, request.offset);
+      ::io_uring_prep_read(entry, descriptor_.get(), data, length, request.offset);
     } else {
-      ::io_uring_prep_write(entry, descriptor_.get(), buffer_.data(), length, request.offset);
+      ::io_uring_prep_write(entry, descriptor_.get(), data, length, request.offset);
     }
     entry->user_data = kTransferTag;
     int submitted = 0;
@@ -158,6 +162,7 @@ class TimedTransfer::Ring {
     }
     if (!inFlight_) {
       descriptor_.reset();
+      memory_.reset();
     }
     return !inFlight_;
   }
@@ -180,6 +185,7 @@ class TimedTransfer::Ring {
   bool open_ = false;
   bool inFlight_ = false;
   FdOwner descriptor_;
+  std::shared_ptr<void> memory_;  ///< that the request in flight shares with its caller
   Buffer buffer_;
 };
 
@@ -230,7 +236,8 @@ std::unique_ptr<TimedTransfer::Ring> TimedTransfer::takeRing() {
 }
 
 TransferOutcome TimedTransfer::run(const TransferRequest& request, std::uint32_t timeoutSeconds) {
-  if ((request.readInto == nullptr) == (request.writeFrom == nullptr)) {
+  if ((request.readInto == nullptr) == (request.writeFrom == nullptr) ||
+      (request.memory != nullptr && request.readInto == nullptr)) {
     return {};
   }
   if (request.length > kLongestTransfer ||
@@ -248,7 +255,8 @@ TransferOutcome TimedTransfer::run(const TransferRequest& request, std::uint32_t
 
 TransferOutcome TimedTransfer::runOnRing(std::unique_ptr<Ring> ring, const TransferRequest& request,
                                          std::uint32_t timeoutSeconds) {
-  if (!ring->buffer().reserve(request.length)) {
+  const bool direct = request.memory != nullptr;
+  if (!direct && !ring->buffer().reserve(request.length)) {
     return {};
   }
   if (request.writeFrom != nullptr) {
@@ -280,11 +288,10 @@ TransferOutcome TimedTransfer::runOnRing(std::unique_ptr<Ring> ring, const Trans
     outcome.error = -result;
   } else {
     outcome.bytes = std::min<std::uint64_t>(static_cast<std::uint32_t>(result), request.length);
-    if (request.readInto != nullptr) {
+    if (request.readInto != nullptr && !direct) {
       std::memcpy(request.readInto, ring->buffer().data(), outcome.bytes);
     }
   }
-  // A scan reads in blocks of up to 255 MiB; kept, such a buffer would stay with the process.
   ring->buffer().trim(kMostKept);
   const std::lock_guard lock(mutex_);
   idle_.push_back(std::move(ring));
@@ -296,6 +303,7 @@ TransferOutcome TimedTransfer::runOnThread(const TransferRequest& request,
   struct Shared {
     FdOwner descriptor;
     Buffer buffer;
+    std::shared_ptr<void> memory;  // of the request, instead of the buffer
     std::mutex mutex;
     std::condition_variable ended;
     bool done = false;
@@ -305,10 +313,13 @@ TransferOutcome TimedTransfer::runOnThread(const TransferRequest& request,
   };
   const auto shared = std::make_shared<Shared>();
   shared->descriptor.reset(::fcntl(request.descriptor, F_DUPFD_CLOEXEC, 0));
-  if (!shared->descriptor.valid() || !shared->buffer.reserve(request.length)) {
+  shared->memory = request.memory;
+  const bool direct = request.memory != nullptr;
+  if (!shared->descriptor.valid() || (!direct && !shared->buffer.reserve(request.length))) {
     return {};
   }
   const bool read = request.readInto != nullptr;
+  void* const data = direct ? request.readInto : shared->buffer.data();
   if (!read) {
     std::memcpy(shared->buffer.data(), request.writeFrom, request.length);
   }
@@ -316,10 +327,9 @@ TransferOutcome TimedTransfer::runOnThread(const TransferRequest& request,
   const auto deadline = Clock::now() + std::chrono::seconds(timeoutSeconds);
   keepModuleLoaded();
   try {
-    std::thread([shared, read, length = request.length, offset = request.offset,
+    std::thread([shared, read, data, length = request.length, offset = request.offset,
                  count = hangingThreads_] {
-      const ssize_t moved =
-          transferNow(shared->descriptor.get(), read, shared->buffer.data(), length, offset);
+      const ssize_t moved = transferNow(shared->descriptor.get(), read, data, length, offset);
       const int error = moved < 0 ? errno : 0;
       const std::lock_guard lock(shared->mutex);
       shared->moved = moved;
@@ -345,7 +355,7 @@ TransferOutcome TimedTransfer::runOnThread(const TransferRequest& request,
   outcome.kind = TransferOutcome::Kind::Finished;
   outcome.error = shared->error;
   outcome.bytes = shared->moved < 0 ? 0 : static_cast<std::uint64_t>(shared->moved);
-  if (read && outcome.bytes > 0) {
+  if (read && !direct && outcome.bytes > 0) {
     std::memcpy(request.readInto, shared->buffer.data(), outcome.bytes);
   }
   return outcome;

@@ -15,6 +15,10 @@ struct TransferRequest {
   std::size_t length = 0;           ///< bytes
   void* readInto = nullptr;         ///< set for a read; receives the bytes that came in time
   const void* writeFrom = nullptr;  ///< set for a write
+  /// For a read: owner of the memory at `readInto`, which is aligned for unbuffered access. The
+  /// data then go there without a copy, and a read that outlives its time-out keeps the memory:
+  /// the caller must not look at it again.
+  std::shared_ptr<void> memory = nullptr;
 };
 
 /// How a transfer ended.
@@ -26,9 +30,10 @@ struct TransferOutcome {
 };
 
 /// Reads and writes that give up waiting after a time. Data pass through a buffer that belongs to
-/// the request, aligned for unbuffered access: a request that outlives its time-out keeps its
-/// buffer and its own duplicate of the descriptor, and never touches the caller's memory. It is
-/// reaped by a later transfer. May be used from several threads at a time.
+/// the request, aligned for unbuffered access, or go straight to memory that the request shares: a
+/// request that outlives its time-out keeps either and its own duplicate of the descriptor, and
+/// never touches memory that is the caller's alone. It is reaped by a later transfer. May be used
+/// from several threads at a time.
 class TimedTransfer {
  public:
   enum class Engine {

@@ -218,6 +218,12 @@ ProtocolResult WinFilesystem::readAt(DeviceHandle handle, std::uint64_t offset,
   return timedRead(handle, offset, length, done, timeoutSeconds, buffer);
 }
 
+ProtocolResult WinFilesystem::readInto(DeviceHandle handle, std::uint64_t offset,
+                                       std::uint64_t length, std::uint64_t* done,
+                                       std::uint32_t timeoutSeconds, TransferBuffer& buffer) {
+  return timedRead(handle, offset, length, done, timeoutSeconds, buffer);
+}
+
 Filesystem& getLocalFilesystem() {
   static Filesystem& filesystem = *new WinFilesystem;
   return filesystem;

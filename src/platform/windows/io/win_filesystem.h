@@ -28,6 +28,9 @@ class WinFilesystem final : public Filesystem {
                          const void* buffer) override;
   ProtocolResult readAt(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
                         std::uint64_t* done, std::uint32_t timeoutSeconds, void* buffer) override;
+  ProtocolResult readInto(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
+                          std::uint64_t* done, std::uint32_t timeoutSeconds,
+                          TransferBuffer& buffer) override;
 
  private:
   std::optional<std::string> currentDirectory_;

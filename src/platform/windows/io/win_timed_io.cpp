@@ -14,6 +14,9 @@
 namespace ostria::storage {
 namespace {
 
+/// Bytes of a request that the system did not take.
+constexpr std::uint64_t kNotIssued = UINT64_MAX;
+
 /// Unbuffered access wants the memory aligned to the sector size.
 constexpr std::align_val_t kBufferAlignment{4096};
 
@@ -26,21 +29,26 @@ struct TimedRequest {
   OVERLAPPED overlapped{};
   UniqueHandle event;
   std::unique_ptr<std::uint8_t, AlignedDelete> buffer;
+  std::shared_ptr<void> shared;  ///< owner of the memory of a read that needs no buffer
 
   bool ended() const { return HasOverlappedIoCompleted(&overlapped); }
 };
 
 /// Null when memory or the event cannot be had.
-std::unique_ptr<TimedRequest> makeRequest(std::uint64_t offset, std::uint64_t length) {
+std::unique_ptr<TimedRequest> makeRequest(std::uint64_t offset, std::uint64_t length,
+                                          std::shared_ptr<void> shared) {
   std::unique_ptr<TimedRequest> request(new (std::nothrow) TimedRequest);
   if (!request) {
     return nullptr;
   }
   request->event = UniqueHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-  request->buffer.reset(static_cast<std::uint8_t*>(
-      ::operator new(static_cast<std::size_t>(std::max<std::uint64_t>(length, 1)), kBufferAlignment,
-                     std::nothrow)));
-  if (!request->event || !request->buffer) {
+  request->shared = std::move(shared);
+  if (!request->shared) {
+    request->buffer.reset(static_cast<std::uint8_t*>(
+        ::operator new(static_cast<std::size_t>(std::max<std::uint64_t>(length, 1)),
+                       kBufferAlignment, std::nothrow)));
+  }
+  if (!request->event || (!request->buffer && !request->shared)) {
     return nullptr;
   }
   request->overlapped.hEvent = request->event.get();
@@ -132,12 +140,25 @@ ProtocolResult failedAtOnce(DWORD error) {
 }
 
 std::unique_ptr<TimedRequest> prepare(DeviceHandle handle, std::uint64_t offset,
-                                      std::uint64_t length) {
+                                      std::uint64_t length, std::shared_ptr<void> shared = {}) {
   parkedRequests().freeEnded();
   if (!handle || length > UINT32_MAX) {
     return nullptr;
   }
-  return makeRequest(offset, length);
+  return makeRequest(offset, length, std::move(shared));
+}
+
+/// Issues a read and waits for it.
+/// @param request  null afterwards when the read was given up
+ProtocolResult read(HANDLE file, std::unique_ptr<TimedRequest>& request, void* memory,
+                    std::uint64_t length, std::uint64_t* moved, std::uint32_t timeoutSeconds) {
+  if (!ReadFile(file, memory, static_cast<DWORD>(length), nullptr, &request->overlapped)) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_IO_PENDING) {
+      return failedAtOnce(error);
+    }
+  }
+  return finish(file, request, length, moved, timeoutSeconds, ProtocolResult::ReadTimeout);
 }
 
 }  // namespace
@@ -148,25 +169,38 @@ ProtocolResult timedRead(DeviceHandle handle, std::uint64_t offset, std::uint64_
   if (!request) {
     return ProtocolResult::Failure;
   }
-  const HANDLE file = toNativeHandle(handle);
-  if (!ReadFile(file, request->buffer.get(), static_cast<DWORD>(length), nullptr,
-                &request->overlapped)) {
-    const DWORD error = GetLastError();
-    if (error != ERROR_IO_PENDING) {
-      return failedAtOnce(error);
-    }
-  }
-
-  std::uint64_t moved = 0;
+  std::uint64_t moved = kNotIssued;
   const ProtocolResult result =
-      finish(file, request, length, &moved, timeoutSeconds, ProtocolResult::ReadTimeout);
-  if (request) {
+      read(toNativeHandle(handle), request, request->buffer.get(), length, &moved, timeoutSeconds);
+  if (request && moved != kNotIssued) {
     if (moved != 0) {
       std::memcpy(buffer, request->buffer.get(), static_cast<std::size_t>(moved));
     }
     if (done != nullptr) {
       *done = moved;
     }
+  }
+  return result;
+}
+
+ProtocolResult timedRead(DeviceHandle handle, std::uint64_t offset, std::uint64_t length,
+                         std::uint64_t* done, std::uint32_t timeoutSeconds,
+                         TransferBuffer& buffer) {
+  if (buffer.data() == nullptr || length > buffer.size()) {
+    return ProtocolResult::Failure;
+  }
+  std::unique_ptr<TimedRequest> request = prepare(handle, offset, length, buffer.share());
+  if (!request) {
+    return ProtocolResult::Failure;
+  }
+  std::uint64_t moved = kNotIssued;
+  const ProtocolResult result =
+      read(toNativeHandle(handle), request, buffer.data(), length, &moved, timeoutSeconds);
+  if (!request) {
+    // The driver may still write there, nobody knows how long.
+    buffer.abandon();
+  } else if (done != nullptr && moved != kNotIssued) {
+    *done = moved;
   }
   return result;
 }
