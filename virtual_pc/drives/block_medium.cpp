@@ -94,11 +94,15 @@ MediumAnswer BlockMedium::read(std::uint64_t lba, std::uint64_t count, std::uint
     return answer;
   }
   auto flaw = bad_.lower_bound(lba);
-  for (std::uint64_t i = 0; i < count; ++i, ++answer.doneSectors) {
-    if (flaw != bad_.end() && flaw->first == lba + i && hit((flaw++)->second, lba + i, &answer)) {
+  while (answer.doneSectors < count) {
+    const std::uint64_t now = lba + answer.doneSectors;
+    if (flaw != bad_.end() && flaw->first == now && hit((flaw++)->second, now, &answer)) {
       break;
     }
-    store_.read(lba + i, out + i * store_.sectorBytes());
+    const std::uint64_t next = flaw == bad_.end() ? sectors_ : flaw->first;
+    const std::uint64_t run = std::min(count - answer.doneSectors, next - now);
+    store_.read(now, run, out + answer.doneSectors * store_.sectorBytes());
+    answer.doneSectors += run;
   }
   finish(lba, &answer);
   return answer;

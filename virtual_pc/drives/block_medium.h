@@ -43,7 +43,7 @@ class BlockMedium {
   MediumAnswer write(std::uint64_t lba, std::uint64_t count, const std::uint8_t* in);
 
   /// Raw content, ignores flaws; takes no time and has no effect.
-  void peek(std::uint64_t lba, std::uint8_t* out) const { store_.read(lba, out); }
+  void peek(std::uint64_t lba, std::uint8_t* out) const { store_.read(lba, 1, out); }
   void poke(std::uint64_t lba, const std::uint8_t* in) { store_.write(lba, in); }
 
  private:

@@ -1,11 +1,17 @@
 // Stores sectors that were written; all others have a content that their address determines.
 #include "virtual_pc/drives/sector_store.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/byte_order.h"
 
 namespace ostria::virtual_pc {
+namespace {
+
+constexpr std::uint64_t kGroupSectors = 64;  // the bits of a word
+
+}  // namespace
 
 void SectorStore::pattern(std::uint64_t lba, std::uint32_t bytes, std::uint8_t* out) {
   // The address stands readable in the first word; the rest differs by address and offset, so that
@@ -18,12 +24,20 @@ void SectorStore::pattern(std::uint64_t lba, std::uint32_t bytes, std::uint8_t* 
   }
 }
 
-void SectorStore::read(std::uint64_t lba, std::uint8_t* out) const {
-  const auto found = written_.find(lba);
-  if (found == written_.end()) {
-    pattern(lba, sectorBytes_, out);
-  } else {
-    std::memcpy(out, found->second.get(), sectorBytes_);
+void SectorStore::read(std::uint64_t lba, std::uint64_t count, std::uint8_t* out) const {
+  const std::uint64_t end = lba + count;
+  while (lba < end) {
+    const std::uint64_t group = lba / kGroupSectors;
+    const std::uint64_t groupEnd = std::min(end, (group + 1) * kGroupSectors);
+    const auto found = groups_.find(group);
+    const std::uint64_t bits = found == groups_.end() ? 0 : found->second;
+    for (; lba < groupEnd; ++lba, out += sectorBytes_) {
+      if ((bits >> lba % kGroupSectors & 1) == 0) {
+        pattern(lba, sectorBytes_, out);
+      } else {
+        std::memcpy(out, written_.at(lba).get(), sectorBytes_);
+      }
+    }
   }
 }
 
@@ -31,6 +45,7 @@ void SectorStore::write(std::uint64_t lba, const std::uint8_t* in) {
   auto& sector = written_[lba];
   if (!sector) {
     sector = std::make_unique<std::uint8_t[]>(sectorBytes_);
+    groups_[lba / kGroupSectors] |= std::uint64_t{1} << lba % kGroupSectors;
   }
   std::memcpy(sector.get(), in, sectorBytes_);
 }

@@ -14,8 +14,8 @@ class SectorStore {
  public:
   explicit SectorStore(std::uint32_t sectorBytes) : sectorBytes_(sectorBytes) {}
 
-  /// Copies one sector out: `sectorBytes` bytes.
-  void read(std::uint64_t lba, std::uint8_t* out) const;
+  /// Copies sectors out: `count` times `sectorBytes` bytes.
+  void read(std::uint64_t lba, std::uint64_t count, std::uint8_t* out) const;
   /// Copies one sector in.
   void write(std::uint64_t lba, const std::uint8_t* in);
 
@@ -29,6 +29,8 @@ class SectorStore {
  private:
   std::uint32_t sectorBytes_;
   std::unordered_map<std::uint64_t, std::unique_ptr<std::uint8_t[]>> written_;
+  /// One bit for each written sector of a group of 64, so that a scan need not look for each.
+  std::unordered_map<std::uint64_t, std::uint64_t> groups_;
 };
 
 }  // namespace ostria::virtual_pc

@@ -247,6 +247,9 @@ void Kernel::finish(Pending& pending, std::uint32_t error) {
   if (delivers && (pending.buffer != nullptr) && !request.output.empty() && request.returned != 0) {
     std::memcpy(pending.buffer, request.output.data(), request.returned);
   }
+  if (const auto file = get<OpenFile>(pending.file); file && request.bytes != 0) {
+    file->spare = std::move(request.output);
+  }
   overlapped->Internal = error;
   overlapped->InternalHigh = delivers ? request.returned : 0;
   if (pending.event) {

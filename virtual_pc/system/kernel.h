@@ -99,7 +99,7 @@ class Kernel {
  private:
   std::uint32_t openDevice(const OpenRequest& request, HandleValue* handle);
   std::uint32_t openFile(const OpenRequest& request, HandleValue* handle, bool* existed);
-  static void finish(Pending& pending, std::uint32_t error);
+  void finish(Pending& pending, std::uint32_t error);
 
   std::recursive_mutex mutex_;
   std::unique_ptr<Machine> machine_;

@@ -37,6 +37,9 @@ struct OpenFile : KernelObject {
   bool inheritable = false;  ///< a child process gets it
   std::uint32_t share = 0;   ///< what other openings may do, as FILE_SHARE_ bits
   std::uint64_t position = 0;
+  /// Memory of the last read that is over, for the next one: new memory of the size of a scan's
+  /// block costs more time than the read itself. What is in it never reaches a caller.
+  std::vector<std::uint8_t> spare;
 
   ~OpenFile() override;
 };
@@ -44,11 +47,13 @@ struct OpenFile : KernelObject {
 /// A request to a device or file. Errors are the system's error codes, 0 for success.
 struct IoRequest {
   OpenFile* file = nullptr;
-  std::uint32_t code = 0;            ///< control code; 0 for reads and writes
-  std::vector<std::uint8_t> input;   ///< a copy of what came in
-  std::vector<std::uint8_t> output;  ///< zeroed room of the size that the caller offers
-  const void* memory = nullptr;      ///< where the caller's data lie, of reads and writes
-  std::uint64_t offset = 0;          ///< reads and writes
+  std::uint32_t code = 0;           ///< control code; 0 for reads and writes
+  std::vector<std::uint8_t> input;  ///< a copy of what came in
+  /// Room of the size that the caller offers; zeroed, but not for reads, which fill it.
+  std::vector<std::uint8_t> output;
+  const void* memory = nullptr;  ///< where the caller's data lie, of reads and writes
+  std::uint64_t offset = 0;      ///< reads and writes
+  std::uint32_t bytes = 0;       ///< that a read asks for
 
   std::uint32_t error = 0;
   std::size_t returned = 0;  ///< bytes of `output` that count, or bytes written

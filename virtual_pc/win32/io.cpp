@@ -62,6 +62,10 @@ BOOL run(const KernelCall& call, HANDLE handle, Action action, IoRequest request
   }
 
   request.file = file.get();
+  if (action == Action::Read) {
+    request.output = std::move(file->spare);
+    request.output.resize(request.bytes);
+  }
   perform(action, request);
   Clock& clock = call->machine().clock();
   const bool delivers = request.error == ERROR_SUCCESS || request.error == ERROR_MORE_DATA;
@@ -85,6 +89,9 @@ BOOL run(const KernelCall& call, HANDLE handle, Action action, IoRequest request
   call->settle();
   if (delivers && (buffer != nullptr) && !request.output.empty() && request.returned != 0) {
     std::memcpy(buffer, request.output.data(), request.returned);
+  }
+  if (action == Action::Read) {
+    file->spare = std::move(request.output);
   }
   if (overlapped != nullptr) {
     overlapped->Internal = request.error;
@@ -183,7 +190,7 @@ BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD done,
   }
   IoRequest request;
   request.memory = buffer;
-  request.output.resize(bytes);
+  request.bytes = bytes;
   return run(call, file, Action::Read, std::move(request), buffer, done, overlapped);
 }
 
