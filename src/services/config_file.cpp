@@ -1,10 +1,12 @@
 // Reader of config.ini, line by line. The rules for a line stand in config_line.cpp.
 #include "services/config_file.h"
 
+#include <QByteArray>
 #include <QFile>
 #include <QFileInfo>
 #include <QString>
 #include <QTextStream>
+#include <algorithm>
 #include <string_view>
 
 #include "services/config_line.h"
@@ -30,10 +32,8 @@ class Parser {
       : contents_(contents), error_(error) {}
 
   /// @return whether the reading goes on
-  bool acceptLine(std::string line) {
-    if (const auto comment = line.find(';'); comment != std::string::npos) {
-      line.resize(comment);
-    }
+  bool acceptLine(std::string_view line) {
+    line = line.substr(0, line.find(';'));
     if (config_line::isBlank(line)) {
       return true;
     }
@@ -70,6 +70,37 @@ class Parser {
   std::string section_;
 };
 
+bool isAscii(const QByteArray& text) {
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+/// The usual file: its bytes are its characters, so nothing has to be converted there and back.
+bool acceptAscii(const QByteArray& text, Parser& parser, ConfigurationError& error) {
+  std::string_view rest(text.constData(), static_cast<std::size_t>(text.size()));
+  while (!rest.empty()) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    ++error.reserved1;
+    if (!parser.acceptLine(rest.substr(0, end))) {
+      return false;
+    }
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return true;
+}
+
+bool acceptUnicode(const QByteArray& text, Parser& parser, ConfigurationError& error) {
+  QTextStream stream(text);
+  stream.setCodec("UTF-8");
+  for (QString line; stream.readLineInto(&line);) {
+    ++error.reserved1;
+    if (!parser.acceptLine(line.toStdString())) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 bool readConfigurationFile(const std::string& path, ConfigurationMap& contents,
@@ -83,17 +114,14 @@ bool readConfigurationFile(const std::string& path, ConfigurationMap& contents,
     error.code = kNotReadable;
     return false;
   }
-  QTextStream stream(&file);
-  stream.setCodec("UTF-8");
+  const QByteArray text = file.readAll();
   Parser parser(contents, error);
-  for (QString line; stream.readLineInto(&line);) {
-    ++error.reserved1;
-    if (!parser.acceptLine(line.toStdString())) {
-      return false;
-    }
+  const bool accepted =
+      isAscii(text) ? acceptAscii(text, parser, error) : acceptUnicode(text, parser, error);
+  if (accepted) {
+    error = {};
   }
-  error = {};
-  return true;
+  return accepted;
 }
 
 }  // namespace ostria::storage
