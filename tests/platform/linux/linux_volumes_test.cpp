@@ -57,7 +57,7 @@ TEST(BlkidProbe, MbrListsLogicalPartitionsWithoutTheirLinks) {
   image.entry(4 * 256, 0, 0x83, 1, 1);  // first logical
   image.entry(4 * 256, 1, 0x05, 2, 2);  // link
   image.entry(6 * 256, 0, 0x82, 1, 1);  // second logical
-  const auto layout = probeLayout(image.file.get());
+  const auto layout = probeDisk(image.file.get());
   ASSERT_TRUE(layout);
   EXPECT_EQ(layout->style, PartitionStyle::Mbr);
   PartitionTable table;
@@ -75,7 +75,7 @@ TEST(BlkidProbe, MbrListsLogicalPartitionsWithoutTheirLinks) {
 
 /// What the scan makes of an image, whatever the image says: "GPT 1:type 2:type".
 std::string scanned(const Image& image) {
-  const auto layout = probeLayout(image.file.get());
+  const auto layout = probeDisk(image.file.get());
   if (!layout) {
     return "unreadable";
   }
@@ -167,11 +167,11 @@ TEST(BlkidProbe, HostileTablesGiveAResultOrNone) {
 
 TEST(BlkidProbe, ADiskWithoutATableIsRawAndAClosedOneUnknown) {
   Image image;
-  const auto layout = probeLayout(image.file.get());
+  const auto layout = probeDisk(image.file.get());
   ASSERT_TRUE(layout);
   EXPECT_EQ(layout->style, PartitionStyle::Raw);
   EXPECT_TRUE(layout->entries.empty());
-  EXPECT_FALSE(probeLayout(-1));
+  EXPECT_FALSE(probeDisk(-1));
   EXPECT_FALSE(probeFilesystem(image.path));
 }
 

@@ -31,14 +31,16 @@ void addSpace(const std::string& root, bool ntfs, VolumeFacts& facts) {
 
 /// Joins what is on one device, and where that and all above it is mounted.
 void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, std::uint32_t number,
-                const std::string& node, const std::string& path, PartitionEntry& entry) {
+                const std::string& node, const std::string& path,
+                std::optional<VolumeFacts::Identity> identity, PartitionEntry& entry) {
   VolumeFacts facts;
-  facts.identity = probeFilesystem(node);
+  facts.identity = std::move(identity);
   const bool ntfs = facts.identity && facts.identity->fileSystem == "ntfs";
   joinVolume(facts, entry);
   entry.mountPoints.clear();
   const std::vector<std::uint32_t> devices = tree.withHolders(path);
-  const std::vector<std::uint32_t> alone = tree.withSoleHolders(path);
+  const std::vector<std::uint32_t> alone =
+      devices.size() > 1 ? tree.withSoleHolders(path) : devices;
   const auto isAmong = [](const std::vector<std::uint32_t>& numbers, std::uint32_t wanted) {
     return std::find(numbers.begin(), numbers.end(), wanted) != numbers.end();
   };
@@ -140,8 +142,8 @@ int LinuxStorageScanner::getMiniportPath(std::uint32_t number, std::string* path
 
 int LinuxStorageScanner::getPciLocation(std::uint32_t number,
                                         std::array<std::uint8_t, 3>* location) {
-  const auto disk = tree_.disk(number);
-  if (!disk) {
+  const SysfsDisk* const disk = find(number);
+  if (disk == nullptr) {
     return ENODEV;
   }
   // Three numbers have no room for a domain: in another one they would name another controller.
@@ -164,7 +166,7 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
   if (!device.valid()) {
     return errno;
   }
-  const auto layout = probeLayout(device.get());
+  const auto layout = probeDisk(device.get());
   if (!layout) {
     return EIO;
   }
@@ -176,12 +178,14 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
     whole.sizeBytes = sizeInBytes;
     table->partitions.push_back(std::move(whole));
   }
-  joinVolumes(*disk, *table);
+  joinVolumes(*disk, layout->whole, *table);
   table->unallocatedBytes = unallocatedBytes(sizeInBytes, table->partitions);
   return 0;
 }
 
-void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk, PartitionTable& table) {
+void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk,
+                                      const std::optional<VolumeFacts::Identity>& wholeDisk,
+                                      PartitionTable& table) {
   if (!mounts_) {
     mounts_ = readMounts();
   }
@@ -189,7 +193,8 @@ void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk, PartitionTable& tab
   for (const SysfsPartition& partition : tree_.partitions(disk)) {
     for (PartitionEntry& entry : table.partitions) {
       if (entry.number == partition.index) {
-        joinDevice(tree_, mounts, partition.number, partition.node, partition.path, entry);
+        joinDevice(tree_, mounts, partition.number, partition.node, partition.path,
+                   probeFilesystem(partition.node), entry);
       }
     }
   }
@@ -197,7 +202,7 @@ void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk, PartitionTable& tab
     return;
   }
   PartitionEntry& whole = table.partitions.back();
-  joinDevice(tree_, mounts, disk.number, disk.node, disk.path, whole);
+  joinDevice(tree_, mounts, disk.number, disk.node, disk.path, wholeDisk, whole);
   if (whole.fileSystem.empty() && whole.mountPoints.empty()) {
     table.partitions.pop_back();
   }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "inventory/partitions/partition_layout.h"
 #include "inventory/storage_scanner.h"
 #include "platform/linux/discovery/sysfs_tree.h"
 #include "platform/linux/volumes/mounts.h"
@@ -36,7 +37,9 @@ class LinuxStorageScanner final : public StorageScanner {
  private:
   /// The record of a disk from the last `listDevices`; null for a disk that is not there.
   const SysfsDisk* find(std::uint32_t number);
-  void joinVolumes(const SysfsDisk& disk, PartitionTable& table);
+  /// @param wholeDisk  the file system of a disk without a partition table
+  void joinVolumes(const SysfsDisk& disk, const std::optional<VolumeFacts::Identity>& wholeDisk,
+                   PartitionTable& table);
 
   SysfsTree tree_;
   // Read once for a scan.

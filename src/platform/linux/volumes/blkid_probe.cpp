@@ -11,6 +11,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/left_behind.h"
@@ -81,21 +82,17 @@ std::optional<Result> probeWithin(std::function<std::optional<Result>()> probe) 
   return ended ? std::move(*result) : std::nullopt;
 }
 
-std::optional<DiskLayout> layoutOf(int descriptor) {
-  const Probe probe(blkid_new_probe(), &blkid_free_probe);
-  if (probe == nullptr || blkid_probe_set_device(probe.get(), descriptor, 0, 0) != 0) {
-    return std::nullopt;
-  }
-  blkid_probe_enable_superblocks(probe.get(), 0);
-  blkid_probe_enable_partitions(probe.get(), 1);
-  blkid_probe_set_partitions_flags(probe.get(), BLKID_PARTS_ENTRY_DETAILS);
+std::optional<DiskLayout> layoutOf(blkid_probe probe) {
+  blkid_probe_enable_superblocks(probe, 0);
+  blkid_probe_enable_partitions(probe, 1);
+  blkid_probe_set_partitions_flags(probe, BLKID_PARTS_ENTRY_DETAILS);
   DiskLayout layout;
   layout.style = PartitionStyle::Raw;
-  const int probed = blkid_do_safeprobe(probe.get());
+  const int probed = blkid_do_safeprobe(probe);
   if (probed < 0) {
     return probed == -2 ? std::optional(layout) : std::nullopt;
   }
-  const blkid_partlist list = blkid_probe_get_partitions(probe.get());
+  const blkid_partlist list = blkid_probe_get_partitions(probe);
   const blkid_parttable table = list == nullptr ? nullptr : blkid_partlist_get_table(list);
   if (table == nullptr) {
     return layout;
@@ -133,32 +130,65 @@ std::optional<DiskLayout> layoutOf(int descriptor) {
   return layout;
 }
 
-std::optional<VolumeFacts::Identity> filesystemOn(const std::string& node) {
-  const Probe probe(blkid_new_probe_from_filename(node.c_str()), &blkid_free_probe);
-  if (probe == nullptr) {
-    return std::nullopt;
-  }
-  blkid_probe_enable_superblocks(probe.get(), 1);
-  blkid_probe_set_superblocks_flags(probe.get(),
+std::optional<VolumeFacts::Identity> filesystemOf(blkid_probe probe) {
+  blkid_probe_enable_partitions(probe, 0);
+  blkid_probe_enable_superblocks(probe, 1);
+  blkid_probe_set_superblocks_flags(probe,
                                     BLKID_SUBLKS_LABEL | BLKID_SUBLKS_UUID | BLKID_SUBLKS_TYPE);
-  if (blkid_do_safeprobe(probe.get()) != 0) {
+  if (blkid_do_safeprobe(probe) != 0) {
     return std::nullopt;
   }
   VolumeFacts::Identity identity;
-  identity.fileSystem = valueOf(probe.get(), "TYPE");
+  identity.fileSystem = valueOf(probe, "TYPE");
   if (identity.fileSystem.empty()) {
     return std::nullopt;
   }
-  identity.label = valueOf(probe.get(), "LABEL");
-  identity.serial = volumeSerial(valueOf(probe.get(), "UUID"));
+  identity.label = valueOf(probe, "LABEL");
+  identity.serial = volumeSerial(valueOf(probe, "UUID"));
   return identity;
+}
+
+std::optional<VolumeFacts::Identity> filesystemOn(const std::string& node) {
+  const Probe probe(blkid_new_probe_from_filename(node.c_str()), &blkid_free_probe);
+  return probe == nullptr ? std::nullopt : filesystemOf(probe.get());
+}
+
+/// What a probe has found so far: a disk that hangs in the second half keeps the first.
+struct DiskFindings {
+  std::mutex mutex;
+  std::optional<DiskContent> content;
+};
+
+void probeInto(int descriptor, DiskFindings& findings) {
+  const Probe probe(blkid_new_probe(), &blkid_free_probe);
+  if (probe == nullptr || blkid_probe_set_device(probe.get(), descriptor, 0, 0) != 0) {
+    return;
+  }
+  const auto layout = layoutOf(probe.get());
+  if (!layout) {
+    return;
+  }
+  {
+    const std::lock_guard lock(findings.mutex);
+    findings.content = DiskContent{*layout, std::nullopt};
+  }
+  if (layout->style != PartitionStyle::Raw) {
+    return;
+  }
+  blkid_reset_probe(probe.get());
+  auto whole = filesystemOf(probe.get());
+  const std::lock_guard lock(findings.mutex);
+  findings.content->whole = std::move(whole);
 }
 
 }  // namespace
 
-std::optional<DiskLayout> probeLayout(int descriptor) {
+std::optional<DiskContent> probeDisk(int descriptor) {
   const auto own = std::make_shared<FdOwner>(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
-  return probeWithin<DiskLayout>([own] { return layoutOf(own->get()); });
+  const auto findings = std::make_shared<DiskFindings>();
+  runWithin(kProbeLimit, [own, findings] { probeInto(own->get(), *findings); });
+  const std::lock_guard lock(findings->mutex);
+  return findings->content;
 }
 
 std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node) {

@@ -8,9 +8,16 @@
 
 namespace ostria::storage {
 
-/// The partition table of an open disk or image. A disk without one has style `Raw` and no entries.
+/// What an open disk or image holds: its partition table, or what stands on the whole of it. A disk
+/// without a table has style `Raw` and no entries.
+struct DiskContent : DiskLayout {
+  /// The file system of a disk without a table; nothing when there is none, or its reads do not
+  /// end.
+  std::optional<VolumeFacts::Identity> whole;
+};
+
 /// @return nothing when the disk cannot be read, or does not end a read within 30 seconds
-std::optional<DiskLayout> probeLayout(int descriptor);
+std::optional<DiskContent> probeDisk(int descriptor);
 
 /// Label, type and serial number of the file system on a node; nothing when there is none, or when
 /// its reads do not end. The
