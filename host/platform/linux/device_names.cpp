@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <system_error>
 
 #include "host/platform/device_names.h"
@@ -16,20 +17,42 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> linksTo(const std::string& root, const std::string& folder,
-                                 const std::string& node) {
-  std::vector<std::string> out;
+using LinksByNode = std::map<std::string, std::vector<std::string>>;
+
+/// The links of a folder of udev's by the node that each leads to, sorted.
+LinksByNode linksIn(const std::string& root, const std::string& folder) {
+  LinksByNode out;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(root + folder, error)) {
     std::error_code unreadable;
     const fs::path real = fs::canonical(entry.path(), unreadable);
-    if (!unreadable && real == fs::path(root + node).lexically_normal()) {
-      out.push_back(folder + "/" + entry.path().filename().string());
+    if (!unreadable) {
+      out[real.string()].push_back(folder + "/" + entry.path().filename().string());
     }
   }
-  std::sort(out.begin(), out.end());
+  for (auto& [node, links] : out) {
+    std::sort(links.begin(), links.end());
+  }
   return out;
 }
+
+/// udev's names of the disks as they were at the first look: resolving every link for every disk
+/// would take a square of their number.
+struct Links {
+  explicit Links(const std::string& root)
+      : root(root),
+        byId(linksIn(root, "/dev/disk/by-id")),
+        byPath(linksIn(root, "/dev/disk/by-path")) {}
+
+  std::vector<std::string> of(const LinksByNode& links, const std::string& node) const {
+    const auto found = links.find(fs::path(root + node).lexically_normal().string());
+    return found == links.end() ? std::vector<std::string>() : found->second;
+  }
+
+  std::string root;
+  LinksByNode byId;
+  LinksByNode byPath;
+};
 
 std::string firstWord(const std::string& path) {
   std::ifstream file(path);
@@ -38,9 +61,7 @@ std::string firstWord(const std::string& path) {
   return word;
 }
 
-}  // namespace
-
-DeviceNames deviceNames(const std::string& id, const std::string& root) {
+DeviceNames namesOf(const std::string& id, const std::string& root, const Links& links) {
   DeviceNames names;
   std::uint32_t number = 0;
   const auto [end, failure] = std::from_chars(id.data(), id.data() + id.size(), number);
@@ -61,8 +82,8 @@ DeviceNames deviceNames(const std::string& id, const std::string& root) {
   std::string name = folder.filename().string();
   std::replace(name.begin(), name.end(), '!', '/');
   names.node = "/dev/" + name;
-  names.byId = linksTo(root, "/dev/disk/by-id", names.node);
-  names.byPath = linksTo(root, "/dev/disk/by-path", names.node);
+  names.byId = links.of(links.byId, names.node);
+  names.byPath = links.of(links.byPath, names.node);
   for (const char* file : {"/wwid", "/device/wwid"}) {
     const std::string wwid = firstWord(folder.string() + file);
     if (wwid.starts_with("naa.") || wwid.starts_with("eui.")) {
@@ -73,7 +94,16 @@ DeviceNames deviceNames(const std::string& id, const std::string& root) {
   return names;
 }
 
-DeviceNames deviceNames(const std::string& id) { return deviceNames(id, ""); }
+}  // namespace
+
+DeviceNames deviceNames(const std::string& id, const std::string& root) {
+  return namesOf(id, root, Links(root));
+}
+
+DeviceNames deviceNames(const std::string& id) {
+  static const Links kLinks("");
+  return namesOf(id, "", kLinks);
+}
 
 std::string resolvedDevicePath(const std::string& path) {
   std::error_code error;
