@@ -41,6 +41,11 @@ std::shared_ptr<FileNode> VolumeObject::find(const std::string& path) const {
   return node;
 }
 
+std::uint32_t VolumeObject::missing(const std::string& path) const {
+  const auto directory = find(path.substr(0, path.rfind('\\') + 1));
+  return directory && directory->directory ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND;
+}
+
 std::uint32_t VolumeObject::create(const std::string& path, bool directory,
                                    std::shared_ptr<FileNode>* node) {
   const std::vector<std::string> names = namesOf(path);
@@ -73,7 +78,7 @@ std::uint32_t VolumeObject::create(const std::string& path, bool directory,
 std::uint32_t VolumeObject::remove(const std::string& path, bool directory) {
   const std::shared_ptr<FileNode> node = find(path);
   if (!node) {
-    return ERROR_FILE_NOT_FOUND;
+    return missing(path);
   }
   if (node == root_) {
     return ERROR_ACCESS_DENIED;

@@ -216,7 +216,7 @@ std::uint32_t Kernel::openFile(const OpenRequest& request, HandleValue* handle, 
   const bool mustExist =
       request.disposition == OPEN_EXISTING || request.disposition == TRUNCATE_EXISTING;
   if (!node && mustExist) {
-    return ERROR_FILE_NOT_FOUND;
+    return volume->missing(rest);
   }
   if (node && request.disposition == CREATE_NEW) {
     return ERROR_FILE_EXISTS;

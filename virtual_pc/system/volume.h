@@ -56,6 +56,9 @@ class VolumeObject : public IoObject {
   // Files. Paths are UTF-8, from the root on, with backslashes and without one at the end; the root
   // itself is empty. Error results are the system's codes, 0 for success.
   std::shared_ptr<FileNode> find(const std::string& path) const;
+  /// The code for a path that `find` does not know: whether the name is missing, or already its
+  /// directory.
+  std::uint32_t missing(const std::string& path) const;
   std::uint32_t create(const std::string& path, bool directory, std::shared_ptr<FileNode>* node);
   std::uint32_t remove(const std::string& path, bool directory);
   void removeNode(const FileNode* node);

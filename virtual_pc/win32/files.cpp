@@ -124,7 +124,7 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR name) {
   if (node) {
     return attributesOf(*node);
   }
-  SetLastError(volume ? ERROR_FILE_NOT_FOUND : ERROR_PATH_NOT_FOUND);
+  SetLastError(volume ? volume->missing(rest) : std::uint32_t{ERROR_PATH_NOT_FOUND});
   return INVALID_FILE_ATTRIBUTES;
 }
 
