@@ -4,8 +4,11 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
+
+#include "host/platform/windows/wide_text.h"
 
 namespace ostria::host {
 namespace {
@@ -43,9 +46,10 @@ std::vector<MissingRight> missingRights() {
     const std::wstring name(names.c_str() + at);
     at += name.size() + 1;
     if (name.starts_with(L"PhysicalDrive") && isClosed(name)) {
-      closed.disks.push_back("PhysicalDrive" + std::to_string(closed.disks.size()));
+      closed.disks.push_back(narrowText(name));
     }
   }
+  std::ranges::sort(closed.disks);
   return closed.disks.empty() ? std::vector<MissingRight>() : std::vector{closed};
 }
 
