@@ -1,7 +1,7 @@
 // Fuzz target: every protocol over bridges that answer fuzz bytes. The input says which protocol,
 // which operations, and what each command comes back with: result, registers, status, sense,
-// counts, data. Beside memory errors it looks for one lie: an ATA read that is a success although
-// the command behind it was none.
+// counts, data. Beside memory errors it looks for one lie: a read that is a success although the
+// command behind it was none.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -10,13 +10,18 @@
 #include <memory>
 #include <vector>
 
+#include "raid/csmi/csmi_bridges.h"
+#include "raid/csmi/csmi_cmd.h"
+#include "raid/lsi/lsi_bridges.h"
 #include "services/string_handler_imp.h"
+#include "tests/fuzz/input.h"
 #include "transport/ata/ata_protocol.h"
 #include "transport/hal/hal_ata_send.h"
 #include "transport/hal/hal_nvme_intel_send.h"
 #include "transport/hal/hal_nvme_mini_intel_send.h"
 #include "transport/hal/hal_nvme_send.h"
 #include "transport/hal/hal_scsi_send.h"
+#include "transport/hal/nvme_namespace.h"
 #include "transport/hal/predict_failure.h"
 #include "transport/nvme/nvme_bridge.h"
 #include "transport/nvme/nvme_cmd.h"
@@ -33,6 +38,7 @@ HalScsiSend& halScsiSend() { std::abort(); }
 HalNvmeSend& halNvmeSend() { std::abort(); }
 HalNvmeIntelSend& halNvmeIntelSend() { std::abort(); }
 HalNvmeMiniIntelSend& halNvmeMiniIntelSend() { std::abort(); }
+std::uint32_t nvmeNamespaceOf(DeviceHandle) { return 1; }
 ProtocolResult queryPredictedFailure(DeviceHandle, bool*) {
   return ProtocolResult::TransportFailure;
 }
@@ -45,36 +51,6 @@ std::string toNarrow(const std::wstring& text) { return std::string(text.size(),
 
 namespace test {
 namespace {
-
-/// The fuzz bytes; zeros when they are used up.
-class Input {
- public:
-  Input(const std::uint8_t* data, std::size_t bytes) : data_(data), left_(bytes) {}
-  bool empty() const { return left_ == 0; }
-  std::uint8_t byte() {
-    if (left_ == 0) {
-      return 0;
-    }
-    --left_;
-    return *data_++;
-  }
-  std::uint64_t number(int bytes) {
-    std::uint64_t value = 0;
-    for (int i = 0; i < bytes; ++i) {
-      value = value << 8 | byte();
-    }
-    return value;
-  }
-  void fill(std::uint8_t* out, std::size_t bytes) {
-    for (std::size_t i = 0; i < bytes; ++i) {
-      out[i] = byte();
-    }
-  }
-
- private:
-  const std::uint8_t* data_;
-  std::size_t left_;
-};
 
 /// Whether the last data-in command came back whole and without an objection.
 bool cameWhole = false;
@@ -184,10 +160,62 @@ class FuzzNvmeBridge final : public NvmeBridge {
   Input& in_;
 };
 
-std::unique_ptr<StorageProtocol> makeProtocol(Input& in) {
+/// A miniport that answers each request with fuzz bytes behind its header.
+class FuzzCsmiSend final : public CsmiSend {
+ public:
+  explicit FuzzCsmiSend(Input& in) : in_(in) {}
+  ProtocolResult send(DeviceHandle, CsmiCmd& command) override {
+    const ProtocolResult result = resultFrom(in_);
+    answer(in_, command.buffer().data() + CsmiCmd::kHeaderBytes,
+           command.buffer().size() - CsmiCmd::kHeaderBytes);
+    cameWhole = succeeded(result);
+    return result;
+  }
+
+ private:
+  Input& in_;
+};
+
+/// A vendor library that does the same.
+class FuzzLsiSender final : public LsiSender {
+ public:
+  explicit FuzzLsiSender(Input& in) : in_(in) {}
+  std::uint32_t execute(LsiCmd& command) override {
+    const std::uint8_t failed = in_.byte();
+    answer(in_, command.buffer().data(), command.buffer().size());
+    cameWhole = true;
+    return failed < 0xC0 ? 0 : failed;
+  }
+
+ private:
+  Input& in_;
+};
+
+/// Drives behind RAID controllers; the senders outlive the protocol.
+std::unique_ptr<StorageProtocol> makeMember(Input& in, FuzzCsmiSend& csmi, FuzzLsiSender& lsi) {
+  const std::uint8_t which = in.byte();
+  if ((which & 2) != 0) {
+    auto protocol = std::make_unique<AtaProtocol>();
+    if ((which & 1) != 0) {
+      protocol->AddBridge(std::make_shared<CsmiStpBridge>(DeviceHandle(1), &csmi, CsmiPhyEntry()));
+    } else {
+      protocol->AddBridge(std::make_shared<LsiStpBridge>(1, 2, &lsi));
+    }
+    return protocol;
+  }
+  auto protocol = std::make_unique<ScsiProtocol>();
+  if ((which & 1) != 0) {
+    protocol->AddBridge(std::make_shared<CsmiSspBridge>(DeviceHandle(1), &csmi, CsmiPhyEntry()));
+  } else {
+    protocol->AddBridge(std::make_shared<LsiSspBridge>(1, 2, &lsi));
+  }
+  return protocol;
+}
+
+std::unique_ptr<StorageProtocol> makeProtocol(Input& in, FuzzCsmiSend& csmi, FuzzLsiSender& lsi) {
   const auto scsi = std::make_shared<FuzzScsiBridge>(in);
   auto ata = std::make_unique<AtaProtocol>();
-  switch (in.byte() % 5) {
+  switch (in.byte() % 6) {
     case 0:
       ata->AddBridge(std::make_shared<FuzzAtaBridge>(in));
       if ((in.byte() & 1) != 0) {
@@ -208,6 +236,8 @@ std::unique_ptr<StorageProtocol> makeProtocol(Input& in) {
       protocol->AddBridge(scsi);
       return protocol;
     }
+    case 5:
+      return makeMember(in, csmi, lsi);
     case 3: {
       auto protocol = std::make_unique<NvmeScsiProtocol>();
       protocol->AddBridge(scsi);
@@ -243,7 +273,7 @@ void transfer(StorageProtocol& protocol, Input& in, bool write) {
   cameWhole = false;
   const ProtocolResult result =
       protocol.Read(lba, sectors, 5, data, static_cast<std::uint32_t>(buffer.size()));
-  if (succeeded(result) && !cameWhole && dynamic_cast<AtaProtocol*>(&protocol) != nullptr) {
+  if (succeeded(result) && !cameWhole) {
     std::fputs("a read is a success although its command was none\n", stderr);
     std::abort();
   }
@@ -328,7 +358,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t byte
   using namespace ostria::storage::test;
   constexpr int kMostOperations = 12;
   Input in(data, bytes);
-  const std::unique_ptr<StorageProtocol> protocol = makeProtocol(in);
+  FuzzCsmiSend csmi(in);
+  FuzzLsiSender lsi(in);
+  const std::unique_ptr<StorageProtocol> protocol = makeProtocol(in, csmi, lsi);
   for (int i = 0; i < kMostOperations && !in.empty(); ++i) {
     operate(*protocol, in);
   }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -46,6 +47,15 @@ class PlatformFaults {
   void failCall(std::uint64_t call, std::uint32_t error);
   /// Takes all devices off the bus from call number `call` on. 0 brings them back.
   void goneFrom(std::uint64_t call) { goneAt_ = call; }
+  /// What a driver answered, before the caller gets it.
+  struct Answer {
+    std::uint32_t code;  ///< control code; 0 for reads and writes
+    std::vector<std::uint8_t>& output;
+    std::size_t& returned;  ///< bytes of `output`, or bytes written
+    std::uint32_t& error;   ///< of the system
+  };
+  /// May change every answer of a driver; empty: none is.
+  std::function<void(const Answer&)> onAnswer;
   /// Counts from 0 again, with no fault.
   void reset() { *this = {}; }
 

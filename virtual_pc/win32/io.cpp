@@ -67,6 +67,11 @@ BOOL run(const KernelCall& call, HANDLE handle, Action action, IoRequest request
     request.output.resize(request.bytes);
   }
   perform(action, request);
+  if (const auto& change = call->machine().faults().onAnswer) {
+    change({request.code, request.output, request.returned, request.error});
+    request.returned = std::min(
+        request.returned, action == Action::Write ? request.input.size() : request.output.size());
+  }
   Clock& clock = call->machine().clock();
   const bool delivers = request.error == ERROR_SUCCESS || request.error == ERROR_MORE_DATA;
   if (done != nullptr) {
