@@ -3,7 +3,6 @@
 #include "inventory/protocol_factory.h"
 
 #include <cstdint>
-#include <ranges>
 #include <regex>
 #include <string>
 
@@ -180,9 +179,10 @@ std::unique_ptr<StorageProtocol> createSecondaryProtocol(const DeviceRecord& rec
   auto protocol = std::make_unique<AtaProtocol>();
   // The other way round: the report that it serves reads pages, for which an adapter that does not
   // know CK_COND is the safer guess.
-  for (const UsbTunnel& tunnel : usbTunnels() | std::views::reverse) {
-    if (tunnel.carriesAll) {
-      protocol->AddBridge(tunnel.over(scsiBridge));
+  const auto tunnels = usbTunnels();
+  for (auto tunnel = tunnels.rbegin(); tunnel != tunnels.rend(); ++tunnel) {
+    if (tunnel->carriesAll) {
+      protocol->AddBridge(tunnel->over(scsiBridge));
     }
   }
   return protocol;
