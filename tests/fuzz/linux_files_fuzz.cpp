@@ -43,7 +43,7 @@ void image(Input& in) {
       std::abort();
     }
   }
-  (void)probeLayout(file);
+  (void)probeDisk(file);
   (void)probeFilesystem("/proc/self/fd/" + std::to_string(file));
   close(file);
 }
