@@ -169,8 +169,8 @@ TEST(VirtualScsiDrive, InformationalExceptionsFollowTheModePage) {
   const auto asc = [&] { return drive.scsi({0x4D, 0, 0x6F, 0, 0, 0, 0, 0, 252, 0}, 252).data[8]; };
   EXPECT_EQ(asc(), 0);
   page.data.resize(20);
-  // Reserved in MODE SELECT: the mode data length, and the bit that the page can be saved.
-  page.data[0] = page.data[1] = 0;
+  // Reserved in MODE SELECT: the mode data length, DPOFUA, and the bit that the page can be saved.
+  page.data[0] = page.data[1] = page.data[3] = 0;
   page.data[8] &= 0x7F;
   page.data[10] = 0;
   page.data[11] = 6;

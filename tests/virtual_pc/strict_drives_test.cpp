@@ -92,6 +92,9 @@ TEST(StrictDrives, ScsiCommandsAreRefusedForOneWrongBit) {
       {"mode select without PF", {0x55, 0, 0, 0, 0, 0, 0, 0, 20, 0}, 0, select, 0x24},
       {"mode select of what stays", select10, 0, page(10, 0x80), 0x26},
       {"mode select of the interval", select10, 0, page(15, 1), 0x26},
+      {"mode select with MODE DATA LENGTH", select10, 0, page(1, 18), 0x26},
+      {"mode select with DPOFUA", select10, 0, page(3, 0x10), 0x26},
+      {"mode select with PS", select10, 0, page(8, 0x9C), 0x26},
       {"abort with none running", {0x1D, 4 << 5, 0, 0, 0, 0}, 0, {}, 0x24},
       {"default and short at once", {0x1D, (1 << 5) | 4, 0, 0, 0, 0}, 0, {}, 0x24},
   };
@@ -149,6 +152,7 @@ TEST(StrictDrives, NvmeControllersHaveLimitsAndNamespaces) {
       {"namespace 6, beyond the last", true, 6, 6, {0}, 4096, 0x00B},
       {"health log", true, 2, 0xFFFFFFFF, {0x007F0002}, 512, 0},
       {"health log, more than there is room for", true, 2, 0xFFFFFFFF, {0x00FF0002}, 512, 0x002},
+      {"endurance group 0", true, 2, 0xFFFFFFFF, {0x007F0009}, 512, 0x109},
       {"endurance group 1", true, 2, 0xFFFFFFFF, {0x007F0009, 1 << 16}, 512, 0},
       {"self-test of namespace 7", true, 0x14, 7, {1}, 0, 0x00B},
       {"self-test of namespace 5", true, 0x14, 5, {1}, 0, 0},

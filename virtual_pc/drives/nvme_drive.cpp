@@ -168,8 +168,8 @@ void NvmeDrive::getLog(NvmeExchange& exchange) {
       }
       break;
     case 0x09:
-      // Groups are numbered from 1; the log-specific identifier names one.
-      if (traits_.enduranceEstimate && (exchange.cdw[1] >> 16) <= 1) {
+      // Groups are numbered from 1, 0 is reserved; the log-specific identifier names one.
+      if (traits_.enduranceEstimate && (exchange.cdw[1] >> 16) == 1) {
         log = enduranceLog();
       }
       break;

@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::uint8_t kIecPage = 0x1C;
 constexpr std::uint8_t kDisableExceptions = 0x08;
+constexpr std::uint8_t kSaveable = 0x80;
 
 }  // namespace
 
@@ -83,8 +84,9 @@ void SatHealth::modeSense(ScsiExchange& exchange, bool ten) {
   }
   const bool enabled = (loadLe16(&identify.data[2 * 85]) & 1) != 0;
   std::vector<std::uint8_t> data(ten ? 8 : 4);
-  data.insert(data.end(), {kIecPage, 0x0A, enabled ? std::uint8_t{0} : kDisableExceptions,
-                           enabled ? std::uint8_t{6} : std::uint8_t{0}, 0, 0, 0, 0, 0, 0, 0, 1});
+  data.insert(data.end(),
+              {kSaveable | kIecPage, 0x0A, enabled ? std::uint8_t{0} : kDisableExceptions,
+               enabled ? std::uint8_t{6} : std::uint8_t{0}, 0, 0, 0, 0, 0, 0, 0, 1});
   if (ten) {
     storeBe16(&data[0], static_cast<std::uint16_t>(data.size() - 2));
   } else {
@@ -96,8 +98,13 @@ void SatHealth::modeSense(ScsiExchange& exchange, bool ten) {
 
 void SatHealth::modeSelect(ScsiExchange& exchange, bool ten) {
   const std::size_t at = ten ? 8 : 4;
-  if (exchange.data.size() < at + 12 || (exchange.data[at] & 0x3F) != kIecPage) {
+  if (exchange.data.size() < at + 12) {
     return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
+  }
+  // MODE DATA LENGTH and PS belong to MODE SENSE and are reserved here.
+  if ((ten ? loadBe16(&exchange.data[0]) : exchange.data[0]) != 0 ||
+      exchange.data[at] != kIecPage) {
+    return exchange.fail(kSenseIllegalRequest, kAscInvalidParameter);
   }
   const bool disable = (exchange.data[at + 2] & kDisableExceptions) != 0;
   AtaExchange ata;

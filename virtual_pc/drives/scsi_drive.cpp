@@ -20,6 +20,8 @@ constexpr std::uint8_t kDisableExceptions = 0x08;
 constexpr std::uint8_t kReportOnRequest = 6;
 constexpr std::uint8_t kFailurePrediction = 0x5D;
 constexpr std::uint8_t kDataChannelFailure = 0x10;
+constexpr std::uint8_t kDpoFua = 0x10;  // device-specific parameter of MODE SENSE
+constexpr std::uint8_t kSaveable = 0x80;
 
 }  // namespace
 
@@ -137,13 +139,13 @@ void ScsiDrive::modeSense(ScsiExchange& exchange, bool ten) {
   }
 
   std::vector<std::uint8_t> data(ten ? 8 : 4, 0);
+  data[ten ? 3 : 2] = kDpoFua;
   if ((cdb[1] & 0x08) == 0) {
     data[ten ? 7 : 3] = 8;
     data.insert(data.end(), {0, 0, 0, 0, 0, 0, storage::byteOf(medium().sectorBytes(), 1),
                              storage::byteOf(medium().sectorBytes(), 0)});
   }
   if (known) {
-    constexpr std::uint8_t kSaveable = 0x80;
     const bool changeable = (cdb[2] >> 6) == 1;
     data.insert(data.end(), {static_cast<std::uint8_t>(kSaveable | kIecPage), 0x0A,
                              changeable ? kDisableExceptions : iecFlags_,
@@ -178,7 +180,10 @@ void ScsiDrive::modeSelect(ScsiExchange& exchange, bool ten) {
   if (!pageFormat) {
     return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
-  if (!identity().traits.iecPage || (page[0] & 0x3F) != kIecPage || page[1] != 0x0A ||
+  // MODE DATA LENGTH, DPOFUA and PS belong to MODE SENSE and are reserved here.
+  const bool reserved = (ten ? loadBe16(data) : data[0]) != 0 ||
+                        (data[ten ? 3 : 2] & kDpoFua) != 0 || (page[0] & kSaveable) != 0;
+  if (reserved || !identity().traits.iecPage || (page[0] & 0x3F) != kIecPage || page[1] != 0x0A ||
       ((page[2] ^ iecFlags_) & ~kDisableExceptions) != 0 || (page[3] & ~kMethods) != 0 ||
       !std::equal(kInterval.begin(), kInterval.end(), page + 4) || page[11] != 1) {
     return exchange.fail(kSenseIllegalRequest, kAscInvalidParameter);
