@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -71,6 +72,7 @@ class RefusingDrive {
   std::set<CommandClass> seen;
   unsigned commands = 0;
   unsigned refused = 0;
+  unsigned writes = 0;  ///< commands that write sectors, whatever became of them
 
   void refuse(const CommandClass& commands, const Refusal& how) {
     class_ = commands;
@@ -89,12 +91,16 @@ class RefusingDrive {
       const CommandClass commands = classOf(exchange);
       owner_.seen.insert(commands);
       ++owner_.commands;
+      owner_.writes += writesSectors(exchange) ? 1u : 0u;
       if (owner_.refusal_ == nullptr || commands != owner_.class_) {
         drive_->execute(exchange);
         return;
       }
       ++owner_.refused;
       const Refusal& how = *owner_.refusal_;
+      if (how.kind == Refusal::Kind::NvmeStatus) {
+        countError();
+      }
       switch (how.kind) {
         case Refusal::Kind::System:
           exchange.delivery = virtual_pc::Delivery::TransportError;
@@ -116,6 +122,14 @@ class RefusingDrive {
           answer(exchange, how);
       }
     }
+    /// A controller counts each command that it ends with an error, as it does one that it lacks.
+    void countError() {
+      if constexpr (std::is_same_v<Exchange, virtual_pc::NvmeExchange>) {
+        Exchange unknown;
+        unknown.opcode = 0xFF;
+        drive_->execute(unknown);
+      }
+    }
     std::unique_ptr<Target> drive_;
     RefusingDrive& owner_;
   };
@@ -125,6 +139,23 @@ class RefusingDrive {
     if (side != nullptr) {
       side = std::make_unique<Before<Target, Exchange>>(std::move(side), *this);
     }
+  }
+
+  static bool isAtaWrite(unsigned command) {
+    constexpr unsigned kWrites[] = {0x30, 0x34, 0x35, 0x39, 0x3D, 0x45, 0xC5, 0xCA};
+    return std::find(std::begin(kWrites), std::end(kWrites), command) != std::end(kWrites);
+  }
+  static bool writesSectors(const virtual_pc::AtaExchange& exchange) {
+    return isAtaWrite(exchange.in.command);
+  }
+  static bool writesSectors(const virtual_pc::ScsiExchange& exchange) {
+    constexpr std::uint8_t kWrites[] = {0x0A, 0x2A, 0x8A, 0xAA};
+    const auto& cdb = exchange.cdb;
+    return std::find(std::begin(kWrites), std::end(kWrites), cdb[0]) != std::end(kWrites) ||
+           (cdb[0] == 0x85 && isAtaWrite(cdb[14])) || (cdb[0] == 0xA1 && isAtaWrite(cdb[9]));
+  }
+  static bool writesSectors(const virtual_pc::NvmeExchange& exchange) {
+    return !exchange.admin && exchange.opcode == 0x01;
   }
 
   static CommandClass classOf(const virtual_pc::AtaExchange& exchange) {

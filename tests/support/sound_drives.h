@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ostream>
 #include <string>
 
 #include "ostria/storage/test_ids.h"
@@ -22,6 +23,8 @@ struct DriveKind {
   const char* more = "";
   Behind controller = Behind::Nothing;
 };
+inline void PrintTo(const DriveKind& drive, std::ostream* out) { *out << drive.name; }
+
 inline const DriveKind kSoundDrives[] = {
     {"sata", "sata", kSound},
     {"sata_ssd", "sata", kSoundSsd},

@@ -70,8 +70,16 @@ class Machine {
   struct ProcessState {
     bool manageVolume = false;  ///< the privilege is enabled
     std::uint32_t errorMode = 0;
+    unsigned validDataRequests = 0;  ///< for how many files their valid data were to grow
   };
   ProcessState& process() { return process_; }
+  /// What becomes of every request with that code to a RAID controller or its library, from now on,
+  /// and how many were hit. Those of the description come first.
+  struct RequestRefusal {
+    RequestFault fault;
+    unsigned hits = 0;
+  };
+  std::optional<RequestRefusal>& requestRefusal() { return requestRefusal_; }
   /// Where the libraries lie that programs of this machine can load.
   std::string libraryFolder() const;
 
@@ -98,6 +106,7 @@ class Machine {
   std::vector<std::string> commandsRun_;
   std::vector<std::string> complaints_;
   ProcessState process_;
+  std::optional<RequestRefusal> requestRefusal_;
   std::unique_ptr<WmiRepository> wmi_;
 };
 

@@ -16,7 +16,7 @@ namespace ostria::virtual_pc {
 /// Faults of a controller or of a library, by code, count and drive. The machine outlives it.
 class RequestFaults {
  public:
-  RequestFaults(const Machine& machine, const std::vector<RequestFault>& rules)
+  RequestFaults(Machine& machine, const std::vector<RequestFault>& rules)
       : machine_(machine) {
     for (const RequestFault& rule : rules) {
       rules_.emplace_back(rule, 0);
@@ -36,6 +36,11 @@ class RequestFaults {
         hit = &rule;
       }
     }
+    auto& refusal = machine_.requestRefusal();
+    if (hit == nullptr && refusal && refusal->fault.code == code) {
+      ++refusal->hits;
+      hit = &refusal->fault;
+    }
     return hit;
   }
   /// Lays the bytes of a patch over an answer, as far as it reaches.
@@ -54,7 +59,7 @@ class RequestFaults {
   }
 
  private:
-  const Machine& machine_;
+  Machine& machine_;
   std::vector<std::pair<RequestFault, std::uint32_t>> rules_;
 };
 
