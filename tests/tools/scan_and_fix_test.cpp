@@ -1,5 +1,6 @@
 // Scan and repair of bad sectors: what is read, written, counted and left alone.
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <functional>
 #include <sstream>
@@ -468,6 +469,84 @@ TEST(RepairTest, AVolumeThatWasMountedSinceTheScanGoesOffLineToo) {
   bench.run("repair");
   EXPECT_TRUE(offline);
   EXPECT_TRUE(bench.pc.pc().volume('D')->mounted());
+}
+
+/// Closes so many of the open handles, the latest first.
+void closeLatestHandles(unsigned count) {
+  HANDLE probe = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  auto value = reinterpret_cast<std::uintptr_t>(probe);
+  for (CloseHandle(probe); count != 0 && value != 0; --value) {
+    count -= CloseHandle(reinterpret_cast<HANDLE>(value)) != FALSE ? 1u : 0u;
+  }
+}
+
+TEST(RepairTest, VolumesWithoutALetterAndOnSeveralDisksGoOffLineToo) {
+  // Taken in the order of the list, given back in the reverse one.
+  constexpr const char* kTaken = R"(\\?\Volume{5a5a0000-0000-0000-0000-000000000045}\)";
+  const std::string lost = "The volume could not be mounted again: ";
+  const struct {
+    bool lockable;
+    bool closed;  ///< somebody closes the handles that keep the volumes off line
+    std::string finish;
+    const char* mounted;  ///< in the middle
+  } rows[] = {{true, false, "9", "---"},
+              {false, false,
+               std::string("6 :Unable to unmount all partitions of the device|") + kTaken, ""},
+              {true, true, "9 :" + lost + kTaken + ".|" + lost + "S:\\.|" + lost + "D:\\.", "---"}};
+  for (const auto& row : rows) {
+    VirtualBench pc(std::string(R"({"format": 1, "drives": [
+      {"name": "d", "kind": "sata", "model": "DISK", "serial": "1", "size_sectors": 2600,
+       "bad_sectors": [{"lba": 100}, {"lba": 2100}],
+       "layout": {"style": "gpt", "partitions": [{"start_sector": 64, "sectors": 1000},
+         {"start_sector": 1064, "sectors": 1000}, {"start_sector": 2064, "sectors": 500}]}},
+      {"name": "o", "kind": "sata", "model": "OTHER", "serial": "2", "size_sectors": 2600,
+       "layout": {"style": "gpt", "partitions": [{"start_sector": 64, "sectors": 1000}]}}],
+      "volumes": [{"letter": "D", "drive": "d", "partition": 1},
+        {"letter": "S", "drive": "o", "partition": 1,
+         "further_parts": [{"drive": "d", "partition": 3}]},
+        {"letter": "E", "lettered": false, "drive": "d", "partition": 2, "lockable": )") +
+                    (row.lockable ? "true" : "false") + "}]}");
+    RecoverBadSectors tool;
+    ToolHost host(tool);
+    tool.setDevices({pc.device("DISK")});
+    tool.setParameter("Operation", {"repair"});
+    std::string mounted;
+    const auto look = [&] {
+      mounted.clear();
+      for (const char letter : {'D', 'E', 'S'}) {
+        mounted += pc.pc().volume(letter)->mounted() ? letter : '-';
+      }
+    };
+    host.onEvent = [&](Tool&, const std::string& event) {
+      if (event == "OnProgress" && mounted.empty()) {
+        look();
+        if (row.closed) {
+          closeLatestHandles(3);
+        }
+      }
+    };
+    tool.run();
+    EXPECT_EQ(host.steps()[3], "OnDeviceFinish 0|" + row.finish);
+    EXPECT_EQ(mounted, row.mounted);
+    look();
+    EXPECT_EQ(mounted, "DES");
+  }
+}
+
+TEST(ScanTest, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
+  VirtualBench pc(R"({"format": 1})");
+  FakeDevice device;
+  unsigned looks = 0;
+  device.protocol->onGetProperties = [&] {
+    device.protocol->record().logicalSectorSize = ++looks == 1 ? 512 : 4096;
+  };
+  RecoverBadSectors tool;
+  ToolHost host(tool);
+  tool.setDevices({device.component.get()});
+  tool.setParameter("Operation", {"scan"});
+  tool.run();
+  EXPECT_EQ(tool.getParameter("DeviceFinish")->at(1), "8");
+  EXPECT_TRUE(device.protocol->reads.empty());
 }
 
 TEST(ScanTest, AHandlerMayChangeAllThatItSees) {

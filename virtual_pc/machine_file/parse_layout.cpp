@@ -119,6 +119,7 @@ VolumeDescription parseVolume(ObjectReader& in) {
     in.fail("letter", "one letter from A to Z is needed.");
   }
   out.letter = letter[0];
+  out.lettered = in.flag("lettered", out.lettered);
   out.drive = in.text("drive", "");
   in.into("partition", out.partition, 0, 128);
   for (ObjectReader& row : in.objects("further_parts")) {

@@ -22,7 +22,10 @@
 #define DeviceIoControl VirtualPcDeviceIoControl
 #define FindClose VirtualPcFindClose
 #define FindFirstFileW VirtualPcFindFirstFileW
+#define FindFirstVolumeW VirtualPcFindFirstVolumeW
 #define FindNextFileW VirtualPcFindNextFileW
+#define FindNextVolumeW VirtualPcFindNextVolumeW
+#define FindVolumeClose VirtualPcFindVolumeClose
 #define FreeLibrary VirtualPcFreeLibrary
 #define GetCurrentDirectoryW VirtualPcGetCurrentDirectoryW
 #define GetCurrentProcess VirtualPcGetCurrentProcess
@@ -42,6 +45,7 @@
 #define GetSystemWindowsDirectoryW VirtualPcGetSystemWindowsDirectoryW
 #define GetVolumeInformationA VirtualPcGetVolumeInformationA
 #define GetVolumeInformationW VirtualPcGetVolumeInformationW
+#define GetVolumePathNamesForVolumeNameW VirtualPcGetVolumePathNamesForVolumeNameW
 #define GetWindowsDirectoryW VirtualPcGetWindowsDirectoryW
 #define LoadLibraryExW VirtualPcLoadLibraryExW
 #define LookupPrivilegeValueW VirtualPcLookupPrivilegeValueW

@@ -120,6 +120,11 @@ DWORD WINAPI GetFileAttributesW(LPCWSTR name);
 HANDLE WINAPI FindFirstFileW(LPCWSTR pattern, LPWIN32_FIND_DATAW data);
 BOOL WINAPI FindNextFileW(HANDLE find, LPWIN32_FIND_DATAW data);
 BOOL WINAPI FindClose(HANDLE find);
+HANDLE WINAPI FindFirstVolumeW(LPWSTR name, DWORD characters);
+BOOL WINAPI FindNextVolumeW(HANDLE find, LPWSTR name, DWORD characters);
+BOOL WINAPI FindVolumeClose(HANDLE find);
+BOOL WINAPI GetVolumePathNamesForVolumeNameW(LPCWSTR name, LPWSTR paths, DWORD characters,
+                                             PDWORD needed);
 
 DWORD WINAPI GetCurrentDirectoryW(DWORD size, LPWSTR buffer);
 UINT WINAPI GetWindowsDirectoryW(LPWSTR buffer, UINT size);

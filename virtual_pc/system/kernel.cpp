@@ -147,6 +147,7 @@ std::shared_ptr<OpenFile> makeOpening(const Kernel::OpenRequest& request) {
   file->writable = (request.access & (GENERIC_WRITE | GENERIC_ALL | FILE_WRITE_DATA)) != 0;
   file->overlapped = (request.flags & FILE_FLAG_OVERLAPPED) != 0;
   file->unbuffered = (request.flags & FILE_FLAG_NO_BUFFERING) != 0;
+  file->writeThrough = (request.flags & FILE_FLAG_WRITE_THROUGH) != 0;
   file->deleteOnClose = (request.flags & FILE_FLAG_DELETE_ON_CLOSE) != 0;
   file->share = request.share;
   return file;

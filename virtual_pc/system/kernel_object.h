@@ -33,6 +33,7 @@ struct OpenFile : KernelObject {
   bool writable = false;
   bool overlapped = false;
   bool unbuffered = false;
+  bool writeThrough = false;
   bool deleteOnClose = false;
   bool inheritable = false;  ///< a child process gets it
   std::uint32_t share = 0;   ///< what other openings may do, as FILE_SHARE_ bits

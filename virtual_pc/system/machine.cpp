@@ -83,7 +83,10 @@ Machine::Machine(MachineDescription description)
     }
     volumes_.push_back(
         std::make_shared<VolumeObject>(volume, disk(volume.drive), std::move(further)));
-    addDeviceName(std::string("\\\\.\\") + volume.letter + ":", volumes_.back());
+    if (volume.lettered) {
+      addDeviceName(std::string("\\\\.\\") + volume.letter + ":", volumes_.back());
+    }
+    addDeviceName(volumes_.back()->guidPath(), volumes_.back());
   }
 }
 
@@ -184,9 +187,7 @@ std::shared_ptr<IoObject> Machine::device(const std::string& path) const {
 bool Machine::protectedByVolume(const DiskObject& disk, std::uint64_t offset,
                                 std::uint64_t bytes) const {
   return std::ranges::any_of(volumes_, [&](const auto& volume) {
-    return volume->disk() == &disk && volume->mounted() &&
-           offset < volume->startOffset() + volume->size() &&
-           volume->startOffset() < offset + bytes;
+    return volume->mounted() && volume->covers(disk, offset, bytes);
   });
 }
 

@@ -56,6 +56,28 @@ VolumeObject::VolumeObject(const VolumeDescription& description, DiskObject* dis
   }
 }
 
+std::string VolumeObject::guidPath() const {
+  static constexpr char kHex[] = "0123456789abcdef";
+  const auto letter = static_cast<unsigned char>(description_.letter);
+  return std::string("\\\\?\\Volume{5a5a0000-0000-0000-0000-0000000000") + kHex[letter >> 4] +
+         kHex[letter & 15] + "}";
+}
+
+bool VolumeObject::covers(const DiskObject& disk, std::uint64_t offset, std::uint64_t bytes) const {
+  if (disk_ == &disk) {
+    return offset < startOffset() + size() && startOffset() < offset + bytes;
+  }
+  for (std::size_t i = 0; i < further_.size(); ++i) {
+    const PartitionDescription* part =
+        further_[i] == &disk ? disk.partition(description_.furtherParts[i].partition) : nullptr;
+    if (part != nullptr && offset < (part->startSector + part->sectors) * disk.alignment() &&
+        part->startSector * disk.alignment() < offset + bytes) {
+      return true;
+    }
+  }
+  return false;
+}
+
 SectorResult VolumeObject::readSectors(std::uint64_t sector, std::uint64_t count,
                                        std::uint8_t* out) {
   if (disk_ != nullptr) {

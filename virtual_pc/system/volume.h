@@ -46,6 +46,10 @@ class VolumeObject : public IoObject {
 
   const VolumeDescription& description() const { return description_; }
   DiskObject* disk() const { return disk_; }
+  /// The name that every volume has, without a backslash at the end.
+  std::string guidPath() const;
+  /// Whether a write to these bytes of a disk goes to its file system's sectors.
+  bool covers(const DiskObject& disk, std::uint64_t offset, std::uint64_t bytes) const;
   bool present() const { return !disk_ || disk_->present(); }
   /// Whether the file system holds the sectors: neither locked nor dismounted.
   bool mounted() const { return !lockedBy_ && !dismounted_; }

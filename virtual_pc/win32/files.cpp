@@ -10,6 +10,26 @@ using namespace ostria::virtual_pc;
 namespace {
 
 /// A search through a directory: what is left of it.
+/// A search for volumes, which gives their names one by one.
+struct VolumeSearch : KernelObject {
+  std::vector<std::wstring> names;
+  std::size_t next = 0;
+
+  bool give(LPWSTR name, DWORD characters) {
+    if (next == names.size()) {
+      SetLastError(ERROR_NO_MORE_FILES);
+      return false;
+    }
+    if (characters <= names[next].size()) {
+      SetLastError(ERROR_FILENAME_EXCED_RANGE);
+      return false;
+    }
+    std::copy_n(names[next].c_str(), names[next].size() + 1, name);
+    ++next;
+    return true;
+  }
+};
+
 struct FindObject : KernelObject {
   std::vector<WIN32_FIND_DATAW> entries;
   std::size_t next = 0;
@@ -203,6 +223,72 @@ UINT WINAPI GetWindowsDirectoryW(LPWSTR buffer, UINT size) {
   return copyOut(wide(call->machine().description().windowsDirectory), buffer, size);
 }
 
+HANDLE WINAPI FindFirstVolumeW(LPWSTR name, DWORD characters) {
+  const KernelCall call;
+  if (call.fails()) {
+    return INVALID_HANDLE_VALUE;
+  }
+  auto search = std::make_shared<VolumeSearch>();
+  for (const auto& volume : call->machine().volumes()) {
+    if (volume->present()) {
+      search->names.push_back(wide(volume->guidPath() + "\\"));
+    }
+  }
+  if (!search->give(name, characters)) {
+    return INVALID_HANDLE_VALUE;
+  }
+  return handleOf(call->add(std::move(search)));
+}
+
+BOOL WINAPI FindNextVolumeW(HANDLE find, LPWSTR name, DWORD characters) {
+  const KernelCall call;
+  if (call.fails()) {
+    return FALSE;
+  }
+  const auto search = call->get<VolumeSearch>(valueOf(find));
+  if (!search) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
+  return search->give(name, characters) ? TRUE : FALSE;
+}
+
+BOOL WINAPI FindVolumeClose(HANDLE find) {
+  const KernelCall call(KernelCall::Kind::Plain);
+  if (!call->get<VolumeSearch>(valueOf(find))) {
+    return failWith(ERROR_INVALID_HANDLE);
+  }
+  return call->close(valueOf(find)) ? TRUE : FALSE;
+}
+
+BOOL WINAPI GetVolumePathNamesForVolumeNameW(LPCWSTR name, LPWSTR paths, DWORD characters,
+                                             PDWORD needed) {
+  const KernelCall call;
+  if (call.fails()) {
+    return FALSE;
+  }
+  for (const auto& volume : call->machine().volumes()) {
+    if (utf8(name) != volume->guidPath() + "\\") {
+      continue;
+    }
+    // A list of texts with an empty one at its end.
+    std::wstring list;
+    if (volume->description().lettered) {
+      list = std::wstring{static_cast<wchar_t>(volume->description().letter), L':', L'\\', L'\0'};
+    }
+    list += L'\0';
+    const auto length = static_cast<DWORD>(list.size());
+    if (needed != nullptr) {
+      *needed = length;
+    }
+    if (paths == nullptr || characters < length) {
+      return failWith(ERROR_MORE_DATA);
+    }
+    std::copy_n(list.data(), length, paths);
+    return TRUE;
+  }
+  return failWith(ERROR_FILE_NOT_FOUND);
+}
+
 DWORD WINAPI GetLogicalDrives(void) {
   const KernelCall call;
   if (call.fails()) {
@@ -210,7 +296,7 @@ DWORD WINAPI GetLogicalDrives(void) {
   }
   DWORD mask = 0;
   for (const auto& volume : call->machine().volumes()) {
-    if (volume->present()) {
+    if (volume->present() && volume->description().lettered) {
       mask |= 1u << (volume->description().letter - 'A');
     }
   }
@@ -224,7 +310,7 @@ DWORD WINAPI GetLogicalDriveStringsA(DWORD size, LPSTR buffer) {
   }
   std::string letters;
   for (const auto& volume : call->machine().volumes()) {
-    if (volume->present()) {
+    if (volume->present() && volume->description().lettered) {
       letters += volume->description().letter;
     }
   }

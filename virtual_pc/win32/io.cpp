@@ -208,7 +208,16 @@ BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD bytes, LPDWORD done,
   IoRequest request;
   request.memory = buffer;
   request.input = bytesOf(buffer, bytes);
-  return run(call, file, Action::Write, std::move(request), nullptr, done, overlapped);
+  const auto opened = call->get<OpenFile>(valueOf(file));
+  const BOOL taken = run(call, file, Action::Write, std::move(request), nullptr, done, overlapped);
+  if (opened && opened->unbuffered && !opened->writeThrough &&
+      (taken != FALSE || GetLastError() == ERROR_IO_PENDING)) {
+    call->machine().complaints().emplace_back(
+        "An unbuffered file was written without write-through: the drive's cache may answer for "
+        "the medium.");
+    SetLastError(taken != FALSE ? ERROR_SUCCESS : ERROR_IO_PENDING);
+  }
+  return taken;
 }
 
 BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, PLARGE_INTEGER position,

@@ -231,6 +231,7 @@ BOOL WINAPI SetFileValidData(HANDLE handle, LONGLONG length) {
   if (!call->machine().process().manageVolume) {
     return failWith(ERROR_PRIVILEGE_NOT_HELD);
   }
+  ++call->machine().process().validDataRequests;
   const auto* node = dynamic_cast<const FileObject*>(file->object.get());
   if (node == nullptr || node->sparse() || length < 0 ||
       static_cast<std::uint64_t>(length) > file->object->size()) {

@@ -27,9 +27,19 @@ std::string driverKey(std::uint32_t number) {
 /// What the system writes down about each controller and its driver.
 std::optional<std::string> controllerValue(const Machine& machine, const std::string& key,
                                            const std::string& name) {
+  // The driver of the adapter that was in the machine before is still written down.
+  const std::string formerDriver = kAdapterClass + std::string("9999");
+  if (same(key, kClassKey + formerDriver)) {
+    return same(name, "ProviderName")    ? std::optional<std::string>("Former")
+           : same(name, "DriverVersion") ? std::optional<std::string>("1.0.0.0")
+                                         : std::nullopt;
+  }
   for (const auto& port : machine.ports()) {
     const ControllerDescription& controller = port->description();
     const std::string instance = controller.hardwareId + "\\" + std::to_string(port->number());
+    if (same(key, kEnumKey + controller.hardwareId + "\\former") && same(name, "Driver")) {
+      return formerDriver;
+    }
     if (same(key, kEnumKey + instance)) {
       if (same(name, "Driver")) {
         return driverKey(port->number());

@@ -85,6 +85,41 @@ TEST_F(WinStorageScannerTest, DisksAreClassified) {
   EXPECT_EQ(kind, StorageBusKind::Unknown);
 }
 
+TEST_F(WinStorageScannerTest, WhatTheSystemShowsAsRaidIsToldApart) {
+  constexpr auto kRaid = StorageBusKind::Raid;
+  constexpr auto kNvme = StorageBusKind::Nvme;
+  constexpr auto kAta = StorageBusKind::Ata;
+  constexpr auto kUnknown = StorageBusKind::Unknown;
+  const struct {
+    const char* drive;  ///< kind, vendor and model of the storage descriptor
+    StorageBusKind kind;
+    bool optane = false;
+  } rows[] = {
+      {R"("kind": "sas", "vendor": "Intel", "model": "Volume0")", kRaid, true},
+      {R"("kind": "sas", "vendor": "V", "model": "Optane 1")", kRaid, true},
+      {R"("kind": "sas", "vendor": "V", "model": "RAID 5")", kRaid},
+      {R"("kind": "sas", "vendor": "NVMe    ", "model": "A")", kNvme},
+      {R"("kind": "nvme", "vendor": "V", "model": "A")", kNvme},  // by its INQUIRY data
+      {R"("kind": "sata", "vendor": "V", "model": "A")", kAta},   // takes ATA commands
+      {R"("kind": "sas", "vendor": "V", "model": "A")", kUnknown},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.drive);
+    std::string error;
+    ASSERT_TRUE(vpc::installMachine(
+        std::string(R"({"format": 1, "drives": [{"size_sectors": 1000, "shown_as_raid": true, )") +
+            row.drive + "}]}",
+        &error))
+        << error;
+    ASSERT_EQ(scanner.listDevices(devices), 0);
+    StorageBusKind kind{};
+    bool optane = false;
+    EXPECT_EQ(scanner.getBusKind(0, &kind, &optane), 0);
+    EXPECT_EQ(kind, row.kind);
+    EXPECT_EQ(optane, row.optane);
+  }
+}
+
 TEST_F(WinStorageScannerTest, PortsAreListedWithTheirProperties) {
   DevicePathMap ports;
   DeviceScanner& devices = *scanner.deviceScanner();

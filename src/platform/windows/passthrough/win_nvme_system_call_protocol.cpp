@@ -36,6 +36,7 @@ constexpr std::uint32_t kIdentifyController = 1;
 constexpr std::uint32_t kCommandRecordLength = 84;  // sizeof(STORAGE_PROTOCOL_COMMAND)
 constexpr std::uint32_t kAdapterRequest = 0x80000000;
 constexpr std::uint32_t kNvmeAdminCommand = 1;
+constexpr std::uint32_t kReturnSuccess = 1;  // STORAGE_PROTOCOL_STATUS_SUCCESS; 0 is not filled in
 constexpr std::uint32_t kErrorInfoBytes = 64;
 constexpr std::uint32_t kCommandDataOffset = sizeof(ProtocolCommandRecord) + kErrorInfoBytes;
 constexpr std::uint64_t kSmallestCommandData = 4096;
@@ -224,6 +225,11 @@ ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) 
       !in || bytes == 0 || answer.returned >= std::uint64_t{kCommandDataOffset} + bytes;
   if (!answer || !whole) {
     return ProtocolResult::TransportFailure;
+  }
+  // The call succeeds for a command that the controller refused as well; the record says so.
+  std::memcpy(&record, block.data(), sizeof record);
+  if (answer.returned >= sizeof record && record.returnStatus > kReturnSuccess) {
+    return ProtocolResult::DeviceError;
   }
   if (in && bytes != 0) {
     std::memcpy(command.data, block.data() + kCommandDataOffset, bytes);

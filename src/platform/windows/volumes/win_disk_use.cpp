@@ -15,7 +15,11 @@ std::optional<DiskUse> findDiskUse(DeviceHandle disk) {
   const std::unique_ptr<DeviceScanner, void (*)(DeviceScanner*)> scanner(get_device_scanner(),
                                                                          &release_device_scanner);
   DiskUse use;
-  use.volumes = rootsOnDisk(*scanner, number->deviceNumber);
+  if (auto roots = rootsOnDisk(*scanner, number->deviceNumber)) {
+    use.volumes = std::move(*roots);
+  } else {
+    use.users.push_back("The volumes of the system could not be listed.");
+  }
   return use;
 }
 

@@ -1,9 +1,12 @@
-// Volumes are known by their drive letters; the disk and partition below is asked of each.
+// Volumes are shown by their drive letters; the disk and partition below is asked of each. For a
+// repair those without a letter count as well: system partitions, and volumes mounted in a folder.
 #include "platform/windows/volumes/win_volumes.h"
 
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
+#include <utility>
 
 #include "inventory/device_record.h"
 #include "inventory/partitions/partition_layout.h"
@@ -24,6 +27,33 @@ std::vector<std::string> volumeRoots() {
   }
   list.resize(length);
   return getLocalStringHandler().tokenize(list, std::string(1, '\0'));
+}
+
+/// The same, and the GUID paths of volumes that have no drive letter; nothing when either list
+/// cannot be had.
+std::optional<std::vector<std::string>> allVolumeRoots() {
+  std::vector<std::string> roots = volumeRoots();
+  std::array<wchar_t, MAX_PATH> name{};
+  const HANDLE search = FindFirstVolumeW(name.data(), static_cast<DWORD>(name.size()));
+  if (search == INVALID_HANDLE_VALUE) {
+    return GetLastError() == ERROR_NO_MORE_FILES && roots.empty() ? std::optional(roots)
+                                                                  : std::nullopt;
+  }
+  do {
+    // A letter stands first in the list of a volume's paths, if it has one.
+    std::array<wchar_t, MAX_PATH> paths{};
+    DWORD needed = 0;
+    const bool known =
+        GetVolumePathNamesForVolumeNameW(name.data(), paths.data(),
+                                         static_cast<DWORD>(paths.size() - 1), &needed) != FALSE;
+    const std::string path = known ? toNarrow(paths.data()) : std::string();
+    if (std::find(roots.begin(), roots.end(), path) == roots.end()) {
+      roots.push_back(toNarrow(name.data()));
+    }
+  } while (FindNextVolumeW(search, name.data(), static_cast<DWORD>(name.size())) != FALSE);
+  const bool whole = GetLastError() == ERROR_NO_MORE_FILES;
+  FindVolumeClose(search);
+  return whole ? std::optional(std::move(roots)) : std::nullopt;
 }
 
 std::optional<VolumeFacts::Identity> identityOf(const std::string& root) {
@@ -66,9 +96,14 @@ VolumeFacts factsOf(const std::string& root) {
 
 }  // namespace
 
-std::vector<std::string> rootsOnDisk(DeviceScanner& scanner, std::uint32_t diskNumber) {
+std::optional<std::vector<std::string>> rootsOnDisk(DeviceScanner& scanner,
+                                                    std::uint32_t diskNumber) {
+  const auto all = allVolumeRoots();
+  if (!all) {
+    return std::nullopt;
+  }
   std::vector<std::string> roots;
-  for (const std::string& root : volumeRoots()) {
+  for (const std::string& root : *all) {
     const ScannedHandle volume = openScanned(scanner, volumePath(root));
     if (volume && liesOnDisk(volume.get(), diskNumber)) {
       roots.push_back(root);
@@ -78,7 +113,8 @@ std::vector<std::string> rootsOnDisk(DeviceScanner& scanner, std::uint32_t diskN
 }
 
 std::string volumePath(const std::string& root) {
-  return "\\\\.\\" + root.substr(0, root.empty() ? 0 : root.size() - 1);
+  const std::string name = root.substr(0, root.empty() ? 0 : root.size() - 1);
+  return name.starts_with("\\\\?\\") ? name : "\\\\.\\" + name;
 }
 
 void joinVolumes(DeviceScanner& scanner, PartitionTable& table) {

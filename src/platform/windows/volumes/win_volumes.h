@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,10 +14,13 @@ namespace ostria::storage {
 /// the table. A volume that refuses a question leaves those fields empty.
 void joinVolumes(DeviceScanner& scanner, PartitionTable& table);
 
-/// Root paths of the volumes that lie on the disk with this number, wholly or in part.
-std::vector<std::string> rootsOnDisk(DeviceScanner& scanner, std::uint32_t diskNumber);
+/// Root paths of the volumes that lie on the disk with this number, wholly or in part: by drive
+/// letter, and those without one by GUID ("\\?\Volume{...}\").
+/// @return nothing when the system's volumes could not be listed
+std::optional<std::vector<std::string>> rootsOnDisk(DeviceScanner& scanner,
+                                                    std::uint32_t diskNumber);
 
-/// Path by which the volume with this root ("C:\") is opened.
+/// Path by which the volume with this root is opened.
 std::string volumePath(const std::string& root);
 
 }  // namespace ostria::storage
