@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "tests/support/fake_protocol.h"
 #include "tests/support/module_bench.h"
 
 namespace ostria::storage::test {
@@ -47,6 +48,26 @@ TEST(ModuleCatalogue, IsBuiltOnceAndAgainAfterARelease) {
   ReleaseModuleInterfaceInstance();
   EXPECT_EQ(GetModuleInterfaceInstance()->diagnosticCount(), 2u);
   EXPECT_EQ(GetProductVersion()->minor(), 46u);
+}
+
+std::vector<std::string>& departures() {
+  static std::vector<std::string> list;
+  return list;
+}
+void noteServiceGone(ZRDService*) { departures().emplace_back("driver service"); }
+
+struct LeavingProtocol : FakeProtocol<> {
+  LeavingProtocol() : FakeProtocol(ProtocolKind::Ata, 1000) {}
+  ~LeavingProtocol() override { departures().emplace_back("protocol"); }
+};
+
+TEST(StorageComponentTest, TheProtocolGoesBeforeTheDriverService) {
+  ModuleBench bench(R"({"format": 1, "driver_service": {}})");
+  bench.machine().libraries()["ostriadiagnosticsdriverservice.dll"]["DestroyZRDService"] =
+      reinterpret_cast<virtual_pc::Machine::Function>(&noteServiceGone);
+  departures().clear();
+  StorageComponent(std::make_unique<LeavingProtocol>());
+  EXPECT_THAT(departures(), ElementsAre("protocol", "driver service"));
 }
 
 TEST(SmartTests, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {

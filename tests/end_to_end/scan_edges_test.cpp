@@ -67,6 +67,20 @@ TEST(ScanEdges, BadSectorsAtTheStartOfADiskAreFound) {
   }
 }
 
+TEST(ScanEdges, TheSystemsReadsHaveTheirOwnTimeAndABlockIsTriedFiveTimes) {
+  // The second read of the largest block meets it: its commands are of 1 MiB each.
+  Bench flaky("sata", 409'600, R"(, "bridge_faults": [{"command": 40, "occurrence": 40,
+                                     "action": "device_error", "codes": [11, 0, 0]}])");
+  EXPECT_EQ(flaky.device(0).preferredReadBlock(), 32767);
+
+  Bench slow("sata", 409'600, R"(, "bridge_faults": [{"command": 40, "action": "hang"}])");
+  std::vector<std::uint8_t> sector(512);
+  const std::uint64_t before = slow.machine().clock().now();
+  EXPECT_EQ(slow.device(0).readSectors(0, 1, sector.data(), false, 512, 5),
+            ProtocolResult::ReadTimeout);
+  EXPECT_EQ((slow.machine().clock().now() - before) / virtual_pc::kMicrosecondsPerSecond, 30u);
+}
+
 TEST(ScanEdges, ADiskThatLeavesHasNoBadBlock) {
   for (const Identifier& id : {ids::kFullDiskScan, ids::kLinearRead}) {
     for (const char* kind : {"sata", "sas"}) {

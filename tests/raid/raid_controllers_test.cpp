@@ -110,6 +110,7 @@ TEST(RaidControllers, WithoutSetsOrNumbersStillListTheirDrives) {
   machine["controllers"][0]["csmi"].erase("raid_sets");
   machine["controllers"][0]["csmi"].erase("bios_version");
   machine["controllers"][0]["driver_provider"] = "Microsoft";
+  machine["controllers"][0]["friendly_name"] = false;  // its description is shown instead
   machine["controllers"][1]["lsi"].erase("logical_drives");
   machine["controllers"][1]["lsi"].erase("serial");
   RaidBench bench(machine);
@@ -124,6 +125,26 @@ TEST(RaidControllers, WithoutSetsOrNumbersStillListTheirDrives) {
   EXPECT_THAT(found[1], SizeIs(9));
   EXPECT_EQ(bench.members(kChipsetName), kChipsetMembers);
   EXPECT_EQ(bench.members("RAID Adapter 9000"), kAdapterMembers);
+}
+
+TEST(RaidControllers, TwoLogicalDrivesOfOneArrayAreBothDescribed) {
+  Json machine = raidMachine();
+  Json& sets = machine["controllers"][1]["lsi"]["logical_drives"];
+  sets[0]["number"] = 2;
+  sets[0]["array"] = 1;
+  sets.push_back(sets[0]);
+  sets[1]["number"] = 7;
+  sets[1]["primary"] = 0;
+  sets[1]["blocks"] = 2048;
+  RaidBench bench(machine);
+  const auto found = controllers();
+  ASSERT_THAT(found, SizeIs(2));
+  EXPECT_THAT(
+      found[0],
+      Contains("LOGICAL_DISK INDEX=0 RAID_LEVEL=RAID 5 NUM_PHYSICAL_DEVICES=3 SIZE=40.00 MBs"));
+  EXPECT_THAT(
+      found[0],
+      Contains("LOGICAL_DISK INDEX=1 RAID_LEVEL=RAID 0 NUM_PHYSICAL_DEVICES=3 SIZE=1.00 MB"));
 }
 
 TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {

@@ -269,6 +269,10 @@ TEST_F(StrictSystem, UnbufferedFilesWantAlignmentAndPrivilegesWantToBeHeld) {
   EXPECT_FALSE(SetFileValidData(file, 4096)) << "sparse";
   GetDiskFreeSpaceExW(L"C:\\Temp", nullptr, nullptr, &after);
   EXPECT_EQ(before.QuadPart, after.QuadPart);
+  EXPECT_TRUE(machine().complaints().empty());
+  EXPECT_TRUE(WriteFile(file, memory.data(), 512, &got, nullptr));
+  EXPECT_EQ(machine().complaints().size(), 1u) << "unbuffered, but not written through";
+  machine().complaints().clear();
   EXPECT_TRUE(AdjustTokenPrivileges(token, FALSE, &previous, 0, nullptr, nullptr));
   EXPECT_FALSE(machine().process().manageVolume);
   CloseHandle(token);

@@ -197,6 +197,8 @@ TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
 }
 
 TEST_F(WriteTestOnVolumes, PrivilegeIsNoConditionAndGoesBack) {
+  EXPECT_EQ(run(), TestResult::Passed);
+  EXPECT_EQ(bench.pc().process().validDataRequests, 1u) << "one file, with the privilege";
   // The calls that take it come first.
   for (std::uint64_t call = 1; call <= 3; ++call) {
     bench.pc().faults().reset();
