@@ -222,7 +222,7 @@ struct VolumePart {
 struct VolumeDescription {
   char letter = 'C';
   bool lettered = true;  ///< false: the system reaches it by its GUID alone
-  std::string drive;  ///< name of the drive; empty: on no drive of this machine
+  std::string drive;     ///< name of the drive; empty: on no drive of this machine
   std::uint32_t partition = 1;
   std::vector<VolumePart> furtherParts;  ///< of a volume that spans several disks
   std::string label;

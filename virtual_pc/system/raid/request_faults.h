@@ -16,8 +16,7 @@ namespace ostria::virtual_pc {
 /// Faults of a controller or of a library, by code, count and drive. The machine outlives it.
 class RequestFaults {
  public:
-  RequestFaults(Machine& machine, const std::vector<RequestFault>& rules)
-      : machine_(machine) {
+  RequestFaults(Machine& machine, const std::vector<RequestFault>& rules) : machine_(machine) {
     for (const RequestFault& rule : rules) {
       rules_.emplace_back(rule, 0);
     }
