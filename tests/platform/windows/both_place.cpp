@@ -25,6 +25,8 @@ void install(const std::string& checker) {
 
 }  // namespace
 
+bool runsOnWine() { return false; }
+
 Place::Place() : folder_("C:\\place"), registryKey_("SOFTWARE\\Place") {
   install(R"("label": "")");
   CreateDirectoryW(L"C:\\place", nullptr);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "platform/windows/checker/win_check_filesystem_tool.h"
@@ -125,8 +126,8 @@ class Owner final : public Tool {
 
 TEST_F(WindowsClassesTest, TheCheckersOutputAndExitCodeArrive) {
   std::string many;
-  for (int i = 0; i < 2000; ++i) {
-    many += "line\r\n";
+  for (int i = 0; i < 1050; ++i) {
+    many += "x\r\n";
   }
   const struct {
     std::string output;
@@ -173,8 +174,13 @@ TEST_F(WindowsClassesTest, QueriesOfManagementRows) {
   WinCim cim;
   CimTable* table = nullptr;
   const char* const fields[] = {"Caption", "NoSuchField"};
+  // Wine has no rows of a class that it does not know; the system says that there is no class.
   EXPECT_EQ(cim.queryAll(&table, "NoSuchClass", 1, fields, L"ROOT\\CIMV2"),
-            CimResult::ConnectFailed);
+            runsOnWine() ? CimResult::Success : CimResult::ConnectFailed);
+  if (table != nullptr) {
+    EXPECT_TRUE(table->empty());
+    cim.freeTable(std::exchange(table, nullptr));
+  }
   EXPECT_EQ(cim.queryAll(&table, "Win32_LogicalDisk", 1, fields, L"ROOT\\NoSuchSpace"),
             CimResult::ConnectFailed);
   EXPECT_EQ(table, nullptr);

@@ -5,6 +5,10 @@
 
 namespace ostria::storage::test {
 
+/// Whether Wine answers. It is not the system that the documentation speaks of: where it differs, a
+/// test says how.
+bool runsOnWine();
+
 /// A folder of its own on a volume that can be written to; it goes with the object. The processes
 /// of the place may run the program that stands for the file system checker.
 class Place {

@@ -37,11 +37,26 @@ std::string checkerPath() {
   return toNarrow(std::wstring(directory.data(), length)) + "\\system32\\chkdsk.exe";
 }
 
+/// The code page that consoles of this system begin with. A program whose manifest asks for UTF-8
+/// gets that as CP_OEMCP, too, while the checker has a console and a code page of its own.
+UINT consoleCodePage() {
+  std::array<wchar_t, 8> text{};
+  DWORD bytes = sizeof text;
+  UINT page = 0;
+  if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Nls\\CodePage",
+                   L"OEMCP", RRF_RT_REG_SZ, nullptr, text.data(), &bytes) == ERROR_SUCCESS) {
+    for (std::size_t i = 0; i < text.size() && text[i] >= L'0' && text[i] <= L'9'; ++i) {
+      page = 10 * page + static_cast<UINT>(text[i] - L'0');
+    }
+  }
+  return page != 0 ? page : CP_OEMCP;
+}
+
 /// The checker speaks in the code page of the console; of each character the low byte is kept.
-std::string fromConsole(const std::string& line) {
+std::string fromConsole(UINT page, const std::string& line) {
   const int bytes = static_cast<int>(line.size());
   std::wstring wide(line.size(), L'\0');
-  const int count = MultiByteToWideChar(CP_OEMCP, 0, line.data(), bytes, wide.data(), bytes);
+  const int count = MultiByteToWideChar(page, 0, line.data(), bytes, wide.data(), bytes);
   std::string text;
   for (int i = 0; i < count; ++i) {
     text += static_cast<char>(static_cast<unsigned char>(wide[static_cast<std::size_t>(i)]));
@@ -72,7 +87,8 @@ ToolStatus WinCheckFilesystemTool::runChecker(const std::string& volume) {
     return ToolStatus::CouldNotRun;
   }
 
-  CheckerOutput output(fromConsole);
+  CheckerOutput output(
+      [page = consoleCodePage()](const std::string& line) { return fromConsole(page, line); });
   bool terminated = false;
   bool gotByte = true;
   for (;;) {
