@@ -7,7 +7,8 @@ if(HAS_STACK_PROTECTOR)
   add_link_options(-fstack-protector-strong)  # MinGW links its library for it
 endif()
 check_cxx_compiler_flag(-fstack-clash-protection HAS_STACK_CLASH_PROTECTION)
-if(HAS_STACK_CLASH_PROTECTION)
+# MinGW's GCC 12 fails inside on it. Windows has guard pages that compilers probe in any case.
+if(HAS_STACK_CLASH_PROTECTION AND NOT WIN32)
   add_compile_options(-fstack-clash-protection)
 endif()
 check_cxx_compiler_flag(-fcf-protection=full HAS_CONTROL_FLOW_PROTECTION)
