@@ -125,9 +125,9 @@ class Owner final : public Tool {
 };
 
 TEST_F(WindowsClassesTest, TheCheckersOutputAndExitCodeArrive) {
-  std::string many;
-  for (int i = 0; i < 1050; ++i) {
-    many += "x\r\n";
+  std::string many;  // more than the pipe holds, so that the checker is still there to be ended
+  for (int i = 0; i < 2500; ++i) {
+    many += "line\r\n";
   }
   const struct {
     std::string output;
