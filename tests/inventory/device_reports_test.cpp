@@ -12,8 +12,10 @@
 #include "inventory/html_table.h"
 #include "inventory/report_rows.h"
 #include "tests/support/fake_protocol.h"
+#include "tests/support/scripted_nvme_bridge.h"
 #include "tests/support/virtual_bench.h"
 #include "transport/ata/ata_protocol.h"
+#include "transport/nvme/nvme_protocol.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -206,6 +208,50 @@ TEST(VendorReportTest, NvmeFieldsByRevision) {
   EXPECT_NE(fourth.find(R"({"description":"FRU Number","data":"FRU0123456"})"), std::string::npos);
   EXPECT_NE(fourth.find(R"({"description":"SRAM Parity Errors","data":"9"})"), std::string::npos);
   EXPECT_EQ(rowsOf(3).find("Relocated"), std::string::npos);
+}
+
+TEST(VendorReportTest, AnNvmeDriveGivesItsLogsWhole) {
+  auto bridge = std::make_shared<ScriptedNvmeBridge>();
+  auto protocol = std::make_unique<NvmeProtocol>(DeviceHandle(7), "");
+  protocol->AddBridge(bridge);
+  protocol->SetProtocolKind(ProtocolKind::Nvme);
+  StorageComponent component(std::move(protocol));
+  LogPage page{};
+  put(page, 0, "OST\x04");
+  put(page, 20, "8SBAR");
+  put(page, 50, "MODEL");
+  put(page, 90, "SERIAL");
+  put(page, 110, "LABEL");
+  put(page, 261, "FRU0123456");
+  constexpr std::size_t kNumbers[] = {224, 240, 244, 271, 279, 281, 283, 285, 287};
+  for (std::size_t i = 0; i < std::size(kNumbers); ++i) {
+    page[kNumbers[i]] = static_cast<std::uint8_t>(i + 1);
+  }
+  const Bytes health(512, 1);
+  bridge->log(0x02, 512, health);
+  bridge->log(0xDF, 512, Bytes(page.begin(), page.end()));
+  std::string text;
+  EXPECT_TRUE(component.getReport("OSTRIA_LOG_PAGE", text));
+  std::string all;
+  for (std::size_t at = 0; (at = text.find("\"description\":\"", at)) != std::string::npos;) {
+    at += 15;
+    const std::size_t end = text.find("\"}", at);
+    all += text.substr(at, end - at) + ";";
+  }
+  const std::string kMiddle = "\",\"data\":\"";
+  for (std::size_t at; (at = all.find(kMiddle)) != std::string::npos;) {
+    all.replace(at, kMiddle.size(), "=");
+  }
+  EXPECT_EQ(all,
+            "Signature=OST;Revision=4;Manufacturing 8S bar-code=8SBAR;"
+            "Manufacturing Supplier Model Number=MODEL;Manufacturing Supplier Serial Number=SERIAL;"
+            "Current 8S label=LABEL;Sectors Written=1;CRC Errors=2;Sectors Written SLC=3;"
+            "FRU Number=FRU0123456;Relocated Blocks=4;Average PE Cycles=5;Maximum PE Cycles=6;"
+            "Bad Blocks=7;DRAM Parity Errors=8;SRAM Parity Errors=9;");
+  // A log that cannot be read leaves an empty report, and no failure.
+  bridge->expect({2, 0xFFFFFFFF, 0x007F0002, {}, ProtocolResult::Failure});
+  EXPECT_TRUE(component.getReport("SMART", text));
+  EXPECT_EQ(text, "");
 }
 
 TEST(VendorReportTest, AtaPageNeedsItsMarksAndLeavesOutEmptyRows) {
