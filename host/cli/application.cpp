@@ -34,6 +34,7 @@
 #include "host/platform/program_files.h"
 #include "host/platform/rights.h"
 #include "host/platform/state_files.h"
+#include "host/platform/volume_users.h"
 
 namespace ostria::host {
 namespace {
@@ -51,6 +52,23 @@ struct Stop {
   std::string sentence;
 };
 
+// One sector a line, as other programs take them. With several drives a line that begins with "#"
+// says whose they are.
+std::string badSectorLines(const Session& session) {
+  std::string lines;
+  for (const ToolRun& run : session.tools) {
+    const DeviceInfo* device = session.device(run.device);
+    if (session.tools.size() > 1 && device != nullptr) {
+      lines += "# " + std::to_string(run.device) + " " + harmless(device->name) + " " +
+               harmless(device->serial) + "\n";
+    }
+    for (const std::uint64_t sector : run.badSectors) {
+      lines += std::to_string(sector) + "\n";
+    }
+  }
+  return lines;
+}
+
 class Application {
  public:
   Application(const std::vector<std::string>& arguments, Interrupts& interrupts)
@@ -65,7 +83,7 @@ class Application {
     } catch (const Stop& stop) {
       code = stop.code;
       main_->error(stop.sentence, stop.code);
-      sayWhy(stop.sentence);
+      sayWhy(stop.sentence, stop.code);
     }
     interrupts_.setHandlers({}, {});
     if (output_.isClosed()) {
@@ -96,13 +114,18 @@ class Application {
     const std::string sentence =
         texts_.say(unread ? "output.closed" : "output.unwritable",
                    {{"reason", std::generic_category().message(output_.failure())}});
-    sayWhy(sentence);
     // The stop was none of the user's.
-    return worse(stoppedUnread_ && code == ExitCode::Stopped ? ExitCode::Passed : code,
+    code = worse(stoppedUnread_ && code == ExitCode::Stopped ? ExitCode::Passed : code,
                  ExitCode::CouldNotStart);
+    sayWhy(sentence, code);
+    return code;
   }
 
-  void sayWhy(const std::string& sentence) {
+  void sayWhy(const std::string& sentence, ExitCode code) {
+    if (jsonProgress_) {
+      error_.write(errorLine(sentence, code));
+      return;
+    }
     error_.write(
         wrapped(std::string(kProgram) + ": " + harmless(sentence), terminal_.errorWidth, 2) + "\n");
   }
@@ -144,6 +167,9 @@ class Application {
     }
     takeSettings();
     prepareReportFiles();
+    if (line_.quiet) {
+      main_->setQuiet();
+    }
     check(checkParameters(plan_.selection, catalogue_, texts_));
     giveUpRights();
     findDevices();
@@ -222,6 +248,9 @@ class Application {
     for (const ChosenReport& report : line_.reports) {
       reportFiles_.push_back(checked(WholeFile::prepare(report.file)));
     }
+    if (line_.sectorsFile) {
+      sectorsFile_ = checked(WholeFile::prepare(*line_.sectorsFile));
+    }
   }
 
   // The worse of the outcome and what became of the reports. To be called before the main output
@@ -238,6 +267,13 @@ class Application {
         outcome = worse(outcome, ExitCode::CouldNotStart);
       }
     }
+    if (sectorsFile_ != nullptr) {
+      sectorsFile_->write(badSectorLines(session_));
+      if (!sectorsFile_->keep()) {
+        session_.notices.push_back(texts_.say("file.report_lost", {{"file", *line_.sectorsFile}}));
+        outcome = worse(outcome, ExitCode::CouldNotStart);
+      }
+    }
     return outcome;
   }
 
@@ -247,6 +283,8 @@ class Application {
     session_.started = Clock::now();
     session_.virtualPc = line_.virtualPc;
     session_.moduleVersion = library_->version();
+    session_.programVersion = kProgramVersion;
+    session_.notes = line_.notes;
     const ComputerName computer = line_.virtualPc ? ComputerName{texts_.say("computer.virtual"),
                                                                  texts_.say("computer.simulated")}
                                                   : computerName();
@@ -280,7 +318,7 @@ class Application {
   }
 
   void scan() {
-    const bool note = terminal_.errorControl && !line_.jsonProgress;
+    const bool note = terminal_.errorControl && !jsonProgress_;
     interrupts_.setHandlers(
         [this](int count) {
           error_.write("\n" + wrapped(interruptSentence(count), terminal_.errorWidth, 0) + "\n");
@@ -316,7 +354,8 @@ class Application {
   // What was named has been read; what is written later is a file of the user's.
   void giveUpRights() const {
     if (!line_.virtualPc) {
-      const bool files = line_.record || !line_.reports.empty() || plan_.writes;
+      const bool files =
+          line_.record || !line_.reports.empty() || line_.sectorsFile || plan_.writes;
       keepRightsFor({.volumes = plan_.changesVolumes(), .files = files});
     }
   }
@@ -368,10 +407,13 @@ class Application {
   }
 
   ProgressForm progressForm() const {
-    if (line_.jsonProgress) {
+    if (jsonProgress_) {
       return ProgressForm::Json;
     }
-    return terminal_.errorControl ? ProgressForm::Bar : ProgressForm::Lines;
+    if (terminal_.errorControl) {
+      return ProgressForm::Bar;
+    }
+    return line_.quiet ? ProgressForm::None : ProgressForm::Lines;
   }
 
   ExitCode runSelection() {
@@ -386,11 +428,14 @@ class Application {
     if (!line_.virtualPc) {
       services.journal = [](const std::string& line) { writeJournal(harmless(line)); };
     }
+    services.volumeUsers = volumeUsers;
+    services.forceMounted = line_.forceMounted;
     main_->begin(DocumentKind::Run, session_);
     if (plan_.action == Action::RunTests) {
       runTests(plan_.selection, catalogue_, services, manager(), session_, [&](const TestRun& run) {
         // What did not begin is counted at the end.
         if (run.begun) {
+          progress.result("test", testRunJson(run));
           progress.hide();
           announce(run.device);
           main_->testResult(run);
@@ -399,6 +444,7 @@ class Application {
       });
     } else {
       runTool(plan_.selection, catalogue_, services, manager(), session_, [&](const ToolRun& run) {
+        progress.result("tool", toolRunJson(run, session_, texts_));
         progress.hide();
         announce(run.device);
         main_->toolResult(run);
@@ -462,6 +508,8 @@ class Application {
 
   const std::vector<std::string>& arguments_;
   Interrupts& interrupts_;
+  /// Also when the arguments are wrong otherwise: what is to be read by machines stays so.
+  const bool jsonProgress_ = isJsonProgress(arguments_);
   Terminal terminal_ = detectTerminal();
   Output output_{Stream::Output};
   Output error_{Stream::Error};
@@ -474,6 +522,7 @@ class Application {
   Plan plan_;
   Session session_;
   Settings settings_;
+  std::unique_ptr<WholeFile> sectorsFile_;
   std::vector<std::unique_ptr<WholeFile>> reportFiles_;  ///< as `line_.reports`
   FileHistory history_{stateFolder() + kHistoryFile, lockFile};
   std::optional<std::uint32_t> announced_;  ///< device whose heading is out

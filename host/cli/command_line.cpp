@@ -71,7 +71,18 @@ UsageError addSetting(CommandLine& line, const std::optional<std::string>& value
   return {};
 }
 
+UsageError addNote(CommandLine& line, const std::optional<std::string>& value) {
+  const std::size_t equals = value->find('=');
+  if (equals == 0 || equals == std::string::npos || equals + 1 == value->size()) {
+    return {"usage.note_form", {{"text", *value}}};
+  }
+  line.notes.emplace_back(value->substr(0, equals), value->substr(equals + 1));
+  return {};
+}
+
 constexpr HostOption kHostOptions[] = {
+    {"force-mounted", Takes::Nothing, setFlag<&CommandLine::forceMounted>},
+    {"note", Takes::Value, addNote},
     {"help", Takes::Nothing, setFlag<&CommandLine::help>},
     {"version", Takes::Nothing, setFlag<&CommandLine::version>},
     {"list", Takes::Nothing, setFlag<&CommandLine::list>},
@@ -105,6 +116,9 @@ constexpr HelpRow kHelp[] = {
     {"--json", "help.json"},
     {"--progress=json", "help.progress"},
     {"--report FILE", "help.report"},
+    {"--note KEY=TEXT", "help.note"},
+    {"-o FILE", "help.sectors_file"},
+    {"-q", "help.quiet"},
     {"--redact", "help.redact"},
     {"--read-only", "help.read_only"},
     {"--config FILE", "help.config"},
@@ -112,6 +126,7 @@ constexpr HelpRow kHelp[] = {
     {"--texts FILE", "help.texts"},
     {"--assume yes|no", "help.assume"},
     {"--assume-write SERIAL", "help.assume_write"},
+    {"--force-mounted", "help.force_mounted"},
     {"--record", "help.record"},
     {"--history", "help.history"},
 };
@@ -205,9 +220,18 @@ class Reader {
       line_.help = true;
       return {};
     }
+    if (argument == "-q") {
+      line_.quiet = true;
+      return {};
+    }
     std::optional<std::string> value;
     if (argument.size() > 2) {
       value = argument.substr(2);
+    }
+    if (argument[1] == 'o') {
+      UsageError error = takeValue("-o", value);
+      line_.sectorsFile = value;
+      return error;
     }
     if (argument[1] == 'M') {
       if (!value && next_ < arguments_.size()) {
@@ -246,6 +270,13 @@ const OutputFormatRow* formatAskedFor(const std::vector<std::string>& arguments)
     }
   }
   return nullptr;
+}
+
+bool isJsonProgress(const std::vector<std::string>& arguments) {
+  const auto end = std::find(arguments.begin(), arguments.end(), "--");
+  const auto apart = std::find(arguments.begin(), end, "--progress");
+  return std::find(arguments.begin(), end, "--progress=json") != end ||
+         (apart != end && std::next(apart) != end && *std::next(apart) == "json");
 }
 
 std::string hostOptionsHelp(const Texts& texts) {

@@ -39,10 +39,14 @@ struct CommandLine {
   bool record = false;
   bool history = false;
   bool virtualPc = false;
+  bool quiet = false;         ///< only what is not good
+  bool forceMounted = false;  ///< repair a disk whose volumes are in use
   std::optional<std::string> module;
   std::optional<std::string> machineFile;
   std::optional<std::string> configFile;
   std::optional<std::string> textsFile;
+  std::optional<std::string> sectorsFile;                  ///< gets the bad sectors, one a line
+  std::vector<std::pair<std::string, std::string>> notes;  ///< of the user, for the report
   std::optional<bool> assume;
   std::vector<std::pair<std::string, std::string>> settings;  ///< of --set: key and value
   std::vector<std::string> assumeWrite;     ///< serial numbers of drives that may be written to
@@ -58,6 +62,9 @@ OrUsageError<CommandLine> readCommandLine(const std::vector<std::string>& argume
 /// The output that the arguments ask for instead of plain text, found even when they are wrong
 /// otherwise; null for none.
 const OutputFormatRow* formatAskedFor(const std::vector<std::string>& arguments);
+
+/// Whether progress is asked for as JSON lines, found even when the arguments are wrong otherwise.
+bool isJsonProgress(const std::vector<std::string>& arguments);
 
 /// The host's own options, for `--help`.
 std::string hostOptionsHelp(const Texts& texts);

@@ -286,6 +286,13 @@ class Planner {
       return {"usage.read_only",
               {{"what", plan_.writes ? nameOfWriteTest() : plan_.selection.operation}}};
     }
+    const std::string& operation = plan_.selection.operation;
+    if (line_.sectorsFile && operation != "scan" && operation != "repair") {
+      return {"usage.no_sectors", {}};
+    }
+    if (line_.forceMounted && operation != "repair") {
+      return {"usage.no_force", {}};
+    }
     if ((line_.record || !line_.reports.empty()) && !tests && !tool) {
       if (line_.record) {
         return {"usage.nothing_to_record", {}};

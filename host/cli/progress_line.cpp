@@ -2,6 +2,7 @@
 #include "host/cli/progress_line.h"
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "host/core/model/results.h"
@@ -15,20 +16,47 @@ constexpr unsigned kLineStep = 10;
 constexpr std::chrono::seconds kDenseTime{5};
 constexpr std::chrono::seconds kQuietTime{30};
 constexpr std::chrono::milliseconds kJsonInterval{200};
+constexpr std::chrono::milliseconds kJsonReads{1000};
+// Long enough for a speed that can be read, short enough for one that is true.
+constexpr std::chrono::seconds kSpeedTime{2};
+// What takes this long for all of it stands still for seconds at each whole percent.
+constexpr std::chrono::minutes kLongRun{15};
+constexpr std::chrono::seconds kFirstPercent{10};
+// How far the position may be from the module's percent and still be the finer one of the two.
+constexpr double kSamePercent = 1.5;
+constexpr double kMegabyte = 1e6;
+
+std::string percentOf(const BarState& state) {
+  const auto tenths = static_cast<long>(std::floor(std::clamp(state.percent, 0.0, 100.0) * 10));
+  const std::string whole = std::to_string(tenths / 10);
+  return state.tenths ? whole + "." + std::to_string(tenths % 10) : whole;
+}
+
+nlohmann::json event(const std::string& name) {
+  return {{"event", name}, {"time", isoTime(Clock::now())}};
+}
+
+// ASCII: standard error may be a terminal.
+std::string lineOf(const nlohmann::json& line) {
+  return line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n";
+}
 
 }  // namespace
 
-std::string barLine(const std::string& label, const std::string& text, unsigned percent,
-                    std::chrono::seconds elapsed, std::size_t width, const Texts& texts) {
-  percent = std::min(percent, 100u);
-  std::string tail = std::string(percent < 10    ? "  "
-                                 : percent < 100 ? " "
-                                                 : "") +
-                     std::to_string(percent) + "% " + durationText(elapsed);
-  // The first seconds say nothing about the rest.
-  if (percent > 0 && percent < 100 && elapsed >= std::chrono::seconds(2)) {
-    const auto left = elapsed * (100 - percent) / percent;
-    tail += texts.say("progress.left", {{"time", durationText(left)}});
+std::string errorLine(const std::string& sentence, ExitCode code) {
+  nlohmann::json line = event("error");
+  line["text"] = harmless(sentence);
+  line["outcome"] = outcomeWord(code);
+  line["exit_code"] = static_cast<int>(code);
+  return lineOf(line);
+}
+
+std::string barLine(const BarState& state, std::size_t width, const Texts& texts) {
+  const std::string percent = percentOf(state);
+  std::string tail = percent + "% " + durationText(state.elapsed);
+  tail.insert(0, state.percent < 10 ? 2 : state.percent < 100 ? 1 : 0, ' ');
+  if (state.left) {
+    tail += texts.say("progress.left", {{"time", durationText(*state.left)}});
   }
   if (width <= tail.size() + 4) {
     return fitted(tail, width);
@@ -37,37 +65,49 @@ std::string barLine(const std::string& label, const std::string& text, unsigned 
   std::string bar;
   if (room >= 40) {
     const std::size_t length = std::min<std::size_t>(room / 3, 30);
-    const std::size_t filled = length * percent / 100;
+    const auto filled = static_cast<std::size_t>(static_cast<double>(length) *
+                                                 std::clamp(state.percent, 0.0, 100.0) / 100);
     bar = "[" + std::string(filled, '#') + std::string(length - filled, '.') + "] ";
     room -= bar.size() + 1;
   }
-  std::string head = label;
-  if (!text.empty()) {
-    head += ": " + text;
+  std::string head = state.label;
+  if (!state.text.empty()) {
+    head += ": " + state.text;
   }
   return padded(fitted(head, room), bar.empty() ? 0 : room) + " " + bar + tail;
 }
 
-void Progress::begin(const std::string& kind, const std::string& id, std::uint32_t device,
-                     const std::string& label) {
+void Progress::begin(const RunItem& item) {
   const std::lock_guard lock(mutex_);
-  kind_ = kind;
-  id_ = id;
-  label_ = label;
-  device_ = device;
+  item_ = item;
+  item_.label = harmless(item.label);
   percent_ = 0;
   lastLine_ = 0;
   text_.clear();
+  reads_.reset();
+  measuredSectors_ = 0;
+  bytesPerSecond_ = 0;
   running_ = true;
-  started_ = lastWritten_ = Steady::now();
-  if (form_ == ProgressForm::Json) {
-    json(kind_ + "_started", {}, {}, {});
-  }
-  if (form_ == ProgressForm::Lines) {
-    error_.write(texts_.say("progress.started", {{"label", label_}}) + "\n");
-  }
-  if (form_ == ProgressForm::Bar) {
-    draw();
+  started_ = lastWritten_ = measured_ = Steady::now();
+  timeLeft_.start(started_);
+  switch (form_) {
+    case ProgressForm::Json:
+      return json(item_.kind + "_started", {}, {});
+    case ProgressForm::Lines: {
+      const bool alone = item_.tests <= 1 && item_.drives <= 1;
+      error_.write(texts_.say(alone ? "progress.started" : "progress.started_of",
+                              {{"label", item_.label},
+                               {"test", std::to_string(item_.test)},
+                               {"tests", std::to_string(item_.tests)},
+                               {"drive", std::to_string(item_.drive)},
+                               {"drives", std::to_string(item_.drives)}}) +
+                   "\n");
+      return;
+    }
+    case ProgressForm::Bar:
+      return draw();
+    case ProgressForm::None:
+      return;
   }
 }
 
@@ -76,35 +116,126 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
   if (!running_) {
     return;
   }
-  const bool changed = percent != percent_;
-  percent_ = std::min<std::uint8_t>(percent, 100);
+  const double reached = std::min<std::uint8_t>(percent, 100);
+  // The position may be ahead of the module's whole percent.
+  const bool finer = percent_ > reached && percent_ - reached < kSamePercent;
+  const bool changed = std::floor(reached) != std::floor(percent_);
+  percent_ = finer ? percent_ : reached;
   text_ = harmless(text);
+  timeLeft_.reached(percent_, Steady::now());
+  show(changed, key);
+}
+
+void Progress::reads(const ReadTimes& times) {
+  const std::lock_guard lock(mutex_);
+  if (!running_) {
+    return;
+  }
   const auto now = Steady::now();
-  switch (form_) {
-    case ProgressForm::Bar:
-      draw();
-      break;
-    case ProgressForm::Json:
-      if (changed || now - lastWritten_ >= kJsonInterval) {
-        lastWritten_ = now;
-        json("progress", key, text_, {});
-      }
-      break;
-    case ProgressForm::Lines: {
-      const int step = static_cast<int>(percent_ / kLineStep);
-      const auto silent = now - lastWritten_;
-      if (percent_ == 0 || percent_ == 100 || silent < kDenseTime) {
-        break;
-      }
-      if (step <= lastLine_ && silent < kQuietTime) {
-        break;
-      }
-      lastLine_ = step;
-      lastWritten_ = now;
-      error_.write(label_ + ": " + std::to_string(percent_) + "%\n");
-      break;
+  measure(times, now);
+  reads_ = times;
+  if (times.sectors > 0) {
+    const double position =
+        static_cast<double>(times.position) * 100 / static_cast<double>(times.sectors);
+    if (position > percent_ && position - std::floor(percent_) < kSamePercent && position < 100) {
+      percent_ = position;
+      timeLeft_.reached(position, now);
     }
   }
+  show(false, {});
+}
+
+void Progress::measure(const ReadTimes& times, Steady::time_point now) {
+  if (now - measured_ < kSpeedTime || times.sectorsRead < measuredSectors_) {
+    return;
+  }
+  const double seconds = std::chrono::duration<double>(now - measured_).count();
+  bytesPerSecond_ = static_cast<double>(times.sectorsRead - measuredSectors_) *
+                    static_cast<double>(times.sectorBytes) / seconds;
+  measured_ = now;
+  measuredSectors_ = times.sectorsRead;
+}
+
+void Progress::show(bool changed, const std::string& key) {
+  const auto now = Steady::now();
+  const auto silent = now - lastWritten_;
+  switch (form_) {
+    case ProgressForm::Bar:
+      return draw();
+    case ProgressForm::Json:
+      if (changed || silent >= (key.empty() && text_.empty() ? kJsonReads : kJsonInterval)) {
+        lastWritten_ = now;
+        json("progress", key, {});
+      }
+      return;
+    case ProgressForm::Lines: {
+      const int step = static_cast<int>(percent_) / static_cast<int>(kLineStep);
+      const bool due = step > lastLine_ && percent_ < 100 && silent >= kDenseTime;
+      if (due || silent >= kQuietTime) {
+        lastLine_ = std::max(lastLine_, step);
+        writeLine();
+      }
+      return;
+    }
+    case ProgressForm::None:
+      return;
+  }
+}
+
+void Progress::writeLine() {
+  const auto now = Steady::now();
+  lastWritten_ = now;
+  const BarState shown = state(now);
+  std::string line = item_.label + ": " + percentOf(shown) + "%";
+  const std::string more = details();
+  line += more.empty() ? "" : ", " + more;
+  if (shown.left) {
+    line += texts_.say("progress.left", {{"time", durationText(*shown.left)}});
+  }
+  error_.write(line + "\n");
+}
+
+BarState Progress::state(Steady::time_point now) const {
+  BarState state;
+  state.label = item_.label;
+  if (item_.tests > 1 || item_.drives > 1) {
+    state.label = texts_.say("progress.place", {{"test", std::to_string(item_.test)},
+                                                {"tests", std::to_string(item_.tests)},
+                                                {"drive", std::to_string(item_.drive)},
+                                                {"drives", std::to_string(item_.drives)},
+                                                {"label", item_.label}});
+  }
+  const std::string more = details();
+  state.text = text_.empty() || more.empty() ? text_ + more : text_ + ", " + more;
+  state.percent = percent_;
+  state.elapsed = std::chrono::duration_cast<std::chrono::seconds>(now - started_);
+  state.left = timeLeft_.left(now);
+  const bool slow =
+      percent_ < 1 ? state.elapsed >= kFirstPercent : state.elapsed * 100 / percent_ >= kLongRun;
+  state.tenths = slow && percent_ != std::floor(percent_) && percent_ < 100;
+  return state;
+}
+
+// What a long read is watched for: where it is, how fast, and what it met.
+std::string Progress::details() const {
+  if (!reads_) {
+    return {};
+  }
+  std::string out = texts_.say("progress.position", {{"sector", std::to_string(reads_->position)}});
+  if (bytesPerSecond_ > 0) {
+    out += ", " +
+           texts_.say("progress.speed", {{"megabytes", percentText(bytesPerSecond_ / kMegabyte)}});
+  }
+  if (reads_->badBlocks > 0) {
+    out += ", " + texts_.say("progress.bad", {{"count", std::to_string(reads_->badBlocks)}});
+  }
+  if (!reads_->slowest.empty()) {
+    out +=
+        ", " +
+        texts_.say("progress.slowest",
+                   {{"milliseconds", std::to_string(reads_->slowest.front().microseconds / 1000)}});
+  }
+  return out;
 }
 
 void Progress::end(ExitCode outcome) {
@@ -118,11 +249,12 @@ void Progress::end(ExitCode outcome) {
     // For machines: the same in every language.
     std::string word = outcomeWord(outcome);
     std::replace(word.begin(), word.end(), '_', ' ');
-    json(kind_ + "_finished", {}, {}, word);
+    text_.clear();
+    json(item_.kind + "_finished", {}, word);
   }
   if (form_ == ProgressForm::Lines) {
     const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(Steady::now() - started_);
-    error_.write(texts_.say("progress.finished", {{"label", label_},
+    error_.write(texts_.say("progress.finished", {{"label", item_.label},
                                                   {"outcome", texts_.say(outcomeKey(outcome))},
                                                   {"time", durationText(elapsed)}}) +
                  "\n");
@@ -131,8 +263,25 @@ void Progress::end(ExitCode outcome) {
 
 void Progress::tick() {
   const std::lock_guard lock(mutex_);
-  if (running_ && drawn_) {
+  if (!running_) {
+    return;
+  }
+  if (form_ == ProgressForm::Bar && drawn_) {
     draw();
+  }
+  // Also when the device keeps the test waiting.
+  if (Steady::now() - lastWritten_ >= kQuietTime &&
+      (form_ == ProgressForm::Lines || form_ == ProgressForm::Json)) {
+    show(true, {});
+  }
+}
+
+void Progress::result(const std::string& what, const std::string& json) {
+  const std::lock_guard lock(mutex_);
+  if (form_ == ProgressForm::Json) {
+    nlohmann::json line = event(what + "_result");
+    line["result"] = nlohmann::json::parse(json, nullptr, false);
+    write(line);
   }
 }
 
@@ -141,8 +290,9 @@ void Progress::say(const std::string& sentence) {
   const bool again = drawn_;
   erase();
   if (form_ == ProgressForm::Json) {
-    nlohmann::json line = {{"event", "notice"}, {"text", sentence}};
-    error_.write(line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
+    nlohmann::json line = event("notice");
+    line["text"] = harmless(sentence);
+    write(line);
   } else {
     error_.write(wrapped(sentence, width_, 0) + "\n");
   }
@@ -157,10 +307,8 @@ void Progress::hide() {
 }
 
 void Progress::draw() {
-  const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(Steady::now() - started_);
   // The last column stays free: some terminals wrap as soon as it is filled.
-  const std::string line = barLine(label_, text_, percent_, elapsed, width_ - 1, texts_);
-  error_.write("\r" + line + "\033[K");
+  error_.write("\r" + barLine(state(Steady::now()), width_ - 1, texts_) + "\033[K");
   drawn_ = true;
 }
 
@@ -171,24 +319,45 @@ void Progress::erase() {
   drawn_ = false;
 }
 
-void Progress::json(const std::string& event, const std::string& key, const std::string& text,
-                    const std::string& outcome) {
-  nlohmann::json line;
-  line["event"] = event;
-  line["time"] = isoTime(Clock::now());
-  line["device_index"] = device_;
-  line[kind_ == "test" ? "test_id" : "tool"] = id_;
-  line["percent"] = percent_;
+void Progress::write(const nlohmann::json& line) { error_.write(lineOf(line)); }
+
+void Progress::json(const std::string& name, const std::string& key, const std::string& outcome) {
+  nlohmann::json line = event(name);
+  line["device_index"] = item_.device;
+  line[item_.kind == "test" ? "test_id" : "tool"] = item_.id;
+  line["label"] = item_.label;
+  line["test_number"] = item_.test;
+  line["test_count"] = item_.tests;
+  line["drive_number"] = item_.drive;
+  line["drive_count"] = item_.drives;
+  line["percent"] = static_cast<int>(percent_);
+  if (percent_ != std::floor(percent_)) {
+    line["percent_exact"] = std::floor(percent_ * 1000) / 1000;
+  }
+  if (const auto left = timeLeft_.left(Steady::now()); left && running_) {
+    line["seconds_left"] = left->count();
+  }
+  if (reads_) {
+    line["position_sector"] = reads_->position;
+    line["bad_blocks"] = reads_->badBlocks;
+    if (bytesPerSecond_ > 0) {
+      line["bytes_per_second"] = std::llround(bytesPerSecond_);
+    }
+    if (!reads_->slowest.empty()) {
+      line["slowest_milliseconds"] =
+          static_cast<double>(reads_->slowest.front().microseconds) / 1000;
+    }
+  }
   if (!key.empty()) {
     line["message_key"] = key;
   }
-  if (!text.empty()) {
-    line["message_text"] = text;
+  if (!text_.empty()) {
+    line["message_text"] = text_;
   }
   if (!outcome.empty()) {
     line["outcome"] = outcome;
   }
-  error_.write(line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
+  write(line);
 }
 
 }  // namespace ostria::host

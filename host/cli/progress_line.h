@@ -4,15 +4,28 @@
 #include <chrono>
 #include <cstdint>
 #include <mutex>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 
 #include "host/cli/terminal.h"
+#include "host/cli/time_left.h"
 #include "host/core/run/run_services.h"
 
 namespace ostria::host {
 
 /// How progress is shown.
-enum class ProgressForm { Bar, Lines, Json };
+enum class ProgressForm { Bar, Lines, Json, None };
+
+/// What a line of progress says.
+struct BarState {
+  std::string label;
+  std::string text;  ///< may be empty
+  double percent = 0;
+  bool tenths = false;  ///< the run is so long that whole percents stand still
+  std::chrono::seconds elapsed{0};
+  std::optional<std::chrono::seconds> left;
+};
 
 /// Shows on standard error how far a run is.
 class Progress final : public ProgressSink {
@@ -22,12 +35,16 @@ class Progress final : public ProgressSink {
   Progress(Output& error, ProgressForm form, std::size_t width, const Texts& texts)
       : error_(error), form_(form), width_(width), texts_(texts) {}
 
-  void begin(const std::string& kind, const std::string& id, std::uint32_t device,
-             const std::string& label) override;
+  void begin(const RunItem& item) override;
   void update(std::uint8_t percent, const std::string& key, const std::string& text) override;
+  void reads(const ReadTimes& times) override;
   void end(ExitCode outcome) override;
-  /// Draws the bar anew, so that the time moves on.
+  /// Lets the time move on: draws the bar anew, or writes a line after a long silence.
   void tick();
+  /// The whole result of a test or tool as JSON, when progress is JSON lines.
+  /// @param what  "test" or "tool"
+  /// @param json  an object
+  void result(const std::string& what, const std::string& json);
   /// A sentence between the lines of progress.
   void say(const std::string& sentence);
   /// Takes the bar away while something else is written to the terminal.
@@ -36,8 +53,13 @@ class Progress final : public ProgressSink {
  private:
   void draw();
   void erase();
-  void json(const std::string& event, const std::string& key, const std::string& text,
-            const std::string& outcome);
+  void writeLine();
+  void show(bool changed, const std::string& key);
+  void measure(const ReadTimes& times, Steady::time_point now);
+  std::string details() const;
+  BarState state(Steady::time_point now) const;
+  void write(const nlohmann::json& line);
+  void json(const std::string& name, const std::string& key, const std::string& outcome);
 
   std::mutex mutex_;
   Output& error_;
@@ -46,19 +68,23 @@ class Progress final : public ProgressSink {
   const Texts& texts_;
   bool running_ = false;
   bool drawn_ = false;
-  std::string kind_;
-  std::string id_;
-  std::string label_;
+  RunItem item_;
   std::string text_;
-  std::uint32_t device_ = 0;
-  std::uint8_t percent_ = 0;
+  double percent_ = 0;  ///< with the tenths that the position gives
   int lastLine_ = 0;
+  std::optional<ReadTimes> reads_;
+  std::uint64_t measuredSectors_ = 0;
+  Steady::time_point measured_;
+  double bytesPerSecond_ = 0;  ///< 0 before it was measured
+  TimeLeft timeLeft_;
   Steady::time_point started_;
   Steady::time_point lastWritten_;
 };
 
+/// Why the program ends, as a line of JSON progress.
+std::string errorLine(const std::string& sentence, ExitCode code);
+
 /// One line of the bar, at most `width` columns wide.
-std::string barLine(const std::string& label, const std::string& text, unsigned percent,
-                    std::chrono::seconds elapsed, std::size_t width, const Texts& texts);
+std::string barLine(const BarState& state, std::size_t width, const Texts& texts);
 
 }  // namespace ostria::host

@@ -39,18 +39,40 @@ Answer Questions::ask(const std::string& question) {
   return askTerminal(shown);
 }
 
-Answer Questions::askToWrite(const std::string& question, const std::string& serial) {
-  const std::string shown = harmless(question);
+// What was answered beforehand for a drive that is written to.
+std::optional<Answer> Questions::answered(const std::string& shown, const std::string& serial) {
   progress_.hide();
   const bool yes =
       !serial.empty() && std::find(writable_.begin(), writable_.end(), serial) != writable_.end();
   const bool no = assumed_.has_value() && !*assumed_;
-  if (yes || no) {
-    progress_.say(
-        texts_.say(yes ? "question.assumed_yes" : "question.assumed_no", {{"question", shown}}));
-    return yes ? Answer::Yes : Answer::No;
+  if (!yes && !no) {
+    return std::nullopt;
   }
-  return askTerminal(shown);
+  progress_.say(
+      texts_.say(yes ? "question.assumed_yes" : "question.assumed_no", {{"question", shown}}));
+  return yes ? Answer::Yes : Answer::No;
+}
+
+Answer Questions::askToWrite(const std::string& question, const std::string& serial) {
+  const std::string shown = harmless(question);
+  const std::optional<Answer> before = answered(shown, serial);
+  return before ? *before : askTerminal(shown);
+}
+
+Answer Questions::askForSerial(const std::string& question, const std::string& serial) {
+  const std::string shown = harmless(question);
+  if (const std::optional<Answer> before = answered(shown, serial)) {
+    return *before;
+  }
+  // A drive without a number cannot be named.
+  if (!terminal_ || serial.empty()) {
+    return Answer::Nobody;
+  }
+  discardTypedInput();
+  error_.write(wrapped(texts_.say("question.type_serial", {{"question", shown}}) + " ", width_, 0));
+  const std::optional<std::string> line = readLine();
+  error_.write(line ? "" : "\n");
+  return line && *line == serial ? Answer::Yes : Answer::No;
 }
 
 Answer Questions::askTerminal(const std::string& shown) {

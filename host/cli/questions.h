@@ -32,8 +32,10 @@ class Questions final : public Asker {
   bool canAsk() const override { return assumed_.has_value() || terminal_; }
   Answer ask(const std::string& question) override;
   Answer askToWrite(const std::string& question, const std::string& serial) override;
+  Answer askForSerial(const std::string& question, const std::string& serial) override;
 
  private:
+  std::optional<Answer> answered(const std::string& shown, const std::string& serial);
   std::optional<std::string> readLine() const;
   Answer askTerminal(const std::string& shown);
 

@@ -6,14 +6,18 @@
 #include <map>
 
 #include "host/cli/text_parts.h"
+#include "host/cli/text_reads.h"
 #include "host/core/model/tool_status.h"
 #include "host/core/report/health_text.h"
 #include "host/core/report/plain_text.h"
+#include "ostria/storage/test_ids.h"
 
 namespace ostria::host {
 namespace {
 
 constexpr std::size_t kShownBadSectors = 20;
+// A few reads say nothing of a disk.
+constexpr std::uint64_t kTellingReads = 10;
 
 std::string sectorsText(const ToolRun& run, const TextStyle& style) {
   std::string out = detailLine(
@@ -25,8 +29,18 @@ std::string sectorsText(const ToolRun& run, const TextStyle& style) {
       style.texts.say("sectors.bad", {{"found", std::to_string(run.badSectorsFound)},
                                       {"repaired", std::to_string(run.badSectorsRepaired)}}),
       style);
+  // After a repair each with what became of it, as far as a person reads.
+  for (std::size_t i = 0; run.repairs && i < std::min(run.badSectors.size(), kShownBadSectors);
+       ++i) {
+    const bool repaired = std::binary_search(run.repairedSectors.begin(), run.repairedSectors.end(),
+                                             run.badSectors[i]);
+    out += detailLine(style.texts.say(repaired ? "sectors.repaired" : "sectors.stayed_bad",
+                                      {{"sector", std::to_string(run.badSectors[i])}}),
+                      style);
+  }
   std::string list = style.texts.say("sectors.at");
-  for (std::size_t i = 0; i < std::min(run.badSectors.size(), kShownBadSectors); ++i) {
+  for (std::size_t i = 0; !run.repairs && i < std::min(run.badSectors.size(), kShownBadSectors);
+       ++i) {
     list += " " + std::to_string(run.badSectors[i]);
   }
   if (run.badSectors.size() > kShownBadSectors) {
@@ -34,7 +48,9 @@ std::string sectorsText(const ToolRun& run, const TextStyle& style) {
             style.texts.say("sectors.more",
                             {{"count", std::to_string(run.badSectors.size() - kShownBadSectors)}});
   }
-  return run.badSectors.empty() ? out : out + detailLine(list, style);
+  const bool said =
+      run.badSectors.empty() || (run.repairs && run.badSectors.size() <= kShownBadSectors);
+  return said ? out : out + detailLine(list, style);
 }
 
 std::string testText(const TestRun& run, const TextStyle& style) {
@@ -55,6 +71,12 @@ std::string testText(const TestRun& run, const TextStyle& style) {
   if (!run.note.empty()) {
     out += detailLine(run.note, style);
   }
+  out += rangesText(run.badRanges, style);
+  if (run.reads && run.reads->reads >= kTellingReads) {
+    const bool surface =
+        run.test.id == storage::ids::kFullDiskScan || run.test.id == storage::ids::kLinearRead;
+    out += readsText(*run.reads, surface, style);
+  }
   return out;
 }
 
@@ -74,6 +96,9 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
   }
   if (run.hasSectors) {
     out += sectorsText(run, style);
+  }
+  if (run.reads && run.reads->reads >= kTellingReads) {
+    out += readsText(*run.reads, true, style);
   }
   for (const PartitionResult& partition : run.partitions) {
     out += outcomeLine(
@@ -143,12 +168,15 @@ std::string countsText(const Session& session, const TextStyle& style) {
 }
 
 // Last on a terminal, where it stays in sight.
-std::string verdictsText(const Session& session, const TextStyle& style) {
+std::string verdictsText(const Session& session, bool quiet, const TextStyle& style) {
   std::string out = "\n" +
                     coloured(wrapped(countsText(session, style), style.width, 2),
                              colourOf(session.outcome()), style.colour) +
                     "\n";
   for (const DeviceInfo* device : worstFirst(session)) {
+    if (quiet && exitCodeOf(device->health.verdict) == ExitCode::Passed) {
+      continue;
+    }
     std::string title = style.texts.say(
         "device.title", {{"device", std::to_string(device->index)},
                          {"name", device->name.empty() ? device->id : device->name}});
@@ -161,12 +189,12 @@ std::string verdictsText(const Session& session, const TextStyle& style) {
   return out;
 }
 
-std::string summaryText(const Session& session, const TextStyle& style) {
+std::string summaryText(const Session& session, bool quiet, const TextStyle& style) {
   std::string out;
   for (const std::string& notice : session.notices) {
     out += line(notice, 0, 0, style);
   }
-  return session.operation == "filterDevices" ? out : out + verdictsText(session, style);
+  return session.operation == "filterDevices" ? out : out + verdictsText(session, quiet, style);
 }
 
 }  // namespace
@@ -181,23 +209,58 @@ void TextReport::device(const DeviceInfo& device) {
   if (kind_ == DocumentKind::List) {
     return;  // a table needs all of them
   }
+  pending_ = &device;
+  if (kind_ == DocumentKind::Run) {
+    return;  // with its first result
+  }
   output_.write(first_ ? "" : "\n");
   first_ = false;
-  output_.write(kind_ == DocumentKind::Details ? detailsText(device, style_)
-                                               : deviceHeading(device, style_));
+  output_.write(detailsText(device, style_));
 }
 
-void TextReport::testResult(const TestRun& run) { output_.write(testText(run, style_)); }
+void TextReport::testResult(const TestRun& run) {
+  const bool meant = run.applicable && (run.named || run.outcome != ExitCode::NotPerformed);
+  writeResult(meant ? run.outcome : ExitCode::Passed, testText(run, style_));
+}
 
-void TextReport::toolResult(const ToolRun& run) { output_.write(toolText(run, *session_, style_)); }
+void TextReport::toolResult(const ToolRun& run) {
+  // Attributes that were read are no verdict.
+  writeResult(run.isSmart ? ExitCode::Passed : run.outcome, toolText(run, *session_, style_));
+}
+
+void TextReport::writeResult(ExitCode outcome, const std::string& text) {
+  if (quiet_ && outcome == ExitCode::Passed) {
+    return;
+  }
+  if (pending_ != nullptr) {
+    output_.write((first_ ? "" : "\n") + deviceHeading(*pending_, style_));
+    first_ = false;
+    pending_ = nullptr;
+  }
+  output_.write(text);
+}
+
+std::vector<DeviceInfo> TextReport::shown(const std::vector<DeviceInfo>& devices) const {
+  std::vector<DeviceInfo> out = devices;
+  std::erase_if(out, [this](const DeviceInfo& device) {
+    return quiet_ && exitCodeOf(device.health.verdict) == ExitCode::Passed;
+  });
+  return out;
+}
 
 void TextReport::end() {
   if (kind_ == DocumentKind::Run) {
-    output_.write(summaryText(*session_, style_));
+    const bool good = session_->outcome() == ExitCode::Passed && session_->notices.empty();
+    if (!quiet_ || !good) {
+      output_.write(summaryText(*session_, quiet_, style_));
+    }
     return;
   }
   if (kind_ == DocumentKind::List) {
-    output_.write(listText(session_->devices, style_));
+    const std::vector<DeviceInfo> devices = shown(session_->devices);
+    if (!quiet_ || !devices.empty()) {
+      output_.write(listText(devices, style_));
+    }
   }
   for (const std::string& notice : session_->notices) {
     error_.write(wrapped(harmless(notice), errorWidth_, 2) + "\n");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/cli/terminal.h"
 #include "host/core/model/results.h"
@@ -26,6 +27,7 @@ class TextReport final : public OutputFormat {
       : output_(output), error_(error), style_(style), errorWidth_(errorWidth) {}
 
   void begin(DocumentKind kind, const Session& session) override;
+  void setQuiet() override { quiet_ = true; }
   void device(const DeviceInfo& device) override;
   void testResult(const TestRun& run) override;
   void toolResult(const ToolRun& run) override;
@@ -36,6 +38,9 @@ class TextReport final : public OutputFormat {
                const std::string& notice) override;
 
  private:
+  void writeResult(ExitCode outcome, const std::string& text);
+  std::vector<DeviceInfo> shown(const std::vector<DeviceInfo>& devices) const;
+
   Output& output_;
   Output& error_;
   TextStyle style_;
@@ -43,6 +48,8 @@ class TextReport final : public OutputFormat {
   DocumentKind kind_ = DocumentKind::List;
   const Session* session_ = nullptr;
   bool first_ = true;
+  bool quiet_ = false;
+  const DeviceInfo* pending_ = nullptr;  ///< whose heading waits for something below it
 };
 
 }  // namespace ostria::host

@@ -299,14 +299,16 @@ ToolStatus RecoverBadSectors::repairOffline(StorageComponent& component,
   VolumesOffline offline(component);
   ToolStatus status = ToolStatus::CouldNotRun;
   const std::vector<std::string> users = offline.take();
-  if (users.empty()) {
+  const auto* const forced = getParameter("ForceMounted");
+  if (users.empty() || (forced != nullptr && !forced->empty() && forced->front() == "T")) {
     executed_ = true;
     try {
       status = currentOperation_->execute(item, 0);
     } catch (...) {
       // It could not run; what becomes of the volumes is still to be reported.
     }
-  } else {
+  }
+  if (!users.empty()) {
     messages_.insert(messages_.begin(), users.begin(), users.end());
     messages_.insert(messages_.begin(), kUnmountFailureText);
   }

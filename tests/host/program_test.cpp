@@ -131,7 +131,8 @@ TEST(ProgramTest, ProgressAsJsonLines) {
   }
   ASSERT_GE(events.size(), 2u);
   EXPECT_EQ(events.front(), "test_started");
-  EXPECT_EQ(events.back(), "test_finished");
+  EXPECT_EQ(events[events.size() - 2], "test_finished");
+  EXPECT_EQ(events.back(), "test_result");
 }
 
 TEST(ProgramTest, RedactedOutputsHoldNoSerialNumber) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
 namespace ostria::host {
 
@@ -57,6 +58,16 @@ std::string isoTime(Clock::time_point time) {
       static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
       static_cast<int>(clock.seconds().count()));
   return std::string(text, static_cast<std::size_t>(length));
+}
+
+std::string localTime(Clock::time_point time) {
+  const std::time_t seconds = Clock::to_time_t(time);
+  const std::tm* local = std::localtime(&seconds);
+  char text[64] = "";
+  if (local != nullptr) {
+    (void)std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %z", local);
+  }
+  return text;
 }
 
 std::string durationText(std::chrono::seconds duration) {

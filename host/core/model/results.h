@@ -10,6 +10,7 @@
 
 #include "host/core/model/device_info.h"
 #include "host/core/model/outcome.h"
+#include "host/core/model/read_times.h"
 
 namespace ostria::host {
 
@@ -35,6 +36,8 @@ struct TestRun {
   bool begun = true;  ///< false when the user stopped the run before it came to this test
   std::vector<Message> messages;
   std::string note;  ///< the host's own sentence about a run that could not take place
+  std::optional<ReadTimes> reads;      ///< of a test that reads
+  std::vector<SectorRange> badRanges;  ///< of a surface test, in growing order, without overlap
   Clock::time_point started;
   Clock::time_point finished;
 };
@@ -57,11 +60,13 @@ struct ToolRun {
   std::string note;
   // Scan and repair.
   bool hasSectors = false;
+  bool repairs = false;  ///< what was found was to be repaired
   std::uint64_t sectorsScanned = 0;
   std::uint64_t badSectorsFound = 0;
   std::uint64_t badSectorsRepaired = 0;
   std::vector<std::uint64_t> badSectors;
   std::vector<std::uint64_t> repairedSectors;  ///< those of them that were rewritten and read back
+  std::optional<ReadTimes> reads;
   // Check of file systems.
   std::vector<PartitionResult> partitions;
   // SMART attributes.
@@ -81,7 +86,9 @@ struct Session {
   std::string system;   ///< its operating system
   bool virtualPc = false;
   std::string moduleVersion;
-  std::vector<DeviceInfo> devices;  ///< those that take part
+  std::string programVersion;
+  std::vector<std::pair<std::string, std::string>> notes;  ///< of the user: ticket, customer
+  std::vector<DeviceInfo> devices;                         ///< those that take part
   std::vector<TestRun> tests;
   std::string toolName;  ///< command word, empty without a tool
   std::string toolTitle;
@@ -102,6 +109,8 @@ struct Session {
 
 /// "2026-11-24T22:08:06Z".
 std::string isoTime(Clock::time_point time);
+/// "2026-11-24 23:08:06 +0100", where the computer is.
+std::string localTime(Clock::time_point time);
 /// "1:05:09" or "0:07".
 std::string durationText(std::chrono::seconds duration);
 

@@ -47,6 +47,21 @@ std::vector<SectorRange> rangesOf(const std::string& message) {
   return ranges;
 }
 
+std::vector<SectorRange> withoutOverlap(std::vector<SectorRange> ranges) {
+  std::sort(ranges.begin(), ranges.end());
+  std::vector<SectorRange> out;
+  for (const SectorRange& range : ranges) {
+    // The last sector of a range may be the largest number.
+    if (!out.empty() &&
+        (range.first <= out.back().second || range.first - 1 == out.back().second)) {
+      out.back().second = std::max(out.back().second, range.second);
+    } else {
+      out.push_back(range);
+    }
+  }
+  return out;
+}
+
 std::vector<std::size_t> badCells(const std::vector<SectorRange>& ranges,
                                   std::uint64_t totalSectors, std::size_t cells) {
   std::set<std::size_t> bad;

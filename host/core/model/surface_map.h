@@ -14,6 +14,9 @@ using SectorRange = std::pair<std::uint64_t, std::uint64_t>;
 /// The ranges "[a, b]" that a message of a surface test lists; anything else is passed over.
 std::vector<SectorRange> rangesOf(const std::string& message);
 
+/// The same sectors in growing order, each once: what overlaps or touches is one range.
+std::vector<SectorRange> withoutOverlap(std::vector<SectorRange> ranges);
+
 /// Which cells of a map of `cells` cells over `totalSectors` sectors hold a bad sector, ascending.
 /// What lies behind the end of the disk belongs to the last cell.
 std::vector<std::size_t> badCells(const std::vector<SectorRange>& ranges,

@@ -19,11 +19,11 @@ std::string bar(unsigned part, unsigned limit, bool bad) {
   part = std::min(part, 100u);
   std::string svg =
       "<svg class=\"bar\" viewBox=\"0 0 100 10\" preserveAspectRatio=\"none\" aria-hidden=\"true\">"
-      "<rect width=\"100\" height=\"10\" fill=\"#d9dee5\"/><rect width=\"" +
-      std::to_string(part) + "\" height=\"10\" fill=\"" + (bad ? "#b3261e" : "#1b7f3b") + "\"/>";
+      "<rect width=\"100\" height=\"10\" class=\"f-back\"/><rect width=\"" +
+      std::to_string(part) + "\" height=\"10\" class=\"" + (bad ? "f-bad" : "f-good") + "\"/>";
   if (limit > 0 && limit < 100) {
     svg +=
-        "<rect x=\"" + std::to_string(limit) + "\" width=\"1.5\" height=\"10\" fill=\"#1c2430\"/>";
+        "<rect x=\"" + std::to_string(limit) + "\" width=\"1.5\" height=\"10\" class=\"f-ink\"/>";
   }
   return svg + "</svg>";
 }
@@ -140,8 +140,8 @@ std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t
                      "\" viewBox=\"0 0 " + width + " " + height + "\"><defs><pattern id=\"" + fill +
                      "\" width=\"10\" height=\"10\" "
                      "patternUnits=\"userSpaceOnUse\"><rect width=\"9\" height=\"9\" "
-                     "fill=\"" +
-                     (complete ? "#bfe3ca" : "#d9dee5") + "\"/></pattern></defs><rect width=\"" +
+                     "class=\"" +
+                     (complete ? "f-t0" : "f-unread") + "\"/></pattern></defs><rect width=\"" +
                      width + "\" height=\"" + height + "\" fill=\"url(#" + fill + ")\"/>\n";
   for (const std::size_t index : bad) {
     const std::uint64_t first = firstSectorOf(index, totalSectors, kCells);
@@ -149,7 +149,7 @@ std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t
     html +=
         "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
         std::to_string(index / kMapColumns * kCell) +
-        "\" width=\"9\" height=\"9\" fill=\"#b3261e\" stroke=\"#1c2430\"><title>" +
+        "\" width=\"9\" height=\"9\" class=\"f-bad\"><title>" +
         htmlEscaped(texts.say("map.cell", {{"first", std::to_string(first)},
                                            {"last", std::to_string(next == 0 ? 0 : next - 1)}})) +
         "</title></rect>\n";
@@ -160,6 +160,79 @@ std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t
               {{"count", std::to_string(std::max<std::uint64_t>(totalSectors / kCells, 1))}}));
   if (!complete) {
     html += " " + htmlEscaped(texts.say("map.incomplete"));
+  }
+  return html + "</p>\n";
+}
+
+namespace {
+
+// The class of the style sheet for a cell of the map.
+std::string fillOf(char cell) {
+  return cell == '.' ? "f-unread" : cell == 'x' ? "f-bad" : std::string("f-t") + cell;
+}
+
+std::string nameOf(char cell, const Texts& texts) {
+  if (cell == '.' || cell == 'x') {
+    return texts.say(cell == '.' ? "map.unread" : "map.bad");
+  }
+  const auto index = static_cast<std::size_t>(cell - '0');
+  const bool last = index == ReadTimes::kLimits.size();
+  return texts.say(
+      last ? "reads.from" : "reads.below",
+      {{"milliseconds", std::to_string(ReadTimes::kLimits[last ? index - 1 : index])}});
+}
+
+}  // namespace
+
+std::string readMapHtml(const ReadTimes& reads, const Texts& texts) {
+  constexpr std::size_t kCells = kMapColumns * kMapRows;
+  if (reads.map.size() != kCells) {
+    return {};
+  }
+  std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"" +
+                     htmlEscaped(texts.say("map.read_times")) + "\" viewBox=\"0 0 " +
+                     std::to_string(kMapColumns * kCell) + " " + std::to_string(kMapRows * kCell) +
+                     "\">\n";
+  for (std::size_t index = 0; index < kCells; ++index) {
+    const std::uint64_t first = firstSectorOf(index, reads.sectors, kCells);
+    const std::uint64_t next = firstSectorOf(index + 1, reads.sectors, kCells);
+    html +=
+        "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
+        std::to_string(index / kMapColumns * kCell) + "\" width=\"9\" height=\"9\" class=\"" +
+        fillOf(reads.map[index]) + "\"><title>" +
+        htmlEscaped(texts.say("map.cell", {{"first", std::to_string(first)},
+                                           {"last", std::to_string(next == 0 ? 0 : next - 1)}}) +
+                    ": " + nameOf(reads.map[index], texts)) +
+        "</title></rect>\n";
+  }
+  html += "</svg><p class=\"soft\">";
+  for (const char cell : std::string_view("012345x.")) {
+    if (reads.map.find(cell) != std::string::npos) {
+      html += "<svg class=\"key\" aria-hidden=\"true\"><rect class=\"" + fillOf(cell) +
+              "\"/></svg>" + htmlEscaped(nameOf(cell, texts)) + " &ensp; ";
+    }
+  }
+  return html + "</p>\n";
+}
+
+std::string readTimesHtml(const ReadTimes& reads, const Texts& texts) {
+  std::string html = "<div class=\"wide\"><table><thead><tr>" + headCell(texts.say("reads.class")) +
+                     "<th class=\"gauge\"></th>" + headCell(texts.say("reads.count"), true) +
+                     "</tr></thead><tbody>\n";
+  for (std::size_t i = 0; i < reads.classes.size(); ++i) {
+    const double part = static_cast<double>(reads.classes[i]) * 100 /
+                        static_cast<double>(std::max<std::uint64_t>(reads.reads, 1));
+    html += "<tr>" + cell(nameOf(static_cast<char>('0' + i), texts)) + "<td class=\"gauge\">" +
+            bar(static_cast<unsigned>(part), 0, false) + "</td>" +
+            cell(std::to_string(reads.classes[i]), true) + "</tr>\n";
+  }
+  html += "</tbody></table></div>\n<p class=\"soft\">" + htmlEscaped(texts.say("reads.slowest"));
+  for (const SlowRead& read : reads.slowest) {
+    html += " " +
+            htmlEscaped(texts.say("reads.slow_short",
+                                  {{"milliseconds", std::to_string(read.microseconds / 1000)},
+                                   {"first", std::to_string(read.first)}})) +
+            (&read == &reads.slowest.back() ? "" : ",");
   }
   return html + "</p>\n";
 }

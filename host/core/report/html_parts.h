@@ -35,4 +35,9 @@ std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t
 /// The number that the text begins with, -1 for none.
 int leadingNumber(const std::string& text);
 
+/// A map of how long the reads of each part of the disk took; empty without a map.
+std::string readMapHtml(const ReadTimes& reads, const Texts& texts);
+/// How many reads took how long, and the slowest.
+std::string readTimesHtml(const ReadTimes& reads, const Texts& texts);
+
 }  // namespace ostria::host

@@ -70,13 +70,17 @@ class Report {
              "</div>\n<section><dl>";
     html_ += definition(texts_.say("report.computer"), session_.machine) +
              definition(texts_.say("report.system"), session_.system);
-    html_ += definition(texts_.say("report.started"), isoTime(session_.started)) +
+    for (const auto& [key, text] : session_.notes) {
+      html_ += definition(key, text);
+    }
+    html_ += definition(texts_.say("report.started"), bothTimes(session_.started)) +
              definition(texts_.say("report.finished"),
                         texts_.say("report.finished_after",
-                                   {{"time", isoTime(session_.finished)},
+                                   {{"time", bothTimes(session_.finished)},
                                     {"duration", durationText(secondsBetween(
                                                      session_.started, session_.finished))}}));
-    html_ += definition(texts_.say("report.module"), session_.moduleVersion) + "</dl>\n";
+    html_ += definition(texts_.say("report.program"), session_.programVersion) +
+             definition(texts_.say("report.module"), session_.moduleVersion) + "</dl>\n";
     for (const std::string& notice : session_.notices) {
       html_ += "<p>" + htmlEscaped(notice) + "</p>\n";
     }
@@ -93,6 +97,11 @@ class Report {
           "</td><td>" + verdict(device) + "</td><td>" + health(device) + "</td></tr>\n";
     }
     html_ += "</tbody></table></div></section>\n";
+  }
+
+  // UTC for whoever compares, local time for whoever was there.
+  std::string bothTimes(Clock::time_point time) const {
+    return texts_.say("report.both_times", {{"utc", isoTime(time)}, {"local", localTime(time)}});
   }
 
   std::string verdict(const DeviceInfo& device) const {
@@ -182,6 +191,7 @@ class Report {
       if (!run.note.empty()) {
         rows += messageHtml(run.note);
       }
+      rows += rangesHtml(run.badRanges);
       rows += "</td>" +
               cell(run.applicable ? durationText(secondsBetween(run.started, run.finished))
                                   : std::string(),
@@ -197,6 +207,47 @@ class Report {
              "</tbody></table></div>\n";
   }
 
+  static constexpr std::size_t kShownRanges = 1000;
+
+  std::string rangesHtml(const std::vector<SectorRange>& ranges) const {
+    if (ranges.empty()) {
+      return {};
+    }
+    std::string text = texts_.say("ranges.title");
+    for (std::size_t i = 0; i < std::min(ranges.size(), kShownRanges); ++i) {
+      text += (i == 0 ? " " : ", ") + std::to_string(ranges[i].first) +
+              (ranges[i].second == ranges[i].first ? "" : " - " + std::to_string(ranges[i].second));
+    }
+    return "<p>" + htmlEscaped(text + more(ranges.size())) + "</p>";
+  }
+
+  std::string more(std::size_t count) const {
+    return count <= kShownRanges
+               ? std::string()
+               : " " +
+                     texts_.say("sectors.more", {{"count", std::to_string(count - kShownRanges)}});
+  }
+
+  // Each bad sector, after a repair with what became of it.
+  std::string sectorsHtml(const ToolRun& run) const {
+    if (run.badSectors.empty()) {
+      return {};
+    }
+    std::string text = texts_.say("sectors.at");
+    for (std::size_t i = 0; i < std::min(run.badSectors.size(), kShownRanges); ++i) {
+      const std::uint64_t sector = run.badSectors[i];
+      const bool repaired =
+          std::binary_search(run.repairedSectors.begin(), run.repairedSectors.end(), sector);
+      text += " " + std::to_string(sector) +
+              (!run.repairs
+                   ? ""
+                   : " (" + texts_.say(repaired ? "sectors.short_repaired" : "sectors.short_bad") +
+                         ")") +
+              (i + 1 < run.badSectors.size() ? "," : "");
+    }
+    return "<p>" + htmlEscaped(text + more(run.badSectors.size())) + "</p>\n";
+  }
+
   void maps(const DeviceInfo& device) {
     if (!device.logicalSectors || *device.logicalSectors == 0) {
       return;
@@ -205,6 +256,9 @@ class Report {
       const bool surface = std::find(std::begin(kSurfaceTests), std::end(kSurfaceTests),
                                      run.test.id) != std::end(kSurfaceTests);
       if (run.device != device.index || !surface || !run.applicable) {
+        continue;
+      }
+      if (readMap(run.reads, run.test.name)) {
         continue;
       }
       std::vector<SectorRange> ranges;
@@ -221,7 +275,7 @@ class Report {
                surfaceMapHtml(ranges, *device.logicalSectors, complete, texts_);
     }
     for (const ToolRun& run : session_.tools) {
-      if (run.device != device.index || !run.hasSectors) {
+      if (run.device != device.index || !run.hasSectors || readMap(run.reads, {})) {
         continue;
       }
       std::vector<SectorRange> ranges;
@@ -232,6 +286,16 @@ class Report {
                surfaceMapHtml(ranges, *device.logicalSectors,
                               run.sectorsScanned >= *device.logicalSectors, texts_);
     }
+  }
+
+  bool readMap(const std::optional<ReadTimes>& reads, const std::string& test) {
+    const std::string map = reads ? readMapHtml(*reads, texts_) : std::string();
+    if (map.empty()) {
+      return false;
+    }
+    html_ += "<h3>" + say("report.surface") + (test.empty() ? "" : ", " + htmlEscaped(test)) +
+             "</h3>\n" + map + readTimesHtml(*reads, texts_);
+    return true;
   }
 
   void tools(const DeviceInfo& device) {
@@ -251,7 +315,7 @@ class Report {
                  definition(texts_.say("report.bad_sectors"), std::to_string(run.badSectorsFound)) +
                  definition(texts_.say("report.repaired_sectors"),
                             std::to_string(run.badSectorsRepaired)) +
-                 "</dl>\n";
+                 "</dl>\n" + sectorsHtml(run);
       }
       for (const PartitionResult& partition : run.partitions) {
         html_ += "<p>" + badge(partition.outcome, texts_) + " " + htmlEscaped(partition.name) +

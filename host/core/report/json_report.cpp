@@ -1,6 +1,7 @@
 // The JSON document of docs/output.schema.json. Keys stay in the order in which they are written
 // here, and what is no text in a device's text is replaced, never an error.
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "host/core/model/module_catalogue.h"
@@ -46,6 +47,11 @@ Json document(const char* kind, const Session& session) {
   json["machine"] = {
       {"name", session.machine}, {"system", session.system}, {"virtual", session.virtualPc}};
   json["module_version"] = session.moduleVersion;
+  json["program_version"] = session.programVersion;
+  json["notes"] = Json::object();
+  for (const auto& [key, text] : session.notes) {
+    json["notes"][cleanText(key)] = text;
+  }
   return json;
 }
 
@@ -201,6 +207,46 @@ void putTimes(Json& json, Clock::time_point started, Clock::time_point finished)
           .count();
 }
 
+Json rangesJson(const std::vector<SectorRange>& ranges) {
+  Json list = Json::array();
+  for (const SectorRange& range : ranges) {
+    Json entry;
+    putNumber(entry, "first_sector", range.first);
+    putNumber(entry, "last_sector", range.second);
+    list.push_back(std::move(entry));
+  }
+  return list;
+}
+
+Json readsJson(const std::optional<ReadTimes>& reads) {
+  if (!reads) {
+    return nullptr;
+  }
+  Json json;
+  putNumber(json, "reads", reads->reads);
+  putNumber(json, "failed_reads", reads->failedReads);
+  putNumber(json, "read_sectors", reads->sectorsRead);
+  json["read_percent"] = std::floor(reads->percentRead() * 1000) / 1000;
+  putNumber(json, "bad_blocks", reads->badBlocks);
+  json["classes"] = Json::array();
+  for (std::size_t i = 0; i < reads->classes.size(); ++i) {
+    const bool last = i == ReadTimes::kLimits.size();
+    json["classes"].push_back(
+        {{"below_milliseconds", last ? Json(nullptr) : Json(ReadTimes::kLimits[i])},
+         {"reads", reads->classes[i]}});
+  }
+  json["slowest"] = Json::array();
+  for (const SlowRead& read : reads->slowest) {
+    Json entry;
+    putNumber(entry, "first_sector", read.first);
+    putNumber(entry, "sectors", read.count);
+    entry["milliseconds"] = static_cast<double>(read.microseconds) / 1000;
+    json["slowest"].push_back(std::move(entry));
+  }
+  json["map"] = textOrNull(reads->map);
+  return json;
+}
+
 Json runJson(const TestRun& run) {
   Json json;
   json["device_index"] = run.device;
@@ -223,6 +269,8 @@ Json runJson(const TestRun& run) {
                                 {"flag", message.flag}});
   }
   json["note"] = textOrNull(run.note);
+  json["bad_ranges"] = rangesJson(run.badRanges);
+  json["read_times"] = readsJson(run.reads);
   return json;
 }
 
@@ -245,8 +293,15 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
     putNumber(sectors, "repaired_sectors", run.badSectorsRepaired);
     sectors["list"] = run.badSectors;
     sectors["repaired_list"] = run.repairedSectors;
+    sectors["outcomes"] = Json::array();
+    for (const std::uint64_t sector : run.badSectors) {
+      const bool repaired =
+          std::binary_search(run.repairedSectors.begin(), run.repairedSectors.end(), sector);
+      sectors["outcomes"].push_back(!run.repairs ? "found" : repaired ? "repaired" : "bad");
+    }
     json["sectors"] = std::move(sectors);
   }
+  json["read_times"] = readsJson(run.reads);
   if (session.operation == "filesystem") {
     json["partitions"] = Json::array();
     for (const PartitionResult& partition : run.partitions) {
@@ -377,6 +432,18 @@ class JsonOutput final : public OutputFormat {
 };
 
 }  // namespace
+
+std::string testRunJson(const TestRun& run) {
+  Json json = runJson(run);
+  clean(json);
+  return json.dump();
+}
+
+std::string toolRunJson(const ToolRun& run, const Session& session, const Texts& texts) {
+  Json json = toolJson(run, session, texts);
+  clean(json);
+  return json.dump();
+}
 
 std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write, const Texts& texts) {
   return std::make_unique<JsonOutput>(std::move(write), texts);

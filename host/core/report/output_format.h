@@ -36,6 +36,9 @@ class OutputFormat {
   /// The session is complete.
   virtual void end() = 0;
 
+  /// Only what is not good is wanted, where the output is for people.
+  virtual void setQuiet() {}
+
   // What is printed without a session, where the output has a form for it.
   virtual void history(const std::vector<HistoryRecord>& records) { (void)records; }
   virtual void help(const std::string& text) { (void)text; }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "host/core/report/output_format.h"
@@ -15,6 +16,10 @@ std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write, const Texts& texts
 /// One HTML file that needs nothing beside it: the machine, each device with its identity, state,
 /// SMART data, verdicts and a map of its surface where one was scanned.
 std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write, const Texts& texts);
+
+/// One result as the JSON document has it, in one line.
+std::string testRunJson(const TestRun& run);
+std::string toolRunJson(const ToolRun& run, const Session& session, const Texts& texts);
 
 struct OutputFormatRow {
   std::string_view option;  ///< on the command line, behind "--"

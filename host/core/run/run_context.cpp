@@ -4,7 +4,14 @@
 
 #include <algorithm>
 
+#include "host/core/run/collect_reads.h"
+
 namespace ostria::host {
+namespace {
+
+constexpr std::chrono::milliseconds kReadsInterval{250};
+
+}  // namespace
 
 Message RunServices::message(const std::string& key, std::uint32_t severity,
                              std::uint8_t flag) const {
@@ -26,7 +33,22 @@ bool RunContext::isAbortRequested() {
   if (probing_ && ++polls_ > 1) {
     return true;
   }
+  if (!probing_) {
+    showReads();
+  }
   return services_.abort.isAbortRequested();
+}
+
+// The module asks for an abort between its reads, far more often than it has a percent to report.
+void RunContext::showReads() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - shown_ < kReadsInterval) {
+    return;
+  }
+  shown_ = now;
+  if (const auto times = readTimesOf(component_)) {
+    services_.progress.reads(*times);
+  }
 }
 
 void RunContext::progress(std::uint8_t percent, const std::string& message) {

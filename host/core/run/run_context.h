@@ -1,6 +1,7 @@
 // The run of one test, as the contract hands it to the module.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,8 @@ class RunContext final : public storage::TestRunContext,
   void hostNotice6() override {}
   void add(std::string message, std::uint32_t severity, std::uint8_t flag) override;
 
+  void showReads();
+
   const RunServices& services_;
   storage::SystemComponent& component_;
   std::vector<storage::TestParameter> parameters_;
@@ -54,6 +57,7 @@ class RunContext final : public storage::TestRunContext,
   bool confirmed_;
   bool askedForInput_ = false;
   int polls_ = 0;
+  std::chrono::steady_clock::time_point shown_{};
   std::uint8_t systemEvents_ = 0;
   std::vector<Message> messages_;
   std::string closing_;

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/core/model/results.h"
 #include "host/core/run/redact.h"
@@ -13,20 +14,30 @@
 
 namespace ostria::host {
 
+/// One test or tool on one device, and where it stands among all of the run.
+struct RunItem {
+  std::string kind;  ///< "test" or "tool"
+  std::string id;    ///< identifier of the test or command word of the tool
+  std::uint32_t device = 0;
+  std::string label;  ///< what is shown with the progress
+  std::size_t test = 1;
+  std::size_t tests = 1;  ///< on this device
+  std::size_t drive = 1;
+  std::size_t drives = 1;
+};
+
 /// Shows how far a run is. All operations may be called from any thread. Texts may hold control
 /// characters of a device; who draws them escapes them.
 class ProgressSink {
  public:
   virtual ~ProgressSink() = default;
-  /// @param kind   "test" or "tool"
-  /// @param id     identifier of the test or command word of the tool
-  /// @param label  what is shown with the progress
-  virtual void begin(const std::string& kind, const std::string& id, std::uint32_t device,
-                     const std::string& label) = 0;
+  virtual void begin(const RunItem& item) = 0;
   /// @param percent  0 to 100; anything above counts as 100
   /// @param key      as the module composed it, may be empty
   /// @param text     the same in the user's language
   virtual void update(std::uint8_t percent, const std::string& key, const std::string& text) = 0;
+  /// How far the reads of the item are.
+  virtual void reads(const ReadTimes& times) = 0;
   virtual void end(ExitCode outcome) = 0;
 };
 
@@ -43,6 +54,8 @@ class Asker {
   /// As `ask`, for a test that writes to the drive of this serial number. What was answered
   /// beforehand for everything does not count here.
   virtual Answer askToWrite(const std::string& question, const std::string& serial) = 0;
+  /// As `askToWrite`, but the answer on a terminal is the serial number itself.
+  virtual Answer askForSerial(const std::string& question, const std::string& serial) = 0;
 };
 
 /// The user's wish to stop. It is asked from several threads.
@@ -61,6 +74,10 @@ struct RunServices {
   const AbortFlag& abort;
   /// Takes one line before and one after each operation that changes a drive. May be empty.
   std::function<void(const std::string&)> journal = {};
+  /// Who uses a mounted volume: programs, by name and number. May be empty.
+  std::function<std::vector<std::string>(const std::string& mountPoint)> volumeUsers = {};
+  /// The user wants a repair beside the users of the disk.
+  bool forceMounted = false;
 
   /// Notes in the journal that an operation begins.
   /// @param key  the operation, such as "journal.repair"

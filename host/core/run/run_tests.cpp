@@ -6,11 +6,13 @@
 
 #include "host/core/model/health_rules.h"
 #include "host/core/run/collect_health.h"
+#include "host/core/run/collect_reads.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/device_question.h"
 #include "host/core/run/identity_check.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
+#include "host/core/run/surface_notes.h"
 #include "ostria/storage/test_ids.h"
 
 namespace ostria::host {
@@ -38,11 +40,17 @@ class TestRunner {
 
   void run(storage::SystemComponentManager& manager) {
     std::vector<bool> supported(selection_.tests.size(), !selection_.devices.empty());
+    item_.kind = "test";
+    item_.drives = session_.devices.size();
+    item_.drive = 0;
     for (const DeviceInfo& device : session_.devices) {
+      ++item_.drive;
       storage::SystemComponent* component = manager.component(device.index);
       if (component == nullptr) {
         continue;
       }
+      item_.test = 0;
+      item_.tests = countTests(*component);
       for (std::size_t i = 0; i < selection_.tests.size(); ++i) {
         const TestChoice& choice = selection_.tests[i];
         const bool applicable = entry(choice).test->isApplicable(component);
@@ -76,6 +84,13 @@ class TestRunner {
   }
 
  private:
+  // How many tests will run on the device: for the user only, who waits for the last of them.
+  std::size_t countTests(storage::SystemComponent& component) const {
+    return static_cast<std::size_t>(std::count_if(
+        selection_.tests.begin(), selection_.tests.end(),
+        [&](const auto& choice) { return entry(choice).test->isApplicable(&component); }));
+  }
+
   const CatalogueTest& entry(const TestChoice& choice) const {
     return catalogue_.diagnostics[choice.diagnostic].tests[choice.test];
   }
@@ -99,7 +114,7 @@ class TestRunner {
       run.begun = false;
     } else if (!applicable) {
       askForReason(*test.test, component, run);
-    } else if (mayRun(test, device, component, run)) {
+    } else if (++item_.test; mayRun(test, device, component, run)) {
       perform(choice, *test.test, component, device, run);
     }
     run.finished = Clock::now();
@@ -153,10 +168,11 @@ class TestRunner {
     test.resetParameters();
     RunContext context(services_, component, parametersOf(test, choice.parameters), false,
                        run.test.id == kWriteTest);
-    services_.progress.begin(
-        "test", identifierText(run.test.id), device.index,
-        services_.texts.say("progress.test",
-                            {{"device", std::to_string(device.index)}, {"name", run.test.name}}));
+    item_.id = identifierText(run.test.id);
+    item_.device = device.index;
+    item_.label = services_.texts.say(
+        "progress.test", {{"device", std::to_string(device.index)}, {"name", run.test.name}});
+    services_.progress.begin(item_);
     const bool writes = run.test.id == kWriteTest;
     const std::string line =
         writes ? services_.journalBegin("journal.write_test", device) : std::string();
@@ -173,6 +189,8 @@ class TestRunner {
     if (run.outcome == ExitCode::NotPerformed && !run.named && isNotOffered(run)) {
       run.applicable = false;
     }
+    run.reads = readTimesOf(component);
+    const std::string surface = lookAtSurface(test, run, services_.texts);
     services_.progress.end(run.outcome);
     if (run.lost) {
       run.note = services_.texts.say("note.device_lost");
@@ -180,7 +198,12 @@ class TestRunner {
       const char* key = noteFor(run.outcome, context);
       run.note = key != nullptr ? services_.texts.say(key) : std::string();
     }
+    addNote(run, surface);
     explain(component, device, run);
+  }
+
+  static void addNote(TestRun& run, const std::string& text, const char* between = " ") {
+    run.note += (run.note.empty() || text.empty() ? "" : between) + text;
   }
 
   static bool isNotOffered(const TestRun& run) {
@@ -202,7 +225,7 @@ class TestRunner {
     collectHealth(component, services_.texts, services_.redactor, asked);
     const Health health = judge(asked.evidence);
     const auto add = [&](const std::string& text) {
-      run.note += (run.note.empty() ? "" : "; ") + services_.redactor.text(text);
+      addNote(run, services_.redactor.text(text), "; ");
     };
     if (wear && health.wearPercent) {
       add(services_.texts.say("health.used", {{"percent", std::to_string(*health.wearPercent)}}));
@@ -241,6 +264,7 @@ class TestRunner {
   const RunServices& services_;
   Session& session_;
   const std::function<void(const TestRun&)>& onFinished_;
+  RunItem item_;
 };
 
 }  // namespace

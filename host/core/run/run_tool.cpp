@@ -8,6 +8,7 @@
 
 #include "host/core/model/tool_status.h"
 #include "host/core/run/collect_health.h"
+#include "host/core/run/collect_reads.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/device_question.h"
 #include "host/core/run/identity_check.h"
@@ -37,14 +38,23 @@ std::string textAt(const Values& values, std::size_t index) {
 }
 
 constexpr int kNoStatus = -1;
+// How the tool begins its sentence on a volume that did not come back.
+constexpr std::string_view kLostVolume = "The volume could not be mounted again";
+constexpr std::chrono::milliseconds kReadsInterval{250};
 
+// The tool asks between its reads, far more often than it has a percent to report.
 class UserAbort final : public storage::AbortContext {
  public:
-  explicit UserAbort(const AbortFlag& abort) : abort_(abort) {}
-  bool isAborted() override { return abort_.isAbortRequested(); }
+  UserAbort(const AbortFlag& abort, std::function<void()> onPoll)
+      : abort_(abort), onPoll_(std::move(onPoll)) {}
+  bool isAborted() override {
+    onPoll_();
+    return abort_.isAbortRequested();
+  }
 
  private:
   const AbortFlag& abort_;
+  std::function<void()> onPoll_;
 };
 
 // Four values for each mounted partition, as the check of file systems takes them.
@@ -90,7 +100,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
         services_(services),
         session_(session),
         onFinished_(onFinished),
-        abort_(services.abort) {}
+        abort_(services.abort, [this] { showReads(); }) {}
 
   void run(storage::SystemComponentManager& manager) {
     session_.toolName = entry_.commandName;
@@ -138,6 +148,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     };
     handlers["OnPartitionFinish"] = [this](Tool*, const std::string&) { partitionFinished(); };
     handlers["OnProgress"] = [this](Tool*, const std::string&) {
+      showReads();
       services_.progress.update(
           numberAt<std::uint8_t>(stored("Progress"), 0, 0), {},
           isFilesystem() ? services_.redactor.text(partition_) : std::string());
@@ -151,6 +162,17 @@ class ToolRunner final : public storage::ToolEventReceiver {
     tool_.abortSource = nullptr;
     tool_.systemEvents = nullptr;
     tool_.setDevices({});
+  }
+
+  void showReads() {
+    const auto now = std::chrono::steady_clock::now();
+    if (treated_ == nullptr || isFilesystem() || now - shown_ < kReadsInterval) {
+      return;
+    }
+    shown_ = now;
+    if (const auto times = readTimesOf(*treated_)) {
+      services_.progress.reads(*times);
+    }
   }
 
   Values stored(const char* name) {
@@ -186,6 +208,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
       run_ = ToolRun();
       run_.device = device.index;
       run_.isSmart = selection_.operation.empty();
+      run_.repairs = selection_.operation == "repair";
       run_.applicable = tool_.isApplicable(component);
       run_.started = Clock::now();
       if (!run_.applicable && run_.isSmart && !services_.abort.isAbortRequested() &&
@@ -207,18 +230,17 @@ class ToolRunner final : public storage::ToolEventReceiver {
         run_.note = services_.texts.say("note.tool_unsupported");
       } else if (mayTreat(device, *component) && hasPartitions(*component)) {
         tool_.setDevices({component});
-        services_.progress.begin(
-            "tool", entry_.commandName, device.index,
-            services_.texts.say(
-                "progress.test",
-                {{"device", std::to_string(device.index)},
-                 {"name",
-                  session_.toolTitle +
-                      (selection_.operation.empty() ? "" : " (" + selection_.operation + ")")}}));
+        beginProgress(device);
         const std::string line =
             changesDevice() ? services_.journalBegin("journal." + selection_.operation, device)
                             : std::string();
+        treated_ = component;
+        tool_.setParameter("ForceMounted", {services_.forceMounted ? "T" : "F"});
         tool_.run();
+        treated_ = nullptr;
+        if (!run_.isSmart && !isFilesystem()) {
+          run_.reads = readTimesOf(*component);
+        }
         if (changesDevice()) {
           services_.journalEnd(line, run_.outcome);
         }
@@ -231,6 +253,18 @@ class ToolRunner final : public storage::ToolEventReceiver {
       run_.finished = Clock::now();
       finish(run_);
     }
+  }
+
+  void beginProgress(const DeviceInfo& device) {
+    RunItem item{"tool", entry_.commandName, device.index, {}};
+    item.label = services_.texts.say(
+        "progress.test",
+        {{"device", std::to_string(device.index)},
+         {"name", session_.toolTitle +
+                      (selection_.operation.empty() ? "" : " (" + selection_.operation + ")")}});
+    item.drives = session_.devices.size();
+    item.drive = static_cast<std::size_t>(&device - session_.devices.data()) + 1;
+    services_.progress.begin(item);
   }
 
   // The verdict is that on the drive: attributes that could be read are none. False for a drive
@@ -266,11 +300,22 @@ class ToolRunner final : public storage::ToolEventReceiver {
     if (!changesDevice()) {
       return true;
     }
-
-    const Answer answer = services_.asker.ask(
-        services_.texts.say(isFilesystem() ? "question.filesystem" : "question.repair",
-                            {{"device", std::to_string(device.index)},
-                             {"name", deviceForQuestion(device, services_.texts)}}));
+    const std::string users = usersOf(component);
+    if (!users.empty() && !services_.forceMounted) {
+      run_.outcome = ExitCode::CouldNotStart;
+      run_.note = services_.texts.say(isFilesystem() ? "note.in_use_check" : "note.in_use_repair",
+                                      {{"users", users}});
+      return false;
+    }
+    const Arguments names = {{"device", std::to_string(device.index)},
+                             {"name", deviceForQuestion(device, services_.texts)},
+                             {"users", users}};
+    const Answer answer =
+        services_.forceMounted
+            ? services_.asker.askForSerial(services_.texts.say("question.force_mounted", names),
+                                           serialOf(component))
+            : services_.asker.ask(services_.texts.say(
+                  isFilesystem() ? "question.filesystem" : "question.repair", names));
     if (answer == Answer::Yes && isStillThatDrive(component)) {
       return true;
     }
@@ -285,6 +330,19 @@ class ToolRunner final : public storage::ToolEventReceiver {
     }
     run_.note = services_.texts.say(stopped ? "note.stopped_by_user" : refusalKey(answer));
     return false;
+  }
+
+  // "/mnt/a: bash (1234)" for each mounted volume that a program uses.
+  std::string usersOf(SystemComponent& component) const {
+    std::string out;
+    const Values table = services_.volumeUsers ? partitionTable(component) : Values();
+    for (std::size_t i = 0; i + 3 < table.size(); i += 4) {
+      const Values programs = services_.volumeUsers(table[i + 2]);
+      for (std::size_t p = 0; p < programs.size(); ++p) {
+        out += (p > 0 ? ", " : (out.empty() ? "" : "; ") + table[i + 2] + ": ") + programs[p];
+      }
+    }
+    return services_.redactor.text(out);
   }
 
   bool hasPartitions(SystemComponent& component) {
@@ -342,6 +400,15 @@ class ToolRunner final : public storage::ToolEventReceiver {
     for (std::size_t i = 0; i < repaired.size(); ++i) {
       run_.repairedSectors.push_back(numberAt<std::uint64_t>(repaired, i, 0));
     }
+    // Whatever was found, the system is not as it was.
+    const Values messages = stored("Message");
+    if (std::any_of(messages.begin(), messages.end(),
+                    [](const std::string& text) { return text.starts_with(kLostVolume); })) {
+      run_.outcome = worse(run_.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested()
+                               ? ExitCode::CouldNotStart
+                               : run_.outcome,
+                           ExitCode::CouldNotStart);
+    }
     // Bad sectors count, also when the scan did not come to its end.
     if (run_.badSectorsFound > 0) {
       run_.outcome = worse(run_.outcome, ExitCode::Failed);
@@ -382,6 +449,8 @@ class ToolRunner final : public storage::ToolEventReceiver {
   Session& session_;
   const std::function<void(const ToolRun&)>& onFinished_;
   UserAbort abort_;
+  SystemComponent* treated_ = nullptr;
+  std::chrono::steady_clock::time_point shown_{};
   std::uint8_t systemEvents_ = 0;
   std::string partition_;
   ToolRun run_;

@@ -21,5 +21,13 @@ TEST(SurfaceMapTest, BadSectorsLieInTheirCells) {
   }
 }
 
+TEST(SurfaceMapTest, EachSectorIsListedOnce) {
+  constexpr std::uint64_t kLast = ~std::uint64_t{0};
+  const std::vector<SectorRange> ranges = {{kLast, kLast}, {10, 20}, {20, 30}, {31, 31},
+                                           {12, 14},       {40, 50}, {0, 0}};
+  EXPECT_EQ(withoutOverlap(ranges),
+            (std::vector<SectorRange>{{0, 0}, {10, 31}, {40, 50}, {kLast, kLast}}));
+}
+
 }  // namespace
 }  // namespace ostria::host::test

@@ -1,0 +1,52 @@
+// A rest that is worked out anew at each look grows while a self-test stands at its last tenth, and
+// jumps with each block of another speed; so an end is kept, and moved for a reason only.
+#include "host/cli/time_left.h"
+
+#include <algorithm>
+
+namespace ostria::host {
+namespace {
+
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// The first seconds say nothing about the rest.
+constexpr seconds kTooEarly{2};
+constexpr milliseconds kTolerance{10000};
+
+}  // namespace
+
+void TimeLeft::start(Time now) {
+  started_ = now;
+  percent_ = 0;
+  end_.reset();
+}
+
+void TimeLeft::reached(double percent, Time now) {
+  if (percent <= percent_) {
+    return;
+  }
+  percent_ = percent;
+  const auto elapsed = now - started_;
+  if (elapsed < kTooEarly || percent >= 100) {
+    return;
+  }
+  const double factor = (100 - percent) / percent;
+  const auto estimate = milliseconds(static_cast<milliseconds::rep>(
+      static_cast<double>(duration_cast<milliseconds>(elapsed).count()) * factor));
+  const Time end = now + estimate;
+  const milliseconds rest = end_ ? duration_cast<milliseconds>(*end_ - now) : milliseconds(0);
+  if (!end_ || end < *end_ || estimate > rest + std::max(kTolerance, rest / 5)) {
+    end_ = end;
+  }
+}
+
+std::optional<seconds> TimeLeft::left(Time now) const {
+  if (!end_ || *end_ <= now) {
+    return std::nullopt;
+  }
+  return duration_cast<seconds>(*end_ - now + milliseconds(999));
+}
+
+}  // namespace ostria::host

@@ -1,0 +1,23 @@
+// Shares of a disk: sectors of large disks times a hundred go beyond 64 bits, a double does not.
+#include "host/core/model/read_times.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace ostria::host {
+
+double ReadTimes::percentRead() const {
+  return sectors == 0
+             ? 0
+             : std::min(static_cast<double>(sectorsRead) * 100 / static_cast<double>(sectors),
+                        100.0);
+}
+
+// Rounded down: what is nearly all is not all.
+std::string percentText(double percent) {
+  const auto tenths = static_cast<long>(std::floor(percent * 10));
+  const std::string whole = std::to_string(tenths / 10);
+  return percent < 10 && tenths % 10 != 0 ? whole + "." + std::to_string(tenths % 10) : whole;
+}
+
+}  // namespace ostria::host
