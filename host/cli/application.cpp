@@ -14,7 +14,7 @@
 #include "host/cli/questions.h"
 #include "host/cli/rights_notices.h"
 #include "host/cli/text_report.h"
-#include "host/core/report/history.h"
+#include "host/core/report/kept_run.h"
 #include "host/core/report/plain_text.h"
 #include "host/core/run/collect_health.h"
 #include "host/core/run/describe_device.h"
@@ -32,8 +32,8 @@
 #include "host/platform/journal.h"
 #include "host/platform/module_library.h"
 #include "host/platform/program_files.h"
+#include "host/platform/result_store.h"
 #include "host/platform/rights.h"
-#include "host/platform/state_files.h"
 #include "host/platform/volume_users.h"
 
 namespace ostria::host {
@@ -44,7 +44,6 @@ constexpr const char* kProgramVersion = OSTRIA_HOST_VERSION;
 constexpr const char* kMachineVariable = "OSTRIA_VIRTUAL_PC";
 // With it the module itself writes nothing, whatever this program asks of it.
 constexpr const char* kReadOnlyVariable = "OSTRIA_READ_ONLY";
-constexpr const char* kHistoryFile = "/ostria/results.jsonl";
 
 // An end of the program with one sentence.
 struct Stop {
@@ -165,6 +164,9 @@ class Application {
     if (plan_.action == Action::History) {
       return showHistory();
     }
+    if (plan_.action == Action::Compare) {
+      return showComparison();
+    }
     takeSettings();
     prepareReportFiles();
     if (line_.quiet) {
@@ -230,17 +232,91 @@ class Application {
     return ExitCode::Passed;
   }
 
-  ExitCode showHistory() {
-    std::vector<HistoryRecord> records = checked(history_.read(), ExitCode::CouldNotStart);
-    for (HistoryRecord& record : records) {
-      redactor_.addSecret(record.serial);
-      record.serial = redactor_.whole(record.serial);
+  std::vector<KeptRun> keptRuns() {
+    std::vector<KeptRun> runs = checked(history_->read(), ExitCode::CouldNotStart);
+    for (const KeptRun& run : runs) {
+      for (const KeptDrive& drive : run.drives) {
+        redactor_.addSecret(drive.serial);
+      }
     }
+    return runs;
+  }
+
+  void hideSecrets(std::vector<KeptRun>& runs) const {
+    for (KeptRun& run : runs) {
+      for (KeptDrive& drive : run.drives) {
+        drive.serial = redactor_.whole(drive.serial);
+      }
+      for (KeptResult& result : run.results) {
+        result.text = redactor_.text(result.text);
+      }
+    }
+  }
+
+  ExitCode showHistory() {
+    std::vector<KeptRun> runs = keptRuns();
+    std::vector<HistoryRecord> records =
+        chosenRecords(runs, {plan_.selection.names, line_.historyTest, line_.historySince});
     for (HistoryRecord& record : records) {
-      record.text = redactor_.text(record.text);
+      record.serial = redactor_.whole(record.serial);
+      record.result.text = redactor_.text(record.result.text);
     }
     main_->history(records);
     return ExitCode::Passed;
+  }
+
+  // Two runs by number, without numbers the two newest.
+  ExitCode showComparison() {
+    std::vector<KeptRun> runs = keptRuns();
+    std::vector<std::string> names = plan_.selection.names;
+    if (names.empty()) {
+      if (runs.size() < 2) {
+        throw Stop{ExitCode::NotPerformed, texts_.say("compare.too_few")};
+      }
+      names = {std::to_string(runs[runs.size() - 2].number), std::to_string(runs.back().number)};
+    }
+    std::vector<KeptRun> chosen;
+    for (const std::string& name : names) {
+      const auto found = std::find_if(runs.begin(), runs.end(), [&](const KeptRun& run) {
+        return run.number == std::stoll(name);
+      });
+      if (found == runs.end()) {
+        throw Stop{ExitCode::Usage, texts_.say("usage.no_run", {{"run", name}})};
+      }
+      chosen.push_back(*found);
+    }
+    hideSecrets(chosen);
+    main_->comparison(compareRuns(chosen[0], chosen[1]));
+    return ExitCode::Passed;
+  }
+
+  // A drive that answers is compared with what the newest kept run knew of it. A store that cannot
+  // be read costs no more than this.
+  void compareWithLastTime() {
+    const auto kept = history_->read();
+    const auto* runs = std::get_if<std::vector<KeptRun>>(&kept);
+    if (runs == nullptr) {
+      session_.notices.push_back(texts_.say(std::get<UsageError>(kept)));
+      return;
+    }
+    for (DeviceInfo& device : session_.devices) {
+      storage::SystemComponent* component = manager().component(device.index);
+      if (component == nullptr) {
+        continue;
+      }
+      // The serial number of `device` may be masked.
+      const std::string serial = serialOf(*component);
+      const KeptRun* run = lastRunOf(*runs, device.model, serial, session_.virtualPc);
+      const KeptDrive now{device.index, device.model, serial, {}, {}, {}, {}, numbersOf(device)};
+      if (run == nullptr || now.numbers.empty()) {
+        continue;
+      }
+      for (const KeptDrive& drive : run->drives) {
+        if (drive.model == device.model && drive.serial == serial) {
+          device.sinceLastTime = {run->number, run->started, changesBetween(drive, now)};
+        }
+      }
+    }
   }
 
   // A report that cannot be written is better known before a test of two hours.
@@ -388,6 +464,7 @@ class Application {
   ExitCode show() {
     describeAll();
     judgeDevices(session_);
+    compareWithLastTime();
     session_.finished = Clock::now();
     const ExitCode code = writeReports(DocumentKind::Details, session_.healthOutcome());
     writeSession(*main_, DocumentKind::Details, session_);
@@ -478,12 +555,19 @@ class Application {
     }
     judgeDevices(session_);
     ExitCode code = session_.outcome();
+    if (line_.record || !line_.reports.empty()) {
+      compareWithLastTime();
+    }
     if (line_.record) {
-      const UsageError error = history_.add(recordsOf(session_, texts_));
+      KeptRun kept = keptRunOf(session_, kProgramVersion, texts_);
+      const UsageError error = history_->add(kept);
       if (error.isSet()) {
-        session_.notices.push_back(texts_.say(error));
         code = worse(code, ExitCode::CouldNotStart);
       }
+      session_.notices.push_back(
+          error.isSet() ? texts_.say(error)
+                        : texts_.say("history.kept", {{"run", std::to_string(kept.number)},
+                                                      {"file", history_->where()}}));
     }
     code = writeReports(DocumentKind::Run, code);
     main_->end();
@@ -524,7 +608,7 @@ class Application {
   Settings settings_;
   std::unique_ptr<WholeFile> sectorsFile_;
   std::vector<std::unique_ptr<WholeFile>> reportFiles_;  ///< as `line_.reports`
-  FileHistory history_{stateFolder() + kHistoryFile, lockFile};
+  std::unique_ptr<History> history_ = resultStore();
   std::optional<std::uint32_t> announced_;  ///< device whose heading is out
   MachineFile machine_;
   bool stoppedUnread_ = false;  ///< the run was stopped as nobody reads its results

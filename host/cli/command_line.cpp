@@ -49,6 +49,24 @@ UsageError setProgress(CommandLine& line, const std::optional<std::string>& valu
   return {};
 }
 
+UsageError setHistoryTest(CommandLine& line, const std::optional<std::string>& value) {
+  line.historyTest = *value;
+  return {};
+}
+
+UsageError setSince(CommandLine& line, const std::optional<std::string>& value) {
+  constexpr std::string_view kForm = "dddd-dd-ddTdd:dd:ddZ";
+  bool good = value->size() >= 4 && value->size() <= kForm.size();
+  for (std::size_t i = 0; good && i < value->size(); ++i) {
+    good = kForm[i] == 'd' ? (*value)[i] >= '0' && (*value)[i] <= '9' : (*value)[i] == kForm[i];
+  }
+  if (!good) {
+    return {"usage.since", {{"value", *value}}};
+  }
+  line.historySince = *value;
+  return {};
+}
+
 UsageError setAssume(CommandLine& line, const std::optional<std::string>& value) {
   if (*value != "yes" && *value != "no") {
     return {"usage.assume", {{"value", *value}}};
@@ -91,6 +109,9 @@ constexpr HostOption kHostOptions[] = {
     {"read-only", Takes::Nothing, setFlag<&CommandLine::readOnly>},
     {"record", Takes::Nothing, setFlag<&CommandLine::record>},
     {"history", Takes::Nothing, setFlag<&CommandLine::history>},
+    {"compare", Takes::Nothing, setFlag<&CommandLine::compare>},
+    {"test", Takes::Value, setHistoryTest},
+    {"since", Takes::Value, setSince},
     {"virtual", Takes::MaybeValue, setVirtual},
     {"progress", Takes::Value, setProgress},
     {"assume", Takes::Value, setAssume},
@@ -128,7 +149,9 @@ constexpr HelpRow kHelp[] = {
     {"--assume-write SERIAL", "help.assume_write"},
     {"--force-mounted", "help.force_mounted"},
     {"--record", "help.record"},
-    {"--history", "help.history"},
+    {"--history [names]", "help.history"},
+    {"--test TEST, --since DATE", "help.history_filter"},
+    {"--compare [RUN RUN]", "help.compare"},
 };
 
 constexpr std::size_t kHelpColumn = 26;

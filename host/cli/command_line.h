@@ -38,6 +38,9 @@ struct CommandLine {
   bool readOnly = false;
   bool record = false;
   bool history = false;
+  bool compare = false;
+  std::string historyTest;   ///< of --test: identifier or a part of a name
+  std::string historySince;  ///< of --since: beginning of an ISO time
   bool virtualPc = false;
   bool quiet = false;         ///< only what is not good
   bool forceMounted = false;  ///< repair a disk whose volumes are in use

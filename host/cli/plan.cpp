@@ -246,7 +246,8 @@ class Planner {
     const bool tests = !plan_.selection.tests.empty();
     const bool tool = plan_.action == Action::RunTool;
     if (static_cast<int>(tests) + static_cast<int>(tool) + static_cast<int>(line_.list) +
-            static_cast<int>(line_.show) + static_cast<int>(line_.history) >
+            static_cast<int>(line_.show) + static_cast<int>(line_.history) +
+            static_cast<int>(line_.compare) >
         1) {
       return {"usage.exclusive", {}};
     }
@@ -259,6 +260,12 @@ class Planner {
     if (line_.history) {
       plan_.action = Action::History;
     }
+    if (line_.compare) {
+      plan_.action = Action::Compare;
+    }
+    if (!line_.history && (!line_.historyTest.empty() || !line_.historySince.empty())) {
+      return {"usage.needs_history", {}};
+    }
     if (line_.list && !plan_.selection.names.empty()) {
       return {"usage.list_takes_no_devices", {}};
     }
@@ -268,8 +275,11 @@ class Planner {
     if (plan_.action == Action::List && !line_.list && !line_.module) {
       return {"usage.nothing_to_do", {}};
     }
-    if (line_.history && !plan_.selection.names.empty()) {
-      return {"usage.history_takes_no_devices", {}};
+    if (line_.compare && !plan_.selection.names.empty() && !areTwoRuns(plan_.selection.names)) {
+      return {"usage.compare_takes_runs", {}};
+    }
+    if (line_.record && line_.redact) {
+      return {"usage.record_redacted", {}};
     }
     // What changes a disk is never done to "all of them" by leaving the numbers away.
     if (tool && plan_.selection.names.empty() && plan_.changesVolumes()) {
@@ -303,6 +313,12 @@ class Planner {
       }
     }
     return {};
+  }
+
+  static bool areTwoRuns(const std::vector<std::string>& names) {
+    return names.size() == 2 && std::all_of(names.begin(), names.end(), [](const auto& name) {
+             return name.size() <= 9 && name.find_first_not_of("0123456789") == std::string::npos;
+           });
   }
 
   std::string nameOfWriteTest() const {

@@ -203,8 +203,11 @@ std::string healthText(const DeviceInfo& device, const std::string& title, const
   for (const HealthReason& reason : reasonsOf(device.health)) {
     out += detailLine(reasonText(reason, style.texts), style);
   }
-  const std::string advice = adviceText(device.health, style.texts);
-  return advice.empty() ? out : out + detailLine(advice, style);
+  for (const std::string& text :
+       {sinceLastTimeText(device, style.texts), adviceText(device.health, style.texts)}) {
+    out += text.empty() ? "" : detailLine(text, style);
+  }
+  return out;
 }
 
 static const char* smartStateKey(DataState state) {

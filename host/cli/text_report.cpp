@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 
+#include "host/cli/history_text.h"
 #include "host/cli/text_parts.h"
 #include "host/cli/text_reads.h"
 #include "host/core/model/tool_status.h"
@@ -121,26 +122,6 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
   }
   if (!run.logPage.empty()) {
     out += "  " + style.texts.say("smart.vendor_log") + "\n" + smartTable(run.logPage, style);
-  }
-  return out;
-}
-
-std::string historyText(const std::vector<HistoryRecord>& records, const TextStyle& style) {
-  if (records.empty()) {
-    return style.texts.say("history.empty") + "\n";
-  }
-  std::string out;
-  for (const HistoryRecord& record : records) {
-    const std::string word = style.texts.say("outcome." + record.outcome);
-    std::string text = record.time + "  " + padded(capitals(word), kOutcomeColumns) + " " +
-                       harmless(record.name) + ", " + harmless(record.model);
-    if (!record.serial.empty()) {
-      text += ", " + harmless(record.serial);
-    }
-    out += line(text, 0, 4, style);
-    if (!record.text.empty()) {
-      out += line(harmless(record.text), 4, 4, style);
-    }
   }
   return out;
 }
@@ -269,6 +250,10 @@ void TextReport::end() {
 
 void TextReport::history(const std::vector<HistoryRecord>& records) {
   output_.write(historyText(records, style_));
+}
+
+void TextReport::comparison(const Comparison& comparison) {
+  output_.write(comparisonText(comparison, style_));
 }
 
 void TextReport::help(const std::string& text) { output_.write(text); }

@@ -33,6 +33,7 @@ class TextReport final : public OutputFormat {
   void toolResult(const ToolRun& run) override;
   void end() override;
   void history(const std::vector<HistoryRecord>& records) override;
+  void comparison(const Comparison& comparison) override;
   void help(const std::string& text) override;
   void version(const std::string& program, const std::string& module,
                const std::string& notice) override;

@@ -8,7 +8,8 @@
 
 namespace ostria::host {
 
-/// The user's folder for the state of programs, without a slash at its end. It need not exist.
+/// The folder for the state of programs, of the system for root and else of the user, without a
+/// slash at its end. It need not exist. Empty when it is not known.
 std::string stateFolder();
 
 /// A lock on the file, in the meaning of `LockFile`.

@@ -11,7 +11,7 @@
 #include "host/cli/command_line.h"
 #include "host/cli/plan.h"
 #include "host/core/file_lock.h"
-#include "host/core/report/history.h"
+#include "host/core/model/file_history.h"
 #include "host/core/report/plain_text.h"
 #include "host/core/run/settings_file.h"
 #include "host/core/run/smart_report.h"
@@ -92,10 +92,7 @@ void texts(const std::string& text) {
   (void)host::plainTable(text);
 }
 void smartReport(const std::string& text) { (void)host::readSmartReport(text); }
-void keptResults(const std::string& text) {
-  const MemoryFile file(text);
-  (void)host::FileHistory(file.path(), nullptr).read();
-}
+void keptResults(const std::string& text) { (void)host::runsOfLines(text); }
 void checker(const std::string& text) {
   storage::CheckerOutput output([](const std::string& line) { return line; });
   int last = 0;

@@ -33,6 +33,20 @@ struct NamedTest {
   std::string name;
 };
 
+/// A number that is not what it was.
+struct Change {
+  std::string name;  ///< "pending", "wear": the last part of a key of the texts of trends
+  std::uint64_t before = 0;
+  std::uint64_t now = 0;
+};
+
+/// What became of a drive since a kept run saw it.
+struct SinceLastTime {
+  std::int64_t run = 0;
+  std::string time;  ///< ISO 8601, UTC
+  std::vector<Change> changes;
+};
+
 /// A device as all outputs show it. Serial numbers are masked already when that is wanted.
 struct DeviceInfo {
   std::uint32_t index = 0;
@@ -62,6 +76,7 @@ struct DeviceInfo {
   // What only the details ask for.
   std::vector<NamedTest> applicableTests;
   std::vector<SmartRow> logPage;
+  std::optional<SinceLastTime> sinceLastTime;
 };
 
 }  // namespace ostria::host

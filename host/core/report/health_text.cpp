@@ -88,4 +88,29 @@ std::vector<const DeviceInfo*> worstFirst(const Session& session) {
   return out;
 }
 
+std::string changesText(const std::vector<Change>& changes, const Texts& texts) {
+  std::string out;
+  for (const Change& change : changes) {
+    const bool grows = change.now > change.before;
+    const std::string number =
+        (grows ? "+" : "-") +
+        std::to_string(grows ? change.now - change.before : change.before - change.now);
+    out += (out.empty() ? "" : ", ") + texts.say("trend." + change.name, {{"change", number}});
+  }
+  return out;
+}
+
+std::string sinceLastTimeText(const DeviceInfo& device, const Texts& texts) {
+  if (!device.sinceLastTime) {
+    return {};
+  }
+  const SinceLastTime& since = *device.sinceLastTime;
+  const std::string day = since.time.substr(0, since.time.find('T'));
+  return since.changes.empty()
+             ? texts.say("since.unchanged", {{"time", day}, {"run", std::to_string(since.run)}})
+             : texts.say("since.changed", {{"time", day},
+                                           {"run", std::to_string(since.run)},
+                                           {"changes", changesText(since.changes, texts)}});
+}
+
 }  // namespace ostria::host

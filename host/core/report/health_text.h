@@ -24,4 +24,9 @@ std::string numbersText(const DeviceInfo& device, const Texts& texts);
 /// The devices with the worst first.
 std::vector<const DeviceInfo*> worstFirst(const Session& session);
 
+/// "pending +12, wear +1 %"; empty for none.
+std::string changesText(const std::vector<Change>& changes, const Texts& texts);
+/// What became of a drive since the last kept run; empty when it was in none.
+std::string sinceLastTimeText(const DeviceInfo& device, const Texts& texts);
+
 }  // namespace ostria::host

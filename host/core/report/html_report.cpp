@@ -137,6 +137,8 @@ class Report {
     html += "</ul>";
     const std::string advice = adviceText(device.health, texts_);
     html += advice.empty() ? "" : "<p><strong>" + htmlEscaped(advice) + "</strong></p>";
+    const std::string since = sinceLastTimeText(device, texts_);
+    html += since.empty() ? "" : "<p>" + htmlEscaped(since) + "</p>";
     const std::string numbers = numbersText(device, texts_);
     return html + (numbers.empty() ? "" : "<p class=\"soft\">" + htmlEscaped(numbers) + "</p>");
   }

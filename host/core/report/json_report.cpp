@@ -143,6 +143,14 @@ Json healthJson(const DeviceInfo& device, const Texts& texts) {
   return json;
 }
 
+Json changesJson(const std::vector<Change>& changes) {
+  Json list = Json::array();
+  for (const Change& change : changes) {
+    list.push_back({{"name", change.name}, {"before", change.before}, {"now", change.now}});
+  }
+  return list;
+}
+
 Json deviceJson(const DeviceInfo& device, const Texts& texts) {
   Json json;
   json["index"] = device.index;
@@ -171,6 +179,13 @@ Json deviceJson(const DeviceInfo& device, const Texts& texts) {
   json["temperature_celsius"] =
       device.temperatureCelsius ? Json(*device.temperatureCelsius) : Json(nullptr);
   json["health"] = healthJson(device, texts);
+  json["since_last_time"] = nullptr;
+  if (device.sinceLastTime) {
+    json["since_last_time"] = {{"run", device.sinceLastTime->run},
+                               {"time", device.sinceLastTime->time},
+                               {"text", sinceLastTimeText(device, texts)},
+                               {"changes", changesJson(device.sinceLastTime->changes)}};
+  }
   return json;
 }
 
@@ -363,13 +378,48 @@ std::string historyJson(const std::vector<HistoryRecord>& records) {
   Json json = bareDocument("history");
   json["records"] = Json::array();
   for (const HistoryRecord& record : records) {
-    json["records"].push_back({{"time", record.time},
+    json["records"].push_back({{"run", record.run},
+                               {"time", record.result.time},
+                               {"machine", record.machine},
+                               {"virtual", record.virtualPc},
                                {"model", record.model},
                                {"serial", textOrNull(record.serial)},
-                               {"id", record.id},
-                               {"name", record.name},
-                               {"outcome", record.outcome},
-                               {"text", record.text}});
+                               {"id", record.result.id},
+                               {"name", record.result.name},
+                               {"outcome", record.result.outcome},
+                               {"text", record.result.text}});
+  }
+  return dumped(json);
+}
+
+Json keptRunJson(const KeptRun& run) {
+  return {{"run", run.number},
+          {"started_at", run.started},
+          {"machine", run.machine},
+          {"virtual", run.virtualPc},
+          {"outcome", run.outcome}};
+}
+
+std::string comparisonJson(const Comparison& comparison) {
+  Json json = bareDocument("comparison");
+  json["before"] = keptRunJson(comparison.before);
+  json["now"] = keptRunJson(comparison.now);
+  json["drives"] = Json::array();
+  for (const DriveComparison& drive : comparison.drives) {
+    json["drives"].push_back({{"model", drive.model},
+                              {"serial", textOrNull(drive.serial)},
+                              {"verdict_before", textOrNull(drive.verdictBefore)},
+                              {"verdict_now", textOrNull(drive.verdictNow)},
+                              {"changes", changesJson(drive.changes)}});
+  }
+  json["results"] = Json::array();
+  for (const ResultComparison& result : comparison.results) {
+    json["results"].push_back({{"model", result.model},
+                               {"serial", textOrNull(result.serial)},
+                               {"id", result.id},
+                               {"name", result.name},
+                               {"outcome_before", textOrNull(result.before)},
+                               {"outcome_now", textOrNull(result.now)}});
   }
   return dumped(json);
 }
@@ -415,6 +465,7 @@ class JsonOutput final : public OutputFormat {
     }
   }
   void history(const std::vector<HistoryRecord>& records) override { write_(historyJson(records)); }
+  void comparison(const Comparison& comparison) override { write_(comparisonJson(comparison)); }
   void help(const std::string& text) override { write_(helpJson(text)); }
   void version(const std::string& program, const std::string& module,
                const std::string& notice) override {

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/core/model/history.h"
 #include "host/core/model/results.h"
-#include "host/core/report/history.h"
 
 namespace ostria::host {
 
@@ -41,6 +41,7 @@ class OutputFormat {
 
   // What is printed without a session, where the output has a form for it.
   virtual void history(const std::vector<HistoryRecord>& records) { (void)records; }
+  virtual void comparison(const Comparison& comparison) { (void)comparison; }
   virtual void help(const std::string& text) { (void)text; }
   /// @param module  empty when the module cannot be loaded, for the reason in `notice`
   virtual void version(const std::string& program, const std::string& module,

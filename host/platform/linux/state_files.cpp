@@ -1,8 +1,9 @@
-// The state folder of the XDG base directories, and flock: it is given up with the descriptor, so a
-// program that dies leaves nothing behind.
+// The state folder of the XDG base directories, for root the system's, and flock: it is given up
+// with the descriptor, so a program that dies leaves nothing behind.
 #include "host/platform/state_files.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -14,7 +15,8 @@ namespace {
 class Flock final : public FileLock {
  public:
   explicit Flock(const std::string& path)
-      : descriptor_(open(path.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)) {
+      : descriptor_(
+            open(path.c_str(), O_CREAT | O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600)) {
     if (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) != 0) {
       close(descriptor_);
       descriptor_ = -1;
@@ -36,13 +38,21 @@ class Flock final : public FileLock {
 }  // namespace
 
 std::string stateFolder() {
-  const char* state = std::getenv("XDG_STATE_HOME");
+  // Root's variables may be those of whoever became root, and point to a folder of theirs.
+  if (geteuid() == 0) {
+    return "/var/lib";
+  }
+  const char* state = secure_getenv("XDG_STATE_HOME");
   // The base directory rules say that a relative path counts as none.
   if (state != nullptr && *state == '/') {
     return state;
   }
-  const char* home = std::getenv("HOME");
-  return std::string(home != nullptr ? home : "") + "/.local/state";
+  const char* home = secure_getenv("HOME");
+  if (home == nullptr || *home != '/') {
+    const passwd* user = getpwuid(geteuid());
+    home = user != nullptr ? user->pw_dir : nullptr;
+  }
+  return home != nullptr && *home == '/' ? home + std::string("/.local/state") : std::string();
 }
 
 std::unique_ptr<FileLock> lockFile(const std::string& path) {

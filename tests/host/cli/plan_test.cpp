@@ -109,7 +109,7 @@ TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
       {{"-Mstorage", "recover", "repair"},
        "recover repair changes the device and needs the name of one."},
       {{"-Mstorage", "-Qm", "smart"},
-       "--list, --show, --history, tests and tools exclude each other."},
+       "--list, --show, --history, --compare, tests and tools exclude each other."},
       {{"-Mstorage", "--assume", "maybe"}, "yes or no"},
       {{"-Mstorage", "--progress=bar"}, "Unknown form of progress \"bar\"."},
       {{"-Mstorage", "--json=1"}, "--json takes no value"},

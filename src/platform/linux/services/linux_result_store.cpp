@@ -1,11 +1,16 @@
 // Result records in SQLite: WMI's bounded table for a system without WMI.
 #include "platform/linux/services/linux_result_store.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <optional>
 
@@ -13,6 +18,8 @@ namespace ostria::storage {
 namespace {
 
 constexpr int kBusyTimeoutMilliseconds = 30000;
+constexpr std::time_t kMostSeconds = 120;
+constexpr int kStepsBetweenLooks = 100000;
 
 constexpr const char* kSchemaStatements =
     "CREATE TABLE IF NOT EXISTS namespaces (path TEXT PRIMARY KEY COLLATE NOCASE) WITHOUT ROWID;"
@@ -117,6 +124,74 @@ std::string columnList() {
   return list;
 }
 
+// Folders that are missing are made for the owner alone.
+bool makeFolders(const std::string& path) {
+  if (path.empty()) {
+    return true;
+  }
+  for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+    if (mkdir(path.substr(0, slash).c_str(), 0700) != 0 && errno != EEXIST) {
+      return false;
+    }
+    if (slash == std::string::npos) {
+      return true;
+    }
+  }
+}
+
+// A regular file of the caller's or of root's, and no second name of another one.
+bool isOwnFile(const std::string& path, bool make) {
+  const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  int descriptor = ::open(path.c_str(), flags);
+  if (descriptor < 0 && errno == ENOENT && make) {
+    descriptor = ::open(path.c_str(), flags | O_CREAT | O_EXCL, 0600);
+    if (descriptor < 0 && errno == EEXIST) {
+      descriptor = ::open(path.c_str(), flags);  // another writer was first
+    }
+  }
+  struct stat status {};
+  const bool good = descriptor >= 0 && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+                    status.st_nlink == 1 && (status.st_uid == geteuid() || status.st_uid == 0);
+  if (descriptor >= 0) {
+    ::close(descriptor);
+  }
+  return good;
+}
+
+// One for the process: what it does with the file takes moments.
+std::atomic<std::time_t> latest{0};
+
+int isTooLate(void* /*unused*/) { return std::time(nullptr) > latest ? 1 : 0; }
+
+// Views and triggers are programs of whoever made the file, so they stay off, and no statement runs
+// without an end.
+sqlite3* openOwnFile(const std::string& path, int mode) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  // The folders above the file may be links of the system's.
+  const fs::path folder = fs::canonical(fs::absolute(path, error).parent_path(), error);
+  const std::string real = error ? path : (folder / fs::path(path).filename()).string();
+  if (!isOwnFile(real, mode == SQLITE_OPEN_READWRITE)) {
+    return nullptr;
+  }
+  latest = std::time(nullptr) + kMostSeconds;
+  sqlite3* database = nullptr;
+  bool good =
+      sqlite3_open_v2(real.c_str(), &database, mode | SQLITE_OPEN_NOFOLLOW, nullptr) == SQLITE_OK &&
+      sqlite3_busy_timeout(database, kBusyTimeoutMilliseconds) == SQLITE_OK;
+  for (const auto& [option, value] :
+       {std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0}, std::pair{SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+        std::pair{SQLITE_DBCONFIG_ENABLE_TRIGGER, 0}, std::pair{SQLITE_DBCONFIG_DEFENSIVE, 1}}) {
+    good = good && sqlite3_db_config(database, option, value, nullptr) == SQLITE_OK;
+  }
+  if (!good) {
+    sqlite3_close(database);
+    return nullptr;
+  }
+  sqlite3_progress_handler(database, kStepsBetweenLooks, isTooLate, nullptr);
+  return database;
+}
+
 std::string environment(const char* name) {
   const char* const value = secure_getenv(name);
   return value == nullptr ? std::string() : value;
@@ -140,16 +215,11 @@ LinuxResultStore::~LinuxResultStore() = default;
 
 std::unique_ptr<LinuxResultStore> LinuxResultStore::open(const std::string& path,
                                                          std::uint32_t limit) {
-  if (path.empty()) {
+  if (path.empty() || !makeFolders(std::filesystem::path(path).parent_path().string())) {
     return nullptr;
   }
-  std::error_code ignored;
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-  sqlite3* raw = nullptr;
-  const int result =
-      sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-  Database database(raw);
-  if (result != SQLITE_OK || sqlite3_busy_timeout(raw, kBusyTimeoutMilliseconds) != SQLITE_OK) {
+  Database database(openOwnFile(path, SQLITE_OPEN_READWRITE));
+  if (database == nullptr) {
     return nullptr;
   }
   std::unique_ptr<LinuxResultStore> store(new LinuxResultStore(std::move(database), limit));
@@ -157,13 +227,8 @@ std::unique_ptr<LinuxResultStore> LinuxResultStore::open(const std::string& path
 }
 
 std::unique_ptr<LinuxResultStore> LinuxResultStore::openForReading(const std::string& path) {
-  if (path.empty()) {
-    return nullptr;
-  }
-  sqlite3* raw = nullptr;
-  const int result = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr);
-  Database database(raw);
-  if (result != SQLITE_OK || sqlite3_busy_timeout(raw, kBusyTimeoutMilliseconds) != SQLITE_OK) {
+  Database database(path.empty() ? nullptr : openOwnFile(path, SQLITE_OPEN_READONLY));
+  if (database == nullptr) {
     return nullptr;
   }
   return std::unique_ptr<LinuxResultStore>(
@@ -277,11 +342,12 @@ std::string resultStorePath() {
   if (std::string path = environment("OSTRIA_RESULTS"); !path.empty()) {
     return path;
   }
-  if (const std::string state = environment("XDG_STATE_HOME"); !state.empty() && state[0] == '/') {
-    return state + kFile;
-  }
+  // Root's variables may be those of whoever became root, and name a folder of theirs.
   if (geteuid() == 0) {
     return std::string("/var/lib") + kFile;
+  }
+  if (const std::string state = environment("XDG_STATE_HOME"); !state.empty() && state[0] == '/') {
+    return state + kFile;
   }
   if (const std::string home = environment("HOME"); !home.empty()) {
     return home + "/.local/state" + kFile;

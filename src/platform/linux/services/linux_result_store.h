@@ -59,7 +59,7 @@ class LinuxResultStore {
 };
 
 /// Where the records are kept: the file that the environment variable OSTRIA_RESULTS names, else
-/// ostria-diagnostics/results.sqlite under $XDG_STATE_HOME, for root under /var/lib, else under
+/// ostria-diagnostics/results.sqlite for root under /var/lib, else under $XDG_STATE_HOME or
 /// ~/.local/state. Empty when none of these is known.
 std::string resultStorePath();
 

@@ -1,0 +1,166 @@
+// Kept runs from the outside: what is kept, shown, compared, and whose files are never followed.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "tests/host/program.h"
+#include "tests/host/schema_check.h"
+
+namespace ostria::host::test {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+class KeptRunsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = testing::TempDir() + "keptXXXXXX";
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    folder_ = pattern;
+    store_ = folder_ + "/state/results.sqlite";
+    setenv("OSTRIA_RESULTS", store_.c_str(), 1);
+  }
+  void TearDown() override {
+    unsetenv("OSTRIA_RESULTS");
+    fs::remove_all(folder_);
+  }
+
+  int run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--virtual=" + folder_ + "/pc", "-Mstorage"});
+    Program program(OSTRIA_BIN_DIR, arguments);
+    const int code = program.finish();
+    output_ = program.output;
+    errors_ = program.errors;
+    return code;
+  }
+  json document(std::vector<std::string> arguments, int code = 0) {
+    arguments.emplace_back("--json");
+    EXPECT_EQ(run(arguments), code) << errors_;
+    const json parsed = json::parse(output_, nullptr, false);
+    EXPECT_EQ(schemaComplaint(parsed), "") << output_;
+    return parsed;
+  }
+  // A disk and an NVMe drive.
+  void plug(int pending, int used) {
+    std::ofstream(folder_ + "/pc")
+        << R"({"format": 1, "drives": [{"kind": "sata", "model": "DISK", "serial": "DISK-0001",
+            "size_sectors": 131072, "rotation_rate": 7200, "smart": {"attributes": [{"id": 197, "value": 100, "raw": )"
+        << pending << R"(}]}},
+            {"kind": "nvme", "model": "FLASH", "serial": "FLASH-0002", "size_sectors": 131072,
+             "nvme": {"pass_through": "storage_query", "health": {"percentage_used": )"
+        << used << "}}}]}";
+  }
+
+  std::string folder_;
+  std::string store_;
+  std::string output_;
+  std::string errors_;
+};
+
+TEST_F(KeptRunsTest, WhatChangedSinceTheLastKeptRunIsShown) {
+  plug(1, 50);
+  EXPECT_EQ(run({"--show", "0"}), 5);
+  EXPECT_THAT(output_, Not(HasSubstr("Since")));
+  EXPECT_EQ(run({"-Qm,o", "--record"}), 5);
+  EXPECT_THAT(output_, HasSubstr("Kept as run 1 in " + store_));
+  EXPECT_EQ(fs::status(store_).permissions(), fs::perms(0600));
+  EXPECT_EQ(fs::status(folder_ + "/state").permissions(), fs::perms(0700));
+  run({"--show"});
+  EXPECT_THAT(output_, HasSubstr("(run 1): no change"));
+  plug(13, 51);
+  run({"--show"});
+  EXPECT_THAT(output_, HasSubstr("(run 1): pending +12"));
+  EXPECT_THAT(output_, HasSubstr("(run 1): wear +1 %"));
+  const json shown = document({"--show", "0", "--redact"}, 5);
+  const json& change = shown.at("devices").at(0).at("since_last_time").at("changes").at(0);
+  EXPECT_EQ(change, (json{{"name", "pending"}, {"before", 1}, {"now", 13}}));
+  const std::string report = folder_ + "/report.html";
+  EXPECT_EQ(run({"-Qm", "DISK-0001", "--record", "--report", report}), 5);
+  std::ostringstream html;
+  html << std::ifstream(report).rdbuf();
+  EXPECT_THAT(html.str(), HasSubstr("(run 1): pending +12"));
+
+  const json all = document({"--history"});
+  EXPECT_GE(all.at("records").size(), 3u);
+  EXPECT_EQ(all.at("records").at(0).at("virtual"), true);
+  for (const json& record : document({"--history", "FLASH-0002"}).at("records")) {
+    EXPECT_EQ(record.at("serial"), "FLASH-0002");
+  }
+  EXPECT_EQ(document({"--history", "--since", "2100"}).at("records"), json::array());
+  EXPECT_EQ(document({"--history", "--test", "no such test"}).at("records"), json::array());
+  EXPECT_EQ(run({"--history", "--redact"}), 0);
+  EXPECT_THAT(output_, Not(HasSubstr("DISK-0001")));
+
+  const json compared = document({"--compare"});
+  EXPECT_EQ(compared.at("before").at("run"), 1);
+  EXPECT_EQ(compared.at("drives").size(), 2u);  // the second run had one of them
+  EXPECT_EQ(compared.at("drives").at(0).at("changes").at(0).at("now"), 13);
+  EXPECT_EQ(run({"--compare", "2", "1"}), 0);
+  EXPECT_THAT(output_, HasSubstr("pending -12"));
+  EXPECT_THAT(output_, HasSubstr("FLASH, FLASH-0002: not there -> good"));
+}
+
+TEST_F(KeptRunsTest, WrongUsageIsOneSentence) {
+  plug(0, 0);
+  const std::vector<std::pair<std::vector<std::string>, const char*>> rows = {
+      {{"--history", "--since", "yesterday"}, "Invalid date"},
+      {{"--since", "2026"}, "go with --history"},
+      {{"--compare", "1"}, "the numbers of two runs"},
+      {{"--compare", "x", "y"}, "the numbers of two runs"},
+      {{"--compare", "1", "2"}, "no kept run 1"},
+      {{"--compare", "--history"}, "exclude each other"},
+      {{"-Qm", "--record", "--redact"}, "--record does not go with --redact"},
+  };
+  for (const auto& [arguments, sentence] : rows) {
+    EXPECT_EQ(run(arguments), 2) << sentence;
+    EXPECT_THAT(errors_, HasSubstr(sentence));
+  }
+  EXPECT_EQ(run({"--compare"}), 3);
+}
+
+// What somebody else has put where the store is to be.
+TEST_F(KeptRunsTest, PlantedStoresAreRefusedAndNeverFollowed) {
+  plug(0, 0);
+  const std::string secret = folder_ + "/secret";
+  std::ofstream(secret) << "kept";
+  fs::create_directory(folder_ + "/state");
+  const auto sql = [&](const char* text) {
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open(store_.c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, text, nullptr, nullptr, nullptr), SQLITE_OK) << text;
+    sqlite3_close(database);
+  };
+  const std::vector<std::function<void()>> plants = {
+      [&] { fs::create_symlink(secret, store_); },
+      [&] { fs::create_hard_link(secret, store_); },
+      [&] { EXPECT_EQ(mkfifo(store_.c_str(), 0600), 0); },
+      [&] { fs::create_directory(store_); },
+      [&] { std::ofstream(store_) << "no database"; },
+      [&] { sql("PRAGMA user_version = 9;"); },  // of a later version
+      [&] {
+        sql("CREATE VIEW runs AS WITH RECURSIVE n(run) AS (SELECT 1 UNION ALL SELECT run + 1 FROM "
+            "n) SELECT run, 'a' AS started, 'b' AS machine, 1 AS virtual, '' AS program_version, "
+            "'' AS module_version, '' AS outcome FROM n; PRAGMA user_version = 1;");
+      },
+  };
+  for (std::size_t i = 0; i < plants.size(); ++i) {
+    fs::remove_all(store_);
+    plants[i]();
+    EXPECT_EQ(run({"-Qm", "0", "--record"}), 6) << i << output_ << errors_;
+    EXPECT_THAT(output_, HasSubstr("Cannot keep the results in " + store_)) << i;
+    EXPECT_EQ(run({"--history"}), 6) << i;
+    EXPECT_EQ(fs::file_size(secret), 4u);
+  }
+}
+
+}  // namespace
+}  // namespace ostria::host::test
