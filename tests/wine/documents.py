@@ -77,8 +77,10 @@ def command_lines(help_text):
             lines.append(module + [f"-{letter}{short}", *some])
             lines.append(module + [f"--{name}={long}", "13", "17"])
     for example in re.findall(r"OstriaDiagnosticsCLI (-Mstorage -.*\d.*)", help_text):
-        if "[" not in example:
-            lines.append(example.replace('"', "").split())
+        words = example.replace('"', "").split()
+        if words[-1].isdigit():
+            # On small drives in place of the first two.
+            lines.append([{"0": "4", "1": "8"}.get(word, word) for word in words])
     return lines
 
 
