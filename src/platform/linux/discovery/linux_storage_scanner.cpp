@@ -33,9 +33,9 @@ void addSpace(const std::string& root, bool ntfs, VolumeFacts& facts) {
 void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, std::uint32_t number,
                 const std::string& node, const std::string& path,
                 std::optional<VolumeFacts::Identity> identity, PartitionEntry& entry) {
+  const bool ntfs = identity && identity->fileSystem == "ntfs";
   VolumeFacts facts;
   facts.identity = std::move(identity);
-  const bool ntfs = facts.identity && facts.identity->fileSystem == "ntfs";
   joinVolume(facts, entry);
   entry.mountPoints.clear();
   const std::vector<std::uint32_t> devices = tree.withHolders(path);
