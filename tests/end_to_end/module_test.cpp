@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <utility>
 
 #include "tests/support/fake_protocol.h"
 #include "tests/support/module_bench.h"
@@ -54,7 +55,11 @@ std::vector<std::string>& departures() {
   static std::vector<std::string> list;
   return list;
 }
-void noteServiceGone(ZRDService*) { departures().emplace_back("driver service"); }
+virtual_pc::Machine::Function destroyService = nullptr;
+void noteServiceGone(ZRDService* service) {
+  departures().emplace_back("driver service");
+  reinterpret_cast<void (*)(ZRDService*)>(destroyService)(service);
+}
 
 struct LeavingProtocol : FakeProtocol<> {
   LeavingProtocol() : FakeProtocol(ProtocolKind::Ata, 1000) {}
@@ -63,8 +68,10 @@ struct LeavingProtocol : FakeProtocol<> {
 
 TEST(StorageComponentTest, TheProtocolGoesBeforeTheDriverService) {
   ModuleBench bench(R"({"format": 1, "driver_service": {}})");
-  bench.machine().libraries()["ostriadiagnosticsdriverservice.dll"]["DestroyZRDService"] =
-      reinterpret_cast<virtual_pc::Machine::Function>(&noteServiceGone);
+  virtual_pc::Machine::Function& destroy =
+      bench.machine().libraries()["ostriadiagnosticsdriverservice.dll"]["DestroyZRDService"];
+  destroyService =
+      std::exchange(destroy, reinterpret_cast<virtual_pc::Machine::Function>(&noteServiceGone));
   departures().clear();
   StorageComponent(std::make_unique<LeavingProtocol>());
   EXPECT_THAT(departures(), ElementsAre("protocol", "driver service"));
