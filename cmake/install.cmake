@@ -8,7 +8,7 @@ set(ostria_folder ${CMAKE_INSTALL_LIBDIR}/ostria)
 install(TARGETS OstriaDiagnosticsCLI RUNTIME DESTINATION ${ostria_folder} COMPONENT runtime)
 install(TARGETS module_storage module_storage_virtual OstriaDiagnosticsDriverService
         LIBRARY DESTINATION ${ostria_folder} COMPONENT runtime)
-install(FILES host/core/texts/en.txt DESTINATION ${ostria_folder}/texts COMPONENT runtime)
+install(FILES host/core/texts/en.txt host/core/texts/de.txt DESTINATION ${ostria_folder}/texts COMPONENT runtime)
 install(CODE "
   set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
   file(RELATIVE_PATH target \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\"
@@ -17,16 +17,20 @@ install(CODE "
   file(CREATE_LINK \"\${target}\" \"\${bin}/OstriaDiagnosticsCLI\" SYMBOLIC)
 " COMPONENT runtime)
 find_program(GZIP gzip)
-set(man_page ${CMAKE_SOURCE_DIR}/host/cli/man/OstriaDiagnosticsCLI.1)
+set(man_page ${CMAKE_SOURCE_DIR}/host/cli/man/OstriaDiagnosticsCLI.8)
 if(GZIP)
   execute_process(COMMAND ${GZIP} -9nc ${man_page} COMMAND_ERROR_IS_FATAL ANY
-                  OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/OstriaDiagnosticsCLI.1.gz)
+                  OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/OstriaDiagnosticsCLI.8.gz)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${man_page})
-  set(man_page ${CMAKE_CURRENT_BINARY_DIR}/OstriaDiagnosticsCLI.1.gz)
+  set(man_page ${CMAKE_CURRENT_BINARY_DIR}/OstriaDiagnosticsCLI.8.gz)
 endif()
-install(FILES ${man_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+install(FILES ${man_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT runtime)
 install(FILES host/cli/completion/OstriaDiagnosticsCLI.bash RENAME OstriaDiagnosticsCLI
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT runtime)
+install(FILES host/cli/completion/_OstriaDiagnosticsCLI
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT runtime)
+install(FILES host/cli/completion/OstriaDiagnosticsCLI.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT runtime)
 install(FILES docs/output.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/ostria COMPONENT runtime)
 
 # What another host is built with.

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "host/cli/command_line.h"
+#include "host/cli/explain.h"
 #include "host/cli/machine_file.h"
 #include "host/cli/plan.h"
 #include "host/cli/progress_line.h"
@@ -145,7 +146,7 @@ class Application {
 
   ExitCode runSteps() {
     // The language comes first: a wrong argument is to be said in it.
-    check(addLanguage(texts_, textsFolder(), languageOf(userLocale()), readRegularFile));
+    check(addLanguage(texts_, textsFolders(), languagesOf(userLocales()), readRegularFile));
     line_ = checked(readCommandLine(arguments_));
     redactor_ = Redactor(line_.redact);
     if (line_.textsFile) {
@@ -158,6 +159,10 @@ class Application {
     catalogue_ = readCatalogue(library_->module());
     plan_ = checked(makePlan(line_, catalogue_));
     if (plan_.action == Action::Help) {
+      if (!line_.operands.empty()) {
+        main_->help(explainAll());
+        return ExitCode::Passed;
+      }
       main_->help(library_->module().resource()->getHelpText() + hostOptionsHelp(texts_));
       return ExitCode::Passed;
     }
@@ -186,9 +191,16 @@ class Application {
     }
   }
 
-  static std::string textsFolder() {
-    const std::string folder = programFolder();
-    return folder.empty() ? folder : folder + "/texts";
+  // Those of the user's own stand behind, and win.
+  static std::vector<std::string> textsFolders() {
+    std::vector<std::string> folders;
+    for (const std::string& folder : {programFolder(), userTextsFolder()}) {
+      if (!folder.empty()) {
+        folders.push_back(folders.empty() && folder == programFolder() ? folder + "/texts"
+                                                                       : folder);
+      }
+    }
+    return folders;
   }
 
   void takeSettings() {
@@ -197,6 +209,14 @@ class Application {
     for (const UsageError& notice : settings_.notices) {
       session_.notices.push_back(texts_.say(notice));
     }
+  }
+
+  std::string explainAll() const {
+    std::string text;
+    for (const std::string& word : line_.operands) {
+      text += (text.empty() ? "" : "\n") + checked(explain(word, catalogue_, texts_));
+    }
+    return text;
   }
 
   // Without its folder the program knows no module that it could trust.
@@ -376,8 +396,12 @@ class Application {
     const FindDeviceNames names = [this](const std::string& id) { return namesOf(id); };
     plan_.selection.devices = checked(
         resolveDevices(plan_.selection.names, deviceKeys(manager(), names), resolvedDevicePath));
-    if (count == 0) {
+    if (count == 0 && plan_.action != Action::List) {
       throw Stop{ExitCode::NotPerformed, texts_.say("notice.no_device")};
+    }
+    if (count == 0) {
+      session_.notices.push_back(texts_.say("notice.no_device"));
+      session_.unperformed = true;
     }
     session_.notices.insert(session_.notices.end(), missing.begin(), missing.end());
     takeDevices(manager(), plan_.selection, names, texts_, redactor_, session_);
@@ -441,7 +465,7 @@ class Application {
     judgeDevices(session_);
     session_.finished = Clock::now();
     writeSession(*main_, DocumentKind::List, session_);
-    return session_.healthOutcome();
+    return session_.outcome();
   }
 
   void askDrives() {

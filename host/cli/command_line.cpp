@@ -128,7 +128,7 @@ struct HelpRow {
 };
 
 constexpr HelpRow kHelp[] = {
-    {"-Mstorage, --list", "help.list"},
+    {"--list, or nothing", "help.list"},
     {"-Mstorage --show [device id(s)]", "help.show"},
     {"-Mstorage recover scan|repair|filesystem|filterDevices [device id(s)]", "help.recover"},
     {"-Mstorage smart [device id(s)]", "help.smart"},
@@ -155,14 +155,13 @@ constexpr HelpRow kHelp[] = {
 };
 
 constexpr std::size_t kHelpColumn = 26;
-constexpr std::size_t kHelpWidth = 95;
+constexpr std::size_t kHelpWidth = 79;
 
 class Reader {
  public:
   explicit Reader(const std::vector<std::string>& arguments) : arguments_(arguments) {}
 
   OrUsageError<CommandLine> read() {
-    line_.empty = arguments_.empty();
     bool optionsEnded = false;
     while (next_ < arguments_.size()) {
       const std::string& argument = arguments_[next_++];
@@ -307,7 +306,7 @@ std::string hostOptionsHelp(const Texts& texts) {
   for (const HelpRow& row : kHelp) {
     const std::string text = texts.say(row.key);
     if (row.option.empty()) {
-      out += "\n  " + text + "\n\n";
+      out += "\n" + wrapped("  " + text, kHelpWidth, 2) + "\n\n";
       continue;
     }
     std::string line = "  " + std::string(row.option);
@@ -317,7 +316,9 @@ std::string hostOptionsHelp(const Texts& texts) {
     }
     out += wrapped(padded(line, kHelpColumn) + text, kHelpWidth, kHelpColumn) + "\n";
   }
-  out += "  --help, --version\n\n";
+  out += wrapped(padded("  --help [TOPIC]", kHelpColumn) + texts.say("help.help"), kHelpWidth,
+                 kHelpColumn) +
+         "\n  --version\n\n";
   return out + wrapped(texts.say("help.exit_codes"), kHelpWidth, 0) + "\n";
 }
 

@@ -28,7 +28,6 @@ struct ChosenReport {
 
 /// The arguments, sorted, but not yet checked against what the module offers.
 struct CommandLine {
-  bool empty = false;  ///< there was no argument at all
   bool help = false;
   bool version = false;
   bool list = false;

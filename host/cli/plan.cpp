@@ -36,9 +36,6 @@ class Planner {
       plan_.action = line_.help ? Action::Help : Action::Version;
       return plan_;
     }
-    if (line_.empty) {
-      return UsageError{"usage.nothing_to_do", {}};
-    }
     UsageError error = checkModule();
     if (!error.isSet()) {
       error = readDiagnostics();
@@ -271,9 +268,6 @@ class Planner {
     }
     if (plan_.action == Action::List && !plan_.selection.names.empty()) {
       return {"usage.no_action", {}};
-    }
-    if (plan_.action == Action::List && !line_.list && !line_.module) {
-      return {"usage.nothing_to_do", {}};
     }
     if (line_.compare && !plan_.selection.names.empty() && !areTwoRuns(plan_.selection.names)) {
       return {"usage.compare_takes_runs", {}};

@@ -5,9 +5,11 @@
 
 namespace ostria::host {
 
-/// The user's language as "de", or as "de_DE.UTF-8" when the system has more of it; empty when it
-/// is not known.
-std::string userLocale();
+/// The user's languages in order, such as "de_DE.UTF-8" or "de:fr"; empty when they are not known.
+std::string userLocales();
+
+/// The folder of texts of the user's own; empty when there is none that may be trusted.
+std::string userTextsFolder();
 
 /// Sets a variable of this process, which the module reads. An empty value removes it.
 void setVariable(const std::string& name, const std::string& value);

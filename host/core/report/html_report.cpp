@@ -43,13 +43,13 @@ class Report {
   Report(const Session& session, const Texts& texts) : session_(session), texts_(texts) {}
 
   std::string make() {
-    html_ =
-        "<!doctype html>\n<html lang=\"en\">\n<head><meta charset=\"utf-8\">\n"
-        "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n"
-        "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
-        "style-src 'unsafe-inline'\">\n<title>" +
-        say("report.title") + ", " + htmlEscaped(session_.machine) + "</title>\n<style>" +
-        kReportStyle + "</style></head>\n<body><main>\n";
+    html_ = "<!doctype html>\n<html lang=\"" + say("report.language") +
+            "\">\n<head><meta charset=\"utf-8\">\n"
+            "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n"
+            "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+            "style-src 'unsafe-inline'\">\n<title>" +
+            say("report.title") + ", " + htmlEscaped(session_.machine) + "</title>\n<style>" +
+            kReportStyle + "</style></head>\n<body><main>\n";
     machine();
     for (const DeviceInfo& device : session_.devices) {
       deviceSection(device);
@@ -184,6 +184,9 @@ class Report {
               (run.applicable ? badge(run.outcome, texts_)
                               : badge("not_supported", texts_.say("tool.unsupported"))) +
               "</td><td><strong>" + htmlEscaped(run.test.name) + "</strong>";
+      if (const std::string text = texts_.explanation(run.test.nameKey); !text.empty()) {
+        rows += "<br><span class=\"soft\">" + htmlEscaped(text) + "</span>";
+      }
       for (const auto& [key, value] : run.parameters) {
         rows += "<br><span class=\"soft\">" + htmlEscaped(key + "=" + value) + "</span>";
       }

@@ -1,6 +1,7 @@
 // The JSON document of docs/output.schema.json. Keys stay in the order in which they are written
 // here, and what is no text in a device's text is replaced, never an error.
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -79,6 +80,44 @@ Json propertiesJson(const std::vector<ShownProperty>& properties) {
     list.push_back({{"key", row.key}, {"label", row.label}, {"value", row.value}});
   }
   return list;
+}
+
+// The module has sizes of partitions as text alone, "54.72 MBs" of powers of 1024.
+std::optional<std::uint64_t> bytesOf(const ShownProperty& row) {
+  constexpr std::string_view kUnits[] = {"byte", "KB", "MB", "GB", "TB", "PB"};
+  const std::size_t blank = row.value.find(' ');
+  if ((row.key != "SIZE" && row.key != "USED" && row.key != "FREE") || blank == std::string::npos) {
+    return std::nullopt;
+  }
+  double number = 0;
+  const char* end = row.value.data() + blank;
+  const auto [last, error] = std::from_chars(row.value.data(), end, number);
+  if (error != std::errc() || last != end || number < 0) {
+    return std::nullopt;
+  }
+  double scale = 1;
+  for (const std::string_view unit : kUnits) {
+    if (std::string_view(row.value).substr(blank + 1).starts_with(unit)) {
+      return static_cast<std::uint64_t>(number * scale);
+    }
+    scale *= 1024;
+  }
+  return std::nullopt;
+}
+
+Json partitionJson(const ShownSection& section) {
+  Json json = {{"title", section.title}, {"properties", propertiesJson(section.properties)}};
+  for (const auto& [key, name] :
+       {std::pair{"SIZE", "size_bytes_about"}, std::pair{"USED", "used_bytes_about"},
+        std::pair{"FREE", "free_bytes_about"}}) {
+    json[name] = nullptr;
+    for (const ShownProperty& row : section.properties) {
+      if (row.key == key) {
+        putNumber(json, name, bytesOf(row));
+      }
+    }
+  }
+  return json;
 }
 
 Json smartJson(const std::vector<SmartRow>& rows) {
@@ -197,8 +236,7 @@ Json devicesJson(const Session& session, const Texts& texts, bool details) {
       json["properties"] = propertiesJson(device.properties);
       json["partitions"] = Json::array();
       for (const ShownSection& section : device.sections) {
-        json["partitions"].push_back(
-            {{"title", section.title}, {"properties", propertiesJson(section.properties)}});
+        json["partitions"].push_back(partitionJson(section));
       }
       json["smart_supported"] = device.evidence.smart == DataState::Value;
       json["smart"] = smartJson(device.evidence.rows);
@@ -338,7 +376,7 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
 
 std::string listJson(const Session& session, const Texts& texts) {
   Json json = document("device_list", session);
-  putOutcome(json, session.healthOutcome());
+  putOutcome(json, session.outcome());
   json["devices"] = devicesJson(session, texts, false);
   json["notices"] = session.notices;
   return dumped(json);

@@ -2,30 +2,56 @@
 // touched.
 #include "host/core/run/session_setup.h"
 
+#include <algorithm>
+#include <string_view>
 #include <vector>
 
 #include "host/core/run/describe_device.h"
 
 namespace ostria::host {
 
-std::string languageOf(const std::string& locale) {
-  const std::string language = locale.substr(0, locale.find_first_of("_.@"));
-  // The name becomes part of a path.
-  const bool plain = language.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos;
-  return plain && language != "en" ? language : std::string();
+std::vector<std::string> languagesOf(const std::string& locales) {
+  std::vector<std::string> languages;
+  std::string_view rest = locales;
+  while (!rest.empty()) {
+    const std::string_view locale = rest.substr(0, rest.find(':'));
+    rest.remove_prefix(std::min(rest.size(), locale.size() + 1));
+    const std::string language(locale.substr(0, locale.find_first_of("_.@")));
+    if (language == "en") {
+      break;
+    }
+    // The name becomes part of a path.
+    if (!language.empty() && language.size() <= 8 &&
+        language.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos) {
+      languages.push_back(language);
+    }
+  }
+  return languages;
 }
 
-UsageError addLanguage(Texts& texts, const std::string& folder, const std::string& language,
-                       const FileReader& read) {
-  if (language.empty() || folder.empty()) {
-    return {};
+UsageError addLanguage(Texts& texts, const std::vector<std::string>& folders,
+                       const std::vector<std::string>& languages, const FileReader& read) {
+  for (const std::string& language : languages) {
+    bool found = false;
+    for (const std::string& folder : folders) {
+      const std::string path = folder + "/" + language + ".txt";
+      const auto content = read(path, kTextsDemands);
+      const auto* failed = std::get_if<UsageError>(&content);
+      if (failed != nullptr && failed->key == kFileMissing) {
+        continue;
+      }
+      const UsageError error =
+          failed != nullptr ? *failed : texts.add(std::get<std::string>(content), path);
+      if (error.isSet()) {
+        return error;
+      }
+      found = true;
+    }
+    if (found) {
+      break;
+    }
   }
-  const std::string path = folder + "/" + language + ".txt";
-  const auto content = read(path, kTextsDemands);
-  if (const auto* error = std::get_if<UsageError>(&content)) {
-    return error->key == kFileMissing ? UsageError{} : *error;
-  }
-  return texts.add(std::get<std::string>(content), path);
+  return {};
 }
 
 UsageError addTextFile(Texts& texts, const std::string& path, const FileReader& read) {

@@ -18,12 +18,14 @@
 
 namespace ostria::host {
 
-/// "de" of "de_DE.UTF-8"; nothing for English, which is built in, and for what is no language.
-std::string languageOf(const std::string& locale);
+/// The languages of a list such as "de_AT:en", in order, up to English, which is built in: "de".
+/// What is no language is passed over.
+std::vector<std::string> languagesOf(const std::string& locales);
 
-/// Adds the texts of the language where `folder`/LANGUAGE.txt is there.
-UsageError addLanguage(Texts& texts, const std::string& folder, const std::string& language,
-                       const FileReader& read);
+/// Adds the texts of the first language that one of the folders has a file LANGUAGE.txt for, of
+/// each folder in turn.
+UsageError addLanguage(Texts& texts, const std::vector<std::string>& folders,
+                       const std::vector<std::string>& languages, const FileReader& read);
 
 /// Adds the texts of a file that the user named.
 UsageError addTextFile(Texts& texts, const std::string& path, const FileReader& read);

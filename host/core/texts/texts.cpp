@@ -135,6 +135,16 @@ std::string Texts::text(std::string_view key) const {
   return out;
 }
 
+std::string Texts::explanation(const std::string& nameKey) const {
+  // One test has a longer key for it than for its name.
+  for (const std::string& key : {nameKey + "_TOOLTIP", "EXTENDED_" + nameKey + "_TOOLTIP"}) {
+    if (const std::string* found = find(key)) {
+      return *found;
+    }
+  }
+  return {};
+}
+
 std::string Texts::word(std::string_view token, bool& isKey) const {
   isKey = true;
   std::string tail;

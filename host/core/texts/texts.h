@@ -28,6 +28,8 @@ class Texts {
 
   /// The text of one key of a module; a key without a text is made readable by its own rule.
   std::string text(std::string_view key) const;
+  /// What a test is, by the key of its name; empty when there is no such text.
+  std::string explanation(const std::string& nameKey) const;
   /// A key, or a message that a module put together from keys, numbers and other text; translated
   /// part by part.
   std::string message(std::string_view composed) const;

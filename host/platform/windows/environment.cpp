@@ -11,7 +11,7 @@
 
 namespace ostria::host {
 
-std::string userLocale() {
+std::string userLocales() {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
     const char* value = std::getenv(name);
     if (value != nullptr && *value != '\0') {
@@ -23,6 +23,11 @@ std::string userLocale() {
   std::string locale = units > 0 ? narrowText(name) : std::string();
   std::replace(locale.begin(), locale.end(), '-', '_');
   return locale;
+}
+
+std::string userTextsFolder() {
+  const wchar_t* folder = _wgetenv(L"APPDATA");
+  return folder != nullptr ? narrowText(folder) + "/ostria/texts" : std::string();
 }
 
 void setVariable(const std::string& name, const std::string& value) {

@@ -84,7 +84,6 @@ TEST(PlanTest, PlansAreWhatTheArgumentsSay) {
 TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
   const Texts texts;
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
-      {{}, "Nothing to do"},
       {{"-Mdisplay"}, "Unknown module \"display\". The module is \"storage\"."},
       {{"-Mstorage", "-X"}, "Unknown option: -X. See --help."},
       {{"-Mstorage", "--quik"}, "Unknown option: --quik."},

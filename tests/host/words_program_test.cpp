@@ -1,0 +1,220 @@
+// The program's words from the outside: what it explains, and in which language.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
+#include "tests/host/program.h"
+#include "tests/host/schema_check.h"
+#include "tests/support/source_folder.h"
+
+namespace ostria::host::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+std::map<std::string, std::string> textsOf(const std::string& language) {
+  std::map<std::string, std::string> rows;
+  std::ifstream file(storage::test::sourceFile("host/core/texts/" + language + ".txt"));
+  for (std::string line; std::getline(file, line);) {
+    const std::size_t tab = line.find('\t');
+    if (!line.empty() && line[0] != '#' && tab != std::string::npos) {
+      rows[line.substr(0, tab)] = line.substr(tab + 1);
+    }
+  }
+  return rows;
+}
+
+// The names in braces, and what stands between them.
+std::set<std::string> pieces(const std::string& text, bool names) {
+  std::set<std::string> out;
+  std::size_t from = 0;
+  for (std::size_t i = 0; i <= text.size(); ++i) {
+    if (i == text.size() || text[i] == '{' || text[i] == '}') {
+      const bool name = i < text.size() && text[i] == '}';
+      if (i > from && name == names) {
+        out.insert(text.substr(from, i - from));
+      }
+      from = i + 1;
+    }
+  }
+  return out;
+}
+
+class Locale {
+ public:
+  explicit Locale(const std::map<std::string, std::string>& variables) {
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
+      const char* value = getenv(name);
+      before_[name] = value != nullptr ? value : "";
+      unsetenv(name);
+    }
+    for (const auto& [name, value] : variables) {
+      setenv(name.c_str(), value.c_str(), 1);
+    }
+  }
+  ~Locale() {
+    for (const auto& [name, value] : before_) {
+      unsetenv(name.c_str());
+      if (!value.empty()) {
+        setenv(name.c_str(), value.c_str(), 1);
+      }
+    }
+  }
+  Locale(const Locale&) = delete;
+  Locale& operator=(const Locale&) = delete;
+
+ private:
+  std::map<std::string, std::string> before_;
+};
+
+struct Ended {
+  int code;
+  std::string output;
+  std::string errors;
+};
+
+Ended run(const std::vector<std::string>& arguments) {
+  Program program(OSTRIA_BIN_DIR, arguments);
+  const int code = program.finish();
+  return {code, program.output, program.errors};
+}
+
+TEST(WordsTest, GermanHasEveryTextWithTheSameNames) {
+  const auto english = textsOf("en");
+  const auto german = textsOf("de");
+  ASSERT_GT(english.size(), 400u);
+  for (const auto& [key, text] : english) {
+    ASSERT_EQ(german.count(key), 1u) << key << " is missing in host/core/texts/de.txt";
+    EXPECT_EQ(pieces(text, true), pieces(german.at(key), true)) << key;
+  }
+  EXPECT_EQ(german.size(), english.size());
+}
+
+TEST(WordsTest, GermanReportHasNoEnglishSentence) {
+  const Locale locale(std::map<std::string, std::string>{{"LC_ALL", "de_DE.UTF-8"}});
+  const std::string path = testing::TempDir() + "german.html";
+  const Ended ended =
+      run({"--virtual=" + storage::test::sourceFile("tests/host/report_machine.json"), "-Q",
+           "-En(ERROR_LIMIT=0)", "--report", path, "--assume=no"});
+  EXPECT_EQ(ended.code, 1) << ended.errors;
+  std::ostringstream content;
+  content << std::ifstream(path).rdbuf();
+  std::filesystem::remove(path);
+  const std::string html = content.str();
+  EXPECT_THAT(html, HasSubstr("<html lang=\"de\">"));
+  EXPECT_THAT(html, HasSubstr("Das Laufwerk sagt keinen Ausfall voraus"));
+  const auto german = textsOf("de");
+  for (const auto& [key, text] : textsOf("en")) {
+    for (const std::string& piece : pieces(text, false)) {
+      const bool sentence = piece.size() >= 12 && piece.find(' ', 1) < piece.size() - 1;
+      if (sentence && german.at(key).find(piece) == std::string::npos) {
+        EXPECT_THAT(html, Not(HasSubstr(piece))) << key;
+        EXPECT_THAT(ended.output, Not(HasSubstr(piece))) << key;
+      }
+    }
+  }
+}
+
+TEST(WordsTest, LanguageIsThatOfTheEnvironment) {
+  const std::vector<std::pair<std::map<std::string, std::string>, bool>> rows = {
+      {{}, false},
+      {{{"LANG", "de_AT.UTF-8"}}, true},
+      {{{"LC_MESSAGES", "de"}, {"LANG", "en_US"}}, true},
+      {{{"LC_ALL", "en_GB"}, {"LANG", "de_DE"}}, false},
+      {{{"LANG", "fr_FR"}, {"LANGUAGE", "tlh:de:en"}}, true},
+      {{{"LANG", "de_DE"}, {"LANGUAGE", "en:de"}}, false},
+      {{{"LC_ALL", "C"}, {"LANGUAGE", "de"}}, false},
+      {{{"LC_ALL", "../../de"}}, false},
+  };
+  for (const auto& [variables, german] : rows) {
+    const Locale locale(variables);
+    const Ended ended = run({"--virtual", "-Qz"});
+    EXPECT_EQ(ended.code, 2);
+    EXPECT_THAT(ended.errors, HasSubstr(german ? "hat keinen Test" : "has no test"));
+  }
+}
+
+TEST(WordsTest, TopicsAreExplained) {
+  const std::vector<std::pair<std::string, std::vector<const char*>>> rows = {
+      {"m", {"SMART Status Test (-Qm, --quick=smart-status)", "a few seconds", "Writes nothing."}},
+      {"random-seek", {"-Qr", "-Er"}},
+      {"linear-read-test",
+       {"START_RANGE: 0 to 99, default 0.", "COVERAGE_AREA: 1 to 100", "ERROR_LIMIT: 0 to 100"}},
+      {"w", {"Writes to the volumes", "free space"}},
+      {"repair", {"recover repair", "content is lost"}},
+      {"recover", {"recover scan", "recover filterDevices"}},
+      {"smart", {"health log"}},
+      {"settings", {"SEC_NUM", "WHOLE_DISK_READ"}},
+      {"tests", {"only with setting ENABLE_SMART_HEALTH_TEST=1", "SMART Conveyance"}},
+  };
+  const Locale locale(std::map<std::string, std::string>{});
+  for (const auto& [word, parts] : rows) {
+    const Ended ended = run({"--virtual", "--help", word});
+    EXPECT_EQ(ended.code, 0) << word;
+    for (const char* part : parts) {
+      EXPECT_THAT(ended.output, HasSubstr(part));
+    }
+  }
+  const Ended unknown = run({"--virtual", "--help", "x"});
+  EXPECT_EQ(unknown.code, 2);
+  EXPECT_THAT(unknown.errors, HasSubstr("no help on \"x\""));
+}
+
+// The man page and the completions know every test and every option of the help.
+TEST(WordsTest, ManPageAndCompletionsKnowWhatTheHelpKnows) {
+  const Locale locale(std::map<std::string, std::string>{});
+  std::set<std::string> words;
+  std::istringstream lines(run({"--virtual", "--help"}).output);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind('\t', 0) == 0 && line.find(", ") == 2) {
+      words.insert(line.substr(4, line.find(' ', 4) - 4));
+    } else if (line.rfind("  --", 0) == 0) {
+      words.insert(line.substr(2, line.find_first_of(" =[,", 2) - 2));
+    }
+  }
+  EXPECT_GT(words.size(), 35u);
+  for (const char* name :
+       {"man/OstriaDiagnosticsCLI.8", "completion/OstriaDiagnosticsCLI.bash",
+        "completion/OstriaDiagnosticsCLI.fish", "completion/_OstriaDiagnosticsCLI"}) {
+    std::ostringstream content;
+    content << std::ifstream(storage::test::sourceFile("host/cli/" + std::string(name))).rdbuf();
+    std::string text = content.str();
+    std::erase(text, '\\');
+    const bool fish = std::string(name).ends_with("fish");
+    for (const std::string& word : words) {
+      EXPECT_THAT(text, HasSubstr(fish && word.starts_with("--") ? "-l " + word.substr(2) : word))
+          << name;
+    }
+  }
+}
+
+TEST(WordsTest, AloneTheProgramListsAndAnEmptyListIsAList) {
+  const Ended alone = run({"--virtual"});
+  EXPECT_EQ(alone.code, 1);
+  EXPECT_THAT(alone.output, HasSubstr("VIRTUAL"));
+  const std::string path = testing::TempDir() + "no_drives.json";
+  std::ofstream(path) << R"({"format": 1, "drives": []})";
+  const Ended empty = run({"--virtual=" + path, "--json"});
+  std::filesystem::remove(path);
+  EXPECT_EQ(empty.code, 3);
+  const json list = json::parse(empty.output, nullptr, false);
+  EXPECT_EQ(schemaComplaint(list), "");
+  EXPECT_EQ(list.at("kind"), "device_list");
+  EXPECT_EQ(list.at("devices"), json::array());
+  EXPECT_EQ(list.at("exit_code"), 3);
+  const json shown = json::parse(run({"--virtual", "--show", "0", "--json"}).output);
+  const json& partition = shown.at("devices").at(0).at("partitions").at(0);
+  EXPECT_EQ(partition.at("size_bytes_about"), 104857600);
+  EXPECT_EQ(partition.at("free_bytes_about"), nullptr);
+}
+
+}  // namespace
+}  // namespace ostria::host::test
