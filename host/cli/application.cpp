@@ -401,7 +401,6 @@ class Application {
     }
     if (count == 0) {
       session_.notices.push_back(texts_.say("notice.no_device"));
-      session_.unperformed = true;
     }
     session_.notices.insert(session_.notices.end(), missing.begin(), missing.end());
     takeDevices(manager(), plan_.selection, names, texts_, redactor_, session_);
@@ -465,7 +464,7 @@ class Application {
     judgeDevices(session_);
     session_.finished = Clock::now();
     writeSession(*main_, DocumentKind::List, session_);
-    return session_.outcome();
+    return session_.healthOutcome();
   }
 
   void askDrives() {

@@ -1,6 +1,8 @@
 // The list of tests behind an option, with the parameters of each in round brackets.
 #include "host/cli/chosen_tests.h"
 
+#include <algorithm>
+
 namespace ostria::host {
 namespace {
 
@@ -70,6 +72,21 @@ OrUsageError<std::vector<TestListEntry>> readTestList(std::string_view text) {
     }
     rest.remove_prefix(1);
   }
+}
+
+bool isNamedAsInHelp(const Catalogue& catalogue, const CatalogueTest& test, std::string_view name) {
+  std::string own = test.longName;
+  std::replace(own.begin(), own.end(), '_', '-');
+  if (test.shortName.empty() || own.find(name) == std::string::npos) {
+    return false;
+  }
+  const auto isTwin = [&](const CatalogueTest& other) {
+    return other.shortName == test.shortName && other.longName == name;
+  };
+  return std::any_of(catalogue.diagnostics.begin(), catalogue.diagnostics.end(),
+                     [&](const CatalogueDiagnostic& other) {
+                       return std::any_of(other.tests.begin(), other.tests.end(), isTwin);
+                     });
 }
 
 }  // namespace ostria::host

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/cli/chosen_tests.h"
 #include "host/core/report/plain_text.h"
 #include "ostria/storage/test_ids.h"
 
@@ -121,7 +122,8 @@ OrUsageError<std::string> explain(const std::string& word, const Catalogue& cata
   for (const CatalogueDiagnostic& diagnostic : catalogue.diagnostics) {
     for (const CatalogueTest& test : diagnostic.tests) {
       const bool named =
-          !test.shortName.empty() && (word == test.shortName || word == test.longName);
+          !test.shortName.empty() && (word == test.shortName || word == test.longName ||
+                                      isNamedAsInHelp(catalogue, test, word));
       if (named || word == "tests") {
         out += (out.empty() ? "" : "\n") + testText(diagnostic, test, texts);
       }

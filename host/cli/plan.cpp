@@ -107,7 +107,7 @@ class Planner {
     for (TestListEntry& entry : std::get<std::vector<TestListEntry>>(entries)) {
       const auto& tests = catalogue_.diagnostics[diagnostic].tests;
       const auto found = std::find_if(tests.begin(), tests.end(), [&](const CatalogueTest& test) {
-        return isNamed(test, entry.name) || isNamedAsInHelp(test, entry.name);
+        return isNamed(test, entry.name) || isNamedAsInHelp(catalogue_, test, entry.name);
       });
       if (found == tests.end()) {
         return unknownTest(option, entry.name);
@@ -122,24 +122,6 @@ class Planner {
       plan_.selection.tests.push_back({diagnostic, t, true, std::move(entry.parameters)});
     }
     return {};
-  }
-
-  // The module's help prints the seek tests of both diagnostics by one name ("random-seek"), its
-  // table has a longer one for the second ("extended-random_seek-test"). A test is also known by
-  // the name of the test of the same letter in another diagnostic, if its own name holds that.
-  bool isNamedAsInHelp(const CatalogueTest& test, std::string_view name) const {
-    std::string own = test.longName;
-    std::replace(own.begin(), own.end(), '_', '-');
-    if (test.shortName.empty() || own.find(name) == std::string::npos) {
-      return false;
-    }
-    const auto isTwin = [&](const CatalogueTest& other) {
-      return other.shortName == test.shortName && other.longName == name;
-    };
-    return std::any_of(catalogue_.diagnostics.begin(), catalogue_.diagnostics.end(),
-                       [&](const CatalogueDiagnostic& other) {
-                         return std::any_of(other.tests.begin(), other.tests.end(), isTwin);
-                       });
   }
 
   bool isChosen(std::size_t diagnostic, std::size_t test) const {

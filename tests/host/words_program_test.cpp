@@ -149,7 +149,7 @@ TEST(WordsTest, TopicsAreExplained) {
       {"linear-read-test",
        {"START_RANGE: 0 to 99, default 0.", "COVERAGE_AREA: 1 to 100", "ERROR_LIMIT: 0 to 100"}},
       {"w", {"Writes to the volumes", "free space"}},
-      {"repair", {"recover repair", "content is lost"}},
+      {"repair", {"recover repair", "cannot be read"}},
       {"recover", {"recover scan", "recover filterDevices"}},
       {"smart", {"health log"}},
       {"settings", {"SEC_NUM", "WHOLE_DISK_READ"}},

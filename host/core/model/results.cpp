@@ -33,6 +33,9 @@ bool Session::wasLookedAt(std::uint32_t device) const {
 }
 
 ExitCode Session::healthOutcome() const {
+  if (devices.empty()) {
+    return ExitCode::NotPerformed;
+  }
   ExitCode worst = ExitCode::Passed;
   for (const DeviceInfo& row : devices) {
     worst = worse(worst, exitCodeOf(row.health.verdict));

@@ -99,7 +99,7 @@ struct Session {
 
   /// The worst outcome of a run and of the verdicts on its drives; `NotPerformed` when nothing ran.
   ExitCode outcome() const;
-  /// The worst of the verdicts alone, for what runs nothing.
+  /// The worst of the verdicts alone, for what runs nothing; `NotPerformed` without a drive.
   ExitCode healthOutcome() const;
   const DeviceInfo* device(std::uint32_t index) const;
 

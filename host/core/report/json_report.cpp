@@ -376,7 +376,7 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
 
 std::string listJson(const Session& session, const Texts& texts) {
   Json json = document("device_list", session);
-  putOutcome(json, session.outcome());
+  putOutcome(json, session.healthOutcome());
   json["devices"] = devicesJson(session, texts, false);
   json["notices"] = session.notices;
   return dumped(json);
