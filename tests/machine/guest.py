@@ -10,7 +10,7 @@ from bench import Bench
 
 GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "protocols", "reading", "medium", "ata", "rights", "answer"]
 # Run only when named: they take longer than all others together.
-LONG_GROUPS = ["repair", "pull"]
+LONG_GROUPS = ["repair", "pull", "hardship"]
 
 
 def main():
