@@ -22,6 +22,7 @@ class Drive:
 
 class Bench:
     def __init__(self, settings):
+        self.settings = settings
         self.bin = settings["bin"]
         self._results = open("/run/bench/results.jsonl", "a", encoding="utf-8")
 
