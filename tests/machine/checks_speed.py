@@ -3,7 +3,6 @@ slow: the figures go to `benchmarks/run`, which prints them."""
 
 import json
 import os
-import re
 import statistics
 import subprocess
 import time

@@ -16,7 +16,7 @@ namespace ostria::host {
 namespace {
 
 constexpr std::int64_t kVersion = 1;
-constexpr std::uint64_t kMostOldBytes = 64 * kMebibyte;
+constexpr std::uint64_t kMostLegacyBytes = 64 * kMebibyte;
 
 constexpr const char* kTables =
     "CREATE TABLE runs (run INTEGER PRIMARY KEY AUTOINCREMENT, started TEXT NOT NULL,"
@@ -236,7 +236,7 @@ class SqliteHistory final : public History {
       return false;
     }
     const auto old =
-        readRegularFile(stateFolder() + "/ostria/results.jsonl", {kMostOldBytes, true});
+        readRegularFile(stateFolder() + "/ostria/results.jsonl", {kMostLegacyBytes, true});
     bool good = true;
     if (const auto* text = std::get_if<std::string>(&old)) {
       for (KeptRun& run : runsOfLines(*text)) {

@@ -85,7 +85,7 @@ TEST_F(WinStorageScannerTest, DisksAreClassified) {
   EXPECT_EQ(kind, StorageBusKind::Unknown);
 }
 
-TEST_F(WinStorageScannerTest, WhatTheSystemShowsAsRaidIsToldApart) {
+TEST_F(WinStorageScannerTest, WhatTheSystemShowsAsRaidIsDistinguished) {
   constexpr auto kRaid = StorageBusKind::Raid;
   constexpr auto kNvme = StorageBusKind::Nvme;
   constexpr auto kAta = StorageBusKind::Ata;
