@@ -153,7 +153,8 @@ int main(int count, char** words) {
     std::perror(words[2]);
     return 1;
   }
-  const bool good = seeks ? seek(device, *first) : firstBlock(device, *first, *second);
+  const bool good = seeks ? seek(device, first.value_or(0))
+                          : firstBlock(device, first.value_or(0), second.value_or(0));
   if (!good) {
     std::fprintf(stderr, "%s: a read failed\n", words[2]);
   }
