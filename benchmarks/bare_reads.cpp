@@ -33,13 +33,15 @@ Buffer makeBuffer(std::size_t bytes) {
   return Buffer(static_cast<std::uint8_t*>(std::aligned_alloc(kAlignment, rounded)));
 }
 
-std::optional<std::uint64_t> numberIn(std::string_view text) {
-  std::uint64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) {
-    return std::nullopt;
+/// Nothing when the text is no number, or is none at all.
+std::optional<std::uint64_t> numberIn(const char* text) {
+  std::optional<std::uint64_t> number(0);
+  const std::string_view digits = text == nullptr ? "" : text;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), *number);
+  if (error != std::errc() || end != digits.data() + digits.size()) {
+    number.reset();
   }
-  return value;
+  return number;
 }
 
 /// READ CAPACITY(10): the last sector, or nothing for a disk of other sectors than 512 bytes.
@@ -137,8 +139,8 @@ int main(int count, char** words) {
     const auto times = numberIn(words[3]);
     return *bytes != 0 && *bytes <= 1u << 30 && times && copy(*bytes, *times) ? 0 : 1;
   }
-  const auto first = count > 3 ? numberIn(words[3]) : std::nullopt;
-  const auto second = count > 4 ? numberIn(words[4]) : std::nullopt;
+  const auto first = numberIn(count > 3 ? words[3] : nullptr);
+  const auto second = numberIn(count > 4 ? words[4] : nullptr);
   const bool seeks = what == "seek" && count == 4 && first;
   const bool blocks = what == "block" && count == 5 && first && *first <= 1u << 30 && second;
   if (!seeks && !blocks) {

@@ -239,7 +239,7 @@ void TextReport::end() {
   }
   if (kind_ == DocumentKind::List) {
     const std::vector<DeviceInfo> devices = shown(session_->devices);
-    if (!quiet_ || !devices.empty()) {
+    if (!devices.empty()) {
       output_.write(listText(devices, style_));
     }
   }
