@@ -8,7 +8,9 @@ set(ostria_folder ${CMAKE_INSTALL_LIBDIR}/ostria)
 install(TARGETS OstriaDiagnosticsCLI RUNTIME DESTINATION ${ostria_folder} COMPONENT runtime)
 install(TARGETS module_storage module_storage_virtual OstriaDiagnosticsDriverService
         LIBRARY DESTINATION ${ostria_folder} COMPONENT runtime)
-install(FILES host/core/texts/en.txt host/core/texts/de.txt DESTINATION ${ostria_folder}/texts COMPONENT runtime)
+# Every language: one more is one more file.
+install(DIRECTORY host/core/texts/ DESTINATION ${ostria_folder}/texts COMPONENT runtime
+        FILES_MATCHING PATTERN "*.txt")
 install(CODE "
   set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
   file(RELATIVE_PATH target \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\"
