@@ -64,6 +64,16 @@ class VolumesOffline {
   StorageComponent& component_;
 };
 
+// A user may force a repair below a volume that stays mounted. Swap, arrays, and whoever else has a
+// claim on the disk are never overruled.
+bool areMountedVolumes(StorageComponent& component, const std::vector<std::string>& users) {
+  const auto use = findDiskUse(component.storageProtocol()->GetDeviceHandle());
+  return use && use->users.empty() &&
+         std::all_of(users.begin(), users.end(), [&](const std::string& user) {
+           return std::find(use->volumes.begin(), use->volumes.end(), user) != use->volumes.end();
+         });
+}
+
 }  // namespace
 
 RecoverBadSectors::RecoverBadSectors(const Identifier& id)
@@ -300,7 +310,8 @@ ToolStatus RecoverBadSectors::repairOffline(StorageComponent& component,
   ToolStatus status = ToolStatus::CouldNotRun;
   const std::vector<std::string> users = offline.take();
   const auto* const forced = getParameter("ForceMounted");
-  if (users.empty() || (forced != nullptr && !forced->empty() && forced->front() == "T")) {
+  const bool isForced = forced != nullptr && !forced->empty() && forced->front() == "T";
+  if (users.empty() || (isForced && areMountedVolumes(component, users))) {
     executed_ = true;
     try {
       status = currentOperation_->execute(item, 0);

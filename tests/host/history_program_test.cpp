@@ -92,7 +92,8 @@ TEST_F(KeptRunsTest, WhatChangedSinceTheLastKeptRunIsShown) {
   const json all = document({"--history"});
   EXPECT_GE(all.at("records").size(), 3u);
   EXPECT_EQ(all.at("records").at(0).at("virtual"), true);
-  for (const json& record : document({"--history", "FLASH-0002"}).at("records")) {
+  const json flash = document({"--history", "FLASH-0002"});
+  for (const json& record : flash.at("records")) {
     EXPECT_EQ(record.at("serial"), "FLASH-0002");
   }
   EXPECT_EQ(document({"--history", "--since", "2100"}).at("records"), json::array());
