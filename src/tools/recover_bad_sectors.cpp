@@ -2,6 +2,8 @@
 // the host. Whatever fails costs one device or partition only.
 #include "tools/recover_bad_sectors.h"
 
+#include "inventory/disk_use.h"
+#include "inventory/storage_component.h"
 #include "tools/check_filesystem_operation.h"
 #include "tools/scan_and_fix_tool.h"
 #include "tools/scan_tool.h"
