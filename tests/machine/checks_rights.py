@@ -84,6 +84,8 @@ def journal(bench, index):
 
 def run(bench):
     named(bench)
+    # Other checks leave it loaded, with its disk pulled out.
+    bench.run("rmmod", "scsi_debug")
     if not bench.modprobe("scsi_debug", "dev_size_mb=64", "opts=2", f"medium_error_start={FIRST}", f"medium_error_count={COUNT}"):
         bench.skip("rights: a disk with bad sectors", "this kernel has no scsi_debug")
         return
