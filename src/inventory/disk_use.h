@@ -37,4 +37,8 @@ std::optional<DiskUse> findDiskUse(DeviceHandle disk);
 std::unique_ptr<DiskClaim> claimDisk(DeviceHandle disk, const std::vector<DeviceHandle>& held,
                                      std::string* user);
 
+/// Keeps other repairs away from a disk whose volumes stay mounted, where the system has a way to.
+/// @return null when another repair, or another program, has the disk locked
+std::unique_ptr<DiskClaim> lockDisk(DeviceHandle disk);
+
 }  // namespace ostria::storage

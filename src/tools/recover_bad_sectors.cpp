@@ -66,14 +66,16 @@ class VolumesOffline {
   StorageComponent& component_;
 };
 
-// A user may force a repair below a volume that stays mounted. Swap, arrays, and whoever else has a
-// claim on the disk are never overruled.
-bool areMountedVolumes(StorageComponent& component, const std::vector<std::string>& users) {
-  const auto use = findDiskUse(component.storageProtocol()->GetDeviceHandle());
-  return use && use->users.empty() &&
-         std::all_of(users.begin(), users.end(), [&](const std::string& user) {
-           return std::find(use->volumes.begin(), use->volumes.end(), user) != use->volumes.end();
-         });
+// A user may force a repair below volumes that stay mounted. Swap, arrays, other repairs, and
+// whoever else has a claim on the disk are never overruled.
+std::unique_ptr<DiskClaim> lockBelow(DeviceHandle disk, const std::vector<std::string>& users) {
+  const auto use = findDiskUse(disk);
+  const auto staysMounted = [&](const std::string& user) {
+    return std::find(use->volumes.begin(), use->volumes.end(), user) != use->volumes.end();
+  };
+  return use && use->users.empty() && std::all_of(users.begin(), users.end(), staysMounted)
+             ? lockDisk(disk)
+             : nullptr;
 }
 
 }  // namespace
@@ -313,7 +315,10 @@ ToolStatus RecoverBadSectors::repairOffline(StorageComponent& component,
   const std::vector<std::string> users = offline.take();
   const auto* const forced = getParameter("ForceMounted");
   const bool isForced = forced != nullptr && !forced->empty() && forced->front() == "T";
-  if (users.empty() || (isForced && areMountedVolumes(component, users))) {
+  const std::unique_ptr<DiskClaim> lock =
+      !users.empty() && isForced ? lockBelow(component.storageProtocol()->GetDeviceHandle(), users)
+                                 : nullptr;
+  if (users.empty() || lock != nullptr) {
     executed_ = true;
     try {
       status = currentOperation_->execute(item, 0);

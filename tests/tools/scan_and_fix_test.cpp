@@ -455,6 +455,13 @@ TEST(RepairTest, SectorsThatStayBadAreReported) {
   EXPECT_TRUE(inUse.found().empty());
   EXPECT_EQ(inUse.medium().healedSectors(), 0u);
   EXPECT_TRUE(inUse.tool.getParameter("Message")->empty());
+
+  // Forced, it is repaired below the volume, which is named all the same.
+  inUse.tool.setParameter("ForceMounted", {"T"});
+  EXPECT_EQ(inUse.run("repair")[3],
+            "OnDeviceFinish 0|10 :Unable to unmount all partitions of the device|D:\\");
+  EXPECT_EQ(*inUse.tool.getParameter("RepairedSectorsList"), Lines{"100"});
+  EXPECT_TRUE(inUse.pc.pc().volume('D')->mounted());
 }
 
 TEST(RepairTest, AVolumeThatWasMountedSinceTheScanGoesOffLineToo) {

@@ -343,6 +343,13 @@ std::unique_ptr<DiskClaim> claimDisk(DeviceHandle disk, const std::vector<Device
   return claim;
 }
 
+std::unique_ptr<DiskClaim> lockDisk(DeviceHandle disk) {
+  const auto number = numberOfOpenDisk(disk);
+  const auto found = number ? SysfsTree().disk(*number) : std::nullopt;
+  auto claim = std::make_unique<LinuxDiskClaim>();
+  return found && claim->lock(found->node, found->number) ? std::move(claim) : nullptr;
+}
+
 bool diskHolds(DeviceHandle disk, const std::string& node) {
   const auto number = numberOfOpenDisk(disk);
   const std::string path = number ? sysfsPathOf(*number, "") : "";

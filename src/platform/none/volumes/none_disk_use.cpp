@@ -11,4 +11,6 @@ std::unique_ptr<DiskClaim> claimDisk(DeviceHandle, const std::vector<DeviceHandl
   return nullptr;
 }
 
+std::unique_ptr<DiskClaim> lockDisk(DeviceHandle) { return nullptr; }
+
 }  // namespace ostria::storage

@@ -27,4 +27,6 @@ std::unique_ptr<DiskClaim> claimDisk(DeviceHandle, const std::vector<DeviceHandl
   return std::make_unique<DiskClaim>();
 }
 
+std::unique_ptr<DiskClaim> lockDisk(DeviceHandle) { return std::make_unique<DiskClaim>(); }
+
 }  // namespace ostria::storage
