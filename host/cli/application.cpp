@@ -9,16 +9,19 @@
 
 #include "host/cli/command_line.h"
 #include "host/cli/explain.h"
+#include "host/cli/installed_files.h"
+#include "host/cli/kept_results.h"
 #include "host/cli/machine_file.h"
 #include "host/cli/plan.h"
 #include "host/cli/progress_line.h"
 #include "host/cli/questions.h"
 #include "host/cli/rights_notices.h"
+#include "host/cli/run_files.h"
+#include "host/cli/stop.h"
 #include "host/cli/text_report.h"
-#include "host/core/report/kept_run.h"
 #include "host/core/report/plain_text.h"
+#include "host/core/run/ask_drives.h"
 #include "host/core/run/collect_health.h"
-#include "host/core/run/describe_device.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_tests.h"
 #include "host/core/run/run_tool.h"
@@ -32,8 +35,6 @@
 #include "host/platform/files.h"
 #include "host/platform/journal.h"
 #include "host/platform/module_library.h"
-#include "host/platform/program_files.h"
-#include "host/platform/result_store.h"
 #include "host/platform/rights.h"
 #include "host/platform/volume_users.h"
 
@@ -45,29 +46,6 @@ constexpr const char* kProgramVersion = OSTRIA_HOST_VERSION;
 constexpr const char* kMachineVariable = "OSTRIA_VIRTUAL_PC";
 // With it the module itself writes nothing, whatever this program asks of it.
 constexpr const char* kReadOnlyVariable = "OSTRIA_READ_ONLY";
-
-// An end of the program with one sentence.
-struct Stop {
-  ExitCode code;
-  std::string sentence;
-};
-
-// One sector a line, as other programs take them. With several drives a line that begins with "#"
-// says whose they are.
-std::string badSectorLines(const Session& session) {
-  std::string lines;
-  for (const ToolRun& run : session.tools) {
-    const DeviceInfo* device = session.device(run.device);
-    if (session.tools.size() > 1 && device != nullptr) {
-      lines += "# " + std::to_string(run.device) + " " + harmless(device->name) + " " +
-               harmless(device->serial) + "\n";
-    }
-    for (const std::uint64_t sector : run.badSectors) {
-      lines += std::to_string(sector) + "\n";
-    }
-  }
-  return lines;
-}
 
 class Application {
  public:
@@ -159,21 +137,21 @@ class Application {
     catalogue_ = readCatalogue(library_->module());
     plan_ = checked(makePlan(line_, catalogue_));
     if (plan_.action == Action::Help) {
-      if (!line_.operands.empty()) {
-        main_->help(explainAll());
-        return ExitCode::Passed;
-      }
-      main_->help(library_->module().resource()->getHelpText() + hostOptionsHelp(texts_));
+      main_->help(line_.operands.empty()
+                      ? library_->module().resource()->getHelpText() + hostOptionsHelp(texts_)
+                      : checked(explain(line_.operands, catalogue_, texts_)));
       return ExitCode::Passed;
     }
     if (plan_.action == Action::History) {
-      return showHistory();
+      main_->history(kept_.records({plan_.selection.names, line_.historyTest, line_.historySince}));
+      return ExitCode::Passed;
     }
     if (plan_.action == Action::Compare) {
-      return showComparison();
+      main_->comparison(kept_.comparison(plan_.selection.names));
+      return ExitCode::Passed;
     }
     takeSettings();
-    prepareReportFiles();
+    check(files_.prepare(line_));
     if (line_.quiet) {
       main_->setQuiet();
     }
@@ -191,18 +169,6 @@ class Application {
     }
   }
 
-  // Those of the user's own stand behind, and win.
-  static std::vector<std::string> textsFolders() {
-    std::vector<std::string> folders;
-    for (const std::string& folder : {programFolder(), userTextsFolder()}) {
-      if (!folder.empty()) {
-        folders.push_back(folders.empty() && folder == programFolder() ? folder + "/texts"
-                                                                       : folder);
-      }
-    }
-    return folders;
-  }
-
   void takeSettings() {
     settings_ = checked(readSettings(line_.configFile, line_.settings, readRegularFile));
     check(applySettings(catalogue_, settings_));
@@ -211,21 +177,12 @@ class Application {
     }
   }
 
-  std::string explainAll() const {
-    std::string text;
-    for (const std::string& word : line_.operands) {
-      text += (text.empty() ? "" : "\n") + checked(explain(word, catalogue_, texts_));
-    }
-    return text;
-  }
-
-  // Without its folder the program knows no module that it could trust.
-  std::string modulePath() const {
-    if (programFolder().empty()) {
+  std::string trustedModulePath() const {
+    std::string path = modulePath(line_.virtualPc);
+    if (path.empty()) {
       throw Stop{ExitCode::CouldNotStart, texts_.say("module.no_folder")};
     }
-    return programFolder() + "/" +
-           libraryFileName(line_.virtualPc ? "module_storage_virtual" : "module_storage");
+    return path;
   }
 
   void loadModule() {
@@ -238,11 +195,11 @@ class Application {
       machine_ = checked(readMachineFile(*line_.machineFile));
       setVariable(kMachineVariable, *line_.machineFile);
     }
-    library_ = checked(ModuleLibrary::load(modulePath()), ExitCode::CouldNotStart);
+    library_ = checked(ModuleLibrary::load(trustedModulePath()), ExitCode::CouldNotStart);
   }
 
   ExitCode printVersion() {
-    const auto library = ModuleLibrary::load(modulePath());
+    const auto library = ModuleLibrary::load(trustedModulePath());
     if (const auto* error = std::get_if<UsageError>(&library)) {
       main_->version(kProgramVersion, {}, texts_.say(*error));
     } else {
@@ -252,125 +209,10 @@ class Application {
     return ExitCode::Passed;
   }
 
-  std::vector<KeptRun> keptRuns() {
-    std::vector<KeptRun> runs = checked(history_->read(), ExitCode::CouldNotStart);
-    for (const KeptRun& run : runs) {
-      for (const KeptDrive& drive : run.drives) {
-        redactor_.addSecret(drive.serial);
-      }
-    }
-    return runs;
-  }
-
-  void hideSecrets(std::vector<KeptRun>& runs) const {
-    for (KeptRun& run : runs) {
-      for (KeptDrive& drive : run.drives) {
-        drive.serial = redactor_.whole(drive.serial);
-      }
-      for (KeptResult& result : run.results) {
-        result.text = redactor_.text(result.text);
-      }
-    }
-  }
-
-  ExitCode showHistory() {
-    std::vector<KeptRun> runs = keptRuns();
-    std::vector<HistoryRecord> records =
-        chosenRecords(runs, {plan_.selection.names, line_.historyTest, line_.historySince});
-    for (HistoryRecord& record : records) {
-      record.serial = redactor_.whole(record.serial);
-      record.result.text = redactor_.text(record.result.text);
-    }
-    main_->history(records);
-    return ExitCode::Passed;
-  }
-
-  // Two runs by number, without numbers the two newest.
-  ExitCode showComparison() {
-    std::vector<KeptRun> runs = keptRuns();
-    std::vector<std::string> names = plan_.selection.names;
-    if (names.empty()) {
-      if (runs.size() < 2) {
-        throw Stop{ExitCode::NotPerformed, texts_.say("compare.too_few")};
-      }
-      names = {std::to_string(runs[runs.size() - 2].number), std::to_string(runs.back().number)};
-    }
-    std::vector<KeptRun> chosen;
-    for (const std::string& name : names) {
-      const auto found = std::find_if(runs.begin(), runs.end(), [&](const KeptRun& run) {
-        return run.number == std::stoll(name);
-      });
-      if (found == runs.end()) {
-        throw Stop{ExitCode::Usage, texts_.say("usage.no_run", {{"run", name}})};
-      }
-      chosen.push_back(*found);
-    }
-    hideSecrets(chosen);
-    main_->comparison(compareRuns(chosen[0], chosen[1]));
-    return ExitCode::Passed;
-  }
-
-  // A drive that answers is compared with what the newest kept run knew of it. A store that cannot
-  // be read costs no more than this.
-  void compareWithLastTime() {
-    const auto kept = history_->read();
-    const auto* runs = std::get_if<std::vector<KeptRun>>(&kept);
-    if (runs == nullptr) {
-      session_.notices.push_back(texts_.say(std::get<UsageError>(kept)));
-      return;
-    }
-    for (DeviceInfo& device : session_.devices) {
-      storage::SystemComponent* component = manager().component(device.index);
-      if (component == nullptr) {
-        continue;
-      }
-      // The serial number of `device` may be masked.
-      const std::string serial = serialOf(*component);
-      const KeptRun* run = lastRunOf(*runs, device.model, serial, session_.virtualPc);
-      const KeptDrive now{device.index, device.model, serial, {}, {}, {}, {}, numbersOf(device)};
-      if (run == nullptr || now.numbers.empty()) {
-        continue;
-      }
-      for (const KeptDrive& drive : run->drives) {
-        if (drive.model == device.model && drive.serial == serial) {
-          device.sinceLastTime = {run->number, run->started, changesBetween(drive, now)};
-        }
-      }
-    }
-  }
-
-  // A report that cannot be written is better known before a test of two hours.
-  void prepareReportFiles() {
-    for (const ChosenReport& report : line_.reports) {
-      reportFiles_.push_back(checked(WholeFile::prepare(report.file)));
-    }
-    if (line_.sectorsFile) {
-      sectorsFile_ = checked(WholeFile::prepare(*line_.sectorsFile));
-    }
-  }
-
-  // The worse of the outcome and what became of the reports. To be called before the main output
+  // The worse of the outcome and what became of the files. To be called before the main output
   // ends, as a failure is one of its notices.
-  ExitCode writeReports(DocumentKind kind, ExitCode outcome) {
-    for (std::size_t i = 0; i < reportFiles_.size(); ++i) {
-      WholeFile& file = *reportFiles_[i];
-      const auto format =
-          line_.reports[i].format->make([&](std::string_view text) { file.write(text); }, texts_);
-      writeSession(*format, kind, session_);
-      if (!file.keep()) {
-        session_.notices.push_back(
-            texts_.say("file.report_lost", {{"file", line_.reports[i].file}}));
-        outcome = worse(outcome, ExitCode::CouldNotStart);
-      }
-    }
-    if (sectorsFile_ != nullptr) {
-      sectorsFile_->write(badSectorLines(session_));
-      if (!sectorsFile_->keep()) {
-        session_.notices.push_back(texts_.say("file.report_lost", {{"file", *line_.sectorsFile}}));
-        outcome = worse(outcome, ExitCode::CouldNotStart);
-      }
-    }
-    return outcome;
+  ExitCode writeFiles(DocumentKind kind, ExitCode outcome) {
+    return files_.write(kind, session_, texts_) ? outcome : worse(outcome, ExitCode::CouldNotStart);
   }
 
   storage::SystemComponentManager& manager() { return *library_->module().componentManager(); }
@@ -459,65 +301,32 @@ class Application {
     }
   }
 
+  void askForHealth() {
+    askDrives(session_, manager(), texts_, redactor_,
+              [this] { return interrupts_.isAbortRequested(); });
+  }
+
   ExitCode list() {
-    askDrives();
+    askForHealth();
     judgeDevices(session_);
     session_.finished = Clock::now();
     writeSession(*main_, DocumentKind::List, session_);
     return session_.healthOutcome();
   }
 
-  void askDrives() {
-    for (DeviceInfo& device : session_.devices) {
-      storage::SystemComponent* component = manager().component(device.index);
-      // A drive that was lost has cost its time-outs already, and a user who stops is not kept.
-      if (component != nullptr && !interrupts_.isAbortRequested() && !device.evidence.asked &&
-          !wasLost(device.index)) {
-        collectHealth(*component, texts_, redactor_, device);
-      }
-    }
-  }
-
-  bool wasLost(std::uint32_t device) const {
-    const auto lost = [device](const auto& run) { return run.device == device && run.lost; };
-    return std::any_of(session_.tests.begin(), session_.tests.end(), lost) ||
-           std::any_of(session_.tools.begin(), session_.tools.end(), lost);
-  }
-
   ExitCode show() {
-    describeAll();
+    describeDrives(session_, manager(), catalogue_, texts_, redactor_, [this] { stopIfAsked(); });
     judgeDevices(session_);
-    compareWithLastTime();
+    kept_.compareWithLastTime(session_, manager());
     session_.finished = Clock::now();
-    const ExitCode code = writeReports(DocumentKind::Details, session_.healthOutcome());
+    const ExitCode code = writeFiles(DocumentKind::Details, session_.healthOutcome());
     writeSession(*main_, DocumentKind::Details, session_);
     return code;
   }
 
-  void describeAll() {
-    for (DeviceInfo& device : session_.devices) {
-      storage::SystemComponent* component = manager().component(device.index);
-      if (plan_.action == Action::Show) {
-        stopIfAsked();
-      }
-      if (component != nullptr && !wasLost(device.index)) {
-        describeDetails(*component, catalogue_, texts_, redactor_, device);
-      }
-    }
-  }
-
-  ProgressForm progressForm() const {
-    if (jsonProgress_) {
-      return ProgressForm::Json;
-    }
-    if (terminal_.errorControl) {
-      return ProgressForm::Bar;
-    }
-    return line_.quiet ? ProgressForm::None : ProgressForm::Lines;
-  }
-
   ExitCode runSelection() {
-    Progress progress(error_, progressForm(), terminal_.errorWidth, texts_);
+    Progress progress(error_, progressFormOf(jsonProgress_, terminal_.errorControl, line_.quiet),
+                      terminal_.errorWidth, texts_);
     Questions questions(line_.assume, line_.assumeWrite,
                         isConsole(Stream::Input) && terminal_.errorIsTerminal, progress, error_,
                         terminal_.errorWidth, interrupts_, texts_);
@@ -572,27 +381,19 @@ class Application {
   ExitCode finishRun() {
     session_.finished = Clock::now();
     if (!line_.reports.empty() && !interrupts_.isAbortRequested()) {
-      describeAll();
+      describeDrives(session_, manager(), catalogue_, texts_, redactor_, [] {});
     } else if (plan_.selection.operation != "filterDevices") {
-      askDrives();
+      askForHealth();
     }
     judgeDevices(session_);
     ExitCode code = session_.outcome();
     if (line_.record || !line_.reports.empty()) {
-      compareWithLastTime();
+      kept_.compareWithLastTime(session_, manager());
     }
-    if (line_.record) {
-      KeptRun kept = keptRunOf(session_, kProgramVersion, texts_);
-      const UsageError error = history_->add(kept);
-      if (error.isSet()) {
-        code = worse(code, ExitCode::CouldNotStart);
-      }
-      session_.notices.push_back(
-          error.isSet() ? texts_.say(error)
-                        : texts_.say("history.kept", {{"run", std::to_string(kept.number)},
-                                                      {"file", history_->where()}}));
+    if (line_.record && !kept_.keep(session_)) {
+      code = worse(code, ExitCode::CouldNotStart);
     }
-    code = writeReports(DocumentKind::Run, code);
+    code = writeFiles(DocumentKind::Run, code);
     main_->end();
     return code;
   }
@@ -629,9 +430,8 @@ class Application {
   Plan plan_;
   Session session_;
   Settings settings_;
-  std::unique_ptr<WholeFile> sectorsFile_;
-  std::vector<std::unique_ptr<WholeFile>> reportFiles_;  ///< as `line_.reports`
-  std::unique_ptr<History> history_ = resultStore();
+  RunFiles files_;
+  KeptResults kept_{redactor_, texts_};
   std::optional<std::uint32_t> announced_;  ///< device whose heading is out
   MachineFile machine_;
   bool stoppedUnread_ = false;  ///< the run was stopped as nobody reads its results

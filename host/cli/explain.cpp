@@ -114,10 +114,8 @@ std::string testText(const CatalogueDiagnostic& diagnostic, const CatalogueTest&
   return out;
 }
 
-}  // namespace
-
-OrUsageError<std::string> explain(const std::string& word, const Catalogue& catalogue,
-                                  const Texts& texts) {
+/// Empty for a word that means nothing here.
+std::string explainWord(const std::string& word, const Catalogue& catalogue, const Texts& texts) {
   std::string out;
   for (const CatalogueDiagnostic& diagnostic : catalogue.diagnostics) {
     for (const CatalogueTest& test : diagnostic.tests) {
@@ -142,10 +140,22 @@ OrUsageError<std::string> explain(const std::string& word, const Catalogue& cata
       out += paragraph(std::string(setting.key) + ": " + texts.say(setting.text), 2);
     }
   }
-  if (out.empty()) {
-    return UsageError{"usage.unknown_topic", {{"word", word}}};
-  }
   return out;
+}
+
+}  // namespace
+
+OrUsageError<std::string> explain(const std::vector<std::string>& words, const Catalogue& catalogue,
+                                  const Texts& texts) {
+  std::string all;
+  for (const std::string& word : words) {
+    const std::string text = explainWord(word, catalogue, texts);
+    if (text.empty()) {
+      return UsageError{"usage.unknown_topic", {{"word", word}}};
+    }
+    all += (all.empty() ? "" : "\n") + text;
+  }
+  return all;
 }
 
 }  // namespace ostria::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/core/model/module_catalogue.h"
 #include "host/core/texts/texts.h"
@@ -9,9 +10,9 @@
 
 namespace ostria::host {
 
-/// Everything about the tests, tools or settings that a word can mean: a test's letter or long
+/// Everything about the tests, tools or settings that each word can mean: a test's letter or long
 /// name, a tool or its operation, "settings", or "tests" for all tests.
-OrUsageError<std::string> explain(const std::string& word, const Catalogue& catalogue,
+OrUsageError<std::string> explain(const std::vector<std::string>& words, const Catalogue& catalogue,
                                   const Texts& texts);
 
 }  // namespace ostria::host

@@ -43,6 +43,16 @@ std::string lineOf(const nlohmann::json& line) {
 
 }  // namespace
 
+ProgressForm progressFormOf(bool json, bool control, bool quiet) {
+  if (json) {
+    return ProgressForm::Json;
+  }
+  if (control) {
+    return ProgressForm::Bar;
+  }
+  return quiet ? ProgressForm::None : ProgressForm::Lines;
+}
+
 std::string errorLine(const std::string& sentence, ExitCode code) {
   nlohmann::json line = event("error");
   line["text"] = harmless(sentence);

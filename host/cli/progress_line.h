@@ -17,6 +17,9 @@ namespace ostria::host {
 /// How progress is shown.
 enum class ProgressForm { Bar, Lines, Json, None };
 
+/// @param control  whether the terminal of messages takes control sequences
+ProgressForm progressFormOf(bool json, bool control, bool quiet);
+
 /// What a line of progress says.
 struct BarState {
   std::string label;

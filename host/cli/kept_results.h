@@ -1,0 +1,42 @@
+// What of earlier runs the program shows, and what it keeps of this one.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/core/model/history.h"
+#include "host/core/run/redact.h"
+#include "host/core/texts/texts.h"
+#include "ostria/storage/system_component_manager.h"
+
+namespace ostria::host {
+
+/// The store of results behind the program's options. Serial numbers leave it redacted.
+class KeptResults {
+ public:
+  /// @param redactor  learns the serial numbers of the store; it and `texts` outlive the object
+  KeptResults(Redactor& redactor, const Texts& texts);
+
+  /// Throws `Stop` when the store cannot be read.
+  std::vector<HistoryRecord> records(const HistoryFilter& filter);
+  /// @param names  numbers of two runs; empty: the two newest
+  /// Throws `Stop` when they are not there, or the store cannot be read.
+  Comparison comparison(std::vector<std::string> names);
+  /// Compares each drive that answers with what the newest kept run knew of it. A store that cannot
+  /// be read is a notice of the session.
+  void compareWithLastTime(Session& session, storage::SystemComponentManager& manager);
+  /// Keeps the session, and says where as one of its notices.
+  /// @return false when it could not be kept
+  bool keep(Session& session);
+
+ private:
+  std::vector<KeptRun> read();
+  void hideSecrets(KeptRun& run) const;
+
+  Redactor& redactor_;
+  const Texts& texts_;
+  std::unique_ptr<History> history_;
+};
+
+}  // namespace ostria::host
