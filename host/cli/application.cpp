@@ -19,6 +19,7 @@
 #include "host/cli/run_files.h"
 #include "host/cli/stop.h"
 #include "host/cli/text_report.h"
+#include "host/cli/volume_notices.h"
 #include "host/core/report/plain_text.h"
 #include "host/core/run/ask_drives.h"
 #include "host/core/run/collect_health.h"
@@ -35,6 +36,7 @@
 #include "host/platform/files.h"
 #include "host/platform/journal.h"
 #include "host/platform/module_library.h"
+#include "host/platform/raid_volumes.h"
 #include "host/platform/rights.h"
 #include "host/platform/volume_users.h"
 
@@ -234,6 +236,9 @@ class Application {
     const std::vector<std::string> missing = missingRightsNotices();
     if (count == 0 && !missing.empty()) {
       throw Stop{ExitCode::CouldNotStart, missing.front()};
+    }
+    if (!line_.virtualPc) {
+      noteVolumes(raidVolumes(), plan_.selection.names, texts_, session_.notices);
     }
     const FindDeviceNames names = [this](const std::string& id) { return namesOf(id); };
     plan_.selection.devices = checked(

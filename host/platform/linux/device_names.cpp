@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "host/platform/device_names.h"
+#include "host/platform/linux/megaraid_disks.h"
 
 namespace ostria::host {
 namespace {
@@ -61,22 +62,35 @@ std::string firstWord(const std::string& path) {
   return word;
 }
 
-DeviceNames namesOf(const std::string& id, const std::string& root, const Links& links) {
-  DeviceNames names;
+// "2:5", drive 5 of the controller at host 2, which the kernel may show as a disk all the same.
+std::string folderOfMember(const std::string& id, const std::string& root) {
+  for (const MegaraidDisk& disk : megaraidDisks(root)) {
+    if (!disk.volume && id == std::to_string(disk.host) + ":" + std::to_string(disk.driveNumber)) {
+      return root + "/sys/block/" + disk.name;
+    }
+  }
+  return {};
+}
+
+std::string folderOf(const std::string& id, const std::string& root) {
   std::uint32_t number = 0;
   const auto [end, failure] = std::from_chars(id.data(), id.data() + id.size(), number);
   if (id.empty() || failure != std::errc() || end != id.data() + id.size()) {
-    return names;  // a drive behind a RAID controller has no node
+    return id.find(':') == std::string::npos ? std::string() : folderOfMember(id, root);
   }
   // The kernel's 32-bit form: 12 bits of the major number between two parts of the minor.
   const std::uint32_t major = number >> 8 & 0xFFFu;
   const std::uint32_t minor = (number & 0xFFu) | (number >> 12 & 0xFFF00u);
-  const std::string link =
-      root + "/sys/dev/block/" + std::to_string(major) + ":" + std::to_string(minor);
+  return root + "/sys/dev/block/" + std::to_string(major) + ":" + std::to_string(minor);
+}
+
+DeviceNames namesOf(const std::string& id, const std::string& root, const Links& links) {
+  DeviceNames names;
+  const std::string link = folderOf(id, root);
   std::error_code error;
-  const fs::path folder = fs::canonical(link, error);
-  if (error) {
-    return names;
+  const fs::path folder = link.empty() ? fs::path() : fs::canonical(link, error);
+  if (error || folder.empty()) {
+    return names;  // mostly a drive behind a RAID controller, which has no node
   }
   // sysfs writes "!" where a node lies in a folder.
   std::string name = folder.filename().string();

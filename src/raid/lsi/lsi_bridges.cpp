@@ -8,6 +8,7 @@
 #include <span>
 
 #include "base/byte_order.h"
+#include "raid/lsi/lsi_pass_through.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_opcodes.h"
 #include "transport/scsi/scsi_cmd.h"
@@ -20,38 +21,23 @@ namespace {
 constexpr std::uint16_t kTimeoutSeconds = 30;
 constexpr std::uint8_t kHostToDeviceFis = 0x27;
 constexpr std::uint8_t kCommandBit = 0x80;
-
-constexpr std::size_t kSspHeader = 64;
-constexpr std::size_t kSspStatusAt = 10;
 constexpr std::uint8_t kCheckCondition = 2;
-constexpr std::size_t kSspCdbAt = 12;
-constexpr std::size_t kSspSenseAt = 28;
-constexpr std::size_t kSenseBytes = 32;
-constexpr std::size_t kSspDataLengthAt = 60;
-
-constexpr std::size_t kStpHeader = 60;
-constexpr std::size_t kStpFisAt = 8;
-constexpr std::size_t kStpStatusAt = 28;
-constexpr std::size_t kStpFisLengthAt = 32;
-constexpr std::size_t kStpDataLengthAt = 36;
-constexpr std::size_t kStpReplyFisAt = 40;
-constexpr std::uint32_t kFisBytes = 20;
 
 std::uint8_t directionOf(DataDirection direction) {
   switch (direction) {
     case DataDirection::FromDevice:
-      return 2;
+      return lsi::kFromDrive;
     case DataDirection::ToDevice:
-      return 1;
+      return lsi::kToDrive;
     default:
-      return 0;
+      return lsi::kNoData;
   }
 }
 
 void fillStp(std::vector<std::uint8_t>& buffer, const AtaCmd& command, std::uint16_t deviceId) {
   buffer[0] = static_cast<std::uint8_t>(deviceId);
-  buffer[1] = directionOf(command.dataDirection);
-  storeLe16(&buffer[2], kTimeoutSeconds);
+  buffer[lsi::kStpDirectionAt] = directionOf(command.dataDirection);
+  storeLe16(&buffer[lsi::kStpTimeoutAt], kTimeoutSeconds);
   std::uint32_t flags = 4;
   if (command.dataDirection == DataDirection::FromDevice) {
     flags = 1;
@@ -65,7 +51,7 @@ void fillStp(std::vector<std::uint8_t>& buffer, const AtaCmd& command, std::uint
   if (command.features == ata::SmartExecuteOffline) {
     flags += 0x100;
   }
-  storeLe32(&buffer[4], flags);
+  storeLe32(&buffer[lsi::kStpFlagsAt], flags);
   const std::uint8_t fis[] = {kHostToDeviceFis,        kCommandBit,
                               command.command,         command.features,
                               command.lbaLow,          command.lbaMid,
@@ -73,18 +59,18 @@ void fillStp(std::vector<std::uint8_t>& buffer, const AtaCmd& command, std::uint
                               command.lbaLowPrevious,  command.lbaMidPrevious,
                               command.lbaHighPrevious, command.featuresPrevious,
                               command.sectorCount,     command.sectorCountPrevious};
-  std::copy(std::begin(fis), std::end(fis), buffer.begin() + kStpFisAt);
-  storeLe32(&buffer[kStpFisLengthAt], kFisBytes);
-  storeLe32(&buffer[kStpDataLengthAt], static_cast<std::uint32_t>(command.transferBytes));
+  std::copy(std::begin(fis), std::end(fis), buffer.begin() + lsi::kStpFisAt);
+  storeLe32(&buffer[lsi::kStpFisLengthAt], lsi::kFisBytes);
+  storeLe32(&buffer[lsi::kStpDataLengthAt], static_cast<std::uint32_t>(command.transferBytes));
   if (command.dataDirection == DataDirection::ToDevice && command.data != nullptr) {
-    std::memcpy(&buffer[kStpHeader], command.data, command.transferBytes);
+    std::memcpy(&buffer[lsi::kStpHeader], command.data, command.transferBytes);
   }
 }
 
 /// The sense key of a reply; nothing when it holds no sense data that can be decoded.
 std::optional<SenseKey> senseKeyOf(const std::vector<std::uint8_t>& buffer) {
   ScsiSense sense;
-  if (!succeeded(sense.Decode(std::span(buffer).subspan(kSspSenseAt, kSenseBytes)))) {
+  if (!succeeded(sense.Decode(std::span(buffer).subspan(lsi::kSspSenseAt, lsi::kSspSenseBytes)))) {
     return std::nullopt;
   }
   return sense.GetSenseKey();
@@ -93,18 +79,18 @@ std::optional<SenseKey> senseKeyOf(const std::vector<std::uint8_t>& buffer) {
 }  // namespace
 
 ProtocolResult LsiSspBridge::Send(ScsiCmd& command) {
-  LsiCmd request(LsiCode::SspPassthrough, controllerId_, kSspHeader + command.transferBytes);
+  LsiCmd request(LsiCode::SspPassthrough, controllerId_, lsi::kSspHeader + command.transferBytes);
   request.record.deviceId = deviceId_;
   std::vector<std::uint8_t>& buffer = request.buffer();
   storeLe16(&buffer[0], deviceId_);
   buffer[2] = 1;
-  buffer[4] = directionOf(command.direction);
-  storeLe16(&buffer[8], kTimeoutSeconds);
-  buffer[11] = command.cdbLength;
-  std::copy_n(std::begin(command.cdb), sizeof(command.cdb), buffer.begin() + kSspCdbAt);
-  storeLe32(&buffer[kSspDataLengthAt], static_cast<std::uint32_t>(command.transferBytes));
+  buffer[lsi::kSspDirectionAt] = directionOf(command.direction);
+  storeLe16(&buffer[lsi::kSspTimeoutAt], kTimeoutSeconds);
+  buffer[lsi::kSspCdbLengthAt] = command.cdbLength;
+  std::copy_n(std::begin(command.cdb), sizeof(command.cdb), buffer.begin() + lsi::kSspCdbAt);
+  storeLe32(&buffer[lsi::kSspDataLengthAt], static_cast<std::uint32_t>(command.transferBytes));
   if (command.direction == DataDirection::ToDevice && command.data != nullptr) {
-    std::memcpy(&buffer[kSspHeader], command.data, command.transferBytes);
+    std::memcpy(&buffer[lsi::kSspHeader], command.data, command.transferBytes);
   }
 
   if (sender_ == nullptr) {
@@ -114,31 +100,32 @@ ProtocolResult LsiSspBridge::Send(ScsiCmd& command) {
   // by its drive if there is CHECK CONDITION, or sense data that can be decoded.
   const bool passed = sender_->execute(request) == 0;
   const std::optional<SenseKey> key = passed ? std::nullopt : senseKeyOf(buffer);
-  const bool answered = passed || key || buffer[kSspStatusAt] == kCheckCondition;
+  const bool answered = passed || key || buffer[lsi::kSspStatusAt] == kCheckCondition;
   // Sense data belong to a CHECK CONDITION whatever the library made of it: without them a failed
   // read would look like a good one.
-  if (!passed || buffer[kSspStatusAt] == kCheckCondition) {
+  if (!passed || buffer[lsi::kSspStatusAt] == kCheckCondition) {
     command.senseLength = sizeof(command.sense);
-    std::memcpy(&command.sense[0], &buffer[kSspSenseAt], sizeof(command.sense));
+    std::memcpy(&command.sense[0], &buffer[lsi::kSspSenseAt], sizeof(command.sense));
   }
   if (command.direction == DataDirection::FromDevice) {
     // Of a command that failed the length is still the one that was asked for; its data came only
     // if the drive recovered them.
     const bool moved = passed || key == SenseKey::RecoveredError;
     const std::uint64_t returned =
-        moved ? std::min<std::uint64_t>(loadLe32(&buffer[kSspDataLengthAt]), command.transferBytes)
+        moved ? std::min<std::uint64_t>(loadLe32(&buffer[lsi::kSspDataLengthAt]),
+                                        command.transferBytes)
               : 0;
     if (command.data != nullptr) {
-      std::memcpy(command.data, &buffer[kSspHeader], returned);
+      std::memcpy(command.data, &buffer[lsi::kSspHeader], returned);
     }
     command.transferBytes = returned;
   }
-  command.scsiStatus = buffer[kSspStatusAt];
+  command.scsiStatus = buffer[lsi::kSspStatusAt];
   return answered ? ProtocolResult::Success : ProtocolResult::TransportFailure;
 }
 
 ProtocolResult LsiStpBridge::Send(AtaCmd& command) {
-  LsiCmd request(LsiCode::StpPassthrough, controllerId_, kStpHeader + command.transferBytes);
+  LsiCmd request(LsiCode::StpPassthrough, controllerId_, lsi::kStpHeader + command.transferBytes);
   request.record.deviceId = deviceId_;
   std::vector<std::uint8_t>& buffer = request.buffer();
   fillStp(buffer, command, deviceId_);
@@ -146,11 +133,11 @@ ProtocolResult LsiStpBridge::Send(AtaCmd& command) {
   if (sender_ == nullptr) {
     return ProtocolResult::Failure;
   }
-  if (sender_->execute(request) != 0 || loadLe32(&buffer[kStpStatusAt]) != 0) {
+  if (sender_->execute(request) != 0 || loadLe32(&buffer[lsi::kStpStatusAt]) != 0) {
     return ProtocolResult::TransportFailure;
   }
 
-  const std::uint8_t* fis = &buffer[kStpReplyFisAt];
+  const std::uint8_t* fis = &buffer[lsi::kStpReplyFisAt];
   command.command = fis[2];
   command.features = fis[3];
   command.lbaLow = fis[4];
@@ -159,7 +146,7 @@ ProtocolResult LsiStpBridge::Send(AtaCmd& command) {
   command.device = fis[7];
   command.sectorCount = fis[12];
   if (command.dataDirection == DataDirection::FromDevice && command.data != nullptr) {
-    std::memcpy(command.data, &buffer[kStpHeader], command.transferBytes);
+    std::memcpy(command.data, &buffer[lsi::kStpHeader], command.transferBytes);
   }
   return ProtocolResult::Success;
 }

@@ -1,9 +1,10 @@
-// Linux has no RAID pass-through but that of its drivers: nothing is found, nothing fails.
+// Without a controller whose drives are hidden nothing is found, and nothing fails.
 #include <gtest/gtest.h>
 
 #include <memory>
 
 #include "inventory/raid_collection.h"
+#include "platform/linux/raid/megaraid_node.h"
 #include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_component_manager.h"
 #include "services/sal.h"
@@ -12,6 +13,9 @@ namespace ostria::storage::test {
 namespace {
 
 TEST(LinuxRaid, HasNoControllerAndSaysNothing) {
+  if (!MegaraidNode().controllers().empty()) {
+    GTEST_SKIP() << "this computer has such a controller";
+  }
   EXPECT_EQ(getLsiSender(), nullptr);
   RaidComponentManager manager(Identifier(0, 0, 0));
   EXPECT_FALSE(manager.hasDevices());

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/platform/linux/megaraid_disks.h"
+
 namespace ostria::host::test {
 namespace {
 
@@ -41,7 +43,24 @@ TEST(DeviceNamesTest, NumberLeadsToNodeAndLinks) {
   EXPECT_EQ(deviceNames(std::to_string(0x2Cu | 259u << 8 | 1u << 20), root).node, "/dev/nvme0n1");
   EXPECT_EQ(deviceNames(std::to_string(104u << 8), root).node, "/dev/cciss/c0d0");
   EXPECT_EQ(deviceNames(std::to_string(104u << 8), root).wwn, "");
-  for (const char* none : {"", "9", "0:5", "PCI@0.1.0#phy2", "99999999999"}) {
+  // A drive and a volume behind the controller at host 2, and another driver's disk.
+  const auto shown = [&](const char* address, const char* name) {
+    fs::create_directories(root + "/sys/class/scsi_device/" + address + "/device/block/" + name);
+    fs::create_directories(root + "/sys/block");
+    fs::create_symlink("../devices/sda", root + "/sys/block/" + name);
+  };
+  for (const auto& [host, driver] :
+       {std::pair("host2", "megaraid_sas"), std::pair("host3", "ahci")}) {
+    fs::create_directories(root + "/sys/class/scsi_host/" + host);
+    std::ofstream(root + "/sys/class/scsi_host/" + host + "/proc_name") << driver << "\n";
+  }
+  shown("2:1:5:0", "sdb");
+  shown("2:2:1:0", "sdc");
+  shown("3:0:5:0", "sdd");
+  EXPECT_EQ(deviceNames("2:133", root).node, "/dev/sda");
+  EXPECT_EQ(megaraidDisks(root).size(), 2u);
+  for (const char* none :
+       {"", "9", "0:5", "2:5", "2:257", "3:5", "PCI@0.1.0#phy2", "99999999999"}) {
     EXPECT_EQ(deviceNames(none, root).node, "") << none;
   }
   fs::remove_all(root);
