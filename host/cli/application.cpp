@@ -240,7 +240,7 @@ class Application {
     if (!line_.virtualPc) {
       noteVolumes(raidVolumes(), plan_.selection.names, texts_, session_.notices);
     }
-    const FindDeviceNames names = [this](const std::string& id) { return namesOf(id); };
+    const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
     plan_.selection.devices = checked(
         resolveDevices(plan_.selection.names, deviceKeys(manager(), names), resolvedDevicePath));
     if (count == 0 && plan_.action != Action::List) {
@@ -252,15 +252,6 @@ class Application {
     session_.notices.insert(session_.notices.end(), missing.begin(), missing.end());
     takeDevices(manager(), plan_.selection, names, texts_, redactor_, session_);
     stopIfAsked();
-  }
-
-  // The disks of a virtual PC are those of its simulated system.
-  DeviceNames namesOf(const std::string& id) const {
-    if (!line_.virtualPc) {
-      return deviceNames(id);
-    }
-    const bool number = id.find_first_not_of("0123456789") == std::string::npos;
-    return {number && !id.empty() ? "\\\\.\\PhysicalDrive" + id : std::string(), {}, {}, {}};
   }
 
   void scan() {

@@ -13,6 +13,10 @@ struct DeviceNames {
   std::string wwn;                  ///< "naa.5000c500a1b2c3d4", "eui.0025385b01234567"
 };
 
+/// The disks of a virtual PC are those of its simulated system.
+/// @param id  the module's name of the device; a drive behind a RAID controller has no node
+DeviceNames simulatedDeviceNames(const std::string& id);
+
 /// Where a drive hangs that has no node of its own.
 struct RaidLocation {
   std::string controller;
