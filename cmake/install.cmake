@@ -54,7 +54,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ostria-storage.pc
 
 set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/ostria-storage-doc)
 install(FILES README.md CHANGELOG.md SECURITY.md docs/cli.md docs/json.md docs/machine-file.md
-              docs/result-records.md docs/host-guide.md docs/virtual-pc.md docs/output.schema.json
+              docs/result-records.md docs/metrics.md docs/host-guide.md docs/virtual-pc.md docs/output.schema.json
         DESTINATION ${doc_folder} COMPONENT documents)
 install(DIRECTORY docs/examples/ examples/minimal_host DESTINATION ${doc_folder}/examples
         COMPONENT documents)

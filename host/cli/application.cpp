@@ -214,6 +214,9 @@ class Application {
   // The worse of the outcome and what became of the files. To be called before the main output
   // ends, as a failure is one of its notices.
   ExitCode writeFiles(DocumentKind kind, ExitCode outcome) {
+    if (line_.isCollected()) {
+      kept_.takeLastRuns(session_, manager(), catalogue_);
+    }
     return files_.write(kind, session_, texts_) ? outcome : worse(outcome, ExitCode::CouldNotStart);
   }
 
@@ -306,8 +309,9 @@ class Application {
     askForHealth();
     judgeDevices(session_);
     session_.finished = Clock::now();
+    const ExitCode code = writeFiles(DocumentKind::List, session_.healthOutcome());
     writeSession(*main_, DocumentKind::List, session_);
-    return session_.healthOutcome();
+    return code;
   }
 
   ExitCode show() {
@@ -378,7 +382,7 @@ class Application {
     session_.finished = Clock::now();
     if (!line_.reports.empty() && !interrupts_.isAbortRequested()) {
       describeDrives(session_, manager(), catalogue_, texts_, redactor_, [] {});
-    } else if (plan_.selection.operation != "filterDevices") {
+    } else if (plan_.selection.operation != "filterDevices" || line_.isCollected()) {
       askForHealth();
     }
     judgeDevices(session_);

@@ -137,6 +137,7 @@ constexpr HelpRow kHelp[] = {
     {"--json", "help.json"},
     {"--progress=json", "help.progress"},
     {"--report FILE", "help.report"},
+    {"--metrics FILE", "help.metrics"},
     {"--note KEY=TEXT", "help.note"},
     {"-o FILE", "help.sectors_file"},
     {"-q", "help.quiet"},
@@ -275,6 +276,11 @@ class Reader {
 };
 
 }  // namespace
+
+bool CommandLine::isCollected() const {
+  return std::any_of(reports.begin(), reports.end(),
+                     [](const ChosenReport& report) { return report.format->collected; });
+}
 
 OrUsageError<CommandLine> readCommandLine(const std::vector<std::string>& arguments) {
   return Reader(arguments).read();

@@ -56,6 +56,9 @@ struct CommandLine {
   std::vector<ChosenReport> reports;
   std::vector<ModuleOption> moduleOptions;
   std::vector<std::string> operands;
+
+  /// Whether one of the reports goes to a collector.
+  bool isCollected() const;
 };
 
 /// @param arguments  without the program's name

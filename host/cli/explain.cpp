@@ -67,6 +67,7 @@ constexpr Operation kOperations[] = {
     {"recover filesystem", "operation.filesystem"},
     {"recover filterDevices", "operation.filter_devices"},
     {"smart", "operation.smart"},
+    {"metrics", "operation.metrics"},
 };
 
 std::string paragraph(const std::string& text, std::size_t indent) {

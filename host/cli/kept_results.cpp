@@ -11,6 +11,21 @@
 #include "host/platform/result_store.h"
 
 namespace ostria::host {
+namespace {
+
+// As the command line names it; the names that are shown depend on the language.
+std::string testLabel(const Catalogue& catalogue, const std::string& id) {
+  for (const CatalogueDiagnostic& diagnostic : catalogue.diagnostics) {
+    for (const CatalogueTest& test : diagnostic.tests) {
+      if (identifierText(test.id) == id && !test.longName.empty()) {
+        return diagnostic.longName + "/" + test.longName;
+      }
+    }
+  }
+  return id;
+}
+
+}  // namespace
 
 KeptResults::KeptResults(Redactor& redactor, const Texts& texts)
     : redactor_(redactor), texts_(texts), history_(resultStore()) {}
@@ -91,6 +106,32 @@ void KeptResults::compareWithLastTime(Session& session, storage::SystemComponent
     for (const KeptDrive& drive : run->drives) {
       if (drive.model == device.model && drive.serial == serial) {
         device.sinceLastTime = {run->number, run->started, changesBetween(drive, now)};
+      }
+    }
+  }
+}
+
+void KeptResults::takeLastRuns(Session& session, storage::SystemComponentManager& manager,
+                               const Catalogue& catalogue) {
+  const auto kept = history_->read();
+  const auto* runs = std::get_if<std::vector<KeptRun>>(&kept);
+  if (runs == nullptr) {
+    session.notices.push_back(texts_.say(std::get<UsageError>(kept)));
+    return;
+  }
+  for (DeviceInfo& device : session.devices) {
+    storage::SystemComponent* component = manager.component(device.index);
+    if (component == nullptr) {
+      continue;
+    }
+    // Model and serial number of `device` may be masked.
+    const auto results = lastResultsOf(*runs, component->description().model, serialOf(*component),
+                                       session.virtualPc);
+    for (const auto& [id, result] : results) {
+      const auto time = secondsOfIsoTime(result.time);
+      const auto outcome = exitCodeOfWord(result.outcome);
+      if (time && outcome) {
+        device.lastRuns.push_back({testLabel(catalogue, id), *time, static_cast<int>(*outcome)});
       }
     }
   }

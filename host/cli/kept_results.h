@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/core/model/history.h"
+#include "host/core/model/module_catalogue.h"
 #include "host/core/run/redact.h"
 #include "host/core/texts/texts.h"
 #include "ostria/storage/system_component_manager.h"
@@ -26,6 +27,10 @@ class KeptResults {
   /// Compares each drive that answers with what the newest kept run knew of it. A store that cannot
   /// be read is a notice of the session.
   void compareWithLastTime(Session& session, storage::SystemComponentManager& manager);
+  /// Gives each drive the newest kept result of each test. A store that cannot be read is a notice
+  /// of the session.
+  void takeLastRuns(Session& session, storage::SystemComponentManager& manager,
+                    const Catalogue& catalogue);
   /// Keeps the session, and says where as one of its notices.
   /// @return false when it could not be kept
   bool keep(Session& session);

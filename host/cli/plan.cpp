@@ -279,13 +279,14 @@ class Planner {
     if (line_.forceMounted && operation != "repair") {
       return {"usage.no_force", {}};
     }
-    if ((line_.record || !line_.reports.empty()) && !tests && !tool) {
-      if (line_.record) {
-        return {"usage.nothing_to_record", {}};
-      }
-      if (!line_.show) {
-        return {"usage.nothing_to_report",
-                {{"option", "--" + std::string(line_.reports.front().format->option)}}};
+    if (line_.record && !tests && !tool) {
+      return {"usage.nothing_to_record", {}};
+    }
+    for (const ChosenReport& report : line_.reports) {
+      const bool listed = report.format->collected && plan_.action == Action::List;
+      if (!tests && !tool && !line_.show && !listed) {
+        return {report.format->collected ? "usage.nothing_to_collect" : "usage.nothing_to_report",
+                {{"option", "--" + std::string(report.format->option)}}};
       }
     }
     return {};

@@ -9,8 +9,9 @@
 namespace ostria::host {
 namespace {
 
-UsageError prepareFile(const std::string& path, std::unique_ptr<WholeFile>& file) {
-  auto prepared = WholeFile::prepare(path);
+UsageError prepareFile(const std::string& path, std::unique_ptr<WholeFile>& file,
+                       Readers readers = Readers::Owner) {
+  auto prepared = WholeFile::prepare(path, readers);
   if (auto* error = std::get_if<UsageError>(&prepared)) {
     return std::move(*error);
   }
@@ -40,7 +41,10 @@ std::string badSectorLines(const Session& session) {
 UsageError RunFiles::prepare(const CommandLine& line) {
   for (const ChosenReport& chosen : line.reports) {
     reports_.push_back({chosen, nullptr});
-    if (UsageError error = prepareFile(chosen.file, reports_.back().file); error.isSet()) {
+    if (UsageError error =
+            prepareFile(chosen.file, reports_.back().file,
+                        chosen.format->collected ? Readers::Everybody : Readers::Owner);
+        error.isSet()) {
       return error;
     }
   }

@@ -12,13 +12,16 @@ namespace ostria::host {
 /// In the meaning of `FileReader`.
 OrUsageError<std::string> readRegularFile(const std::string& path, const FileDemands& demands);
 
+/// Who may read a file. On Windows the folder decides.
+enum class Readers { Owner, Everybody };
+
 /// A file that is there whole or not at all. What was there before stays until `keep`; links are
-/// not followed, and nothing but a regular file is replaced. Others cannot read it.
+/// not followed, and nothing but a regular file is replaced.
 class WholeFile {
  public:
   /// Finds out whether a file can be written there, with the folder as it is now; leaves nothing
   /// behind.
-  static OrUsageError<std::unique_ptr<WholeFile>> prepare(const std::string& path);
+  static OrUsageError<std::unique_ptr<WholeFile>> prepare(const std::string& path, Readers readers);
   /// Removes what was not kept.
   virtual ~WholeFile() = default;
 

@@ -47,6 +47,13 @@ struct SinceLastTime {
   std::vector<Change> changes;
 };
 
+/// The newest kept result of a test on a drive.
+struct LastRun {
+  std::string test;       ///< "quick/smart-status", "recover scan"
+  std::int64_t time = 0;  ///< seconds since 1970
+  int outcome = 0;        ///< exit code
+};
+
 /// A device as all outputs show it. Serial numbers are masked already when that is wanted.
 struct DeviceInfo {
   std::uint32_t index = 0;
@@ -77,6 +84,7 @@ struct DeviceInfo {
   std::vector<NamedTest> applicableTests;
   std::vector<SmartRow> logPage;
   std::optional<SinceLastTime> sinceLastTime;
+  std::vector<LastRun> lastRuns;  ///< filled for collectors alone
 };
 
 }  // namespace ostria::host

@@ -144,6 +144,26 @@ const KeptRun* lastRunOf(const std::vector<KeptRun>& runs, const std::string& mo
   return found == runs.rend() ? nullptr : &*found;
 }
 
+std::map<std::string, KeptResult> lastResultsOf(const std::vector<KeptRun>& runs,
+                                                const std::string& model, const std::string& serial,
+                                                bool virtualPc) {
+  std::map<std::string, KeptResult> last;
+  for (const KeptRun& run : runs) {
+    for (const KeptResult& result : run.results) {
+      const KeptDrive* drive = run.drive(result.device);
+      if (serial.empty() || run.virtualPc != virtualPc || drive == nullptr ||
+          drive->model != model || drive->serial != serial) {
+        continue;
+      }
+      KeptResult& kept = last[result.id];
+      if (result.time >= kept.time) {
+        kept = result;
+      }
+    }
+  }
+  return last;
+}
+
 std::map<std::string, std::uint64_t> numbersOf(const DeviceInfo& device) {
   std::map<std::string, std::uint64_t> numbers;
   if (device.protocol == "NVMe" || device.bus == "NVMe") {

@@ -122,6 +122,11 @@ Comparison compareRuns(const KeptRun& before, const KeptRun& now);
 const KeptRun* lastRunOf(const std::vector<KeptRun>& runs, const std::string& model,
                          const std::string& serial, bool virtualPc);
 
+/// The newest result of each test on a drive, by its id as it was kept.
+std::map<std::string, KeptResult> lastResultsOf(const std::vector<KeptRun>& runs,
+                                                const std::string& model, const std::string& serial,
+                                                bool virtualPc);
+
 /// The numbers of a drive that are worth comparing.
 std::map<std::string, std::uint64_t> numbersOf(const DeviceInfo& device);
 

@@ -1,6 +1,7 @@
 // The outcomes by their exit codes, and which of two counts.
 #include "host/core/model/outcome.h"
 
+#include <algorithm>
 #include <array>
 
 namespace ostria::host {
@@ -50,5 +51,11 @@ ExitCode worse(ExitCode a, ExitCode b) { return rowOf(a).weight >= rowOf(b).weig
 const char* outcomeKey(ExitCode code) { return rowOf(code).key; }
 
 const char* outcomeWord(ExitCode code) { return rowOf(code).word; }
+
+std::optional<ExitCode> exitCodeOfWord(std::string_view word) {
+  const auto* row =
+      std::find_if(kRows.begin(), kRows.end(), [&](const Row& r) { return r.word == word; });
+  return row == kRows.end() ? std::nullopt : std::optional(row->code);
+}
 
 }  // namespace ostria::host

@@ -1,6 +1,9 @@
 // The outcomes of runs and the exit codes of the program.
 #pragma once
 
+#include <optional>
+#include <string_view>
+
 #include "ostria/storage/test.h"
 
 namespace ostria::host {
@@ -27,5 +30,7 @@ ExitCode worse(ExitCode a, ExitCode b);
 const char* outcomeKey(ExitCode code);
 /// One lower-case word with underscores, for machine-readable output.
 const char* outcomeWord(ExitCode code);
+/// Which code a word of `outcomeWord` stands for; none for any other word.
+std::optional<ExitCode> exitCodeOfWord(std::string_view word);
 
 }  // namespace ostria::host

@@ -63,6 +63,28 @@ std::string isoTime(Clock::time_point time) {
   return std::string(text, static_cast<std::size_t>(length));
 }
 
+std::optional<std::int64_t> secondsOfIsoTime(const std::string& text) {
+  int year = 0;
+  unsigned month = 0;
+  unsigned day = 0;
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+  int end = 0;
+  if (std::sscanf(text.c_str(), "%4d-%2u-%2uT%2d:%2d:%2dZ%n", &year, &month, &day, &hour, &minute,
+                  &second, &end) != 6 ||
+      static_cast<std::size_t>(end) != text.size()) {
+    return std::nullopt;
+  }
+  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
+                                         std::chrono::day(day)};
+  if (!date.ok()) {
+    return std::nullopt;
+  }
+  return std::chrono::seconds(std::chrono::sys_days(date).time_since_epoch()).count() +
+         hour * 3600 + minute * 60 + second;
+}
+
 std::string localTime(Clock::time_point time) {
   const std::time_t seconds = Clock::to_time_t(time);
   const std::tm* local = std::localtime(&seconds);

@@ -109,6 +109,8 @@ struct Session {
 
 /// "2026-11-24T22:08:06Z".
 std::string isoTime(Clock::time_point time);
+/// Seconds since 1970 of such a text; none for any other.
+std::optional<std::int64_t> secondsOfIsoTime(const std::string& text);
 /// "2026-11-24 23:08:06 +0100", where the computer is.
 std::string localTime(Clock::time_point time);
 /// "1:05:09" or "0:07".

@@ -16,6 +16,8 @@ std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write, const Texts& texts
 /// One HTML file that needs nothing beside it: the machine, each device with its identity, state,
 /// SMART data, verdicts and a map of its surface where one was scanned.
 std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write, const Texts& texts);
+/// Numbers for the textfile collector of a Prometheus node exporter, docs/metrics.md.
+std::unique_ptr<OutputFormat> makeMetricsOutput(WriteText write, const Texts& texts);
 
 /// One result as the JSON document has it, in one line.
 std::string testRunJson(const TestRun& run);
@@ -25,11 +27,15 @@ struct OutputFormatRow {
   std::string_view option;  ///< on the command line, behind "--"
   bool toFile;              ///< the option takes a file; otherwise it replaces the plain text
   std::unique_ptr<OutputFormat> (*make)(WriteText write, const Texts& texts);
+  /// It goes to a collector of the machine: made of the list as well, readable by everybody, and
+  /// with the last run of each test.
+  bool collected = false;
 };
 
 inline constexpr OutputFormatRow kOutputFormats[] = {
     {"json", false, makeJsonOutput},
     {"report", true, makeHtmlOutput},
+    {"metrics", true, makeMetricsOutput, true},
 };
 
 /// The row of an option, null when there is none.

@@ -49,7 +49,8 @@ bool isTrusted(const struct stat& status) {
 
 class DirectoryFile final : public WholeFile {
  public:
-  DirectoryFile(int folder, std::string name) : folder_(folder), name_(std::move(name)) {}
+  DirectoryFile(int folder, std::string name, Readers readers)
+      : folder_(folder), name_(std::move(name)), mode_(readers == Readers::Owner ? 0600 : 0644) {}
   ~DirectoryFile() override { drop(); }
 
   // The random part keeps others from being there first; O_EXCL is what counts.
@@ -89,7 +90,8 @@ class DirectoryFile final : public WholeFile {
 
   bool keep() override {
     write({});
-    if (failed_ || fsync(file_.get()) != 0 || !mayReplace() ||
+    // The mask of the caller does not decide who reads it.
+    if (failed_ || fchmod(file_.get(), mode_) != 0 || fsync(file_.get()) != 0 || !mayReplace() ||
         renameat(folder_.get(), partial_.c_str(), folder_.get(), name_.c_str()) != 0) {
       drop();
       return false;
@@ -111,6 +113,7 @@ class DirectoryFile final : public WholeFile {
   Descriptor folder_;
   Descriptor file_{-1};
   std::string name_;
+  mode_t mode_;
   std::string partial_;
   bool failed_ = false;
 };
@@ -157,7 +160,8 @@ OrUsageError<std::string> readRegularFile(const std::string& path, const FileDem
   }
 }
 
-OrUsageError<std::unique_ptr<WholeFile>> WholeFile::prepare(const std::string& path) {
+OrUsageError<std::unique_ptr<WholeFile>> WholeFile::prepare(const std::string& path,
+                                                            Readers readers) {
   const std::size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
@@ -165,7 +169,7 @@ OrUsageError<std::unique_ptr<WholeFile>> WholeFile::prepare(const std::string& p
   if (directory < 0) {
     return because("file.report_unwritable", path, errno);
   }
-  auto file = std::make_unique<DirectoryFile>(directory, name);
+  auto file = std::make_unique<DirectoryFile>(directory, name, readers);
   if (name.empty() || name == "." || name == ".." || !file->mayReplace()) {
     return UsageError{"file.report_not_regular", {{"file", path}}};
   }

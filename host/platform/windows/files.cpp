@@ -142,7 +142,8 @@ OrUsageError<std::string> readRegularFile(const std::string& path, const FileDem
   }
 }
 
-OrUsageError<std::unique_ptr<WholeFile>> WholeFile::prepare(const std::string& path) {
+OrUsageError<std::unique_ptr<WholeFile>> WholeFile::prepare(const std::string& path,
+                                                            Readers /*readers*/) {
   auto file = std::make_unique<RenamedFile>(path);
   if (path.empty() || !file->mayReplace()) {
     return UsageError{"file.report_not_regular", {{"file", path}}};
