@@ -8,7 +8,8 @@
 #include <set>
 #include <string_view>
 
-#include "tests/support/module_bench.h"
+#include "ostria/storage/test_ids.h"
+#include "tests/support/bench.h"
 #include "tests/support/watched_drive.h"
 
 namespace ostria::storage::test {
@@ -21,8 +22,7 @@ const std::string kEventKey =
 struct Subject {
   std::string_view name;
   std::string_view kind;
-  std::uint32_t diagnostic = ModuleBench::kQuick;
-  std::uint32_t item;
+  Identifier test;
   /// The command during which the user aborts; 0 for a test that ends before its first one.
   unsigned abortAtCommand = 0;
   /// Commands that may follow it, those that stop the drive's routine included.
@@ -32,7 +32,10 @@ struct Subject {
   bool swept = false;
 
   /// A SATA drive whose SMART data cannot be read takes no self-test.
-  bool smartEnabled() const { return kind == "sata" && (item == 5 || item == 6 || item == 18); }
+  bool smartEnabled() const {
+    return kind == "sata" && (test == ids::kShortSelfTest || test == ids::kDriveSelfTest ||
+                              test == ids::kConveyanceSelfTest);
+  }
 };
 /// A small drive that the test takes; for a scan it is one that is read in blocks of 127 sectors.
 std::string smallDrive(const Subject& subject) {
@@ -48,68 +51,74 @@ std::string smallDrive(const Subject& subject) {
 constexpr Subject kSubjects[] = {
     {.name = "Targeted",
      .kind = "sata",
-     .item = 2,
+     .test = ids::kTargetedRead,
      .abortAtCommand = 30,
      .commandsAfter = 1,
      .swept = true},
-    {.name = "Random", .kind = "sata", .item = 3, .abortAtCommand = 30, .swept = true},
-    {.name = "Funnel", .kind = "sata", .item = 4, .abortAtCommand = 150, .commandsAfter = 1},
-    {.name = "RandomOfSas", .kind = "sas", .item = 3, .abortAtCommand = 30},
+    {.name = "Random",
+     .kind = "sata",
+     .test = ids::kQuickRandomSeek,
+     .abortAtCommand = 30,
+     .swept = true},
+    {.name = "Funnel",
+     .kind = "sata",
+     .test = ids::kQuickFunnelSeek,
+     .abortAtCommand = 150,
+     .commandsAfter = 1},
+    {.name = "RandomOfSas", .kind = "sas", .test = ids::kQuickRandomSeek, .abortAtCommand = 30},
     {.name = "FunnelOfSas",
      .kind = "sas",
-     .item = 4,
+     .test = ids::kQuickFunnelSeek,
      .abortAtCommand = 150,
      .commandsAfter = 1,
      .swept = true},
     {.name = "Short",
      .kind = "sata",
-     .item = 5,
+     .test = ids::kShortSelfTest,
      .abortAtCommand = 12,
      .commandsAfter = 3,
      .swept = true},
     {.name = "ShortOfSas",
      .kind = "sas",
-     .item = 5,
+     .test = ids::kShortSelfTest,
      .abortAtCommand = 7,
      .commandsAfter = 2,
      .swept = true},
-    {.name = "Drive", .kind = "sata", .item = 6, .abortAtCommand = 12, .commandsAfter = 3},
-    {.name = "Default", .kind = "sas", .item = 7, .swept = true},
+    {.name = "Drive",
+     .kind = "sata",
+     .test = ids::kDriveSelfTest,
+     .abortAtCommand = 12,
+     .commandsAfter = 3},
+    {.name = "Default", .kind = "sas", .test = ids::kDefaultSelfTest, .swept = true},
     {.name = "ExtendedRandom",
      .kind = "sas",
-     .diagnostic = ModuleBench::kExtended,
-     .item = 8,
+     .test = ids::kExtendedRandomSeek,
      .abortAtCommand = 30},
     {.name = "ExtendedFunnel",
      .kind = "sas",
-     .diagnostic = ModuleBench::kExtended,
-     .item = 9,
+     .test = ids::kExtendedFunnelSeek,
      .abortAtCommand = 150,
      .commandsAfter = 1},
     {.name = "Extended",
      .kind = "sas",
-     .diagnostic = ModuleBench::kExtended,
-     .item = 10,
+     .test = ids::kExtendedSelfTest,
      .abortAtCommand = 7,
      .commandsAfter = 2},
     {.name = "Conveyance",
      .kind = "sata",
-     .diagnostic = ModuleBench::kExtended,
-     .item = 18,
+     .test = ids::kConveyanceSelfTest,
      .abortAtCommand = 12,
      .commandsAfter = 3,
      .swept = true},
     {.name = "Linear",
      .kind = "sas",
-     .diagnostic = ModuleBench::kExtended,
-     .item = 16,
+     .test = ids::kLinearRead,
      .abortAtCommand = 5,
      .scans = true,
      .swept = true},
     {.name = "Scan",
      .kind = "sata",
-     .diagnostic = ModuleBench::kExtended,
-     .item = 13,
+     .test = ids::kFullDiskScan,
      .abortAtCommand = 5,
      .scans = true,
      .swept = true},
@@ -125,9 +134,7 @@ class Interrupted : public ::testing::TestWithParam<Subject> {
         EXPECT_EQ(device(0).preferredReadBlock(), 127);
       }
     }
-    TestResult run(FakeHost& host) {
-      return test(GetParam().diagnostic, GetParam().item).run(&host);
-    }
+    TestResult run(FakeHost& host) { return test(GetParam().test).run(&host); }
     FakeHost host() { return FakeHost(manager().component(0)); }
   };
   /// What the last progress report says.

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/messages.h"
-#include "tests/support/module_bench.h"
+#include "ostria/storage/test_ids.h"
+#include "tests/support/bench.h"
 #include "tests/support/watched_drive.h"
 
 namespace ostria::storage::test {
@@ -14,19 +14,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr std::uint32_t kTargetedRead = 2;
-constexpr std::uint32_t kRandomSeek = 3;
-constexpr std::uint32_t kFunnelSeek = 4;
-constexpr std::uint32_t kShortTest = 5;
-
-struct Bench : ModuleBench {
-  explicit Bench(const std::string& drive) : ModuleBench(machineOf({drive})) { scan(1); }
-  std::string run(std::uint32_t item) {
-    FakeHost host(manager().component(0));
-    const TestResult result = test(kQuick, item).run(&host);
-    return messages(host, result);
-  }
-};
+using Bench = OneDriveBench;
 
 std::string everySector(const std::string& kind) {
   return R"("bad_sectors": [{"lba": 0, "count": 409600, "kind": ")" + kind + R"("}])";
@@ -55,9 +43,10 @@ TEST(AtaVerdicts, NoReadPassesThatTheDriveDidNotServe) {
            Case{"lost", everyRead(R"("transport", "error": 1117)"), kStopped},
        }) {
     Bench disk(driveOf("sata", "R1", c.drive));
-    for (const std::uint32_t item : {kTargetedRead, kRandomSeek, kFunnelSeek}) {
+    for (const Identifier& item :
+         {ids::kTargetedRead, ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
       EXPECT_THAT(disk.run(item), EndsWith(" = " + std::to_string(static_cast<unsigned>(c.result))))
-          << c.name << ", test " << item;
+          << c.name << ", test " << item.item;
     }
   }
 }
@@ -71,21 +60,20 @@ TEST(AtaVerdicts, NoReadPassesThatATranslatorRefused) {
                        {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]})" +
                        fault + "]");
   };
-  Bench sound(disk(""));
-  for (const std::uint32_t item : {kRandomSeek, kFunnelSeek}) {
-    EXPECT_THAT(sound.run(item), EndsWith(" = 0"));
+  for (const Identifier& item : {ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
+    EXPECT_THAT(Bench(disk("")).run(item), EndsWith(" = 0"));
   }
   for (int key = 0; key < 16; ++key) {
     Bench failing(disk(R"(, {"command": 133, "times": 0, "action": "device_error", "codes": [)" +
                        std::to_string(key) + ", 0, 0]}"));
     const std::string verdict = key == 3 ? " = 1" : " = 4";
-    for (const std::uint32_t item : {kRandomSeek, kFunnelSeek}) {
+    for (const Identifier& item : {ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
       EXPECT_THAT(failing.run(item), EndsWith(verdict)) << "sense key " << key;
     }
   }
   const auto ending = [&](const std::string& fault) {
     Bench bench(disk(R"(, {"command": 133, "times": 0, "action": )" + fault + "}"));
-    return bench.run(kRandomSeek);
+    return bench.run(ids::kQuickRandomSeek);
   };
   for (const char* fault :
        {R"("short", "bytes": 500)",                             // a part of the sector
@@ -109,8 +97,8 @@ TEST(AtaVerdicts, ARefusedLogDoesNotHideTheDriveBehindItsTranslator) {
                      routine + R"(, "bridge_faults": [{"command": 161, "detail": 108, "times": 0,
                                     "action": "device_error", "codes": [11, 0, 0]}])"));
   WatchedDrive watch(*disk.machine().drives()[0]);
-  EXPECT_THAT(disk.run(kShortTest), HasSubstr("READING_SECTOR 55"));
-  EXPECT_THAT(disk.run(kRandomSeek), EndsWith(" = 0"));
+  EXPECT_THAT(disk.run(ids::kShortSelfTest), HasSubstr("READING_SECTOR 55"));
+  EXPECT_THAT(disk.run(ids::kQuickRandomSeek), EndsWith(" = 0"));
   EXPECT_EQ(watch.scsiCommands[0x85] + watch.scsiCommands[0xA1], 0u);
 }
 

@@ -3,7 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/module_bench.h"
+#include "ostria/storage/test_ids.h"
+#include "tests/support/bench.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -11,7 +12,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr std::uint32_t kControllerStatus = 22;
 const std::string kService = R"("driver_service": {})";
 const std::string kHint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE, SYSTEM_BOARD";
 
@@ -27,7 +27,7 @@ struct Verdict {
 };
 
 Verdict judge(ModuleBench& bench, std::uint32_t index) {
-  Test& test = bench.test(ModuleBench::kQuick, kControllerStatus);
+  Test& test = bench.test(ids::kControllerStatus);
   FakeHost host(bench.manager().component(index));
   const bool applicable = test.isApplicable(host.component());
   const TestResult result = test.run(&host);

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "ostria/storage/test_ids.h"
-#include "tests/support/module_bench.h"
+#include "tests/support/bench.h"
 
 namespace ostria::storage::test {
 namespace {

@@ -5,8 +5,9 @@
 #include <set>
 #include <utility>
 
+#include "ostria/storage/test_ids.h"
+#include "tests/support/bench.h"
 #include "tests/support/fake_protocol.h"
-#include "tests/support/module_bench.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -14,9 +15,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 
-constexpr std::uint32_t kSmartStatus = 1;
-constexpr std::uint32_t kSmartWearout = 14;
-constexpr std::uint32_t kSmartHealth = 15;
 const std::string kHint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE";
 const std::string kGoodAttributes =
     R"("attributes": [{"id": 5, "raw": 0}, {"id": 197, "raw": 2}, {"id": 233, "value": 60}])";
@@ -81,7 +79,7 @@ TEST(SmartTests, HealthyAndFailingDisksGetTheirVerdictAndTheHintItsPlace) {
   ModuleBench bench(machineOf(
       {driveOf("sata", "GOOD"), driveOf("sata", "BAD", R"("smart": {"failing": true})")}));
   bench.scan(2);
-  storage::Test& status = bench.test(ModuleBench::kQuick, kSmartStatus);
+  storage::Test& status = bench.test(ids::kSmartStatus);
 
   FakeHost good(bench.manager().component(0));
   EXPECT_TRUE(status.isApplicable(good.component()));
@@ -100,7 +98,7 @@ TEST(SmartTests, RefusalsNameTheirReason) {
                                driveOf("usb_sat", "U1"), driveOf("usb_sat_no_ck", "U2"),
                                driveOf("usb_jmicron", "U3"), driveOf("usb_sunplus", "U4")}));
   bench.scan(5);
-  storage::Test& status = bench.test(ModuleBench::kQuick, kSmartStatus);
+  storage::Test& status = bench.test(ids::kSmartStatus);
   const auto closing = [&](std::uint32_t index) {
     FakeHost host(bench.manager().component(index));
     EXPECT_FALSE(status.isApplicable(host.component()));
@@ -125,7 +123,7 @@ TEST(SmartTests, ALockedDiskIsReportedByTheTestsThatRead) {
   ModuleBench bench(machineOf({driveOf("sata", "LOCKED", R"("security": {"locked": true})")}));
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
-  EXPECT_EQ(bench.test(ModuleBench::kQuick, 2).run(&host), TestResult::NotPerformed);
+  EXPECT_EQ(bench.test(ids::kTargetedRead).run(&host), TestResult::NotPerformed);
   EXPECT_THAT(host.messages, Contains("log 0 HARD_DISK_IS_PASSWORD_PROTECTED. "
                                       "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
 }
@@ -138,7 +136,7 @@ TEST(SmartTests, AStandbyDiskIsSpunUpBeforeItIsRead) {
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
   // A read of a sleeping disk would run into 10 seconds; woken with 30 it passes.
-  EXPECT_EQ(bench.test(ModuleBench::kQuick, 2).run(&host), TestResult::Passed);
+  EXPECT_EQ(bench.test(ids::kTargetedRead).run(&host), TestResult::Passed);
 }
 
 /// A way of ending a test.
@@ -149,7 +147,7 @@ struct Ending {
   unsigned eventFromPoll;
 };
 
-class SmartStateKept : public ::testing::TestWithParam<std::tuple<std::uint32_t, Ending>> {};
+class SmartStateKept : public ::testing::TestWithParam<std::tuple<Identifier, Ending>> {};
 
 TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
   const auto& [item, ending] = GetParam();
@@ -157,7 +155,7 @@ TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
                                        R"("solid_state": true, "smart": {"enabled": false, )" +
                                            std::string(ending.smart) + kGoodAttributes + "}")}));
   bench.scan(1);
-  storage::Test& test = bench.test(ModuleBench::kQuick, item);
+  storage::Test& test = bench.test(item);
   ConfigurationError error;
   test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
   ASSERT_FALSE(bench.smartEnabled(0));
@@ -171,7 +169,7 @@ TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
 
 INSTANTIATE_TEST_SUITE_P(
     Endings, SmartStateKept,
-    ::testing::Combine(::testing::Values(kSmartStatus, kSmartWearout, kSmartHealth),
+    ::testing::Combine(::testing::Values(ids::kSmartStatus, ids::kSmartWearout, ids::kSmartHealth),
                        ::testing::Values(Ending{"Passed", "", FakeHost::kNever, FakeHost::kNever},
                                          Ending{"Failing", R"("failing": true, )", FakeHost::kNever,
                                                 FakeHost::kNever},
@@ -181,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
                                          Ending{"AbortLater", "", 1, FakeHost::kNever},
                                          Ending{"EventLater", "", FakeHost::kNever, 1})),
     [](const auto& info) {
-      return std::get<1>(info.param).name + std::to_string(std::get<0>(info.param));
+      return std::get<1>(info.param).name + std::to_string(std::get<0>(info.param).item);
     });
 
 TEST(SmartTests, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
@@ -189,7 +187,7 @@ TEST(SmartTests, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
   bench.scan(1);
   bench.machine().drives()[0]->vanish();
   FakeHost host(bench.manager().component(0));
-  EXPECT_EQ(bench.test(ModuleBench::kQuick, kSmartStatus).run(&host), TestResult::NotPerformed);
+  EXPECT_EQ(bench.test(ids::kSmartStatus).run(&host), TestResult::NotPerformed);
   EXPECT_THAT(host.messages, Contains("log 3 CANNOT_ENABLE_SMART"));
   EXPECT_FALSE(bench.device(0).storageProtocol()->IsAccessible());
 }
@@ -201,7 +199,7 @@ bool isDocumented(TestResult result) {
   return static_cast<std::uint32_t>(result) <= 6 && static_cast<std::uint32_t>(result) != 2;
 }
 
-class FaultSweep : public ::testing::TestWithParam<std::uint32_t> {
+class FaultSweep : public ::testing::TestWithParam<Identifier> {
  protected:
   static constexpr std::uint32_t kDeviceNotConnected = 1167;
   const std::string machine = machineOf(
@@ -212,7 +210,7 @@ class FaultSweep : public ::testing::TestWithParam<std::uint32_t> {
   std::uint64_t runOnce(std::uint64_t failAt, std::uint64_t goneFrom) {
     ModuleBench bench(machine);
     bench.scan(1);
-    storage::Test& test = bench.test(ModuleBench::kQuick, GetParam());
+    storage::Test& test = bench.test(GetParam());
     ConfigurationError error;
     test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
     FakeHost host(bench.manager().component(0));
@@ -247,7 +245,8 @@ TEST_P(FaultSweep, EveryFailingCallHasADocumentedEnd) {
 }
 
 INSTANTIATE_TEST_SUITE_P(SmartTests, FaultSweep,
-                         ::testing::Values(kSmartStatus, kSmartWearout, kSmartHealth));
+                         ::testing::Values(ids::kSmartStatus, ids::kSmartWearout,
+                                           ids::kSmartHealth));
 
 }  // namespace
 }  // namespace ostria::storage::test

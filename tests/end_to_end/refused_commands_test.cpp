@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ostria/storage/test_ids.h"
 #include "tests/support/raid_bench.h"
 
 namespace ostria::storage::test {
@@ -10,18 +11,6 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
-
-constexpr std::uint32_t kSmartStatus = 1;
-constexpr std::uint32_t kRandomSeek = 3;
-constexpr std::uint32_t kFunnelSeek = 4;
-constexpr std::uint32_t kShortSelfTest = 5;
-constexpr std::uint32_t kDefaultSelfTest = 7;
-constexpr std::uint32_t kFullDiskScan = 13;
-constexpr std::uint32_t kLinearRead = 16;
-constexpr std::uint32_t kSpareSpace = 19;
-constexpr std::uint32_t kTemperature = 20;
-constexpr std::uint32_t kReliability = 21;
-constexpr std::uint32_t kPrediction = 25;
 
 constexpr int kRead16 = 0x88;
 constexpr int kSendDiagnostic = 0x1D;
@@ -50,17 +39,16 @@ struct Outcome {
   TestResult result = TestResult::CouldNotStart;
   std::vector<std::string> messages;
 };
-Outcome runOn(ModuleBench& bench, std::uint32_t diagnostic, std::uint32_t item,
-              std::uint32_t index) {
+Outcome runOn(ModuleBench& bench, const Identifier& item, std::uint32_t index) {
   FakeHost host(bench.manager().component(index));
   host.answer = InputRequest::Yes;
-  const TestResult result = bench.test(diagnostic, item).run(&host);
+  const TestResult result = bench.test(item).run(&host);
   return {result, host.messages};
 }
-Outcome runOnce(const Json& drive, std::uint32_t diagnostic, std::uint32_t item) {
+Outcome runOnce(const Json& drive, const Identifier& item) {
   ModuleBench bench(machineWith(drive).dump());
   bench.scan(1);
-  return runOn(bench, diagnostic, item, 0);
+  return runOn(bench, item, 0);
 }
 
 /// The command ends with this status and no sense data for it, so often.
@@ -87,16 +75,15 @@ TEST(RefusedCommands, AScsiReadThatBroughtNothingDoesNotPass) {
                            fault(kRead16, "short", {{"bytes", 0}, {"times", 0}}),
                            fault(kRead16, "short", {{"bytes", 511}, {"times", 0}})};
   for (const Json& refusal : refusals) {
-    for (const std::uint32_t item : {kRandomSeek, kFunnelSeek}) {
+    for (const Identifier& item : {ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
       Json drive = sasDrive();
       drive["faults"] = Json::array({refusal});
-      EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, item).result, TestResult::Stopped)
-          << refusal << item;
+      EXPECT_EQ(runOnce(drive, item).result, TestResult::Stopped) << refusal << item.item;
     }
   }
   Json drive = sasDrive();
   drive["faults"] = Json::array({sense(kRead16, 6, 1), sense(kRead16, 1, 1)});
-  EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, kRandomSeek).result, TestResult::Passed)
+  EXPECT_EQ(runOnce(drive, ids::kQuickRandomSeek).result, TestResult::Passed)
       << "one unit attention, one recovered error";
 }
 
@@ -115,8 +102,8 @@ TEST(RefusedCommands, ARaidMembersBadSectorsAreFoundWhateverItsTransportReports)
     const auto found = std::find(all.begin(), all.end(), serial);
     EXPECT_NE(found, all.end());
     const auto index = static_cast<std::uint32_t>(found - all.begin());
-    return std::pair(runOn(bench, ModuleBench::kExtended, kFullDiskScan, index).result,
-                     runOn(bench, ModuleBench::kExtended, kLinearRead, index).result);
+    return std::pair(runOn(bench, ids::kFullDiskScan, index).result,
+                     runOn(bench, ids::kLinearRead, index).result);
   };
   using Pair = std::pair<TestResult, TestResult>;
   // The pass-through of the NVMe member carries a failed read as zeros.
@@ -148,12 +135,12 @@ TEST(RefusedCommands, ASelfTestThatTheDriveDidNotStartWasNotPerformed) {
     SCOPED_TRACE(row.key);
     Json drive = sasDrive();
     drive["faults"] = Json::array({sense(kSendDiagnostic, row.key, row.times)});
-    const Outcome first = runOnce(drive, ModuleBench::kQuick, kShortSelfTest);
+    const Outcome first = runOnce(drive, ids::kShortSelfTest);
     EXPECT_EQ(first.result, row.shortTest);
     if (row.shortTest == TestResult::NotPerformed) {
       EXPECT_THAT(first.messages, Contains(HasSubstr("CANNOT_PERFORM_SELF_TEST")));
     }
-    EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, kDefaultSelfTest).result, row.defaultTest);
+    EXPECT_EQ(runOnce(drive, ids::kDefaultSelfTest).result, row.defaultTest);
   }
 }
 
@@ -161,9 +148,8 @@ TEST(RefusedCommands, ABusyOrReservedDriveRunsNoSelfTestAndIsNotDefective) {
   for (const int value : {kCheckCondition, kBusy, kReservationConflict}) {
     Json drive = sasDrive();
     drive["faults"] = Json::array({status(kSendDiagnostic, value, 0)});
-    for (const std::uint32_t item : {kShortSelfTest, kDefaultSelfTest}) {
-      EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, item).result, TestResult::NotPerformed)
-          << value << " " << item;
+    for (const Identifier& item : {ids::kShortSelfTest, ids::kDefaultSelfTest}) {
+      EXPECT_EQ(runOnce(drive, item).result, TestResult::NotPerformed) << value << " " << item.item;
     }
   }
 }
@@ -173,7 +159,7 @@ TEST(RefusedCommands, AFailingDriveThatReportsNoProgressStillFails) {
   drive["smart"]["self_tests"][0]["outcome"] = 7;
   drive["smart"]["self_tests"][0]["failing_lba"] = 99;
   drive["faults"] = Json::array({sense(0x03, 5, 0)});  // REQUEST SENSE
-  EXPECT_EQ(runOnce(drive, ModuleBench::kQuick, kShortSelfTest).result, TestResult::Failed);
+  EXPECT_EQ(runOnce(drive, ids::kShortSelfTest).result, TestResult::Failed);
 }
 
 TEST(RefusedCommands, AUnitAttentionTakesNoLargeDiskOffTheList) {
@@ -203,7 +189,7 @@ TEST(RefusedCommands, NothingAsksAUsbStickForTheModePageThatItHangsOn) {
   ModuleBench bench(machineWith(stick).dump());
   bench.scan(1);
   bench.manager().refreshComponent(0);
-  EXPECT_EQ(runOn(bench, ModuleBench::kExtended, kFullDiskScan, 0).result, TestResult::Failed);
+  EXPECT_EQ(runOn(bench, ids::kFullDiskScan, 0).result, TestResult::Failed);
   EXPECT_TRUE(bench.device(0).storageProtocol()->IsAccessible());
 }
 
@@ -212,7 +198,7 @@ TEST(RefusedCommands, ADriveThatReportsFailuresByAnotherMethodIsLeftWithIt) {
   drive["smart"]["enabled"] = false;
   ModuleBench bench(machineWith(drive).dump());
   bench.scan(1);
-  EXPECT_EQ(runOn(bench, ModuleBench::kQuick, kSmartStatus, 0).result, TestResult::Passed);
+  EXPECT_EQ(runOn(bench, ids::kSmartStatus, 0).result, TestResult::Passed);
   EXPECT_FALSE(bench.smartEnabled(0));
 }
 
@@ -239,13 +225,11 @@ TEST(RefusedCommands, ANvmeLogThatTheControllerRefusesWasNotRead) {
       }
       ModuleBench bench(machineWith(drive).dump());
       bench.scan(1);
-      const auto quick = [&](std::uint32_t item) {
-        return runOn(bench, ModuleBench::kQuick, item, 0).result;
-      };
-      EXPECT_EQ(quick(kSpareSpace), row.warnings);
-      EXPECT_EQ(quick(kTemperature), row.warnings);
-      EXPECT_EQ(quick(kReliability), row.warnings);
-      EXPECT_EQ(quick(kPrediction), row.prediction);
+      const auto quick = [&](const Identifier& item) { return runOn(bench, item, 0).result; };
+      EXPECT_EQ(quick(ids::kNvmeSpareSpace), row.warnings);
+      EXPECT_EQ(quick(ids::kNvmeTemperature), row.warnings);
+      EXPECT_EQ(quick(ids::kNvmeReliability), row.warnings);
+      EXPECT_EQ(quick(ids::kNvmeHealthPrediction), row.prediction);
       std::string* const temperature = bench.device(0).findProperty("TEMPERATURE");
       ASSERT_NE(temperature, nullptr);
       EXPECT_EQ(*temperature == "NOT_AVAILABLE", row.log == 2) << *temperature;
@@ -264,7 +248,7 @@ TEST(RefusedCommands, AWornDriveWithoutTheVendorsLogIsNotShownAsNew) {
                          {{"pass_through", way},
                           {"endurance_estimate", 1000},
                           {"health", {{"percentage_used", 95}}}}}};
-    const Outcome run = runOnce(drive, ModuleBench::kQuick, kPrediction);
+    const Outcome run = runOnce(drive, ids::kNvmeHealthPrediction);
     EXPECT_EQ(run.result, TestResult::Warning) << way;
     EXPECT_THAT(run.messages, Contains(HasSubstr(" 5% "))) << way;
   }
@@ -282,7 +266,7 @@ TEST(RefusedCommands, AChipIsReadToItsEnd) {
   EXPECT_EQ(bench.device(0).storageProtocol()->GetCachedProperties(&properties),
             ProtocolResult::Success);
   EXPECT_EQ(properties.totalSectors, 32000u);
-  EXPECT_EQ(runOn(bench, ModuleBench::kExtended, kFullDiskScan, 0).result, TestResult::Failed);
+  EXPECT_EQ(runOn(bench, ids::kFullDiskScan, 0).result, TestResult::Failed);
 }
 
 }  // namespace

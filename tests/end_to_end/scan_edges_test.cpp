@@ -4,8 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "ostria/storage/test_ids.h"
-#include "tests/support/messages.h"
-#include "tests/support/module_bench.h"
+#include "tests/support/bench.h"
 #include "tests/support/watched_drive.h"
 
 namespace ostria::storage::test {
@@ -16,29 +15,13 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-using Parameters = std::vector<std::pair<std::string, std::string>>;
-
 const char* const kAnyKind[] = {"sata", "sas", "usb_stick", "usb_sat"};
 
-struct Bench : ModuleBench {
+struct Bench : OneDriveBench {
   Bench(const std::string& kind, std::uint64_t sectors, const std::string& more)
-      : ModuleBench(machineOf({R"("kind": ")" + kind + R"(", "model": "EDGE", "serial": "E1",
-                                  "size_sectors": )" +
-                               std::to_string(sectors) + more})) {
-    scan(1);
-  }
-  std::string run(const Identifier& id, const Parameters& parameters = {}) {
-    FakeHost host(manager().component(0));
-    for (const auto& [key, value] : parameters) {
-      host.chosenParameters.emplace_back();
-      host.chosenParameters.back().key = key;
-      host.chosenParameters.back().value = value;
-    }
-    storage::Test& scanned = test(id);
-    scanned.resetParameters();
-    const TestResult result = scanned.run(&host);
-    return messages(host, result);
-  }
+      : OneDriveBench(R"("kind": ")" + kind + R"(", "model": "EDGE", "serial": "E1",
+                         "size_sectors": )" +
+                      std::to_string(sectors) + more) {}
 };
 
 std::string badAt(std::uint64_t lba) {
@@ -58,20 +41,19 @@ TEST(ScanEdges, BadSectorsAtTheStartOfADiskAreFound) {
                   AllOf(HasSubstr(list), EndsWith(" = 1")));
     }
     // A disk that is smaller than any block.
-    Bench small(kind, 100, badAt(50));
-    EXPECT_THAT(small.run(ids::kFullDiskScan), AllOf(HasSubstr("[0, 100]"), EndsWith(" = 1")));
-    EXPECT_THAT(small.run(ids::kLinearRead), AllOf(HasSubstr("[0, 100]"), EndsWith(" = 1")));
-    Bench good(kind, 100, "");
-    EXPECT_THAT(good.run(ids::kFullDiskScan), EndsWith(" = 0"));
-    EXPECT_THAT(good.run(ids::kLinearRead), EndsWith(" = 0"));
+    for (const Identifier& id : {ids::kFullDiskScan, ids::kLinearRead}) {
+      EXPECT_THAT(Bench(kind, 100, badAt(50)).run(id),
+                  AllOf(HasSubstr("[0, 100]"), EndsWith(" = 1")));
+      EXPECT_THAT(Bench(kind, 100, "").run(id), EndsWith(" = 0"));
+    }
   }
 }
 
 TEST(ScanEdges, TheSystemsReadsHaveTheirOwnTimeAndABlockIsTriedFiveTimes) {
   // The second read of the largest block meets it: its commands are of 1 MiB each.
-  Bench flaky("sata", 409'600, R"(, "bridge_faults": [{"command": 40, "occurrence": 40,
-                                     "action": "device_error", "codes": [11, 0, 0]}])");
-  EXPECT_EQ(flaky.device(0).preferredReadBlock(), 32767);
+  const std::string flaky = R"(, "bridge_faults": [{"command": 40, "occurrence": 40,
+                                 "action": "device_error", "codes": [11, 0, 0]}])";
+  EXPECT_EQ(Bench("sata", 409'600, flaky).device(0).preferredReadBlock(), 32767);
 
   Bench slow("sata", 409'600, R"(, "bridge_faults": [{"command": 40, "action": "hang"}])");
   std::vector<std::uint8_t> sector(512);

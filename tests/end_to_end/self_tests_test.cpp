@@ -5,8 +5,8 @@
 
 #include <chrono>
 
-#include "tests/support/messages.h"
-#include "tests/support/module_bench.h"
+#include "ostria/storage/test_ids.h"
+#include "tests/support/bench.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -15,11 +15,6 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr std::uint32_t kShortTest = 5;
-constexpr std::uint32_t kDriveTest = 6;
-constexpr std::uint32_t kDefaultTest = 7;
-constexpr std::uint32_t kExtendedTest = 10;
-constexpr std::uint32_t kConveyanceTest = 18;
 constexpr std::uint8_t kInProgress = 15;
 constexpr std::uint8_t kAbortedByHost = 1;
 
@@ -36,13 +31,6 @@ std::string ending(int code, int outcome, const std::string& lba = "", int secon
 struct SelfTestBench : ModuleBench {
   explicit SelfTestBench(const std::vector<std::string>& drives) : ModuleBench(machineOf(drives)) {
     scan(static_cast<std::uint32_t>(drives.size()));
-  }
-  std::string run(std::uint32_t diagnostic, std::uint32_t item, std::uint32_t index = 0,
-                  unsigned abortFromPoll = FakeHost::kNever) {
-    FakeHost host(manager().component(index));
-    host.abortFromPoll = abortFromPoll;
-    const TestResult result = test(diagnostic, item).run(&host);
-    return messages(host, result);
   }
   /// What the drive says of its newest routine.
   std::uint8_t status(std::uint32_t index = 0) {
@@ -85,15 +73,14 @@ TEST(SelfTests, EachOutcomeOfADriveHasItsVerdict) {
   drives.push_back(driveOf("sas", "NONE", ending(1, 7)));
   SelfTestBench bench(drives);
   for (std::uint32_t i = 0; i < 9; ++i) {
-    const std::string ata = bench.run(ModuleBench::kQuick, kShortTest, i);
-    const std::string scsi = bench.run(ModuleBench::kQuick, kShortTest, 9 + i);
+    const std::string ata = bench.run(ids::kShortSelfTest, i);
+    const std::string scsi = bench.run(ids::kShortSelfTest, 9 + i);
     EXPECT_THAT(ata, EndsWith(verdicts[i].first)) << i;
     EXPECT_THAT(scsi, EndsWith(verdicts[i].second)) << i;
     EXPECT_THAT(ata, StartsWith("0 / 2"));
     EXPECT_THAT(scsi, StartsWith("0 / 2"));
   }
-  EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, 18),
-              EndsWith(" / 75 / 100 / 100" + hinted))
+  EXPECT_THAT(bench.run(ids::kShortSelfTest, 18), EndsWith(" / 75 / 100 / 100" + hinted))
       << "a failure without an address";
 }
 
@@ -108,7 +95,7 @@ TEST(SelfTests, TheAddressOfAFailureIsFoundBehindOlderEntries) {
                                   "failing_lba": 300000}]})";
     SelfTestBench bench({driveOf("sata", "OLD", smart), driveOf("sas", "OLD2", smart)});
     for (const std::uint32_t index : {0u, 1u}) {
-      EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, index),
+      EXPECT_THAT(bench.run(ids::kShortSelfTest, index),
                   HasSubstr(" / log 2 READING_SECTOR 300000 / 100 same / "))
           << older;
     }
@@ -121,16 +108,14 @@ TEST(SelfTests, EachRoutineReachesItsDrive) {
                        driveOf("sas", "X", ending(2, 7, "4711")),
                        driveOf("sas", "U", routine(0, 20)),
                        driveOf("sas", "V", ending(0, 4, "20", 20))});
-  EXPECT_THAT(bench.run(ModuleBench::kExtended, kConveyanceTest, 0), EndsWith(" / 100 / 100 = 0"));
-  EXPECT_THAT(bench.run(ModuleBench::kQuick, kDriveTest, 1), EndsWith(" / 100 / 100 = 0"));
-  EXPECT_THAT(bench.run(ModuleBench::kExtended, kExtendedTest, 2),
-              HasSubstr("READING_SECTOR 4711"));
-  EXPECT_EQ(bench.run(ModuleBench::kQuick, kDefaultTest, 3), "100 / 100 = 0");
-  EXPECT_THAT(bench.run(ModuleBench::kQuick, kDefaultTest, 4),
-              StartsWith("100 / 100 / log 0 POSSIBLE"));
+  EXPECT_THAT(bench.run(ids::kConveyanceSelfTest, 0), EndsWith(" / 100 / 100 = 0"));
+  EXPECT_THAT(bench.run(ids::kDriveSelfTest, 1), EndsWith(" / 100 / 100 = 0"));
+  EXPECT_THAT(bench.run(ids::kExtendedSelfTest, 2), HasSubstr("READING_SECTOR 4711"));
+  EXPECT_EQ(bench.run(ids::kDefaultSelfTest, 3), "100 / 100 = 0");
+  EXPECT_THAT(bench.run(ids::kDefaultSelfTest, 4), StartsWith("100 / 100 / log 0 POSSIBLE"));
   // None of them knows the short routine.
   for (std::uint32_t i = 0; i < 5; ++i) {
-    EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, i),
+    EXPECT_THAT(bench.run(ids::kShortSelfTest, i),
                 EndsWith("100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3"));
   }
 }
@@ -141,7 +126,7 @@ TEST(SelfTests, AnotherRoutineIsStoppedFirst) {
   for (const char* kind : {"sata", "sas"}) {
     SelfTestBench bench({driveOf(kind, "BUSY", routine(1, 100, running))});
     ASSERT_EQ(bench.status(), kInProgress);
-    const std::string received = bench.run(ModuleBench::kQuick, kShortTest);
+    const std::string received = bench.run(ids::kShortSelfTest);
     EXPECT_THAT(
         received,
         StartsWith(found +
@@ -150,29 +135,30 @@ TEST(SelfTests, AnotherRoutineIsStoppedFirst) {
   }
   SelfTestBench stubborn({driveOf("sata", "STUBBORN",
                                   routine(1, 100, running + R"(, "self_test_abortable": false)"))});
-  EXPECT_EQ(stubborn.run(ModuleBench::kQuick, kShortTest),
+  EXPECT_EQ(stubborn.run(ids::kShortSelfTest),
             found + "100 CANNOT_ABORT_OTHER_SELF_TEST_ALREADY_IN_PROGRESS / log 3 same / 100 = 5");
 }
 
 TEST(SelfTests, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
   for (const char* kind : {"sata", "sas"}) {
     SCOPED_TRACE(kind);
-    SelfTestBench bench({driveOf(kind, "LONG", routine(1, 5000))});
-    EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest, 0, 300), EndsWith(" / 100 / 100 = 4"));
-    EXPECT_EQ(bench.status(), kAbortedByHost);
-    const std::uint64_t before = bench.seconds();
-    EXPECT_THAT(bench.run(ModuleBench::kQuick, kShortTest),
-                EndsWith(" / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5"));
-    EXPECT_EQ(bench.status(), kAbortedByHost);
-    EXPECT_NEAR(static_cast<double>(bench.seconds() - before), 600, 2);
-
+    {
+      SelfTestBench bench({driveOf(kind, "LONG", routine(1, 5000))});
+      EXPECT_THAT(bench.run(ids::kShortSelfTest, 0, 300), EndsWith(" / 100 / 100 = 4"));
+      EXPECT_EQ(bench.status(), kAbortedByHost);
+      const std::uint64_t before = bench.seconds();
+      EXPECT_THAT(bench.run(ids::kShortSelfTest),
+                  EndsWith(" / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5"));
+      EXPECT_EQ(bench.status(), kAbortedByHost);
+      EXPECT_NEAR(static_cast<double>(bench.seconds() - before), 600, 2);
+    }
     // Gone at the third poll.
     const std::string poll =
         kind[1] == 'a' && kind[2] == 't' ? R"("command": 176, "detail": 208)" : R"("command": 3)";
     SelfTestBench lost({driveOf(
         kind, "LOST",
         routine(1, 500) + R"(, "faults": [{"action": "vanish", "occurrence": 9, )" + poll + "}]")});
-    EXPECT_THAT(lost.run(ModuleBench::kQuick, kShortTest),
+    EXPECT_THAT(lost.run(ids::kShortSelfTest),
                 EndsWith(" / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4"));
   }
 }
@@ -183,25 +169,24 @@ TEST(SelfTests, ADriveWithSmartSwitchedOffIsAskedWhatItCanDo) {
            std::to_string(code) + R"(, "seconds": 40}])" + more + "}";
   };
   struct Case {
-    std::uint32_t diagnostic, item;
+    Identifier test;
     int code;
   };
-  for (const Case& c : {Case{ModuleBench::kQuick, kShortTest, 1},
-                        {ModuleBench::kQuick, kDriveTest, 80},
-                        {ModuleBench::kExtended, kConveyanceTest, 3}}) {
+  for (const Case& c :
+       {Case{ids::kShortSelfTest, 1}, {ids::kDriveSelfTest, 80}, {ids::kConveyanceSelfTest, 3}}) {
     SelfTestBench bench(
         {driveOf("sata", "OFF", off(c.code)),
          driveOf("sata", "CANNOT", off(c.code, R"(, "capabilities": 0)")),
          driveOf("sata", "OLD", R"("rotation_rate": 7200, "smart": {"supported": false})")});
     ASSERT_FALSE(bench.smartEnabled(0));
-    EXPECT_TRUE(bench.test(c.diagnostic, c.item).isApplicable(bench.manager().component(0)));
-    EXPECT_THAT(bench.run(c.diagnostic, c.item, 0), EndsWith(" / 100 / 100 = 0"));
+    EXPECT_TRUE(bench.test(c.test).isApplicable(bench.manager().component(0)));
+    EXPECT_THAT(bench.run(c.test, 0), EndsWith(" / 100 / 100 = 0"));
     EXPECT_FALSE(bench.smartEnabled(0));
-    const std::string refused = bench.run(c.diagnostic, c.item, 1);
+    const std::string refused = bench.run(c.test, 1);
     EXPECT_THAT(refused, EndsWith(" / 100 = 3"));
     EXPECT_THAT(refused, HasSubstr("SUPPORT")) << "the reason is what the drive cannot do";
     EXPECT_FALSE(bench.smartEnabled(1));
-    EXPECT_FALSE(bench.test(c.diagnostic, c.item).isApplicable(bench.manager().component(2)));
+    EXPECT_FALSE(bench.test(c.test).isApplicable(bench.manager().component(2)));
   }
 }
 
@@ -212,8 +197,8 @@ TEST(SelfTests, AStopBeforeTheWorkLeavesARunningRoutineAlone) {
       {driveOf("sata", "BUSY",
                routine(1, 5000, R"(, "running_self_test": 1)") + R"(, "rotation_rate": 7200)")});
   ASSERT_EQ(bench.status(), kInProgress);
-  for (const std::uint32_t item : {kShortTest, kDriveTest}) {
-    EXPECT_THAT(bench.run(ModuleBench::kQuick, item, 0, 1), EndsWith(" = 4"));
+  for (const Identifier& item : {ids::kShortSelfTest, ids::kDriveSelfTest}) {
+    EXPECT_THAT(bench.run(item, 0, 1), EndsWith(" = 4"));
     EXPECT_EQ(bench.status(), kInProgress);
   }
 }
@@ -222,8 +207,7 @@ TEST(SelfTests, TwoHoursCostNoRealTime) {
   SelfTestBench bench({driveOf("sas", "SLOW", routine(2, 7200))});
   const std::uint64_t before = bench.seconds();
   const auto started = std::chrono::steady_clock::now();
-  EXPECT_THAT(bench.run(ModuleBench::kExtended, kExtendedTest),
-              EndsWith(" / 98 / 98 / 100 / 100 = 0"));
+  EXPECT_THAT(bench.run(ids::kExtendedSelfTest), EndsWith(" / 98 / 98 / 100 / 100 = 0"));
   EXPECT_GE(bench.seconds() - before, 7200u);
   EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));
 }

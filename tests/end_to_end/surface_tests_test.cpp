@@ -7,8 +7,8 @@
 #include <set>
 
 #include "checks/device_checks.h"
-#include "tests/support/messages.h"
-#include "tests/support/module_bench.h"
+#include "ostria/storage/test_ids.h"
+#include "tests/support/bench.h"
 #include "tests/support/watched_drive.h"
 
 namespace ostria::storage::test {
@@ -18,11 +18,6 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr std::uint32_t kTargetedRead = 2;
-constexpr std::uint32_t kRandomSeek = 3;
-constexpr std::uint32_t kFunnelSeek = 4;
-constexpr std::uint32_t kLinearRead = 16;
-constexpr std::uint32_t kFullScan = 13;
 const std::string kHinted = " / log 0 POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE / 100 same = 1";
 
 std::string sized(const std::string& kind, std::uint64_t sectors, const std::string& more = "") {
@@ -31,22 +26,13 @@ std::string sized(const std::string& kind, std::uint64_t sectors, const std::str
 }
 
 /// One drive, scanned, with every command watched.
-struct OneDisk : ModuleBench {
-  explicit OneDisk(const std::string& drive) : ModuleBench(machineOf({drive})) {
-    scan(1);
+struct OneDisk : OneDriveBench {
+  explicit OneDisk(const std::string& drive) : OneDriveBench(drive) {
     watch = std::make_unique<WatchedDrive>(*machine().drives()[0]);
   }
-  std::string run(std::uint32_t diagnostic, std::uint32_t item,
-                  const std::vector<std::pair<std::string, std::string>>& parameters = {}) {
+  std::string run(const Identifier& item, const Parameters& parameters = {}) {
     watch->forget();
-    FakeHost host(manager().component(0));
-    for (const auto& [key, value] : parameters) {
-      host.chosenParameters.emplace_back();
-      host.chosenParameters.back().key = key;
-      host.chosenParameters.back().value = value;
-    }
-    const TestResult result = test(diagnostic, item).run(&host);
-    return messages(host, result);
+    return OneDriveBench::run(item, parameters);
   }
   std::unique_ptr<WatchedDrive> watch;
 };
@@ -76,7 +62,7 @@ TEST(TargetedReads, ReadsWhatTheDrivesOwnLogsName) {
         expected.insert(lba);
       }
     }
-    EXPECT_THAT(disk.run(ModuleBench::kQuick, kTargetedRead), EndsWith(" 100 / 100 = 0"));
+    EXPECT_THAT(disk.run(ids::kTargetedRead), EndsWith(" 100 / 100 = 0"));
     auto& reads = disk.watch->reads;
     ASSERT_FALSE(reads.empty());
     EXPECT_EQ(reads.front(), (WatchedDrive::Read{0, 1})) << "the disk is woken first";
@@ -91,7 +77,7 @@ TEST(TargetedReads, ReadsWhatTheDrivesOwnLogsName) {
 
     disk.machine().drives()[0]->medium->addBadSectors({5024});
     disk.machine().drives()[0]->medium->addBadSectors({5026});
-    EXPECT_THAT(disk.run(ModuleBench::kQuick, kTargetedRead),
+    EXPECT_THAT(disk.run(ids::kTargetedRead),
                 EndsWith(" / log 2 READING_SECTOR 5024 / 100 same / 100 / 100" + kHinted));
     EXPECT_EQ(disk.watch->reads.back().lba, 5024u);
     EXPECT_FALSE(disk.smartEnabled(0));
@@ -102,9 +88,10 @@ TEST(TargetedReads, ReadsWhatTheDrivesOwnLogsName) {
 struct Reach {
   const char* name;
   std::string drive;
-  ProtocolKind kind;
-  bool secondary;
-  std::map<std::uint8_t, unsigned> ata, scsi;  ///< for 4001 reads; only what is named is looked at
+  ProtocolKind kind = ProtocolKind::Scsi;
+  bool secondary = false;
+  std::map<std::uint8_t, unsigned> ata = {},
+                                   scsi = {};  ///< for 4001 reads; only what is named is looked at
   std::string ending = " 99 / 100 / 100 = 0";
 };
 
@@ -116,14 +103,14 @@ TEST_P(SeekTests, TakeTheCommandsThatReachTheDisk) {
   const StorageProtocolProperties properties = cachedProperties(disk.device(0).storageProtocol());
   EXPECT_EQ(disk.device(0).storageProtocol()->GetProtocolKind(), c.kind);
   EXPECT_EQ(disk.device(0).secondaryProtocol() != nullptr, c.secondary);
-  EXPECT_THAT(disk.run(ModuleBench::kQuick, kRandomSeek), EndsWith(c.ending));
+  EXPECT_THAT(disk.run(ids::kQuickRandomSeek), EndsWith(c.ending));
   for (const auto& [command, times] : c.ata) {
     EXPECT_EQ(disk.watch->ataCommands[command], times) << "ATA command " << int{command};
   }
   for (const auto& [command, times] : c.scsi) {
     EXPECT_EQ(disk.watch->scsiCommands[command], times) << "SCSI command " << int{command};
   }
-  EXPECT_THAT(disk.run(ModuleBench::kQuick, kFunnelSeek),
+  EXPECT_THAT(disk.run(ids::kQuickFunnelSeek),
               EndsWith(" 100 / 100" + c.ending.substr(c.ending.rfind(" ="))));
   const auto& reads = disk.watch->reads;
   if (!c.ending.ends_with("= 0") || c.kind != ProtocolKind::Scsi) {
@@ -137,72 +124,72 @@ TEST_P(SeekTests, TakeTheCommandsThatReachTheDisk) {
   }
 }
 
+const std::string kNoCapacity = R"("bridge_faults": [
+    {"command": 37, "times": 0, "action": "device_error", "codes": [5, 32, 0]},
+    {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]}])";
 constexpr std::uint64_t kHuge = (1ull << 33) + 5;
 const Reach kReaches[] = {
-    {"Sata", sized("sata", 400'000), ProtocolKind::Ata, false, {{0x24, 4001}}, {{0x28, 1}}},
-    {"SataShortAddresses",
-     sized("sata", 400'000, R"("lba48": false)"),
-     ProtocolKind::Ata,
-     false,
-     {{0x20, 4001}},
-     {}},
-    {"SataHuge", sized("sata", kHuge), ProtocolKind::Ata, false, {{0x24, 4001}}, {}},
-    {"Sas", sized("sas", 400'000), ProtocolKind::Scsi, false, {}, {{0x88, 4001}, {0x28, 1}}},
-    {"SasHugeOf4096Bytes",
-     sized("sas", kHuge, R"("sector_bytes": 4096)"),
-     ProtocolKind::Scsi,
-     false,
-     {},
-     {{0x88, 4001}}},
-    {"SasWithoutRead16",
-     sized("sas", 1ull << 32, R"("scsi": {"read16": false})"),
-     ProtocolKind::Scsi,
-     false,
-     {},
-     {{0x88, 1}, {0xA8, 4001}, {0x28, 1}}},
-    {"SasWithRead10Alone",
-     sized("sas", 400'000, R"("scsi": {"read16": false, "read12": false})"),
-     ProtocolKind::Scsi,
-     false,
-     {},
-     {{0x88, 1}, {0xA8, 1}, {0x28, 4002}}},
-    {"SasHugeWithoutRead16",
-     sized("sas", (1ull << 32) + 1, R"("scsi": {"read16": false})"),
-     ProtocolKind::Scsi,
-     false,
-     {},
-     {{0x88, 1}, {0xA8, 0}},
-     "0 / log 2 DEVICE_COMMUNICATION_FAILURE / 100 same / 100 / 100 = 4"},
-    {"UsbStick", sized("usb_stick", 400'000), ProtocolKind::Scsi, true, {}, {{0x88, 4001}}},
-    {"UsbSat", sized("usb_sat", 400'000), ProtocolKind::Scsi, true, {}, {{0x88, 4001}}},
-    // The bridge tells no capacity, so the drive behind it is asked itself.
-    {"UsbBySatAlone",
-     sized(
-         "usb_sat", 400'000,
-         R"("bridge_faults": [{"command": 37, "times": 0, "action": "device_error", "codes": [5, 32, 0]},
-                                {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]}])"),
-     ProtocolKind{},
-     true,
-     {{0x24, 4001}},
-     {}},
+    {.name = "Sata",
+     .drive = sized("sata", 400'000),
+     .kind = ProtocolKind::Ata,
+     .ata = {{0x24, 4001}},
+     .scsi = {{0x28, 1}}},
+    {.name = "SataShortAddresses",
+     .drive = sized("sata", 400'000, R"("lba48": false)"),
+     .kind = ProtocolKind::Ata,
+     .ata = {{0x20, 4001}}},
+    {.name = "SataHuge",
+     .drive = sized("sata", kHuge),
+     .kind = ProtocolKind::Ata,
+     .ata = {{0x24, 4001}}},
+    {.name = "Sas", .drive = sized("sas", 400'000), .scsi = {{0x88, 4001}, {0x28, 1}}},
+    {.name = "SasHugeOf4096Bytes",
+     .drive = sized("sas", kHuge, R"("sector_bytes": 4096)"),
+     .scsi = {{0x88, 4001}}},
+    {.name = "SasWithoutRead16",
+     .drive = sized("sas", 1ull << 32, R"("scsi": {"read16": false})"),
+     .scsi = {{0x88, 1}, {0xA8, 4001}, {0x28, 1}}},
+    {.name = "SasWithRead10Alone",
+     .drive = sized("sas", 400'000, R"("scsi": {"read16": false, "read12": false})"),
+     .scsi = {{0x88, 1}, {0xA8, 1}, {0x28, 4002}}},
+    {.name = "SasHugeWithoutRead16",
+     .drive = sized("sas", (1ull << 32) + 1, R"("scsi": {"read16": false})"),
+     .scsi = {{0x88, 1}, {0xA8, 0}},
+     .ending = "0 / log 2 DEVICE_COMMUNICATION_FAILURE / 100 same / 100 / 100 = 4"},
+    {.name = "UsbStick",
+     .drive = sized("usb_stick", 400'000),
+     .secondary = true,
+     .scsi = {{0x88, 4001}}},
+    {.name = "UsbSat",
+     .drive = sized("usb_sat", 400'000),
+     .secondary = true,
+     .scsi = {{0x88, 4001}}},
+    // The bridge gives no capacity, so the drive behind it is asked itself.
+    {.name = "UsbBySatAlone",
+     .drive = sized("usb_sat", 400'000, kNoCapacity),
+     .kind = ProtocolKind{},
+     .secondary = true,
+     .ata = {{0x24, 4001}}},
 };
 INSTANTIATE_TEST_SUITE_P(Disks, SeekTests, ::testing::ValuesIn(kReaches),
                          [](const auto& info) { return info.param.name; });
 
 TEST(SeekTests, TellABadSectorFromALostDisk) {
   for (const char* kind : {"sata", "sas"}) {
-    OneDisk disk(sized(kind, 400'000, R"("bad_sectors": [{"lba": 50}, {"lba": 399990}])"));
-    EXPECT_THAT(disk.run(ModuleBench::kQuick, kFunnelSeek),
-                EndsWith("0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100" + kHinted));
-    EXPECT_EQ(disk.watch->reads.back().lba, 50u);
-    for (const std::uint32_t item : {kRandomSeek, kFunnelSeek}) {
+    {
+      OneDisk disk(sized(kind, 400'000, R"("bad_sectors": [{"lba": 50}, {"lba": 399990}])"));
+      EXPECT_THAT(disk.run(ids::kQuickFunnelSeek),
+                  EndsWith("0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100" + kHinted));
+      EXPECT_EQ(disk.watch->reads.back().lba, 50u);
+    }
+    for (const Identifier& item : {ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
       OneDisk lost(sized(kind, 400'000));
       lost.watch->onCommand = [&] {
         if (lost.watch->commands == 90) {
           lost.machine().drives()[0]->vanish();
         }
       };
-      EXPECT_THAT(lost.run(ModuleBench::kQuick, item),
+      EXPECT_THAT(lost.run(item),
                   ::testing::AllOf(HasSubstr("DEVICE_COMMUNICATION_FAILURE"), EndsWith("= 4"),
                                    Not(HasSubstr("READING_SECTOR"))));
     }
@@ -221,33 +208,43 @@ TEST(ScanTests, TheBlockIsTheLargestThatTheDiskReads) {
 
 TEST(LinearReads, CoversDisksOfEverySize) {
   struct Case {
-    std::string kind, more;
+    std::string kind;
     std::uint64_t sectors;
-    std::uint64_t start, stop, coverage;
+    std::string more = "";
+    std::uint64_t start = 0, stop = 100, coverage = 20;
   };
   // A sector that fails at first keeps the block small.
   const std::string smallBlock =
       R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 9}])";
   const Case cases[] = {
-      {"sata", "", 1, 0, 100, 20},
-      {"usb_stick", "", 2, 0, 100, 1},
-      {"sas", R"("sector_bytes": 4096)", 64, 0, 100, 20},
-      {"sata", "", 126, 99, 100, 100},
-      {"sata", "", 127, 0, 100, 20},
-      {"usb_sat", "", 300, 0, 100, 20},
-      {"sata", smallBlock, 409'600, 0, 100, 20},
-      {"sas", smallBlock + R"(, "sector_bytes": 4096)", 409'600, 10, 60, 10},
-      {"sas", smallBlock, (1ull << 32) + 1'000'000, 99, 100, 1},
+      {.kind = "sata", .sectors = 1},
+      {.kind = "usb_stick", .sectors = 2, .coverage = 1},
+      {.kind = "sas", .sectors = 64, .more = R"("sector_bytes": 4096)"},
+      {.kind = "sata", .sectors = 126, .start = 99, .coverage = 100},
+      {.kind = "sata", .sectors = 127},
+      {.kind = "usb_sat", .sectors = 300},
+      {.kind = "sata", .sectors = 409'600, .more = smallBlock},
+      {.kind = "sas",
+       .sectors = 409'600,
+       .more = smallBlock + R"(, "sector_bytes": 4096)",
+       .start = 10,
+       .stop = 60,
+       .coverage = 10},
+      {.kind = "sas",
+       .sectors = (1ull << 32) + 1'000'000,
+       .more = smallBlock,
+       .start = 99,
+       .coverage = 1},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.kind + " " + std::to_string(c.sectors));
     OneDisk disk(sized(c.kind, c.sectors, c.more));
     const std::uint64_t block = disk.device(0).preferredReadBlock();
-    const std::string messages = disk.run(ModuleBench::kExtended, kLinearRead,
-                                          {{"START_RANGE", std::to_string(c.start)},
-                                           {"STOP_RANGE", std::to_string(c.stop)},
-                                           {"COVERAGE_AREA", std::to_string(c.coverage)},
-                                           {"ERROR_LIMIT", "0"}});
+    const std::string messages =
+        disk.run(ids::kLinearRead, {{"START_RANGE", std::to_string(c.start)},
+                                    {"STOP_RANGE", std::to_string(c.stop)},
+                                    {"COVERAGE_AREA", std::to_string(c.coverage)},
+                                    {"ERROR_LIMIT", "0"}});
     EXPECT_THAT(messages, EndsWith(" 100 = 0"));
     std::uint64_t read = 0;
     // The probe of a block of its own precedes on a disk that is too small for one.
@@ -284,8 +281,7 @@ TEST(ScanTests, BadBlocksAreListedExactly) {
     const std::string list =
         "BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
         "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [4572, 4699], [19939, 20066].";
-    const std::string messages =
-        disk.run(ModuleBench::kExtended, kFullScan, {{"ERROR_LIMIT", "0"}});
+    const std::string messages = disk.run(ids::kFullDiskScan, {{"ERROR_LIMIT", "0"}});
     EXPECT_THAT(messages, EndsWith(" / log 0 " + list + " / 100 same" + kHinted));
     std::set<std::string> percents;
     for (std::size_t at = 0; at < messages.find(" / log");) {
@@ -294,14 +290,14 @@ TEST(ScanTests, BadBlocksAreListedExactly) {
       at = end + 3;
     }
     // Each of two bad blocks lies in its stride: a linear read of everything finds them too.
-    const std::string linear = disk.run(ModuleBench::kExtended, kLinearRead,
-                                        {{"COVERAGE_AREA", "100"}, {"ERROR_LIMIT", "0"}});
+    const std::string linear =
+        disk.run(ids::kLinearRead, {{"COVERAGE_AREA", "100"}, {"ERROR_LIMIT", "0"}});
     EXPECT_THAT(linear,
                 HasSubstr(" / 100 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS "));
     EXPECT_THAT(linear, HasSubstr("[4572, 4699]"));
     EXPECT_THAT(linear, EndsWith(". / log 0 same / 100" + kHinted));
     disk.machine().drives()[0]->vanish();
-    EXPECT_THAT(disk.run(ModuleBench::kExtended, kFullScan),
+    EXPECT_THAT(disk.run(ids::kFullDiskScan),
                 EndsWith("100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4"));
   }
 }

@@ -11,9 +11,9 @@
 #include "inventory/device_properties.h"
 #include "inventory/html_table.h"
 #include "inventory/report_rows.h"
+#include "tests/support/bench.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/scripted_nvme_bridge.h"
-#include "tests/support/virtual_bench.h"
 #include "transport/ata/ata_protocol.h"
 #include "transport/nvme/nvme_protocol.h"
 
@@ -291,7 +291,7 @@ class ReportsOnPcTest : public ::testing::Test {
     std::filesystem::remove_all(folder_);
   }
 
-  VirtualBench bench{R"({"format": 1, "drives": [
+  ModuleBench bench{R"({"format": 1, "drives": [
     {"name": "d", "kind": "sata", "model": "DISK", "serial": "1", "size_sectors": 100000,
      "part_number": "PN1",
      "smart": {"attributes": [{"id": 9, "value": 90, "worst": 80, "threshold": 5, "raw": 7}]}}]})"};
@@ -327,7 +327,7 @@ TEST_F(ReportsOnPcTest, AtaVendorReportHasASwitch) {
 TEST_F(ReportsOnPcTest, AnyCallMayFail) {
   std::ofstream("config.ini") << "[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO=1\n";
   StorageComponent& device = *bench.device("DISK");
-  virtual_pc::PlatformFaults& faults = bench.pc().faults();
+  virtual_pc::PlatformFaults& faults = bench.machine().faults();
   const auto ask = [&device](const char* key) {
     std::string text;
     return device.getReport(key, text) ? text : "failed";

@@ -339,9 +339,10 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
   RaidBench(libraryFaults({patched(0x0300, 0, {255, 255, 255, 255})})).scan(10);
 
   // A size that no 64 bits hold is the largest, not a small one.
-  RaidBench huge(libraryFaults({patched(0x0002, 232, {0, 0, 0, 0, 0, 0, 0x80, 0})}));
-  EXPECT_THAT(controllers()[0], Contains(HasSubstr("SIZE=16.00 EBs SERIAL=RPC-STR-01")));
-
+  {
+    RaidBench huge(libraryFaults({patched(0x0002, 232, {0, 0, 0, 0, 0, 0, 0x80, 0})}));
+    EXPECT_THAT(controllers()[0], Contains(HasSubstr("SIZE=16.00 EBs SERIAL=RPC-STR-01")));
+  }
   // A member that gives another number each time is still one drive.
   Json machine = raidMachine();
   machine["drives"][5]["faults"] = {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ostria/storage/test_ids.h"
 #include "tests/support/raid_bench.h"
 
 namespace ostria::storage::test {
@@ -10,12 +11,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::Not;
-
-constexpr std::uint32_t kSmartStatus = 1;
-constexpr std::uint32_t kShortSelfTest = 5;
-constexpr std::uint32_t kDriveSelfTest = 6;
-constexpr std::uint32_t kFullScan = 13;
-constexpr std::uint32_t kNvmeReliability = 21;
 
 TEST(RaidMembers, AreListedOnceEachBehindTheDisksOfTheSystem) {
   RaidBench bench(raidMachine());
@@ -73,7 +68,7 @@ TEST(RaidMembers, ThatTheSystemShowsTooAreListedAsTheSystemsDisks) {
 struct Health {
   const char* serial;
   bool good;
-  std::vector<std::uint32_t> quickTests;
+  std::vector<Identifier> quickTests;
 };
 
 class RaidMember : public ::testing::TestWithParam<Health> {};
@@ -84,22 +79,22 @@ TEST_P(RaidMember, RunsTheTestsOfADirectDisk) {
   bench.scan(10);
   StorageComponent* member = bench.withSerial(serial);
   ASSERT_NE(member, nullptr);
-  const auto run = [&](std::uint32_t group, std::uint32_t item) {
+  const auto run = [&](const Identifier& item) {
     FakeHost host(member);
-    storage::Test& test = bench.test(group, item);
+    storage::Test& test = bench.test(item);
     EXPECT_TRUE(test.isApplicable(member));
     const TestResult result = test.run(&host);
     EXPECT_EQ(host.messages.back().substr(0, 12), "progress 100");
     return result;
   };
   const TestResult verdict = good ? TestResult::Passed : TestResult::Failed;
-  for (const std::uint32_t item : quickTests) {
-    EXPECT_EQ(run(ModuleBench::kQuick, item), verdict) << item;
+  for (const Identifier& item : quickTests) {
+    EXPECT_EQ(run(item), verdict) << item.item;
   }
-  EXPECT_EQ(run(ModuleBench::kExtended, kFullScan), verdict);
-  if (std::find(quickTests.begin(), quickTests.end(), kShortSelfTest) == quickTests.end()) {
+  EXPECT_EQ(run(ids::kFullDiskScan), verdict);
+  if (std::find(quickTests.begin(), quickTests.end(), ids::kShortSelfTest) == quickTests.end()) {
     FakeHost host(member);
-    EXPECT_EQ(bench.test(ModuleBench::kQuick, kShortSelfTest).run(&host), TestResult::NotPerformed);
+    EXPECT_EQ(bench.test(ids::kShortSelfTest).run(&host), TestResult::NotPerformed);
     EXPECT_THAT(host.messages, Contains("log 0 TEST_NOT_SUPPORTED_IN_THIS_DEVICE"));
   }
 
@@ -122,13 +117,13 @@ TEST_P(RaidMember, RunsTheTestsOfADirectDisk) {
 
 INSTANTIATE_TEST_SUITE_P(
     EachKind, RaidMember,
-    ::testing::Values(Health{"RPC-MIR-01", true, {kSmartStatus, kDriveSelfTest}},
-                      Health{"RPC-MIR-02", false, {kSmartStatus, kDriveSelfTest}},
-                      Health{"RPC-SAS-01", true, {kSmartStatus, kShortSelfTest}},
-                      Health{"RPC-NVM-01", true, {kNvmeReliability}},
-                      Health{"RPC-STR-01", true, {kSmartStatus, kShortSelfTest}},
-                      Health{"RPC-STR-02", false, {kSmartStatus, kShortSelfTest}},
-                      Health{"RPC-SPA-01", true, {kSmartStatus}}),
+    ::testing::Values(Health{"RPC-MIR-01", true, {ids::kSmartStatus, ids::kDriveSelfTest}},
+                      Health{"RPC-MIR-02", false, {ids::kSmartStatus, ids::kDriveSelfTest}},
+                      Health{"RPC-SAS-01", true, {ids::kSmartStatus, ids::kShortSelfTest}},
+                      Health{"RPC-NVM-01", true, {ids::kNvmeReliability}},
+                      Health{"RPC-STR-01", true, {ids::kSmartStatus, ids::kShortSelfTest}},
+                      Health{"RPC-STR-02", false, {ids::kSmartStatus, ids::kShortSelfTest}},
+                      Health{"RPC-SPA-01", true, {ids::kSmartStatus}}),
     [](const auto& info) {
       std::string name = info.param.serial;
       std::erase(name, '-');
@@ -239,19 +234,19 @@ TEST(RaidMembers, ThatVanishOrHangLeaveNoVerdict) {
   }
   RaidBench bench(machine);
   bench.scan(10);
-  const auto run = [&](const char* serial, std::uint32_t item) {
+  const auto run = [&](const char* serial, const Identifier& item) {
     FakeHost host(bench.withSerial(serial));
-    return bench.test(ModuleBench::kQuick, item).run(&host);
+    return bench.test(item).run(&host);
   };
-  EXPECT_NE(run("RPC-MIR-01", kDriveSelfTest), TestResult::Passed);
-  EXPECT_NE(run("RPC-STR-01", kShortSelfTest), TestResult::Passed);
-  EXPECT_NE(run("RPC-SPA-01", kSmartStatus), TestResult::Passed);
+  EXPECT_NE(run("RPC-MIR-01", ids::kDriveSelfTest), TestResult::Passed);
+  EXPECT_NE(run("RPC-STR-01", ids::kShortSelfTest), TestResult::Passed);
+  EXPECT_NE(run("RPC-SPA-01", ids::kSmartStatus), TestResult::Passed);
   for (const auto& drive : bench.machine().drives()) {
     drive->vanish();
   }
   for (const char* serial :
        {"RPC-MIR-02", "RPC-SAS-01", "RPC-NVM-01", "RPC-STR-02", "RPC-SPA-01"}) {
-    const TestResult result = run(serial, kSmartStatus);
+    const TestResult result = run(serial, ids::kSmartStatus);
     EXPECT_NE(result, TestResult::Passed) << serial;
     EXPECT_NE(result, TestResult::Failed) << serial;
     std::vector<std::uint8_t> buffer(512);

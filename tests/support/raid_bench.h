@@ -9,7 +9,7 @@
 
 #include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_component_manager.h"
-#include "tests/support/module_bench.h"
+#include "tests/support/bench.h"
 #include "tests/support/source_folder.h"
 
 namespace ostria::storage::test {

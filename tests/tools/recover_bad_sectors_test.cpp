@@ -5,9 +5,9 @@
 
 #include <stdexcept>
 
+#include "tests/support/bench.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/tool_host.h"
-#include "tests/support/virtual_bench.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -46,7 +46,7 @@ class RecoverBadSectorsTest : public ::testing::Test {
     return host_.received;
   }
 
-  VirtualBench bench_;
+  ModuleBench bench_;
   RecoverBadSectors tool_;
   ToolHost host_;
   StorageComponent* device_;
@@ -93,12 +93,12 @@ TEST_F(RecoverBadSectorsTest, RunsThatTouchNoDevice) {
   EXPECT_EQ(host_.received,
             (Lines{"OnRecoverInit", "OnOperationInit SCAN_TOOL", "OnRecoverFinish"}));
 
-  const std::uint64_t calls = bench_.pc().faults().calls();
+  const std::uint64_t calls = bench_.machine().faults().calls();
   tool_.eventReceiver = nullptr;
   tool_.setDevices({device_});
   tool_.setParameter("Operation", {"repair"});
   tool_.run();
-  EXPECT_EQ(bench_.pc().faults().calls(), calls);
+  EXPECT_EQ(bench_.machine().faults().calls(), calls);
   EXPECT_EQ(tool_.getParameter("DeviceInit"), nullptr);
 }
 
@@ -146,17 +146,17 @@ TEST_F(RecoverBadSectorsTest, AsksBeforeItSchedules) {
                    "OnPartitionInit 0|E", "OnProgress 40",
                    "OnPartitionFinish 0|E|Looking.\nMended.\n|9", "OnPartitionInit 0|F",
                    "OnPartitionFinish 0|F||8", "OnDeviceFinish 0", "OnRecoverFinish"}));
-  EXPECT_EQ(bench_.pc().checkedAtRestart(), std::set<char>{'C'});
-  EXPECT_EQ(bench_.pc().commandsRun().back(),
+  EXPECT_EQ(bench_.machine().checkedAtRestart(), std::set<char>{'C'});
+  EXPECT_EQ(bench_.machine().commandsRun().back(),
             "cmd.exe /C cd C:\\Windows\\System32 & (echo 1|chkdsk.exe C: /F)");
   ASSERT_EQ(host_.requests.size(), 5u);
   EXPECT_EQ(host_.requests[0].title, "SCHEDULER_TITLE");
   EXPECT_EQ(host_.requests[0].question, "SCHEDULER_DESCRIPTION");
   EXPECT_EQ(host_.requests[0].defaultAnswer, InputRequest::Yes);
   host_.answers = {InputRequest::Yes};
-  const std::size_t commands = bench_.pc().commandsRun().size();
+  const std::size_t commands = bench_.machine().commandsRun().size();
   EXPECT_EQ(checkVolumes({"A", "", "C: & format D:", "T"})[4], "OnPartitionFinish 0|A||4");
-  EXPECT_EQ(bench_.pc().commandsRun().size(), commands);
+  EXPECT_EQ(bench_.machine().commandsRun().size(), commands);
 }
 
 TEST_F(RecoverBadSectorsTest, AbortLeavesARunningCheckerToFinish) {
@@ -174,7 +174,7 @@ TEST_F(RecoverBadSectorsTest, AbortLeavesARunningCheckerToFinish) {
 
 TEST_F(RecoverBadSectorsTest, AnyCallOfACheckMayFail) {
   host_.answers = {InputRequest::Yes};
-  virtual_pc::PlatformFaults& faults = bench_.pc().faults();
+  virtual_pc::PlatformFaults& faults = bench_.machine().faults();
   const Lines table = {"A", "", "C:\\", "F", "B", "", "C:\\", "T"};
   faults.reset();
   checkVolumes(table);

@@ -7,9 +7,9 @@
 #include <stdexcept>
 #include <tuple>
 
+#include "tests/support/bench.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/tool_host.h"
-#include "tests/support/virtual_bench.h"
 #include "tools/recover_bad_sectors.h"
 #include "tools/scan_and_fix_tool.h"
 
@@ -64,14 +64,14 @@ struct Bench {
     }
     return all;
   }
-  virtual_pc::BlockMedium& medium() { return *pc.pc().drive("disk")->medium; }
+  virtual_pc::BlockMedium& medium() { return *pc.machine().drive("disk")->medium; }
   std::vector<std::uint8_t> sector(std::uint64_t lba) {
     std::vector<std::uint8_t> bytes(512);
     medium().peek(lba, bytes.data());
     return bytes;
   }
 
-  VirtualBench pc;
+  ModuleBench pc;
   RecoverBadSectors tool;
   ToolHost host;
   StorageComponent* device;
@@ -104,11 +104,12 @@ TEST(ScanTest, EveryBadSectorIsFoundAndNothingIsWritten) {
 }
 
 TEST(ScanTest, WhatEndsAScanEarly) {
-  Bench hanging(R"({"lba": 10000, "kind": "hang"})");
-  hanging.run("scan");
-  EXPECT_EQ(hanging.status(), "14");
-  EXPECT_LT(hanging.host.progress().back(), 100);
-
+  {
+    Bench hanging(R"({"lba": 10000, "kind": "hang"})");
+    hanging.run("scan");
+    EXPECT_EQ(hanging.status(), "14");
+    EXPECT_LT(hanging.host.progress().back(), 100);
+  }
   Bench bench("");
   const auto stopAtFirstProgress = [&](auto stop) {
     bench.host.abort.setAborted(false);
@@ -127,7 +128,7 @@ TEST(ScanTest, WhatEndsAScanEarly) {
   EXPECT_EQ(stopAtFirstProgress([&] { bench.host.systemEvents = 0x08; }), "13");
   EXPECT_EQ(stopAtFirstProgress([&] { bench.host.systemEvents = 0x04; }), "0");
   EXPECT_EQ(stopAtFirstProgress([] { throw std::runtime_error("host"); }), "6");
-  EXPECT_EQ(stopAtFirstProgress([&] { bench.pc.pc().drive("disk")->vanish(); }), "8");
+  EXPECT_EQ(stopAtFirstProgress([&] { bench.pc.machine().drive("disk")->vanish(); }), "8");
 }
 
 TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
@@ -136,12 +137,12 @@ TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
   bool offline = false;
   bench.host.onEvent = [&](Tool&, const std::string& event) {
     if (event == "OnProgress") {
-      offline = !bench.pc.pc().volume('D')->mounted();
+      offline = !bench.pc.machine().volume('D')->mounted();
     }
   };
   bench.run("repair");
   EXPECT_TRUE(offline);
-  EXPECT_TRUE(bench.pc.pc().volume('D')->mounted());
+  EXPECT_TRUE(bench.pc.machine().volume('D')->mounted());
   EXPECT_EQ(bench.status(), "9");
   EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
   EXPECT_EQ(bench.info(), (Lines{"20011", "4", "4", "0"}));
@@ -295,7 +296,7 @@ struct FaultyDrive {
     return out + message;
   }
 
-  VirtualBench pc;
+  ModuleBench pc;
   RecoverBadSectors tool;
   ToolHost host;
 };
@@ -329,15 +330,15 @@ TEST(ScanTest, WhatCouldNotBeReadIsNeverNothingFound) {
     FaultyDrive drive(faults("8") + "," + faults("40") + "," + faults("136") + "," + faults("168"));
     const bool silent = std::string(row.scan).substr(0, 1) == "6";
     EXPECT_EQ(drive.run("scan"), row.scan + (silent ? stepped + "2600." : "")) << row.what;
-    const auto before = drive.pc.pc().drive("d")->medium->healedSectors();
+    const auto before = drive.pc.machine().drive("d")->medium->healedSectors();
     EXPECT_EQ(drive.run("repair").substr(0, std::string(row.repair).size()), row.repair)
         << row.what;
-    EXPECT_EQ(drive.pc.pc().drive("d")->medium->healedSectors(), before) << row.what;
+    EXPECT_EQ(drive.pc.machine().drive("d")->medium->healedSectors(), before) << row.what;
   }
 }
 
 TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
-  VirtualBench pc(R"({"format": 1, "drives": [
+  ModuleBench pc(R"({"format": 1, "drives": [
     {"name": "a", "kind": "sata", "model": "A", "serial": "1", "size_sectors": 20011,
      "layout": {"style": "mbr", "partitions": [{"start_sector": 64, "sectors": 1000, "type": 7}]}},
     {"name": "b", "kind": "sata", "model": "B", "serial": "2", "size_sectors": 20011,
@@ -363,13 +364,13 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
         return;
       }
       happened = true;
-      EXPECT_FALSE(pc.pc().volume('D')->mounted());
-      EXPECT_TRUE(pc.pc().volume('E')->mounted());
+      EXPECT_FALSE(pc.machine().volume('D')->mounted());
+      EXPECT_TRUE(pc.machine().volume('E')->mounted());
       happens();
     };
     tool.run();
-    EXPECT_TRUE(pc.pc().volume('D')->mounted());
-    EXPECT_TRUE(pc.pc().volume('E')->mounted());
+    EXPECT_TRUE(pc.machine().volume('D')->mounted());
+    EXPECT_TRUE(pc.machine().volume('E')->mounted());
     EXPECT_EQ(virtual_pc::openHandles(), handles);
     Lines finished;
     for (const std::string& line : host.steps()) {
@@ -385,23 +386,23 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
   std::uint64_t calls = 0;
   EXPECT_EQ(repairWith([&] {
               host.abort.setAborted(true);
-              calls = pc.pc().faults().calls();
+              calls = pc.machine().faults().calls();
             }),
             (Lines{"OnDeviceFinish 0|8", "OnDeviceFinish 1|8"}));
-  EXPECT_LT(pc.pc().faults().calls() - calls, 20u) << "the second device was touched";
+  EXPECT_LT(pc.machine().faults().calls() - calls, 20u) << "the second device was touched";
   stays = false;
   host.abort.setAborted(false);
   EXPECT_EQ(repairWith([&] { host.systemEvents = 0x40; }),
             (Lines{"OnDeviceFinish 0|13", "OnDeviceFinish 1|0"}));
-  EXPECT_EQ(repairWith([&] { pc.pc().drive("a")->vanish(); }),
+  EXPECT_EQ(repairWith([&] { pc.machine().drive("a")->vanish(); }),
             (Lines{"OnDeviceFinish 0|8", "OnDeviceFinish 1|0"}));
 }
 
 TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
   for (const std::uint64_t sectors : {1ull, 50ull, 101ull, 12345ull, 600000ull}) {
-    VirtualBench pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sata",
+    ModuleBench pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sata",
       "model": "DISK", "serial": "1", "size_sectors": )" +
-                    std::to_string(sectors) + "}]}");
+                   std::to_string(sectors) + "}]}");
     RecoverBadSectors tool;
     ToolHost host(tool);
     tool.setDevices({pc.device("DISK")});
@@ -419,21 +420,23 @@ TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
 }
 
 TEST(RepairTest, ABrokenTransferIsReportedAndNeverWrittenOver) {
-  FaultyDrive cable("", R"({"lba": 700, "kind": "interface", "on_write": "heals"}, {"lba": 900})");
-  const auto content = [&] {
-    std::vector<std::uint8_t> bytes(512);
-    cable.pc.pc().drive("d")->medium->peek(700, bytes.data());
-    return bytes;
-  };
-  const auto before = content();
-  EXPECT_EQ(cable.run("scan"), "9 2600 2 0 2");
-  EXPECT_EQ(cable.run("repair"),
-            "10 2600 2 1 1 :Bad sectors that were not rewritten, as the device did not confirm "
-            "them: 1.");
-  EXPECT_EQ(*cable.tool.getParameter("BadSectorsList"), (Lines{"700", "900"}));
-  EXPECT_EQ(*cable.tool.getParameter("RepairedSectorsList"), Lines{"900"});
-  EXPECT_EQ(content(), before);
-
+  {
+    FaultyDrive cable("",
+                      R"({"lba": 700, "kind": "interface", "on_write": "heals"}, {"lba": 900})");
+    const auto content = [&] {
+      std::vector<std::uint8_t> bytes(512);
+      cable.pc.machine().drive("d")->medium->peek(700, bytes.data());
+      return bytes;
+    };
+    const auto before = content();
+    EXPECT_EQ(cable.run("scan"), "9 2600 2 0 2");
+    EXPECT_EQ(cable.run("repair"),
+              "10 2600 2 1 1 :Bad sectors that were not rewritten, as the device did not confirm "
+              "them: 1.");
+    EXPECT_EQ(*cable.tool.getParameter("BadSectorsList"), (Lines{"700", "900"}));
+    EXPECT_EQ(*cable.tool.getParameter("RepairedSectorsList"), Lines{"900"});
+    EXPECT_EQ(content(), before);
+  }
   FaultyDrive rejected("", R"({"lba": 700, "kind": "rejected"})");
   EXPECT_EQ(rejected.run("scan"), "2 511 0 0 0");  // blocks before it
 }
@@ -441,11 +444,12 @@ TEST(RepairTest, ABrokenTransferIsReportedAndNeverWrittenOver) {
 TEST(RepairTest, SectorsThatStayBadAreReported) {
   const std::string bad =
       R"({"lba": 100}, {"lba": 200, "on_write": "fails"}, {"lba": 300, "on_write": "stays"})";
-  Bench bench(bad);
-  EXPECT_EQ(bench.run("repair")[3], "OnDeviceFinish 0|10");
-  EXPECT_EQ(bench.info(), (Lines{"20011", "3", "1", "2"}));
-  EXPECT_EQ(*bench.tool.getParameter("RepairedSectorsList"), Lines{"100"});
-
+  {
+    Bench bench(bad);
+    EXPECT_EQ(bench.run("repair")[3], "OnDeviceFinish 0|10");
+    EXPECT_EQ(bench.info(), (Lines{"20011", "3", "1", "2"}));
+    EXPECT_EQ(*bench.tool.getParameter("RepairedSectorsList"), Lines{"100"});
+  }
   // A disk whose volume stays mounted is left alone, and so are the numbers of the run before.
   Bench inUse(bad, 20011, false);
   inUse.run("scan");
@@ -461,7 +465,7 @@ TEST(RepairTest, SectorsThatStayBadAreReported) {
   EXPECT_EQ(inUse.run("repair")[3],
             "OnDeviceFinish 0|10 :Unable to unmount all partitions of the device|D:\\");
   EXPECT_EQ(*inUse.tool.getParameter("RepairedSectorsList"), Lines{"100"});
-  EXPECT_TRUE(inUse.pc.pc().volume('D')->mounted());
+  EXPECT_TRUE(inUse.pc.machine().volume('D')->mounted());
 }
 
 TEST(RepairTest, AVolumeThatWasMountedSinceTheScanGoesOffLineToo) {
@@ -470,12 +474,12 @@ TEST(RepairTest, AVolumeThatWasMountedSinceTheScanGoesOffLineToo) {
   bool offline = false;
   bench.host.onEvent = [&](Tool&, const std::string& event) {
     if (event == "OnProgress") {
-      offline = !bench.pc.pc().volume('D')->mounted();
+      offline = !bench.pc.machine().volume('D')->mounted();
     }
   };
   bench.run("repair");
   EXPECT_TRUE(offline);
-  EXPECT_TRUE(bench.pc.pc().volume('D')->mounted());
+  EXPECT_TRUE(bench.pc.machine().volume('D')->mounted());
 }
 
 /// Closes so many of the open handles, the latest first.
@@ -501,7 +505,7 @@ TEST(RepairTest, VolumesWithoutALetterAndOnSeveralDisksGoOffLineToo) {
                std::string("6 :Unable to unmount all partitions of the device|") + kTaken, ""},
               {true, true, "9 :" + lost + kTaken + ".|" + lost + "S:\\.|" + lost + "D:\\.", "---"}};
   for (const auto& row : rows) {
-    VirtualBench pc(std::string(R"({"format": 1, "drives": [
+    ModuleBench pc(std::string(R"({"format": 1, "drives": [
       {"name": "d", "kind": "sata", "model": "DISK", "serial": "1", "size_sectors": 2600,
        "bad_sectors": [{"lba": 100}, {"lba": 2100}],
        "layout": {"style": "gpt", "partitions": [{"start_sector": 64, "sectors": 1000},
@@ -512,7 +516,7 @@ TEST(RepairTest, VolumesWithoutALetterAndOnSeveralDisksGoOffLineToo) {
         {"letter": "S", "drive": "o", "partition": 1,
          "further_parts": [{"drive": "d", "partition": 3}]},
         {"letter": "E", "lettered": false, "drive": "d", "partition": 2, "lockable": )") +
-                    (row.lockable ? "true" : "false") + "}]}");
+                   (row.lockable ? "true" : "false") + "}]}");
     RecoverBadSectors tool;
     ToolHost host(tool);
     tool.setDevices({pc.device("DISK")});
@@ -521,7 +525,7 @@ TEST(RepairTest, VolumesWithoutALetterAndOnSeveralDisksGoOffLineToo) {
     const auto look = [&] {
       mounted.clear();
       for (const char letter : {'D', 'E', 'S'}) {
-        mounted += pc.pc().volume(letter)->mounted() ? letter : '-';
+        mounted += pc.machine().volume(letter)->mounted() ? letter : '-';
       }
     };
     host.onEvent = [&](Tool&, const std::string& event) {
@@ -541,7 +545,7 @@ TEST(RepairTest, VolumesWithoutALetterAndOnSeveralDisksGoOffLineToo) {
 }
 
 TEST(ScanTest, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
-  VirtualBench pc(R"({"format": 1})");
+  ModuleBench pc(R"({"format": 1})");
   FakeDevice device;
   unsigned looks = 0;
   device.protocol->onGetProperties = [&] {
@@ -595,7 +599,7 @@ TEST(ScanTest, ADeadDiskIsCountedToItsEndAndListedInPart) {
 
 TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
   Bench bench(R"({"lba": 400, "on_write": "stays"})", 1300);
-  virtual_pc::PlatformFaults& faults = bench.pc.pc().faults();
+  virtual_pc::PlatformFaults& faults = bench.pc.machine().faults();
   faults.reset();
   bench.run("repair");
   ASSERT_EQ(bench.status(), "10");
@@ -607,7 +611,7 @@ TEST(RepairTest, AnyCallMayFailAndTheDeviceMayGo) {
     EXPECT_EQ(bench.host.received.back(), "OnRecoverFinish") << what;
     EXPECT_EQ(documented.count(bench.status()), 1u) << what << " gives " << bench.status();
     EXPECT_EQ(virtual_pc::openHandles(), handles) << what;
-    EXPECT_TRUE(bench.pc.pc().volume('D')->mounted()) << what;
+    EXPECT_TRUE(bench.pc.machine().volume('D')->mounted()) << what;
   };
   ASSERT_GT(calls, 20u);
   const auto before = bench.content();

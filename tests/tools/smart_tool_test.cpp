@@ -8,8 +8,8 @@
 #include <stdexcept>
 
 #include "ostria/storage/system_component.h"
+#include "tests/support/bench.h"
 #include "tests/support/tool_host.h"
-#include "tests/support/virtual_bench.h"
 #include "virtual_pc/description/description.h"
 
 namespace ostria::storage::test {
@@ -79,7 +79,7 @@ TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
       {"VIRTUAL CASE-J 2GB", "0", "scsi", 0},
       {"FLASH STICK 1GB", "0", "scsi", 0},
   };
-  VirtualBench bench{std::string(virtual_pc::builtInMachineText())};
+  ModuleBench bench{std::string(virtual_pc::builtInMachineText())};
   SmartTool tool;
   ToolHost host(tool);
   for (const Kind& kind : kinds) {

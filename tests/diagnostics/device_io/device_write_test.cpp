@@ -6,8 +6,8 @@
 
 #include <functional>
 
+#include "tests/support/bench.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/virtual_bench.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -68,7 +68,7 @@ class WriteTestOnVolumes : public ::testing::Test {
     const TestResult result = test.run(host.get());
     EXPECT_EQ(host->messages.back().rfind("progress 100", 0), 0u);
     for (const char letter : {'N', 'O', 'P'}) {
-      EXPECT_EQ(bench.pc().volume(letter)->find(kScratchPath), nullptr);
+      EXPECT_EQ(bench.machine().volume(letter)->find(kScratchPath), nullptr);
     }
     return result;
   }
@@ -76,19 +76,19 @@ class WriteTestOnVolumes : public ::testing::Test {
     vpc::FaultRule rule;
     rule.command = command;
     rule.action = action;
-    bench.pc().drive("nvme")->nvme->faults().clear();
-    bench.pc().drive("nvme")->nvme->faults().add(rule);
+    bench.machine().drive("nvme")->nvme->faults().clear();
+    bench.machine().drive("nvme")->nvme->faults().add(rule);
   }
   /// How many sectors from the volume's first free cluster on hold the pattern.
   std::uint64_t patterned(char letter, std::uint64_t partitionStart) {
-    const auto volume = bench.pc().volume(letter);
+    const auto volume = bench.machine().volume(letter);
     std::uint64_t lba =
         partitionStart + (volume->description().totalBytes / volume->clusterBytes() -
                           volume->description().freeBytes / volume->clusterBytes()) *
                              (volume->clusterBytes() / kSector);
     std::uint64_t count = 0;
     for (std::vector<std::uint8_t> sector(kSector, 0xAA); sector.front() == 0xAA; ++lba, ++count) {
-      bench.pc().drive("nvme")->medium->peek(lba, sector.data());
+      bench.machine().drive("nvme")->medium->peek(lba, sector.data());
       if (sector != std::vector<std::uint8_t>(kSector, 0xAA)) {
         break;
       }
@@ -96,7 +96,7 @@ class WriteTestOnVolumes : public ::testing::Test {
     return count;
   }
 
-  VirtualBench bench{kTwoVolumes};
+  ModuleBench bench{kTwoVolumes};
   StorageComponent& device = *bench.device("WRITTEN");
   StorageDeviceWriteTest test{Identifier{}};
   std::unique_ptr<ActingHost> host = std::make_unique<ActingHost>(&device);
@@ -130,14 +130,14 @@ TEST_F(WriteTestOnVolumes, TwoVolumesGetTheirSharesAndAnUnusableOneIsPassedOver)
 
   // Somebody holds the name on the first volume.
   std::shared_ptr<vpc::FileNode> taken;
-  bench.pc().volume('N')->create(kScratchPath, true, &taken);
+  bench.machine().volume('N')->create(kScratchPath, true, &taken);
   host->messages.clear();
   EXPECT_EQ(test.run(host.get()), TestResult::Passed);
   EXPECT_EQ(host->count("log"), 0u);
 }
 
 TEST_F(WriteTestOnVolumes, AVolumeThatRunsFullIsNoFaultOfTheDevice) {
-  const auto volume = bench.pc().volume('N');
+  const auto volume = bench.machine().volume('N');
   // All but one cluster goes while the chunk waits to be written.
   host->actAtPoll = 3;
   host->act = [&] {
@@ -160,7 +160,7 @@ TEST_F(WriteTestOnVolumes, OneChangedByteFailsWithItsRange) {
   host->actAtPoll = 4;  // the chunk is written, not yet read
   host->act = [&] {
     const std::uint8_t other = 0xAB;
-    const auto volume = bench.pc().volume('N');
+    const auto volume = bench.machine().volume('N');
     const auto file = volume->find(kScratchPath);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->bytes, kChunk);
@@ -182,14 +182,14 @@ TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
     for (const std::uint8_t command : {std::uint8_t{1}, std::uint8_t{2}}) {
       SCOPED_TRACE(command);
       fault(command, action);
-      const std::uint64_t before = bench.pc().clock().now();
+      const std::uint64_t before = bench.machine().clock().now();
       EXPECT_EQ(run(), TestResult::Failed);
       const char* key =
           command == 1 ? "log 2 WRITE_OPERATION_FAILED" : "log 2 READ_OPERATION_FAILED";
       EXPECT_EQ(host->count(key + range), 1u);
       EXPECT_EQ(host->count("log"), 1u);
       const std::uint64_t seconds =
-          (bench.pc().clock().now() - before) / vpc::kMicrosecondsPerSecond;
+          (bench.machine().clock().now() - before) / vpc::kMicrosecondsPerSecond;
       EXPECT_EQ(seconds >= 30, std::holds_alternative<vpc::HangFault>(action));
       EXPECT_LT(seconds, 40u);
     }
@@ -198,11 +198,11 @@ TEST_F(WriteTestOnVolumes, FailedAndHangingTransfersFailWithTheirRange) {
 
 TEST_F(WriteTestOnVolumes, PrivilegeIsNoConditionAndGoesBack) {
   EXPECT_EQ(run(), TestResult::Passed);
-  EXPECT_EQ(bench.pc().process().validDataRequests, 1u) << "one file, with the privilege";
+  EXPECT_EQ(bench.machine().process().validDataRequests, 1u) << "one file, with the privilege";
   // The calls that take it come first.
   for (std::uint64_t call = 1; call <= 3; ++call) {
-    bench.pc().faults().reset();
-    bench.pc().faults().failCall(call, ERROR_ACCESS_DENIED);
+    bench.machine().faults().reset();
+    bench.machine().faults().failCall(call, ERROR_ACCESS_DENIED);
     EXPECT_EQ(run(), TestResult::Passed) << call;
   }
 }

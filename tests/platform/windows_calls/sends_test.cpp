@@ -81,25 +81,26 @@ TEST_F(SendsTest, AtaBlockCarriesTheTaskFile) {
 TEST_F(SendsTest, AtaAnswersAreNotTrusted) {
   struct Row {
     const char* name;
-    DWORD error;
-    std::uint32_t length;
-    std::uint64_t offset;
-    DWORD returned;
-    ProtocolResult result;
-    std::uint64_t bytes;
+    DWORD error = 0;
+    std::uint32_t length = 512;
+    std::uint64_t offset = 48;
+    DWORD returned = 0;
+    ProtocolResult result = ProtocolResult::TransportFailure;
+    std::uint64_t bytes = 512;
     std::uint8_t status = 0x50;
   };
+  using enum ProtocolResult;
   const Row rows[] = {
-      {"short", 0, 100, 48, 148, ProtocolResult::Success, 100},
-      {"more than asked", 0, 0xFFFFFFFF, 48, 560, ProtocolResult::Success, 512},
-      {"more than returned", 0, 512, 48, 148, ProtocolResult::Success, 100},
-      {"nothing came", 0, 0, 48, 48, ProtocolResult::NoDataReturned, 512},
-      {"data before the header's end", 0, 512, 8, 560, ProtocolResult::TransportFailure, 512},
-      {"data outside", 0, 512, UINT64_MAX, 560, ProtocolResult::TransportFailure, 512},
-      {"error, header alone", 0, 512, 48, 48, ProtocolResult::NoDataReturned, 512, 0x51},
-      {"no header", 0, 512, 48, 47, ProtocolResult::TransportFailure, 512},
-      {"no rights", ERROR_ACCESS_DENIED, 512, 48, 0, ProtocolResult::AccessDenied, 512},
-      {"refused", ERROR_INVALID_PARAMETER, 512, 48, 0, ProtocolResult::TransportFailure, 512},
+      {.name = "short", .length = 100, .returned = 148, .result = Success, .bytes = 100},
+      {.name = "more than asked", .length = 0xFFFFFFFF, .returned = 560, .result = Success},
+      {.name = "more than returned", .returned = 148, .result = Success, .bytes = 100},
+      {.name = "nothing came", .length = 0, .returned = 48, .result = NoDataReturned},
+      {.name = "data before the header's end", .offset = 8, .returned = 560},
+      {.name = "data outside", .offset = UINT64_MAX, .returned = 560},
+      {.name = "error, header alone", .returned = 48, .result = NoDataReturned, .status = 0x51},
+      {.name = "no header", .returned = 47},
+      {.name = "no rights", .error = ERROR_ACCESS_DENIED, .result = AccessDenied},
+      {.name = "refused", .error = ERROR_INVALID_PARAMETER},
   };
   for (const auto wait : {ScriptedWin32::Transfer::AtOnce, ScriptedWin32::Transfer::Pending}) {
     kernel.transfer = wait;
