@@ -6,6 +6,7 @@
 
 #include "checks/device_checks.h"
 #include "checks/read_timeout.h"
+#include "inventory/read_evidence.h"
 
 namespace ostria::storage {
 
@@ -17,10 +18,16 @@ ToolStatus ScanAndFixTool::execute(const RecoverDeviceItem& item, std::uint32_t 
   timeoutSeconds_ = chooseTimeout();
   statistics_.fill(0);
   unconfirmed_ = 0;
+  hardwareErrors_ = 0;
   const ToolStatus status = ScanTool::execute(item, partitionIndex);
   if (unconfirmed_ != 0) {
     notices_.push_back("Bad sectors that were not rewritten, as the device did not confirm them: " +
                        std::to_string(unconfirmed_) + ".");
+  }
+  if (hardwareErrors_ != 0) {
+    notices_.push_back(
+        "Bad sectors that were not rewritten, as the device reported a hardware error: " +
+        std::to_string(hardwareErrors_) + ".");
   }
   // A sector whose repair timed out is in no other counter, and still bad.
   return status == ToolStatus::Repaired && statistics_[Found] > statistics_[Fixed]
@@ -81,6 +88,11 @@ ProtocolResult ScanAndFixTool::rewrite(std::uint64_t sector) {
   if (confirmed != ProtocolResult::MediumError) {
     ++unconfirmed_;
     return succeeded(confirmed) ? ProtocolResult::Failure : confirmed;
+  }
+  // Broken electronics fail every read so, of sectors that are well, too.
+  if (lastReadMetHardwareError(*protocol_)) {
+    ++hardwareErrors_;
+    return ProtocolResult::DeviceError;
   }
   if (const ProtocolResult result = protocol_->Write(sector, 1, timeoutSeconds_, pattern.data());
       !succeeded(result)) {

@@ -6,7 +6,8 @@ namespace ostria::storage {
 
 /// A scan that overwrites each bad sector, reads it back and compares: a drive remaps a bad sector
 /// when it is written. The old content of such a sector is lost; no other sector is written, and
-/// none whose medium error the protocol's own read of it does not confirm.
+/// none whose medium error the protocol's own read of it does not confirm; a hardware error of the
+/// device is no such confirmation.
 class ScanAndFixTool : public ScanTool {
  public:
   explicit ScanAndFixTool(Tool* owner);
@@ -19,7 +20,8 @@ class ScanAndFixTool : public ScanTool {
   std::uint32_t chooseTimeout();
   ProtocolResult rewrite(std::uint64_t sector);
 
-  std::uint64_t unconfirmed_ = 0;  ///< sectors that were left alone
+  std::uint64_t unconfirmed_ = 0;     ///< sectors that were left alone
+  std::uint64_t hardwareErrors_ = 0;  ///< left alone as the device is what fails
 };
 
 }  // namespace ostria::storage

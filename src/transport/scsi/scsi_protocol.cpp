@@ -159,6 +159,8 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
     }
     ScsiCmd& command = *levels[readCdbLevel_];
     const ProtocolResult result = CheckSense(command);
+    const std::optional<ScsiSense> sense = senseOf(command);
+    lastReadMetHardwareError_ = sense && sense->GetSenseKey() == SenseKey::HardwareError;
     if (succeeded(result)) {
       return transferVerdict(command, asked);
     }
@@ -166,7 +168,6 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
       return ProtocolResult::CommandUnusable;
     }
     if (readCdbLevel_ == std::size(levels) - 1) {
-      const std::optional<ScsiSense> sense = senseOf(command);
       return sense ? mediumVerdict(*sense, result) : result;
     }
   }

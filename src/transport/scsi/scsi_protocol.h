@@ -48,6 +48,9 @@ class ScsiProtocol : public StorageProtocol {
   static bool ProbeBridge(ScsiBridge& bridge);
   /// SCSI status of the last `StartSelfTest` that went through.
   std::uint8_t GetLastDiagnosticStatus() const { return lastDiagnosticStatus_; }
+  /// Whether the sense key of the last `Read` was HARDWARE ERROR: its result is `MediumError`, but
+  /// the device is defective, which says nothing of the sector.
+  bool LastReadMetHardwareError() const { return lastReadMetHardwareError_; }
 
  private:
   struct IecForm;
@@ -77,6 +80,7 @@ class ScsiProtocol : public StorageProtocol {
   std::uint8_t savedMrie_ = 0;
   std::uint8_t savedIecFlags_ = 0;
   std::uint8_t lastDiagnosticStatus_ = 0;
+  bool lastReadMetHardwareError_ = false;
   bool iecUnchanged_ = true;
   std::uint8_t readCdbLevel_ = 0;  ///< 0 READ(16), 1 READ(12), 2 READ(10)
 };
