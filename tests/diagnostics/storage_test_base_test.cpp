@@ -158,6 +158,10 @@ TEST(StorageTestBase, DeviceMustBeKnownAndUnlockedToBeRead) {
   disk.protocol->record().logicalSectorSize = 256;
   EXPECT_EQ(ready(), "log 2 DEVICE_COMMUNICATION_FAILURE / 100 same = 0");
   EXPECT_FALSE(checkReadyToRead(nullptr, nullptr, nullptr));
+  FakeHost host(nullptr);
+  EXPECT_TRUE(checkSeekable(disk.component.get(), host.listener(), host.messageLog()));
+  EXPECT_FALSE(checkSeekable(disk.component.get(), host.listener(), nullptr));
+  EXPECT_FALSE(checkSeekable(disk.component.get(), nullptr, host.messageLog()));
 }
 
 TEST(TestWithDeviceHint, HintFollowsAFailedRunAndNoExceptionLeaves) {

@@ -89,8 +89,10 @@ TEST(ScanEdges, ALockedDiskIsNamedAndNotRead) {
       R"(, "bridge_faults": [
         {"command": 37, "times": 0, "action": "device_error", "codes": [5, 32, 0]},
         {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]}])";
-  const std::pair<const char*, std::string> disks[] = {
-      {"sata", locked}, {"usb_sat", locked}, {"usb_sat", locked + withoutCapacity}};
+  const std::pair<const char*, std::string> disks[] = {{"sata", locked},
+                                                       {"usb_sat", locked},
+                                                       {"usb_sat", locked + withoutCapacity},
+                                                       {"usb_sat_no_ck", locked + withoutCapacity}};
   for (const auto& [kind, more] : disks) {
     Bench disk(kind, 20'000, more);
     for (const Identifier& id :

@@ -173,6 +173,11 @@ TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {
     machine["controllers"][0]["csmi"]["flags"] = flags;
     EXPECT_THAT(listed(), SizeIs((flags & 0x0A) != 0 ? 4 : 0)) << flags;
   }
+
+  Json adapterAlone = raidMachine();
+  adapterAlone["controllers"][0]["hardware_id"] = "x";
+  RaidBench bench(adapterAlone);
+  EXPECT_TRUE(RaidComponentManager(Identifier(0, 0, 0)).hasDevices());
 }
 
 /// A request that fails each time, and what is left: members, groups of logical disks, and whether

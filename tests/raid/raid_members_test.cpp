@@ -154,6 +154,24 @@ TEST(RaidMembers, OfADriveThatDoesNotAnswerAreListedWithoutIt) {
   EXPECT_THAT(bench.serials(), Not(Contains("RPC-STR-02")));
 }
 
+TEST(RaidMembers, ThatDoNotSayWhoTheyAreAreNotInTheControllersList) {
+  for (const unsigned occurrence : {1u, 2u, 3u}) {
+    Json machine = raidMachine();
+    machine["drives"][2]["faults"] = {
+        {{"command", 0xEC}, {"occurrence", occurrence}, {"times", 0}, {"action", "hang"}}};
+    RaidBench bench(machine);
+    RaidComponentManager manager(Identifier(0, 0, 0));
+    manager.scan();
+    for (std::uint32_t i = 0; i < manager.componentCount(); ++i) {
+      std::vector<RaidPhysicalDrive> drives;
+      EXPECT_EQ(manager.raidComponent(i)->getPhysicalDrives(&drives), ProtocolResult::Success);
+      for (const RaidPhysicalDrive& drive : drives) {
+        EXPECT_NE(drive.size, 0u) << drive.model << " " << occurrence;
+      }
+    }
+  }
+}
+
 TEST(RaidMembers, AreFoundWhenTheDisksCannotBeEnumerated) {
   RaidBench bench(raidMachine());
   bench.faults().reset();
@@ -182,8 +200,9 @@ TEST(RaidMembers, AReadBehindCsmiIsGoodOnlyIfItsDataCame) {
   // What the driver writes of the block, or how the connection to the drive ended, from the 40th
   // request for that drive on: the drive is found, and its reads go wrong later.
   std::vector<Loss> losses;
-  for (const auto& [what, value] : {std::pair("bytes", 0u), std::pair("bytes", 28u),
-                                    std::pair("bytes", 164u), std::pair("connection_status", 1u)}) {
+  for (const auto& [what, value] :
+       {std::pair("bytes", 0u), std::pair("bytes", 28u), std::pair("bytes", 164u),
+        std::pair("bytes", 468u), std::pair("connection_status", 1u)}) {
     losses.push_back({25, 2, "RPC-MIR-01", what, value});
     losses.push_back({24, 4, "RPC-SAS-01", what, value});
   }

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
+#include <clocale>
 
 #include "services/string_handler_imp.h"
 
@@ -78,6 +80,13 @@ TEST(StringHandlerTest, WideConversionsCountTheTerminator) {
   EXPECT_EQ(strings.multiByteToWide(&converted, wide, 8, "disk", 2), 0);
   EXPECT_EQ(std::wstring(wide), L"di");
   EXPECT_EQ(converted, 3u);
+  // Neither a byte that no character begins with nor a character that is cut.
+  for (const char* broken : {"a\xFF", "a\xC3"}) {
+    const std::string before = std::setlocale(LC_CTYPE, nullptr);
+    EXPECT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+    EXPECT_EQ(strings.multiByteToWide(&converted, wide, 8, broken, 8), EILSEQ);
+    std::setlocale(LC_CTYPE, before.c_str());
+  }
   EXPECT_NE(strings.multiByteToWide(&converted, wide, 4, "disk", 8), 0);
   EXPECT_EQ(wide[0], 0);
   EXPECT_EQ(converted, 0u);

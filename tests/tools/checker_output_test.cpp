@@ -39,6 +39,7 @@ TEST(CheckerOutputTest, StatusLinesShowThePercentageOfTheWhole) {
   }
   const Printed run(text + "The volume is 45% full.\r\nTotal: 100%\r\r\n");
   EXPECT_FALSE(run.output.isStuck());
+  ASSERT_FALSE(run.percents.empty());
   EXPECT_EQ(run.percents.front(), 0);
   EXPECT_EQ(run.percents.back(), 100);
   EXPECT_TRUE(std::is_sorted(run.percents.begin(), run.percents.end()));

@@ -263,8 +263,12 @@ TEST(RepairTest, ARepairThatTimedOutIsNotAllRepaired) {
   SlowRepair repair(&bench.tool);
   repair.setComponent(bench.device);
   EXPECT_EQ(repair.execute({}, 0), ToolStatus::NotRepaired);
-  EXPECT_EQ(*repair.getSectorStatistics(),
-            (RecoverBadSectorsOperation::SectorStatistics{20011, 1, 0, 0}));
+  const RecoverBadSectorsOperation::SectorStatistics wanted{20011, 1, 0, 0};
+  EXPECT_EQ(*repair.getSectorStatistics(), wanted);
+  // There is no fifth counter; the list of bad sectors lies behind the fourth.
+  repair.addToStatistic(4, 1);
+  EXPECT_EQ(*repair.getSectorStatistics(), wanted);
+  EXPECT_EQ(repair.getBadSectorList()->front(), 100u);
 }
 
 /// A drive of 2600 sectors on the SCSI bus whose commands fail as planned.

@@ -78,6 +78,10 @@ TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
   EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), ElementsAre(order))
       << "a value stays until it is reset";
   EXPECT_THAT(issuesOf(linear, {}), IsEmpty()) << "a refused range is not kept";
+  EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "60")}), IsEmpty());
+  EXPECT_THAT(issuesOf(linear, {chosen("START_RANGE", "70"), chosen("STOP_RANGE", "x")}),
+              ElementsAre("1 STOP_RANGE USE_A_NUMERICAL_VALUE_BETWEEN_1_AND_100"))
+      << "the order of what was refused says nothing";
   linear.resetParameters();
   EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), IsEmpty());
 

@@ -130,6 +130,16 @@ TEST(SeekTests, SmallDisksAreReadWithinTheirEnds) {
   }
 }
 
+// A slice is cut to whole sectors: two of them begin with the 2858th sector.
+TEST(FunnelSeekTest, ASliceIsNoLargerThanItsShare) {
+  for (const auto& [total, steps] : {std::pair(2857u, 2857u), std::pair(2858u, 1429u)}) {
+    SeekDisk disk(total);
+    QuickFunnelSeekTest funnel(kSomeTest);
+    runOn(funnel, disk);
+    EXPECT_NEAR(static_cast<double>(disk.lbas().size()), 201 + 2 * steps, 4);
+  }
+}
+
 TEST(SeekTests, VariantsChooseTheirDevices) {
   const std::string notHere = "100 TEST_NOT_SUPPORTED_IN_THIS_DEVICE / log 0 same = 3";
   QuickFunnelSeekTest quick(kSomeTest);

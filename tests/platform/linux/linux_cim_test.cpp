@@ -106,7 +106,10 @@ TEST_F(LinuxCimTest, WritesAndReadsBackRecords) {
   EXPECT_EQ(cim.queryAll(&table, "Results", 0, fields, wide), CimResult::NoFields);
   EXPECT_EQ(cim.queryAll(&table, "Results", 2, withNull, wide), CimResult::NullFieldName);
   EXPECT_EQ(cim.queryAll(&table, nullptr, 1, fields, wide), CimResult::QueryIncomplete);
-  EXPECT_EQ(cim.query(fields, "x' OR 1", "Results", 1, &table, wide), CimResult::ConnectFailed);
+  for (const char* condition : {"x' OR 1", "Id =", "test name = 'x'"}) {
+    EXPECT_EQ(cim.query(fields, condition, "Results", 1, &table, wide), CimResult::ConnectFailed)
+        << condition;
+  }
 }
 
 TEST_F(LinuxCimTest, WhatIsNotThereIsNotAnswered) {

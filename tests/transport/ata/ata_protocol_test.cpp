@@ -214,15 +214,23 @@ TEST_F(AtaProtocolTest, FruNumberAndSmartCapabilitiesAreTaken) {
   vendorLog[20] = '8';
   vendorLog[21] = 'S';
   std::fill_n(vendorLog.begin() + 110, 30, std::uint8_t{'F'});
-  bridge->expect(IdentifyDevice(nullptr)).returns(identifyPage());
-  for (int i = 0; i < 5; ++i) {
-    bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).returns(vendorLog);
-  }
   Bytes smart(512);
   smart[367] = 0x14;
-  expectSmart(smart);
-  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
-  EXPECT_EQ(properties.fruPartNumber, std::string(30, 'F'));
+  const auto partNumber = [&](const Bytes& log) {
+    bridge->expect(IdentifyDevice(nullptr)).returns(identifyPage());
+    for (int i = 0; i < 5; ++i) {
+      bridge->expect(ReadLogExt(0xDF, 1, nullptr, 0)).returns(log);
+    }
+    expectSmart(smart);
+    EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    return properties.fruPartNumber;
+  };
+  for (const std::size_t mark : {0u, 20u, 21u}) {
+    Bytes other = vendorLog;
+    other[mark] = '-';
+    EXPECT_EQ(partNumber(other), "") << mark;
+  }
+  EXPECT_EQ(partNumber(vendorLog), std::string(30, 'F'));
   EXPECT_TRUE(properties.smartDataValid && properties.selfTestAbortSupported);
   EXPECT_TRUE(properties.selfTestSupported);
   EXPECT_FALSE(properties.offlineImmediateSupported || properties.conveyanceSupported);
