@@ -35,13 +35,13 @@ std::vector<KeptRun> KeptResults::read() {
   if (const auto* error = std::get_if<UsageError>(&kept)) {
     throw Stop{ExitCode::CouldNotStart, texts_.say(*error)};
   }
-  auto& runs = std::get<std::vector<KeptRun>>(kept);
+  std::vector<KeptRun> runs = std::get<std::vector<KeptRun>>(std::move(kept));
   for (const KeptRun& run : runs) {
     for (const KeptDrive& drive : run.drives) {
       redactor_.addSecret(drive.serial);
     }
   }
-  return std::move(runs);
+  return runs;
 }
 
 std::vector<HistoryRecord> KeptResults::records(const HistoryFilter& filter) {

@@ -43,8 +43,8 @@ std::vector<T*> borrowed(const std::vector<std::unique_ptr<T>>& owned) {
 
 Catalogue::Catalogue()
     : quickTests_(makeTests(ids::kQuickCategory)),
-      extendedTests_(makeTests(ids::kExtendedCategory)) {
-  resource_ = std::make_unique<StorageResource>(ids::kModuleObject);
+      extendedTests_(makeTests(ids::kExtendedCategory)),
+      resource_(std::make_unique<StorageResource>(ids::kModuleObject)) {
   resource_->setLabelTable({{0, "0 - 30"}, {1, "+ 60"}, {2, "+ 90"}});
   quick_ = std::make_unique<Diagnostic>(ids::kQuick, borrowed(quickTests_));
   extended_ = std::make_unique<Diagnostic>(ids::kExtended, borrowed(extendedTests_));

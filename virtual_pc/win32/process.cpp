@@ -268,11 +268,11 @@ int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int byte
   return static_cast<int>(result.size());
 }
 
-int WINAPI WideCharToMultiByte(UINT, DWORD flags, LPCWSTR text, int characters, LPSTR out,
-                               int bytes, LPCSTR, LPBOOL usedDefault) {
+int WINAPI WideCharToMultiByte(UINT /*codePage*/, DWORD flags, LPCWSTR wide, int wideCount,
+                               LPSTR text, int bytes, LPCSTR /*defaultChar*/, LPBOOL usedDefault) {
   const std::wstring_view in =
-      characters < 0 ? std::wstring_view(text, std::char_traits<wchar_t>::length(text) + 1)
-                     : std::wstring_view(text, static_cast<std::size_t>(characters));
+      wideCount < 0 ? std::wstring_view(wide, std::char_traits<wchar_t>::length(wide) + 1)
+                    : std::wstring_view(wide, static_cast<std::size_t>(wideCount));
   if (usedDefault != nullptr) {
     *usedDefault = FALSE;
   }
@@ -288,7 +288,7 @@ int WINAPI WideCharToMultiByte(UINT, DWORD flags, LPCWSTR text, int characters, 
     SetLastError(ERROR_INSUFFICIENT_BUFFER);
     return 0;
   }
-  std::ranges::copy(result, out);
+  std::ranges::copy(result, text);
   return static_cast<int>(result.size());
 }
 

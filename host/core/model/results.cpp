@@ -87,6 +87,8 @@ std::optional<std::int64_t> secondsOfIsoTime(const std::string& text) {
 
 std::string localTime(Clock::time_point time) {
   const std::time_t seconds = Clock::to_time_t(time);
+  // Only one thread of the program asks for times.
+  // cppcheck-suppress localtimeCalled
   const std::tm* local = std::localtime(&seconds);
   char text[64] = "";
   if (local != nullptr) {

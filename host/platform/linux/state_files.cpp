@@ -49,6 +49,8 @@ std::string stateFolder() {
   }
   const char* home = secure_getenv("HOME");
   if (home == nullptr || *home != '/') {
+    // Only one thread of the program asks for users.
+    // cppcheck-suppress getpwuidCalled
     const passwd* user = getpwuid(geteuid());
     home = user != nullptr ? user->pw_dir : nullptr;
   }

@@ -22,8 +22,10 @@ void addSpace(const std::string& root, bool ntfs, VolumeFacts& facts) {
   if (::statvfs(root.c_str(), &status) != 0) {
     return;
   }
-  facts.space = VolumeFacts::Space{.total = std::uint64_t{status.f_blocks} * status.f_frsize,
-                                   .free = std::uint64_t{status.f_bfree} * status.f_frsize};
+  VolumeFacts::Space space;
+  space.total = std::uint64_t{status.f_blocks} * status.f_frsize;
+  space.free = std::uint64_t{status.f_bfree} * status.f_frsize;
+  facts.space = space;
   if (ntfs) {
     facts.clusterBytes = static_cast<std::uint32_t>(status.f_bsize);
   }
