@@ -71,11 +71,17 @@ class Speed:
         except subprocess.TimeoutExpired:
             print("speed: not ended under strace:", command, flush=True)
             return None
-        try:
-            last = [line.split() for line in Path(trace).read_text(encoding="utf-8").splitlines() if "total" in line][-1]
-            return int(next(word for word in last[3:] if word.isdigit()))
-        except (OSError, IndexError, StopIteration):
-            return None
+        # The lines of strace -c end with the calls, their errors if there are any, and the name.
+        calls = {}
+        for line in Path(trace).read_text(encoding="utf-8").splitlines():
+            words = line.split()
+            if len(words) >= 5 and words[3].isdigit():
+                calls[words[-1]] = int(words[3])
+        return calls if "total" in calls else None
+
+    @classmethod
+    def total_calls(cls, command):
+        return (cls.system_calls(command) or {}).get("total")
 
     def beside(self, commands, runs=None):
         """Medians of interleaved runs, each command once in each round."""
@@ -92,7 +98,7 @@ class Speed:
         return medians
 
     def row(self, what, ours, peer=None, peer_name="", **more):
-        good = all(code in (0, 1, 3, 5) for code in ours.get("codes", []))
+        good = all(code in (0, 1, 5) for code in ours.get("codes", []))
         self.rows.append({"what": what, "seconds": ours["seconds"], "peer": peer_name, "good": good,
                           "peer_seconds": peer["seconds"] if peer else None, "peak": ours.get("peak"), **more})
 
@@ -169,7 +175,7 @@ class Speed:
                  cpu_per_gib=scan["cpu"] / gibibytes)
         self.row("full scan, the whole command", scan, medians["badblocks8192"], "badblocks -b 4096 -c 8192", goal=1.1)
         self.notes["dd_cpu_per_gib"] = medians["dd"]["cpu"] / gibibytes
-        self.notes["scan_calls"] = self.system_calls([*self.cli, "-En", index])
+        self.notes["scan_calls"] = self.total_calls([*self.cli, "-En", index])
         for disk in disks[:-1]:
             number = self.index(disk)
             part = self.beside({"scan": [*self.cli, "-En", number], "before": [*self.cli, "--show", number],
@@ -194,32 +200,40 @@ class Speed:
         self.row(f"list of {drives} drives", medians["list"], medians["scan-open"], "smartctl --scan-open", goal=0.5)
         self.row("SMART report of one disk", medians["smart"], medians["smartctl -A"], "smartctl -A", goal=0.5)
         self.row("report of one NVMe drive", medians["nvme"], medians["smart-log"], "nvme smart-log", goal=0.6)
-        start = self.system_calls([*self.cli, "--help"])
+        start = self.total_calls([*self.cli, "--help"])
         for name, arguments, count in (("list", ["--list"], drives), ("smart", ["smart", ata_index], 1),
                                        ("nvme", ["smart", nvme_index], 1)):
-            calls = self.system_calls([*self.cli, *arguments])
+            calls = self.total_calls([*self.cli, *arguments])
             if calls is not None and start is not None and count:
                 self.notes[f"calls_{name}"] = {"all": calls, "start": start, "per_drive": (calls - start) / count}
         if node:
             reads = 4001
             index = self.index(node)
-            medians = self.beside({"seek": [*self.cli, "-Er", index], "before": [*self.cli, "--show", index],
+            medians = self.beside({"seek": [*self.cli, "-Qr", index], "before": [*self.cli, "--show", index],
                                    "bare": [self.bare, "seek", node, str(reads)]}, 3 if self.small else None)
             self.row("random seek test, less what comes before it",
                      dict(medians["seek"], seconds=medians["seek"]["seconds"] - medians["before"]["seconds"]),
                      medians["bare"], f"a bare loop of {reads} SG_IO reads", goal=1.05)
 
     def discovery_growth(self):
+        """Also what one more drive costs, by system call: a drive of scsi_debug, empty and without partitions."""
+        grown = []
         for drives in (1, 4) if self.small else (1, 16, 64, 256):
             if not self.bench.modprobe("scsi_debug", f"num_tgts={drives}", "dev_size_mb=8", "delay=0"):
                 self.bench.skip("speed: growth of discovery", "this kernel has no scsi_debug")
                 return
             time.sleep(1 + drives / 32)
             medians = self.beside({"list": [*self.cli, "--list"], "scan-open": ["smartctl", "--scan-open"]}, min(self.runs, 3))
-            calls = self.system_calls([*self.cli, "--list"])
+            calls = self.system_calls([*self.cli, "--list"]) or {}
             _, listing = self.bench.product("--list", timeout=600)
             found = len(listing.get("devices", []))
             self.row(f"list with {found} drives", medians["list"], medians["scan-open"], "smartctl --scan-open",
-                     per_drive_calls=calls / max(found, 1) if calls else None)
+                     per_drive_calls=calls["total"] / max(found, 1) if calls else None)
+            grown.append((found, calls))
             self.bench.run("rmmod", "scsi_debug")
             time.sleep(1)
+        (fewer, before), (more, after) = grown[0], grown[-1]
+        if more > fewer and before and after:
+            each = {name: (after[name] - before.get(name, 0)) / (more - fewer) for name in after}
+            self.notes["calls_of_one_more_drive"] = {
+                name: round(count, 1) for name, count in sorted(each.items(), key=lambda item: -item[1]) if count >= 0.5}
