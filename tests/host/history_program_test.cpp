@@ -92,7 +92,7 @@ TEST_F(KeptRunsTest, WhatChangedSinceTheLastKeptRunIsShown) {
   const json all = document({"--history"});
   EXPECT_GE(all.at("records").size(), 3u);
   EXPECT_EQ(all.at("records").at(0).at("virtual"), true);
-  const json flash = document({"--history", "FLASH-0002"});
+  const json flash = document({"--history", "flash-0002"});
   for (const json& record : flash.at("records")) {
     EXPECT_EQ(record.at("serial"), "FLASH-0002");
   }

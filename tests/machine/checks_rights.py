@@ -1,5 +1,6 @@
 """What the program may do, what it gives up, what it writes where nothing may be written, and what the journal says."""
 
+import json
 import os
 import re
 import socket
@@ -47,6 +48,24 @@ def named(bench):
                 "nvme0n1" in text and "CAP_SYS_ADMIN" in text and "CAP_SYS_RAWIO" in text, (code, text))
 
 
+def sandboxed(bench):
+    """With the capabilities of the systemd service the list is what it is with all of them."""
+    # The clone is where this file lies, two folders up.
+    unit = os.path.join(os.path.dirname(os.path.realpath(__file__)), "../../docs/examples/systemd/ostria-storage-metrics.service")
+    with open(unit, encoding="utf-8") as file:
+        kept = re.search(r"^CapabilityBoundingSet=(.*)$", file.read(), re.MULTILINE)[1]
+    limits = "--bounding-set=-all," + ",".join(kept.lower().replace("cap_", "+").split())
+
+    def listed(*before):
+        _, text = bench.run(*before, bench.bin + "/OstriaDiagnosticsCLI", "--read-only", *LISTING)
+        return [(device["serial"], device["health"]["verdict"], device["health"]["smart_state"])
+                for device in json.loads(text).get("devices", []) if not device["serial"].startswith("OBRAID")]
+
+    all_of_them = listed()
+    bench.check("rights: the systemd service sees every drive that root sees",
+                len(all_of_them) > 8 and listed("setpriv", "--no-new-privs", limits) == all_of_them, all_of_them)
+
+
 def read_only(bench, drive, index):
     before = content(drive)
     code, _ = bench.product("recover", "repair", index, "--assume", "yes", "--read-only")
@@ -84,6 +103,7 @@ def journal(bench, index):
 
 def run(bench):
     named(bench)
+    sandboxed(bench)
     # Other checks leave it loaded, with its disk pulled out.
     bench.run("rmmod", "scsi_debug")
     if not bench.modprobe("scsi_debug", "dev_size_mb=64", "opts=2", f"medium_error_start={FIRST}", f"medium_error_count={COUNT}"):

@@ -17,6 +17,11 @@ struct DeviceNames {
 /// @param id  the module's name of the device; a drive behind a RAID controller has no node
 DeviceNames simulatedDeviceNames(const std::string& id);
 
+/// Whether a user's text is this serial number. An empty one is nobody's.
+bool isSerial(const std::string& text, const std::string& serial);
+/// The same for a WWN, in any of the forms that it is written in.
+bool isWwn(const std::string& text, const std::string& wwn);
+
 /// Where a drive hangs that has no node of its own.
 struct RaidLocation {
   std::string controller;

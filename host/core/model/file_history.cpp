@@ -157,7 +157,9 @@ UsageError FileHistory::add(KeptRun& run) {
   all.push_back(run);
   std::size_t results = 0;
   std::size_t first = all.size();
-  while (first > 0 && (results += all[first - 1].results.size()) <= kMostResults) {
+  // A run in which nothing applied counts, too: there could be any number of them.
+  while (first > 0 &&
+         (results += std::max<std::size_t>(all[first - 1].results.size(), 1)) <= kMostResults) {
     --first;
   }
   // The newest run is kept whatever its size.

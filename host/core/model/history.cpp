@@ -21,7 +21,7 @@ std::string lowered(std::string text) {
 
 bool isNamed(const KeptDrive& drive, const std::vector<std::string>& names) {
   return names.empty() || std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-           return name == drive.serial || name == drive.wwn || name == drive.model ||
+           return isSerial(name, drive.serial) || isWwn(name, drive.wwn) || name == drive.model ||
                   name == drive.node;
          });
 }

@@ -1,35 +1,11 @@
-// Case does not matter in serial numbers and WWNs, which people type from labels; nodes are taken
-// as they are. A number that no drive has in the list may still be a serial number.
+// Nodes are taken as they are. A number that no drive has in the list may still be a serial number.
 #include "host/core/run/resolve_devices.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 namespace ostria::host {
 namespace {
-
-std::string lowered(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') {
-      c = static_cast<char>(c - 'A' + 'a');
-    }
-  }
-  return text;
-}
-
-// "naa.5000C5...", "0x5000c5..." and "wwn-0x5000c5..." are the same.
-std::string bareWwn(std::string text) {
-  static constexpr std::array<std::string_view, 5> kBeginnings = {"wwn-", "nvme-", "naa.", "eui.",
-                                                                  "0x"};
-  text = lowered(std::move(text));
-  for (const std::string_view beginning : kBeginnings) {
-    if (text.starts_with(beginning)) {
-      text.erase(0, beginning.size());
-    }
-  }
-  return text;
-}
 
 bool isNumber(const std::string& text, const DeviceKey& device) {
   std::uint32_t number = 0;
@@ -49,8 +25,7 @@ bool isCalled(const DeviceKey& device, const std::string& text, const std::strin
   const bool node = !names.node.empty() &&
                     (text == names.node || resolved == names.node || "/dev/" + text == names.node);
   return node || isNumber(text, device) || isLink(text, names.byId) || isLink(text, names.byPath) ||
-         (!device.serial.empty() && lowered(text) == lowered(device.serial)) ||
-         (!names.wwn.empty() && bareWwn(text) == bareWwn(names.wwn));
+         isSerial(text, device.serial) || isWwn(text, names.wwn);
 }
 
 std::string candidate(const DeviceKey& device) {

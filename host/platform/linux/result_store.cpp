@@ -103,11 +103,12 @@ bool insert(sqlite3* database, KeptRun& run) {
 
 // The oldest runs go, whole ones, until the results are few enough; the newest always stays.
 bool prune(sqlite3* database) {
-  Statement first(database,
-                  "SELECT min(run) FROM (SELECT run, sum(n) OVER (ORDER BY run DESC) AS total FROM "
-                  "(SELECT runs.run AS run, count(results.run) AS n FROM runs LEFT JOIN results ON "
-                  "results.run = runs.run GROUP BY runs.run)) WHERE total <= ? OR run = (SELECT "
-                  "max(run) FROM runs)");
+  Statement first(
+      database,
+      "SELECT min(run) FROM (SELECT run, sum(n) OVER (ORDER BY run DESC) AS total FROM "
+      "(SELECT runs.run AS run, max(count(results.run), 1) AS n FROM runs LEFT JOIN results ON "
+      "results.run = runs.run GROUP BY runs.run)) WHERE total <= ? OR run = (SELECT "
+      "max(run) FROM runs)");
   if (!first.bind(static_cast<std::int64_t>(History::kMostResults)).row()) {
     return false;
   }

@@ -39,6 +39,8 @@ TEST(HistoryTest, StoresKeepRunsInOrderAndDropTheOldest) {
   unsetenv("OSTRIA_RESULTS");
   for (const auto& store : stores) {
     EXPECT_TRUE(runsOf(*store).empty());
+    KeptRun empty;
+    ASSERT_FALSE(store->add(empty).isSet());
     KeptRun first = sampleRun("2026-01-01", 1, "passed");
     ASSERT_FALSE(store->add(first).isSet());
     KeptRun large = sampleRun("2026-02-01", 13, "failed");
