@@ -13,6 +13,7 @@
 #include "virtual_pc/description/flaws.h"
 #include "virtual_pc/description/nvme_description.h"
 #include "virtual_pc/description/raid_description.h"
+#include "virtual_pc/description/recorded.h"
 
 namespace ostria::virtual_pc {
 
@@ -162,6 +163,7 @@ struct DriveDescription {
   SmartDescription smart;
   ScsiDescription scsi;
   NvmeDescription nvme;
+  RecordedAnswers recorded;  ///< of the command sets that it speaks
 };
 
 /// A storage controller with its location on the PCI bus.

@@ -22,6 +22,9 @@ AtaDrive::AtaDrive(const DriveDescription& description, const Clock& clock, Bloc
 void AtaDrive::perform(AtaExchange& exchange) {
   constexpr std::uint64_t kOverhead = 50;
   exchange.durationMicroseconds = kOverhead;
+  if (answerAsRecorded(exchange)) {
+    return;
+  }
   switch (exchange.in.command) {
     case 0xEC:
       return identify(exchange);
@@ -67,6 +70,14 @@ void AtaDrive::perform(AtaExchange& exchange) {
       break;
   }
   failAta(exchange, kAtaAbort);
+}
+
+bool AtaDrive::answerAsRecorded(AtaExchange& exchange) {
+  if (smart_.outdates(exchange.in) || !answerRecorded(description_.recorded.ata, exchange)) {
+    return false;
+  }
+  smart_.bringUpToDate(exchange);
+  return true;
 }
 
 void AtaDrive::identify(AtaExchange& exchange) const {

@@ -24,6 +24,8 @@ class AtaDrive : public AtaDeviceModel {
  private:
   void perform(AtaExchange& exchange) override;
   std::size_t sectorBytes() const override { return medium_.sectorBytes(); }
+  /// Answers as the real drive did, with what has changed since put in.
+  bool answerAsRecorded(AtaExchange& exchange);
   void identify(AtaExchange& exchange) const;
   void readLogExt(AtaExchange& exchange);
   void writeUncorrectable(AtaExchange& exchange);

@@ -15,6 +15,13 @@ namespace {
 
 constexpr std::uint8_t kTemperatureAttribute = 194;
 constexpr std::uint8_t kAbortSelfTest = 0x7F;
+constexpr std::uint8_t kReadLogExt = 0x2F;
+constexpr std::uint8_t kSmart = 0xB0;
+constexpr std::uint8_t kIdentifyDevice = 0xEC;
+constexpr std::size_t kExecutionStatus = 363;      // of the data page
+constexpr std::size_t kEnabledFeatures = 2 * 85u;  // of IDENTIFY: bit 0 is SMART
+
+unsigned sumOf(const AtaPage& page) { return std::accumulate(page.begin(), page.end(), 0u); }
 
 /// Whole minutes, rounded up, in the byte of the data page; 255 is "look elsewhere".
 std::uint8_t minutes(std::uint64_t microseconds) {
@@ -26,8 +33,7 @@ std::uint8_t minutes(std::uint64_t microseconds) {
 
 void sealPage(AtaPage* page) {
   (*page)[511] = 0;
-  const unsigned sum = std::accumulate(page->begin(), page->end(), 0u);
-  (*page)[511] = static_cast<std::uint8_t>(0u - sum);
+  (*page)[511] = static_cast<std::uint8_t>(0u - sumOf(*page));
 }
 
 void failAta(AtaExchange& exchange, std::uint8_t error) {
@@ -53,6 +59,48 @@ AtaSmart::AtaSmart(const DriveDescription& drive, const Clock& clock, const Bloc
   }
 }
 
+std::uint8_t AtaSmart::executionStatus() {
+  if (selfTests_.runningCode()) {
+    const int tenths = (100 - selfTests_.percentDone() + 9) / 10;
+    return static_cast<std::uint8_t>(0xF0 | std::clamp(tenths, 1, 9));
+  }
+  const auto entries = selfTestEntries();
+  return entries.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(entries.back().status << 4);
+}
+
+bool AtaSmart::outdates(const AtaTaskFile& in) const {
+  constexpr std::uint8_t kSelfTestLog = 0x06;
+  constexpr std::uint8_t kExtendedSelfTestLog = 0x07;
+  const std::uint8_t log = byteOf(in.lbaLow, 0);
+  if (in.command == kReadLogExt) {
+    return log == kExtendedSelfTestLog && selfTestTouched_;
+  }
+  return in.command == kSmart &&
+         (enabled_ != description_.enabled ||
+          (selfTestTouched_ && byteOf(in.features, 0) == 0xD5 && log == kSelfTestLog));
+}
+
+void AtaSmart::bringUpToDate(AtaExchange& exchange) {
+  if (exchange.transferred != sizeof(AtaPage)) {
+    return;
+  }
+  AtaPage page;
+  std::copy_n(exchange.data.begin(), page.size(), page.begin());
+  const AtaPage recorded = page;
+  if (exchange.in.command == kIdentifyDevice && enabled_ != description_.enabled) {
+    page[kEnabledFeatures] ^= 1;
+  } else if (exchange.in.command == kSmart && byteOf(exchange.in.features, 0) == 0xD0 &&
+             selfTestTouched_) {
+    page[kExecutionStatus] = executionStatus();
+  }
+  if (page == recorded) {
+    return;
+  }
+  // A checksum that did not hold still does not.
+  page[511] = static_cast<std::uint8_t>(page[511] + sumOf(recorded) - sumOf(page));
+  exchange.answer(page.data(), page.size());
+}
+
 AtaPage AtaSmart::dataPage() {
   AtaPage page{};
   storeLe16(&page[0], 0x0010);
@@ -68,14 +116,7 @@ AtaPage AtaSmart::dataPage() {
     at += 12;
   }
   page[362] = 0x82;
-  if (selfTests_.runningCode()) {
-    const int tenths = (100 - selfTests_.percentDone() + 9) / 10;
-    page[363] = static_cast<std::uint8_t>(0xF0 | std::clamp(tenths, 1, 9));
-  } else {
-    const auto entries = selfTestEntries();
-    page[363] =
-        entries.empty() ? std::uint8_t{0} : static_cast<std::uint8_t>(entries.back().status << 4);
-  }
+  page[kExecutionStatus] = executionStatus();
   storeLe16(&page[364], 120);
   page[367] = description_.capabilities;
   storeLe16(&page[368], 0x0003);
@@ -154,7 +195,9 @@ void AtaSmart::perform(AtaExchange& exchange) {
       return exchange.answer(page.data(), page.size());
     }
     case 0xD4:
-      return startSelfTest(exchange);
+      startSelfTest(exchange);
+      selfTestTouched_ = selfTestTouched_ || (exchange.out.command & 1) == 0;
+      return;
     case 0xD5: {
       const std::vector<AtaPage> log = smartLog(byteOf(exchange.in.lbaLow, 0));
       const std::size_t pages = byteOf(exchange.in.count, 0);

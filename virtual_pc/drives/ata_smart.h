@@ -28,6 +28,11 @@ class AtaSmart {
 
   /// Does a SMART command (B0h); `out` comes in with status 50h.
   void perform(AtaExchange& exchange);
+  /// Whether what the command asks for has changed since it was recorded: all of SMART once it was
+  /// switched, the self-test logs once a test was started.
+  bool outdates(const AtaTaskFile& in) const;
+  /// Puts the state of SMART and of self-tests into a recorded page of 512 bytes.
+  void bringUpToDate(AtaExchange& exchange);
   /// Notes an error that the drive has reported to the host.
   void noteError(const ErrorEntryDescription& error);
 
@@ -41,6 +46,7 @@ class AtaSmart {
   void startSelfTest(AtaExchange& exchange);
   void returnStatus(AtaExchange& exchange) const;
   std::vector<SelfTestEntryDescription> selfTestEntries();
+  std::uint8_t executionStatus();
 
   SmartDescription description_;
   std::string partNumber_;
@@ -49,6 +55,7 @@ class AtaSmart {
   bool enabled_;
   SelfTestEngine selfTests_;
   std::vector<ErrorEntryDescription> errors_;
+  bool selfTestTouched_ = false;  ///< the host has started or ended one
 };
 
 /// Answers a command with an error: the error register, and ERR in the status.

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::uint32_t kAdapterError = 1117;  // ERROR_IO_DEVICE
 constexpr std::uint64_t kAdapterErrorMicroseconds = 1000;
+constexpr std::uint64_t kRecordedMicroseconds = 50;
 
 /// What a rule does, if it is of that kind; null without a rule.
 template <typename Fault>
@@ -188,7 +189,12 @@ void ScsiDeviceModel::execute(ScsiExchange& exchange) {
   } else if (const auto* status = faultOf<ScsiStatusFault>(rule)) {
     endWithStatus(exchange, *status, durationOf(*rule));
   } else {
-    perform(exchange);
+    if (recorded_.answer(exchange)) {
+      exchange.durationMicroseconds = kRecordedMicroseconds;
+    } else {
+      perform(exchange);
+      recorded_.noteDone(exchange);
+    }
     injectFault(exchange, rule);
   }
   if (descriptorSense()) {

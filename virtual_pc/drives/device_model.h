@@ -10,6 +10,7 @@
 
 #include "virtual_pc/drives/clock.h"
 #include "virtual_pc/drives/fault_plan.h"
+#include "virtual_pc/drives/recorded_answers.h"
 
 namespace ostria::virtual_pc {
 
@@ -125,6 +126,7 @@ class ScsiDeviceModel : public DeviceModel {
  public:
   virtual ~ScsiDeviceModel() = default;
   void execute(ScsiExchange& exchange);
+  RecordedScsiAnswers& recorded() { return recorded_; }
 
  private:
   virtual void perform(ScsiExchange& exchange) = 0;
@@ -132,6 +134,8 @@ class ScsiDeviceModel : public DeviceModel {
   virtual bool descriptorSense() const { return false; }
   void endWithStatus(ScsiExchange& exchange, const ScsiStatusFault& fault,
                      std::uint64_t durationMicroseconds);
+
+  RecordedScsiAnswers recorded_;
 };
 
 /// A controller that answers NVMe commands.

@@ -82,6 +82,7 @@ void makeNvme(const DriveDescription& description, Clock& clock, Drive* controll
   const std::uint32_t id = description.nvme.traits.namespaceId;
   if (controller == nullptr) {
     auto nvme = std::make_unique<NvmeDrive>(description.nvme.traits, *drive->medium, clock);
+    nvme->setRecorded(description.recorded.nvme);
     drive->scsi = std::make_unique<NvmeTranslation>(*nvme, id, *drive->medium);
     drive->nvme = std::move(nvme);
     return;
@@ -131,6 +132,7 @@ std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clo
       plan = &drive->scsi->faults();
       break;
   }
+  drive->scsi->recorded().set(description.recorded.scsi);
   for (const FaultRule& rule : description.faults) {
     plan->add(rule);
   }

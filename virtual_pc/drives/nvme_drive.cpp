@@ -89,13 +89,22 @@ void NvmeDrive::perform(NvmeExchange& exchange) {
 }
 
 void NvmeDrive::admin(NvmeExchange& exchange) {
+  constexpr std::uint8_t kGetLog = 0x02;
+  constexpr std::uint8_t kSelfTestLog = 0x06;
+  const bool outdated = selfTestTouched_ && exchange.opcode == kGetLog &&
+                        storage::byteOf(exchange.cdw[0], 0) == kSelfTestLog;
+  if (!outdated && answerRecorded(recorded_, exchange)) {
+    return;
+  }
   switch (exchange.opcode) {
     case 0x02:
       return getLog(exchange);
     case 0x06:
       return identify(exchange);
     case 0x14:
-      return selfTest(exchange);
+      selfTest(exchange);
+      selfTestTouched_ = selfTestTouched_ || exchange.statusCode == 0;
+      return;
     default:
       return fail(exchange, kGenericStatus, kInvalidOpcode);
   }

@@ -25,6 +25,9 @@ class NvmeDrive : public NvmeDeviceModel {
   NvmeTraits& traits() { return traits_; }
   /// Adds a namespace. The medium outlives the drive.
   void addNamespace(std::uint32_t id, BlockMedium& medium) { namespaces_[id] = &medium; }
+  /// Answers of a real controller in place of the model's own, but for the self-test log once a
+  /// test was started.
+  void setRecorded(std::vector<RecordedNvme> answers) { recorded_ = std::move(answers); }
 
   static constexpr std::size_t kLargestTransfer = std::size_t{128} << 10;
 
@@ -68,6 +71,8 @@ class NvmeDrive : public NvmeDeviceModel {
   Clock& clock_;
   std::optional<RunningTest> running_;
   std::vector<FinishedTest> finished_;  ///< newest first, at most 20
+  std::vector<RecordedNvme> recorded_;
+  bool selfTestTouched_ = false;  ///< the host has started or ended one
 };
 
 /// Another namespace of a controller, as the system has a disk for it: its commands go to the one

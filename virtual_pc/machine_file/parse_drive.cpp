@@ -185,6 +185,15 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
   out.badSectors = parseBadSectors(in, "bad_sectors", out.sectors);
   out.faults = parseFaults(in, "faults", commandSetOf(out.kind));
   out.bridgeFaults = parseFaults(in, "bridge_faults", CommandSet::Scsi);
+  if (auto recorded = in.object("recorded")) {
+    out.recorded = parseRecorded(*recorded);
+    if (!out.recorded.ata.empty() && !isAta(out.kind)) {
+      recorded->fail("ata", "this drive speaks no ATA.");
+    }
+    if (!out.recorded.nvme.empty() && out.kind != DriveKind::Nvme) {
+      recorded->fail("nvme", "this drive speaks no NVMe.");
+    }
+  }
   if (auto layout = in.object("layout")) {
     out.layout = parseLayout(*layout, out);
   }

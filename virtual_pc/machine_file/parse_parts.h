@@ -12,6 +12,7 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index);
 SmartDescription parseSmart(ObjectReader& in, const DriveDescription& drive);
 /// The drive's identity is known already.
 NvmeDescription parseNvme(ObjectReader& in, const DriveDescription& drive);
+RecordedAnswers parseRecorded(ObjectReader& in);
 /// What a drive has without an "nvme" object.
 NvmeDescription usualNvme(const DriveDescription& drive);
 LayoutDescription parseLayout(ObjectReader& in, const DriveDescription& drive);
