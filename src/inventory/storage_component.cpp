@@ -12,6 +12,7 @@
 #include "inventory/device_reports.h"
 #include "inventory/health_report.h"
 #include "inventory/identity_report.h"
+#include "inventory/recording/recording_report.h"
 #include "inventory/storage_scanner.h"
 #include "services/filesystem.h"
 
@@ -104,6 +105,9 @@ bool StorageComponent::getReport(const std::string& key, std::string& value) {
     }
     if (key == "IDENTITY") {
       return makeIdentityReport(*this, value);
+    }
+    if (key == "RECORDING" || key == "RECORDING_MASKED") {
+      return makeRecordingReport(*this, key != "RECORDING", value);
     }
     if (key == "OSTRIA_LOG_PAGE") {
       return makeVendorLogReport(*this, value);

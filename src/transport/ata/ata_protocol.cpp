@@ -6,6 +6,7 @@
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_identify.h"
 #include "transport/ata/ata_opcodes.h"
+#include "transport/command_recorder.h"
 
 namespace ostria::storage {
 
@@ -24,8 +25,16 @@ bool isBusy(const AtaCmd& command) { return (command.command & ata::StatusBusy) 
 }  // namespace
 
 ProtocolResult AtaProtocol::SendThroughBridges(AtaCmd& command) {
-  ProtocolResult result = ProtocolResult::Failure;
   const AtaCmd asked = command;
+  const ProtocolResult result = OfferToBridges(command, asked);
+  if (CommandRecorder* const recorder = commandRecorder()) {
+    recorder->noteAta(asked, command, result);
+  }
+  return result;
+}
+
+ProtocolResult AtaProtocol::OfferToBridges(AtaCmd& command, const AtaCmd& asked) {
+  ProtocolResult result = ProtocolResult::Failure;
   for (std::size_t i = 0; i < bridges_.size(); ++i) {
     result = bridges_[i].Send(command);
     const bool spoke = succeeded(result) || result == ProtocolResult::NoDataReturned;

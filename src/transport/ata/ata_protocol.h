@@ -62,6 +62,7 @@ class AtaProtocol : public StorageProtocol {
   std::uint16_t GetLogPageCount(std::uint8_t log);
 
  private:
+  ProtocolResult OfferToBridges(AtaCmd& command, const AtaCmd& asked);
   ProtocolResult SendChecked(AtaCmd& command);
   ProtocolResult SendPage(AtaCmd& command);
   ProtocolResult ReadSmartData(AtaPage& page);

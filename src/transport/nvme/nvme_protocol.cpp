@@ -9,6 +9,7 @@
 
 #include "base/byte_order.h"
 #include "base/sector_size.h"
+#include "transport/command_recorder.h"
 #include "transport/hal/nvme_namespace.h"
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/nvme/nvme_data.h"
@@ -41,6 +42,9 @@ ProtocolResult NvmeProtocol::SendThroughBridges(NvmeCmd& command) {
       bridges_.moveToFront(i);
       break;
     }
+  }
+  if (CommandRecorder* const recorder = commandRecorder()) {
+    recorder->noteNvme(command, result);
   }
   return result;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "transport/command_recorder.h"
 #include "transport/scsi/scsi_cmd.h"
 #include "transport/scsi/scsi_sense.h"
 
@@ -84,6 +85,15 @@ ProtocolResult transferVerdict(const ScsiCmd& command, std::uint64_t asked) {
 }  // namespace
 
 ProtocolResult ScsiProtocol::SendThroughBridges(ScsiCmd& command) {
+  const std::uint64_t asked = command.transferBytes;
+  const ProtocolResult result = OfferToBridges(command);
+  if (CommandRecorder* const recorder = commandRecorder()) {
+    recorder->noteScsi(command, asked, result);
+  }
+  return result;
+}
+
+ProtocolResult ScsiProtocol::OfferToBridges(ScsiCmd& command) {
   ProtocolResult result = ProtocolResult::CommandRejected;
   for (std::size_t i = 0; i < bridges_.size(); ++i) {
     result = bridges_[i].Send(command);

@@ -56,6 +56,7 @@ class ScsiProtocol : public StorageProtocol {
   struct IecForm;
   using Sense = std::array<std::uint8_t, 32>;
 
+  ProtocolResult OfferToBridges(ScsiCmd& command);
   /// Sends the command, once more when it met a unit attention. Sense data that came back give
   /// `CommandRejected` for key 5 or 7 and `CommandUnusable` when they cannot be decoded.
   ProtocolResult CheckSense(ScsiCmd& command);

@@ -15,6 +15,7 @@
 #include "base/sector_size.h"
 #include "platform/windows/passthrough/win_device_control.h"
 #include "platform/windows/passthrough/win_nvme_records.h"
+#include "transport/command_recorder.h"
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/nvme/nvme_system_call_protocol.h"
 
@@ -79,6 +80,13 @@ std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
   return block;
 }
 
+// The query as the command that the driver sends for it.
+void note(NvmeCmd& command, ProtocolResult result) {
+  if (CommandRecorder* const recorder = commandRecorder()) {
+    recorder->noteNvme(command, result);
+  }
+}
+
 std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
   const std::vector<std::uint8_t> block = queryProtocolData(
       handle,
@@ -88,10 +96,11 @@ std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
     std::copy(block.begin() + sizeof(ProtocolDataDescriptor), block.end(), data.begin());
   }
   // What was not filled is zero: neither a vendor nor a namespace, so no NVMe controller.
-  if (loadLe16(data.data()) == 0 || loadLe32(data.data() + 516) == 0) {
-    return std::nullopt;
-  }
-  return data;
+  const bool good = loadLe16(data.data()) != 0 && loadLe32(data.data() + 516) != 0;
+  NvmeIdentifyDevice command;
+  command.fillController(data.data());
+  note(command, good ? ProtocolResult::Success : ProtocolResult::Failure);
+  return good ? std::optional(data) : std::nullopt;
 }
 
 bool readCapacity(DeviceHandle handle, ReadCapacityRecord& capacity) {
@@ -122,10 +131,7 @@ ProtocolResult identifyAndCapacity(DeviceHandle handle, NvmeIdentifyRecord& reco
 }
 
 // Reads a log, as far as its answer can be trusted.
-ProtocolResult queryLog(DeviceHandle handle, const ProtocolDataRequest& request, void* buffer) {
-  if (buffer == nullptr) {
-    return ProtocolResult::Failure;
-  }
+ProtocolResult askForLog(DeviceHandle handle, const ProtocolDataRequest& request, void* buffer) {
   const std::uint32_t bytes = request.bytes;
   const std::vector<std::uint8_t> block = queryProtocolData(handle, request);
   ProtocolDataDescriptor answer;
@@ -145,6 +151,17 @@ ProtocolResult queryLog(DeviceHandle handle, const ProtocolDataRequest& request,
   }
   std::memcpy(buffer, block.data() + start, bytes);
   return ProtocolResult::Success;
+}
+
+ProtocolResult queryLog(DeviceHandle handle, const ProtocolDataRequest& request, void* buffer) {
+  if (buffer == nullptr) {
+    return ProtocolResult::Failure;
+  }
+  const ProtocolResult result = askForLog(handle, request, buffer);
+  NvmeGetLog command(buffer, request.bytes, request.value, NvmeGetLog::kAllNamespaces,
+                     static_cast<std::uint16_t>(request.identifier));
+  note(command, result);
+  return result;
 }
 
 }  // namespace

@@ -1,0 +1,45 @@
+// JSON of a machine file, a key a line.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "inventory/recording/drive_recorder.h"
+
+namespace ostria::storage {
+
+/// Writes one object, with the objects in it.
+class ObjectWriter {
+ public:
+  /// @param depth  of the object's braces, two blanks each
+  explicit ObjectWriter(unsigned depth) : depth_(depth) {}
+
+  /// Printable ASCII; a longer text is cut. An empty one is left out.
+  void text(std::string_view key, const std::string& value, std::size_t longest);
+  void number(std::string_view key, std::uint64_t value);
+  void flag(std::string_view key, bool value);
+  /// A text that needs no escape.
+  void word(std::string_view key, std::string_view value);
+  /// Bytes as one text.
+  void hex(std::string_view key, const std::uint8_t* data, std::size_t bytes);
+  /// Bytes in lines, without the zeros at the end, which "bytes" counts.
+  void page(const Bytes& data);
+  void object(std::string_view key, const ObjectWriter& inner);
+  /// One of a list of objects, each in the lines of `finish`; an empty list is left out.
+  void list(std::string_view key, const std::string& objects);
+  unsigned depth() const { return depth_; }
+  bool isEmpty() const { return body_.empty(); }
+
+  /// The whole object, without a line end.
+  std::string finish() const;
+
+ private:
+  void key(std::string_view key);
+  std::string indent(unsigned more) const { return std::string(2 * (depth_ + more), ' '); }
+
+  unsigned depth_;
+  std::string body_;
+};
+
+}  // namespace ostria::storage
