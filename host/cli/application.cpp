@@ -7,6 +7,7 @@
 #include <memory>
 #include <system_error>
 
+#include "host/cli/capture.h"
 #include "host/cli/command_line.h"
 #include "host/cli/explain.h"
 #include "host/cli/installed_files.h"
@@ -166,8 +167,11 @@ class Application {
         return runSelection();
       case Action::Show:
         return show();
+      case Action::Capture:
+        return list(recordDrives(session_, manager(), line_.redact, files_, texts_,
+                                 [this] { stopIfAsked(); }));
       default:
-        return list();
+        return list(ExitCode::Passed);
     }
   }
 
@@ -294,8 +298,8 @@ class Application {
   // What was named has been read; what is written later is a file of the user's.
   void giveUpRights() const {
     if (!line_.virtualPc) {
-      const bool files =
-          line_.record || !line_.reports.empty() || line_.sectorsFile || plan_.writes;
+      const bool files = line_.record || !line_.reports.empty() || line_.sectorsFile ||
+                         line_.captureFile || plan_.writes;
       keepRightsFor({.volumes = plan_.changesVolumes(), .files = files});
     }
   }
@@ -305,11 +309,11 @@ class Application {
               [this] { return interrupts_.isAbortRequested(); });
   }
 
-  ExitCode list() {
+  ExitCode list(ExitCode before) {
     askForHealth();
     judgeDevices(session_);
     session_.finished = Clock::now();
-    const ExitCode code = writeFiles(DocumentKind::List, session_.healthOutcome());
+    const ExitCode code = worse(before, writeFiles(DocumentKind::List, session_.healthOutcome()));
     writeSession(*main_, DocumentKind::List, session_);
     return code;
   }

@@ -47,6 +47,7 @@ struct CommandLine {
   std::optional<std::string> machineFile;
   std::optional<std::string> configFile;
   std::optional<std::string> textsFile;
+  std::optional<std::string> captureFile;                  ///< gets the drives as a machine file
   std::optional<std::string> sectorsFile;                  ///< gets the bad sectors, one a line
   std::vector<std::pair<std::string, std::string>> notes;  ///< of the user, for the report
   std::optional<bool> assume;

@@ -68,6 +68,7 @@ constexpr Operation kOperations[] = {
     {"recover filterDevices", "operation.filter_devices"},
     {"smart", "operation.smart"},
     {"metrics", "operation.metrics"},
+    {"capture", "operation.capture"},
 };
 
 std::string paragraph(const std::string& text, std::size_t indent) {

@@ -6,6 +6,12 @@
 
 namespace ostria::host {
 
+std::string machineFault(const std::string& text) {
+  virtual_pc::MachineDescription machine;
+  std::string reason;
+  return virtual_pc::parseMachine(text, &machine, &reason) ? std::string() : reason;
+}
+
 OrUsageError<MachineFile> readMachineFile(const std::string& path) {
   const auto content = readRegularFile(path, kMachineDemands);
   if (const auto* error = std::get_if<UsageError>(&content)) {

@@ -12,6 +12,9 @@ struct MachineFile {
   bool administrator = true;  ///< its user may open disks
 };
 
+/// What is wrong with the text of a machine file, in one sentence; empty when nothing is.
+std::string machineFault(const std::string& text);
+
 /// Reads and checks the file, so that a mistake in it is one sentence with its location, before
 /// anything is loaded.
 OrUsageError<MachineFile> readMachineFile(const std::string& path);

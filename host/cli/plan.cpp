@@ -226,7 +226,7 @@ class Planner {
     const bool tool = plan_.action == Action::RunTool;
     if (static_cast<int>(tests) + static_cast<int>(tool) + static_cast<int>(line_.list) +
             static_cast<int>(line_.show) + static_cast<int>(line_.history) +
-            static_cast<int>(line_.compare) >
+            static_cast<int>(line_.compare) + static_cast<int>(line_.captureFile.has_value()) >
         1) {
       return {"usage.exclusive", {}};
     }
@@ -235,6 +235,9 @@ class Planner {
     }
     if (line_.show) {
       plan_.action = Action::Show;
+    }
+    if (line_.captureFile) {
+      plan_.action = Action::Capture;
     }
     if (line_.history) {
       plan_.action = Action::History;

@@ -9,7 +9,7 @@
 
 namespace ostria::host {
 
-enum class Action { Help, Version, List, Show, RunTests, RunTool, History, Compare };
+enum class Action { Help, Version, List, Show, RunTests, RunTool, Capture, History, Compare };
 
 /// What is to be done, checked against everything but the devices.
 struct Plan {

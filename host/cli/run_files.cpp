@@ -48,11 +48,23 @@ UsageError RunFiles::prepare(const CommandLine& line) {
       return error;
     }
   }
+  if (line.captureFile) {
+    captureName_ = *line.captureFile;
+    return prepareFile(captureName_, capture_);
+  }
   if (!line.sectorsFile) {
     return {};
   }
   sectorsName_ = *line.sectorsFile;
   return prepareFile(sectorsName_, sectors_);
+}
+
+bool RunFiles::writeCapture(const std::string& machine, Session& session, const Texts& texts) {
+  capture_->write(machine);
+  const bool kept = capture_->keep();
+  session.notices.push_back(
+      texts.say(kept ? "capture.kept" : "file.report_lost", {{"file", captureName_}}));
+  return kept;
 }
 
 bool RunFiles::write(DocumentKind kind, Session& session, const Texts& texts) {

@@ -17,7 +17,10 @@ class RunFiles {
  public:
   /// Finds out whether they can be written, which is better known before a test of two hours.
   UsageError prepare(const CommandLine& line);
-  /// Writes them; those that were lost are notices of the session.
+  /// Writes the captured drives; that they were lost is a notice of the session.
+  /// @return whether they were kept
+  bool writeCapture(const std::string& machine, Session& session, const Texts& texts);
+  /// Writes the others; those that were lost are notices of the session.
   /// @return whether all were kept
   bool write(DocumentKind kind, Session& session, const Texts& texts);
 
@@ -28,6 +31,8 @@ class RunFiles {
   };
 
   std::vector<Report> reports_;
+  std::string captureName_;
+  std::unique_ptr<WholeFile> capture_;  ///< null: not asked for
   std::string sectorsName_;
   std::unique_ptr<WholeFile> sectors_;  ///< null: not asked for
 };

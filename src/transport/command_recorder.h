@@ -22,8 +22,6 @@ class CommandRecorder {
   virtual void noteScsi(const ScsiCmd& answered, std::uint64_t askedBytes,
                         ProtocolResult result) = 0;
   virtual void noteNvme(const NvmeCmd& answered, ProtocolResult result) = 0;
-  /// A SCSI command at the device itself; it may carry an ATA command that is noted on its own.
-  virtual void noteCarrier(const ScsiCmd& answered, ProtocolResult result) = 0;
 
  protected:
   ~CommandRecorder() = default;

@@ -27,7 +27,8 @@ class DriveObject {
 
   std::string make() {
     const ProtocolKind kind = component_.storageProtocol()->GetProtocolKind();
-    isAta_ = recorded_.ataPage(ata::IdentifyDevice) != nullptr;
+    isAta_ = recorded_.ataPage(ata::IdentifyDevice) != nullptr &&
+             (!isExternal() || recorded_.tunnel.has_value());
     isNvme_ = kind == ProtocolKind::Nvme || kind == ProtocolKind::NvmeScsi ||
               kind == ProtocolKind::NvmeSystemCall;
     out_.word("kind", kindName(kind));
@@ -71,19 +72,13 @@ class DriveObject {
     if (!isExternal()) {
       return isAta_ ? "sata" : "sas";
     }
-    if (!isAta_) {
+    // In the order of `usbTunnels`.
+    constexpr std::string_view kAdapters[] = {"usb_sat", "usb_sat_no_ck", "usb_jmicron",
+                                              "usb_sunplus"};
+    if (!isAta_ || !recorded_.tunnel) {
       return "usb_stick";
     }
-    switch (recorded_.tunnel) {
-      case Tunnel::SatWithFetchedRegisters:
-        return "usb_sat_no_ck";
-      case Tunnel::Jmicron:
-        return "usb_jmicron";
-      case Tunnel::Sunplus:
-        return "usb_sunplus";
-      default:
-        return "usb_sat";
-    }
+    return kAdapters[std::min(*recorded_.tunnel, std::size(kAdapters) - 1)];
   }
 
   void writeSize() {
@@ -130,7 +125,13 @@ class DriveObject {
     constexpr std::uint8_t kConveyance = 0x20;
     const Bytes* page = recorded_.ataPage(ata::Smart, ata::SmartReadData);
     if (page == nullptr) {
-      return {};
+      // Without SMART data the identity says whether there are any, but not how long they take.
+      constexpr std::size_t kFeatures = 2 * 84;
+      constexpr std::uint64_t kUsualSeconds = 120;
+      const Bytes& identity = *recorded_.ataPage(ata::IdentifyDevice);
+      return (identity[kFeatures] & 2) != 0
+                 ? selfTest(1, kUsualSeconds) + ",\n" + selfTest(2, 30 * kUsualSeconds)
+                 : std::string();
     }
     const std::uint8_t capability = (*page)[367];
     std::string all;
@@ -189,6 +190,12 @@ class DriveObject {
       nvme.flag("namespace_management", (data[256] & kNamespaceManagement) != 0);
       nvme.flag("self_tests_supported", (data[256] & kSelfTests) != 0);
       nvme.number("extended_self_test_minutes", loadLe16(&data[316]));
+    }
+    if (recorded_.hasController) {
+      ObjectWriter registers(kDriveDepth + 2);
+      registers.flag("readable", recorded_.controllerFatal.has_value());
+      registers.flag("fatal", recorded_.controllerFatal.value_or(false));
+      nvme.object("registers", registers);
     }
     out_.object("nvme", nvme);
   }

@@ -67,9 +67,6 @@ void keep(std::vector<Answer>& answers, const Answer& answer, Same same) {
 
 void DriveRecorder::noteAta(const AtaCmd& asked, const AtaCmd& answered, ProtocolResult result) {
   const bool spoke = succeeded(result) || result == ProtocolResult::NoDataReturned;
-  if (spoke) {
-    tunnel = carrier_;
-  }
   // Without registers the drive has done the command, and nothing more is known.
   const bool silent = result == ProtocolResult::RegistersUnavailable;
   if (!isQuestion(asked) || (!spoke && !silent && result != ProtocolResult::TransportFailure)) {
@@ -145,30 +142,6 @@ void DriveRecorder::noteNvme(const NvmeCmd& answered, ProtocolResult result) {
     return other.opcode == answer.opcode && other.select == answer.select &&
            other.namespaceId == answer.namespaceId && other.identifier == answer.identifier;
   });
-}
-
-void DriveRecorder::noteCarrier(const ScsiCmd& answered, ProtocolResult result) {
-  constexpr std::uint8_t kReturnRegisters = 15 << 1;
-  if (!succeeded(result)) {
-    return;
-  }
-  switch (answered.cdb[0]) {
-    case 0x85:
-      carrier_ = Tunnel::Sat;
-      break;
-    case 0xA1:
-      carrier_ =
-          answered.cdb[1] == kReturnRegisters ? Tunnel::SatWithFetchedRegisters : Tunnel::Sat;
-      break;
-    case 0xDF:
-      carrier_ = Tunnel::Jmicron;
-      break;
-    case 0xF8:
-      carrier_ = Tunnel::Sunplus;
-      break;
-    default:
-      break;
-  }
 }
 
 const Bytes* DriveRecorder::ataPage(std::uint8_t command, std::uint8_t features) const {

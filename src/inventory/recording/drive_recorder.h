@@ -47,9 +47,6 @@ struct NvmeAnswer {
   bool refused = false;
 };
 
-/// The command by which a USB adapter carries ATA commands.
-enum class Tunnel { None, Sat, SatWithFetchedRegisters, Jmicron, Sunplus };
-
 /// Keeps the last answer to each command that asks about a drive: identity, SMART, logs, mode
 /// pages, capacity. No sector is among them, and nothing that changes a drive.
 class DriveRecorder final : public CommandRecorder {
@@ -57,20 +54,18 @@ class DriveRecorder final : public CommandRecorder {
   void noteAta(const AtaCmd& asked, const AtaCmd& answered, ProtocolResult result) override;
   void noteScsi(const ScsiCmd& answered, std::uint64_t askedBytes, ProtocolResult result) override;
   void noteNvme(const NvmeCmd& answered, ProtocolResult result) override;
-  void noteCarrier(const ScsiCmd& answered, ProtocolResult result) override;
 
   std::vector<AtaAnswer> ata;
   std::vector<ScsiAnswer> scsi;
   std::vector<NvmeAnswer> nvme;
-  Tunnel tunnel = Tunnel::None;  ///< by which an ATA command was answered
+  std::optional<std::size_t> tunnel;    ///< of `usbTunnels`, that leads to the ATA side
+  bool hasController = false;           ///< the registers of its controller can be asked for
+  std::optional<bool> controllerFatal;  ///< what they say; nothing when they can't be read
 
   /// The page that an ATA command brought, of 512 bytes; null without one.
   const Bytes* ataPage(std::uint8_t command, std::uint8_t features = 0) const;
   /// The answer to Identify; null without one.
   const NvmeAnswer* identify(std::uint8_t select) const;
-
- private:
-  Tunnel carrier_ = Tunnel::None;
 };
 
 }  // namespace ostria::storage

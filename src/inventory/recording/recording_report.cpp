@@ -3,15 +3,17 @@
 #include "inventory/recording/recording_report.h"
 
 #include <algorithm>
+#include <memory>
 #include <tuple>
 
 #include "inventory/recording/drive_object.h"
 #include "inventory/recording/drive_recorder.h"
 #include "inventory/recording/masked_pages.h"
-#include "transport/ata/ata_opcodes.h"
 #include "transport/ata/ata_protocol.h"
 #include "transport/nvme/nvme_data.h"
 #include "transport/nvme/nvme_logs.h"
+#include "transport/scsi/scsi_bridge.h"
+#include "transport/tunnels/usb_tunnels.h"
 #include "transport/vendor_log.h"
 
 namespace ostria::storage {
@@ -69,6 +71,51 @@ void ask(StorageProtocol& protocol, bool spare) {
   }
 }
 
+/// Which of the commands for USB adapters brings ATA commands to the drive, and its registers back;
+/// nothing when none does.
+const UsbTunnel* findTunnel(DeviceHandle handle) {
+  const auto scsi = std::make_shared<ScsiBridge>(handle);
+  const UsbTunnel* found = nullptr;
+  for (const UsbTunnel& tunnel : usbTunnels()) {
+    AtaProtocol protocol;
+    protocol.AddBridge(tunnel.over(scsi));
+    std::uint32_t mode = 0;
+    StorageProtocolProperties properties;
+    // A refusal came with registers as well.
+    const ProtocolResult result = protocol.GetPowerMode(&mode);
+    if (succeeded(result) || result == ProtocolResult::DeviceError) {
+      return &tunnel;
+    }
+    if (found == nullptr && succeeded(protocol.GetProperties(&properties))) {
+      found = &tunnel;
+    }
+  }
+  return found;
+}
+
+/// The ATA side of an external drive, by the ways that the inventory knows.
+void askBehindUsb(StorageComponent& component, DriveRecorder& recorder,
+                  StorageProtocolProperties& device) {
+  const DeviceHandle handle = component.storageProtocol()->GetDeviceHandle();
+  const UsbTunnel* const tunnel = findTunnel(handle);
+  if (tunnel == nullptr) {
+    return;
+  }
+  AtaProtocol own;
+  own.AddBridge(tunnel->over(std::make_shared<ScsiBridge>(handle)));
+  StorageProtocol* const secondary = component.secondaryProtocol();
+  StorageProtocol& protocol = tunnel->carriesAll && secondary != nullptr ? *secondary : own;
+  {
+    const RecordingScope scope(recorder);
+    ask(protocol, !tunnel->carriesAll);
+  }
+  recorder.tunnel = static_cast<std::size_t>(tunnel - usbTunnels().data());
+  const std::string vendor = device.vendor;
+  if (succeeded(protocol.GetCachedProperties(&device))) {
+    device.vendor = vendor;
+  }
+}
+
 }  // namespace
 
 bool makeRecordingReport(StorageComponent& component, bool masked, std::string& text) {
@@ -76,23 +123,22 @@ bool makeRecordingReport(StorageComponent& component, bool masked, std::string& 
   if (protocol == nullptr) {
     return false;
   }
+  const bool external = component.connection() == DeviceConnection::External;
   DriveRecorder recorder;
   {
     const RecordingScope scope(recorder);
-    const bool external = component.connection() == DeviceConnection::External;
     ask(*protocol, external && protocol->GetProtocolKind() == ProtocolKind::Scsi);
-    if (component.secondaryProtocol() != nullptr) {
-      ask(*component.secondaryProtocol(), false);
-    }
   }
   StorageProtocolProperties device;
   std::ignore = protocol->GetCachedProperties(&device);
-  // What stands behind a USB adapter says more of itself than the adapter does.
-  if (component.secondaryProtocol() != nullptr &&
-      recorder.ataPage(ata::IdentifyDevice) != nullptr) {
-    const std::string vendor = device.vendor;
-    std::ignore = component.secondaryProtocol()->GetCachedProperties(&device);
-    device.vendor = vendor;
+  if (external) {
+    askBehindUsb(component, recorder, device);
+  }
+  if (component.controllerAccess() == StorageComponent::kConfirmedNvmeController) {
+    bool fatal = false;
+    recorder.controllerFatal =
+        succeeded(component.controllerFatalStatus(&fatal)) ? fatal : std::optional<bool>();
+    recorder.hasController = true;
   }
   if (recorder.ata.empty() && recorder.scsi.empty() && recorder.nvme.empty() &&
       device.totalSectors == 0) {

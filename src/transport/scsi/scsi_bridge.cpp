@@ -2,17 +2,12 @@
 
 #include "transport/scsi/scsi_bridge.h"
 
-#include "transport/command_recorder.h"
 #include "transport/hal/hal_scsi_send.h"
 
 namespace ostria::storage {
 
 ProtocolResult ScsiBridge::Send(ScsiCmd& command) {
-  const ProtocolResult result = halScsiSend().Send(handle_, 1, command);
-  if (CommandRecorder* const recorder = commandRecorder()) {
-    recorder->noteCarrier(command, result);
-  }
-  return result;
+  return halScsiSend().Send(handle_, 1, command);
 }
 
 }  // namespace ostria::storage
