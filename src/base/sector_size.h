@@ -12,7 +12,7 @@ inline constexpr std::uint32_t kSmallestSectorBytes = 512;
 /// number, so a garbled answer must not ask for gigabytes. Disks of storage arrays are formatted
 /// with 520 or 528 bytes.
 constexpr std::uint32_t knownSectorSize(std::uint64_t claimed) {
-  constexpr std::uint64_t kLargest = 64 * 1024;
+  constexpr std::uint64_t kLargest = 65536;
   constexpr std::uint64_t kUnit = 8;
   return claimed < kSmallestSectorBytes || claimed > kLargest || claimed % kUnit != 0
              ? 0

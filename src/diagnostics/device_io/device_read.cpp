@@ -136,9 +136,9 @@ std::vector<StorageDeviceReadTest::Stretch> StorageDeviceReadTest::layOut(
   std::uint64_t central = sectorsOf(centralSizeGiB_, perGiB, most);
   std::uint64_t final = sectorsOf(finalSizeGiB_, perGiB, most);
   if (total < first + central + final) {
-    first = shareOf(total, 0.2F);
-    central = shareOf(total, 0.5F);
-    final = shareOf(total, 0.3F);
+    first = shareOf(total, 0.2f);
+    central = shareOf(total, 0.5f);
+    final = shareOf(total, 0.3f);
     // Of so few sectors the shares are nothing, and the disk is read whole.
     if (first + central + final == 0) {
       return {{0, total - 1, true}};

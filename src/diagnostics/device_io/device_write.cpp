@@ -36,7 +36,7 @@ constexpr char kNoUsableVolume[] =
 
 /// Memory for unbuffered access, aligned for every sector size in use.
 struct AlignedDelete {
-  static constexpr std::align_val_t kAlignment{64 * 1024};
+  static constexpr std::align_val_t kAlignment{65536};
   void operator()(std::uint8_t* memory) const { ::operator delete(memory, kAlignment); }
 };
 using AlignedChunk = std::unique_ptr<std::uint8_t, AlignedDelete>;
@@ -123,7 +123,7 @@ TestResult StorageDeviceWriteTest::run(TestRunContext* context) {
   TestResult result;
   {
     const HeldPrivilege privilege;
-    privilegeHeld_ = privilege.held();
+    run_ = {.privilegeHeld = privilege.held()};
     result = test();
   }
   if (checkStopNoted(context_, true)) {
@@ -133,7 +133,6 @@ TestResult StorageDeviceWriteTest::run(TestRunContext* context) {
 }
 
 TestResult StorageDeviceWriteTest::test() {
-  doneFraction_ = 0;
   const TestResult checked = check(component_, listener_, log_);
   if (checked != TestResult::Passed) {
     return checked;
@@ -198,15 +197,15 @@ TestResult StorageDeviceWriteTest::findVolumes(std::vector<UsableVolume>& volume
 
 TestResult StorageDeviceWriteTest::makeFiles(const std::vector<UsableVolume>& volumes,
                                              std::vector<TestFile>& files) {
-  totalFreeBytes_ = 0;
+  std::uint64_t totalFreeBytes = 0;
   for (const UsableVolume& volume : volumes) {
-    totalFreeBytes_ += volume.freeBytes;
+    totalFreeBytes += volume.freeBytes;
   }
-  testBytes_ = std::min(totalFreeBytes_, kLargestTestBytes);
+  run_.testBytes = std::min(totalFreeBytes, kLargestTestBytes);
 
   for (const UsableVolume& volume : volumes) {
     ScratchFileLayout layout =
-        layOutScratchFile(volume.freeBytes, totalFreeBytes_, testBytes_, volume.sectorBytes);
+        layOutScratchFile(volume.freeBytes, totalFreeBytes, run_.testBytes, volume.sectorBytes);
     if (layout.fileBytes == 0) {
       continue;
     }
@@ -218,7 +217,7 @@ TestResult StorageDeviceWriteTest::makeFiles(const std::vector<UsableVolume>& vo
     if (!giveSize(file)) {
       continue;
     }
-    if (privilegeHeld_) {
+    if (run_.privilegeHeld) {
       (void)setValidData(handle, file.layout.fileBytes);
     }
     files.push_back(std::move(file));
@@ -233,7 +232,7 @@ TestResult StorageDeviceWriteTest::makeFiles(const std::vector<UsableVolume>& vo
 bool StorageDeviceWriteTest::giveSize(TestFile& file) {
   // The largest files that file systems take: all the space, ext4 with blocks of 4096 bytes, ext3.
   constexpr std::uint64_t kTebibyte = 1ull << 40;
-  constexpr std::uint64_t kBelow = 64 * 1024;
+  constexpr std::uint64_t kBelow = 65536;
   for (const std::uint64_t most :
        {file.layout.fileBytes, 16 * kTebibyte - kBelow, 2 * kTebibyte - kBelow}) {
     if (most > file.layout.fileBytes) {
@@ -335,8 +334,9 @@ TestResult StorageDeviceWriteTest::failRange(const char* key, std::uint64_t offs
 
 void StorageDeviceWriteTest::addProgress(std::uint64_t chunkBytes) {
   // Half for the writing, half for the reading back.
-  doneFraction_ += static_cast<double>(chunkBytes) / static_cast<double>(testBytes_) * 0.5 * 100;
-  progress(static_cast<std::uint8_t>(std::min(doneFraction_, 100.0)));
+  run_.doneFraction +=
+      static_cast<double>(chunkBytes) / static_cast<double>(run_.testBytes) * 0.5 * 100;
+  progress(static_cast<std::uint8_t>(std::min(run_.doneFraction, 100.0)));
 }
 
 }  // namespace ostria::storage

@@ -62,11 +62,15 @@ class StorageDeviceWriteTest : public StorageTest {
   TestResult failRange(const char* key, std::uint64_t offset, std::uint64_t bytes);
   void addProgress(std::uint64_t chunkBytes);
 
+  /// What belongs to one run; each begins with a new one.
+  struct Run {
+    bool privilegeHeld = false;
+    std::uint64_t testBytes = 0;
+    double doneFraction = 0;  ///< percent
+  };
+
   Filesystem* filesystem_;
-  std::uint64_t totalFreeBytes_ = 0;
-  std::uint64_t testBytes_ = 0;
-  double doneFraction_ = 0;  ///< percent
-  bool privilegeHeld_ = false;
+  Run run_;
 };
 
 }  // namespace ostria::storage

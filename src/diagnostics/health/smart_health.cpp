@@ -40,7 +40,7 @@ bool isCritical(const SmartAttribute& attribute) {
 int SmartHealthTest::healthPercent(const std::vector<SmartAttribute>& attributes) {
   const auto critical = std::count_if(attributes.begin(), attributes.end(), isCritical);
   bool matched = false;
-  float health = 1.0F;
+  float health = 1.0f;
   for (const SmartAttribute& attribute : attributes) {
     const int penalty = penaltyOf(attribute);
     if (penalty < 0) {

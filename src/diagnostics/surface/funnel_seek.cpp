@@ -24,9 +24,9 @@ TestResult FunnelSeekTest::run(TestRunContext* context) {
   }
   TestResult result = prepare(component_, listener_, log_);
   if (result == TestResult::Passed) {
-    badSectors_.clear();
+    run_ = {};
     result = seek();
-    if (badSectors_.size() >= 2) {
+    if (run_.badSectors.size() >= 2) {
       result = TestResult::Failed;
     }
   }
@@ -42,7 +42,7 @@ TestResult FunnelSeekTest::run(TestRunContext* context) {
 
 TestResult FunnelSeekTest::seek() {
   const StorageProtocolProperties properties = cachedProperties(protocol_);
-  bufferBytes_ = sectorBufferBytes(properties);
+  run_.bufferBytes = sectorBufferBytes(properties);
   const std::uint64_t last = std::max<std::uint64_t>(properties.totalSectors, 1) - 1;
   progress(0);
   TestResult result = readRun(0, std::min(kHeadSectors - 1, last));
@@ -108,12 +108,12 @@ TestResult FunnelSeekTest::funnel(std::uint64_t last) {
 }
 
 TestResult FunnelSeekTest::readOne(std::uint64_t lba, std::uint8_t percent) {
-  const ProtocolResult error = readSector(lba, bufferBytes_);
+  const ProtocolResult error = readSector(lba, run_.bufferBytes);
   if (succeeded(error)) {
     return TestResult::Passed;
   }
-  return reportReadError(lba, error, percent, badSectorLimit_, badSectors_, context_->listener(),
-                         context_->messageLog());
+  return reportReadError(lba, error, percent, badSectorLimit_, run_.badSectors,
+                         context_->listener(), context_->messageLog());
 }
 
 TestResult QuickFunnelSeekTest::check(StorageComponent* component, TestListener* listener,

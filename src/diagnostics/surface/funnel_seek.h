@@ -28,14 +28,18 @@ class FunnelSeekTest : public StorageTest {
 
   float sliceFraction_;
   std::uint32_t badSectorLimit_;
-  std::uint32_t bufferBytes_ = 0;
-  std::set<std::uint64_t> badSectors_;  ///< of this run
+  /// What belongs to one run; each begins with a new one.
+  struct Run {
+    std::uint32_t bufferBytes = 0;
+    std::set<std::uint64_t> badSectors;
+  };
+  Run run_;
 };
 
 /// For every bus but NVMe and eMMC.
 class QuickFunnelSeekTest : public FunnelSeekTest {
  public:
-  explicit QuickFunnelSeekTest(const Identifier& id) : FunnelSeekTest(id, 0.0007F, 1) {}
+  explicit QuickFunnelSeekTest(const Identifier& id) : FunnelSeekTest(id, 0.0007f, 1) {}
 
   TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
   TestResult prepare(StorageComponent* component, TestListener* listener, MessageLog* log) override;
@@ -44,7 +48,7 @@ class QuickFunnelSeekTest : public FunnelSeekTest {
 /// For internal SCSI disks.
 class ExtendedFunnelSeekTest : public FunnelSeekTest {
  public:
-  explicit ExtendedFunnelSeekTest(const Identifier& id) : FunnelSeekTest(id, 0.00007F, 1) {}
+  explicit ExtendedFunnelSeekTest(const Identifier& id) : FunnelSeekTest(id, 0.00007f, 1) {}
 
   TestResult check(StorageComponent* component, TestListener* listener, MessageLog* log) override;
   TestResult prepare(StorageComponent* component, TestListener* listener, MessageLog* log) override;

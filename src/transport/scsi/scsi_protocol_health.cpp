@@ -258,8 +258,8 @@ ProtocolResult ScsiProtocol::GetSelfTestProgress(std::uint8_t* percent) {
       (bytes[0] & kValid) == 0) {
     return ProtocolResult::Failure;
   }
-  const float done = static_cast<float>(loadBe16(&bytes[1])) / 65536.0F;
-  *percent = static_cast<std::uint8_t>(done * 100.0F);
+  const float done = static_cast<float>(loadBe16(&bytes[1])) / 65536.0f;
+  *percent = static_cast<std::uint8_t>(done * 100.0f);
   return ProtocolResult::Success;
 }
 

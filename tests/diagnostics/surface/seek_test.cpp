@@ -93,7 +93,7 @@ TEST(FunnelSeekTest, HeadThenTwoSlicesThatCrossThenTail) {
   EXPECT_NE(messages.find(" / 50 / 51 / "), std::string::npos);
   EXPECT_EQ(messages.substr(messages.size() - 24), " 98 / 99 / 100 / 100 = 0");
   const std::vector<std::uint64_t> lbas = disk.lbas();
-  const auto slice = static_cast<std::uint64_t>(static_cast<float>(kTotal) * 0.0007F);
+  const auto slice = static_cast<std::uint64_t>(static_cast<float>(kTotal) * 0.0007f);
   const std::size_t steps = (lbas.size() - 201) / 2;
   EXPECT_NEAR(static_cast<double>(steps), 1429, 1);
   for (std::uint64_t i = 0; i < 100; ++i) {
