@@ -2,44 +2,24 @@
 // time: each has its own question and its own line of progress.
 #include "host/core/run/run_tool.h"
 
-#include <algorithm>
-#include <array>
-#include <charconv>
+#include <chrono>
+#include <utility>
 
-#include "host/core/model/tool_status.h"
 #include "host/core/run/collect_health.h"
 #include "host/core/run/collect_reads.h"
 #include "host/core/run/describe_device.h"
 #include "host/core/run/device_question.h"
 #include "host/core/run/identity_check.h"
 #include "host/core/run/run_context.h"
-#include "host/core/run/smart_report.h"
+#include "host/core/run/tool_results.h"
+#include "host/core/run/volume_table.h"
 
 namespace ostria::host {
 namespace {
 
 using storage::SystemComponent;
 using storage::Tool;
-using Values = std::vector<std::string>;
 
-template <typename Number>
-Number numberAt(const Values& values, std::size_t index, Number otherwise) {
-  if (index >= values.size()) {
-    return otherwise;
-  }
-  const std::string& text = values[index];
-  Number number = otherwise;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? number : otherwise;
-}
-
-std::string textAt(const Values& values, std::size_t index) {
-  return index < values.size() ? values[index] : std::string();
-}
-
-constexpr int kNoStatus = -1;
-// How the tool begins its sentence on a volume that did not come back.
-constexpr std::string_view kLostVolume = "The volume could not be mounted again";
 constexpr std::chrono::milliseconds kReadsInterval{250};
 
 // The tool asks between its reads, far more often than it has a percent to report.
@@ -57,39 +37,6 @@ class UserAbort final : public storage::AbortContext {
   std::function<void()> onPoll_;
 };
 
-// Four values for each mounted partition, as the check of file systems takes them.
-Values partitionTable(SystemComponent& component) {
-  Values table;
-  for (const storage::PropertySection& section : component.sections()) {
-    std::string mountPoint;
-    std::string label;
-    std::string fileSystem;
-    for (const storage::PropertyEntry& entry : section.entries) {
-      if (entry.key == "MOUNT_POINT") {
-        mountPoint = entry.value;
-      }
-      if (entry.key == "LABEL") {
-        label = entry.value;
-      }
-      if (entry.key == "FILE_SYSTEM") {
-        fileSystem = entry.value;
-      }
-    }
-    if (mountPoint.empty()) {
-      continue;
-    }
-    std::string title = mountPoint;
-    if (!label.empty()) {
-      title.append(" (").append(label).append(")");
-    }
-    table.push_back(std::move(title));
-    table.push_back(fileSystem);
-    table.push_back(mountPoint);
-    table.push_back(holdsRunningSystem(mountPoint) ? "T" : "F");
-  }
-  return table;
-}
-
 class ToolRunner final : public storage::ToolEventReceiver {
  public:
   ToolRunner(const Selection& selection, const CatalogueTool& entry, const RunServices& services,
@@ -97,6 +44,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
       : selection_(selection),
         entry_(entry),
         tool_(*entry.tool),
+        results_(tool_, services),
         services_(services),
         session_(session),
         onFinished_(onFinished),
@@ -143,14 +91,14 @@ class ToolRunner final : public storage::ToolEventReceiver {
     tool_.systemEvents = &systemEvents_;
     tool_.eventReceiver = this;
     handlers["OnPartitionInit"] = [this](Tool*, const std::string&) {
-      partition_ = textAt(stored("PartitionInit"), 1);
+      partition_ = results_.partitionBegun();
       services_.progress.update(0, {}, services_.redactor.text(partition_));
     };
     handlers["OnPartitionFinish"] = [this](Tool*, const std::string&) { partitionFinished(); };
     handlers["OnProgress"] = [this](Tool*, const std::string&) {
       showReads();
       services_.progress.update(
-          numberAt<std::uint8_t>(stored("Progress"), 0, 0), {},
+          results_.percent(), {},
           isFilesystem() ? services_.redactor.text(partition_) : std::string());
     };
     handlers["OnDeviceFinish"] = [this](Tool*, const std::string&) { deviceFinished(); };
@@ -175,11 +123,6 @@ class ToolRunner final : public storage::ToolEventReceiver {
     }
   }
 
-  Values stored(const char* name) {
-    const Values* values = tool_.getParameter(name);
-    return values == nullptr ? Values() : *values;
-  }
-
   void filter(storage::SystemComponentManager& manager) {
     std::vector<SystemComponent*> components;
     for (const DeviceInfo& device : session_.devices) {
@@ -187,11 +130,10 @@ class ToolRunner final : public storage::ToolEventReceiver {
     }
     tool_.setDevices(components);
     tool_.run();
-    const Values answers = stored("DevicesFilter");
     for (std::size_t i = 0; i < session_.devices.size(); ++i) {
       ToolRun run;
       run.device = session_.devices[i].index;
-      run.applicable = textAt(answers, i) == "T";
+      run.applicable = results_.accepts(i);
       run.outcome = ExitCode::Passed;
       run.started = run.finished = Clock::now();
       finish(run);
@@ -300,7 +242,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
     if (!changesDevice()) {
       return true;
     }
-    const std::string users = usersOf(component);
+    const std::string users = volumeUsersOf(component, services_);
     if (!users.empty() && !services_.forceMounted) {
       run_.outcome = ExitCode::CouldNotStart;
       run_.note = services_.texts.say(isFilesystem() ? "note.in_use_check" : "note.in_use_repair",
@@ -332,24 +274,11 @@ class ToolRunner final : public storage::ToolEventReceiver {
     return false;
   }
 
-  // "/mnt/a: bash (1234)" for each mounted volume that a program uses.
-  std::string usersOf(SystemComponent& component) const {
-    std::string out;
-    const Values table = services_.volumeUsers ? partitionTable(component) : Values();
-    for (std::size_t i = 0; i + 3 < table.size(); i += 4) {
-      const Values programs = services_.volumeUsers(table[i + 2]);
-      for (std::size_t p = 0; p < programs.size(); ++p) {
-        out += (p > 0 ? ", " : (out.empty() ? "" : "; ") + table[i + 2] + ": ") + programs[p];
-      }
-    }
-    return services_.redactor.text(out);
-  }
-
   bool hasPartitions(SystemComponent& component) {
     if (!isFilesystem()) {
       return true;
     }
-    const Values table = partitionTable(component);
+    const std::vector<std::string> table = volumeTable(component);
     tool_.setParameter("partition_table" + component.id(), table);
     if (table.empty()) {
       run_.note = services_.texts.say("note.no_volume");
@@ -358,83 +287,17 @@ class ToolRunner final : public storage::ToolEventReceiver {
   }
 
   void partitionFinished() {
-    const Values values = stored("PartitionFinish");
-    PartitionResult result;
-    result.name = services_.redactor.text(textAt(values, 1));
-    result.report = services_.redactor.text(textAt(values, 2));
-    result.status = numberAt(values, 3, kNoStatus);
-    result.outcome = outcomeOfStatus(result.status, true);
-    for (const std::string& note : stored("Message")) {
-      result.notes.push_back(services_.redactor.text(services_.texts.message(note)));
-      // A check that the user did not want scheduled was not stopped, it never began.
-      if (result.status == 8) {
-        result.outcome = ExitCode::NotPerformed;
-      }
-    }
+    PartitionResult result = results_.partition();
     run_.outcome = run_.partitions.empty() ? result.outcome : worse(run_.outcome, result.outcome);
     run_.partitions.push_back(std::move(result));
   }
 
   void deviceFinished() {
-    const Values values = stored("DeviceFinish");
     if (run_.isSmart) {
-      smartFinished(values);
-      return;
+      results_.smart(run_);
+    } else {
+      results_.device(isFilesystem(), run_);
     }
-    run_.note = noteOf(stored("Message"));
-    if (isFilesystem() || values.size() < 2) {
-      return;
-    }
-    run_.status = numberAt(values, 1, kNoStatus);
-    run_.outcome = outcomeOfStatus(*run_.status, false);
-    const Values sectors = stored("SectorsInfo");
-    run_.hasSectors = sectors.size() >= 3;
-    run_.sectorsScanned = numberAt<std::uint64_t>(sectors, 0, 0);
-    run_.badSectorsFound = numberAt<std::uint64_t>(sectors, 1, 0);
-    run_.badSectorsRepaired = numberAt<std::uint64_t>(sectors, 2, 0);
-    const Values list = stored("BadSectorsList");
-    for (std::size_t i = 0; i < list.size(); ++i) {
-      run_.badSectors.push_back(numberAt<std::uint64_t>(list, i, 0));
-    }
-    const Values repaired = stored("RepairedSectorsList");
-    for (std::size_t i = 0; i < repaired.size(); ++i) {
-      run_.repairedSectors.push_back(numberAt<std::uint64_t>(repaired, i, 0));
-    }
-    // Whatever was found, the system is not as it was.
-    const Values messages = stored("Message");
-    if (std::any_of(messages.begin(), messages.end(),
-                    [](const std::string& text) { return text.starts_with(kLostVolume); })) {
-      run_.outcome = worse(run_.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested()
-                               ? ExitCode::CouldNotStart
-                               : run_.outcome,
-                           ExitCode::CouldNotStart);
-    }
-    // Bad sectors count, also when the scan did not come to its end.
-    if (run_.badSectorsFound > 0) {
-      run_.outcome = worse(run_.outcome, ExitCode::Failed);
-    }
-  }
-
-  // A text and the names that it is about, then sentences, which end in a full stop.
-  std::string noteOf(const Values& messages) const {
-    std::string note;
-    std::size_t names = 0;
-    for (const std::string& message : messages) {
-      if (note.empty()) {
-        note = services_.texts.message(message);
-      } else if (message.ends_with('.')) {
-        note += (note.ends_with('.') ? " " : ". ") + services_.texts.message(message);
-      } else {
-        note += (names++ == 0 ? ": " : ", ") + message;
-      }
-    }
-    return services_.redactor.text(note);
-  }
-
-  void smartFinished(const Values& values) {
-    run_.protocol = textAt(values, 2);
-    run_.logPage = readSmartReport(textAt(values, 4));
-    redactRows(run_.logPage, services_.redactor);
   }
 
   void finish(const ToolRun& run) {
@@ -445,6 +308,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
   const Selection& selection_;
   const CatalogueTool& entry_;
   Tool& tool_;
+  ToolResults results_;
   const RunServices& services_;
   Session& session_;
   const std::function<void(const ToolRun&)>& onFinished_;
@@ -463,12 +327,6 @@ void runTool(const Selection& selection, const Catalogue& catalogue, const RunSe
              const std::function<void(const ToolRun&)>& onFinished) {
   ToolRunner(selection, catalogue.tools[selection.tool], services, session, onFinished)
       .run(manager);
-}
-
-bool holdsRunningSystem(const std::string& mountPoint) {
-  static constexpr std::array<std::string_view, 6> kSystem = {"/",    "/boot", "/boot/efi",
-                                                              "/usr", "/var",  "C:\\"};
-  return std::find(kSystem.begin(), kSystem.end(), mountPoint) != kSystem.end();
 }
 
 }  // namespace ostria::host

@@ -18,7 +18,4 @@ void runTool(const Selection& selection, const Catalogue& catalogue, const RunSe
              storage::SystemComponentManager& manager, Session& session,
              const std::function<void(const ToolRun&)>& onFinished);
 
-/// Whether a volume mounted there cannot be checked while the system runs.
-bool holdsRunningSystem(const std::string& mountPoint);
-
 }  // namespace ostria::host
