@@ -117,6 +117,8 @@ TEST_F(FilesTest, SettingsOfTheCurrentFolderAreReadOnlyWhenTheyCanBeTrusted) {
        "key ENABLE_SMART_HEALTH of section [STORAGE] is not known"},
       {[&] { write("config.ini", "[STORAGE]\nENABLE_SMART_HEALTH_TEST=yes\n"); }, 0,
        "takes 0 or 1; \"yes\" counts as 0"},
+      {[&] { write("config.ini", "[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO=1 \n"); }, 0,
+       "blanks follow the value of key ENABLE_OSTRIA_DRIVE_INFO, so it counts as 0"},
       {[&] { write("config.ini", "[STORAGE\n"); }, 2, "line 1: missing closing bracket"},
   };
   for (const Row& row : rows) {

@@ -86,13 +86,21 @@ UsageError takeFile(const std::string& path, bool named, const FileReader& read,
     }
     return {};
   }
-  auto parsed = readConfiguration(std::get<std::string>(content), path);
+  std::vector<std::string> blankEnded;
+  auto parsed = readConfiguration(std::get<std::string>(content), path, &blankEnded);
   if (auto* wrong = std::get_if<UsageError>(&parsed)) {
     return *wrong;
   }
   settings.map = std::get<storage::ConfigurationMap>(std::move(parsed));
   settings.source = path;
   settings.notices = unknownIn(settings.map, path);
+  // The module's own reader takes the blanks for a part of the value.
+  for (const std::string& key : blankEnded) {
+    const KnownSetting* known = find(key);
+    if (known != nullptr && known->values == Values::SwitchOfTheFile) {
+      settings.notices.push_back({"settings.blank_at_end", {{"file", path}, {"name", key}}});
+    }
+  }
   if (!named) {
     settings.notices.insert(settings.notices.begin(), {"settings.used", {{"file", path}}});
   }

@@ -26,7 +26,8 @@ std::string capitals(std::string_view text) {
 }  // namespace
 
 OrUsageError<storage::ConfigurationMap> readConfiguration(std::string_view text,
-                                                          const std::string& name) {
+                                                          const std::string& name,
+                                                          std::vector<std::string>* blankEnded) {
   storage::ConfigurationMap map;
   std::string section;
   std::size_t number = 0;
@@ -38,7 +39,12 @@ OrUsageError<storage::ConfigurationMap> readConfiguration(std::string_view text,
     std::string_view line = text.substr(0, end);
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     ++number;
-    line = trimmed(line.substr(0, line.find(';')));
+    line = line.substr(0, line.find(';'));
+    // The end of a line of Windows is no blank.
+    const std::size_t last = line.find_last_not_of('\r');
+    const bool endsInBlank =
+        last != std::string_view::npos && (line[last] == ' ' || line[last] == '\t');
+    line = trimmed(line);
     if (line.empty()) {
       continue;
     }
@@ -78,6 +84,9 @@ OrUsageError<storage::ConfigurationMap> readConfiguration(std::string_view text,
     }
     if (!map[section].try_emplace(key, value).second) {
       return wrong("settings.key_twice", key);
+    }
+    if (endsInBlank && blankEnded != nullptr) {
+      blankEnded->push_back(key);
     }
   }
   return map;

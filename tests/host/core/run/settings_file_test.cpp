@@ -10,9 +10,12 @@ namespace {
 
 TEST(SettingsFileTest, SettingsAreReadAndMistakesHaveTheirLine) {
   const Texts texts;
+  std::vector<std::string> blankEnded;
   const auto good = readConfiguration(
-      "; of the host\n[storage]\r\nsec_num = 12 ; comment\nWHOLE_DISK_READ=1\n[Other]\n", "c.ini");
+      "; of the host\n[storage]\r\nsec_num = 12 ; comment\nWHOLE_DISK_READ=1\r\n[Other]\n", "c.ini",
+      &blankEnded);
   ASSERT_TRUE(std::holds_alternative<storage::ConfigurationMap>(good));
+  EXPECT_EQ(blankEnded, std::vector<std::string>{"SEC_NUM"});
   const auto& map = std::get<storage::ConfigurationMap>(good);
   EXPECT_EQ(map.at("STORAGE"),
             (std::map<std::string, std::string>{{"SEC_NUM", "12"}, {"WHOLE_DISK_READ", "1"}}));
