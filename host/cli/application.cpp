@@ -18,6 +18,8 @@
 #include "host/cli/questions.h"
 #include "host/cli/rights_notices.h"
 #include "host/cli/run_files.h"
+#include "host/cli/session_head.h"
+#include "host/cli/sleeping_drives.h"
 #include "host/cli/stop.h"
 #include "host/cli/text_report.h"
 #include "host/cli/volume_notices.h"
@@ -31,7 +33,6 @@
 #include "host/core/run/settings.h"
 #include "host/core/texts/clean_text.h"
 #include "host/platform/access_check.h"
-#include "host/platform/computer_name.h"
 #include "host/platform/device_names.h"
 #include "host/platform/environment.h"
 #include "host/platform/files.h"
@@ -227,16 +228,10 @@ class Application {
   storage::SystemComponentManager& manager() { return *library_->module().componentManager(); }
 
   void findDevices() {
-    session_.started = Clock::now();
-    session_.virtualPc = line_.virtualPc;
-    session_.moduleVersion = library_->version();
-    session_.programVersion = kProgramVersion;
-    session_.notes = line_.notes;
-    const ComputerName computer = line_.virtualPc ? ComputerName{texts_.say("computer.virtual"),
-                                                                 texts_.say("computer.simulated")}
-                                                  : computerName();
-    session_.machine = computer.name;
-    session_.system = computer.system;
+    beginSession(line_, kProgramVersion, library_->version(), texts_, session_);
+    if (!line_.wake) {
+      leaveDrivesAsleep();
+    }
     scan();
 
     const std::uint32_t count = manager().componentCount();
@@ -246,10 +241,15 @@ class Application {
     }
     if (!line_.virtualPc) {
       noteVolumes(raidVolumes(), plan_.selection.names, texts_, session_.notices);
+      noteUnlisted(manager(), texts_, session_.notices);
     }
     const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
     plan_.selection.devices = checked(
         resolveDevices(plan_.selection.names, deviceKeys(manager(), names), resolvedDevicePath));
+    if (line_.wake || !plan_.leavesAsleep) {
+      wakeDrives(
+          manager(), plan_.selection, [this] { scan(); }, texts_, session_.notices);
+    }
     if (count == 0 && plan_.action != Action::List) {
       throw Stop{ExitCode::NotPerformed, texts_.say("notice.no_device")};
     }

@@ -101,6 +101,7 @@ UsageError addNote(CommandLine& line, const std::optional<std::string>& value) {
 constexpr HostOption kHostOptions[] = {
     {"force-mounted", Takes::Nothing, setFlag<&CommandLine::forceMounted>},
     {"note", Takes::Value, addNote},
+    {"wake", Takes::Nothing, setFlag<&CommandLine::wake>},
     {"help", Takes::Nothing, setFlag<&CommandLine::help>},
     {"version", Takes::Nothing, setFlag<&CommandLine::version>},
     {"list", Takes::Nothing, setFlag<&CommandLine::list>},
@@ -144,6 +145,7 @@ constexpr HelpRow kHelp[] = {
     {"-o FILE", "help.sectors_file"},
     {"-q", "help.quiet"},
     {"--redact", "help.redact"},
+    {"--wake", "help.wake"},
     {"--read-only", "help.read_only"},
     {"--config FILE", "help.config"},
     {"--set KEY=VALUE", "help.set"},

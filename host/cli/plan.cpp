@@ -282,6 +282,8 @@ class Planner {
     if (line_.forceMounted && operation != "repair") {
       return {"usage.no_force", {}};
     }
+    plan_.leavesAsleep = plan_.action == Action::List || plan_.action == Action::Show ||
+                         (tool && (operation.empty() || operation == "filterDevices"));
     if (line_.record && !tests && !tool) {
       return {"usage.nothing_to_record", {}};
     }

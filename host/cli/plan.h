@@ -15,7 +15,8 @@ enum class Action { Help, Version, List, Show, RunTests, RunTool, Capture, Histo
 struct Plan {
   Action action = Action::List;
   Selection selection;
-  bool writes = false;  ///< a test of it writes to the volumes
+  bool writes = false;        ///< a test of it writes to the volumes
+  bool leavesAsleep = false;  ///< it looks at drives only, sleeping ones excepted
 
   /// Whether an operation of it takes volumes off line.
   bool changesVolumes() const {

@@ -12,6 +12,7 @@
 #include "inventory/device_reports.h"
 #include "inventory/health_report.h"
 #include "inventory/identity_report.h"
+#include "inventory/power_report.h"
 #include "inventory/recording/recording_report.h"
 #include "inventory/storage_scanner.h"
 #include "services/filesystem.h"
@@ -102,6 +103,12 @@ bool StorageComponent::getReport(const std::string& key, std::string& value) {
     }
     if (key == "HEALTH") {
       return makeHealthReport(*this, value);
+    }
+    if (key == "POWER") {
+      return makePowerReport(*this, value);
+    }
+    if (key == "WAKE") {
+      return makeWakeReport(*this, value);
     }
     if (key == "IDENTITY") {
       return makeIdentityReport(*this, value);

@@ -178,5 +178,30 @@ TEST(HealthProgramTest, ADriveIsNamedBySerialNumberAndNode) {
   EXPECT_EQ(ask({"-Qm", "HEALTH-10", number}, false).code, 2);
 }
 
+TEST(HealthProgramTest, SleepingDrivesAreWokenOnlyByWhatNeedsThem) {
+  const struct {
+    std::vector<std::string> arguments;
+    const char* verdict;
+    bool woken;
+  } rows[] = {
+      {{"--list"}, "not_known", false},
+      {{"--list", "--wake"}, "good", true},
+      {{"smart", "HEALTH-6"}, "not_known", false},
+      {{"-Qm", "HEALTH-6"}, "good", true},
+      {{"-Qm", "HEALTH-0"}, nullptr, false},
+  };
+  for (const auto& row : rows) {
+    const Answer answer = ask(row.arguments);
+    const std::string notices = answer.document.at("notices").dump();
+    EXPECT_EQ(notices.find("HEALTH ASLEEP, was asleep and was woken") != std::string::npos,
+              row.woken)
+        << row.arguments.back() << notices;
+    if (row.verdict != nullptr) {
+      EXPECT_EQ(verdicts(answer.document)["HEALTH-6"].second, row.verdict) << row.arguments.back();
+    }
+  }
+  EXPECT_THAT(ask({"--list"}, false).text, HasSubstr("asleep"));
+}
+
 }  // namespace
 }  // namespace ostria::host::test

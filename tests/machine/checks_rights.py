@@ -59,7 +59,7 @@ def sandboxed(bench):
     def listed(*before):
         _, text = bench.run(*before, bench.bin + "/OstriaDiagnosticsCLI", "--read-only", *LISTING)
         return [(device["serial"], device["health"]["verdict"], device["health"]["smart_state"])
-                for device in json.loads(text).get("devices", []) if not device["serial"].startswith("OBRAID")]
+                for device in json.loads(text).get("devices", []) if not (device["serial"] or "").startswith("OBRAID")]
 
     all_of_them = listed()
     bench.check("rights: the systemd service sees every drive that root sees",

@@ -8,7 +8,7 @@ import traceback
 
 from bench import Bench
 
-GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "protocols", "reading", "medium", "ata", "rights", "answer",
+GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "protocols", "reading", "medium", "ata", "sleep", "rights", "answer",
           "raid"]
 # Run only when named: they take longer than all others together, or are no checks of what is right.
 LONG_GROUPS = ["repair", "pull", "hardship", "speed"]

@@ -9,7 +9,11 @@
 namespace ostria::host {
 
 std::string verdictText(const Health& health, const Texts& texts) {
-  return texts.say(std::string("verdict.") + verdictWord(health.verdict));
+  const bool asleep =
+      health.verdict == Verdict::NotKnown &&
+      std::any_of(health.reasons.begin(), health.reasons.end(),
+                  [](const HealthReason& reason) { return reason.key == "health.asleep"; });
+  return texts.say(std::string("verdict.") + (asleep ? "asleep" : verdictWord(health.verdict)));
 }
 
 std::string bareReasonText(const HealthReason& reason, const Texts& texts) {

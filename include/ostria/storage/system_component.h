@@ -45,7 +45,8 @@ class SystemComponent {
   /// "HEALTH": rows {"description","data"}: "Access" yes|no, "Power Mode" standby, "SMART"
   /// supported|disabled|not supported, "SMART Status" good|failing|unreadable, "Prediction"
   /// good|failing, "Self-Test" passed|failed CODE; what was not asked has no row;
-  /// "IDENTITY": rows "Model" and "Serial", asked anew; "RECORDING"[_MASKED]: for a machine file.
+  /// "IDENTITY": rows "Model" and "Serial", asked anew; "RECORDING"[_MASKED]: for a machine file;
+  /// "POWER": row "Power Mode" standby|awake, which wakes no drive; "WAKE": the same after a read.
   /// @return false when the data cannot be had; `value` is then not to be used
   virtual bool getReport(const std::string& key, std::string& value) = 0;
   virtual bool hostQuery6() = 0;

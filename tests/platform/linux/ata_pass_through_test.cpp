@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 
+#include "platform/linux/passthrough/keep_asleep.h"
 #include "platform/linux/passthrough/sat_sense_registers.h"
 #include "platform/linux/passthrough/sg_ata_pass_through.h"
+#include "transport/ata/ata_opcodes.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -160,6 +163,37 @@ TEST(AtaPassThrough, DataInCountsWhatCame) {
 
   WriteSectors out(0, 1, 512, buffer);
   EXPECT_EQ(takeAtaAnswer(answer(0, {}, 0), out), ProtocolResult::Success);
+}
+
+TEST(AtaPassThrough, ASleepingDiskIsAnsweredForOrLeftAlone) {
+  const SleepingDisk known{1, true, std::vector<std::uint8_t>(512, 0x5A)};
+  AtaCheckPowerMode power;
+  power.sectorCount = 0xFF;
+  SgCommand packed = ataPassThrough(power);
+  EXPECT_EQ(answerAsleep(known, packed), 0);
+  EXPECT_EQ(takeAtaAnswer(packed, power), ProtocolResult::Success);
+  EXPECT_EQ(power.sectorCount, 0);
+  EXPECT_EQ(power.command & ata::StatusError, 0);
+
+  std::uint8_t page[512] = {};
+  IdentifyDevice identify(page);
+  packed = ataPassThrough(identify);
+  EXPECT_EQ(answerAsleep(known, packed), 0);
+  EXPECT_EQ(takeAtaAnswer(packed, identify), ProtocolResult::Success);
+  EXPECT_EQ(page[0], 0x5A);
+  EXPECT_EQ(page[511], 0x5A);
+
+  // In standby IDENTIFY may go to the drive; for one that is not even open nobody can answer it.
+  packed = ataPassThrough(IdentifyDevice(page));
+  EXPECT_EQ(answerAsleep({1, false, {}}, packed), std::nullopt);
+  EXPECT_EQ(answerAsleep({1, true, {}}, packed), EBUSY);
+  for (const bool suspended : {false, true}) {
+    packed = ataPassThrough(SmartReturnStatus());
+    EXPECT_EQ(answerAsleep({1, suspended, {}}, packed), EBUSY);
+    SgCommand read;
+    read.cdb = {0x28};
+    EXPECT_EQ(answerAsleep({1, suspended, {}}, read), EBUSY);
+  }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/open_unbuffered.h"
+#include "platform/linux/passthrough/keep_asleep.h"
 #include "platform/linux/passthrough/read_only.h"
 #include "services/sal.h"
 
@@ -39,6 +40,17 @@ std::string pciLocationText(const PciAddress& address) {
       address.domain == 0 ? "" : "domain " + std::to_string(address.domain) + ", ";
   return "PCI " + domain + "bus " + std::to_string(address.bus) + ", device " +
          std::to_string(address.device) + ", function " + std::to_string(address.function);
+}
+
+int openNode(const std::string& path) {
+  // Data are written by commands alone, and those need no descriptor for writing where the process
+  // has the rights. When a writer closes a disk, udev reads its partition table anew and runs its
+  // rules: a list of the disks would wake all of them.
+  int descriptor = openUnbuffered(path, isReadOnly() || mayCommandReadOnly() ? O_RDONLY : O_RDWR);
+  if (descriptor < 0 && (errno == EACCES || errno == EPERM || errno == EROFS || errno == EBUSY)) {
+    descriptor = openUnbuffered(path, O_RDONLY);
+  }
+  return descriptor;
 }
 
 }  // namespace
@@ -120,13 +132,7 @@ int LinuxDeviceScanner::listDevices(const DeviceScanFilter& filter,
 }
 
 int LinuxDeviceScanner::open(const std::string& path, DeviceHandle* handle) {
-  // Data are written by commands alone, and those need no descriptor for writing where the process
-  // has the rights. When a writer closes a disk, udev reads its partition table anew and runs its
-  // rules: a list of the disks would wake all of them.
-  int descriptor = openUnbuffered(path, isReadOnly() || mayCommandReadOnly() ? O_RDONLY : O_RDWR);
-  if (descriptor < 0 && (errno == EACCES || errno == EPERM || errno == EROFS || errno == EBUSY)) {
-    descriptor = openUnbuffered(path, O_RDONLY);
-  }
+  const int descriptor = openAsleep(path, openNode);
   if (descriptor < 0) {
     return errno == EPERM ? EACCES : errno;
   }
@@ -150,6 +156,7 @@ int LinuxDeviceScanner::lock(DeviceHandle handle) {
 }
 
 int LinuxDeviceScanner::close(DeviceHandle handle) {
+  forgetAsleep(descriptorOf(handle));
   return ::close(descriptorOf(handle)) == 0 ? 0 : errno;
 }
 

@@ -12,6 +12,7 @@
 #include "inventory/partitions/partition_layout.h"
 #include "platform/linux/discovery/linux_device_scanner.h"
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/passthrough/keep_asleep.h"
 #include "platform/linux/volumes/blkid_probe.h"
 
 namespace ostria::storage {
@@ -163,6 +164,9 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
   const SysfsDisk* const disk = find(number);
   if (disk == nullptr) {
     return 1;
+  }
+  if (isLeftAsleep(number)) {
+    return EBUSY;
   }
   const FdOwner device(::open(disk->node.c_str(), O_RDONLY | O_CLOEXEC));
   if (!device.valid()) {

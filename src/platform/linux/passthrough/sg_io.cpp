@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "platform/linux/io/fd_handle.h"
+#include "platform/linux/passthrough/keep_asleep.h"
 #include "platform/linux/passthrough/read_only.h"
 
 namespace ostria::storage {
@@ -51,6 +52,11 @@ int directionOf(const SgCommand& command) {
 int sendSgCommand(DeviceHandle handle, SgCommand& command) {
   if (isReadOnly() && changesMedium(command)) {
     return EROFS;
+  }
+  if (const auto asleep = sleepingDisk(descriptorOf(handle))) {
+    if (const auto result = answerAsleep(*asleep, command)) {
+      return *result;
+    }
   }
   const int direction = directionOf(command);
   std::unique_ptr<void, Free> block;

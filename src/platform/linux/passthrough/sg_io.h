@@ -26,7 +26,7 @@ struct SgCommand {
 
 /// Executes a command. @return 0 when the device answered, whatever it answered; else the errno of
 /// the refusal, EIO when the command was lost on the way, EROFS for what would write where nothing
-/// may be written
+/// may be written, EBUSY for what could wake a disk that is left asleep
 int sendSgCommand(DeviceHandle handle, SgCommand& command);
 
 }  // namespace ostria::storage
