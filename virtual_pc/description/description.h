@@ -141,6 +141,7 @@ struct DriveDescription {
   bool removable = false;
   /// The system shows the disk as a RAID set: bus type 8, whatever the drive behind it is.
   bool shownAsRaid = false;
+  bool systemPredicts = true;  ///< the system has a failure prediction for it
   MediumTiming timing;
   std::vector<BadSectors> badSectors;
   std::vector<FaultRule> faults;        ///< of the drive

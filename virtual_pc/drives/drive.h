@@ -37,6 +37,7 @@ struct DriveIdentity {
   std::string serial;
   BusType bus = BusType::Unknown;
   bool removable = false;
+  bool predictsFailure = true;  ///< whether it has an opinion of the drive's health
 };
 
 /// One drive with its medium, the model that answers the wire commands, and the models that the

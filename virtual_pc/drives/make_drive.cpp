@@ -98,8 +98,9 @@ void makeNvme(const DriveDescription& description, Clock& clock, Drive* controll
 std::unique_ptr<Drive> makeDrive(const DriveDescription& description, Clock& clock,
                                  Drive* controller) {
   auto drive = std::make_unique<Drive>();
-  drive->identity = {description.vendor, description.model,  description.firmware,
-                     description.serial, busOf(description), description.removable};
+  drive->identity = {description.vendor,        description.model,  description.firmware,
+                     description.serial,        busOf(description), description.removable,
+                     description.systemPredicts};
   drive->medium = std::make_unique<BlockMedium>(description.sectors, description.sectorBytes,
                                                 description.timing);
   for (const BadSectors& run : description.badSectors) {

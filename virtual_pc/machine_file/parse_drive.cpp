@@ -158,6 +158,7 @@ DriveDescription parseDrive(ObjectReader& in, std::size_t index) {
   in.into("rotation_rate", out.rotationRate, 0, 65534);
   out.removable = in.flag("removable", out.kind == DriveKind::Sd);
   out.shownAsRaid = in.flag("shown_as_raid", false);
+  out.systemPredicts = in.flag("system_prediction", true);
   in.into("temperature", out.temperature);
 
   out.timing.accessMicroseconds = out.solidState ? 60 : 8000;

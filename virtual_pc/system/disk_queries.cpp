@@ -66,6 +66,9 @@ void DiskObject::deviceDescriptor(IoRequest& request) const {
 
 void DiskObject::predictFailure(IoRequest& request) {
   STORAGE_PREDICT_FAILURE answer{};
+  if (!drive_.identity.predictsFailure) {
+    return request.fail(ERROR_INVALID_FUNCTION);
+  }
   if (drive_.ata && drive_.ataPassThrough) {
     AtaExchange exchange;
     exchange.in.command = 0xB0;

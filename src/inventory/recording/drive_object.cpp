@@ -16,6 +16,10 @@ namespace {
 constexpr unsigned kDriveDepth = 2;
 constexpr std::uint32_t kTransportError = 1117;  // the system's "I/O device error"
 
+constexpr std::uint64_t kSendDiagnostic = 0x1D;
+constexpr std::uint64_t kIllegalRequest = 5;
+constexpr std::uint64_t kInvalidOpcode = 0x20;
+
 constexpr std::uint8_t kNvmeIdentifyNamespace = 0;
 constexpr std::uint8_t kNvmeIdentifyController = 1;
 
@@ -35,7 +39,10 @@ class DriveObject {
     const bool wide = isAta_ || isNvme_;
     const std::string model = cleanedDeviceText(device_.modelNumber);
     out_.text("model", model.empty() ? "UNKNOWN" : model, wide ? 40 : 16);
-    out_.text("vendor", cleanedDeviceText(device_.vendor), 8);
+    // Of an inner ATA drive it is made of the model.
+    if (!isAta_ || isExternal()) {
+      out_.text("vendor", cleanedDeviceText(device_.vendor), 8);
+    }
     out_.text("serial", cleanedDeviceText(device_.serialNumber), wide ? 20 : 32);
     out_.text("firmware", cleanedDeviceText(device_.firmwareRevision), wide ? 8 : 4);
     writeSize();
@@ -45,6 +52,9 @@ class DriveObject {
     }
     if (!isAta_ && !isNvme_) {
       out_.flag("removable", device_.removable);
+    }
+    if (!recorded_.systemPredicts) {
+      out_.flag("system_prediction", false);
     }
     if (isAta_) {
       writeAta();
@@ -167,6 +177,15 @@ class DriveObject {
       smart.list("self_tests", selfTest(1, kUsualSeconds) + ",\n" + selfTest(2, kUsualSeconds));
     }
     out_.object("smart", smart);
+    // A self-test that nobody has tried must not pass.
+    if (!hasSelfTests && !recorded_.takesDiagnostics) {
+      ObjectWriter fault(kDriveDepth + 2);
+      fault.word("action", "device_error");
+      fault.number("command", kSendDiagnostic);
+      fault.numbers("codes", {kIllegalRequest, kInvalidOpcode});
+      fault.number("times", 0);
+      out_.list("faults", std::string(2 * fault.depth(), ' ') + fault.finish());
+    }
   }
 
   void writeNvme(ProtocolKind kind) {

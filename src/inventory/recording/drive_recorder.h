@@ -59,6 +59,8 @@ class DriveRecorder final : public CommandRecorder {
   std::vector<ScsiAnswer> scsi;
   std::vector<NvmeAnswer> nvme;
   std::optional<std::size_t> tunnel;    ///< of `usbTunnels`, that leads to the ATA side
+  bool systemPredicts = false;          ///< the system has a failure prediction for the drive
+  bool takesDiagnostics = false;        ///< a SCSI drive says that it knows SEND DIAGNOSTIC
   bool hasController = false;           ///< the registers of its controller can be asked for
   std::optional<bool> controllerFatal;  ///< what they say; nothing when they can't be read
 

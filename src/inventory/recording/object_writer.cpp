@@ -44,6 +44,15 @@ void ObjectWriter::number(std::string_view name, std::uint64_t value) {
   body_ += std::to_string(value);
 }
 
+void ObjectWriter::numbers(std::string_view name, std::initializer_list<std::uint64_t> values) {
+  std::string list;
+  for (const std::uint64_t value : values) {
+    list += (list.empty() ? "" : ", ") + std::to_string(value);
+  }
+  key(name);
+  body_ += "[" + list + "]";
+}
+
 void ObjectWriter::flag(std::string_view name, bool value) {
   key(name);
   body_ += value ? "true" : "false";

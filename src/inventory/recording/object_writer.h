@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,7 @@ class ObjectWriter {
   /// Printable ASCII; a longer text is cut. An empty one is left out.
   void text(std::string_view key, const std::string& value, std::size_t longest);
   void number(std::string_view key, std::uint64_t value);
+  void numbers(std::string_view key, std::initializer_list<std::uint64_t> values);
   void flag(std::string_view key, bool value);
   /// A text that needs no escape.
   void word(std::string_view key, std::string_view value);

@@ -3,6 +3,7 @@
 #include "inventory/recording/recording_report.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <tuple>
 
@@ -13,6 +14,7 @@
 #include "transport/nvme/nvme_data.h"
 #include "transport/nvme/nvme_logs.h"
 #include "transport/scsi/scsi_bridge.h"
+#include "transport/scsi/scsi_protocol.h"
 #include "transport/tunnels/usb_tunnels.h"
 #include "transport/vendor_log.h"
 
@@ -69,6 +71,24 @@ void ask(StorageProtocol& protocol, bool spare) {
   if (NvmeLogs* const logs = nvmeLogsOf(&protocol)) {
     askNvme(*logs);
   }
+}
+
+/// Whether a SCSI drive says that it knows SEND DIAGNOSTIC, which no recording may send: REPORT
+/// SUPPORTED OPERATION CODES of that one.
+bool takesDiagnostics(ScsiProtocol& protocol) {
+  constexpr std::uint8_t kOneCommand = 1;
+  constexpr std::uint8_t kSendDiagnostic = 0x1D;
+  constexpr std::uint8_t kBytes = 4;
+  constexpr std::uint8_t kAsTheStandardSays = 3;
+  std::array<std::uint8_t, kBytes> answer{};
+  ScsiCmd command;
+  command.cdb = {0xA3, 0x0C, kOneCommand, kSendDiagnostic, 0, 0, 0, 0, 0, kBytes};
+  command.cdbLength = 12;
+  command.data = answer.data();
+  command.transferBytes = answer.size();
+  command.direction = DataDirection::FromDevice;
+  return succeeded(protocol.SendThroughBridges(command)) && command.hasStatus(ScsiStatus::Good) &&
+         command.transferBytes >= 2 && (answer[1] & 0x07) == kAsTheStandardSays;
 }
 
 /// Which of the commands for USB adapters brings ATA commands to the drive, and its registers back;
@@ -134,6 +154,10 @@ bool makeRecordingReport(StorageComponent& component, bool masked, std::string& 
   if (external) {
     askBehindUsb(component, recorder, device);
   }
+  std::uint8_t healthy = 0;
+  recorder.systemPredicts = succeeded(protocol->PredictFailureFallback(&healthy));
+  auto* const scsi = dynamic_cast<ScsiProtocol*>(protocol);
+  recorder.takesDiagnostics = scsi != nullptr && !external && takesDiagnostics(*scsi);
   if (component.controllerAccess() == StorageComponent::kConfirmedNvmeController) {
     bool fatal = false;
     recorder.controllerFatal =
