@@ -44,13 +44,18 @@ class Parser {
     // A line may do both: open a section and set a key in it.
     if (const auto name = config_line::sectionName(line)) {
       section_ = capitals(*name);
-      if (!contents_.try_emplace(section_).second) {
+      const auto [section, isNew] = contents_.try_emplace(section_);
+      if (!isNew) {
         return fail(kSectionTwice);
       }
+      keys_ = &section->second;
     }
     if (const auto setting = config_line::keyAndValue(line)) {
       const std::string key = capitals(setting->key);
-      if (!contents_[section_].try_emplace(key, setting->value).second) {
+      if (keys_ == nullptr) {
+        keys_ = &contents_[section_];
+      }
+      if (!keys_->try_emplace(key, setting->value).second) {
         return fail(kKeyTwice, key);
       }
     }
@@ -67,7 +72,8 @@ class Parser {
 
   ConfigurationMap& contents_;
   ConfigurationError& error_;
-  std::string section_;
+  std::string section_;  ///< empty before the first one
+  ConfigurationMap::mapped_type* keys_ = nullptr;
 };
 
 bool isAscii(const QByteArray& text) {

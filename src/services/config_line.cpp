@@ -3,6 +3,7 @@
 // helper steps over runs that cannot overlap, so one pass over the line is all that a rule costs.
 #include "services/config_line.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -108,13 +109,29 @@ bool endsWithoutValue(std::string_view line) {
 
 bool isEquals(char c) { return c == '='; }
 
+/// `brokenRule` of a line without a bracket.
+std::uint32_t brokenKeyRule(std::string_view line) {
+  if (line.find('=') == std::string_view::npos) {
+    return kNeitherSectionNorKey;
+  }
+  if (repeats(line, '=')) {
+    return kRepeatedEquals;
+  }
+  if (beginsWithoutKey(line)) {
+    return kNoKey;
+  }
+  return endsWithoutValue(line) ? kNoValue : 0;
+}
+
 }  // namespace
 
 bool isBlank(std::string_view line) { return skip(line, 0, isSpace) == line.size(); }
 
 std::uint32_t brokenRule(std::string_view line) {
-  if (line.find_first_of("[]=") == std::string_view::npos) {
-    return kNeitherSectionNorKey;
+  // Nearly all lines set a key: what only brackets can break is not asked of them.
+  const bool brackets = std::ranges::any_of(line, isBracket);
+  if (!brackets) {
+    return brokenKeyRule(line);
   }
   struct Rule {
     std::uint32_t code;
