@@ -119,6 +119,9 @@ class Speed:
             (store / "control").write_text(f"rd_pages={mebibytes * 256}", encoding="ascii")
             (store / "wwn/vpd_unit_serial").write_text(f"OBSPEED{number:04}", encoding="ascii")
             (store / "enable").write_text("1", encoding="ascii")
+            # Without a cache it refuses reads that have to go past one, as those of the seek tests do.
+            for attribute in ("emulate_write_cache", "emulate_fua_write"):
+                (store / "attrib" / attribute).write_text("1", encoding="ascii")
             name = f"naa.600140500000000{number}"
             portal = TARGET / f"loopback/{name}/tpgt_0"
             portal.mkdir(parents=True)
