@@ -232,6 +232,7 @@ struct VolumeDescription {
   std::uint32_t serial = 0;
   std::string fileSystem = "NTFS";
   std::uint32_t clusterBytes = 4096;
+  std::uint32_t sectorBytes = 0;  ///< of its unbuffered transfers; never smaller than the drive's
   std::uint64_t totalBytes = 0;
   std::uint64_t freeBytes = 0;
   bool fixed = true;

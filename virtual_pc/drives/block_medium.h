@@ -32,7 +32,6 @@ class BlockMedium {
   void addBadSectors(const BadSectors& run);
   /// Makes one sector unreadable until it is written (WRITE UNCORRECTABLE). False out of range.
   bool markUncorrectable(std::uint64_t lba);
-  std::uint64_t badSectorCount() const { return bad_.size(); }
   /// The first sector that the drive itself fails to read, by a self-test for instance.
   std::optional<std::uint64_t> firstUnreadable() const;
   /// Bad sectors that a write has healed so far.
@@ -44,7 +43,6 @@ class BlockMedium {
 
   /// Raw content, ignores flaws; takes no time and has no effect.
   void peek(std::uint64_t lba, std::uint8_t* out) const { store_.read(lba, 1, out); }
-  void poke(std::uint64_t lba, const std::uint8_t* in) { store_.write(lba, in); }
 
  private:
   struct Flaw {

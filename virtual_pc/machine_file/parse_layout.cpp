@@ -137,6 +137,10 @@ VolumeDescription parseVolume(ObjectReader& in) {
   if ((out.clusterBytes & (out.clusterBytes - 1)) != 0) {
     in.fail("cluster_bytes", "a power of 2 is needed.");
   }
+  in.into("sector_bytes", out.sectorBytes, 512, out.clusterBytes);
+  if ((out.sectorBytes & (out.sectorBytes - 1)) != 0) {
+    in.fail("sector_bytes", "a power of 2 is needed.");
+  }
   in.into("total_bytes", out.totalBytes, 0, std::uint64_t{1} << 60);
   out.freeBytes = ~std::uint64_t{0};
   in.into("free_bytes", out.freeBytes, 0, std::uint64_t{1} << 60);

@@ -108,20 +108,10 @@ struct FILETIME {
 };
 
 #define WINAPI
-#define CALLBACK
-#define APIENTRY
 #define STDMETHODCALLTYPE
-#define CONST const
 #ifndef TRUE
 #define TRUE 1
 #define FALSE 0
 #endif
 #define MAX_PATH 260
-#define MAXDWORD 0xffffffffu
 #define ANYSIZE_ARRAY 1
-
-#define MAKEWORD(a, b) ((WORD)(((BYTE)(a)) | ((WORD)((BYTE)(b))) << 8))
-#define LOWORD(v) ((WORD)((DWORD_PTR)(v)&0xffff))
-#define HIWORD(v) ((WORD)(((DWORD_PTR)(v) >> 16) & 0xffff))
-#define FIELD_OFFSET(type, field) ((LONG)offsetof(type, field))
-#define UNREFERENCED_PARAMETER(p) (void)(p)

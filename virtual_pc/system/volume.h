@@ -1,6 +1,7 @@
 // A volume: a file system on a partition of a disk.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -41,7 +42,9 @@ class VolumeObject : public IoObject {
 
   void control(IoRequest& request) override;
   std::uint64_t size() const override { return description_.totalBytes; }
-  std::uint32_t alignment() const override { return sectorBytes_; }
+  std::uint32_t alignment() const override {
+    return std::max(sectorBytes_, description_.sectorBytes);
+  }
   void closing(OpenFile& file) override;
 
   const VolumeDescription& description() const { return description_; }
