@@ -175,7 +175,9 @@ TestResult StorageDeviceWriteTest::findVolumes(std::vector<UsableVolume>& volume
   }
   const std::uint32_t deviceSectorBytes = sectorBufferBytes(cachedProperties(protocol_));
   for (const PartitionEntry& partition : table->partitions) {
-    if (partition.mountPoints.empty() || partition.usedBytes > partition.sizeBytes) {
+    // What is written to a volume on several disks may test another one.
+    if (partition.mountPoints.empty() || partition.onSeveralDisks ||
+        partition.usedBytes > partition.sizeBytes) {
       continue;
     }
     const std::uint64_t unused = partition.sizeBytes - partition.usedBytes;

@@ -20,6 +20,7 @@ struct PartitionEntry {
   std::uint64_t usedBytes = 0;
   std::uint64_t startOffset = 0;  ///< bytes from the start of the disk
   std::uint32_t clusterBytes = 0;
+  bool onSeveralDisks = false;  ///< the volume's content may lie on another disk
 };
 
 /// The layout of one disk.

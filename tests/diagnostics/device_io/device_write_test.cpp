@@ -5,6 +5,7 @@
 #include <winerror.h>
 
 #include <functional>
+#include <set>
 
 #include "tests/support/bench.h"
 #include "tests/support/fake_host.h"
@@ -29,7 +30,8 @@ constexpr char kTwoVolumes[] = R"({"format": 1, "drives": [
    "layout": {"style": "gpt", "partitions": [{"start_sector": 2048, "sectors": 5000000}]}}],
   "volumes": [{"letter": "N", "drive": "nvme", "partition": 1, "free_bytes": 1300000000},
               {"letter": "O", "drive": "nvme", "partition": 2, "free_bytes": 1300000000},
-              {"letter": "P", "drive": "other", "partition": 1, "free_bytes": 1300000000}]})";
+              {"letter": "P", "drive": "other", "partition": 1, "free_bytes": 1300000000,
+               "sector_bytes": 4096}]})";
 
 /// A host that does something at a chosen poll.
 class ActingHost : public FakeHost {
@@ -114,6 +116,9 @@ TEST_F(WriteTestOnVolumes, AVolumeIsUsableFromOneByteAboveTheReserveOn) {
   EXPECT_EQ(patterned('N', 2048), 1u);
   EXPECT_EQ(host->count("progress 50"), 1u);
   EXPECT_EQ(host->count("log"), 0u);
+  device.partitionTable()->partitions[0].onSeveralDisks = true;
+  EXPECT_EQ(run(), TestResult::NotPerformed) << "what is written may lie on another disk";
+  device.partitionTable()->partitions[0].onSeveralDisks = false;
   device.partitionTable()->partitions[0].mountPoints.clear();
   EXPECT_EQ(run(), TestResult::NotPerformed);
 }
@@ -229,6 +234,43 @@ TEST_F(WriteTestOnVolumes, TheQuestionComesOnceForEachDeviceAndOnlyIfSomebodyCan
       EXPECT_EQ(component->userAnswer(), InputRequest::Yes);
     }
   }
+}
+
+TEST_F(WriteTestOnVolumes, TheSectorsAreThoseOfTheVolume) {
+  StorageComponent& other = *bench.device("OTHER");
+  PartitionEntry& entry = other.partitionTable()->partitions.at(0);
+  entry.usedBytes = entry.sizeBytes - kReserve - 4096 - kSector;
+  EXPECT_EQ(run(other), TestResult::Passed);
+  EXPECT_EQ(host->count("log"), 0u);
+}
+
+TEST(WriteTestOnALargeVolume, TheFileIsAsLargeAsTheFileSystemTakes) {
+  ModuleBench bench(R"({"format": 1, "drives": [
+    {"name": "nvme", "kind": "nvme", "model": "LARGE", "serial": "L1", "size_bytes": 4000000000000,
+     "layout": {"style": "gpt", "partitions": [{"start_sector": 2048, "sectors": 7000000000}]}}],
+    "volumes": [{"letter": "N", "drive": "nvme", "partition": 1, "free_bytes": 3300000000000}]})");
+  StorageComponent& device = *bench.device("LARGE");
+  std::set<std::uint64_t> sizes;
+  // The call that sets the size is among these; the run ends before the first chunk is written.
+  for (unsigned call = 1; call <= 30; ++call) {
+    StorageDeviceWriteTest test{Identifier{}};
+    ActingHost host(&device);
+    host.actAtPoll = 3;
+    host.act = [&] {
+      if (const auto file = bench.machine().volume('N')->find(kScratchPath)) {
+        sizes.insert(file->bytes);
+      }
+      host.abortFromPoll = host.polls;
+    };
+    bench.faults().reset();
+    bench.faults().failCall(call, ERROR_INVALID_PARAMETER);
+    const TestResult result = test.run(&host);
+    EXPECT_TRUE(result == TestResult::Stopped || result == TestResult::Warning ||
+                result == TestResult::NotPerformed)
+        << call;
+  }
+  EXPECT_EQ(sizes.size(), 2u);
+  EXPECT_EQ(*sizes.begin(), (std::uint64_t{2} << 40) - 64 * 1024);
 }
 
 TEST_F(WriteTestOnVolumes, MembersOfASetAreRefusedOnlyOnNvme) {

@@ -172,6 +172,34 @@ TEST_F(WinStorageScannerTest, PartitionsAreJoinedWithTheirVolumes) {
   EXPECT_NE(scanner.readPartitionTable(999, &table, 1), 0);
 }
 
+TEST_F(WinStorageScannerTest, AVolumeOnSeveralDisksIsShownOnEachWithoutItsSizes) {
+  std::string error;
+  ASSERT_TRUE(vpc::installMachine(R"({"format": 1, "drives": [
+    {"name": "a", "kind": "sata", "model": "A", "size_sectors": 9000, "layout": {"style": "gpt",
+     "partitions": [{"start_sector": 64, "sectors": 1000}]}},
+    {"name": "b", "kind": "sata", "model": "B", "size_sectors": 9000, "layout": {"style": "gpt",
+     "partitions": [{"start_sector": 64, "sectors": 1000}, {"start_sector": 1064, "sectors": 500}]}}],
+    "volumes": [{"letter": "S", "drive": "a", "label": "SET",
+                 "further_parts": [{"drive": "b", "partition": 2}]}]})",
+                                  &error))
+      << error;
+  scanner.listDevices(devices);
+  for (const auto& [drive, wanted] :
+       {std::pair("a", "1 S:\\ SET 512000"), std::pair("b", "2 S:\\ SET 256000")}) {
+    PartitionTable table;
+    EXPECT_EQ(scanner.readPartitionTable(numberOf(drive), &table, 1000), 0);
+    std::string found;
+    for (const PartitionEntry& entry : table.partitions) {
+      for (const std::string& root : entry.mountPoints) {
+        found += std::to_string(entry.number) + " " + root + " " + entry.label + " " +
+                 std::to_string(entry.sizeBytes);
+      }
+      EXPECT_EQ(entry.onSeveralDisks, !entry.mountPoints.empty());
+    }
+    EXPECT_EQ(found, wanted);
+  }
+}
+
 TEST_F(WinStorageScannerTest, FullTableOfOverlappingPartitionsIsReadWhole) {
   std::string partitions;
   for (int i = 1; i <= 128; ++i) {

@@ -25,9 +25,11 @@ static_assert(FSCTL_GET_NTFS_VOLUME_DATA == 0x90064);
 
 constexpr std::size_t kExtentListHeader = 8;
 constexpr std::size_t kExtentBytes = 24;
+constexpr std::size_t kExtentOffsetAt = 8;
 constexpr std::uint32_t kMostExtents = 65536;
 static_assert(sizeof(VOLUME_DISK_EXTENTS) == kExtentListHeader + kExtentBytes);
 static_assert(sizeof(DISK_EXTENT) == kExtentBytes);
+static_assert(offsetof(DISK_EXTENT, StartingOffset) == kExtentOffsetAt);
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 static_assert(sizeof(STORAGE_DESCRIPTOR_HEADER) == 8);
 static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
@@ -166,7 +168,7 @@ std::optional<std::uint32_t> queryNtfsClusterBytes(DeviceHandle volume) {
   return data->BytesPerCluster;
 }
 
-bool liesOnDisk(DeviceHandle volume, std::uint32_t disk) {
+std::vector<VolumeExtent> queryVolumeExtents(DeviceHandle volume) {
   std::vector<std::uint8_t> block(kExtentListHeader + kExtentBytes);
   const auto ask = [&] {
     return deviceControl(volume, IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS, nullptr, 0, block.data(),
@@ -176,13 +178,14 @@ bool liesOnDisk(DeviceHandle volume, std::uint32_t disk) {
   if (answer.error == ERROR_MORE_DATA) {
     const std::uint32_t count = loadLe32(block.data());
     if (count > kMostExtents) {
-      return false;
+      return {};
     }
     block.assign(std::max<std::size_t>(count, 1) * kExtentBytes + kExtentListHeader, 0);
     answer = ask();
   }
+  std::vector<VolumeExtent> extents;
   if (!answer) {
-    return false;
+    return extents;
   }
   const std::uint32_t count = loadLe32(block.data());
   for (std::size_t i = 0; i < count; ++i) {
@@ -190,11 +193,15 @@ bool liesOnDisk(DeviceHandle volume, std::uint32_t disk) {
     if (at + kExtentBytes > answer.returned) {
       break;
     }
-    if (loadLe32(block.data() + at) == disk) {
-      return true;
-    }
+    extents.push_back({loadLe32(block.data() + at), loadLe64(block.data() + at + kExtentOffsetAt)});
   }
-  return false;
+  return extents;
+}
+
+bool liesOnDisk(DeviceHandle volume, std::uint32_t disk) {
+  const std::vector<VolumeExtent> extents = queryVolumeExtents(volume);
+  return std::any_of(extents.begin(), extents.end(),
+                     [disk](const VolumeExtent& extent) { return extent.disk == disk; });
 }
 
 }  // namespace ostria::storage

@@ -33,6 +33,15 @@ std::optional<DiskLayout> queryLayout(DeviceHandle handle);
 
 std::optional<std::uint32_t> queryNtfsClusterBytes(DeviceHandle volume);
 
+struct VolumeExtent {
+  std::uint32_t disk = 0;    ///< number of the disk
+  std::uint64_t offset = 0;  ///< bytes from the start of the disk
+};
+
+/// What an open volume consists of, as far as the system says; several of a volume that spans
+/// disks.
+std::vector<VolumeExtent> queryVolumeExtents(DeviceHandle volume);
+
 /// Whether an open volume lies on the disk with this number, wholly or in part.
 bool liesOnDisk(DeviceHandle volume, std::uint32_t disk);
 

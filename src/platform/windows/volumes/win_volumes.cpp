@@ -94,6 +94,15 @@ VolumeFacts factsOf(const std::string& root) {
   return facts;
 }
 
+/// Whether a volume has a part in a partition of the disk.
+bool hasPartIn(const std::vector<VolumeExtent>& extents, std::uint32_t disk,
+               const PartitionEntry& entry) {
+  return std::any_of(extents.begin(), extents.end(), [&](const VolumeExtent& extent) {
+    return extent.disk == disk && extent.offset >= entry.startOffset &&
+           extent.offset - entry.startOffset < entry.sizeBytes;
+  });
+}
+
 }  // namespace
 
 std::optional<std::vector<std::string>> rootsOnDisk(DeviceScanner& scanner,
@@ -121,17 +130,23 @@ void joinVolumes(DeviceScanner& scanner, PartitionTable& table) {
   for (const std::string& root : volumeRoots()) {
     ScannedHandle volume = openScanned(scanner, volumePath(root));
     const auto number = volume ? queryDeviceNumber(volume.get()) : std::nullopt;
+    // A volume on several disks has no device number, and its sizes are those of all its parts.
+    const auto extents =
+        volume && !number ? queryVolumeExtents(volume.get()) : std::vector<VolumeExtent>();
     volume.close();
-    if (!number || number->deviceNumber != table.diskNumber) {
-      continue;
-    }
     std::optional<VolumeFacts> facts;
     for (PartitionEntry& entry : table.partitions) {
-      if (entry.number != number->partitionNumber) {
+      const bool whole = number && number->deviceNumber == table.diskNumber &&
+                         number->partitionNumber == entry.number;
+      if (!whole && !hasPartIn(extents, table.diskNumber, entry)) {
         continue;
       }
       if (!facts) {
         facts = factsOf(root);
+      }
+      if (!whole) {
+        facts->space.reset();
+        entry.onSeveralDisks = true;
       }
       joinVolume(*facts, entry);
     }
