@@ -24,9 +24,10 @@ constexpr std::uint8_t kSelfTestAbortCode = 15;
 }  // namespace
 
 NvmeProtocol::NvmeProtocol(DeviceHandle handle, std::string devicePath)
-    : handle_(handle),
-      devicePath_(std::move(devicePath)),
-      nodeNamespace_(nvmeNamespaceOf(handle)) {}
+    : NvmeProtocol(handle, std::move(devicePath), nvmeNamespaceOf(handle)) {}
+
+NvmeProtocol::NvmeProtocol(DeviceHandle handle, std::string devicePath, std::uint32_t nodeNamespace)
+    : handle_(handle), devicePath_(std::move(devicePath)), nodeNamespace_(nodeNamespace) {}
 
 NvmeProtocol::~NvmeProtocol() = default;
 

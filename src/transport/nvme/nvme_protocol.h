@@ -25,6 +25,8 @@ class NvmeProtocol : public StorageProtocol, public NvmeLogs {
  public:
   /// @param handle  the disk, for reads by the operating system; the bridges have the port's
   NvmeProtocol(DeviceHandle handle, std::string devicePath);
+  /// @param nodeNamespace  the namespace that `handle` stands for, or 0 where one stands for all
+  NvmeProtocol(DeviceHandle handle, std::string devicePath, std::uint32_t nodeNamespace);
   ~NvmeProtocol() override;
 
   /// Appends the bridge unless the same object is in the list. @return whether it was appended

@@ -49,6 +49,21 @@ TEST_F(NvmeProtocolTest, GeometryComesFromTheFirstActiveNamespaceAndDirtyTextIsC
   EXPECT_TRUE(properties.smartEnabled);
 }
 
+TEST_F(NvmeProtocolTest, ANodeOfOneNamespaceIsThatNamespace) {
+  NvmeProtocol second(DeviceHandle(3), "", 5);
+  second.AddBridge(bridge);
+  bridge->identify(controllerData("S", "M", 0x08));
+  bridge->identifyNamespace(5, namespaceData(9000, 8000, 9));
+  bridge->expect({2, kEveryNamespace, 0x007F00DF, {}, ProtocolResult::Failure});
+  EXPECT_EQ(second.GetProperties(&properties), ProtocolResult::Success);
+  EXPECT_EQ(properties.totalSectors, 8000u);
+  std::vector<std::uint8_t> sector(512);
+  bridge->expect({2, 5, 7, Bytes(512)});
+  EXPECT_EQ(second.Read(7, 1, 10, sector.data(), 512), ProtocolResult::Success);
+  bridge->expect({0x14, 5, 1, {}});
+  EXPECT_EQ(second.StartSelfTest(1, 0), ProtocolResult::Success);
+}
+
 TEST_F(NvmeProtocolTest, NamespaceManagementAsksForTheCommonGeometryFirst) {
   bridge->identify(controllerData("S", "M", 0x08));
   bridge->identifyNamespace(kEveryNamespace, namespaceData(0, 0, 9));
