@@ -246,6 +246,11 @@ TEST_F(SavedTree, PartitionsAndWhatIsBuiltUponThem) {
             (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0), deviceNumberOf(254, 1)}));
   EXPECT_EQ(tree().withSoleHolders(partitions[0].path),
             (std::vector{deviceNumberOf(8, 2), deviceNumberOf(254, 0)}));
+  write(crypt / "dm/name", "luks");
+  EXPECT_EQ(tree().nodesWithHolders(partitions[0].path, false),
+            (std::vector<std::string>{"/dev/sda2", "/dev/dm-0", "/dev/mapper/luks", "/dev/dm-1"}));
+  EXPECT_EQ(tree().nodesWithHolders(partitions[0].path, true),
+            (std::vector<std::string>{"/dev/sda2", "/dev/dm-0", "/dev/mapper/luks"}));
 }
 
 /// Reads that this process has made so far; nothing where the kernel does not count them.

@@ -44,13 +44,18 @@ void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, st
   const std::vector<std::uint32_t> devices = tree.withHolders(path);
   const std::vector<std::uint32_t> alone =
       devices.size() > 1 ? tree.withSoleHolders(path) : devices;
-  const auto isAmong = [](const std::vector<std::uint32_t>& numbers, std::uint32_t wanted) {
-    return std::find(numbers.begin(), numbers.end(), wanted) != numbers.end();
+  // A file system with a number of its own (btrfs) is known by the node that it was mounted from.
+  const std::vector<std::string> nodes = tree.nodesWithHolders(path, false);
+  const std::vector<std::string> nodesAlone = tree.nodesWithHolders(path, true);
+  const auto isAmong = [](const std::vector<std::uint32_t>& numbers,
+                          const std::vector<std::string>& names, const MountEntry& mount) {
+    return std::find(numbers.begin(), numbers.end(), mount.device) != numbers.end() ||
+           std::find(names.begin(), names.end(), mount.source) != names.end();
   };
   const std::uint64_t partitionBytes = entry.sizeBytes;
   for (const MountEntry& mount : mounts) {
     const bool own = mount.device == number || mount.source == node;
-    const bool above = isAmong(devices, mount.device);
+    const bool above = isAmong(devices, nodes, mount);
     const auto& known = entry.mountPoints;
     if ((!own && !above) || std::find(known.begin(), known.end(), mount.target) != known.end()) {
       continue;
@@ -58,7 +63,7 @@ void joinDevice(const SysfsTree& tree, const std::vector<MountEntry>& mounts, st
     VolumeFacts there;
     there.root = mount.target;
     const bool first = entry.mountPoints.empty();
-    if (own || (first && isAmong(alone, mount.device))) {
+    if (own || (first && isAmong(alone, nodesAlone, mount))) {
       addSpace(mount.target, ntfs, there);
     }
     if (!own && first) {

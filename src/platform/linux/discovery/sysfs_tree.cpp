@@ -242,24 +242,47 @@ std::vector<SysfsPartition> SysfsTree::partitions(const SysfsDisk& disk) const {
 }
 
 std::vector<std::uint32_t> SysfsTree::withHolders(const std::string& devicePath) const {
-  return climb(devicePath, false);
+  return numbersOf(devicePath, false);
 }
 
 std::vector<std::uint32_t> SysfsTree::withSoleHolders(const std::string& devicePath) const {
-  return climb(devicePath, true);
+  return numbersOf(devicePath, true);
 }
 
-std::vector<std::uint32_t> SysfsTree::climb(const std::string& devicePath, bool soleHolders) const {
+std::vector<std::uint32_t> SysfsTree::numbersOf(const std::string& devicePath,
+                                                bool soleHolders) const {
   std::vector<std::uint32_t> numbers;
+  for (const auto& [path, number] : climb(devicePath, soleHolders)) {
+    numbers.push_back(number);
+  }
+  return numbers;
+}
+
+std::vector<std::string> SysfsTree::nodesWithHolders(const std::string& devicePath,
+                                                     bool soleHolders) const {
+  std::vector<std::string> nodes;
+  for (const auto& [path, number] : climb(devicePath, soleHolders)) {
+    nodes.push_back(nodeOf(fs::path(path).filename().string()));
+    if (const std::string mapped = attribute(path, "dm/name"); !mapped.empty()) {
+      nodes.push_back("/dev/mapper/" + mapped);
+    }
+  }
+  return nodes;
+}
+
+std::vector<std::pair<std::string, std::uint32_t>> SysfsTree::climb(const std::string& devicePath,
+                                                                    bool soleHolders) const {
+  std::vector<std::pair<std::string, std::uint32_t>> devices;
   std::vector<std::string> pending = {devicePath};
   while (!pending.empty()) {
     const std::string path = std::move(pending.back());
     pending.pop_back();
     const auto number = parseDeviceNumber(attribute(path, "dev"));
-    if (!number || std::find(numbers.begin(), numbers.end(), *number) != numbers.end()) {
+    const auto isThis = [&](const auto& device) { return device.second == number; };
+    if (!number || std::any_of(devices.begin(), devices.end(), isThis)) {
       continue;
     }
-    numbers.push_back(*number);
+    devices.emplace_back(path, *number);
     for (const std::string& name : namesIn(path + "/holders")) {
       const std::string holder = path + "/holders/" + name;
       if (!soleHolders || namesIn(holder + "/slaves").size() == 1) {
@@ -267,7 +290,7 @@ std::vector<std::uint32_t> SysfsTree::climb(const std::string& devicePath, bool 
       }
     }
   }
-  return numbers;
+  return devices;
 }
 
 std::string SysfsTree::controllerPath(const SysfsDisk& disk) const {

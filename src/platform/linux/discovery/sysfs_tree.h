@@ -53,13 +53,19 @@ class SysfsTree {
   std::vector<std::uint32_t> withHolders(const std::string& devicePath) const;
   /// Those of them that lie on this device alone, and on no other beside it.
   std::vector<std::uint32_t> withSoleHolders(const std::string& devicePath) const;
+  /// The nodes of the same devices, by which the mount table names them: "/dev/sda2", "/dev/md0",
+  /// "/dev/dm-0" and "/dev/mapper/luks".
+  std::vector<std::string> nodesWithHolders(const std::string& devicePath, bool soleHolders) const;
 
   /// First line of a file below a folder of /sys, without trailing blanks; empty when there is
   /// none.
   std::string attribute(const std::string& folder, const std::string& name) const;
 
  private:
-  std::vector<std::uint32_t> climb(const std::string& devicePath, bool soleHolders) const;
+  /// Folder and dev_t of each device.
+  std::vector<std::pair<std::string, std::uint32_t>> climb(const std::string& devicePath,
+                                                           bool soleHolders) const;
+  std::vector<std::uint32_t> numbersOf(const std::string& devicePath, bool soleHolders) const;
   /// Folder that a link of /sys stands for; the path itself when it is no link.
   static std::string resolved(const std::string& link);
   /// @param path  folder of the disk, links resolved
