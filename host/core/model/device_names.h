@@ -11,6 +11,9 @@ struct DeviceNames {
   std::vector<std::string> byId;    ///< links that name model, serial number or WWN
   std::vector<std::string> byPath;  ///< links that name the port
   std::string wwn;                  ///< "naa.5000c500a1b2c3d4", "eui.0025385b01234567"
+  /// What the kernel says of an NVMe controller: "live", "resetting", "connecting", "dead"; empty
+  /// where it says nothing.
+  std::string controllerState = {};
 };
 
 /// The disks of a virtual PC are those of its simulated system.

@@ -61,6 +61,13 @@ class Judge {
     if (evidence_.asked && !evidence_.answers) {
       add(Verdict::NotAnswering, HealthSource::Device, "health.no_answer", {}, "advice.connection");
     }
+    const std::string& state = evidence_.controllerState;
+    if (state == "dead") {
+      add(Verdict::NotAnswering, HealthSource::Device, "health.controller_dead", {},
+          "advice.connection");
+    } else if (!state.empty() && state != "live") {
+      add(Verdict::Watch, HealthSource::Device, "health.controller_state", {{"state", state}});
+    }
   }
 
   void tests() {

@@ -63,6 +63,7 @@ struct HealthEvidence {
   bool solidState = false;
   DataState smart = DataState::NotSupported;
   std::vector<SmartRow> rows;                 ///< with `smart` a value
+  std::string controllerState;                ///< the kernel's, see `DeviceNames`
   std::optional<bool> predictsFailure;        ///< the drive's own status
   std::optional<bool> systemSeesFailure;      ///< the operating system's
   std::optional<std::string> failedSelfTest;  ///< newest of the log, when it found a fault

@@ -72,6 +72,7 @@ void collectHealth(storage::SystemComponent& component, const Texts& texts,
   HealthEvidence& evidence = device.evidence;
   evidence = {};
   evidence.solidState = device.solidState;
+  evidence.controllerState = device.names.controllerState;
   std::string report;
   std::vector<SmartRow> status;
   if (component.getReport("HEALTH", report)) {

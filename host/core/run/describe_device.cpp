@@ -136,7 +136,8 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
   DeviceInfo info;
   info.index = index;
   info.id = redactor.text(component.id());
-  info.names = {redactor.text(names.node), names.byId, names.byPath, redactor.whole(names.wwn)};
+  info.names = {redactor.text(names.node), names.byId, names.byPath, redactor.whole(names.wwn),
+                names.controllerState};
   for (auto* links : {&info.names.byId, &info.names.byPath}) {
     for (std::string& link : *links) {
       link = redactor.text(link);

@@ -98,6 +98,9 @@ DeviceNames namesOf(const std::string& id, const std::string& root, const Links&
   names.node = "/dev/" + name;
   names.byId = links.of(links.byId, names.node);
   names.byPath = links.of(links.byPath, names.node);
+  if (name.starts_with("nvme")) {
+    names.controllerState = firstWord(folder.string() + "/device/state");
+  }
   for (const char* file : {"/wwid", "/device/wwid"}) {
     const std::string wwid = firstWord(folder.string() + file);
     if (wwid.starts_with("naa.") || wwid.starts_with("eui.")) {

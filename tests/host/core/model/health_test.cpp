@@ -152,6 +152,14 @@ TEST(HealthTest, WhatWasNotSeenIsNotGood) {
     with.*member = false;
     EXPECT_EQ(judge(with).verdict, Verdict::Good);
   }
+  for (const auto& [state, verdict] : {std::pair("", Verdict::Good),
+                                       {"live", Verdict::Good},
+                                       {"resetting", Verdict::Watch},
+                                       {"dead", Verdict::NotAnswering}}) {
+    evidence.controllerState = state;
+    EXPECT_EQ(judge(evidence).verdict, verdict) << state;
+  }
+  evidence.controllerState.clear();
   evidence.failedSelfTest = "7";
   EXPECT_EQ(judge(evidence).verdict, Verdict::Replace);
   evidence.asked = true;

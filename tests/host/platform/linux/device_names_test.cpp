@@ -40,7 +40,15 @@ TEST(DeviceNamesTest, NumberLeadsToNodeAndLinks) {
                                                 "/dev/disk/by-id/wwn-0x5000c500a1b2c3d4"}));
   EXPECT_TRUE(sda.byPath.empty());
   // Minor number 300 in the kernel's 32-bit form.
-  EXPECT_EQ(deviceNames(std::to_string(0x2Cu | 259u << 8 | 1u << 20), root).node, "/dev/nvme0n1");
+  // The kernel's state of an NVMe controller; that of a SCSI disk is another one.
+  for (const char* name : {"nvme0n1", "sda"}) {
+    fs::create_directories(root + "/sys/devices/" + name + "/device");
+    std::ofstream(root + "/sys/devices/" + name + "/device/state") << "dead\n";
+  }
+  const DeviceNames nvme = deviceNames(std::to_string(0x2Cu | 259u << 8 | 1u << 20), root);
+  EXPECT_EQ(nvme.node, "/dev/nvme0n1");
+  EXPECT_EQ(nvme.controllerState, "dead");
+  EXPECT_EQ(deviceNames("2048", root).controllerState, "");
   EXPECT_EQ(deviceNames(std::to_string(104u << 8), root).node, "/dev/cciss/c0d0");
   EXPECT_EQ(deviceNames(std::to_string(104u << 8), root).wwn, "");
   // A drive and a volume behind the controller at host 2, and another driver's disk.
