@@ -303,8 +303,11 @@ class ReportsOnPcTest : public ::testing::Test {
 
 TEST_F(ReportsOnPcTest, AtaVendorReportHasASwitch) {
   StorageComponent& device = *bench.device("DISK");
-  EXPECT_EQ(*device.findProperty("DRIVER_VERSION"), "10.0.19041.3636");
-  EXPECT_EQ(device.findProperty("CURRENT_8S_LABEL")->substr(0, 3), "PN1");
+  const std::string* const driver = device.findProperty("DRIVER_VERSION");
+  const std::string* const label = device.findProperty("CURRENT_8S_LABEL");
+  ASSERT_TRUE(driver != nullptr && label != nullptr);
+  EXPECT_EQ(*driver, "10.0.19041.3636");
+  EXPECT_EQ(label->substr(0, 3), "PN1");
   const auto report = [&device] {
     std::string text = "?";
     EXPECT_TRUE(device.getReport("OSTRIA_LOG_PAGE", text));

@@ -132,6 +132,14 @@ TEST_F(StorageDeviceReadTestTest, BadBlockEndsTheTestWithItsRange) {
   EXPECT_EQ(host.messages[host.messages.size() - 2], "log 2 READ_OPERATION_TIMEOUT");
 }
 
+TEST_F(StorageDeviceReadTestTest, ADeviceWhoseSectorsChangedTheirSizeHasNoBadBlock) {
+  device.protocol->largestRead = 127;
+  device.protocol->badSectors[500] = ProtocolResult::MediumError;
+  device.protocol->onGetProperties = [&] { device.protocol->record().logicalSectorSize = 4096; };
+  EXPECT_EQ(run(), TestResult::Stopped);
+  EXPECT_EQ(host.count("log 2 DEVICE_COMMUNICATION_FAILURE"), 1u);
+}
+
 TEST_F(StorageDeviceReadTestTest, DeviceThatCannotBeReadAtAllEndsAtItsFirstSector) {
   device.protocol->results["Read"] = ProtocolResult::MediumError;
   EXPECT_EQ(run(), TestResult::Failed);

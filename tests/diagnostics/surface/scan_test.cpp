@@ -1,6 +1,7 @@
 // Linear read and full scan before a fake protocol: ranges, limits and what counts as a bad block.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "checks/message_keys.h"
 #include "diagnostics/surface/full_disk_scan.h"
@@ -248,11 +249,17 @@ TEST(ScanTests, ADeviceThatDoesNotAnswerIsNotScanned) {
 }
 
 TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
-  for (const bool whole : {false, true}) {
+  const struct {
+    bool whole;
+    std::uint32_t before;
+    std::uint32_t after;
+  } rows[] = {{false, 512, 4096}, {true, 512, 4096}, {false, 4096, 512}, {true, 4096, 512}};
+  for (const auto& [whole, before, after] : rows) {
     FakeDevice<> disk = blockDisk(127 * 50);
+    disk.protocol->record().logicalSectorSize = before;
     disk.protocol->results["Read"] = ProtocolResult::MediumError;
-    disk.protocol->onGetProperties = [&] {
-      disk.protocol->record().logicalSectorSize = 4096;
+    disk.protocol->onGetProperties = [&disk, after = after] {
+      disk.protocol->record().logicalSectorSize = after;
       disk.protocol->results.erase("Read");
     };
     LinearReadTest linear(kSomeTest);
@@ -263,6 +270,7 @@ TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
     EXPECT_EQ(received.substr(received.size() - 4), " = 4");
     EXPECT_EQ(disk.protocol->reads.size(), 1u);
     // Whoever still holds a buffer of the old size cannot have it overrun.
+    disk.protocol->record().logicalSectorSize = 4096;
     std::vector<std::uint8_t> buffer(127 * 512);
     const auto bytes = static_cast<std::uint32_t>(buffer.size());
     EXPECT_EQ(disk.component->readSectors(0, 127, buffer.data(), true, bytes, 10),
@@ -270,6 +278,23 @@ TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
     EXPECT_EQ(disk.component->readVolume(0, 127, buffer.data(), bytes, 10),
               ProtocolResult::InvalidArgument);
   }
+}
+
+TEST(ReadBlock, WithoutMemoryForTheLargestTheNextIsTried) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer itself needs more than the limit";
+#endif
+  FakeDevice<> disk(ProtocolKind::Ata, 100'000);
+  disk.component->setConnection(DeviceConnection::RaidMember);
+  disk.protocol->record().logicalSectorSize = 65'528;
+  disk.protocol->largestRead = 127;
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+  const rlimit three{3ull << 30, before.rlim_max};  // the largest block has 4 GiB
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &three), 0);
+  EXPECT_EQ(disk.component->preferredReadBlock(), 127);
+  EXPECT_EQ(disk.protocol->reads.front().sectors, 32'767);
+  EXPECT_EQ(setrlimit(RLIMIT_AS, &before), 0);
 }
 
 TEST(ScanTests, TheListOfBadBlocksEndsAndSaysHowManyMoreThereAre) {

@@ -22,6 +22,7 @@ Bytes capacity16(std::uint64_t sectors, std::uint32_t size, std::uint8_t exponen
 }
 Bytes inquiry() {
   Bytes data(64);
+  data[1] = 0x7F;  // all but the removable medium
   data[2] = 6;
   const std::string identity =
       std::string("ACME    ") + std::string("Disk 9\0garbage..", 16) + "R1.0";
@@ -139,6 +140,7 @@ TEST_F(ScsiProtocolTest, PropertiesAreGatheredFromInquiryCapacityAndModePage) {
   EXPECT_EQ(properties.rotationRate, 7200);
   EXPECT_TRUE(properties.smartSupported && properties.smartEnabled);
   EXPECT_EQ(protocol.GetProperties(nullptr), ProtocolResult::Failure);
+  EXPECT_FALSE(properties.removable);
 }
 
 TEST_F(ScsiProtocolTest, CapacityStepsDownAndItsFailureIsTheResult) {
