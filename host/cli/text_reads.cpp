@@ -2,6 +2,7 @@
 #include "host/cli/text_reads.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "host/cli/text_parts.h"
 #include "host/core/report/plain_text.h"
@@ -12,7 +13,6 @@ namespace {
 constexpr std::size_t kBarColumns = 20;
 constexpr std::size_t kShownSlowest = 3;
 constexpr std::size_t kShownRanges = 20;
-constexpr std::uint64_t kSlowMicroseconds = 150'000;
 
 std::string className(std::size_t index, const Texts& texts) {
   const bool last = index == ReadTimes::kLimits.size();
@@ -21,8 +21,14 @@ std::string className(std::size_t index, const Texts& texts) {
       {{"milliseconds", std::to_string(ReadTimes::kLimits[last ? index - 1 : index])}});
 }
 
+std::string titleOf(const ReadTimes& reads, const Texts& texts) {
+  return texts.say("reads.title",
+                   {{"sectors", std::to_string(reads.sectorsPerRead())},
+                    {"megabytes", std::to_string(std::llround(reads.bytesPerSecond() / 1e6))}});
+}
+
 std::string histogramText(const ReadTimes& reads, const TextStyle& style) {
-  std::string out = detailLine(style.texts.say("reads.title"), style);
+  std::string out = detailLine(titleOf(reads, style.texts), style);
   for (std::size_t i = 0; i < reads.classes.size(); ++i) {
     const std::uint64_t count = reads.classes[i];
     if (count == 0) {
@@ -38,7 +44,7 @@ std::string histogramText(const ReadTimes& reads, const TextStyle& style) {
 }
 
 std::string classesText(const ReadTimes& reads, const TextStyle& style) {
-  std::string text = style.texts.say("reads.title");
+  std::string text = titleOf(reads, style.texts);
   const char* between = " ";
   for (std::size_t i = 0; i < reads.classes.size(); ++i) {
     if (reads.classes[i] > 0) {
@@ -55,7 +61,7 @@ std::string readsText(const ReadTimes& reads, bool histogram, const TextStyle& s
   std::string out = histogram ? histogramText(reads, style) : classesText(reads, style);
   for (std::size_t i = 0; i < std::min(reads.slowest.size(), kShownSlowest); ++i) {
     const SlowRead& read = reads.slowest[i];
-    if (read.microseconds >= kSlowMicroseconds) {
+    if (reads.isSlow(read)) {
       out += detailLine(
           style.texts.say("reads.slow", {{"milliseconds", std::to_string(read.microseconds / 1000)},
                                          {"first", std::to_string(read.first)},

@@ -33,6 +33,7 @@ TestResult StorageTest::bind(TestRunContext* context) {
   if (protocol_ == nullptr) {
     return TestResult::CouldNotStart;
   }
+  component_->restartReadTimes();
   readTimeoutSeconds_ = chooseReadTimeout(*component_);
   log_ = context->messageLog();
   listener_ = context->listener();

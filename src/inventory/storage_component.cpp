@@ -16,6 +16,7 @@
 #include "inventory/recording/recording_report.h"
 #include "inventory/storage_scanner.h"
 #include "services/filesystem.h"
+#include "services/sal.h"
 
 namespace ostria::storage {
 
@@ -116,6 +117,10 @@ bool StorageComponent::getReport(const std::string& key, std::string& value) {
     if (key == "RECORDING" || key == "RECORDING_MASKED") {
       return makeRecordingReport(*this, key != "RECORDING", value);
     }
+    if (key == "READ_TIMES") {
+      value = readTimes_.rows();
+      return true;
+    }
     if (key == "OSTRIA_LOG_PAGE") {
       return makeVendorLogReport(*this, value);
     }
@@ -129,7 +134,31 @@ bool StorageComponent::hasConfirmedTest(const Identifier& test) {
   return std::find(confirmedTests_.begin(), confirmedTests_.end(), test) != confirmedTests_.end();
 }
 
+void StorageComponent::restartReadTimes() {
+  StorageProtocolProperties device;
+  if (protocol_ != nullptr && succeeded(protocol_->GetCachedProperties(&device))) {
+    readTimes_.restart(device);
+  }
+}
+
+template <typename Read>
+ProtocolResult StorageComponent::timed(std::uint64_t lba, std::uint16_t count, const Read& read) {
+  Timer& timer = *get_timer();
+  const std::int64_t before = timer.clock();
+  const ProtocolResult result = read();
+  readTimes_.add(lba, count, timer.secondsBetween(before, timer.clock()), result);
+  return result;
+}
+
 ProtocolResult StorageComponent::readSectors(std::uint64_t lba, std::uint16_t count, void* buffer,
+                                             bool direct, std::uint32_t bufferBytes,
+                                             std::uint32_t timeoutSeconds) {
+  return timed(lba, count, [&] {
+    return readUntimed(lba, count, buffer, direct, bufferBytes, timeoutSeconds);
+  });
+}
+
+ProtocolResult StorageComponent::readUntimed(std::uint64_t lba, std::uint16_t count, void* buffer,
                                              bool direct, std::uint32_t bufferBytes,
                                              std::uint32_t timeoutSeconds) {
   if (!direct && connection_ != DeviceConnection::RaidMember) {
@@ -173,11 +202,20 @@ ProtocolResult StorageComponent::readSectors(std::uint64_t lba, std::uint16_t co
                                              TransferBuffer& buffer, bool direct,
                                              std::uint32_t bufferBytes,
                                              std::uint32_t timeoutSeconds) {
+  return timed(lba, count, [&] {
+    return readUntimed(lba, count, buffer, direct, bufferBytes, timeoutSeconds);
+  });
+}
+
+ProtocolResult StorageComponent::readUntimed(std::uint64_t lba, std::uint16_t count,
+                                             TransferBuffer& buffer, bool direct,
+                                             std::uint32_t bufferBytes,
+                                             std::uint32_t timeoutSeconds) {
   if (bufferBytes > buffer.size() || !buffer.renew()) {
     return ProtocolResult::InvalidArgument;
   }
   if (direct || connection_ == DeviceConnection::RaidMember) {
-    return readSectors(lba, count, buffer.data(), true, bufferBytes, timeoutSeconds);
+    return readUntimed(lba, count, buffer.data(), true, bufferBytes, timeoutSeconds);
   }
   const std::uint64_t sectorBytes = volumeSectorBytes(lba, count, bufferBytes);
   if (sectorBytes == 0) {
@@ -210,7 +248,7 @@ std::uint16_t StorageComponent::preferredReadBlock() {
       continue;
     }
     const auto readOnce = [&] {
-      return readSectors(0, candidate, buffer, false, static_cast<std::uint32_t>(bytes),
+      return readUntimed(0, candidate, buffer, false, static_cast<std::uint32_t>(bytes),
                          kReadTimeoutSeconds);
     };
     int successes = 0;

@@ -8,6 +8,7 @@
 #include "base/kinds.h"
 #include "inventory/disk_use.h"
 #include "inventory/partitions/partition_table.h"
+#include "inventory/read_times.h"
 #include "ostria/storage/system_component.h"
 #include "services/driver_service_holder.h"
 #include "services/transfer_buffer.h"
@@ -86,6 +87,8 @@ class StorageComponent : public SystemComponent {
   /// memory; the buffer gets new at its next use.
   ProtocolResult readSectors(std::uint64_t lba, std::uint16_t count, TransferBuffer& buffer,
                              bool direct, std::uint32_t bufferBytes, std::uint32_t timeoutSeconds);
+  /// Forgets the times of all reads; to be called when a test or tool begins on this device.
+  void restartReadTimes();
   /// The operating system's read of the device, without the protocol. Parameters and refusals are
   /// those of `readSectors`; also refused are an unknown sector size and an offset beyond 64 bits.
   ProtocolResult readVolume(std::uint64_t lba, std::uint16_t count, void* buffer,
@@ -120,6 +123,13 @@ class StorageComponent : public SystemComponent {
     DeviceHandle handle;
   };
 
+  /// Makes a read and notes how long it took.
+  template <typename Read>
+  ProtocolResult timed(std::uint64_t lba, std::uint16_t count, const Read& read);
+  ProtocolResult readUntimed(std::uint64_t lba, std::uint16_t count, void* buffer, bool direct,
+                             std::uint32_t bufferBytes, std::uint32_t timeoutSeconds);
+  ProtocolResult readUntimed(std::uint64_t lba, std::uint16_t count, TransferBuffer& buffer,
+                             bool direct, std::uint32_t bufferBytes, std::uint32_t timeoutSeconds);
   /// Size of a sector for a read of the device; 0 for a read that is to be refused.
   std::uint64_t volumeSectorBytes(std::uint64_t lba, std::uint16_t count,
                                   std::uint32_t bufferBytes) const;
@@ -134,6 +144,7 @@ class StorageComponent : public SystemComponent {
   StorageBusKind busKind_ = StorageBusKind::Unknown;
   bool optaneVolume_ = false;
   std::uint16_t preferredReadBlock_ = 0;
+  ReadTimes readTimes_;
   std::uint32_t userAnswer_ = 0;
   bool userAnswerSet_ = false;
   std::vector<Identifier> confirmedTests_;

@@ -42,6 +42,7 @@ ToolStatus ScanTool::execute(const RecoverDeviceItem& /*item*/, std::uint32_t /*
     return ToolStatus::CouldNotRun;
   }
 
+  component_->restartReadTimes();
   publishProgress(0);
   const ToolStatus status = scan(properties);
   buffer_ = {};

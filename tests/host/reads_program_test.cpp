@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
 #include "tests/host/program.h"
@@ -50,6 +51,47 @@ std::string contentOf(const std::string& path) {
   return content.str();
 }
 
+TEST(ReadsProgramTest, BlocksAreListedOnceAndTheSlowestAreNamed) {
+  const json scan = document({"-En(ERROR_LIMIT=0)", "READS-1"}).at("test_runs").at(0);
+  std::uint64_t next = 0;
+  std::set<std::uint64_t> bad = {5000, 5001, 100000};
+  for (const json& range : scan.at("bad_ranges")) {
+    const std::uint64_t first = range.at("first_sector");
+    const std::uint64_t last = range.at("last_sector");
+    EXPECT_GE(first, next);
+    EXPECT_LE(first, last);
+    next = last + 1;
+    std::erase_if(bad, [&](std::uint64_t sector) { return sector >= first && sector <= last; });
+  }
+  EXPECT_TRUE(bad.empty());
+  const json& times = scan.at("read_times");
+  EXPECT_EQ(times.at("bad_blocks"), 2);
+  EXPECT_EQ(times.at("classes").at(5).at("reads"), 1);
+  const json& slowest = times.at("slowest").at(0);
+  EXPECT_GE(slowest.at("milliseconds"), 4000);
+  EXPECT_LE(slowest.at("first_sector"), 70000);
+  EXPECT_GT(slowest.at("first_sector").get<int>() + slowest.at("sectors").get<int>(), 70000);
+  EXPECT_GT(times.at("bytes_per_second"), 50'000'000);
+  EXPECT_EQ(times.at("position_sector"), 131072);
+  const std::string map = times.at("map");
+  EXPECT_EQ(map.size(), 768u);
+  EXPECT_EQ(map.find('.'), std::string::npos) << map;
+  EXPECT_EQ(map[70000 * 768 / 131072], '5');
+  EXPECT_EQ(map[100000 * 768 / 131072], 'x');
+  EXPECT_LT(map[767], '3');  // a block of 2 MB
+}
+
+TEST(ReadsProgramTest, AScanThatEndsEarlySaysHowMuchItRead) {
+  EXPECT_THAT(run({"-En", "READS-1"}).output,
+              HasSubstr("Stopped at its first error: 3.1 % of the disk was read."));
+  EXPECT_THAT(run({"-En(ERROR_LIMIT=2)", "READS-1"}).output,
+              HasSubstr("Stopped at its limit of errors (2): "));
+  for (const char* whole : {"-En(ERROR_LIMIT=0)", "-En(ERROR_LIMIT=3)"}) {
+    EXPECT_THAT(run({whole, "READS-1"}).output, Not(HasSubstr("Stopped at")));
+  }
+  EXPECT_THAT(run({"-En", "READS-2"}).output, Not(HasSubstr("of the disk was read")));
+}
+
 TEST(ReadsProgramTest, SectorsAreWrittenOneALineAndEachHasItsOutcome) {
   const std::string path = testing::TempDir() + "sectors.txt";
   EXPECT_EQ(run({"recover", "scan", "READS-1", "-o", path}).code, 1);
@@ -72,9 +114,9 @@ TEST(ReadsProgramTest, ReportHasTheMapTheSectorsAndWhatTheUserNoted) {
   run({"-En(ERROR_LIMIT=0)", "--report", path, "--note", "Ticket=<4711>",
        "--note=Customer=M\u00FCller"});
   const std::string html = contentOf(path);
-  for (const char* part :
-       {"<dt>Ticket</dt><dd>&lt;4711&gt;</dd>", "M\u00FCller", "(local time ", "<dt>Program</dt>",
-        "Bad blocks, in sectors: ", "class=\"f-bad\"", "prefers-color-scheme:dark"}) {
+  for (const char* part : {"<dt>Ticket</dt><dd>&lt;4711&gt;</dd>", "M\u00FCller", "(local time ",
+                           "<dt>Program</dt>", "Bad blocks, in sectors: ", "class=\"f-t5\"",
+                           "class=\"f-bad\"", "500 ms and more", "prefers-color-scheme:dark"}) {
     EXPECT_THAT(html, HasSubstr(part));
   }
   run({"recover", "repair", "READS-1", "--assume=yes", "--report", path});
@@ -129,6 +171,24 @@ TEST(ReadsProgramTest, JsonLinesCarryErrorsAndWholeResults) {
     EXPECT_EQ(lines[0].at("event"), "error");
     EXPECT_EQ(lines[0].at("exit_code"), 2);
   }
+}
+
+// A drive so slow that Ctrl-C meets the scan behind its first bad block.
+TEST(ReadsProgramTest, CtrlCKeepsWhatAScanFound) {
+  const std::string path = testing::TempDir() + "slow_reads.json";
+  std::ofstream(path) << R"({"format": 1, "real_time": true, "drives": [{"kind": "sata",
+      "model": "SLOW READS", "serial": "SLOW-1", "size_sectors": 13107200, "rotation_rate": 7200,
+      "bytes_per_second": 20000000, "bad_sectors": [{"lba": 200000}]}]})";
+  Program program(OSTRIA_BIN_DIR,
+                  {"--virtual=" + path, "-Mstorage", "--progress=json", "-En(ERROR_LIMIT=0)", "0"});
+  ASSERT_TRUE(program.waitFor("\"bad_blocks\":1", 40));
+  program.interrupt();
+  EXPECT_EQ(program.finish(), 1);
+  EXPECT_THAT(program.output, HasSubstr("Bad blocks so far: 1."));
+  EXPECT_THAT(program.output, HasSubstr("% of the disk was read."));
+  EXPECT_THAT(program.errors, HasSubstr("\"percent_exact\""));
+  EXPECT_THAT(program.errors, HasSubstr("\"bytes_per_second\""));
+  std::filesystem::remove(path);
 }
 
 // A volume that stays in use is named, and nothing is repaired without the serial number.

@@ -13,6 +13,28 @@ double ReadTimes::percentRead() const {
                         100.0);
 }
 
+double ReadTimes::bytesPerSecond() const {
+  return microseconds == 0 ? 0
+                           : static_cast<double>(sectorsRead) * static_cast<double>(sectorBytes) *
+                                 1e6 / static_cast<double>(microseconds);
+}
+
+std::uint64_t ReadTimes::sectorsPerRead() const {
+  return failedReads >= reads ? 0 : sectorsRead / (reads - failedReads);
+}
+
+// A large read takes long on a sound drive, too.
+bool ReadTimes::isSlow(const SlowRead& read) const {
+  constexpr std::uint64_t kSlowMicroseconds = 150'000;
+  constexpr double kTimesTheMean = 3;
+  const double mean = sectorsRead == 0
+                          ? 0
+                          : static_cast<double>(microseconds) * static_cast<double>(read.count) /
+                                static_cast<double>(sectorsRead);
+  return read.microseconds >= kSlowMicroseconds &&
+         static_cast<double>(read.microseconds) >= kTimesTheMean * mean;
+}
+
 // Rounded down: what is nearly all is not all.
 std::string percentText(double percent) {
   const auto tenths = static_cast<long>(std::floor(percent * 10));

@@ -26,7 +26,8 @@ struct ReadTimes {
   std::uint64_t reads = 0;
   std::uint64_t failedReads = 0;
   std::uint64_t sectorsRead = 0;
-  std::uint64_t position = 0;  ///< sector behind the latest read
+  std::uint64_t microseconds = 0;  ///< that the sectors took
+  std::uint64_t position = 0;      ///< sector behind the latest read
   std::array<std::uint64_t, kLimits.size() + 1> classes{};
   std::uint64_t badBlocks = 0;    ///< all of them
   std::vector<SectorRange> bad;   ///< the first ones, in growing order, without overlap
@@ -35,6 +36,11 @@ struct ReadTimes {
 
   /// What was read of the device, in percent.
   double percentRead() const;
+  /// Speed and mean size of the reads that brought data; 0 without any.
+  double bytesPerSecond() const;
+  std::uint64_t sectorsPerRead() const;
+  /// Whether a person would call a read slow: in itself, and for its size on this drive.
+  bool isSlow(const SlowRead& read) const;
 };
 
 /// "6" or, below ten, "0.3".

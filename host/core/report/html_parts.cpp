@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 
 #include "host/core/texts/clean_text.h"
 
@@ -226,7 +227,12 @@ std::string readTimesHtml(const ReadTimes& reads, const Texts& texts) {
             bar(static_cast<unsigned>(part), 0, false) + "</td>" +
             cell(std::to_string(reads.classes[i]), true) + "</tr>\n";
   }
-  html += "</tbody></table></div>\n<p class=\"soft\">" + htmlEscaped(texts.say("reads.slowest"));
+  html += "</tbody></table></div>\n<p class=\"soft\">" +
+          htmlEscaped(texts.say(
+              "reads.title",
+              {{"sectors", std::to_string(reads.sectorsPerRead())},
+               {"megabytes", std::to_string(std::llround(reads.bytesPerSecond() / 1e6))}})) +
+          "<br>" + htmlEscaped(texts.say("reads.slowest"));
   for (const SlowRead& read : reads.slowest) {
     html += " " +
             htmlEscaped(texts.say("reads.slow_short",

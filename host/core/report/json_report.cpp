@@ -85,6 +85,8 @@ Json readsJson(const std::optional<ReadTimes>& reads) {
   putNumber(json, "failed_reads", reads->failedReads);
   putNumber(json, "read_sectors", reads->sectorsRead);
   json["read_percent"] = std::floor(reads->percentRead() * 1000) / 1000;
+  json["bytes_per_second"] = std::llround(reads->bytesPerSecond());
+  putNumber(json, "position_sector", reads->position);
   putNumber(json, "bad_blocks", reads->badBlocks);
   json["classes"] = Json::array();
   for (std::size_t i = 0; i < reads->classes.size(); ++i) {

@@ -39,6 +39,7 @@ constexpr Field kFields[] = {
     {"Reads", &ReadTimes::reads},
     {"Failed Reads", &ReadTimes::failedReads},
     {"Sectors Read", &ReadTimes::sectorsRead},
+    {"Microseconds", &ReadTimes::microseconds},
     {"Position", &ReadTimes::position},
     {"Bad Blocks", &ReadTimes::badBlocks},
 };

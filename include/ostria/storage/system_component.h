@@ -46,7 +46,13 @@ class SystemComponent {
   /// supported|disabled|not supported, "SMART Status" good|failing|unreadable, "Prediction"
   /// good|failing, "Self-Test" passed|failed CODE; what was not asked has no row;
   /// "IDENTITY": rows "Model" and "Serial", asked anew; "RECORDING"[_MASKED]: for a machine file;
-  /// "POWER": row "Power Mode" standby|awake, which wakes no drive; "WAKE": the same after a read.
+  /// "POWER": row "Power Mode" standby|awake, which wakes no drive; "WAKE": the same after a read;
+  /// "READ_TIMES": reads of the latest test or tool, also from within its listener while it runs:
+  /// rows "Sectors" of the device, "Sector Bytes", "Reads", "Failed Reads", "Sectors Read",
+  /// "Microseconds" that these took, "Position" (sector behind the latest read), "Classes" (reads
+  /// below 3, 10, 50, 150, 500 ms and above), "Bad Blocks", "Bad" FIRST COUNT, up to 1000, "Slow"
+  /// FIRST COUNT MICROSECONDS, the ten slowest first, and "Map": 768 cells from the first sector to
+  /// the last, "." unread, "0" to "5" the worst class, "x" bad; no map when nothing was read yet.
   /// @return false when the data cannot be had; `value` is then not to be used
   virtual bool getReport(const std::string& key, std::string& value) = 0;
   virtual bool hostQuery6() = 0;
