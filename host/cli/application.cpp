@@ -26,6 +26,7 @@
 #include "host/core/report/plain_text.h"
 #include "host/core/run/ask_drives.h"
 #include "host/core/run/collect_health.h"
+#include "host/core/run/left_out.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_tests.h"
 #include "host/core/run/run_tool.h"
@@ -40,6 +41,7 @@
 #include "host/platform/module_library.h"
 #include "host/platform/raid_volumes.h"
 #include "host/platform/rights.h"
+#include "host/platform/suspended_disks.h"
 #include "host/platform/volume_users.h"
 
 namespace ostria::host {
@@ -234,8 +236,12 @@ class Application {
     }
     scan();
 
-    const std::uint32_t count = manager().componentCount();
-    const std::vector<std::string> missing = missingRightsNotices();
+    const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
+    const std::vector<MissingRight> rights = rightsThatAreMissing();
+    const std::vector<std::string> missing = missingRightsNotices(rights);
+    const std::vector<std::string> known = knownToBeSilent(rights);
+    std::vector<storage::LeftOutDevice> silent = silentDisks(manager(), names, known);
+    const std::size_t count = manager().componentCount() + silent.size();
     if (count == 0 && !missing.empty()) {
       throw Stop{ExitCode::CouldNotStart, missing.front()};
     }
@@ -243,22 +249,53 @@ class Application {
       noteVolumes(raidVolumes(), plan_.selection.names, texts_, session_.notices);
       noteUnlisted(manager(), texts_, session_.notices);
     }
-    const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
-    plan_.selection.devices = checked(
-        resolveDevices(plan_.selection.names, deviceKeys(manager(), names), resolvedDevicePath));
+    plan_.selection.devices = checked(resolveDevices(
+        plan_.selection.names, deviceKeys(manager(), silent, names), resolvedDevicePath));
     if (line_.wake || !plan_.leavesAsleep) {
       wakeDrives(
           manager(), plan_.selection, [this] { scan(); }, texts_, session_.notices);
+      silent = silentDisks(manager(), names, known);
     }
-    if (count == 0 && plan_.action != Action::List) {
-      throw Stop{ExitCode::NotPerformed, texts_.say("notice.no_device")};
-    }
-    if (count == 0) {
-      session_.notices.push_back(texts_.say("notice.no_device"));
-    }
+    takeDevices(manager(), silent, plan_.selection, names, texts_, redactor_, session_);
+    noteLeftOut(count == 0, names);
     session_.notices.insert(session_.notices.end(), missing.begin(), missing.end());
-    takeDevices(manager(), plan_.selection, names, texts_, redactor_, session_);
     stopIfAsked();
+  }
+
+  // Disks, as the system calls them, that say nothing since they may not be asked.
+  std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& rights) const {
+    std::vector<std::string> disks;
+    for (const MissingRight& right : rights) {
+      disks.insert(disks.end(), right.disks.begin(), right.disks.end());
+    }
+    if (!line_.virtualPc) {
+      for (const SuspendedDisk& disk : suspendedDisks()) {
+        disks.push_back(disk.node.substr(disk.node.rfind('/') + 1));
+      }
+    }
+    return disks;
+  }
+
+  // What the list does not show, and why; in a run only where there is nothing else.
+  void noteLeftOut(bool nothing, const FindDeviceNames& names) {
+    const bool list = plan_.action == Action::List;
+    if (!nothing && !list) {
+      return;
+    }
+    const bool members = std::ranges::any_of(
+        session_.devices, [](const DeviceInfo& device) { return device.connection == "raid"; });
+    std::vector<std::string> notices = leftOutNotices(manager(), members, names, texts_);
+    if (nothing) {
+      notices.insert(notices.begin(), texts_.say("notice.no_device"));
+    }
+    if (!list) {
+      std::string sentence;
+      for (const std::string& notice : notices) {
+        sentence += (sentence.empty() ? "" : " ") + notice;
+      }
+      throw Stop{ExitCode::NotPerformed, sentence};
+    }
+    session_.notices.insert(session_.notices.end(), notices.begin(), notices.end());
   }
 
   void scan() {
@@ -287,9 +324,13 @@ class Application {
     }
   }
 
-  std::vector<std::string> missingRightsNotices() const {
+  std::vector<MissingRight> rightsThatAreMissing() const {
+    return line_.virtualPc ? std::vector<MissingRight>() : missingRights();
+  }
+
+  std::vector<std::string> missingRightsNotices(const std::vector<MissingRight>& rights) const {
     if (!line_.virtualPc) {
-      return rightsNotices(missingRights(), texts_);
+      return rightsNotices(rights, texts_);
     }
     return machine_.administrator ? std::vector<std::string>()
                                   : std::vector{texts_.say("rights.virtual")};

@@ -2,10 +2,10 @@
 #include "host/cli/text_reads.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "host/cli/text_parts.h"
 #include "host/core/report/plain_text.h"
+#include "host/core/report/read_texts.h"
 
 namespace ostria::host {
 namespace {
@@ -14,21 +14,8 @@ constexpr std::size_t kBarColumns = 20;
 constexpr std::size_t kShownSlowest = 3;
 constexpr std::size_t kShownRanges = 20;
 
-std::string className(std::size_t index, const Texts& texts) {
-  const bool last = index == ReadTimes::kLimits.size();
-  return texts.say(
-      last ? "reads.from" : "reads.below",
-      {{"milliseconds", std::to_string(ReadTimes::kLimits[last ? index - 1 : index])}});
-}
-
-std::string titleOf(const ReadTimes& reads, const Texts& texts) {
-  return texts.say("reads.title",
-                   {{"sectors", std::to_string(reads.sectorsPerRead())},
-                    {"megabytes", std::to_string(std::llround(reads.bytesPerSecond() / 1e6))}});
-}
-
 std::string histogramText(const ReadTimes& reads, const TextStyle& style) {
-  std::string out = detailLine(titleOf(reads, style.texts), style);
+  std::string out = detailLine(readsTitle(reads, style.texts), style);
   for (std::size_t i = 0; i < reads.classes.size(); ++i) {
     const std::uint64_t count = reads.classes[i];
     if (count == 0) {
@@ -36,19 +23,20 @@ std::string histogramText(const ReadTimes& reads, const TextStyle& style) {
     }
     const auto length = static_cast<std::size_t>(static_cast<double>(count) * kBarColumns /
                                                  static_cast<double>(reads.reads));
-    out += detailLine(padded(className(i, style.texts), 18) + padded(std::to_string(count), 10) +
-                          std::string(std::max<std::size_t>(length, 1), '#'),
-                      style);
+    out +=
+        detailLine(padded(readClassName(i, style.texts), 18) + padded(std::to_string(count), 10) +
+                       std::string(std::max<std::size_t>(length, 1), '#'),
+                   style);
   }
   return out;
 }
 
 std::string classesText(const ReadTimes& reads, const TextStyle& style) {
-  std::string text = titleOf(reads, style.texts);
+  std::string text = readsTitle(reads, style.texts);
   const char* between = " ";
   for (std::size_t i = 0; i < reads.classes.size(); ++i) {
     if (reads.classes[i] > 0) {
-      text += between + className(i, style.texts) + " " + std::to_string(reads.classes[i]);
+      text += between + readClassName(i, style.texts) + " " + std::to_string(reads.classes[i]);
       between = ", ";
     }
   }

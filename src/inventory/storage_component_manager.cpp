@@ -10,6 +10,7 @@
 #include "inventory/component_builder.h"
 #include "inventory/protocol_factory.h"
 #include "inventory/raid_collection.h"
+#include "services/device_text.h"
 
 namespace ostria::storage {
 
@@ -44,15 +45,21 @@ void StorageComponentManager::clear() {
     scanner_->deviceScanner()->close(handle);
   }
   ports_.clear();
+  leftOut_.clear();
 }
 
 std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t number,
-                                                                const std::string& path) {
+                                                                const std::string& path,
+                                                                std::uint32_t* reason) {
   DeviceRecord record;
   record.handle = openScanned(*scanner_->deviceScanner(), path);
   if (!record.handle) {
+    if (*reason == 0) {
+      *reason = LeftOutDevice::NotOpened;
+    }
     return std::nullopt;
   }
+  *reason = 0;
   bool removable = true;
   if (scanner_->isRemovableMedia(number, &removable) != 0 || removable) {
     return std::nullopt;
@@ -63,6 +70,8 @@ std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t nu
   // RAID volumes and what nobody knows are not devices of their own; RAID members are found through
   // their controller.
   if (record.busKind == StorageBusKind::Raid || record.busKind == StorageBusKind::Unknown) {
+    *reason = record.busKind == StorageBusKind::Raid ? LeftOutDevice::ControllerDisk
+                                                     : LeftOutDevice::UnknownBus;
     return std::nullopt;
   }
   if (scanner_->getConnection(number, &record.connection) != 0) {
@@ -74,13 +83,15 @@ std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t nu
 }
 
 std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
-    std::uint32_t number, const std::vector<std::string>& paths, DriverVersions& drivers) {
+    std::uint32_t number, const std::vector<std::string>& paths, DriverVersions& drivers,
+    std::uint32_t* reason) {
   for (const std::string& path : paths) {
     try {
-      std::optional<DeviceRecord> record = openDevice(number, path);
+      std::optional<DeviceRecord> record = openDevice(number, path, reason);
       if (!record) {
         continue;
       }
+      *reason = LeftOutDevice::NotIdentified;
       FoundProtocol found = createProtocol(*scanner_, *record);
       auto secondary = createSecondaryProtocol(*record);
       if (found.protocol == nullptr) {
@@ -102,7 +113,9 @@ std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
       record->handle.release();  // from here on closed by `clear`
       return component;
     } catch (...) {
-      // What one device makes go wrong, memory included, must not cost the others.
+      // What one device makes go wrong, memory included, must not cost the others. It says nothing
+      // of the device.
+      *reason = 0;
     }
   }
   return nullptr;
@@ -134,12 +147,57 @@ void StorageComponentManager::scanDirectDevices() {
   }
   DriverVersions drivers;
   for (const auto& [number, paths] : devices) {
-    auto component = findDevice(number, paths, drivers);
+    std::uint32_t reason = 0;
+    auto component = findDevice(number, paths, drivers, &reason);
     if (component == nullptr) {
+      leaveOut(number, reason);
       continue;
     }
     components_.push_back(component.release());  // `findDevice` has made room
   }
+}
+
+void StorageComponentManager::leaveOut(std::uint32_t number, std::uint32_t reason) {
+  try {
+    bool removable = true;
+    // A drive without a medium does not open either, and nothing is wrong with it.
+    if (reason == 0 || (reason == LeftOutDevice::NotOpened &&
+                        (scanner_->isRemovableMedia(number, &removable) != 0 || removable))) {
+      return;
+    }
+    LeftOutDevice device;
+    device.reason = reason;
+    StorageBusKind bus = StorageBusKind::Unknown;
+    bool optaneVolume = false;
+    if (reason == LeftOutDevice::NotOpened &&
+        scanner_->getBusKind(number, &bus, &optaneVolume) == 0) {
+      if (bus == StorageBusKind::Unknown) {
+        device.reason = LeftOutDevice::UnknownBus;
+      } else if (bus == StorageBusKind::Raid) {
+        device.reason = LeftOutDevice::ControllerDisk;
+      }
+    }
+    if (scanner_->getDeviceId(number, &device.id) != 0) {
+      device.id.clear();
+    }
+    std::string name;
+    if (scanner_->deviceScanner()->deviceProperty(number, kFriendlyNameProperty, &name) == 0) {
+      device.name = cleanedDeviceText(name);
+    }
+    leftOut_.push_back(std::move(device));
+  } catch (...) {
+    // Without memory this disk has no line; the others still get theirs.
+  }
+}
+
+void StorageComponentManager::forgetLeftOutMembers() {
+  std::erase_if(leftOut_, [this](const LeftOutDevice& device) {
+    return device.reason == LeftOutDevice::NotIdentified &&
+           std::ranges::any_of(components_, [&](SystemComponent* entry) {
+             return asStorage(entry).connection() == DeviceConnection::RaidMember &&
+                    device.name.find(entry->description().model) != std::string::npos;
+           });
+  });
 }
 
 void StorageComponentManager::mergeRaidMembers() {
@@ -201,6 +259,7 @@ void StorageComponentManager::scan() {
   try {
     scanDirectDevices();
     mergeRaidMembers();
+    forgetLeftOutMembers();
     makeIdentifiersUnique();
     std::stable_sort(components_.begin(), components_.end(),
                      [](SystemComponent* a, SystemComponent* b) {
@@ -233,9 +292,10 @@ bool StorageComponentManager::hasDevices() {
       devices.clear();
     }
     std::vector<DeviceRecord> undecided;
+    std::uint32_t reason = 0;
     for (const auto& [number, paths] : devices) {
       for (const std::string& path : paths) {
-        std::optional<DeviceRecord> record = openDevice(number, path);
+        std::optional<DeviceRecord> record = openDevice(number, path, &reason);
         if (!record) {
           continue;
         }

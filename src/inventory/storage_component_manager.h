@@ -28,12 +28,16 @@ class StorageComponentManager : public SystemComponentManager {
   bool hasDevices() override;
   SystemComponent* refreshComponent(std::uint32_t index) override;
   void scan() override;
+  std::vector<LeftOutDevice> leftOutDevices() override { return leftOut_; }
 
  private:
-  std::optional<DeviceRecord> openDevice(std::uint32_t number, const std::string& path);
+  /// @param reason  set to a `LeftOutDevice::Reason` when the device is to be named with it
+  std::optional<DeviceRecord> openDevice(std::uint32_t number, const std::string& path,
+                                         std::uint32_t* reason);
   std::unique_ptr<StorageComponent> findDevice(std::uint32_t number,
                                                const std::vector<std::string>& paths,
-                                               DriverVersions& drivers);
+                                               DriverVersions& drivers, std::uint32_t* reason);
+  void leaveOut(std::uint32_t number, std::uint32_t reason);
   void locateController(std::uint32_t number, StorageComponent& component);
   void scanDirectDevices();
   void mergeRaidMembers();
@@ -41,10 +45,13 @@ class StorageComponentManager : public SystemComponentManager {
   /// serial number of another member.
   bool isListed(StorageComponent& member, std::size_t directDevices) const;
   void makeIdentifiersUnique();
+  /// A drive that is found through its controller is not missing.
+  void forgetLeftOutMembers();
   void clear();
 
   DriverServiceHolder driverService_;
   std::unique_ptr<StorageScanner> scanner_;
+  std::vector<LeftOutDevice> leftOut_;
   std::vector<ScannedHandle> ports_;  ///< controller ports that protocols go through
 };
 

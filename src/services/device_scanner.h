@@ -21,6 +21,9 @@ using DevicePathMap = std::map<std::uint32_t, std::vector<std::string>>;
 /// Property code of a device's location text (SPDRP_LOCATION_INFORMATION).
 inline constexpr std::uint32_t kLocationInformationProperty = 13;
 
+/// Property code of what the system calls a device (SPDRP_FRIENDLYNAME).
+inline constexpr std::uint32_t kFriendlyNameProperty = 12;
+
 /// A device as one enumeration saw it.
 struct ListedDevice {
   std::uint32_t number = 0;

@@ -24,10 +24,8 @@ struct Answer {
   std::string text;
 };
 
-Answer ask(std::vector<std::string> arguments, bool asJson = true) {
-  std::vector<std::string> all = {
-      "--virtual=" + ::ostria::storage::test::sourceFile("tests/host/health_machine.json"),
-      "-Mstorage"};
+Answer askMachine(const std::string& file, std::vector<std::string> arguments, bool asJson = true) {
+  std::vector<std::string> all = {"--virtual=" + file, "-Mstorage"};
   if (asJson) {
     all.push_back("--json");
   }
@@ -40,6 +38,11 @@ Answer ask(std::vector<std::string> arguments, bool asJson = true) {
     EXPECT_EQ(answer.document.value("exit_code", -1), answer.code);
   }
   return answer;
+}
+
+Answer ask(std::vector<std::string> arguments, bool asJson = true) {
+  return askMachine(::ostria::storage::test::sourceFile("tests/host/health_machine.json"),
+                    std::move(arguments), asJson);
 }
 
 // Serial number to index and verdict.
@@ -93,6 +96,40 @@ TEST(HealthProgramTest, EveryDriveHasItsVerdictAndItsExitCode) {
     const Answer text = ask({"-Q", std::to_string(index)}, false);
     EXPECT_THAT(text.text, HasSubstr(drive.reason)) << drive.serial;
   }
+}
+
+// Each drive hangs one command later than the one before it. None may be missing, whatever the
+// module could make of it, and none may look healthy.
+TEST(HealthProgramTest, ADriveThatHangsWhileItIsIdentifiedIsListed) {
+  constexpr int kDrivesThatHang = 12;
+  json machine = {{"format", 1}, {"drives", json::array()}};
+  for (int command = 1; command <= kDrivesThatHang; ++command) {
+    machine["drives"].push_back(
+        {{"kind", command % 2 != 0 ? "sata" : "usb_sat"},
+         {"model", "HANGS AT " + std::to_string(command)},
+         {"size_sectors", 40960},
+         {"faults", {{{"action", "hang"}, {"occurrence", command}, {"times", 0}}}}});
+  }
+  const std::string path = testing::TempDir() + "hanging.json";
+  std::ofstream(path) << machine;
+  const Answer list = askMachine(path, {});
+  EXPECT_EQ(list.code, 1);
+  std::map<std::string, std::string> verdictByNode;
+  for (const json& device : list.document.at("devices")) {
+    verdictByNode[device.at("device_node")] = device.at("health").at("verdict");
+  }
+  EXPECT_EQ(list.document.at("devices").size(), kDrivesThatHang);
+  ASSERT_EQ(verdictByNode.size(), kDrivesThatHang);
+  for (const auto& [node, verdict] : verdictByNode) {
+    // Of a USB drive the SATA side may be lost alone, which is found when it is asked for.
+    EXPECT_NE(verdict, "good") << node;
+    const Answer named = askMachine(path, {"-Qm", node}, false);
+    EXPECT_EQ(named.code, verdict == "not_answering" ? 1 : 3) << node << named.text;
+  }
+  EXPECT_EQ(verdictByNode.at("\\\\.\\PhysicalDrive2"), "not_answering");
+  EXPECT_EQ(verdictByNode.at("\\\\.\\PhysicalDrive4"), "not_answering");
+  EXPECT_EQ(askMachine(path, {"recover", "filterDevices"}).code, 1);
+  std::filesystem::remove(path);
 }
 
 TEST(HealthProgramTest, TheWorstStandsOnTop) {

@@ -71,7 +71,7 @@ TEST(ReadsProgramTest, BlocksAreListedOnceAndTheSlowestAreNamed) {
   EXPECT_GE(slowest.at("milliseconds"), 4000);
   EXPECT_LE(slowest.at("first_sector"), 70000);
   EXPECT_GT(slowest.at("first_sector").get<int>() + slowest.at("sectors").get<int>(), 70000);
-  EXPECT_GT(times.at("bytes_per_second"), 50'000'000);
+  EXPECT_GT(times.at("bytes_per_second"), 10'000'000);  // with the slow one
   EXPECT_EQ(times.at("position_sector"), 131072);
   const std::string map = times.at("map");
   EXPECT_EQ(map.size(), 768u);

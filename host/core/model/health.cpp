@@ -59,7 +59,9 @@ class Judge {
 
   void access() {
     if (evidence_.asked && !evidence_.answers) {
-      add(Verdict::NotAnswering, HealthSource::Device, "health.no_answer", {}, "advice.connection");
+      add(Verdict::NotAnswering, HealthSource::Device,
+          evidence_.identified ? "health.no_answer" : "health.not_identified", {},
+          "advice.connection");
     }
     const std::string& state = evidence_.controllerState;
     if (state == "dead") {

@@ -58,8 +58,9 @@ struct TestEvidence {
 
 /// Everything that a verdict is made of.
 struct HealthEvidence {
-  bool asked = false;   ///< the drive itself was asked
-  bool answers = true;  ///< counts when it was asked
+  bool asked = false;      ///< the drive itself was asked
+  bool answers = true;     ///< counts when it was asked
+  bool identified = true;  ///< false: what it was asked to know it by was not answered
   bool solidState = false;
   DataState smart = DataState::NotSupported;
   std::vector<SmartRow> rows;                 ///< with `smart` a value

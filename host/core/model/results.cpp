@@ -9,7 +9,7 @@ namespace ostria::host {
 
 ExitCode Session::outcome() const {
   if (tests.empty() && tools.empty()) {
-    return ExitCode::NotPerformed;
+    return worse(ExitCode::NotPerformed, healthOutcome());
   }
   ExitCode worst = worse(unperformed ? ExitCode::NotPerformed : ExitCode::Passed, healthOutcome());
   for (const TestRun& run : tests) {

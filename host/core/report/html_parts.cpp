@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 
+#include "host/core/report/read_texts.h"
 #include "host/core/texts/clean_text.h"
 
 namespace ostria::host {
@@ -176,11 +176,7 @@ std::string nameOf(char cell, const Texts& texts) {
   if (cell == '.' || cell == 'x') {
     return texts.say(cell == '.' ? "map.unread" : "map.bad");
   }
-  const auto index = static_cast<std::size_t>(cell - '0');
-  const bool last = index == ReadTimes::kLimits.size();
-  return texts.say(
-      last ? "reads.from" : "reads.below",
-      {{"milliseconds", std::to_string(ReadTimes::kLimits[last ? index - 1 : index])}});
+  return readClassName(static_cast<std::size_t>(cell - '0'), texts);
 }
 
 }  // namespace
@@ -227,11 +223,7 @@ std::string readTimesHtml(const ReadTimes& reads, const Texts& texts) {
             bar(static_cast<unsigned>(part), 0, false) + "</td>" +
             cell(std::to_string(reads.classes[i]), true) + "</tr>\n";
   }
-  html += "</tbody></table></div>\n<p class=\"soft\">" +
-          htmlEscaped(texts.say(
-              "reads.title",
-              {{"sectors", std::to_string(reads.sectorsPerRead())},
-               {"megabytes", std::to_string(std::llround(reads.bytesPerSecond() / 1e6))}})) +
+  html += "</tbody></table></div>\n<p class=\"soft\">" + htmlEscaped(readsTitle(reads, texts)) +
           "<br>" + htmlEscaped(texts.say("reads.slowest"));
   for (const SlowRead& read : reads.slowest) {
     html += " " +

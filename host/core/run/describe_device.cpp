@@ -116,6 +116,18 @@ std::string serialOf(storage::SystemComponent& component) {
   return valueOf(component.description().properties, "SERIAL");
 }
 
+DeviceNames redactedNames(const DeviceNames& names, const Redactor& redactor) {
+  DeviceNames shown{
+      redactor.text(names.node), {}, {}, redactor.whole(names.wwn), names.controllerState};
+  for (const std::string& link : names.byId) {
+    shown.byId.push_back(redactor.lastPart(link));
+  }
+  for (const std::string& link : names.byPath) {
+    shown.byPath.push_back(redactor.text(redactor.addresses(link)));
+  }
+  return shown;
+}
+
 void redactRows(std::vector<SmartRow>& rows, const Redactor& redactor) {
   for (SmartRow& row : rows) {
     row.data = redactor.property(row.name, row.data);
@@ -136,13 +148,7 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
   DeviceInfo info;
   info.index = index;
   info.id = redactor.text(component.id());
-  info.names = {redactor.text(names.node), names.byId, names.byPath, redactor.whole(names.wwn),
-                names.controllerState};
-  for (auto* links : {&info.names.byId, &info.names.byPath}) {
-    for (std::string& link : *links) {
-      link = redactor.text(link);
-    }
-  }
+  info.names = redactedNames(names, redactor);
   info.raid = raidLocationOf(component.id(), description.attributes, texts);
   info.name = redactor.text(description.displayName);
   info.model = redactor.text(description.model);

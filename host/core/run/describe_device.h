@@ -9,6 +9,10 @@
 
 namespace ostria::host {
 
+/// The names as they may be shown. A link by id is made of serial number or WWN, often of those of
+/// the adapter, which nobody else knows: it is masked whole.
+DeviceNames redactedNames(const DeviceNames& names, const Redactor& redactor);
+
 /// Copies what the module says about a device, and teaches the redactor its serial numbers.
 /// @param names  the system's names of the device
 DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t index,

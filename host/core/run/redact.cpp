@@ -66,6 +66,24 @@ std::string Redactor::whole(std::string value) const {
   return enabled_ && !value.empty() ? std::string(kMask) : value;
 }
 
+std::string Redactor::lastPart(const std::string& path) const {
+  return path.substr(0, path.rfind('/') + 1) + whole(path.substr(path.rfind('/') + 1));
+}
+
+std::string Redactor::addresses(const std::string& text) const {
+  constexpr std::size_t kShortestAddress = 8;
+  std::string out;
+  std::string_view rest = enabled_ ? text : std::string_view();
+  for (std::size_t at = 0; (at = rest.find("0x")) != std::string_view::npos;) {
+    const std::size_t end =
+        std::min(rest.find_first_not_of("0123456789abcdefABCDEF", at + 2), rest.size());
+    const bool address = end - at >= 2 + kShortestAddress;
+    out += std::string(rest.substr(0, address ? at : end)) + (address ? std::string(kMask) : "");
+    rest.remove_prefix(end);
+  }
+  return enabled_ ? out + std::string(rest) : text;
+}
+
 std::string Redactor::property(std::string_view key, std::string value) const {
   if (std::find(kMaskedKeys.begin(), kMaskedKeys.end(), key) != kMaskedKeys.end()) {
     return whole(std::move(value));

@@ -18,6 +18,10 @@ class Redactor {
   std::string text(std::string text) const;
   /// The mask instead of the whole value; an empty value stays empty.
   std::string whole(std::string value) const;
+  /// A path with its last part masked.
+  std::string lastPart(const std::string& path) const;
+  /// The text with every address masked such as SAS has for a drive: "0x5000c500a1b2c3d4".
+  std::string addresses(const std::string& text) const;
   /// A property: the keys that name a serial number, or what is made of one, are masked whole.
   std::string property(std::string_view key, std::string value) const;
 

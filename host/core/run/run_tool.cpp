@@ -126,14 +126,17 @@ class ToolRunner final : public storage::ToolEventReceiver {
   void filter(storage::SystemComponentManager& manager) {
     std::vector<SystemComponent*> components;
     for (const DeviceInfo& device : session_.devices) {
-      components.push_back(manager.component(device.index));
+      if (SystemComponent* component = manager.component(device.index)) {
+        components.push_back(component);
+      }
     }
     tool_.setDevices(components);
     tool_.run();
-    for (std::size_t i = 0; i < session_.devices.size(); ++i) {
+    std::size_t answer = 0;
+    for (const DeviceInfo& device : session_.devices) {
       ToolRun run;
-      run.device = session_.devices[i].index;
-      run.applicable = results_.accepts(i);
+      run.device = device.index;
+      run.applicable = manager.component(device.index) != nullptr && results_.accepts(answer++);
       run.outcome = ExitCode::Passed;
       run.started = run.finished = Clock::now();
       finish(run);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/core/run/describe_device.h"
+#include "host/core/run/left_out.h"
 
 namespace ostria::host {
 
@@ -63,6 +64,7 @@ UsageError addTextFile(Texts& texts, const std::string& path, const FileReader& 
 }
 
 std::vector<DeviceKey> deviceKeys(storage::SystemComponentManager& manager,
+                                  const std::vector<storage::LeftOutDevice>& silent,
                                   const FindDeviceNames& names) {
   std::vector<DeviceKey> keys;
   for (std::uint32_t i = 0; i < manager.componentCount(); ++i) {
@@ -71,10 +73,17 @@ std::vector<DeviceKey> deviceKeys(storage::SystemComponentManager& manager,
           {i, component->description().model, serialOf(*component), names(component->id())});
     }
   }
+  for (std::size_t i = 0; i < silent.size(); ++i) {
+    keys.push_back({manager.componentCount() + static_cast<std::uint32_t>(i),
+                    silent[i].name,
+                    {},
+                    names(silent[i].id)});
+  }
   return keys;
 }
 
-void takeDevices(storage::SystemComponentManager& manager, const Selection& selection,
+void takeDevices(storage::SystemComponentManager& manager,
+                 const std::vector<storage::LeftOutDevice>& silent, const Selection& selection,
                  const FindDeviceNames& names, const Texts& texts, Redactor& redactor,
                  Session& session) {
   std::vector<DeviceInfo> all;
@@ -82,6 +91,11 @@ void takeDevices(storage::SystemComponentManager& manager, const Selection& sele
     if (storage::SystemComponent* component = manager.component(i)) {
       all.push_back(describeDevice(*component, i, names(component->id()), texts, redactor));
     }
+  }
+  for (std::size_t i = 0; i < silent.size(); ++i) {
+    all.push_back(describeSilentDisk(silent[i],
+                                     manager.componentCount() + static_cast<std::uint32_t>(i),
+                                     names(silent[i].id), redactor));
   }
   if (selection.devices.empty()) {
     session.devices = std::move(all);

@@ -36,12 +36,16 @@ using FindDeviceNames = std::function<DeviceNames(const std::string& id)>;
 /// Copies what the module says about the chosen devices to `session.devices`, in the order in which
 /// they were chosen. Teaches the redactor the serial numbers of all devices.
 /// @param names  what the system calls each device
-void takeDevices(storage::SystemComponentManager& manager, const Selection& selection,
+/// @param silent  disks that are no devices of the module's; their numbers follow those of the
+///                devices
+void takeDevices(storage::SystemComponentManager& manager,
+                 const std::vector<storage::LeftOutDevice>& silent, const Selection& selection,
                  const FindDeviceNames& names, const Texts& texts, Redactor& redactor,
                  Session& session);
 
 /// The devices by all that a user may call them.
 std::vector<DeviceKey> deviceKeys(storage::SystemComponentManager& manager,
+                                  const std::vector<storage::LeftOutDevice>& silent,
                                   const FindDeviceNames& names);
 
 }  // namespace ostria::host

@@ -1,12 +1,27 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "ostria/storage/identifier.h"
 #include "ostria/storage/system_component.h"
 
 namespace ostria::storage {
+
+/// A disk that the system has and that is no device of the list.
+struct LeftOutDevice {
+  enum Reason : std::uint32_t {
+    NotOpened = 1,   ///< the system does not open it
+    NotIdentified,   ///< it opens, and what it was asked to know it by was not answered
+    UnknownBus,      ///< no drive commands reach it there: a virtual disk, say
+    ControllerDisk,  ///< what a RAID controller makes of the drives behind it
+  };
+
+  std::string id;    ///< as `SystemComponent::id`
+  std::string name;  ///< what the system calls its model, may be empty
+  std::uint32_t reason = NotIdentified;
+};
 
 /// Finds and owns the devices of the module.
 class SystemComponentManager {
@@ -28,6 +43,8 @@ class SystemComponentManager {
   /// Throws the old list away and builds a new one. All component pointers got before are invalid
   /// afterwards. Must not overlap a running test or tool.
   virtual void scan() = 0;
+  /// Disks that the latest scan met and left out, without those of removable media.
+  virtual std::vector<LeftOutDevice> leftOutDevices() { return {}; }
 
  protected:
   std::vector<SystemComponent*> components_;  ///< owned by the derived class

@@ -87,12 +87,16 @@ int LinuxDeviceScanner::devicePath(const DeviceScanFilter& filter, std::uint32_t
 
 int LinuxDeviceScanner::deviceProperty(std::uint32_t number, std::uint32_t property,
                                        std::string* text) {
-  if (property != kLocationInformationProperty) {
+  if (property != kLocationInformationProperty && property != kFriendlyNameProperty) {
     return EINVAL;
   }
   const auto disk = tree_.disk(number);
   if (!disk) {
     return ENODEV;
+  }
+  if (property == kFriendlyNameProperty) {
+    *text = tree_.attribute(disk->path, "device/model");
+    return text->empty() ? ENOENT : 0;
   }
   if (disk->pci) {
     *text = pciLocationText(*disk->pci);
