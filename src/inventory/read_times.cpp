@@ -125,12 +125,12 @@ std::string ReadTimes::rows() const {
   for (const std::uint64_t count : classes_) {
     classes += (classes.empty() ? "" : " ") + number(count);
   }
-  std::string text = "[" + row("Sectors", number(totalSectors_)) + "," +
-                     row("Sector Bytes", number(sectorBytes_)) + "," +
-                     row("Reads", number(reads_)) + "," + row("Failed Reads", number(failed_)) +
-                     "," + row("Sectors Read", number(sectorsRead_)) + "," +
-                     row("Microseconds", number(microseconds_)) + "," + row("Position", number(position_)) + "," + row("Classes", classes) + "," +
-                     row("Bad Blocks", number(badBlocks_));
+  std::string text =
+      "[" + row("Sectors", number(totalSectors_)) + "," +
+      row("Sector Bytes", number(sectorBytes_)) + "," + row("Reads", number(reads_)) + "," +
+      row("Failed Reads", number(failed_)) + "," + row("Sectors Read", number(sectorsRead_)) + "," +
+      row("Microseconds", number(microseconds_)) + "," + row("Position", number(position_)) + "," +
+      row("Classes", classes) + "," + row("Bad Blocks", number(badBlocks_));
   for (const Read& block : bad_) {
     text += "," + row("Bad", number(block.first) + " " + number(block.count));
   }
