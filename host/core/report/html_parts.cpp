@@ -186,16 +186,25 @@ std::string readMapHtml(const ReadTimes& reads, const Texts& texts) {
   if (reads.map.size() != kCells) {
     return {};
   }
-  std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"" +
-                     htmlEscaped(texts.say("map.read_times")) + "\" viewBox=\"0 0 " +
-                     std::to_string(kMapColumns * kCell) + " " + std::to_string(kMapRows * kCell) +
-                     "\">\n";
-  for (std::size_t index = 0; index < kCells; ++index) {
+  const auto bad = std::count(reads.map.begin(), reads.map.end(), 'x');
+  const std::string label =
+      texts.say("map.read_times") + ". " +
+      texts.say("map.label", {{"bad", std::to_string(bad)}, {"cells", std::to_string(kCells)}});
+  std::string html = "<svg class=\"map\" role=\"img\" aria-label=\"" + htmlEscaped(label) +
+                     "\" viewBox=\"0 0 " + std::to_string(kMapColumns * kCell) + " " +
+                     std::to_string(kMapRows * kCell) + "\">\n";
+  // Cells of one kind that lie side by side are one stretch: a map of a sound disk is short.
+  for (std::size_t index = 0, end = 0; index < kCells; index = end) {
+    end = index + 1;
+    while (end % kMapColumns != 0 && reads.map[end] == reads.map[index]) {
+      ++end;
+    }
     const std::uint64_t first = firstSectorOf(index, reads.sectors, kCells);
-    const std::uint64_t next = firstSectorOf(index + 1, reads.sectors, kCells);
+    const std::uint64_t next = firstSectorOf(end, reads.sectors, kCells);
     html +=
         "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
-        std::to_string(index / kMapColumns * kCell) + "\" width=\"9\" height=\"9\" class=\"" +
+        std::to_string(index / kMapColumns * kCell) + "\" width=\"" +
+        std::to_string((end - index) * kCell - 1) + "\" height=\"9\" class=\"" +
         fillOf(reads.map[index]) + "\"><title>" +
         htmlEscaped(texts.say("map.cell", {{"first", std::to_string(first)},
                                            {"last", std::to_string(next == 0 ? 0 : next - 1)}}) +
