@@ -1,4 +1,4 @@
-// The module as a host meets it: catalogue, SMART tests, and a sweep that fails each system call.
+// The module as a host meets it: catalogue and SMART tests.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -191,62 +191,6 @@ TEST(SmartTests, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
   EXPECT_THAT(host.messages, Contains("log 3 CANNOT_ENABLE_SMART"));
   EXPECT_FALSE(bench.device(0).storageProtocol()->IsAccessible());
 }
-
-// The sweep: a run counts the calls into the system; then it is repeated once for each call, with
-// that call failing, and once more with every device gone from there on.
-
-bool isDocumented(TestResult result) {
-  return static_cast<std::uint32_t>(result) <= 6 && static_cast<std::uint32_t>(result) != 2;
-}
-
-class FaultSweep : public ::testing::TestWithParam<Identifier> {
- protected:
-  static constexpr std::uint32_t kDeviceNotConnected = 1167;
-  const std::string machine = machineOf(
-      {driveOf("sata", "SWEPT",
-               R"("solid_state": true, "smart": {"enabled": false, )" + kGoodAttributes + "}")});
-
-  /// Runs the test once on a fresh scan. @return the calls that it made
-  std::uint64_t runOnce(std::uint64_t failAt, std::uint64_t goneFrom) {
-    ModuleBench bench(machine);
-    bench.scan(1);
-    storage::Test& test = bench.test(GetParam());
-    ConfigurationError error;
-    test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
-    FakeHost host(bench.manager().component(0));
-    const std::size_t handles = virtual_pc::openHandles();
-    bench.faults().reset();
-    bench.faults().failCall(failAt, kDeviceNotConnected);
-    bench.faults().goneFrom(goneFrom);
-    const TestResult result = test.run(&host);
-    const std::uint64_t calls = bench.faults().calls();
-    bench.faults().reset();
-    EXPECT_TRUE(isDocumented(result)) << static_cast<std::uint32_t>(result);
-    if (result != TestResult::CouldNotStart && !host.messages.empty()) {
-      EXPECT_EQ(host.messages.back().substr(0, 12), "progress 100");
-    }
-    EXPECT_NE(result, TestResult::Failed) << "a lost call is no fault of the device";
-    EXPECT_EQ(virtual_pc::openHandles(), handles);
-    if (goneFrom == 0) {
-      EXPECT_FALSE(bench.smartEnabled(0)) << "call " << failAt;
-    }
-    return calls;
-  }
-};
-
-TEST_P(FaultSweep, EveryFailingCallHasADocumentedEnd) {
-  const std::uint64_t calls = runOnce(0, 0);
-  ASSERT_GT(calls, 2u);
-  for (std::uint64_t call = 1; call <= calls; ++call) {
-    SCOPED_TRACE("call " + std::to_string(call));
-    runOnce(call, 0);
-    runOnce(0, call);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(SmartTests, FaultSweep,
-                         ::testing::Values(ids::kSmartStatus, ids::kSmartWearout,
-                                           ids::kSmartHealth));
 
 }  // namespace
 }  // namespace ostria::storage::test

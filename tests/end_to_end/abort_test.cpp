@@ -1,11 +1,7 @@
-// Whatever interrupts the tests that read and the self-tests: the user, the system, a call that
-// fails, a drive that goes.
-#include <gmock/gmock.h>
+// What interrupts the tests that read and the self-tests: the user and the system.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
-#include <set>
 #include <string_view>
 
 #include "ostria/storage/test_ids.h"
@@ -29,7 +25,6 @@ struct Subject {
   unsigned commandsAfter = 0;
   /// Whether it notes each bad block, whatever the reason, and reports an event whenever it comes.
   bool scans = false;
-  bool swept = false;
 
   /// A SATA drive whose SMART data cannot be read takes no self-test.
   bool smartEnabled() const {
@@ -53,13 +48,8 @@ constexpr Subject kSubjects[] = {
      .kind = "sata",
      .test = ids::kTargetedRead,
      .abortAtCommand = 30,
-     .commandsAfter = 1,
-     .swept = true},
-    {.name = "Random",
-     .kind = "sata",
-     .test = ids::kQuickRandomSeek,
-     .abortAtCommand = 30,
-     .swept = true},
+     .commandsAfter = 1},
+    {.name = "Random", .kind = "sata", .test = ids::kQuickRandomSeek, .abortAtCommand = 30},
     {.name = "Funnel",
      .kind = "sata",
      .test = ids::kQuickFunnelSeek,
@@ -70,26 +60,23 @@ constexpr Subject kSubjects[] = {
      .kind = "sas",
      .test = ids::kQuickFunnelSeek,
      .abortAtCommand = 150,
-     .commandsAfter = 1,
-     .swept = true},
+     .commandsAfter = 1},
     {.name = "Short",
      .kind = "sata",
      .test = ids::kShortSelfTest,
      .abortAtCommand = 12,
-     .commandsAfter = 3,
-     .swept = true},
+     .commandsAfter = 3},
     {.name = "ShortOfSas",
      .kind = "sas",
      .test = ids::kShortSelfTest,
      .abortAtCommand = 7,
-     .commandsAfter = 2,
-     .swept = true},
+     .commandsAfter = 2},
     {.name = "Drive",
      .kind = "sata",
      .test = ids::kDriveSelfTest,
      .abortAtCommand = 12,
      .commandsAfter = 3},
-    {.name = "Default", .kind = "sas", .test = ids::kDefaultSelfTest, .swept = true},
+    {.name = "Default", .kind = "sas", .test = ids::kDefaultSelfTest},
     {.name = "ExtendedRandom",
      .kind = "sas",
      .test = ids::kExtendedRandomSeek,
@@ -108,20 +95,13 @@ constexpr Subject kSubjects[] = {
      .kind = "sata",
      .test = ids::kConveyanceSelfTest,
      .abortAtCommand = 12,
-     .commandsAfter = 3,
-     .swept = true},
-    {.name = "Linear",
-     .kind = "sas",
-     .test = ids::kLinearRead,
-     .abortAtCommand = 5,
-     .scans = true,
-     .swept = true},
+     .commandsAfter = 3},
+    {.name = "Linear", .kind = "sas", .test = ids::kLinearRead, .abortAtCommand = 5, .scans = true},
     {.name = "Scan",
      .kind = "sata",
      .test = ids::kFullDiskScan,
      .abortAtCommand = 5,
-     .scans = true,
-     .swept = true},
+     .scans = true},
 };
 
 class Interrupted : public ::testing::TestWithParam<Subject> {
@@ -183,80 +163,6 @@ TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Tests, Interrupted, ::testing::ValuesIn(kSubjects),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-class ReadingFaultSweep : public Interrupted {
- protected:
-  /// @return the calls into the system that the test made
-  std::uint64_t runOnce(std::uint64_t failAt, std::uint64_t goneFrom) {
-    // What the scans do leaves nothing behind, and the search for their block size is long.
-    if (bench_ == nullptr || !GetParam().scans) {
-      bench_.reset();
-      bench_ = std::make_unique<Bench>(GetParam());
-    }
-    return runOnce(*bench_, failAt, goneFrom);
-  }
-  std::uint64_t runOnce(Bench& bench, std::uint64_t failAt, std::uint64_t goneFrom) {
-    constexpr std::uint32_t kDeviceNotConnected = 1167;
-    FakeHost host = bench.host();
-    const std::size_t handles = settledHandles();
-    bench.faults().reset();
-    bench.faults().failCall(failAt, kDeviceNotConnected);
-    bench.faults().goneFrom(goneFrom);
-    const TestResult result = bench.run(host);
-    const std::uint64_t calls = bench.faults().calls();
-    bench.faults().reset();
-    const auto number = static_cast<std::uint32_t>(result);
-    EXPECT_TRUE(number <= 6 && number != 2) << number;
-    if (!host.messages.empty()) {
-      EXPECT_EQ(lastProgress(host), "100");
-    }
-    if (failAt == 0 && goneFrom == 0) {
-      EXPECT_EQ(result, TestResult::Passed);
-    }
-    if (goneFrom != 0 && goneFrom + 8 < calls_) {
-      EXPECT_NE(result, TestResult::Passed) << "the drive was gone";
-    }
-    if (!GetParam().scans) {
-      EXPECT_NE(result, TestResult::Failed) << "a lost call is no fault of the drive";
-    }
-    EXPECT_EQ(settledHandles(), handles);
-    if (goneFrom == 0) {
-      EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
-    }
-    return calls;
-  }
-
-  std::uint64_t calls_ = 0;  ///< of a run without a fault
-
- private:
-  std::unique_ptr<Bench> bench_;
-};
-
-TEST_P(ReadingFaultSweep, EveryFailingCallHasADocumentedEnd) {
-  const std::uint64_t calls = calls_ = runOnce(0, 0);
-  // All calls at both ends, where a test prepares and closes; of thousands of like ones a few.
-  std::set<std::uint64_t> chosen;
-  for (std::uint64_t i = 1; i <= std::min<std::uint64_t>(calls, 24); ++i) {
-    chosen.insert({i, calls + 1 - std::min<std::uint64_t>(i, 8)});
-  }
-  for (std::uint64_t i = 1; i < 6; ++i) {
-    chosen.insert(std::max<std::uint64_t>(calls * i / 6, 1));
-  }
-  for (const std::uint64_t call : chosen) {
-    SCOPED_TRACE("call " + std::to_string(call) + " of " + std::to_string(calls));
-    runOnce(call, 0);
-    runOnce(0, call);
-  }
-}
-
-std::vector<Subject> sweptSubjects() {
-  std::vector<Subject> swept;
-  std::copy_if(std::begin(kSubjects), std::end(kSubjects), std::back_inserter(swept),
-               [](const Subject& subject) { return subject.swept; });
-  return swept;
-}
-INSTANTIATE_TEST_SUITE_P(Tests, ReadingFaultSweep, ::testing::ValuesIn(sweptSubjects()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
