@@ -6,11 +6,13 @@
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
 
 #include "base/byte_order.h"
 #include "inventory/device_properties.h"
 #include "inventory/html_table.h"
 #include "inventory/report_rows.h"
+#include "raid/drive_identity.h"
 #include "tests/support/bench.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/scripted_nvme_bridge.h"
@@ -97,10 +99,15 @@ TEST(DevicePropertiesTest, FailureChangesNothingAndHugeDisksDoNotWrap) {
 
   device.protocol->results.clear();
   device.protocol->record().modelNumber = "M";
-  device.protocol->record().totalSectors = ~std::uint64_t{0};
+  device.protocol->record().totalSectors = std::uint64_t{1} << 60;
+  device.protocol->record().logicalSectorSize = 4096;
   device.protocol->record().solidState = true;
   ASSERT_EQ(fillProperties(*device.component, nullptr, "", nullptr), ProtocolResult::Success);
   EXPECT_EQ(device.component->description().displayName, "M - 16.00 EBs");
+  EXPECT_EQ(*device.component->findProperty("SIZE"), "16.00 EBs");
+  RaidPhysicalDrive drive;
+  EXPECT_TRUE(identifyDrive(*device.protocol, &drive));
+  EXPECT_EQ(drive.size, std::numeric_limits<std::uint64_t>::max());
   EXPECT_EQ(*device.component->findProperty("UDI"), "M-");
   EXPECT_EQ(device.component->attributeMap()["NonRotatingMedia"], "T");
 }

@@ -145,6 +145,13 @@ TEST(RaidMembers, WithoutSerialNumbersAreAllListed) {
   EXPECT_EQ(std::adjacent_find(identifiers.begin(), identifiers.end()), identifiers.end());
 }
 
+TEST(RaidMembers, OnTwoPortsAreListedOnce) {
+  Json machine = raidMachine();
+  machine["drives"][7]["serial"] = machine["drives"][6]["serial"];
+  machine["drives"][7]["model"] = machine["drives"][6]["model"];
+  RaidBench(machine).scan(9);
+}
+
 TEST(RaidMembers, OfADriveThatDoesNotAnswerAreListedWithoutIt) {
   Json machine = raidMachine();
   machine["drives"][7]["faults"] = {

@@ -293,8 +293,9 @@ TEST(ReadBlock, WithoutMemoryForTheLargestTheNextIsTried) {
   const rlimit three{3ull << 30, before.rlim_max};  // the largest block has 4 GiB
   ASSERT_EQ(setrlimit(RLIMIT_AS, &three), 0);
   EXPECT_EQ(disk.component->preferredReadBlock(), 127);
-  EXPECT_EQ(disk.protocol->reads.front().sectors, 32'767);
   EXPECT_EQ(setrlimit(RLIMIT_AS, &before), 0);
+  ASSERT_FALSE(disk.protocol->reads.empty());
+  EXPECT_EQ(disk.protocol->reads.front().sectors, 32'767);
 }
 
 TEST(ScanTests, TheListOfBadBlocksEndsAndSaysHowManyMoreThereAre) {

@@ -168,13 +168,18 @@ TEST_F(WinCimTest, WritingFailsWithTheCodeOfReading) {
   }
   faults.reset();
   EXPECT_TRUE(seen.contains(CimResult::ComStartFailed));
+  EXPECT_TRUE(seen.contains(CimResult::ComSecurityFailed));
   EXPECT_TRUE(seen.contains(CimResult::LocatorFailed));
   EXPECT_TRUE(seen.contains(CimResult::ProxyFailed));
 }
 
 TEST_F(WinCimTest, DriverVersionIsFoundByModelThenByBus) {
   EXPECT_EQ(DriverVersions().of("Disk A"), "10.0.19041.3636");
-  EXPECT_EQ(DriverVersions().of("Unknown"), "10.0.19041.3636");
+  DriverVersions scan;
+  EXPECT_EQ(scan.of("Unknown"), "10.0.19041.3636");
+  const std::uint64_t calls = virtual_pc::machine().faults().calls();
+  EXPECT_EQ(scan.of("Disk B"), "10.0.19041.3636");
+  EXPECT_EQ(virtual_pc::machine().faults().calls(), calls) << "one query serves a whole scan";
   install(R"(, "disk_driver_version": "1", "management_rows": [
     {"class": "Win32_PnPSignedDriver", "values": [
       {"name": "DeviceClass", "text": "DiskDrive"}, {"name": "DriverVersion", "text": "2"}]}])");
