@@ -156,6 +156,39 @@ TEST_F(CaptureTest, MaskedNamesNoDrive) {
   EXPECT_EQ(device["health"]["smart_state"], "value");
 }
 
+// What the drives of the machine bench say did not change since they were recorded; what is made of
+// it must not either.
+TEST_F(CaptureTest, DrivesOfTheBenchKeepTheirVerdicts) {
+  const struct {
+    const char* name;
+    const char* model;
+    const char* verdict;
+    int quickTests;  ///< exit code
+    std::size_t passed;
+  } rows[] = {
+      {"sata", "OSTRIABENCH ATA", "good", 3, 2},
+      {"nvme", "QEMU NVMe Ctrl", "good", 3, 5},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string machine =
+        "--virtual=" +
+        storage::test::sourceFile(std::string("tests/recorded/") + row.name + ".json");
+    run({machine, "--list", "--json"});
+    const json device = json::parse(output_)["devices"][0];
+    EXPECT_EQ(device["model"], row.model);
+    EXPECT_EQ(device["health"]["verdict"], row.verdict);
+    EXPECT_EQ(run({machine, "-Mstorage", "-Qs,u,m,o,g,a,b,i", "--json"}), row.quickTests)
+        << errors_;
+    const json document = json::parse(output_);
+    std::size_t passed = 0;
+    for (const json& one : document["test_runs"]) {
+      passed += one["outcome"] == "passed" ? 1 : 0;
+    }
+    EXPECT_EQ(passed, row.passed);
+  }
+}
+
 TEST_F(CaptureTest, FileIsItsOwnersAndReplacesNothingElse) {
   umask(0);
   ASSERT_EQ(run({"--virtual", "--capture", file_, "0"}), 0) << errors_;

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
+
+#include "inventory/recording/masked_pages.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
@@ -53,6 +56,58 @@ TEST(DriveRecorder, KeepsTheLastAnswerToAQuestionAndNoMoreThanItsRoom) {
   ASSERT_EQ(recorder.scsi.size(), 2u);
   EXPECT_EQ(recorder.scsi[0].data.size(), 96u);
   EXPECT_EQ(recorder.scsi[1].ending, Ending::Lost) << "a missing right is not the drive's";
+}
+
+/// A page with the text in it.
+Bytes pageWith(const std::string& text, std::size_t at, std::size_t bytes) {
+  Bytes page(bytes);
+  std::copy(text.begin(), text.end(), page.begin() + static_cast<std::ptrdiff_t>(at));
+  return page;
+}
+
+TEST(MaskedPages, HoldNothingThatNamesTheDrive) {
+  // What is masked by its place says SECRET; the serial number is looked for everywhere.
+  DriveRecorder recorder;
+  const auto ata = [&](std::uint8_t command, std::uint8_t log, const Bytes& data) {
+    recorder.ata.push_back({.command = command, .lbaLow = log, .data = data});
+  };
+  ata(0xEC, 0, pageWith("ESRCTE", 20, 512));
+  ata(0xEC, 1, pageWith("SECRET", 216, 512));
+  ata(0xEC, 2, pageWith("SECRET", 258, 512));
+  ata(0x2F, 0xDF, pageWith("SECRET", 80, 512));
+  ata(0x2F, 3, pageWith("VISI BLE1", 300, 512));
+  ata(0xB0, 6, pageWith("IVISB EL 1", 301, 512));
+  ata(0xB0, 7, pageWith("VISIBLE1", 17, 512));
+  recorder.scsi.push_back({.cdb = {0x12}, .data = pageWith("SECRET", 36, 96)});
+  recorder.scsi.push_back({.cdb = {0x12, 1, 0x80}, .data = pageWith("SECRET", 4, 10)});
+  recorder.nvme.push_back({.opcode = 6, .select = 1, .data = pageWith("SECRET", 4, 4096)});
+  recorder.nvme.push_back({.opcode = 6, .select = 1, .data = pageWith("SECRET", 768, 4096)});
+  recorder.nvme.push_back({.opcode = 6, .select = 0, .data = pageWith("SECRET", 120, 4096)});
+  recorder.nvme.push_back({.opcode = 2, .select = 0xDF, .data = pageWith("SECRET", 112, 512)});
+  recorder.ata.back().data[511] = static_cast<std::uint8_t>(
+      0u - std::accumulate(recorder.ata.back().data.begin(), recorder.ata.back().data.end(), 0u));
+  StorageProtocolProperties device;
+  device.serialNumber = "  VISI BLE1 ";
+
+  maskPages(recorder, device);
+  EXPECT_EQ(device.serialNumber, "  XXXX XXXX ");
+  const auto expectMasked = [](const Bytes& data) {
+    const std::string text(data.begin(), data.end());
+    for (const char* secret : {"SECRET", "ESRCTE", "VISI BLE1", "IVISB EL 1", "VISIBLE1"}) {
+      EXPECT_EQ(text.find(secret), std::string::npos) << secret;
+    }
+  };
+  for (const AtaAnswer& answer : recorder.ata) {
+    expectMasked(answer.data);
+  }
+  for (const ScsiAnswer& answer : recorder.scsi) {
+    expectMasked(answer.data);
+  }
+  for (const NvmeAnswer& answer : recorder.nvme) {
+    expectMasked(answer.data);
+  }
+  EXPECT_TRUE(ByteSum(recorder.ata.back().data.data(), 512));
+  EXPECT_FALSE(ByteSum(recorder.ata[4].data.data(), 512)) << "which did not hold before";
 }
 
 }  // namespace

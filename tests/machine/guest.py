@@ -9,7 +9,7 @@ import traceback
 from bench import Bench
 
 GROUPS = ["machine", "scan", "sends", "volumes", "files", "product", "protocols", "reading", "medium", "ata", "sleep", "rights", "answer",
-          "raid"]
+          "raid", "capture"]
 # Run only when named: they take longer than all others together, or are no checks of what is right.
 LONG_GROUPS = ["repair", "pull", "hardship", "speed"]
 

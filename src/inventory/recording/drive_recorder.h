@@ -20,21 +20,21 @@ struct AtaAnswer {
   std::uint8_t features = 0;
   std::uint8_t lbaLow = 0;   ///< log address
   std::uint16_t lbaMid = 0;  ///< first page of a general-purpose log
-  Bytes data;
+  Bytes data = {};
   std::uint8_t error = 0;
   std::uint8_t status = 0;
   std::uint8_t count = 0;  ///< sector count that came back
-  std::optional<std::uint16_t>
-      signature;  ///< LBA high and mid that came back of SMART RETURN STATUS
+  /// LBA high and mid that came back of SMART RETURN STATUS.
+  std::optional<std::uint16_t> signature = {};
   Ending ending = Ending::Answered;
 };
 
 struct ScsiAnswer {
   std::array<std::uint8_t, 16> cdb{};
   std::uint8_t cdbLength = 0;
-  Bytes data;
+  Bytes data = {};
   std::uint8_t status = 0;
-  Bytes sense;
+  Bytes sense = {};
   Ending ending = Ending::Answered;
 };
 
@@ -43,7 +43,7 @@ struct NvmeAnswer {
   std::uint8_t select = 0;  ///< CNS, or the log identifier
   std::uint32_t namespaceId = 0;
   std::uint16_t identifier = 0;  ///< log-specific identifier
-  Bytes data;
+  Bytes data = {};
   bool refused = false;
 };
 
