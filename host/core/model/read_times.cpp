@@ -23,6 +23,14 @@ std::uint64_t ReadTimes::sectorsPerRead() const {
   return failedReads >= reads ? 0 : sectorsRead / (reads - failedReads);
 }
 
+std::size_t ReadTimes::usualClass() const {
+  const std::uint64_t good = failedReads >= reads ? 0 : reads - failedReads;
+  const std::uint64_t mean = good == 0 ? 0 : microseconds / good / 1000;
+  return static_cast<std::size_t>(std::find_if(kLimits.begin(), kLimits.end(),
+                                               [mean](unsigned limit) { return mean < limit; }) -
+                                  kLimits.begin());
+}
+
 // A large read takes long on a sound drive, too.
 bool ReadTimes::isSlow(const SlowRead& read) const {
   constexpr std::uint64_t kSlowMicroseconds = 150'000;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,6 +40,8 @@ struct ReadTimes {
   /// Speed and mean size of the reads that brought data; 0 without any.
   double bytesPerSecond() const;
   std::uint64_t sectorsPerRead() const;
+  /// The class of a read of mean size at mean speed.
+  std::size_t usualClass() const;
   /// Whether a person would call a read slow: in itself, and for its size on this drive.
   bool isSlow(const SlowRead& read) const;
 };

@@ -168,8 +168,13 @@ std::string surfaceMapHtml(const std::vector<SectorRange>& ranges, std::uint64_t
 namespace {
 
 // The class of the style sheet for a cell of the map.
-std::string fillOf(char cell) {
-  return cell == '.' ? "f-unread" : cell == 'x' ? "f-bad" : std::string("f-t") + cell;
+// A large read takes long on a sound drive, too: up to the time of a usual one all is green.
+std::string fillOf(char cell, const ReadTimes& reads) {
+  if (cell == '.' || cell == 'x') {
+    return cell == '.' ? "f-unread" : "f-bad";
+  }
+  const char usual = static_cast<char>('0' + reads.usualClass());
+  return std::string("f-t") + (cell > usual ? cell : cell == usual && usual != '0' ? '1' : '0');
 }
 
 std::string nameOf(char cell, const Texts& texts) {
@@ -205,7 +210,7 @@ std::string readMapHtml(const ReadTimes& reads, const Texts& texts) {
         "<rect x=\"" + std::to_string(index % kMapColumns * kCell) + "\" y=\"" +
         std::to_string(index / kMapColumns * kCell) + "\" width=\"" +
         std::to_string((end - index) * kCell - 1) + "\" height=\"9\" class=\"" +
-        fillOf(reads.map[index]) + "\"><title>" +
+        fillOf(reads.map[index], reads) + "\"><title>" +
         htmlEscaped(texts.say("map.cell", {{"first", std::to_string(first)},
                                            {"last", std::to_string(next == 0 ? 0 : next - 1)}}) +
                     ": " + nameOf(reads.map[index], texts)) +
@@ -214,7 +219,7 @@ std::string readMapHtml(const ReadTimes& reads, const Texts& texts) {
   html += "</svg><p class=\"soft\">";
   for (const char cell : std::string_view("012345x.")) {
     if (reads.map.find(cell) != std::string::npos) {
-      html += "<svg class=\"key\" aria-hidden=\"true\"><rect class=\"" + fillOf(cell) +
+      html += "<svg class=\"key\" aria-hidden=\"true\"><rect class=\"" + fillOf(cell, reads) +
               "\"/></svg>" + htmlEscaped(nameOf(cell, texts)) + " &ensp; ";
     }
   }
