@@ -98,7 +98,7 @@ void Progress::begin(const RunItem& item) {
   measuredSectors_ = 0;
   bytesPerSecond_ = 0;
   running_ = true;
-  started_ = lastWritten_ = measured_ = Steady::now();
+  started_ = lastWritten_ = measured_ = clock_();
   timeLeft_.start(started_);
   switch (form_) {
     case ProgressForm::Json:
@@ -132,7 +132,7 @@ void Progress::update(std::uint8_t percent, const std::string& key, const std::s
   const bool changed = std::floor(reached) != std::floor(percent_);
   percent_ = finer ? percent_ : reached;
   text_ = harmless(text);
-  timeLeft_.reached(percent_, Steady::now());
+  timeLeft_.reached(percent_, clock_());
   show(changed, key);
 }
 
@@ -141,7 +141,7 @@ void Progress::reads(const ReadTimes& times) {
   if (!running_) {
     return;
   }
-  const auto now = Steady::now();
+  const auto now = clock_();
   measure(times, now);
   reads_ = times;
   if (times.sectors > 0) {
@@ -167,7 +167,7 @@ void Progress::measure(const ReadTimes& times, Steady::time_point now) {
 }
 
 void Progress::show(bool changed, const std::string& key) {
-  const auto now = Steady::now();
+  const auto now = clock_();
   const auto silent = now - lastWritten_;
   switch (form_) {
     case ProgressForm::Bar:
@@ -193,7 +193,7 @@ void Progress::show(bool changed, const std::string& key) {
 }
 
 void Progress::writeLine() {
-  const auto now = Steady::now();
+  const auto now = clock_();
   lastWritten_ = now;
   const BarState shown = state(now);
   std::string line = item_.label + ": " + percentOf(shown) + "%";
@@ -263,7 +263,7 @@ void Progress::end(ExitCode outcome) {
     json(item_.kind + "_finished", {}, word);
   }
   if (form_ == ProgressForm::Lines) {
-    const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(Steady::now() - started_);
+    const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(clock_() - started_);
     error_.write(texts_.say("progress.finished", {{"label", item_.label},
                                                   {"outcome", texts_.say(outcomeKey(outcome))},
                                                   {"time", durationText(elapsed)}}) +
@@ -280,7 +280,7 @@ void Progress::tick() {
     draw();
   }
   // Also when the device keeps the test waiting.
-  if (Steady::now() - lastWritten_ >= kQuietTime &&
+  if (clock_() - lastWritten_ >= kQuietTime &&
       (form_ == ProgressForm::Lines || form_ == ProgressForm::Json)) {
     show(true, {});
   }
@@ -318,7 +318,7 @@ void Progress::hide() {
 
 void Progress::draw() {
   // The last column stays free: some terminals wrap as soon as it is filled.
-  error_.write("\r" + barLine(state(Steady::now()), width_ - 1, texts_) + "\033[K");
+  error_.write("\r" + barLine(state(clock_()), width_ - 1, texts_) + "\033[K");
   drawn_ = true;
 }
 
@@ -344,7 +344,7 @@ void Progress::json(const std::string& name, const std::string& key, const std::
   if (percent_ != std::floor(percent_)) {
     line["percent_exact"] = std::floor(percent_ * 1000) / 1000;
   }
-  if (const auto left = timeLeft_.left(Steady::now()); left && running_) {
+  if (const auto left = timeLeft_.left(clock_()); left && running_) {
     line["seconds_left"] = left->count();
   }
   if (reads_) {

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -35,8 +36,10 @@ class Progress final : public ProgressSink {
  public:
   using Steady = std::chrono::steady_clock;
 
-  Progress(Output& error, ProgressForm form, std::size_t width, const Texts& texts)
-      : error_(error), form_(form), width_(width), texts_(texts) {}
+  /// @param clock  what the pace is made of
+  Progress(Output& error, ProgressForm form, std::size_t width, const Texts& texts,
+           std::function<Steady::time_point()> clock = Steady::now)
+      : error_(error), form_(form), width_(width), texts_(texts), clock_(std::move(clock)) {}
 
   void begin(const RunItem& item) override;
   void update(std::uint8_t percent, const std::string& key, const std::string& text) override;
@@ -69,6 +72,7 @@ class Progress final : public ProgressSink {
   ProgressForm form_;
   std::size_t width_;
   const Texts& texts_;
+  std::function<Steady::time_point()> clock_;
   bool running_ = false;
   bool drawn_ = false;
   RunItem item_;

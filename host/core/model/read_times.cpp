@@ -23,12 +23,19 @@ std::uint64_t ReadTimes::sectorsPerRead() const {
   return failedReads >= reads ? 0 : sectorsRead / (reads - failedReads);
 }
 
+// The time of most cells. Of a drive that is slow everywhere no time is usual.
 std::size_t ReadTimes::usualClass() const {
-  const std::uint64_t good = failedReads >= reads ? 0 : reads - failedReads;
-  const std::uint64_t mean = good == 0 ? 0 : microseconds / good / 1000;
-  return static_cast<std::size_t>(std::find_if(kLimits.begin(), kLimits.end(),
-                                               [mean](unsigned limit) { return mean < limit; }) -
-                                  kLimits.begin());
+  constexpr double kSlowDrive = 5e6;  // bytes a second
+  std::size_t usual = 0;
+  std::ptrdiff_t most = 0;
+  for (std::size_t index = 0; index < kLimits.size(); ++index) {
+    const auto cells = std::count(map.begin(), map.end(), static_cast<char>('0' + index));
+    if (cells > most) {
+      usual = index;
+      most = cells;
+    }
+  }
+  return bytesPerSecond() < kSlowDrive ? 0 : usual;
 }
 
 // A large read takes long on a sound drive, too.

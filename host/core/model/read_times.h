@@ -40,7 +40,7 @@ struct ReadTimes {
   /// Speed and mean size of the reads that brought data; 0 without any.
   double bytesPerSecond() const;
   std::uint64_t sectorsPerRead() const;
-  /// The class of a read of mean size at mean speed.
+  /// The class that most of the disk took.
   std::size_t usualClass() const;
   /// Whether a person would call a read slow: in itself, and for its size on this drive.
   bool isSlow(const SlowRead& read) const;

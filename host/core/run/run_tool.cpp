@@ -52,7 +52,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
 
   void run(storage::SystemComponentManager& manager) {
     session_.toolName = entry_.commandName;
-    session_.toolTitle = services_.texts.text(tool_.getNameKey());
+    session_.toolTitle = services_.texts.text(titleKey());
     session_.operation = selection_.operation;
     if (!selection_.operation.empty()) {
       tool_.setParameter("Operation", {selection_.operation});
@@ -200,13 +200,24 @@ class ToolRunner final : public storage::ToolEventReceiver {
     }
   }
 
+  // One tool of the module scans, repairs and checks: what was asked for is what it is called.
+  std::string titleKey() const {
+    static constexpr std::pair<std::string_view, const char*> kTitles[] = {
+        {"scan", "SCAN_TOOL"},
+        {"repair", "SCAN_AND_FIX_TOOL"},
+        {"filesystem", "|CHECK_FILESYSTEM_TOOL"}};
+    for (const auto& [operation, key] : kTitles) {
+      if (selection_.operation == operation) {
+        return key;
+      }
+    }
+    return tool_.getNameKey();
+  }
+
   void beginProgress(const DeviceInfo& device) {
     RunItem item{"tool", entry_.commandName, device.index, {}};
     item.label = services_.texts.say(
-        "progress.test",
-        {{"device", std::to_string(device.index)},
-         {"name", session_.toolTitle +
-                      (selection_.operation.empty() ? "" : " (" + selection_.operation + ")")}});
+        "progress.test", {{"device", std::to_string(device.index)}, {"name", session_.toolTitle}});
     item.drives = session_.devices.size();
     item.drive = static_cast<std::size_t>(&device - session_.devices.data()) + 1;
     services_.progress.begin(item);

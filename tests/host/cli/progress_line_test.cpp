@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "host/core/report/plain_text.h"
 
 namespace ostria::host::test {
@@ -26,6 +28,33 @@ TEST(ProgressLineTest, BarKeepsToTheWidth) {
   state.tenths = false;
   state.left.reset();
   EXPECT_NE(barLine(state, 79, texts).find(" 42% 1:06:40"), std::string::npos);
+}
+
+// Who reads a log file sees a line at least every 30 seconds, also of a drive that says nothing,
+// and no more than the steps of a run that moves.
+TEST(ProgressLineTest, ALogFileGetsALineEvery30Seconds) {
+  const Texts texts;
+  for (const ProgressForm form : {ProgressForm::Lines, ProgressForm::Json}) {
+    Progress::Steady::time_point now{};
+    Output error(Stream::Error);
+    testing::internal::CaptureStderr();
+    Progress progress(error, form, 80, texts, [&now] { return now; });
+    progress.begin({"test", "1.1.1", 0, "Device 0: Extended Self-Test"});
+    for (int second = 1; second <= 95; ++second) {
+      now += seconds(1);
+      progress.tick();
+    }
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1 + 3) << lines;
+    testing::internal::CaptureStderr();
+    for (int percent = 1; percent <= 20; ++percent) {
+      now += seconds(1);
+      progress.update(static_cast<std::uint8_t>(percent), "", "");
+    }
+    const std::string steps = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(steps.begin(), steps.end(), '\n'), form == ProgressForm::Lines ? 2 : 20)
+        << steps;
+  }
 }
 
 // Steps of ten percent, as drives report a self-test of 100 seconds; one that stalls at the end;
