@@ -84,15 +84,19 @@ TEST(ScanEdges, ADiskThatLeavesHasNoBadBlock) {
 
 TEST(ScanEdges, ALockedDiskIsNamedAndNotRead) {
   const std::string locked = R"(, "security": {"locked": true})";
-  // The SCSI side of the last one does not describe it, so that it comes by the ATA side alone.
+  // The SCSI side of the last ones does not describe them, so that they come by the ATA side alone.
   const std::string withoutCapacity =
       R"(, "bridge_faults": [
         {"command": 37, "times": 0, "action": "device_error", "codes": [5, 32, 0]},
-        {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]}])";
-  const std::pair<const char*, std::string> disks[] = {{"sata", locked},
-                                                       {"usb_sat", locked},
-                                                       {"usb_sat", locked + withoutCapacity},
-                                                       {"usb_sat_no_ck", locked + withoutCapacity}};
+        {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]})";
+  // The first form of the ATA pass-through is refused, and the second one is not.
+  const std::string secondForm =
+      R"(, {"command": 161, "times": 1, "action": "device_error", "codes": [5, 32, 0]}])";
+  const std::pair<const char*, std::string> disks[] = {
+      {"sata", locked},
+      {"usb_sat", locked},
+      {"usb_sat", locked + withoutCapacity + "]"},
+      {"usb_sat", locked + withoutCapacity + secondForm}};
   for (const auto& [kind, more] : disks) {
     Bench disk(kind, 20'000, more);
     for (const Identifier& id :
