@@ -18,9 +18,11 @@ thread_local std::uint64_t counted = 0;
 thread_local std::uint64_t failing = 0;
 std::atomic<std::int64_t> living = 0;
 
+bool isFailing(bool counts) { return armed && counts && ++counted == failing; }
+
 void* allocate(std::size_t bytes) noexcept {
   const bool counts = !ostria::virtual_pc::KernelCall::isInside();
-  if (armed && counts && ++counted == failing) {
+  if (isFailing(counts)) {
     return nullptr;
   }
   auto* const block = static_cast<Header*>(std::malloc(sizeof(Header) + bytes));
@@ -40,6 +42,15 @@ void release(void* memory) noexcept {
   }
 }
 
+// Buffers for unbuffered transfers. The virtual PC has none, so each of them counts.
+void* allocateAligned(std::size_t bytes, std::size_t alignment) noexcept {
+  void* const block =
+      isFailing(true) ? nullptr
+                      : std::aligned_alloc(alignment, (bytes + alignment - 1) & ~(alignment - 1));
+  living += block != nullptr ? 1 : 0;
+  return block;
+}
+
 void* demand(std::size_t bytes) {
   void* const memory = allocate(bytes);
   if (memory == nullptr) {
@@ -54,6 +65,13 @@ void* operator new(std::size_t bytes) { return demand(bytes); }
 void* operator new[](std::size_t bytes) { return demand(bytes); }
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return allocate(bytes); }
 void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept { return allocate(bytes); }
+void* operator new(std::size_t bytes, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return allocateAligned(bytes, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  living -= memory != nullptr ? 1 : 0;
+  std::free(memory);
+}
 void operator delete(void* memory) noexcept { release(memory); }
 void operator delete[](void* memory) noexcept { release(memory); }
 void operator delete(void* memory, std::size_t) noexcept { release(memory); }
