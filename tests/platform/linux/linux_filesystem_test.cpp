@@ -4,9 +4,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/magic.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -20,6 +24,7 @@
 
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/left_behind.h"
+#include "services/volume_access.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -53,6 +58,32 @@ class LinuxFilesystemTest : public testing::TestWithParam<TimedTransfer::Engine>
 INSTANTIATE_TEST_SUITE_P(BothEngines, LinuxFilesystemTest,
                          testing::Values(TimedTransfer::Engine::Ring,
                                          TimedTransfer::Engine::Thread));
+
+/// Pages of a file that the system keeps in memory.
+long pagesKept(int file, std::size_t bytes) {
+  void* const mapped = ::mmap(nullptr, bytes, PROT_READ, MAP_SHARED, file, 0);
+  std::vector<unsigned char> pages(bytes / 4096);
+  const bool known = mapped != MAP_FAILED && ::mincore(mapped, bytes, pages.data()) == 0;
+  ::munmap(mapped, bytes);
+  return known ? std::count_if(pages.begin(), pages.end(), [](unsigned char p) { return p & 1; })
+               : -1;
+}
+
+TEST(VolumeAccess, WhatIsReadBackComesFromTheMedium) {
+  ScratchFolder folder;
+  const FdOwner file(::open((folder / "kept").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  const std::vector<char> written(64 * 4096, 'x');
+  ASSERT_EQ(::write(file.get(), written.data(), written.size()),
+            static_cast<ssize_t>(written.size()));
+  ASSERT_EQ(pagesKept(file.get(), written.size()), 64);
+  struct statfs about = {};
+  if (::fstatfs(file.get(), &about) != 0 || about.f_type == TMPFS_MAGIC) {
+    GTEST_SKIP() << "the files of this folder lie in memory";
+  }
+  EXPECT_TRUE(dropCachedContent(handleOfDescriptor(file.get()), "/"));
+  EXPECT_EQ(pagesKept(file.get(), written.size()), 0);
+  EXPECT_FALSE(dropCachedContent(handleOfDescriptor(file.get()), folder / "not-mounted"));
+}
 
 TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
   DeviceHandle file;
