@@ -166,8 +166,9 @@ TEST_F(CaptureTest, DrivesOfTheBenchKeepTheirVerdicts) {
     int quickTests;  ///< exit code
     std::size_t passed;
   } rows[] = {
-      {"sata", "OSTRIABENCH ATA", "good", 3, 2},
-      {"nvme", "QEMU NVMe Ctrl", "good", 3, 5},
+      {"sata", "OSTRIABENCH ATA", "good", 3, 2},       {"nvme", "QEMU NVMe Ctrl", "good", 3, 5},
+      {"scsi", "OSTRIABENCH SCSI", "not_known", 3, 0}, {"scsi-debug", "scsi_debug", "good", 3, 2},
+      {"usb", "QEMU HARDDISK", "not_known", 3, 0},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
