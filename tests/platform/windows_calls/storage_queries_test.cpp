@@ -62,6 +62,16 @@ TEST_F(StorageQueriesTest, LayoutBlockGrowsUntilItFits) {
   EXPECT_FALSE(queryLayout(kScriptedDevice));
 }
 
+TEST_F(StorageQueriesTest, ADriverReturnsNoMoreThanTheBufferHolds) {
+  kernel.driver = [](DWORD, Bytes&, DWORD& returned) -> DWORD {
+    returned += 1000;
+    return 0;
+  };
+  const auto block = queryDescriptor(kScriptedDevice, 64);
+  ASSERT_TRUE(block.has_value());
+  EXPECT_EQ(block->size(), 64u);
+}
+
 TEST_F(StorageQueriesTest, ShortAnswersAreNone) {
   DWORD came = 8;
   kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) -> DWORD {
