@@ -102,6 +102,12 @@ def checked_by_hand(bench, drive):
                 percents and percents == sorted(set(percents)) and percents[-1] == 100, percents)
     code, _ = bench.run("e2fsck", "-fn", node)
     bench.equal("medium: and e2fsck agrees", code, 0)
+    bench.run("debugfs", "-w", "-R", "clri <11>", node)
+    index = bench.index_of(drive)
+    answers = [statuses(bench.product("recover", "filesystem", index, "--assume", "yes")[1]) for _ in range(2)]
+    bench.equal("medium: by the program it is checked without being mounted, too", answers, [[9], [0]])
+    code, _ = bench.run("e2fsck", "-fn", node)
+    bench.equal("medium: and is mended", code, 0)
 
 
 def running_system(bench, drive):

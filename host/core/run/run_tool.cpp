@@ -173,7 +173,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
         run_.note = services_.texts.say("note.not_begun");
       } else if (!run_.applicable) {
         run_.note = services_.texts.say("note.tool_unsupported");
-      } else if (mayTreat(device, *component) && hasPartitions(*component)) {
+      } else if (mayTreat(device, *component) && hasPartitions(device, *component)) {
         tool_.setDevices({component});
         beginProgress(device);
         const std::string line =
@@ -288,11 +288,11 @@ class ToolRunner final : public storage::ToolEventReceiver {
     return false;
   }
 
-  bool hasPartitions(SystemComponent& component) {
+  bool hasPartitions(const DeviceInfo& device, SystemComponent& component) {
     if (!isFilesystem()) {
       return true;
     }
-    const std::vector<std::string> table = volumeTable(component);
+    const std::vector<std::string> table = volumeTable(component, device.names.node);
     tool_.setParameter("partition_table" + component.id(), table);
     if (table.empty()) {
       run_.note = services_.texts.say("note.no_volume");

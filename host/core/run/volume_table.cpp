@@ -1,5 +1,6 @@
-// The module lists partitions as sections of properties; those without a mount point have no file
-// system that could be checked.
+// The module lists partitions as sections of properties. One that is not mounted is checked by its
+// node, which Linux alone has, if it holds a file system: what holds parts of a RAID or swap space
+// looks alike otherwise.
 #include "host/core/run/volume_table.h"
 
 #include <algorithm>
@@ -16,17 +17,36 @@ bool holdsRunningSystem(const std::string& mountPoint) {
   return std::find(kSystem.begin(), kSystem.end(), mountPoint) != kSystem.end();
 }
 
+bool isFileSystem(const std::string& name) {
+  static constexpr std::array<std::string_view, 9> kKnown = {
+      "ext2", "ext3", "ext4", "vfat", "exfat", "f2fs", "xfs", "ntfs", "btrfs"};
+  return std::find(kKnown.begin(), kKnown.end(), name) != kKnown.end();
+}
+
+// "/dev/sda1", "/dev/nvme0n1p1"; a file system without a partition is number 0 and on the disk.
+std::string partitionNode(const std::string& node, const std::string& number) {
+  if (!node.starts_with("/dev/") || number.empty()) {
+    return {};
+  }
+  const bool digit = node.back() >= '0' && node.back() <= '9';
+  return number == "0" ? node : node + (digit ? "p" : "") + number;
+}
+
 }  // namespace
 
-std::vector<std::string> volumeTable(storage::SystemComponent& component) {
+std::vector<std::string> volumeTable(storage::SystemComponent& component, const std::string& node) {
   std::vector<std::string> table;
   for (const storage::PropertySection& section : component.sections()) {
     std::string mountPoint;
     std::string label;
     std::string fileSystem;
+    std::string number;
     for (const storage::PropertyEntry& entry : section.entries) {
       if (entry.key == "MOUNT_POINT") {
         mountPoint = entry.value;
+      }
+      if (entry.key == "INDEX") {
+        number = entry.value;
       }
       if (entry.key == "LABEL") {
         label = entry.value;
@@ -34,6 +54,9 @@ std::vector<std::string> volumeTable(storage::SystemComponent& component) {
       if (entry.key == "FILE_SYSTEM") {
         fileSystem = entry.value;
       }
+    }
+    if (mountPoint.empty() && isFileSystem(fileSystem)) {
+      mountPoint = partitionNode(node, number);
     }
     if (mountPoint.empty()) {
       continue;
@@ -55,7 +78,7 @@ std::string volumeUsersOf(storage::SystemComponent& component, const RunServices
     return {};
   }
   std::string out;
-  const std::vector<std::string> table = volumeTable(component);
+  const std::vector<std::string> table = volumeTable(component, {});
   for (std::size_t i = 0; i + 3 < table.size(); i += 4) {
     const std::vector<std::string> programs = services.volumeUsers(table[i + 2]);
     for (std::size_t p = 0; p < programs.size(); ++p) {
