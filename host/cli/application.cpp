@@ -11,12 +11,14 @@
 #include "host/cli/command_line.h"
 #include "host/cli/explain.h"
 #include "host/cli/installed_files.h"
+#include "host/cli/jobs.h"
 #include "host/cli/kept_results.h"
 #include "host/cli/machine_file.h"
 #include "host/cli/plan.h"
 #include "host/cli/progress_line.h"
 #include "host/cli/questions.h"
 #include "host/cli/rights_notices.h"
+#include "host/cli/routine_question.h"
 #include "host/cli/run_files.h"
 #include "host/cli/session_head.h"
 #include "host/cli/sleeping_drives.h"
@@ -377,7 +379,7 @@ class Application {
                         terminal_.errorWidth, interrupts_, texts_);
     interrupts_.setHandlers([&](int count) { progress.say(interruptSentence(count)); },
                             [&] { progress.tick(); });
-    askForRoutine(questions);
+    askForRoutine(settings_, plan_.selection, catalogue_, texts_, questions);
     RunServices services{texts_, redactor_, questions, progress, interrupts_};
     if (!line_.virtualPc) {
       services.journal = [](const std::string& line) { writeJournal(harmless(line)); };
@@ -386,16 +388,29 @@ class Application {
     services.forceMounted = line_.forceMounted;
     main_->begin(DocumentKind::Run, session_);
     if (plan_.action == Action::RunTests) {
-      runTests(plan_.selection, catalogue_, services, manager(), session_, [&](const TestRun& run) {
-        // What did not begin is counted at the end.
-        if (run.begun) {
-          progress.result("test", testRunJson(run));
-          progress.hide();
-          announce(run.device);
-          main_->testResult(run);
-          stopWhenUnread();
-        }
-      });
+      // What did not begin is counted at the end.
+      const auto show = [&](const TestRun& run) {
+        progress.hide();
+        announce(run.device);
+        main_->testResult(run);
+        stopWhenUnread();
+      };
+      const auto children =
+          line_.jobs > 1 && session_.devices.size() > 1 ? makeChildren() : nullptr;
+      if (children != nullptr) {
+        runJobs({line_, plan_, catalogue_, services, manager(), settings_.riskyRoutine,
+                 line_.virtualPc ? simulatedDeviceNames : deviceNames,
+                 [this](const std::string& line) { error_.write(line + "\n"); }, show},
+                *children, session_);
+      } else {
+        runTests(plan_.selection, catalogue_, services, manager(), session_,
+                 [&](const TestRun& run) {
+                   if (run.begun) {
+                     progress.result("test", testRunJson(run));
+                     show(run);
+                   }
+                 });
+      }
     } else {
       runTool(plan_.selection, catalogue_, services, manager(), session_, [&](const ToolRun& run) {
         progress.result("tool", toolRunJson(run, session_, texts_));
@@ -407,20 +422,6 @@ class Application {
     }
     interrupts_.setHandlers({}, {});
     return finishRun();
-  }
-
-  // A file may be an old one, or somebody else's: what can hold a drive for hours wants a yes.
-  void askForRoutine(Questions& questions) const {
-    if (!settings_.riskyRoutine || !usesRoutine(plan_.selection, catalogue_)) {
-      return;
-    }
-    const Arguments arguments = {{"file", settings_.source}, {"number", *settings_.riskyRoutine}};
-    if (!questions.canAsk()) {
-      throw Stop{ExitCode::NotPerformed, texts_.say("note.routine_unasked", arguments)};
-    }
-    if (questions.ask(texts_.say("question.routine", arguments)) != Answer::Yes) {
-      throw Stop{ExitCode::NotPerformed, texts_.say("note.declined")};
-    }
   }
 
   ExitCode finishRun() {

@@ -49,6 +49,16 @@ UsageError setProgress(CommandLine& line, const std::optional<std::string>& valu
   return {};
 }
 
+UsageError setJobs(CommandLine& line, const std::optional<std::string>& value) {
+  const std::string& text = *value;
+  if (text.size() > 2 || text.find_first_not_of("0123456789") != std::string::npos ||
+      std::stoul(text) == 0) {
+    return {"usage.jobs", {{"value", text}}};
+  }
+  line.jobs = std::stoul(text);
+  return {};
+}
+
 UsageError setHistoryTest(CommandLine& line, const std::optional<std::string>& value) {
   line.historyTest = *value;
   return {};
@@ -101,6 +111,7 @@ UsageError addNote(CommandLine& line, const std::optional<std::string>& value) {
 constexpr HostOption kHostOptions[] = {
     {"force-mounted", Takes::Nothing, setFlag<&CommandLine::forceMounted>},
     {"note", Takes::Value, addNote},
+    {"jobs", Takes::Value, setJobs},
     {"wake", Takes::Nothing, setFlag<&CommandLine::wake>},
     {"help", Takes::Nothing, setFlag<&CommandLine::help>},
     {"version", Takes::Nothing, setFlag<&CommandLine::version>},
@@ -145,6 +156,7 @@ constexpr HelpRow kHelp[] = {
     {"-o FILE", "help.sectors_file"},
     {"-q", "help.quiet"},
     {"--redact", "help.redact"},
+    {"--jobs N", "help.jobs"},
     {"--wake", "help.wake"},
     {"--read-only", "help.read_only"},
     {"--config FILE", "help.config"},

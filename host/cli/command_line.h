@@ -42,6 +42,7 @@ struct CommandLine {
   std::string historySince;  ///< of --since: beginning of an ISO time
   bool virtualPc = false;
   bool quiet = false;         ///< only what is not good
+  std::size_t jobs = 1;       ///< drives that are tested at the same time
   bool wake = false;          ///< sleeping drives, also for what only looks at them
   bool forceMounted = false;  ///< repair a disk whose volumes are in use
   std::optional<std::string> module;

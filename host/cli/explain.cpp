@@ -68,6 +68,7 @@ constexpr Operation kOperations[] = {
     {"recover filterDevices", "operation.filter_devices"},
     {"smart", "operation.smart"},
     {"metrics", "operation.metrics"},
+    {"jobs", "operation.jobs"},
     {"wake", "operation.wake"},
     {"capture", "operation.capture"},
 };

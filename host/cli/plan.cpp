@@ -282,6 +282,9 @@ class Planner {
     if (line_.forceMounted && operation != "repair") {
       return {"usage.no_force", {}};
     }
+    if (line_.jobs > 1 && !tests) {
+      return {"usage.jobs_tests", {}};
+    }
     plan_.leavesAsleep = plan_.action == Action::List || plan_.action == Action::Show ||
                          (tool && (operation.empty() || operation == "filterDevices"));
     if (line_.record && !tests && !tool) {

@@ -91,6 +91,7 @@ class Program {
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
 
+  pid_t process() const { return child_; }
   void interrupt() const { send(SIGINT); }
   void send(int signal) const { kill(child_, signal); }
   void type(const std::string& text) const {

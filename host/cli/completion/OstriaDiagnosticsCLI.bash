@@ -28,7 +28,7 @@ _ostria_diagnostics() {
         SEC_NUM= SEC_COUNT= INITIAL_SIZE= CENTRAL_SIZE= FINAL_SIZE= WHOLE_DISK_READ=" -- "$word")
       return ;;
     --help)
-      mapfile -t COMPREPLY < <(compgen -W "tests settings recover smart metrics capture wake $quick_names $extended_names" -- "$word")
+      mapfile -t COMPREPLY < <(compgen -W "tests settings recover smart metrics capture jobs wake $quick_names $extended_names" -- "$word")
       return ;;
     recover)
       mapfile -t COMPREPLY < <(compgen -W "scan repair filesystem filterDevices" -- "$word")
@@ -54,7 +54,7 @@ _ostria_diagnostics() {
     -E*) mapfile -t COMPREPLY < <(compgen -W "-E ${extended[*]/#/-E}" -- "$word") ;;
     -*)
       mapfile -t COMPREPLY < <(compgen -W "-Mstorage -Q -E --quick --extended --list --show
-        --virtual --json --progress=json --report --metrics --capture --wake --redact --read-only --config --set --texts --assume
+        --virtual --json --progress=json --report --metrics --capture --jobs --wake --redact --read-only --config --set --texts --assume
         --assume-write -q -o --note --force-mounted --record --history --test --since --compare --help --version" -- "$word") ;;
     *)
       mapfile -t COMPREPLY < <(compgen -W "recover smart $(_ostria_diagnostics_devices)" -- "$word") ;;

@@ -17,6 +17,7 @@ complete -c OstriaDiagnosticsCLI -l progress -x -a json
 complete -c OstriaDiagnosticsCLI -l report -r -F -d 'Writes an HTML report'
 complete -c OstriaDiagnosticsCLI -l metrics -r -F -d 'Writes the numbers for Prometheus'
 complete -c OstriaDiagnosticsCLI -l capture -r -F -d 'Records the drives in a machine file'
+complete -c OstriaDiagnosticsCLI -l jobs -x -d 'Tests several drives at the same time'
 complete -c OstriaDiagnosticsCLI -l wake -d 'Wakes sleeping drives'
 complete -c OstriaDiagnosticsCLI -l config -r -F -d 'Takes the settings from a file'
 complete -c OstriaDiagnosticsCLI -l set -x -a 'ENABLE_SMART_HEALTH_TEST= ENABLE_NVME_HEALTH_PREDICTION_TEST= SEC_NUM= SEC_COUNT= INITIAL_SIZE= CENTRAL_SIZE= FINAL_SIZE= WHOLE_DISK_READ='

@@ -14,6 +14,7 @@ struct DeviceNames {
   /// What the kernel says of an NVMe controller: "live", "resetting", "connecting", "dead"; empty
   /// where it says nothing.
   std::string controllerState = {};
+  std::string controller = {};  ///< "0000:00:17.0"; empty: not known
 };
 
 /// The disks of a virtual PC are those of its simulated system.

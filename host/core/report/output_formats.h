@@ -16,6 +16,8 @@ std::unique_ptr<OutputFormat> makeJsonOutput(WriteText write, const Texts& texts
 /// One HTML file that needs nothing beside it: the machine, each device with its identity, state,
 /// SMART data, verdicts and a map of its surface where one was scanned.
 std::unique_ptr<OutputFormat> makeHtmlOutput(WriteText write, const Texts& texts);
+/// One line for each result, for the process that has this one test a drive: job_lines.h.
+std::unique_ptr<OutputFormat> makeJobOutput(WriteText write, const Texts& texts);
 /// Numbers for the textfile collector of a Prometheus node exporter, docs/metrics.md.
 std::unique_ptr<OutputFormat> makeMetricsOutput(WriteText write, const Texts& texts);
 
@@ -35,6 +37,7 @@ struct OutputFormatRow {
 inline constexpr OutputFormatRow kOutputFormats[] = {
     {"json", false, makeJsonOutput},
     {"report", true, makeHtmlOutput},
+    {"job-lines", false, makeJobOutput},
     {"metrics", true, makeMetricsOutput, true},
 };
 

@@ -65,22 +65,7 @@ class TestRunner {
         runOne(choice, device, *component, applicable);
       }
     }
-    for (std::size_t i = 0; i < selection_.tests.size(); ++i) {
-      if (supported[i] || !selection_.tests[i].named) {
-        continue;
-      }
-      session_.unperformed = true;
-      session_.notices.push_back(services_.texts.say(
-          "notice.test_unsupported",
-          {{"test", services_.texts.text(entry(selection_.tests[i]).nameKey)}}));
-    }
-    const auto waiting = std::count_if(session_.tests.begin(), session_.tests.end(),
-                                       [](const TestRun& run) { return !run.begun; });
-    if (waiting > 0) {
-      session_.notices.push_back(
-          services_.texts.say(waiting == 1 ? "notice.test_not_begun" : "notice.tests_not_begun",
-                              {{"count", std::to_string(waiting)}}));
-    }
+    noteWhatDidNotRun(selection_, catalogue_, services_.texts, supported, session_);
   }
 
  private:
@@ -268,6 +253,28 @@ class TestRunner {
 };
 
 }  // namespace
+
+void noteWhatDidNotRun(const Selection& selection, const Catalogue& catalogue, const Texts& texts,
+                       const std::vector<bool>& supported, Session& session) {
+  for (std::size_t i = 0; i < selection.tests.size(); ++i) {
+    const TestChoice& choice = selection.tests[i];
+    if (supported[i] || !choice.named) {
+      continue;
+    }
+    session.unperformed = true;
+    session.notices.push_back(texts.say(
+        "notice.test_unsupported",
+        {{"test",
+          texts.text(catalogue.diagnostics[choice.diagnostic].tests[choice.test].nameKey)}}));
+  }
+  const auto waiting = std::count_if(session.tests.begin(), session.tests.end(),
+                                     [](const TestRun& run) { return !run.begun; });
+  if (waiting > 0) {
+    session.notices.push_back(
+        texts.say(waiting == 1 ? "notice.test_not_begun" : "notice.tests_not_begun",
+                  {{"count", std::to_string(waiting)}}));
+  }
+}
 
 void runTests(const Selection& selection, const Catalogue& catalogue, const RunServices& services,
               storage::SystemComponentManager& manager, Session& session,

@@ -18,4 +18,10 @@ void runTests(const Selection& selection, const Catalogue& catalogue, const RunS
               storage::SystemComponentManager& manager, Session& session,
               const std::function<void(const TestRun&)>& onFinished);
 
+/// The end of a run of tests: notices of tests that were asked for by name and that no drive
+/// offers, and of those that did not begin.
+/// @param supported  of each test of the selection, whether a drive offers it
+void noteWhatDidNotRun(const Selection& selection, const Catalogue& catalogue, const Texts& texts,
+                       const std::vector<bool>& supported, Session& session);
+
 }  // namespace ostria::host

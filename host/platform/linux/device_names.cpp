@@ -3,6 +3,7 @@
 #include "host/platform/linux/device_names.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
@@ -84,6 +85,24 @@ std::string folderOf(const std::string& id, const std::string& root) {
   return root + "/sys/dev/block/" + std::to_string(major) + ":" + std::to_string(minor);
 }
 
+// The PCI function that is nearest to the disk: of a USB disk that of the USB controller.
+std::string controllerOf(const fs::path& folder) {
+  constexpr std::string_view kForm = "xxxx:xx:xx.x";
+  std::string controller;
+  for (const fs::path& part : folder) {
+    const std::string name = part.string();
+    bool fits = name.size() == kForm.size();
+    for (std::size_t i = 0; fits && i < name.size(); ++i) {
+      fits = kForm[i] == 'x' ? std::isxdigit(static_cast<unsigned char>(name[i])) != 0
+                             : name[i] == kForm[i];
+    }
+    if (fits) {
+      controller = name;
+    }
+  }
+  return controller;
+}
+
 DeviceNames namesOf(const std::string& id, const std::string& root, const Links& links) {
   DeviceNames names;
   const std::string link = folderOf(id, root);
@@ -101,6 +120,7 @@ DeviceNames namesOf(const std::string& id, const std::string& root, const Links&
   if (name.starts_with("nvme")) {
     names.controllerState = firstWord(folder.string() + "/device/state");
   }
+  names.controller = controllerOf(folder);
   for (const char* file : {"/wwid", "/device/wwid"}) {
     const std::string wwid = firstWord(folder.string() + file);
     if (wwid.starts_with("naa.") || wwid.starts_with("eui.")) {
