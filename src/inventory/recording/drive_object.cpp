@@ -13,7 +13,7 @@
 namespace ostria::storage {
 namespace {
 
-constexpr unsigned kDriveDepth = 2;
+constexpr std::size_t kDriveDepth = 2;
 constexpr std::uint32_t kTransportError = 1117;  // the system's "I/O device error"
 
 constexpr std::uint64_t kSendDiagnostic = 0x1D;
@@ -66,7 +66,7 @@ class DriveObject {
       writeNvme(kind);
     }
     writeRecorded();
-    return std::string(2 * kDriveDepth, ' ') + out_.finish();
+    return out_.asEntry();
   }
 
  private:
@@ -136,7 +136,7 @@ class DriveObject {
     const Bytes* page = recorded_.ataPage(ata::Smart, ata::SmartReadData);
     if (page == nullptr) {
       // Without SMART data the identity says whether there are any, but not how long they take.
-      constexpr std::size_t kFeatures = 2 * 84;
+      constexpr std::size_t kFeatures = 168;  // word 84
       constexpr std::uint64_t kUsualSeconds = 120;
       const Bytes& identity = *recorded_.ataPage(ata::IdentifyDevice);
       return (identity[kFeatures] & 2) != 0
@@ -147,12 +147,12 @@ class DriveObject {
     std::string all;
     if ((capability & kSelfTests) != 0) {
       const bool isLong = (*page)[373] == 0xFF;
-      const unsigned extended = isLong ? loadLe16(&(*page)[375]) : (*page)[373];
-      all = selfTest(1, 60u * (*page)[372]) + ",\n" +
-            selfTest(2, std::min<std::uint32_t>(60u * extended, 1'000'000));
+      const std::uint64_t extended = isLong ? loadLe16(&(*page)[375]) : (*page)[373];
+      all = selfTest(1, std::uint64_t{60} * (*page)[372]) + ",\n" +
+            selfTest(2, std::min<std::uint64_t>(60 * extended, 1'000'000));
     }
     if ((capability & kConveyance) != 0) {
-      all += (all.empty() ? "" : ",\n") + selfTest(3, 60u * (*page)[374]);
+      all += (all.empty() ? "" : ",\n") + selfTest(3, std::uint64_t{60} * (*page)[374]);
     }
     return all;
   }
@@ -161,7 +161,7 @@ class DriveObject {
     ObjectWriter row(kDriveDepth + 3);
     row.number("code", code);
     row.number("seconds", seconds);
-    return std::string(2 * row.depth(), ' ') + row.finish();
+    return row.asEntry();
   }
 
   void writeScsiHealth() {
@@ -184,7 +184,7 @@ class DriveObject {
       fault.number("command", kSendDiagnostic);
       fault.numbers("codes", {kIllegalRequest, kInvalidOpcode});
       fault.number("times", 0);
-      out_.list("faults", std::string(2 * fault.depth(), ' ') + fault.finish());
+      out_.list("faults", fault.asEntry());
     }
   }
 
@@ -234,7 +234,7 @@ class DriveObject {
   }
 
   static void append(std::string& list, const ObjectWriter& row) {
-    list += (list.empty() ? "" : ",\n") + std::string(2 * row.depth(), ' ') + row.finish();
+    list += (list.empty() ? "" : ",\n") + row.asEntry();
   }
 
   static void numberUnless(ObjectWriter& row, std::string_view key, std::uint64_t value,

@@ -14,7 +14,7 @@ namespace ostria::storage {
 class ObjectWriter {
  public:
   /// @param depth  of the object's braces, two blanks each
-  explicit ObjectWriter(unsigned depth) : depth_(depth) {}
+  explicit ObjectWriter(std::size_t depth) : depth_(depth) {}
 
   /// Printable ASCII; a longer text is cut. An empty one is left out.
   void text(std::string_view key, const std::string& value, std::size_t longest);
@@ -28,19 +28,21 @@ class ObjectWriter {
   /// Bytes in lines, without the zeros at the end, which "bytes" counts.
   void page(const Bytes& data);
   void object(std::string_view key, const ObjectWriter& inner);
-  /// One of a list of objects, each in the lines of `finish`; an empty list is left out.
+  /// A list of objects, each from `asEntry`, with commas and line ends between; an empty list is
+  /// left out.
   void list(std::string_view key, const std::string& objects);
-  unsigned depth() const { return depth_; }
   bool isEmpty() const { return body_.empty(); }
 
   /// The whole object, without a line end.
   std::string finish() const;
+  /// The same behind its indentation.
+  std::string asEntry() const { return indent(0) + finish(); }
 
  private:
   void key(std::string_view key);
-  std::string indent(unsigned more) const { return std::string(2 * (depth_ + more), ' '); }
+  std::string indent(std::size_t more) const { return std::string(2 * (depth_ + more), ' '); }
 
-  unsigned depth_;
+  std::size_t depth_;
   std::string body_;
 };
 
