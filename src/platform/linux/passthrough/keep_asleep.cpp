@@ -83,7 +83,9 @@ int openAsleep(const std::string& node, int (*open)(const std::string& node)) {
     return descriptor;
   }
   SleepingDisk sleeper{disk->number, false, {}};
-  sleeper.suspended = tree.attribute(disk->path + "/device/power", "runtime_status") == "suspended";
+  // A card is suspended a few seconds after each request, and wakes without anybody noticing.
+  sleeper.suspended = disk->busKind != StorageBusKind::Emmc &&
+                      tree.attribute(disk->path + "/device/power", "runtime_status") == "suspended";
   const int descriptor = sleeper.suspended ? ::open(node.c_str(), O_PATH | O_CLOEXEC) : open(node);
   if (descriptor < 0) {
     return descriptor;
