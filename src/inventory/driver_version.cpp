@@ -47,7 +47,7 @@ std::string DriverVersions::of(const std::string& model) {
     return "error";
   }
 
-  const std::string first = cell(table_->front(), DriverVersion);
+  std::string first = cell(table_->front(), DriverVersion);
   for (const Row& row : *table_) {
     if (cell(row, DriverVersion) != first) {
       return first;

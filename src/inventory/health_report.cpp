@@ -80,7 +80,7 @@ class HealthReport {
     constexpr std::uint32_t kTimeoutSeconds = 10;
     StorageProtocolProperties properties;
     if (!succeeded(protocol_.GetCachedProperties(&properties)) ||
-        properties.vendor.find_last_not_of(" ") != 2 || !properties.vendor.starts_with("ATA") ||
+        properties.vendor.find_last_not_of(' ') != 2 || !properties.vendor.starts_with("ATA") ||
         properties.logicalSectorSize < 512) {
       return false;
     }

@@ -33,6 +33,7 @@ std::vector<std::unique_ptr<Test>> makeTests(std::uint32_t category) {
 template <typename T>
 std::vector<T*> borrowed(const std::vector<std::unique_ptr<T>>& owned) {
   std::vector<T*> pointers;
+  pointers.reserve(owned.size());
   for (const auto& entry : owned) {
     pointers.push_back(entry.get());
   }

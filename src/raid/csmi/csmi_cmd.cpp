@@ -35,7 +35,7 @@ constexpr std::uint32_t kRaidFlags = 0x0A;
 // CSMI_SAS_RAID_INFO, CSMI_SAS_RAID_CONFIG
 constexpr std::size_t kRaidInfoBytes = 128;
 constexpr std::size_t kCapacityAt = 32;
-constexpr std::uint64_t kCapacityUnit = 1024 * 1024;
+constexpr std::uint64_t kCapacityUnit = 1ull << 20;
 constexpr std::size_t kDriveSerialAt = 48;
 constexpr std::size_t kDriveSerialBytes = 40;
 

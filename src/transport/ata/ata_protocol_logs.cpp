@@ -115,7 +115,7 @@ bool AtaProtocol::ReadDirectory(AtaCmd& command, const AtaPage& page,
   const ProtocolResult result = SendPage(command);
   if (succeeded(result)) {
     for (const std::uint8_t log : logs) {
-      logDirectory_[log] = loadLe16(&page[2u * log]);
+      logDirectory_[log] = loadLe16(&page[std::size_t{2} * log]);
     }
   }
   // After any other failure the command is what was sent, and has no status.

@@ -48,6 +48,7 @@ std::vector<std::string> issuesOf(Test& test, const std::vector<TestParameter>& 
   const bool good = test.checkParameters(given, issues);
   EXPECT_EQ(good, issues.empty());
   std::vector<std::string> texts;
+  texts.reserve(issues.size());
   for (const ParameterIssue& issue : issues) {
     texts.push_back(std::to_string(issue.kind) + " " + issue.parameter.key + " " + issue.message);
   }
@@ -158,7 +159,7 @@ TEST(LinearReadTest, AreaOfLessThanABlockIsReadWhole) {
 }
 
 TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
-  FakeDevice<> disk = blockDisk(127 * 1000);
+  FakeDevice<> disk = blockDisk(127'000);
   LinearReadTest test(kSomeTest);
   const auto run = [&](ProtocolResult error, const char* limit) {
     disk.protocol->results["Read"] = error;
@@ -217,7 +218,7 @@ TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
 }
 
 TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {
-  FakeDevice<> disk = blockDisk(127 * 200);
+  FakeDevice<> disk = blockDisk(25'400);
   FullDiskScanTest test(kSomeTest);
   const auto run = [&](ProtocolResult error) {
     disk.protocol->results["Read"] = error;
@@ -255,7 +256,7 @@ TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
     std::uint32_t after;
   } rows[] = {{false, 512, 4096}, {true, 512, 4096}, {false, 4096, 512}, {true, 4096, 512}};
   for (const auto& [whole, before, after] : rows) {
-    FakeDevice<> disk = blockDisk(127 * 50);
+    FakeDevice<> disk = blockDisk(6'350);
     disk.protocol->record().logicalSectorSize = before;
     disk.protocol->results["Read"] = ProtocolResult::MediumError;
     disk.protocol->onGetProperties = [&disk, after = after] {
@@ -271,7 +272,7 @@ TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
     EXPECT_EQ(disk.protocol->reads.size(), 1u);
     // Whoever still holds a buffer of the old size cannot have it overrun.
     disk.protocol->record().logicalSectorSize = 4096;
-    std::vector<std::uint8_t> buffer(127 * 512);
+    std::vector<std::uint8_t> buffer(65'024);
     const auto bytes = static_cast<std::uint32_t>(buffer.size());
     EXPECT_EQ(disk.component->readSectors(0, 127, buffer.data(), true, bytes, 10),
               ProtocolResult::InvalidArgument);

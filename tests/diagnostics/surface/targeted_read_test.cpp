@@ -52,10 +52,10 @@ class LogBridge final : public AtaBridge {
     if (log == 0) {
       Page directory{};
       for (const auto& [address, pages] : logs) {
-        storeLe16(&directory[2u * address], static_cast<std::uint16_t>(pages.size()));
+        storeLe16(&directory[std::size_t{2} * address], static_cast<std::uint16_t>(pages.size()));
       }
       for (const auto& [address, pages] : claimedPages) {
-        storeLe16(&directory[2u * address], pages);
+        storeLe16(&directory[std::size_t{2} * address], pages);
       }
       std::copy(directory.begin(), directory.end(), data);
     } else {
@@ -89,7 +89,7 @@ class TargetedRead : public ::testing::Test {
   std::string run(unsigned abortFromPoll = FakeHost::kNever) {
     TargetedReadTest test(kSomeTest);
     disk_.protocol->reads.clear();
-    const std::string messages = runOn(test, disk_, abortFromPoll);
+    std::string messages = runOn(test, disk_, abortFromPoll);
     EXPECT_FALSE(disk_.protocol->record().smartEnabled) << "SMART is left as it was";
     return messages;
   }

@@ -93,7 +93,7 @@ bool LinuxCheckFilesystemTool::isOfDevice(const LinuxVolume& volume) const {
 ToolStatus LinuxCheckFilesystemTool::check(const LinuxVolume& volume) {
   const LinuxChecker* const checker = findLinuxChecker(volume.fileSystem);
   const std::string program = checker == nullptr ? "" : findProgram(checker->program);
-  if (program.empty()) {
+  if (checker == nullptr || program.empty()) {
     message_ = "There is no checker for this file system.\n";
     return ToolStatus::CouldNotRun;
   }
@@ -123,7 +123,7 @@ bool LinuxCheckFilesystemTool::scheduleCheck(std::string volumePath) {
   const auto volume = LinuxVolume::find(volumePath);
   const LinuxChecker* const checker = volume ? findLinuxChecker(volume->fileSystem) : nullptr;
   const std::string program = checker == nullptr ? "" : findProgram(checker->scheduler);
-  if (program.empty()) {
+  if (checker == nullptr || program.empty()) {
     return false;
   }
   const auto ignore = [](const std::string&) {};
@@ -133,7 +133,8 @@ bool LinuxCheckFilesystemTool::scheduleCheck(std::string volumePath) {
 
 std::string LinuxCheckFilesystemTool::findProgram(const std::string& name) const {
   for (const std::string& folder : programFolders_) {
-    const std::string path = folder + "/" + name;
+    std::string path = folder;
+    path.append("/").append(name);
     if (!name.empty() && access(path.c_str(), X_OK) == 0) {
       return path;
     }

@@ -115,6 +115,7 @@ int LinuxCheckerProcess::run(const std::vector<std::string>& arguments, const Re
     return kNotStarted;
   }
   std::vector<const char*> argumentList;
+  argumentList.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
     argumentList.push_back(argument.c_str());
   }

@@ -283,8 +283,9 @@ std::vector<std::pair<std::string, std::uint32_t>> SysfsTree::climb(const std::s
       continue;
     }
     devices.emplace_back(path, *number);
-    for (const std::string& name : namesIn(path + "/holders")) {
-      const std::string holder = path + "/holders/" + name;
+    const std::string holders = path + "/holders";
+    for (const std::string& name : namesIn(holders)) {
+      const std::string holder = fs::path(holders) / name;
       if (!soleHolders || namesIn(holder + "/slaves").size() == 1) {
         pending.push_back(holder);
       }
@@ -300,7 +301,7 @@ std::string SysfsTree::controllerPath(const SysfsDisk& disk) const {
   }
   const std::string subsystem = fs::path(disk.path).parent_path().string();
   for (const std::string& name : namesIn(subsystem)) {
-    const std::string link = subsystem + "/" + name;
+    const std::string link = fs::path(subsystem) / name;
     if (const std::string controller = resolved(link);
         isNumbered(name, "nvme") && controller != link) {
       return controller + "/" + disk.name;

@@ -172,7 +172,7 @@ std::uint32_t LinuxLsiSender::listControllers(LsiCmd& command) {
   std::uint32_t count = 0;
   for (const std::uint32_t controller : driver_->controllers()) {
     if (count < room) {
-      storeLe32(&buffer[lsi::kFirstControllerId + 4 * count++], controller);
+      storeLe32(&buffer[lsi::kFirstControllerId + std::size_t{4} * count++], controller);
     }
   }
   storeLe32(buffer.data(), count);

@@ -24,7 +24,7 @@ std::string readFile(const fs::path& path) {
 /// characters of the SCSI model are too few for most ATA drives.
 std::string ataModel(const fs::path& device) {
   constexpr std::size_t kIdentifyOffset = 60;
-  constexpr std::size_t kModelOffset = kIdentifyOffset + 2 * 27;
+  constexpr std::size_t kModelOffset = kIdentifyOffset + 54;
   constexpr std::size_t kModelBytes = 40;
   const std::string page = readFile(device / "vpd_pg89");
   if (page.size() < kModelOffset + kModelBytes) {
