@@ -55,9 +55,15 @@ struct Drive {
 
   /// Takes the drive off its bus, with every model of it.
   void vanish() {
-    if (ata) ata->vanish();
-    if (nvme) nvme->vanish();
-    if (scsi) scsi->vanish();
+    if (ata) {
+      ata->vanish();
+    }
+    if (nvme) {
+      nvme->vanish();
+    }
+    if (scsi) {
+      scsi->vanish();
+    }
   }
 };
 

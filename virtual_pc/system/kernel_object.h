@@ -60,8 +60,8 @@ struct IoRequest {
   std::size_t returned = 0;  ///< bytes of `output` that count, or bytes written
   std::uint64_t durationMicroseconds = 0;
 
-  void fail(std::uint32_t code_) {
-    error = code_;
+  void fail(std::uint32_t errorCode) {
+    error = errorCode;
     returned = 0;
   }
   /// Answers with a record, or fails with ERROR_INSUFFICIENT_BUFFER when it does not fit.
@@ -95,7 +95,9 @@ class EventObject : public KernelObject {
   bool waitable() const override { return true; }
   bool signalled() override { return set_; }
   void consume() override {
-    if (!manual_) set_ = false;
+    if (!manual_) {
+      set_ = false;
+    }
   }
   void set(bool on) { set_ = on; }
 

@@ -53,9 +53,9 @@ class VolumeObject : public IoObject {
   std::string guidPath() const;
   /// Whether a write to these bytes of a disk goes to its file system's sectors.
   bool covers(const DiskObject& disk, std::uint64_t offset, std::uint64_t bytes) const;
-  bool present() const { return !disk_ || disk_->present(); }
+  bool present() const { return disk_ == nullptr || disk_->present(); }
   /// Whether the file system holds the sectors: neither locked nor dismounted.
-  bool mounted() const { return !lockedBy_ && !dismounted_; }
+  bool mounted() const { return lockedBy_ == nullptr && !dismounted_; }
   std::uint64_t startOffset() const { return startSector_ * sectorBytes_; }
   std::uint64_t freeBytes() const { return freeClusters_ * clusterBytes_; }
   std::uint32_t clusterBytes() const { return clusterBytes_; }
