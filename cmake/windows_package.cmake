@@ -1,11 +1,11 @@
 # One folder with all that a user of Windows needs, and by `cpack` a zip of it: nothing is installed.
 # The program finds the modules and the texts in its own folder.
 install(TARGETS OstriaDiagnosticsCLI module_storage module_storage_virtual RUNTIME DESTINATION .)
-install(FILES host/core/texts/en.txt DESTINATION texts)
+install(DIRECTORY host/core/texts/ DESTINATION texts FILES_MATCHING PATTERN "*.txt")
 
 # The system has no reader of man pages.
 find_program(GROFF groff REQUIRED)
-set(man_page ${CMAKE_SOURCE_DIR}/host/cli/man/OstriaDiagnosticsCLI.1)
+set(man_page ${CMAKE_SOURCE_DIR}/host/cli/man/OstriaDiagnosticsCLI.8)
 set(man_text ${CMAKE_BINARY_DIR}/OstriaDiagnosticsCLI.txt)
 add_custom_command(OUTPUT ${man_text} DEPENDS ${man_page} VERBATIM
                    COMMAND sh -c "exec \"$1\" -man -Tutf8 -P-cbou \"$2\" >\"$3\"" sh ${GROFF}
