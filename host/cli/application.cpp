@@ -14,6 +14,7 @@
 #include "host/cli/jobs.h"
 #include "host/cli/kept_results.h"
 #include "host/cli/machine_file.h"
+#include "host/cli/module_start.h"
 #include "host/cli/plan.h"
 #include "host/cli/progress_line.h"
 #include "host/cli/questions.h"
@@ -43,7 +44,6 @@
 #include "host/platform/module_library.h"
 #include "host/platform/raid_volumes.h"
 #include "host/platform/rights.h"
-#include "host/platform/suspended_disks.h"
 #include "host/platform/volume_users.h"
 
 namespace ostria::host {
@@ -51,9 +51,6 @@ namespace {
 
 constexpr const char* kProgram = "OstriaDiagnosticsCLI";
 constexpr const char* kProgramVersion = OSTRIA_HOST_VERSION;
-constexpr const char* kMachineVariable = "OSTRIA_VIRTUAL_PC";
-// With it the module itself writes nothing, whatever this program asks of it.
-constexpr const char* kReadOnlyVariable = "OSTRIA_READ_ONLY";
 
 class Application {
  public:
@@ -116,18 +113,11 @@ class Application {
         wrapped(std::string(kProgram) + ": " + harmless(sentence), terminal_.errorWidth, 2) + "\n");
   }
 
-  void check(const UsageError& error) const {
-    if (error.isSet()) {
-      throw Stop{ExitCode::Usage, texts_.say(error)};
-    }
-  }
+  void check(const UsageError& error) const { stopOn(error, texts_); }
 
   template <typename T>
-  T checked(OrUsageError<T> result, ExitCode code = ExitCode::Usage) const {
-    if (auto* error = std::get_if<UsageError>(&result)) {
-      throw Stop{code, texts_.say(*error)};
-    }
-    return std::get<T>(std::move(result));
+  T checked(OrUsageError<T> result) const {
+    return orStop(std::move(result), texts_);
   }
 
   ExitCode runSteps() {
@@ -188,35 +178,21 @@ class Application {
     }
   }
 
-  std::string trustedModulePath() const {
-    std::string path = modulePath(line_.virtualPc);
-    if (path.empty()) {
-      throw Stop{ExitCode::CouldNotStart, texts_.say("module.no_folder")};
-    }
-    return path;
-  }
-
   void loadModule() {
-    setVariable(kMachineVariable, {});
-    // One that was there before holds all the same.
-    if (line_.readOnly) {
-      setVariable(kReadOnlyVariable, "1");
-    }
     if (line_.machineFile) {
       machine_ = checked(readMachineFile(*line_.machineFile));
-      setVariable(kMachineVariable, *line_.machineFile);
     }
-    library_ = checked(ModuleLibrary::load(trustedModulePath()), ExitCode::CouldNotStart);
+    prepareModule(line_.readOnly, line_.machineFile);
+    library_ = orStop(ModuleLibrary::load(trustedModulePath(line_.virtualPc, texts_)), texts_,
+                      ExitCode::CouldNotStart);
   }
 
   ExitCode printVersion() {
-    const auto library = ModuleLibrary::load(trustedModulePath());
-    if (const auto* error = std::get_if<UsageError>(&library)) {
-      main_->version(kProgramVersion, {}, texts_.say(*error));
-    } else {
-      main_->version(kProgramVersion, std::get<std::unique_ptr<ModuleLibrary>>(library)->version(),
-                     {});
-    }
+    const auto library = ModuleLibrary::load(trustedModulePath(line_.virtualPc, texts_));
+    const auto* error = std::get_if<UsageError>(&library);
+    main_->version(kProgramVersion,
+                   error ? "" : std::get<std::unique_ptr<ModuleLibrary>>(library)->version(),
+                   error ? texts_.say(*error) : "");
     return ExitCode::Passed;
   }
 
@@ -239,9 +215,9 @@ class Application {
     scan();
 
     const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
-    const std::vector<MissingRight> rights = rightsThatAreMissing();
+    const auto rights = line_.virtualPc ? std::vector<MissingRight>() : missingRights();
     const std::vector<std::string> missing = missingRightsNotices(rights);
-    const std::vector<std::string> known = knownToBeSilent(rights);
+    const std::vector<std::string> known = knownToBeSilent(rights, line_.virtualPc);
     std::vector<storage::LeftOutDevice> silent = silentDisks(manager(), names, known);
     const std::size_t count = manager().componentCount() + silent.size();
     if (count == 0 && !missing.empty()) {
@@ -264,20 +240,6 @@ class Application {
     stopIfAsked();
   }
 
-  // Disks, as the system calls them, that say nothing since they may not be asked.
-  std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& rights) const {
-    std::vector<std::string> disks;
-    for (const MissingRight& right : rights) {
-      disks.insert(disks.end(), right.disks.begin(), right.disks.end());
-    }
-    if (!line_.virtualPc) {
-      for (const SuspendedDisk& disk : suspendedDisks()) {
-        disks.push_back(disk.node.substr(disk.node.rfind('/') + 1));
-      }
-    }
-    return disks;
-  }
-
   // What the list does not show, and why; in a run only where there is nothing else.
   void noteLeftOut(bool nothing, const FindDeviceNames& names) {
     const bool list = plan_.action == Action::List;
@@ -286,7 +248,7 @@ class Application {
     }
     const bool members = std::ranges::any_of(
         session_.devices, [](const DeviceInfo& device) { return device.connection == "raid"; });
-    std::vector<std::string> notices = leftOutNotices(manager(), members, names, texts_);
+    auto notices = leftOutNotices(manager(), members, names, texts_);
     if (nothing) {
       notices.insert(notices.begin(), texts_.say("notice.no_device"));
     }
@@ -324,10 +286,6 @@ class Application {
     if (interrupts_.isAbortRequested()) {
       throw Stop{ExitCode::Stopped, texts_.say("note.stopped_by_user")};
     }
-  }
-
-  std::vector<MissingRight> rightsThatAreMissing() const {
-    return line_.virtualPc ? std::vector<MissingRight>() : missingRights();
   }
 
   std::vector<std::string> missingRightsNotices(const std::vector<MissingRight>& rights) const {

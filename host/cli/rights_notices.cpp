@@ -1,6 +1,8 @@
 // A list that is short for lack of rights must not look like a short list.
 #include "host/cli/rights_notices.h"
 
+#include "host/platform/suspended_disks.h"
+
 namespace ostria::host {
 
 std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
@@ -17,6 +19,19 @@ std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
                                 {{"disks", disks}, {"right", entry.right}}));
   }
   return notices;
+}
+
+std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& missing, bool virtualPc) {
+  std::vector<std::string> disks;
+  for (const MissingRight& right : missing) {
+    disks.insert(disks.end(), right.disks.begin(), right.disks.end());
+  }
+  if (!virtualPc) {
+    for (const SuspendedDisk& disk : suspendedDisks()) {
+      disks.push_back(disk.node.substr(disk.node.rfind('/') + 1));
+    }
+  }
+  return disks;
 }
 
 }  // namespace ostria::host

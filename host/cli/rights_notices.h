@@ -13,4 +13,8 @@ namespace ostria::host {
 std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
                                        const Texts& texts);
 
+/// Disks, as the system calls them, that say nothing since they may not be asked, or since they
+/// were left suspended; none on a virtual PC.
+std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& missing, bool virtualPc);
+
 }  // namespace ostria::host
