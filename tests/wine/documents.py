@@ -25,12 +25,15 @@ def plain(value, key=""):
 
 
 def parsed(text):
-    """One document, or one for each line."""
+    """One document, or one for each line. Lines of Wine itself are none of the program's, and how often progress is
+    reported depends on the speed of the machine."""
     try:
         return plain(json.loads(text))
     except ValueError:
         lines = text.decode().replace("\r\n", "\n").splitlines()
-        return [plain(json.loads(line)) if line.startswith("{") else line for line in lines]
+        documents = [plain(json.loads(line)) if line.startswith("{") else line for line in lines
+                     if not line.startswith("wine:")]
+        return [one for one in documents if not isinstance(one, dict) or one.get("event") != "progress"]
 
 
 def first_difference(left, right, where="$"):
@@ -71,16 +74,19 @@ def command_lines(help_text):
              module + ["-Ew", "6", "--assume-write", "VPC-NVM-0001", "--assume", "yes"],
              module + ["-Ew", "6"], module + ["-Q", "-E", "0", "1"],
              module + ["-Qm", "--record"], ["--history"], module + ["--config", "none.ini", "-Qm", "0"],
-             module + ["--texts", "none.txt"]]
+             module + ["--texts", "none.txt"], module + ["-Qm", "0", "--set", "ENABLE_SMART_HEALTH_TEST=1"],
+             module + ["-Qm", "0", "-q", "--note", "ticket=1"], module + ["recover", "scan", "2", "-o", "sectors.txt"],
+             ["--help", "m"], ["--help", "repair"], ["--compare"], ["--history", "--test", "smart-status"],
+             module + ["-Qm", "0", "--report", "report.html"]]
     for letter, name, tests in tests_of_help(help_text):
         for short, long in tests:
             lines.append(module + [f"-{letter}{short}", *some])
             lines.append(module + [f"--{name}={long}", "13", "17"])
     for example in re.findall(r"OstriaDiagnosticsCLI (-Mstorage -.*\d.*)", help_text):
         words = example.replace('"', "").split()
-        if words[-1].isdigit():
-            # On small drives in place of the first two.
-            lines.append([{"0": "4", "1": "8"}.get(word, word) for word in words])
+        # On small drives in place of the first two, and of all.
+        words = [{"0": "4", "1": "8"}.get(word, word) for word in words]
+        lines.append(words if words[-1].isdigit() else [*words, "4"])
     return lines
 
 
