@@ -124,14 +124,17 @@ void askBehindUsb(StorageComponent& component, DriveRecorder& recorder,
   AtaProtocol own;
   own.AddBridge(tunnel->over(std::make_shared<ScsiBridge>(handle)));
   StorageProtocol* const secondary = component.secondaryProtocol();
-  StorageProtocol& protocol = tunnel->carriesAll && secondary != nullptr ? *secondary : own;
+  StorageProtocol* protocol = &own;
+  if (tunnel->carriesAll && secondary != nullptr) {
+    protocol = secondary;
+  }
   {
     const RecordingScope scope(recorder);
-    ask(protocol, !tunnel->carriesAll);
+    ask(*protocol, !tunnel->carriesAll);
   }
   recorder.tunnel = static_cast<std::size_t>(tunnel - usbTunnels().data());
   const std::string vendor = device.vendor;
-  if (succeeded(protocol.GetCachedProperties(&device))) {
+  if (succeeded(protocol->GetCachedProperties(&device))) {
     device.vendor = vendor;
   }
 }

@@ -56,7 +56,9 @@ std::vector<std::uint8_t> keptIdentify(const SysfsDisk& disk) {
   if (page.size() < kOffset + kAtaPageBytes || page[1] != 0x89) {
     return {};
   }
-  return {page.begin() + kOffset, page.begin() + kOffset + kAtaPageBytes};
+  page.erase(page.begin(), page.begin() + kOffset);
+  page.resize(kAtaPageBytes);
+  return page;
 }
 
 bool isInStandby(int descriptor) {
