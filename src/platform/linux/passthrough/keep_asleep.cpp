@@ -15,6 +15,7 @@
 #include <iterator>
 #include <map>
 #include <mutex>
+#include <span>
 #include <sstream>
 
 #include "platform/linux/discovery/sysfs_tree.h"
@@ -56,9 +57,8 @@ std::vector<std::uint8_t> keptIdentify(const SysfsDisk& disk) {
   if (page.size() < kOffset + kAtaPageBytes || page[1] != 0x89) {
     return {};
   }
-  page.erase(page.begin(), page.begin() + kOffset);
-  page.resize(kAtaPageBytes);
-  return page;
+  const auto identify = std::span(page).subspan(kOffset, kAtaPageBytes);
+  return std::vector<std::uint8_t>(identify.begin(), identify.end());
 }
 
 bool isInStandby(int descriptor) {
