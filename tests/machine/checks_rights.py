@@ -20,10 +20,13 @@ def of_process(process, file, row):
 
 
 def given_up(bench, drive, index):
-    """During a scan: two capabilities, no way to get another, and no core file with what was read."""
+    """During a scan: what asking drives takes, no way to get more, and no core file with what was read."""
     process = subprocess.Popen([bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-El", index],
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    wanted = {"CapEff": "0000000000220000", "CapPrm": "0000000000220000", "CapBnd": "0000000000220000"}
+    # The node of the megaraid_sas driver may have to be made; without that driver nothing has.
+    with open("/proc/devices", encoding="ascii") as devices:
+        kept = 0x220000 | (0x8000000 if "megaraid_sas_ioctl" in devices.read() else 0)
+    wanted = {row: f"{kept:016x}" for row in ("CapEff", "CapPrm", "CapBnd")}
     seen = {}
     end = time.monotonic() + 30
     while process.poll() is None and seen != wanted and time.monotonic() < end:
@@ -32,7 +35,7 @@ def given_up(bench, drive, index):
         time.sleep(0.02)
     process.terminate()
     process.wait(timeout=60)
-    bench.equal("rights: a test keeps CAP_SYS_ADMIN and CAP_SYS_RAWIO alone", seen, wanted)
+    bench.equal("rights: a test keeps what asking drives takes alone", seen, wanted)
     bench.equal("rights: no core file is written", limit, "1")
     print(drive.node, flush=True)
 
