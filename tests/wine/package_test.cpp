@@ -83,7 +83,8 @@ TEST(WinePackageTest, TheProgramsManifest) {
   const HMODULE program = LoadLibraryExW(fileOfPackage(L"OstriaDiagnosticsCLI.exe").c_str(),
                                          nullptr, LOAD_LIBRARY_AS_DATAFILE);
   ASSERT_NE(program, nullptr);
-  const HRSRC place = FindResourceW(program, MAKEINTRESOURCEW(1), RT_MANIFEST);
+  // RT_MANIFEST is of the build without Unicode here.
+  const HRSRC place = FindResourceW(program, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));
   ASSERT_NE(place, nullptr);
   const std::string text(static_cast<const char*>(LockResource(LoadResource(program, place))),
                          SizeofResource(program, place));
