@@ -29,9 +29,9 @@ struct Arrival {
   mfi::Packet& packet;
 
   std::uint8_t* block(std::size_t i) const {
-    return static_cast<std::uint8_t*>(packet.blocks[i].iov_base);
+    return static_cast<std::uint8_t*>(mfi::blockOf(packet, i).iov_base);
   }
-  std::size_t blockBytes(std::size_t i) const { return packet.blocks[i].iov_len; }
+  std::size_t blockBytes(std::size_t i) const { return mfi::blockOf(packet, i).iov_len; }
   std::uint32_t opcode() const { return loadLe32(&packet.frame[24]); }
   std::uint8_t* sense() const {
     std::uint8_t* sense = nullptr;

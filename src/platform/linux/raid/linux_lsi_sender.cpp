@@ -51,7 +51,7 @@ mfi::Packet packetFor(std::uint32_t controller, mfi::Command command, std::size_
 }
 
 void addBlock(mfi::Packet& packet, void* data, std::size_t bytes) {
-  packet.blocks[packet.blockCount] = iovec{data, bytes};
+  mfi::setBlock(packet, packet.blockCount, iovec{data, bytes});
   ++packet.blockCount;
   packet.frame[mfi::kBlockCountAt] = static_cast<std::uint8_t>(packet.blockCount);
 }

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace ostria::storage::mfi {
 
@@ -24,10 +25,20 @@ struct [[gnu::packed]] Packet {
   std::uint32_t senseAt = 0;     ///< offset in the frame of the address of the sense data
   std::uint32_t senseBytes = 0;  ///< 0: no sense data wanted
   std::array<std::uint8_t, kFrameBytes> frame{};
-  std::array<iovec, kMaxBlocks> blocks{};
+  std::array<std::uint8_t, kMaxBlocks * sizeof(iovec)> blocks{};  ///< of `iovec`, not aligned
 };
 static_assert(offsetof(Packet, frame) == 20);
 static_assert(sizeof(void*) != 8 || sizeof(Packet) == 404);
+
+/// @param index  below `kMaxBlocks`
+inline void setBlock(Packet& packet, std::size_t index, const iovec& block) {
+  std::memcpy(&packet.blocks[index * sizeof(iovec)], &block, sizeof(iovec));
+}
+inline iovec blockOf(const Packet& packet, std::size_t index) {
+  iovec block;
+  std::memcpy(&block, &packet.blocks[index * sizeof(iovec)], sizeof(iovec));
+  return block;
+}
 
 /// Executes a packet. The driver waits for the controller, whatever happens.
 inline constexpr unsigned long kIoctlFirmware = _IOWR('M', 1, Packet);
