@@ -17,6 +17,9 @@ thread_local bool armed = false;
 thread_local std::uint64_t counted = 0;
 thread_local std::uint64_t failing = 0;
 std::atomic<std::int64_t> living = 0;
+std::span<const void* const> watched;
+std::span<unsigned> turns;
+unsigned turn = 0;
 
 bool isFailing(bool counts) { return armed && counts && ++counted == failing; }
 
@@ -35,6 +38,11 @@ void* allocate(std::size_t bytes) noexcept {
 }
 
 void release(void* memory) noexcept {
+  for (std::size_t i = 0; i < watched.size(); ++i) {
+    if (watched[i] == memory && turns[i] == 0) {
+      turns[i] = ++turn;
+    }
+  }
   if (memory != nullptr) {
     Header* const block = static_cast<Header*>(memory) - 1;
     living -= block->counts ? 1 : 0;
@@ -88,6 +96,11 @@ AllocationFaults::AllocationFaults(std::uint64_t failAt) {
 }
 AllocationFaults::~AllocationFaults() { armed = false; }
 std::uint64_t AllocationFaults::count() const { return counted; }
+void AllocationFaults::watch(std::span<const void* const> objects, std::span<unsigned> freed) {
+  watched = objects;
+  turns = freed;
+  turn = 0;
+}
 std::int64_t AllocationFaults::alive() { return living; }
 
 }  // namespace ostria::storage::test

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 namespace ostria::storage::test {
 
@@ -16,6 +17,10 @@ class AllocationFaults {
   AllocationFaults& operator=(const AllocationFaults&) = delete;
 
   std::uint64_t count() const;
+
+  /// Numbers those of these objects that are freed from now on, in their order: freed[i] is the
+  /// turn of objects[i], from 1; 0 while it lives. Both stay the caller's.
+  static void watch(std::span<const void* const> objects, std::span<unsigned> freed);
 
   /// Allocations of this program, but for those of the virtual PC, that are not freed.
   static std::int64_t alive();

@@ -397,6 +397,31 @@ TEST_P(FaultSweep, ToolsReportsAndScans) {
   counted("tools, reports and scans", sweep.injected, kFloors[GetParam()].others);
 }
 
+TEST(ModuleCatalogue, IsReleasedInTheOrderThatHostsHaveSeen) {
+  ModuleBench bench(machineOf({driveOf("sata", "ONE")}));
+  bench.scan(1);
+  ModuleInterface& module = bench.module();
+  std::vector<const void*> objects = {module.resource(), &bench.device(0), &bench.manager()};
+  for (std::uint32_t group = 0; group < module.diagnosticCount(); ++group) {
+    Diagnostic& diagnostic = *module.diagnostic(group);
+    for (std::uint32_t i = 0; i < diagnostic.testCount(); ++i) {
+      objects.push_back(diagnostic.test(i));
+    }
+    objects.push_back(&diagnostic);
+  }
+  for (std::uint32_t i = 0; i < module.toolCount(); ++i) {
+    objects.push_back(module.tool(i));
+  }
+  objects.push_back(&module);
+  std::vector<unsigned> freed(objects.size());
+  AllocationFaults::watch(objects, freed);
+  ReleaseModuleInterfaceInstance();
+  AllocationFaults::watch({}, {});
+  for (std::size_t i = 0; i < freed.size(); ++i) {
+    EXPECT_EQ(freed[i], i + 1) << "object " << i;
+  }
+}
+
 std::string nameOfDrive(const ::testing::TestParamInfo<std::size_t>& info) {
   return kSoundDrives[info.param].name;
 }

@@ -180,6 +180,19 @@ TEST(RaidControllers, OfOtherFamiliesAreNotAsked) {
   EXPECT_TRUE(RaidComponentManager(Identifier(0, 0, 0)).hasDevices());
 }
 
+TEST(RaidControllers, HaveThePropertiesOfOneLookAtTheSystem) {
+  Json machine = raidMachine();
+  machine["controllers"].push_back(machine["controllers"][0]);
+  machine["controllers"][2]["name"] = "second";
+  machine["controllers"][2]["csmi"].erase("raid_sets");
+  RaidBench bench(machine);
+  // While the first is asked, the system comes to see another device where the last was.
+  bench.faults().onAnswer = [&](const auto&) {
+    bench.machine().ports()[2]->exchange("PCI\\VEN_1AF4&DEV_1004");
+  };
+  EXPECT_THAT(controllers(), SizeIs(3));
+}
+
 /// A request that fails each time, and what is left: members, groups of logical disks, and whether
 /// the controller is listed itself.
 struct Failure {

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "virtual_pc/description/description.h"
@@ -42,6 +43,8 @@ class PortObject : public IoObject {
   void control(IoRequest& request) override;
 
   const ControllerDescription& description() const { return description_; }
+  /// Another controller is in its slot, and has what was plugged into this one.
+  void exchange(std::string hardwareId) { description_.hardwareId = std::move(hardwareId); }
   std::uint32_t number() const { return number_; }
   void addMiniport(std::unique_ptr<MiniportHandler> handler) {
     miniports_.push_back(std::move(handler));

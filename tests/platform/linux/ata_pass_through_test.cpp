@@ -1,13 +1,42 @@
 // ATA pass-through by SG_IO: the CDB of each command, and registers out of sense data.
 #include <gtest/gtest.h>
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
+#include <functional>
 
+#include "inventory/protocol_factory.h"
+#include "platform/linux/discovery/linux_storage_scanner.h"
+#include "platform/linux/io/fd_handle.h"
 #include "platform/linux/passthrough/keep_asleep.h"
 #include "platform/linux/passthrough/sat_sense_registers.h"
 #include "platform/linux/passthrough/sg_ata_pass_through.h"
 #include "transport/ata/ata_opcodes.h"
+
+namespace {
+
+/// A descriptor that answers SG_IO by a script: stands in for the kernel's driver of a disk.
+int scriptedDescriptor = -1;
+std::function<void(sg_io_hdr_t&)> script;
+
+}  // namespace
+
+// Stands before the C library's own in this program; all other calls go on to the kernel.
+extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
+  va_list rest;
+  va_start(rest, request);
+  void* const argument = va_arg(rest, void*);
+  va_end(rest);
+  if (descriptor != scriptedDescriptor || request != SG_IO) {
+    return static_cast<int>(::syscall(SYS_ioctl, descriptor, request, argument));
+  }
+  script(*static_cast<sg_io_hdr_t*>(argument));
+  return 0;
+}
 
 namespace ostria::storage::test {
 namespace {
@@ -138,6 +167,32 @@ TEST(AtaPassThrough, SenseOfALostCommandIsNoAdaptersRefusal) {
   for (const Case& c : cases) {
     EXPECT_EQ(isLostAtaCommand(c.sense), c.lost) << c.name;
   }
+}
+
+TEST(AtaPassThrough, ALostCommandGoesToItsDescriptorOnce) {
+  LinuxStorageScanner scanner(SysfsTree("/nowhere"));
+  DeviceRecord record;
+  record.busKind = StorageBusKind::Ata;
+  record.connection = DeviceConnection::Internal;
+  record.handle = openScanned(*scanner.deviceScanner(), "/dev/null");
+  scriptedDescriptor = descriptorOf(record.handle.get());
+  unsigned starts = 0;
+  script = [&](sg_io_hdr_t& header) {
+    if (header.cmdp[0] == 0x85 && header.cmdp[14] == ata::IdentifyDevice) {
+      static_cast<std::uint8_t*>(header.dxferp)[99] = 3;  // capabilities: DMA, LBA
+      return;
+    }
+    ++starts;
+    const std::uint8_t lost[] = {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x40, 0, 0, 0, 0, 0, 0, 0, 0};
+    std::copy(std::begin(lost), std::end(lost), header.sbp);
+    header.sb_len_wr = sizeof lost;
+    header.status = 2;
+  };
+  const FoundProtocol found = createProtocol(scanner, record);
+  ASSERT_NE(found.protocol, nullptr);
+  EXPECT_EQ(found.protocol->StartSelfTest(1, 0), ProtocolResult::TransportFailure);
+  EXPECT_EQ(starts, 1u);
+  scriptedDescriptor = -1;
 }
 
 TEST(AtaPassThrough, DataInCountsWhatCame) {
