@@ -22,14 +22,15 @@ bool StringHandlerImp::isDigits(const char* bytes, std::size_t limit) {
 }
 
 void StringHandlerImp::removeBlanks(const std::string& text, std::string& out) {
-  const std::string source = text;  // the two may be one object
-  std::copy_if(source.begin(), source.end(), std::back_inserter(out),
-               [](char c) { return c != ' '; });
+  std::string kept;  // the two may be one object
+  std::copy_if(text.begin(), text.end(), std::back_inserter(kept), [](char c) { return c != ' '; });
+  out += kept;
 }
 
 void StringHandlerImp::keepPrintable(const std::string& text, std::string& out) {
-  const std::string source = text;
-  std::copy_if(source.begin(), source.end(), std::back_inserter(out), isPrintable);
+  std::string kept;
+  std::copy_if(text.begin(), text.end(), std::back_inserter(kept), isPrintable);
+  out += kept;
 }
 
 void StringHandlerImp::removeCharacters(const std::set<char>& characters, const std::string& text,

@@ -141,7 +141,7 @@ std::vector<KeptRun> runsOfLines(std::string_view text) {
 }
 
 UsageError FileHistory::add(KeptRun& run) {
-  const UsageError failed{"file.results_unwritable", {{"file", path_}}};
+  UsageError failed{"file.results_unwritable", {{"file", path_}}};
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
   const auto lock = lock_(path_ + ".lock");

@@ -82,7 +82,7 @@ std::optional<std::int64_t> secondsOfIsoTime(const std::string& text) {
     return std::nullopt;
   }
   return std::chrono::seconds(std::chrono::sys_days(date).time_since_epoch()).count() +
-         hour * 3600 + minute * 60 + second;
+         std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second;
 }
 
 std::string localTime(Clock::time_point time) {
