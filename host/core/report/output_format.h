@@ -57,15 +57,8 @@ class OutputFormat {
   }
 };
 
-/// Gives a session that is complete to an output.
-inline void writeSession(OutputFormat& format, DocumentKind kind, const Session& session) {
-  format.begin(kind, session);
-  if (kind != DocumentKind::Run) {
-    for (const DeviceInfo& device : session.devices) {
-      format.device(device);
-    }
-  }
-  format.end();
-}
+/// Gives a session that is complete to an output, as a run does while it fills up: a device of a
+/// run comes before its first result, and what did not begin has none.
+void writeSession(OutputFormat& format, DocumentKind kind, const Session& session);
 
 }  // namespace ostria::host
