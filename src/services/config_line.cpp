@@ -15,10 +15,18 @@ namespace {
 
 using namespace config_file_error;
 
-bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool isWord(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-}
+constexpr bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// Looked up: nearly every character of a file is asked about, by several rules.
+constexpr std::array<bool, 256> kWordCharacters = [] {
+  std::array<bool, 256> table{};
+  for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                                       "0123456789_")) {
+    table[static_cast<unsigned char>(c)] = true;
+  }
+  return table;
+}();
+constexpr bool isWord(char c) { return kWordCharacters[static_cast<unsigned char>(c)]; }
 bool isBracket(char c) { return c == '[' || c == ']'; }
 
 template <typename Predicate>
@@ -36,10 +44,7 @@ bool isAt(std::string_view line, std::size_t at, char wanted) {
 /// `first`, then white space and a word (both or neither), then `last`: "[ a[" and "[[", but not
 /// "[ [".
 bool repeats(std::string_view line, char sign) {
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    if (line[i] != sign) {
-      continue;
-    }
+  for (std::size_t i = line.find(sign); i < line.size(); i = line.find(sign, i + 1)) {
     const std::size_t word = skip(line, i + 1, isSpace);
     const std::size_t end = skip(line, word, isWord);
     if (isAt(line, i + 1, sign) || (end != word && isAt(line, end, sign))) {
@@ -159,10 +164,7 @@ std::uint32_t brokenRule(std::string_view line) {
 
 std::optional<std::string_view> sectionName(std::string_view line) {
   const auto isNamePart = [](char c) { return isWord(c) || isSpace(c) || c == '*'; };
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    if (line[i] != '[') {
-      continue;
-    }
+  for (std::size_t i = line.find('['); i < line.size(); i = line.find('[', i + 1)) {
     const std::size_t end = skip(line, i + 1, isNamePart);
     if (end != i + 1 && isAt(line, end, ']')) {
       return line.substr(i + 1, end - i - 1);
