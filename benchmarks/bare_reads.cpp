@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::size_t kAlignment = 4096;
 constexpr std::uint32_t kSectorBytes = 512;
+constexpr std::uint8_t kDpoFua = 0x18;  // from the medium, as the product asks
 constexpr unsigned kTimeoutMilliseconds = 10000;
 
 struct Free {
@@ -79,7 +80,7 @@ bool seek(int device, std::uint64_t reads) {
   std::uniform_int_distribution<std::uint32_t> anySector(0, *last);
   for (std::uint64_t i = 0; i < reads; ++i) {
     const std::uint32_t lba = anySector(random);
-    std::array<std::uint8_t, 10> command = {0x28};
+    std::array<std::uint8_t, 10> command = {0x28, kDpoFua};
     for (unsigned byte = 0; byte < 4; ++byte) {
       command[2 + byte] = static_cast<std::uint8_t>(lba >> (24 - 8 * byte));
     }

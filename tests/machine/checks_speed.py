@@ -97,8 +97,12 @@ class Speed:
             print("speed:", name, medians[name], [round(one["seconds"], 3) for one in measured], flush=True)
         return medians
 
-    def row(self, what, ours, peer=None, peer_name="", **more):
-        good = all(code in (0, 1, 5) for code in ours.get("codes", []))
+    def row(self, what, ours, peer=None, peer_name="", codes=(0,), peer_codes=(0,), **more):
+        """@param codes  with which the product has done the work; any other is the time of something else"""
+        good = (all(code in codes for code in ours.get("codes", [])) and ours["seconds"] > 0 and
+                all(code in peer_codes for code in (peer or {}).get("codes", [])))
+        if not good:
+            print("speed: NOT MEASURED:", what, ours, peer, flush=True)
         self.rows.append({"what": what, "seconds": ours["seconds"], "peer": peer_name, "good": good,
                           "peer_seconds": peer["seconds"] if peer else None, "peak": ours.get("peak"), **more})
 
