@@ -29,6 +29,7 @@
 #include "host/core/report/plain_text.h"
 #include "host/core/run/ask_drives.h"
 #include "host/core/run/collect_health.h"
+#include "host/core/run/first_devices.h"
 #include "host/core/run/left_out.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_tests.h"
@@ -44,6 +45,7 @@
 #include "host/platform/module_library.h"
 #include "host/platform/raid_volumes.h"
 #include "host/platform/rights.h"
+#include "host/platform/suspended_disks.h"
 #include "host/platform/volume_users.h"
 
 namespace ostria::host {
@@ -212,6 +214,7 @@ class Application {
     if (!line_.wake) {
       leaveDrivesAsleep();
     }
+    chooseDemand();
     scan();
 
     const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
@@ -225,7 +228,7 @@ class Application {
     }
     if (!line_.virtualPc) {
       noteVolumes(raidVolumes(), plan_.selection.names, texts_, session_.notices);
-      noteUnlisted(manager(), texts_, session_.notices);
+      noteUnlisted(manager(), suspended_, texts_, session_.notices);
     }
     plan_.selection.devices = checked(resolveDevices(
         plan_.selection.names, deviceKeys(manager(), silent, names), resolvedDevicePath));
@@ -238,6 +241,20 @@ class Application {
     noteLeftOut(count == 0, names);
     session_.notices.insert(session_.notices.end(), missing.begin(), missing.end());
     stopIfAsked();
+  }
+
+  // A command for one drive leaves those behind it in the list alone. Not so where others have a
+  // part in the outcome: their secrets are masked, a suspended one is named, and what writes makes
+  // sure that no other drive answers to the same name.
+  void chooseDemand() {
+    // Neither the list nor the SMART tool shows what is on a drive.
+    const bool smart = plan_.action == Action::RunTool && plan_.selection.operation.empty();
+    demand_.volumes = (plan_.action != Action::List && !smart) || !line_.reports.empty();
+    suspended_ = line_.virtualPc ? std::vector<SuspendedDisk>() : suspendedDisks();
+    if (!line_.redact && !plan_.writes && !plan_.changesVolumes() &&
+        plan_.action != Action::Capture && suspended_.empty()) {
+      endWithNamedDevices(plan_.selection.names, deviceIdAt, demand_);
+    }
   }
 
   // What the list does not show, and why; in a run only where there is nothing else.
@@ -272,7 +289,7 @@ class Application {
     if (note) {
       error_.write(texts_.say("progress.scan"));
     }
-    manager().scan();
+    manager().scanFor(demand_);
     if (note) {
       error_.write("\r\033[K");
     }
@@ -436,6 +453,8 @@ class Application {
   Settings settings_;
   RunFiles files_;
   KeptResults kept_{redactor_, texts_};
+  storage::ScanDemand demand_;
+  std::vector<SuspendedDisk> suspended_;
   std::optional<std::uint32_t> announced_;  ///< device whose heading is out
   MachineFile machine_;
   bool stoppedUnread_ = false;  ///< the run was stopped as nobody reads its results

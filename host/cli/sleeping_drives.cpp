@@ -8,7 +8,6 @@
 #include "host/core/report/plain_text.h"
 #include "host/core/run/smart_report.h"
 #include "host/platform/environment.h"
-#include "host/platform/suspended_disks.h"
 
 namespace ostria::host {
 namespace {
@@ -76,9 +75,10 @@ void wakeDrives(storage::SystemComponentManager& manager, const Selection& selec
   }
 }
 
-void noteUnlisted(storage::SystemComponentManager& manager, const Texts& texts,
+void noteUnlisted(storage::SystemComponentManager& manager,
+                  const std::vector<SuspendedDisk>& suspended, const Texts& texts,
                   std::vector<std::string>& notices) {
-  for (const SuspendedDisk& disk : suspendedDisks()) {
+  for (const SuspendedDisk& disk : suspended) {
     bool listed = false;
     for (std::uint32_t i = 0; i < manager.componentCount() && !listed; ++i) {
       storage::SystemComponent* component = manager.component(i);

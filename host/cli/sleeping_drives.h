@@ -7,6 +7,7 @@
 
 #include "host/core/run/selection.h"
 #include "host/core/texts/texts.h"
+#include "host/platform/suspended_disks.h"
 #include "ostria/storage/system_component_manager.h"
 
 namespace ostria::host {
@@ -22,8 +23,10 @@ void wakeDrives(storage::SystemComponentManager& manager, const Selection& selec
                 const std::function<void()>& scan, const Texts& texts,
                 std::vector<std::string>& notices);
 
-/// Names the disks that the module could not list since opening them would wake them.
-void noteUnlisted(storage::SystemComponentManager& manager, const Texts& texts,
+/// Names those of the suspended disks that the module could not list since opening them would wake
+/// them.
+void noteUnlisted(storage::SystemComponentManager& manager,
+                  const std::vector<SuspendedDisk>& suspended, const Texts& texts,
                   std::vector<std::string>& notices);
 
 }  // namespace ostria::host

@@ -13,4 +13,7 @@ DeviceNames deviceNames(const std::string& id);
 /// What a path of the user leads to; the path itself when that cannot be said.
 std::string resolvedDevicePath(const std::string& path);
 
+/// The module's name of the disk whose node a path leads to; empty when that cannot be said.
+std::string deviceIdAt(const std::string& path);
+
 }  // namespace ostria::host

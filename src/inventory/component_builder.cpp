@@ -80,8 +80,8 @@ std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
                                                  const DeviceRecord& record,
                                                  std::unique_ptr<StorageProtocol> protocol,
                                                  std::unique_ptr<StorageProtocol> secondaryProtocol,
-                                                 DriverVersions& drivers) {
-  auto table = readTable(scanner, record, *protocol);
+                                                 bool volumes, DriverVersions& drivers) {
+  auto table = volumes ? readTable(scanner, record, *protocol) : nullptr;
   std::string id;
   if (scanner.getDeviceId(record.deviceNumber, &id) != 0) {
     return nullptr;

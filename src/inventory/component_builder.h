@@ -10,6 +10,7 @@
 namespace ostria::storage {
 
 /// Makes the component of an opened device: partition table, identity, properties and sections.
+/// @param volumes  false: without the partition table, and what of it is in the properties
 /// @param drivers  of this scan
 /// @return null when the device has no identity or its properties cannot be read; both protocols
 /// are
@@ -18,6 +19,6 @@ std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
                                                  const DeviceRecord& record,
                                                  std::unique_ptr<StorageProtocol> protocol,
                                                  std::unique_ptr<StorageProtocol> secondaryProtocol,
-                                                 DriverVersions& drivers);
+                                                 bool volumes, DriverVersions& drivers);
 
 }  // namespace ostria::storage

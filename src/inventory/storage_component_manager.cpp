@@ -83,8 +83,8 @@ std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t nu
 }
 
 std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
-    std::uint32_t number, const std::vector<std::string>& paths, DriverVersions& drivers,
-    std::uint32_t* reason) {
+    std::uint32_t number, const std::vector<std::string>& paths, bool volumes,
+    DriverVersions& drivers, std::uint32_t* reason) {
   for (const std::string& path : paths) {
     try {
       std::optional<DeviceRecord> record = openDevice(number, path, reason);
@@ -98,7 +98,7 @@ std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
         continue;
       }
       auto component = buildComponent(*scanner_, *record, std::move(found.protocol),
-                                      std::move(secondary), drivers);
+                                      std::move(secondary), volumes, drivers);
       if (component == nullptr) {
         continue;
       }
@@ -140,21 +140,41 @@ void StorageComponentManager::locateController(std::uint32_t number, StorageComp
   component.setControllerAccess(StorageComponent::kConfirmedNvmeController);
 }
 
-void StorageComponentManager::scanDirectDevices() {
+bool StorageComponentManager::scanDirectDevices(const ScanDemand& demand) {
   DevicePathMap devices;
   if (scanner_->listDevices(devices) != 0) {
-    return;
+    return true;
+  }
+  std::vector<std::uint32_t> order;
+  const bool mayEnd = demand.count < devices.size() && scanner_->listOrder(order);
+  if (!mayEnd) {
+    order.clear();
+    for (const auto& [number, paths] : devices) {
+      order.push_back(number);
+    }
   }
   DriverVersions drivers;
-  for (const auto& [number, paths] : devices) {
+  for (const std::uint32_t number : order) {
     std::uint32_t reason = 0;
-    auto component = findDevice(number, paths, drivers, &reason);
+    auto component = findDevice(number, devices[number], demand.volumes, drivers, &reason);
     if (component == nullptr) {
       leaveOut(number, reason);
       continue;
     }
     components_.push_back(component.release());  // `findDevice` has made room
+    if (mayEnd && hasAll(demand)) {
+      return false;
+    }
   }
+  return true;
+}
+
+bool StorageComponentManager::hasAll(const ScanDemand& demand) const {
+  return components_.size() >= demand.count &&
+         std::ranges::all_of(demand.ids, [&](const std::string& id) {
+           return std::ranges::any_of(
+               components_, [&](SystemComponent* component) { return component->id() == id; });
+         });
 }
 
 void StorageComponentManager::leaveOut(std::uint32_t number, std::uint32_t reason) {
@@ -254,12 +274,14 @@ void StorageComponentManager::makeIdentifiersUnique() {
   }
 }
 
-void StorageComponentManager::scan() {
+void StorageComponentManager::scanFor(const ScanDemand& demand) {
   clear();
   try {
-    scanDirectDevices();
-    mergeRaidMembers();
-    forgetLeftOutMembers();
+    // Drives behind controllers come last in the list.
+    if (scanDirectDevices(demand)) {
+      mergeRaidMembers();
+      forgetLeftOutMembers();
+    }
     makeIdentifiersUnique();
     std::stable_sort(components_.begin(), components_.end(),
                      [](SystemComponent* a, SystemComponent* b) {

@@ -27,7 +27,8 @@ class StorageComponentManager : public SystemComponentManager {
 
   bool hasDevices() override;
   SystemComponent* refreshComponent(std::uint32_t index) override;
-  void scan() override;
+  void scan() override { scanFor({}); }
+  void scanFor(const ScanDemand& demand) override;
   std::vector<LeftOutDevice> leftOutDevices() override { return leftOut_; }
 
  private:
@@ -35,11 +36,13 @@ class StorageComponentManager : public SystemComponentManager {
   std::optional<DeviceRecord> openDevice(std::uint32_t number, const std::string& path,
                                          std::uint32_t* reason);
   std::unique_ptr<StorageComponent> findDevice(std::uint32_t number,
-                                               const std::vector<std::string>& paths,
+                                               const std::vector<std::string>& paths, bool volumes,
                                                DriverVersions& drivers, std::uint32_t* reason);
   void leaveOut(std::uint32_t number, std::uint32_t reason);
   void locateController(std::uint32_t number, StorageComponent& component);
-  void scanDirectDevices();
+  /// @return false when it ended early
+  bool scanDirectDevices(const ScanDemand& demand);
+  bool hasAll(const ScanDemand& demand) const;
   void mergeRaidMembers();
   /// Whether a RAID member is one of the direct devices, which come first in the list, or has the
   /// serial number of another member.

@@ -2,6 +2,9 @@
 // udev's links lead to the node from names that do not move.
 #include "host/platform/linux/device_names.h"
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -21,13 +24,20 @@ namespace fs = std::filesystem;
 
 using LinksByNode = std::map<std::string, std::vector<std::string>>;
 
+/// What a link leads to. Those of udev and sysfs lead to what is no link itself, so one step is
+/// enough; resolving each part of the path anew is most of what a list costs on a large machine.
+fs::path leadsTo(const fs::path& link, std::error_code& error) {
+  const fs::path target = fs::read_symlink(link, error);
+  return error ? fs::path() : (link.parent_path() / target).lexically_normal();
+}
+
 /// The links of a folder of udev's by the node that each leads to, sorted.
 LinksByNode linksIn(const std::string& root, const std::string& folder) {
   LinksByNode out;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(root + folder, error)) {
     std::error_code unreadable;
-    const fs::path real = fs::canonical(entry.path(), unreadable);
+    const fs::path real = leadsTo(entry.path(), unreadable);
     if (!unreadable) {
       out[real.string()].push_back(folder + "/" + entry.path().filename().string());
     }
@@ -107,7 +117,7 @@ DeviceNames namesOf(const std::string& id, const std::string& root, const Links&
   DeviceNames names;
   const std::string link = folderOf(id, root);
   std::error_code error;
-  const fs::path folder = link.empty() ? fs::path() : fs::canonical(link, error);
+  const fs::path folder = link.empty() ? fs::path() : leadsTo(link, error);
   if (error || folder.empty()) {
     return names;  // mostly a drive behind a RAID controller, which has no node
   }
@@ -146,6 +156,16 @@ std::string resolvedDevicePath(const std::string& path) {
   std::error_code error;
   const fs::path real = fs::canonical(path, error);
   return error ? path : real.string();
+}
+
+std::string deviceIdAt(const std::string& path) {
+  struct stat status = {};
+  if (::stat(path.c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
+    return {};
+  }
+  const std::uint32_t major = ::major(status.st_rdev);
+  const std::uint32_t minor = ::minor(status.st_rdev);
+  return std::to_string((minor & 0xFFu) | (major & 0xFFFu) << 8 | (minor & ~0xFFu) << 12);
 }
 
 }  // namespace ostria::host

@@ -14,4 +14,7 @@ DeviceNames deviceNames(const std::string& id) {
 
 std::string resolvedDevicePath(const std::string& path) { return path; }
 
+// The node would have to be opened for it.
+std::string deviceIdAt(const std::string& /*path*/) { return {}; }
+
 }  // namespace ostria::host

@@ -23,6 +23,18 @@ struct LeftOutDevice {
   std::uint32_t reason = NotIdentified;
 };
 
+/// What a host needs of a scan.
+struct ScanDemand {
+  /// The list may end as soon as it holds its first `count` devices and those with these ids: it is
+  /// then the beginning of the whole list, and what lies behind was not looked at. Where the order
+  /// is not known beforehand, all of the list is made.
+  std::uint32_t count = ~std::uint32_t{0};
+  std::vector<std::string> ids;
+  /// Partition tables and file systems: the sections, and "PARTITION_SCHEMA" and "UNALLOCATED" of
+  /// the properties.
+  bool volumes = true;
+};
+
 /// Finds and owns the devices of the module.
 class SystemComponentManager {
  public:
@@ -45,6 +57,8 @@ class SystemComponentManager {
   virtual void scan() = 0;
   /// Disks that the latest scan met and left out, without those of removable media.
   virtual std::vector<LeftOutDevice> leftOutDevices() { return {}; }
+  /// Like `scan`, with no more than what is demanded where less can be had.
+  virtual void scanFor(const ScanDemand& /*demand*/) { scan(); }
 
  protected:
   std::vector<SystemComponent*> components_;  ///< owned by the derived class

@@ -295,6 +295,35 @@ TEST_F(SavedTree, AScanReadsEachDiskOnce) {
   EXPECT_LT((*readsSoFar() - before) / kDisks, 10u);
 }
 
+TEST_F(SavedTree, TheOrderOfTheListIsKnownWhereIdentitiesDiffer) {
+  const std::string ata = "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:";
+  const std::string usb = "pci0000:00/0000:00:14.0/usb2/2-3/2-3:1.0/host6/target6:0:0/6:0:0:";
+  const auto serial = [](const std::string& text) {
+    // The length of ten is a line feed.
+    return std::string("\0\x80\0\n", 4) + text;
+  };
+  plant("sda", usb + "0", "8:0", {{"device/type", "0"}, {"device/model", "STICK"}});
+  plant("sdb", ata + "1", "8:16",
+        {{"device/type", "0"}, {"device/vpd_pg80", serial("SERIAL0001")}});
+  plant("sdc", ata + "2", "8:32",
+        {{"device/type", "0"}, {"device/vpd_pg80", serial("SERIAL0002")}});
+  plant("nvme0n1", "pci0000:00/0000:05:00.0/nvme/nvme0", "259:0", {{"device/serial", "N1"}});
+  plant("vda", "pci0000:00/0000:00:05.0/virtio1", "254:0");
+  plant("vdb", "pci0000:00/0000:00:06.0/virtio2", "254:16");  // no device of the list either
+  const auto order = [this] {
+    LinuxStorageScanner scanner(tree());
+    DevicePathMap devices;
+    EXPECT_EQ(scanner.listDevices(devices), 0);
+    std::vector<std::uint32_t> numbers;
+    return scanner.listOrder(numbers) ? numbers : std::vector<std::uint32_t>();
+  };
+  EXPECT_EQ(order(),
+            (std::vector{deviceNumberOf(254, 0), deviceNumberOf(254, 16), deviceNumberOf(8, 16),
+                         deviceNumberOf(8, 32), deviceNumberOf(259, 0), deviceNumberOf(8, 0)}));
+  plant("sdd", usb + "3", "8:48", {{"device/type", "0"}, {"device/model", "STICK"}});
+  EXPECT_TRUE(order().empty()) << "two that the kernel cannot tell from each other";
+}
+
 TEST(SysfsTree, DeviceNumbersAreTheKernelsThirtyTwoBits) {
   EXPECT_EQ(parseDeviceNumber("8:16"), 0x00000810u);
   EXPECT_EQ(parseDeviceNumber("259:300"), 300u % 256 | 259u << 8 | 1u << 20);

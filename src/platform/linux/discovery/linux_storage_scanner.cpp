@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 #include <system_error>
 
 #include "inventory/partitions/partition_layout.h"
@@ -92,6 +93,23 @@ int LinuxStorageScanner::listDevices(DevicePathMap& out) {
   mounts_ = readMounts();
   out = devicePaths_;
   return 0;
+}
+
+bool LinuxStorageScanner::listOrder(std::vector<std::uint32_t>& numbers) {
+  numbers.clear();
+  std::set<std::string> identities;
+  for (const auto& [number, disk] : disks_) {
+    numbers.push_back(number);
+    const bool listed = !disk.removable && disk.busKind != StorageBusKind::Raid &&
+                        disk.busKind != StorageBusKind::Unknown;
+    if (listed && !identities.insert(tree_.identity(disk)).second) {
+      return false;
+    }
+  }
+  std::stable_sort(numbers.begin(), numbers.end(), [this](std::uint32_t a, std::uint32_t b) {
+    return disks_.at(a).connection < disks_.at(b).connection;
+  });
+  return true;
 }
 
 const SysfsDisk* LinuxStorageScanner::find(std::uint32_t number) {

@@ -48,6 +48,9 @@ class SysfsTree {
   /// of the hardware areas that stand beside an eMMC device, no hidden path of a multipath drive.
   std::vector<SysfsDisk> disks() const;
   std::optional<SysfsDisk> disk(std::uint32_t number) const;
+  /// What tells two drives from each other: the serial number that the kernel has read; without one
+  /// the model, which others may share.
+  std::string identity(const SysfsDisk& disk) const;
   std::vector<SysfsPartition> partitions(const SysfsDisk& disk) const;
   /// dev_t of a device and of all that is built upon it (mapped devices, RAID), itself first.
   std::vector<std::uint32_t> withHolders(const std::string& devicePath) const;
@@ -62,6 +65,8 @@ class SysfsTree {
   std::string attribute(const std::string& folder, const std::string& name) const;
 
  private:
+  /// All of a file below a folder of /sys; empty when there is none.
+  static std::string content(const std::string& folder, const std::string& name);
   /// Folder and dev_t of each device.
   std::vector<std::pair<std::string, std::uint32_t>> climb(const std::string& devicePath,
                                                            bool soleHolders) const;

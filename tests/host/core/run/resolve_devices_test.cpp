@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/core/run/first_devices.h"
 #include "host/core/texts/texts.h"
 
 namespace ostria::host::test {
@@ -56,6 +57,36 @@ TEST(ResolveDevicesTest, ANameMeansOneDriveOrNone) {
       }
     }
     EXPECT_EQ(text, expected) << testing::PrintToString(names);
+  }
+}
+
+TEST(ResolveDevicesTest, NumbersAndNodesNeedTheBeginningOfTheListAlone) {
+  const auto idAt = [](const std::string& path) {
+    return path == "/dev/sdb" || path == "/dev/disk/by-id/b" ? "2064" : "";
+  };
+  const std::uint32_t all = ~std::uint32_t{0};
+  struct Row {
+    std::vector<std::string> names;
+    std::uint32_t count;
+    std::vector<std::string> ids;
+  };
+  const Row rows[] = {
+      {{}, all, {}},
+      {{"0"}, 1, {}},
+      {{"2", "1", "/dev/sdb"}, 3, {"2064"}},
+      {{"/dev/disk/by-id/b"}, 0, {"2064"}},
+      {{"4294967295"}, all, {}},
+      // What may be anybody's serial number.
+      {{"0", "sdb"}, all, {}},
+      {{"-1"}, all, {}},
+      {{"4294967296"}, all, {}},
+      {{"/dev/none", "0"}, all, {}},
+  };
+  for (const auto& [names, count, ids] : rows) {
+    storage::ScanDemand demand;
+    endWithNamedDevices(names, idAt, demand);
+    EXPECT_EQ(demand.count, count) << testing::PrintToString(names);
+    EXPECT_EQ(demand.ids, ids) << testing::PrintToString(names);
   }
 }
 
