@@ -57,7 +57,6 @@ inline constexpr std::size_t kDriveTypeAt = 6;  ///< inside a record; only type 
 // One physical drive.
 inline constexpr std::size_t kPdInfoBytes = 512;
 inline constexpr std::size_t kInquiryAt = 4;
-inline constexpr std::size_t kInquiryBytes = 96;
 inline constexpr std::size_t kFirmwareStateAt = 184;
 inline constexpr std::size_t kDriveInterfaceAt = 188;  ///< 16 bits, the interface in the top four
 inline constexpr std::uint16_t kSataInterface = 3;
