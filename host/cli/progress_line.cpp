@@ -99,7 +99,7 @@ void Progress::begin(const RunItem& item) {
   bytesPerSecond_ = 0;
   running_ = true;
   started_ = lastWritten_ = measured_ = clock_();
-  timeLeft_.start(started_);
+  timeLeft_.start(started_, item_.expected);
   switch (form_) {
     case ProgressForm::Json:
       return json(item_.kind + "_started", {}, {});

@@ -17,10 +17,11 @@ constexpr milliseconds kTolerance{10000};
 
 }  // namespace
 
-void TimeLeft::start(Time now) {
-  started_ = now;
-  percent_ = 0;
-  end_.reset();
+void TimeLeft::start(Time now, seconds expected) {
+  measured_ = now;
+  measuredPercent_ = percent_ = 0;
+  waiting_ = expected > seconds(0);
+  end_ = waiting_ ? std::optional(now + expected) : std::nullopt;
 }
 
 void TimeLeft::reached(double percent, Time now) {
@@ -28,11 +29,18 @@ void TimeLeft::reached(double percent, Time now) {
     return;
   }
   percent_ = percent;
-  const auto elapsed = now - started_;
+  if (waiting_) {
+    // A self-test begins with a tenth "done" that took no time.
+    waiting_ = false;
+    measured_ = now;
+    measuredPercent_ = percent;
+    return;
+  }
+  const auto elapsed = now - measured_;
   if (elapsed < kTooEarly || percent >= 100) {
     return;
   }
-  const double factor = (100 - percent) / percent;
+  const double factor = (100 - percent) / (percent - measuredPercent_);
   const auto estimate = milliseconds(static_cast<milliseconds::rep>(
       static_cast<double>(duration_cast<milliseconds>(elapsed).count()) * factor));
   const Time end = now + estimate;

@@ -14,6 +14,7 @@
 #include "inventory/identity_report.h"
 #include "inventory/power_report.h"
 #include "inventory/recording/recording_report.h"
+#include "inventory/self_test_report.h"
 #include "inventory/storage_scanner.h"
 #include "services/filesystem.h"
 #include "services/sal.h"
@@ -116,6 +117,9 @@ bool StorageComponent::getReport(const std::string& key, std::string& value) {
     }
     if (key == "RECORDING" || key == "RECORDING_MASKED") {
       return makeRecordingReport(*this, key != "RECORDING", value);
+    }
+    if (key == "SELF_TEST_TIMES") {
+      return makeSelfTestReport(*this, value);
     }
     if (key == "READ_TIMES") {
       value = readTimes_.rows();

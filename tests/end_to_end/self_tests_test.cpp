@@ -203,6 +203,32 @@ TEST(SelfTests, AStopBeforeTheWorkLeavesARunningRoutineAlone) {
   }
 }
 
+TEST(SelfTests, DrivesSayHowLongTheyTake) {
+  const std::string all = R"("smart": {"self_tests": [{"code": 1, "seconds": 100},
+      {"code": 2, "seconds": 20000}, {"code": 3, "seconds": 300}])";
+  SelfTestBench bench(
+      {driveOf("sata", "ATA", all + "}"), driveOf("sata", "OFF", all + R"(, "enabled": false})"),
+       driveOf("sata", "BARE", routine(2, 600)), driveOf("sas", "SAS", all + "}"),
+       driveOf("sas", "LONG", routine(2, 7201) + R"(, "scsi": {"mode_pages6": false})"),
+       driveOf("sas", "END", routine(2, 70000)), driveOf("nvme", "NVME", "")});
+  const auto row = [](const std::string& name, int seconds) {
+    return R"({"description":")" + name + R"(","data":")" + std::to_string(seconds) + R"("})";
+  };
+  const std::vector<std::string> expected = {
+      "[" + row("Short", 120) + "," + row("Extended", 20040) + "," + row("Conveyance", 300) + "]",
+      "none",
+      "[" + row("Extended", 600) + "]",
+      "[" + row("Extended", 20000) + "]",
+      "[" + row("Extended", 7201) + "]",
+      "none",
+      "none"};
+  for (std::uint32_t i = 0; i < expected.size(); ++i) {
+    std::string report;
+    const bool had = bench.manager().component(i)->getReport("SELF_TEST_TIMES", report);
+    EXPECT_EQ(had ? report : "none", expected[i]) << i;
+  }
+}
+
 TEST(SelfTests, TwoHoursCostNoRealTime) {
   SelfTestBench bench({driveOf("sas", "SLOW", routine(2, 7200))});
   const std::uint64_t before = bench.seconds();

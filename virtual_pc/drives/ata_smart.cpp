@@ -23,10 +23,15 @@ constexpr std::size_t kEnabledFeatures = 2 * 85u;  // of IDENTIFY: bit 0 is SMAR
 
 unsigned sumOf(const AtaPage& page) { return std::accumulate(page.begin(), page.end(), 0u); }
 
-/// Whole minutes, rounded up, in the byte of the data page; 255 is "look elsewhere".
-std::uint8_t minutes(std::uint64_t microseconds) {
+/// Whole minutes, rounded up, of the data page.
+std::uint16_t minutes(std::uint64_t microseconds) {
   const std::uint64_t whole = (microseconds / kMicrosecondsPerSecond + 59) / 60;
-  return static_cast<std::uint8_t>(std::min<std::uint64_t>(whole, 255));
+  return static_cast<std::uint16_t>(std::min<std::uint64_t>(whole, 0xFFFE));
+}
+
+/// The same in a byte, where 255 is "look elsewhere" for the extended test.
+std::uint8_t shortMinutes(std::uint64_t microseconds) {
+  return static_cast<std::uint8_t>(std::min<std::uint16_t>(minutes(microseconds), 255));
 }
 
 }  // namespace
@@ -121,9 +126,11 @@ AtaPage AtaSmart::dataPage() {
   page[367] = description_.capabilities;
   storeLe16(&page[368], 0x0003);
   page[370] = description_.logging ? 1 : 0;
-  page[372] = minutes(selfTests_.durationMicroseconds(1));
-  page[373] = minutes(selfTests_.durationMicroseconds(2));
-  page[374] = minutes(selfTests_.durationMicroseconds(3));
+  const std::uint64_t extended = selfTests_.durationMicroseconds(2);
+  page[372] = shortMinutes(selfTests_.durationMicroseconds(1));
+  page[373] = shortMinutes(extended);
+  page[374] = shortMinutes(selfTests_.durationMicroseconds(3));
+  storeLe16(&page[375], page[373] == 255 ? minutes(extended) : std::uint16_t{0});
   sealPage(&page);
   return page;
 }

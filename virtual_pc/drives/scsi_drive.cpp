@@ -15,6 +15,7 @@ using storage::storeBe64;
 
 namespace {
 
+constexpr std::uint8_t kControlPage = 0x0A;
 constexpr std::uint8_t kIecPage = 0x1C;
 constexpr std::uint8_t kDisableExceptions = 0x08;
 constexpr std::uint8_t kReportOnRequest = 6;
@@ -134,7 +135,8 @@ void ScsiDrive::modeSense(ScsiExchange& exchange, bool ten) {
   const std::uint8_t page = cdb[2] & 0x3F;
   constexpr std::uint8_t kAllPages = 0x3F;
   const bool known = identity().traits.iecPage && (page == kIecPage || page == kAllPages);
-  if (!known && page != kAllPages) {
+  const bool control = page == kControlPage || page == kAllPages;
+  if (!known && !control) {
     return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
 
@@ -145,8 +147,15 @@ void ScsiDrive::modeSense(ScsiExchange& exchange, bool ten) {
     data.insert(data.end(), {0, 0, 0, 0, 0, 0, storage::byteOf(medium().sectorBytes(), 1),
                              storage::byteOf(medium().sectorBytes(), 0)});
   }
+  const bool changeable = (cdb[2] >> 6) == 1;
+  if (control) {
+    const std::uint64_t seconds = selfTests_.durationMicroseconds(2) / kMicrosecondsPerSecond;
+    const std::uint16_t time =
+        changeable ? 0 : static_cast<std::uint16_t>(std::min<std::uint64_t>(seconds, 0xFFFF));
+    data.insert(data.end(), {kControlPage, 0x0A, 0, 0, 0, 0, 0, 0, 0, 0, storage::byteOf(time, 1),
+                             storage::byteOf(time, 0)});
+  }
   if (known) {
-    const bool changeable = (cdb[2] >> 6) == 1;
     data.insert(data.end(), {static_cast<std::uint8_t>(kSaveable | kIecPage), 0x0A,
                              changeable ? kDisableExceptions : iecFlags_,
                              changeable ? std::uint8_t{0x0F} : iecMethod_, 0, 0, 0, 0, 0, 0, 0, 1});

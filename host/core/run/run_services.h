@@ -2,6 +2,7 @@
 // and Ctrl-C for them, a window something else.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -24,6 +25,7 @@ struct RunItem {
   std::size_t tests = 1;  ///< on this device
   std::size_t drive = 1;
   std::size_t drives = 1;
+  std::chrono::seconds expected{0};  ///< what the drive says that it takes, 0 when it says nothing
 };
 
 /// Shows how far a run is. All operations may be called from any thread. Texts may hold control

@@ -12,6 +12,7 @@
 #include "host/core/run/identity_check.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_context.h"
+#include "host/core/run/self_test_time.h"
 #include "host/core/run/surface_notes.h"
 #include "ostria/storage/test_ids.h"
 
@@ -157,6 +158,7 @@ class TestRunner {
     item_.device = device.index;
     item_.label = services_.texts.say(
         "progress.test", {{"device", std::to_string(device.index)}, {"name", run.test.name}});
+    item_.expected = selfTestTime(run.test.id, component);
     services_.progress.begin(item_);
     const bool writes = run.test.id == kWriteTest;
     const std::string line =

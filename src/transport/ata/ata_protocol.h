@@ -1,6 +1,7 @@
 // ATA drives (ACS-3), whatever carries their commands.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -39,6 +40,10 @@ class AtaProtocol : public StorageProtocol {
   ProtocolResult IdleImmediate() override;
   /// Appends the attributes with a current value of 1 to 253; does not clear.
   virtual ProtocolResult GetSmartAttributes(std::vector<SmartAttribute>* attributes);
+  /// Seconds that the drive gives its own self-tests: short, extended, conveyance.
+  using SelfTestTimes = std::array<std::uint32_t, 3>;
+  /// @param times  0 for a test that the drive does not have, or gives no time for
+  ProtocolResult GetSelfTestTimes(SelfTestTimes* times);
 
   /// @return false when the same bridge is in the list already
   bool AddBridge(std::shared_ptr<AtaBridge> bridge) { return bridges_.add(std::move(bridge)); }

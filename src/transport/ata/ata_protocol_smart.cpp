@@ -169,6 +169,32 @@ ProtocolResult AtaProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   return ProtocolResult::Success;
 }
 
+// Polling times in minutes (ACS-3 7.48.6.8): a byte each, and a word for an extended test that
+// takes longer than a byte can tell.
+ProtocolResult AtaProtocol::GetSelfTestTimes(SelfTestTimes* times) {
+  constexpr std::uint8_t kSelfTest = 0x10;
+  constexpr std::uint8_t kConveyance = 0x20;
+  if (times == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
+  AtaPage page;
+  const ProtocolResult result = ReadSmartData(page);
+  if (!succeeded(result)) {
+    return result;
+  }
+  const std::uint8_t capability = page[kCapability];
+  const std::uint32_t extended = page[373] == 0xFF ? loadLe16(&page[375]) : page[373];
+  *times = {};
+  if ((capability & kSelfTest) != 0) {
+    (*times)[0] = page[372] * 60u;
+    (*times)[1] = extended * 60u;
+  }
+  if ((capability & kConveyance) != 0) {
+    (*times)[2] = page[374] * 60u;
+  }
+  return ProtocolResult::Success;
+}
+
 ProtocolResult AtaProtocol::GetSelfTestResult(std::uint8_t* code) {
   if (code == nullptr) {
     return ProtocolResult::InvalidArgument;

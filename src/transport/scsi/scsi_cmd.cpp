@@ -14,6 +14,7 @@ constexpr std::uint8_t kFua = 0x08;
 constexpr std::uint8_t kDisableBlockDescriptors = 0x08;
 constexpr std::uint8_t kPageFormat = 0x10;
 constexpr std::uint8_t kIecPage = 0x1C;
+constexpr std::uint8_t kControlPage = 0x0A;
 
 void begin(ScsiCmd& cmd, std::uint8_t opcode, std::uint8_t cdbLength) {
   cmd.cdb[0] = opcode;
@@ -55,6 +56,22 @@ void setBlocks16(ScsiCmd& cmd, std::uint8_t opcode, std::uint8_t flags, std::uin
   cmd.cdb[1] = flags;
   storeBe64(&cmd.cdb[2], lba);
   storeBe32(&cmd.cdb[10], sectors);
+}
+
+void beginModeSense6(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint8_t length) {
+  begin(cmd, 0x1A, 6);
+  cmd.cdb[1] = kDisableBlockDescriptors;
+  cmd.cdb[2] = page;
+  cmd.cdb[4] = length;
+  setDataIn(cmd, length, buffer);
+}
+
+void beginModeSense10(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint16_t length) {
+  begin(cmd, 0x5A, 10);
+  cmd.cdb[1] = kDisableBlockDescriptors;
+  cmd.cdb[2] = page;
+  storeBe16(&cmd.cdb[7], length);
+  setDataIn(cmd, length, buffer);
 }
 
 void setLogSense(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint16_t length) {
@@ -103,19 +120,19 @@ SendDiagnostic::SendDiagnostic(std::uint8_t code, std::uint8_t /*ignored*/) {
 }
 
 ModeSense6IECPage::ModeSense6IECPage(void* buffer, std::uint8_t length) {
-  begin(*this, 0x1A, 6);
-  cdb[1] = kDisableBlockDescriptors;
-  cdb[2] = kIecPage;
-  cdb[4] = length;
-  setDataIn(*this, length, buffer);
+  beginModeSense6(*this, kIecPage, buffer, length);
 }
 
 ModeSense10IECPage::ModeSense10IECPage(void* buffer, std::uint16_t length) {
-  begin(*this, 0x5A, 10);
-  cdb[1] = kDisableBlockDescriptors;
-  cdb[2] = kIecPage;
-  storeBe16(&cdb[7], length);
-  setDataIn(*this, length, buffer);
+  beginModeSense10(*this, kIecPage, buffer, length);
+}
+
+ModeSense6ControlPage::ModeSense6ControlPage(void* buffer, std::uint8_t length) {
+  beginModeSense6(*this, kControlPage, buffer, length);
+}
+
+ModeSense10ControlPage::ModeSense10ControlPage(void* buffer, std::uint16_t length) {
+  beginModeSense10(*this, kControlPage, buffer, length);
 }
 
 ModeSelect6IecPage::ModeSelect6IecPage(std::uint8_t* modeData) {

@@ -76,6 +76,17 @@ class ModeSense10IECPage final : public ScsiCmd {
   ModeSense10IECPage(void* buffer, std::uint16_t length);
 };
 
+/// Control mode page, without block descriptors.
+class ModeSense6ControlPage final : public ScsiCmd {
+ public:
+  ModeSense6ControlPage(void* buffer, std::uint8_t length);
+};
+
+class ModeSense10ControlPage final : public ScsiCmd {
+ public:
+  ModeSense10ControlPage(void* buffer, std::uint16_t length);
+};
+
 class ModeSelect6IecPage final : public ScsiCmd {
  public:
   explicit ModeSelect6IecPage(std::uint8_t* modeData);  ///< 16 bytes, borrowed

@@ -32,6 +32,10 @@ class ScsiProtocol : public StorageProtocol {
   /// `Failure` with all ones in `lba` when the device says that there is no such address.
   ProtocolResult GetFirstFailedLba(std::uint64_t* lba) override;
   ProtocolResult GetSmartStatus(std::uint8_t* healthy) override;
+  /// Time that the device gives its own extended self-test.
+  /// @param seconds  above 0; written on success only
+  /// @return `NotSupported` when the device does not say, or only that it is above 65534
+  ProtocolResult GetExtendedSelfTestSeconds(std::uint32_t* seconds);
   /// Enabling changes nothing on a drive that counts as enabled; disabling restores what the drive
   /// had before the first change, byte for byte.
   ProtocolResult SetSmartEnabled(std::uint8_t enable) override;

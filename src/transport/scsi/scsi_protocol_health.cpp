@@ -263,6 +263,43 @@ ProtocolResult ScsiProtocol::GetSelfTestProgress(std::uint8_t* percent) {
   return ProtocolResult::Success;
 }
 
+// SPC-4 7.5.8: the control mode page, after a header and, whatever was asked, block descriptors.
+ProtocolResult ScsiProtocol::GetExtendedSelfTestSeconds(std::uint32_t* seconds) {
+  constexpr std::uint8_t kControlPage = 0x0A;
+  constexpr std::size_t kPageHead = 12;
+  constexpr std::uint32_t kBeyond = 0xFFFF;
+  if (seconds == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
+  for (const bool isLong : {false, true}) {
+    Page data{};
+    ScsiCmd command;
+    if (isLong) {
+      command = ModeSense10ControlPage(data.data(), data.size());
+    } else {
+      command = ModeSense6ControlPage(data.data(), data.size());
+    }
+    const std::size_t header = isLong ? 8 : 4;
+    if (!succeeded(CheckStatus(command, ProtocolResult::Failure)) ||
+        command.transferBytes < header) {
+      continue;
+    }
+    const std::size_t page = header + (isLong ? loadBe16(&data[6]) : data[3]);
+    const auto received = std::min<std::uint64_t>(command.transferBytes, data.size());
+    if (page + kPageHead > received || (data[page] & 0x7F) != kControlPage ||
+        data[page + 1] < kPageHead - 2) {
+      return ProtocolResult::InvalidDeviceData;
+    }
+    const std::uint32_t time = loadBe16(&data[page + 10]);
+    if (time == 0 || time == kBeyond) {
+      return ProtocolResult::NotSupported;
+    }
+    *seconds = time;
+    return ProtocolResult::Success;
+  }
+  return ProtocolResult::Failure;
+}
+
 ProtocolResult ScsiProtocol::ReadSelfTestLog(std::span<std::uint8_t> page, std::size_t needed) {
   LogSenseSelfTestPage command(page.data(), static_cast<std::uint16_t>(page.size()));
   const bool good = succeeded(CheckStatus(command, ProtocolResult::Failure));

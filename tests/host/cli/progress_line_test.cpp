@@ -89,5 +89,23 @@ TEST(ProgressLineTest, TheRestNeverGrowsBetweenSteps) {
   }
 }
 
+// A self-test of 90 seconds with its first tenth "done" at once, on a drive that said 120: its own
+// time stands until its speed is known, and nothing ever grows.
+TEST(ProgressLineTest, TheRestOfASelfTestIsThatOfTheDrive) {
+  TimeLeft left;
+  TimeLeft::Time now{};
+  left.start(now, seconds(120));
+  std::optional<seconds> before;
+  for (int second = 0; second < 90; ++second, now += seconds(1)) {
+    left.reached(10 + second / 10 * 10, now);
+    const auto rest = left.left(now);
+    ASSERT_TRUE(rest) << second;
+    EXPECT_TRUE(!before || *rest <= *before) << second;
+    EXPECT_GE(rest->count(), 90 - second) << second;
+    EXPECT_LE(rest->count(), 120 - second) << second;
+    before = rest;
+  }
+}
+
 }  // namespace
 }  // namespace ostria::host::test
