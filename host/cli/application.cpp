@@ -198,13 +198,14 @@ class Application {
     return ExitCode::Passed;
   }
 
-  // The worse of the outcome and what became of the files. To be called before the main output
-  // ends, as a failure is one of its notices.
-  ExitCode writeFiles(DocumentKind kind, ExitCode outcome) {
+  // To be called before the main output ends, as a failure is one of its notices.
+  void writeFiles(DocumentKind kind) {
     if (line_.isCollected()) {
       kept_.takeLastRuns(session_, manager(), catalogue_);
     }
-    return files_.write(kind, session_, texts_) ? outcome : worse(outcome, ExitCode::CouldNotStart);
+    if (!files_.write(kind, session_, texts_)) {
+      session_.ending = worse(session_.ending, ExitCode::CouldNotStart);
+    }
   }
 
   storage::SystemComponentManager& manager() { return *library_->module().componentManager(); }
@@ -328,22 +329,34 @@ class Application {
   }
 
   ExitCode list(ExitCode before) {
+    session_.ending = before;
     askForHealth();
-    judgeDevices(session_);
-    session_.finished = Clock::now();
-    const ExitCode code = worse(before, writeFiles(DocumentKind::List, session_.healthOutcome()));
-    writeSession(*main_, DocumentKind::List, session_);
-    return code;
+    return finishLooking(DocumentKind::List);
   }
 
   ExitCode show() {
     describeDrives(session_, manager(), catalogue_, texts_, redactor_, [this] { stopIfAsked(); });
+    return finishLooking(DocumentKind::Details);
+  }
+
+  ExitCode finishLooking(DocumentKind kind) {
     judgeDevices(session_);
-    kept_.compareWithLastTime(session_, manager());
+    if (kind == DocumentKind::Details) {
+      kept_.compareWithLastTime(session_, manager());
+    }
     session_.finished = Clock::now();
-    const ExitCode code = writeFiles(DocumentKind::Details, session_.healthOutcome());
-    writeSession(*main_, DocumentKind::Details, session_);
-    return code;
+    writeFiles(kind);
+    noteStop();
+    writeSession(*main_, kind, session_);
+    return worse(session_.healthOutcome(), session_.ending);
+  }
+
+  // A verdict that the user did not wait for is none.
+  void noteStop() {
+    if (interrupts_.isAbortRequested()) {
+      session_.ending = worse(session_.ending, ExitCode::Stopped);
+      session_.notices.push_back(texts_.say("note.stopped_by_user"));
+    }
   }
 
   ExitCode runSelection() {
@@ -407,16 +420,18 @@ class Application {
       askForHealth();
     }
     judgeDevices(session_);
-    ExitCode code = session_.outcome();
     if (line_.record || !line_.reports.empty()) {
       kept_.compareWithLastTime(session_, manager());
     }
     if (line_.record && !kept_.keep(session_)) {
-      code = worse(code, ExitCode::CouldNotStart);
+      session_.ending = ExitCode::CouldNotStart;
     }
-    code = writeFiles(DocumentKind::Run, code);
+    if (interrupts_.isAbortRequested()) {
+      session_.ending = worse(session_.ending, ExitCode::Stopped);
+    }
+    writeFiles(DocumentKind::Run);
     main_->end();
-    return code;
+    return worse(session_.outcome(), session_.ending);
   }
 
   void announce(std::uint32_t device) {
@@ -452,7 +467,7 @@ class Application {
   Session session_;
   Settings settings_;
   RunFiles files_;
-  KeptResults kept_{redactor_, texts_};
+  KeptResults kept_{redactor_, texts_, interrupts_};
   storage::ScanDemand demand_;
   std::vector<SuspendedDisk> suspended_;
   std::optional<std::uint32_t> announced_;  ///< device whose heading is out

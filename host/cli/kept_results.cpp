@@ -27,12 +27,18 @@ std::string testLabel(const Catalogue& catalogue, const std::string& id) {
 
 }  // namespace
 
-KeptResults::KeptResults(Redactor& redactor, const Texts& texts)
-    : redactor_(redactor), texts_(texts), history_(resultStore()) {}
+KeptResults::KeptResults(Redactor& redactor, const Texts& texts, const Interrupts& interrupts)
+    : redactor_(redactor),
+      texts_(texts),
+      interrupts_(interrupts),
+      history_(resultStore(Patience([&interrupts] { return interrupts.count(); }))) {}
 
 std::vector<KeptRun> KeptResults::read() {
   auto kept = history_->read();
   if (const auto* error = std::get_if<UsageError>(&kept)) {
+    if (interrupts_.isAbortRequested()) {
+      throw Stop{ExitCode::Stopped, texts_.say("note.stopped_by_user")};
+    }
     throw Stop{ExitCode::CouldNotStart, texts_.say(*error)};
   }
   std::vector<KeptRun> runs = std::get<std::vector<KeptRun>>(std::move(kept));

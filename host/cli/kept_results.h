@@ -9,6 +9,7 @@
 #include "host/core/model/module_catalogue.h"
 #include "host/core/run/redact.h"
 #include "host/core/texts/texts.h"
+#include "host/platform/interrupts.h"
 #include "ostria/storage/system_component_manager.h"
 
 namespace ostria::host {
@@ -16,8 +17,10 @@ namespace ostria::host {
 /// The store of results behind the program's options. Serial numbers leave it redacted.
 class KeptResults {
  public:
-  /// @param redactor  learns the serial numbers of the store; it and `texts` outlive the object
-  KeptResults(Redactor& redactor, const Texts& texts);
+  /// @param redactor    learns the serial numbers of the store
+  /// @param interrupts  the next one ends a wait for another program that uses the store
+  /// All three outlive the object.
+  KeptResults(Redactor& redactor, const Texts& texts, const Interrupts& interrupts);
 
   /// Throws `Stop` when the store cannot be read.
   std::vector<HistoryRecord> records(const HistoryFilter& filter);
@@ -41,6 +44,7 @@ class KeptResults {
 
   Redactor& redactor_;
   const Texts& texts_;
+  const Interrupts& interrupts_;
   std::unique_ptr<History> history_;
 };
 

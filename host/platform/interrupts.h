@@ -14,6 +14,9 @@ namespace ostria::host {
 /// about twice a second.
 class Interrupts : public AbortFlag {
  public:
+  /// How many there were.
+  virtual int count() const = 0;
+  bool isAbortRequested() const override { return count() > 0; }
   /// Asks for an abort as Ctrl-C does, for example because nobody reads the output any more.
   virtual void requestAbort() = 0;
   /// @param onInterrupt  gets how many interrupts there were

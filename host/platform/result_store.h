@@ -4,10 +4,12 @@
 #include <memory>
 
 #include "host/core/model/history.h"
+#include "host/core/patience.h"
 
 namespace ostria::host {
 
 /// The store of this user; nothing is opened or made before it is used.
-std::unique_ptr<History> resultStore();
+/// @param patience  how long it waits for another program that uses the store
+std::unique_ptr<History> resultStore(Patience patience);
 
 }  // namespace ostria::host

@@ -13,6 +13,6 @@ namespace ostria::host {
 std::string stateFolder();
 
 /// A lock on the file, in the meaning of `LockFile`.
-std::unique_ptr<FileLock> lockFile(const std::string& path);
+std::unique_ptr<FileLock> lockFile(const std::string& path, Patience& patience);
 
 }  // namespace ostria::host

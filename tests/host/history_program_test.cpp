@@ -163,5 +163,36 @@ TEST_F(KeptRunsTest, PlantedStoresAreRefusedAndNeverFollowed) {
   }
 }
 
+// Another program may hold the store for ever; who waits for it may stop waiting.
+TEST_F(KeptRunsTest, ALockedStoreHearsTheUser) {
+  plug(0, 0);
+  ASSERT_EQ(run({"-Qm", "0", "--record"}), 0);
+  sqlite3* holder = nullptr;
+  ASSERT_EQ(sqlite3_open(store_.c_str(), &holder), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const std::vector<std::tuple<std::vector<std::string>, int, int>> rows = {
+      {{"--history"}, SIGTERM, 4},
+      {{"--show", "0", "--json"}, SIGINT, 4},
+      {{"-Qm", "0", "--record", "--json"}, SIGINT, 4}};
+  for (const auto& [arguments, number, code] : rows) {
+    std::vector<std::string> all = {"--virtual=" + folder_ + "/pc", "-Mstorage"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    Program program(OSTRIA_BIN_DIR, all);
+    usleep(700'000);
+    const auto asked = std::chrono::steady_clock::now();
+    program.send(number);
+    EXPECT_EQ(program.finish(), code) << arguments[0] << program.output << program.errors;
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(3)) << arguments[0];
+    const json parsed = json::parse(program.output, nullptr, false);
+    if (parsed.is_object()) {
+      EXPECT_EQ(schemaComplaint(parsed), "");
+      EXPECT_EQ(parsed.at("exit_code"), code);
+      EXPECT_THAT(program.output, HasSubstr(store_));
+    }
+  }
+  sqlite3_close(holder);
+  EXPECT_EQ(run({"--history"}), 0);
+}
+
 }  // namespace
 }  // namespace ostria::host::test

@@ -144,7 +144,8 @@ UsageError FileHistory::add(KeptRun& run) {
   UsageError failed{"file.results_unwritable", {{"file", path_}}};
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
-  const auto lock = lock_(path_ + ".lock");
+  patience_.begin();
+  const auto lock = lock_(path_ + ".lock", patience_);
   if (lock == nullptr) {
     return failed;
   }

@@ -16,7 +16,8 @@ namespace ostria::host {
 class FileHistory final : public History {
  public:
   /// @param lock  locks a file that lies beside the one of the runs
-  FileHistory(std::string path, LockFile lock) : path_(std::move(path)), lock_(std::move(lock)) {}
+  FileHistory(std::string path, LockFile lock, Patience patience)
+      : path_(std::move(path)), lock_(std::move(lock)), patience_(std::move(patience)) {}
   UsageError add(KeptRun& run) override;
   OrUsageError<std::vector<KeptRun>> read() override;
   std::string where() const override { return path_; }
@@ -24,6 +25,7 @@ class FileHistory final : public History {
  private:
   std::string path_;
   LockFile lock_;
+  Patience patience_;
 };
 
 /// The runs of such a file's text. Lines of older versions hold one result each; those of one time

@@ -96,6 +96,8 @@ struct Session {
   std::vector<ToolRun> tools;
   std::vector<std::string> notices;  ///< sentences about the whole run
   bool unperformed = false;          ///< a test was asked for that no device supports
+  /// What the program's own part adds: stopped by the user, or a file or record that was not kept.
+  ExitCode ending = ExitCode::Passed;
 
   /// The worst outcome of a run and of the verdicts on its drives; `NotPerformed` when nothing ran.
   ExitCode outcome() const;

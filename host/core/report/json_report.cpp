@@ -183,7 +183,7 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
 
 std::string listJson(const Session& session, const Texts& texts) {
   Json json = document("device_list", session);
-  putOutcome(json, session.healthOutcome());
+  putOutcome(json, worse(session.healthOutcome(), session.ending));
   json["devices"] = devicesJson(session, texts, false);
   json["notices"] = session.notices;
   return dumped(json);
@@ -191,7 +191,7 @@ std::string listJson(const Session& session, const Texts& texts) {
 
 std::string detailsJson(const Session& session, const Texts& texts) {
   Json json = document("device_details", session);
-  putOutcome(json, session.healthOutcome());
+  putOutcome(json, worse(session.healthOutcome(), session.ending));
   json["devices"] = devicesJson(session, texts, true);
   json["notices"] = session.notices;
   return dumped(json);
@@ -200,7 +200,7 @@ std::string detailsJson(const Session& session, const Texts& texts) {
 std::string sessionJson(const Session& session, const Texts& texts) {
   const bool tool = !session.toolName.empty();
   Json json = document(tool ? "tool_run" : "test_run", session);
-  putOutcome(json, session.outcome());
+  putOutcome(json, worse(session.outcome(), session.ending));
   json["devices"] = devicesJson(session, texts, false);
   if (tool) {
     json["tool"] = session.toolName;

@@ -41,7 +41,7 @@ class SignalInterrupts final : public Interrupts {
   SignalInterrupts(const SignalInterrupts&) = delete;
   SignalInterrupts& operator=(const SignalInterrupts&) = delete;
 
-  bool isAbortRequested() const override { return count_.load() > 0; }
+  int count() const override { return count_.load(); }
   void requestAbort() override { count_.fetch_add(1); }
   void setHandlers(std::function<void(int)> onInterrupt, std::function<void()> onTick) override;
 

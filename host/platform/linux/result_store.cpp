@@ -184,14 +184,15 @@ bool readInto(sqlite3* database, std::vector<KeptRun>& runs) {
 
 class SqliteHistory final : public History {
  public:
-  explicit SqliteHistory(std::string path) : path_(std::move(path)) {}
+  SqliteHistory(std::string path, Patience patience)
+      : path_(std::move(path)), patience_(std::move(patience)) {}
 
   UsageError add(KeptRun& run) override {
     const UsageError failed{"file.results_unwritable", {{"file", path_}}};
     if (path_.empty() || !makeFolders(folderOf(path_))) {
       return failed;
     }
-    const Database database = openDatabase(path_, true);
+    const Database database = openDatabase(path_, true, patience_);
     if (database == nullptr) {
       return failed;
     }
@@ -210,7 +211,7 @@ class SqliteHistory final : public History {
     if (path_.empty() || !std::filesystem::exists(std::filesystem::symlink_status(path_, error))) {
       return runs;
     }
-    const Database database = openDatabase(path_, false);
+    const Database database = openDatabase(path_, false, patience_);
     if (database == nullptr) {
       return failed;
     }
@@ -248,18 +249,19 @@ class SqliteHistory final : public History {
   }
 
   std::string path_;
+  Patience patience_;
 };
 
 }  // namespace
 
-std::unique_ptr<History> resultStore() {
+std::unique_ptr<History> resultStore(Patience patience) {
   const char* named = secure_getenv("OSTRIA_RESULTS");
   if (named != nullptr && *named != '\0') {
-    return std::make_unique<SqliteHistory>(named);
+    return std::make_unique<SqliteHistory>(named, std::move(patience));
   }
   const std::string folder = stateFolder();
   return std::make_unique<SqliteHistory>(
-      folder.empty() ? folder : folder + "/ostria-diagnostics/results.sqlite");
+      folder.empty() ? folder : folder + "/ostria-diagnostics/results.sqlite", std::move(patience));
 }
 
 }  // namespace ostria::host

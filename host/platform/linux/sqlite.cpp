@@ -15,14 +15,19 @@
 namespace ostria::host {
 namespace {
 
-constexpr int kBusyMilliseconds = 10000;
 constexpr std::time_t kMostSeconds = 30;
 constexpr int kStepsBetweenLooks = 100000;
 
 // One for the process: what it does with the store takes moments.
 std::atomic<std::time_t> latest{0};
 
-int isTooLate(void* /*unused*/) { return std::time(nullptr) > latest ? 1 : 0; }
+int isTooLate(void* patience) {
+  return std::time(nullptr) > latest || static_cast<Patience*>(patience)->isInterrupted() ? 1 : 0;
+}
+
+int isWorthWaiting(void* patience, int /*tries*/) {
+  return static_cast<Patience*>(patience)->pause() ? 1 : 0;
+}
 
 bool isOwnFile(const std::string& path, bool make) {
   const int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -54,7 +59,7 @@ std::string withRealFolder(const std::string& path) {
 
 void CloseDatabase::operator()(sqlite3* database) const { sqlite3_close(database); }
 
-Database openDatabase(const std::string& path, bool writable) {
+Database openDatabase(const std::string& path, bool writable, Patience& patience) {
   const std::string real = withRealFolder(path);
   if (!isOwnFile(real, writable)) {
     return nullptr;
@@ -63,11 +68,12 @@ Database openDatabase(const std::string& path, bool writable) {
   const int mode = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
   const int result = sqlite3_open_v2(real.c_str(), &raw, mode | SQLITE_OPEN_NOFOLLOW, nullptr);
   Database database(raw);
-  if (result != SQLITE_OK || sqlite3_busy_timeout(raw, kBusyMilliseconds) != SQLITE_OK) {
+  patience.begin();
+  if (result != SQLITE_OK || sqlite3_busy_handler(raw, isWorthWaiting, &patience) != SQLITE_OK) {
     return nullptr;
   }
   latest = std::time(nullptr) + kMostSeconds;
-  sqlite3_progress_handler(raw, kStepsBetweenLooks, isTooLate, nullptr);
+  sqlite3_progress_handler(raw, kStepsBetweenLooks, isTooLate, &patience);
   for (const auto& [option, value] :
        {std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0}, std::pair{SQLITE_DBCONFIG_ENABLE_VIEW, 0},
         std::pair{SQLITE_DBCONFIG_ENABLE_TRIGGER, 0}, std::pair{SQLITE_DBCONFIG_DEFENSIVE, 1}}) {

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "host/core/patience.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -18,8 +20,9 @@ using Database = std::unique_ptr<sqlite3, CloseDatabase>;
 /// Opens a database that somebody else may have prepared: no link is followed, nothing in the
 /// schema is run, and no statement takes longer than half a minute.
 /// @param writable  makes the file, for its owner alone, when it is not there
+/// @param patience  how long it waits for other programs; outlives the database
 /// @return null when the file cannot be used
-Database openDatabase(const std::string& path, bool writable);
+Database openDatabase(const std::string& path, bool writable, Patience& patience);
 
 bool execute(sqlite3* database, const char* text);
 

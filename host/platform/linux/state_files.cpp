@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 
 namespace ostria::host {
@@ -14,12 +15,14 @@ namespace {
 
 class Flock final : public FileLock {
  public:
-  explicit Flock(const std::string& path)
+  Flock(const std::string& path, Patience& patience)
       : descriptor_(
             open(path.c_str(), O_CREAT | O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600)) {
-    if (descriptor_ >= 0 && flock(descriptor_, LOCK_EX) != 0) {
-      close(descriptor_);
-      descriptor_ = -1;
+    while (descriptor_ >= 0 && flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+      if (errno != EWOULDBLOCK || !patience.pause()) {
+        close(descriptor_);
+        descriptor_ = -1;
+      }
     }
   }
   ~Flock() override {
@@ -57,8 +60,8 @@ std::string stateFolder() {
   return home != nullptr && *home == '/' ? home + std::string("/.local/state") : std::string();
 }
 
-std::unique_ptr<FileLock> lockFile(const std::string& path) {
-  auto lock = std::make_unique<Flock>(path);
+std::unique_ptr<FileLock> lockFile(const std::string& path, Patience& patience) {
+  auto lock = std::make_unique<Flock>(path, patience);
   return lock->isHeld() ? std::move(lock) : nullptr;
 }
 

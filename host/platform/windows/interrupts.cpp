@@ -35,7 +35,7 @@ class ConsoleInterrupts final : public Interrupts {
   ConsoleInterrupts(const ConsoleInterrupts&) = delete;
   ConsoleInterrupts& operator=(const ConsoleInterrupts&) = delete;
 
-  bool isAbortRequested() const override { return count_.load() > 0; }
+  int count() const override { return count_.load(); }
   void requestAbort() override { count_.fetch_add(1); }
   void setHandlers(std::function<void(int)> onInterrupt, std::function<void()> onTick) override {
     const std::lock_guard lock(mutex_);

@@ -6,8 +6,9 @@
 
 namespace ostria::host {
 
-std::unique_ptr<History> resultStore() {
-  return std::make_unique<FileHistory>(stateFolder() + "/ostria/results.jsonl", lockFile);
+std::unique_ptr<History> resultStore(Patience patience) {
+  return std::make_unique<FileHistory>(stateFolder() + "/ostria/results.jsonl", lockFile,
+                                       std::move(patience));
 }
 
 }  // namespace ostria::host

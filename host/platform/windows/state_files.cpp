@@ -13,15 +13,18 @@ namespace {
 
 class RegionLock final : public FileLock {
  public:
-  explicit RegionLock(const std::string& path)
+  RegionLock(const std::string& path, Patience& patience)
       : handle_(CreateFileW(wideText(path).c_str(), GENERIC_READ | GENERIC_WRITE,
                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
                             FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    constexpr DWORD kAtOnce = LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY;
     OVERLAPPED from{};
-    if (handle_ != INVALID_HANDLE_VALUE &&
-        LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &from) == FALSE) {
-      CloseHandle(handle_);
-      handle_ = INVALID_HANDLE_VALUE;
+    while (handle_ != INVALID_HANDLE_VALUE &&
+           LockFileEx(handle_, kAtOnce, 0, 1, 0, &from) == FALSE) {
+      if (GetLastError() != ERROR_LOCK_VIOLATION || !patience.pause()) {
+        CloseHandle(handle_);
+        handle_ = INVALID_HANDLE_VALUE;
+      }
     }
   }
   ~RegionLock() override {
@@ -44,8 +47,8 @@ std::string stateFolder() {
   return folder != nullptr ? narrowText(folder) : std::string();
 }
 
-std::unique_ptr<FileLock> lockFile(const std::string& path) {
-  auto lock = std::make_unique<RegionLock>(path);
+std::unique_ptr<FileLock> lockFile(const std::string& path, Patience& patience) {
+  auto lock = std::make_unique<RegionLock>(path, patience);
   return lock->isHeld() ? std::move(lock) : nullptr;
 }
 

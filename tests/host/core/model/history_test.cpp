@@ -34,8 +34,10 @@ TEST(HistoryTest, StoresKeepRunsInOrderAndDropTheOldest) {
   std::string folder = testing::TempDir() + "storeXXXXXX";
   ASSERT_NE(mkdtemp(folder.data()), nullptr);
   setenv("OSTRIA_RESULTS", (folder + "/deep/results.sqlite").c_str(), 1);
+  const Patience patience([] { return 0; });
   const std::unique_ptr<History> stores[] = {
-      std::make_unique<FileHistory>(folder + "/deeper/results.jsonl", lockFile), resultStore()};
+      std::make_unique<FileHistory>(folder + "/deeper/results.jsonl", lockFile, patience),
+      resultStore(patience)};
   unsetenv("OSTRIA_RESULTS");
   for (const auto& store : stores) {
     EXPECT_TRUE(runsOf(*store).empty());
