@@ -13,6 +13,7 @@
 #include "host/cli/installed_files.h"
 #include "host/cli/jobs.h"
 #include "host/cli/kept_results.h"
+#include "host/cli/left_out_notices.h"
 #include "host/cli/machine_file.h"
 #include "host/cli/module_start.h"
 #include "host/cli/plan.h"
@@ -21,6 +22,7 @@
 #include "host/cli/rights_notices.h"
 #include "host/cli/routine_question.h"
 #include "host/cli/run_files.h"
+#include "host/cli/scan_demand.h"
 #include "host/cli/session_head.h"
 #include "host/cli/sleeping_drives.h"
 #include "host/cli/stop.h"
@@ -29,7 +31,6 @@
 #include "host/core/report/plain_text.h"
 #include "host/core/run/ask_drives.h"
 #include "host/core/run/collect_health.h"
-#include "host/core/run/first_devices.h"
 #include "host/core/run/left_out.h"
 #include "host/core/run/parameters.h"
 #include "host/core/run/run_tests.h"
@@ -215,7 +216,8 @@ class Application {
     if (!line_.wake) {
       leaveDrivesAsleep();
     }
-    chooseDemand();
+    suspended_ = line_.virtualPc ? std::vector<SuspendedDisk>() : suspendedDisks();
+    demand_ = demandOf(line_, plan_, !suspended_.empty());
     scan();
 
     const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
@@ -239,45 +241,9 @@ class Application {
       silent = silentDisks(manager(), names, known);
     }
     takeDevices(manager(), silent, plan_.selection, names, texts_, redactor_, session_);
-    noteLeftOut(count == 0, names);
+    noteLeftOut(manager(), plan_.action == Action::List, count == 0, names, texts_, session_);
     session_.notices.insert(session_.notices.end(), missing.begin(), missing.end());
     stopIfAsked();
-  }
-
-  // A command for one drive leaves those behind it in the list alone. Not so where others have a
-  // part in the outcome: their secrets are masked, a suspended one is named, and what writes makes
-  // sure that no other drive answers to the same name.
-  void chooseDemand() {
-    // Neither the list nor the SMART tool shows what is on a drive.
-    const bool smart = plan_.action == Action::RunTool && plan_.selection.operation.empty();
-    demand_.volumes = (plan_.action != Action::List && !smart) || !line_.reports.empty();
-    suspended_ = line_.virtualPc ? std::vector<SuspendedDisk>() : suspendedDisks();
-    if (!line_.redact && !plan_.writes && !plan_.changesVolumes() &&
-        plan_.action != Action::Capture && suspended_.empty()) {
-      endWithNamedDevices(plan_.selection.names, deviceIdAt, demand_);
-    }
-  }
-
-  // What the list does not show, and why; in a run only where there is nothing else.
-  void noteLeftOut(bool nothing, const FindDeviceNames& names) {
-    const bool list = plan_.action == Action::List;
-    if (!nothing && !list) {
-      return;
-    }
-    const bool members = std::ranges::any_of(
-        session_.devices, [](const DeviceInfo& device) { return device.connection == "raid"; });
-    auto notices = leftOutNotices(manager(), members, names, texts_);
-    if (nothing) {
-      notices.insert(notices.begin(), texts_.say("notice.no_device"));
-    }
-    if (!list) {
-      std::string sentence;
-      for (const std::string& notice : notices) {
-        sentence += (sentence.empty() ? "" : " ") + notice;
-      }
-      throw Stop{ExitCode::NotPerformed, sentence};
-    }
-    session_.notices.insert(session_.notices.end(), notices.begin(), notices.end());
   }
 
   void scan() {

@@ -50,6 +50,15 @@ std::vector<KeptRun> KeptResults::read() {
   return runs;
 }
 
+std::vector<KeptRun> KeptResults::readOrNote(Session& session) {
+  auto kept = history_->read();
+  if (const auto* error = std::get_if<UsageError>(&kept)) {
+    session.notices.push_back(texts_.say(*error));
+    return {};
+  }
+  return std::get<std::vector<KeptRun>>(std::move(kept));
+}
+
 std::vector<HistoryRecord> KeptResults::records(const HistoryFilter& filter) {
   std::vector<HistoryRecord> records = chosenRecords(read(), filter);
   for (HistoryRecord& record : records) {
@@ -91,12 +100,7 @@ Comparison KeptResults::comparison(std::vector<std::string> names) {
 }
 
 void KeptResults::compareWithLastTime(Session& session, storage::SystemComponentManager& manager) {
-  const auto kept = history_->read();
-  const auto* runs = std::get_if<std::vector<KeptRun>>(&kept);
-  if (runs == nullptr) {
-    session.notices.push_back(texts_.say(std::get<UsageError>(kept)));
-    return;
-  }
+  const auto runs = readOrNote(session);
   for (DeviceInfo& device : session.devices) {
     storage::SystemComponent* component = manager.component(device.index);
     if (component == nullptr) {
@@ -104,7 +108,7 @@ void KeptResults::compareWithLastTime(Session& session, storage::SystemComponent
     }
     // The serial number of `device` may be masked.
     const std::string serial = serialOf(*component);
-    const KeptRun* run = lastRunOf(*runs, device.model, serial, session.virtualPc);
+    const KeptRun* run = lastRunOf(runs, device.model, serial, session.virtualPc);
     const KeptDrive now{device.index, device.model, serial, {}, {}, {}, {}, numbersOf(device)};
     if (run == nullptr || now.numbers.empty()) {
       continue;
@@ -119,19 +123,14 @@ void KeptResults::compareWithLastTime(Session& session, storage::SystemComponent
 
 void KeptResults::takeLastRuns(Session& session, storage::SystemComponentManager& manager,
                                const Catalogue& catalogue) {
-  const auto kept = history_->read();
-  const auto* runs = std::get_if<std::vector<KeptRun>>(&kept);
-  if (runs == nullptr) {
-    session.notices.push_back(texts_.say(std::get<UsageError>(kept)));
-    return;
-  }
+  const auto runs = readOrNote(session);
   for (DeviceInfo& device : session.devices) {
     storage::SystemComponent* component = manager.component(device.index);
     if (component == nullptr) {
       continue;
     }
     // Model and serial number of `device` may be masked.
-    const auto results = lastResultsOf(*runs, component->description().model, serialOf(*component),
+    const auto results = lastResultsOf(runs, component->description().model, serialOf(*component),
                                        session.virtualPc);
     for (const auto& [id, result] : results) {
       const auto time = secondsOfIsoTime(result.time);

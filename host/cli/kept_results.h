@@ -40,6 +40,8 @@ class KeptResults {
 
  private:
   std::vector<KeptRun> read();
+  /// Nothing, and a notice of the session, when the store cannot be read.
+  std::vector<KeptRun> readOrNote(Session& session);
   void hideSecrets(KeptRun& run) const;
 
   Redactor& redactor_;

@@ -22,7 +22,7 @@ std::string temperatureText(std::uint64_t raw, const Texts& texts) {
 }
 
 std::string attributeData(const SmartRow& row, std::uint64_t raw, const Texts& texts) {
-  const std::string count = std::to_string(*countOf(row));
+  std::string count = std::to_string(*countOf(row));
   const std::string high = std::to_string(raw >> 16 & 0xFFFFu);
   switch (packingOf(row.number(&SmartRow::id).value_or(0))) {
     case Packing::Count16:

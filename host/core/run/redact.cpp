@@ -62,7 +62,7 @@ std::string Redactor::text(std::string text) const {
   return text;
 }
 
-std::string Redactor::whole(std::string value) const {
+std::string Redactor::whole(const std::string& value) const {
   return enabled_ && !value.empty() ? std::string(kMask) : value;
 }
 

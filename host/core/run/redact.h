@@ -17,7 +17,7 @@ class Redactor {
   /// The text with every learnt serial number masked, in capitals or small letters.
   std::string text(std::string text) const;
   /// The mask instead of the whole value; an empty value stays empty.
-  std::string whole(std::string value) const;
+  std::string whole(const std::string& value) const;
   /// A path with its last part masked.
   std::string lastPart(const std::string& path) const;
   /// The text with every address masked such as SAS has for a drive: "0x5000c500a1b2c3d4".
