@@ -233,8 +233,10 @@ class Application {
       noteVolumes(raidVolumes(), plan_.selection.names, texts_, session_.notices);
       noteUnlisted(manager(), suspended_, texts_, session_.notices);
     }
-    plan_.selection.devices = checked(resolveDevices(
-        plan_.selection.names, deviceKeys(manager(), silent, names), resolvedDevicePath));
+    if (!plan_.selection.names.empty()) {
+      plan_.selection.devices = checked(resolveDevices(
+          plan_.selection.names, deviceKeys(manager(), silent, names), resolvedDevicePath));
+    }
     if (line_.wake || !plan_.leavesAsleep) {
       wakeDrives(
           manager(), plan_.selection, [this] { scan(); }, texts_, session_.notices);

@@ -10,9 +10,9 @@ namespace ostria::host {
 
 storage::ScanDemand demandOf(const CommandLine& line, const Plan& plan, bool suspended) {
   storage::ScanDemand demand;
-  // Neither the list nor the SMART tool shows what is on a drive.
+  // Neither the list nor the SMART tool shows what is on a drive, nor its driver.
   const bool smart = plan.action == Action::RunTool && plan.selection.operation.empty();
-  demand.volumes = (plan.action != Action::List && !smart) || !line.reports.empty();
+  demand.details = (plan.action != Action::List && !smart) || !line.reports.empty();
   if (!line.redact && !plan.writes && !plan.changesVolumes() && plan.action != Action::Capture &&
       !suspended) {
     endWithNamedDevices(plan.selection.names, deviceIdAt, demand);

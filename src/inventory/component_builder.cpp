@@ -59,13 +59,13 @@ void keepSecurity(StorageComponent& component, const StorageProtocol& ata) {
 
 /// Fills the properties through the ATA side of a USB device.
 /// @return false when there is none, or it could not fill them
-bool fillThroughUsbBridge(StorageComponent& component, DriverVersions& drivers) {
+bool fillThroughUsbBridge(StorageComponent& component, DriverVersions* drivers) {
   StorageProtocol& own = *component.storageProtocol();
   const auto ata = findAtaBehindUsb(own.GetDeviceHandle());
   if (ata == nullptr) {
     return false;
   }
-  const bool filled = succeeded(fillProperties(component, ata.get(), {}, &drivers));
+  const bool filled = succeeded(fillProperties(component, ata.get(), {}, drivers));
   keepSecurity(component, *ata);
   // The probes went past the component's own protocol, so its view of the device is read anew; when
   // that fails, the cache keeps what it had.
@@ -80,8 +80,9 @@ std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
                                                  const DeviceRecord& record,
                                                  std::unique_ptr<StorageProtocol> protocol,
                                                  std::unique_ptr<StorageProtocol> secondaryProtocol,
-                                                 bool volumes, DriverVersions& drivers) {
-  auto table = volumes ? readTable(scanner, record, *protocol) : nullptr;
+                                                 DriverVersions* drivers) {
+  const bool details = drivers != nullptr;
+  auto table = details ? readTable(scanner, record, *protocol) : nullptr;
   std::string id;
   if (scanner.getDeviceId(record.deviceNumber, &id) != 0) {
     return nullptr;
@@ -99,7 +100,7 @@ std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
                                record.connection == DeviceConnection::External &&
                                kind == ProtocolKind::Scsi;
   const bool filled = (behindUsbBridge && fillThroughUsbBridge(*component, drivers)) ||
-                      succeeded(fillProperties(*component, nullptr, {}, &drivers));
+                      succeeded(fillProperties(*component, nullptr, {}, drivers));
   if (!filled) {
     return nullptr;
   }

@@ -10,8 +10,7 @@
 namespace ostria::storage {
 
 /// Makes the component of an opened device: partition table, identity, properties and sections.
-/// @param volumes  false: without the partition table, and what of it is in the properties
-/// @param drivers  of this scan
+/// @param drivers  of this scan; null: without the details of a `ScanDemand`
 /// @return null when the device has no identity or its properties cannot be read; both protocols
 /// are
 ///         then gone. The handle stays the caller's in any case.
@@ -19,6 +18,6 @@ std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
                                                  const DeviceRecord& record,
                                                  std::unique_ptr<StorageProtocol> protocol,
                                                  std::unique_ptr<StorageProtocol> secondaryProtocol,
-                                                 bool volumes, DriverVersions& drivers);
+                                                 DriverVersions* drivers);
 
 }  // namespace ostria::storage

@@ -83,8 +83,8 @@ std::optional<DeviceRecord> StorageComponentManager::openDevice(std::uint32_t nu
 }
 
 std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
-    std::uint32_t number, const std::vector<std::string>& paths, bool volumes,
-    DriverVersions& drivers, std::uint32_t* reason) {
+    std::uint32_t number, const std::vector<std::string>& paths, DriverVersions* drivers,
+    std::uint32_t* reason) {
   for (const std::string& path : paths) {
     try {
       std::optional<DeviceRecord> record = openDevice(number, path, reason);
@@ -98,7 +98,7 @@ std::unique_ptr<StorageComponent> StorageComponentManager::findDevice(
         continue;
       }
       auto component = buildComponent(*scanner_, *record, std::move(found.protocol),
-                                      std::move(secondary), volumes, drivers);
+                                      std::move(secondary), drivers);
       if (component == nullptr) {
         continue;
       }
@@ -156,7 +156,8 @@ bool StorageComponentManager::scanDirectDevices(const ScanDemand& demand) {
   DriverVersions drivers;
   for (const std::uint32_t number : order) {
     std::uint32_t reason = 0;
-    auto component = findDevice(number, devices[number], demand.volumes, drivers, &reason);
+    auto component =
+        findDevice(number, devices[number], demand.details ? &drivers : nullptr, &reason);
     if (component == nullptr) {
       leaveOut(number, reason);
       continue;

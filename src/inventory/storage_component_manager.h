@@ -36,8 +36,8 @@ class StorageComponentManager : public SystemComponentManager {
   std::optional<DeviceRecord> openDevice(std::uint32_t number, const std::string& path,
                                          std::uint32_t* reason);
   std::unique_ptr<StorageComponent> findDevice(std::uint32_t number,
-                                               const std::vector<std::string>& paths, bool volumes,
-                                               DriverVersions& drivers, std::uint32_t* reason);
+                                               const std::vector<std::string>& paths,
+                                               DriverVersions* drivers, std::uint32_t* reason);
   void leaveOut(std::uint32_t number, std::uint32_t reason);
   void locateController(std::uint32_t number, StorageComponent& component);
   /// @return false when it ended early

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <system_error>
 
 #include "host/platform/linux/megaraid_disks.h"
@@ -28,12 +29,19 @@ bool isMegaraid(const std::string& root, unsigned host) {
 
 std::vector<MegaraidDisk> megaraidDisks(const std::string& root) {
   std::vector<MegaraidDisk> found;
+  std::map<unsigned, bool> hosts;  // a host of many disks is asked once
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(root + "/sys/class/scsi_device", error)) {
     unsigned host = 0, channel = 0, target = 0, unit = 0;
     if (std::sscanf(entry.path().filename().c_str(), "%u:%u:%u:%u", &host, &channel, &target,
-                    &unit) != 4 ||
-        !isMegaraid(root, host)) {
+                    &unit) != 4) {
+      continue;
+    }
+    const auto [known, isNew] = hosts.try_emplace(host);
+    if (isNew) {
+      known->second = isMegaraid(root, host);
+    }
+    if (!known->second) {
       continue;
     }
     std::error_code noDisk;

@@ -30,9 +30,9 @@ struct ScanDemand {
   /// is not known beforehand, all of the list is made.
   std::uint32_t count = ~std::uint32_t{0};
   std::vector<std::string> ids;
-  /// Partition tables and file systems: the sections, and "PARTITION_SCHEMA" and "UNALLOCATED" of
-  /// the properties.
-  bool volumes = true;
+  /// Partition tables, file systems and drivers: the sections, and of the properties
+  /// "PARTITION_SCHEMA", "UNALLOCATED" and "DRIVER_VERSION".
+  bool details = true;
 };
 
 /// Finds and owns the devices of the module.
