@@ -51,40 +51,10 @@ Outcome runOnce(const Json& drive, const Identifier& item) {
   return runOn(bench, item, 0);
 }
 
-/// The command ends with this status and no sense data for it, so often.
-Json status(int command, int value, int times) {
-  return fault(command, "scsi_status", {{"status", value}, {"times", times}});
-}
-constexpr int kCheckCondition = 2;
-constexpr int kBusy = 8;
-constexpr int kReservationConflict = 24;
-constexpr int kTaskSetFull = 40;
-
-TEST(RefusedCommands, AScsiReadThatBroughtNothingDoesNotPass) {
-  Json descriptor = status(kRead16, kCheckCondition, 0);
-  descriptor["codes"] = {2, 4, 1};
-  descriptor["descriptor"] = true;
-  const Json refusals[] = {sense(kRead16, 2, 0),
-                           sense(kRead16, 6, 0),
-                           sense(kRead16, 0xB, 0),
-                           descriptor,
-                           status(kRead16, kCheckCondition, 0),
-                           status(kRead16, kBusy, 0),
-                           status(kRead16, kReservationConflict, 0),
-                           status(kRead16, kTaskSetFull, 0),
-                           fault(kRead16, "short", {{"bytes", 0}, {"times", 0}}),
-                           fault(kRead16, "short", {{"bytes", 511}, {"times", 0}})};
-  for (const Json& refusal : refusals) {
-    for (const Identifier& item : {ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
-      Json drive = sasDrive();
-      drive["faults"] = Json::array({refusal});
-      EXPECT_EQ(runOnce(drive, item).result, TestResult::Stopped) << refusal << item.item;
-    }
-  }
+TEST(RefusedCommands, AScsiReadSurvivesOneAttentionAndOneRecoveredError) {
   Json drive = sasDrive();
   drive["faults"] = Json::array({sense(kRead16, 6, 1), sense(kRead16, 1, 1)});
-  EXPECT_EQ(runOnce(drive, ids::kQuickRandomSeek).result, TestResult::Passed)
-      << "one unit attention, one recovered error";
+  EXPECT_EQ(runOnce(drive, ids::kQuickRandomSeek).result, TestResult::Passed);
 }
 
 TEST(RefusedCommands, ARaidMembersBadSectorsAreFoundWhateverItsTransportReports) {
@@ -144,16 +114,6 @@ TEST(RefusedCommands, ASelfTestThatTheDriveDidNotStartWasNotPerformed) {
   }
 }
 
-TEST(RefusedCommands, ABusyOrReservedDriveRunsNoSelfTestAndIsNotDefective) {
-  for (const int value : {kCheckCondition, kBusy, kReservationConflict}) {
-    Json drive = sasDrive();
-    drive["faults"] = Json::array({status(kSendDiagnostic, value, 0)});
-    for (const Identifier& item : {ids::kShortSelfTest, ids::kDefaultSelfTest}) {
-      EXPECT_EQ(runOnce(drive, item).result, TestResult::NotPerformed) << value << " " << item.item;
-    }
-  }
-}
-
 TEST(RefusedCommands, AFailingDriveThatReportsNoProgressStillFails) {
   Json drive = sasDrive();
   drive["smart"]["self_tests"][0]["outcome"] = 7;
@@ -191,15 +151,6 @@ TEST(RefusedCommands, NothingAsksAUsbStickForTheModePageThatItHangsOn) {
   bench.manager().refreshComponent(0);
   EXPECT_EQ(runOn(bench, ids::kFullDiskScan, 0).result, TestResult::Failed);
   EXPECT_TRUE(bench.device(0).storageProtocol()->IsAccessible());
-}
-
-TEST(RefusedCommands, ADriveThatReportsFailuresByAnotherMethodIsLeftWithIt) {
-  Json drive = sasDrive();
-  drive["smart"]["enabled"] = false;
-  ModuleBench bench(machineWith(drive).dump());
-  bench.scan(1);
-  EXPECT_EQ(runOn(bench, ids::kSmartStatus, 0).result, TestResult::Passed);
-  EXPECT_FALSE(bench.smartEnabled(0));
 }
 
 TEST(RefusedCommands, ANvmeLogThatTheControllerRefusesWasNotRead) {

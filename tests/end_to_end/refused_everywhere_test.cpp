@@ -167,15 +167,16 @@ bool decides(const DriveKind& drive, const Subject& subject, const CommandClass&
     // own.
     return smart && isOneOf(c.detail, {0xD8, 0xDA}) && drive.controller != DriveKind::Behind::Lsi;
   }
+  const bool healthLog = c.set == Set::Nvme && c.code == 0x02 && c.detail == 0x02;
   if (id == ids::kSmartWearout || id == ids::kSmartHealth) {
-    return smart && isOneOf(c.detail, {0xD0, 0xD1, 0xD8});
+    return healthLog || (smart && isOneOf(c.detail, {0xD0, 0xD1, 0xD8}));
   }
   if (isOneOf(static_cast<int>(id.item), {5, 6, 7, 10, 18})) {  // self-tests
     return (smart && isOneOf(c.detail, {0xD0, 0xD4, 0xD8})) ||
            (c.set == Set::Scsi && isOneOf(c.code, {0x1D, 0x4D}));
   }
-  if (isOneOf(static_cast<int>(id.item), {19, 20, 21, 25})) {  // NVMe health log
-    return c.set == Set::Nvme && c.code == 0x02 && c.detail == 0x02;
+  if (isOneOf(static_cast<int>(id.item), {19, 20, 21, 25})) {
+    return healthLog;
   }
   if (isOneOf(static_cast<int>(id.item), {2, 3, 4, 8, 9})) {
     // These read by the protocol; the SCSI side of a SATA disk serves the system.

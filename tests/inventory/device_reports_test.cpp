@@ -334,28 +334,6 @@ TEST_F(ReportsOnPcTest, AtaVendorReportHasASwitch) {
   }
 }
 
-TEST_F(ReportsOnPcTest, AnyCallMayFail) {
-  std::ofstream("config.ini") << "[STORAGE]\nENABLE_OSTRIA_DRIVE_INFO=1\n";
-  StorageComponent& device = *bench.device("DISK");
-  virtual_pc::PlatformFaults& faults = bench.machine().faults();
-  const auto ask = [&device](const char* key) {
-    std::string text;
-    return device.getReport(key, text) ? text : "failed";
-  };
-  for (const char* const key : {"SMART", "OSTRIA_LOG_PAGE"}) {
-    faults.reset();
-    const std::string whole = ask(key);
-    const std::uint64_t calls = faults.calls();
-    ASSERT_GT(calls, 0u);
-    for (std::uint64_t call = 1; call <= calls; ++call) {
-      faults.reset();
-      faults.failCall(call, 31);
-      const std::string text = ask(key);
-      EXPECT_TRUE(text == whole || text == "failed" || text.empty()) << key << " " << call << text;
-    }
-  }
-}
-
 TEST(HtmlTableTest, WritesRowsAndLeavesAnIncompleteOneOpen) {
   EXPECT_EQ(makeHtmlTable({"A", "B"}, "left", {"1", "2", "3"}, "middle", 60, false),
             "<table width=\"60%\"><tr><th align=\"left\"> A </th><th align=\"left\"> B </th></tr>"

@@ -2,6 +2,7 @@
 
 import os
 import subprocess
+import time
 
 MIB = 1 << 20
 # Serial number of the controller, then namespace and size of each of its disks.
@@ -53,6 +54,54 @@ def claimed_registers(bench):
                 (code, results), (0, [0]) if relaxed else (3, [3]))
 
 
+def controller_state(bench):
+    """What the kernel says of a controller is in the verdict of its drive."""
+    drive = bench.needed("OSTRIABENCHNVME3", "protocols")
+    folder = drive and f"/sys/block/{drive.name}/device"
+    if not drive or not bench.check("protocols: the kernel has a state of the controller", os.path.exists(folder + "/state")):
+        return
+
+    def health():
+        _, listing = bench.product("--list", timeout=240)
+        devices = [device for device in listing.get("devices", []) if device["id"] == str(drive.number)]
+        return devices[0]["health"] if devices else {}
+
+    bench.equal("protocols: a controller that is live is no reason for a warning", health().get("verdict"), "good")
+    # The kernel waits inside the write until the reset is over; what is sent to the drive meanwhile waits, too.
+    again = f"while sleep 0.1; do echo 1 > {folder}/reset_controller; done"
+    found = {}
+    with subprocess.Popen(("sh", "-c", again)) as resets:
+        for _ in range(12):
+            found = health()
+            if "resetting" in str(found) or "connecting" in str(found):
+                break
+        resets.kill()
+    # What is asked meanwhile may come back without an answer, which is worse than a warning.
+    bench.check("protocols: a controller that is being reset makes its drive one to watch",
+                found.get("verdict") in ("watch", "not_answering")
+                and [reason["verdict"] for reason in found["reasons"] if reason["key"] == "health.controller_state"] == ["watch"], found)
+    time.sleep(2)
+    bench.equal("protocols: and no longer when the reset is over", health().get("verdict"), "good")
+    # This kernel takes a controller that it has given up out of the machine at once, so the word for it is put there.
+    with open("/run/bench-state", "w", encoding="ascii") as file:
+        file.write("dead\n")
+    state = os.path.realpath(folder + "/state")
+    bench.run("mount", "--bind", "/run/bench-state", state)
+    found = health()
+    bench.check("protocols: a controller that is dead is a drive that does not answer", found.get("verdict") == "not_answering",
+                found)
+    bench.run("umount", state)
+    with open(os.path.realpath(folder) + "/device/remove", "w", encoding="ascii") as file:
+        file.write("1")
+    bench.equal("protocols: a drive whose controller was removed is not listed", health(), {})
+    bench.run("sh", "-c", "echo 1 > /sys/bus/pci/rescan")
+    for _ in range(50):
+        if bench.drive("OSTRIABENCHNVME3"):
+            break
+        time.sleep(0.2)
+    bench.check("protocols: and comes back", bench.drive("OSTRIABENCHNVME3") is not None)
+
+
 def mode_page(drive):
     done = subprocess.run(("sg_modes", "--raw", "--page=0x1c", "--six", drive.node), stdout=subprocess.PIPE, check=False)
     return done.stdout.hex()
@@ -79,3 +128,4 @@ def run(bench):
     namespaces(bench)
     claimed_registers(bench)
     strict_disk(bench)
+    controller_state(bench)

@@ -69,6 +69,18 @@ def refused(bench, drive, other):
          [f"umount {MOUNT}", f"{lvm}vgremove -ffy benchvg", f"wipefs -aq {one}"]),
         ("md", "md127", ["modprobe raid1", f"mdadm --create /dev/md127 --run --force --level=1 --raid-devices=2 {one} missing"],
          ["mdadm --stop /dev/md127", f"mdadm --zero-superblock {one}"]),
+        # A mapping of an encrypted volume without its header, which the kernel never sees.
+        ("a btrfs on an encrypted partition", "bench-luks",
+         ["modprobe -a dm_crypt xts ecb btrfs",
+          f"DM_DISABLE_UDEV=1 dmsetup create bench-luks --uuid CRYPT-LUKS2-bench-luks --table "
+          f"'0 '$(blockdev --getsz {one})' crypt aes-xts-plain64 {'5a' * 64} 0 {one} 0'",
+          "mkfs.btrfs -q -f /dev/mapper/bench-luks", f"mount /dev/mapper/bench-luks {MOUNT}"],
+         [f"umount {MOUNT}", "DM_DISABLE_UDEV=1 dmsetup remove bench-luks"]),
+        ("a file system on a partition of an array", "md127",
+         ["modprobe raid1", f"mdadm --create /dev/md127 --run --force --level=1 --raid-devices=2 {one} missing",
+          "sgdisk -n1:2048:+64M /dev/md127", "partprobe /dev/md127", "mkfs.ext4 -q -F /dev/md127p1",
+          f"mount /dev/md127p1 {MOUNT}"],
+         [f"umount {MOUNT}", "sgdisk --zap-all /dev/md127", "mdadm --stop /dev/md127", f"mdadm --zero-superblock {one}"]),
         ("a file that is open on a volume", MOUNT, [f"mkfs.ext4 -q -F {one}", f"mount {one} {MOUNT}",
                                                     f"sleep 1000 < {MOUNT}/lost+found > /dev/null 2>&1 & echo $! > /run/bench-sleeper"],
          ["kill $(cat /run/bench-sleeper)", "sleep 0.3", f"umount {MOUNT}"]),
@@ -178,8 +190,10 @@ def checks(bench, drive):
         bench.check("repair: the bench can mount in two namespaces", ready)
         code, document = bench.product("recover", "filesystem", bench.index_of(drive), "--assume", "yes")
         parts = (document.get("tool_runs") or [{}])[0].get("partitions", [])
-        bench.equal("repair: a FAT that another namespace has mounted is not checked",
-                    (code, [(part["status"], part["report"]) for part in parts]), (6, [(6, "The volume is in use.\n")]))
+        reports = [(part["status"], part["report"]) for part in parts]
+        bench.check("repair: a FAT that another namespace has mounted is not checked",
+                    code == 6 and [entry for entry in reports if not entry[1].startswith(drive.node + "1:")]
+                    == [(6, "The volume is in use.\n")], (code, reports))
         bench.check("repair: and it is mounted again", MOUNT in mounts(), mounts())
 
 

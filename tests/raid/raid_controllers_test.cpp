@@ -369,28 +369,6 @@ TEST(RaidControllers, ThatAnswerNonsenseDoNoHarm) {
   EXPECT_LE(bench.members(kChipsetName).size(), 4u);
 }
 
-TEST(RaidControllers, SurviveCallsThatFailDuringTheSearch) {
-  const auto search = [](std::uint64_t failAt, std::uint64_t goneFrom) {
-    RaidBench bench(raidMachine());  // which demands that every handle is closed
-    bench.faults().reset();
-    bench.faults().failCall(failAt, 1167);
-    bench.faults().goneFrom(goneFrom);
-    bench.manager().scan();
-    EXPECT_LE(bench.manager().componentCount(), 10u);
-    return bench.faults().calls();
-  };
-  const std::uint64_t calls = search(0, 0);
-  ASSERT_GT(calls, 100u);
-  // Most calls ask for NVMe members on paths where there is none; some of them stand for all.
-  for (std::uint64_t call = 1; call <= calls; call += call < 60 ? 1 : 1 + calls / 20) {
-    SCOPED_TRACE(call);
-    search(call, 0);
-    if (call % 5 == 0) {
-      search(0, call);
-    }
-  }
-}
-
 TEST(RaidControllers, BehindALibraryNeedItsFunctionAndItsAnswer) {
   const auto opened = [](const Json& machine) {
     RaidBench bench(machine);

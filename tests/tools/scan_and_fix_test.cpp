@@ -77,32 +77,6 @@ struct Bench {
   StorageComponent* device;
 };
 
-TEST(ScanTest, GoodDiskIsReadToItsEnd) {
-  Bench bench("");
-  EXPECT_EQ(bench.run("scan"), (Lines{"OnRecoverInit", "OnOperationInit SCAN_TOOL",
-                                      "OnDeviceInit 0", "OnDeviceFinish 0|0", "OnRecoverFinish"}));
-  EXPECT_EQ(bench.info(), (Lines{"20011", "0", "0", "0"}));
-  EXPECT_TRUE(bench.found().empty());
-  const std::vector<int> progress = bench.host.progress();
-  EXPECT_EQ(progress.front(), 0);
-  EXPECT_EQ(progress.back(), 100);
-  EXPECT_TRUE(std::is_sorted(progress.begin(), progress.end()));
-}
-
-TEST(ScanTest, EveryBadSectorIsFoundAndNothingIsWritten) {
-  Bench bench(R"({"lba": 0}, {"lba": 4000, "count": 2}, {"lba": 20010},
-                 {"lba": 9000, "kind": "transient", "failures": 1})");
-  bench.run("scan");
-  EXPECT_EQ(bench.status(), "9");
-  EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
-  EXPECT_EQ(bench.info(), (Lines{"20011", "4", "0", "4"}));
-  EXPECT_TRUE(bench.tool.getParameter("RepairedSectorsList")->empty());
-  EXPECT_EQ(bench.medium().healedSectors(), 0u);
-  EXPECT_NE(bench.tool.runLog().text().find(
-                ">>> LOG\nBAD_SECTOR_TOOL_STARTED SCAN_TOOL\nBAD_SECTOR_FOUND_AT 0\n"),
-            std::string::npos);
-}
-
 TEST(ScanTest, WhatEndsAScanEarly) {
   {
     Bench hanging(R"({"lba": 10000, "kind": "hang"})");
@@ -129,35 +103,6 @@ TEST(ScanTest, WhatEndsAScanEarly) {
   EXPECT_EQ(stopAtFirstProgress([&] { bench.host.systemEvents = 0x04; }), "0");
   EXPECT_EQ(stopAtFirstProgress([] { throw std::runtime_error("host"); }), "6");
   EXPECT_EQ(stopAtFirstProgress([&] { bench.pc.machine().drive("disk")->vanish(); }), "8");
-}
-
-TEST(RepairTest, SecondPassFindsNothingAndOnlyBadSectorsWereWritten) {
-  Bench bench(R"({"lba": 0}, {"lba": 4000, "count": 2}, {"lba": 20010})");
-  const auto before = bench.sector(3999);
-  bool offline = false;
-  bench.host.onEvent = [&](Tool&, const std::string& event) {
-    if (event == "OnProgress") {
-      offline = !bench.pc.machine().volume('D')->mounted();
-    }
-  };
-  bench.run("repair");
-  EXPECT_TRUE(offline);
-  EXPECT_TRUE(bench.pc.machine().volume('D')->mounted());
-  EXPECT_EQ(bench.status(), "9");
-  EXPECT_EQ(bench.found(), (Lines{"0", "4000", "4001", "20010"}));
-  EXPECT_EQ(bench.info(), (Lines{"20011", "4", "4", "0"}));
-  EXPECT_EQ(bench.medium().healedSectors(), 4u);
-  std::vector<std::uint8_t> pattern(512);
-  for (std::size_t i = 0; i < pattern.size(); i += 2) {
-    pattern[i] = 1;
-  }
-  EXPECT_EQ(bench.sector(4000), pattern);
-  EXPECT_EQ(bench.sector(3999), before);
-  EXPECT_NE(bench.sector(4002), pattern);
-
-  bench.run("repair");
-  EXPECT_EQ(bench.status(), "0");
-  EXPECT_EQ(bench.info(), (Lines{"20011", "0", "0", "0"}));
 }
 
 TEST(RepairTest, EveryKindOfBadSector) {
@@ -189,6 +134,9 @@ TEST(RepairTest, EveryKindOfBadSector) {
              "BAD_SECTOR_FOUND_AT 700", "BAD_SECTOR_NOT_FIXED_AT 700", "BAD_SECTOR_FOUND_AT 2599",
              "BAD_SECTOR_FIXED_AT 2599", "BAD_SECTOR_TOOL_FINISHED SCAN_AND_FIX_TOOL", "<<< LOG"}));
   const auto after = bench.content();
+  for (std::size_t i = 0; i < 512; ++i) {
+    ASSERT_EQ(after[300][i], 1 - i % 2) << "what is written";
+  }
   for (std::size_t lba = 0; lba < after.size(); ++lba) {
     if (std::find(bad.begin(), bad.end(), std::to_string(lba)) == bad.end()) {
       EXPECT_EQ(after[lba], before[lba]) << "a good sector was written: " << lba;

@@ -17,29 +17,6 @@ unsigned sum(const std::vector<std::uint8_t>& page) {
   return std::accumulate(page.begin(), page.end(), 0u) & 0xFF;
 }
 
-TEST(VirtualAtaDrive, IdentifiesItself) {
-  DriveBench drive(R"("kind": "sata", "model": "AB", "serial": "S1", "size_sectors": 6000000000,
-      "sector_bytes": 4096, "rotation_rate": 5400, "security": {"locked": true},
-      "smart": {"enabled": false}, "identify_words": [{"word": 81, "value": 66}])");
-  const AtaExchange id = drive.ata({0, 1, 0, 0, 0, 0, 0xEC}, 512);
-  ASSERT_EQ(id.transferred, 512u);
-  EXPECT_EQ(sum(id.data), 0u);
-  const auto word = [&](unsigned n) { return loadLe16(&id.data[2 * n]); };
-  EXPECT_EQ(word(27), 0x4142);
-  EXPECT_EQ(word(10), 0x5331);
-  EXPECT_EQ(storage::loadLe64(&id.data[200]), 6000000000u);
-  EXPECT_EQ(word(60) | (word(61) << 16), 0x0FFFFFFF);
-  EXPECT_EQ(word(106) & 0xD000, 0x5000);
-  EXPECT_EQ(word(117), 2048);
-  EXPECT_EQ(word(217), 5400);
-  EXPECT_EQ(word(82) & 3, 3);
-  EXPECT_EQ(word(85) & 3, 2);
-  EXPECT_EQ(word(128) & 4, 4);
-  EXPECT_EQ(word(81), 66);
-  // A locked drive moves no user data.
-  EXPECT_EQ(drive.readExt(0).out.features, 0x04);
-}
-
 TEST(VirtualAtaDrive, ReadsAndWritesByBothAddressForms) {
   DriveBench drive(kPlain);
   const std::vector<std::uint8_t> data(1024, 0x3C);
@@ -99,71 +76,6 @@ TEST(VirtualAtaDrive, SmartIsOffUntilItIsSwitchedOn) {
 constexpr char kWithTests[] = R"("kind": "sata", "model": "M", "size_sectors": 1000,
     "bad_sectors": [{"lba": 500}],
     "smart": {"self_tests": [{"code": 1, "seconds": 100}, {"code": 2, "seconds": 7200}]})";
-
-TEST(VirtualAtaDrive, SelfTestsRunInTheirTimeAndFindTheBadSector) {
-  DriveBench drive(kWithTests);
-  const auto status = [&] { return drive.smart(0xD0, 0, 512).data[363]; };
-  EXPECT_EQ(status(), 0x00);
-  EXPECT_EQ(drive.smart(0xD4, 1).out.command, 0x50);
-  EXPECT_EQ(status() >> 4, 15);
-  EXPECT_EQ(status() & 15, 9);
-  drive.clock.advance(45 * kMicrosecondsPerSecond);
-  EXPECT_EQ(status(), 0xF6) << "45 percent done leave six tenths";
-  drive.clock.advance(60 * kMicrosecondsPerSecond);
-  EXPECT_EQ(status(), 0x00);
-
-  drive.smart(0xD4, 2);
-  drive.clock.advance(3700 * kMicrosecondsPerSecond);
-  EXPECT_EQ(status() >> 4, 7) << "the routine that reads everything stops at the bad sector";
-  const AtaExchange extended = drive.logExt(7);
-  EXPECT_EQ(sum(extended.data), 0u);
-  EXPECT_EQ(loadLe16(&extended.data[2]), 2);
-  EXPECT_EQ(loadLe16(&extended.data[4 + 26 + 5]), 500);
-  const AtaExchange shortLog = drive.smart(0xD5, 6, 512);
-  EXPECT_EQ(shortLog.data[508], 2);
-  EXPECT_EQ(storage::loadLe32(&shortLog.data[2 + 24 + 5]), 500u);
-
-  drive.smart(0xD4, 1);
-  EXPECT_EQ(drive.smart(0xD4, 0x7F).out.command, 0x50);
-  EXPECT_EQ(status() >> 4, 1);
-  EXPECT_EQ(drive.smart(0xD4, 99).out.features, 0x04);
-}
-
-TEST(VirtualAtaDrive, ErrorsOfReadsStandInItsLogs) {
-  DriveBench drive(kWithTests);
-  drive.readExt(500);
-  EXPECT_EQ(loadLe16(&drive.smart(0xD5, 0, 512).data[4]), 2) << "pages of log 2";
-  EXPECT_EQ(loadLe16(&drive.logExt(0).data[6]), 2);
-  for (const std::uint8_t log : {std::uint8_t{1}, std::uint8_t{2}}) {
-    const AtaExchange page = drive.smart(0xD5, log, 512);
-    EXPECT_EQ(sum(page.data), 0u);
-    EXPECT_EQ(page.data[1], 1);
-    EXPECT_EQ(loadLe16(&page.data[2 + 51]), 500);
-  }
-  const AtaExchange extended = drive.logExt(3);
-  EXPECT_EQ(extended.data[4 + 77] | (extended.data[4 + 79] << 8), 500);
-  // More errors than there is room for: the oldest give way.
-  for (int i = 0; i < 10; ++i) {
-    drive.readExt(500);
-  }
-  EXPECT_EQ(drive.smart(0xD5, 1, 512).data[1], 1);
-  EXPECT_EQ(loadLe16(&drive.smart(0xD5, 1, 512).data[452]), 11);
-  EXPECT_EQ(drive.logExt(3, 2).out.features, 0x04) << "there is no third page";
-}
-
-TEST(VirtualAtaDrive, SpinsUpWhenTheMediumIsNeeded) {
-  DriveBench drive(R"("kind": "sata", "model": "M", "size_sectors": 1000, "power": "standby",
-      "spin_up_seconds": 9)");
-  const AtaTaskFile check{0, 0, 0, 0, 0, 0, 0xE5};
-  EXPECT_EQ(drive.ata(check).out.count, 0x00);
-  EXPECT_LT(drive.clock.now(), kMicrosecondsPerSecond);
-  drive.ata({0, 0, 0, 0, 0, 0, 0xE1});
-  EXPECT_GE(drive.clock.now(), 9 * kMicrosecondsPerSecond);
-  EXPECT_EQ(drive.ata(check).out.count, 0x80);
-  drive.readExt(3);
-  EXPECT_EQ(drive.ata(check).out.count, 0xFF);
-  EXPECT_LT(drive.clock.now(), 10 * kMicrosecondsPerSecond);
-}
 
 }  // namespace
 }  // namespace ostria::virtual_pc::test

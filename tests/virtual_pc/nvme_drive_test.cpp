@@ -12,30 +12,6 @@ namespace {
 using storage::ProtocolResult;
 using storage::test::NvmeBench;
 
-TEST(NvmeDrive, TellsTheProtocolWhatItIs) {
-  NvmeTraits traits;
-  traits.serial = "SERIAL 7";
-  traits.model = "MODEL";
-  traits.partNumber = "PN-1";
-  traits.namespaceId = 3;
-  NvmeBench bench(traits, 5000);
-  storage::StorageProtocolProperties p;
-  ASSERT_EQ(bench.protocol->GetCachedProperties(&p), ProtocolResult::Success);
-  EXPECT_EQ(bench.refreshed, ProtocolResult::Success);
-  EXPECT_EQ(p.serialNumber, "SERIAL 7");
-  EXPECT_EQ(p.totalSectors, 5000u);
-  EXPECT_EQ(p.logicalSectorSize, 512u);
-  EXPECT_EQ(p.fruPartNumber, "PN-1" + std::string(26, ' '));
-
-  traits.namespaceSize = 0;
-  EXPECT_EQ(NvmeBench(traits).refreshed, ProtocolResult::DeviceError);
-  traits.namespaceSize.reset();
-  traits.dataSizePower = 200;
-  const NvmeBench wild(traits);
-  ASSERT_EQ(wild.protocol->GetCachedProperties(&p), ProtocolResult::Success);
-  EXPECT_EQ(p.logicalSectorSize, 0u);
-}
-
 TEST(NvmeDrive, SelfTestRunsAndEndsInVirtualTime) {
   NvmeBench bench({}, 1000);
   std::uint8_t value = 0xFF;

@@ -62,23 +62,6 @@ TEST(NvmeTests, DriveBehindScsiTranslationIsRefused) {
                                   std::string("log 0 flag 1 ") + kInvalidProtocol}));
 }
 
-TEST(NvmeTests, ControllerStatusNeedsAConfirmedControllerAndTheService) {
-  NvmeBench bench;
-  ControllerStatusTest test{Identifier{}};
-  FakeHost refused(bench.component.get());
-  EXPECT_FALSE(test.isApplicable(bench.component.get()));
-  EXPECT_EQ(test.run(&refused), TestResult::NotPerformed);
-  EXPECT_EQ(refused.messages.back(),
-            "log 0 flag 1 NVME Controller Test: Execution Supports failed.");
-
-  bench.component->setControllerAccess(2);
-  FakeHost host(bench.component.get());
-  EXPECT_TRUE(test.isApplicable(bench.component.get()));
-  EXPECT_EQ(test.run(&host), TestResult::Stopped);
-  EXPECT_EQ(host.messages, (Lines{"progress 100 CONTINUOUS_FAILURE_WARNING",
-                                  "log 0 flag 1 CONTINUOUS_FAILURE_WARNING"}));
-}
-
 TEST(NvmeHealthPrediction, IsOffUntilConfigured) {
   NvmeBench bench;
   NvmeHealthPredictionTest test{Identifier{}};

@@ -30,25 +30,6 @@ SmartAttribute attribute(std::uint8_t id, std::uint32_t raw, std::uint8_t value 
   return {id, value, value, raw, threshold};
 }
 
-TEST(SmartStatusTest, TellsTheDeviceVerdictAndLeavesSmartAsItWas) {
-  SmartStatusTest test(kSomeTest);
-  for (const bool enabled : {true, false}) {
-    FakeDevice<> disk;
-    disk.protocol->record().smartEnabled = enabled;
-    EXPECT_EQ(runOn(test, disk), "0 / 50 / 100 / 100 = 0");
-    disk.protocol->smartStatus = 0;
-    EXPECT_EQ(runOn(test, disk), "0 / 50 / 100 / 100 = 1");
-    EXPECT_EQ(runOn(test, disk, 1), "0 / 50 / 100 / 100 = 4");
-    disk.protocol->results["GetSmartStatus"] = ProtocolResult::TransportFailure;
-    EXPECT_EQ(runOn(test, disk), "0 / " + kNotValid + " / 100 = 3");
-    EXPECT_EQ(disk.protocol->record().smartEnabled, enabled);
-    EXPECT_EQ(disk.protocol->count("SetSmartEnabled 0"), enabled ? 0u : 4u);
-
-    disk.protocol->results["SetSmartEnabled"] = ProtocolResult::DeviceError;
-    EXPECT_EQ(runOn(test, disk), "100 CANNOT_ENABLE_SMART / log 3 same / 100 = 3");
-  }
-}
-
 TEST(SmartTests, RefuseWhatTheyCannotJudge) {
   SmartStatusTest status(kSomeTest);
   SmartWearoutTest wearout(kSomeTest);

@@ -4,12 +4,10 @@
 #include <functional>
 
 #include "checks/message_keys.h"
-#include "diagnostics/self_test/default_routine.h"
 #include "diagnostics/self_test/self_test_routine.h"
 #include "services/sal.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/messages.h"
-#include "transport/scsi/scsi_protocol.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -25,15 +23,6 @@ struct SelfTester : FakeDevice<> {
     if (kind == ProtocolKind::Scsi) {
       component->setBusKind(StorageBusKind::Scsi);
     }
-  }
-};
-
-/// A drive that leaves the bus while its routine runs.
-struct LostAtFirstPoll : FakeProtocol<> {
-  using FakeProtocol::FakeProtocol;
-  ProtocolResult GetSelfTestProgress(std::uint8_t* /*percent*/) override {
-    results["GetSelfTestResult"] = results["GetProperties"] = ProtocolResult::TransportFailure;
-    return ProtocolResult::TransportFailure;
   }
 };
 
@@ -54,29 +43,6 @@ TEST(SelfTest, WatchesTheRoutineToItsEnd) {
   disk.protocol->selfTestResults = {7};
   disk.protocol->results["GetFirstFailedLba"] = ProtocolResult::Failure;
   EXPECT_EQ(runOn(test, disk), "0 / log 2 READ_ERROR_DETECTED / 100 / 100 = 1");
-}
-
-TEST(SelfTest, EndsTheRoutineOnAbortAndTimeoutButNotAfterALoss) {
-  SelfTester disk(ProtocolKind::Scsi);
-  ShortSelfTest test(kSomeTest);
-  disk.protocol->selfTestResults = {0, 15};
-  EXPECT_EQ(runOn(test, disk, 20), "0 / 100 / 100 = 4");
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 1u);
-
-  std::string polls = "0";  // at the start
-  for (int i = 0; i < 60; ++i) {
-    polls += " / 0";
-  }
-  disk.protocol->selfTestResults = {0, 15};
-  EXPECT_EQ(runOn(test, disk),
-            polls + " / 100 TEST_FINISHED_WITH_TIMEOUT: 600 s / log 3 same / 100 = 5");
-  EXPECT_EQ(disk.protocol->count("AbortSelfTest"), 2u);
-
-  FakeDevice<LostAtFirstPoll> lost(ProtocolKind::Scsi);
-  lost.component->setBusKind(StorageBusKind::Scsi);
-  lost.protocol->selfTestResults = {0, 15};
-  EXPECT_EQ(runOn(test, lost), "0 / 100 DEVICE_COMMUNICATION_FAILURE / log 3 same / 100 = 4");
-  EXPECT_EQ(lost.protocol->count("AbortSelfTest"), 0u);
 }
 
 TEST(QuickDriveSelfTest, ConfigurationChoosesTheRoutine) {
@@ -165,47 +131,6 @@ TEST(SelfTests, EachTakesItsDevicesOnly) {
   EXPECT_FALSE(drive.isApplicable(excluded.component.get()));
   excluded.component->setOptaneVolume(true);
   EXPECT_FALSE(shortTest.isApplicable(excluded.component.get()));
-}
-
-/// A SCSI bridge that answers SEND DIAGNOSTIC with a status.
-class DiagnosticBridge final : public ScsiBridge {
- public:
-  DiagnosticBridge() : ScsiBridge(DeviceHandle()) {}
-  ProtocolResult Send(ScsiCmd& command) override {
-    command.scsiStatus = status;
-    if (senseKey != 0) {
-      command.sense[0] = 0x70;
-      command.sense[2] = senseKey;
-      command.senseLength = 18;
-    }
-    return result;
-  }
-  std::uint8_t status = 0;
-  std::uint8_t senseKey = 0;
-  ProtocolResult result = ProtocolResult::Success;
-};
-
-struct ScsiDisk : ScsiProtocol {
-  ScsiDisk(ProtocolKind kind, std::uint64_t) { SetProtocolKind(kind); }
-};
-
-TEST(DefaultSelfTest, JudgesByTheStatusOfItsOneCommand) {
-  FakeDevice<ScsiDisk> disk(ProtocolKind::Scsi);
-  const auto bridge = std::make_shared<DiagnosticBridge>();
-  disk.protocol->AddBridge(bridge);
-  DefaultSelfTest test(kSomeTest);
-  EXPECT_FALSE(test.isApplicable(disk.component.get()));
-  disk.component->setBusKind(StorageBusKind::Scsi);
-  EXPECT_TRUE(test.isApplicable(disk.component.get()));
-
-  EXPECT_EQ(runOn(test, disk), "100 / 100 = 0");
-  EXPECT_EQ(runOn(test, disk, 1), "100 / 100 = 4");
-  bridge->status = 2;
-  EXPECT_EQ(runOn(test, disk), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
-  bridge->senseKey = 4;  // the drive's own finding
-  EXPECT_EQ(runOn(test, disk), "100 / 100 = 1");
-  bridge->result = ProtocolResult::TransportFailure;
-  EXPECT_EQ(runOn(test, disk), "100 CANNOT_PERFORM_SELF_TEST / log 1 same / 100 = 3");
 }
 
 }  // namespace

@@ -51,40 +51,6 @@ TEST(RandomSeekTest, ReadsAllOverTheDiskAndReportsEachPercentOnce) {
   EXPECT_EQ(other.lbas().size(), 40001u);
 }
 
-TEST(SeekTests, TellABadSectorFromALostDisk) {
-  QuickRandomSeekTest random(kSomeTest);
-  SeekDisk two(2);  // sector 0 is the only one that is drawn
-  two.protocol->badSectors[0] = ProtocolResult::MediumError;
-  const std::string found = "0 / log 2 READING_SECTOR 0 / 100 same / 100 / ";
-  EXPECT_EQ(runOn(random, two), found + "100 = 1");
-  two.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
-  EXPECT_EQ(runOn(random, two), found + "100 DEVICE_COMMUNICATION_FAILURE / log 3 same = 4");
-
-  QuickFunnelSeekTest funnel(kSomeTest);
-  SeekDisk disk(1'000'000);
-  disk.protocol->badSectors[50] = ProtocolResult::MediumError;
-  EXPECT_EQ(runOn(funnel, disk), "0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100 = 1");
-  EXPECT_EQ(disk.lbas().size(), 51u) << "the head comes before any seek";
-  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
-  EXPECT_EQ(runOn(funnel, disk),
-            "0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / "
-            "100 DEVICE_COMMUNICATION_FAILURE / log 3 same = 4");
-}
-
-TEST(SeekTests, StopBetweenTwoReads) {
-  for (const unsigned poll : {0u, 1u, 40u}) {
-    SeekDisk disk(1'000'000);
-    QuickRandomSeekTest random(kSomeTest);
-    EXPECT_EQ(runOn(random, disk, poll), poll == 0 ? "100 = 4" : "0 / 100 / 100 = 4");
-    EXPECT_EQ(disk.lbas().size(), poll == 0 ? 0 : poll - 1);
-    disk.protocol->reads.clear();
-    QuickFunnelSeekTest funnel(kSomeTest);
-    const std::string ended = runOn(funnel, disk, poll);
-    EXPECT_EQ(ended.substr(ended.size() - 7), "100 = 4");
-    EXPECT_EQ(disk.lbas().size(), poll == 0 ? 0 : 100 + 2 * (poll - 1));
-  }
-}
-
 TEST(FunnelSeekTest, HeadThenTwoSlicesThatCrossThenTail) {
   constexpr std::uint64_t kTotal = 20'000'000'000;
   SeekDisk disk(kTotal);

@@ -149,25 +149,10 @@ TEST_F(TargetedReadOfHugeDisk, ExtendedErrorLogIsReadInBothByteOrders) {
   expectReadsAround({0, 0x664422553311, 0x665544332211});
 }
 
-TEST_F(TargetedRead, NeighbourhoodsOverlapAndEndWithTheDisk) {
-  logs_->write(6, 0, 2 + 5, {0x3F, 0x42, 0x0F, 0});       // 999999, the last
-  logs_->write(6, 0, 2 + 24 + 5, {0x36, 0x42, 0x0F, 0});  // 999990
-  logs_->write(6, 0, 2 + 48 + 5, {0x40, 0x42, 0x0F, 0});  // 1000000, beyond the end
-  expectReadsAround({0, 999990, 999999});
-}
-
 TEST_F(TargetedRead, LogsThatClaimMoreThanTheyGiveAreTakenAsFarAsTheyGo) {
   logs_->write(7, 0, 4 + 5, {0x10, 0x27, 0, 0, 0, 0});
   logs_->claimedPages = {{3, 0xFFFF}, {7, 0xFFFF}, {2, 0x0100}, {1, 0xFFFF}};
   expectReadsAround({0, 10000});
-}
-
-TEST_F(TargetedRead, FirstBadSectorFailsTheTest) {
-  logs_->write(6, 0, 0, {1});
-  disk_.protocol->badSectors[1] = ProtocolResult::MediumError;
-  EXPECT_EQ(run(), "0 / 6 / log 2 READING_SECTOR 1 / 100 same / 100 / 100 = 1");
-  disk_.protocol->results["Read"] = ProtocolResult::CommandRejected;
-  EXPECT_EQ(run(), "0 / log 2 CANNOT_ACCESS_DEVICE / 100 same / 100 / 100 = 3");
 }
 
 TEST_F(TargetedRead, WithoutAnyLogThereIsNothingToRead) {
@@ -176,19 +161,6 @@ TEST_F(TargetedRead, WithoutAnyLogThereIsNothingToRead) {
   logs_->write(6, 0, 0, {1});
   EXPECT_EQ(run(5), "0 / 100 / 100 / 100 = 4") << "reported at each of the last two checks";
   EXPECT_TRUE(disk_.protocol->reads.empty());
-}
-
-TEST_F(TargetedRead, RefusesWhatItCannotAsk) {
-  disk_.protocol->record().securitySupported = disk_.protocol->record().securityLocked = true;
-  EXPECT_EQ(run(),
-            "log 0 HARD_DISK_IS_PASSWORD_PROTECTED. |TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"
-            " / 100 same / 100 = 3");
-  disk_.protocol->record().smartSupported = false;
-  EXPECT_EQ(run(), "100 SMART_NOT_SUPPORTED / log 3 same / 100 = 3");
-  disk_.protocol->SetProtocolKind(ProtocolKind::Scsi);
-  EXPECT_EQ(run(), "100 TEST_NOT_SUPPORTED_IN_THIS_DEVICE / log 0 same / 100 = 3");
-  disk_.component->setConnection(DeviceConnection::External);
-  EXPECT_EQ(run(), "100 TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE / log 3 same / 100 = 3");
 }
 
 }  // namespace

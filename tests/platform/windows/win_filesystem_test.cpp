@@ -77,54 +77,6 @@ TEST_F(WinFilesystemTest, ReadsOfABrokenDiskEndInTime) {
   release_device_scanner(scanner);
 }
 
-TEST_F(WinFilesystemTest, ScratchFileKeepsWhatWasWrittenAndGoes) {
-  const std::string path = "C:\\scratch.bin";
-  DeviceHandle file;
-  ASSERT_EQ(files.createFile(path, &file, true), 0);
-  DeviceHandle second;
-  EXPECT_NE(files.createFile(path, &second, true), 0);
-  EXPECT_EQ(files.setFileSize(file, 1 << 20), 0);
-  std::vector<std::uint8_t> written(4096);
-  std::iota(written.begin(), written.end(), std::uint8_t{3});
-  EXPECT_EQ(files.writeAt(file, 8192, 4096, &done, 30, written.data()), ProtocolResult::Success);
-  std::vector<std::uint8_t> back(4096);
-  EXPECT_EQ(files.readAt(file, 8192, 4096, &done, 30, back.data()), ProtocolResult::Success);
-  EXPECT_EQ(back, written);
-  std::vector<std::string> names;
-  EXPECT_EQ(files.listDirectory("C:\\scratch*", names), 0);
-  EXPECT_EQ(names, std::vector<std::string>{path});
-  EXPECT_EQ(files.closeFile(file), 0);
-  EXPECT_EQ(files.closeFile(file), 1);
-  EXPECT_EQ(files.listDirectory(path, names), 1);
-  EXPECT_TRUE(names.empty());
-  EXPECT_EQ(virtual_pc::machine().deletedAtRestart(), std::vector<std::string>{path});
-}
-
-TEST_F(WinFilesystemTest, DirectoriesAreMadeAndRemoved) {
-  std::vector<std::string> made;
-  EXPECT_EQ(files.createDirectories("C:\\a\\b\\c", made), 0);
-  EXPECT_EQ(made, (std::vector<std::string>{"C:\\a", "C:\\a\\b", "C:\\a\\b\\c"}));
-  EXPECT_EQ(files.createDirectories("C:\\a\\b\\", made), 0);
-  EXPECT_TRUE(made.empty());
-  DeviceHandle file;
-  ASSERT_EQ(files.createFile("C:\\a\\f", &file, false), 0);
-  files.closeFile(file);
-  EXPECT_NE(files.createDirectories("C:\\a\\f\\g", made), 0);  // a file is in the way
-  EXPECT_NE(files.createDirectories("Q:\\a", made), 0);
-  // What was made before a failure goes again.
-  virtual_pc::machine().faults().reset();
-  virtual_pc::machine().faults().failCall(2, 112);
-  EXPECT_NE(files.createDirectories("C:\\new\\b", made), 0);
-  virtual_pc::machine().faults().reset();
-  EXPECT_TRUE(made.empty());
-  EXPECT_EQ(files.createDirectories("C:\\new", made), 0);
-  EXPECT_EQ(made.size(), 1u);
-  EXPECT_EQ(files.removeTree("C:\\a"), 0);
-  EXPECT_NE(files.removeTree("C:\\a"), 0);
-  std::vector<std::string> names;
-  EXPECT_EQ(files.listDirectory("C:\\a", names), 1);
-}
-
 TEST_F(WinFilesystemTest, KnowsItsPlaces) {
   EXPECT_STREQ(files.getWindowsDirectory(), "C:\\Windows");
   EXPECT_STREQ(files.getCurrentDirectory(), "C:\\Diagnostics");
