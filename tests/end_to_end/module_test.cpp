@@ -182,15 +182,5 @@ INSTANTIATE_TEST_SUITE_P(
       return std::get<1>(info.param).name + std::to_string(std::get<0>(info.param).item);
     });
 
-TEST(SmartTests, ADiskThatVanishesBetweenTwoCommandsLeavesNoVerdict) {
-  ModuleBench bench(machineOf({driveOf("sata", "LOOSE")}));
-  bench.scan(1);
-  bench.machine().drives()[0]->vanish();
-  FakeHost host(bench.manager().component(0));
-  EXPECT_EQ(bench.test(ids::kSmartStatus).run(&host), TestResult::NotPerformed);
-  EXPECT_THAT(host.messages, Contains("log 3 CANNOT_ENABLE_SMART"));
-  EXPECT_FALSE(bench.device(0).storageProtocol()->IsAccessible());
-}
-
 }  // namespace
 }  // namespace ostria::storage::test

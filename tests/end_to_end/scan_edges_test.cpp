@@ -63,25 +63,6 @@ TEST(ScanEdges, TheSystemsReadsHaveTheirOwnTimeAndABlockIsTriedFiveTimes) {
   EXPECT_EQ((slow.machine().clock().now() - before) / virtual_pc::kMicrosecondsPerSecond, 30u);
 }
 
-TEST(ScanEdges, ADiskThatLeavesHasNoBadBlock) {
-  for (const Identifier& id : {ids::kFullDiskScan, ids::kLinearRead}) {
-    for (const char* kind : {"sata", "sas"}) {
-      Bench disk(kind, 409'600, R"(, "bad_sectors": [{"lba": 200, "kind": "transient",
-                                     "failures": 9}])");
-      ASSERT_EQ(disk.device(0).preferredReadBlock(), 127);
-      WatchedDrive watch(*disk.machine().drives()[0]);
-      watch.onCommand = [&] {
-        if (watch.commands == 170) {
-          disk.machine().drives()[0]->vanish();
-        }
-      };
-      EXPECT_THAT(disk.run(id), AllOf(HasSubstr("100 DEVICE_COMMUNICATION_FAILURE"),
-                                      Not(HasSubstr("BAD_SECTORS")), EndsWith(" = 4")))
-          << kind;
-    }
-  }
-}
-
 TEST(ScanEdges, ALockedDiskIsNamedAndNotRead) {
   const std::string locked = R"(, "security": {"locked": true})";
   // The SCSI side of the last ones does not describe them, so that they come by the ATA side alone.

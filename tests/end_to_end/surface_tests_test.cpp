@@ -37,53 +37,6 @@ struct OneDisk : OneDriveBench {
   std::unique_ptr<WatchedDrive> watch;
 };
 
-TEST(TargetedReads, ReadsWhatTheDrivesOwnLogsName) {
-  constexpr std::uint64_t kLast = 1'999'999;
-  const std::string logs =
-      R"("smart": {"enabled": false, "error_log": [{"lba": 5000}, {"lba": 1999999}],
-         "self_test_log": [{"status": 7, "failing_lba": 5010}, {"status": 7, "failing_lba": 2000100},
-                           {"status": 7, "failing_lba": 1999990}]})";
-  struct Case {
-    std::string more;
-    std::set<std::uint64_t> targets;
-    std::uint8_t command;
-  };
-  // 5000 written in plain byte order is 1245320: the extended log is read both ways.
-  const Case cases[] = {
-      {logs, {0, 5000, 5010, 1'245'320, 1'999'990, kLast}, 0x24},
-      {logs + R"(, "lba48": false)", {0, 5000, 5010, 1'999'990, kLast}, 0x20},
-  };
-  for (const Case& c : cases) {
-    OneDisk disk(sized("sata", kLast + 1, c.more));
-    std::set<std::uint64_t> expected;
-    for (const std::uint64_t target : c.targets) {
-      for (std::uint64_t lba = target - std::min<std::uint64_t>(target, 15);
-           lba <= std::min(target + 15, kLast); ++lba) {
-        expected.insert(lba);
-      }
-    }
-    EXPECT_THAT(disk.run(ids::kTargetedRead), EndsWith(" 100 / 100 = 0"));
-    auto& reads = disk.watch->reads;
-    ASSERT_FALSE(reads.empty());
-    EXPECT_EQ(reads.front(), (WatchedDrive::Read{0, 1})) << "the disk is woken first";
-    reads.erase(reads.begin());
-    EXPECT_EQ(disk.watch->ataCommands[c.command], reads.size());
-    ASSERT_EQ(reads.size(), expected.size());
-    auto wanted = expected.begin();
-    for (const auto& read : reads) {
-      ASSERT_EQ(read, (WatchedDrive::Read{*wanted++, 1}));
-    }
-    EXPECT_FALSE(disk.smartEnabled(0));
-
-    disk.machine().drives()[0]->medium->addBadSectors({5024});
-    disk.machine().drives()[0]->medium->addBadSectors({5026});
-    EXPECT_THAT(disk.run(ids::kTargetedRead),
-                EndsWith(" / log 2 READING_SECTOR 5024 / 100 same / 100 / 100" + kHinted));
-    EXPECT_EQ(disk.watch->reads.back().lba, 5024u);
-    EXPECT_FALSE(disk.smartEnabled(0));
-  }
-}
-
 /// A disk and the commands that reach its sectors: how often each was sent for two sector reads.
 struct Reach {
   const char* name;

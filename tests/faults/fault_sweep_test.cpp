@@ -355,6 +355,13 @@ TEST_P(WriteTestFaultSweep, TheWriteTest) {
   ASSERT_TRUE(
       roomy.bench().test(ids::kDeviceWrite).isApplicable(roomy.bench().manager().component(0)));
   roomy.go("write test", actOf(roomy, ids::kDeviceWrite));
+  // The volume of this machine is read as well.
+  roomy.go("scan", [&](const Fault& fault, Outcome& outcome) {
+    const AllocationFaults memory(memoryFault(fault));
+    roomy.bench().manager().scan();
+    outcome.text = std::to_string(roomy.bench().manager().componentCount());
+    outcome.allocations = memory.count();
+  });
   counted("the write test", roomy.injected, 100);
 }
 

@@ -94,21 +94,6 @@ TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
   }
 }
 
-TEST(VirtualPcProgramTest, EachDeviceIsShownAndOneFails) {
-  const json list = onVirtualPc({});
-  const json details = onVirtualPc({"--show"});
-  ASSERT_GE(list.at("devices").size(), 3u);
-  ASSERT_EQ(details.at("devices").size(), list.at("devices").size());
-  for (const json& device : details.at("devices")) {
-    EXPECT_FALSE(device.at("applicable_tests").empty()) << device.at("name");
-    EXPECT_GT(device.at("size_bytes"), 0) << device.at("name");
-  }
-  int code = -1;
-  const json quick = onVirtualPc({"-Qm"}, &code);
-  EXPECT_EQ(code, 1);
-  EXPECT_EQ(quick.at("exit_code"), 1);
-}
-
 TEST(VirtualPcProgramTest, EveryMessageHasAText) {
   for (const std::string device : {"0", "1"}) {
     const json all = onVirtualPc({"-Q", "-E", device}, nullptr, kSmallPc);
@@ -204,16 +189,6 @@ TEST(VirtualPcProgramTest, CtrlCEndsEachTestAtItsNextCommand) {
               timed.contains(tests[i].first + tests[i].second) ? 60 : 0)
         << started;
   }
-}
-
-TEST(VirtualPcProgramTest, ToolsReportWhatTheyFound) {
-  int code = -1;
-  const json smart = onVirtualPc({"smart"}, &code);
-  EXPECT_EQ(code, 1);  // one of its drives is below its limits
-  EXPECT_FALSE(smart.at("tool_runs").at(0).at("smart").empty());
-  const json filter = onVirtualPc({"recover", "filterDevices"}, &code);
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(filter.at("tool_runs").size(), filter.at("devices").size());
 }
 
 std::size_t countOf(const std::string& text, const std::string& part) {

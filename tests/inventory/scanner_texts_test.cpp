@@ -48,9 +48,7 @@ TEST(ScannerTextsTest, PciLocationNeedsThreeSmallNumbers) {
 std::vector<std::uint8_t> block(std::uint32_t bus, const std::string& vendor,
                                 const std::string& product, bool removable = false) {
   std::vector<std::uint8_t> bytes(40);
-  bytes[10] = static_cast<
-      __gnu_cxx::__alloc_traits<class std::allocator<unsigned char>, unsigned char>::value_type>(
-      removable);
+  bytes[10] = static_cast<std::uint8_t>(removable);
   storeLe32(&bytes[12], 40);
   storeLe32(&bytes[16], static_cast<std::uint32_t>(41 + vendor.size()));
   storeLe32(&bytes[28], bus);

@@ -12,6 +12,8 @@ import time
 from checks_medium import COUNT, FIRST, setting
 
 MOUNT = "/mnt/repair"
+# At once: what the kernel would write later looks as if a repair had written it.
+EXT4 = "mkfs.ext4 -q -F -E lazy_itable_init=0,lazy_journal_init=0"
 FORCED = ("--force-mounted", "--assume-write")
 REFUSED = "Unable to unmount all partitions of the device"
 
@@ -64,7 +66,7 @@ def refused(bench, drive, other):
     rows = [
         ("swap", "swap on " + one, [f"mkswap {one}", f"swapon {one}"], [f"swapoff {one}"]),
         ("LVM", "benchvg-lv", ["modprobe dm_mod", f"{lvm}pvcreate -ffy {one}", f"{lvm}vgcreate benchvg {one}",
-                               f"{lvm}lvcreate -y -Zn -Wn -n lv -L 8M benchvg", "mkfs.ext4 -q -F /dev/mapper/benchvg-lv",
+                               f"{lvm}lvcreate -y -Zn -Wn -n lv -L 8M benchvg", f"{EXT4} /dev/mapper/benchvg-lv",
                                f"mount /dev/mapper/benchvg-lv {MOUNT}"],
          [f"umount {MOUNT}", f"{lvm}vgremove -ffy benchvg", f"wipefs -aq {one}"]),
         ("md", "md127", ["modprobe raid1", f"mdadm --create /dev/md127 --run --force --level=1 --raid-devices=2 {one} missing"],
@@ -78,14 +80,14 @@ def refused(bench, drive, other):
          [f"umount {MOUNT}", "DM_DISABLE_UDEV=1 dmsetup remove bench-luks"]),
         ("a file system on a partition of an array", "md127",
          ["modprobe raid1", f"mdadm --create /dev/md127 --run --force --level=1 --raid-devices=2 {one} missing",
-          "sgdisk -n1:2048:+64M /dev/md127", "partprobe /dev/md127", "mkfs.ext4 -q -F /dev/md127p1",
+          "sgdisk -n1:2048:+64M /dev/md127", "partprobe /dev/md127", f"{EXT4} /dev/md127p1",
           f"mount /dev/md127p1 {MOUNT}"],
          [f"umount {MOUNT}", "sgdisk --zap-all /dev/md127", "mdadm --stop /dev/md127", f"mdadm --zero-superblock {one}"]),
-        ("a file that is open on a volume", MOUNT, [f"mkfs.ext4 -q -F {one}", f"mount {one} {MOUNT}",
+        ("a file that is open on a volume", MOUNT, [f"{EXT4} {one}", f"mount {one} {MOUNT}",
                                                     f"sleep 1000 < {MOUNT}/lost+found > /dev/null 2>&1 & echo $! > /run/bench-sleeper"],
          ["kill $(cat /run/bench-sleeper)", "sleep 0.3", f"umount {MOUNT}"]),
         ("a mount in another namespace", two + " is in use",
-         [f"mkfs.ext4 -q -F {two}", f"mkdir -p {MOUNT}2",
+         [f"{EXT4} {two}", f"mkdir -p {MOUNT}2",
           f"unshare -m sh -c 'mount {two} {MOUNT}2 && exec sleep 1000' > /dev/null 2>&1 & echo $! > /run/bench-sleeper; sleep 1"],
          ["kill $(cat /run/bench-sleeper)", "sleep 0.5"]),
         ("write protection of the disk", "write protected", [f"blockdev --setro {drive.node}"], [f"blockdev --setrw {drive.node}"]),

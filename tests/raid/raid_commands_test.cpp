@@ -113,6 +113,11 @@ TEST(CsmiCommands, HaveTheirHeadsAndSizes) {
     EXPECT_EQ(loadLe32(&buffer[24]), head.size - 28);
   }
   EXPECT_EQ(loadLe32(&raid.buffer()[28]), 0x01020304u);
+  // So much has to come back: with a read its data.
+  storeLe32(&ssp.buffer()[364], 8);
+  EXPECT_EQ(ssp.replyBytes(), 368u + 8);
+  CsmiSspPassthrough write(Write10(data.data(), 0, 1, 8), phyEntry());
+  EXPECT_EQ(write.replyBytes(), 368u);
 }
 
 TEST(CsmiCommands, CarryAtaRegistersBothWays) {

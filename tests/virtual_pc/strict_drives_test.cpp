@@ -60,6 +60,20 @@ TEST(StrictDrives, AtaCommandsGoInTheirDirectionOrNowhere) {
   EXPECT_EQ(drive.ata({0, 1, 5, 0, 0, 0x00, 0x20}, 512).out.features, 0x04) << "no LBA bit";
 }
 
+TEST(StrictDrives, AnAtaDriveRefusesWhatIsOffOrNotThere) {
+  DriveBench drive(R"("kind": "sata", "model": "M", "size_sectors": 1000, "lba48": false,
+      "smart": {"enabled": false})");
+  constexpr std::uint8_t kAborted = 0x04;
+  EXPECT_EQ(drive.smart(0xD0, 0, 512).out.features, kAborted);
+  EXPECT_EQ(drive.ata({0xD8, 0, 0, 0, 0, 0, 0xB0}).out.features, kAborted) << "no signature";
+  EXPECT_EQ(drive.smart(0xD8).out.command, 0x50);
+  EXPECT_EQ(drive.smart(0xD0, 0, 512).out.command, 0x50);
+  EXPECT_EQ(drive.smart(0xD4, 99).out.features, kAborted) << "no such routine";
+  EXPECT_EQ(drive.readExt(1).out.features, kAborted) << "a command of 48 bits";
+  EXPECT_EQ(drive.logExt(7).out.features, kAborted);
+  EXPECT_EQ(drive.ata({0, 1, 1, 0, 0, 0x40, 0x20}, 512).data, unwritten(1));
+}
+
 TEST(StrictDrives, ScsiCommandsAreRefusedForOneWrongBit) {
   Bytes select(20);
   select[8] = 0x1C;

@@ -200,16 +200,6 @@ TEST_F(FoundDrives, ControllersThatTalkNonsenseAreListedOnlyAsFarAsTheyCanBeUsed
   EXPECT_EQ(shifted->storageProtocol()->GetTemperature(&celsius), ProtocolResult::Failure);
 }
 
-TEST_F(FoundDrives, WornDriveFailsItsOwnTests) {
-  scan();
-  StorageComponent& worn = component("VPC-NVM-0003");
-  FakeHost host(&worn);
-  SmartTemperatureTest temperature{Identifier{}};
-  SmartSpareSpaceTest spare{Identifier{}};
-  EXPECT_EQ(temperature.run(&host), TestResult::Failed);
-  EXPECT_EQ(spare.run(&host), TestResult::Passed);
-}
-
 TEST_F(FoundDrives, CardsAreReadByTheSystemAndKnowTheirFixedVolumes) {
   scan();
   StorageComponent& emmc = component("VEM0001A");
@@ -230,41 +220,6 @@ TEST_F(FoundDrives, CardsAreReadByTheSystemAndKnowTheirFixedVolumes) {
   FakeHost host(&emmc);
   EXPECT_EQ(test.run(&host), TestResult::Failed);
   EXPECT_EQ(host.count("log 2 BAD_SECTORS_WERE_FOUND"), 1u);
-}
-
-TEST_F(FoundDrives, EachCallOfAnIdentificationMayFail) {
-  scan();
-  vpc::PlatformFaults& faults = vpc::machine().faults();
-  const DeviceHandle card = component("VEM0001A").storageProtocol()->GetDeviceHandle();
-  const DeviceHandle nvme = component("VPC-NVM-0001").storageProtocol()->GetDeviceHandle();
-  const std::size_t handles = settledHandles();
-  int unnamed = 0;
-  int withoutVolumes = 0;
-  for (std::uint64_t call = 1; call <= 30; ++call) {
-    SCOPED_TRACE(call);
-    StorageProtocolProperties properties;
-    EmmcProtocol emmc(card, "");
-    faults.reset();
-    faults.failCall(call, ERROR_IO_DEVICE);
-    // The result tells of the volumes only; identity and geometry come together or not at all.
-    const ProtocolResult listed = emmc.GetProperties(&properties);
-    EXPECT_EQ(properties.protocolName.empty(), properties.totalSectors == 0);
-    unnamed += static_cast<int>(succeeded(listed) && properties.protocolName.empty());
-    withoutVolumes += static_cast<int>(!succeeded(listed) && properties.protocolName == "EMMC");
-    EXPECT_TRUE(emmc.IsAccessible());
-
-    properties = {};
-    const auto queried = makeNvmeSystemCallProtocol(nvme, "");
-    faults.reset();
-    faults.failCall(call, ERROR_IO_DEVICE);
-    const ProtocolResult identified = queried->GetProperties(&properties);
-    EXPECT_TRUE(succeeded(identified) || identified == ProtocolResult::DeviceError);
-    EXPECT_EQ(properties.protocolName, succeeded(identified) ? "NVMe" : "");
-    faults.reset();
-    EXPECT_EQ(settledHandles(), handles);
-  }
-  EXPECT_GE(unnamed, 2);
-  EXPECT_GE(withoutVolumes, 1);
 }
 
 TEST(DescriptorText, IsDecodedOnlyWhenAllOfItIsSwappedHexadecimal) {

@@ -20,30 +20,6 @@ class WinStorageScannerTest : public testing::Test {
   }
 
   std::uint32_t numberOf(const std::string& drive) { return vpc::machine().disk(drive)->number(); }
-  /// "bus kind, connection" of every disk, all that can be asked of it asked.
-  std::string askEverything() {
-    WinStorageScanner scanner;
-    std::string answers;
-    DevicePathMap devices;
-    scanner.listDevices(devices);
-    for (const auto& [number, paths] : devices) {
-      StorageBusKind kind{};
-      DeviceConnection connection{};
-      bool optane = false;
-      PartitionTable table;
-      std::array<std::uint8_t, 3> location{};
-      std::string text;
-      scanner.getBusKind(number, &kind, &optane);
-      scanner.getConnection(number, &connection);
-      scanner.readPartitionTable(number, &table, 1000);
-      scanner.getPciLocation(number, &location);
-      scanner.getMiniportPath(number, &text);
-      scanner.getDeviceId(number, &text);
-      answers += text + ":" + std::to_string(static_cast<int>(kind)) +
-                 std::to_string(static_cast<int>(connection)) + table.schema + " ";
-    }
-    return answers;
-  }
 
   WinStorageScanner scanner;
   DevicePathMap devices;
@@ -239,35 +215,6 @@ TEST_F(WinStorageScannerTest, VolumeIsTakenAndGivenBack) {
   EXPECT_TRUE(name.empty() && list.empty() && text.empty());
   EXPECT_EQ(scanner.dismountVolume("D:\\", &handle), 0);
   EXPECT_EQ(scanner.releaseVolume(name, list, handle, text), 0);
-}
-
-TEST_F(WinStorageScannerTest, EveryCallMayFail) {
-  std::string error;
-  ASSERT_TRUE(vpc::installMachine(R"({"format": 1, "drives": [
-    {"name": "a", "kind": "sata", "model": "A", "serial": "1", "size_sectors": 100000,
-     "layout": {"style": "mbr", "partitions": [{"start_sector": 2048, "sectors": 90000, "type": 7}]}},
-    {"name": "b", "kind": "usb_stick", "model": "B", "serial": "2", "size_sectors": 100000}],
-    "volumes": [{"letter": "C", "drive": "a", "partition": 1}]})",
-                                  &error))
-      << error;
-  vpc::PlatformFaults& faults = vpc::machine().faults();
-  faults.reset();
-  const std::string whole = askEverything();
-  EXPECT_EQ(whole, "0:01MBR 1:22RAW ");
-  const std::uint64_t calls = faults.calls();
-  ASSERT_GT(calls, 50u);
-  for (std::uint64_t call = 1; call <= calls; ++call) {
-    faults.reset();
-    faults.failCall(call, 31);
-    askEverything();
-    ASSERT_EQ(vpc::openHandles(), 0u) << "call " << call;
-    faults.reset();
-    faults.goneFrom(call);
-    askEverything();
-    ASSERT_EQ(vpc::openHandles(), 0u) << "gone from call " << call;
-  }
-  faults.reset();
-  EXPECT_EQ(askEverything(), whole);
 }
 
 }  // namespace

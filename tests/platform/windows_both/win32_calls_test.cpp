@@ -5,7 +5,6 @@
 // After windows.h, whose types they need.
 #include <oleauto.h>
 
-#include <functional>
 #include <optional>
 #include <vector>
 
@@ -15,23 +14,11 @@
 namespace ostria::storage::test {
 namespace {
 
-struct Row {
-  const char* what;
-  std::function<BOOL()> call;
-  DWORD error;  ///< 0: the call succeeds
-  /// What Wine answers instead.
-  std::optional<DWORD> wine = std::nullopt;
-};
-
-void expectErrors(const std::vector<Row>& rows) {
-  for (const Row& row : rows) {
-    SetLastError(0);
-    const BOOL succeeded = row.call();
-    const DWORD error = succeeded != FALSE ? 0 : GetLastError();
-    const DWORD expected = runsOnWine() ? row.wine.value_or(row.error) : row.error;
-    EXPECT_EQ(error, expected) << row.what;
-    EXPECT_EQ(succeeded != FALSE, expected == 0) << row.what;
-  }
+/// @param wine  what Wine answers instead; `error` 0: the call succeeds
+void expectError(const char* what, BOOL succeeded, DWORD error,
+                 std::optional<DWORD> wine = std::nullopt) {
+  const DWORD found = succeeded != FALSE ? 0 : GetLastError();
+  EXPECT_EQ(found, runsOnWine() ? wine.value_or(error) : error) << what;
 }
 
 class Win32CallsTest : public ::testing::Test {
@@ -47,6 +34,13 @@ class Win32CallsTest : public ::testing::Test {
     return file != INVALID_HANDLE_VALUE && CloseHandle(file);
   }
 
+  static BOOL makes(const std::wstring& path) { return CreateDirectoryW(path.c_str(), nullptr); }
+  static BOOL removes(const std::wstring& path) { return RemoveDirectoryW(path.c_str()); }
+  static BOOL deletes(const std::wstring& path) { return DeleteFileW(path.c_str()); }
+  static BOOL has(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+  }
+
   Place place;
 };
 
@@ -58,54 +52,36 @@ TEST_F(Win32CallsTest, FilesAndDirectories) {
   };
   const HANDLE held = open(at("held"), 0, CREATE_NEW);
   ASSERT_NE(held, INVALID_HANDLE_VALUE);
-  expectErrors({
-      {"make", [&] { return CreateDirectoryW(at("d").c_str(), nullptr); }, 0},
-      {"make again", [&] { return CreateDirectoryW(at("d").c_str(), nullptr); },
-       ERROR_ALREADY_EXISTS},
-      {"make where a file is", [&] { return CreateDirectoryW(at("held").c_str(), nullptr); },
-       ERROR_ALREADY_EXISTS},
-      {"make below nothing", [&] { return CreateDirectoryW(at("no\\d").c_str(), nullptr); },
-       ERROR_PATH_NOT_FOUND},
-      {"make on no volume", [] { return CreateDirectoryW(L"Q:\\d", nullptr); },
-       ERROR_PATH_NOT_FOUND, ERROR_FILE_NOT_FOUND},
-      {"make with a bad name", [&] { return CreateDirectoryW(at("a?b").c_str(), nullptr); },
-       ERROR_INVALID_NAME},
-      {"new file", [&] { return opens(at("d\\f"), 0, CREATE_NEW); }, 0},
-      {"new file again", [&] { return opens(at("d\\f"), 0, CREATE_NEW); }, ERROR_FILE_EXISTS},
-      {"open a file that is held", [&] { return opens(at("held"), 0, OPEN_EXISTING); },
-       ERROR_SHARING_VIOLATION},
-      {"open nothing", [&] { return opens(at("none"), 0, OPEN_EXISTING); }, ERROR_FILE_NOT_FOUND},
-      {"open below nothing", [&] { return opens(at("no\\f"), 0, OPEN_EXISTING); },
-       ERROR_PATH_NOT_FOUND},
-      {"open a directory", [&] { return opens(at("d"), 0, OPEN_EXISTING); }, ERROR_ACCESS_DENIED},
-      {"find", [&] { return find(at("*")); }, 0},
-      {"find in an empty directory",
-       [&] { return CreateDirectoryW(at("e").c_str(), nullptr) && find(at("e\\*")); }, 0},
-      {"find no name", [&] { return find(at("none*")); }, ERROR_FILE_NOT_FOUND},
-      {"find below nothing", [&] { return find(at("no\\*")); }, ERROR_PATH_NOT_FOUND},
-      {"remove a full directory", [&] { return RemoveDirectoryW(at("d").c_str()); },
-       ERROR_DIR_NOT_EMPTY},
-      {"remove a file as a directory", [&] { return RemoveDirectoryW(at("d\\f").c_str()); },
-       ERROR_DIRECTORY},
-      {"remove no directory", [&] { return RemoveDirectoryW(at("none").c_str()); },
-       ERROR_FILE_NOT_FOUND},
-      {"delete a directory", [&] { return DeleteFileW(at("d").c_str()); }, ERROR_ACCESS_DENIED},
-      {"delete nothing", [&] { return DeleteFileW(at("none").c_str()); }, ERROR_FILE_NOT_FOUND},
-      {"delete below nothing", [&] { return DeleteFileW(at("no\\f").c_str()); },
-       ERROR_PATH_NOT_FOUND},
-      {"delete a file that is held", [&] { return DeleteFileW(at("held").c_str()); },
-       ERROR_SHARING_VIOLATION},
-      {"attributes of nothing",
-       [&] { return GetFileAttributesW(at("none").c_str()) != INVALID_FILE_ATTRIBUTES; },
-       ERROR_FILE_NOT_FOUND},
-      {"attributes below nothing",
-       [&] { return GetFileAttributesW(at("no\\f").c_str()) != INVALID_FILE_ATTRIBUTES; },
-       ERROR_PATH_NOT_FOUND},
-      {"delete", [&] { return DeleteFileW(at("d\\f").c_str()); }, 0},
-      {"remove", [&] { return RemoveDirectoryW(at("d").c_str()); }, 0},
-      {"close", [&] { return CloseHandle(held); }, 0},
-      {"close again", [&] { return CloseHandle(held); }, ERROR_INVALID_HANDLE},
-  });
+  expectError("make", makes(at("d")), 0);
+  expectError("make again", makes(at("d")), ERROR_ALREADY_EXISTS);
+  expectError("make where a file is", makes(at("held")), ERROR_ALREADY_EXISTS);
+  expectError("make below nothing", makes(at("no\\d")), ERROR_PATH_NOT_FOUND);
+  expectError("make on no volume", makes(L"Q:\\d"), ERROR_PATH_NOT_FOUND, ERROR_FILE_NOT_FOUND);
+  expectError("make with a bad name", makes(at("a?b")), ERROR_INVALID_NAME);
+  expectError("new file", opens(at("d\\f"), 0, CREATE_NEW), 0);
+  expectError("new file again", opens(at("d\\f"), 0, CREATE_NEW), ERROR_FILE_EXISTS);
+  expectError("open a file that is held", opens(at("held"), 0, OPEN_EXISTING),
+              ERROR_SHARING_VIOLATION);
+  expectError("open nothing", opens(at("none"), 0, OPEN_EXISTING), ERROR_FILE_NOT_FOUND);
+  expectError("open below nothing", opens(at("no\\f"), 0, OPEN_EXISTING), ERROR_PATH_NOT_FOUND);
+  expectError("open a directory", opens(at("d"), 0, OPEN_EXISTING), ERROR_ACCESS_DENIED);
+  expectError("find", find(at("*")), 0);
+  expectError("find in an empty directory", makes(at("e")) && find(at("e\\*")), 0);
+  expectError("find no name", find(at("none*")), ERROR_FILE_NOT_FOUND);
+  expectError("find below nothing", find(at("no\\*")), ERROR_PATH_NOT_FOUND);
+  expectError("remove a full directory", removes(at("d")), ERROR_DIR_NOT_EMPTY);
+  expectError("remove a file as a directory", removes(at("d\\f")), ERROR_DIRECTORY);
+  expectError("remove no directory", removes(at("none")), ERROR_FILE_NOT_FOUND);
+  expectError("delete a directory", deletes(at("d")), ERROR_ACCESS_DENIED);
+  expectError("delete nothing", deletes(at("none")), ERROR_FILE_NOT_FOUND);
+  expectError("delete below nothing", deletes(at("no\\f")), ERROR_PATH_NOT_FOUND);
+  expectError("delete a file that is held", deletes(at("held")), ERROR_SHARING_VIOLATION);
+  expectError("attributes of nothing", has(at("none")), ERROR_FILE_NOT_FOUND);
+  expectError("attributes below nothing", has(at("no\\f")), ERROR_PATH_NOT_FOUND);
+  expectError("delete", deletes(at("d\\f")), 0);
+  expectError("remove", removes(at("d")), 0);
+  expectError("close", CloseHandle(held), 0);
+  expectError("close again", CloseHandle(held), ERROR_INVALID_HANDLE);
 
   // An existing file is emptied, and the call says that it was there.
   ASSERT_TRUE(opens(at("f"), 0, CREATE_ALWAYS));
@@ -119,7 +95,7 @@ TEST_F(Win32CallsTest, FilesAndDirectories) {
   EXPECT_EQ(toNarrow(found.cFileName), ".");
   EXPECT_TRUE(FindNextFileW(search, &found));
   EXPECT_EQ(toNarrow(found.cFileName), "..");
-  expectErrors({{"the end", [&] { return FindNextFileW(search, &found); }, ERROR_NO_MORE_FILES}});
+  expectError("the end", FindNextFileW(search, &found), ERROR_NO_MORE_FILES);
   FindClose(search);
 }
 
@@ -153,30 +129,26 @@ TEST_F(Win32CallsTest, ReadsAndWrites) {
             GetLastError() == ERROR_IO_PENDING) &&
            GetOverlappedResult(queued, &overlapped, &done, TRUE);
   };
-  expectErrors({
-      {"write", [&] { return WriteFile(file, bytes.data(), 1000, &done, nullptr); }, 0},
-      {"read behind the end",
-       [&] { return ReadFile(file, bytes.data(), 10, &done, nullptr) && done == 0; }, 0},
-      {"seek before the file", [&] { return seek(-1, FILE_BEGIN); }, ERROR_NEGATIVE_SEEK},
-      {"seek", [&] { return seek(-10, FILE_END); }, 0},
-      {"read the rest",
-       [&] { return ReadFile(file, bytes.data(), 4096, &done, nullptr) && done == 10; }, 0},
-      {"cut", [&] { return seek(100, FILE_BEGIN) && SetEndOfFile(file); }, 0},
-      {"cut is at the end",
-       [&] { return ReadFile(file, bytes.data(), 10, &done, nullptr) && done == 0; }, 0},
-      {"write without the right", [&] { return WriteFile(read, bytes.data(), 10, &done, nullptr); },
-       ERROR_ACCESS_DENIED},
-      {"cut without the right", [&] { return SetEndOfFile(read); }, ERROR_ACCESS_DENIED, 0},
-      {"queued without a request",
-       [&] { return ReadFile(queued, bytes.data(), 512, &done, nullptr); },
-       ERROR_INVALID_PARAMETER},
-      {"queued write", writeQueued, 0},
-      {"queued read", [&] { return readQueued(512) && done == 512; }, 0},
-      {"queued read behind the end", [&] { return readQueued(4096); }, ERROR_HANDLE_EOF},
-      {"cancel nothing", [&] { return CancelIo(queued); }, 0},
-      {"read no handle", [&] { return ReadFile(nullptr, bytes.data(), 1, &done, nullptr); },
-       ERROR_INVALID_HANDLE},
-  });
+  expectError("write", WriteFile(file, bytes.data(), 1000, &done, nullptr), 0);
+  expectError("read behind the end", ReadFile(file, bytes.data(), 10, &done, nullptr) && done == 0,
+              0);
+  expectError("seek before the file", seek(-1, FILE_BEGIN), ERROR_NEGATIVE_SEEK);
+  expectError("seek", seek(-10, FILE_END), 0);
+  expectError("read the rest", ReadFile(file, bytes.data(), 4096, &done, nullptr) && done == 10, 0);
+  expectError("cut", seek(100, FILE_BEGIN) && SetEndOfFile(file), 0);
+  expectError("cut is at the end", ReadFile(file, bytes.data(), 10, &done, nullptr) && done == 0,
+              0);
+  expectError("write without the right", WriteFile(read, bytes.data(), 10, &done, nullptr),
+              ERROR_ACCESS_DENIED);
+  expectError("cut without the right", SetEndOfFile(read), ERROR_ACCESS_DENIED, 0);
+  expectError("queued without a request", ReadFile(queued, bytes.data(), 512, &done, nullptr),
+              ERROR_INVALID_PARAMETER);
+  expectError("queued write", writeQueued(), 0);
+  expectError("queued read", readQueued(512) && done == 512, 0);
+  expectError("queued read behind the end", readQueued(4096), ERROR_HANDLE_EOF);
+  expectError("cancel nothing", CancelIo(queued), 0);
+  expectError("read no handle", ReadFile(nullptr, bytes.data(), 1, &done, nullptr),
+              ERROR_INVALID_HANDLE);
   for (const HANDLE handle : {file, queued, read, overlapped.hEvent}) {
     EXPECT_TRUE(CloseHandle(handle));
   }
@@ -200,36 +172,23 @@ TEST_F(Win32CallsTest, VolumesAndDirectoriesOfTheSystem) {
   const std::string root = place.root();
   DWORD number = 0;
   char text[64] = {};
-  expectErrors({
-      {"volume",
-       [&] {
-         return GetVolumeInformationA(root.c_str(), nullptr, 0, &number, &number, &number, text,
-                                      sizeof text);
-       },
-       0},
-      {"no volume",
-       [&] {
-         return GetVolumeInformationA("Q:\\", nullptr, 0, nullptr, nullptr, nullptr, text,
-                                      sizeof text);
-       },
-       ERROR_PATH_NOT_FOUND},
-      {"volume without its backslash",
-       [&] {
-         return GetVolumeInformationA("C:", nullptr, 0, nullptr, nullptr, nullptr, text,
-                                      sizeof text);
-       },
-       ERROR_INVALID_NAME, 0},
-      {"space of no volume", [] { return GetDiskFreeSpaceExW(L"Q:\\", nullptr, nullptr, nullptr); },
-       ERROR_PATH_NOT_FOUND},
-      {"clusters of no volume",
-       [&] { return GetDiskFreeSpaceA("Q:\\", &number, &number, &number, &number); },
-       ERROR_PATH_NOT_FOUND},
-      {"space by a directory",
-       [&] {
-         return GetDiskFreeSpaceExW(toWide(place.folder()).c_str(), nullptr, nullptr, nullptr);
-       },
-       0},
-  });
+  expectError(
+      "volume",
+      GetVolumeInformationA(root.c_str(), nullptr, 0, &number, &number, &number, text, sizeof text),
+      0);
+  expectError(
+      "no volume",
+      GetVolumeInformationA("Q:\\", nullptr, 0, nullptr, nullptr, nullptr, text, sizeof text),
+      ERROR_PATH_NOT_FOUND);
+  expectError("volume without its backslash",
+              GetVolumeInformationA("C:", nullptr, 0, nullptr, nullptr, nullptr, text, sizeof text),
+              ERROR_INVALID_NAME, 0);
+  expectError("space of no volume", GetDiskFreeSpaceExW(L"Q:\\", nullptr, nullptr, nullptr),
+              ERROR_PATH_NOT_FOUND);
+  expectError("clusters of no volume",
+              GetDiskFreeSpaceA("Q:\\", &number, &number, &number, &number), ERROR_PATH_NOT_FOUND);
+  expectError("space by a directory",
+              GetDiskFreeSpaceExW(toWide(place.folder()).c_str(), nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(GetDriveTypeA(root.c_str()), UINT{DRIVE_FIXED});
   EXPECT_EQ(GetDriveTypeA("Q:\\"), UINT{DRIVE_NO_ROOT_DIR});
 
@@ -283,44 +242,37 @@ TEST_F(Win32CallsTest, PrivilegesAndErrorMode) {
   TOKEN_PRIVILEGES wanted{};
   wanted.PrivilegeCount = 1;
   LUID& luid = wanted.Privileges[0].Luid;
-  expectErrors({
-      {"a privilege",
-       [&] { return LookupPrivilegeValueW(nullptr, L"SeManageVolumePrivilege", &luid); }, 0},
-      {"no privilege",
-       [&] {
-         LUID other{};
-         return LookupPrivilegeValueW(nullptr, L"SeNoSuchPrivilege", &other);
-       },
-       1313},
-      {"adjust without the right",
-       [&] { return AdjustTokenPrivileges(token, FALSE, &wanted, 0, nullptr, nullptr); },
-       ERROR_ACCESS_DENIED},
-  });
+  expectError("a privilege", LookupPrivilegeValueW(nullptr, L"SeManageVolumePrivilege", &luid), 0);
+  expectError(
+      "no privilege",
+      [&] {
+        LUID other{};
+        return LookupPrivilegeValueW(nullptr, L"SeNoSuchPrivilege", &other);
+      }(),
+      1313);
+  expectError("adjust without the right",
+              AdjustTokenPrivileges(token, FALSE, &wanted, 0, nullptr, nullptr),
+              ERROR_ACCESS_DENIED);
   CloseHandle(token);
   const UINT before = SetErrorMode(0x8001);
   EXPECT_EQ(SetErrorMode(before), 0x8001u);
 }
 
 TEST_F(Win32CallsTest, LibrariesAndText) {
-  expectErrors({
-      {"no library",
-       [&] {
-         return LoadLibraryExW(at("none.dll").c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS) !=
-                nullptr;
-       },
-       ERROR_MOD_NOT_FOUND},
-      {"no text",
-       [] {
-         return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "\xFF", 1, nullptr, 0) != 0;
-       },
-       ERROR_NO_UNICODE_TRANSLATION},
-      {"no room",
-       [] {
-         wchar_t one[1];
-         return MultiByteToWideChar(CP_UTF8, 0, "ab", 2, one, 1) != 0;
-       },
-       ERROR_INSUFFICIENT_BUFFER},
-  });
+  expectError(
+      "no library",
+      LoadLibraryExW(at("none.dll").c_str(), nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS) != nullptr,
+      ERROR_MOD_NOT_FOUND);
+  expectError("no text",
+              MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "\xFF", 1, nullptr, 0) != 0,
+              ERROR_NO_UNICODE_TRANSLATION);
+  expectError(
+      "no room",
+      [] {
+        wchar_t one[1];
+        return MultiByteToWideChar(CP_UTF8, 0, "ab", 2, one, 1) != 0;
+      }(),
+      ERROR_INSUFFICIENT_BUFFER);
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "ab", -1, nullptr, 0), 3);
   wchar_t broken[4] = {};
   EXPECT_EQ(MultiByteToWideChar(CP_UTF8, 0, "a\xFF", 2, broken, 4), 2);
@@ -335,22 +287,20 @@ TEST_F(Win32CallsTest, ChildProcessesAndPipes) {
   HANDLE writeEnd = nullptr;
   char byte = 0;
   DWORD done = 0;
-  expectErrors({
-      {"no program",
-       [&] {
-         std::wstring line = at("none.exe");
-         return CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                               &startup, &process);
-       },
-       ERROR_FILE_NOT_FOUND},
-      {"pipe", [&] { return CreatePipe(&readEnd, &writeEnd, nullptr, 0); }, 0},
-      {"write", [&] { return WriteFile(writeEnd, "a", 1, &done, nullptr); }, 0},
-      {"close", [&] { return CloseHandle(writeEnd); }, 0},
-      {"read", [&] { return ReadFile(readEnd, &byte, 1, &done, nullptr) && byte == 'a'; }, 0},
-      {"read the end", [&] { return ReadFile(readEnd, &byte, 1, &done, nullptr); },
-       ERROR_BROKEN_PIPE},
-      {"close", [&] { return CloseHandle(readEnd); }, 0},
-  });
+  expectError(
+      "no program",
+      [&] {
+        std::wstring line = at("none.exe");
+        return CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                              &startup, &process);
+      }(),
+      ERROR_FILE_NOT_FOUND);
+  expectError("pipe", CreatePipe(&readEnd, &writeEnd, nullptr, 0), 0);
+  expectError("write", WriteFile(writeEnd, "a", 1, &done, nullptr), 0);
+  expectError("close", CloseHandle(writeEnd), 0);
+  expectError("read", ReadFile(readEnd, &byte, 1, &done, nullptr) && byte == 'a', 0);
+  expectError("read the end", ReadFile(readEnd, &byte, 1, &done, nullptr), ERROR_BROKEN_PIPE);
+  expectError("close", CloseHandle(readEnd), 0);
 }
 
 TEST_F(Win32CallsTest, CountedStringsAndArrays) {

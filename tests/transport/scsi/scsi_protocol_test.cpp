@@ -187,36 +187,6 @@ TEST_F(ScsiProtocolTest, ASectorSizeThatNoDriveHasIsUnknown) {
   }
 }
 
-TEST_F(ScsiProtocolTest, ReadsStepDownForGood) {
-  EXPECT_EQ(read(0), ProtocolResult::InvalidArgument);
-  identify(capacity16(kFourG, 512));
-  bridge->expect({0x88, 0x18, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1, 0, 0})
-      .in(512)
-      .senses(fixedSense(5, 0x20));
-  bridge->expect({0xA8, 0x18, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1, 0, 0})
-      .in(512)
-      .returns(Bytes(512, 6));
-  EXPECT_EQ(read(0xFFFFFFFF), ProtocolResult::Success);
-  EXPECT_EQ(buffer[511], 6);
-  // From here on READ(16) is not sent any more, and no address is cut.
-  EXPECT_EQ(read(kFourG), ProtocolResult::CommandUnusable);
-  bridge->expect(Read12(nullptr, 7, 1, 512)).in(512).senses({0x7F});
-  bridge->expect({0x28, 0x18, 0, 0, 0, 7, 0, 0, 1, 0}).in(512).senses(fixedSense(5, 0x21));
-  EXPECT_EQ(read(7), ProtocolResult::CommandRejected);
-  bridge->expect(Read10(nullptr, 8, 1, 512)).in(512).returns(Bytes(512));
-  EXPECT_EQ(read(8), ProtocolResult::Success);
-}
-
-TEST_F(ScsiProtocolTest, ALargeDeviceThatRefusesLongCommandsIsUnusable) {
-  identify(capacity16(kFourG + 1, 512));
-  for (int i = 0; i < 2; ++i) {
-    bridge->expect(Read16(nullptr, 3, 1, 512)).in(512).senses(fixedSense(5));
-    EXPECT_EQ(read(3), ProtocolResult::CommandUnusable);
-  }
-  bridge->expect(Write16(nullptr, 3, 1, 512)).senses(fixedSense(7));
-  EXPECT_EQ(protocol.Write(3, 1, 0, buffer.data()), ProtocolResult::CommandUnusable);
-}
-
 TEST_F(ScsiProtocolTest, ATransferCountsOnlyIfTheDeviceSaysSoAndAllOfItMoved) {
   identify(capacity16(1000, 512));
   const auto ok = ProtocolResult::Success;
