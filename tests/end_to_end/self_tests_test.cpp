@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 #include "ostria/storage/test_ids.h"
 #include "tests/support/bench.h"
 
