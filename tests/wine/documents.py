@@ -1,12 +1,22 @@
 """Compares what the program says on two systems, command line by command line."""
+import concurrent.futures
 import json
 import os
+import pathlib
 import re
 import subprocess
 import tempfile
 
-# Values that differ between two runs on one system as well.
+# What differs between two runs on one system as well: moments and durations, and how far a test was when it was last
+# asked, which is what the end of a test repeats.
 TIMES = re.compile(r"^(time|started_at|finished_at|recorded_at|.*_time|duration_seconds)$")
+LAST_PROGRESS = {"position_sector", "bytes_per_second", "slowest_milliseconds", "bad_blocks"}
+STAMPS = re.compile(r"\d{4}-\d\d-\d\d[T ]\d\d:\d\d(:\d\d)?Z?|(?<=timestamp_seconds )\d+|"
+                    r"(?<=after )\d+:\d\d")
+# What differs between two systems: where tests read that draw their sectors with the C library's `rand`, and where
+# results are kept. With --jobs each drive has a process with progress of its own, but not on Windows.
+DRAWN = {"RANDOM_SEEK_TEST", "FUNNEL_SEEK_TEST"}
+KEPT_IN = re.compile(r"\S+[/\\]results\.(sqlite|jsonl)")
 
 
 class Difference(Exception):
@@ -14,26 +24,33 @@ class Difference(Exception):
 
 
 def plain(value, key=""):
-    """The value without what depends on the moment."""
+    """The value without what is known to differ."""
     if TIMES.match(key) and isinstance(value, (str, int, float)):
         return "(a time)"
     if isinstance(value, dict):
-        return {name: plain(inner, name) for name, inner in value.items()}
+        drawn = isinstance(value.get("test"), dict) and value["test"].get("key") in DRAWN
+        ended = value.get("event") in ("test_finished", "tool_finished")
+        return {name: plain(inner, name) for name, inner in value.items()
+                if not (drawn and name == "read_times") and not (ended and name in LAST_PROGRESS)}
     if isinstance(value, list):
         return [plain(inner, key) for inner in value]
-    return value
+    return KEPT_IN.sub("(the results)", value) if isinstance(value, str) else value
 
 
 def parsed(text):
     """One document, or one for each line. Lines of Wine itself are none of the program's, and how often progress is
     reported depends on the speed of the machine."""
+    lines = [line for line in text.decode().splitlines() if not line.startswith("wine:")]
     try:
-        return plain(json.loads(text))
+        return plain(json.loads("\n".join(lines)))
     except ValueError:
-        lines = text.decode().replace("\r\n", "\n").splitlines()
-        documents = [plain(json.loads(line)) if line.startswith("{") else line for line in lines
-                     if not line.startswith("wine:")]
+        documents = [plain(json.loads(line)) if line.startswith("{") else line for line in lines]
         return [one for one in documents if not isinstance(one, dict) or one.get("event") != "progress"]
+
+
+def plain_text(content):
+    """Lines of a file that the program wrote, as they are on each system."""
+    return STAMPS.sub("(a time)", content.decode()).splitlines()
 
 
 def first_difference(left, right, where="$"):
@@ -56,8 +73,9 @@ def tests_of_help(text):
     return found
 
 
-def command_lines(help_text):
-    """Every option and every test of the help, by letter and by name, and its examples."""
+def sessions(help_text):
+    """Every option and every test of the help, by letter and by name, and its examples: lists of command lines, each
+    list run in order in a folder of its own."""
     module = ["-Mstorage"]
     # One of each protocol; they are small, so that whole scans take seconds.
     some = ["4", "8", "11", "16"]
@@ -66,18 +84,20 @@ def command_lines(help_text):
              module + ["-Q", *some], module + ["-Q", "--redact", "2", "10"], module + ["--show", "--redact"],
              module + ["-Qm", "VPC-SSD-0001"], module + ["-Qm", "99"], module + ["-Qz", "0"],
              module + ["-Qm", "0", "--read-only"], module + ["--no-such-option"],
-             module + ["recover", "scan", "2"], module + ["recover", "filterDevices"],
+             module + ["recover", "filterDevices"],
              module + ["recover", "repair"], module + ["recover", "repair", "2", "--read-only"],
              module + ["recover", "repair", "2", "--assume", "yes"],
              module + ["recover", "repair", "2", "--assume", "no"],
+             module + ["recover", "repair", "0", "--assume", "yes", "--force-mounted"],
              module + ["recover", "filesystem", "0", "--assume", "yes"],
+             module + ["recover", "scan", "2", "-o", "sectors.txt"],
              module + ["-Ew", "6", "--assume-write", "VPC-NVM-0001", "--assume", "yes"],
-             module + ["-Ew", "6"], module + ["-Q", "-E", "0", "1"],
-             module + ["-Qm", "--record"], ["--history"], module + ["--config", "none.ini", "-Qm", "0"],
+             module + ["-Ew", "6"], module + ["--config", "none.ini", "-Qm", "0"],
              module + ["--texts", "none.txt"], module + ["-Qm", "0", "--set", "ENABLE_SMART_HEALTH_TEST=1"],
-             module + ["-Qm", "0", "-q", "--note", "ticket=1"], module + ["recover", "scan", "2", "-o", "sectors.txt"],
-             ["--help", "m"], ["--help", "repair"], ["--compare"], ["--history", "--test", "smart-status"],
-             module + ["-Qm", "0", "--report", "report.html"]]
+             module + ["-Qm", "0", "-q", "--note", "ticket=1"], module + ["-Qm", "--jobs", "4", "--wake"],
+             ["--help", "m"], ["--help", "repair"], ["--metrics", "numbers.prom"],
+             ["--capture", "machine.json", "4", "--redact"],
+             module + ["-Q", "2", "4", "--report", "report.html"]]
     for letter, name, tests in tests_of_help(help_text):
         for short, long in tests:
             lines.append(module + [f"-{letter}{short}", *some])
@@ -87,30 +107,62 @@ def command_lines(help_text):
         # On small drives in place of the first two, and of all.
         words = [{"0": "4", "1": "8"}.get(word, word) for word in words]
         lines.append(words if words[-1].isdigit() else [*words, "4"])
-    return lines
+    kept = [module + ["-Qm", "--record"], module + ["-Qm", "2", "--record"], ["--history"],
+            ["--history", "--test", "smart-status"], ["--compare"]]
+    return [*([line] for line in lines), kept]
 
 
-def compare(wine, program, linux_program):
-    """Returns the number of command lines. What differs ends it with the first of them."""
-    help_text = subprocess.run([linux_program, "--help"], check=True, text=True,
-                               capture_output=True).stdout
+class Linux:
+    """The program of the other build, with a state folder of its own."""
+
+    def __init__(self, program, folder):
+        self.program = program
+        self.folder = pathlib.Path(folder)
+        self.environment = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8", "HOME": str(folder),
+                            "OSTRIA_RESULTS": str(self.folder / "results.sqlite")}
+
+    def run(self, arguments, **options):
+        return subprocess.run([self.program, *arguments], env=self.environment, capture_output=True,
+                              stdin=subprocess.DEVNULL, check=False, timeout=600, **options)
+
+
+def written(folder):
+    """The files of a folder, without moments."""
+    return {path.name: plain_text(path.read_bytes()) for path in sorted(folder.iterdir())}
+
+
+def differences(linux, windows, number, lines):
+    """What a session says and writes differently, one sentence for each."""
+    found = []
+    folders = [system.folder / f"session{number}" for system in (linux, windows)]
+    for folder in folders:
+        folder.mkdir()
+    for line in lines:
+        arguments = [*line, "--virtual", "--json", "--progress=json"]
+        there, here = (system.run(arguments, cwd=folder)
+                       for system, folder in zip((linux, windows), folders))
+        events = [parsed(done.stderr) for done in (there, here)]
+        if "--jobs" in line:
+            events = [[], []]
+        difference = None
+        if there.returncode != here.returncode:
+            difference = f"exit code {there.returncode} there, {here.returncode} here: {here.stderr!r:.600}"
+        difference = (difference or first_difference(parsed(there.stdout), parsed(here.stdout))
+                      or first_difference(*events, "standard error")
+                      or first_difference(*map(written, folders), "files"))
+        if difference:
+            found.append(f"{' '.join(line)}: {difference}")
+    return found
+
+
+def compare(windows, linux_program):
+    """Returns the number of command lines. What differs ends it, all of it in one message."""
     with tempfile.TemporaryDirectory() as state:
-        environment = {"PATH": os.environ["PATH"], "LANG": "C.UTF-8", "HOME": state,
-                       "XDG_STATE_HOME": state}
-        lines = command_lines(help_text)
-        differences = []
-        for line in lines:
-            arguments = [*line, "--virtual", "--json", "--progress=json"]
-            there = subprocess.run([linux_program, *arguments], env=environment, cwd=state,
-                                   capture_output=True, stdin=subprocess.DEVNULL, check=False)
-            here = wine.run([program, *arguments], cwd=wine.drive)
-            found = None
-            if there.returncode != here.returncode:
-                found = f"exit code {there.returncode} there, {here.returncode} here: {here.stderr!r:.600}"
-            found = (found or first_difference(parsed(there.stdout), parsed(here.stdout))
-                     or first_difference(parsed(there.stderr), parsed(here.stderr), "standard error"))
-            if found:
-                differences.append(f"{' '.join(line)}: {found}")
-    if differences:
-        raise Difference("answers differ:\n" + "\n".join(differences))
-    return len(lines)
+        linux = Linux(linux_program, state)
+        all_sessions = sessions(linux.run(["--help", "--virtual"]).stdout.decode())
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            found = pool.map(lambda one: differences(linux, windows, *one), enumerate(all_sessions))
+            found = [difference for session in found for difference in session]
+    if found:
+        raise Difference("answers differ:\n" + "\n".join(found))
+    return sum(map(len, all_sessions))

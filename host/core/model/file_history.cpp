@@ -142,6 +142,9 @@ std::vector<KeptRun> runsOfLines(std::string_view text) {
 
 UsageError FileHistory::add(KeptRun& run) {
   UsageError failed{"file.results_unwritable", {{"file", path_}}};
+  if (path_.empty()) {
+    return failed;
+  }
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), error);
   patience_.begin();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 namespace ostria::host {
@@ -92,7 +93,18 @@ std::string localTime(Clock::time_point time) {
   const std::tm* local = std::localtime(&seconds);
   char text[64] = "";
   if (local != nullptr) {
-    (void)std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %z", local);
+    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S ", local);
+    // Not by %z: the C library of Windows has the name of the zone there.
+    const std::chrono::year_month_day date{
+        std::chrono::year(local->tm_year + 1900),
+        std::chrono::month(static_cast<unsigned>(local->tm_mon + 1)),
+        std::chrono::day(static_cast<unsigned>(local->tm_mday))};
+    const std::chrono::seconds shown =
+        std::chrono::sys_days(date).time_since_epoch() + std::chrono::hours(local->tm_hour) +
+        std::chrono::minutes(local->tm_min) + std::chrono::seconds(local->tm_sec);
+    const long long east = (shown.count() - seconds) / 60;
+    std::snprintf(text + length, sizeof text - length, "%c%02lld%02lld", east < 0 ? '-' : '+',
+                  std::llabs(east) / 60, std::llabs(east) % 60);
   }
   return text;
 }

@@ -7,8 +7,9 @@
 namespace ostria::host {
 
 std::unique_ptr<History> resultStore(Patience patience) {
-  return std::make_unique<FileHistory>(stateFolder() + "/ostria/results.jsonl", lockFile,
-                                       std::move(patience));
+  const std::string folder = stateFolder();
+  return std::make_unique<FileHistory>(folder.empty() ? folder : folder + "\\ostria\\results.jsonl",
+                                       lockFile, std::move(patience));
 }
 
 }  // namespace ostria::host
