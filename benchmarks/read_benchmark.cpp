@@ -108,7 +108,7 @@ void readBeside(benchmark::State& state, TimedTransfer::Engine engine) {
   double product = 0;
   double plain = 0;
   bool productFirst = false;
-  for (auto unused : state) {
+  for ([[maybe_unused]] auto unused : state) {
     const std::uint64_t at = block(random) * bytes;
     bool good = true;
     const auto byProduct = [&] {

@@ -35,7 +35,7 @@ void readSettings(benchmark::State& state) {
   }
   std::chrono::nanoseconds lines{};
   std::chrono::nanoseconds settings{};
-  for (auto unused : state) {
+  for ([[maybe_unused]] auto unused : state) {
     const auto begin = threadTime();
     std::ifstream file(path);
     std::size_t bytes = 0;

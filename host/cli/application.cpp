@@ -193,9 +193,10 @@ class Application {
   ExitCode printVersion() {
     const auto library = ModuleLibrary::load(trustedModulePath(line_.virtualPc, texts_));
     const auto* error = std::get_if<UsageError>(&library);
-    main_->version(kProgramVersion,
-                   error ? "" : std::get<std::unique_ptr<ModuleLibrary>>(library)->version(),
-                   error ? texts_.say(*error) : "");
+    main_->version(
+        kProgramVersion,
+        error != nullptr ? "" : std::get<std::unique_ptr<ModuleLibrary>>(library)->version(),
+        error != nullptr ? texts_.say(*error) : "");
     return ExitCode::Passed;
   }
 

@@ -11,7 +11,7 @@ namespace {
 class Words {
  public:
   void set(unsigned word, unsigned value) {
-    storage::storeLe16(&page[2 * word], static_cast<std::uint16_t>(value));
+    storage::storeLe16(&page[std::size_t{2} * word], static_cast<std::uint16_t>(value));
   }
   /// ATA strings have the characters of each word swapped, and blanks behind them.
   void text(unsigned word, unsigned count, const std::string& text) {

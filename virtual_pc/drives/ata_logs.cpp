@@ -47,8 +47,8 @@ void writeError(std::uint8_t* entry, const ErrorEntryDescription& error) {
 
 void writeInterleavedLba(std::uint8_t* at, std::uint64_t lba) {
   for (unsigned i = 0; i < 3; ++i) {
-    at[2 * i] = byteOf(lba, i);
-    at[2 * i + 1] = byteOf(lba, i + 3);
+    *at++ = byteOf(lba, i);
+    *at++ = byteOf(lba, i + 3);
   }
 }
 
@@ -182,7 +182,7 @@ std::vector<AtaPage> AtaSmart::generalLog(std::uint8_t address) {
         storeLe16(&directory[0][14], kExtendedSelfTestPages);
       }
       if (vendor) {
-        storeLe16(&directory[0][2 * 0xDF], 1);
+        storeLe16(&directory[0][2u * std::size_t{0xDF}], 1);
       }
       return directory;
     }

@@ -18,8 +18,8 @@ constexpr std::uint8_t kAbortSelfTest = 0x7F;
 constexpr std::uint8_t kReadLogExt = 0x2F;
 constexpr std::uint8_t kSmart = 0xB0;
 constexpr std::uint8_t kIdentifyDevice = 0xEC;
-constexpr std::size_t kExecutionStatus = 363;      // of the data page
-constexpr std::size_t kEnabledFeatures = 2 * 85u;  // of IDENTIFY: bit 0 is SMART
+constexpr std::size_t kExecutionStatus = 363;                  // of the data page
+constexpr std::size_t kEnabledFeatures = 2 * std::size_t{85};  // of IDENTIFY: bit 0 is SMART
 
 unsigned sumOf(const AtaPage& page) { return std::accumulate(page.begin(), page.end(), 0u); }
 

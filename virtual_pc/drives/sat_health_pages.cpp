@@ -82,7 +82,7 @@ void SatHealth::modeSense(ScsiExchange& exchange, bool ten) {
   if (!send(exchange, identify, 512)) {
     return;
   }
-  const bool enabled = (loadLe16(&identify.data[2 * 85]) & 1) != 0;
+  const bool enabled = (loadLe16(&identify.data[2 * std::size_t{85}]) & 1) != 0;
   std::vector<std::uint8_t> data(ten ? 8 : 4);
   data.insert(data.end(),
               {kSaveable | kIecPage, 0x0A, enabled ? std::uint8_t{0} : kDisableExceptions,

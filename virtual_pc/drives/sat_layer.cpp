@@ -130,14 +130,14 @@ void SatLayer::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba
     }
     const bool all = now == count;  // the usual case needs no copy
     if (all) {
-      exchange.data = std::move(whole);
+      exchange.data.swap(whole);
     } else {
       exchange.data.assign(first, first + static_cast<std::ptrdiff_t>(now * sectorBytes));
     }
     const bool answered = forward(exchange, ata);
     moved += exchange.transferred;
     if (all) {
-      whole = std::move(exchange.data);
+      exchange.data.swap(whole);
     } else if (access == Access::Read) {
       std::copy(exchange.data.begin(), exchange.data.end(), first);
     }
@@ -191,7 +191,7 @@ bool SatLayer::acceptsPassThrough(const ScsiExchange& exchange, const AtaTaskFil
   const std::size_t moves = ataTransferBytes(in, medium().sectorBytes());
   const std::size_t length = transferLength(cdb, in, medium().sectorBytes());
   const bool toHost = (cdb[2] & 0x08) != 0;
-  return protocolFits && traits.extended <= extended && length == moves &&
+  return protocolFits && (!traits.extended || extended) && length == moves &&
          exchange.data.size() == length && (length == 0 || toHost == fromDrive);
 }
 

@@ -107,7 +107,8 @@ std::uint8_t SelfTestEngine::percentDone() {
   if ((running_ == nullptr) || running_->seconds == 0) {
     return 0;
   }
-  const std::uint64_t done = (clock_.now() - startedAt_) / (running_->seconds * 10'000);
+  const std::uint64_t done =
+      (clock_.now() - startedAt_) / (std::uint64_t{running_->seconds} * 10'000);
   return static_cast<std::uint8_t>(std::min<std::uint64_t>(done, 99));
 }
 

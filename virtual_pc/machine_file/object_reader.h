@@ -49,10 +49,14 @@ class ObjectReader {
   Value choice(const std::string& key, Value fallback,
                std::span<const std::pair<const char*, Value>> words) {
     const std::string word = text(key, "");
-    if (!has(key)) return fallback;
+    if (!has(key)) {
+      return fallback;
+    }
     std::string all;
     for (const auto& [name, value] : words) {
-      if (word == name) return value;
+      if (word == name) {
+        return value;
+      }
       all += (all.empty() ? "" : ", ") + std::string(name);
     }
     fail(key, "\"" + word + "\" is none of " + all + ".");

@@ -21,7 +21,9 @@ class ComObject : public Interface {
   ULONG STDMETHODCALLTYPE AddRef() override { return ++users_; }
   ULONG STDMETHODCALLTYPE Release() override {
     const ULONG left = --users_;
-    if (left == 0) delete this;
+    if (left == 0) {
+      delete this;
+    }
     return left;
   }
 

@@ -315,7 +315,7 @@ BOOL WINAPI SetupDiGetDeviceRegistryPropertyW(HDEVINFO handle, PSP_DEVINFO_DATA 
   if ((buffer == nullptr) || bytes < needed) {
     return failWith(ERROR_INSUFFICIENT_BUFFER);
   }
-  std::memcpy(buffer, value.data(), needed);
+  std::copy_n(reinterpret_cast<const BYTE*>(value.data()), needed, buffer);
   return TRUE;
 }
 

@@ -86,7 +86,7 @@ std::string Redactor::addresses(const std::string& text) const {
 
 std::string Redactor::property(std::string_view key, std::string value) const {
   if (std::find(kMaskedKeys.begin(), kMaskedKeys.end(), key) != kMaskedKeys.end()) {
-    return whole(std::move(value));
+    return whole(value);
   }
   return text(std::move(value));
 }

@@ -41,7 +41,7 @@ UsageError addLanguage(Texts& texts, const std::vector<std::string>& folders,
       if (failed != nullptr && failed->key == kFileMissing) {
         continue;
       }
-      const UsageError error =
+      UsageError error =
           failed != nullptr ? *failed : texts.add(std::get<std::string>(content), path);
       if (error.isSet()) {
         return error;

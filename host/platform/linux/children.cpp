@@ -45,6 +45,7 @@ class ForkedChildren final : public Children {
     std::vector<std::string> words = arguments;
     words.insert(words.begin(), "OstriaDiagnosticsCLI");
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words) {
       argv.push_back(word.data());
     }

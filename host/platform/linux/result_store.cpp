@@ -58,7 +58,7 @@ bool insert(sqlite3* database, KeptRun& run) {
                  "outcome) VALUES (?, ?, ?, ?, ?, ?) RETURNING run");
   head.bind(run.started)
       .bind(run.machine)
-      .bind(std::int64_t{run.virtualPc})
+      .bind(std::int64_t{run.virtualPc ? 1 : 0})
       .bind(run.programVersion)
       .bind(run.moduleVersion)
       .bind(run.outcome);
@@ -188,7 +188,7 @@ class SqliteHistory final : public History {
       : path_(std::move(path)), patience_(std::move(patience)) {}
 
   UsageError add(KeptRun& run) override {
-    const UsageError failed{"file.results_unwritable", {{"file", path_}}};
+    UsageError failed{"file.results_unwritable", {{"file", path_}}};
     if (path_.empty() || !makeFolders(folderOf(path_))) {
       return failed;
     }
@@ -205,7 +205,7 @@ class SqliteHistory final : public History {
   }
 
   OrUsageError<std::vector<KeptRun>> read() override {
-    const UsageError failed{"file.results_unreadable", {{"file", path_}}};
+    UsageError failed{"file.results_unreadable", {{"file", path_}}};
     std::vector<KeptRun> runs;
     std::error_code error;
     if (path_.empty() || !std::filesystem::exists(std::filesystem::symlink_status(path_, error))) {

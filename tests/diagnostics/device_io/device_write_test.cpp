@@ -270,7 +270,7 @@ TEST(WriteTestOnALargeVolume, TheFileIsAsLargeAsTheFileSystemTakes) {
         << call;
   }
   EXPECT_EQ(sizes.size(), 2u);
-  EXPECT_EQ(*sizes.begin(), (std::uint64_t{2} << 40) - 64 * 1024);
+  EXPECT_EQ(*sizes.begin(), (std::uint64_t{2} << 40) - std::uint64_t{64} * 1024);
 }
 
 TEST_F(WriteTestOnVolumes, MembersOfASetAreRefusedOnlyOnNvme) {

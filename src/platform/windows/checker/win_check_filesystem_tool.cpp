@@ -20,11 +20,8 @@ constexpr UINT kStuckExitCode = 3;
 constexpr DWORD kIdleMilliseconds = 100;
 
 /// "C:" of "C:\".
-std::string volumeOf(std::string path) {
-  if (path.find('\\') != std::string::npos) {
-    path.pop_back();
-  }
-  return path;
+std::string volumeOf(const std::string& path) {
+  return path.substr(0, path.size() - (path.find('\\') != std::string::npos ? 1 : 0));
 }
 
 std::string checkerPath() {
@@ -134,7 +131,7 @@ void WinCheckFilesystemTool::reportProgress(int percent) {
 }
 
 bool WinCheckFilesystemTool::scheduleCheck(std::string volumePath) {
-  const std::string volume = volumeOf(std::move(volumePath));
+  const std::string volume = volumeOf(volumePath);
   // The name goes through the command interpreter, which would take these for its own.
   if (volume.find_first_of("&|<>^%\"\r\n") != std::string::npos) {
     return false;
