@@ -30,6 +30,12 @@ class DiskClaim {
 /// @return nothing when the system does not know the device (any more)
 std::optional<DiskUse> findDiskUse(DeviceHandle disk);
 
+/// Whether a file lies on a disk, asked of the system anew: another volume may have come to the
+/// same root path.
+/// @param mountPoint  root path that the file was opened below
+/// @return true where the system cannot tell
+bool isOnDisk(DeviceHandle file, const std::string& mountPoint, DeviceHandle disk);
+
 /// Claims a disk whose volumes are off line. A second claim of the same disk is refused.
 /// @param held  the volumes that were taken off line; they stay the caller's
 /// @param user  set to what stands in the way when there is no claim

@@ -2,9 +2,12 @@
 
 import json
 import os
+import pty
 import shutil
 import subprocess
 import time
+
+from checks_answer import written
 
 MOUNT = "/mnt/write"
 CONTENT = "keep me" * 1000
@@ -94,6 +97,39 @@ def ext4(bench, drive, index):
     bench.equal("files: the volume is sound", code, 0)
 
 
+def replaced(bench, drive, index):
+    """While the question waits, the volume of another drive comes to the mount point."""
+    other = bench.needed("OSTRIABENCHNVME3", "files")
+    if not other:
+        return
+    for disk in (drive, other):
+        bench.run("mkfs.ext4", "-q", "-F", "-m0", "-E", "lazy_itable_init=0,lazy_journal_init=0", disk.node, timeout=120)
+    fill(bench, drive.node)
+    os.sync()
+    master, slave = pty.openpty()
+    command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Ew", index, "--json")
+    with subprocess.Popen(command, stdin=slave, stderr=slave, stdout=subprocess.PIPE, text=True) as process:
+        os.close(slave)
+        asked = b""
+        while b"Continue?" not in asked and process.poll() is None:
+            asked += os.read(master, 4096)
+        bench.run("mount", other.node, MOUNT)
+        os.sync()
+        time.sleep(1)
+        before = written(drive), written(other)
+        os.write(master, b"y\n")
+        text, _ = process.communicate(timeout=120)
+    os.close(master)
+    os.sync()
+    after = written(drive), written(other)
+    run = (json.loads(text).get("test_runs") or [{}])[0]
+    bench.check("files: a volume of another drive at the mount point is not tested",
+                run.get("outcome") == "warning" and max(after[i] - before[i] for i in (0, 1)) < 2048, (run, before, after))
+    bench.run("umount", MOUNT)
+    bench.run("umount", MOUNT)
+    bench.run("wipefs", "-a", other.node)
+
+
 def ntfs(bench, drive, index):
     """A driver in user space, whose mounts do not tell the file system."""
     if not bench.modprobe("fuse"):
@@ -133,7 +169,7 @@ def hanging(bench, drive):
 
 def run(bench):
     _, listing = bench.product("--list")
-    for marker, checks in (("OSTRIABENCHNVME1", (read, ext4, ntfs)), ("0xdeadbeef", (card, read))):
+    for marker, checks in (("OSTRIABENCHNVME1", (read, ext4, replaced, ntfs)), ("0xdeadbeef", (card, read))):
         drive = bench.needed(marker, "files")
         index = drive and bench.index_of(drive, listing)
         if not bench.check(f"files: {marker} has a number", index is not None):

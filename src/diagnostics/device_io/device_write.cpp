@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "checks/message_keys.h"
+#include "inventory/disk_use.h"
 #include "services/number_handler.h"
 #include "services/string_handler.h"
 #include "services/volume_access.h"
@@ -216,7 +217,8 @@ TestResult StorageDeviceWriteTest::makeFiles(const std::vector<UsableVolume>& vo
       continue;
     }
     TestFile file(*filesystem_, handle, layout, volume);
-    if (!giveSize(file)) {
+    // Since the scan another drive's volume may have taken the root path.
+    if (!isOnDisk(handle, volume.mountPoint, protocol_->GetDeviceHandle()) || !giveSize(file)) {
       continue;
     }
     if (run_.privilegeHeld) {

@@ -80,6 +80,19 @@ TEST_F(DiskUseTest, MountsGoOffLineDeepestFirst) {
   EXPECT_TRUE(use().users.empty());
 }
 
+TEST_F(DiskUseTest, AFileIsOnTheDiskThatItsVolumeLiesOn) {
+  device("block/dm-0", "254:0");
+  holder("sda/sda1", "dm-0");
+  mounts(
+      "8:1 /data ext4 /dev/sda1\n8:17 /data ext4 /dev/sdb1\n0:40 /fuse fuse.thing /dev/sda2\n"
+      "0:41 /other fuse.thing /dev/sdb1");
+  const std::vector<std::tuple<int, int, bool>> rows = {
+      {8, 1, true}, {8, 17, false}, {254, 0, true}, {0, 40, true}, {0, 41, false}, {0, 99, false}};
+  for (const auto& [high, low, on] : rows) {
+    EXPECT_EQ(isMountOfDisk(deviceNumberOf(high, low), deviceNumberOf(8, 0), root_), on) << low;
+  }
+}
+
 TEST_F(DiskUseTest, AFileSystemOfSeveralDevicesCountsOnEach) {
   link("sys/fs/btrfs/uuid/devices/sda2", "sys/devices/block/sda/sda2");
   link("sys/fs/btrfs/uuid/devices/sdb1", "sys/devices/block/sdb/sdb1");

@@ -98,6 +98,14 @@ class UseFinder {
     return nullptr;
   }
 
+  bool holdsMount(std::uint32_t device) const {
+    const std::vector<MountEntry> mounts = readMounts(root_ + "/proc/self/mountinfo");
+    return layerOf(device) != nullptr ||
+           std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
+             return mount.device == device && layerUnder(mount.source) != nullptr;
+           });
+  }
+
  private:
   void climb(const std::string& diskPath) {
     std::vector<std::pair<std::string, bool>> pending = {{diskPath, false}};
@@ -348,6 +356,20 @@ std::unique_ptr<DiskClaim> lockDisk(DeviceHandle disk) {
   const auto found = number ? SysfsTree().disk(*number) : std::nullopt;
   auto claim = std::make_unique<LinuxDiskClaim>();
   return found && claim->lock(found->node, found->number) ? std::move(claim) : nullptr;
+}
+
+bool isMountOfDisk(std::uint32_t device, std::uint32_t disk, const std::string& root) {
+  const std::string path = sysfsPathOf(disk, root);
+  return !path.empty() && UseFinder(path, root).holdsMount(device);
+}
+
+bool isOnDisk(DeviceHandle file, const std::string&, DeviceHandle disk) {
+  const auto number = numberOfOpenDisk(disk);
+  struct stat about = {};
+  if (!number || ::fstat(descriptorOf(file), &about) != 0) {
+    return !number;  // a drive without a node of its own has no mounts either
+  }
+  return isMountOfDisk(deviceNumberOf(major(about.st_dev), minor(about.st_dev)), *number, "");
 }
 
 bool diskHolds(DeviceHandle disk, const std::string& node) {

@@ -1,5 +1,7 @@
 // Volumes are the only users of a disk that the system shows here; one that is locked for the
 // repair can be taken by nobody else, so the claim is made of the locks themselves.
+#include <algorithm>
+
 #include "inventory/disk_use.h"
 #include "platform/windows/discovery/win_storage_queries.h"
 #include "platform/windows/volumes/win_volumes.h"
@@ -21,6 +23,13 @@ std::optional<DiskUse> findDiskUse(DeviceHandle disk) {
     use.users.push_back("The volumes of the system could not be listed.");
   }
   return use;
+}
+
+// A letter goes with its volume, and an open file keeps that from leaving it.
+bool isOnDisk(DeviceHandle, const std::string& mountPoint, DeviceHandle disk) {
+  const auto use = findDiskUse(disk);
+  return !use || !use->users.empty() ||
+         std::find(use->volumes.begin(), use->volumes.end(), mountPoint) != use->volumes.end();
 }
 
 std::unique_ptr<DiskClaim> claimDisk(DeviceHandle, const std::vector<DeviceHandle>&, std::string*) {
