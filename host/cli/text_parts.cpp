@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 
 #include "host/core/report/health_text.h"
 #include "host/core/report/plain_text.h"
@@ -131,11 +132,32 @@ static std::string heading(const std::string& text, const TextStyle& style) {
   return coloured(wrapped(text, style.width, 2), Colour::Bold, style.colour) + "\n";
 }
 
-std::string nodeText(const DeviceInfo& device) {
+std::string nodeText(const DeviceInfo& device, const Texts& texts) {
   if (!device.names.node.empty()) {
     return device.names.node;
   }
-  return device.raid.port.empty() ? "-" : device.raid.port;
+  std::string text = device.raid.port.empty() ? "-" : device.raid.port;
+  for (const RaidSet& set : device.raid.sets) {
+    text += ", " + texts.say("raid.set", {{"number", std::to_string(set.number)}});
+  }
+  return text;
+}
+
+// Long names, and few of them: a column would be as wide as a line.
+static std::string controllersText(const std::vector<DeviceInfo>& devices, const TextStyle& style) {
+  std::map<std::string, std::string> behind;
+  for (const DeviceInfo& device : devices) {
+    if (!device.raid.controller.empty()) {
+      std::string& numbers = behind[device.raid.controller];
+      numbers += (numbers.empty() ? "" : ", ") + std::to_string(device.index);
+    }
+  }
+  std::string out;
+  for (const auto& [controller, numbers] : behind) {
+    out += line(style.texts.say("list.behind", {{"controller", controller}, {"devices", numbers}}),
+                0, 2, style);
+  }
+  return out;
 }
 
 std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& style) {
@@ -145,7 +167,7 @@ std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& st
                   style.texts.say("list.connection"), style.texts.say("list.bus"),
                   style.texts.say("list.protocol"), style.texts.say("list.health")});
   for (const DeviceInfo& device : devices) {
-    rows.push_back({std::to_string(device.index), harmless(nodeText(device)),
+    rows.push_back({std::to_string(device.index), harmless(nodeText(device, style.texts)),
                     harmless(device.name.empty() ? device.id : device.name),
                     harmless(device.serial.empty() ? "-" : device.serial),
                     connectionText(device, style.texts), device.bus,
@@ -172,7 +194,7 @@ std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& st
       out += coloured(line(row[7], 3, 3, style), colourOf(devices[r - 1].health.verdict),
                       style.colour);
     }
-    return out;
+    return out + controllersText(devices, style);
   }
   for (std::size_t r = 0; r < rows.size(); ++r) {
     std::string text;
@@ -186,7 +208,7 @@ std::string listText(const std::vector<DeviceInfo>& devices, const TextStyle& st
              coloured(rows[r].back(), colourOf(devices[r - 1].health.verdict), style.colour) + "\n";
     }
   }
-  return out;
+  return out + controllersText(devices, style);
 }
 
 std::string deviceHeading(const DeviceInfo& device, const TextStyle& style) {
@@ -250,6 +272,7 @@ std::string detailsText(const DeviceInfo& device, const TextStyle& style) {
   name("names.wwn", device.names.wwn);
   name("raid.controller", device.raid.controller);
   name("raid.port", device.raid.port);
+  name("raid.sets", raidSetsText(device.raid, style.texts));
   for (const ShownProperty& row : device.properties) {
     if (!row.value.empty()) {
       out += propertyLine(row.label, row.value, 2, width, style);

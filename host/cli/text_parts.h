@@ -29,7 +29,7 @@ std::string propertyLine(const std::string& label, const std::string& value, std
 std::string smartTable(const std::vector<SmartRow>& rows, const TextStyle& style);
 std::string deviceHeading(const DeviceInfo& device, const TextStyle& style);
 /// The node, or the port of a drive without one.
-std::string nodeText(const DeviceInfo& device);
+std::string nodeText(const DeviceInfo& device, const Texts& texts);
 /// The verdict on a drive with its reasons, below `title`.
 std::string healthText(const DeviceInfo& device, const std::string& title, const TextStyle& style);
 

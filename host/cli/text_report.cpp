@@ -162,7 +162,7 @@ std::string verdictsText(const Session& session, bool quiet, const TextStyle& st
         "device.title", {{"device", std::to_string(device->index)},
                          {"name", device->name.empty() ? device->id : device->name}});
     for (const std::string& part :
-         {nodeText(*device), device->serial, numbersText(*device, style.texts)}) {
+         {nodeText(*device, style.texts), device->serial, numbersText(*device, style.texts)}) {
       title += part.empty() ? "" : ", " + part;
     }
     out += healthText(*device, title, style);

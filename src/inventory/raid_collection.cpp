@@ -13,7 +13,29 @@ namespace {
 // How a SAT layer names itself in INQUIRY, for every drive behind it.
 const std::string kSatVendor = "ATA     ";
 
-std::unique_ptr<StorageComponent> buildMember(RaidDevice& device, const RaidControllerInfo& info) {
+bool isMember(const RaidLogicalDevice& set, std::optional<std::uint32_t> address,
+              const std::string& serial) {
+  const auto& drives = set.memberIndexes;
+  const auto& serials = set.memberNames;
+  return (address && std::find(drives.begin(), drives.end(), *address) != drives.end()) ||
+         (!serial.empty() && std::find(serials.begin(), serials.end(), serial) != serials.end());
+}
+
+/// Rows of the report on the sets that a drive belongs to: two can share their drives.
+std::string setRows(const std::vector<RaidLogicalDevice>& sets,
+                    std::optional<std::uint32_t> address, const std::string& serial) {
+  std::string rows;
+  for (const RaidLogicalDevice& set : sets) {
+    if (isMember(set, address, serial)) {
+      rows += std::string(rows.empty() ? "" : ",") + R"({"description":")" +
+              std::to_string(set.index) + R"(","data":")" + set.raidLevel + "\"}";
+    }
+  }
+  return rows;
+}
+
+std::unique_ptr<StorageComponent> buildMember(RaidDevice& device, const RaidControllerInfo& info,
+                                              const std::vector<RaidLogicalDevice>& sets) {
   auto component = std::make_unique<StorageComponent>(std::move(device.protocol));
   component->setConnection(DeviceConnection::RaidMember);
   component->setId(device.name);
@@ -32,6 +54,9 @@ std::unique_ptr<StorageComponent> buildMember(RaidDevice& device, const RaidCont
   if (!succeeded(fillProperties(*component, source, parentName, nullptr))) {
     return nullptr;
   }
+  const std::string* serial = component->findProperty("SERIAL");
+  component->setRaidSets(
+      setRows(sets, device.address, serial != nullptr ? *serial : std::string()));
   return component;
 }
 
@@ -51,7 +76,7 @@ RaidMembers collectRaidDevices(DeviceScanner& scanner) {
     }
     for (RaidDevice& device : devices) {
       try {
-        if (auto component = buildMember(device, info)) {
+        if (auto component = buildMember(device, info, controller.sets())) {
           members.components.push_back(std::move(component));
         }
       } catch (...) {

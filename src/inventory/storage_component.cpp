@@ -121,6 +121,10 @@ bool StorageComponent::getReport(const std::string& key, std::string& value) {
     if (key == "SELF_TEST_TIMES") {
       return makeSelfTestReport(*this, value);
     }
+    if (key == "RAID_SETS") {
+      value = "[" + raidSets_ + "]";
+      return !raidSets_.empty();
+    }
     if (key == "READ_TIMES") {
       value = readTimes_.rows();
       return true;

@@ -111,6 +111,8 @@ class StorageComponent : public SystemComponent {
 
   // Filled by the reports when the component is built.
   void setNames(std::string displayName, std::string model);
+  /// @param rows  of the report "RAID_SETS", empty for a drive of no set
+  void setRaidSets(std::string rows) { raidSets_ = std::move(rows); }
   std::vector<PropertyEntry>& propertyList() { return properties_; }
   /// Value of a property, or null.
   std::string* findProperty(const std::string& key);
@@ -145,6 +147,7 @@ class StorageComponent : public SystemComponent {
   bool optaneVolume_ = false;
   std::uint16_t preferredReadBlock_ = 0;
   ReadTimes readTimes_;
+  std::string raidSets_;
   std::uint32_t userAnswer_ = 0;
   bool userAnswerSet_ = false;
   std::vector<Identifier> confirmedTests_;

@@ -71,6 +71,7 @@ void RaidComponent::addProperty(const std::string& key, const std::string& value
 ProtocolResult RaidComponent::buildProperties() {
   sections_.clear();
   properties_.clear();
+  sets_.clear();
   prepare();
   RaidControllerInfo info;
   // What cannot be learnt stays as it is: a controller that says little can still have drives.
@@ -102,6 +103,7 @@ ProtocolResult RaidComponent::buildProperties() {
         sections_.push_back(describe(sets[i], i));
       }
     }
+    sets_ = std::move(sets);
   }
   std::vector<RaidPhysicalDrive> drives;
   const ProtocolResult result = getPhysicalDrives(&drives);

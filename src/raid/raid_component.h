@@ -37,6 +37,9 @@ class RaidComponent : public SystemComponent {
   /// Fills name, properties and groups. A controller for which this fails is not listed.
   ProtocolResult buildProperties();
 
+  /// What `getLogicalDevices` gave `buildProperties`.
+  const std::vector<RaidLogicalDevice>& sets() const { return sets_; }
+
   void setId(std::string id) { id_ = std::move(id); }
 
  protected:
@@ -46,6 +49,8 @@ class RaidComponent : public SystemComponent {
 
  private:
   void addProperty(const std::string& key, const std::string& value);
+
+  std::vector<RaidLogicalDevice> sets_;
 };
 
 }  // namespace ostria::storage

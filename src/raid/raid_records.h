@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,9 +37,9 @@ struct RaidLogicalDevice {
   std::uint32_t physicalDeviceCount = 0;
   std::string sizeText;  ///< when the source gives a text
   std::string name;
-  std::vector<std::uint32_t> memberIndexes;
-  std::uint64_t size = 0;  ///< bytes; used when `sizeText` is empty
-  std::vector<std::string> memberNames;
+  std::vector<std::uint32_t> memberIndexes;  ///< addresses of the drives on the controller
+  std::uint64_t size = 0;                    ///< bytes; used when `sizeText` is empty
+  std::vector<std::string> memberNames;      ///< serial numbers of the drives
   std::string state;
 };
 
@@ -62,6 +63,7 @@ struct RaidDevice {
   std::unique_ptr<StorageProtocol> ataProtocol;  ///< for a SATA drive behind SCSI; may be null
   std::string name;                              ///< tells it apart across scans
   StorageBusKind busKind = StorageBusKind::Unknown;
+  std::optional<std::uint32_t> address = {};  ///< on the controller, as sets name their members
 };
 
 }  // namespace ostria::storage

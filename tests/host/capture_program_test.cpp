@@ -25,9 +25,9 @@ using testing::Not;
 // Beside times what no drive says: where it hangs, what lies on it, and how often anybody has asked
 // it for a log that it does not have.
 constexpr const char* kElsewhere[] = {
-    "started_at", "finished_at",  "duration_seconds", "index",
-    "id",         "device_index", "device_node",      "partitions",
-    "bus",        "connection",   "raid_controller",  "raid_port"};
+    "started_at",      "finished_at", "duration_seconds", "index", "id",
+    "device_index",    "device_node", "partitions",       "bus",   "connection",
+    "raid_controller", "raid_port",   "raid_sets"};
 constexpr const char* kElsewhereRows[] = {"PARTITION_SCHEMA", "UNALLOCATED", "DRIVER_VERSION",
                                           "Error Information Log Entries"};
 

@@ -175,28 +175,72 @@ TEST(HealthProgramTest, SmartToolJudgesWhatItReads) {
 // turn.
 TEST(HealthProgramTest, NothingIsWrittenToAnotherDrive) {
   const std::string path = testing::TempDir() + "swapped.json";
-  int refused = 0;
-  for (int occurrence = 2; occurrence < 9; ++occurrence) {
-    std::ofstream(path) << R"({"format": 1, "drives": [{"kind": "sata", "model": "SWAPPED",
-      "serial": "SWAP-1", "size_sectors": 40960, "rotation_rate": 7200, "bad_sectors": [{"lba": 9}],
-      "faults": [{"action": "garbage", "command": 236, "times": 0, "occurrence": )"
-                        << occurrence << "}]}]}";
-    Program program(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage", "--json", "--assume=yes",
-                                     "recover", "repair", "SWAP-1"});
-    const int code = program.finish();
-    const json run = json::parse(program.output, nullptr, false);
-    if (code == 2 || !run.contains("tool_runs")) {
-      continue;  // the fault met the scan
+  struct Writer {
+    const char* drive;
+    int identify;  ///< the command that a drive says with who it is
+    std::vector<std::string> arguments;
+  };
+  const std::vector<Writer> writers = {
+      {R"("kind": "sata", "rotation_rate": 7200)", 236, {"--assume=yes", "recover", "repair", "0"}},
+      {R"("kind": "sata", "rotation_rate": 7200)",
+       236,
+       {"--assume=yes", "recover", "filesystem", "0"}},
+      {R"("kind": "nvme", "nvme": {"pass_through": "storage_query"})",
+       6,
+       {"--assume-write=SWAP-1", "-Ew", "0"}}};
+  for (const Writer& writer : writers) {
+    int refused = 0;
+    for (int occurrence = 2; occurrence < 9 && refused == 0; ++occurrence) {
+      std::ofstream(path) << R"({"format": 1, "drives": [{)" << writer.drive
+                          << R"(, "model": "SWAPPED", "name": "d", "serial": "SWAP-1",
+        "size_sectors": 8000000,
+        "layout": {"style": "mbr", "partitions": [{"start_sector": 64, "sectors": 7000000}]},
+        "faults": [{"action": "garbage", "times": 0, "command": )"
+                          << writer.identify << R"(, "occurrence": )" << occurrence
+                          << R"(}]}], "volumes": [{"letter": "D", "drive": "d", "partition": 1}]})";
+      std::vector<std::string> all = {"--virtual=" + path, "-Mstorage", "--json"};
+      all.insert(all.end(), writer.arguments.begin(), writer.arguments.end());
+      Program program(OSTRIA_BIN_DIR, all);
+      const int code = program.finish();
+      const json run = json::parse(program.output, nullptr, false);
+      const char* runs = run.contains("tool_runs") ? "tool_runs" : "test_runs";
+      if (code == 2 || !run.contains(runs) || run.at(runs).empty()) {
+        continue;  // the fault met the scan
+      }
+      const json& first = run.at(runs).at(0);
+      if (first.at("outcome") == "could_not_start") {
+        ++refused;
+        EXPECT_EQ(code, 6);
+        EXPECT_THAT(first.at("note").dump(), HasSubstr("Nothing was written"));
+        EXPECT_FALSE(first.contains("sectors")) << first;
+        EXPECT_TRUE(first.value("partitions", json::array()).empty()) << first;
+      }
     }
-    const json& first = run.at("tool_runs").at(0);
-    if (first.at("outcome") == "could_not_start") {
-      ++refused;
-      EXPECT_THAT(first.at("note").get<std::string>(), HasSubstr("Nothing was written"));
-      EXPECT_FALSE(first.contains("sectors"));
-    }
+    EXPECT_GT(refused, 0) << writer.arguments[1];
   }
-  EXPECT_GT(refused, 0);
   std::filesystem::remove(path);
+}
+
+// Which drive is to be pulled, and what a drive's field for an address means that it left empty.
+TEST(HealthProgramTest, ARaidMemberSaysWhereItIs) {
+  const std::string machine =
+      ::ostria::storage::test::sourceFile("docs/examples/raid-machine.json");
+  std::map<std::string, std::string> sets;
+  const Answer listed = askMachine(machine, {});
+  for (const json& device : listed.document.at("devices")) {
+    sets[device.at("serial")] = device.at("raid_sets").dump();
+  }
+  EXPECT_EQ(sets["RPC-SYS-01"], "[]");
+  EXPECT_EQ(sets["RPC-SPA-01"], "[]");
+  EXPECT_EQ(sets["RPC-STR-02"], R"([{"level":"RAID 5","number":0}])");
+  EXPECT_EQ(sets["RPC-MIR-02"], R"([{"level":"RAID 1","number":0}])");
+  const std::string list = askMachine(machine, {}, false).text;
+  EXPECT_THAT(list, HasSubstr("controller 0, drive 5, set 0"));
+  EXPECT_THAT(list, HasSubstr("Behind RAID Adapter 9000 - SN0042: 2, 3, 4, 5"));
+  const Answer failed = askMachine(machine, {"-Qd", "RPC-MIR-02"}, false);
+  EXPECT_EQ(failed.code, 1);
+  EXPECT_THAT(failed.text, HasSubstr("The drive names no sector"));
+  EXPECT_THAT(failed.text, testing::Not(HasSubstr("281474976710655")));
 }
 
 TEST(HealthProgramTest, ADriveIsNamedBySerialNumberAndNode) {

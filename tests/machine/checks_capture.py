@@ -11,7 +11,7 @@ DRIVES = {"sata": "OBATA0001", "nvme": "OSTRIABENCHNVME1", "nvme-ns5": "OSTRIABE
 QUICK = "-Qs,u,m,o,g,a,b,i"
 # Beside times what no drive says: how the system calls it, and what lies on it.
 ELSEWHERE = {"started_at", "finished_at", "duration_seconds", "index", "id", "device_index", "device_node", "by_id",
-             "by_path", "wwn", "partitions", "raid_controller", "raid_port", "read_times"}
+             "by_path", "wwn", "partitions", "raid_controller", "raid_port", "raid_sets", "read_times"}
 ELSEWHERE_ROWS = {"PARTITION_SCHEMA", "UNALLOCATED", "DRIVER_VERSION"}
 # What a drive counts while the bench asks it.
 COUNTED = {"Error Information Log Entries", "Data Units Read", "Host Read Commands", "Controller Busy Time"}

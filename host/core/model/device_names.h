@@ -1,6 +1,7 @@
 // The names under which the system knows a drive.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,10 +27,17 @@ bool isSerial(const std::string& text, const std::string& serial);
 /// The same for a WWN, in any of the forms that it is written in.
 bool isWwn(const std::string& text, const std::string& wwn);
 
+/// A RAID set as its controller names it.
+struct RaidSet {
+  std::uint32_t number = 0;
+  std::string level;
+};
+
 /// Where a drive hangs that has no node of its own.
 struct RaidLocation {
   std::string controller;
-  std::string port;  ///< "phy 2", "drive 5"
+  std::string port;           ///< "phy 2", "drive 5"
+  std::vector<RaidSet> sets;  ///< that it belongs to; two can share their drives
 };
 
 }  // namespace ostria::host

@@ -64,6 +64,16 @@ std::string adviceText(const Health& health, const Texts& texts) {
   return out;
 }
 
+std::string raidSetsText(const RaidLocation& location, const Texts& texts) {
+  std::string out;
+  for (const RaidSet& set : location.sets) {
+    out +=
+        (out.empty() ? "" : ", ") +
+        texts.say("raid.set_level", {{"number", std::to_string(set.number)}, {"level", set.level}});
+  }
+  return out;
+}
+
 std::string numbersText(const DeviceInfo& device, const Texts& texts) {
   std::string out;
   const auto add = [&](const std::string& text) { out += (out.empty() ? "" : ", ") + text; };

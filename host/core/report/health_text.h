@@ -19,6 +19,8 @@ std::string bareReasonText(const HealthReason& reason, const Texts& texts);
 std::vector<HealthReason> reasonsOf(const Health& health);
 /// What helps, each advice once; empty for none.
 std::string adviceText(const Health& health, const Texts& texts);
+/// "0 (RAID 1)"; empty for a drive of no set.
+std::string raidSetsText(const RaidLocation& location, const Texts& texts);
 /// "12,345 h, 3 % used, 34 °C": what is known of it.
 std::string numbersText(const DeviceInfo& device, const Texts& texts);
 /// The devices with the worst first.

@@ -154,7 +154,8 @@ class Report {
     html_ += definition(texts_.say("list.node"), device.names.node) +
              definition(texts_.say("names.wwn"), device.names.wwn) +
              definition(texts_.say("raid.controller"), device.raid.controller) +
-             definition(texts_.say("raid.port"), device.raid.port);
+             definition(texts_.say("raid.port"), device.raid.port) +
+             definition(texts_.say("raid.sets"), raidSetsText(device.raid, texts_));
     for (const ShownProperty& row : device.properties) {
       html_ += definition(row.label, row.value);
     }

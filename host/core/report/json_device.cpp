@@ -98,6 +98,10 @@ Json deviceJson(const DeviceInfo& device, const Texts& texts) {
   json["wwn"] = textOrNull(device.names.wwn);
   json["raid_controller"] = textOrNull(device.raid.controller);
   json["raid_port"] = textOrNull(device.raid.port);
+  json["raid_sets"] = Json::array();
+  for (const RaidSet& set : device.raid.sets) {
+    json["raid_sets"].push_back({{"number", set.number}, {"level", set.level}});
+  }
   json["name"] = device.name;
   json["model"] = device.model;
   json["manufacturer"] = textOrNull(device.manufacturer);

@@ -52,7 +52,7 @@ std::string connectionOf(const std::map<std::string, std::string>& attributes) {
 }
 
 // The module names a drive behind a controller by its port there: "...#phy2", "...#nvme3", "0:5".
-RaidLocation raidLocationOf(const std::string& id,
+RaidLocation raidLocationOf(storage::SystemComponent& component,
                             const std::map<std::string, std::string>& attributes,
                             const Texts& texts) {
   constexpr std::string_view kParent = "RAID_ATTACHED_DRIVES\\";
@@ -60,7 +60,17 @@ RaidLocation raidLocationOf(const std::string& id,
   if (parent == attributes.end() || !parent->second.starts_with(kParent)) {
     return {};
   }
-  RaidLocation location{parent->second.substr(kParent.size()), {}};
+  const std::string id = component.id();
+  RaidLocation location{parent->second.substr(kParent.size()), {}, {}};
+  if (std::string report; component.getReport("RAID_SETS", report)) {
+    for (const SmartRow& row : readSmartReport(report)) {
+      // A level is a key only where it has no name.
+      const bool named = row.data.find(' ') != std::string::npos;
+      RaidSet set{0, named ? row.data : texts.text(row.data)};
+      (void)std::from_chars(row.name.data(), row.name.data() + row.name.size(), set.number);
+      location.sets.push_back(std::move(set));
+    }
+  }
   const std::size_t mark = id.rfind('#');
   const std::string port = mark == std::string::npos ? std::string() : id.substr(mark + 1);
   if (port.starts_with("phy")) {
@@ -149,7 +159,7 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
   info.index = index;
   info.id = redactor.text(component.id());
   info.names = redactedNames(names, redactor);
-  info.raid = raidLocationOf(component.id(), description.attributes, texts);
+  info.raid = raidLocationOf(component, description.attributes, texts);
   info.name = redactor.text(description.displayName);
   info.model = redactor.text(description.model);
   info.manufacturer = redactor.text(valueOf(properties, "MANUFACTURER"));

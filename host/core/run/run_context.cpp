@@ -3,6 +3,8 @@
 #include "host/core/run/run_context.h"
 
 #include <algorithm>
+#include <charconv>
+#include <optional>
 
 #include "host/core/run/collect_reads.h"
 
@@ -10,6 +12,28 @@ namespace ostria::host {
 namespace {
 
 constexpr std::chrono::milliseconds kReadsInterval{250};
+
+// Whether a message names a sector that its device does not have: a self-test that failed without
+// an address comes with all ones in the field for it (ACS-3, self-test log).
+bool namesNoSector(const std::string& message, storage::SystemComponent& component) {
+  constexpr std::string_view kSector = "READING_SECTOR ";
+  if (!message.starts_with(kSector)) {
+    return false;
+  }
+  const auto numberOf = [](std::string_view text) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() ? std::optional(number) : std::nullopt;
+  };
+  const auto sector = numberOf(std::string_view(message).substr(kSector.size()));
+  for (const storage::PropertyEntry& entry : component.description().properties) {
+    if (entry.key == "LOGICAL_SECTORS") {
+      const auto sectors = numberOf(entry.value);
+      return sector && sectors && *sectors > 0 && *sector >= *sectors;
+    }
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -25,6 +49,7 @@ std::vector<Message> RunContext::messages() const {
                      });
   if (!known) {
     all.push_back(services_.message(closing_, 0, 0));
+    all.back().text = textOf(closing_);
   }
   return all;
 }
@@ -58,8 +83,13 @@ void RunContext::progress(std::uint8_t percent, const std::string& message) {
   if (probing_) {
     return;
   }
-  services_.progress.update(percent, services_.redactor.text(message),
-                            services_.redactor.text(services_.texts.message(message)));
+  services_.progress.update(percent, services_.redactor.text(message), textOf(message));
+}
+
+std::string RunContext::textOf(const std::string& message) const {
+  return namesNoSector(message, component_)
+             ? services_.texts.say("message.no_sector")
+             : services_.redactor.text(services_.texts.message(message));
 }
 
 void RunContext::requestInput(storage::InputRequest* request) {
@@ -91,6 +121,7 @@ bool RunContext::canRequestInput() {
 
 void RunContext::add(std::string message, std::uint32_t severity, std::uint8_t flag) {
   messages_.push_back(services_.message(message, severity, flag));
+  messages_.back().text = textOf(message);
 }
 
 }  // namespace ostria::host

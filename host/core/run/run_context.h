@@ -49,6 +49,7 @@ class RunContext final : public storage::TestRunContext,
   void add(std::string message, std::uint32_t severity, std::uint8_t flag) override;
 
   void showReads();
+  std::string textOf(const std::string& message) const;
 
   const RunServices& services_;
   storage::SystemComponent& component_;

@@ -46,13 +46,14 @@ class SystemComponent {
   /// supported|disabled|not supported, "SMART Status" good|failing|unreadable, "Prediction"
   /// good|failing, "Self-Test" passed|failed CODE; what was not asked has no row; "IDENTITY":
   /// "Model", "Serial", asked anew; "RECORDING"[_MASKED]: for a machine file; "POWER": "Power Mode"
-  /// standby|awake, wakes no drive; "WAKE": the same after a read; "SELF_TEST_TIMES": seconds that
-  /// the drive gives its "Short", "Extended", "Conveyance"; "READ_TIMES", of the latest test or
-  /// tool, also from within its listener: "Sectors", "Sector Bytes", "Reads", "Failed Reads",
-  /// "Sectors Read", "Microseconds" of these, "Position" behind the latest read, "Classes" (below
-  /// 3, 10, 50, 150, 500 ms and above), "Bad Blocks", "Bad" FIRST COUNT, up to 1000, "Slow" FIRST
-  /// COUNT MICROSECONDS, the ten slowest first, "Map": 768 cells from the first sector to the last,
-  /// "." unread, "0" to "5" the worst class, "x" bad; no map when nothing was read yet.
+  /// standby|awake, wakes no drive; "WAKE": the same after a read; "RAID_SETS": number and level of
+  /// each; "SELF_TEST_TIMES": seconds that the drive gives "Short", "Extended", "Conveyance";
+  /// "READ_TIMES" of the latest test or tool, also while it runs: "Sectors", "Sector Bytes",
+  /// "Reads", "Failed Reads", "Sectors Read", "Microseconds" of these, "Position" behind the latest
+  /// read, "Classes" (below 3, 10, 50, 150, 500 ms and above), "Bad Blocks", "Bad" FIRST COUNT, up
+  /// to 1000, "Slow" FIRST COUNT MICROSECONDS, the ten slowest first, "Map": 768 cells from first
+  /// to last sector, "." unread, "0" to "5" the worst class, "x" bad; none when nothing was read
+  /// yet.
   /// @return false when the data cannot be had; `value` is then not to be used
   virtual bool getReport(const std::string& key, std::string& value) = 0;
   virtual bool hostQuery6() = 0;

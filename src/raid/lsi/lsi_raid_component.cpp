@@ -317,6 +317,7 @@ ProtocolResult LsiRaidComponent::getDevices(std::vector<RaidDevice>* devices) {
     RaidDevice device;
     device.name = std::to_string(controllerId_) + ":" + std::to_string(deviceId);
     device.busKind = drive.record.busKind;
+    device.address = deviceId;
     device.protocol = protocolOver<ScsiProtocol>(
         std::make_shared<LsiSspBridge>(controllerId_, deviceId, sender_), ProtocolKind::Scsi);
     if (drive.sata) {
