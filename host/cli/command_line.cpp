@@ -231,7 +231,10 @@ class Reader {
   }
 
   UsageError takeValue(const std::string& written, std::optional<std::string>& value) {
-    if (!value && next_ < arguments_.size()) {
+    // What looks like an option is the next one, not a file of that name: that one is written
+    // behind
+    // "=".
+    if (!value && next_ < arguments_.size() && !arguments_[next_].starts_with('-')) {
       value = arguments_[next_++];
     }
     return value && !value->empty() ? UsageError{}
@@ -257,6 +260,10 @@ class Reader {
   UsageError readShort(const std::string& argument) {
     if (argument == "-h") {
       line_.help = true;
+      return {};
+    }
+    if (argument == "-V") {
+      line_.version = true;
       return {};
     }
     if (argument == "-q") {
@@ -340,7 +347,7 @@ std::string hostOptionsHelp(const Texts& texts) {
   }
   out += wrapped(padded("  --help [TOPIC]", kHelpColumn) + texts.say("help.help"), kHelpWidth,
                  kHelpColumn) +
-         "\n  --version\n\n";
+         "\n  -V, --version\n\n";
   return out + wrapped(texts.say("help.exit_codes"), kHelpWidth, 0) + "\n";
 }
 

@@ -1,5 +1,6 @@
 // The program: what has to come before everything else, and the application. Whatever goes wrong,
 // it leaves through its destructors: the module gives back the volumes that it took off line.
+#include <cstdlib>
 #include <exception>
 #include <string>
 
@@ -8,8 +9,24 @@
 #include "host/platform/console.h"
 #include "host/platform/program_start.h"
 
+namespace {
+
+// Without memory for its own reserve at the start, the runtime cannot even make the exception that
+// says so, and ends the program without one.
+[[noreturn]] void endWithoutMemory() {
+  using namespace ostria::host;
+  if (std::current_exception() != nullptr) {
+    std::abort();
+  }
+  (void)writeStream(Stream::Error, "OstriaDiagnosticsCLI: The program had to end: no memory.\n");
+  std::_Exit(static_cast<int>(ExitCode::CouldNotStart));
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   using namespace ostria::host;
+  std::set_terminate(endWithoutMemory);
   holdStandardStreams();
   try {
     const auto arguments = startProgram(argc, argv);

@@ -36,7 +36,7 @@ complete -c OstriaDiagnosticsCLI -l test -x -d 'With --history: one test'
 complete -c OstriaDiagnosticsCLI -l since -x -d 'With --history: from a date on'
 complete -c OstriaDiagnosticsCLI -l compare -d 'Compares two kept runs'
 complete -c OstriaDiagnosticsCLI -l help -d 'Explains the program or a test'
-complete -c OstriaDiagnosticsCLI -l version
+complete -c OstriaDiagnosticsCLI -s V -l version
 complete -c OstriaDiagnosticsCLI -n 'not __fish_seen_subcommand_from recover smart' -a 'recover smart'
 complete -c OstriaDiagnosticsCLI -n '__fish_seen_subcommand_from recover' -a 'scan repair filesystem filterDevices'
 complete -c OstriaDiagnosticsCLI -a '(__ostria_devices)'

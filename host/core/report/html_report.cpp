@@ -312,6 +312,9 @@ class Report {
       html_ += "<h3>" + htmlEscaped(session_.toolTitle) + "</h3>\n<p>" +
                badge(run.outcome, texts_) +
                (run.status ? " " + say(statusKey(*run.status, false)) : std::string()) + "</p>\n";
+      if (!run.isSmart) {
+        html_ += "<p class=\"soft\">" + say("operation." + session_.operation) + "</p>\n";
+      }
       if (!run.note.empty()) {
         html_ += "<p>" + htmlEscaped(run.note) + "</p>\n";
       }

@@ -190,9 +190,7 @@ DeviceInfo describeDevice(storage::SystemComponent& component, std::uint32_t ind
   info.properties = shown(properties, texts, redactor);
   if (info.sizeBytes) {
     const std::string size = sizeText(static_cast<double>(*info.sizeBytes));
-    if (!info.model.empty()) {
-      info.name = info.model + " - " + size;
-    }
+    info.name = (info.model.empty() ? texts.say("device.no_model") : info.model) + " - " + size;
     for (ShownProperty& property : info.properties) {
       if (property.key == "SIZE") {
         property.value =

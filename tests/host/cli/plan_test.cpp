@@ -115,6 +115,8 @@ TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
       {{"-Mstorage", "-Ed", "--read-only"}, "does not go with \"device-write-test\""},
       {{"-Mstorage", "recover", "repair", "--read-only", "0"}, "does not go with \"repair\""},
       {{"-Mstorage", "--report"}, "--report needs a value."},
+      {{"-Mstorage", "-Q", "--report", "-E", "0"}, "--report needs a value."},
+      {{"-Mstorage", "-o", "-Q"}, "-o needs a value."},
   };
   for (const auto& [arguments, expected] : rows) {
     const auto plan = planOf(arguments);
