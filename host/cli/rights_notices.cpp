@@ -8,7 +8,8 @@ namespace ostria::host {
 std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
                                        const Texts& texts) {
   // In the order of the effects.
-  static constexpr const char* kKeys[] = {"rights.closed", "rights.left_out", "rights.limited"};
+  static constexpr const char* kKeys[] = {"rights.closed", "rights.left_out", "rights.limited",
+                                          "rights.not_elevated"};
   std::vector<std::string> notices;
   for (const MissingRight& entry : missing) {
     std::string disks;

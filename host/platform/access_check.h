@@ -9,13 +9,14 @@ namespace ostria::host {
 /// Disks for which one right is missing.
 struct MissingRight {
   enum class Effect {
-    Closed,   ///< their nodes cannot be opened
-    LeftOut,  ///< they open, and no command reaches them
-    Limited,  ///< some commands do not reach them
+    Closed,       ///< their nodes cannot be opened
+    LeftOut,      ///< they open, and no command reaches them
+    Limited,      ///< some commands do not reach them
+    NotElevated,  ///< they open for an administrator whose rights are switched on
   };
 
   Effect effect;
-  std::string right;               ///< as the system calls it
+  std::string right;               ///< as the system calls it; empty for NotElevated
   std::vector<std::string> disks;  ///< as the system calls them, sorted
 };
 

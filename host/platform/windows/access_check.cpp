@@ -41,7 +41,7 @@ std::vector<MissingRight> missingRights() {
     }
     names.resize(names.size() * 2);
   }
-  MissingRight closed{MissingRight::Effect::Closed, "administrator", {}};
+  MissingRight closed{MissingRight::Effect::NotElevated, {}, {}};
   for (std::size_t at = 0; at < names.size();) {
     const std::wstring name(names.c_str() + at);
     at += name.size() + 1;
