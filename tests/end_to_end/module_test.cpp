@@ -71,7 +71,7 @@ TEST(StorageComponentTest, TheProtocolGoesBeforeTheDriverService) {
   destroyService =
       std::exchange(destroy, reinterpret_cast<virtual_pc::Machine::Function>(&noteServiceGone));
   departures().clear();
-  StorageComponent(std::make_unique<LeavingProtocol>());
+  { const StorageComponent component(std::make_unique<LeavingProtocol>()); }
   EXPECT_THAT(departures(), ElementsAre("protocol", "driver service"));
 }
 

@@ -95,7 +95,7 @@ TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
 }
 
 TEST(VirtualPcProgramTest, EveryMessageHasAText) {
-  for (const std::string device : {"0", "1"}) {
+  for (const char* const device : {"0", "1"}) {
     const json all = onVirtualPc({"-Q", "-E", device}, nullptr, kSmallPc);
     EXPECT_GE(all.at("test_runs").size(), 8u);
     for (const json& run : all.at("test_runs")) {

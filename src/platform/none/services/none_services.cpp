@@ -88,7 +88,8 @@ std::unique_ptr<Cim> makeCim() { return std::make_unique<NoCim>(); }
 
 DriverServiceHolder::DriverServiceHolder() = default;
 
-DriverServiceHolder::~DriverServiceHolder() = default;
+// Where there is a service, it is destroyed here and its library unloaded.
+DriverServiceHolder::~DriverServiceHolder() {}
 
 ZRDService* DriverServiceHolder::usableService() const { return nullptr; }
 
