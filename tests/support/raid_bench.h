@@ -30,8 +30,8 @@ inline Json always(unsigned code, const char* what, Json value) {
   return {{"code", code}, {"times", 0}, {what, std::move(value)}};
 }
 /// Bytes laid over every answer to a request.
-inline Json patched(unsigned code, unsigned at, std::vector<int> bytes) {
-  Json fault = always(code, "patch", std::move(bytes));
+inline Json patched(unsigned code, unsigned at, const std::vector<int>& bytes) {
+  Json fault = always(code, "patch", bytes);
   fault["patch_at"] = at;
   return fault;
 }

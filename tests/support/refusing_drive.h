@@ -25,7 +25,8 @@ struct CommandClass {
   std::uint8_t code = 0;
   int detail = kNoDetail;
 
-  auto operator<=>(const CommandClass&) const = default;
+  // clang-tidy takes the 0 behind it for a pointer.
+  auto operator<=>(const CommandClass&) const = default;  // NOLINT(modernize-use-nullptr)
   std::string name() const {
     static constexpr const char* kSets[] = {"ATA", "SCSI", "NVMe"};
     static constexpr char kHex[] = "0123456789ABCDEF";
