@@ -97,6 +97,18 @@ def ext4(bench, drive, index):
     bench.equal("files: the volume is sound", code, 0)
 
 
+def shown(terminal, last):
+    """What a program writes to its terminal until a text is there, or the program has ended."""
+    everything = b""
+    while last is None or last not in everything:
+        try:
+            part = os.read(terminal, 4096)
+        except OSError:
+            return
+        everything += part
+        yield part
+
+
 def replaced(bench, drive, index):
     """While the question waits, the volume of another drive comes to the mount point."""
     other = bench.needed("OSTRIABENCHNVME3", "files")
@@ -110,16 +122,16 @@ def replaced(bench, drive, index):
     command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "-Ew", index, "--json")
     with subprocess.Popen(command, stdin=slave, stderr=slave, stdout=subprocess.PIPE, text=True) as process:
         os.close(slave)
-        asked = b""
-        while b"Continue?" not in asked and process.poll() is None:
-            asked += os.read(master, 4096)
+        asked = b"".join(shown(master, b"Continue?"))
         bench.run("mount", other.node, MOUNT)
         os.sync()
         time.sleep(1)
         before = written(drive), written(other)
         os.write(master, b"y\n")
+        list(shown(master, None))
         text, _ = process.communicate(timeout=120)
     os.close(master)
+    bench.check("files: the write test asks on a terminal", b"Continue?" in asked, asked)
     os.sync()
     after = written(drive), written(other)
     run = (json.loads(text).get("test_runs") or [{}])[0]
