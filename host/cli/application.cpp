@@ -224,7 +224,7 @@ class Application {
     const FindDeviceNames names = line_.virtualPc ? simulatedDeviceNames : deviceNames;
     const auto rights = line_.virtualPc ? std::vector<MissingRight>() : missingRights();
     const std::vector<std::string> missing = missingRightsNotices(rights);
-    const std::vector<std::string> known = knownToBeSilent(rights, line_.virtualPc);
+    const std::vector<std::string> known = knownToBeSilent(rights, suspended_);
     std::vector<storage::LeftOutDevice> silent = silentDisks(manager(), names, known);
     const std::size_t count = manager().componentCount() + silent.size();
     if (count == 0 && !missing.empty()) {

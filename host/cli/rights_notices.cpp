@@ -1,8 +1,6 @@
 // A list that is short for lack of rights must not look like a short list.
 #include "host/cli/rights_notices.h"
 
-#include "host/platform/suspended_disks.h"
-
 namespace ostria::host {
 
 std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
@@ -22,15 +20,14 @@ std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
   return notices;
 }
 
-std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& missing, bool virtualPc) {
+std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& missing,
+                                         const std::vector<SuspendedDisk>& suspended) {
   std::vector<std::string> disks;
   for (const MissingRight& right : missing) {
     disks.insert(disks.end(), right.disks.begin(), right.disks.end());
   }
-  if (!virtualPc) {
-    for (const SuspendedDisk& disk : suspendedDisks()) {
-      disks.push_back(disk.node.substr(disk.node.rfind('/') + 1));
-    }
+  for (const SuspendedDisk& disk : suspended) {
+    disks.push_back(disk.node.substr(disk.node.rfind('/') + 1));
   }
   return disks;
 }

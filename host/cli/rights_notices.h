@@ -6,6 +6,7 @@
 
 #include "host/core/texts/texts.h"
 #include "host/platform/access_check.h"
+#include "host/platform/suspended_disks.h"
 
 namespace ostria::host {
 
@@ -14,7 +15,8 @@ std::vector<std::string> rightsNotices(const std::vector<MissingRight>& missing,
                                        const Texts& texts);
 
 /// Disks, as the system calls them, that say nothing since they may not be asked, or since they
-/// were left suspended; none on a virtual PC.
-std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& missing, bool virtualPc);
+/// were left suspended.
+std::vector<std::string> knownToBeSilent(const std::vector<MissingRight>& missing,
+                                         const std::vector<SuspendedDisk>& suspended);
 
 }  // namespace ostria::host

@@ -22,6 +22,18 @@ const std::string kSerialKey = "SERIAL";
 constexpr std::uint32_t kPciMassStorage = 1;
 constexpr std::uint32_t kPciNvmController = 8;
 
+/// Whether a device up to an index may have the identifier of one behind it: the two would be told
+/// apart by each other's id.
+bool isSharedBehind(const std::vector<StorageScanner::Position>& order, std::size_t last) {
+  const auto behind = order.begin() + static_cast<std::ptrdiff_t>(last) + 1;
+  return std::any_of(order.begin(), behind, [&](const StorageScanner::Position& seen) {
+    return !seen.identity.empty() &&
+           std::any_of(behind, order.end(), [&](const StorageScanner::Position& other) {
+             return other.identity == seen.identity;
+           });
+  });
+}
+
 StorageComponent& asStorage(SystemComponent* component) {
   return *static_cast<StorageComponent*>(component);
 }
@@ -145,16 +157,17 @@ bool StorageComponentManager::scanDirectDevices(const ScanDemand& demand) {
   if (scanner_->listDevices(devices) != 0) {
     return true;
   }
-  std::vector<std::uint32_t> order;
+  std::vector<StorageScanner::Position> order;
   const bool mayEnd = demand.count < devices.size() && scanner_->listOrder(order);
   if (!mayEnd) {
     order.clear();
     for (const auto& [number, paths] : devices) {
-      order.push_back(number);
+      order.push_back({number, {}});
     }
   }
   DriverVersions drivers;
-  for (const std::uint32_t number : order) {
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    const std::uint32_t number = order[i].number;
     std::uint32_t reason = 0;
     auto component =
         findDevice(number, devices[number], demand.details ? &drivers : nullptr, &reason);
@@ -163,7 +176,7 @@ bool StorageComponentManager::scanDirectDevices(const ScanDemand& demand) {
       continue;
     }
     components_.push_back(component.release());  // `findDevice` has made room
-    if (mayEnd && hasAll(demand)) {
+    if (mayEnd && hasAll(demand) && !isSharedBehind(order, i)) {
       return false;
     }
   }

@@ -39,10 +39,15 @@ class StorageScanner {
   /// @param busKind       `Unknown` until set, also on failure
   /// @param optaneVolume  set to true for a vendor RAID volume of that family, else untouched
   virtual int getBusKind(std::uint32_t number, StorageBusKind* busKind, bool* optaneVolume) = 0;
-  /// The numbers of the last `listDevices` in the order of the list: by connection, then by number.
-  /// @return false where that takes opening the devices, or where two of them may turn out to be
-  ///         one and the same identity, which all of the list has a part in
-  virtual bool listOrder(std::vector<std::uint32_t>& /*numbers*/) { return false; }
+  /// A device by its number and by what the system knows to tell it from others. Where two have one
+  /// identity, or none is known of them, they may turn out to have the same identifier.
+  struct Position {
+    std::uint32_t number = 0;
+    std::string identity;  ///< empty: of a device that will not be listed
+  };
+  /// The devices of the last `listDevices` in the order of the list: by connection, then by number.
+  /// @return false where that takes opening them
+  virtual bool listOrder(std::vector<Position>& /*order*/) { return false; }
   virtual int scannerNoOp8() { return 1; }
   /// Takes a volume off line: locks and dismounts it.
   /// @return `kNotMountedAgain` when it failed half way and the volume did not come back

@@ -44,33 +44,6 @@ def events(bench, *command):
     return re.findall(r"^KERNEL\[.*$", text, re.MULTILINE)
 
 
-def opened(bench, *arguments):
-    """Nodes of disks that a command opens."""
-    trace = "/run/answer.trace"
-    bench.run("strace", "-f", "-e", "trace=openat", "-o", trace, bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", *arguments)
-    with open(trace, encoding="utf-8") as file:
-        return set(re.findall(r'"(/dev/(?:sd[a-z]+|nvme\d+n\d+|mmcblk\d+))"', file.read()))
-
-
-def alone(bench):
-    """A command for one drive opens none behind it in the list, and says what a look at all of them says."""
-    _, listing = bench.product("--list")
-    devices = listing.get("devices", [])
-    nodes = [device["device_node"] for device in devices]
-    for device in (devices[0], devices[len(devices) // 2]):
-        index = device["index"]
-        for name in (str(index), device["device_node"]):
-            seen = opened(bench, "smart", name)
-            bench.check(f"answer: smart {name} opens no drive behind it",
-                        device["device_node"] in seen and seen <= set(nodes[:index + 1]), sorted(seen))
-            _, document = bench.product("smart", name)
-            found = [[one[key] for key in ("index", "id", "name", "serial", "udi")] for one in document.get("devices", [])]
-            bench.equal(f"answer: smart {name} means the drive of the list", found,
-                        [[device[key] for key in ("index", "id", "name", "serial", "udi")]])
-    serial = next((device["serial"] for device in devices if device["serial"]), "")
-    bench.equal("answer: a serial number is looked for among all", opened(bench, "smart", serial) >= set(nodes[:1] + nodes[-1:]), True)
-
-
 def quiet(bench, indices, drive):
     # The guest's root is a changed one, and there alone its udev is to work.
     os.environ["SYSTEMD_IGNORE_CHROOT"] = "1"
@@ -94,6 +67,5 @@ def run(bench):
     indices = [bench.index_of(drive, listing) for drive in drives]
     if not bench.check("answer: six sound drives are listed", None not in indices, listing):
         return
-    alone(bench)
     quiet(bench, indices, drives[0])
     healthy(bench, indices)

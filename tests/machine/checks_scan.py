@@ -45,6 +45,8 @@ def run(bench):
     bench.equal("scan: the stick is no removable medium and has no NVMe port", (usb.get("removable"), usb.get("port")),
                 (False, None))
     listing(bench)
+    if shutil.which("strace") is not None:
+        alone(bench)
 
 
 def listing(bench):
@@ -63,5 +65,34 @@ def listing(bench):
     writers = [call for call in calls if re.search(r'openat\(.*"/dev/(sd|nvme|mmcblk|vd).*O_(RDWR|WRONLY)', call)]
     bench.check("list: no disk is opened for writing", not writers, writers[:3])
     print("system calls of a list:", len(calls), "of which start-up about", start, "for", drives, "drives", flush=True)
-    bench.check("list: fewer than 450 system calls for each drive", drives > 0 and len(calls) - start < 450 * drives,
+    bench.check("list: fewer than 200 system calls for each drive", drives > 0 and len(calls) - start < 200 * drives,
                 (len(calls), drives))
+
+
+def opened(bench, *arguments):
+    """Nodes of disks that a command opens."""
+    trace = "/run/scan.trace"
+    bench.run("strace", "-f", "-e", "trace=openat", "-o", trace, bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", *arguments)
+    with open(trace, encoding="utf-8") as file:
+        return set(re.findall(r'"(/dev/(?:sd[a-z]+|nvme\d+n\d+|mmcblk\d+))"', file.read()))
+
+
+def alone(bench):
+    """A command for one drive opens none behind it in the list, and says what a look at all of them says."""
+    _, listing = bench.product("--list")
+    devices = listing.get("devices", [])
+    for device in (devices[0], devices[len(devices) // 2]):
+        index = device["index"]
+        # Of two with one serial number each has a part in the other's identifier.
+        shown = {one["serial"] for one in devices[:index + 1]}
+        behind = {one["device_node"] for one in devices[index + 1:] if one["serial"] not in shown}
+        for name in (str(index), device["device_node"]):
+            seen = opened(bench, "smart", name)
+            bench.check(f"scan: smart {name} opens no drive behind it",
+                        device["device_node"] in seen and behind and not seen & behind, sorted(seen))
+            _, document = bench.product("smart", name)
+            found = [[one[key] for key in ("index", "id", "name", "serial", "udi")] for one in document.get("devices", [])]
+            bench.equal(f"scan: smart {name} means the drive of the list", found,
+                        [[device[key] for key in ("index", "id", "name", "serial", "udi")]])
+    serial = next((device["serial"] for device in devices if device["serial"]), "")
+    bench.equal("scan: a serial number is looked for among all", opened(bench, "smart", serial), opened(bench, "--list"))

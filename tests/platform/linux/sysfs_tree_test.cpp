@@ -295,7 +295,7 @@ TEST_F(SavedTree, AScanReadsEachDiskOnce) {
   EXPECT_LT((*readsSoFar() - before) / kDisks, 10u);
 }
 
-TEST_F(SavedTree, TheOrderOfTheListIsKnownWhereIdentitiesDiffer) {
+TEST_F(SavedTree, TheOrderOfTheListAndWhatTellsTheDisksApart) {
   const std::string ata = "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:";
   const std::string usb = "pci0000:00/0000:00:14.0/usb2/2-3/2-3:1.0/host6/target6:0:0/6:0:0:";
   const auto serial = [](const std::string& text) {
@@ -314,14 +314,21 @@ TEST_F(SavedTree, TheOrderOfTheListIsKnownWhereIdentitiesDiffer) {
     LinuxStorageScanner scanner(tree());
     DevicePathMap devices;
     EXPECT_EQ(scanner.listDevices(devices), 0);
-    std::vector<std::uint32_t> numbers;
-    return scanner.listOrder(numbers) ? numbers : std::vector<std::uint32_t>();
+    std::vector<StorageScanner::Position> positions;
+    EXPECT_TRUE(scanner.listOrder(positions));
+    std::vector<std::pair<std::uint32_t, std::string>> found;
+    for (const auto& position : positions) {
+      found.emplace_back(position.number, position.identity);
+    }
+    return found;
   };
-  EXPECT_EQ(order(),
-            (std::vector{deviceNumberOf(254, 0), deviceNumberOf(254, 16), deviceNumberOf(8, 16),
-                         deviceNumberOf(8, 32), deviceNumberOf(259, 0), deviceNumberOf(8, 0)}));
-  plant("sdd", usb + "3", "8:48", {{"device/type", "0"}, {"device/model", "STICK"}});
-  EXPECT_TRUE(order().empty()) << "two that the kernel cannot tell from each other";
+  EXPECT_EQ(order(), (std::vector<std::pair<std::uint32_t, std::string>>{
+                         {deviceNumberOf(254, 0), ""},
+                         {deviceNumberOf(254, 16), ""},
+                         {deviceNumberOf(8, 16), "SERIAL0001"},
+                         {deviceNumberOf(8, 32), "SERIAL0002"},
+                         {deviceNumberOf(259, 0), "N1"},
+                         {deviceNumberOf(8, 0), "model STICK"}}));
 }
 
 TEST(SysfsTree, DeviceNumbersAreTheKernelsThirtyTwoBits) {

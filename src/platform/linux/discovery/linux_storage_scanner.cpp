@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <set>
 #include <system_error>
 
 #include "inventory/partitions/partition_layout.h"
@@ -90,24 +89,23 @@ int LinuxStorageScanner::listDevices(DevicePathMap& out) {
     devicePaths_[disk.number] = {disk.node};
     disks_[disk.number] = std::move(disk);
   }
-  mounts_ = readMounts();
+  if (tree_.isOfSystem()) {
+    rememberListed(disks_);
+  }
+  mounts_.reset();
   out = devicePaths_;
   return 0;
 }
 
-bool LinuxStorageScanner::listOrder(std::vector<std::uint32_t>& numbers) {
-  numbers.clear();
-  std::set<std::string> identities;
+bool LinuxStorageScanner::listOrder(std::vector<Position>& order) {
+  order.clear();
   for (const auto& [number, disk] : disks_) {
-    numbers.push_back(number);
     const bool listed = !disk.removable && disk.busKind != StorageBusKind::Raid &&
                         disk.busKind != StorageBusKind::Unknown;
-    if (listed && !identities.insert(tree_.identity(disk)).second) {
-      return false;
-    }
+    order.push_back({number, listed ? tree_.identity(disk) : std::string()});
   }
-  std::stable_sort(numbers.begin(), numbers.end(), [this](std::uint32_t a, std::uint32_t b) {
-    return disks_.at(a).connection < disks_.at(b).connection;
+  std::stable_sort(order.begin(), order.end(), [this](const Position& a, const Position& b) {
+    return disks_.at(a.number).connection < disks_.at(b.number).connection;
   });
   return true;
 }

@@ -18,7 +18,7 @@ class LinuxStorageScanner final : public StorageScanner {
   explicit LinuxStorageScanner(SysfsTree tree = SysfsTree()) : tree_(std::move(tree)) {}
 
   int listDevices(DevicePathMap& out) override;
-  bool listOrder(std::vector<std::uint32_t>& numbers) override;
+  bool listOrder(std::vector<Position>& order) override;
   int getConnection(std::uint32_t number, DeviceConnection* connection) override;
   /// A file system on the whole disk counts as a partition of number 0.
   int readPartitionTable(std::uint32_t number, PartitionTable* table,

@@ -43,6 +43,7 @@ class SysfsTree {
  public:
   /// @param root  folder that stands for "/", for a saved tree
   explicit SysfsTree(std::string root = "");
+  bool isOfSystem() const { return root_.empty(); }
 
   /// The disks that may be tested: no loop, memory, mapped or optical devices, none of size 0, none
   /// of the hardware areas that stand beside an eMMC device, no hidden path of a multipath drive.

@@ -32,6 +32,7 @@ constexpr std::size_t kCommandByte = 14;
 struct Registry {
   std::mutex mutex;
   std::map<int, SleepingDisk> disks;
+  std::map<std::uint32_t, SysfsDisk> listed;
 };
 
 Registry& registry() {
@@ -61,6 +62,18 @@ std::vector<std::uint8_t> keptIdentify(const SysfsDisk& disk) {
   return std::vector<std::uint8_t>(identify.begin(), identify.end());
 }
 
+/// The record of the latest list, where the disk is in it: it takes twenty system calls to make.
+std::optional<SysfsDisk> recordOf(const SysfsTree& tree, std::uint32_t number) {
+  {
+    const std::lock_guard lock(registry().mutex);
+    const auto listed = registry().listed.find(number);
+    if (listed != registry().listed.end()) {
+      return listed->second;
+    }
+  }
+  return tree.disk(number);
+}
+
 bool isInStandby(int descriptor) {
   AtaCheckPowerMode command;
   SgCommand packed = ataPassThrough(command);
@@ -71,13 +84,18 @@ bool isInStandby(int descriptor) {
 
 }  // namespace
 
+void rememberListed(const std::map<std::uint32_t, SysfsDisk>& disks) {
+  const std::lock_guard lock(registry().mutex);
+  registry().listed = disks;
+}
+
 int openAsleep(const std::string& node, int (*open)(const std::string& node)) {
   struct stat status {};
   const SysfsTree tree;
   std::optional<SysfsDisk> disk;
   if (::stat(node.c_str(), &status) == 0 && S_ISBLK(status.st_mode)) {
     const std::uint32_t number = deviceNumberOf(major(status.st_rdev), minor(status.st_rdev));
-    disk = mustNotWake(number) ? tree.disk(number) : std::nullopt;
+    disk = mustNotWake(number) ? recordOf(tree, number) : std::nullopt;
   }
   if (!disk) {
     const int descriptor = open(node);

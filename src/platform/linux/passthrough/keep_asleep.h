@@ -2,14 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/linux/discovery/sysfs_tree.h"
 #include "platform/linux/passthrough/sg_io.h"
 
 namespace ostria::storage {
 
+/// Keeps the records of a list for the opening of its disks, until the next list.
+void rememberListed(const std::map<std::uint32_t, SysfsDisk>& disks);
 /// Opens a disk and leaves it asleep if it sleeps and must not be woken: the host has set
 /// OSTRIA_KEEP_ASLEEP in its environment, to the numbers of the disks (their ids) that may be woken
 /// all the same, with blanks between them. A disk that the kernel has suspended is not even opened:
