@@ -48,7 +48,10 @@ std::vector<Subject> allSubjects() {
 }
 
 /// What the sweep over a drive has to show: the sentences, and how many combinations of test,
-/// command and refusal, which may only grow.
+/// command and refusal, which may only grow. A sentence that is missing has nothing to rest on:
+/// external disks and cards are offered no self-test (2) and no test of a log (3), NVMe drives no
+/// self-test, and the recovery tool (6) is for the system's own ATA and SCSI disks. Firmware
+/// answers for the SMART commands of a SATA drive behind an LSI controller.
 struct Expected {
   std::string_view drive;
   std::string_view sentences;
