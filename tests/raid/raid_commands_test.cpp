@@ -176,6 +176,10 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
   EXPECT_EQ(data, Bytes(512, 0xAB));
   EXPECT_EQ(read.scsiStatus, 0);
   EXPECT_EQ(read.senseLength, 0u);
+  port.answer = [](Bytes& buffer) { storeLe32(&buffer[364], 100); };
+  read.Fill(data.data(), 0x01020304, 1, 512);
+  ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
+  EXPECT_EQ(read.transferBytes, 100u) << "what moved, not what was asked";
 
   // Either byte order of the length, 256 in the other one, and one beyond the room for it.
   for (const Bytes& length : {Bytes{18, 0}, Bytes{0, 18}, Bytes{1, 0}, Bytes{255, 255}}) {

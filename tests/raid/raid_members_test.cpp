@@ -196,5 +196,47 @@ TEST(RaidMembers, ABadSectorIsOneBeyondTwoTebibytesToo) {
             ProtocolResult::MediumError);
 }
 
+TEST(RaidMembers, AReadBehindCsmiIsGoodOnlyIfItsDataCame) {
+  struct Loss {
+    unsigned code;
+    unsigned drive;
+    const char* serial;
+    const char* what;
+    unsigned value;
+  };
+  // What the driver writes of the block, or how the connection to the drive ended, from the 40th
+  // request for that drive on: the drive is found, and its reads go wrong later.
+  std::vector<Loss> losses;
+  for (const auto& [what, value] :
+       {std::pair("bytes", 0u), std::pair("bytes", 28u), std::pair("bytes", 164u),
+        std::pair("bytes", 468u), std::pair("connection_status", 1u)}) {
+    losses.push_back({25, 2, "RPC-MIR-01", what, value});
+    losses.push_back({24, 4, "RPC-SAS-01", what, value});
+  }
+  for (const Loss& loss : losses) {
+    SCOPED_TRACE(std::string(loss.serial) + " " + loss.what + " " + std::to_string(loss.value));
+    Json machine = raidMachine();
+    machine["controllers"][0]["csmi"]["faults"] =
+        Json::array({{{"code", loss.code},
+                      {"occurrence", 40},
+                      {"times", 0},
+                      {"drive", machine["drives"][loss.drive]["name"]},
+                      {loss.what, loss.value}}});
+    RaidBench bench(machine);
+    bench.scan(10);
+    StorageComponent* member = bench.withSerial(loss.serial);
+    ASSERT_NE(member, nullptr);
+    std::vector<std::uint8_t> wanted(512);
+    bool lost = false;
+    for (std::uint64_t lba = 0; lba < 50 && !lost; ++lba) {
+      std::vector<std::uint8_t> read(512, 0xEE);
+      lost = member->readSectors(lba, 1, read.data(), false, 512, 10) != ProtocolResult::Success;
+      virtual_pc::SectorStore::pattern(lba, 512, wanted.data());
+      EXPECT_EQ(!lost, read == wanted) << lba;
+    }
+    EXPECT_TRUE(lost);
+  }
+}
+
 }  // namespace
 }  // namespace ostria::storage::test
