@@ -238,6 +238,17 @@ TEST(FullDiskScanTest, TellsALostDiskFromABadBlock) {
   EXPECT_EQ(run(ProtocolResult::Success), "log 2 DEVICE_COMMUNICATION_FAILURE / 100 same = 3");
 }
 
+TEST(ScanTests, ADeviceThatDoesNotAnswerIsNotScanned) {
+  FakeDevice<> disk(ProtocolKind::Ata, 1000);
+  disk.component->setConnection(DeviceConnection::RaidMember);
+  disk.protocol->results["Read"] = ProtocolResult::TransportFailure;
+  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
+  LinearReadTest linear(kSomeTest);
+  FullDiskScanTest scan(kSomeTest);
+  EXPECT_EQ(runOn(linear, disk), "100 DEVICE_COMMUNICATION_FAILURE / log 0 same / 100 = 4");
+  EXPECT_EQ(runOn(scan, disk), "log 0 DEVICE_COMMUNICATION_FAILURE / 100 same = 4");
+}
+
 TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
   const struct {
     bool whole;

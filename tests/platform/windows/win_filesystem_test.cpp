@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-
 #include "services/sal.h"
 #include "virtual_pc/system/kernel.h"
 
@@ -75,6 +73,15 @@ TEST_F(WinFilesystemTest, ReadsOfABrokenDiskEndInTime) {
   EXPECT_FALSE(succeeded(read(100000)));
   scanner->close(disk);
   release_device_scanner(scanner);
+}
+
+TEST_F(WinFilesystemTest, WhatACrashLeavesGoesAtTheNextStart) {
+  const std::string path = "C:\\scratch.bin";
+  DeviceHandle file;
+  ASSERT_EQ(files.createFile(path, &file, true), 0);
+  EXPECT_EQ(virtual_pc::machine().deletedAtRestart(), std::vector<std::string>{path});
+  EXPECT_EQ(files.closeFile(file), 0);
+  EXPECT_EQ(files.closeFile(file), 1);
 }
 
 TEST_F(WinFilesystemTest, KnowsItsPlaces) {
