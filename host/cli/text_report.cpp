@@ -231,7 +231,8 @@ std::vector<DeviceInfo> TextReport::shown(const std::vector<DeviceInfo>& devices
 
 void TextReport::end() {
   if (kind_ == DocumentKind::Run) {
-    const bool good = session_->outcome() == ExitCode::Passed && session_->notices.empty();
+    const bool good = worse(session_->outcome(), session_->ending) == ExitCode::Passed &&
+                      session_->notices.empty();
     if (!quiet_ || !good) {
       output_.write(summaryText(*session_, quiet_, style_));
     }

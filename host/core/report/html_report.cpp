@@ -64,9 +64,15 @@ class Report {
                                                   [](const ToolRun& run) { return !run.isSmart; });
   }
 
+  // A file that was not kept says nothing of the drives.
+  ExitCode stopped() const {
+    return session_.ending == ExitCode::Stopped ? ExitCode::Stopped : ExitCode::Passed;
+  }
+
   void machine() {
     html_ += "<div class=\"head\"><h1>" + say("report.title") + "</h1>" +
-             badge(hasVerdicts() ? session_.outcome() : session_.healthOutcome(), texts_) +
+             badge(worse(hasVerdicts() ? session_.outcome() : session_.healthOutcome(), stopped()),
+                   texts_) +
              "</div>\n<section><dl>";
     html_ += definition(texts_.say("report.computer"), session_.machine) +
              definition(texts_.say("report.system"), session_.system);
