@@ -1,10 +1,13 @@
 """Kernels that fail commands in every way scsi_debug knows, programs that are killed, and surroundings in which much is
 missing: each run ends soon with a documented exit code, and leaves the system as it was."""
 
+import json
 import os
 import signal
+import threading
 import time
 
+from checks_files import MOUNT, fill, settled
 from checks_medium import FIRST, setting
 from checks_pull import PROGRAM, SOON, begun, end, put, start
 from checks_repair import mounts, shell
@@ -70,6 +73,73 @@ def killed(bench):
     bench.run("modprobe", "-r", "scsi_debug")
 
 
+def document_of(process, seconds):
+    """The document that a run prints, if it comes in time: a program whose request the kernel still holds cannot go, but can speak."""
+    answer = []
+
+    def read():
+        text = ""
+        for line in process.stdout:
+            text += line
+            try:
+                answer.append(json.loads(text))
+                return
+            except ValueError:
+                pass
+
+    reader = threading.Thread(target=read, daemon=True)
+    reader.start()
+    reader.join(seconds)
+    return answer[0] if answer else {}
+
+
+def mapped(bench):
+    """A volume above the drive that becomes slow, and one that answers nothing any more in the middle of a write test."""
+    drive = bench.needed("OSTRIABENCHNVME1", "hardship")
+    if not bench.modprobe("dm_mod") or not bench.modprobe("dm_delay"):
+        return bench.skip("hardship: slow and silent volumes", "this kernel has no dm-delay")
+    os.environ["DM_DISABLE_UDEV"] = "1"
+    bench.modprobe("ext4")
+    bench.run("sgdisk", "--zap-all", "-n1:2048:0", drive.node)
+    bench.run("partprobe", drive.node)
+    part = drive.node + "p1"
+    with open(f"/sys/class/block/{drive.name}p1/size", encoding="ascii") as file:
+        size = file.read().strip()
+    bench.run("dmsetup", "create", "benchslow", "--table", f"0 {size} linear {part} 0")
+    _, name = bench.run("dmsetup", "info", "-c", "--noheadings", "-o", "blkdevname", "benchslow")
+    node = "/dev/" + name.strip()
+    bench.run("mkfs.ext4", "-q", "-F", "-m0", node)
+    before = fill(bench, node)
+
+    def table(line):
+        bench.run("dmsetup", "suspend", "benchslow")
+        bench.run("dmsetup", "reload", "benchslow", "--table", line)
+        bench.run("dmsetup", "resume", "benchslow")
+
+    index = bench.index_of(drive)
+    write = ("-Ew", index, "--assume-write", drive.serial.strip())
+    table(f"0 {size} delay {part} 0 5 {part} 0 5")
+    code, results, took = end(start(bench, *write), 240)
+    bench.check("hardship: a volume that takes its time is no defect", (code, results) == (0, [0]), (code, results, took))
+    table(f"0 {size} linear {part} 0")
+    process = start(bench, *write)
+    begun(process)
+    time.sleep(0.5)
+    bench.run("dmsetup", "suspend", "--noflush", "--nolockfs", "benchslow")
+    listing = document_of(start(bench, "--list"), SOON)
+    bench.check("hardship: the list comes beside a volume that answers nothing", len(listing.get("devices", [])) > 1, listing)
+    document = document_of(process, SOON)
+    results = [run["result"] for run in document.get("test_runs", [])]
+    bench.check("hardship: a write test whose volume answers nothing ends, and passes nothing", results and 0 not in results, document)
+    bench.run("dmsetup", "resume", "benchslow")
+    bench.check("hardship: and the program goes when the volume is back", end(process)[0] in (1, 3, 4, 6), process.returncode)
+    bench.equal("hardship: nothing of the test is left on the volume", settled(before), before)
+    bench.run("umount", MOUNT)
+    code, _ = bench.run("e2fsck", "-fn", node)
+    bench.equal("hardship: the volume is sound", code, 0)
+    return bench.run("dmsetup", "remove", "benchslow")
+
+
 def poor(bench):
     """Surroundings in which something is missing, and many disks."""
     program = bench.bin + PROGRAM
@@ -96,4 +166,5 @@ def poor(bench):
 def run(bench):
     faults(bench)
     killed(bench)
+    mapped(bench)
     poor(bench)
