@@ -154,11 +154,22 @@ TEST_F(StorageDeviceReadTestTest, DeviceThatCannotBeReadAtAllEndsAtItsFirstSecto
   EXPECT_EQ(run(), TestResult::Stopped);
   resize(0);
   EXPECT_EQ(run(), TestResult::CouldNotStart);
-  device.component->setBusKind(StorageBusKind::Ata);
-  EXPECT_FALSE(test.isApplicable(device.component.get()));
-  device.component->setBusKind(StorageBusKind::Nvme);
   device.protocol->record().logicalSectorSize = 0;
   EXPECT_EQ(run(), TestResult::NotPerformed);
+}
+
+TEST_F(StorageDeviceReadTestTest, StopsAtEveryPollAndRefusesOtherBuses) {
+  device.protocol->largestRead = 127;
+  FakeHost counting(device.component.get());
+  ASSERT_EQ(test.run(&counting), TestResult::Passed);
+  for (unsigned poll = 0; poll < counting.polls; ++poll) {
+    FakeHost stopping(device.component.get());
+    stopping.abortFromPoll = poll;
+    EXPECT_EQ(test.run(&stopping), TestResult::Stopped) << poll;
+    EXPECT_EQ(stopping.messages.back(), "progress 100");
+  }
+  device.component->setBusKind(StorageBusKind::Ata);
+  EXPECT_FALSE(test.isApplicable(device.component.get()));
 }
 
 }  // namespace

@@ -128,5 +128,25 @@ TEST(SeekTests, VariantsChooseTheirDevices) {
   EXPECT_EQ(refusal(funnel, scsi), "100 TEST_NOT_SUPPORTED_IN_EXTERNAL_DEVICE / log 3 same = 3");
 }
 
+TEST(SeekTests, TellABadSectorFromALostDisk) {
+  QuickRandomSeekTest random(kSomeTest);
+  SeekDisk two(2);  // sector 0 is the only one that is drawn
+  two.protocol->badSectors[0] = ProtocolResult::MediumError;
+  const std::string found = "0 / log 2 READING_SECTOR 0 / 100 same / 100 / ";
+  EXPECT_EQ(runOn(random, two), found + "100 = 1");
+  two.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
+  EXPECT_EQ(runOn(random, two), found + "100 DEVICE_COMMUNICATION_FAILURE / log 3 same = 4");
+
+  QuickFunnelSeekTest funnel(kSomeTest);
+  SeekDisk disk(1'000'000);
+  disk.protocol->badSectors[50] = ProtocolResult::MediumError;
+  EXPECT_EQ(runOn(funnel, disk), "0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / 100 = 1");
+  EXPECT_EQ(disk.lbas().size(), 51u) << "the head comes before any seek";
+  disk.protocol->results["GetProperties"] = ProtocolResult::TransportFailure;
+  EXPECT_EQ(runOn(funnel, disk),
+            "0 / log 2 READING_SECTOR 50 / 100 same / 100 / 100 / "
+            "100 DEVICE_COMMUNICATION_FAILURE / log 3 same = 4");
+}
+
 }  // namespace
 }  // namespace ostria::storage::test
