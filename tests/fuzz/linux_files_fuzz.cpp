@@ -31,7 +31,7 @@ void image(Input& in) {
   const std::uint8_t sectors = in.byte();
   for (int i = 0; i < 1 + (sectors & 7) && !in.empty(); ++i) {
     static constexpr off_t kInteresting[] = {
-        0, 512, 1024, 1536, 65536, 2048 * 512, (1 << 20) - 512, 32768};
+        0, 512, 1024, 1536, 65536, off_t{2048} * 512, (1 << 20) - 512, 32768};
     std::uint8_t block[512] = {};
     const off_t at = kInteresting[in.byte() % std::size(kInteresting)];
     in.fill(block, std::min<std::size_t>(in.number(2), sizeof block));

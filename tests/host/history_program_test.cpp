@@ -45,7 +45,7 @@ class KeptRunsTest : public testing::Test {
   json document(std::vector<std::string> arguments, int code = 0) {
     arguments.emplace_back("--json");
     EXPECT_EQ(run(arguments), code) << errors_;
-    const json parsed = json::parse(output_, nullptr, false);
+    json parsed = json::parse(output_, nullptr, false);
     EXPECT_EQ(schemaComplaint(parsed), "") << output_;
     return parsed;
   }
@@ -183,7 +183,7 @@ TEST_F(KeptRunsTest, ALockedStoreHearsTheUser) {
     program.send(number);
     EXPECT_EQ(program.finish(), code) << arguments[0] << program.output << program.errors;
     EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(3)) << arguments[0];
-    const json parsed = json::parse(program.output, nullptr, false);
+    json parsed = json::parse(program.output, nullptr, false);
     if (parsed.is_object()) {
       EXPECT_EQ(schemaComplaint(parsed), "");
       EXPECT_EQ(parsed.at("exit_code"), code);

@@ -37,7 +37,7 @@ Ended run(const std::vector<std::string>& arguments) {
 }
 
 json document(const Ended& ended) {
-  const json parsed = json::parse(ended.output, nullptr, false);
+  json parsed = json::parse(ended.output, nullptr, false);
   EXPECT_FALSE(parsed.is_discarded()) << ended.output;
   EXPECT_EQ(schemaComplaint(parsed), "") << ended.output;
   return parsed;

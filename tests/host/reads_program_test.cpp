@@ -38,7 +38,7 @@ Ended run(std::vector<std::string> arguments) {
 
 json document(std::vector<std::string> arguments) {
   arguments.push_back("--json");
-  const json parsed = json::parse(run(arguments).output, nullptr, false);
+  json parsed = json::parse(run(arguments).output, nullptr, false);
   EXPECT_FALSE(parsed.is_discarded());
   EXPECT_EQ(schemaComplaint(parsed), "");
   return parsed;

@@ -31,7 +31,7 @@ json onVirtualPc(std::vector<std::string> arguments, int* code = nullptr,
   if (code != nullptr) {
     *code = ended;
   }
-  const json parsed = json::parse(program.output, nullptr, false);
+  json parsed = json::parse(program.output, nullptr, false);
   EXPECT_FALSE(parsed.is_discarded()) << program.output << program.errors;
   EXPECT_EQ(schemaComplaint(parsed), "") << program.output;
   return parsed;

@@ -97,7 +97,8 @@ TEST(ProgressLineTest, TheRestOfASelfTestIsThatOfTheDrive) {
   left.start(now, seconds(120));
   std::optional<seconds> before;
   for (int second = 0; second < 90; ++second, now += seconds(1)) {
-    left.reached(10 + second / 10 * 10, now);
+    const int reached = 10 + second / 10 * 10;
+    left.reached(reached, now);
     const auto rest = left.left(now);
     ASSERT_TRUE(rest) << second;
     EXPECT_TRUE(!before || *rest <= *before) << second;
