@@ -239,8 +239,8 @@ class Application {
           plan_.selection.names, deviceKeys(manager(), silent, names), resolvedDevicePath));
     }
     if (line_.wake || !plan_.leavesAsleep) {
-      wakeDrives(
-          manager(), plan_.selection, [this] { scan(); }, texts_, session_.notices);
+      const auto again = [this] { scan(); };
+      wakeDrives(manager(), plan_.selection, again, texts_, session_.notices);
       silent = silentDisks(manager(), names, known);
     }
     takeDevices(manager(), silent, plan_.selection, names, texts_, redactor_, session_);
@@ -251,18 +251,13 @@ class Application {
 
   void scan() {
     const bool note = terminal_.errorControl && !jsonProgress_;
-    interrupts_.setHandlers(
-        [this](int count) {
-          error_.write("\n" + wrapped(interruptSentence(count), terminal_.errorWidth, 0) + "\n");
-        },
-        {});
-    if (note) {
-      error_.write(texts_.say("progress.scan"));
-    }
+    const auto say = [this](int count) {
+      error_.write("\n" + wrapped(interruptSentence(count), terminal_.errorWidth, 0) + "\n");
+    };
+    interrupts_.setHandlers(say, {});
+    error_.write(note ? texts_.say("progress.scan") : "");
     manager().scanFor(demand_);
-    if (note) {
-      error_.write("\r\033[K");
-    }
+    error_.write(note ? "\r\033[K" : "");
   }
 
   std::string interruptSentence(int count) const {

@@ -22,8 +22,8 @@ const std::string kSerialKey = "SERIAL";
 constexpr std::uint32_t kPciMassStorage = 1;
 constexpr std::uint32_t kPciNvmController = 8;
 
-/// Whether a device up to an index may have the identifier of one behind it: the two would be told
-/// apart by each other's id.
+/// Whether a device up to an index may have the identifier of one behind it: each of the two
+/// would get its own id behind it.
 bool isSharedBehind(const std::vector<StorageScanner::Position>& order, std::size_t last) {
   const auto behind = order.begin() + static_cast<std::ptrdiff_t>(last) + 1;
   return std::any_of(order.begin(), behind, [&](const StorageScanner::Position& seen) {

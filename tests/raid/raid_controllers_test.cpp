@@ -400,8 +400,8 @@ TEST(RaidControllers, NameTheirLevels) {
                                          "UNKNOWN",
                                          "RAID 10",
                                          "UNKNOWN"};
-  for (std::uint8_t type = 0; type < csmi.size(); ++type) {
-    EXPECT_EQ(csmiLevelName(type), csmi[type]) << int{type};
+  for (std::size_t type = 0; type < csmi.size(); ++type) {
+    EXPECT_EQ(csmiLevelName(static_cast<std::uint8_t>(type)), csmi[type]) << type;
   }
   struct Level {
     std::uint8_t primary;

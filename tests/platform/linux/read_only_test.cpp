@@ -35,8 +35,10 @@ int changesByAnyWay(const AtaCmd& command) {
       command.dataDirection == DataDirection::FromDevice
           ? changes(JMicronAtaPassThrough12(command)) && changes(SunplusAtaPassThrough(command))
           : answers[0];
-  return answers[0] == answers[1] && answers[1] == answers[2] && answers[2] == tunnels ? answers[0]
-                                                                                       : -1;
+  if (answers[0] != answers[1] || answers[1] != answers[2] || answers[2] != tunnels) {
+    return -1;
+  }
+  return answers[0] ? 1 : 0;
 }
 
 TEST(ReadOnlyTest, ReadsIdentityAndTestsPassAndWritesDoNot) {
