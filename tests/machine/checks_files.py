@@ -109,20 +109,6 @@ def shown(terminal, last):
         yield part
 
 
-def btrfs(bench, drive, index):
-    """A file of it says another device number than its mount."""
-    if not bench.modprobe("btrfs"):
-        return bench.skip("files: btrfs", "this kernel has no btrfs")
-    bench.run("mkfs.btrfs", "-q", "-f", drive.node)
-    code, _ = bench.run("mount", drive.node, MOUNT)
-    bench.equal("files: the bench mounts btrfs", code, 0)
-    code, document = bench.product("-Ew", index, "--assume-write", drive.serial.strip(), timeout=240)
-    bench.equal("files: the write test knows a volume of btrfs as the drive's own",
-                (code, [run["result"] for run in document.get("test_runs", [])]), (0, [0]))
-    bench.run("umount", MOUNT)
-    return bench.run("wipefs", "-a", drive.node)
-
-
 def replaced(bench, drive, index):
     """While the question waits, the volume of another drive comes to the mount point."""
     other = bench.needed("OSTRIABENCHNVME3", "files")
@@ -195,7 +181,7 @@ def hanging(bench, drive):
 
 def run(bench):
     _, listing = bench.product("--list")
-    for marker, checks in (("OSTRIABENCHNVME1", (read, ext4, btrfs, replaced, ntfs)), ("0xdeadbeef", (card, read))):
+    for marker, checks in (("OSTRIABENCHNVME1", (read, ext4, replaced, ntfs)), ("0xdeadbeef", (card, read))):
         drive = bench.needed(marker, "files")
         index = drive and bench.index_of(drive, listing)
         if not bench.check(f"files: {marker} has a number", index is not None):

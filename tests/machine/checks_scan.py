@@ -89,7 +89,7 @@ def alone(bench):
         for name in (str(index), device["device_node"]):
             seen = opened(bench, "smart", name)
             bench.check(f"scan: smart {name} opens no drive behind it",
-                        device["device_node"] in seen and behind and not seen & behind, sorted(seen))
+                        device["device_node"] in seen and behind and not seen & behind, (sorted(seen), behind))
             _, document = bench.product("smart", name)
             found = [[one[key] for key in ("index", "id", "name", "serial", "udi")] for one in document.get("devices", [])]
             bench.equal(f"scan: smart {name} means the drive of the list", found,

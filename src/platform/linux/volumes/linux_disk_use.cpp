@@ -98,14 +98,11 @@ class UseFinder {
     return nullptr;
   }
 
-  // A file of btrfs has a device number of its subvolume's own, which stands nowhere else: there
-  // the mount itself says which devices it is of.
-  bool holdsMount(std::uint64_t id, std::uint32_t device) const {
+  bool holdsMount(std::uint32_t device) const {
     const std::vector<MountEntry> mounts = readMounts(root_ + "/proc/self/mountinfo");
     return layerOf(device) != nullptr ||
            std::any_of(mounts.begin(), mounts.end(), [&](const MountEntry& mount) {
-             return (mount.id == id || mount.device == device) &&
-                    layerUnder(mount.source) != nullptr;
+             return mount.device == device && layerUnder(mount.source) != nullptr;
            });
   }
 
@@ -361,21 +358,18 @@ std::unique_ptr<DiskClaim> lockDisk(DeviceHandle disk) {
   return found && claim->lock(found->node, found->number) ? std::move(claim) : nullptr;
 }
 
-bool isMountOfDisk(std::uint64_t mount, std::uint32_t device, std::uint32_t disk,
-                   const std::string& root) {
+bool isMountOfDisk(std::uint32_t device, std::uint32_t disk, const std::string& root) {
   const std::string path = sysfsPathOf(disk, root);
-  return !path.empty() && UseFinder(path, root).holdsMount(mount, device);
+  return !path.empty() && UseFinder(path, root).holdsMount(device);
 }
 
 bool isOnDisk(DeviceHandle file, const std::string&, DeviceHandle disk) {
   const auto number = numberOfOpenDisk(disk);
-  struct statx about = {};
-  if (!number || ::statx(descriptorOf(file), "", AT_EMPTY_PATH, STATX_MNT_ID, &about) != 0) {
+  struct stat about = {};
+  if (!number || ::fstat(descriptorOf(file), &about) != 0) {
     return !number;  // a drive without a node of its own has no mounts either
   }
-  const std::uint64_t mount = (about.stx_mask & STATX_MNT_ID) != 0 ? about.stx_mnt_id : 0;
-  return isMountOfDisk(mount, deviceNumberOf(about.stx_dev_major, about.stx_dev_minor), *number,
-                       "");
+  return isMountOfDisk(deviceNumberOf(major(about.st_dev), minor(about.st_dev)), *number, "");
 }
 
 bool diskHolds(DeviceHandle disk, const std::string& node) {

@@ -186,7 +186,6 @@ std::vector<MountEntry> readMounts(const std::string& path) {
   while (mnt_table_next_fs(table.get(), step.get(), &entry) == 0) {
     MountEntry mount;
     const dev_t device = mnt_fs_get_devno(entry);
-    mount.id = static_cast<std::uint64_t>(mnt_fs_get_id(entry));
     mount.device = deviceNumberOf(major(device), minor(device));
     mount.root = textOf(mnt_fs_get_root(entry));
     mount.target = textOf(mnt_fs_get_target(entry));

@@ -9,7 +9,6 @@ namespace ostria::storage {
 
 /// One mounted file system.
 struct MountEntry {
-  std::uint64_t id = 0;      ///< as statx and /proc/self/fdinfo have it
   std::uint32_t device = 0;  ///< dev_t as the mount table has it; of no disk for some file systems
   std::string root;          ///< part of the file system that is mounted; "/" for all of it
   std::string target;
