@@ -1,4 +1,4 @@
-"""What the scan sees before any protocol: numbers, buses, places, and what it leaves out; what a list costs."""
+"""What the scan sees before any protocol: numbers, buses, locations, and what it leaves out; what a list costs."""
 
 import re
 import shutil
@@ -83,9 +83,13 @@ def alone(bench):
     devices = listing.get("devices", [])
     for device in (devices[0], devices[len(devices) // 2]):
         index = device["index"]
-        # Of two with one serial number each has a part in the other's identifier.
-        shown = {one["serial"] for one in devices[:index + 1]}
-        behind = {one["device_node"] for one in devices[index + 1:] if one["serial"] not in shown}
+        # Of two with one serial number each has a part in the other's identifier: the look goes on to the second. What a
+        # RAID controller shows of its drives is looked at in the order of the kernel's numbers.
+        last = index
+        for one in devices:
+            if one["serial"] in {other["serial"] for other in devices[:last + 1]}:
+                last = max(last, one["index"])
+        behind = {one["device_node"] for one in devices[last + 1:] if one["connection"] != "raid"}
         for name in (str(index), device["device_node"]):
             seen = opened(bench, "smart", name)
             bench.check(f"scan: smart {name} opens no drive behind it",
