@@ -13,6 +13,7 @@ from checks_pull import PROGRAM, SOON, begun, end, put, start
 from checks_repair import mounts, shell
 
 ENDS = (0, 1, 3, 4, 5, 6)
+FULL = "/mnt/full"
 
 # Bits of scsi_debug's option, and every how many commands.
 FAULTS = [("recovered errors", 8, 3), ("aborted commands", 16, 7), ("short transfers", 0x100, 5), ("a busy host", 0x8000, 3),
@@ -163,7 +164,34 @@ def poor(bench):
     bench.check("hardship: two programs test one drive", set(codes) <= {0, 5}, codes)
 
 
+def full(bench):
+    """File systems without space: a report, a capture, a list of sectors or a kept run is an error, and leaves no half file."""
+    drives = [bench.needed(marker, "hardship") for marker in ("OSTRIABENCH ATA", "OBATAB0001")]
+    if None in drives or not bench.modprobe("ext4") or not bench.modprobe("scsi_debug", "dev_size_mb=8"):
+        return bench.skip("hardship: full file systems", "a drive, ext4 or scsi_debug is missing")
+    scratch = bench.needed("scsi_debug", "hardship")
+    sound, bad = [bench.index_of(drive) for drive in drives]
+    os.makedirs(FULL, exist_ok=True)
+    os.environ["OSTRIA_RESULTS"] = FULL + "/results.sqlite"
+    for kind, mount in (("tmpfs", "mount -t tmpfs -o size=1m none"), ("ext4", f"mkfs.ext4 -q -F {scratch.node} && mount {scratch.node}")):
+        bench.check(f"hardship: {kind} to be filled is there", shell(bench, f"{mount} {FULL}"))
+        bench.equal(f"hardship: {kind} with room keeps a run", bench.product("-Qm", sound, "--record")[0], 0)
+        shell(bench, f"dd if=/dev/zero of={FULL}/fill bs=4k 2>/dev/null; dd if=/dev/zero of={FULL}/more bs=512 2>/dev/null; sync")
+        before = sorted(os.listdir(FULL))
+        for arguments, wanted in ((("-Qm", sound, "--report", FULL + "/r.html"), (6,)), (("-Qm", sound, "--record"), (6,)),
+                                  (("--capture", FULL + "/c.json", sound), (6,)), (("recover", "scan", bad, "-o", FULL + "/list"), (1, 6))):
+            code, _ = bench.product(*arguments)
+            bench.check(f"hardship: {' '.join(arguments)}: full {kind} is an error", code in wanted, code)
+            bench.equal(f"hardship: {' '.join(arguments)}: full {kind} holds what it held", sorted(os.listdir(FULL)), before)
+        code, kept = bench.product("--history")
+        bench.check(f"hardship: the run of before is still kept on full {kind}", code == 0 and len(kept.get("records", [])) == 1, (code, kept))
+        shell(bench, f"umount {FULL}")
+    del os.environ["OSTRIA_RESULTS"]
+    return bench.run("modprobe", "-r", "scsi_debug")
+
+
 def run(bench):
+    full(bench)
     faults(bench)
     killed(bench)
     mapped(bench)
