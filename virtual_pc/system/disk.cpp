@@ -235,14 +235,15 @@ SectorResult DiskObject::writeSectors(std::uint64_t lba, std::uint64_t count,
 
 void DiskObject::read(IoRequest& request) {
   const std::uint64_t sectorBytes = drive_.medium->sectorBytes();
-  if (request.offset % sectorBytes || request.output.size() % sectorBytes) {
+  if (request.offset % sectorBytes || request.bytes % sectorBytes) {
     return request.fail(ERROR_INVALID_PARAMETER);
   }
-  if (request.offset > size() || request.output.size() > size() - request.offset) {
+  if (request.offset > size() || request.bytes > size() - request.offset) {
     return request.fail(ERROR_SECTOR_NOT_FOUND);
   }
-  const SectorResult result = readSectors(
-      request.offset / sectorBytes, request.output.size() / sectorBytes, request.output.data());
+  request.makeRoom();
+  const SectorResult result =
+      readSectors(request.offset / sectorBytes, request.bytes / sectorBytes, request.output.data());
   request.error = result.error;
   request.returned = result.error ? 0 : result.bytes;
   request.durationMicroseconds = result.durationMicroseconds;

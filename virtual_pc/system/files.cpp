@@ -307,6 +307,7 @@ void FileObject::read(IoRequest& request) {
   if (request.offset >= node_->bytes) {
     return request.fail(ERROR_HANDLE_EOF);
   }
+  request.makeRoom();
   if (!request.file->unbuffered && readFromCache(request)) {
     return;
   }

@@ -50,7 +50,8 @@ struct IoRequest {
   OpenFile* file = nullptr;
   std::uint32_t code = 0;           ///< control code; 0 for reads and writes
   std::vector<std::uint8_t> input;  ///< a copy of what came in
-  /// Room of the size that the caller offers; zeroed, but not for reads, which fill it.
+  /// Room of the size that the caller offers, zeroed. Reads get theirs from `makeRoom` when it is
+  /// known that there is something to read.
   std::vector<std::uint8_t> output;
   const void* memory = nullptr;  ///< where the caller's data lie, of reads and writes
   std::uint64_t offset = 0;      ///< reads and writes
@@ -60,6 +61,8 @@ struct IoRequest {
   std::size_t returned = 0;  ///< bytes of `output` that count, or bytes written
   std::uint64_t durationMicroseconds = 0;
 
+  /// Room for all that a read asks for; not zeroed, since the read fills it.
+  void makeRoom() { output.resize(bytes); }
   void fail(std::uint32_t errorCode) {
     error = errorCode;
     returned = 0;

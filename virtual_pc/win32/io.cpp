@@ -14,7 +14,7 @@ enum class Action { Control, Read, Write };
 void perform(Action action, IoRequest& request) {
   IoObject& object = *request.file->object;
   const bool moves = action != Action::Control;
-  const std::size_t bytes = action == Action::Read ? request.output.size() : request.input.size();
+  const std::size_t bytes = action == Action::Read ? request.bytes : request.input.size();
   const auto address = reinterpret_cast<std::uintptr_t>(request.memory);
   if (moves && request.file->unbuffered &&
       (request.offset % object.alignment() || bytes % object.alignment() ||
@@ -64,9 +64,11 @@ BOOL run(const KernelCall& call, HANDLE handle, Action action, IoRequest request
   request.file = file.get();
   if (action == Action::Read) {
     request.output = std::move(file->spare);
-    request.output.resize(request.bytes);
   }
   perform(action, request);
+  if (action == Action::Read && request.error != ERROR_SUCCESS) {
+    request.output.clear();  // what an earlier read left there is no answer to this one
+  }
   if (const auto& change = call->machine().faults().onAnswer) {
     change({request.code, request.output, request.returned, request.error});
     request.returned = std::min(

@@ -20,6 +20,7 @@ void PipeReadEnd::read(IoRequest& request) {
     }
     return request.fail(ERROR_BROKEN_PIPE);
   }
+  request.makeRoom();
   const std::size_t count = std::min(channel_->bytes.size(), request.output.size());
   request.answerCut(channel_->bytes.data(), count);
   channel_->bytes.erase(0, count);
