@@ -86,7 +86,7 @@ std::string asciiJson(std::string_view document) {
   for (std::size_t at = 0; at < document.size();) {
     char32_t code = 0;
     const std::size_t length = decode(document, at, code);
-    if (length == 1) {
+    if (length == 1 && code != 0x7F) {
       out += document[at];
     } else if (code < 0x10000 || length == 0) {
       escape(length == 0 ? 0xFFFD : code);
