@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "tests/host/program.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -48,7 +49,8 @@ TEST(EndingsTest, LimitsOfTheSystemAreExitCodes) {
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   };
-  const std::string report = testing::TempDir() + "limited.html";
+  const storage::test::TemporaryFolder folder;
+  const std::string report = folder.file("limited.html");
   EXPECT_EQ(shell("-f 0", "-Qm 0 --report " + report), 6);
   EXPECT_FALSE(std::filesystem::exists(report));
   int ended = 0;

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -11,6 +10,7 @@
 #include "tests/host/program.h"
 #include "tests/host/schema_check.h"
 #include "tests/support/source_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -110,7 +110,8 @@ TEST(HealthProgramTest, ADriveThatHangsWhileItIsIdentifiedIsListed) {
          {"size_sectors", 40960},
          {"faults", {{{"action", "hang"}, {"occurrence", command}, {"times", 0}}}}});
   }
-  const std::string path = testing::TempDir() + "hanging.json";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("hanging.json");
   std::ofstream(path) << machine;
   const Answer list = askMachine(path, {});
   EXPECT_EQ(list.code, 1);
@@ -129,11 +130,11 @@ TEST(HealthProgramTest, ADriveThatHangsWhileItIsIdentifiedIsListed) {
   EXPECT_EQ(verdictByNode.at("\\\\.\\PhysicalDrive2"), "not_answering");
   EXPECT_EQ(verdictByNode.at("\\\\.\\PhysicalDrive4"), "not_answering");
   EXPECT_EQ(askMachine(path, {"recover", "filterDevices"}).code, 1);
-  std::filesystem::remove(path);
 }
 
 TEST(HealthProgramTest, TheWorstStandsOnTop) {
-  const std::string path = testing::TempDir() + "health.html";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("health.html");
   const Answer text = ask({"-Q", "--report", path}, false);
   std::stringstream html;
   html << std::ifstream(path).rdbuf();
@@ -151,7 +152,6 @@ TEST(HealthProgramTest, TheWorstStandsOnTop) {
     ASSERT_NE(next, std::string::npos) << badge;
     row = next;
   }
-  std::filesystem::remove(path);
 }
 
 TEST(HealthProgramTest, SmartToolJudgesWhatItReads) {
@@ -174,7 +174,8 @@ TEST(HealthProgramTest, SmartToolJudgesWhatItReads) {
 // Another drive in the old one's place, from a question's answer on: at each of its answers in
 // turn.
 TEST(HealthProgramTest, NothingIsWrittenToAnotherDrive) {
-  const std::string path = testing::TempDir() + "swapped.json";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("swapped.json");
   struct Writer {
     const char* drive;
     int identify;  ///< the command that a drive says with who it is
@@ -218,7 +219,6 @@ TEST(HealthProgramTest, NothingIsWrittenToAnotherDrive) {
     }
     EXPECT_GT(refused, 0) << writer.arguments[1];
   }
-  std::filesystem::remove(path);
 }
 
 // Which drive is to be pulled, and what a drive's field for an address means that it left empty.

@@ -11,6 +11,7 @@
 
 #include "tests/host/schema_check.h"
 #include "tests/support/source_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -136,7 +137,8 @@ TEST(ProgramTest, ProgressAsJsonLines) {
 }
 
 TEST(ProgramTest, RedactedOutputsHoldNoSerialNumber) {
-  const std::string report = testing::TempDir() + "redacted.html";
+  const storage::test::TemporaryFolder folder;
+  const std::string report = folder.file("redacted.html");
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"--show"}, {"--show", "--json"}, {"-Qm", "-Ew", "--assume=yes"}}) {
     auto with = arguments;
@@ -150,11 +152,11 @@ TEST(ProgramTest, RedactedOutputsHoldNoSerialNumber) {
       EXPECT_THAT(text, Not(HasSubstr("alert(1)")));
     }
   }
-  std::filesystem::remove(report);
 }
 
 TEST(ProgramTest, ReportEscapesWhatADriveCallsItself) {
-  const std::string path = testing::TempDir() + "report.html";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("report.html");
   run({"-Qm,t", "-En", "--report", path});
   std::ifstream file(path);
   std::ostringstream html;
@@ -164,7 +166,6 @@ TEST(ProgramTest, ReportEscapesWhatADriveCallsItself) {
   EXPECT_THAT(html.str(), Not(HasSubstr("<b>Disk")));
   EXPECT_THAT(html.str(), Not(HasSubstr("\033")));
   EXPECT_THAT(html.str(), HasSubstr("class=\"map\""));
-  std::filesystem::remove(path);
 }
 
 // The drive's name holds an escape, a change of direction, a stray byte and a blank of no width.
@@ -210,7 +211,8 @@ TEST(ProgramTest, OutputThatCannotBeWrittenIsNoSuccess) {
         (OSTRIA_FAKE_DIR "/OstriaDiagnosticsCLI --virtual -Mstorage " + command).c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   };
-  const std::string report = testing::TempDir() + "lost.txt";
+  const storage::test::TemporaryFolder folder;
+  const std::string report = folder.file("lost.txt");
   EXPECT_EQ(shell("--json --show 0 >/dev/full 2>" + report), 6);
   std::ifstream file(report);
   std::string sentence;
@@ -231,7 +233,6 @@ TEST(ProgramTest, OutputThatCannotBeWrittenIsNoSuccess) {
   using Files = std::filesystem::directory_iterator;
   EXPECT_EQ(std::distance(Files(report + ".d"), Files()), 1);
   std::filesystem::remove_all(report + ".d");
-  std::filesystem::remove(report);
 }
 
 TEST(ProgramTest, NarrowTerminalIsNeverOverrun) {
@@ -275,13 +276,13 @@ TEST(ProgramTest, TerminalIsAskedBeforeADeviceIsChanged) {
 }
 
 TEST(ProgramTest, SettingsThatATestRefusesAreNamed) {
-  const std::string path = testing::TempDir() + "refused.ini";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("refused.ini");
   std::ofstream(path) << "[STORAGE]\nSEC_NUM=x\n";
   const Ended ended = run({"-Qm", "--config", path});
   EXPECT_EQ(ended.code, 2);
   EXPECT_THAT(ended.errors, HasSubstr("section [STORAGE], key SEC_NUM"));
   EXPECT_THAT(ended.errors, HasSubstr("1115"));
-  std::filesystem::remove(path);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "tests/host/program.h"
 #include "tests/host/schema_check.h"
 #include "tests/support/source_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -93,7 +94,8 @@ TEST(ReadsProgramTest, AScanThatEndsEarlySaysHowMuchItRead) {
 }
 
 TEST(ReadsProgramTest, SectorsAreWrittenOneALineAndEachHasItsOutcome) {
-  const std::string path = testing::TempDir() + "sectors.txt";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("sectors.txt");
   EXPECT_EQ(run({"recover", "scan", "READS-1", "-o", path}).code, 1);
   EXPECT_EQ(contentOf(path), "5000\n5001\n100000\n");
   EXPECT_EQ(run({"recover", "scan", "-o" + path}).code, 1);
@@ -110,7 +112,8 @@ TEST(ReadsProgramTest, SectorsAreWrittenOneALineAndEachHasItsOutcome) {
 }
 
 TEST(ReadsProgramTest, ReportHasTheMapTheSectorsAndWhatTheUserNoted) {
-  const std::string path = testing::TempDir() + "reads.html";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("reads.html");
   run({"-En(ERROR_LIMIT=0)", "--report", path, "--note", "Ticket=<4711>",
        "--note=Customer=M\u00FCller"});
   const std::string html = contentOf(path);
@@ -175,7 +178,8 @@ TEST(ReadsProgramTest, JsonLinesCarryErrorsAndWholeResults) {
 
 // A drive so slow that Ctrl-C meets the scan behind its first bad block.
 TEST(ReadsProgramTest, CtrlCKeepsWhatAScanFound) {
-  const std::string path = testing::TempDir() + "slow_reads.json";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("slow_reads.json");
   std::ofstream(path) << R"({"format": 1, "real_time": true, "drives": [{"kind": "sata",
       "model": "SLOW READS", "serial": "SLOW-1", "size_sectors": 13107200, "rotation_rate": 7200,
       "bytes_per_second": 20000000, "bad_sectors": [{"lba": 200000}]}]})";
@@ -188,7 +192,6 @@ TEST(ReadsProgramTest, CtrlCKeepsWhatAScanFound) {
   EXPECT_THAT(program.output, HasSubstr("% of the disk was read."));
   EXPECT_THAT(program.errors, HasSubstr("\"percent_exact\""));
   EXPECT_THAT(program.errors, HasSubstr("\"bytes_per_second\""));
-  std::filesystem::remove(path);
 }
 
 // A volume that stays in use is named, and nothing is repaired without the serial number.

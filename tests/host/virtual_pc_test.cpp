@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -13,6 +12,7 @@
 #include "tests/host/program.h"
 #include "tests/host/schema_check.h"
 #include "tests/support/source_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -145,7 +145,8 @@ TEST(VirtualPcProgramTest, RefusedParametersAreTheModulesOwnWords) {
 }
 
 TEST(VirtualPcProgramTest, CtrlCEndsEachTestAtItsNextCommand) {
-  const std::string path = testing::TempDir() + "slow.json";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("slow.json");
   // Slow enough to be in the middle of every test a second after its start.
   const std::string slow =
       R"("size_sectors": 131072, "rotation_rate": 7200, "access_microseconds": 20000,
@@ -200,7 +201,8 @@ std::size_t countOf(const std::string& text, const std::string& part) {
 }
 
 TEST(VirtualPcProgramTest, ReportCoversEveryKindOfDrive) {
-  const std::string path = testing::TempDir() + "kinds.html";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("kinds.html");
   Program program(
       OSTRIA_BIN_DIR,
       {"--virtual=" + ::ostria::storage::test::sourceFile("tests/host/report_machine.json"),
@@ -223,11 +225,11 @@ TEST(VirtualPcProgramTest, ReportCoversEveryKindOfDrive) {
   EXPECT_EQ(countOf(html, "<tr class=\"bad\">"), 4u);
   EXPECT_EQ(countOf(html, "<script"), 0u);
   EXPECT_EQ(countOf(html, "<h3>Partition</h3>"), 1u);
-  std::filesystem::remove(path);
 }
 
 TEST(VirtualPcProgramTest, WithoutRightsOrDrivesThereIsOneSentence) {
-  const std::string path = testing::TempDir() + "empty_pc.json";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("empty_pc.json");
   const std::tuple<const char*, int, const char*> rows[] = {
       {R"({"format": 1, "drives": []})", 3, "No storage device was found."},
       {R"({"format": 1, "drives": [], "administrator": false})", 6,
@@ -246,7 +248,8 @@ TEST(VirtualPcProgramTest, WithoutRightsOrDrivesThereIsOneSentence) {
 }
 
 TEST(VirtualPcProgramTest, BrokenMachineFileIsOneSentence) {
-  const std::string path = testing::TempDir() + "broken.json";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("broken.json");
   for (const char* text : {"{", "[]", "{\"drives\": [{\"kind\": 7}]}", ""}) {
     std::ofstream(path) << text;
     Program program(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage"});

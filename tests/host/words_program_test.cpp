@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -12,6 +11,7 @@
 #include "tests/host/program.h"
 #include "tests/host/schema_check.h"
 #include "tests/support/source_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -100,14 +100,14 @@ TEST(WordsTest, GermanHasEveryTextWithTheSameNames) {
 
 TEST(WordsTest, GermanReportHasNoEnglishSentence) {
   const Locale locale(std::map<std::string, std::string>{{"LC_ALL", "de_DE.UTF-8"}});
-  const std::string path = testing::TempDir() + "german.html";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("german.html");
   const Ended ended =
       run({"--virtual=" + storage::test::sourceFile("tests/host/report_machine.json"), "-Q",
            "-En(ERROR_LIMIT=0)", "--report", path, "--assume=no"});
   EXPECT_EQ(ended.code, 1) << ended.errors;
   std::ostringstream content;
   content << std::ifstream(path).rdbuf();
-  std::filesystem::remove(path);
   const std::string html = content.str();
   EXPECT_THAT(html, HasSubstr("<html lang=\"de\">"));
   EXPECT_THAT(html, HasSubstr("Das Laufwerk sagt keinen Ausfall voraus"));
@@ -200,10 +200,10 @@ TEST(WordsTest, AloneTheProgramListsAndAnEmptyListIsAList) {
   const Ended alone = run({"--virtual"});
   EXPECT_EQ(alone.code, 1);
   EXPECT_THAT(alone.output, HasSubstr("VIRTUAL"));
-  const std::string path = testing::TempDir() + "no_drives.json";
+  const storage::test::TemporaryFolder folder;
+  const std::string path = folder.file("no_drives.json");
   std::ofstream(path) << R"({"format": 1, "drives": []})";
   const Ended empty = run({"--virtual=" + path, "--json"});
-  std::filesystem::remove(path);
   EXPECT_EQ(empty.code, 3);
   const json list = json::parse(empty.output, nullptr, false);
   EXPECT_EQ(schemaComplaint(list), "");

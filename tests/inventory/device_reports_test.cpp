@@ -2,7 +2,6 @@
 #include "inventory/device_reports.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -16,6 +15,7 @@
 #include "tests/support/bench.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/scripted_nvme_bridge.h"
+#include "tests/support/temporary_folder.h"
 #include "transport/ata/ata_protocol.h"
 #include "transport/nvme/nvme_protocol.h"
 
@@ -286,17 +286,8 @@ TEST(VendorReportTest, DeviceWithoutTheLogHasAnEmptyReport) {
 /// Works in a folder of its own, with a config.ini to write.
 class ReportsOnPcTest : public ::testing::Test {
  protected:
-  ReportsOnPcTest()
-      : before_(std::filesystem::current_path()),
-        // Tests run side by side, each in a process of its own.
-        folder_(::testing::TempDir() + "ostria_reports_test_" + std::to_string(::getpid())) {
-    std::filesystem::create_directories(folder_);
-    std::filesystem::current_path(folder_);
-  }
-  ~ReportsOnPcTest() override {
-    std::filesystem::current_path(before_);
-    std::filesystem::remove_all(folder_);
-  }
+  ReportsOnPcTest() { std::filesystem::current_path(folder_.path()); }
+  ~ReportsOnPcTest() override { std::filesystem::current_path(before_); }
 
   ModuleBench bench{R"({"format": 1, "drives": [
     {"name": "d", "kind": "sata", "model": "DISK", "serial": "1", "size_sectors": 100000,
@@ -304,8 +295,8 @@ class ReportsOnPcTest : public ::testing::Test {
      "smart": {"attributes": [{"id": 9, "value": 90, "worst": 80, "threshold": 5, "raw": 7}]}}]})"};
 
  private:
-  std::filesystem::path before_;
-  std::filesystem::path folder_;
+  const std::filesystem::path before_ = std::filesystem::current_path();
+  const TemporaryFolder folder_;
 };
 
 TEST_F(ReportsOnPcTest, AtaVendorReportHasASwitch) {

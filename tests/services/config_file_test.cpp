@@ -2,27 +2,23 @@
 #include "services/config_file.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
+
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::storage::test {
 namespace {
 
 class ConfigFileTest : public ::testing::Test {
  protected:
-  ConfigFileTest()
-      : path_(::testing::TempDir() + "ostria_config_" + std::to_string(::getpid()) + ".ini") {}
-  ~ConfigFileTest() override { std::remove(path_.c_str()); }
-
   bool read(const std::string& text) {
     std::ofstream(path_, std::ios::binary) << text;
     return readConfigurationFile(path_, contents_, error_);
   }
 
-  std::string path_;
+  const TemporaryFolder folder_;
+  const std::string path_ = folder_.file("config.ini");
   ConfigurationMap contents_;
   ConfigurationError error_;
 };

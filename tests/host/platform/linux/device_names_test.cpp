@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "host/platform/linux/megaraid_disks.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -14,7 +15,8 @@ namespace {
 namespace fs = std::filesystem;
 
 TEST(DeviceNamesTest, NumberLeadsToNodeAndLinks) {
-  const std::string root = fs::canonical(testing::TempDir()).string() + "/names";
+  const storage::test::TemporaryFolder folder;
+  const std::string& root = folder.path();
   const auto disk = [&](const std::string& number, const std::string& sysName,
                         const std::string& node, const std::string& wwid) {
     fs::create_directories(root + "/sys/devices/" + sysName);
@@ -71,7 +73,6 @@ TEST(DeviceNamesTest, NumberLeadsToNodeAndLinks) {
        {"", "9", "0:5", "2:5", "2:257", "3:5", "PCI@0.1.0#phy2", "99999999999"}) {
     EXPECT_EQ(deviceNames(none, root).node, "") << none;
   }
-  fs::remove_all(root);
 }
 
 }  // namespace
