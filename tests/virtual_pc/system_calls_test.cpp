@@ -3,13 +3,18 @@
 #include <gtest/gtest.h>
 #include <ntddscsi.h>
 #include <setupapi.h>
+#include <sys/stat.h>
 #include <windows.h>
 #include <winioctl.h>
 
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include "tests/support/aligned_bytes.h"
 #include "tests/support/drive_bench.h"
+#include "tests/support/temporary_folder.h"
 #include "virtual_pc/system/kernel.h"
 #include "virtual_pc/system/text_forms.h"
 
@@ -47,6 +52,31 @@ class SystemCalls : public ::testing::Test {
                        flags, nullptr);
   }
 };
+
+// The file that the environment names is anybody's: its words go to a terminal, and it may be a
+// pipe.
+TEST_F(SystemCalls, WhatIsWrongWithAMachineFileIsSaidInPlainLetters) {
+  const storage::test::TemporaryFolder folder;
+  const std::string broken = folder.file("a\x1B[31mb\xC2\x9B");
+  const std::string pipe = folder.file("pipe");
+  const std::string huge = folder.file("huge");
+  std::ofstream(broken) << "{\"\x1B]0;x\x07\": 1}";
+  std::ofstream(huge) << "{}";
+  std::filesystem::resize_file(huge, (std::uintmax_t{16} << 20) + 1);
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& path : {broken, pipe, huge}) {
+    ASSERT_EQ(::setenv("OSTRIA_VIRTUAL_PC", path.c_str(), 1), 0);
+    resetMachine();
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(machine().disks().empty()) << path;
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_GT(said.size(), 1u) << path;
+    EXPECT_TRUE(std::all_of(said.begin(), said.end() - 1, [](char c) {
+      return c >= ' ' && c < 0x7F;
+    })) << said;
+  }
+  ::unsetenv("OSTRIA_VIRTUAL_PC");
+}
 
 TEST_F(SystemCalls, RequestsInFlightEndInVirtualTimeOrAreCancelled) {
   const HANDLE disk = open(L"\\\\.\\PhysicalDrive0", FILE_FLAG_OVERLAPPED | FILE_FLAG_NO_BUFFERING);

@@ -7,8 +7,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include "virtual_pc/system/text_forms.h"
@@ -16,6 +19,27 @@
 namespace ostria::virtual_pc {
 
 namespace {
+
+constexpr std::uintmax_t kMostFileBytes = std::uintmax_t{16} << 20;
+
+/// Path and file may be anybody's, and the complaint may go to a terminal.
+void complain(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');
+  std::fprintf(stderr, "%s\n", text.c_str());
+}
+
+/// Neither a pipe, which would never end, nor more than a machine can need.
+bool readMachineFile(const char* path, std::string* text) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error) ||
+      std::filesystem::file_size(path, error) > kMostFileBytes) {
+    return false;
+  }
+  std::ifstream file(path, std::ios::binary);
+  text->assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  return !file.fail();
+}
 
 /// The machine that the environment names. A file that can't be used gives a PC without drives, so
 /// that nobody takes the built-in drives for those of the file.
@@ -25,16 +49,15 @@ MachineDescription configuredMachine() {
   const char* path = std::getenv("OSTRIA_VIRTUAL_PC");
   if ((path == nullptr) || !*path) {
     if (!parseMachine(builtInMachineText(), &out, &error)) {
-      std::fprintf(stderr, "built-in machine: %s\n", error.c_str());
+      complain("built-in machine: " + error);
     }
     return out;
   }
-  std::ifstream file(path, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file) {
-    std::fprintf(stderr, "%s: this machine file can't be read.\n", path);
+  std::string text;
+  if (!readMachineFile(path, &text)) {
+    complain(std::string(path) + ": this machine file can't be read.");
   } else if (!parseMachine(text, &out, &error)) {
-    std::fprintf(stderr, "%s: %s\n", path, error.c_str());
+    complain(std::string(path) + ": " + error);
   }
   return out;
 }
