@@ -148,9 +148,10 @@ std::uint32_t WinEmmcUtils::GetGeometry(EmmcGeometry* out) {
   }
 
   out->cylinders = cylinders;
-  out->mediaKind = geometry.MediaType == RemovableMedia ? EmmcMediaKind::Removable
-                   : geometry.MediaType == FixedMedia   ? EmmcMediaKind::Fixed
-                                                        : EmmcMediaKind::Other;
+  const DWORD media = numberIn(geometry.MediaType);
+  out->mediaKind = media == RemovableMedia ? EmmcMediaKind::Removable
+                   : media == FixedMedia   ? EmmcMediaKind::Fixed
+                                           : EmmcMediaKind::Other;
   out->tracksPerCylinder = geometry.TracksPerCylinder;
   out->sectorsPerTrack = geometry.SectorsPerTrack;
   out->bytesPerSector = geometry.BytesPerSector;

@@ -78,7 +78,7 @@ ControlAnswer queryDeviceProperty(DeviceHandle handle, void* out, std::size_t by
 
 LayoutEntry entryOf(const PARTITION_INFORMATION_EX& source) {
   LayoutEntry entry;
-  entry.style = static_cast<PartitionStyle>(source.PartitionStyle);
+  entry.style = static_cast<PartitionStyle>(numberIn(source.PartitionStyle));
   entry.number = source.PartitionNumber;
   entry.start = static_cast<std::uint64_t>(source.StartingOffset.QuadPart);
   entry.length = static_cast<std::uint64_t>(source.PartitionLength.QuadPart);
@@ -95,7 +95,7 @@ DiskLayout layoutOf(std::span<const std::uint8_t> block) {
   DRIVE_LAYOUT_INFORMATION_EX header;
   std::memcpy(&header, block.data(), kLayoutHeader);
   DiskLayout layout;
-  layout.style = static_cast<PartitionStyle>(header.PartitionStyle);
+  layout.style = static_cast<PartitionStyle>(numberIn(header.PartitionStyle));
   const std::size_t room = (block.size() - kLayoutHeader) / kLayoutEntryBytes;
   const std::size_t count = std::min<std::size_t>(header.PartitionCount, room);
   for (std::size_t i = 0; i < count; ++i) {

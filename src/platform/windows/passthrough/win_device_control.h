@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <cstring>
+
 #include "base/device_handle.h"
 
 namespace ostria::storage {
@@ -20,5 +22,15 @@ struct ControlAnswer {
 /// another request: every call waits for an event of its own.
 ControlAnswer deviceControl(DeviceHandle handle, DWORD code, const void* in, std::size_t inBytes,
                             void* out, std::size_t outBytes);
+
+/// The number in a field of a driver's record that has an enumeration as its type. A driver may put
+/// any number there, and loading one that the enumeration does not have is undefined.
+template <typename Enumeration>
+DWORD numberIn(const Enumeration& field) {
+  static_assert(sizeof field == sizeof(DWORD));
+  DWORD number = 0;
+  std::memcpy(&number, &field, sizeof number);
+  return number;
+}
 
 }  // namespace ostria::storage
