@@ -60,6 +60,10 @@ std::size_t decode(std::string_view text, std::size_t at, char32_t& code) {
 }  // namespace
 
 std::string cleanText(std::string_view text) {
+  // Nearly all texts are of visible ASCII, the program's own hundreds at its start among them.
+  if (std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; })) {
+    return std::string(text);
+  }
   std::string out;
   for (std::size_t at = 0; at < text.size();) {
     char32_t code = 0;

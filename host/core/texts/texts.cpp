@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <utility>
 
 #include "host/core/texts/clean_text.h"
 #include "host/core/texts/english_texts.h"
@@ -83,11 +84,12 @@ UsageError Texts::add(std::string_view content, const std::string& name) {
     if (tab == 0 || tab == std::string_view::npos || tab + 1 == line.size()) {
       return {"file.text_line", {{"file", name}, {"line", std::to_string(number)}}};
     }
-    added.insert_or_assign(std::string(line.substr(0, tab)), std::string(line.substr(tab + 1)));
+    // Most files are sorted, so most rows belong at the end.
+    added.insert_or_assign(added.end(), std::string(line.substr(0, tab)),
+                           cleanText(line.substr(tab + 1)));
   }
-  for (auto& [key, text] : added) {
-    rows_.insert_or_assign(key, cleanText(text));
-  }
+  added.merge(rows_);
+  rows_ = std::move(added);
   return {};
 }
 
