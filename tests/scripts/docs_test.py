@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Runs the commands of the documents, of --help and of the manual page. Those of the program run on
-a virtual PC in a folder of their own; of the others the programs and files must be there.
+a virtual PC in a folder of their own; of the others the programs, options, presets, targets and
+tests must be there, and so must each file that a document names.
 usage: docs_test.py FOLDER_OF_THE_PROGRAM"""
 import json
 import os
@@ -24,8 +25,7 @@ OTHERS = {
     "benchmarks/": "scripts/test runs it",
     "tests/machine/run": "scripts/test runs it",
     "tests/wine/run": "scripts/test --full runs it",
-    "build/release/bin/fault_tests": "part of ctest",
-    "build/release/bin/module_fuzz": "part of ctest, in short",
+    "build/": "a program of the tests; part of ctest",
 }
 # Good, watched, failed or not performed: each is an answer. A command that is not understood or
 # could not be carried out has none of these.
@@ -42,14 +42,35 @@ def code_lines(text):
             yield line.strip()
 
 
+def files_of_tree(pattern):
+    """The files of the tree, but not what was built or fetched."""
+    paths = list(TOP.glob(pattern))
+    for room in sorted(TOP.iterdir()):
+        if room.is_dir() and room.name != "build" and not room.name.startswith("."):
+            paths += sorted(room.rglob(pattern))
+    return paths
+
+
+def documents():
+    for path in files_of_tree("*.md"):
+        yield path.relative_to(TOP).as_posix(), path.read_text(encoding="utf-8")
+
+
+def is_command(line):
+    word = line.split(" ")[0]
+    return word.endswith(PROGRAM) or any(word == o or (o[-1] == "/" and word.startswith(o))
+                                         for o in OTHERS)
+
+
 def document_commands():
-    for path in sorted(TOP.glob("docs/*.md")) + [TOP / "README.md"]:
-        for line in code_lines(path.read_text(encoding="utf-8")):
-            word = line.split(" ")[0]
-            if word.endswith(PROGRAM) or any(word == o or (o[-1] == "/" and word.startswith(o))
-                                             or (o[-1] != "/" and "/" in o and word == o)
-                                             for o in OTHERS):
-                yield path.name, line
+    for name, text in documents():
+        for line in code_lines(text):
+            if is_command(line):
+                yield name, line
+        for line in re.findall(r"`([^`\n]+)`", text):
+            # Within a sentence the program's lines are cut short; the others are whole.
+            if " " in line and is_command(line) and not line.split(" ")[0].endswith(PROGRAM):
+                yield name, line
 
 
 def manual_commands():
@@ -58,6 +79,61 @@ def manual_commands():
     for line in examples.splitlines():
         if line.startswith(PROGRAM):
             yield "manual page", line.replace("\\-", "-")
+
+
+def named_files():
+    """Document and name of each file or folder of the tree that a document names."""
+    rooms = [TOP / room for room in ("", "src", "host", "virtual_pc", "tests")]
+    for document, text in documents():
+        for word in re.findall(r"`([\w.-]+/[\w./{},-]*)[` ]", text):
+            # Words in capitals stand for a name, and what is built is not there yet.
+            if word.startswith("build/") or re.search(r"(^|/)[A-Z]+\b(?!\.md)", word):
+                continue
+            tops = rooms + [(TOP / document).parent]
+            inside = [top for top in tops if (top / word.split("/")[0]).is_dir()]
+            choice = re.search(r"{(.*)}", word)
+            names = [word.replace(choice.group(0), part) for part in choice.group(1).split(",")] \
+                if choice else [word]
+            for name in names if inside else []:
+                if not any((top / (name + end)).exists() for top in inside
+                           for end in ("", ".cpp", ".h")):
+                    yield document, name
+
+
+def fault_of_command(line, binaries):
+    """What a command names and is not there, or nothing. Such commands are not run here."""
+    words = re.split(r"\s{2,}|\s+# ", line)[0].split()
+    targets = "".join(path.read_text(encoding="utf-8")
+                      for pattern in ("CMakeLists.txt", "*.cmake") for path in files_of_tree(pattern))
+    shown = json.loads((TOP / "CMakePresets.json").read_text(encoding="utf-8"))
+    presets = [preset["name"] for preset in shown["configurePresets"]]
+    script = TOP / words[0] if "/" in words[0] and not words[0].startswith("build/") else None
+    if script and not os.access(script, os.X_OK):
+        return "there is no such program"
+    for word, after in zip(words, words[1:] + [""]):
+        if word == "--preset" and after not in presets:
+            return "there is no preset " + after
+        if word == "--target" and not re.search(r"\b%s\b" % after, targets):
+            return "there is no target " + after
+        program = re.match(r"build/\w+/bin/(\w+)$", word)
+        if program and not re.search(r"\b%s\b" % program.group(1), targets):
+            return "there is no program " + program.group(1)
+        tests = re.match(r"--gtest_filter='?([^']*)", word)
+        if tests and not fits_tests(words, binaries, tests.group(1)):
+            return "no test fits " + tests.group(1)
+        if script and word.startswith("--") and word not in script.read_text(encoding="utf-8"):
+            return "it has no option " + word
+    return None
+
+
+def fits_tests(words, binaries, tests):
+    names = [re.sub(r".*/", "", word) for word in words if re.match(r"build/\w+/bin/", word)]
+    program = binaries / names[-1]
+    if not program.exists():
+        return True  # another build's
+    listed = subprocess.run([program, "--gtest_list_tests", "--gtest_filter=" + tests],
+                            capture_output=True, text=True, check=True).stdout
+    return re.search(r"^  \S", listed, re.M) is not None
 
 
 def files_of_documents(folder):
@@ -101,11 +177,14 @@ def main():
             if word.endswith(PROGRAM):
                 ran += 1
                 fault = run(line, folder, binaries)
-            elif "/" in word and not word.startswith("build/"):
-                fault = None if os.access(TOP / word, os.X_OK) else "there is no such program"
+            else:
+                fault = fault_of_command(line, binaries)
             if fault is not None:
                 wrong += 1
                 print("%s: %s\n  %s" % (origin, line, fault))
+    for document, name in named_files():
+        wrong += 1
+        print("%s: there is no %s" % (document, name))
     print("%d commands, %d of them run, %d wrong" % (len(commands), ran, wrong))
     # A change of the documents' form must not leave them unread.
     return 1 if wrong or ran < 25 else 0
