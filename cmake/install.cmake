@@ -34,6 +34,9 @@ install(FILES host/cli/completion/_OstriaDiagnosticsCLI
 install(FILES host/cli/completion/OstriaDiagnosticsCLI.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT runtime)
 install(FILES docs/output.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/ostria COMPONENT runtime)
+# Also beside the document that explains them. As examples: whoever enables one has read it first.
+install(DIRECTORY docs/examples/systemd DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ostria-storage/examples
+        COMPONENT runtime)
 
 # What another host is built with.
 install(DIRECTORY include/ostria DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
