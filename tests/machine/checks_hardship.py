@@ -146,7 +146,9 @@ def poor(bench):
     program = bench.bin + PROGRAM
     for name, command in (
             ("no /sys", f"mount -t tmpfs none /sys && {program} -Mstorage --list"),
-            ("no /proc", f"umount -l /proc; {program} -Mstorage --list"),
+            # Without /proc the program does not know its own folder, and takes no module from where it was started.
+            ("no /proc, a planted module", f"mkdir -p /run/planted && cd /run/planted && cp {bench.bin}/libmodule_storage_virtual.so "
+             f"libmodule_storage.so && umount -l /proc; {program} -Mstorage --list; test $? = 6 || exit 99"),
             ("no nodes", f"mount -t tmpfs none /dev && {program} -Mstorage --list"),
             ("few files", f"ulimit -n 9; {program} -Mstorage --list"),
             ("little memory", f"ulimit -v 90000; {program} -Mstorage --list"),
