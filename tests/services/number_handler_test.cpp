@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <limits>
 
 #include "services/number_handler_imp.h"
 
@@ -26,7 +27,7 @@ TEST(NumberHandlerTest, SizesReadAsTheyAreShown) {
       {1, "b", false, "1.00 bit"},
       {5, "Hz", false, "5.00Hzs"},
       {2000398934016, "B", false, "2.00 TBs"},
-      {UINT64_MAX, "B", true, "16.00 EBs"},
+      {std::numeric_limits<std::uint64_t>::max(), "B", true, "16.00 EBs"},
   };
   NumberHandlerImp numbers;
   for (const auto& row : rows) {
@@ -69,7 +70,7 @@ TEST(NumberHandlerTest, RandomFollowsTheSeedAndStaysBelowTheLimit) {
   }
   expected = expected * 16 | static_cast<unsigned>(rand()) % 128;
   numbers.seedRandom(1234);
-  EXPECT_EQ(numbers.random(UINT64_MAX), expected);
+  EXPECT_EQ(numbers.random(std::numeric_limits<std::uint64_t>::max()), expected);
   bool large = false;
   for (int i = 0; i < 200; ++i) {
     const std::uint64_t drawn = numbers.random(1ull << 40);

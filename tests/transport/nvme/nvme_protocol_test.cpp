@@ -31,7 +31,7 @@ class NvmeProtocolTest : public ::testing::Test {
 };
 
 TEST_F(NvmeProtocolTest, GeometryComesFromTheFirstActiveNamespaceAndDirtyTextIsCleaned) {
-  bridge->identify(controllerData("  S\x01N\xC3 7", "A MODEL\0X", 0x10));
+  bridge->identify(controllerData("  S\x01N\xC3 7", std::string("A MODEL\0X", 9), 0x10));
   bridge->namespaceList({0, 0, 0, 0, 0, 0, 0, 0, 5, 0, 0, 0, 6});
   bridge->identifyNamespace(5, namespaceData(9000, 8000, 12, 0x13));
   Bytes vendor(512, '.');
