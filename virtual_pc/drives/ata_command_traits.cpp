@@ -5,6 +5,7 @@
 #include <array>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -21,38 +22,37 @@ constexpr DataDirection kNone = DataDirection::None;
 using enum AtaTransfer;
 
 constexpr std::array<Row, 21> kRows{{
-    {0x20, {kIn, Pio, false, true}},          // READ SECTOR(S)
-    {0x24, {kIn, Pio, true, true}},           // READ SECTOR(S) EXT
-    {0x25, {kIn, Dma, true, true}},           // READ DMA EXT
-    {0x29, {kIn, Pio, true, true}},           // READ MULTIPLE EXT
-    {0x2F, {kIn, Pio, true, false}},          // READ LOG EXT
-    {0x30, {kOut, Pio, false, true}},         // WRITE SECTOR(S)
-    {0x34, {kOut, Pio, true, true}},          // WRITE SECTOR(S) EXT
-    {0x35, {kOut, Dma, true, true}},          // WRITE DMA EXT
-    {0x45, {kNone, None, true, true}},        // WRITE UNCORRECTABLE EXT
-    {0x98, {kNone, None, false, false}},      // CHECK POWER MODE, former code
-    {0xC4, {kIn, Pio, false, true}},          // READ MULTIPLE
-    {0xC5, {kOut, Pio, false, true}},         // WRITE MULTIPLE
-    {0xC8, {kIn, Dma, false, true}},          // READ DMA
-    {0xCA, {kOut, Dma, false, true}},         // WRITE DMA
-    {0xE0, {kNone, None, false, false}},      // STANDBY IMMEDIATE
-    {0xE1, {kNone, None, false, false}},      // IDLE IMMEDIATE
-    {0xE5, {kNone, None, false, false}},      // CHECK POWER MODE
-    {0xE7, {kNone, None, false, false}},      // FLUSH CACHE
-    {0xEA, {kNone, None, true, false}},       // FLUSH CACHE EXT
-    {0xEC, {kIn, Pio, false, false, false}},  // IDENTIFY DEVICE
-    {0xB0, {kNone, None, false, false}},      // SMART without data
+    {ata::ReadSectors, {kIn, Pio, false, true}},
+    {ata::ReadSectorsExt, {kIn, Pio, true, true}},
+    {ata::ReadDmaExt, {kIn, Dma, true, true}},
+    {ata::ReadMultipleExt, {kIn, Pio, true, true}},
+    {ata::ReadLogExt, {kIn, Pio, true, false}},
+    {ata::WriteSectors, {kOut, Pio, false, true}},
+    {ata::WriteSectorsExt, {kOut, Pio, true, true}},
+    {ata::WriteDmaExt, {kOut, Dma, true, true}},
+    {ata::WriteUncorrectableExt, {kNone, None, true, true}},
+    {ata::FormerCheckPowerMode, {kNone, None, false, false}},
+    {ata::ReadMultiple, {kIn, Pio, false, true}},
+    {ata::WriteMultiple, {kOut, Pio, false, true}},
+    {ata::ReadDma, {kIn, Dma, false, true}},
+    {ata::WriteDma, {kOut, Dma, false, true}},
+    {ata::StandbyImmediate, {kNone, None, false, false}},
+    {ata::IdleImmediate, {kNone, None, false, false}},
+    {ata::CheckPowerMode, {kNone, None, false, false}},
+    {ata::FlushCache, {kNone, None, false, false}},
+    {ata::FlushCacheExt, {kNone, None, true, false}},
+    {ata::IdentifyDevice, {kIn, Pio, false, false, false}},
+    {ata::Smart, {kNone, None, false, false}},  // without data
 }};
-
-constexpr std::uint8_t kSmart = 0xB0;
 
 }  // namespace
 
 AtaCommandTraits ataCommandTraits(std::uint8_t command, std::uint8_t features) {
-  if (command == kSmart && (features == 0xD0 || features == 0xD1)) {
+  if (command == ata::Smart &&
+      (features == ata::SmartReadData || features == ata::SmartReadThresholds)) {
     return {kIn, Pio, false, false, false};
   }
-  if (command == kSmart && features == 0xD5) {
+  if (command == ata::Smart && features == ata::SmartReadLog) {
     return {kIn, Pio, false, false};
   }
   const auto row = std::ranges::find(kRows, command, &Row::command);

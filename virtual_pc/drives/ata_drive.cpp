@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -26,42 +27,42 @@ void AtaDrive::perform(AtaExchange& exchange) {
     return;
   }
   switch (exchange.in.command) {
-    case 0xEC:
+    case ata::IdentifyDevice:
       return identify(exchange);
-    case 0x20:  // READ SECTOR(S)
-    case 0xC4:  // READ MULTIPLE
-    case 0xC8:  // READ DMA
+    case ata::ReadSectors:
+    case ata::ReadMultiple:
+    case ata::ReadDma:
       return access(exchange, Access::Read, false);
-    case 0x24:
-    case 0x25:
-    case 0x29:
+    case ata::ReadSectorsExt:
+    case ata::ReadDmaExt:
+    case ata::ReadMultipleExt:
       return access(exchange, Access::Read, true);
-    case 0x30:
-    case 0xC5:
-    case 0xCA:
+    case ata::WriteSectors:
+    case ata::WriteMultiple:
+    case ata::WriteDma:
       return access(exchange, Access::Write, false);
-    case 0x34:
-    case 0x35:
+    case ata::WriteSectorsExt:
+    case ata::WriteDmaExt:
       return access(exchange, Access::Write, true);
-    case 0x45:
+    case ata::WriteUncorrectableExt:
       return writeUncorrectable(exchange);
-    case 0x2F:
+    case ata::ReadLogExt:
       return readLogExt(exchange);
-    case 0xB0:
+    case ata::Smart:
       return smart_.perform(exchange);
-    case 0xE5:
-    case 0x98:
+    case ata::CheckPowerMode:
+    case ata::FormerCheckPowerMode:
       return checkPowerMode(exchange);
-    case 0xE1:  // IDLE IMMEDIATE
+    case ata::IdleImmediate:
       wake(exchange);
       power_ = PowerState::Idle;
       return;
-    case 0xE0:  // STANDBY IMMEDIATE
+    case ata::StandbyImmediate:
       power_ = PowerState::Standby;
       return;
-    case 0xE7:  // FLUSH CACHE
+    case ata::FlushCache:
       return;
-    case 0xEA:  // FLUSH CACHE EXT
+    case ata::FlushCacheExt:
       if (description_.lba48) {
         return;
       }

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -15,9 +16,6 @@ namespace {
 
 constexpr std::uint8_t kTemperatureAttribute = 194;
 constexpr std::uint8_t kAbortSelfTest = 0x7F;
-constexpr std::uint8_t kReadLogExt = 0x2F;
-constexpr std::uint8_t kSmart = 0xB0;
-constexpr std::uint8_t kIdentifyDevice = 0xEC;
 constexpr std::size_t kExecutionStatus = 363;                  // of the data page
 constexpr std::size_t kEnabledFeatures = 2 * std::size_t{85};  // of IDENTIFY: bit 0 is SMART
 
@@ -77,12 +75,12 @@ bool AtaSmart::outdates(const AtaTaskFile& in) const {
   constexpr std::uint8_t kSelfTestLog = 0x06;
   constexpr std::uint8_t kExtendedSelfTestLog = 0x07;
   const std::uint8_t log = byteOf(in.lbaLow, 0);
-  if (in.command == kReadLogExt) {
+  if (in.command == ata::ReadLogExt) {
     return log == kExtendedSelfTestLog && selfTestTouched_;
   }
-  return in.command == kSmart &&
+  return in.command == ata::Smart &&
          (enabled_ != description_.enabled ||
-          (selfTestTouched_ && byteOf(in.features, 0) == 0xD5 && log == kSelfTestLog));
+          (selfTestTouched_ && byteOf(in.features, 0) == ata::SmartReadLog && log == kSelfTestLog));
 }
 
 void AtaSmart::bringUpToDate(AtaExchange& exchange) {
@@ -92,10 +90,10 @@ void AtaSmart::bringUpToDate(AtaExchange& exchange) {
   AtaPage page;
   std::copy_n(exchange.data.begin(), page.size(), page.begin());
   const AtaPage recorded = page;
-  if (exchange.in.command == kIdentifyDevice && enabled_ != description_.enabled) {
+  if (exchange.in.command == ata::IdentifyDevice && enabled_ != description_.enabled) {
     page[kEnabledFeatures] ^= 1;
-  } else if (exchange.in.command == kSmart && byteOf(exchange.in.features, 0) == 0xD0 &&
-             selfTestTouched_) {
+  } else if (exchange.in.command == ata::Smart &&
+             byteOf(exchange.in.features, 0) == ata::SmartReadData && selfTestTouched_) {
     page[kExecutionStatus] = executionStatus();
   }
   if (page == recorded) {
@@ -152,8 +150,8 @@ void AtaSmart::returnStatus(AtaExchange& exchange) const {
   if (!description_.statusAnswers) {
     return failAta(exchange, kAtaAbort);
   }
-  exchange.out.lbaMid = description_.failing ? 0xF4 : 0x4F;
-  exchange.out.lbaHigh = description_.failing ? 0x2C : 0xC2;
+  exchange.out.lbaMid = description_.failing ? ata::kFailingLbaMid : ata::kSmartLbaMid;
+  exchange.out.lbaHigh = description_.failing ? ata::kFailingLbaHigh : ata::kSmartLbaHigh;
 }
 
 void AtaSmart::startSelfTest(AtaExchange& exchange) {
@@ -175,8 +173,8 @@ void AtaSmart::startSelfTest(AtaExchange& exchange) {
     exchange.durationMicroseconds = selfTests_.durationMicroseconds(code & 0x7F);
     if (result && result->status != 0) {
       failAta(exchange, kAtaAbort);
-      exchange.out.lbaMid = 0xF4;
-      exchange.out.lbaHigh = 0x2C;
+      exchange.out.lbaMid = ata::kFailingLbaMid;
+      exchange.out.lbaHigh = ata::kFailingLbaHigh;
     }
     return;
   }
@@ -187,25 +185,25 @@ void AtaSmart::startSelfTest(AtaExchange& exchange) {
 
 void AtaSmart::perform(AtaExchange& exchange) {
   const std::uint8_t subcommand = byteOf(exchange.in.features, 0);
-  const bool signature =
-      byteOf(exchange.in.lbaMid, 0) == 0x4F && byteOf(exchange.in.lbaHigh, 0) == 0xC2;
-  if (!supported_ || !signature || (!enabled_ && subcommand != 0xD8)) {
+  const bool signature = byteOf(exchange.in.lbaMid, 0) == ata::kSmartLbaMid &&
+                         byteOf(exchange.in.lbaHigh, 0) == ata::kSmartLbaHigh;
+  if (!supported_ || !signature || (!enabled_ && subcommand != ata::SmartEnable)) {
     return failAta(exchange, kAtaAbort);
   }
   switch (subcommand) {
-    case 0xD0: {
+    case ata::SmartReadData: {
       const AtaPage page = dataPage();
       return exchange.answer(page.data(), page.size());
     }
-    case 0xD1: {
+    case ata::SmartReadThresholds: {
       const AtaPage page = thresholdPage();
       return exchange.answer(page.data(), page.size());
     }
-    case 0xD4:
+    case ata::SmartExecuteOffline:
       startSelfTest(exchange);
       selfTestTouched_ = selfTestTouched_ || (exchange.out.command & 1) == 0;
       return;
-    case 0xD5: {
+    case ata::SmartReadLog: {
       const std::vector<AtaPage> log = smartLog(byteOf(exchange.in.lbaLow, 0));
       const std::size_t pages = byteOf(exchange.in.count, 0);
       if (pages == 0 || pages > log.size()) {
@@ -213,13 +211,13 @@ void AtaSmart::perform(AtaExchange& exchange) {
       }
       return exchange.answer(log[0].data(), pages * sizeof(AtaPage));
     }
-    case 0xD8:
+    case ata::SmartEnable:
       enabled_ = true;
       return;
-    case 0xD9:
+    case ata::SmartDisable:
       enabled_ = false;
       return;
-    case 0xDA:
+    case ata::SmartReturnStatus:
       return returnStatus(exchange);
     default:
       return failAta(exchange, kAtaAbort);

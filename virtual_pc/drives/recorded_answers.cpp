@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_commands.h"
 #include "virtual_pc/drives/device_model.h"
 
 namespace ostria::virtual_pc {
@@ -14,9 +15,6 @@ using storage::loadBe32;
 
 namespace {
 
-constexpr std::uint8_t kReadLogExt = 0x2F;
-constexpr std::uint8_t kSmart = 0xB0;
-constexpr std::uint8_t kSmartReadLog = 0xD5;
 constexpr std::uint8_t kNvmeIdentify = 0x06;
 
 void give(const RecordedData& data, std::size_t room, Exchange& exchange) {
@@ -39,12 +37,12 @@ bool isFor(const RecordedAta& answer, const AtaTaskFile& in) {
     return false;
   }
   const std::uint8_t log = byteOf(in.lbaLow, 0);
-  if (in.command == kReadLogExt) {
+  if (in.command == ata::ReadLogExt) {
     return answer.lbaLow == log && answer.lbaMid == in.lbaMid;
   }
   const std::uint8_t subcommand = byteOf(in.features, 0);
-  return in.command != kSmart ||
-         (answer.features == subcommand && (subcommand != kSmartReadLog || answer.lbaLow == log));
+  return in.command != ata::Smart || (answer.features == subcommand &&
+                                      (subcommand != ata::SmartReadLog || answer.lbaLow == log));
 }
 
 /// The bytes of a CDB that say what is asked for; the others say how much of it.

@@ -5,6 +5,7 @@
 #include <array>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/ata_commands.h"
 #include "virtual_pc/drives/scsi_block.h"
 
 namespace ostria::virtual_pc {
@@ -54,7 +55,7 @@ bool SatHealth::send(ScsiExchange& exchange, AtaExchange& ata, std::size_t readB
 }
 
 bool SatHealth::smart(ScsiExchange& exchange, AtaExchange& ata, std::uint8_t subcommand) {
-  ata.in = {subcommand, 0, 0, 0x4F, 0xC2, 0, 0xB0};
+  ata.in = {subcommand, 0, 0, ata::kSmartLbaMid, ata::kSmartLbaHigh, 0, ata::Smart};
   return send(exchange, ata, 0);
 }
 
@@ -64,10 +65,11 @@ void SatHealth::logSense(ScsiExchange& exchange) {
     return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   AtaExchange status;
-  if (!smart(exchange, status, 0xDA)) {
+  if (!smart(exchange, status, ata::SmartReturnStatus)) {
     return;
   }
-  const bool failing = status.out.lbaMid == 0xF4 && status.out.lbaHigh == 0x2C;
+  const bool failing =
+      status.out.lbaMid == ata::kFailingLbaMid && status.out.lbaHigh == ata::kFailingLbaHigh;
   const std::array<std::uint8_t, 12> page = {
       0x2F, 0, 0, 8, 0, 0, 3, 4, failing ? kFailurePrediction : std::uint8_t{0}};
   exchange.answer(page.data(), std::min<std::size_t>(page.size(), loadBe16(&exchange.cdb[7])));
@@ -78,7 +80,7 @@ void SatHealth::modeSense(ScsiExchange& exchange, bool ten) {
     return exchange.fail(kSenseIllegalRequest, kAscInvalidField);
   }
   AtaExchange identify;
-  identify.in.command = 0xEC;
+  identify.in.command = ata::IdentifyDevice;
   if (!send(exchange, identify, 512)) {
     return;
   }
@@ -108,7 +110,7 @@ void SatHealth::modeSelect(ScsiExchange& exchange, bool ten) {
   }
   const bool disable = (exchange.data[at + 2] & kDisableExceptions) != 0;
   AtaExchange ata;
-  if (smart(exchange, ata, disable ? 0xD9 : 0xD8)) {
+  if (smart(exchange, ata, disable ? ata::SmartDisable : ata::SmartEnable)) {
     exchange.transferred = exchange.data.size();
   }
 }

@@ -7,6 +7,7 @@
 
 #include "base/byte_order.h"
 #include "virtual_pc/drives/ata_command_traits.h"
+#include "virtual_pc/drives/ata_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -79,8 +80,8 @@ std::size_t transferLength(const std::uint8_t* cdb, const AtaTaskFile& in,
 
 /// Commands whose result stands in the registers alone.
 bool answersInRegisters(const AtaTaskFile& in) {
-  return in.command == 0xE5 || in.command == 0x98 ||
-         (in.command == 0xB0 && byteOf(in.features, 0) == 0xDA);
+  return in.command == ata::CheckPowerMode || in.command == ata::FormerCheckPowerMode ||
+         (in.command == ata::Smart && byteOf(in.features, 0) == ata::SmartReturnStatus);
 }
 
 }  // namespace

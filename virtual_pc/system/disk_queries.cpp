@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "virtual_pc/drives/ata_commands.h"
 #include "virtual_pc/system/disk.h"
 #include "virtual_pc/system/guid_text.h"
 
@@ -71,10 +72,10 @@ void DiskObject::predictFailure(IoRequest& request) {
   }
   if (drive_.ata && drive_.ataPassThrough) {
     AtaExchange exchange;
-    exchange.in.command = 0xB0;
-    exchange.in.features = 0xDA;
-    exchange.in.lbaMid = 0x4F;
-    exchange.in.lbaHigh = 0xC2;
+    exchange.in.command = ata::Smart;
+    exchange.in.features = ata::SmartReturnStatus;
+    exchange.in.lbaMid = ata::kSmartLbaMid;
+    exchange.in.lbaHigh = ata::kSmartLbaHigh;
     const std::uint32_t error = send(exchange, 10 * kMicrosecondsPerSecond);
     request.durationMicroseconds = exchange.durationMicroseconds;
     if (error) {
@@ -84,7 +85,7 @@ void DiskObject::predictFailure(IoRequest& request) {
     if (exchange.out.command & kErrFaultOrBusy) {
       return request.fail(ERROR_INVALID_FUNCTION);
     }
-    answer.PredictFailure = (exchange.out.lbaMid & 0xFF) == 0xF4 ? 1 : 0;
+    answer.PredictFailure = (exchange.out.lbaMid & 0xFF) == ata::kFailingLbaMid ? 1 : 0;
   } else if (drive_.identity.bus == BusType::Sas || drive_.identity.bus == BusType::Scsi) {
     ScsiExchange exchange;
     exchange.cdbLength = 6;
