@@ -25,6 +25,20 @@ class SmartTestBase : public StorageTest {
     return work();
   }
 
+  /// A whole run that prepares the device and then looks at it, with its closing report.
+  /// @param judge  gives the result of the look
+  template <typename Judge>
+  TestResult runWithSmart(TestRunContext* context, Judge judge) {
+    const TestResult begun = begin(context);
+    if (begun != TestResult::Passed) {
+      return begun;
+    }
+    return close(restoringSmart([&] {
+      const TestResult prepared = prepare(component_, listener_, log_);
+      return prepared == TestResult::Passed ? judge() : prepared;
+    }));
+  }
+
  private:
   SmartStateGuard smartGuard_;
 };

@@ -1,7 +1,6 @@
 // The verdict is shown as an HTML table whose words are no message keys: hosts show it as it is.
 #include "diagnostics/health/nvme_health_prediction.h"
 
-#include "checks/message_keys.h"
 #include "diagnostics/health/nvme_access.h"
 #include "diagnostics/health/nvme_health_estimate.h"
 #include "inventory/html_table.h"
@@ -93,9 +92,7 @@ bool NvmeHealthPredictionTest::configure(ConfigurationMap configuration, Configu
 
 TestResult NvmeHealthPredictionTest::check(StorageComponent* component, TestListener* listener,
                                            MessageLog* log) {
-  const char* reason = component == nullptr                         ? keys::kDeviceNotIdentified
-                       : !hasNvmeLogs(component->storageProtocol()) ? keys::kInvalidProtocol
-                                                                    : nullptr;
+  const char* reason = nvmeRefusal(component);
   if (reason == nullptr) {
     return TestResult::Passed;
   }

@@ -2,7 +2,6 @@
 // is judged here beyond them.
 #include "diagnostics/health/nvme_smart.h"
 
-#include "checks/message_keys.h"
 #include "diagnostics/health/nvme_access.h"
 #include "transport/nvme/nvme_logs.h"
 
@@ -10,9 +9,7 @@ namespace ostria::storage {
 
 TestResult NvmeSmartTest::check(StorageComponent* component, TestListener* listener,
                                 MessageLog* log) {
-  const char* reason = component == nullptr                         ? keys::kDeviceNotIdentified
-                       : !hasNvmeLogs(component->storageProtocol()) ? keys::kInvalidProtocol
-                                                                    : nullptr;
+  const char* reason = nvmeRefusal(component);
   if (reason == nullptr) {
     return TestResult::Passed;
   }

@@ -95,14 +95,7 @@ TestResult SmartHealthTest::prepare(StorageComponent* component, TestListener* l
 }
 
 TestResult SmartHealthTest::run(TestRunContext* context) {
-  const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) {
-    return begun;
-  }
-  return close(restoringSmart([this] {
-    const TestResult prepared = prepare(component_, listener_, log_);
-    return prepared == TestResult::Passed ? judge() : prepared;
-  }));
+  return runWithSmart(context, [this] { return judge(); });
 }
 
 TestResult SmartHealthTest::judge() {

@@ -33,14 +33,7 @@ TestResult SmartStatusTest::prepare(StorageComponent* component, TestListener* l
 }
 
 TestResult SmartStatusTest::run(TestRunContext* context) {
-  const TestResult begun = begin(context);
-  if (begun != TestResult::Passed) {
-    return begun;
-  }
-  return close(restoringSmart([this] {
-    const TestResult prepared = prepare(component_, listener_, log_);
-    return prepared == TestResult::Passed ? judge() : prepared;
-  }));
+  return runWithSmart(context, [this] { return judge(); });
 }
 
 TestResult SmartStatusTest::judge() {

@@ -2,16 +2,14 @@
 #include "diagnostics/health/smart_wearout.h"
 
 #include "checks/message_keys.h"
+#include "diagnostics/health/nvme_access.h"
 
 namespace ostria::storage {
 
 namespace {
 
 /// SMART of an NVMe drive cannot be switched.
-bool hasSmartSwitch(const StorageProtocol& protocol) {
-  return protocol.GetProtocolKind() != ProtocolKind::Nvme &&
-         protocol.GetProtocolKind() != ProtocolKind::NvmeSystemCall;
-}
+bool hasSmartSwitch(const StorageProtocol& protocol) { return !hasNvmeLogs(&protocol); }
 
 }  // namespace
 
