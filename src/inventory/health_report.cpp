@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "base/sector_size.h"
+
 namespace ostria::storage {
 namespace {
 
@@ -81,7 +83,7 @@ class HealthReport {
     StorageProtocolProperties properties;
     if (!succeeded(protocol_.GetCachedProperties(&properties)) ||
         properties.vendor.find_last_not_of(' ') != 2 || !properties.vendor.starts_with("ATA") ||
-        properties.logicalSectorSize < 512) {
+        properties.logicalSectorSize < kSmallestSectorBytes) {
       return false;
     }
     std::vector<std::uint8_t> sector(properties.logicalSectorSize);

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/sector_size.h"
+
 namespace ostria::storage {
 
 bool makePowerReport(StorageComponent& component, std::string& text) {
@@ -28,7 +30,7 @@ bool makeWakeReport(StorageComponent& component, std::string& text) {
   StorageProtocol* const protocol = component.storageProtocol();
   StorageProtocolProperties device;
   if (protocol == nullptr || !succeeded(protocol->GetCachedProperties(&device)) ||
-      device.logicalSectorSize < 512) {
+      device.logicalSectorSize < kSmallestSectorBytes) {
     return false;
   }
   std::vector<std::uint8_t> sector(device.logicalSectorSize);

@@ -2,6 +2,7 @@
 // the host. Whatever fails costs one device or partition only.
 #include "tools/recover_bad_sectors.h"
 
+#include "base/sector_size.h"
 #include "inventory/disk_use.h"
 #include "inventory/storage_component.h"
 #include "tools/check_filesystem_operation.h"
@@ -106,7 +107,7 @@ bool RecoverBadSectors::isApplicable(SystemComponent* component) {
   if (!succeeded(storage->storageProtocol()->GetCachedProperties(&device))) {
     return false;
   }
-  if (device.totalSectors == 0 || device.logicalSectorSize < 512) {
+  if (device.totalSectors == 0 || device.logicalSectorSize < kSmallestSectorBytes) {
     return false;
   }
   return storage->connection() != DeviceConnection::External ||

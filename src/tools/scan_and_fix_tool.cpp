@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "base/sector_size.h"
 #include "checks/device_checks.h"
 #include "checks/read_timeout.h"
 #include "inventory/read_evidence.h"
@@ -71,7 +72,7 @@ ProtocolResult ScanAndFixTool::rewrite(std::uint64_t sector) {
     return result;
   }
   // Without a size nothing could be compared, and nothing compared would pass for repaired.
-  if (properties.logicalSectorSize < 512) {
+  if (properties.logicalSectorSize < kSmallestSectorBytes) {
     return ProtocolResult::Failure;
   }
   const std::uint32_t bytes = sectorBufferBytes(properties);

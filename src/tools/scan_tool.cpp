@@ -6,6 +6,7 @@
 #include <limits>
 #include <new>
 
+#include "base/sector_size.h"
 #include "checks/device_checks.h"
 #include "checks/null_channels.h"
 #include "tools/tool_events.h"
@@ -67,7 +68,7 @@ bool ScanTool::canScan(StorageProtocolProperties& properties) {
   return checkSeekable(component_, listener, log) &&
          component_->connection() != DeviceConnection::RaidMember &&
          checkReadyToRead(component_, listener, log) && properties.totalSectors != 0 &&
-         properties.logicalSectorSize >= 512;
+         properties.logicalSectorSize >= kSmallestSectorBytes;
 }
 
 std::uint16_t ScanTool::firstBlockSize(const StorageProtocolProperties& properties) {

@@ -8,11 +8,14 @@
 #include "transport/ata/ata_opcodes.h"
 #include "transport/nvme/nvme_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
+#include "transport/scsi/scsi_opcodes.h"
 
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint8_t kScsiQuestions[] = {0x03, 0x12, 0x1A, 0x25, 0x4D, 0x5A, 0x9E};
+constexpr std::uint8_t kScsiQuestions[] = {
+    scsi::RequestSense, scsi::Inquiry,     scsi::ModeSense6,       scsi::ReadCapacity10,
+    scsi::LogSense,     scsi::ModeSense10, scsi::ServiceActionIn16};
 constexpr std::uint32_t kNvmeGetLog = 0x02;
 constexpr std::uint32_t kNvmeIdentify = 0x06;
 
@@ -34,14 +37,14 @@ bool isQuestion(const AtaCmd& command) {
 /// What a command asks for, without how much of it.
 std::array<std::uint8_t, 7> nameOf(const std::array<std::uint8_t, 16>& cdb) {
   switch (cdb[0]) {
-    case 0x12:
+    case scsi::Inquiry:
       return {cdb[0], cdb[1], cdb[2]};
-    case 0x1A:
-    case 0x5A:
+    case scsi::ModeSense6:
+    case scsi::ModeSense10:
       return {cdb[0], cdb[1], cdb[2], cdb[3]};
-    case 0x4D:
+    case scsi::LogSense:
       return {cdb[0], cdb[1], cdb[2], cdb[3], 0, cdb[5], cdb[6]};
-    case 0x25:
+    case scsi::ReadCapacity10:
       return {cdb[0]};
     default:
       return {cdb[0], cdb[1]};

@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <string>
 
 #include "base/byte_order.h"
+#include "raid/register_fis.h"
 #include "services/string_handler.h"
 #include "transport/ata/ata_cmd.h"
+#include "transport/ata/ata_opcodes.h"
 #include "transport/scsi/scsi_cmd.h"
 
 namespace ostria::storage {
@@ -69,13 +72,6 @@ constexpr std::size_t kStpReplyFisAt = 76;
 constexpr std::size_t kStpMovedAt = 160;
 constexpr std::size_t kStpDataAt = 164;
 constexpr std::size_t kStpBytes = 168;
-constexpr std::uint8_t kHostToDeviceFis = 0x27;
-constexpr std::uint8_t kCommandBit = 0x80;
-constexpr std::uint8_t kDeviceToHostFis = 0x34;
-constexpr std::uint8_t kPioSetupFis = 0x5F;
-// Bits of the ATA status register.
-constexpr std::uint8_t kErrorBit = 0x01;
-constexpr std::uint8_t kDeviceFaultBit = 0x20;
 
 constexpr std::uint32_t kReadFlag = 1;
 constexpr std::uint32_t kWriteFlag = 2;
@@ -233,14 +229,8 @@ bool CsmiSspPassthrough::holdsError() const {
 CsmiStpPassthrough::CsmiStpPassthrough(const AtaCmd& command, const CsmiPhyEntry& phy)
     : CsmiCmd("CSMISAS", 25, kStpBytes + command.transferBytes) {
   addressDrive(buffer_, phy);
-  const std::uint8_t fis[] = {kHostToDeviceFis,        kCommandBit,
-                              command.command,         command.features,
-                              command.lbaLow,          command.lbaMid,
-                              command.lbaHigh,         command.device,
-                              command.lbaLowPrevious,  command.lbaMidPrevious,
-                              command.lbaHighPrevious, command.featuresPrevious,
-                              command.sectorCount,     command.sectorCountPrevious};
-  std::copy(std::begin(fis), std::end(fis), buffer_.begin() + kStpFisAt);
+  const auto fis = hostToDeviceFis(command);
+  std::copy(fis.begin(), fis.end(), buffer_.begin() + kStpFisAt);
   storeLe32(&buffer_[kStpFlagsAt], kPioFlag + directionFlag(command.dataDirection));
   storeLe32(&buffer_[kStpDataLengthAt], static_cast<std::uint32_t>(command.transferBytes));
   if (command.dataDirection == DataDirection::ToDevice && command.data != nullptr) {
@@ -258,12 +248,12 @@ std::size_t CsmiStpPassthrough::replyBytes() const {
 }
 
 bool CsmiStpPassthrough::reachedDrive() const {
-  const std::uint8_t type = buffer_[kStpReplyFisAt];
-  return type == kDeviceToHostFis || type == kPioSetupFis;
+  return showsRegisters(std::span(buffer_).subspan(kStpReplyFisAt));
 }
 
 bool CsmiStpPassthrough::holdsError() const {
-  return reachedDrive() && (buffer_[kStpReplyFisAt + 2] & (kErrorBit | kDeviceFaultBit)) != 0;
+  const std::uint8_t status = statusOf(std::span(buffer_).subspan(kStpReplyFisAt));
+  return reachedDrive() && (status & (ata::StatusError | ata::StatusDeviceFault)) != 0;
 }
 
 ProtocolResult CsmiStpPassthrough::takeReply(AtaCmd& command) const {
@@ -274,14 +264,7 @@ ProtocolResult CsmiStpPassthrough::takeReply(AtaCmd& command) const {
       std::memcpy(command.data, &buffer_[kStpDataAt], command.transferBytes);
     }
   }
-  const std::uint8_t* fis = &buffer_[kStpReplyFisAt];
-  command.command = fis[2];
-  command.features = fis[3];
-  command.lbaLow = fis[4];
-  command.lbaMid = fis[5];
-  command.lbaHigh = fis[6];
-  command.device = fis[7];
-  command.sectorCount = fis[12];
+  takeRegisters(std::span(buffer_).subspan(kStpReplyFisAt), command);
   return command.transferBytes == asked || holdsError() ? ProtocolResult::Success
                                                         : ProtocolResult::DeviceError;
 }

@@ -9,6 +9,7 @@
 
 #include "base/byte_order.h"
 #include "raid/lsi/lsi_pass_through.h"
+#include "raid/register_fis.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_opcodes.h"
 #include "transport/scsi/scsi_cmd.h"
@@ -19,9 +20,7 @@ namespace ostria::storage {
 namespace {
 
 constexpr std::uint16_t kTimeoutSeconds = 30;
-constexpr std::uint8_t kHostToDeviceFis = 0x27;
-constexpr std::uint8_t kCommandBit = 0x80;
-constexpr std::uint8_t kCheckCondition = 2;
+constexpr auto kCheckCondition = static_cast<std::uint8_t>(ScsiStatus::CheckCondition);
 
 std::uint8_t directionOf(DataDirection direction) {
   switch (direction) {
@@ -52,14 +51,8 @@ void fillStp(std::vector<std::uint8_t>& buffer, const AtaCmd& command, std::uint
     flags += 0x100;
   }
   storeLe32(&buffer[lsi::kStpFlagsAt], flags);
-  const std::uint8_t fis[] = {kHostToDeviceFis,        kCommandBit,
-                              command.command,         command.features,
-                              command.lbaLow,          command.lbaMid,
-                              command.lbaHigh,         command.device,
-                              command.lbaLowPrevious,  command.lbaMidPrevious,
-                              command.lbaHighPrevious, command.featuresPrevious,
-                              command.sectorCount,     command.sectorCountPrevious};
-  std::copy(std::begin(fis), std::end(fis), buffer.begin() + lsi::kStpFisAt);
+  const auto fis = hostToDeviceFis(command);
+  std::copy(fis.begin(), fis.end(), buffer.begin() + lsi::kStpFisAt);
   storeLe32(&buffer[lsi::kStpFisLengthAt], lsi::kFisBytes);
   storeLe32(&buffer[lsi::kStpDataLengthAt], static_cast<std::uint32_t>(command.transferBytes));
   if (command.dataDirection == DataDirection::ToDevice && command.data != nullptr) {
@@ -137,14 +130,7 @@ ProtocolResult LsiStpBridge::Send(AtaCmd& command) {
     return ProtocolResult::TransportFailure;
   }
 
-  const std::uint8_t* fis = &buffer[lsi::kStpReplyFisAt];
-  command.command = fis[2];
-  command.features = fis[3];
-  command.lbaLow = fis[4];
-  command.lbaMid = fis[5];
-  command.lbaHigh = fis[6];
-  command.device = fis[7];
-  command.sectorCount = fis[12];
+  takeRegisters(std::span(buffer).subspan(lsi::kStpReplyFisAt), command);
   if (command.dataDirection == DataDirection::FromDevice && command.data != nullptr) {
     std::memcpy(command.data, &buffer[lsi::kStpHeader], command.transferBytes);
   }

@@ -55,7 +55,12 @@ inline constexpr std::uint8_t kPseudoUncorrectable = 0x55;
 inline constexpr std::uint8_t kFlaggedUncorrectable = 0xAA;
 
 /// Bits of the status register. With `StatusBusy` set none of the other bits means anything.
-enum StatusBit : std::uint8_t { StatusError = 0x01, StatusDeviceFault = 0x20, StatusBusy = 0x80 };
+enum StatusBit : std::uint8_t {
+  StatusError = 0x01,
+  StatusDeviceFault = 0x20,
+  StatusReady = 0x40,
+  StatusBusy = 0x80,
+};
 
 /// Bits of the error register.
 enum ErrorBit : std::uint8_t {

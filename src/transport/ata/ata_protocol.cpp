@@ -3,6 +3,7 @@
 #include "transport/ata/ata_protocol.h"
 
 #include "base/byte_order.h"
+#include "base/sector_size.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_identify.h"
 #include "transport/ata/ata_opcodes.h"
@@ -108,7 +109,7 @@ ProtocolResult AtaProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
                                  std::uint32_t timeoutSeconds, void* buffer,
                                  std::uint32_t /*bufferBytes*/) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors)) {
+  if (sectorSize < kSmallestSectorBytes || buffer == nullptr || !CanAddress(lba, sectors)) {
     return ProtocolResult::InvalidArgument;
   }
   AtaCmd command;
@@ -148,7 +149,7 @@ ProtocolResult AtaProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
     return result;
   }
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr || !CanAddress(lba, sectors)) {
+  if (sectorSize < kSmallestSectorBytes || buffer == nullptr || !CanAddress(lba, sectors)) {
     return ProtocolResult::InvalidArgument;
   }
   // A command record has one buffer pointer for both directions; a data-out send only reads it.

@@ -4,6 +4,7 @@
 #include "transport/scsi/scsi_cmd.h"
 
 #include "base/byte_order.h"
+#include "transport/scsi/scsi_opcodes.h"
 
 namespace ostria::storage {
 
@@ -59,7 +60,7 @@ void setBlocks16(ScsiCmd& cmd, std::uint8_t opcode, std::uint8_t flags, std::uin
 }
 
 void beginModeSense6(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint8_t length) {
-  begin(cmd, 0x1A, 6);
+  begin(cmd, scsi::ModeSense6, 6);
   cmd.cdb[1] = kDisableBlockDescriptors;
   cmd.cdb[2] = page;
   cmd.cdb[4] = length;
@@ -67,7 +68,7 @@ void beginModeSense6(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint8_t
 }
 
 void beginModeSense10(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint16_t length) {
-  begin(cmd, 0x5A, 10);
+  begin(cmd, scsi::ModeSense10, 10);
   cmd.cdb[1] = kDisableBlockDescriptors;
   cmd.cdb[2] = page;
   storeBe16(&cmd.cdb[7], length);
@@ -76,7 +77,7 @@ void beginModeSense10(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint16
 
 void setLogSense(ScsiCmd& cmd, std::uint8_t page, void* buffer, std::uint16_t length) {
   constexpr std::uint8_t kCumulative = 0x40;
-  begin(cmd, 0x4D, 10);
+  begin(cmd, scsi::LogSense, 10);
   cmd.cdb[2] = static_cast<std::uint8_t>(kCumulative | page);
   storeBe16(&cmd.cdb[7], length);
   setDataIn(cmd, length, buffer);
@@ -92,7 +93,7 @@ void makeBlank(ScsiCmd& cmd) { cmd = ScsiCmd(); }
 }  // namespace
 
 Inquiry::Inquiry(void* buffer, std::uint16_t length, bool vitalData, std::uint8_t page) {
-  begin(*this, 0x12, 6);
+  begin(*this, scsi::Inquiry, 6);
   if (vitalData) {
     cdb[1] = 1;
     cdb[2] = page;
@@ -102,12 +103,12 @@ Inquiry::Inquiry(void* buffer, std::uint16_t length, bool vitalData, std::uint8_
 }
 
 ReadCapacity10::ReadCapacity10(void* buffer) {
-  begin(*this, 0x25, 10);
+  begin(*this, scsi::ReadCapacity10, 10);
   setDataIn(*this, 8, buffer);
 }
 
 ReadCapacity16::ReadCapacity16(void* buffer) {
-  begin(*this, 0x9E, 16);
+  begin(*this, scsi::ServiceActionIn16, 16);
   cdb[1] = 0x10;
   cdb[13] = 32;
   setDataIn(*this, 32, buffer);
@@ -115,7 +116,7 @@ ReadCapacity16::ReadCapacity16(void* buffer) {
 
 SendDiagnostic::SendDiagnostic(std::uint8_t code, std::uint8_t /*ignored*/) {
   constexpr std::uint8_t kSelfTest = 0x04;
-  begin(*this, 0x1D, 6);
+  begin(*this, scsi::SendDiagnostic, 6);
   cdb[1] = code == 0 ? kSelfTest : static_cast<std::uint8_t>(code << 5);
 }
 
@@ -136,14 +137,14 @@ ModeSense10ControlPage::ModeSense10ControlPage(void* buffer, std::uint16_t lengt
 }
 
 ModeSelect6IecPage::ModeSelect6IecPage(std::uint8_t* modeData) {
-  begin(*this, 0x15, 6);
+  begin(*this, scsi::ModeSelect6, 6);
   cdb[1] = modeSelectFlags(modeData[4]);
   cdb[4] = 16;
   setDataOut(*this, 16, modeData);
 }
 
 ModeSelect10IecPage::ModeSelect10IecPage(std::uint8_t* modeData) {
-  begin(*this, 0x55, 10);
+  begin(*this, scsi::ModeSelect10, 10);
   cdb[1] = modeSelectFlags(modeData[8]);
   storeBe16(&cdb[7], 20);
   setDataOut(*this, 20, modeData);
@@ -162,7 +163,7 @@ LogSenseTemperaturePage::LogSenseTemperaturePage(void* buffer, std::uint16_t len
 }
 
 RequestSense::RequestSense(void* buffer, std::uint8_t length) {
-  begin(*this, 0x03, 6);
+  begin(*this, scsi::RequestSense, 6);
   cdb[4] = length;
   setDataIn(*this, length, buffer);
 }
@@ -175,7 +176,7 @@ void Read10::Fill(void* buffer, std::uint64_t lba, std::uint32_t sectors,
                   std::uint32_t sectorSize) {
   const auto count = static_cast<std::uint16_t>(sectors);
   makeBlank(*this);
-  setBlocks10(*this, 0x28, kDpoFua, lba, count);
+  setBlocks10(*this, scsi::Read10, kDpoFua, lba, count);
   setDataIn(*this, std::uint64_t{count} * sectorSize, buffer);
 }
 
@@ -186,7 +187,7 @@ Read12::Read12(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint
 void Read12::Fill(void* buffer, std::uint64_t lba, std::uint32_t sectors,
                   std::uint32_t sectorSize) {
   makeBlank(*this);
-  setBlocks12(*this, 0xA8, kDpoFua, lba, sectors);
+  setBlocks12(*this, scsi::Read12, kDpoFua, lba, sectors);
   setDataIn(*this, std::uint64_t{sectors} * sectorSize, buffer);
 }
 
@@ -197,23 +198,23 @@ Read16::Read16(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint
 void Read16::Fill(void* buffer, std::uint64_t lba, std::uint32_t sectors,
                   std::uint32_t sectorSize) {
   makeBlank(*this);
-  setBlocks16(*this, 0x88, kDpoFua, lba, sectors);
+  setBlocks16(*this, scsi::Read16, kDpoFua, lba, sectors);
   setDataIn(*this, std::uint64_t{sectors} * sectorSize, buffer);
 }
 
 Write10::Write10(void* buffer, std::uint64_t lba, std::uint16_t sectors, std::uint32_t sectorSize) {
-  setBlocks10(*this, 0x2A, kFua, lba, sectors);
+  setBlocks10(*this, scsi::Write10, kFua, lba, sectors);
   setDataOut(*this, std::uint64_t{sectors} * sectorSize, buffer);
   timeoutSeconds = 180;
 }
 
 Write12::Write12(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint32_t sectorSize) {
-  setBlocks12(*this, 0xAA, kFua, lba, sectors);
+  setBlocks12(*this, scsi::Write12, kFua, lba, sectors);
   setDataOut(*this, std::uint64_t{sectors} * sectorSize, buffer);
 }
 
 Write16::Write16(void* buffer, std::uint64_t lba, std::uint32_t sectors, std::uint32_t sectorSize) {
-  setBlocks16(*this, 0x8A, kFua, lba, sectors);
+  setBlocks16(*this, scsi::Write16, kFua, lba, sectors);
   setDataOut(*this, std::uint64_t{sectors} * sectorSize, buffer);
 }
 

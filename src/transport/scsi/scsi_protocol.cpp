@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "base/sector_size.h"
 #include "transport/command_recorder.h"
 #include "transport/scsi/scsi_cmd.h"
 #include "transport/scsi/scsi_sense.h"
@@ -153,7 +154,7 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
                                   std::uint32_t /*timeoutSeconds*/, void* buffer,
                                   std::uint32_t /*bufferBytes*/) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr) {
+  if (sectorSize < kSmallestSectorBytes || buffer == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
 
@@ -186,7 +187,7 @@ ProtocolResult ScsiProtocol::Read(std::uint64_t lba, std::uint16_t sectors,
 ProtocolResult ScsiProtocol::Write(std::uint64_t lba, std::uint16_t sectors,
                                    std::uint64_t /*ignored*/, const void* buffer) {
   const std::uint32_t sectorSize = properties_->logicalSectorSize;
-  if (sectorSize < 512 || buffer == nullptr) {
+  if (sectorSize < kSmallestSectorBytes || buffer == nullptr) {
     return ProtocolResult::InvalidArgument;
   }
   // A command record has one buffer pointer for both directions; a data-out send only reads it.

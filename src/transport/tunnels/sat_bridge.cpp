@@ -14,8 +14,6 @@ namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint8_t kGood = 0;
-constexpr std::uint8_t kCheckCondition = 2;
 constexpr std::uint8_t kStatusReturnType = 0x09;
 constexpr std::size_t kStatusReturnBytes = 12;  // behind type and length
 
@@ -39,8 +37,8 @@ std::optional<SenseKey> senseKeyOf(const ScsiCmd& sent) {
 bool reportsSuccess(const ScsiCmd& sent) {
   const std::optional<SenseKey> key = senseKeyOf(sent);
   const bool keyIsFine = key == SenseKey::NoSense || key == SenseKey::RecoveredError;
-  return keyIsFine ? sent.scsiStatus == kGood || sent.scsiStatus == kCheckCondition
-                   : sent.scsiStatus == kGood && !key;
+  const bool good = sent.hasStatus(ScsiStatus::Good);
+  return keyIsFine ? good || sent.hasStatus(ScsiStatus::CheckCondition) : good && !key;
 }
 
 /// The registers that stand for the sense key of a failed read, so that a bad sector costs no
@@ -158,7 +156,7 @@ ProtocolResult SatBridge::JudgeRead(ScsiCmd& sent, std::uint64_t asked, AtaCmd& 
 }
 
 ProtocolResult SatBridge::ReadBackRegisters(ScsiCmd& sent, AtaCmd& command) {
-  if (sent.scsiStatus != kCheckCondition) {
+  if (!sent.hasStatus(ScsiStatus::CheckCondition)) {
     return reportsSuccess(sent) ? ProtocolResult::Success : ProtocolResult::RegistersUnavailable;
   }
   StatusReturn registers{};

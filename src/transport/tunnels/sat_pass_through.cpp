@@ -4,13 +4,12 @@
 #include "transport/tunnels/sat_pass_through.h"
 
 #include "transport/ata/ata_opcodes.h"
+#include "transport/scsi/scsi_opcodes.h"
 
 namespace ostria::storage {
 
 namespace {
 
-constexpr std::uint8_t kAtaPassThrough12 = 0xA1;
-constexpr std::uint8_t kAtaPassThrough16 = 0x85;
 constexpr unsigned kReturnResponseInformation = 15;
 
 /// Byte 1: PROTOCOL and EXTEND.
@@ -67,7 +66,7 @@ void SatAtaPassThrough12::Fill(const AtaCmd& command, bool ckCondition) {
   static_cast<ScsiCmd&>(*this) = ScsiCmd();
   const ata::Traits traits = ata::traitsOf(command.command, command.features);
   cdbLength = 12;
-  cdb = {kAtaPassThrough12,
+  cdb = {scsi::AtaPassThrough12,
          protocolByte(traits, false),
          transferByte(command, traits, ckCondition),
          command.features,
@@ -88,7 +87,7 @@ void SatAtaPassThrough16::Fill(const AtaCmd& command, bool ckCondition) {
   static_cast<ScsiCmd&>(*this) = ScsiCmd();
   const ata::Traits traits = ata::traitsOf(command.command, command.features);
   cdbLength = 16;
-  cdb = {kAtaPassThrough16,
+  cdb = {scsi::AtaPassThrough16,
          protocolByte(traits, traits.has(ata::Wide)),
          transferByte(command, traits, ckCondition),
          command.featuresPrevious,
@@ -108,7 +107,7 @@ void SatAtaPassThrough16::Fill(const AtaCmd& command, bool ckCondition) {
 
 SatGetAtaOutputRegisters::SatGetAtaOutputRegisters(void* buffer) {
   cdbLength = 12;
-  cdb = {kAtaPassThrough12, kReturnResponseInformation << 1};
+  cdb = {scsi::AtaPassThrough12, kReturnResponseInformation << 1};
   transferBytes = 14;
   data = buffer;
   direction = DataDirection::FromDevice;

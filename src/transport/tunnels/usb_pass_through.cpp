@@ -21,7 +21,7 @@ void takeDataIn(ScsiCmd& cmd, const AtaCmd& ata) {
 
 JMicronAtaPassThrough12::JMicronAtaPassThrough12(const AtaCmd& ata) {
   cdbLength = 12;
-  cdb = {0xDF,
+  cdb = {kJmicronPassThrough,
          kDataIn,
          0,
          byteOf(ata.transferBytes, 1),
@@ -38,11 +38,11 @@ JMicronAtaPassThrough12::JMicronAtaPassThrough12(const AtaCmd& ata) {
 
 SunplusAtaPassThrough::SunplusAtaPassThrough(const AtaCmd& ata) {
   cdbLength = 12;
-  cdb = {0xF8,
+  cdb = {kSunplusPassThrough,
          0,
-         0x22,
+         kSunplusCommand,
          kDataIn,
-         byteOf(ata.transferBytes / 512, 0),
+         byteOf(ata.transferBytes / kAtaPageBytes, 0),
          ata.features,
          ata.sectorCount,
          ata.lbaLow,
@@ -55,9 +55,9 @@ SunplusAtaPassThrough::SunplusAtaPassThrough(const AtaCmd& ata) {
 
 SunplusAtaPassthroughPreset::SunplusAtaPassthroughPreset(const AtaCmd& ata) {
   cdbLength = 12;
-  cdb = {0xF8,
+  cdb = {kSunplusPassThrough,
          0,
-         0x23,
+         kSunplusPreset,
          0,
          0,
          ata.featuresPrevious,

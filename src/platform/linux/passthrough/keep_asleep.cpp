@@ -22,11 +22,11 @@
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/passthrough/sg_ata_pass_through.h"
 #include "transport/ata/ata_opcodes.h"
+#include "transport/scsi/scsi_opcodes.h"
 
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint8_t kAtaPassThrough16 = 0x85;
 constexpr std::size_t kCommandByte = 14;
 
 struct Registry {
@@ -141,7 +141,7 @@ std::optional<SleepingDisk> sleepingDisk(int descriptor) {
 
 std::optional<int> answerAsleep(const SleepingDisk& disk, SgCommand& command) {
   const std::uint8_t ataCommand =
-      command.cdb[0] == kAtaPassThrough16 ? command.cdb[kCommandByte] : std::uint8_t{0};
+      command.cdb[0] == scsi::AtaPassThrough16 ? command.cdb[kCommandByte] : std::uint8_t{0};
   if (ataCommand == ata::CheckPowerMode) {
     // As it was when it was opened: a disk that somebody else wakes meanwhile is asked next time.
     // CHECK CONDITION with the registers (SAT: ATA Status Return), of which the count is 0.
@@ -149,7 +149,7 @@ std::optional<int> answerAsleep(const SleepingDisk& disk, SgCommand& command) {
                                        0,    0,    0,    0,    0, 0, 0, 0,  0,    0,  0x50};
     std::copy(std::begin(kSense), std::end(kSense), command.sense.begin());
     command.senseLength = sizeof kSense;
-    command.status = 2;
+    command.status = static_cast<std::uint8_t>(ScsiStatus::CheckCondition);
     return 0;
   }
   if (ataCommand == ata::IdentifyDevice) {

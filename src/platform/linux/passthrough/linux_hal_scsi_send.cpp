@@ -6,13 +6,15 @@
 #include "platform/linux/passthrough/sg_io.h"
 #include "transport/hal/hal_scsi_send.h"
 #include "transport/scsi/scsi_cmd.h"
+#include "transport/scsi/scsi_opcodes.h"
 
 namespace ostria::storage {
 namespace {
 
 // The kernel's ATA layer makes sense data for a pass-through that the drive never answered.
 bool isLost(const SgCommand& sent) {
-  const bool ataPassThrough = sent.cdb[0] == 0xA1 || sent.cdb[0] == 0x85;
+  const bool ataPassThrough =
+      sent.cdb[0] == scsi::AtaPassThrough12 || sent.cdb[0] == scsi::AtaPassThrough16;
   const std::size_t length = std::min<std::size_t>(sent.senseLength, sent.sense.size());
   return ataPassThrough && isLostAtaCommand(std::span(sent.sense).first(length));
 }

@@ -9,6 +9,8 @@
 #include <optional>
 
 #include "transport/ata/ata_opcodes.h"
+#include "transport/scsi/scsi_opcodes.h"
+#include "transport/tunnels/usb_pass_through.h"
 
 namespace ostria::storage {
 namespace {
@@ -33,25 +35,33 @@ struct Embedded {
   std::uint8_t features;
   std::uint8_t command;
 };
-constexpr Embedded kEmbedded[] = {{0x85, 4, 14}, {0xA1, 3, 9}, {0xDF, 5, 11}, {0xF8, 5, 11}};
+constexpr Embedded kEmbedded[] = {{scsi::AtaPassThrough16, 4, 14},
+                                  {scsi::AtaPassThrough12, 3, 9},
+                                  {kJmicronPassThrough, 5, 11},
+                                  {kSunplusPassThrough, 5, 11}};
 
 // SAT: the registers of the last command. Sunplus: registers for the next one, which is looked at.
 bool isHalfACommand(const SgCommand& command) {
   constexpr std::uint8_t kReturnResponseInformation = 15 << 1;
-  return (command.cdb[0] == 0xA1 && command.cdb[1] == kReturnResponseInformation) ||
-         (command.cdb[0] == 0xF8 && command.cdb[2] == 0x23);
+  return (command.cdb[0] == scsi::AtaPassThrough12 &&
+          command.cdb[1] == kReturnResponseInformation) ||
+         (command.cdb[0] == kSunplusPassThrough && command.cdb[2] == kSunplusPreset);
 }
 
 // Opcodes of the commands that move no data to the device and leave the medium alone.
 constexpr std::uint8_t kScsiWithoutData[] = {
-    0x00,  // TEST UNIT READY
-    0x1B,  // START STOP UNIT
-    0x1D,  // SEND DIAGNOSTIC, the self-tests
-    0x2F,  // VERIFY (10)
+    scsi::TestUnitReady,
+    scsi::StartStopUnit,
+    scsi::SendDiagnostic,  // the self-tests
+    scsi::Verify10,
 };
-constexpr std::uint8_t kScsiDataIn[] = {0x03, 0x08, 0x12, 0x1A, 0x25, 0x28, 0x37, 0x4D,
-                                        0x5A, 0x88, 0x9E, 0xA0, 0xA3, 0xA8, 0xB7};
-constexpr std::uint8_t kScsiSettings[] = {0x15, 0x55};  // MODE SELECT, which switches SMART on
+constexpr std::uint8_t kScsiDataIn[] = {
+    scsi::RequestSense,   scsi::Read6,  scsi::Inquiry,           scsi::ModeSense6,
+    scsi::ReadCapacity10, scsi::Read10, scsi::ReadDefectData10,  scsi::LogSense,
+    scsi::ModeSense10,    scsi::Read16, scsi::ServiceActionIn16, scsi::ReportLuns,
+    scsi::MaintenanceIn,  scsi::Read12, scsi::ReadDefectData12};
+// These switch SMART on.
+constexpr std::uint8_t kScsiSettings[] = {scsi::ModeSelect6, scsi::ModeSelect10};
 
 constexpr std::uint32_t kNvmeAdmin[] = {0x02, 0x06, 0x0A, 0x14};  // log, identify, features, test
 constexpr std::uint32_t kNvmeRead = 0x02;

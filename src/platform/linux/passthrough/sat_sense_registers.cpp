@@ -4,12 +4,11 @@
 
 #include <algorithm>
 
+#include "transport/ata/ata_opcodes.h"
+#include "transport/scsi/scsi_sense.h"
+
 namespace ostria::storage {
 namespace {
-
-constexpr std::uint8_t kErrorBit = 0x01;
-constexpr std::uint8_t kReadyBit = 0x40;
-constexpr std::uint8_t kBusyBit = 0x80;
 
 // "ATA pass-through information available": the command went well and was asked for its registers.
 bool isInformation(std::uint8_t code, std::uint8_t qualifier) {
@@ -19,7 +18,8 @@ bool isInformation(std::uint8_t code, std::uint8_t qualifier) {
 // Any other sense tells of a failure. It is the drive's own only if the drive says so; a command
 // that was lost on the way leaves registers of no meaning.
 bool driveFailed(std::uint8_t status) {
-  return (status & (kErrorBit | kReadyBit | kBusyBit)) == (kErrorBit | kReadyBit);
+  return (status & (ata::StatusError | ata::StatusReady | ata::StatusBusy)) ==
+         (ata::StatusError | ata::StatusReady);
 }
 
 /// The ATA Status Return descriptor, empty when there is none or it is cut.
@@ -92,7 +92,7 @@ std::optional<AtaRegisters> ataRegistersFromSense(std::span<const std::uint8_t> 
 }
 
 bool isLostAtaCommand(std::span<const std::uint8_t> sense) {
-  constexpr unsigned kAbortedCommand = 0x0B;
+  constexpr auto kAbortedCommand = static_cast<std::uint8_t>(SenseKey::AbortedCommand);
   if (sense.size() < 14) {
     return false;
   }

@@ -9,12 +9,11 @@
 
 #include "platform/linux/passthrough/sat_sense_registers.h"
 #include "transport/ata/ata_opcodes.h"
+#include "transport/scsi/scsi_opcodes.h"
 
 namespace ostria::storage {
 namespace {
 
-constexpr std::uint8_t kStatusGood = 0;
-constexpr std::uint8_t kStatusCheckCondition = 2;
 // What a drive shows after a command without an error: ready, seek complete.
 constexpr std::uint8_t kCleanStatus = 0x50;
 
@@ -56,7 +55,7 @@ SgCommand ataPassThrough(const AtaCmd& command) {
       flags |= kLogicalSectors;
     }
   }
-  out.cdb = {0x85,
+  out.cdb = {scsi::AtaPassThrough16,
              static_cast<std::uint8_t>(static_cast<unsigned>(transferOf(command)) << 1 |
                                        (extended ? 1u : 0u)),
              flags,
@@ -78,10 +77,10 @@ SgCommand ataPassThrough(const AtaCmd& command) {
 
 ProtocolResult takeAtaAnswer(const SgCommand& answer, AtaCmd& command) {
   std::optional<AtaRegisters> registers;
-  if (answer.status == kStatusCheckCondition) {
+  if (answer.hasStatus(ScsiStatus::CheckCondition)) {
     const std::size_t length = std::min<std::size_t>(answer.senseLength, answer.sense.size());
     registers = ataRegistersFromSense(std::span(answer.sense).first(length));
-  } else if (answer.status == kStatusGood &&
+  } else if (answer.hasStatus(ScsiStatus::Good) &&
              (!command.wantRegisters || command.dataDirection != DataDirection::None)) {
     // The registers are held back. That the command went well has been said.
     registers = AtaRegisters{.sectorCount = command.sectorCount,

@@ -6,6 +6,7 @@
 
 #include "base/device_handle.h"
 #include "base/kinds.h"
+#include "transport/scsi/scsi_cmd.h"
 
 namespace ostria::storage {
 
@@ -18,10 +19,12 @@ struct SgCommand {
   void* data = nullptr;  ///< aligned for the device by `sendSgCommand`'s own block
   std::uint32_t timeoutSeconds = 30;
 
-  std::uint8_t status = 0;
+  std::uint8_t status = 0;  ///< a `ScsiStatus`
   std::array<std::uint8_t, 64> sense{};
   std::uint8_t senseLength = 0;
   std::uint32_t movedBytes = 0;
+
+  bool hasStatus(ScsiStatus other) const { return status == static_cast<std::uint8_t>(other); }
 };
 
 /// Executes a command. @return 0 when the device answered, whatever it answered; else the errno of

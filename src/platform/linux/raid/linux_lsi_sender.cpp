@@ -16,6 +16,10 @@
 #include "platform/linux/raid/megaraid_packet.h"
 #include "raid/lsi/lsi_layout.h"
 #include "raid/lsi/lsi_pass_through.h"
+#include "raid/register_fis.h"
+#include "transport/ata/ata_opcodes.h"
+#include "transport/scsi/scsi_cmd.h"
+#include "transport/scsi/scsi_opcodes.h"
 
 namespace ostria::storage {
 namespace {
@@ -25,7 +29,7 @@ constexpr std::uint32_t kNotSupported = kErrno + EOPNOTSUPP;
 constexpr std::uint32_t kBadBuffer = kErrno + EINVAL;
 constexpr std::uint32_t kNoAnswer = kErrno + EIO;
 constexpr std::uint32_t kReadOnly = kErrno + EROFS;
-constexpr std::uint8_t kCheckCondition = 2;
+constexpr auto kCheckCondition = static_cast<std::uint8_t>(ScsiStatus::CheckCondition);
 constexpr std::uint16_t kLargestTarget = 255;
 // What the kernel's own driver asks for; older firmware knows no more.
 constexpr std::size_t kOldControllerInfoBytes = 2048;
@@ -37,9 +41,6 @@ constexpr std::size_t kArrayDrivesAt = 8;  // 8 bits
 constexpr std::size_t kArrayNumberAt = 10;
 constexpr std::size_t kArrayMembersAt = 32;
 constexpr std::size_t kArrayMemberBytes = 8;
-
-constexpr std::uint8_t kDeviceToHostFis = 0x34;
-constexpr std::uint8_t kPioSetupFis = 0x5F;
 
 mfi::Packet packetFor(std::uint32_t controller, mfi::Command command, std::size_t blocksAt) {
   mfi::Packet packet;
@@ -287,7 +288,7 @@ std::uint32_t LinuxLsiSender::sendAta(LsiCmd& command) {
   const DataDirection direction = directionOf(buffer[lsi::kStpDirectionAt]);
   // Looked at in the form that the other ways to an ATA drive have.
   SgCommand looked;
-  looked.cdb[0] = 0x85;
+  looked.cdb[0] = scsi::AtaPassThrough16;
   looked.cdb[4] = buffer[lsi::kStpFisAt + 3];
   looked.cdb[14] = buffer[lsi::kStpFisAt + 2];
   looked.direction = direction;
@@ -322,8 +323,8 @@ std::uint32_t LinuxLsiSender::sendAta(LsiCmd& command) {
   }
   // The drive's registers are its answer, also when the controller calls the command failed;
   // without them nobody knows what became of it. Of ATA reads all sectors come, or an error.
-  const bool answered = reply[0] == kDeviceToHostFis || reply[0] == kPioSetupFis;
-  const bool failed = (reply[2] & 0x01) != 0;
+  const bool answered = showsRegisters(reply);
+  const bool failed = (statusOf(reply) & ata::StatusError) != 0;
   if (!answered || (result != 0 && !failed) || (!failed && moved != data->size())) {
     storeLe32(&buffer[lsi::kStpStatusAt], kNoAnswer);
     return result != 0 ? result : kNoAnswer;
