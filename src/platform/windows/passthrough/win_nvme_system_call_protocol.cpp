@@ -3,6 +3,10 @@
 
 #include "platform/windows/passthrough/win_nvme_system_call_protocol.h"
 
+#include <windows.h>
+// The control codes need windows.h first.
+#include <winioctl.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -22,10 +26,6 @@
 namespace ostria::storage {
 
 namespace {
-
-constexpr DWORD kIoctlQueryProperty = 0x2D1400;
-constexpr DWORD kIoctlReadCapacity = 0x2D5140;
-constexpr DWORD kIoctlProtocolCommand = 0x2DD3C0;
 
 constexpr std::uint32_t kAdapterProtocolProperty = 49;
 constexpr std::uint32_t kDeviceProtocolProperty = 50;
@@ -75,7 +75,7 @@ std::vector<std::uint8_t> queryProtocolData(DeviceHandle handle,
 
   std::vector<std::uint8_t> block(sizeof query + request.bytes);
   std::memcpy(block.data(), &query, sizeof query);
-  const ControlAnswer answer = exchange(handle, kIoctlQueryProperty, block);
+  const ControlAnswer answer = exchange(handle, IOCTL_STORAGE_QUERY_PROPERTY, block);
   block.resize(answer ? answer.returned : 0);
   return block;
 }
@@ -106,7 +106,7 @@ std::optional<NvmeIdentifyData> identify(DeviceHandle handle) {
 bool readCapacity(DeviceHandle handle, ReadCapacityRecord& capacity) {
   capacity = {};
   const ControlAnswer answer =
-      deviceControl(handle, kIoctlReadCapacity, nullptr, 0, &capacity, sizeof capacity);
+      deviceControl(handle, IOCTL_STORAGE_READ_CAPACITY, nullptr, 0, &capacity, sizeof capacity);
   return answer && answer.returned >= offsetof(ReadCapacityRecord, diskLength);
 }
 
@@ -237,7 +237,7 @@ ProtocolResult WinNvmeSystemCallProtocol::SendProtocolCommand(NvmeCmd& command) 
   if (!in && bytes != 0) {
     std::memcpy(block.data() + kCommandDataOffset, command.data, bytes);
   }
-  const ControlAnswer answer = exchange(handle_, kIoctlProtocolCommand, block);
+  const ControlAnswer answer = exchange(handle_, IOCTL_STORAGE_PROTOCOL_COMMAND, block);
   const bool whole =
       !in || bytes == 0 || answer.returned >= std::uint64_t{kCommandDataOffset} + bytes;
   if (!answer || !whole) {
