@@ -18,6 +18,7 @@ namespace {
   if (std::current_exception() != nullptr) {
     std::abort();
   }
+  // Who does not get the sentence still gets the exit code.
   (void)writeStream(Stream::Error, "OstriaDiagnosticsCLI: The program had to end: no memory.\n");
   std::_Exit(static_cast<int>(ExitCode::CouldNotStart));
 }

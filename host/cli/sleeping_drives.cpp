@@ -71,6 +71,7 @@ void wakeDrives(storage::SystemComponentManager& manager, const Selection& selec
   }
   for (const std::uint32_t index : asleep) {
     std::string report;
+    // A drive that does not wake up shows it in what is asked of it next.
     (void)manager.component(index)->getReport("WAKE", report);
   }
 }

@@ -15,7 +15,7 @@ class [[nodiscard]] OnExit {
   explicit OnExit(Action action) : action_(std::move(action)) {}
   ~OnExit() {
     // The scope may end by an exception already; a second one would end the host's process. What an
-    // action could not do for lack of memory has nobody left to hear of it.
+    // action could not do for lack of memory has nobody left to be reported to.
     try {
       action_();
     } catch (...) {

@@ -47,6 +47,7 @@ void wakeByReading(StorageComponent& component) {
   const std::uint32_t bytes = sectorBufferBytes(cachedProperties(component.storageProtocol()));
   const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow) std::uint8_t[bytes]);
   if (buffer != nullptr) {
+    // A read that fails has woken the drive, too; those that count come behind it.
     (void)component.readVolume(0, 1, buffer.get(), bytes, kWakeTimeoutSeconds);
   }
 }

@@ -18,6 +18,7 @@ ProtocolResult SmartStateGuard::enable(StorageProtocol& protocol) {
 void SmartStateGuard::restore(StorageProtocol& protocol, MessageLog* /*log*/) {
   if (!wasEnabled_) {
     wasEnabled_ = true;
+    // A drive that is gone, or keeps SMART on, has no say in a result that stands already.
     (void)protocol.SetSmartEnabled(0);
   }
 }

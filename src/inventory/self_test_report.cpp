@@ -28,6 +28,7 @@ bool makeSelfTestReport(StorageComponent& component, std::string& text) {
   std::string rows;
   if (auto* const ata = dynamic_cast<AtaProtocol*>(component.storageProtocol())) {
     AtaProtocol::SelfTestTimes times{};
+    // Times that the drive does not give stay 0, and have no row.
     (void)ata->GetSelfTestTimes(&times);
     addRow(rows, "Short", times[0]);
     addRow(rows, "Extended", times[1]);

@@ -313,6 +313,7 @@ SystemComponent* StorageComponentManager::refreshComponent(std::uint32_t index) 
   }
   try {
     StorageProtocolProperties properties;
+    // Without an answer the host gets what is cached.
     (void)asStorage(found).storageProtocol()->GetProperties(&properties);
   } catch (...) {
     // A refresh that cannot be made leaves the cached properties as they were.

@@ -67,6 +67,7 @@ RaidLocation raidLocationOf(storage::SystemComponent& component,
       // A level is a key only where it has no name.
       const bool named = row.data.find(' ') != std::string::npos;
       RaidSet set{0, named ? row.data : texts.text(row.data)};
+      // A number that is none stays 0.
       (void)std::from_chars(row.name.data(), row.name.data() + row.name.size(), set.number);
       location.sets.push_back(std::move(set));
     }

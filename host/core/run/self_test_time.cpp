@@ -31,6 +31,7 @@ std::chrono::seconds selfTestTime(const storage::Identifier& test,
   std::uint32_t seconds = 0;
   for (const SmartRow& row : readSmartReport(report)) {
     if (row.name == name) {
+      // What is no number is no time.
       (void)std::from_chars(row.data.data(), row.data.data() + row.data.size(), seconds);
     }
   }

@@ -64,6 +64,7 @@ std::string withoutTags(std::string_view html) {
 
 }  // namespace
 
+// The built-in texts are those that the tests look at line by line.
 Texts::Texts() { (void)add(englishTexts(), "built-in texts"); }
 
 UsageError Texts::add(std::string_view content, const std::string& name) {

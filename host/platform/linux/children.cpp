@@ -58,6 +58,7 @@ class ForkedChildren final : public Children {
       const pid_t parent = getpid();
       process = fork();
       if (process == 0) {
+        // A child that stays in the group gets Ctrl-C twice, which does no harm.
         (void)setpgid(0, 0);
         (void)prctl(PR_SET_PDEATHSIG, SIGINT);
         // It may have died meanwhile.
@@ -111,6 +112,7 @@ class ForkedChildren final : public Children {
 
   void interrupt() override {
     for (const Child& child : children_) {
+      // One that has ended already needs none.
       (void)kill(child.process, SIGINT);
     }
   }

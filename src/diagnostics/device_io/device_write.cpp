@@ -222,6 +222,7 @@ TestResult StorageDeviceWriteTest::makeFiles(const std::vector<UsableVolume>& vo
       continue;
     }
     if (run_.privilegeHeld) {
+      // Without it the system fills the file with zeros first, which only costs time.
       (void)setValidData(handle, file.layout.fileBytes);
     }
     files.push_back(std::move(file));

@@ -127,7 +127,8 @@ TestResult SelfTest::perform() {
   if (started != TestResult::Passed) {
     return started;
   }
-  // Until the drive has ended its routine, or is lost, whatever ends this test stops the routine.
+  // Until the drive has ended its routine, or is lost, whatever ends this test stops the routine. A
+  // drive that does not stop it has no better answer to give: the test ends here.
   bool running = true;
   const OnExit stopRoutine{[&] {
     if (running) {
@@ -148,6 +149,8 @@ TestResult SelfTest::clearOtherRoutine() {
   }
   progress(0, keys::kOtherSelfTestInProgress);
   log_->add(keys::kOtherSelfTestInProgress, ResourceProblem, 0);
+  // Whether the routine ended is the drive's word alone: without an answer it still counts as
+  // running.
   (void)protocol_->AbortSelfTest();
   (void)protocol_->GetSelfTestResult(&status);
   if (status == kSelfTestInProgress) {

@@ -20,6 +20,7 @@ bool FullDiskScanTest::setParameters(const std::vector<TestParameter>& parameter
   static constexpr std::array<const ScanParameter*, 1> kKnown = {&kErrorLimitParameter};
   issues.clear();
   refuseUnknown(parameters, kKnown, issues);
+  // What is refused stands in the issues.
   (void)takeParameter(kErrorLimitParameter, parameters, &errorLimit_, issues);
   return issues.empty();
 }

@@ -48,6 +48,7 @@ bool LinearReadTest::setParameters(const std::vector<TestParameter>& parameters,
   double stop = stopPercent_;
   const bool startTaken = takeParameter(kStartRangeParameter, parameters, &start, issues);
   const bool stopTaken = takeParameter(kStopRangeParameter, parameters, &stop, issues);
+  // What is refused stands in the issues.
   (void)takeParameter(kCoverageAreaParameter, parameters, &coveragePercent_, issues);
   (void)takeParameter(kErrorLimitParameter, parameters, &errorLimit_, issues);
   // A range in the wrong order is not kept, or the next run would be refused for it as well.
