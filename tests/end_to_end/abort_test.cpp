@@ -14,17 +14,22 @@ namespace {
 const std::string kEventKey =
     "TEST_ABORTED_BECAUSE_A_SYSTEM_EVENT_THAT_COULD_COMPROMISE_THE_OUTCOME_HAS_HAPPENED";
 
+struct Interruption {
+  /// The command during which the user aborts; 0 for a test that ends before its first one.
+  unsigned atCommand = 0;
+  /// Commands that may follow it, those that stop the drive's routine included.
+  unsigned commandsAfter = 0;
+  /// Whether the test notes each bad block, whatever the reason, and reports an event whenever it
+  /// comes.
+  bool scans = false;
+};
+
 /// A test, a drive for it, and how it may be interrupted.
 struct Subject {
   std::string_view name;
   std::string_view kind;
   Identifier test;
-  /// The command during which the user aborts; 0 for a test that ends before its first one.
-  unsigned abortAtCommand = 0;
-  /// Commands that may follow it, those that stop the drive's routine included.
-  unsigned commandsAfter = 0;
-  /// Whether it notes each bad block, whatever the reason, and reports an event whenever it comes.
-  bool scans = false;
+  Interruption stop = {};
 
   /// A SATA drive whose SMART data cannot be read takes no self-test.
   bool smartEnabled() const {
@@ -36,29 +41,30 @@ struct Subject {
 std::string smallDrive(const Subject& subject) {
   return R"("kind": ")" + std::string(subject.kind) + R"(", "model": "SMALL", "serial": "SMALL1",
       "size_sectors": 20000, "rotation_rate": 7200, )" +
-         (subject.scans ? R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 7}], )"
-                        : "") +
+         (subject.stop.scans
+              ? R"("bad_sectors": [{"lba": 200, "kind": "transient", "failures": 7}], )"
+              : "") +
          R"("smart": {"enabled": )" + (subject.smartEnabled() ? "true" : "false") +
          R"(, "self_tests": [{"code": 0, "seconds": 5}, {"code": 1, "seconds": 45},
          {"code": 2, "seconds": 45}, {"code": 3, "seconds": 45}, {"code": 80, "seconds": 45}]})";
 }
 
 constexpr Subject kSubjects[] = {
-    {"Targeted", "sata", ids::kTargetedRead, 30, 1},
-    {"Random", "sata", ids::kQuickRandomSeek, 30},
-    {"Funnel", "sata", ids::kQuickFunnelSeek, 150, 1},
-    {"RandomOfSas", "sas", ids::kQuickRandomSeek, 30},
-    {"FunnelOfSas", "sas", ids::kQuickFunnelSeek, 150, 1},
-    {"Short", "sata", ids::kShortSelfTest, 12, 3},
-    {"ShortOfSas", "sas", ids::kShortSelfTest, 7, 2},
-    {"Drive", "sata", ids::kDriveSelfTest, 12, 3},
+    {"Targeted", "sata", ids::kTargetedRead, {.atCommand = 30, .commandsAfter = 1}},
+    {"Random", "sata", ids::kQuickRandomSeek, {.atCommand = 30}},
+    {"Funnel", "sata", ids::kQuickFunnelSeek, {.atCommand = 150, .commandsAfter = 1}},
+    {"RandomOfSas", "sas", ids::kQuickRandomSeek, {.atCommand = 30}},
+    {"FunnelOfSas", "sas", ids::kQuickFunnelSeek, {.atCommand = 150, .commandsAfter = 1}},
+    {"Short", "sata", ids::kShortSelfTest, {.atCommand = 12, .commandsAfter = 3}},
+    {"ShortOfSas", "sas", ids::kShortSelfTest, {.atCommand = 7, .commandsAfter = 2}},
+    {"Drive", "sata", ids::kDriveSelfTest, {.atCommand = 12, .commandsAfter = 3}},
     {"Default", "sas", ids::kDefaultSelfTest},
-    {"ExtendedRandom", "sas", ids::kExtendedRandomSeek, 30},
-    {"ExtendedFunnel", "sas", ids::kExtendedFunnelSeek, 150, 1},
-    {"Extended", "sas", ids::kExtendedSelfTest, 7, 2},
-    {"Conveyance", "sata", ids::kConveyanceSelfTest, 12, 3},
-    {"Linear", "sas", ids::kLinearRead, 5, 0, true},
-    {"Scan", "sata", ids::kFullDiskScan, 5, 0, true},
+    {"ExtendedRandom", "sas", ids::kExtendedRandomSeek, {.atCommand = 30}},
+    {"ExtendedFunnel", "sas", ids::kExtendedFunnelSeek, {.atCommand = 150, .commandsAfter = 1}},
+    {"Extended", "sas", ids::kExtendedSelfTest, {.atCommand = 7, .commandsAfter = 2}},
+    {"Conveyance", "sata", ids::kConveyanceSelfTest, {.atCommand = 12, .commandsAfter = 3}},
+    {"Linear", "sas", ids::kLinearRead, {.atCommand = 5, .scans = true}},
+    {"Scan", "sata", ids::kFullDiskScan, {.atCommand = 5, .scans = true}},
 };
 
 class Interrupted : public ::testing::TestWithParam<Subject> {
@@ -67,7 +73,7 @@ class Interrupted : public ::testing::TestWithParam<Subject> {
     explicit Bench(const Subject& subject) : ModuleBench(machineOf({smallDrive(subject)})) {
       scan(1);
       // The search for a block size is no part of what is watched.
-      if (subject.scans) {
+      if (subject.stop.scans) {
         EXPECT_EQ(device(0).preferredReadBlock(), 127);
       }
     }
@@ -91,22 +97,22 @@ TEST_P(Interrupted, StopsWithinACommandAndTellsTheReason) {
     (byEvent ? atOnce.eventFromPoll : atOnce.abortFromPoll) = 0;
     EXPECT_EQ(bench.run(atOnce), TestResult::Stopped);
     EXPECT_EQ(atOnce.count("log 0 " + kEventKey), byEvent ? 1u : 0u);
-    if (subject.abortAtCommand == 0) {
+    if (subject.stop.atCommand == 0) {
       continue;
     }
 
     FakeHost host = bench.host();
     WatchedDrive watch(*bench.machine().drives()[0]);
     watch.onCommand = [&] {
-      if (watch.commands == subject.abortAtCommand) {
+      if (watch.commands == subject.stop.atCommand) {
         (byEvent ? host.eventFromPoll : host.abortFromPoll) = host.polls;
       }
     };
     EXPECT_EQ(bench.run(host), TestResult::Stopped);
-    EXPECT_GE(watch.commands, subject.abortAtCommand);
-    EXPECT_LE(watch.commands, subject.abortAtCommand + subject.commandsAfter);
+    EXPECT_GE(watch.commands, subject.stop.atCommand);
+    EXPECT_LE(watch.commands, subject.stop.atCommand + subject.stop.commandsAfter);
     EXPECT_EQ(lastProgress(host), "100");
-    EXPECT_EQ(host.count("log 0 " + kEventKey), byEvent && subject.scans ? 1u : 0u);
+    EXPECT_EQ(host.count("log 0 " + kEventKey), byEvent && subject.stop.scans ? 1u : 0u);
     watch.onCommand = {};
     EXPECT_EQ(bench.smartEnabled(0), GetParam().smartEnabled());
     std::uint8_t status = 0;

@@ -62,23 +62,31 @@ std::vector<std::uint8_t> block(std::uint32_t bus, const std::string& vendor,
 TEST(DeviceDescriptorTest, BusDecidesKindAndConnection) {
   const struct {
     std::uint32_t bus;
-    const char* vendor;
-    const char* product;
-    StorageBusKind kind;
-    DeviceConnection connection;
-    bool optane;
+    const char* vendor = "x";
+    const char* product = "disk";
+    StorageBusKind kind = StorageBusKind::Unknown;
+    DeviceConnection connection = DeviceConnection::Internal;
+    bool optane = false;
   } rows[] = {
-      {7, "", "Stick", StorageBusKind::Usb, DeviceConnection::External, false},
-      {8, "Intel", "Volume", StorageBusKind::Raid, DeviceConnection::Internal, true},
-      {10, "INTEL", "x", StorageBusKind::Raid, DeviceConnection::Internal, true},
-      {10, "x", "Optane", StorageBusKind::Raid, DeviceConnection::Internal, true},
-      {8, "x", "Raid 1", StorageBusKind::Raid, DeviceConnection::Internal, false},
-      {8, "x", "disk", StorageBusKind::Unknown, DeviceConnection::Internal, false},
-      {10, "x", "disk", StorageBusKind::Scsi, DeviceConnection::Internal, false},
-      {11, "Intel", "disk", StorageBusKind::Ata, DeviceConnection::Internal, false},
-      {13, "x", "card", StorageBusKind::Emmc, DeviceConnection::Internal, false},
-      {17, "x", "disk", StorageBusKind::Nvme, DeviceConnection::Internal, false},
-      {99, "x", "disk", StorageBusKind::Unknown, DeviceConnection::Other, false},
+      {.bus = 7,
+       .vendor = "",
+       .product = "Stick",
+       .kind = StorageBusKind::Usb,
+       .connection = DeviceConnection::External},
+      {.bus = 8,
+       .vendor = "Intel",
+       .product = "Volume",
+       .kind = StorageBusKind::Raid,
+       .optane = true},
+      {.bus = 10, .vendor = "INTEL", .product = "x", .kind = StorageBusKind::Raid, .optane = true},
+      {.bus = 10, .product = "Optane", .kind = StorageBusKind::Raid, .optane = true},
+      {.bus = 8, .product = "Raid 1", .kind = StorageBusKind::Raid},
+      {.bus = 8},
+      {.bus = 10, .kind = StorageBusKind::Scsi},
+      {.bus = 11, .vendor = "Intel", .kind = StorageBusKind::Ata},
+      {.bus = 13, .product = "card", .kind = StorageBusKind::Emmc},
+      {.bus = 17, .kind = StorageBusKind::Nvme},
+      {.bus = 99, .connection = DeviceConnection::Other},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.bus);

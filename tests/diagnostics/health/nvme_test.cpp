@@ -126,14 +126,14 @@ bool hasRow(const Prediction& p, const std::string& name, const std::string& val
 TEST(NvmeHealthPrediction, VerdictFollowsHealthThenEnduranceThenErrors) {
   struct Case {
     const char* name;
-    std::uint8_t percentageUsed;
-    double gibWritten;
-    std::uint64_t mediaErrors;
-    TestResult result;
-    const char* health;
-    const char* used;
-    Lines keys;
-    Lines logged;
+    std::uint8_t percentageUsed = 10;
+    double gibWritten = 10;
+    std::uint64_t mediaErrors = 0;
+    TestResult result = TestResult::Warning;
+    const char* health = "90%";
+    const char* used = "0%";
+    Lines keys = {};
+    Lines logged = {};
   };
   const Lines failing{"SSD_HEALTH_FAIL"};
   const Lines warning{"SSD_HEALTH_WARNING"};
@@ -141,13 +141,42 @@ TEST(NvmeHealthPrediction, VerdictFollowsHealthThenEnduranceThenErrors) {
   const Lines wornLog{"SSD_HEALTH_WARNING", "SSD_ENDURANCE_RATING_WARNING"};
   // A drive of 500 GiB is rated for 150 times 1024 GiB.
   const std::vector<Case> cases{
-      {"worn out", 100, 10, 0, TestResult::Failed, "0%", "0%", failing, failing},
-      {"beyond its life", 255, 10, 0, TestResult::Failed, "-155%", "0%", failing, failing},
-      {"at its rating", 10, 153600, 0, TestResult::Warning, "90%", "100%", worn, wornLog},
-      {"21 percent left", 94, 153600 * 0.795, 0, TestResult::Passed, "6%", "79%", {}, {}},
-      {"20 percent left", 94, 153600 * 0.805, 0, TestResult::Warning, "6%", "80%", worn, wornLog},
-      {"health of 5", 95, 10, 0, TestResult::Warning, "5%", "0%", warning, warning},
-      {"media errors", 10, 10, 3, TestResult::Warning, "90%", "0%", warning, warning},
+      {.name = "worn out",
+       .percentageUsed = 100,
+       .result = TestResult::Failed,
+       .health = "0%",
+       .keys = failing,
+       .logged = failing},
+      {.name = "beyond its life",
+       .percentageUsed = 255,
+       .result = TestResult::Failed,
+       .health = "-155%",
+       .keys = failing,
+       .logged = failing},
+      {.name = "at its rating",
+       .gibWritten = 153600,
+       .used = "100%",
+       .keys = worn,
+       .logged = wornLog},
+      {.name = "21 percent left",
+       .percentageUsed = 94,
+       .gibWritten = 153600 * 0.795,
+       .result = TestResult::Passed,
+       .health = "6%",
+       .used = "79%"},
+      {.name = "20 percent left",
+       .percentageUsed = 94,
+       .gibWritten = 153600 * 0.805,
+       .health = "6%",
+       .used = "80%",
+       .keys = worn,
+       .logged = wornLog},
+      {.name = "health of 5",
+       .percentageUsed = 95,
+       .health = "5%",
+       .keys = warning,
+       .logged = warning},
+      {.name = "media errors", .mediaErrors = 3, .keys = warning, .logged = warning},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
