@@ -74,6 +74,23 @@ std::uint8_t nvmeSelfTestOperation(const NvmeSelfTestLogData& log);
 std::uint8_t nvmeSelfTestPercent(const NvmeSelfTestLogData& log);
 std::uint8_t nvmeSelfTestResult(const NvmeSelfTestLogData& log);
 
+/// The value of a log page, for an operation that gives it to its caller.
+/// @param out   null gives `InvalidArgument`; as it was, when the page could not be read
+/// @param read  fills the page
+/// @param pick  finds the value in it
+template <typename Page, typename Value, typename Read>
+ProtocolResult readNvmeValue(Value* out, Read read, Value (*pick)(const Page&)) {
+  if (out == nullptr) {
+    return ProtocolResult::InvalidArgument;
+  }
+  Page page{};
+  const ProtocolResult result = read(page);
+  if (succeeded(result)) {
+    *out = pick(page);
+  }
+  return result;
+}
+
 /// The part number of vendor log DFh, as it stands up to a zero byte; empty when it is blank or no
 /// printable ASCII.
 std::string nvmePartNumber(const NvmeVendorLogData& log);

@@ -262,15 +262,9 @@ ProtocolResult NvmeProtocol::GetTemperature(std::uint8_t* celsius) {
 }
 
 ProtocolResult NvmeProtocol::GetWearIndicator(std::uint32_t* percent) {
-  if (percent == nullptr) {
-    return ProtocolResult::InvalidArgument;
-  }
-  NvmeHealthLogData log{};
-  const ProtocolResult result = GetHealthLog(log.data());
-  if (succeeded(result)) {
-    *percent = nvmeWearIndicator(log);
-  }
-  return result;
+  return readNvmeValue(
+      percent, [this](NvmeHealthLogData& log) { return GetHealthLog(log.data()); },
+      nvmeWearIndicator);
 }
 
 ProtocolResult NvmeProtocol::StartSelfTest(std::uint8_t code, std::uint8_t) {
@@ -304,27 +298,14 @@ ProtocolResult NvmeProtocol::GetSelfTestProgress(std::uint8_t* percent) {
 }
 
 ProtocolResult NvmeProtocol::GetSelfTestResult(std::uint8_t* code) {
-  if (code == nullptr) {
-    return ProtocolResult::InvalidArgument;
-  }
-  NvmeSelfTestLogData log{};
-  const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) {
-    *code = nvmeSelfTestResult(log);
-  }
-  return result;
+  return readNvmeValue(
+      code, [this](NvmeSelfTestLogData& log) { return readSelfTestLog(log); }, nvmeSelfTestResult);
 }
 
 ProtocolResult NvmeProtocol::GetSelfTestOperation(std::uint8_t* operation) {
-  if (operation == nullptr) {
-    return ProtocolResult::InvalidArgument;
-  }
-  NvmeSelfTestLogData log{};
-  const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) {
-    *operation = nvmeSelfTestOperation(log);
-  }
-  return result;
+  return readNvmeValue(
+      operation, [this](NvmeSelfTestLogData& log) { return readSelfTestLog(log); },
+      nvmeSelfTestOperation);
 }
 
 }  // namespace ostria::storage

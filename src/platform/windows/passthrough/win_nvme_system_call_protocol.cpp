@@ -301,15 +301,9 @@ ProtocolResult WinNvmeSystemCallProtocol::GetTemperature(std::uint8_t* celsius) 
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetWearIndicator(std::uint32_t* percent) {
-  if (percent == nullptr) {
-    return ProtocolResult::InvalidArgument;
-  }
-  NvmeHealthLogData log{};
-  const ProtocolResult result = GetHealthLog(log.data());
-  if (succeeded(result)) {
-    *percent = nvmeWearIndicator(log);
-  }
-  return result;
+  return readNvmeValue(
+      percent, [this](NvmeHealthLogData& log) { return GetHealthLog(log.data()); },
+      nvmeWearIndicator);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::StartSelfTest(std::uint8_t code, std::uint8_t) {
@@ -348,27 +342,14 @@ ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestProgress(std::uint8_t* perc
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestResult(std::uint8_t* code) {
-  if (code == nullptr) {
-    return ProtocolResult::InvalidArgument;
-  }
-  NvmeSelfTestLogData log{};
-  const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) {
-    *code = nvmeSelfTestResult(log);
-  }
-  return result;
+  return readNvmeValue(
+      code, [this](NvmeSelfTestLogData& log) { return readSelfTestLog(log); }, nvmeSelfTestResult);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetSelfTestOperation(std::uint8_t* operation) {
-  if (operation == nullptr) {
-    return ProtocolResult::InvalidArgument;
-  }
-  NvmeSelfTestLogData log{};
-  const ProtocolResult result = readSelfTestLog(log);
-  if (succeeded(result)) {
-    *operation = nvmeSelfTestOperation(log);
-  }
-  return result;
+  return readNvmeValue(
+      operation, [this](NvmeSelfTestLogData& log) { return readSelfTestLog(log); },
+      nvmeSelfTestOperation);
 }
 
 ProtocolResult WinNvmeSystemCallProtocol::GetFirstFailedLba(std::uint64_t*) {
