@@ -15,7 +15,7 @@ enum Severity : std::uint32_t {
   MissingCapability = 3,
 };
 
-// A message that matters goes to both channels; which one hears it first is part of each message's
+// A message that matters goes to both channels; which one gets it first is part of each message's
 // contract. A missing channel is left out.
 
 /// Closing progress of 100 percent, then the log.

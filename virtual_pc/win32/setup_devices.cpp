@@ -38,7 +38,7 @@ PortObject* portOf(const KernelCall& call, DWORD instance) {
              : nullptr;
 }
 
-/// What an adapter's place in the device tree is: its bus, and whether a storage port drives it.
+/// Where an adapter stands in the device tree: its bus, and whether a storage port drives it.
 struct AdapterKind {
   GUID setupClass;
   bool storagePort;
