@@ -2,10 +2,6 @@
 // was written.
 #include "platform/windows/discovery/win_storage_queries.h"
 
-#include <windows.h>
-// The storage codes need windows.h first.
-#include <winioctl.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>

@@ -1,10 +1,6 @@
 // Storage queries of Windows. Each question is asked over the paths of a disk until one answers.
 #include "platform/windows/discovery/win_storage_scanner.h"
 
-#include <windows.h>
-// The storage codes need windows.h first.
-#include <winioctl.h>
-
 #include "inventory/device_record.h"
 #include "inventory/format_texts.h"
 #include "inventory/partitions/partition_layout.h"

@@ -1,10 +1,6 @@
 // Files by the wide calls, since paths are UTF-8 here.
 #include "platform/windows/io/win_filesystem.h"
 
-#include <windows.h>
-// The control codes need windows.h first.
-#include <winioctl.h>
-
 #include "platform/windows/io/win_handle.h"
 #include "platform/windows/io/win_path_text.h"
 #include "platform/windows/io/win_timed_io.h"

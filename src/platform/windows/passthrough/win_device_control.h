@@ -1,7 +1,11 @@
-// The one call behind every control code on Windows.
+// The one call behind every control code on Windows, with the codes and the records that go with
+// them.
 #pragma once
 
 #include <windows.h>
+// The others need windows.h first.
+#include <ntddscsi.h>
+#include <winioctl.h>
 
 #include <cstring>
 

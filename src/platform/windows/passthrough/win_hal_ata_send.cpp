@@ -1,9 +1,5 @@
 // ATA commands through IOCTL_ATA_PASS_THROUGH: one block for header and data, both ways, so that
 // the caller's buffer needs no alignment and no driver can write past it.
-#include <windows.h>
-// The pass-through headers need windows.h first.
-#include <ntddscsi.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>

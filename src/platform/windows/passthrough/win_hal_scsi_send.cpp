@@ -1,9 +1,5 @@
 // SCSI commands through IOCTL_SCSI_PASS_THROUGH: header, sense and data in one block. A status
 // other than GOOD is the device's answer, no failure of the send.
-#include <windows.h>
-// The pass-through headers need windows.h first.
-#include <ntddscsi.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>

@@ -1,9 +1,5 @@
 // The two vendor pass-throughs of NVMe miniport drivers, each a block behind an SRB_IO_CONTROL.
 
-#include <windows.h>
-// The pass-through headers need windows.h first.
-#include <ntddscsi.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>

@@ -3,10 +3,6 @@
 
 #include "platform/windows/passthrough/win_nvme_system_call_protocol.h"
 
-#include <windows.h>
-// The control codes need windows.h first.
-#include <winioctl.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>

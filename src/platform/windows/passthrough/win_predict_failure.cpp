@@ -1,9 +1,5 @@
 // The failure prediction of the Windows class driver, which asks ATA and SCSI drives in its own
 // way.
-#include <windows.h>
-// The storage codes need windows.h first.
-#include <winioctl.h>
-
 #include "platform/windows/passthrough/win_device_control.h"
 #include "transport/hal/predict_failure.h"
 

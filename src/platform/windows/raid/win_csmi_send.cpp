@@ -1,8 +1,4 @@
 // CSMI over IOCTL_SCSI_MINIPORT.
-#include <windows.h>
-// The pass-through headers need windows.h first.
-#include <ntddscsi.h>
-
 #include "platform/windows/passthrough/win_device_control.h"
 #include "raid/csmi/csmi_send.h"
 
