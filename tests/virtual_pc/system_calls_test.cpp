@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 
 #include "tests/support/aligned_bytes.h"
@@ -61,8 +60,9 @@ TEST_F(SystemCalls, WhatIsWrongWithAMachineFileIsSaidInPlainLetters) {
   const std::string pipe = folder.file("pipe");
   const std::string huge = folder.file("huge");
   std::ofstream(broken) << "{\"\x1B]0;x\x07\": 1}";
-  std::ofstream(huge) << "{}";
-  std::filesystem::resize_file(huge, (std::uintmax_t{16} << 20) + 1);
+  std::ofstream(huge)
+      << R"({"format": 1, "drives": [{"kind": "sata", "model": "M", "size_sectors": 9}]})"
+      << std::string(std::size_t{16} << 20, ' ');
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   for (const std::string& path : {broken, pipe, huge}) {
     ASSERT_EQ(::setenv("OSTRIA_VIRTUAL_PC", path.c_str(), 1), 0);
