@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <span>
+#include <string>
+#include <system_error>
 
 #include "platform/linux/discovery/sysfs_tree.h"
 #include "platform/linux/passthrough/sat_sense_registers.h"
@@ -60,11 +62,11 @@ void mountTable(Input& in) {
   close(file);
 }
 
-/// One disk below one controller; the attributes are fuzz bytes.
-void tree(Input& in) {
-  static const fs::path kRoot = [] {
+/// A saved tree with one disk below one controller, gone with the process.
+struct SavedTree {
+  SavedTree() {
     std::string pattern = (fs::temp_directory_path() / "ostria-fuzz-XXXXXX").string();
-    fs::path root = fs::canonical(::mkdtemp(pattern.data()));
+    root = fs::canonical(::mkdtemp(pattern.data()));
     const fs::path disk = root / "sys/devices/pci0000:00/0000:00:1f.2/host0/block/sda";
     fs::create_directories(disk / "sda1");
     fs::create_directories(disk / "holders");
@@ -73,13 +75,25 @@ void tree(Input& in) {
     fs::create_directory_symlink(disk.parent_path().parent_path(), disk / "device");
     fs::create_directory_symlink(disk, root / "sys/block/sda");
     fs::create_directory_symlink(disk, root / "sys/dev/block/8:0");
-    return root;
-  }();
+  }
+  ~SavedTree() {
+    std::error_code ignored;
+    fs::remove_all(root, ignored);
+  }
+  SavedTree(const SavedTree&) = delete;
+  SavedTree& operator=(const SavedTree&) = delete;
+
+  fs::path root;
+};
+
+/// The attributes of the disk are fuzz bytes.
+void tree(Input& in) {
+  static const SavedTree kSaved;
   static constexpr const char* kAttributes[] = {
       "dev",        "size",         "removable",       "hidden",       "sda1/dev",
       "sda1/size",  "device/type",  "device/vendor",   "device/model", "sda1/partition",
       "device/rev", "device/class", "device/proc_name"};
-  const fs::path disk = kRoot / "sys/block/sda";
+  const fs::path disk = kSaved.root / "sys/block/sda";
   for (const char* attribute : kAttributes) {
     std::string text;
     for (std::uint8_t left = in.byte() % 40; left > 0 && !in.empty(); --left) {
@@ -87,13 +101,13 @@ void tree(Input& in) {
     }
     std::ofstream(disk / attribute) << text;
   }
-  const SysfsTree tree(kRoot.string());
+  const SysfsTree tree(kSaved.root.string());
   for (const SysfsDisk& found : tree.disks()) {
     (void)tree.partitions(found);
     (void)tree.withHolders(found.path);
     (void)tree.disk(found.number);
   }
-  (void)diskDriverRows(kRoot.string());
+  (void)diskDriverRows(kSaved.root.string());
 }
 
 void sense(Input& in) {
