@@ -110,12 +110,13 @@ bool SatLayer::forward(ScsiExchange& exchange, AtaExchange& ata) {
 
 void SatLayer::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba,
                         std::uint64_t count) {
-  constexpr std::array<std::uint8_t, 2> kShort{0xC8, 0xCA};
-  constexpr std::array<std::uint8_t, 2> kLong{0x25, 0x35};
+  constexpr std::array<std::uint8_t, 2> kShort{ata::ReadDma, ata::WriteDma};
+  constexpr std::array<std::uint8_t, 2> kLong{ata::ReadDmaExt, ata::WriteDmaExt};
   const auto which = static_cast<std::size_t>(access);
   const std::uint64_t most = lba48_ ? 65536 : 256;
   const std::size_t sectorBytes = medium().sectorBytes();
-  std::vector<std::uint8_t> whole = std::move(exchange.data);
+  std::vector<std::uint8_t> whole;
+  whole.swap(exchange.data);
   std::size_t moved = 0;
   for (std::uint64_t done = 0; done < count;) {
     const std::uint64_t now = std::min(most, count - done);
