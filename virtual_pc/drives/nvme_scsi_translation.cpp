@@ -4,6 +4,8 @@
 #include <algorithm>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/scsi_block.h"
+#include "virtual_pc/drives/scsi_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -18,9 +20,9 @@ using storage::storeBe64;
 constexpr std::uint8_t kNvmeRead = 0x02;
 constexpr std::uint8_t kNvmeWrite = 0x01;
 
-void illegalCommand(ScsiExchange& exchange) { exchange.fail(5, 0x20); }
-void illegalField(ScsiExchange& exchange) { exchange.fail(5, 0x24); }
-void lbaOutOfRange(ScsiExchange& exchange) { exchange.fail(5, 0x21); }
+void illegalCommand(ScsiExchange& exchange) { exchange.fail(kSenseIllegalRequest, 0x20); }
+void illegalField(ScsiExchange& exchange) { exchange.fail(kSenseIllegalRequest, 0x24); }
+void lbaOutOfRange(ScsiExchange& exchange) { exchange.fail(kSenseIllegalRequest, 0x21); }
 
 void give(ScsiExchange& exchange, std::vector<std::uint8_t> bytes, std::size_t allocation) {
   exchange.answer(bytes.data(), std::min(bytes.size(), allocation));
@@ -50,7 +52,7 @@ void translateStatus(const NvmeExchange& answer, ScsiExchange& exchange, std::ui
   if (answer.statusCode == 0x80) {
     return lbaOutOfRange(exchange);
   }
-  exchange.fail(4, 0x44);  // internal target failure
+  exchange.fail(kSenseHardwareError, 0x44);  // internal target failure
 }
 
 }  // namespace
@@ -58,38 +60,38 @@ void translateStatus(const NvmeExchange& answer, ScsiExchange& exchange, std::ui
 void NvmeTranslation::perform(ScsiExchange& exchange) {
   const std::uint8_t* cdb = exchange.cdb.data();
   switch (cdb[0]) {
-    case 0x00:  // TEST UNIT READY
-    case 0x35:  // SYNCHRONIZE CACHE
+    case scsi::TestUnitReady:
+    case scsi::SynchronizeCache:
       return;
-    case 0x03: {  // REQUEST SENSE: nothing to tell
+    case scsi::RequestSense: {  // nothing to report
       std::vector<std::uint8_t> sense(18);
       sense[0] = 0x70;
       sense[7] = 10;
       return give(exchange, sense, cdb[4]);
     }
-    case 0x12:
+    case scsi::Inquiry:
       return inquiry(exchange);
-    case 0x1A:
+    case scsi::ModeSense6:
       return modeSense(exchange, false);
-    case 0x5A:
+    case scsi::ModeSense10:
       return modeSense(exchange, true);
-    case 0x4D:
+    case scsi::LogSense:
       return logSense(exchange);
-    case 0x25:
+    case scsi::ReadCapacity10:
       return readCapacity10(exchange);
-    case 0x9E:
+    case scsi::ServiceActionIn16:
       return (cdb[1] & 0x1F) == 0x10 ? readCapacity16(exchange) : illegalField(exchange);
-    case 0x28:
+    case scsi::Read10:
       return transfer(exchange, kNvmeRead, loadBe32(cdb + 2), loadBe16(cdb + 7));
-    case 0xA8:
+    case scsi::Read12:
       return transfer(exchange, kNvmeRead, loadBe32(cdb + 2), loadBe32(cdb + 6));
-    case 0x88:
+    case scsi::Read16:
       return transfer(exchange, kNvmeRead, loadBe64(cdb + 2), loadBe32(cdb + 10));
-    case 0x2A:
+    case scsi::Write10:
       return transfer(exchange, kNvmeWrite, loadBe32(cdb + 2), loadBe16(cdb + 7));
-    case 0xAA:
+    case scsi::Write12:
       return transfer(exchange, kNvmeWrite, loadBe32(cdb + 2), loadBe32(cdb + 6));
-    case 0x8A:
+    case scsi::Write16:
       return transfer(exchange, kNvmeWrite, loadBe64(cdb + 2), loadBe32(cdb + 10));
     default:
       return illegalCommand(exchange);

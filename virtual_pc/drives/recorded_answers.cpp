@@ -6,6 +6,7 @@
 #include "base/byte_order.h"
 #include "virtual_pc/drives/ata_commands.h"
 #include "virtual_pc/drives/device_model.h"
+#include "virtual_pc/drives/scsi_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -53,13 +54,10 @@ struct ScsiName {
   std::uint8_t allocationBytes;
 };
 constexpr ScsiName kScsiNames[] = {
-    {0x03, 0x0002, 4, 1},   // REQUEST SENSE
-    {0x12, 0x0006, 3, 2},   // INQUIRY
-    {0x1A, 0x000E, 4, 1},   // MODE SENSE(6)
-    {0x25, 0x0000, 0, 0},   // READ CAPACITY(10)
-    {0x4D, 0x006E, 7, 2},   // LOG SENSE
-    {0x5A, 0x000E, 7, 2},   // MODE SENSE(10)
-    {0x9E, 0x0002, 10, 4},  // READ CAPACITY(16)
+    {scsi::RequestSense, 0x0002, 4, 1},       {scsi::Inquiry, 0x0006, 3, 2},
+    {scsi::ModeSense6, 0x000E, 4, 1},         {scsi::ReadCapacity10, 0x0000, 0, 0},
+    {scsi::LogSense, 0x006E, 7, 2},           {scsi::ModeSense10, 0x000E, 7, 2},
+    {scsi::ServiceActionIn16, 0x0002, 10, 4},
 };
 
 bool isFor(const RecordedScsi& answer, const ScsiExchange& exchange, const ScsiName& name) {
@@ -130,12 +128,12 @@ bool RecordedScsiAnswers::isOutdated(const ScsiExchange& exchange) const {
   constexpr std::uint8_t kIecLog = 0x2F;
   const std::uint8_t page = exchange.cdb[2] & 0x3F;
   switch (exchange.cdb[0]) {
-    case 0x03:
+    case scsi::RequestSense:
       return selfTestSent_ || modeSelected_;
-    case 0x4D:
+    case scsi::LogSense:
       return (selfTestSent_ && page == kSelfTestPage) || (modeSelected_ && page == kIecLog);
-    case 0x1A:
-    case 0x5A:
+    case scsi::ModeSense6:
+    case scsi::ModeSense10:
       return modeSelected_ && page == kIecPage;
     default:
       return false;
@@ -147,8 +145,8 @@ void RecordedScsiAnswers::noteDone(const ScsiExchange& exchange) {
     return;
   }
   const std::uint8_t opcode = exchange.cdb[0];
-  selfTestSent_ = selfTestSent_ || opcode == 0x1D;
-  modeSelected_ = modeSelected_ || opcode == 0x15 || opcode == 0x55;
+  selfTestSent_ = selfTestSent_ || opcode == scsi::SendDiagnostic;
+  modeSelected_ = modeSelected_ || opcode == scsi::ModeSelect6 || opcode == scsi::ModeSelect10;
 }
 
 bool RecordedScsiAnswers::answer(ScsiExchange& exchange) const {

@@ -7,6 +7,7 @@
 #include "base/byte_order.h"
 #include "virtual_pc/drives/ata_commands.h"
 #include "virtual_pc/drives/scsi_block.h"
+#include "virtual_pc/drives/scsi_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -24,14 +25,14 @@ constexpr std::uint8_t kSaveable = 0x80;
 
 void SatHealth::perform(ScsiExchange& exchange) {
   switch (exchange.cdb[0]) {
-    case 0x4D:
+    case scsi::LogSense:
       return logSense(exchange);
-    case 0x1A:
-    case 0x5A:
-      return modeSense(exchange, exchange.cdb[0] == 0x5A);
-    case 0x15:
-    case 0x55:
-      return modeSelect(exchange, exchange.cdb[0] == 0x55);
+    case scsi::ModeSense6:
+    case scsi::ModeSense10:
+      return modeSense(exchange, exchange.cdb[0] == scsi::ModeSense10);
+    case scsi::ModeSelect6:
+    case scsi::ModeSelect10:
+      return modeSelect(exchange, exchange.cdb[0] == scsi::ModeSelect10);
     default:
       return layer_.execute(exchange);
   }

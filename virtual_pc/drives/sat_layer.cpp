@@ -8,6 +8,7 @@
 #include "base/byte_order.h"
 #include "virtual_pc/drives/ata_command_traits.h"
 #include "virtual_pc/drives/ata_commands.h"
+#include "virtual_pc/drives/scsi_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -158,8 +159,9 @@ void SatLayer::transfer(ScsiExchange& exchange, Access access, std::uint64_t lba
 
 void SatLayer::other(ScsiExchange& exchange) {
   const bool sat = kind_ == SatLayerKind::Sat || kind_ == SatLayerKind::SatNoCk;
-  if (sat && (exchange.cdb[0] == 0xA1 || exchange.cdb[0] == 0x85)) {
-    return satPassThrough(exchange, exchange.cdb[0] == 0x85);
+  if (sat &&
+      (exchange.cdb[0] == scsi::AtaPassThrough12 || exchange.cdb[0] == scsi::AtaPassThrough16)) {
+    return satPassThrough(exchange, exchange.cdb[0] == scsi::AtaPassThrough16);
   }
   if (kind_ == SatLayerKind::Jmicron && exchange.cdb[0] == 0xDF) {
     return jmicron(exchange);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/scsi_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -42,40 +43,40 @@ void ScsiBlockDevice::perform(ScsiExchange& exchange) {
   const std::uint8_t* cdb = exchange.cdb.data();
   const ScsiDescription& traits = identity_.traits;
   switch (cdb[0]) {
-    case 0x00:  // TEST UNIT READY
-    case 0x35:  // SYNCHRONIZE CACHE
+    case scsi::TestUnitReady:
+    case scsi::SynchronizeCache:
       return;
-    case 0x03:
+    case scsi::RequestSense:
       return requestSense(exchange);
-    case 0x12:
+    case scsi::Inquiry:
       return (cdb[1] & 1) ? vitalProductData(exchange) : inquiry(exchange);
-    case 0x25:
+    case scsi::ReadCapacity10:
       return readCapacity10(exchange);
-    case 0x9E:
+    case scsi::ServiceActionIn16:
       if ((cdb[1] & 0x1F) == 0x10 && traits.capacity16) {
         return readCapacity16(exchange);
       }
       break;
-    case 0x28:
+    case scsi::Read10:
       return checkedTransfer(exchange, Access::Read, loadBe32(cdb + 2), loadBe16(cdb + 7));
-    case 0x2A:
+    case scsi::Write10:
       return checkedTransfer(exchange, Access::Write, loadBe32(cdb + 2), loadBe16(cdb + 7));
-    case 0xA8:
+    case scsi::Read12:
       if (!traits.read12) {
         break;
       }
       return checkedTransfer(exchange, Access::Read, loadBe32(cdb + 2), loadBe32(cdb + 6));
-    case 0xAA:
+    case scsi::Write12:
       if (!traits.read12) {
         break;
       }
       return checkedTransfer(exchange, Access::Write, loadBe32(cdb + 2), loadBe32(cdb + 6));
-    case 0x88:
+    case scsi::Read16:
       if (!traits.read16) {
         break;
       }
       return checkedTransfer(exchange, Access::Read, loadBe64(cdb + 2), loadBe32(cdb + 10));
-    case 0x8A:
+    case scsi::Write16:
       if (!traits.read16) {
         break;
       }

@@ -60,11 +60,13 @@ class ScsiBlockDevice : public ScsiDeviceModel {
 };
 
 // Sense keys, and additional sense codes as they are used here.
+inline constexpr std::uint8_t kNoSense = 0x00;
 inline constexpr std::uint8_t kSenseRecovered = 0x01;
 inline constexpr std::uint8_t kSenseNotReady = 0x02;
 inline constexpr std::uint8_t kSenseMediumError = 0x03;
 inline constexpr std::uint8_t kSenseHardwareError = 0x04;
 inline constexpr std::uint8_t kSenseIllegalRequest = 0x05;
+inline constexpr std::uint8_t kSenseDataProtect = 0x07;
 inline constexpr std::uint8_t kSenseAborted = 0x0B;
 inline constexpr std::uint8_t kAscInvalidOpcode = 0x20;
 inline constexpr std::uint8_t kAscOutOfRange = 0x21;

@@ -5,29 +5,31 @@
 #include <array>
 #include <utility>
 
+#include "virtual_pc/drives/scsi_commands.h"
+
 namespace ostria::virtual_pc {
 
 namespace {
 
 constexpr std::array<std::pair<std::uint8_t, DataDirection>, 18> kDirections{{
-    {0x00, DataDirection::None},  // TEST UNIT READY
-    {0x03, DataDirection::In},    // REQUEST SENSE
-    {0x12, DataDirection::In},    // INQUIRY
-    {0x15, DataDirection::Out},   // MODE SELECT(6)
-    {0x1A, DataDirection::In},    // MODE SENSE(6)
-    {0x1D, DataDirection::None},  // SEND DIAGNOSTIC without a parameter list
-    {0x25, DataDirection::In},    // READ CAPACITY(10)
-    {0x28, DataDirection::In},    // READ(10)
-    {0x2A, DataDirection::Out},   // WRITE(10)
-    {0x35, DataDirection::None},  // SYNCHRONIZE CACHE
-    {0x4D, DataDirection::In},    // LOG SENSE
-    {0x55, DataDirection::Out},   // MODE SELECT(10)
-    {0x5A, DataDirection::In},    // MODE SENSE(10)
-    {0x88, DataDirection::In},    // READ(16)
-    {0x8A, DataDirection::Out},   // WRITE(16)
-    {0x9E, DataDirection::In},    // READ CAPACITY(16)
-    {0xA8, DataDirection::In},    // READ(12)
-    {0xAA, DataDirection::Out},   // WRITE(12)
+    {scsi::TestUnitReady, DataDirection::None},
+    {scsi::RequestSense, DataDirection::In},
+    {scsi::Inquiry, DataDirection::In},
+    {scsi::ModeSelect6, DataDirection::Out},
+    {scsi::ModeSense6, DataDirection::In},
+    {scsi::SendDiagnostic, DataDirection::None},  // without a parameter list
+    {scsi::ReadCapacity10, DataDirection::In},
+    {scsi::Read10, DataDirection::In},
+    {scsi::Write10, DataDirection::Out},
+    {scsi::SynchronizeCache, DataDirection::None},
+    {scsi::LogSense, DataDirection::In},
+    {scsi::ModeSelect10, DataDirection::Out},
+    {scsi::ModeSense10, DataDirection::In},
+    {scsi::Read16, DataDirection::In},
+    {scsi::Write16, DataDirection::Out},
+    {scsi::ServiceActionIn16, DataDirection::In},
+    {scsi::Read12, DataDirection::In},
+    {scsi::Write12, DataDirection::Out},
 }};
 
 }  // namespace

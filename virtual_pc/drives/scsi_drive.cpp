@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/byte_order.h"
+#include "virtual_pc/drives/scsi_commands.h"
 
 namespace ostria::virtual_pc {
 
@@ -46,29 +47,29 @@ bool ScsiDrive::reportsFailure() const {
 void ScsiDrive::other(ScsiExchange& exchange) {
   const ScsiDescription& traits = identity().traits;
   switch (exchange.cdb[0]) {
-    case 0x1D:
+    case scsi::SendDiagnostic:
       return sendDiagnostic(exchange);
-    case 0x1A:
+    case scsi::ModeSense6:
       if (traits.modePages6) {
         return modeSense(exchange, false);
       }
       break;
-    case 0x5A:
+    case scsi::ModeSense10:
       if (traits.modePages10) {
         return modeSense(exchange, true);
       }
       break;
-    case 0x15:
+    case scsi::ModeSelect6:
       if (traits.modePages6) {
         return modeSelect(exchange, false);
       }
       break;
-    case 0x55:
+    case scsi::ModeSelect10:
       if (traits.modePages10) {
         return modeSelect(exchange, true);
       }
       break;
-    case 0x4D:
+    case scsi::LogSense:
       return logSense(exchange);
     default:
       break;

@@ -10,6 +10,8 @@
 
 #include "base/byte_order.h"
 #include "virtual_pc/drives/nvme_drive.h"
+#include "virtual_pc/drives/scsi_block.h"
+#include "virtual_pc/drives/scsi_commands.h"
 #include "virtual_pc/system/machine.h"
 
 namespace ostria::virtual_pc {
@@ -33,16 +35,16 @@ std::uint8_t keyOf(const std::vector<std::uint8_t>& sense) {
 /// What the disk driver makes of sense data.
 std::uint32_t errorOfSense(const std::vector<std::uint8_t>& sense) {
   switch (keyOf(sense)) {
-    case 0x00:
-    case 0x01:
+    case kNoSense:
+    case kSenseRecovered:
       return ERROR_SUCCESS;
-    case 0x02:
+    case kSenseNotReady:
       return ERROR_NOT_READY;
-    case 0x03:
+    case kSenseMediumError:
       return ERROR_CRC;
-    case 0x05:
+    case kSenseIllegalRequest:
       return ERROR_INVALID_FUNCTION;
-    case 0x07:
+    case kSenseDataProtect:
       return ERROR_WRITE_PROTECT;
     default:
       return ERROR_IO_DEVICE;
@@ -143,7 +145,8 @@ SectorResult DiskObject::transfer(std::uint64_t lba, std::uint64_t count, bool w
   const bool far = lba + count > 0xFFFFFFFFu;
   exchange.direction = writing ? DataDirection::Out : DataDirection::In;
   exchange.cdbLength = far ? 16 : 10;
-  exchange.cdb[0] = far ? (writing ? 0x8A : 0x88) : (writing ? 0x2A : 0x28);
+  exchange.cdb[0] =
+      far ? (writing ? scsi::Write16 : scsi::Read16) : (writing ? scsi::Write10 : scsi::Read10);
   if (far) {
     storage::storeBe64(&exchange.cdb[2], lba);
     storage::storeBe32(&exchange.cdb[10], static_cast<std::uint32_t>(count));

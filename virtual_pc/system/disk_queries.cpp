@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "virtual_pc/drives/ata_commands.h"
+#include "virtual_pc/drives/scsi_commands.h"
 #include "virtual_pc/system/disk.h"
 #include "virtual_pc/system/guid_text.h"
 
@@ -89,7 +90,7 @@ void DiskObject::predictFailure(IoRequest& request) {
   } else if (drive_.identity.bus == BusType::Sas || drive_.identity.bus == BusType::Scsi) {
     ScsiExchange exchange;
     exchange.cdbLength = 6;
-    exchange.cdb[0] = 0x03;
+    exchange.cdb[0] = scsi::RequestSense;
     exchange.cdb[4] = 18;
     exchange.direction = DataDirection::In;
     exchange.data.resize(18);
