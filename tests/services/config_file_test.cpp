@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "tests/support/temporary_folder.h"
 
 namespace ostria::storage::test {
@@ -13,12 +11,11 @@ namespace {
 class ConfigFileTest : public ::testing::Test {
  protected:
   bool read(const std::string& text) {
-    std::ofstream(path_, std::ios::binary) << text;
-    return readConfigurationFile(path_, contents_, error_);
+    folder_.write("config.ini", text);
+    return readConfigurationFile(folder_.file("config.ini"), contents_, error_);
   }
 
   const TemporaryFolder folder_;
-  const std::string path_ = folder_.file("config.ini");
   ConfigurationMap contents_;
   ConfigurationError error_;
 };
@@ -36,24 +33,22 @@ TEST_F(ConfigFileTest, FoldsNamesAndKeepsValuesAsTheyStand) {
 }
 
 TEST_F(ConfigFileTest, MalformedLineEndsTheReadingWithItsCodeAndLine) {
-  const std::pair<const char*, std::uint32_t> lines[] = {
-      {"no sign at all", 1010},
-      {"[a[b]", 1001},
-      {"[a]b]", 1002},
-      {"a = b=c", 1003},
-      {"a==b", 1003},
-      {"a=[b", 1006},
-      {"[a", 1007},
-      {"a[", 1007},
-      {"a]", 1008},
-      {"]a", 1008},
-      {"]a[", 1009},
-      {"[ ]", 1011},
-      {" = value", 1012},
-      {"key =", 1014},
-      {"[FIRST]", 1},
-      {"a=2", 2},
-  };
+  const std::pair<const char*, std::uint32_t> lines[] = {{"no sign at all", 1010},
+                                                         {"[a[b]", 1001},
+                                                         {"[a]b]", 1002},
+                                                         {"a = b=c", 1003},
+                                                         {"a==b", 1003},
+                                                         {"a=[b", 1006},
+                                                         {"[a", 1007},
+                                                         {"a[", 1007},
+                                                         {"a]", 1008},
+                                                         {"]a", 1008},
+                                                         {"]a[", 1009},
+                                                         {"[ ]", 1011},
+                                                         {" = value", 1012},
+                                                         {"key =", 1014},
+                                                         {"[FIRST]", 1},
+                                                         {"a=2", 2}};
   for (const auto& [line, code] : lines) {
     EXPECT_FALSE(read(std::string("[first]\na=1\n") + line + "\nb=1\n")) << line;
     EXPECT_EQ(error_.code, code) << line;

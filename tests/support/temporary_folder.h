@@ -4,6 +4,8 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -29,6 +31,15 @@ class TemporaryFolder {
 
   const std::string& path() const { return path_; }
   std::string file(const std::string& name) const { return path_ + "/" + name; }
+  std::size_t entries() const {
+    using Files = std::filesystem::directory_iterator;
+    return static_cast<std::size_t>(std::distance(Files(path_), Files()));
+  }
+  /// A file with this text, and the folders above it.
+  void write(const std::string& name, const std::string& text) const {
+    std::filesystem::create_directories(std::filesystem::path(file(name)).parent_path());
+    std::ofstream(file(name), std::ios::binary) << text;
+  }
 
  private:
   std::string path_;

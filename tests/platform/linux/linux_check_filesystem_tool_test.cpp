@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -11,21 +10,13 @@
 
 #include "platform/linux/checker/linux_checker_process.h"
 #include "platform/linux/io/fd_handle.h"
+#include "tests/support/plain_tool.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::storage::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-class Owner : public Tool {
- public:
-  Owner() : Tool(Identifier(50, 0, 0)) {}
-  void run() override {}
-  std::string getNameKey() override { return ""; }
-  std::string getDescriptionKey() override { return ""; }
-  std::string getCommandName() override { return ""; }
-  bool isApplicable(SystemComponent*) override { return true; }
-};
 
 class Receiver : public ToolEventReceiver {
  public:
@@ -36,30 +27,25 @@ class Receiver : public ToolEventReceiver {
 class LinuxCheckFilesystemToolTest : public ::testing::Test {
  protected:
   LinuxCheckFilesystemToolTest() {
-    std::string pattern = ::testing::TempDir() + "ostria_check_XXXXXX";
-    folder_ = mkdtemp(pattern.data());
-    image_ = (folder_ / "volume.img").string();
     item_.partitions.push_back({"volume", image_, "", false});
     receiver_.handlers["OnProgress"] = [this](Tool* tool, const std::string&) {
       progress_.push_back(std::stoi(tool->getParameter("Progress")->front()));
     };
   }
-  ~LinuxCheckFilesystemToolTest() override { fs::remove_all(folder_); }
 
   static bool shell(const std::string& command) {
     return system(("PATH=/usr/sbin:/sbin:$PATH; (" + command + ") >/dev/null 2>&1").c_str()) == 0;
   }
   bool makeVolume() { return shell("truncate -s 16M " + image_ + " && mkfs.ext4 -q " + image_); }
   void fakeChecker(const std::string& script) {
-    const fs::path program = folder_ / "e2fsck";
-    std::ofstream(program) << "#!/bin/sh\n" << script << "\n";
-    fs::permissions(program, fs::perms::owner_all);
+    folder_.write("e2fsck", "#!/bin/sh\n" + script + "\n");
+    fs::permissions(folder_.file("e2fsck"), fs::perms::owner_all);
   }
 
-  fs::path folder_;
-  std::string image_;
+  const TemporaryFolder folder_;
+  const std::string image_ = folder_.file("volume.img");
   RecoverDeviceItem item_;
-  Owner owner_;
+  PlainTool owner_;
   Receiver receiver_;
   std::vector<int> progress_;
 };
@@ -88,7 +74,7 @@ TEST_F(LinuxCheckFilesystemToolTest, RepairsAndThenFindsNothing) {
   ASSERT_TRUE(shell("tune2fs -c 30 " + image_));
   EXPECT_TRUE(tool.scheduleCheck(image_));
   EXPECT_TRUE(shell("tune2fs -l " + image_ + " | grep -q 'Maximum mount count: *30$'"));
-  EXPECT_FALSE(tool.scheduleCheck(folder_.string()));
+  EXPECT_FALSE(tool.scheduleCheck(folder_.path()));
   EXPECT_FALSE(tool.scheduleCheck("/nowhere"));
 }
 
@@ -126,7 +112,7 @@ TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
   if (!makeVolume()) {
     GTEST_SKIP() << "no mkfs.ext4 on this machine";
   }
-  LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
+  LinuxCheckFilesystemTool tool(&owner_, {folder_.path()});
   tool.setEventReceiver(&receiver_);
   const std::pair<const char*, ToolStatus> endings[] = {
       {"exit 0", ToolStatus::Finished},        {"exit 3", ToolStatus::Repaired},
@@ -150,7 +136,7 @@ TEST_F(LinuxCheckFilesystemToolTest, TheProgramGetsNothingOfTheHost) {
   const FdOwner kept(::open("/etc/passwd", O_RDONLY));  // without O_CLOEXEC, as some host may
   const FdOwner far(::fcntl(kept.get(), F_DUPFD, 100));
   ::setenv("OSTRIA_SECRET", "1", 1);
-  LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
+  LinuxCheckFilesystemTool tool(&owner_, {folder_.path()});
   fakeChecker("ls -l /proc/$$/fd | grep -c passwd; env | cut -d= -f1 | sort | tr '\\n' ' '");
   EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished);
   ::unsetenv("OSTRIA_SECRET");
@@ -161,15 +147,15 @@ TEST_F(LinuxCheckFilesystemToolTest, CheckGoesOnWhenTheHostFails) {
   if (!makeVolume()) {
     GTEST_SKIP() << "no mkfs.ext4 on this machine";
   }
-  LinuxCheckFilesystemTool tool(&owner_, {folder_.string()});
+  LinuxCheckFilesystemTool tool(&owner_, {folder_.path()});
   tool.setEventReceiver(&receiver_);
   receiver_.handlers["OnProgress"] = [](Tool*, const std::string&) {
     throw std::runtime_error("host");
   };
-  fakeChecker("echo 1 1 10 dev >&3; sleep 0.1; echo 2 1 10 dev >&3; touch " +
-              (folder_ / "done").string() + "; exit 1");
+  fakeChecker("echo 1 1 10 dev >&3; sleep 0.1; echo 2 1 10 dev >&3; touch " + folder_.file("done") +
+              "; exit 1");
   EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Repaired);
-  EXPECT_TRUE(fs::exists(folder_ / "done"));
+  EXPECT_TRUE(fs::exists(folder_.file("done")));
 }
 
 }  // namespace

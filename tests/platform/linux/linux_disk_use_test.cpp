@@ -2,13 +2,13 @@
 #include "platform/linux/volumes/linux_disk_use.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 
 #include "platform/linux/discovery/sysfs_tree.h"
 #include "platform/linux/volumes/mounts.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -20,8 +20,6 @@ using Names = std::vector<std::string>;
 class DiskUseTest : public ::testing::Test {
  protected:
   DiskUseTest() {
-    std::string pattern = (fs::temp_directory_path() / "ostria-use-XXXXXX").string();
-    root_ = fs::canonical(::mkdtemp(pattern.data())).string();
     device("block/sda", "8:0");
     device("block/sda/sda1", "8:1", "1");
     device("block/sda/sda2", "8:2", "2");
@@ -30,12 +28,8 @@ class DiskUseTest : public ::testing::Test {
     file("proc/swaps", "Filename Type Size Used Priority\n");
     mounts("");
   }
-  ~DiskUseTest() override { fs::remove_all(root_); }
 
-  void file(const std::string& path, const std::string& text) {
-    fs::create_directories(fs::path(root_ + "/" + path).parent_path());
-    std::ofstream(root_ + "/" + path) << text;
-  }
+  void file(const std::string& path, const std::string& text) { folder_.write(path, text); }
   void link(const std::string& path, const std::string& target) {
     fs::create_directories(fs::path(root_ + "/" + path).parent_path());
     fs::create_symlink(root_ + "/" + target, root_ + "/" + path);
@@ -67,7 +61,8 @@ class DiskUseTest : public ::testing::Test {
   }
   DiskUse use() { return findDiskUse(deviceNumberOf(8, 0), root_).value_or(DiskUse{{}, {"gone"}}); }
 
-  std::string root_;
+  const TemporaryFolder folder_;
+  const std::string& root_ = folder_.path();
 };
 
 TEST_F(DiskUseTest, MountsGoOffLineDeepestFirst) {

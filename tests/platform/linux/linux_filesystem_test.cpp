@@ -25,34 +25,30 @@
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/left_behind.h"
 #include "services/volume_access.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::storage::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// A folder of its own that goes away with the test.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string pattern = (fs::temp_directory_path() / "ostria-XXXXXX").string();
-    path_ = ::mkdtemp(pattern.data());
-  }
-  ~ScratchFolder() { fs::remove_all(path_); }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-  std::size_t entries() const {
-    return static_cast<std::size_t>(
-        std::distance(fs::directory_iterator(path_), fs::directory_iterator()));
-  }
-
- private:
-  std::string path_;
-};
-
 class LinuxFilesystemTest : public testing::TestWithParam<TimedTransfer::Engine> {
  protected:
+  /// A file that nothing can be read from before something was written: a drive that hangs.
+  FdOwner openFifo() const {
+    const std::string path = folder.file("fifo");
+    EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    return FdOwner(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  }
+  void waitForTheRest() {
+    for (int i = 0; i < 1000 && filesystem.outstandingTransfers() != 0; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(filesystem.outstandingTransfers(), 0u);
+  }
+
   LinuxFilesystem filesystem{GetParam()};
-  ScratchFolder folder;
+  TemporaryFolder folder;
 };
 
 INSTANTIATE_TEST_SUITE_P(BothEngines, LinuxFilesystemTest,
@@ -70,8 +66,8 @@ long pagesKept(int file, std::size_t bytes) {
 }
 
 TEST(VolumeAccess, WhatIsReadBackComesFromTheMedium) {
-  ScratchFolder folder;
-  const FdOwner file(::open((folder / "kept").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  TemporaryFolder folder;
+  const FdOwner file(::open((folder.file("kept")).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   const std::vector<char> written(64 * 4096, 'x');
   ASSERT_EQ(::write(file.get(), written.data(), written.size()),
             static_cast<ssize_t>(written.size()));
@@ -82,12 +78,12 @@ TEST(VolumeAccess, WhatIsReadBackComesFromTheMedium) {
   }
   EXPECT_TRUE(dropCachedContent(handleOfDescriptor(file.get()), "/"));
   EXPECT_EQ(pagesKept(file.get(), written.size()), 0);
-  EXPECT_FALSE(dropCachedContent(handleOfDescriptor(file.get()), folder / "not-mounted"));
+  EXPECT_FALSE(dropCachedContent(handleOfDescriptor(file.get()), folder.file("not-mounted")));
 }
 
 TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
   DeviceHandle file;
-  ASSERT_EQ(filesystem.createFile(folder / "scratch", &file, true), 0);
+  ASSERT_EQ(filesystem.createFile(folder.file("scratch"), &file, true), 0);
   EXPECT_EQ(folder.entries(), 0u);
   const std::uint64_t far = std::uint64_t{6} << 30;
   ASSERT_EQ(filesystem.setFileSize(file, far + 8192), 0);
@@ -114,9 +110,7 @@ TEST_P(LinuxFilesystemTest, ScratchFileReadsBackAndLeavesNoName) {
 }
 
 TEST_P(LinuxFilesystemTest, HangingReadGivesTheMemoryBackUntouched) {
-  const std::string path = folder / "fifo";
-  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-  FdOwner fifo(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const FdOwner fifo = openFifo();
   std::string memory(512, 'm');
   std::uint64_t done = 77;
   const auto start = std::chrono::steady_clock::now();
@@ -129,17 +123,12 @@ TEST_P(LinuxFilesystemTest, HangingReadGivesTheMemoryBackUntouched) {
 
   // The device comes back late: the request may end, but not in the caller's memory.
   ASSERT_EQ(::write(fifo.get(), std::string(512, 'L').data(), 512), 512);
-  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  EXPECT_EQ(filesystem.outstandingTransfers(), 0u);
+  waitForTheRest();
   EXPECT_EQ(memory, std::string(512, 'm'));
 }
 
 TEST_P(LinuxFilesystemTest, LostReadKeepsTheMemoryThatItStillWritesTo) {
-  const std::string path = folder / "fifo";
-  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-  FdOwner fifo(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+  const FdOwner fifo = openFifo();
   const DeviceHandle handle = handleOfDescriptor(fifo.get());
   TransferBuffer buffer;
   ASSERT_TRUE(buffer.make(512));
@@ -161,9 +150,7 @@ TEST_P(LinuxFilesystemTest, LostReadKeepsTheMemoryThatItStillWritesTo) {
 
   // The device comes back late: the lost read takes the data, and its memory goes with it.
   ASSERT_EQ(::write(fifo.get(), std::string(512, 'L').data(), 512), 512);
-  for (int i = 0; i < 1000 && filesystem.outstandingTransfers() != 0; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  waitForTheRest();
   for (int i = 0; i < 1000 && !memory.expired(); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
@@ -183,16 +170,12 @@ TEST_P(LinuxFilesystemTest, TimeoutOfZeroEndsAtOnceAndAFullPipeTimesOutAsAWrite)
             ProtocolResult::WriteTimeout);
   std::string drained(block.size(), ' ');
   ASSERT_EQ(::read(reader.get(), drained.data(), drained.size()), capacity);
-  for (int i = 0; i < 500 && filesystem.outstandingTransfers() > 0; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  EXPECT_EQ(filesystem.outstandingTransfers(), 0u);
+  waitForTheRest();
 }
 
 TEST_P(LinuxFilesystemTest, WhatCannotBeIssuedIsAFailureAndLeavesTheCount) {
-  const std::string path = folder / "read-only";
-  std::ofstream(path) << "text";
-  FdOwner file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  folder.write("read-only", "text");
+  FdOwner file(::open((folder.file("read-only")).c_str(), O_RDONLY | O_CLOEXEC));
   char buffer[512] = {};
   std::uint64_t done = 5;
   EXPECT_EQ(filesystem.writeAt(handleOfDescriptor(file.get()), 0, 512, &done, 30, buffer),
@@ -215,8 +198,8 @@ TEST_P(LinuxFilesystemTest, AFullVolumeIsNoMediumError) {
 
 TEST(LinuxFilesystem, NamedFileIsForOneAloneAndEmptiedOnlyByItsOwner) {
   LinuxFilesystem filesystem;
-  ScratchFolder folder;
-  const std::string path = folder / "named";
+  TemporaryFolder folder;
+  const std::string path = folder.file("named");
   DeviceHandle first, second;
   ASSERT_EQ(filesystem.createFile(path, &first, false), 0);
   ASSERT_EQ(filesystem.setFileSize(first, 4096), 0);
@@ -224,40 +207,40 @@ TEST(LinuxFilesystem, NamedFileIsForOneAloneAndEmptiedOnlyByItsOwner) {
   EXPECT_EQ(fs::file_size(path), 4096u);
   EXPECT_EQ(filesystem.closeFile(first), 0);
 
-  fs::create_symlink("named", folder / "link");
-  EXPECT_EQ(filesystem.createFile(folder / "link", &second, false), 1);
+  fs::create_symlink("named", folder.file("link"));
+  EXPECT_EQ(filesystem.createFile(folder.file("link"), &second, false), 1);
   EXPECT_EQ(fs::file_size(path), 4096u);
-  EXPECT_EQ(filesystem.createFile(folder / "missing/file", &second, true), 1);
+  EXPECT_EQ(filesystem.createFile(folder.file("missing/file"), &second, true), 1);
 }
 
 TEST(LinuxFilesystem, DirectoriesAreMadeListedAndRemovedWhole) {
   LinuxFilesystem filesystem;
-  ScratchFolder folder;
+  TemporaryFolder folder;
   std::vector<std::string> made, names;
-  ASSERT_EQ(filesystem.createDirectories(folder / "a/b/c", made), 0);
-  EXPECT_EQ(made, (std::vector{folder / "a", folder / "a/b", folder / "a/b/c"}));
-  ASSERT_EQ(filesystem.createDirectories(folder / "a/b", made), 0);
+  ASSERT_EQ(filesystem.createDirectories(folder.file("a/b/c"), made), 0);
+  EXPECT_EQ(made, (std::vector{folder.file("a"), folder.file("a/b"), folder.file("a/b/c")}));
+  ASSERT_EQ(filesystem.createDirectories(folder.file("a/b"), made), 0);
   EXPECT_TRUE(made.empty());
 
-  std::ofstream(folder / "a/one.txt") << "1";
-  std::ofstream(folder / "a/two.log") << "2";
-  EXPECT_EQ(filesystem.listDirectory(folder / "a/*.txt", names), 0);
-  EXPECT_EQ(names, std::vector{folder / "a/one.txt"});
-  EXPECT_EQ(filesystem.listDirectory(folder / "none/*", names), 1);
+  std::ofstream(folder.file("a/one.txt")) << "1";
+  std::ofstream(folder.file("a/two.log")) << "2";
+  EXPECT_EQ(filesystem.listDirectory(folder.file("a/*.txt"), names), 0);
+  EXPECT_EQ(names, std::vector{folder.file("a/one.txt")});
+  EXPECT_EQ(filesystem.listDirectory(folder.file("none/*"), names), 1);
   EXPECT_TRUE(names.empty());
   EXPECT_EQ(filesystem.listDirectory("", names), 1);
 
   // What was made on the way to a failure goes away again.
-  EXPECT_EQ(filesystem.createDirectories(folder / "new", made), 0);
-  std::ofstream(folder / "new/file") << "in the way";
-  EXPECT_EQ(filesystem.createDirectories(folder / "new/file/x", made), 1);
+  EXPECT_EQ(filesystem.createDirectories(folder.file("new"), made), 0);
+  std::ofstream(folder.file("new/file")) << "in the way";
+  EXPECT_EQ(filesystem.createDirectories(folder.file("new/file/x"), made), 1);
   EXPECT_TRUE(made.empty());
 
-  fs::create_directory_symlink(folder / "a", folder / "new/link");
-  EXPECT_EQ(filesystem.removeTree(folder / "new/link"), 1);
-  EXPECT_EQ(filesystem.removeTree(folder / "new"), 0);
-  EXPECT_TRUE(fs::exists(folder / "a/one.txt"));
-  EXPECT_FALSE(fs::exists(folder / "new"));
+  fs::create_directory_symlink(folder.file("a"), folder.file("new/link"));
+  EXPECT_EQ(filesystem.removeTree(folder.file("new/link")), 1);
+  EXPECT_EQ(filesystem.removeTree(folder.file("new")), 0);
+  EXPECT_TRUE(fs::exists(folder.file("a/one.txt")));
+  EXPECT_FALSE(fs::exists(folder.file("new")));
 }
 
 /// Transfers that end with the given errors, in order, and then well.

@@ -7,8 +7,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 
 #include "base/byte_order.h"
@@ -16,6 +14,7 @@
 #include "raid/lsi/lsi_bridges.h"
 #include "raid/lsi/lsi_layout.h"
 #include "raid/lsi/lsi_raid_component.h"
+#include "tests/support/temporary_folder.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
 
@@ -38,7 +37,11 @@ struct Arrival {
     std::memcpy(&sense, &packet.frame[packet.senseAt], sizeof(sense));
     return sense;
   }
-  void finish(std::uint8_t status) const { packet.frame[2] = status; }
+  /// The driver took the frame, and the controller ends it so.
+  int finish(std::uint8_t status) const {
+    packet.frame[2] = status;
+    return 0;
+  }
 };
 
 using Script = std::function<int(const Arrival&)>;
@@ -91,8 +94,7 @@ TEST_F(LinuxLsi, QuestionsBecomeFramesOfTheController) {
       EXPECT_EQ(arrival.packet.blocksAt, 40u);
       EXPECT_EQ(arrival.blockBytes(0), row.asked);
       arrival.block(0)[1] = 0x5A;
-      arrival.finish(0);
-      return 0;
+      return arrival.finish(0);
     });
     LsiCmd command(row.code, 5, row.bytes);
     command.record.deviceId = 0x0103;
@@ -122,18 +124,8 @@ TEST_F(LinuxLsi, WhatIsNoAnswerIsAFailure) {
       {"the driver refuses", [](const Arrival&) { return EACCES; }, 256 + EACCES},
       {"the controller is gone", [](const Arrival&) { return ENODEV; }, 256 + ENODEV},
       {"no status comes back", [](const Arrival&) { return 0; }, 0xFF},
-      {"the controller refuses",
-       [](const Arrival& arrival) {
-         arrival.finish(0x0C);
-         return 0;
-       },
-       0x0C},
-      {"good without a byte",
-       [](const Arrival& arrival) {
-         arrival.finish(0);
-         return 0;
-       },
-       256 + EIO}};
+      {"the controller refuses", [](const Arrival& arrival) { return arrival.finish(0x0C); }, 0x0C},
+      {"good without a byte", [](const Arrival& arrival) { return arrival.finish(0); }, 256 + EIO}};
   for (const Row& row : rows) {
     answer(row.script);
     LsiCmd command(LsiCode::GetPdinfo, 5, 512);
@@ -150,8 +142,7 @@ TEST_F(LinuxLsi, WhatIsNoAnswerIsAFailure) {
 TEST_F(LinuxLsi, OldFirmwareIsAskedForLess) {
   answer([](const Arrival& arrival) {
     const bool news = arrival.packet.frame[28] == 1 || arrival.blockBytes(0) == 4616;
-    arrival.finish(news ? 0x03 : 0);
-    return 0;
+    return arrival.finish(news ? 0x03 : 0);
   });
   for (const LsiCode code : {LsiCode::GetControllerProperties, LsiCode::GetConfiguration}) {
     frames.clear();
@@ -174,8 +165,7 @@ TEST_F(LinuxLsi, MembersOfAnArrayStandInTheConfiguration) {
     second[10] = 7;
     storeLe16(second + 32, 4);
     storeLe16(second + 40, 9);
-    arrival.finish(0);
-    return 0;
+    return arrival.finish(0);
   });
   const auto list = [&](std::uint8_t array) {
     LsiCmd command(LsiCode::GetArrayInfo, 5, 516);
@@ -233,8 +223,7 @@ TEST_F(LinuxLsi, ScsiCommandsReachTheDrive) {
     EXPECT_EQ(arrival.packet.blocksAt, 48u);
     EXPECT_EQ(arrival.blockBytes(0), 2048u);
     std::memset(arrival.block(0), 0x11, 2048);
-    arrival.finish(0);
-    return 0;
+    return arrival.finish(0);
   });
   ScsiRead read;
   EXPECT_EQ(read.send(sender.get()), ProtocolResult::Success);
@@ -307,8 +296,7 @@ TEST_F(LinuxLsi, ScsiAnswersAreNoBetterThanTheyAre) {
         const std::uint8_t sense[18] = {0x70, 0, 3, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x11};
         std::memcpy(arrival.sense(), sense, sizeof(sense));
       }
-      arrival.finish(row.status);
-      return 0;
+      return arrival.finish(row.status);
     });
     ScsiRead read;
     EXPECT_EQ(read.send(sender.get()), row.result) << row.what;
@@ -340,8 +328,7 @@ TEST_F(LinuxLsi, AtaAnswersAreTheRegistersOfTheDrive) {
       EXPECT_EQ(arrival.blockBytes(0), 20u);
       std::copy(row.fis.begin(), row.fis.end(), arrival.block(0));
       std::memset(arrival.block(1), 0x22, row.filled);
-      arrival.finish(row.status);
-      return 0;
+      return arrival.finish(row.status);
     });
     AtaCmd command;
     Bytes data(512);
@@ -369,8 +356,7 @@ TEST_F(LinuxLsi, GarbledBlocksGiveADocumentedResult) {
       for (std::uint32_t i = 0; i < arrival.packet.blockCount; ++i) {
         std::memset(arrival.block(i), filler, arrival.blockBytes(i));
       }
-      arrival.finish(0);
-      return 0;
+      return arrival.finish(0);
     });
     LsiRaidComponent controller(5, sender.get());
     (void)controller.buildProperties();
@@ -391,32 +377,25 @@ TEST(DataMarks, WhatDidNotComeIsSeen) {
 }
 
 TEST(MegaraidNodes, AreFoundBySysfsAndProc) {
-  namespace fs = std::filesystem;
-  std::string pattern = (fs::temp_directory_path() / "ostria-raid-XXXXXX").string();
-  const fs::path root = ::mkdtemp(pattern.data());
-  const auto write = [&](const char* file, const char* text) {
-    fs::create_directories((root / file).parent_path());
-    std::ofstream(root / file) << text;
-  };
-  MegaraidNode node(root.string());
+  const TemporaryFolder root;
+  MegaraidNode node(root.path());
   mfi::Packet packet;
   EXPECT_TRUE(node.controllers().empty());
   EXPECT_EQ(node.send(packet), ENODEV);
 
-  write("sys/class/scsi_host/host11/proc_name", "megaraid_sas\n");
-  write("sys/class/scsi_host/host2/proc_name", "megaraid_sas\n");
-  write("sys/class/scsi_host/host3/proc_name", "ahci\n");
-  write("sys/class/scsi_host/host70000/proc_name", "megaraid_sas\n");
-  write("sys/module/megaraid_sas/version", "07.719.03.00-rc1\n");
-  write("proc/devices",
-        "Character devices:\n  1 mem\n240 megaraid_sas_ioctl\n\nBlock devices:\n  8 sd\n");
+  root.write("sys/class/scsi_host/host11/proc_name", "megaraid_sas\n");
+  root.write("sys/class/scsi_host/host2/proc_name", "megaraid_sas\n");
+  root.write("sys/class/scsi_host/host3/proc_name", "ahci\n");
+  root.write("sys/class/scsi_host/host70000/proc_name", "megaraid_sas\n");
+  root.write("sys/module/megaraid_sas/version", "07.719.03.00-rc1\n");
+  root.write("proc/devices",
+             "Character devices:\n  1 mem\n240 megaraid_sas_ioctl\n\nBlock devices:\n  8 sd\n");
   EXPECT_EQ(node.controllers(), (std::vector<std::uint32_t>{2, 11}));
   EXPECT_EQ(node.majorNumber(), 240u);
   EXPECT_EQ(node.version(), "07.719.03.00-rc1");
   // A plain file in the node's stead is not opened.
-  write("dev/megaraid_sas_ioctl_node", "no node");
+  root.write("dev/megaraid_sas_ioctl_node", "no node");
   EXPECT_EQ(node.send(packet), ENODEV);
-  fs::remove_all(root);
 }
 
 }  // namespace

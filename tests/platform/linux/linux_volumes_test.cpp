@@ -17,6 +17,7 @@
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/volumes/blkid_probe.h"
 #include "platform/linux/volumes/mounts.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -183,13 +184,12 @@ TEST(BlkidProbe, SerialNumbersAsTheFileSystemsOwnSystemShowsThem) {
 }
 
 TEST(Mounts, TableIsReadWithItsEscapes) {
-  std::string pattern = (fs::temp_directory_path() / "ostria-mounts-XXXXXX").string();
-  const FdOwner file(::mkstemp(pattern.data()));
-  std::ofstream(pattern) << "22 1 8:2 / / rw,relatime - ext4 /dev/sda2 rw,errors=remount-ro\n"
-                         << "23 22 8:17 / /media/my\\040disk rw,nosuid - fuseblk /dev/sdb1 "
-                            "rw,user_id=0,blksize=4096\n";
-  const auto mounts = readMounts(pattern);
-  fs::remove(pattern);
+  const TemporaryFolder folder;
+  folder.write("mounts",
+               "22 1 8:2 / / rw,relatime - ext4 /dev/sda2 rw,errors=remount-ro\n"
+               "23 22 8:17 / /media/my\\040disk rw,nosuid - fuseblk /dev/sdb1 "
+               "rw,user_id=0,blksize=4096\n");
+  const auto mounts = readMounts(folder.file("mounts"));
   ASSERT_EQ(mounts.size(), 2u);
   EXPECT_EQ(mounts[0].device, deviceNumberOf(8, 2));
   EXPECT_EQ(mounts[0].options, "rw,relatime,rw,errors=remount-ro");
@@ -264,17 +264,12 @@ TEST(LinuxDeviceScanner, LackOfRightsIsReportedApart) {
 class PciFunctionTest : public testing::Test {
  protected:
   PciFunctionTest() {
-    std::string pattern = (fs::temp_directory_path() / "ostria-pci-XXXXXX").string();
-    root = ::mkdtemp(pattern.data());
-    folder = root + "/sys/bus/pci/devices/0000:3b:00.1";
-    fs::create_directories(folder);
-    std::ofstream(folder + "/class") << "0x010802\n";
+    scratch.write("sys/bus/pci/devices/0000:3b:00.1/class", "0x010802\n");
     std::ofstream resource(folder + "/resource0", std::ios::binary);
     for (std::uint32_t i = 0; i < 2048; ++i) {
       resource.write(reinterpret_cast<const char*>(&i), sizeof i);
     }
   }
-  ~PciFunctionTest() override { fs::remove_all(root); }
 
   bool reads(std::uint64_t offset, std::uint32_t length) {
     std::uint32_t words[4] = {99, 99, 99, 99};
@@ -286,20 +281,20 @@ class PciFunctionTest : public testing::Test {
   }
 
   const PciLocation location = {0x3B, 0, 1};
-  std::string root;
-  std::string folder;
+  const TemporaryFolder scratch;
+  const std::string& root = scratch.path();
+  const std::string folder = root + "/sys/bus/pci/devices/0000:3b:00.1";
 };
 
 TEST_F(PciFunctionTest, RegistersAreOpenUnlessEveryControllerKeepsThemToItself) {
   EXPECT_TRUE(PciFunction::registersOpen(root));
   fs::remove(folder + "/resource0");  // as for memory that a driver has claimed
   EXPECT_FALSE(PciFunction::registersOpen(root));
-  const std::string other = root + "/sys/bus/pci/devices/0000:01:00.0";
-  fs::create_directories(other);
-  std::ofstream(other + "/class") << "0x030000\n";
-  std::ofstream(other + "/resource0") << "display";
+  const std::string other = "sys/bus/pci/devices/0000:01:00.0/";
+  scratch.write(other + "class", "0x030000\n");
+  scratch.write(other + "resource0", "display");
   EXPECT_FALSE(PciFunction::registersOpen(root));
-  std::ofstream(other + "/class") << "0x010802\n";
+  scratch.write(other + "class", "0x010802\n");
   EXPECT_TRUE(PciFunction::registersOpen(root));
   EXPECT_TRUE(PciFunction::registersOpen(root + "/none")) << "no controller, nothing to miss";
 }

@@ -2,7 +2,6 @@
 #include "platform/linux/discovery/sysfs_tree.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <fstream>
@@ -12,6 +11,7 @@
 #include "platform/linux/discovery/card_identity.h"
 #include "platform/linux/discovery/linux_device_scanner.h"
 #include "platform/linux/discovery/linux_storage_scanner.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -21,12 +21,7 @@ namespace fs = std::filesystem;
 /// A saved tree: disks are planted at the places where kernels show them.
 class SavedTree : public testing::Test {
  protected:
-  SavedTree() {
-    std::string pattern = (fs::temp_directory_path() / "ostria-sys-XXXXXX").string();
-    root = fs::canonical(::mkdtemp(pattern.data()));
-    fs::create_directories(root / "sys/block");
-  }
-  ~SavedTree() override { fs::remove_all(root); }
+  SavedTree() { fs::create_directories(root / "sys/block"); }
 
   using Attributes = std::map<std::string, std::string>;
 
@@ -66,7 +61,8 @@ class SavedTree : public testing::Test {
   }
   SysfsTree tree() const { return SysfsTree(root.string()); }
 
-  fs::path root;
+  const TemporaryFolder folder;
+  const fs::path root = folder.path();
   const Attributes diskType = {{"device/type", "0"}};
 };
 
@@ -77,29 +73,27 @@ TEST_F(SavedTree, BusAndPlaceComeFromTheAncestry) {
     StorageBusKind bus;
     DeviceConnection connection;
   };
+  using BusKind = StorageBusKind;
+  using enum DeviceConnection;
   const Row rows[] = {
-      {"sda", "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0", StorageBusKind::Ata,
-       DeviceConnection::Internal},
-      {"sdb", "pci0000:00/0000:00:14.0/usb2/2-3/2-3:1.0/host6/target6:0:0/6:0:0:0",
-       StorageBusKind::Usb, DeviceConnection::External},
+      {"sda", "pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0", BusKind::Ata, Internal},
+      {"sdb", "pci0000:00/0000:00:14.0/usb2/2-3/2-3:1.0/host6/target6:0:0/6:0:0:0", BusKind::Usb,
+       External},
       {"sdc",
        "pci0000:00/0000:00:01.0/0000:01:00.0/host1/port-1:0/end_device-1:0/target1:0:0/1:0:0:0",
-       StorageBusKind::Scsi, DeviceConnection::Internal},
-      {"sdd", "platform/host7/session1/target7:0:0/7:0:0:1", StorageBusKind::Scsi,
-       DeviceConnection::External},
+       BusKind::Scsi, Internal},
+      {"sdd", "platform/host7/session1/target7:0:0/7:0:0:1", BusKind::Scsi, External},
       {"sde", "pci0000:00/0000:00:02.0/0000:02:00.0/host8/rport-8:0-1/target8:0:0/8:0:0:0",
-       StorageBusKind::Scsi, DeviceConnection::External},
-      {"sdf", "pci0000:00/0000:00:03.0/0000:03:00.0/host9/target9:2:0/9:2:0:0",
-       StorageBusKind::Raid, DeviceConnection::Internal},
+       BusKind::Scsi, External},
+      {"sdf", "pci0000:00/0000:00:03.0/0000:03:00.0/host9/target9:2:0/9:2:0:0", BusKind::Raid,
+       Internal},
       {"sdg",
        "pci0000:00/0000:00:04.0/0000:04:00.0/host10/port-10:0/end_device-10:0/target10:0:0/"
        "10:0:0:0",
-       StorageBusKind::Scsi, DeviceConnection::Internal},
-      {"nvme0n1", "pci0000:00/0000:00:1d.0/0000:05:00.0/nvme/nvme0", StorageBusKind::Nvme,
-       DeviceConnection::Internal},
-      {"nvme1n1", "virtual/nvme-fabrics/ctl/nvme1", StorageBusKind::Nvme,
-       DeviceConnection::External},
-      {"vda", "pci0000:00/0000:00:05.0/virtio1", StorageBusKind::Unknown, DeviceConnection::Other},
+       BusKind::Scsi, Internal},
+      {"nvme0n1", "pci0000:00/0000:00:1d.0/0000:05:00.0/nvme/nvme0", BusKind::Nvme, Internal},
+      {"nvme1n1", "virtual/nvme-fabrics/ctl/nvme1", BusKind::Nvme, External},
+      {"vda", "pci0000:00/0000:00:05.0/virtio1", BusKind::Unknown, Other},
   };
   write(root / "sys/class/scsi_host/host9/proc_name", "megaraid_sas");
   write(root / "sys/class/scsi_host/host10/proc_name", "smartpqi");

@@ -14,6 +14,7 @@
 #include "services/string_handler.h"
 #include "services/volume_access.h"
 #include "tests/platform/windows_both/place.h"
+#include "tests/support/plain_tool.h"
 #include "tests/support/tool_host.h"
 
 namespace ostria::storage::test {
@@ -95,31 +96,18 @@ TEST_F(WindowsClassesTest, DirectoriesAreMadeListedAndRemoved) {
 }
 
 TEST_F(WindowsClassesTest, PathsThatCannotBeUsed) {
-  const struct {
-    std::string path;
-    bool invalid;
-  } rows[] = {
-      {"", true},
-      {"C", true},
-      {"C:", false},
-      {"COM1", true},
-      {"com1", true},
-      {R"(C:\COM1\x)", true},
-      {R"(C:\x\nul)", true},
-      {R"(C:\COM10)", false},
-      {R"(C:\XCOM1)", false},
-      {R"(C:\COM1.txt)", false},
-      {R"(C:\XCOM1\COM1)", false},  // only the first place of a name counts
-      {R"(C:\a\ \b)", true},
-      {"C:\\a\\\t \\b", true},
-      {R"(C:\a\ b\c)", false},
-      {R"(C:\a\\b)", false},
-      {R"(C:\ )", false},
-      {std::string(255, 'a'), false},
-      {std::string(256, 'a'), true},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(files.isInvalidPath(row.path), row.invalid) << row.path;
+  for (const std::string& bad :
+       {std::string(), std::string("C"), std::string("COM1"), std::string("com1"),
+        std::string(R"(C:\COM1\x)"), std::string(R"(C:\x\nul)"), std::string(R"(C:\a\ \b)"),
+        std::string("C:\\a\\\t \\b"), std::string(256, 'a')}) {
+    EXPECT_TRUE(files.isInvalidPath(bad)) << bad;
+  }
+  for (const std::string& good :
+       {std::string("C:"), std::string(R"(C:\COM10)"), std::string(R"(C:\XCOM1)"),
+        std::string(R"(C:\COM1.txt)"), std::string(R"(C:\a\ b\c)"), std::string(R"(C:\a\\b)"),
+        std::string(R"(C:\ )"), std::string(255, 'a'),
+        std::string(R"(C:\XCOM1\COM1)")}) {  // only the first place of a name counts
+    EXPECT_FALSE(files.isInvalidPath(good)) << good;
   }
 }
 
@@ -142,16 +130,6 @@ TEST_F(WindowsClassesTest, PrivilegeIsGivenBack) {
     releaseVolumePrivilege();
   }
 }
-
-class Owner final : public Tool {
- public:
-  Owner() : Tool(Identifier(1, 0, 0)) {}
-  void run() override {}
-  std::string getNameKey() override { return ""; }
-  std::string getDescriptionKey() override { return ""; }
-  std::string getCommandName() override { return ""; }
-  bool isApplicable(SystemComponent*) override { return true; }
-};
 
 TEST_F(WindowsClassesTest, TheCheckersOutputAndExitCodeArrive) {
   std::string many;  // more than the pipe holds, so that the checker is still there to be ended
@@ -184,7 +162,7 @@ TEST_F(WindowsClassesTest, TheCheckersOutputAndExitCodeArrive) {
   };
   for (const auto& row : rows) {
     place.scriptChecker(row.output, row.exitCode);
-    Owner owner;
+    PlainTool owner;
     ToolHost host(owner);
     WinCheckFilesystemTool checker(&owner);
     checker.setEventReceiver(&host);

@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "host/core/model/file_history.h"
 #include "host/platform/result_store.h"
 #include "host/platform/state_files.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -31,12 +29,11 @@ std::vector<KeptRun> runsOf(History& history) {
 }
 
 TEST(HistoryTest, StoresKeepRunsInOrderAndDropTheOldest) {
-  std::string folder = testing::TempDir() + "storeXXXXXX";
-  ASSERT_NE(mkdtemp(folder.data()), nullptr);
-  setenv("OSTRIA_RESULTS", (folder + "/deep/results.sqlite").c_str(), 1);
+  const storage::test::TemporaryFolder folder;
+  setenv("OSTRIA_RESULTS", (folder.file("deep/results.sqlite")).c_str(), 1);
   const Patience patience([] { return 0; });
   const std::unique_ptr<History> stores[] = {
-      std::make_unique<FileHistory>(folder + "/deeper/results.jsonl", lockFile, patience),
+      std::make_unique<FileHistory>(folder.file("deeper/results.jsonl"), lockFile, patience),
       resultStore(patience)};
   unsetenv("OSTRIA_RESULTS");
   for (const auto& store : stores) {
@@ -68,7 +65,6 @@ TEST(HistoryTest, StoresKeepRunsInOrderAndDropTheOldest) {
     ASSERT_FALSE(store->add(large).isSet());
     EXPECT_EQ(runsOf(*store).size(), 1u);
   }
-  std::filesystem::remove_all(folder);
 }
 
 TEST(HistoryTest, LinesOfOlderVersionsBecomeRunsAndDamageIsPassedOver) {

@@ -13,6 +13,7 @@
 
 #include "host/platform/linux/capabilities.h"
 #include "host/platform/rights.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -43,8 +44,8 @@ std::string missingWith(const std::string& root, std::uint64_t capabilities) {
 
 TEST(AccessCheckTest, EachDiskThatCannotBeUsedIsNamedWithTheRightThatIsMissing) {
   EXPECT_TRUE(missingRights("/nonexistent", "/dev", 0).empty());
-  std::string root = testing::TempDir() + "accessXXXXXX";
-  ASSERT_NE(mkdtemp(root.data()), nullptr);
+  const storage::test::TemporaryFolder folder;
+  const std::string& root = folder.path();
   std::filesystem::permissions(root, std::filesystem::perms::all);
   std::filesystem::create_directories(root + "/dev");
   for (const char* name : {"sda", "nvme0n1", "loop0", "dm-0", "sdb", "sdc", "nvme1n1"}) {
@@ -71,7 +72,6 @@ TEST(AccessCheckTest, EachDiskThatCannotBeUsedIsNamedWithTheRightThatIsMissing) 
                          : 1;
             }),
             0);
-  std::filesystem::remove_all(root);
 }
 
 TEST(RightsTest, OnlyThoseThatARunNeedsAreKept) {
