@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/faults/allocation_faults.h"
+#include "tests/support/quiet_host.h"
 #include "tests/support/raid_bench.h"
 #include "tests/support/refusing_drive.h"
 #include "tests/support/sound_drives.h"
@@ -28,71 +29,6 @@ struct Fault {
 };
 const char* const kNames[] = {"none", "call", "gone", "memory", "abort", "event"};
 
-/// A host that allocates nothing, so that only the module's own allocations are counted.
-class QuietHost final : public TestRunContext, private TestListener, private MessageLog {
- public:
-  explicit QuietHost(SystemComponent* component) : component_(component) {}
-
-  std::uint64_t polls = 0;
-  std::uint64_t abortFrom = ~std::uint64_t{0};
-  std::uint64_t eventFrom = ~std::uint64_t{0};
-  int lastPercent = -1;
-  bool logged = false;
-
-  SystemComponent* component() override { return component_; }
-  MessageLog* messageLog() override { return this; }
-  TestListener* listener() override { return this; }
-  void hostNotice4() override {}
-  bool isAbortRequested() override { return polls++ >= abortFrom; }
-  const std::uint8_t* systemEvents() override {
-    events_ = polls > eventFrom ? 8 : 0;
-    return &events_;
-  }
-  void hostNotice7() override {}
-  void parameters(std::vector<TestParameter>& out) override { out.clear(); }
-
- private:
-  void progress(std::uint8_t percent, const std::string& /*message*/) override {
-    lastPercent = percent;
-  }
-  void requestInput(InputRequest* request) override { request->answer = InputRequest::Yes; }
-  void hostNotice3() override {}
-  bool canRequestInput() override { return true; }
-  void hostNotice5() override {}
-  void hostNotice6() override {}
-  void add(std::string /*message*/, std::uint32_t /*severity*/, std::uint8_t /*flag*/) override {
-    logged = true;
-  }
-
-  SystemComponent* component_;
-  std::uint8_t events_ = 0;
-};
-
-/// The host of a tool, which allocates nothing either.
-class QuietToolHost final : public ToolEventReceiver, public AbortContext {
- public:
-  explicit QuietToolHost(Tool& tool) {
-    for (const char* name : {"OnRecoverInit", "OnSmartToolInit"}) {
-      handlers[name] = [this](Tool*, const std::string&) { ++begun; };
-    }
-    for (const char* name : {"OnRecoverFinish", "OnSmartToolFinish"}) {
-      handlers[name] = [this](Tool*, const std::string&) { ++finished; };
-    }
-    tool.eventReceiver = this;
-    tool.abortSource = this;
-    tool.systemEvents = &events_;
-  }
-  std::uint64_t polls = 0;
-  std::uint64_t abortFrom = ~std::uint64_t{0};
-  unsigned begun = 0;
-  unsigned finished = 0;
-  void requestInput(InputRequest& request) override { request.answer = InputRequest::No; }
-  bool isAborted() override { return polls++ >= abortFrom; }
-
- private:
-  std::uint8_t events_ = 0;
-};
-
 /// What one run came to.
 struct Outcome {
   std::string text;  ///< result, status or answer, as one text
@@ -106,10 +42,7 @@ struct Outcome {
 
 class Sweep {
  public:
-  Sweep(const DriveKind& drive, bool roomy)
-      : bench_(drive.controller == DriveKind::Behind::Lsi
-                   ? withLibraryLoaded(machineWith(drive, roomy))
-                   : machineWith(drive, roomy)) {
+  Sweep(const DriveKind& drive, bool roomy) : bench_(soundMachine(drive, roomy)) {
     bench_.scan(1);
     ata_ = dynamic_cast<virtual_pc::AtaDrive*>(bench_.machine().drives()[0]->ata.get());
     // One of them had SMART switched off, and has it so afterwards.
@@ -283,10 +216,6 @@ Sweep::Act actOf(Sweep& sweep, Tool& tool, const char* operation) {
     outcome.passed = status == "0";
     outcome.blamed = status == "10" || status == "9";
     outcome.text = status;
-    tool.eventReceiver = nullptr;
-    tool.abortSource = nullptr;
-    tool.systemEvents = nullptr;
-    tool.setDevices({});
   };
 }
 

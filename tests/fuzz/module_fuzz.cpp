@@ -9,6 +9,7 @@
 #include "inventory/storage_component.h"
 #include "ostria/storage/entry_points.h"
 #include "tests/fuzz/input.h"
+#include "tests/support/quiet_host.h"
 #include "tests/support/sound_drives.h"
 #include "virtual_pc/description/description.h"
 #include "virtual_pc/system/kernel.h"
@@ -25,42 +26,6 @@ void demand(bool condition, const char* what) {
 
 /// The user stops a test whose damaged drive has made it endless.
 constexpr unsigned kMostPolls = 300;
-
-class Host final : public TestRunContext, private TestListener, private MessageLog {
- public:
-  explicit Host(SystemComponent* component) : component_(component) {}
-  int lastPercent = -1;
-
-  SystemComponent* component() override { return component_; }
-  MessageLog* messageLog() override { return this; }
-  TestListener* listener() override { return this; }
-  void hostNotice4() override {}
-  bool isAbortRequested() override { return ++polls_ > kMostPolls; }
-  const std::uint8_t* systemEvents() override { return nullptr; }
-  void hostNotice7() override {}
-  void parameters(std::vector<TestParameter>& out) override { out.clear(); }
-
- private:
-  void progress(std::uint8_t percent, const std::string&) override { lastPercent = percent; }
-  void requestInput(InputRequest* request) override { request->answer = InputRequest::Yes; }
-  void hostNotice3() override {}
-  bool canRequestInput() override { return true; }
-  void hostNotice5() override {}
-  void hostNotice6() override {}
-  void add(std::string, std::uint32_t, std::uint8_t) override {}
-
-  SystemComponent* component_;
-  unsigned polls_ = 0;
-};
-
-class ToolSide final : public ToolEventReceiver, public AbortContext {
- public:
-  void requestInput(InputRequest& request) override { request.answer = InputRequest::No; }
-  bool isAborted() override { return ++polls_ > kMostPolls; }
-
- private:
-  unsigned polls_ = 0;
-};
 
 const std::vector<virtual_pc::MachineDescription>& machines() {
   static const std::vector<virtual_pc::MachineDescription> kMachines = [] {
@@ -98,21 +63,18 @@ void damage(Input& in, const virtual_pc::PlatformFaults::Answer& answer) {
 
 void runTool(Tool& tool, SystemComponent* component, std::uint8_t operation) {
   static constexpr const char* kOperations[] = {"scan", "repair", "filesystem", "filterDevices"};
-  ToolSide side;
+  QuietToolHost host(tool);
+  host.abortFrom = kMostPolls;
   tool.setParameter("Operation", {kOperations[operation % std::size(kOperations)]});
-  tool.eventReceiver = &side;
-  tool.abortSource = &side;
   tool.setDevices({component});
   tool.run();
-  tool.setDevices({});
-  tool.eventReceiver = nullptr;
-  tool.abortSource = nullptr;
 }
 
 void runTest(ModuleInterface& module, SystemComponent* component, std::size_t number) {
   const Identifier& id = kAllTests[number];
   Test& test = *module.diagnostic(id.category - 1)->testByIdentifier(id);
-  Host host(component);
+  QuietHost host(component);
+  host.abortFrom = kMostPolls;
   const auto result = static_cast<std::uint32_t>(test.run(&host));
   demand(result <= 6 && result != 2, "no documented result");
   demand(host.lastPercent == -1 || host.lastPercent == 100, "no closing report");

@@ -191,25 +191,28 @@ class FuzzLsiSender final : public LsiSender {
   Input& in_;
 };
 
+template <typename Protocol, typename Bridge>
+std::unique_ptr<StorageProtocol> over(std::unique_ptr<Protocol> protocol,
+                                      const std::shared_ptr<Bridge>& bridge) {
+  protocol->AddBridge(bridge);
+  return protocol;
+}
+
 /// Drives behind RAID controllers; the senders outlive the protocol.
 std::unique_ptr<StorageProtocol> makeMember(Input& in, FuzzCsmiSend& csmi, FuzzLsiSender& lsi) {
-  const std::uint8_t which = in.byte();
-  if ((which & 2) != 0) {
-    auto protocol = std::make_unique<AtaProtocol>();
-    if ((which & 1) != 0) {
-      protocol->AddBridge(std::make_shared<CsmiStpBridge>(DeviceHandle(1), &csmi, CsmiPhyEntry()));
-    } else {
-      protocol->AddBridge(std::make_shared<LsiStpBridge>(1, 2, &lsi));
-    }
-    return protocol;
+  const DeviceHandle port(1);
+  switch (in.byte() & 3) {
+    case 3:
+      return over(std::make_unique<AtaProtocol>(),
+                  std::make_shared<CsmiStpBridge>(port, &csmi, CsmiPhyEntry()));
+    case 2:
+      return over(std::make_unique<AtaProtocol>(), std::make_shared<LsiStpBridge>(1, 2, &lsi));
+    case 1:
+      return over(std::make_unique<ScsiProtocol>(),
+                  std::make_shared<CsmiSspBridge>(port, &csmi, CsmiPhyEntry()));
+    default:
+      return over(std::make_unique<ScsiProtocol>(), std::make_shared<LsiSspBridge>(1, 2, &lsi));
   }
-  auto protocol = std::make_unique<ScsiProtocol>();
-  if ((which & 1) != 0) {
-    protocol->AddBridge(std::make_shared<CsmiSspBridge>(DeviceHandle(1), &csmi, CsmiPhyEntry()));
-  } else {
-    protocol->AddBridge(std::make_shared<LsiSspBridge>(1, 2, &lsi));
-  }
-  return protocol;
 }
 
 std::unique_ptr<StorageProtocol> makeProtocol(Input& in, FuzzCsmiSend& csmi, FuzzLsiSender& lsi) {
@@ -231,23 +234,15 @@ std::unique_ptr<StorageProtocol> makeProtocol(Input& in, FuzzCsmiSend& csmi, Fuz
       }
       return ata;
     }
-    case 2: {
-      auto protocol = std::make_unique<ScsiProtocol>();
-      protocol->AddBridge(scsi);
-      return protocol;
-    }
+    case 2:
+      return over(std::make_unique<ScsiProtocol>(), scsi);
+    case 3:
+      return over(std::make_unique<NvmeScsiProtocol>(), scsi);
     case 5:
       return makeMember(in, csmi, lsi);
-    case 3: {
-      auto protocol = std::make_unique<NvmeScsiProtocol>();
-      protocol->AddBridge(scsi);
-      return protocol;
-    }
-    default: {
-      auto protocol = std::make_unique<NvmeProtocol>(DeviceHandle(1), "");
-      protocol->AddBridge(std::make_shared<FuzzNvmeBridge>(in));
-      return protocol;
-    }
+    default:
+      return over(std::make_unique<NvmeProtocol>(DeviceHandle(1), ""),
+                  std::make_shared<FuzzNvmeBridge>(in));
   }
 }
 
@@ -297,57 +292,45 @@ void logs(StorageProtocol& protocol, Input& in) {
   (void)ata->GetSmartAttributes(&attributes);
 }
 
-void operate(StorageProtocol& protocol, Input& in) {
+using Operation = void (*)(StorageProtocol&, Input&);
+
+template <ProtocolResult (StorageProtocol::*kGetter)(std::uint8_t*)>
+void ask(StorageProtocol& protocol, Input&) {
   std::uint8_t byte = 0;
-  std::uint32_t number = 0;
-  std::uint64_t lba = 0;
-  StorageProtocolProperties properties;
-  switch (in.byte() % 14) {
-    case 0:
+  (void)(protocol.*kGetter)(&byte);
+}
+
+constexpr Operation kOperations[] = {
+    [](StorageProtocol& protocol, Input& in) {
+      StorageProtocolProperties properties;
       properties.busKind = (in.byte() & 1) != 0 ? StorageBusKind::Usb : StorageBusKind::Unknown;
       (void)protocol.GetProperties(&properties);
-      break;
-    case 1:
-      return transfer(protocol, in, false);
-    case 2:
-      return transfer(protocol, in, true);
-    case 3:
-      (void)protocol.GetTemperature(&byte);
-      break;
-    case 4:
+    },
+    [](StorageProtocol& protocol, Input& in) { transfer(protocol, in, false); },
+    [](StorageProtocol& protocol, Input& in) { transfer(protocol, in, true); },
+    ask<&StorageProtocol::GetTemperature>,
+    [](StorageProtocol& protocol, Input& in) {
       (void)protocol.StartSelfTest(in.byte(), in.byte());
-      break;
-    case 5:
-      (void)protocol.GetSelfTestProgress(&byte);
-      break;
-    case 6:
-      (void)protocol.GetSelfTestResult(&byte);
-      break;
-    case 7:
+    },
+    ask<&StorageProtocol::GetSelfTestProgress>,
+    ask<&StorageProtocol::GetSelfTestResult>,
+    [](StorageProtocol& protocol, Input&) {
+      std::uint64_t lba = 0;
       (void)protocol.GetFirstFailedLba(&lba);
-      break;
-    case 8:
-      (void)protocol.GetSmartStatus(&byte);
-      break;
-    case 9:
-      (void)protocol.SetSmartEnabled(in.byte() & 1);
-      break;
-    case 10:
+    },
+    ask<&StorageProtocol::GetSmartStatus>,
+    [](StorageProtocol& protocol, Input& in) { (void)protocol.SetSmartEnabled(in.byte() & 1); },
+    [](StorageProtocol& protocol, Input&) {
+      std::uint32_t number = 0;
       (void)protocol.GetWearIndicator(&number);
       (void)protocol.GetPowerMode(&number);
-      break;
-    case 11:
+    },
+    [](StorageProtocol& protocol, Input&) {
       (void)protocol.AbortSelfTest();
       (void)protocol.IdleImmediate();
-      break;
-    case 12:
-      (void)protocol.WriteUncorrectable(in.number(6));
-      break;
-    default:
-      logs(protocol, in);
-      break;
-  }
-}
+    },
+    [](StorageProtocol& protocol, Input& in) { (void)protocol.WriteUncorrectable(in.number(6)); },
+    logs};
 
 }  // namespace
 }  // namespace test
@@ -362,7 +345,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t byte
   FuzzLsiSender lsi(in);
   const std::unique_ptr<StorageProtocol> protocol = makeProtocol(in, csmi, lsi);
   for (int i = 0; i < kMostOperations && !in.empty(); ++i) {
-    operate(*protocol, in);
+    kOperations[in.byte() % std::size(kOperations)](*protocol, in);
   }
   return 0;
 }
