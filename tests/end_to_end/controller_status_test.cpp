@@ -102,15 +102,5 @@ TEST(ControllerStatus, WithoutAUsableServiceOrAnNvmeControllerItIsRefused) {
   }
 }
 
-TEST(ControllerStatus, EachCallOfTheServiceMayFail) {
-  ModuleBench bench(with(kService, {driveOf("nvme", "N")}));
-  bench.scan(1);
-  bench.faults().reset();
-  bench.faults().failCall(1, 1117);
-  EXPECT_EQ(judge(bench, 0).result, TestResult::Stopped);
-  bench.faults().reset();
-  EXPECT_EQ(judge(bench, 0).result, TestResult::Passed);
-}
-
 }  // namespace
 }  // namespace ostria::storage::test

@@ -12,12 +12,9 @@
 namespace ostria::storage::test {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 
 const std::string kHint = "POSSIBLE_DEFECTIVE_COMPONENTS: STORAGE_DEVICE";
-const std::string kGoodAttributes =
-    R"("attributes": [{"id": 5, "raw": 0}, {"id": 197, "raw": 2}, {"id": 233, "value": 60}])";
 
 TEST(ModuleCatalogue, IsBuiltOnceAndAgainAfterARelease) {
   ModuleBench bench(machineOf({}));
@@ -119,68 +116,14 @@ TEST(SmartTests, RefusalsNameTheirReason) {
   EXPECT_EQ(serials, (std::set<std::string>{"U1", "U2", "U3", "U4"}));
 }
 
-TEST(SmartTests, ALockedDiskIsReportedByTheTestsThatRead) {
-  ModuleBench bench(machineOf({driveOf("sata", "LOCKED", R"("security": {"locked": true})")}));
-  bench.scan(1);
-  FakeHost host(bench.manager().component(0));
-  EXPECT_EQ(bench.test(ids::kTargetedRead).run(&host), TestResult::NotPerformed);
-  EXPECT_THAT(host.messages, Contains("log 0 HARD_DISK_IS_PASSWORD_PROTECTED. "
-                                      "|TRY_TO_DISABLE_THE_PASSWORD_PROTECTION"));
-}
-
 TEST(SmartTests, AStandbyDiskIsSpunUpBeforeItIsRead) {
-  ModuleBench bench(machineOf(
-      {driveOf("sata", "ASLEEP",
-               R"("power": "standby", "spin_up_seconds": 20, "rotation_rate": 7200, "smart": {)" +
-                   kGoodAttributes + "}")}));
+  ModuleBench bench(machineOf({driveOf(
+      "sata", "ASLEEP", R"("power": "standby", "spin_up_seconds": 20, "rotation_rate": 7200)")}));
   bench.scan(1);
   FakeHost host(bench.manager().component(0));
   // A read of a sleeping disk would run into 10 seconds; woken with 30 it passes.
   EXPECT_EQ(bench.test(ids::kTargetedRead).run(&host), TestResult::Passed);
 }
-
-/// A way of ending a test.
-struct Ending {
-  const char* name;
-  const char* smart;
-  unsigned abortFromPoll;
-  unsigned eventFromPoll;
-};
-
-class SmartStateKept : public ::testing::TestWithParam<std::tuple<Identifier, Ending>> {};
-
-TEST_P(SmartStateKept, ADiskThatHadSmartDisabledHasItDisabledAfterwards) {
-  const auto& [item, ending] = GetParam();
-  ModuleBench bench(machineOf({driveOf("sata", "QUIET",
-                                       R"("solid_state": true, "smart": {"enabled": false, )" +
-                                           std::string(ending.smart) + kGoodAttributes + "}")}));
-  bench.scan(1);
-  storage::Test& test = bench.test(item);
-  ConfigurationError error;
-  test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", "1"}}}}, &error);
-  ASSERT_FALSE(bench.smartEnabled(0));
-  FakeHost host(bench.manager().component(0));
-  host.abortFromPoll = ending.abortFromPoll;
-  host.eventFromPoll = ending.eventFromPoll;
-  test.run(&host);
-  EXPECT_FALSE(bench.smartEnabled(0));
-  EXPECT_EQ(host.messages.back().substr(0, 12), "progress 100");
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Endings, SmartStateKept,
-    ::testing::Combine(::testing::Values(ids::kSmartStatus, ids::kSmartWearout, ids::kSmartHealth),
-                       ::testing::Values(Ending{"Passed", "", FakeHost::kNever, FakeHost::kNever},
-                                         Ending{"Failing", R"("failing": true, )", FakeHost::kNever,
-                                                FakeHost::kNever},
-                                         Ending{"NoAnswer", R"("status_answers": false, )",
-                                                FakeHost::kNever, FakeHost::kNever},
-                                         Ending{"AbortAtStart", "", 0, FakeHost::kNever},
-                                         Ending{"AbortLater", "", 1, FakeHost::kNever},
-                                         Ending{"EventLater", "", FakeHost::kNever, 1})),
-    [](const auto& info) {
-      return std::get<1>(info.param).name + std::to_string(std::get<0>(info.param).item);
-    });
 
 }  // namespace
 }  // namespace ostria::storage::test

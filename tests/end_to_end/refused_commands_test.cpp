@@ -51,12 +51,6 @@ Outcome runOnce(const Json& drive, const Identifier& item) {
   return runOn(bench, item, 0);
 }
 
-TEST(RefusedCommands, AScsiReadSurvivesOneAttentionAndOneRecoveredError) {
-  Json drive = sasDrive();
-  drive["faults"] = Json::array({sense(kRead16, 6, 1), sense(kRead16, 1, 1)});
-  EXPECT_EQ(runOnce(drive, ids::kQuickRandomSeek).result, TestResult::Passed);
-}
-
 TEST(RefusedCommands, ARaidMembersBadSectorsAreFoundWhateverItsTransportReports) {
   const auto scanned = [](const char* name, const Json& more) {
     Json machine = raidMachine();

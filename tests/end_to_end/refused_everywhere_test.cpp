@@ -84,9 +84,7 @@ enum class Verdict { Good, Defective, None };
 /// The module on a machine of its own, and one test or tool of it.
 struct Bench : ModuleBench {
   explicit Bench(const DriveKind& drive, bool roomy = false)
-      : ModuleBench(drive.controller == DriveKind::Behind::Lsi
-                        ? withLibraryLoaded(machineWith(drive, roomy))
-                        : machineWith(drive, roomy)) {
+      : ModuleBench(soundMachine(drive, roomy)) {
     scan(1);
     watched = std::make_unique<RefusingDrive>(*machine().drives()[0]);
   }

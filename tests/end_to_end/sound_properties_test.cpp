@@ -57,9 +57,7 @@ TEST(SoundProperties, EachKindOfDriveSaysWhatItIs) {
   for (std::size_t i = 0; i < std::size(kSoundDrives); ++i) {
     const DriveKind& drive = kSoundDrives[i];
     SCOPED_TRACE(drive.name);
-    ModuleBench bench(drive.controller == DriveKind::Behind::Lsi
-                          ? withLibraryLoaded(machineWith(drive, false))
-                          : machineWith(drive, false));
+    ModuleBench bench(soundMachine(drive));
     bench.scan(1);
     StorageProtocol& protocol = *bench.device(0).storageProtocol();
     StorageProtocolProperties properties;
@@ -80,9 +78,7 @@ TEST(SoundProperties, EachKindOfDriveSaysWhatItIs) {
 // The generators of random addresses are seeded with the time of day.
 TEST(SoundProperties, VerdictsAreTheSameAtAnyTime) {
   const auto verdicts = [](const DriveKind& drive, std::uint32_t seconds) {
-    ModuleBench bench(drive.controller == DriveKind::Behind::Lsi
-                          ? withLibraryLoaded(machineWith(drive, false))
-                          : machineWith(drive, false));
+    ModuleBench bench(soundMachine(drive));
     bench.machine().clock().advance(seconds * virtual_pc::kMicrosecondsPerSecond);
     getLocalNumberHandler().seedRandom(seconds);
     bench.scan(1);

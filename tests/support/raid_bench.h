@@ -10,6 +10,7 @@
 #include "raid/lsi/lsi_cmd.h"
 #include "raid/raid_component_manager.h"
 #include "tests/support/bench.h"
+#include "tests/support/sound_drives.h"
 #include "tests/support/source_folder.h"
 
 namespace ostria::storage::test {
@@ -43,6 +44,12 @@ inline std::string withLibraryLoaded(const std::string& machineText) {
   EXPECT_TRUE(virtual_pc::installMachine(raidMachineText(), &error)) << error;
   EXPECT_NE(getLsiSender(), nullptr);
   return machineText;
+}
+
+/// A machine with that sound drive.
+inline std::string soundMachine(const DriveKind& drive, bool roomy = false) {
+  const std::string machine = machineWith(drive, roomy);
+  return drive.controller == DriveKind::Behind::Lsi ? withLibraryLoaded(machine) : machine;
 }
 
 /// The module on a machine with RAID controllers.

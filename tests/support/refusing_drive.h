@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "virtual_pc/drives/drive.h"
+#include "tests/support/stand_before.h"
 
 namespace ostria::storage::test {
 
@@ -63,9 +63,9 @@ struct Refusal {
 class RefusingDrive {
  public:
   explicit RefusingDrive(virtual_pc::Drive& drive) {
-    standBefore<virtual_pc::AtaExchange>(drive.ata);
-    standBefore<virtual_pc::NvmeExchange>(drive.nvme);
-    standBefore<virtual_pc::ScsiExchange>(drive.scsi);
+    guard<virtual_pc::AtaExchange>(drive.ata);
+    guard<virtual_pc::NvmeExchange>(drive.nvme);
+    guard<virtual_pc::ScsiExchange>(drive.scsi);
   }
   RefusingDrive(const RefusingDrive&) = delete;
   RefusingDrive& operator=(const RefusingDrive&) = delete;
@@ -81,64 +81,48 @@ class RefusingDrive {
   }
 
  private:
-  template <typename Target, typename Exchange>
-  class Before final : public Target {
-   public:
-    Before(std::unique_ptr<Target> drive, RefusingDrive& owner)
-        : drive_(std::move(drive)), owner_(owner) {}
-
-   private:
-    void perform(Exchange& exchange) override {
-      const CommandClass commands = classOf(exchange);
-      owner_.seen.insert(commands);
-      ++owner_.commands;
-      owner_.writes += writesSectors(exchange) ? 1u : 0u;
-      if (owner_.refusal_ == nullptr || commands != owner_.class_) {
-        drive_->execute(exchange);
-        return;
-      }
-      ++owner_.refused;
-      const Refusal& how = *owner_.refusal_;
-      if (how.kind == Refusal::Kind::NvmeStatus) {
-        countError();
-      }
-      switch (how.kind) {
-        case Refusal::Kind::System:
-          exchange.delivery = virtual_pc::Delivery::TransportError;
-          exchange.transportError = how.value;
-          break;
-        case Refusal::Kind::NoData:
-        case Refusal::Kind::HalfTheData:
-        case Refusal::Kind::Zeros:
-          drive_->execute(exchange);
-          if (exchange.direction != virtual_pc::DataDirection::In) {
-            --owner_.refused;  // there is nothing to keep back
-          } else if (how.kind == Refusal::Kind::Zeros) {
-            std::fill(exchange.data.begin(), exchange.data.end(), std::uint8_t{0});
-          } else {
-            exchange.transferred = how.kind == Refusal::Kind::NoData ? 0 : exchange.transferred / 2;
-          }
-          break;
-        default:
-          answer(exchange, how);
-      }
-    }
-    /// A controller counts each command that it ends with an error, as it does one that it lacks.
-    void countError() {
-      if constexpr (std::is_same_v<Exchange, virtual_pc::NvmeExchange>) {
-        Exchange unknown;
-        unknown.opcode = 0xFF;
-        drive_->execute(unknown);
-      }
-    }
-    std::unique_ptr<Target> drive_;
-    RefusingDrive& owner_;
-  };
-
   template <typename Exchange, typename Target>
-  void standBefore(std::unique_ptr<Target>& side) {
-    if (side != nullptr) {
-      side = std::make_unique<Before<Target, Exchange>>(std::move(side), *this);
+  void guard(std::unique_ptr<Target>& side) {
+    standBefore<Exchange, Target>(side, [this](Exchange& exchange, Target& drive) {
+      const CommandClass commandClass = classOf(exchange);
+      seen.insert(commandClass);
+      ++commands;
+      writes += writesSectors(exchange) ? 1u : 0u;
+      if (refusal_ == nullptr || commandClass != class_) {
+        drive.execute(exchange);
+      } else {
+        ++refused;
+        refuseOne(exchange, drive, *refusal_);
+      }
+    });
+  }
+  template <typename Exchange, typename Target>
+  void refuseOne(Exchange& exchange, Target& drive, const Refusal& how) {
+    switch (how.kind) {
+      case Refusal::Kind::System:
+        exchange.delivery = virtual_pc::Delivery::TransportError;
+        exchange.transportError = how.value;
+        break;
+      case Refusal::Kind::NoData:
+      case Refusal::Kind::HalfTheData:
+      case Refusal::Kind::Zeros:
+        drive.execute(exchange);
+        if (exchange.direction != virtual_pc::DataDirection::In) {
+          --refused;  // there is nothing to keep back
+        } else if (how.kind == Refusal::Kind::Zeros) {
+          std::fill(exchange.data.begin(), exchange.data.end(), std::uint8_t{0});
+        } else {
+          exchange.transferred = how.kind == Refusal::Kind::NoData ? 0 : exchange.transferred / 2;
+        }
+        break;
+      default:
+        // A controller counts each command that it ends with an error, as it does one it lacks.
+        if constexpr (std::is_same_v<Exchange, virtual_pc::NvmeExchange>) {
+          Exchange unknown;
+          unknown.opcode = 0xFF;
+          drive.execute(unknown);
+        }
+        answer(exchange, how);
     }
   }
 

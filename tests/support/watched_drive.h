@@ -3,11 +3,10 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "base/byte_order.h"
-#include "virtual_pc/drives/drive.h"
+#include "tests/support/stand_before.h"
 
 namespace ostria::storage::test {
 
@@ -21,10 +20,8 @@ class WatchedDrive {
   };
 
   explicit WatchedDrive(virtual_pc::Drive& drive) {
-    if (drive.ata) {
-      Before<virtual_pc::AtaDeviceModel, virtual_pc::AtaExchange>::put(drive.ata, *this);
-    }
-    Before<virtual_pc::ScsiDeviceModel, virtual_pc::ScsiExchange>::put(drive.scsi, *this);
+    watch<virtual_pc::AtaExchange>(drive.ata);
+    watch<virtual_pc::ScsiExchange>(drive.scsi);
   }
   WatchedDrive(const WatchedDrive&) = delete;
   WatchedDrive& operator=(const WatchedDrive&) = delete;
@@ -46,23 +43,13 @@ class WatchedDrive {
   }
 
  private:
-  template <typename Target, typename Exchange>
-  class Before final : public Target {
-   public:
-    static void put(std::unique_ptr<Target>& place, WatchedDrive& watch) {
-      place = std::make_unique<Before>(std::move(place), watch);
-    }
-    Before(std::unique_ptr<Target> drive, WatchedDrive& watch)
-        : drive_(std::move(drive)), watch_(watch) {}
-
-   private:
-    void perform(Exchange& exchange) override {
-      watch_.see(exchange);
-      drive_->execute(exchange);
-    }
-    std::unique_ptr<Target> drive_;
-    WatchedDrive& watch_;
-  };
+  template <typename Exchange, typename Target>
+  void watch(std::unique_ptr<Target>& side) {
+    standBefore<Exchange, Target>(side, [this](Exchange& exchange, Target& drive) {
+      see(exchange);
+      drive.execute(exchange);
+    });
+  }
 
   void see(const virtual_pc::AtaExchange& exchange) {
     note(exchange.in);

@@ -282,6 +282,8 @@ TEST_F(WriteTestOnVolumes, MembersOfASetAreRefusedOnlyOnNvme) {
             1u);
   device.setBusKind(StorageBusKind::Emmc);
   EXPECT_EQ(run(), TestResult::Passed);
+  device.setBusKind(StorageBusKind::Ata);
+  EXPECT_FALSE(test.isApplicable(&device));
   device.setConnection(found);
 }
 
