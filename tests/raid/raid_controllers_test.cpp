@@ -208,6 +208,17 @@ unsigned setsOf(const std::vector<std::string>& controller) {
       [](const std::string& line) { return line.compare(0, 12, "LOGICAL_DISK") == 0; }));
 }
 
+void expectLeft(const Json& machine, const Failure& failure, bool ofAdapter) {
+  RaidBench bench(machine);
+  EXPECT_EQ(bench.members(kChipsetName), ofAdapter ? kChipsetMembers : failure.members);
+  EXPECT_EQ(bench.members(kAdapterName), ofAdapter ? failure.members : kAdapterMembers);
+  const auto found = controllers();
+  ASSERT_EQ(found.size(), failure.listed ? 2u : 1u);
+  if (failure.listed) {
+    EXPECT_EQ(setsOf(found[ofAdapter ? 0 : 1]), failure.sets);
+  }
+}
+
 TEST(RaidControllers, ThatFailAtOneCommandAreReportedAsFarAsTheyAreKnown) {
   const std::vector<Failure> chipset = {{2, {}, 0, false},
                                         {10, {}, 0, true},
@@ -220,14 +231,7 @@ TEST(RaidControllers, ThatFailAtOneCommandAreReportedAsFarAsTheyAreKnown) {
          {always(failure.code, "error", 1117), always(failure.code, "return_code", 1),
           always(failure.code, "return_code", 1000)}) {
       SCOPED_TRACE(fault.dump());
-      RaidBench bench(chipsetFaults({fault}));
-      EXPECT_EQ(bench.members(kChipsetName), failure.members);
-      EXPECT_EQ(bench.members(kAdapterName), kAdapterMembers);
-      const auto found = controllers();
-      ASSERT_EQ(found.size(), failure.listed ? 2u : 1u);
-      if (failure.listed) {
-        EXPECT_EQ(setsOf(found[1]), failure.sets);
-      }
+      expectLeft(chipsetFaults({fault}), failure, false);
     }
   }
   const std::vector<Failure> adapter = {
@@ -243,15 +247,12 @@ TEST(RaidControllers, ThatFailAtOneCommandAreReportedAsFarAsTheyAreKnown) {
       {0x0206, {"RPC-STR-01", "RPC-STR-02", "RPC-STR-03"}, 1, true}};
   for (const Failure& failure : adapter) {
     SCOPED_TRACE(failure.code);
-    RaidBench bench(libraryFaults({always(failure.code, "error", 45)}));
-    EXPECT_EQ(bench.members(kAdapterName), failure.members);
-    EXPECT_EQ(bench.members(kChipsetName), kChipsetMembers);
-    const auto found = controllers();
-    ASSERT_EQ(found.size(), failure.listed ? 2u : 1u);
-    if (failure.listed) {
-      EXPECT_EQ(setsOf(found[0]), failure.sets);
-    }
+    expectLeft(libraryFaults({always(failure.code, "error", 45)}), failure, true);
   }
+  Json ofOneDrive = always(0x0002, "error", 12);
+  ofOneDrive["drive"] = "stripe-b";
+  expectLeft(libraryFaults({ofOneDrive}),
+             {0x0002, {"RPC-STR-01", "RPC-STR-03", "RPC-SPA-01"}, 1, true}, true);
 }
 
 TEST(RaidControllers, ThatCannotTellTheirDriveCountShowTheDrivesThatTheyName) {
@@ -389,33 +390,29 @@ TEST(RaidControllers, BehindALibraryNeedItsFunctionAndItsAnswer) {
 }
 
 TEST(RaidControllers, NameTheirLevels) {
-  const std::vector<std::string> csmi = {"SINGLE_DRIVE_RAID_SET",
-                                         "RAID 0",
-                                         "RAID 1",
-                                         "RAID 10",
-                                         "RAID 5",
-                                         "RAID 15",
-                                         "RAID 6",
-                                         "RAID 50",
-                                         "UNKNOWN",
-                                         "RAID 10",
-                                         "UNKNOWN"};
-  for (std::size_t type = 0; type < csmi.size(); ++type) {
+  const char* const csmi[] = {"SINGLE_DRIVE_RAID_SET",
+                              "RAID 0",
+                              "RAID 1",
+                              "RAID 10",
+                              "RAID 5",
+                              "RAID 15",
+                              "RAID 6",
+                              "RAID 50",
+                              "UNKNOWN",
+                              "RAID 10",
+                              "UNKNOWN"};
+  for (std::size_t type = 0; type < std::size(csmi); ++type) {
     EXPECT_EQ(csmiLevelName(static_cast<std::uint8_t>(type)), csmi[type]) << type;
   }
-  struct Level {
-    std::uint8_t primary;
-    const char* plain;
-    const char* spanned;
-  };
-  for (const Level& level :
-       {Level{0, "RAID 0", "RAID 0"}, Level{1, "RAID 1", "RAID 10"}, Level{2, "UNKNOWN", "UNKNOWN"},
-        Level{3, "RAID 3", "RAID 3"}, Level{4, "RAID 4", "RAID 4"}, Level{5, "RAID 5", "RAID 50"},
-        Level{6, "RAID 6", "RAID 60"}, Level{17, "RAID 1", "RAID 1"},
-        Level{255, "UNKNOWN", "UNKNOWN"}}) {
-    EXPECT_EQ(lsiLevelName(level.primary, 0), level.plain) << int{level.primary};
-    EXPECT_EQ(lsiLevelName(level.primary, 3), level.spanned) << int{level.primary};
+  const char* const plain[] = {"RAID 0", "RAID 1", "UNKNOWN", "RAID 3",
+                               "RAID 4", "RAID 5", "RAID 6",  "UNKNOWN"};
+  for (std::size_t level = 0; level < std::size(plain); ++level) {
+    const auto primary = static_cast<std::uint8_t>(level);
+    const bool spans = level == 1 || level == 5 || level == 6;
+    EXPECT_EQ(lsiLevelName(primary, 0), plain[level]);
+    EXPECT_EQ(lsiLevelName(primary, 3), plain[level] + std::string(spans ? "0" : ""));
   }
+  EXPECT_EQ(lsiLevelName(17, 3), "RAID 1");
 }
 
 }  // namespace

@@ -233,6 +233,9 @@ TEST(RaidMembers, AReadBehindCsmiIsGoodOnlyIfItsDataCame) {
       lost = member->readSectors(lba, 1, read.data(), false, 512, 10) != ProtocolResult::Success;
       virtual_pc::SectorStore::pattern(lba, 512, wanted.data());
       EXPECT_EQ(!lost, read == wanted) << lba;
+      EXPECT_EQ(bench.withSerial("RPC-MIR-02")->readSectors(lba, 1, read.data(), false, 512, 10),
+                ProtocolResult::Success)
+          << "the fault is of one drive alone";
     }
     EXPECT_TRUE(lost);
   }

@@ -27,21 +27,31 @@ std::string machineWith(const std::string& badSectors, std::uint64_t sectors, bo
          (lockable ? "true" : "false") + "}]}";
 }
 
-/// One disk, the tool, and a host that listens.
-struct Bench {
-  explicit Bench(const std::string& badSectors, std::uint64_t sectors = 20011, bool lockable = true)
-      : pc(machineWith(badSectors, sectors, lockable)), host(tool) {
+/// A machine, the tool, and a host that listens.
+struct ToolBench {
+  explicit ToolBench(const std::string& machine) : pc(machine), host(tool) {
     device = pc.device("DISK");
     EXPECT_NE(device, nullptr);
     tool.setDevices({device});
   }
-
   Lines run(const std::string& operation) {
     host.received.clear();
     tool.setParameter("Operation", {operation});
     tool.run();
     return host.steps();
   }
+
+  ModuleBench pc;
+  RecoverBadSectors tool;
+  ToolHost host;
+  StorageComponent* device;
+};
+
+/// One disk with a volume.
+struct Bench : ToolBench {
+  explicit Bench(const std::string& badSectors, std::uint64_t sectors = 20011, bool lockable = true)
+      : ToolBench(machineWith(badSectors, sectors, lockable)) {}
+
   std::string status() { return tool.getParameter("DeviceFinish")->at(1); }
   Lines found() { return *tool.getParameter("BadSectorsList"); }
   Lines info() { return *tool.getParameter("SectorsInfo"); }
@@ -70,26 +80,16 @@ struct Bench {
     medium().peek(lba, bytes.data());
     return bytes;
   }
-
-  ModuleBench pc;
-  RecoverBadSectors tool;
-  ToolHost host;
-  StorageComponent* device;
 };
 
 /// A drive of 2600 sectors on the SCSI bus whose commands fail as planned.
-struct FaultyDrive {
+struct FaultyDrive : ToolBench {
   explicit FaultyDrive(const std::string& faults, const std::string& badSectors = "")
-      : pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sas", "model": "DISK", "serial": "1",
-           "size_sectors": 2600, "bad_sectors": [)" +
-           badSectors + R"(], "faults": [)" + faults + "]}]}"),
-        host(tool) {
-    tool.setDevices({pc.device("DISK")});
-  }
-  /// "status scanned|found|fixed|open :message", and whether anything was written.
-  std::string run(const std::string& operation) {
-    host.received.clear();
-    tool.setParameter("Operation", {operation});
+      : ToolBench(R"({"format": 1, "drives": [{"name": "d", "kind": "sas", "model": "DISK",
+           "serial": "1", "size_sectors": 2600, "bad_sectors": [)" +
+                  badSectors + R"(], "faults": [)" + faults + "]}]}") {}
+  /// "status scanned found fixed open :message".
+  std::string outcome(const std::string& operation) {
     std::string message;
     host.onEvent = [&](Tool& running, const std::string& event) {
       if (event == "OnDeviceFinish") {
@@ -98,18 +98,13 @@ struct FaultyDrive {
         }
       }
     };
-
-    tool.run();
+    run(operation);
     std::string out = tool.getParameter("DeviceFinish")->at(1);
     for (const std::string& number : *tool.getParameter("SectorsInfo")) {
       out += " " + number;
     }
     return out + message;
   }
-
-  ModuleBench pc;
-  RecoverBadSectors tool;
-  ToolHost host;
 };
 
 TEST(ScanTest, WhatEndsAScanEarly) {
@@ -121,7 +116,7 @@ TEST(ScanTest, WhatEndsAScanEarly) {
   }
   {
     FaultyDrive refusing("", R"({"lba": 700, "kind": "rejected"})");
-    EXPECT_EQ(refusing.run("scan"), "2 511 0 0 0") << "the blocks before it";
+    EXPECT_EQ(refusing.outcome("scan"), "2 511 0 0 0") << "the blocks before it";
   }
   Bench bench("");
   const auto stopAtFirstProgress = [&](auto stop) {
@@ -295,14 +290,14 @@ TEST(ScanTest, WhatCouldNotBeReadIsNeverNothingFound) {
     };
     FaultyDrive drive(faults("8") + "," + faults("40") + "," + faults("136") + "," + faults("168"));
     const bool silent = std::string(row.scan).substr(0, 1) == "6";
-    EXPECT_EQ(drive.run("scan"), row.scan + (silent ? stepped + "2600." : "")) << row.what;
+    EXPECT_EQ(drive.outcome("scan"), row.scan + (silent ? stepped + "2600." : "")) << row.what;
     const auto sector = [&] {
       std::vector<std::uint8_t> bytes(512);
       drive.pc.machine().drive("d")->medium->peek(1000, bytes.data());
       return bytes;
     };
     const auto before = sector();
-    EXPECT_EQ(drive.run("repair"), row.repair + (silent ? stepped + "2600." : "")) << row.what;
+    EXPECT_EQ(drive.outcome("repair"), row.repair + (silent ? stepped + "2600." : "")) << row.what;
     EXPECT_EQ(sector() != before, row.rewritten) << row.what;
   }
 }
@@ -370,16 +365,11 @@ TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
 
 TEST(ScanTest, ProgressComesAtMostOncePerPercent) {
   for (const std::uint64_t sectors : {1ull, 50ull, 101ull, 12345ull, 600000ull}) {
-    ModuleBench pc(R"({"format": 1, "drives": [{"name": "d", "kind": "sata",
-      "model": "DISK", "serial": "1", "size_sectors": )" +
-                   std::to_string(sectors) + "}]}");
-    RecoverBadSectors tool;
-    ToolHost host(tool);
-    tool.setDevices({pc.device("DISK")});
-    tool.setParameter("Operation", {"scan"});
-    tool.run();
-    EXPECT_EQ(tool.getParameter("DeviceFinish")->at(1), "0") << sectors;
-    const std::vector<int> progress = host.progress();
+    ToolBench bench(R"({"format": 1, "drives": [{"name": "d", "kind": "sata", "model": "DISK",
+                        "serial": "1", "size_sectors": )" +
+                    std::to_string(sectors) + "}]}");
+    EXPECT_EQ(bench.run("scan")[3], "OnDeviceFinish 0|0") << sectors;
+    const std::vector<int> progress = bench.host.progress();
     ASSERT_FALSE(progress.empty());
     EXPECT_EQ(progress.front(), 0);
     EXPECT_EQ(progress.back(), 100) << sectors;

@@ -10,8 +10,13 @@
 namespace ostria::storage::test {
 namespace {
 
-void setWord(Bytes& page, std::size_t word, std::uint16_t value) {
-  storeLe16(&page[2 * word], value);
+/// Words of an identify page.
+using Words = std::vector<std::pair<std::size_t, std::uint16_t>>;
+
+void setWords(Bytes& page, const Words& words) {
+  for (const auto& [word, value] : words) {
+    storeLe16(&page[2 * word], value);
+  }
 }
 void setText(Bytes& page, std::size_t word, std::size_t words, std::string text) {
   text.resize(2 * words, ' ');
@@ -28,23 +33,24 @@ Bytes sealed(Bytes page) {
   return page;
 }
 
-/// A 48-bit drive of 0x123456789A sectors with SMART.
-Bytes identifyPage() {
+/// A 48-bit drive of 0x123456789A sectors with SMART, but for what is said otherwise.
+Bytes identifyPage(const Words& otherwise = {}) {
   Bytes page(512);
   setText(page, 10, 10, "  SN-42 ");
   setText(page, 23, 4, "FW1");
   setText(page, 27, 20, "ACME Disk 9");
-  setWord(page, 60, 0x5678);
-  setWord(page, 61, 0x0234);
-  setWord(page, 80, 0x01F0);
-  setWord(page, 81, 66);
-  setWord(page, 82, 3);
-  setWord(page, 83, 1 << 10);
-  setWord(page, 85, 3);
-  setWord(page, 100, 0x789A);
-  setWord(page, 101, 0x3456);
-  setWord(page, 102, 0x12);
-  setWord(page, 128, 4);
+  setWords(page, {{60, 0x5678},
+                  {61, 0x0234},
+                  {80, 0x01F0},
+                  {81, 66},
+                  {82, 3},
+                  {83, 1 << 10},
+                  {85, 3},
+                  {100, 0x789A},
+                  {101, 0x3456},
+                  {102, 0x12},
+                  {128, 4}});
+  setWords(page, otherwise);
   page[510] = 0xA5;
   return sealed(page);
 }
@@ -91,14 +97,8 @@ class AtaProtocolTest : public testing::Test {
 };
 
 TEST_F(AtaProtocolTest, IdentifyDataBecomeProperties) {
-  Bytes page = identifyPage();
-  setWord(page, 106, 0x7003);
-  setWord(page, 117, 2048);
-  setWord(page, 214, 0x10);
-  setWord(page, 215, 0x1111);
-  setWord(page, 216, 2);
-  setWord(page, 217, 5400);
-  identify(sealed(page));
+  identify(identifyPage(
+      {{106, 0x7003}, {117, 2048}, {214, 0x10}, {215, 0x1111}, {216, 2}, {217, 5400}}));
   EXPECT_EQ(properties.protocolName, "ATA");
   EXPECT_EQ(properties.serialNumber, "SN-42");
   EXPECT_EQ(properties.firmwareRevision, "FW1");
@@ -117,13 +117,8 @@ TEST_F(AtaProtocolTest, IdentifyDataBecomeProperties) {
                                                             "ATA5-ATAPI", "ATA4-ATAPI"}));
   EXPECT_EQ(properties.standardVersion, "ATA8-ACS version 3f");
 
-  page = identifyPage();
-  setWord(page, 21, 16);
-  setWord(page, 82, 0);
-  setWord(page, 83, 0);
-  setWord(page, 106, 0xF003);  // bit 15 set: the word means nothing
-  setWord(page, 217, 1);
-  identify(sealed(page));
+  // Word 106 has bit 15 set, so that it means nothing.
+  identify(identifyPage({{21, 16}, {82, 0}, {83, 0}, {106, 0xF003}, {217, 1}}));
   EXPECT_EQ(properties.totalSectors, 0x02345678u);
   EXPECT_EQ(properties.logicalSectorSize, 512u);
   EXPECT_EQ(properties.physicalSectorSize, 512u);
@@ -135,26 +130,21 @@ TEST_F(AtaProtocolTest, IdentifyDataBecomeProperties) {
 }
 
 TEST_F(AtaProtocolTest, WordsCountWithinTheirRange) {
-  const auto seen = [&](std::size_t word, std::uint16_t value, std::uint16_t word117 = 0,
-                        std::uint16_t word118 = 0) {
-    Bytes page = identifyPage();
-    setWord(page, 117, word117);
-    setWord(page, 118, word118);
-    setWord(page, word, value);
+  const auto seen = [](const Words& words) {
     StorageProtocolProperties parsed;
-    parseIdentifyData(page.data(), parsed);
+    parseIdentifyData(identifyPage(words).data(), parsed);
     return parsed;
   };
   for (const auto& [word, rate] : {std::pair<std::uint16_t, std::uint16_t>{1024, 0},
                                    {1025, 1025},
                                    {65534, 65534},
                                    {65535, 0}}) {
-    EXPECT_EQ(seen(217, word).rotationRate, rate);
+    EXPECT_EQ(seen({{217, word}}).rotationRate, rate);
   }
   // Locked counts only with the security feature switched on.
-  EXPECT_TRUE(seen(85, 2).securityLocked);
-  EXPECT_FALSE(seen(85, 0).securityLocked);
-  EXPECT_FALSE(seen(128, 0).securityLocked);
+  EXPECT_TRUE(seen({{85, 2}}).securityLocked);
+  EXPECT_FALSE(seen({{85, 0}}).securityLocked);
+  EXPECT_FALSE(seen({{128, 0}}).securityLocked);
   // Sizes that no sector has are unknown: buffers are made by them.
   struct Size {
     std::uint16_t word117, word118;
@@ -163,7 +153,7 @@ TEST_F(AtaProtocolTest, WordsCountWithinTheirRange) {
   for (const Size& c : {Size{256, 0, 512}, Size{2048, 0, 4096}, Size{0x8000, 0, 65536},
                         Size{0x8100, 0, 0}, Size{260, 0, 520}, Size{257, 0, 0}, Size{255, 0, 0},
                         Size{0, 1, 0}, Size{0xFFFF, 0xFFFF, 0}}) {
-    const StorageProtocolProperties parsed = seen(106, 0x7003, c.word117, c.word118);
+    const auto parsed = seen({{106, 0x7003}, {117, c.word117}, {118, c.word118}});
     EXPECT_EQ(parsed.logicalSectorSize, c.bytes) << c.word117;
     EXPECT_EQ(parsed.physicalSectorSize, c.bytes << 3) << c.word117;
   }
@@ -325,9 +315,7 @@ TEST_F(AtaProtocolTest, NoRequestIsCutToWhatTheRegistersHold) {
   EXPECT_EQ(protocol.Read(0, 0, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
   EXPECT_EQ(protocol.Read(1ull << 48, 1, 9, buffer.data(), 512), ProtocolResult::InvalidArgument);
   EXPECT_EQ(protocol.WriteUncorrectable(1ull << 48), ProtocolResult::InvalidArgument);
-  Bytes narrow = identifyPage();
-  setWord(narrow, 83, 0);
-  identify(sealed(narrow));
+  identify(identifyPage({{83, 0}}));
   EXPECT_EQ(protocol.Read(0, 256, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
   EXPECT_EQ(protocol.Read(1 << 28, 1, 9, buffer.data(), 0), ProtocolResult::InvalidArgument);
   bridge->expect(ReadSectors((1 << 28) - 1, 1, 512, nullptr, 9)).returns(Bytes(512));
@@ -382,20 +370,18 @@ TEST_F(AtaProtocolTest, SmartPagesGiveTemperatureWearAndAttributes) {
 
 TEST_F(AtaProtocolTest, SelfTestsTellProgressOutcomeAndRefusal) {
   Bytes page(512);
-  page[363] = 0xF3;
-  std::uint8_t value = 0;
-  expectSmart(page);
-  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
-  EXPECT_EQ(value, 70);
-  expectSmart(page);
-  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
-  EXPECT_EQ(value, 15);
-  page[363] = 0x0F;
-  expectSmart(page);
-  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
-  EXPECT_EQ(value, 0);
+  const auto asked = [&](std::uint8_t status, auto getter) {
+    page[363] = status;
+    expectSmart(page);
+    std::uint8_t value = 99;
+    EXPECT_EQ((protocol.*getter)(&value), ProtocolResult::Success);
+    return value;
+  };
+  EXPECT_EQ(asked(0xF3, &AtaProtocol::GetSelfTestProgress), 70);
+  EXPECT_EQ(asked(0xF3, &AtaProtocol::GetSelfTestResult), 15);
+  EXPECT_EQ(asked(0x0F, &AtaProtocol::GetSelfTestProgress), 0);
   // A page that did not come would read as "passed".
-  value = 77;
+  std::uint8_t value = 77;
   Bytes cut(100);
   cut[0] = 0x10;
   for (const Bytes& nothing : {cut, Bytes(512)}) {
@@ -409,12 +395,14 @@ TEST_F(AtaProtocolTest, SelfTestsTellProgressOutcomeAndRefusal) {
   EXPECT_EQ(value, 77);
 
   const SmartExecuteOffline start(2, 1);
-  bridge->expect(start).error(0x14);
-  EXPECT_EQ(protocol.StartSelfTest(2, 1), ProtocolResult::SelfTestAbortedByDevice);
-  bridge->expect(start).error(0x10);
-  EXPECT_EQ(protocol.StartSelfTest(2, 1), ProtocolResult::SelfTestIdNotFound);
-  bridge->expect(start).error(0x01);
-  EXPECT_EQ(protocol.StartSelfTest(2, 1), ProtocolResult::DeviceError);
+  const std::pair<std::uint8_t, ProtocolResult> refusals[] = {
+      {0x14, ProtocolResult::SelfTestAbortedByDevice},
+      {0x10, ProtocolResult::SelfTestIdNotFound},
+      {0x01, ProtocolResult::DeviceError}};
+  for (const auto& [error, result] : refusals) {
+    bridge->expect(start).error(error);
+    EXPECT_EQ(protocol.StartSelfTest(2, 1), result);
+  }
   bridge->expect(SmartExecuteOffline(0x7F, 0));
   EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Success);
 

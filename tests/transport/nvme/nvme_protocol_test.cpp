@@ -25,6 +25,15 @@ class NvmeProtocolTest : public ::testing::Test {
  protected:
   NvmeProtocolTest() { protocol.AddBridge(bridge); }
 
+  /// Asks a drive of one namespace for its properties.
+  ProtocolResult learn(Bytes geometry, Bytes vendorLog = {}) {
+    bridge->identify(controllerData("SERIAL"));
+    bridge->namespaceList({1});
+    bridge->identifyNamespace(1, std::move(geometry));
+    bridge->log(0xDF, 512, std::move(vendorLog));
+    return protocol.GetProperties(&properties);
+  }
+
   std::shared_ptr<ScriptedNvmeBridge> bridge = std::make_shared<ScriptedNvmeBridge>();
   NvmeProtocol protocol{DeviceHandle(3), ""};
   StorageProtocolProperties properties;
@@ -93,21 +102,14 @@ TEST_F(NvmeProtocolTest, UnusableGeometryIsAnErrorThatKeepsTheIdentity) {
 
 TEST_F(NvmeProtocolTest, ASectorSizeThatNoDriveHasIsUnknown) {
   for (const unsigned power : {0u, 8u, 9u, 12u, 16u, 17u, 31u, 32u, 255u}) {
-    bridge->identify(controllerData("S"));
-    bridge->namespaceList({1});
-    bridge->identifyNamespace(1, namespaceData(5, 5, static_cast<std::uint8_t>(power)));
-    bridge->log(0xDF, 512, {});
-    EXPECT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    EXPECT_EQ(learn(namespaceData(5, 5, static_cast<std::uint8_t>(power))),
+              ProtocolResult::Success);
     EXPECT_EQ(properties.logicalSectorSize, power >= 9 && power <= 16 ? 1u << power : 0u);
   }
 }
 
 TEST_F(NvmeProtocolTest, ReadSendsTheWholeCommandAndKeepsToItsBuffer) {
-  bridge->identify(controllerData("S"));
-  bridge->namespaceList({1});
-  bridge->identifyNamespace(1, namespaceData(1, 1, 9));
-  bridge->log(0xDF, 512, {});
-  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  ASSERT_EQ(learn(namespaceData(1, 1, 9)), ProtocolResult::Success);
 
   Bytes buffer(1024);
   bridge->log(2, 512, health());
@@ -124,11 +126,7 @@ TEST_F(NvmeProtocolTest, ReadSendsTheWholeCommandAndKeepsToItsBuffer) {
 }
 
 TEST_F(NvmeProtocolTest, ZerosAreBelievedOnlyWhileTheDriveCountsNoNewError) {
-  bridge->identify(controllerData("S"));
-  bridge->namespaceList({1});
-  bridge->identifyNamespace(1, namespaceData(9, 9, 9));
-  bridge->log(0xDF, 512, {});
-  ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+  ASSERT_EQ(learn(namespaceData(9, 9, 9)), ProtocolResult::Success);
   Bytes buffer(512);
   const auto read = [&] { return protocol.Read(0, 1, 10, buffer.data(), 512); };
   const Bytes zeros(512);
@@ -192,13 +190,9 @@ TEST_F(NvmeProtocolTest, ALabelIsTextOrNothing) {
       {std::string(30, 0), ""},
       {std::string(29, 'L') + "\xC3", ""}};
   for (const auto& [field, label] : labels) {
-    bridge->identify(controllerData("S"));
-    bridge->namespaceList({1});
-    bridge->identifyNamespace(1, namespaceData(9, 9, 9));
     Bytes vendor(512, '.');
     std::copy(field.begin(), field.end(), vendor.begin() + 110);
-    bridge->log(0xDF, 512, vendor);
-    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    ASSERT_EQ(learn(namespaceData(9, 9, 9), vendor), ProtocolResult::Success);
     EXPECT_EQ(properties.fruPartNumber, label);
   }
 }

@@ -38,13 +38,10 @@ class ScsiProtocolTest : public testing::Test {
   ScsiProtocolTest() { protocol.AddBridge(bridge); }
 
   /// A device of which only the capacity is known.
-  void expectIdentity(const Bytes& capacity) {
+  void identify(const Bytes& capacity, const Bytes& characteristics = {}) {
     bridge->expect(Inquiry(nullptr, 64)).in(64).status(8);
     bridge->expect(ReadCapacity16(nullptr)).in(32).returns(capacity);
-    bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).in(64).fails(ProtocolResult::TransportFailure);
-  }
-  void identify(const Bytes& capacity) {
-    expectIdentity(capacity);
+    bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).in(64).returns(characteristics);
     properties.busKind = StorageBusKind::Usb;
     ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
   }
@@ -292,19 +289,6 @@ TEST_F(ScsiProtocolTest, ASelfTestStartsOnlyIfTheDeviceTookTheCommand) {
   }
 }
 
-TEST_F(ScsiProtocolTest, ADeviceOnceNamedUsbIsNeverAskedForTheExceptionsPage) {
-  for (int i = 0; i < 2; ++i) {
-    expectIdentity(capacity16(1000, 512));
-    // The second record is a fresh one, as those who only want to know whether the disk answers
-    // have.
-    properties = {};
-    properties.busKind = i == 0 ? StorageBusKind::Usb : StorageBusKind::Unknown;
-    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
-  }
-  expectIdentity(capacity16(1000, 512));
-  EXPECT_TRUE(protocol.IsAccessible());
-}
-
 TEST_F(ScsiProtocolTest, WritesTryAllLengthsEachTime) {
   identify(capacity16(kFourG, 512));
   buffer.assign(512, 0x77);
@@ -389,13 +373,9 @@ TEST_F(ScsiProtocolTest, TheRotationRateIsOneThatADiskMayHave) {
   const std::pair<std::uint16_t, int> rates[] = {{1024, 0},      {1025, 1025}, {65534, 65534},
                                                  {65535, 65534}, {1, 0},       {1024, 0}};
   for (const auto& [claimed, rate] : rates) {
-    bridge->expect(Inquiry(nullptr, 64)).status(8);
-    bridge->expect(ReadCapacity16(nullptr)).returns(capacity16(1000, 512));
     Bytes page{0, 0xB1, 0, 60, 0, 0};
     storeBe16(&page[4], claimed);
-    bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).returns(page);
-    properties.busKind = StorageBusKind::Usb;
-    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    identify(capacity16(1000, 512), page);
     EXPECT_EQ(properties.rotationRate, rate) << claimed;
   }
   EXPECT_TRUE(properties.solidState);
@@ -439,19 +419,18 @@ TEST_F(ScsiProtocolTest, HealthComesFromTheLogPageThenFromRequestSense) {
   Bytes healthyPage = failing;
   healthyPage[8] = 0;
   std::uint8_t healthy = 9;
+  const auto verdict = [&] {
+    EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
+    return healthy;
+  };
   bridge->expect(log).in(252).returns(failing);
-  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
-  EXPECT_EQ(healthy, 0);
-
+  EXPECT_EQ(verdict(), 0);
   bridge->expect(log).in(252).returns(healthyPage);
   bridge->expect(request).in(252).returns(fixedSense(0));
-  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
-  EXPECT_EQ(healthy, 1);
-
+  EXPECT_EQ(verdict(), 1);
   bridge->expect(log).in(252).senses(fixedSense(5));
   bridge->expect(request).in(252).returns(fixedSense(0, 0x5D));
-  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::Success);
-  EXPECT_EQ(healthy, 0);
+  EXPECT_EQ(verdict(), 0);
 
   // A drive that is lost has no verdict, whatever its controller answers in its place.
   bridge->expect(log).in(252).fails(ProtocolResult::TransportFailure);
@@ -537,7 +516,9 @@ TEST_F(ScsiProtocolTest, FailoverAndWhatScsiDoesNotKnow) {
 TEST_F(ScsiProtocolTest, NvmeBehindScsiHasSmartInTheCacheOnly) {
   NvmeScsiProtocol nvme;
   nvme.AddBridge(bridge);
-  expectIdentity(capacity16(1000, 512));
+  bridge->expect(Inquiry(nullptr, 64)).in(64).status(8);
+  bridge->expect(ReadCapacity16(nullptr)).in(32).returns(capacity16(1000, 512));
+  bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).in(64).fails(ProtocolResult::TransportFailure);
   properties.busKind = StorageBusKind::Usb;
   EXPECT_EQ(nvme.GetProperties(&properties), ProtocolResult::Success);
   EXPECT_FALSE(properties.smartSupported);
