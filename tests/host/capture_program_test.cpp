@@ -4,15 +4,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
-#include "tests/host/program.h"
+#include "tests/host/run_program.h"
 #include "tests/support/source_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -60,26 +57,16 @@ json whatTheDriveSays(json value) {
 
 class CaptureTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = testing::TempDir() + "captureXXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    file_ = folder_ + "/drives.json";
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
   int run(const std::vector<std::string>& arguments) {
-    Program program(OSTRIA_BIN_DIR, arguments);
-    const int code = program.finish();
-    output_ = program.output;
-    errors_ = program.errors;
-    return code;
+    const Ended ended = runProgram(OSTRIA_BIN_DIR, arguments);
+    output_ = ended.output;
+    errors_ = ended.errors;
+    return ended.code;
   }
   /// What is said of each drive, by its serial number.
   std::map<std::string, json> documentOf(const std::string& machine,
-                                         std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {machine, "--json"});
-    run(arguments);
+                                         const std::vector<std::string>& arguments) {
+    run(behind({machine, "--json"}, arguments));
     json document = json::parse(output_, nullptr, false);
     EXPECT_TRUE(document.is_object()) << errors_;
     std::map<std::string, json> all;
@@ -96,14 +83,9 @@ class CaptureTest : public testing::Test {
     }
     return all;
   }
-  std::string captured() const {
-    std::ostringstream text;
-    text << std::ifstream(file_).rdbuf();
-    return text.str();
-  }
 
-  std::string folder_;
-  std::string file_;
+  const storage::test::TemporaryFolder folder_;
+  const std::string file_ = folder_.file("drives.json");
   std::string output_;
   std::string errors_;
 };
@@ -139,7 +121,7 @@ TEST_F(CaptureTest, SaysWhatTheDrivesSay) {
 
 TEST_F(CaptureTest, MaskedNamesNoDrive) {
   run({"--virtual", "--capture", file_, "--redact"});
-  const std::string text = captured();
+  const std::string text = contentOf(file_);
   // As text, and as the bytes of a page, swapped ones of ATA too.
   for (const char* secret :
        {"VPC-HDD-0001", "VPC-NVM-0002", "5650432d4e564d2d30303032", "50562d434448",
@@ -194,9 +176,9 @@ TEST_F(CaptureTest, FileIsItsOwnersAndReplacesNothingElse) {
   umask(0);
   ASSERT_EQ(run({"--virtual", "--capture", file_, "0"}), 0) << errors_;
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
-  const json machine = json::parse(captured());
+  const json machine = json::parse(contentOf(file_));
   EXPECT_EQ(machine["drives"].size(), 1u);
-  const std::string link = folder_ + "/link";
+  const std::string link = folder_.file("link");
   fs::create_symlink(file_, link);
   EXPECT_EQ(run({"--virtual", "--capture", link}), 2);
   EXPECT_EQ(run({"--virtual", "--capture"}), 2);

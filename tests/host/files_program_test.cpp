@@ -4,12 +4,10 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
-#include "tests/host/program.h"
+#include "tests/host/run_program.h"
+#include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
 namespace {
@@ -19,39 +17,26 @@ using testing::HasSubstr;
 
 class FilesTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = testing::TempDir() + "filesXXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    before_ = fs::current_path();
-    fs::current_path(folder_);
+  FilesTest() {
+    fs::current_path(folder_.path());
     write("secret", "kept\n");
   }
-  void TearDown() override {
-    fs::current_path(before_);
-    fs::remove_all(folder_);
-  }
+  ~FilesTest() override { fs::current_path(before_); }
 
-  static void write(const std::string& name, const std::string& text) {
-    std::ofstream(name) << text;
+  void write(const std::string& name, const std::string& text) {
+    folder_.write(name, text);
     fs::permissions(name, fs::perms(0644));
   }
-  static std::string content(const std::string& name) {
-    std::ostringstream text;
-    text << std::ifstream(name).rdbuf();
-    return text.str();
-  }
-  int run(std::vector<std::string> arguments, const std::string& machine = "--virtual") {
-    arguments.insert(arguments.begin(), {machine, "-Mstorage"});
-    Program program(machine == "--virtual" ? OSTRIA_FAKE_DIR : OSTRIA_BIN_DIR, arguments);
-    const int code = program.finish();
-    output_ = program.output;
-    errors_ = program.errors;
-    return code;
+  int run(const std::vector<std::string>& arguments, const std::string& machine = "--virtual") {
+    const Ended ended = runProgram(machine == "--virtual" ? OSTRIA_FAKE_DIR : OSTRIA_BIN_DIR,
+                                   behind({machine, "-Mstorage"}, arguments));
+    output_ = ended.output;
+    errors_ = ended.errors;
+    return ended.code;
   }
 
-  std::string folder_;
-  fs::path before_;
+  const fs::path before_ = fs::current_path();
+  storage::test::TemporaryFolder folder_;
   std::string output_;
   std::string errors_;
 };
@@ -70,11 +55,11 @@ TEST_F(FilesTest, ReportsReplaceNothingButFiles) {
   EXPECT_EQ(run({"-Qm", "0", "--report", "hard"}), 0);
   EXPECT_EQ(run({"-Qm", "0", "--report", "new"}), 0);
   umask(022);
-  EXPECT_EQ(content("secret"), "kept\n");
-  EXPECT_THAT(content("hard"), HasSubstr("<html"));
+  EXPECT_EQ(contentOf("secret"), "kept\n");
+  EXPECT_THAT(contentOf("hard"), HasSubstr("<html"));
   EXPECT_EQ(fs::status("new").permissions(), fs::perms(0600));
   // Nothing half was left.
-  EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 6);
+  EXPECT_EQ(folder_.entries(), 6u);
 }
 
 TEST_F(FilesTest, LimitOfAFileSizeIsAnErrorAndLeavesNothing) {
@@ -86,9 +71,9 @@ TEST_F(FilesTest, LimitOfAFileSizeIsAnErrorAndLeavesNothing) {
   const int code = run({"-Qm", "0", "--report", "old"});
   setrlimit(RLIMIT_FSIZE, &before);
   EXPECT_EQ(code, 6) << errors_;
-  EXPECT_EQ(content("old"), "old\n");
+  EXPECT_EQ(contentOf("old"), "old\n");
   EXPECT_THAT(output_, HasSubstr("could not be written"));
-  EXPECT_EQ(std::distance(fs::directory_iterator("."), fs::directory_iterator()), 2);
+  EXPECT_EQ(folder_.entries(), 2u);
 }
 
 TEST_F(FilesTest, SettingsOfTheCurrentFolderAreReadOnlyWhenTheyCanBeTrusted) {
@@ -139,12 +124,15 @@ TEST_F(FilesTest, WhatIsReadHasABoundAndIsAFile) {
             R"(, "count": 1000000})";
   }
   write("many", many + "]}]}");
+  write("refused", "[STORAGE]\nSEC_NUM=x\n");
   const std::vector<std::pair<std::vector<std::string>, const char*>> rows = {
       {{"--config", "/dev/zero"}, "/dev/zero is no regular file"},
       {{"--config", "pipe"}, "pipe is no regular file"},
       {{"--config", "nothing.ini"}, "There is no file nothing.ini"},
+      {{"--config", "refused"}, "section [STORAGE], key SEC_NUM: not a number (code 1115)"},
       {{"--texts", "/dev/zero"}, "/dev/zero is no regular file"},
       {{"--virtual=/dev/zero"}, "/dev/zero is no regular file"},
+      {{"--virtual=refused"}, "line 1: this is no JSON."},
       {{"--virtual=deep"}, "more than 32 deep"},
       {{"--virtual=many"}, "more than 4000000 bad sectors"},
       {{"--set", "ENABLE_SMART_HEALTH=1"}, "Unknown setting ENABLE_SMART_HEALTH"},

@@ -2,13 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
-#include <nlohmann/json.hpp>
-#include <sstream>
 
-#include "tests/host/program.h"
-#include "tests/host/schema_check.h"
+#include "tests/host/run_program.h"
 #include "tests/support/source_folder.h"
 #include "tests/support/temporary_folder.h"
 
@@ -24,25 +20,22 @@ struct Answer {
   std::string text;
 };
 
-Answer askMachine(const std::string& file, std::vector<std::string> arguments, bool asJson = true) {
-  std::vector<std::string> all = {"--virtual=" + file, "-Mstorage"};
+Answer askMachine(const std::string& file, const std::vector<std::string>& arguments,
+                  bool asJson = true) {
+  const Ended ended =
+      runProgram(OSTRIA_BIN_DIR, behind({"--virtual=" + file, "-Mstorage"},
+                                        asJson ? behind({"--json"}, arguments) : arguments));
+  Answer answer{ended.code, {}, ended.output + ended.errors};
   if (asJson) {
-    all.push_back("--json");
-  }
-  all.insert(all.end(), arguments.begin(), arguments.end());
-  Program program(OSTRIA_BIN_DIR, all);
-  Answer answer{program.finish(), {}, program.output + program.errors};
-  if (asJson) {
-    answer.document = json::parse(program.output, nullptr, false);
-    EXPECT_EQ(schemaComplaint(answer.document), "") << program.output;
+    answer.document = ended.document();
     EXPECT_EQ(answer.document.value("exit_code", -1), answer.code);
   }
   return answer;
 }
 
-Answer ask(std::vector<std::string> arguments, bool asJson = true) {
+Answer ask(const std::vector<std::string>& arguments, bool asJson = true) {
   return askMachine(::ostria::storage::test::sourceFile("tests/host/health_machine.json"),
-                    std::move(arguments), asJson);
+                    arguments, asJson);
 }
 
 // Serial number to index and verdict.
@@ -136,8 +129,7 @@ TEST(HealthProgramTest, TheWorstStandsOnTop) {
   const storage::test::TemporaryFolder folder;
   const std::string path = folder.file("health.html");
   const Answer text = ask({"-Q", "--report", path}, false);
-  std::stringstream html;
-  html << std::ifstream(path).rdbuf();
+  const std::string html = takenFrom(path);
   std::size_t at = text.text.find("Summary:");
   ASSERT_NE(at, std::string::npos);
   std::size_t row = 0;
@@ -148,7 +140,7 @@ TEST(HealthProgramTest, TheWorstStandsOnTop) {
   }
   for (const char* badge : {"health_not_answering", "health_replace", "health_watch",
                             "health_not_known", "health_good"}) {
-    const std::size_t next = html.str().find(std::string("badge ") + badge, row);
+    const std::size_t next = html.find(std::string("badge ") + badge, row);
     ASSERT_NE(next, std::string::npos) << badge;
     row = next;
   }
@@ -199,19 +191,17 @@ TEST(HealthProgramTest, NothingIsWrittenToAnotherDrive) {
         "faults": [{"action": "garbage", "times": 0, "command": )"
                           << writer.identify << R"(, "occurrence": )" << occurrence
                           << R"(}]}], "volumes": [{"letter": "D", "drive": "d", "partition": 1}]})";
-      std::vector<std::string> all = {"--virtual=" + path, "-Mstorage", "--json"};
-      all.insert(all.end(), writer.arguments.begin(), writer.arguments.end());
-      Program program(OSTRIA_BIN_DIR, all);
-      const int code = program.finish();
-      const json run = json::parse(program.output, nullptr, false);
+      const Ended ended = runProgram(
+          OSTRIA_BIN_DIR, behind({"--virtual=" + path, "-Mstorage", "--json"}, writer.arguments));
+      const json run = json::parse(ended.output, nullptr, false);
       const char* runs = run.contains("tool_runs") ? "tool_runs" : "test_runs";
-      if (code == 2 || !run.contains(runs) || run.at(runs).empty()) {
+      if (ended.code == 2 || !run.contains(runs) || run.at(runs).empty()) {
         continue;  // the fault met the scan
       }
       const json& first = run.at(runs).at(0);
       if (first.at("outcome") == "could_not_start") {
         ++refused;
-        EXPECT_EQ(code, 6);
+        EXPECT_EQ(ended.code, 6);
         EXPECT_THAT(first.at("note").dump(), HasSubstr("Nothing was written"));
         EXPECT_FALSE(first.contains("sectors")) << first;
         EXPECT_TRUE(first.value("partitions", json::array()).empty()) << first;

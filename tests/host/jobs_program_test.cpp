@@ -4,11 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <fstream>
-#include <nlohmann/json.hpp>
-
-#include "tests/host/program.h"
-#include "tests/host/schema_check.h"
+#include "tests/host/run_program.h"
 #include "tests/support/source_folder.h"
 
 namespace ostria::host::test {
@@ -37,19 +33,17 @@ json withoutTimes(json document) {
 }
 
 TEST(JobsProgramTest, TheDocumentIsThatOfOneProcess) {
-  json documents[2];
-  const char* jobs[] = {"1", "2"};
-  for (int i = 0; i < 2; ++i) {
-    Program program(
-        OSTRIA_BIN_DIR,
-        {"--virtual=" + ::ostria::storage::test::sourceFile("tests/host/two_drives.json"),
-         "-Mstorage", "-Qm", "-En(ERROR_LIMIT=0)", "--json", "--jobs", jobs[i]});
-    EXPECT_EQ(program.finish(), 1) << program.errors;
-    documents[i] = json::parse(program.output, nullptr, false);
-    ASSERT_EQ(schemaComplaint(documents[i]), "") << program.output;
-  }
-  EXPECT_EQ(documents[0].at("test_runs").size(), 4u);
-  EXPECT_EQ(json::diff(withoutTimes(documents[0]), withoutTimes(documents[1])).dump(), "[]");
+  const std::string machine = ::ostria::storage::test::sourceFile("tests/host/two_drives.json");
+  const auto with = [&](const char* jobs) {
+    const Ended ended =
+        runProgram(OSTRIA_BIN_DIR, {"--virtual=" + machine, "-Mstorage", "-Qm",
+                                    "-En(ERROR_LIMIT=0)", "--json", "--jobs", jobs});
+    EXPECT_EQ(ended.code, 1) << ended.errors;
+    return withoutTimes(ended.document());
+  };
+  const json one = with("1");
+  EXPECT_EQ(one.at("test_runs").size(), 4u);
+  EXPECT_EQ(json::diff(one, with("2")).dump(), "[]");
 }
 
 TEST(JobsProgramTest, AnAbortReachesAllOfThem) {
@@ -84,21 +78,6 @@ TEST(JobsProgramTest, TheDriveOfAProcessThatDiesWasNotTested) {
   }
   EXPECT_EQ(document.at("test_runs").size(), 2u);
   EXPECT_EQ(died, 1) << program.output;
-}
-
-TEST(JobsProgramTest, WhatIsWrongIsSaid) {
-  const std::pair<std::vector<std::string>, const char*> rows[] = {
-      {{"--jobs", "0", "-Qm"}, "a number from 1 to 99"},
-      {{"--jobs", "2x", "-Qm"}, "a number from 1 to 99"},
-      {{"--jobs", "2", "--list"}, "--jobs goes with tests"},
-  };
-  for (const auto& [arguments, sentence] : rows) {
-    std::vector<std::string> all = {"--virtual", "-Mstorage"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    Program program(OSTRIA_FAKE_DIR, all);
-    EXPECT_EQ(program.finish(), 2);
-    EXPECT_THAT(program.errors, HasSubstr(sentence));
-  }
 }
 
 }  // namespace

@@ -1,16 +1,9 @@
 // The program from the outside, beside a module that needs no disk: exit codes, JSON, progress,
 // Ctrl-C.
-#include "tests/host/program.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
-
-#include "tests/host/schema_check.h"
-#include "tests/support/source_folder.h"
+#include "tests/host/run_program.h"
 #include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
@@ -20,28 +13,11 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
 
-std::vector<std::string> onFake(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), {"--virtual", "-Mstorage"});
-  return arguments;
+std::vector<std::string> onFake(const std::vector<std::string>& arguments) {
+  return behind({"--virtual", "-Mstorage"}, arguments);
 }
-
-struct Ended {
-  int code;
-  std::string output;
-  std::string errors;
-};
-
 Ended run(const std::vector<std::string>& arguments) {
-  Program program(OSTRIA_FAKE_DIR, onFake(arguments));
-  const int code = program.finish();
-  return {code, program.output, program.errors};
-}
-
-json document(const Ended& ended) {
-  json parsed = json::parse(ended.output, nullptr, false);
-  EXPECT_FALSE(parsed.is_discarded()) << ended.output;
-  EXPECT_EQ(schemaComplaint(parsed), "") << ended.output;
-  return parsed;
+  return runProgram(OSTRIA_FAKE_DIR, onFake(arguments));
 }
 
 TEST(ProgramTest, EndsWithTheWorstOutcome) {
@@ -93,11 +69,11 @@ TEST(ProgramTest, RefusedTestsSayWhyAndAreNotFailed) {
 }
 
 TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
-  EXPECT_EQ(document(run({"--json"})).at("devices").size(), 2u);
-  const json shown = document(run({"--json", "--show", "1"}));
+  EXPECT_EQ(run({"--json"}).document().at("devices").size(), 2u);
+  const json shown = run({"--json", "--show", "1"}).document();
   EXPECT_EQ(shown.at("devices").at(0).at("smart").at(0).at("below_threshold"), true);
 
-  const json tests = document(run({"--json", "-Qm,t,o", "-En(ERROR_LIMIT=5)", "1"}));
+  const json tests = run({"--json", "-Qm,t,o", "-En(ERROR_LIMIT=5)", "1"}).document();
   EXPECT_EQ(tests.at("exit_code"), 1);
   EXPECT_EQ(tests.at("devices").at(0).at("size_bytes_text"), "9223372036854775808");
   EXPECT_EQ(tests.at("devices").at(0).at("temperature_celsius"), nullptr);
@@ -109,12 +85,12 @@ TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
   EXPECT_EQ(tests.at("test_runs").at(3).at("parameters").at("ERROR_LIMIT"), "5");
 
   for (const char* operation : {"scan", "repair", "filesystem", "filterDevices"}) {
-    const json tool = document(run({"--json", "recover", operation, "1", "--assume=yes"}));
+    const json tool = run({"--json", "recover", operation, "1", "--assume=yes"}).document();
     EXPECT_EQ(tool.at("operation"), operation);
   }
-  EXPECT_THAT(document(run({"--json", "--help"})).at("text"), HasSubstr("--json"));
-  EXPECT_EQ(document(run({"--json", "--version"})).at("module_version"), "4.46.0.0");
-  json error = document(run({"--json", "-Qz"}));
+  EXPECT_THAT(run({"--json", "--help"}).document().at("text"), HasSubstr("--json"));
+  EXPECT_EQ(run({"--json", "--version"}).document().at("module_version"), "4.46.0.0");
+  json error = run({"--json", "-Qz"}).document();
   EXPECT_EQ(error.at("kind"), "error");
   EXPECT_EQ(error.at("exit_code"), 2);
   error.erase("error");
@@ -141,13 +117,8 @@ TEST(ProgramTest, RedactedOutputsHoldNoSerialNumber) {
   const std::string report = folder.file("redacted.html");
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"--show"}, {"--show", "--json"}, {"-Qm", "-Ew", "--assume=yes"}}) {
-    auto with = arguments;
-    with.insert(with.end(), {"--redact", "--report", report});
-    const Ended ended = run(with);
-    std::ifstream file(report);
-    std::ostringstream html;
-    html << file.rdbuf();
-    for (const std::string& text : {ended.output, ended.errors, html.str()}) {
+    const Ended ended = run(behind(arguments, {"--redact", "--report", report}));
+    for (const std::string& text : {ended.output, ended.errors, takenFrom(report)}) {
       EXPECT_THAT(text, Not(HasSubstr("12345678")));
       EXPECT_THAT(text, Not(HasSubstr("alert(1)")));
     }
@@ -158,14 +129,12 @@ TEST(ProgramTest, ReportEscapesWhatADriveCallsItself) {
   const storage::test::TemporaryFolder folder;
   const std::string path = folder.file("report.html");
   run({"-Qm,t", "-En", "--report", path});
-  std::ifstream file(path);
-  std::ostringstream html;
-  html << file.rdbuf();
-  EXPECT_THAT(html.str(), HasSubstr("&lt;script&gt;alert(1)&lt;/script&gt;"));
-  EXPECT_THAT(html.str(), Not(HasSubstr("<script")));
-  EXPECT_THAT(html.str(), Not(HasSubstr("<b>Disk")));
-  EXPECT_THAT(html.str(), Not(HasSubstr("\033")));
-  EXPECT_THAT(html.str(), HasSubstr("class=\"map\""));
+  const std::string html = takenFrom(path);
+  EXPECT_THAT(html, HasSubstr("&lt;script&gt;alert(1)&lt;/script&gt;"));
+  EXPECT_THAT(html, HasSubstr("class=\"map\""));
+  for (const char* unescaped : {"<script", "<b>Disk", "\033"}) {
+    EXPECT_THAT(html, Not(HasSubstr(unescaped)));
+  }
 }
 
 // The drive's name holds an escape, a change of direction, a stray byte and a blank of no width.
@@ -273,16 +242,6 @@ TEST(ProgramTest, TerminalIsAskedBeforeADeviceIsChanged) {
     EXPECT_EQ(program.finish(), 1);
     EXPECT_EQ(program.output.find("Declined") == std::string::npos, agree);
   }
-}
-
-TEST(ProgramTest, SettingsThatATestRefusesAreNamed) {
-  const storage::test::TemporaryFolder folder;
-  const std::string path = folder.file("refused.ini");
-  std::ofstream(path) << "[STORAGE]\nSEC_NUM=x\n";
-  const Ended ended = run({"-Qm", "--config", path});
-  EXPECT_EQ(ended.code, 2);
-  EXPECT_THAT(ended.errors, HasSubstr("section [STORAGE], key SEC_NUM"));
-  EXPECT_THAT(ended.errors, HasSubstr("1115"));
 }
 
 }  // namespace

@@ -3,14 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
-#include "tests/host/program.h"
-#include "tests/host/schema_check.h"
+#include "tests/host/run_program.h"
 #include "tests/support/source_folder.h"
 #include "tests/support/temporary_folder.h"
 
@@ -21,35 +16,12 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::Not;
 
-struct Ended {
-  int code;
-  std::string output;
-  std::string errors;
-};
-
-Ended run(std::vector<std::string> arguments) {
-  arguments.insert(
-      arguments.begin(),
-      {"--virtual=" + ::ostria::storage::test::sourceFile("tests/host/reads_machine.json"),
-       "-Mstorage"});
-  Program program(OSTRIA_BIN_DIR, arguments);
-  const int code = program.finish();
-  return {code, program.output, program.errors};
+Ended run(const std::vector<std::string>& arguments) {
+  const std::string machine = ::ostria::storage::test::sourceFile("tests/host/reads_machine.json");
+  return runProgram(OSTRIA_BIN_DIR, behind({"--virtual=" + machine, "-Mstorage"}, arguments));
 }
-
-json document(std::vector<std::string> arguments) {
-  arguments.push_back("--json");
-  json parsed = json::parse(run(arguments).output, nullptr, false);
-  EXPECT_FALSE(parsed.is_discarded());
-  EXPECT_EQ(schemaComplaint(parsed), "");
-  return parsed;
-}
-
-std::string contentOf(const std::string& path) {
-  std::stringstream content;
-  content << std::ifstream(path).rdbuf();
-  std::filesystem::remove(path);
-  return content.str();
+json document(const std::vector<std::string>& arguments) {
+  return run(behind(arguments, {"--json"})).document();
 }
 
 TEST(ReadsProgramTest, BlocksAreListedOnceAndTheSlowestAreNamed) {
@@ -97,16 +69,22 @@ TEST(ReadsProgramTest, SectorsAreWrittenOneALineAndEachHasItsOutcome) {
   const storage::test::TemporaryFolder folder;
   const std::string path = folder.file("sectors.txt");
   EXPECT_EQ(run({"recover", "scan", "READS-1", "-o", path}).code, 1);
-  EXPECT_EQ(contentOf(path), "5000\n5001\n100000\n");
+  EXPECT_EQ(takenFrom(path), "5000\n5001\n100000\n");
   EXPECT_EQ(run({"recover", "scan", "-o" + path}).code, 1);
-  EXPECT_EQ(contentOf(path),
+  EXPECT_EQ(takenFrom(path),
             "# 0 READS - 67.1 MB READS-1\n5000\n5001\n100000\n# 1 SOUND - 67.1 MB READS-2\n");
   const Ended text = run({"recover", "repair", "READS-1", "--assume=yes"});
   EXPECT_THAT(text.output, HasSubstr("Sector 5001: repaired"));
   EXPECT_THAT(text.output, HasSubstr("Sector 100000: still bad"));
-  const json repair = document({"recover", "repair", "READS-1", "--assume=yes"});
-  EXPECT_EQ(repair.at("tool_runs").at(0).at("sectors").at("outcomes"),
-            (json{"repaired", "repaired", "bad"}));
+  const json repair = document({"recover", "repair", "READS-1", "--assume=yes"}).at("tool_runs")[0];
+  EXPECT_EQ(repair.at("status"), 10);
+  const json& sectors = repair.at("sectors");
+  EXPECT_EQ(sectors.at("scanned_sectors"), 131072);
+  EXPECT_EQ(sectors.at("list"), (json{5000, 5001, 100000}));
+  EXPECT_EQ(sectors.at("outcomes"), (json{"repaired", "repaired", "bad"}));
+  EXPECT_EQ(sectors.at("repaired_sectors"), 2);
+  EXPECT_EQ(sectors.at("repaired_list"), (json{5000, 5001}));
+  EXPECT_EQ(document({"recover", "scan", "READS-2"}).at("outcome"), "passed");
   EXPECT_EQ(run({"-Qm", "-o", path}).code, 2);
   EXPECT_FALSE(std::filesystem::exists(path));
 }
@@ -116,14 +94,14 @@ TEST(ReadsProgramTest, ReportHasTheMapTheSectorsAndWhatTheUserNoted) {
   const std::string path = folder.file("reads.html");
   run({"-En(ERROR_LIMIT=0)", "--report", path, "--note", "Ticket=<4711>",
        "--note=Customer=M\u00FCller"});
-  const std::string html = contentOf(path);
+  const std::string html = takenFrom(path);
   for (const char* part : {"<dt>Ticket</dt><dd>&lt;4711&gt;</dd>", "M\u00FCller", "(local time ",
                            "<dt>Program</dt>", "Bad blocks, in sectors: ", "class=\"f-t5\"",
                            "class=\"f-bad\"", "500 ms and more", "prefers-color-scheme:dark"}) {
     EXPECT_THAT(html, HasSubstr(part));
   }
   run({"recover", "repair", "READS-1", "--assume=yes", "--report", path});
-  EXPECT_THAT(contentOf(path), HasSubstr("5001 (repaired), 100000 (still bad)"));
+  EXPECT_THAT(takenFrom(path), HasSubstr("5001 (repaired), 100000 (still bad)"));
   EXPECT_EQ(run({"-Qm", "--note", "=x"}).code, 2);
 }
 

@@ -13,25 +13,10 @@ namespace {
 using nlohmann::json;
 
 bool isOfType(const json& value, const std::string& type) {
-  if (type == "object") {
-    return value.is_object();
-  }
-  if (type == "array") {
-    return value.is_array();
-  }
-  if (type == "string") {
-    return value.is_string();
-  }
-  if (type == "boolean") {
-    return value.is_boolean();
-  }
-  if (type == "integer") {
-    return value.is_number_integer();
-  }
-  if (type == "number") {
-    return value.is_number();
-  }
-  return type == "null" && value.is_null();
+  return (type == "object" && value.is_object()) || (type == "array" && value.is_array()) ||
+         (type == "string" && value.is_string()) || (type == "boolean" && value.is_boolean()) ||
+         (type == "integer" && value.is_number_integer()) ||
+         (type == "number" && value.is_number()) || (type == "null" && value.is_null());
 }
 
 class Checker {

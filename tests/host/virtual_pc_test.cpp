@@ -3,14 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
-#include "tests/host/program.h"
-#include "tests/host/schema_check.h"
+#include "tests/host/run_program.h"
 #include "tests/support/source_folder.h"
 #include "tests/support/temporary_folder.h"
 
@@ -23,26 +19,10 @@ using nlohmann::json;
 const std::string kSmallPc =
     "--virtual=" + ::ostria::storage::test::sourceFile("tests/host/two_drives.json");
 
-json onVirtualPc(std::vector<std::string> arguments, int* code = nullptr,
-                 const std::string& machine = "--virtual") {
-  arguments.insert(arguments.begin(), {machine, "-Mstorage", "--json", "--assume=yes"});
-  Program program(OSTRIA_BIN_DIR, arguments);
-  const int ended = program.finish();
-  if (code != nullptr) {
-    *code = ended;
-  }
-  json parsed = json::parse(program.output, nullptr, false);
-  EXPECT_FALSE(parsed.is_discarded()) << program.output << program.errors;
-  EXPECT_EQ(schemaComplaint(parsed), "") << program.output;
-  return parsed;
-}
-
 // The examples, with the program's own name, as a shell would split them.
 std::vector<std::vector<std::string>> helpExamples() {
-  Program program(OSTRIA_BIN_DIR, {"--virtual", "--help"});
-  EXPECT_EQ(program.finish(), 0);
   std::vector<std::vector<std::string>> examples;
-  std::istringstream lines(program.output);
+  std::istringstream lines(runProgram(OSTRIA_BIN_DIR, {"--virtual", "--help"}).output);
   const std::string start = "           OstriaDiagnosticsCLI ";
   for (std::string line; std::getline(lines, line);) {
     if (line.rfind(start, 0) != 0) {
@@ -60,11 +40,9 @@ std::vector<std::vector<std::string>> helpExamples() {
 }
 
 TEST(VirtualPcProgramTest, EveryTestOfTheHelpIsKnownByItsLetterAndByItsName) {
-  Program help(OSTRIA_BIN_DIR, {"--virtual", "--help"});
-  EXPECT_EQ(help.finish(), 0);
   std::string option;
   unsigned tests = 0;
-  std::istringstream lines(help.output);
+  std::istringstream lines(runProgram(OSTRIA_BIN_DIR, {"--virtual", "--help"}).output);
   for (std::string line; std::getline(lines, line);) {
     if (line == "  Quick Tests:" || line == "  Extended Tests:") {
       option = line[2] == 'Q' ? "--quick=" : "--extended=";
@@ -72,10 +50,10 @@ TEST(VirtualPcProgramTest, EveryTestOfTheHelpIsKnownByItsLetterAndByItsName) {
       ++tests;
       const std::string name = line.substr(4, line.find(' ', 4) - 4);
       // No such device, so nothing runs.
-      Program program(OSTRIA_BIN_DIR,
-                      {kSmallPc, "-Mstorage", option + line[1] + "," + name, "4000"});
-      EXPECT_EQ(program.finish(), 2);
-      EXPECT_THAT(program.errors, testing::HasSubstr("Duplicate test")) << line;
+      const Ended ended = runProgram(
+          OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", option + line[1] + "," + name, "4000"});
+      EXPECT_EQ(ended.code, 2);
+      EXPECT_THAT(ended.errors, testing::HasSubstr("Duplicate test")) << line;
     }
   }
   EXPECT_GE(tests, 20u);
@@ -85,18 +63,18 @@ TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
   const auto examples = helpExamples();
   EXPECT_EQ(examples.size(), 5u);
   for (const auto& arguments : examples) {
-    Program program(OSTRIA_BIN_DIR, arguments);
-    const int code = program.finish();
-    const std::set<int> good = {0, 1, 3, 5};
-    EXPECT_EQ(good.count(code), 1u)
-        << code << testing::PrintToString(arguments) << program.output << program.errors;
-    EXPECT_THAT(program.output, testing::HasSubstr("Device 0"));
+    const Ended ended = runProgram(OSTRIA_BIN_DIR, arguments);
+    EXPECT_TRUE((std::set<int>{0, 1, 3, 5}).contains(ended.code))
+        << ended.code << testing::PrintToString(arguments) << ended.output << ended.errors;
+    EXPECT_THAT(ended.output, testing::HasSubstr("Device 0"));
   }
 }
 
 TEST(VirtualPcProgramTest, EveryMessageHasAText) {
   for (const char* const device : {"0", "1"}) {
-    const json all = onVirtualPc({"-Q", "-E", device}, nullptr, kSmallPc);
+    const json all = runProgram(OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", "--json", "--assume=yes",
+                                                 "-Q", "-E", device})
+                         .document();
     EXPECT_GE(all.at("test_runs").size(), 8u);
     for (const json& run : all.at("test_runs")) {
       EXPECT_NE(run.at("outcome"), "could_not_start") << run;
@@ -105,28 +83,6 @@ TEST(VirtualPcProgramTest, EveryMessageHasAText) {
       }
     }
   }
-}
-
-TEST(VirtualPcProgramTest, BadSectorsAreFoundByScanRepairAndTest) {
-  int code = -1;
-  const json scan = onVirtualPc({"recover", "scan", "1"}, &code, kSmallPc);
-  EXPECT_EQ(code, 1);
-  const json& sectors = scan.at("tool_runs").at(0).at("sectors");
-  EXPECT_EQ(sectors.at("list"), (json{5000, 5001, 100000}));
-  EXPECT_EQ(sectors.at("scanned_sectors"), 131072);
-
-  const json repair = onVirtualPc({"recover", "repair", "1"}, &code, kSmallPc);
-  EXPECT_EQ(code, 1);
-  EXPECT_EQ(repair.at("tool_runs").at(0).at("status"), 10);
-  EXPECT_EQ(repair.at("tool_runs").at(0).at("sectors").at("repaired_sectors"), 2);
-  EXPECT_EQ(repair.at("tool_runs").at(0).at("sectors").at("repaired_list"), (json{5000, 5001}));
-
-  const json test = onVirtualPc({"-En(ERROR_LIMIT=0)", "1"}, &code, kSmallPc);
-  EXPECT_EQ(code, 1);
-  EXPECT_THAT(test.at("test_runs").at(0).at("messages").at(0).at("text"),
-              testing::HasSubstr("Bad sectors in the following range: ["));
-  EXPECT_EQ(onVirtualPc({"recover", "scan", "0"}, &code, kSmallPc).at("outcome"), "passed");
-  EXPECT_EQ(code, 0);
 }
 
 TEST(VirtualPcProgramTest, RefusedParametersAreTheModulesOwnWords) {
@@ -138,9 +94,9 @@ TEST(VirtualPcProgramTest, RefusedParametersAreTheModulesOwnWords) {
       {"-El(START_RANGE=)", "START_RANGE: Use a numerical value between 0 and 99"},
   };
   for (const auto& [choice, sentence] : rows) {
-    Program program(OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", choice});
-    EXPECT_EQ(program.finish(), 2) << choice;
-    EXPECT_THAT(program.errors, testing::HasSubstr(sentence));
+    const Ended ended = runProgram(OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", choice});
+    EXPECT_EQ(ended.code, 2) << choice;
+    EXPECT_THAT(ended.errors, testing::HasSubstr(sentence));
   }
 }
 
@@ -203,14 +159,11 @@ std::size_t countOf(const std::string& text, const std::string& part) {
 TEST(VirtualPcProgramTest, ReportCoversEveryKindOfDrive) {
   const storage::test::TemporaryFolder folder;
   const std::string path = folder.file("kinds.html");
-  Program program(
-      OSTRIA_BIN_DIR,
-      {"--virtual=" + ::ostria::storage::test::sourceFile("tests/host/report_machine.json"),
-       "-Mstorage", "-Qm,i", "-En(ERROR_LIMIT=0)", "--report", path});
-  EXPECT_EQ(program.finish(), 1);
-  std::stringstream content;
-  content << std::ifstream(path).rdbuf();
-  const std::string html = content.str();
+  const std::string machine = ::ostria::storage::test::sourceFile("tests/host/report_machine.json");
+  const Ended ended = runProgram(OSTRIA_BIN_DIR, {"--virtual=" + machine, "-Mstorage", "-Qm,i",
+                                                  "-En(ERROR_LIMIT=0)", "--report", path});
+  EXPECT_EQ(ended.code, 1);
+  const std::string html = takenFrom(path);
   // Each device has its row above and its own part; what needs attention stands in the row.
   for (const char* part :
        {"Device 0: REPORT HEALTHY", "Device 1: REPORT FAILING", "Device 2: REPORT NVME",
@@ -238,23 +191,12 @@ TEST(VirtualPcProgramTest, WithoutRightsOrDrivesThereIsOneSentence) {
   for (const auto& [text, code, sentence] : rows) {
     std::ofstream(path) << text;
     for (const char* what : {"--list", "-Q"}) {
-      Program program(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage", what});
-      EXPECT_EQ(program.finish(), code) << text;
-      EXPECT_EQ(program.output, "");
-      EXPECT_THAT(program.errors, testing::HasSubstr(sentence));
-      EXPECT_EQ(std::count(program.errors.begin(), program.errors.end(), '\n'), 1);
+      const Ended ended = runProgram(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage", what});
+      EXPECT_EQ(ended.code, code) << text;
+      EXPECT_EQ(ended.output, "");
+      EXPECT_THAT(ended.errors, testing::HasSubstr(sentence));
+      EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1);
     }
-  }
-}
-
-TEST(VirtualPcProgramTest, BrokenMachineFileIsOneSentence) {
-  const storage::test::TemporaryFolder folder;
-  const std::string path = folder.file("broken.json");
-  for (const char* text : {"{", "[]", "{\"drives\": [{\"kind\": 7}]}", ""}) {
-    std::ofstream(path) << text;
-    Program program(OSTRIA_BIN_DIR, {"--virtual=" + path, "-Mstorage"});
-    EXPECT_EQ(program.finish(), 2) << text;
-    EXPECT_EQ(std::count(program.errors.begin(), program.errors.end(), '\n'), 1) << program.errors;
   }
 }
 

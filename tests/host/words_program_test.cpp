@@ -2,14 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 
-#include "tests/host/program.h"
-#include "tests/host/schema_check.h"
+#include "tests/host/run_program.h"
 #include "tests/support/source_folder.h"
 #include "tests/support/temporary_folder.h"
 
@@ -75,16 +71,8 @@ class Locale {
   std::map<std::string, std::string> before_;
 };
 
-struct Ended {
-  int code;
-  std::string output;
-  std::string errors;
-};
-
 Ended run(const std::vector<std::string>& arguments) {
-  Program program(OSTRIA_BIN_DIR, arguments);
-  const int code = program.finish();
-  return {code, program.output, program.errors};
+  return runProgram(OSTRIA_BIN_DIR, arguments);
 }
 
 TEST(WordsTest, GermanHasEveryTextWithTheSameNames) {
@@ -106,9 +94,7 @@ TEST(WordsTest, GermanReportHasNoEnglishSentence) {
       run({"--virtual=" + storage::test::sourceFile("tests/host/report_machine.json"), "-Q",
            "-En(ERROR_LIMIT=0)", "--report", path, "--assume=no"});
   EXPECT_EQ(ended.code, 1) << ended.errors;
-  std::ostringstream content;
-  content << std::ifstream(path).rdbuf();
-  const std::string html = content.str();
+  const std::string html = takenFrom(path);
   EXPECT_THAT(html, HasSubstr("<html lang=\"de\">"));
   EXPECT_THAT(html, HasSubstr("Das Laufwerk sagt keinen Ausfall voraus"));
   const auto german = textsOf("de");
@@ -184,9 +170,7 @@ TEST(WordsTest, ManPageAndCompletionsKnowWhatTheHelpKnows) {
   for (const char* name :
        {"man/OstriaDiagnosticsCLI.8", "completion/OstriaDiagnosticsCLI.bash",
         "completion/OstriaDiagnosticsCLI.fish", "completion/_OstriaDiagnosticsCLI"}) {
-    std::ostringstream content;
-    content << std::ifstream(storage::test::sourceFile("host/cli/" + std::string(name))).rdbuf();
-    std::string text = content.str();
+    std::string text = contentOf(storage::test::sourceFile("host/cli/" + std::string(name)));
     std::erase(text, '\\');
     const bool fish = std::string(name).ends_with("fish");
     for (const std::string& word : words) {
@@ -205,8 +189,7 @@ TEST(WordsTest, AloneTheProgramListsAndAnEmptyListIsAList) {
   std::ofstream(path) << R"({"format": 1, "drives": []})";
   const Ended empty = run({"--virtual=" + path, "--json"});
   EXPECT_EQ(empty.code, 3);
-  const json list = json::parse(empty.output, nullptr, false);
-  EXPECT_EQ(schemaComplaint(list), "");
+  const json list = empty.document();
   EXPECT_EQ(list.at("kind"), "device_list");
   EXPECT_EQ(list.at("devices"), json::array());
   EXPECT_EQ(list.at("exit_code"), 3);

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -13,6 +14,28 @@
 
 namespace ostria::host::test {
 namespace {
+
+/// Calls with the text of each source below a folder.
+void forEachSource(
+    const std::filesystem::path& folder,
+    const std::function<void(const std::string& text, const std::string& path)>& act) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h") {
+      std::stringstream content;
+      content << std::ifstream(entry.path()).rdbuf();
+      act(content.str(), entry.path().string());
+    }
+  }
+}
+/// The keys of the English texts.
+std::set<std::string> englishKeys() {
+  std::ifstream file(storage::test::sourceFile("host/core/texts/en.txt"));
+  std::set<std::string> known;
+  for (std::string line; std::getline(file, line);) {
+    known.insert(line.substr(0, line.find('\t')));
+  }
+  return known;
+}
 
 TEST(TextsTest, UnknownKeysAreReadByTheRuleOfKeys) {
   EXPECT_EQ(readableKey("READING_A_NEW_THING"), "Reading a new thing");
@@ -83,13 +106,7 @@ TEST(TextsTest, AnotherLanguageWinsAndABrokenFileChangesNothing) {
 
 // Every key that stands in the module's sources has a text of its own.
 TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
-  namespace fs = std::filesystem;
-  const fs::path root = storage::test::sourceFile("");
-  std::ifstream file(root / "host/core/texts/en.txt");
-  std::set<std::string> known;
-  for (std::string line; std::getline(file, line);) {
-    known.insert(line.substr(0, line.find('\t')));
-  }
+  const std::set<std::string> known = englishKeys();
   ASSERT_GT(known.size(), 150u);
 
   const std::regex key("\"([A-Z|][A-Z0-9|'.()%]*_[A-Zs0-9_|'.()%]+)\"");
@@ -99,39 +116,26 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
       "UDEV_.*|PATH_.*|MAJOR_.*|PCI_.*|RECORDING_.*");
   for (const char* room :
        {"module", "inventory", "transport", "checks", "diagnostics", "tools", "raid"}) {
-    for (const auto& entry : fs::recursive_directory_iterator(root / "src" / room)) {
-      if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") {
-        continue;
-      }
-      std::ifstream source(entry.path());
-      std::stringstream content;
-      content << source.rdbuf();
+    const std::string folder = storage::test::sourceFile("src/" + std::string(room));
+    forEachSource(folder, [&](const std::string& source, const std::string& path) {
       // A long key may be written in several literals.
-      const std::string text = std::regex_replace(content.str(), std::regex("\"\\s*\n\\s*\""), "");
+      const std::string text = std::regex_replace(source, std::regex("\"\\s*\n\\s*\""), "");
       for (std::sregex_iterator it(text.begin(), text.end(), key), end; it != end; ++it) {
         const std::string found = (*it)[1];
-        if (std::regex_match(found, other)) {
-          continue;
-        }
-        EXPECT_TRUE(known.count(found) == 1) << found << " in " << entry.path();
+        EXPECT_TRUE(std::regex_match(found, other) || known.contains(found))
+            << found << " in " << path;
       }
-    }
+    });
   }
 }
 
 // Every key of the host's own that stands in its sources has a text, and every text is used: a key
 // that is put together ("outcome." and a word) uses all keys of its beginning.
 TEST(TextsTest, EveryKeyOfTheHostHasATextAndEveryTextIsUsed) {
-  namespace fs = std::filesystem;
-  const fs::path root = storage::test::sourceFile("host");
-  std::set<std::string> known;
-  std::ifstream file(root / "core/texts/en.txt");
-  for (std::string line; std::getline(file, line);) {
-    const std::string key = line.substr(0, line.find('\t'));
-    if (key.find('.') != std::string::npos && key[0] >= 'a' && key[0] <= 'z') {
-      known.insert(key);
-    }
-  }
+  std::set<std::string> known = englishKeys();
+  std::erase_if(known, [](const std::string& key) {
+    return key.find('.') == std::string::npos || key[0] < 'a' || key[0] > 'z';
+  });
   ASSERT_GT(known.size(), 150u);
   std::set<std::string> rooms;
   for (const std::string& key : known) {
@@ -139,25 +143,18 @@ TEST(TextsTest, EveryKeyOfTheHostHasATextAndEveryTextIsUsed) {
   }
   std::set<std::string> unused = known;
   const std::regex literal("\"([a-z]+)\\.([a-z_]*)\"");
-  for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") {
-      continue;
-    }
-    std::ifstream source(entry.path());
-    std::stringstream content;
-    content << source.rdbuf();
-    const std::string text = content.str();
+  forEachSource(storage::test::sourceFile("host"), [&](const std::string& text, const auto& path) {
     for (std::sregex_iterator it(text.begin(), text.end(), literal), end; it != end; ++it) {
       const std::string key = (*it)[1].str() + "." + (*it)[2].str();
       if (rooms.count((*it)[1]) == 0 || key == "config.ini") {
         continue;
       }
-      EXPECT_TRUE((*it)[2].length() == 0 || known.count(key) == 1) << key << " in " << entry.path();
+      EXPECT_TRUE((*it)[2].length() == 0 || known.count(key) == 1) << key << " in " << path;
       std::erase_if(unused, [&](const std::string& row) {
         return (*it)[2].length() == 0 ? row.starts_with(key) : row == key;
       });
     }
-  }
+  });
   EXPECT_EQ(unused, std::set<std::string>());
 }
 
