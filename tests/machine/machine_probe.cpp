@@ -42,6 +42,9 @@ using Json = nlohmann::json;
 using Arguments = std::vector<std::string>;
 
 std::uint32_t numberOf(ProtocolResult result) { return static_cast<std::uint32_t>(result); }
+double secondsSince(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
 
 /// A device opened as the scan opens it.
 class OpenDevice {
@@ -159,10 +162,10 @@ Json read(const Arguments& arguments) {
   const auto result =
       filesystem.readAt(device.handle(), std::stoull(arguments.at(1)), length, &done,
                         static_cast<std::uint32_t>(std::stoul(arguments.at(3))), buffer.data() + 1);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  const double took = secondsSince(start);
   return {{"result", numberOf(result)},
           {"done", done},
-          {"seconds", took.count()},
+          {"seconds", took},
           {"untouched", std::count(buffer.begin(), buffer.end(), '#')},
           {"outstanding", filesystem.outstandingTransfers()}};
 }
@@ -185,8 +188,7 @@ Json hang(const Arguments& arguments) {
   const auto timed = [&](const auto& transfer) {
     const auto start = std::chrono::steady_clock::now();
     out["results"].push_back(numberOf(transfer()));
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-    out["seconds"].push_back(took.count());
+    out["seconds"].push_back(secondsSince(start));
   };
   for (std::size_t i = 0; i < engines.size(); ++i) {
     std::uint64_t done = 0;
@@ -278,10 +280,6 @@ struct FoundDisk {
   FoundProtocol found;
   StorageProtocolProperties properties;
 };
-
-double secondsSince(std::chrono::steady_clock::time_point begin) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
 
 /// protocol NODE TIMEOUT LBA...: what the disk's own protocol says of it, and its reads of sectors.
 Json protocol(const Arguments& arguments) {
@@ -403,15 +401,14 @@ Json nvme(const Arguments& arguments) {
   identify.fillController(page.data());
   out["identify"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, identify));
   out["serial"] = std::string(page.begin() + 4, page.begin() + 24);
-  NvmeRead sector(page.data(), 0, 1, 1, false);
-  sector.transferBytes = 512;
-  out["read"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, sector));
-  NvmeRead otherNamespace(page.data(), 0, 1, 7, false);
-  otherNamespace.transferBytes = 512;
-  out["otherNamespace"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, otherNamespace));
-  NvmeRead beyond(page.data(), std::uint64_t{1} << 40, 1, 1, false);
-  beyond.transferBytes = 512;
-  out["beyond"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, beyond));
+  const auto read = [&](std::uint64_t lba, std::uint32_t namespaceId) {
+    NvmeRead sector(page.data(), lba, 1, namespaceId, false);
+    sector.transferBytes = 512;
+    return numberOf(halNvmeIntelSend().Send(device.handle(), 1, sector));
+  };
+  out["read"] = read(0, 1);
+  out["otherNamespace"] = read(0, 7);
+  out["beyond"] = read(std::uint64_t{1} << 40, 1);
   return out;
 }
 

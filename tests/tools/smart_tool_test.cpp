@@ -64,21 +64,19 @@ TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
     const char* protocol;
     std::size_t columns;  // of a row of the SMART report; 0 for none
   };
-  const Kind kinds[] = {
-      {"VIRTUAL HDD 20GB", "0", "ata", 6},
-      {"VIRTUAL SSD 16GB", "0", "ata", 6},
-      {"VIRTUAL OLDDISK 10GB", "0", "ata", 6},
-      {"SAS DISK 18GB", "0", "scsi", 0},
-      {"VIRTUAL NVME 16GB", "0", "nvme", 3},
-      {"VIRTUAL NVME PORT 8GB", "0", "nvme", 3},
-      {"VIRTUAL NVME MINI 2GB", "0", "nvme", 3},
-      {"VIRTUAL NVME PLA", "0", "nvme", 0},
-      {"VEMMC8", "1", "", 0},
-      {"VSD2", "1", "", 0},
-      {"VIRTUAL PORTABLE 4GB", "0", "scsi", 6},
-      {"VIRTUAL CASE-J 2GB", "0", "scsi", 0},
-      {"FLASH STICK 1GB", "0", "scsi", 0},
-  };
+  const Kind kinds[] = {{"VIRTUAL HDD 20GB", "0", "ata", 6},
+                        {"VIRTUAL SSD 16GB", "0", "ata", 6},
+                        {"VIRTUAL OLDDISK 10GB", "0", "ata", 6},
+                        {"SAS DISK 18GB", "0", "scsi", 0},
+                        {"VIRTUAL NVME 16GB", "0", "nvme", 3},
+                        {"VIRTUAL NVME PORT 8GB", "0", "nvme", 3},
+                        {"VIRTUAL NVME MINI 2GB", "0", "nvme", 3},
+                        {"VIRTUAL NVME PLA", "0", "nvme", 0},
+                        {"VEMMC8", "1", "", 0},
+                        {"VSD2", "1", "", 0},
+                        {"VIRTUAL PORTABLE 4GB", "0", "scsi", 6},
+                        {"VIRTUAL CASE-J 2GB", "0", "scsi", 0},
+                        {"FLASH STICK 1GB", "0", "scsi", 0}};
   ModuleBench bench{std::string(virtual_pc::builtInMachineText())};
   SmartTool tool;
   ToolHost host(tool);

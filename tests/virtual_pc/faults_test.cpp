@@ -1,36 +1,14 @@
-// Planned faults: that they hit what they name, and what shows at the drive and at the system.
+// Planned faults: what shows of them at the drive.
 #include <gtest/gtest.h>
-#include <ntddscsi.h>
-#include <windows.h>
-#include <winioctl.h>
 
 #include "base/byte_order.h"
 #include "tests/support/drive_bench.h"
-#include "tests/support/raid_bench.h"
 #include "virtual_pc/drives/scsi_block.h"
-#include "virtual_pc/system/kernel.h"
 
 namespace ostria::virtual_pc::test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-TEST(VirtualFaults, HitTheCommandAndTheCountThatTheyName) {
-  FaultPlan plan;
-  plan.add({.command = 0x25, .detail = {}, .occurrence = 2, .times = 2, .action = HangFault{}});
-  plan.add({.command = 0xB0, .detail = 0xDA, .times = 0, .action = VanishFault{}});
-  std::string hits;
-  for (int i = 0; i < 5; ++i) {
-    hits += plan.take(0x25, 0) != nullptr ? 'x' : '.';
-  }
-  EXPECT_EQ(hits, ".xx..");
-  EXPECT_EQ(plan.take(0xB0, 0xD0), nullptr);
-  for (int i = 0; i < 3; ++i) {
-    const FaultRule* rule = plan.take(0xB0, 0xDA);
-    ASSERT_NE(rule, nullptr);
-    EXPECT_TRUE(std::holds_alternative<VanishFault>(rule->action));
-  }
-}
 
 TEST(VirtualFaults, EachActionShowsAtTheDevice) {
   DriveBench drive(R"("kind": "sata", "model": "M", "size_sectors": 1000, "faults": [
@@ -140,148 +118,6 @@ TEST(VirtualFaults, OpcodesOfTheTwoNvmeQueuesAreNotMistaken) {
   EXPECT_EQ(log.statusCode, 9);
   EXPECT_EQ(send(true, 0x007F0006).statusCode, 0);
   EXPECT_EQ(send(false, 2).data, unwritten(2));
-}
-
-/// How a read of one sector by the system ends: the error of the call, and that of the request.
-struct ReadEnd {
-  DWORD call = 0;
-  DWORD request = 0;
-  DWORD bytes = 0;
-};
-
-ReadEnd systemRead(const std::string& kind, const std::string& fault) {
-  std::string error;
-  EXPECT_TRUE(installMachine(R"({"format": 1, "drives": [{"model": "M", "size_sectors": 1000,
-      "kind": ")" + kind + R"(", "faults": [)" +
-                                 fault + "]}]}",
-                             &error))
-      << error;
-  const HANDLE disk =
-      CreateFileW(L"\\\\.\\PhysicalDrive0", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                  nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
-  OVERLAPPED overlapped{};
-  std::uint8_t sector[512];
-  ReadEnd end;
-  if (ReadFile(disk, sector, sizeof sector, nullptr, &overlapped) == 0) {
-    end.call = GetLastError();
-  }
-  if (end.call == ERROR_IO_PENDING &&
-      GetOverlappedResult(disk, &overlapped, &end.bytes, TRUE) == 0) {
-    end.request = GetLastError();
-  }
-  CloseHandle(disk);
-  return end;
-}
-
-TEST(VirtualFaults, TheDiskDriverReportsThemWhenTheirTimeHasPassed) {
-  const struct {
-    const char* kind;
-    const char* fault;
-    DWORD call;
-    DWORD request;
-    DWORD bytes;
-  } cases[] = {
-      {"sas", R"({"action": "device_error", "codes": [3, 17]})", ERROR_IO_PENDING, ERROR_CRC, 0},
-      {"sas", R"({"action": "device_error", "codes": [3, 17], "milliseconds": 0})", ERROR_CRC, 0,
-       0},
-      {"sas", R"({"action": "scsi_status", "status": 24})", ERROR_IO_PENDING, ERROR_BUSY, 0},
-      {"sas", R"({"action": "scsi_status", "status": 2})", ERROR_IO_PENDING, ERROR_IO_DEVICE, 0},
-      {"sas", R"({"action": "device_error", "codes": [6, 41]})", ERROR_IO_PENDING, 0, 512},
-      {"sas", R"({"action": "device_error", "codes": [6, 41], "times": 2})", ERROR_IO_PENDING,
-       ERROR_IO_DEVICE, 0},
-      {"sas", R"({"action": "short", "bytes": 0})", ERROR_IO_PENDING, 0, 0},
-      {"sata", R"({"action": "transport", "error": 31})", ERROR_IO_PENDING, 31, 0},
-      {"sata", R"({"action": "transport", "error": 31, "milliseconds": 0})", 31, 0, 0},
-      {"sata", R"({"action": "device_error", "codes": [0, 112]})", ERROR_IO_PENDING,
-       ERROR_IO_DEVICE, 0},
-      {"nvme", R"({"action": "device_error", "codes": [2, 129]})", ERROR_IO_PENDING, ERROR_CRC, 0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.kind) + c.fault);
-    const ReadEnd end = systemRead(c.kind, c.fault);
-    EXPECT_EQ(end.call, c.call);
-    EXPECT_EQ(end.request, c.request);
-    EXPECT_EQ(end.bytes, c.bytes);
-  }
-  resetMachine();
-}
-
-/// IDENTIFY DEVICE through the CSMI controller of the RAID example, to the drive on that phy.
-struct StpReply {
-  DWORD returned = 0;
-  std::uint8_t connection = 0xFF;
-  std::uint8_t fisType = 0xFF;
-  std::uint32_t bytes = 0;
-};
-
-StpReply stpIdentify(std::uint8_t phy) {
-  const HANDLE port =
-      CreateFileW(L"\\\\.\\Scsi0:", GENERIC_READ | GENERIC_WRITE,
-                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-  Bytes block(164 + 512);
-  storage::storeLe32(&block[0], 28);
-  std::copy_n("CSMISAS", 7, &block[4]);
-  storage::storeLe32(&block[12], 30);
-  storage::storeLe32(&block[16], 25);
-  storage::storeLe32(&block[24], static_cast<std::uint32_t>(block.size() - 28));
-  block[28] = phy;
-  block[29] = static_cast<std::uint8_t>(phy + 8);
-  const std::uint8_t address[8] = {0x50, 0x01, 0x20, 0, 0, 0, 0x10, phy};
-  std::copy_n(address, 8, &block[32]);
-  block[44] = 0x27;
-  block[45] = 0x80;
-  block[46] = 0xEC;
-  storage::storeLe32(&block[64], 16 | 1);
-  storage::storeLe32(&block[68], 512);
-  StpReply reply;
-  EXPECT_TRUE(DeviceIoControl(port, IOCTL_SCSI_MINIPORT, block.data(),
-                              static_cast<DWORD>(block.size()), block.data(),
-                              static_cast<DWORD>(block.size()), &reply.returned, nullptr));
-  CloseHandle(port);
-  reply.connection = block[72];
-  reply.fisType = block[76];
-  reply.bytes = storage::loadLe32(&block[160]);
-  return reply;
-}
-
-TEST(VirtualFaults, OfRaidControllersHitOneDriveAlone) {
-  storage::test::Json machine = storage::test::raidMachine();
-  machine["controllers"][0]["csmi"]["faults"] = {
-      {{"code", 25}, {"drive", "mirror-b"}, {"connection_status", 3}},
-      {{"code", 25}, {"drive", "mirror-a"}, {"occurrence", 2}, {"bytes", 300}}};
-  machine["storelib"]["faults"] = {
-      {{"code", 2}, {"drive", "stripe-b"}, {"error", 12}, {"times", 0}}};
-  std::string error;
-  ASSERT_TRUE(installMachine(machine.dump(), &error)) << error;
-  EXPECT_EQ(stpIdentify(1).fisType, 0x34);
-  EXPECT_EQ(stpIdentify(1).returned, 300u);
-  const StpReply broken = stpIdentify(2);
-  EXPECT_EQ(broken.connection, 3);
-  EXPECT_EQ(broken.fisType, 0);
-  EXPECT_EQ(broken.bytes, 0u);
-  EXPECT_EQ(stpIdentify(2).fisType, 0x34);
-
-  struct {
-    std::uint8_t command = 2, group = 0;
-    std::uint16_t reserved = 0;
-    std::uint32_t controller = 0;
-    std::uint16_t device = 0;
-    std::uint8_t subIndex = 0, reserved2[17] = {};
-    std::uint32_t bytes = 512;
-    void* data = nullptr;
-    std::uint8_t reserved3[8] = {};
-  } record;
-  Bytes block(512);
-  record.data = block.data();
-  const auto& functions = virtual_pc::machine().libraries().at("storelib.dll");
-  const auto library =
-      reinterpret_cast<std::uint32_t (*)(void*)>(functions.at("ProcessLibCommand"));
-  std::string results;
-  for (record.device = 4; record.device < 8; ++record.device) {
-    results += std::to_string(library(&record)) + " ";
-  }
-  EXPECT_EQ(results, "0 12 0 0 ");
-  resetMachine();
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // The simulated system calls: handles, files, controls and their error numbers.
 #include <cfgmgr32.h>
 #include <gtest/gtest.h>
-#include <ntddscsi.h>
 #include <setupapi.h>
 #include <sys/stat.h>
 #include <windows.h>
@@ -13,8 +12,9 @@
 
 #include "tests/support/aligned_bytes.h"
 #include "tests/support/drive_bench.h"
+#include "tests/support/on_virtual_pc.h"
+#include "tests/support/system_error.h"
 #include "tests/support/temporary_folder.h"
-#include "virtual_pc/system/kernel.h"
 #include "virtual_pc/system/text_forms.h"
 
 namespace ostria::virtual_pc::test {
@@ -22,10 +22,10 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-class SystemCalls : public ::testing::Test {
+class SystemCalls : public storage::test::OnVirtualPc {
  protected:
   void SetUp() override {
-    install(R"({"format": 1,
+    switchOn(R"({"format": 1,
       "drives": [
         {"name": "a", "kind": "sata", "model": "HDD", "serial": "S1", "size_sectors": 100000,
          "bad_sectors": [{"lba": 100, "kind": "hang"}, {"lba": 200}],
@@ -36,14 +36,6 @@ class SystemCalls : public ::testing::Test {
       "volumes": [
         {"letter": "C", "drive": "a", "label": "System", "serial": 255, "free_bytes": 10485760,
          "files": [{"path": "\\Windows\\win.ini", "text": "hello"}, {"path": "\\Temp", "directory": true}]}]})");
-  }
-  void TearDown() override {
-    EXPECT_EQ(openHandles(), 0u);
-    resetMachine();
-  }
-  static void install(const char* text) {
-    std::string error;
-    ASSERT_TRUE(installMachine(text, &error)) << error;
   }
   static HANDLE open(const wchar_t* path, DWORD flags = 0,
                      DWORD access = GENERIC_READ | GENERIC_WRITE) {
@@ -86,11 +78,9 @@ TEST_F(SystemCalls, RequestsInFlightEndInVirtualTimeOrAreCancelled) {
   AlignedBytes buffer(512, 0xEE);
   DWORD got = 0;
   overlapped.Offset = 300 * 512;
-  EXPECT_FALSE(ReadFile(disk, buffer.data(), 512, nullptr, &overlapped));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_PENDING});
+  expectFails(ReadFile(disk, buffer.data(), 512, nullptr, &overlapped), ERROR_IO_PENDING);
   EXPECT_EQ(buffer, AlignedBytes(512, 0xEE)) << "nothing arrives before its time";
-  EXPECT_FALSE(GetOverlappedResult(disk, &overlapped, &got, FALSE));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_INCOMPLETE});
+  expectFails(GetOverlappedResult(disk, &overlapped, &got, FALSE), ERROR_IO_INCOMPLETE);
   EXPECT_EQ(WaitForSingleObject(event, 30000), WAIT_OBJECT_0);
   EXPECT_TRUE(GetOverlappedResult(disk, &overlapped, &got, FALSE));
   EXPECT_EQ(got, 512u);
@@ -103,86 +93,61 @@ TEST_F(SystemCalls, RequestsInFlightEndInVirtualTimeOrAreCancelled) {
   EXPECT_EQ(WaitForSingleObject(event, 30000), DWORD{WAIT_TIMEOUT});
   EXPECT_EQ(machine().clock().now() - before, 30 * kMicrosecondsPerSecond);
   EXPECT_TRUE(CancelIo(disk));
-  EXPECT_FALSE(GetOverlappedResult(disk, &overlapped, &got, FALSE));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_IO_INCOMPLETE}) << "the driver has it still";
-  EXPECT_FALSE(GetOverlappedResult(disk, &overlapped, &got, TRUE));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_OPERATION_ABORTED});
+  expectFails(GetOverlappedResult(disk, &overlapped, &got, FALSE), ERROR_IO_INCOMPLETE,
+              "the driver has it still");
+  expectFails(GetOverlappedResult(disk, &overlapped, &got, TRUE), ERROR_OPERATION_ABORTED);
   Sleep(120000);
   EXPECT_EQ(buffer, AlignedBytes(512, 0xEE)) << "a cancelled request never writes";
 
   overlapped.Offset = 200 * 512;
   ReadFile(disk, buffer.data(), 512, nullptr, &overlapped);
-  EXPECT_FALSE(GetOverlappedResult(disk, &overlapped, &got, TRUE));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_CRC});
+  expectFails(GetOverlappedResult(disk, &overlapped, &got, TRUE), ERROR_CRC);
   overlapped.Offset = 100;
-  EXPECT_FALSE(ReadFile(disk, buffer.data(), 512, nullptr, &overlapped));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
+  expectFails(ReadFile(disk, buffer.data(), 512, nullptr, &overlapped), ERROR_INVALID_PARAMETER);
   CloseHandle(event);
   CloseHandle(disk);
 }
 
-TEST_F(SystemCalls, MountedVolumeGuardsItsSectors) {
-  const HANDLE disk = open(L"\\\\.\\PhysicalDrive0");
-  const HANDLE volume = open(L"\\\\.\\C:");
-  const Bytes data(512, 1);
-  DWORD got = 0;
-  LARGE_INTEGER at{};
-  at.QuadPart = 2050 * 512;
-  const auto writes = [&] {
-    SetFilePointerEx(disk, at, nullptr, FILE_BEGIN);
-    return WriteFile(disk, data.data(), 512, &got, nullptr);
+TEST_F(SystemCalls, PlannedFaultsEndAReadWhenTheirTimeHasPassed) {
+  constexpr DWORD kLater = ERROR_IO_PENDING;
+  const struct {
+    const char* kind;
+    const char* fault;
+    DWORD call;
+    DWORD request;
+    DWORD bytes;
+  } rows[] = {
+      {"sas", R"({"action": "device_error", "codes": [3, 17]})", kLater, ERROR_CRC, 0},
+      {"sas", R"({"action": "device_error", "codes": [3, 17], "milliseconds": 0})", ERROR_CRC, 0,
+       0},
+      {"sas", R"({"action": "scsi_status", "status": 24})", kLater, ERROR_BUSY, 0},
+      {"sas", R"({"action": "scsi_status", "status": 2})", kLater, ERROR_IO_DEVICE, 0},
+      {"sas", R"({"action": "device_error", "codes": [6, 41]})", kLater, 0, 512},
+      {"sas", R"({"action": "device_error", "codes": [6, 41], "times": 2})", kLater,
+       ERROR_IO_DEVICE, 0},
+      {"sas", R"({"action": "short", "bytes": 0})", kLater, 0, 0},
+      {"sata", R"({"action": "transport", "error": 31})", kLater, 31, 0},
+      {"sata", R"({"action": "transport", "error": 31, "milliseconds": 0})", 31, 0, 0},
+      {"sata", R"({"action": "device_error", "codes": [0, 112]})", kLater, ERROR_IO_DEVICE, 0},
+      {"nvme", R"({"action": "device_error", "codes": [2, 129]})", kLater, ERROR_CRC, 0},
   };
-  EXPECT_FALSE(writes());
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-  const HANDLE file = open(L"C:\\Windows\\win.ini");
-  EXPECT_FALSE(DeviceIoControl(volume, FSCTL_LOCK_VOLUME, nullptr, 0, nullptr, 0, &got, nullptr))
-      << "a file is open";
-  CloseHandle(file);
-  ASSERT_TRUE(DeviceIoControl(volume, FSCTL_LOCK_VOLUME, nullptr, 0, nullptr, 0, &got, nullptr));
-  EXPECT_TRUE(
-      DeviceIoControl(volume, FSCTL_DISMOUNT_VOLUME, nullptr, 0, nullptr, 0, &got, nullptr));
-  EXPECT_EQ(open(L"C:\\Windows\\win.ini"), INVALID_HANDLE_VALUE);
-  EXPECT_TRUE(writes());
-  CloseHandle(volume);
-  EXPECT_FALSE(writes()) << "closing gives the lock back";
-  CloseHandle(disk);
-}
-
-TEST_F(SystemCalls, FilesLieInTheSectorsOfTheDrive) {
-  DWORD got = 0;
-  ULARGE_INTEGER before, after;
-  GetDiskFreeSpaceExW(L"C:\\", nullptr, nullptr, &before);
-  const HANDLE file =
-      CreateFileW(L"C:\\Temp\\scratch.bin", GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                  FILE_FLAG_NO_BUFFERING | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(open(L"C:\\Temp\\scratch.bin"), INVALID_HANDLE_VALUE) << "not shared";
-  LARGE_INTEGER place{};
-  place.QuadPart = 3 << 20;
-  EXPECT_TRUE(SetFilePointerEx(file, place, nullptr, FILE_BEGIN));
-  EXPECT_TRUE(SetEndOfFile(file));
-  EXPECT_TRUE(DeviceIoControl(file, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &got, nullptr));
-  place.QuadPart = 1 << 20;
-  const AlignedBytes data(1 << 20, 0x77);
-  SetFilePointerEx(file, place, nullptr, FILE_BEGIN);
-  EXPECT_TRUE(WriteFile(file, data.data(), 1 << 20, &got, nullptr));
-  EXPECT_GE(machine().drive("a")->medium->store().storedSectors(), 2048u);
-  GetDiskFreeSpaceExW(L"C:\\", nullptr, nullptr, &after);
-  EXPECT_EQ(before.QuadPart - after.QuadPart, 1u << 20) << "a sparse file takes what is written";
-  place.QuadPart = (1 << 20) - 4096;
-  SetFilePointerEx(file, place, nullptr, FILE_BEGIN);
-  AlignedBytes back(8192);
-  EXPECT_TRUE(ReadFile(file, back.data(), 8192, &got, nullptr));
-  EXPECT_EQ(Bytes(back.begin(), back.begin() + 4096), Bytes(4096, 0));
-  EXPECT_EQ(Bytes(back.begin() + 4096, back.end()), Bytes(4096, 0x77));
-  place.QuadPart = 20 << 20;
-  SetFilePointerEx(file, place, nullptr, FILE_BEGIN);
-  EXPECT_FALSE(SetEndOfFile(file));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_DISK_FULL});
-  CloseHandle(file);
-  EXPECT_EQ(GetFileAttributesW(L"C:\\Temp\\scratch.bin"), INVALID_FILE_ATTRIBUTES);
-  GetDiskFreeSpaceExW(L"C:\\", nullptr, nullptr, &after);
-  EXPECT_EQ(before.QuadPart, after.QuadPart);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.kind) + row.fault);
+    switchOn(
+        std::string(R"({"format": 1, "drives": [{"model": "M", "size_sectors": 1000, "kind": ")") +
+        row.kind + R"(", "faults": [)" + row.fault + "]}]}");
+    const HANDLE disk = open(L"\\\\.\\PhysicalDrive0", FILE_FLAG_OVERLAPPED);
+    OVERLAPPED overlapped{};
+    std::uint8_t sector[512];
+    DWORD bytes = 0;
+    expectFails(ReadFile(disk, sector, sizeof sector, nullptr, &overlapped), row.call);
+    if (row.call == kLater) {
+      const BOOL read = GetOverlappedResult(disk, &overlapped, &bytes, TRUE);
+      EXPECT_EQ(read != FALSE ? 0 : GetLastError(), row.request);
+    }
+    EXPECT_EQ(bytes, row.bytes);
+    CloseHandle(disk);
+  }
 }
 
 TEST_F(SystemCalls, SweepFaultsHitTheirCallAndDevicesGoAway) {
@@ -197,29 +162,12 @@ TEST_F(SystemCalls, SweepFaultsHitTheirCallAndDevicesGoAway) {
     return DeviceIoControl(disk, IOCTL_STORAGE_GET_DEVICE_NUMBER, nullptr, 0, &number,
                            sizeof number, &got, nullptr);
   };
-  EXPECT_FALSE(ask());
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
+  expectFails(ask(), ERROR_GEN_FAILURE);
   EXPECT_TRUE(ask());
-  EXPECT_FALSE(ask());
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_DEVICE_NOT_CONNECTED});
+  expectFails(ask(), ERROR_DEVICE_NOT_CONNECTED);
   CloseHandle(disk);
   EXPECT_EQ(open(L"\\\\.\\PhysicalDrive0"), INVALID_HANDLE_VALUE);
   EXPECT_EQ(faults.calls(), 5u);
-}
-
-TEST_F(SystemCalls, WithoutRightsDevicesStayShut) {
-  install(R"({"format": 1, "administrator": false, "drives": [
-      {"kind": "sata", "model": "HDD", "size_sectors": 1000}]})");
-  EXPECT_EQ(open(L"\\\\.\\PhysicalDrive0"), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-  const HANDLE disk = open(L"\\\\.\\PhysicalDrive0", 0, 0);
-  ASSERT_NE(disk, INVALID_HANDLE_VALUE);
-  SCSI_PASS_THROUGH header{};
-  DWORD got = 0;
-  EXPECT_FALSE(DeviceIoControl(disk, IOCTL_SCSI_PASS_THROUGH, &header, sizeof header, &header,
-                               sizeof header, &got, nullptr));
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-  CloseHandle(disk);
 }
 
 TEST(VirtualText, ConvertsBothWaysAndRefusesWhatIsNone) {

@@ -10,10 +10,10 @@
 #include "platform/windows/discovery/win_emmc_utils.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/good_conduct.h"
+#include "tests/support/on_virtual_pc.h"
 #include "transport/emmc/emmc_protocol.h"
 #include "transport/nvme/nvme_protocol.h"
 #include "transport/nvme/nvme_system_call_protocol.h"
-#include "virtual_pc/system/kernel.h"
 
 namespace ostria::storage::test {
 namespace {
@@ -21,13 +21,11 @@ namespace {
 namespace vpc = virtual_pc;
 using Lines = std::vector<std::string>;
 
-class FoundDrives : public ::testing::Test {
+class FoundDrives : public OnVirtualPc {
  protected:
-  FoundDrives() { vpc::resetMachine(); }
-  ~FoundDrives() override {
+  void TearDown() override {
     manager.reset();
-    EXPECT_EQ(settledHandles(), 0u);
-    vpc::resetMachine();
+    settledHandles();
   }
 
   void scan() {
@@ -36,12 +34,9 @@ class FoundDrives : public ::testing::Test {
   }
   /// Scans a machine whose only drive is an NVMe drive of 1000 sectors.
   StorageComponent* scanOne(const std::string& nvme) {
-    std::string error;
-    const std::string text =
-        R"({"format": 1, "drives": [{"kind": "nvme", "model": "M", "serial": "S",
-            "size_sectors": 1000, "nvme": )" +
-        nvme + "}]}";
-    EXPECT_TRUE(vpc::installMachine(text, &error)) << error;
+    switchOn(R"({"format": 1, "drives": [{"kind": "nvme", "model": "M", "serial": "S",
+                 "size_sectors": 1000, "nvme": )" +
+             nvme + "}]}");
     scan();
     return manager->componentCount() == 0 ? nullptr
                                           : dynamic_cast<StorageComponent*>(manager->component(0));
@@ -65,29 +60,6 @@ class FoundDrives : public ::testing::Test {
   std::unique_ptr<StorageComponentManager> manager;
 };
 
-TEST_F(FoundDrives, EachPassThroughGetsItsProtocol) {
-  scan();
-  const struct {
-    const char* serial;
-    ProtocolKind kind;
-    std::uint32_t sectorBytes;
-    std::uint64_t sectors;
-  } rows[] = {{"VPC-NVM-0001", ProtocolKind::NvmeSystemCall, 512, 33'554'432},
-              {"VPC-NVM-0002", ProtocolKind::Nvme, 512, 16'777'216},
-              {"VPC-NVM-0003", ProtocolKind::Nvme, 4096, 524'288},
-              {"VPC-NVM-0004", ProtocolKind::NvmeScsi, 512, 4'194'304},
-              {"VEM0001A", ProtocolKind::Emmc, 512, 15'727'635}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.serial);
-    StorageComponent& found = component(row.serial);
-    EXPECT_EQ(found.storageProtocol()->GetProtocolKind(), row.kind);
-    EXPECT_EQ(propertiesOf(found).logicalSectorSize, row.sectorBytes);
-    EXPECT_EQ(propertiesOf(found).totalSectors, row.sectors);
-  }
-  EXPECT_EQ(propertiesOf(component("VPC-NVM-0001")).fruPartNumber,
-            "VPC-PN-0001" + std::string(19, ' '));
-}
-
 std::string withoutBlanks(std::string text) {
   text.erase(text.find_last_not_of(' ') + 1);
   return text;
@@ -105,16 +77,13 @@ TEST_F(FoundDrives, PassThroughsAreTriedInTheirOrderAndAgreeOnTheDrive) {
               {3, ProtocolKind::NvmeScsi, true}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.failures);
-    std::string error;
-    const std::string text = R"({"format": 1, "drives": [{"kind": "nvme", "model": "PASSTHROUGHS",
+    const std::string failures = R"(, "faults": [{"action": "transport", "command": 6, "detail": 1,
+        "times": )" + std::to_string(row.failures) +
+                                 "}]";
+    switchOn(R"({"format": 1, "drives": [{"kind": "nvme", "model": "PASSTHROUGHS",
         "serial": "SERIAL-7", "firmware": "FW7", "size_sectors": 100000, "temperature": 47,
         "nvme": {"pass_through": "all"})" +
-                             (row.failures == 0 ? std::string()
-                                                : R"(, "faults": [{"action": "transport",
-        "command": 6, "detail": 1, "times": )" + std::to_string(row.failures) +
-                                                      "}]") +
-                             "}]}";
-    ASSERT_TRUE(vpc::installMachine(text, &error)) << error;
+             (row.failures == 0 ? "" : failures) + "}]}");
     scan();
     ASSERT_EQ(manager->componentCount(), 1u);
     auto& found = dynamic_cast<StorageComponent&>(*manager->component(0));
@@ -131,8 +100,12 @@ TEST_F(FoundDrives, PassThroughsAreTriedInTheirOrderAndAgreeOnTheDrive) {
     std::uint8_t celsius = 0;
     EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
     EXPECT_EQ(celsius, 47);
-    std::vector<std::uint8_t> buffer(8192);
-    EXPECT_EQ(succeeded(protocol.Read(0, 16, 10, buffer.data(), 8192)), row.longReads);
+    std::vector<std::uint8_t> read(8192), held(8192);
+    for (unsigned i = 0; i < 16; ++i) {
+      vpc::machine().drives()[0]->medium->peek(5000 + i, &held[512 * i]);
+    }
+    EXPECT_EQ(succeeded(protocol.Read(5000, 16, 10, read.data(), 8192)), row.longReads);
+    EXPECT_EQ(read == held, row.longReads);
   }
 }
 
@@ -161,18 +134,6 @@ TEST_F(FoundDrives, SelfTestOfEveryPassThroughRunsToItsOutcome) {
     EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
     EXPECT_EQ(value, 1);
   }
-}
-
-TEST_F(FoundDrives, PortPassThroughReadsWhatTheMediumHolds) {
-  scan();
-  StorageProtocol& protocol = *component("VPC-NVM-0002").storageProtocol();
-  std::vector<std::uint8_t> read(2048);
-  std::vector<std::uint8_t> held(2048);
-  for (unsigned i = 0; i < 4; ++i) {
-    vpc::machine().drive("nvme-intel")->medium->peek(5000 + i, &held[512 * i]);
-  }
-  EXPECT_EQ(protocol.Read(5000, 4, 10, read.data(), 2048), ProtocolResult::Success);
-  EXPECT_EQ(read, held);
 }
 
 TEST_F(FoundDrives, ControllersThatTalkNonsenseAreListedOnlyAsFarAsTheyCanBeUsed) {
@@ -230,18 +191,6 @@ TEST(DescriptorText, IsDecodedOnlyWhenAllOfItIsSwappedHexadecimal) {
   EXPECT_EQ(DecodeDescriptorText("  AB 1\x7F tail"), "AB 1");
   EXPECT_EQ(DecodeDescriptorText("20202020"), "");
   EXPECT_EQ(DecodeDescriptorText(""), "");
-}
-
-TEST_F(FoundDrives, WithoutAUsableVolumeAreRefusedByTheWriteTest) {
-  scan();
-  StorageDeviceWriteTest test{Identifier{}};
-  EXPECT_FALSE(test.isApplicable(&component("VPC-SSD-0001")));
-  EXPECT_TRUE(test.isApplicable(&component("VEM0001A")));
-  for (const char* serial : {"VPC-NVM-0002", "VPC-SD-0001"}) {
-    FakeHost host(&component(serial));
-    EXPECT_EQ(test.run(&host), TestResult::NotPerformed);
-    EXPECT_EQ(host.count("log 0 THE_AVAILABLE_VOLUMES_DO_NOT_FULFILL_THE_TEST_REQUIREMENTS."), 1u);
-  }
 }
 
 }  // namespace

@@ -4,21 +4,15 @@
 #include <gtest/gtest.h>
 
 #include "platform/windows/discovery/win_device_scan_filter.h"
-#include "virtual_pc/system/kernel.h"
+#include "tests/support/on_virtual_pc.h"
 
 namespace ostria::storage::test {
 namespace {
 
 namespace vpc = virtual_pc;
 
-class WinStorageScannerTest : public testing::Test {
+class WinStorageScannerTest : public OnVirtualPc {
  protected:
-  WinStorageScannerTest() { vpc::resetMachine(); }
-  ~WinStorageScannerTest() override {
-    EXPECT_EQ(vpc::openHandles(), 0u);
-    vpc::resetMachine();
-  }
-
   std::uint32_t numberOf(const std::string& drive) { return vpc::machine().disk(drive)->number(); }
 
   WinStorageScanner scanner;
@@ -81,12 +75,9 @@ TEST_F(WinStorageScannerTest, WhatTheSystemShowsAsRaidIsDistinguished) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.drive);
-    std::string error;
-    ASSERT_TRUE(vpc::installMachine(
+    switchOn(
         std::string(R"({"format": 1, "drives": [{"size_sectors": 1000, "shown_as_raid": true, )") +
-            row.drive + "}]}",
-        &error))
-        << error;
+        row.drive + "}]}");
     ASSERT_EQ(scanner.listDevices(devices), 0);
     StorageBusKind kind{};
     bool optane = false;
@@ -149,16 +140,13 @@ TEST_F(WinStorageScannerTest, PartitionsAreJoinedWithTheirVolumes) {
 }
 
 TEST_F(WinStorageScannerTest, AVolumeOnSeveralDisksIsShownOnEachWithoutItsSizes) {
-  std::string error;
-  ASSERT_TRUE(vpc::installMachine(R"({"format": 1, "drives": [
+  switchOn(R"({"format": 1, "drives": [
     {"name": "a", "kind": "sata", "model": "A", "size_sectors": 9000, "layout": {"style": "gpt",
      "partitions": [{"start_sector": 64, "sectors": 1000}]}},
     {"name": "b", "kind": "sata", "model": "B", "size_sectors": 9000, "layout": {"style": "gpt",
      "partitions": [{"start_sector": 64, "sectors": 1000}, {"start_sector": 1064, "sectors": 500}]}}],
     "volumes": [{"letter": "S", "drive": "a", "label": "SET",
-                 "further_parts": [{"drive": "b", "partition": 2}]}]})",
-                                  &error))
-      << error;
+                 "further_parts": [{"drive": "b", "partition": 2}]}]})");
   scanner.listDevices(devices);
   for (const auto& [drive, wanted] :
        {std::pair("a", "1 S:\\ SET 512000"), std::pair("b", "2 S:\\ SET 256000")}) {
@@ -182,13 +170,10 @@ TEST_F(WinStorageScannerTest, FullTableOfOverlappingPartitionsIsReadWhole) {
     partitions += std::string(i == 1 ? "" : ",") + R"({"sectors": 90000, "start_sector": )" +
                   std::to_string(i) + "}";
   }
-  std::string error;
-  ASSERT_TRUE(vpc::installMachine(
+  switchOn(
       R"({"format": 1, "drives": [{"name": "a", "kind": "sata", "model": "A", "serial": "1",
           "size_sectors": 100000, "layout": {"style": "gpt", "partitions": [)" +
-          partitions + R"(]}}], "volumes": [{"letter": "C", "drive": "a", "partition": 128}]})",
-      &error))
-      << error;
+      partitions + R"(]}}], "volumes": [{"letter": "C", "drive": "a", "partition": 128}]})");
   ASSERT_EQ(scanner.listDevices(devices), 0);
   PartitionTable table;
   ASSERT_EQ(scanner.readPartitionTable(0, &table, 100000 * 512), 0);
