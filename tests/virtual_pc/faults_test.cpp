@@ -1,11 +1,9 @@
-// Planned faults: what shows of them at the drive and at the system.
+// Planned faults: what shows of them at the drive.
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include "base/byte_order.h"
 #include "tests/support/drive_bench.h"
 #include "virtual_pc/drives/scsi_block.h"
-#include "virtual_pc/system/kernel.h"
 
 namespace ostria::virtual_pc::test {
 namespace {
@@ -120,70 +118,6 @@ TEST(VirtualFaults, OpcodesOfTheTwoNvmeQueuesAreNotMistaken) {
   EXPECT_EQ(log.statusCode, 9);
   EXPECT_EQ(send(true, 0x007F0006).statusCode, 0);
   EXPECT_EQ(send(false, 2).data, unwritten(2));
-}
-
-/// How a read of one sector by the system ends: the error of the call, and that of the request.
-struct ReadEnd {
-  DWORD call = 0;
-  DWORD request = 0;
-  DWORD bytes = 0;
-};
-
-ReadEnd systemRead(const std::string& kind, const std::string& fault) {
-  std::string error;
-  EXPECT_TRUE(installMachine(R"({"format": 1, "drives": [{"model": "M", "size_sectors": 1000,
-      "kind": ")" + kind + R"(", "faults": [)" +
-                                 fault + "]}]}",
-                             &error))
-      << error;
-  const HANDLE disk =
-      CreateFileW(L"\\\\.\\PhysicalDrive0", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                  nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
-  OVERLAPPED overlapped{};
-  std::uint8_t sector[512];
-  ReadEnd end;
-  if (ReadFile(disk, sector, sizeof sector, nullptr, &overlapped) == 0) {
-    end.call = GetLastError();
-  }
-  if (end.call == ERROR_IO_PENDING &&
-      GetOverlappedResult(disk, &overlapped, &end.bytes, TRUE) == 0) {
-    end.request = GetLastError();
-  }
-  CloseHandle(disk);
-  return end;
-}
-
-TEST(VirtualFaults, TheDiskDriverReportsThemWhenTheirTimeHasPassed) {
-  const struct {
-    const char* kind;
-    const char* fault;
-    DWORD call;
-    DWORD request;
-    DWORD bytes;
-  } cases[] = {
-      {"sas", R"({"action": "device_error", "codes": [3, 17]})", ERROR_IO_PENDING, ERROR_CRC, 0},
-      {"sas", R"({"action": "device_error", "codes": [3, 17], "milliseconds": 0})", ERROR_CRC, 0,
-       0},
-      {"sas", R"({"action": "scsi_status", "status": 24})", ERROR_IO_PENDING, ERROR_BUSY, 0},
-      {"sas", R"({"action": "scsi_status", "status": 2})", ERROR_IO_PENDING, ERROR_IO_DEVICE, 0},
-      {"sas", R"({"action": "device_error", "codes": [6, 41]})", ERROR_IO_PENDING, 0, 512},
-      {"sas", R"({"action": "device_error", "codes": [6, 41], "times": 2})", ERROR_IO_PENDING,
-       ERROR_IO_DEVICE, 0},
-      {"sas", R"({"action": "short", "bytes": 0})", ERROR_IO_PENDING, 0, 0},
-      {"sata", R"({"action": "transport", "error": 31})", ERROR_IO_PENDING, 31, 0},
-      {"sata", R"({"action": "transport", "error": 31, "milliseconds": 0})", 31, 0, 0},
-      {"sata", R"({"action": "device_error", "codes": [0, 112]})", ERROR_IO_PENDING,
-       ERROR_IO_DEVICE, 0},
-      {"nvme", R"({"action": "device_error", "codes": [2, 129]})", ERROR_IO_PENDING, ERROR_CRC, 0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.kind) + c.fault);
-    const ReadEnd end = systemRead(c.kind, c.fault);
-    EXPECT_EQ(end.call, c.call);
-    EXPECT_EQ(end.request, c.request);
-    EXPECT_EQ(end.bytes, c.bytes);
-  }
-  resetMachine();
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The reports look like JSON and are not: the values are not escaped, so a reader of JSON would
-// refuse what a device with a quotation mark in its name reports.
+// The reports have the form of JSON objects without the array around them. A module that escapes
+// nothing is understood, too: of a drive with a quotation mark in its name every row is read.
 #include "host/core/run/smart_report.h"
 
 namespace ostria::host {
