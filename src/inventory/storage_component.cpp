@@ -32,9 +32,8 @@ constexpr std::array<std::uint16_t, 10> kReadBlockCandidates = {65535, 32767, 16
                                                                 2047,  1023,  511,   255,  127};
 constexpr int kReadsPerCandidate = 5;
 
-bool fits(std::uint16_t sectors, const StorageProtocolProperties& properties,
-          std::uint32_t bufferBytes) {
-  return std::uint64_t{sectors} * properties.logicalSectorSize <= bufferBytes;
+bool fits(std::uint16_t sectors, std::uint32_t sectorBytes, std::uint32_t bufferBytes) {
+  return std::uint64_t{sectors} * sectorBytes <= bufferBytes;
 }
 
 }  // namespace
@@ -173,9 +172,7 @@ ProtocolResult StorageComponent::readUntimed(std::uint64_t lba, std::uint16_t co
     return readVolume(lba, count, buffer, bufferBytes, kReadTimeoutSeconds);
   }
   // The protocol reads with the sector size of its cache, which each look at the device refreshes.
-  StorageProtocolProperties properties;
-  if (buffer == nullptr || !succeeded(protocol_->GetCachedProperties(&properties)) ||
-      !fits(count, properties, bufferBytes)) {
+  if (buffer == nullptr || !fits(count, protocol_->cachedSectorSize(), bufferBytes)) {
     return ProtocolResult::InvalidArgument;
   }
   return protocol_->Read(lba, count, timeoutSeconds, buffer, bufferBytes);
@@ -195,14 +192,11 @@ ProtocolResult StorageComponent::readVolume(std::uint64_t lba, std::uint16_t cou
 
 std::uint64_t StorageComponent::volumeSectorBytes(std::uint64_t lba, std::uint16_t count,
                                                   std::uint32_t bufferBytes) const {
-  StorageProtocolProperties properties;
-  if (!succeeded(protocol_->GetCachedProperties(&properties)) ||
-      properties.logicalSectorSize < kSmallestSectorBytes ||
-      !fits(count, properties, bufferBytes)) {
+  const std::uint32_t sectorBytes = protocol_->cachedSectorSize();
+  if (sectorBytes < kSmallestSectorBytes || !fits(count, sectorBytes, bufferBytes)) {
     return 0;
   }
   // An offset that does not fit would wrap round to a sector that nobody asked for.
-  const std::uint64_t sectorBytes = properties.logicalSectorSize;
   return lba > std::numeric_limits<std::uint64_t>::max() / sectorBytes ? 0 : sectorBytes;
 }
 

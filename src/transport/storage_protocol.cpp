@@ -66,6 +66,8 @@ ProtocolResult StorageProtocol::GetCachedProperties(StorageProtocolProperties* o
   return ProtocolResult::Success;
 }
 
+std::uint32_t StorageProtocol::cachedSectorSize() const { return properties_->logicalSectorSize; }
+
 ProtocolResult StorageProtocol::PredictFailureFallback(std::uint8_t* healthy) {
   bool failing = false;
   const ProtocolResult result = queryPredictedFailure(GetDeviceHandle(), &failing);

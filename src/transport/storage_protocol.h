@@ -62,6 +62,9 @@ class StorageProtocol {
   /// Copies what the last `GetProperties` learnt, without device traffic.
   /// @return `Failure` for a null `out`
   ProtocolResult GetCachedProperties(StorageProtocolProperties* out) const;
+  /// Bytes of a sector as the last `GetProperties` learnt them, 0 when it did not: what each read
+  /// needs, without a copy of all the texts beside it.
+  std::uint32_t cachedSectorSize() const;
   void SetProtocolKind(ProtocolKind kind) { protocolKind_ = kind; }
   ProtocolKind GetProtocolKind() const { return protocolKind_; }
   /// The operating system's own prediction: writes 1 when it sees no failure coming, else 0.
