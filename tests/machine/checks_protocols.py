@@ -68,10 +68,10 @@ def controller_state(bench):
 
     bench.equal("protocols: a controller that is live is no reason for a warning", health().get("verdict"), "good")
     # The kernel waits inside the write until the reset is over; what is sent to the drive meanwhile waits, too.
-    again = f"while sleep 0.1; do echo 1 > {folder}/reset_controller; done"
+    again = f"while sleep 0.03; do echo 1 > {folder}/reset_controller; done"
     found = {}
     with subprocess.Popen(("sh", "-c", again)) as resets:
-        for _ in range(12):
+        for _ in range(40):  # the state is looked at for a moment only
             found = health()
             if "resetting" in str(found) or "connecting" in str(found):
                 break
