@@ -88,7 +88,9 @@ TEST(ProgramTest, JsonIsOneValidDocumentForEveryCommand) {
     const json tool = run({"--json", "recover", operation, "1", "--assume=yes"}).document();
     EXPECT_EQ(tool.at("operation"), operation);
   }
-  EXPECT_THAT(run({"--json", "--help"}).document().at("text"), HasSubstr("--json"));
+  for (const char* help : {"--help", "-h"}) {
+    EXPECT_THAT(run({"--json", help}).document().at("text"), HasSubstr("--json"));
+  }
   EXPECT_EQ(run({"--json", "--version"}).document().at("module_version"), "4.46.0.0");
   json error = run({"--json", "-Qz"}).document();
   EXPECT_EQ(error.at("kind"), "error");
