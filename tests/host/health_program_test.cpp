@@ -226,6 +226,7 @@ TEST(HealthProgramTest, ARaidMemberSaysWhereItIs) {
   EXPECT_EQ(sets["RPC-MIR-02"], R"([{"level":"RAID 1","number":0}])");
   const std::string list = askMachine(machine, {}, false).text;
   EXPECT_THAT(list, HasSubstr("controller 0, drive 5, set 0"));
+  EXPECT_THAT(list, HasSubstr("phy 2, set 0"));
   EXPECT_THAT(list, HasSubstr("Behind RAID Adapter 9000 - SN0042: 2, 3, 4, 5"));
   const Answer failed = askMachine(machine, {"-Qd", "RPC-MIR-02"}, false);
   EXPECT_EQ(failed.code, 1);
