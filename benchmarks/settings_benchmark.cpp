@@ -1,6 +1,6 @@
 // The reader of settings beside reading the lines alone.
 #include <benchmark/benchmark.h>
-#include <unistd.h>
+#include <stdlib.h>
 
 #include <chrono>
 #include <ctime>
@@ -24,8 +24,12 @@ std::chrono::nanoseconds threadTime() {
 // A configuration file of 100 settings: the reader with its rules for malformed lines, beside
 // reading the lines alone. "ratio" is the first time over the second.
 void readSettings(benchmark::State& state) {
-  const std::filesystem::path path =
-      std::filesystem::temp_directory_path() / ("settings_benchmark." + std::to_string(getpid()));
+  std::string folder = (std::filesystem::temp_directory_path() / "settings-XXXXXX").string();
+  if (::mkdtemp(folder.data()) == nullptr) {
+    state.SkipWithError("no temporary folder");
+    return;
+  }
+  const std::filesystem::path path = folder + "/config.ini";
   {
     std::ofstream file(path);
     file << "[STORAGE]\n";
@@ -57,7 +61,7 @@ void readSettings(benchmark::State& state) {
   }
   state.counters["ratio"] =
       static_cast<double>(settings.count()) / static_cast<double>(lines.count());
-  std::filesystem::remove(path);
+  std::filesystem::remove_all(folder);
 }
 
 BENCHMARK(readSettings)->UseManualTime()->Unit(benchmark::kMicrosecond);
