@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <sstream>
+#include <string>
 
 #include "tests/host/run_program.h"
 #include "tests/support/source_folder.h"
@@ -52,6 +54,20 @@ TEST(ReadsProgramTest, BlocksAreListedOnceAndTheSlowestAreNamed) {
   EXPECT_EQ(map[70000 * 768 / 131072], '5');
   EXPECT_EQ(map[100000 * 768 / 131072], 'x');
   EXPECT_LT(map[767], '3');  // a block of 2 MB
+}
+
+TEST(ReadsProgramTest, TheEventOfTheEndHasTheLastCounts) {
+  const Ended ended = run({"-En(ERROR_LIMIT=0)", "READS-1", "--json", "--progress=json"});
+  const json times = ended.document().at("test_runs").at(0).at("read_times");
+  json last;
+  std::istringstream lines(ended.errors);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("test_finished") != std::string::npos) {
+      last = json::parse(line);
+    }
+  }
+  EXPECT_EQ(last.at("bad_blocks"), times.at("bad_blocks"));
+  EXPECT_EQ(last.at("position_sector"), times.at("position_sector"));
 }
 
 TEST(ReadsProgramTest, AScanThatEndsEarlySaysHowMuchItRead) {

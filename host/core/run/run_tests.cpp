@@ -178,6 +178,9 @@ class TestRunner {
     }
     run.reads = readTimesOf(component);
     const std::string surface = lookAtSurface(test, run, services_.texts);
+    if (run.reads) {
+      services_.progress.reads(*run.reads);
+    }
     services_.progress.end(run.outcome);
     if (run.lost) {
       run.note = services_.texts.say("note.device_lost");
