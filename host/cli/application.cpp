@@ -235,8 +235,9 @@ class Application {
       noteUnlisted(manager(), suspended_, texts_, session_.notices);
     }
     if (!plan_.selection.names.empty()) {
-      plan_.selection.devices = checked(resolveDevices(
-          plan_.selection.names, deviceKeys(manager(), silent, names), resolvedDevicePath));
+      plan_.selection.devices =
+          checked(resolveDevices(plan_.selection.names, deviceKeys(manager(), silent, names),
+                                 resolvedDevicePath, plan_.namesTaken));
     }
     if (line_.wake || !plan_.leavesAsleep) {
       const auto again = [this] { scan(); };

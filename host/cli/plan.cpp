@@ -285,6 +285,9 @@ class Planner {
     if (line_.jobs > 1 && !tests) {
       return {"usage.jobs_tests", {}};
     }
+    if (plan_.changesVolumes() && line_.assume == true && !line_.virtualPc) {
+      plan_.namesTaken = NamesTaken::OwnOnly;
+    }
     plan_.leavesAsleep = plan_.action == Action::List || plan_.action == Action::Show ||
                          (tool && (operation.empty() || operation == "filterDevices"));
     if (line_.record && !tests && !tool) {

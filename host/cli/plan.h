@@ -5,6 +5,7 @@
 
 #include "host/cli/command_line.h"
 #include "host/core/model/module_catalogue.h"
+#include "host/core/run/resolve_devices.h"
 #include "host/core/run/selection.h"
 
 namespace ostria::host {
@@ -17,6 +18,9 @@ struct Plan {
   Selection selection;
   bool writes = false;        ///< a test of it writes to the volumes
   bool leavesAsleep = false;  ///< it looks at drives only, sleeping ones excepted
+  /// OwnOnly: it changes a drive, and nobody looks at the question. Simulated drives stay where
+  /// they are.
+  NamesTaken namesTaken = NamesTaken::All;
 
   /// Whether an operation of it takes volumes off line.
   bool changesVolumes() const {

@@ -79,14 +79,24 @@ class Bench:
             print(text, flush=True)
             return code, {}
 
-    def index_of(self, drive, listing=None):
-        """The host's number of a drive, from a listing or a new one."""
+    def listed(self, drive, listing=None):
+        """The host's entry of a drive, from a listing or a new one."""
         if listing is None:
             _, listing = self.product("--list")
-        for device in listing.get("devices", []):
-            if device["id"] == str(drive.number):
-                return str(device["index"])
-        return None
+        return next((device for device in listing.get("devices", []) if device["id"] == str(drive.number)), None)
+
+    def index_of(self, drive, listing=None):
+        """The host's number of a drive."""
+        device = self.listed(drive, listing)
+        return device and str(device["index"])
+
+    def own_name_of(self, drive):
+        """What no other drive has in its place: without a question only that lets a drive be changed."""
+        _, listing = self.product("--list")
+        device = self.listed(drive, listing)
+        alike = [other for other in listing["devices"] if device and other["serial"] == device["serial"]]
+        names = device and [device["serial"] if len(alike) == 1 else "", device["wwn"], *device["by_id"], device["device_node"]]
+        return names and next(name for name in names if name)
 
     def smartctl(self, drive, *options):
         return self.json("smartctl", "-j", *(options or ("-i",)), drive.node)

@@ -49,17 +49,17 @@ def killed(bench):
     ready = shell(bench, f"mkfs.ext4 -q -F {drive.node} && mkdir -p /mnt/pull && mount {drive.node} /mnt/pull")
     if not bench.check("hardship: a volume for signals", ready):
         return
-    index = bench.index_of(drive)
+    name = bench.own_name_of(drive)
     before = mounts()["/mnt/pull"]
     for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGINT):
-        process = start(bench, "recover", "repair", index, "--assume", "yes")
+        process = start(bench, "recover", "repair", name, "--assume", "yes")
         begun(process)
         time.sleep(0.2)
         process.send_signal(number)
         code, results, took = end(process)
         bench.check(f"hardship: a repair stopped by {number.name} gives the volume back",
                     code in (0, 4) and mounts().get("/mnt/pull") == before, (code, results, took, mounts().get("/mnt/pull")))
-    process = start(bench, "recover", "repair", index, "--assume", "yes")
+    process = start(bench, "recover", "repair", name, "--assume", "yes")
     begun(process)
     process.kill()
     process.wait()

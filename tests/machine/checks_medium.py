@@ -28,7 +28,7 @@ def bad_sectors(bench, drive, index):
     code, document = bench.product("-El(START_RANGE=0,STOP_RANGE=10,COVERAGE_AREA=100,ERROR_LIMIT=10)", index)
     bench.equal("medium: the linear read test fails the drive", (code, [run["result"] for run in document.get("test_runs", [])]),
                 (1, [1]))
-    code, document = bench.product("recover", "repair", index, "--assume", "yes")
+    code, document = bench.product("recover", "repair", bench.own_name_of(drive), "--assume", "yes")
     sectors = document.get("tool_runs", [{}])[0].get("sectors", {})
     bench.equal("medium: a sector that stays bad is not called repaired",
                 (code, sectors.get("bad_sectors"), sectors.get("repaired_sectors")), (1, COUNT, 0))
@@ -74,8 +74,7 @@ def file_system(bench, drive):
     bench.check("medium: the bench's damage is one", code != 0, code)
     bench.run("mkdir", "-p", "/mnt/check")
     bench.run("mount", "-o", "noatime", node, "/mnt/check")
-    index = bench.index_of(drive)
-    code, document = bench.product("recover", "filesystem", index, "--assume", "yes")
+    code, document = bench.product("recover", "filesystem", bench.own_name_of(drive), "--assume", "yes")
     print(document, flush=True)
     parts = document.get("tool_runs", [{}])[0].get("partitions", [])
     bench.check("medium: the file system is checked", parts and parts[0]["report"] != "", document)
@@ -103,8 +102,8 @@ def checked_by_hand(bench, drive):
     code, _ = bench.run("e2fsck", "-fn", node)
     bench.equal("medium: and e2fsck agrees", code, 0)
     bench.run("debugfs", "-w", "-R", "clri <11>", node)
-    index = bench.index_of(drive)
-    answers = [statuses(bench.product("recover", "filesystem", index, "--assume", "yes")[1]) for _ in range(2)]
+    name = bench.own_name_of(drive)
+    answers = [statuses(bench.product("recover", "filesystem", name, "--assume", "yes")[1]) for _ in range(2)]
     bench.equal("medium: by the program it is checked without being mounted, too", answers, [[9], [0]])
     code, _ = bench.run("e2fsck", "-fn", node)
     bench.equal("medium: and is mended", code, 0)
@@ -115,14 +114,14 @@ def running_system(bench, drive):
     node = drive.node + "1"
     bench.run("mkdir", "-p", "/boot")
     bench.run("mount", node, "/boot")
-    index = bench.index_of(drive)
+    name = bench.own_name_of(drive)
     state = lambda: bench.run("dumpe2fs", "-h", node)[1]
     field = lambda text, name: [line for line in text.splitlines() if line.startswith(name)]
     before = state()
-    code, document = bench.product("recover", "filesystem", index, "--assume", "no")
+    code, document = bench.product("recover", "filesystem", name, "--assume", "no")
     bench.check("medium: without a yes nothing is asked for", code == 3 and 3 not in statuses(document), (code, document))
     bench.equal("medium: and nothing is changed", field(state(), "Filesystem state"), field(before, "Filesystem state"))
-    code, document = bench.product("recover", "filesystem", index, "--assume", "yes")
+    code, document = bench.product("recover", "filesystem", name, "--assume", "yes")
     bench.equal("medium: a volume of the running system is checked at the next start only", (code, statuses(document)), (3, [3]))
     with open("/proc/mounts", encoding="utf-8") as file:
         bench.check("medium: it was never taken off line", node + " /boot " in file.read())

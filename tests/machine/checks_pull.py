@@ -74,20 +74,20 @@ def pullable(drive):
         time.sleep(3)
 
 
-def with_index(arguments, index):
-    """The number stands behind the words of a tool, or behind the test."""
+def with_name(arguments, name):
+    """The name of the drive stands behind the words of a tool, or behind the test."""
     words = 2 if arguments[0] == "recover" else 1
-    return (*arguments[:words], index, *arguments[words:])
+    return (*arguments[:words], name, *arguments[words:])
 
 
 def pulled(bench, marker, arguments):
     drive = bench.needed(marker, "pull")
-    index = drive and bench.index_of(drive)
+    called = drive and bench.own_name_of(drive)
     name = f"pull: {marker}, {' '.join(arguments)}"
-    if not bench.check(f"{name}: has a number", index is not None):
+    if not bench.check(f"{name}: is listed", called is not None):
         return
     with pullable(drive) as pull:
-        process = start(bench, *with_index(arguments, index))
+        process = start(bench, *with_name(arguments, called))
         if not begun(process):
             code, results, took = end(process)
             bench.report(name, "FAIL", f"it did not begin: {code} {results}")

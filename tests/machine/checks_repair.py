@@ -32,7 +32,7 @@ def content(drive):
 def repair(bench, drive, *options):
     """Exit code, status, note, and whether anything was written."""
     before = content(drive)
-    code, document = bench.product("recover", "repair", bench.index_of(drive), "--assume", "yes", *options)
+    code, document = bench.product("recover", "repair", bench.own_name_of(drive), "--assume", "yes", *options)
     run = (document.get("tool_runs") or [{}])[0]
     note = run.get("note", "")
     print(code, run.get("status"), note, flush=True)
@@ -158,7 +158,7 @@ def swapped(bench, drive):
                       ("nothing", os.rmdir), ("another directory", lambda stick: (os.rename(stick, stick + ".old"), os.mkdir(stick)))):
         stick = home + "/stick"
         shell(bench, f"rm -rf {stick} {stick}.old; mkdir {stick}; chown 1000 {stick}; mount {one} {stick}")
-        command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "recover", "repair", bench.index_of(drive), "--assume", "yes",
+        command = (bench.bin + "/OstriaDiagnosticsCLI", "-Mstorage", "recover", "repair", bench.own_name_of(drive), "--assume", "yes",
                    "--json")
         setting("delay", 20)
         with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
@@ -190,7 +190,7 @@ def checks(bench, drive):
           "unshare -m --propagation private sh -c 'exec sleep 1000' > /dev/null 2>&1 & echo $! > /run/bench-sleeper; sleep 1"]
     with holder(bench, up, ["kill $(cat /run/bench-sleeper)", "sleep 0.5", f"umount {MOUNT}"]) as ready:
         bench.check("repair: the bench can mount in two namespaces", ready)
-        code, document = bench.product("recover", "filesystem", bench.index_of(drive), "--assume", "yes")
+        code, document = bench.product("recover", "filesystem", bench.own_name_of(drive), "--assume", "yes")
         parts = (document.get("tool_runs") or [{}])[0].get("partitions", [])
         reports = [(part["status"], part["report"]) for part in parts]
         bench.check("repair: a FAT that another namespace has mounted is not checked",

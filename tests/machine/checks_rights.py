@@ -71,19 +71,22 @@ def sandboxed(bench):
 
 def read_only(bench, drive, index):
     before = content(drive)
-    code, _ = bench.product("recover", "repair", index, "--assume", "yes", "--read-only")
+    code, _ = bench.product("recover", "repair", index, "--assume", "yes")
+    bench.check("rights: nothing is changed by a number that may mean another drive", code == 2 and content(drive) == before, code)
+    name = bench.own_name_of(drive)
+    code, _ = bench.product("recover", "repair", name, "--assume", "yes", "--read-only")
     bench.equal("rights: a repair is refused with --read-only", code, 2)
     code, document = bench.product("recover", "scan", index, "--read-only")
     sectors = document.get("tool_runs", [{}])[0].get("sectors", {})
     bench.equal("rights: a scan is not", (code, sectors.get("bad_sectors")), (1, COUNT))
     # The module does not rely on the program for it.
     os.environ["OSTRIA_READ_ONLY"] = "1"
-    code, document = bench.product("recover", "repair", index, "--assume", "yes")
+    code, document = bench.product("recover", "repair", name, "--assume", "yes")
     del os.environ["OSTRIA_READ_ONLY"]
     bench.check("rights: the module itself writes nothing", code not in (0, 2) and content(drive) == before, (code, document))
 
 
-def journal(bench, index):
+def journal(bench, drive):
     """One line before, one after, as a log daemon gets them."""
     if os.path.exists("/dev/log"):
         os.unlink("/dev/log")
@@ -91,7 +94,7 @@ def journal(bench, index):
         log.bind("/dev/log")
         log.settimeout(5)
         bench.product("--list")
-        bench.product("recover", "repair", index, "--assume", "yes")
+        bench.product("recover", "repair", bench.own_name_of(drive), "--assume", "yes")
         lines = []
         try:
             while len(lines) < 2:
@@ -118,5 +121,5 @@ def run(bench):
     if bench.check("rights: the drive has a number", index is not None):
         given_up(bench, drive, index)
         read_only(bench, drive, index)
-        journal(bench, index)
+        journal(bench, drive)
     bench.run("modprobe", "-r", "scsi_debug")

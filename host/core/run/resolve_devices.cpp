@@ -20,12 +20,25 @@ bool isLink(const std::string& text, const std::vector<std::string>& links) {
   });
 }
 
-bool isCalled(const DeviceKey& device, const std::string& text, const std::string& resolved) {
+// What goes to another drive that takes the place of this one.
+bool isItsPlace(const DeviceKey& device, const std::string& text) {
   const DeviceNames& names = device.names;
-  const bool node = !names.node.empty() &&
-                    (text == names.node || resolved == names.node || "/dev/" + text == names.node);
-  return node || isNumber(text, device) || isLink(text, names.byId) || isLink(text, names.byPath) ||
-         isSerial(text, device.serial) || isWwn(text, names.wwn);
+  return isNumber(text, device) || isLink(text, names.byPath) ||
+         (!names.node.empty() && (text == names.node || "/dev/" + text == names.node));
+}
+
+bool isItsOwnName(const DeviceKey& device, const std::string& text) {
+  return isLink(text, device.names.byId) || isSerial(text, device.serial) ||
+         isWwn(text, device.names.wwn);
+}
+
+bool isCalled(const DeviceKey& device, const std::string& text, const std::string& resolved) {
+  return isItsPlace(device, text) || isItsOwnName(device, text) ||
+         (!device.names.node.empty() && resolved == device.names.node);
+}
+
+bool hasAnOwnName(const DeviceKey& device) {
+  return !device.serial.empty() || !device.names.wwn.empty() || !device.names.byId.empty();
 }
 
 std::string candidate(const DeviceKey& device) {
@@ -50,7 +63,7 @@ UsageError unknown(const std::string& text, std::size_t count) {
 
 OrUsageError<std::vector<std::uint32_t>> resolveDevices(
     const std::vector<std::string>& wanted, const std::vector<DeviceKey>& devices,
-    const std::function<std::string(const std::string&)>& resolve) {
+    const std::function<std::string(const std::string&)>& resolve, NamesTaken taken) {
   std::vector<std::uint32_t> out;
   for (const std::string& text : wanted) {
     const std::string resolved = text.find('/') == std::string::npos ? text : resolve(text);
@@ -70,7 +83,12 @@ OrUsageError<std::vector<std::uint32_t>> resolveDevices(
       }
       return UsageError{"usage.ambiguous_device", {{"text", text}, {"candidates", list}}};
     }
-    const std::uint32_t index = found.front()->index;
+    const DeviceKey& device = *found.front();
+    if (taken == NamesTaken::OwnOnly && isItsPlace(device, text) && !isItsOwnName(device, text) &&
+        hasAnOwnName(device)) {
+      return UsageError{"usage.place_assumed", {{"text", text}}};
+    }
+    const std::uint32_t index = device.index;
     if (std::find(out.begin(), out.end(), index) != out.end()) {
       return UsageError{"usage.device_twice", {{"device", text}}};
     }

@@ -81,6 +81,21 @@ TEST(PlanTest, PlansAreWhatTheArgumentsSay) {
   }
 }
 
+TEST(PlanTest, WhatChangesADriveUnseenWantsItsOwnName) {
+  const std::pair<std::vector<std::string>, bool> rows[] = {
+      {{"recover", "repair", "0", "--assume", "yes"}, true},
+      {{"recover", "filesystem", "0", "--assume", "yes"}, true},
+      {{"recover", "scan", "0", "--assume", "yes"}, false},
+      {{"recover", "repair", "0", "--assume", "no"}, false},
+      {{"recover", "repair", "0"}, false},
+      {{"--virtual", "recover", "repair", "0", "--assume", "yes"}, false},
+  };
+  for (const auto& [arguments, own] : rows) {
+    EXPECT_EQ(std::get<Plan>(planOf(arguments)).namesTaken == NamesTaken::OwnOnly, own)
+        << testing::PrintToString(arguments);
+  }
+}
+
 TEST(PlanTest, WhatIsWrongIsSaidInOneSentence) {
   const Texts texts;
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {

@@ -47,7 +47,7 @@ TEST(ResolveDevicesTest, ANameMeansOneDriveOrNone) {
   };
   const Texts texts;
   for (const auto& [names, expected] : rows) {
-    const auto found = resolveDevices(names, devices, resolve);
+    const auto found = resolveDevices(names, devices, resolve, NamesTaken::All);
     std::string text;
     if (const auto* error = std::get_if<UsageError>(&found)) {
       text = texts.say(*error);
@@ -57,6 +57,34 @@ TEST(ResolveDevicesTest, ANameMeansOneDriveOrNone) {
       }
     }
     EXPECT_EQ(text, expected) << testing::PrintToString(names);
+  }
+}
+
+// What a list showed before another drive took the place.
+TEST(ResolveDevicesTest, APlaceIsNoNameOfADriveThatHasOne) {
+  const std::vector<DeviceKey> devices = {
+      {0, "A", "S-0", {"/dev/sda", {"/dev/disk/by-id/ata-A"}, {"/dev/disk/by-path/p0"}, "naa.5"}},
+      {1, "B", "", {"/dev/sdb", {}, {}, "naa.5000c500a1b2c3d4"}},
+      {2, "C", "", {"/dev/sdc", {"/dev/disk/by-id/usb-C"}, {}, ""}},
+      {3, "D", "3", {"/dev/sdd", {}, {}, ""}},
+      {4, "E", "", {"/dev/sde", {}, {}, ""}},
+  };
+  const auto refused = [&](const char* name) {
+    const auto found = resolveDevices(
+        {name}, devices,
+        [](const std::string& path) { return path == "/dev/mine" ? "/dev/sda" : path; },
+        NamesTaken::OwnOnly);
+    const auto* error = std::get_if<UsageError>(&found);
+    return error != nullptr ? error->key : std::string();
+  };
+  for (const char* place :
+       {"0", "sda", "/dev/sda", "p0", "/dev/disk/by-path/p0", "1", "/dev/sdb", "2", "sdc", "sdd"}) {
+    EXPECT_EQ(refused(place), "usage.place_assumed") << place;
+  }
+  // "3" is the drive's serial number, and the last drive has nothing but its place.
+  for (const char* name : {"s-0", "ata-A", "/dev/disk/by-id/usb-C", "naa.5000c500a1b2c3d4", "3",
+                           "4", "/dev/sde", "/dev/mine"}) {
+    EXPECT_EQ(refused(name), "") << name;
   }
 }
 
