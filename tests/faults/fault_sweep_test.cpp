@@ -54,6 +54,7 @@ class Sweep {
   }
 
   unsigned injected = 0;
+  unsigned stopped = 0;  ///< polls answered with a stop; part of the former
   ModuleBench& bench() { return bench_; }
 
   using Act = std::function<void(const Fault&, Outcome&)>;
@@ -101,6 +102,7 @@ class Sweep {
     SCOPED_TRACE(std::string(kNames[static_cast<int>(fault.kind)]) + " " +
                  std::to_string(fault.at));
     ++injected;
+    stopped += fault.kind == Fault::Kind::Abort || fault.kind == Fault::Kind::Event ? 1 : 0;
     const Outcome outcome = run(act, fault);
     // A lost call or our own memory is no defect, and a stop is none.
     EXPECT_FALSE(outcome.blamed && fault.kind != Fault::Kind::Gone) << outcome.text;
@@ -250,10 +252,10 @@ static_assert(std::size(kFloors) == std::size(kSoundDrives));
 class FaultSweep : public ::testing::TestWithParam<std::size_t> {
  protected:
   const DriveKind& drive() const { return kSoundDrives[GetParam()]; }
-  void counted(const char* what, unsigned injected, unsigned atLeast) {
-    std::cout << "faults injected into " << what << " of " << drive().name << ": " << injected
-              << "\n";
-    EXPECT_GE(injected, atLeast) << "may only grow";
+  void counted(const char* what, const Sweep& sweep, unsigned atLeast) {
+    std::cout << "faults injected into " << what << " of " << drive().name << ": " << sweep.injected
+              << ", polls stopped: " << sweep.stopped << "\n";
+    EXPECT_GE(sweep.injected, atLeast) << "may only grow";
   }
 };
 
@@ -274,7 +276,7 @@ TEST_P(FaultSweep, Tests) {
                actOf(plain, id));
     }
   }
-  counted("tests", plain.injected, kFloors[GetParam()].tests);
+  counted("tests", plain, kFloors[GetParam()].tests);
 }
 
 class WriteTestFaultSweep : public FaultSweep {};
@@ -291,7 +293,7 @@ TEST_P(WriteTestFaultSweep, TheWriteTest) {
     outcome.text = std::to_string(roomy.bench().manager().componentCount());
     outcome.allocations = memory.count();
   });
-  counted("the write test", roomy.injected, 100);
+  counted("the write test", roomy, 100);
 }
 
 TEST_P(FaultSweep, ToolsReportsAndScans) {
@@ -330,7 +332,7 @@ TEST_P(FaultSweep, ToolsReportsAndScans) {
              manager.scan();
              return std::to_string(manager.componentCount());
            }));
-  counted("tools, reports and scans", sweep.injected, kFloors[GetParam()].others);
+  counted("tools, reports and scans", sweep, kFloors[GetParam()].others);
 }
 
 TEST(ModuleCatalogue, IsReleasedInTheOrderThatHostsHaveSeen) {
