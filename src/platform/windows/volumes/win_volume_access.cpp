@@ -18,6 +18,19 @@ TOKEN_PRIVILEGES& earlierState() {
   return state;
 }
 
+/// An empty drive is an error and no dialog. The mode belongs to the whole process, so the host
+/// gets its own back.
+class NoErrorDialogs {
+ public:
+  NoErrorDialogs() : before_(SetErrorMode(kNoErrorDialogs)) {}
+  ~NoErrorDialogs() { SetErrorMode(before_); }
+  NoErrorDialogs(const NoErrorDialogs&) = delete;
+  NoErrorDialogs& operator=(const NoErrorDialogs&) = delete;
+
+ private:
+  UINT before_;
+};
+
 UniqueHandle openToken() {
   HANDLE token = nullptr;
   if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token)) {
@@ -69,11 +82,9 @@ bool setValidData(DeviceHandle file, std::uint64_t bytes) {
 
 bool readFileSystemName(const std::string& mountPoint, std::string& name) {
   std::array<char, 261> text{};
-  const UINT before = SetErrorMode(kNoErrorDialogs);
-  const BOOL known = GetVolumeInformationA(mountPoint.c_str(), nullptr, 0, nullptr, nullptr,
-                                           nullptr, text.data(), static_cast<DWORD>(text.size()));
-  SetErrorMode(before);
-  if (!known) {
+  const NoErrorDialogs quiet;
+  if (GetVolumeInformationA(mountPoint.c_str(), nullptr, 0, nullptr, nullptr, nullptr, text.data(),
+                            static_cast<DWORD>(text.size())) == 0) {
     return false;
   }
   text.back() = '\0';
@@ -86,10 +97,9 @@ std::uint32_t volumeSectorBytes(const std::string& mountPoint) {
   DWORD sectorBytes = 0;
   DWORD freeClusters = 0;
   DWORD clusters = 0;
-  const UINT before = SetErrorMode(kNoErrorDialogs);
+  const NoErrorDialogs quiet;
   const BOOL known = GetDiskFreeSpaceA(mountPoint.c_str(), &sectorsPerCluster, &sectorBytes,
                                        &freeClusters, &clusters);
-  SetErrorMode(before);
   return known ? sectorBytes : 0;
 }
 
