@@ -88,7 +88,7 @@ std::string toolText(const ToolRun& run, const Session& session, const TextStyle
   }
   std::string name = session.toolTitle;
   if (run.status) {
-    name += ": " + style.texts.say(statusKey(*run.status, false));
+    name += ": " + style.texts.say(statusKey(run));
   }
   // The verdict on the drive stands in the summary; attributes that were read are none.
   std::string out = run.isSmart ? line(name, 2, 2, style) : outcomeLine(run.outcome, name, style);

@@ -57,6 +57,9 @@ struct ToolRun {
   std::optional<int> status;
   bool applicable = true;
   bool lost = false;  ///< the device no longer answered
+  /// Something of it is not known or not as it was, though nobody stopped it: sectors without an
+  /// answer, a volume that is not back.
+  bool incomplete = false;
   std::string note;
   // Scan and repair.
   bool hasSectors = false;

@@ -52,4 +52,11 @@ const char* statusKey(int status, bool filesystem) {
   return row == nullptr ? "status.unknown" : row->key;
 }
 
+std::string statusKey(const ToolRun& run) {
+  if (run.status && run.incomplete) {
+    return "status.incomplete";
+  }
+  return run.status ? statusKey(*run.status, false) : "";
+}
+
 }  // namespace ostria::host

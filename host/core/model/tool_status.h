@@ -1,7 +1,10 @@
 // What the status codes of the tool "recover" mean.
 #pragma once
 
+#include <string>
+
 #include "host/core/model/outcome.h"
+#include "host/core/model/results.h"
 
 namespace ostria::host {
 
@@ -11,5 +14,7 @@ ExitCode outcomeOfStatus(int status, bool filesystem);
 
 /// Key of the status in words; never null.
 const char* statusKey(int status, bool filesystem);
+/// The same for a tool on a whole device; empty when it has no status.
+std::string statusKey(const ToolRun& run);
 
 }  // namespace ostria::host

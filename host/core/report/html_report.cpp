@@ -317,7 +317,7 @@ class Report {
       }
       html_ += "<h3>" + htmlEscaped(session_.toolTitle) + "</h3>\n<p>" +
                badge(run.outcome, texts_) +
-               (run.status ? " " + say(statusKey(*run.status, false)) : std::string()) + "</p>\n";
+               (run.status ? " " + say(statusKey(run)) : std::string()) + "</p>\n";
       if (!run.isSmart) {
         html_ += "<p class=\"soft\">" + say("operation." + session_.operation) + "</p>\n";
       }

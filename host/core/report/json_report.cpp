@@ -142,7 +142,7 @@ Json toolJson(const ToolRun& run, const Session& session, const Texts& texts) {
                         ? outcomeWord(run.outcome)
                         : "not_supported";
   json["status"] = run.status ? Json(*run.status) : Json(nullptr);
-  json["status_text"] = run.status ? Json(texts.say(statusKey(*run.status, false))) : Json(nullptr);
+  json["status_text"] = run.status ? Json(texts.say(statusKey(run))) : Json(nullptr);
   putTimes(json, run.started, run.finished);
   json["note"] = textOrNull(run.note);
   json["lost"] = run.lost;

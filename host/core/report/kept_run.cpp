@@ -44,7 +44,7 @@ KeptRun keptRunOf(const Session& session, const std::string& programVersion, con
         {run.device, isoTime(run.started),
          session.toolName + (session.operation.empty() ? "" : " " + session.operation),
          session.toolTitle, outcomeWord(run.outcome),
-         run.status ? texts.say(statusKey(*run.status, false)) : run.note});
+         run.status ? texts.say(statusKey(run)) : run.note});
   }
   return kept;
 }

@@ -192,7 +192,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
         if (run_.isSmart) {
           judgeAttributes(*component, device);
         }
-        loseDevice();
+        loseDevice(*component);
         services_.progress.end(run_.outcome);
       }
       run_.finished = Clock::now();
@@ -238,11 +238,14 @@ class ToolRunner final : public storage::ToolEventReceiver {
     return !evidence.rows.empty();
   }
 
-  // The tool ends a scan early when the user stops it, or when its device is gone.
-  void loseDevice() {
-    if (run_.outcome != ExitCode::Stopped || services_.abort.isAbortRequested()) {
+  // The tool ends a scan early when the user stops it, or when its device is gone. The latter may
+  // come after sectors without an answer.
+  void loseDevice(SystemComponent& component) {
+    const bool gone = run_.incomplete && !isStillThatDrive(component);
+    if (!gone && (run_.outcome != ExitCode::Stopped || services_.abort.isAbortRequested())) {
       return;
     }
+    run_.incomplete = false;
     if (isFilesystem()) {
       run_.outcome = ExitCode::CouldNotStart;
     } else {

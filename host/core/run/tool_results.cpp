@@ -38,8 +38,11 @@ std::vector<std::uint64_t> numbersOf(const Values& values) {
 }
 
 constexpr int kNoStatus = -1;
-// How the tool begins its sentence on a volume that did not come back.
-constexpr std::string_view kLostVolume = "The volume could not be mounted again";
+constexpr int kStopped = 8;
+// How the tool begins its sentences on a volume that did not come back, and on sectors of which
+// nothing is known.
+constexpr std::string_view kIncomplete[] = {"The volume could not be mounted again",
+                                            "Sectors that could not be read"};
 
 }  // namespace
 
@@ -90,14 +93,16 @@ void ToolResults::device(bool isFilesystem, ToolRun& run) const {
   run.badSectorsRepaired = numberAt<std::uint64_t>(sectors, 2, 0);
   run.badSectors = numbersOf(stored("BadSectorsList"));
   run.repairedSectors = numbersOf(stored("RepairedSectorsList"));
-  // Whatever was found, the system is not as it was.
+  // Whatever was found, the system is not as it was, or not all is known of the device.
   const Values messages = stored("Message");
-  if (std::any_of(messages.begin(), messages.end(),
-                  [](const std::string& text) { return text.starts_with(kLostVolume); })) {
-    run.outcome = worse(run.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested()
-                            ? ExitCode::CouldNotStart
-                            : run.outcome,
-                        ExitCode::CouldNotStart);
+  const bool isNamed = std::any_of(messages.begin(), messages.end(), [](const std::string& text) {
+    return std::any_of(std::begin(kIncomplete), std::end(kIncomplete),
+                       [&](std::string_view begin) { return text.starts_with(begin); });
+  });
+  if (isNamed) {
+    run.incomplete = run.status == kStopped && !services_.abort.isAbortRequested();
+    run.outcome =
+        worse(run.incomplete ? ExitCode::CouldNotStart : run.outcome, ExitCode::CouldNotStart);
   }
   // Bad sectors count, also when the scan did not come to its end.
   if (run.badSectorsFound > 0) {
