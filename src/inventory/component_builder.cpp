@@ -18,17 +18,18 @@ StorageProtocolProperties recordFor(StorageBusKind busKind) {
   return properties;
 }
 
+/// @param readsHang  out: whether the disk leaves reads without an answer
 std::unique_ptr<PartitionTable> readTable(StorageScanner& scanner, const DeviceRecord& record,
-                                          StorageProtocol& protocol) {
+                                          StorageProtocol& protocol, bool& readsHang) {
   StorageProtocolProperties properties = recordFor(record.busKind);
   // Without an answer the size is 0; the layout itself still comes from the operating system.
   (void)protocol.GetProperties(&properties);
   auto table = std::make_unique<PartitionTable>();
   const std::uint64_t size = saturatedBytes(properties.totalSectors, properties.logicalSectorSize);
-  if (scanner.readPartitionTable(record.deviceNumber, table.get(), size) != 0) {
-    return nullptr;
-  }
-  return table;
+  const int result = scanner.readPartitionTable(record.deviceNumber, table.get(), size);
+  readsHang = result == StorageScanner::kReadsDoNotEnd;
+  const bool known = result == 0 || (readsHang && !table->partitions.empty());
+  return known ? std::move(table) : nullptr;
 }
 
 /// The ATA side of a device behind a USB bridge; null when no kind of bridge answers.
@@ -82,7 +83,8 @@ std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
                                                  std::unique_ptr<StorageProtocol> secondaryProtocol,
                                                  DriverVersions* drivers) {
   const bool details = drivers != nullptr;
-  auto table = details ? readTable(scanner, record, *protocol) : nullptr;
+  bool readsHang = false;
+  auto table = details ? readTable(scanner, record, *protocol, readsHang) : nullptr;
   std::string id;
   if (scanner.getDeviceId(record.deviceNumber, &id) != 0) {
     return nullptr;
@@ -95,6 +97,7 @@ std::unique_ptr<StorageComponent> buildComponent(StorageScanner& scanner,
   component->setId(id);
   component->setBusKind(record.busKind);
   component->setOptaneVolume(record.optaneVolume);
+  component->setReadsHang(readsHang);
 
   const bool behindUsbBridge = record.busKind != StorageBusKind::Emmc &&
                                record.connection == DeviceConnection::External &&

@@ -14,13 +14,18 @@ namespace {
 
 class HealthReport {
  public:
-  explicit HealthReport(StorageComponent& component) : protocol_(*component.storageProtocol()) {
+  explicit HealthReport(StorageComponent& component)
+      : protocol_(*component.storageProtocol()), readsHang_(component.readsHang()) {
     external_ = component.connection() == DeviceConnection::External;
     StorageProtocol* const secondary = component.secondaryProtocol();
     judge_ = external_ && secondary != nullptr ? secondary : &protocol_;
   }
 
   std::string make() {
+    if (readsHang_) {
+      add("Access", "no");
+      return finish();
+    }
     if (!isAwake()) {
       return finish();
     }
@@ -152,6 +157,7 @@ class HealthReport {
   }
 
   StorageProtocol& protocol_;
+  bool readsHang_;
   StorageProtocol* judge_;
   bool external_;
   std::string rows_;

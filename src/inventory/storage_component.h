@@ -69,6 +69,9 @@ class StorageComponent : public SystemComponent {
   /// Controller access of a device whose PCI function is an NVM controller.
   static constexpr std::uint32_t kConfirmedNvmeController = 2;
   /// `kConfirmedNvmeController`, or 0.
+  /// Whether a read of the disk did not end while it was identified: it answers, and reads nothing.
+  bool readsHang() const { return readsHang_; }
+  void setReadsHang(bool hang) { readsHang_ = hang; }
   std::uint32_t controllerAccess() const { return controllerAccess_; }
   void setControllerAccess(std::uint32_t access) { controllerAccess_ = access; }
   std::uint8_t pciBus() const { return pciBus_; }
@@ -145,6 +148,7 @@ class StorageComponent : public SystemComponent {
   bool securityLocked_ = false;
   StorageBusKind busKind_ = StorageBusKind::Unknown;
   bool optaneVolume_ = false;
+  bool readsHang_ = false;
   std::uint16_t preferredReadBlock_ = 0;
   ReadTimes readTimes_;
   std::string raidSets_;

@@ -20,6 +20,7 @@ namespace ostria::storage {
 class StorageScanner {
  public:
   static constexpr int kNotMountedAgain = -1;
+  static constexpr int kReadsDoNotEnd = -2;
 
   StorageScanner();
   virtual ~StorageScanner();
@@ -31,6 +32,8 @@ class StorageScanner {
   virtual int listDevices(DevicePathMap& out) = 0;
   virtual int getConnection(std::uint32_t number, DeviceConnection* connection) = 0;
   /// @param sizeInBytes  size of the disk, for the unallocated bytes
+  /// @return `kReadsDoNotEnd` when the disk did not end a read within 30 seconds; the table then
+  ///         has what was known by then, perhaps nothing
   virtual int readPartitionTable(std::uint32_t number, PartitionTable* table,
                                  std::uint64_t sizeInBytes) = 0;
   /// The system's number of the device, in decimal.

@@ -193,9 +193,10 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
   if (!device.valid()) {
     return errno;
   }
-  const auto layout = probeDisk(device.get());
+  bool readsHang = false;
+  const auto layout = probeDisk(device.get(), &readsHang);
   if (!layout) {
-    return EIO;
+    return readsHang ? kReadsDoNotEnd : EIO;
   }
   buildPartitions(*layout, *table);
   rewriteLogicalPartitions(table->partitions);
@@ -205,14 +206,14 @@ int LinuxStorageScanner::readPartitionTable(std::uint32_t number, PartitionTable
     whole.sizeBytes = sizeInBytes;
     table->partitions.push_back(std::move(whole));
   }
-  joinVolumes(*disk, layout->whole, *table);
+  joinVolumes(*disk, layout->whole, *table, readsHang);
   table->unallocatedBytes = unallocatedBytes(sizeInBytes, table->partitions);
-  return 0;
+  return readsHang ? kReadsDoNotEnd : 0;
 }
 
 void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk,
                                       const std::optional<VolumeFacts::Identity>& wholeDisk,
-                                      PartitionTable& table) {
+                                      PartitionTable& table, bool& readsHang) {
   if (!mounts_) {
     mounts_ = readMounts();
   }
@@ -220,8 +221,11 @@ void LinuxStorageScanner::joinVolumes(const SysfsDisk& disk,
   for (const SysfsPartition& partition : tree_.partitions(disk)) {
     for (PartitionEntry& entry : table.partitions) {
       if (entry.number == partition.index) {
-        joinDevice(tree_, mounts, partition.number, partition.node, partition.path,
-                   probeFilesystem(partition.node), entry);
+        // Each further look would cost its 30 seconds.
+        const auto identity =
+            readsHang ? std::nullopt : probeFilesystem(partition.node, &readsHang);
+        joinDevice(tree_, mounts, partition.number, partition.node, partition.path, identity,
+                   entry);
       }
     }
   }

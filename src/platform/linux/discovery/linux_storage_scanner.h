@@ -39,8 +39,9 @@ class LinuxStorageScanner final : public StorageScanner {
   /// The record of a disk from the last `listDevices`; null for a disk that is not there.
   const SysfsDisk* find(std::uint32_t number);
   /// @param wholeDisk  the file system of a disk without a partition table
+  /// @param readsHang  in: no partition is read; out: also set when a read of one does not end
   void joinVolumes(const SysfsDisk& disk, const std::optional<VolumeFacts::Identity>& wholeDisk,
-                   PartitionTable& table);
+                   PartitionTable& table, bool& readsHang);
 
   SysfsTree tree_;
   // Read once for a scan.

@@ -73,13 +73,32 @@ namespace {
 /// libblkid reads without a limit. A drive that is only asleep answers well before this.
 constexpr std::chrono::seconds kProbeLimit{30};
 
-/// Runs a probe that may be left behind in the middle of a read.
+/// What a probe that may be left behind in the middle of a read has found so far.
 template <typename Result>
-std::optional<Result> probeWithin(std::function<std::optional<Result>()> probe) {
-  const auto result = std::make_shared<std::optional<Result>>();
-  const bool ended =
-      runWithin(kProbeLimit, [result, probe = std::move(probe)] { *result = probe(); });
-  return ended ? std::move(*result) : std::nullopt;
+struct Findings {
+  std::mutex mutex;
+  bool began = false;
+  std::optional<Result> result;
+};
+
+/// @param probe      leaves what it finds in its argument, under its lock
+/// @param readsHang  out, may be null: whether it did not end
+template <typename Result>
+std::optional<Result> probeWithin(std::function<void(Findings<Result>&)> probe, bool* readsHang) {
+  const auto findings = std::make_shared<Findings<Result>>();
+  const bool ended = runWithin(kProbeLimit, [findings, probe = std::move(probe)] {
+    {
+      const std::lock_guard lock(findings->mutex);
+      findings->began = true;
+    }
+    probe(*findings);
+  });
+  const std::lock_guard lock(findings->mutex);
+  if (readsHang != nullptr) {
+    // Without a thread to be had nothing was read, which is not the disk's fault.
+    *readsHang = !ended && findings->began;
+  }
+  return findings->result;
 }
 
 std::optional<DiskLayout> layoutOf(blkid_probe probe) {
@@ -153,13 +172,8 @@ std::optional<VolumeFacts::Identity> filesystemOn(const std::string& node) {
   return probe == nullptr ? std::nullopt : filesystemOf(probe.get());
 }
 
-/// What a probe has found so far: a disk that hangs in the second half keeps the first.
-struct DiskFindings {
-  std::mutex mutex;
-  std::optional<DiskContent> content;
-};
-
-void probeInto(int descriptor, DiskFindings& findings) {
+// A disk that hangs in the second half keeps the first.
+void probeInto(int descriptor, Findings<DiskContent>& findings) {
   const Probe probe(blkid_new_probe(), &blkid_free_probe);
   if (probe == nullptr || blkid_probe_set_device(probe.get(), descriptor, 0, 0) != 0) {
     return;
@@ -170,7 +184,7 @@ void probeInto(int descriptor, DiskFindings& findings) {
   }
   {
     const std::lock_guard lock(findings.mutex);
-    findings.content = DiskContent{*layout, std::nullopt};
+    findings.result = DiskContent{*layout, std::nullopt};
   }
   if (layout->style != PartitionStyle::Raw) {
     return;
@@ -178,21 +192,25 @@ void probeInto(int descriptor, DiskFindings& findings) {
   blkid_reset_probe(probe.get());
   auto whole = filesystemOf(probe.get());
   const std::lock_guard lock(findings.mutex);
-  findings.content->whole = std::move(whole);
+  findings.result->whole = std::move(whole);
 }
 
 }  // namespace
 
-std::optional<DiskContent> probeDisk(int descriptor) {
+std::optional<DiskContent> probeDisk(int descriptor, bool* readsHang) {
   const auto own = std::make_shared<FdOwner>(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
-  const auto findings = std::make_shared<DiskFindings>();
-  runWithin(kProbeLimit, [own, findings] { probeInto(own->get(), *findings); });
-  const std::lock_guard lock(findings->mutex);
-  return findings->content;
+  return probeWithin<DiskContent>(
+      [own](Findings<DiskContent>& findings) { probeInto(own->get(), findings); }, readsHang);
 }
 
-std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node) {
-  return probeWithin<VolumeFacts::Identity>([node] { return filesystemOn(node); });
+std::optional<VolumeFacts::Identity> probeFilesystem(const std::string& node, bool* readsHang) {
+  return probeWithin<VolumeFacts::Identity>(
+      [node](Findings<VolumeFacts::Identity>& findings) {
+        auto found = filesystemOn(node);
+        const std::lock_guard lock(findings.mutex);
+        findings.result = std::move(found);
+      },
+      readsHang);
 }
 
 }  // namespace ostria::storage
