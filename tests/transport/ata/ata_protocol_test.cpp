@@ -161,18 +161,16 @@ TEST_F(AtaProtocolTest, WordsCountWithinTheirRange) {
 
 TEST_F(AtaProtocolTest, VersionsAndVendorsAreGuessedByTheirRules) {
   const std::vector<std::string> none = {"VERSION_NOT_REPORTED"};
-  EXPECT_EQ(ataMajorVersions(0), none);
-  EXPECT_EQ(ataMajorVersions(0xFFFF), none);
-  EXPECT_EQ(ataMajorVersions(0x0200), none);
-  EXPECT_EQ(AtaVersionName(0), none[0]);
-  EXPECT_EQ(AtaVersionName(0xFFFF), none[0]);
-  EXPECT_EQ(AtaVersionName(0x43), "UNRECOGNIZED_VERSION");
-  EXPECT_EQ(VendorFromModel("ST2000"), "Seagate");
-  EXPECT_EQ(VendorFromModel("WD10"), "Western Digital");
-  EXPECT_EQ(VendorFromModel("WDC WD10"), "Wdc");
-  EXPECT_EQ(VendorFromModel("XST1"), "Generic Vendor");
-  EXPECT_EQ(VendorFromModel(""), "Generic Vendor");
-  EXPECT_EQ(VendorFromModel("   "), "Generic Vendor");
+  for (const std::uint16_t word : std::vector<std::uint16_t>{0, 0xFFFF, 0x0200}) {
+    EXPECT_EQ(ataMajorVersions(word), none);
+    EXPECT_EQ(AtaVersionName(word), word == 0x0200 ? "UNRECOGNIZED_VERSION" : none[0]);
+  }
+  const std::pair<const char*, const char*> vendors[] = {
+      {"ST2000", "Seagate"},      {"WD10", "Western Digital"}, {"WDC WD10", "Wdc"},
+      {"XST1", "Generic Vendor"}, {"", "Generic Vendor"},      {"   ", "Generic Vendor"}};
+  for (const auto& [model, vendor] : vendors) {
+    EXPECT_EQ(VendorFromModel(model), vendor);
+  }
 }
 
 TEST_F(AtaProtocolTest, BadIdentifyDataAreRefusedAndProbed) {
@@ -243,6 +241,12 @@ TEST_F(AtaProtocolTest, FailoverRestoresTheCommandAndRemembersWhoWorked) {
   second->expect(SmartReturnStatus()).error(0xFF).fails(ProtocolResult::RegistersUnavailable);
   first->expect(SmartReturnStatus()).lba(0x4F, 0xC2);
   EXPECT_EQ(two.GetSmartStatus(&healthy), ProtocolResult::Success);
+  EXPECT_EQ(healthy, 1);
+  // Without a verdict of the drive the platform is asked.
+  first->expect(SmartReturnStatus()).lba(0x4F, 0x2C);
+  EXPECT_EQ(two.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
+  first->expect(SmartReturnStatus()).lba(0x4F, 0xC2).error(4);
+  EXPECT_EQ(two.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
   EXPECT_EQ(healthy, 1);
 
   AtaIdleImmediate idle;
@@ -385,10 +389,10 @@ TEST_F(AtaProtocolTest, SelfTestsTellProgressOutcomeAndRefusal) {
   Bytes cut(100);
   cut[0] = 0x10;
   for (const Bytes& nothing : {cut, Bytes(512)}) {
-    expectSmart(nothing);
-    EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::DeviceError);
-    expectSmart(nothing);
-    EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::DeviceError);
+    for (const auto getter : {&AtaProtocol::GetSelfTestResult, &AtaProtocol::GetSelfTestProgress}) {
+      expectSmart(nothing);
+      EXPECT_EQ((protocol.*getter)(&value), ProtocolResult::DeviceError);
+    }
   }
   bridge->expect(SmartReadData(nullptr)).returns(page).error(4);
   EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::DeviceError);
@@ -414,15 +418,6 @@ TEST_F(AtaProtocolTest, SelfTestsTellProgressOutcomeAndRefusal) {
     EXPECT_EQ(protocol.GetPowerMode(&mode), ProtocolResult::Success);
     EXPECT_EQ(mode, expected);
   }
-}
-
-TEST_F(AtaProtocolTest, WithoutAVerdictOfTheDriveThePlatformIsAsked) {
-  std::uint8_t healthy = 9;
-  bridge->expect(SmartReturnStatus()).lba(0x4F, 0x2C);
-  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
-  bridge->expect(SmartReturnStatus()).lba(0x4F, 0xC2).error(4);
-  EXPECT_EQ(protocol.GetSmartStatus(&healthy), ProtocolResult::TransportFailure);
-  EXPECT_EQ(healthy, 9);
 }
 
 TEST_F(AtaProtocolTest, ALogPageThatStaysBadIsSkipped) {
@@ -476,6 +471,7 @@ TEST_F(AtaProtocolTest, TheFirstFailedAddressOfTheExtendedLogIsFoundByItsIndex) 
   const auto failure = ProtocolResult::Failure;
   for (const Case& c : {Case{19, ProtocolResult::Success, 0, 4 + 26 * 18},
                         {20, ProtocolResult::Success, 1, 4},
+                        {3, failure, 1, 4},  // a descriptor that was never written
                         {39, failure, 1, 4},
                         {0xFFFF, failure, 1, 4},
                         {0, failure, 1, 4}}) {
@@ -522,28 +518,21 @@ TEST_F(AtaProtocolTest, ADirectoryThatWasNotReadIsAskedForAgain) {
   EXPECT_EQ(protocol.GetLogPageCount(7), 0) << "one directory read and one refused is all there is";
 }
 
-TEST_F(AtaProtocolTest, ALogThatClaimsUnreachablePagesIsNotRead) {
-  expectDirectory(1, 0xFFFF);
-  std::uint64_t lba = 5;
-  EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
-  EXPECT_EQ(protocol.GetLogPageCount(7), 0xFFFF);
-  EXPECT_EQ(protocol.GetLogPageCount(9), 0);
-}
-
 TEST_F(AtaProtocolTest, ASelfTestLogOfAnotherFormNamesNoAddress) {
-  // The short log has one page; whatever claims more is not it.
-  expectDirectory(2, 0);
-  std::uint64_t lba = 5;
-  EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
-  AtaProtocol other;
-  other.AddBridge(bridge);
-  expectDirectory(1, 1);
-  Bytes page(512);
-  page[0] = 1;
-  page[2] = 3;  // an index to a descriptor that was never written
-  bridge->expect(ReadLogExt(7, 1, nullptr, 0)).returns(sealed(page));
-  EXPECT_EQ(other.GetFirstFailedLba(&lba), ProtocolResult::Failure);
-  EXPECT_EQ(lba, 5u);
+  struct Case {
+    std::uint16_t shortPages, extendedPages;
+  };
+  // More pages than can be reached; and the short log has one page: what claims more is not it.
+  for (const Case& c : {Case{1, 0xFFFF}, Case{2, 0}}) {
+    AtaProtocol other;
+    other.AddBridge(bridge);
+    expectDirectory(c.shortPages, c.extendedPages);
+    std::uint64_t lba = 5;
+    EXPECT_EQ(other.GetFirstFailedLba(&lba), ProtocolResult::Failure);
+    EXPECT_EQ(other.GetLogPageCount(7), c.extendedPages);
+    EXPECT_EQ(other.GetLogPageCount(9), 0);
+    EXPECT_EQ(lba, 5u);
+  }
 }
 
 TEST_F(AtaProtocolTest, TheShortSelfTestLogServesDrivesWithoutTheExtendedOne) {
