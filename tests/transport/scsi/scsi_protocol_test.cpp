@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "base/byte_order.h"
 #include "tests/support/scripted_scsi_bridge.h"
 #include "transport/nvme/nvme_scsi_protocol.h"
@@ -37,10 +39,15 @@ class ScsiProtocolTest : public testing::Test {
  protected:
   ScsiProtocolTest() { protocol.AddBridge(bridge); }
 
-  /// A device of which only the capacity is known.
+  /// A device of which only the capacity is known, by the long command or, with 8 bytes, the short.
   void identify(const Bytes& capacity, const Bytes& characteristics = {}) {
     bridge->expect(Inquiry(nullptr, 64)).in(64).status(8);
-    bridge->expect(ReadCapacity16(nullptr)).in(32).returns(capacity);
+    if (capacity.size() == 8) {
+      bridge->expect(ReadCapacity16(nullptr)).senses(fixedSense(5, 0x20));
+      bridge->expect(ReadCapacity10(nullptr)).returns(capacity);
+    } else {
+      bridge->expect(ReadCapacity16(nullptr)).in(32).returns(capacity);
+    }
     bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).in(64).returns(characteristics);
     properties.busKind = StorageBusKind::Usb;
     ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
@@ -172,14 +179,9 @@ TEST_F(ScsiProtocolTest, ASectorSizeThatNoDriveHasIsUnknown) {
     if (!known) {
       EXPECT_EQ(read(0), ProtocolResult::InvalidArgument);
     }
-    bridge->expect(Inquiry(nullptr, 64)).in(64).status(8);
-    bridge->expect(ReadCapacity16(nullptr)).senses(fixedSense(5, 0x20));
     Bytes shortForm{0, 0, 0, 9, 0, 0, 0, 0};
     storeBe32(&shortForm[4], size);
-    bridge->expect(ReadCapacity10(nullptr)).returns(shortForm);
-    bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).status(8);
-    properties.busKind = StorageBusKind::Usb;
-    ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
+    identify(shortForm);
     EXPECT_EQ(properties.logicalSectorSize, known ? size : 0);
   }
 }
@@ -244,18 +246,18 @@ TEST_F(ScsiProtocolTest, EveryCommandThatMetAUnitAttentionIsSentOnceMore) {
   EXPECT_EQ(properties.serialNumber, "");
 
   const Read16 reading(nullptr, 3, 1, 512);
-  bridge->expect(reading).senses(attention).moves(0);
-  bridge->expect(reading).returns(Bytes(512, 5));
-  EXPECT_EQ(read(3), ProtocolResult::Success);
+  const std::pair<ScsiCmd, std::function<ProtocolResult()>> commands[] = {
+      {reading, [&] { return read(3); }},
+      {Write16(nullptr, 3, 1, 512), [&] { return protocol.Write(3, 1, 0, buffer.data()); }},
+      {SendDiagnostic(1), [&] { return protocol.StartSelfTest(1, 0); }}};
+  for (const auto& [command, send] : commands) {
+    bridge->expect(command).senses({0x72, 6, 0x29, 0}).moves(0);
+    bridge->expect(command).returns(Bytes(512, 5));
+    EXPECT_EQ(send(), ProtocolResult::Success);
+  }
   bridge->expect(reading).senses(attention).moves(0);
   bridge->expect(reading).senses(attention).moves(0);
   EXPECT_EQ(read(3), ProtocolResult::ScsiStatusNotGood) << "once, not twice";
-  bridge->expect(Write16(nullptr, 3, 1, 512)).senses({0x72, 6, 0x29, 0});
-  bridge->expect(Write16(nullptr, 3, 1, 512));
-  EXPECT_EQ(protocol.Write(3, 1, 0, buffer.data()), ProtocolResult::Success);
-  bridge->expect(SendDiagnostic(1)).senses(attention);
-  bridge->expect(SendDiagnostic(1));
-  EXPECT_EQ(protocol.StartSelfTest(1, 0), ProtocolResult::Success);
   // REQUEST SENSE succeeds and has the attention as its data.
   Bytes running = fixedSense(2, 4, 9);
   running[15] = 0x80, running[16] = 0x40;
@@ -286,6 +288,7 @@ TEST_F(ScsiProtocolTest, ASelfTestStartsOnlyIfTheDeviceTookTheCommand) {
     SCOPED_TRACE(testing::PrintToString(c.sense) + std::to_string(c.status));
     bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).senses(c.sense).status(c.status);
     EXPECT_EQ(protocol.StartSelfTest(0, 0), c.result);
+    EXPECT_EQ(protocol.GetLastDiagnosticStatus(), c.status);
   }
 }
 
@@ -329,44 +332,29 @@ TEST_F(ScsiProtocolTest, DisablingSmartRestoresWhatTheDriveHad) {
   const std::pair<Bytes, Bytes> commands[] = {
       {{0x1A, 8, 0x1C, 0, 32, 0}, {0x15, 0x11, 0, 0, 16, 0}},
       {{0x5A, 8, 0x1C, 0, 0, 0, 0, 0, 32, 0}, {0x55, 0x11, 0, 0, 0, 0, 0, 0, 20, 0}}};
-  for (const bool ten : {false, true}) {
+  struct Case {
+    bool ten, refused;
+  };
+  // What was saved before a change that the drive refused is what it had.
+  for (const auto& [ten, refused] : {Case{false, false}, Case{true, false}, Case{true, true}}) {
     ScsiProtocol fresh;
     fresh.AddBridge(bridge);
     const auto& [sense, select] = commands[ten ? 1 : 0];
-    const auto shortFormFails = [&] {
+    const ModeData had(ten, 0x18, 0x01);
+    const ModeData enabled(ten, 0x10, 0x07);
+    const ModeData other(ten, 0x00, 0x06);
+    for (const bool enable : {true, false}) {
       if (ten) {
         bridge->expect(commands[0].first).in(32).senses(fixedSense(5, 0x20));
       }
-    };
-    const ModeData had(ten, 0x18, 0x01);
-    const ModeData enabled(ten, 0x10, 0x07);
-    shortFormFails();
-    bridge->expect(sense).in(32).returns(had.sensed);
-    bridge->expect(select).carries(enabled.selected);
-    EXPECT_EQ(fresh.SetSmartEnabled(1), ProtocolResult::Success);
-    shortFormFails();
-    bridge->expect(sense).in(32).returns(enabled.sensed);
-    bridge->expect(select).carries(had.selected);
-    EXPECT_EQ(fresh.SetSmartEnabled(0), ProtocolResult::Success);
+      bridge->expect(sense).in(32).returns((enable ? had : refused ? other : enabled).sensed);
+      bridge->expect(select)
+          .carries((enable ? enabled : had).selected)
+          .status(enable && refused ? 8 : 0);
+      EXPECT_EQ(fresh.SetSmartEnabled(enable ? 1 : 0),
+                enable && refused ? ProtocolResult::Failure : ProtocolResult::Success);
+    }
   }
-}
-
-TEST_F(ScsiProtocolTest, WhatWasSavedBeforeARefusedChangeIsWhatTheDriveHad) {
-  const ModeData had(true, 0x18, 0x01);
-  const ModeData other(true, 0x00, 0x06);
-  const auto shortFormFails = [&] {
-    bridge->expect(ModeSense6IECPage(nullptr, 32)).senses(fixedSense(5, 0x20));
-  };
-  shortFormFails();
-  bridge->expect(ModeSense10IECPage(nullptr, 32)).returns(had.sensed);
-  bridge->expect({0x55, 0x11, 0, 0, 0, 0, 0, 0, 20, 0})
-      .carries(ModeData(true, 0x10, 7).selected)
-      .status(8);
-  EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::Failure);
-  shortFormFails();
-  bridge->expect(ModeSense10IECPage(nullptr, 32)).returns(other.sensed);
-  bridge->expect({0x55, 0x11, 0, 0, 0, 0, 0, 0, 20, 0}).carries(had.selected);
-  EXPECT_EQ(protocol.SetSmartEnabled(0), ProtocolResult::Success);
 }
 
 TEST_F(ScsiProtocolTest, TheRotationRateIsOneThatADiskMayHave) {
@@ -382,8 +370,7 @@ TEST_F(ScsiProtocolTest, TheRotationRateIsOneThatADiskMayHave) {
 }
 
 TEST_F(ScsiProtocolTest, ADriveThatReportsByAnotherMethodKeepsIt) {
-  for (const int mrie : {0, 2, 4, 6}) {
-    const auto method = static_cast<std::uint8_t>(mrie);
+  for (const std::uint8_t method : Bytes{0, 2, 4, 6}) {
     bridge->expect(ModeSense6IECPage(nullptr, 32)).returns(ModeData(false, 0, method).sensed);
     EXPECT_EQ(protocol.SetSmartEnabled(1), ProtocolResult::Success);
   }
@@ -448,9 +435,6 @@ TEST_F(ScsiProtocolTest, HealthComesFromTheLogPageThenFromRequestSense) {
 }
 
 TEST_F(ScsiProtocolTest, SelfTestsAndTemperatureAreReadAsFarAsTheDeviceAnswers) {
-  bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).status(8);
-  EXPECT_EQ(protocol.StartSelfTest(0, 0), ProtocolResult::ScsiStatusNotGood);
-  EXPECT_EQ(protocol.GetLastDiagnosticStatus(), 8);
   bridge->expect({0x1D, 0x80, 0, 0, 0, 0}).status(8);
   EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Failure);
 
