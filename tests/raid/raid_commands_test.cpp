@@ -78,6 +78,19 @@ AtaCmd distinct(DataDirection direction, Bytes& data) {
   return command;
 }
 
+AtaCmd sent(AtaBridge& bridge, DataDirection direction, Bytes& data) {
+  AtaCmd command = distinct(direction, data);
+  EXPECT_EQ(bridge.Send(command), ProtocolResult::Success);
+  return command;
+}
+
+/// A frame that counts up from 50h came back.
+void expectFrame(const AtaCmd& read) {
+  EXPECT_THAT((Bytes{read.command, read.features, read.lbaLow, read.lbaMid, read.lbaHigh,
+                     read.device, read.sectorCount}),
+              ElementsAre(0x52, 0x53, 0x54, 0x55, 0x56, 0x57, 0x5C));
+}
+
 CsmiPhyEntry phyEntry() {
   Bytes record(CsmiPhyEntry::kBytes);
   std::iota(record.begin(), record.end(), std::uint8_t{100});
@@ -130,8 +143,7 @@ TEST(CsmiCommands, CarryAtaRegistersBothWays) {
   };
   CsmiStpBridge bridge(DeviceHandle(), &port, phyEntry());
   Bytes data(512);
-  AtaCmd read = distinct(DataDirection::FromDevice, data);
-  ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
+  expectFrame(sent(bridge, DataDirection::FromDevice, data));
   EXPECT_THAT(part(port.request, 28, 4), ElementsAre(120, 128, 0, 0));
   EXPECT_THAT(part(port.request, 32, 8), ElementsAre(148, 149, 150, 151, 152, 153, 154, 155));
   EXPECT_THAT(part(port.request, 44, 20),
@@ -139,18 +151,13 @@ TEST(CsmiCommands, CarryAtaRegistersBothWays) {
   EXPECT_EQ(loadLe32(&port.request[64]), 17u);
   EXPECT_EQ(loadLe32(&port.request[68]), 512u);
   EXPECT_EQ(data, Bytes(512, 0xAB));
-  EXPECT_THAT((Bytes{read.command, read.features, read.lbaLow, read.lbaMid, read.lbaHigh,
-                     read.device, read.sectorCount}),
-              ElementsAre(0x52, 0x53, 0x54, 0x55, 0x56, 0x57, 0x5C));
 
   data.assign(512, 0xCD);
-  AtaCmd write = distinct(DataDirection::ToDevice, data);
-  ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
+  sent(bridge, DataDirection::ToDevice, data);
   EXPECT_EQ(loadLe32(&port.request[64]), 18u);
   EXPECT_EQ(part(port.request, 164, 512), data);
   Bytes none;
-  AtaCmd plain = distinct(DataDirection::None, none);
-  ASSERT_EQ(bridge.Send(plain), ProtocolResult::Success);
+  sent(bridge, DataDirection::None, none);
   EXPECT_EQ(loadLe32(&port.request[64]), 20u);
   EXPECT_EQ(loadLe32(&port.request[68]), 0u);
   EXPECT_EQ(port.request.size(), 168u);
@@ -207,24 +214,19 @@ TEST(CsmiCommands, CarryScsiCommandsAndTheirSense) {
 TEST(CsmiCommands, ThatDidNotReachTheDriveAreNoAnswer) {
   ScriptedMiniport port;
   Bytes data(512, 0x11);
-  const auto ata = [&](CsmiSend* sender) {
-    AtaCmd command = distinct(DataDirection::FromDevice, data);
-    return CsmiStpBridge(DeviceHandle(), sender, phyEntry()).Send(command);
+  const auto expectBoth = [&](CsmiSend* sender, ProtocolResult wanted) {
+    AtaCmd ata = distinct(DataDirection::FromDevice, data);
+    EXPECT_EQ(CsmiStpBridge(DeviceHandle(), sender, phyEntry()).Send(ata), wanted);
+    Read10 scsi(data.data(), 0, 1, 512);
+    EXPECT_EQ(CsmiSspBridge(DeviceHandle(), sender, phyEntry()).Send(scsi), wanted);
   };
-  const auto scsi = [&](CsmiSend* sender) {
-    Read10 command(data.data(), 0, 1, 512);
-    return CsmiSspBridge(DeviceHandle(), sender, phyEntry()).Send(command);
-  };
-  EXPECT_EQ(ata(nullptr), ProtocolResult::InvalidArgument);
-  EXPECT_EQ(scsi(nullptr), ProtocolResult::InvalidArgument);
-  port.answer = [](Bytes& buffer) { buffer[20] = 1; };
-  EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
-  EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
-  EXPECT_EQ(data, Bytes(512, 0x11));
+  expectBoth(nullptr, ProtocolResult::InvalidArgument);
   // A connection that was not made shows in its status alone, or in a reply without a frame.
-  port.answer = [](Bytes& buffer) { buffer[100] = 1; };
-  EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
-  EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
+  for (const std::size_t at : {20u, 100u}) {
+    port.answer = [at](Bytes& buffer) { buffer[at] = 1; };
+    expectBoth(&port, ProtocolResult::TransportFailure);
+    EXPECT_EQ(data, Bytes(512, 0x11));
+  }
   // But a drive that refused a command has answered it.
   port.answer = [](Bytes& buffer) {
     buffer[20] = 1;
@@ -233,11 +235,9 @@ TEST(CsmiCommands, ThatDidNotReachTheDriveAreNoAnswer) {
     buffer[104] = 2;    // sense data of the SCSI reply
     buffer[106] = 18;
   };
-  EXPECT_EQ(ata(&port), ProtocolResult::Success);
-  EXPECT_EQ(scsi(&port), ProtocolResult::Success);
+  expectBoth(&port, ProtocolResult::Success);
   port.result = ProtocolResult::TransportFailure;
-  EXPECT_EQ(ata(&port), ProtocolResult::TransportFailure);
-  EXPECT_EQ(scsi(&port), ProtocolResult::TransportFailure);
+  expectBoth(&port, ProtocolResult::TransportFailure);
 }
 
 /// What a drive behind CSMI answers to a read, and what the protocol above makes of it.
@@ -283,8 +283,7 @@ TEST(LsiCommands, CarryAtaRegistersBothWays) {
   };
   LsiStpBridge bridge(0x01020304, 0x0105, &library);
   Bytes data(512);
-  AtaCmd read = distinct(DataDirection::FromDevice, data);
-  ASSERT_EQ(bridge.Send(read), ProtocolResult::Success);
+  expectFrame(sent(bridge, DataDirection::FromDevice, data));
   EXPECT_EQ(library.record.command, 0x06);
   EXPECT_EQ(library.record.group, 0x02);
   EXPECT_EQ(library.record.controllerId, 0x01020304u);
@@ -294,9 +293,6 @@ TEST(LsiCommands, CarryAtaRegistersBothWays) {
               ElementsAre(5, 2, 30, 0, 1, 0, 0, 0, 0x27, 0x80, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11,
                           12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 20, 0, 0, 0, 0, 2, 0, 0));
   EXPECT_EQ(data, Bytes(512, 0xAB));
-  EXPECT_THAT((Bytes{read.command, read.features, read.lbaLow, read.lbaMid, read.lbaHigh,
-                     read.device, read.sectorCount}),
-              ElementsAre(0x52, 0x53, 0x54, 0x55, 0x56, 0x57, 0x5C));
 
   Bytes none;
   AtaCmd plain = distinct(DataDirection::None, none);
@@ -309,8 +305,7 @@ TEST(LsiCommands, CarryAtaRegistersBothWays) {
   ASSERT_EQ(bridge.Send(identify), ProtocolResult::Success);
   EXPECT_EQ(loadLe32(&library.request[4]), 17u);
   data.assign(512, 0xCD);
-  AtaCmd write = distinct(DataDirection::ToDevice, data);
-  ASSERT_EQ(bridge.Send(write), ProtocolResult::Success);
+  sent(bridge, DataDirection::ToDevice, data);
   EXPECT_EQ(library.request[1], 1);
   EXPECT_EQ(loadLe32(&library.request[4]), 2u);
   EXPECT_EQ(part(library.request, 60, 512), data);

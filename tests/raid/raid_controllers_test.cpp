@@ -390,20 +390,13 @@ TEST(RaidControllers, BehindALibraryNeedItsFunctionAndItsAnswer) {
 }
 
 TEST(RaidControllers, NameTheirLevels) {
-  const char* const csmi[] = {"SINGLE_DRIVE_RAID_SET",
-                              "RAID 0",
-                              "RAID 1",
-                              "RAID 10",
-                              "RAID 5",
-                              "RAID 15",
-                              "RAID 6",
-                              "RAID 50",
-                              "UNKNOWN",
-                              "RAID 10",
-                              "UNKNOWN"};
-  for (std::size_t type = 0; type < std::size(csmi); ++type) {
-    EXPECT_EQ(csmiLevelName(static_cast<std::uint8_t>(type)), csmi[type]) << type;
+  std::string csmi;
+  for (std::uint8_t type = 0; type < 11; ++type) {
+    csmi += csmiLevelName(type) + std::string(", ");
   }
+  EXPECT_EQ(csmi,
+            "SINGLE_DRIVE_RAID_SET, RAID 0, RAID 1, RAID 10, RAID 5, RAID 15, RAID 6, RAID 50, "
+            "UNKNOWN, RAID 10, UNKNOWN, ");
   const char* const plain[] = {"RAID 0", "RAID 1", "UNKNOWN", "RAID 3",
                                "RAID 4", "RAID 5", "RAID 6",  "UNKNOWN"};
   for (std::size_t level = 0; level < std::size(plain); ++level) {
