@@ -41,8 +41,15 @@ extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
 namespace ostria::storage::test {
 namespace {
 
-SgCommand answer(std::uint8_t status, const std::vector<std::uint8_t>& sense = {},
-                 std::uint32_t moved = 0) {
+using Bytes = std::vector<std::uint8_t>;
+
+/// Sense data in the fixed format, zeros behind what is given.
+Bytes fixed(Bytes head) {
+  head.resize(18);
+  return head;
+}
+
+SgCommand answer(std::uint8_t status, const Bytes& sense = {}, std::uint32_t moved = 0) {
   SgCommand out;
   out.status = status;
   out.senseLength = static_cast<std::uint8_t>(sense.size());
@@ -68,55 +75,35 @@ TEST(AtaPassThrough, CommandsAreLaidOutForTheTranslator) {
                                                      0x55, 0x22, 0x66, 0x33, 0x40, 0x34, 0}));
 }
 
-TEST(AtaPassThrough, RegistersComeFromDescriptorSenseWhereverTheDescriptorStands) {
-  SmartReturnStatus command;
-  const auto sense = std::vector<std::uint8_t>{
-      0x72, 1,  0x00, 0x1D, 0, 0,    0, 18,   0x00, 2,    0, 0,  // another descriptor first
-      0x09, 12, 0,    0x04, 0, 0x11, 0, 0x22, 0,    0xF4, 0, 0x2C, 0xA0, 0x50};
-  EXPECT_EQ(takeAtaAnswer(answer(2, sense), command), ProtocolResult::Success);
-  EXPECT_EQ(command.features, 0x04);
-  EXPECT_EQ(command.sectorCount, 0x11);
-  EXPECT_EQ(command.lbaLow, 0x22);
-  EXPECT_EQ(command.lbaMid, 0xF4);
-  EXPECT_EQ(command.lbaHigh, 0x2C);
-  EXPECT_EQ(command.device, 0xA0);
-  EXPECT_EQ(command.command, 0x50);
-}
-
-TEST(AtaPassThrough, FixedSenseOfTheStandardAndOfOlderKernels) {
-  struct Row {
-    std::vector<std::uint8_t> sense;
-    std::uint8_t error, count, low;
-  };
-  const Row rows[] = {
-      {{0x70, 0, 0x0B, 0x04, 0x51, 0xE0, 0x01, 10, 0, 0x22, 0x33, 0x44, 0, 0, 0, 0, 0, 0},
-       0x04,
-       0x01,
-       0x22},
+TEST(AtaPassThrough, RegistersComeFromSenseDataOfEachForm) {
+  const std::pair<Bytes, Bytes> rows[] = {
+      // Wherever the descriptor stands: another one comes first.
+      {{0x72, 1, 0x00, 0x1D, 0,    0, 0,    18, 0x00, 2, 0,    0,    0x09,
+        12,   0, 0x04, 0,    0x11, 0, 0x22, 0,  0xF4, 0, 0x2C, 0xA0, 0x50},
+       {0x04, 0x11, 0x22, 0xF4, 0x2C, 0xA0, 0x50}},
+      // The fixed format of the standard, and that of older kernels.
+      {fixed({0x70, 0, 0x0B, 0x04, 0x51, 0xE0, 0x01, 10, 0, 0x22, 0x33, 0x44}),
+       {0x04, 0x01, 0x22, 0x33, 0x44, 0xE0, 0x51}},
       {{0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0x04, 0x41, 0xE0, 0x01, 0, 0, 0, 0, 0, 0xEE},
-       0x04,
-       0x01,
-       0xEE},
-  };
-  for (const Row& row : rows) {
+       {0x04, 0x01, 0xEE, 0, 0, 0xE0, 0x41}}};
+  for (const auto& [sense, registers] : rows) {
     SmartExecuteOffline command(0x7F, 0);
-    EXPECT_EQ(takeAtaAnswer(answer(2, row.sense), command), ProtocolResult::Success);
-    EXPECT_EQ(command.features, row.error);
-    EXPECT_EQ(command.sectorCount, row.count);
-    EXPECT_EQ(command.lbaLow, row.low);
-    EXPECT_EQ(command.command & 1, 1);
+    EXPECT_EQ(takeAtaAnswer(answer(2, sense), command), ProtocolResult::Success);
+    EXPECT_EQ((Bytes{command.features, command.sectorCount, command.lbaLow, command.lbaMid,
+                     command.lbaHigh, command.device, command.command}),
+              registers);
   }
 }
 
 TEST(AtaPassThrough, WhatIsNotTheDrivesAnswerIsATransportFailureAndChangesNothing) {
-  const std::vector<std::uint8_t> senses[] = {
+  const Bytes senses[] = {
       // A SCSI disk that knows no such command.
-      {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0},
+      fixed({0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x20}),
       // Lost on the way: aborted, and registers without an error in them.
       {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 0x09, 12, 0, 0, 0, 0, 0, 0, 0, 0x4F, 0, 0xC2, 0, 0x50},
       // The same with a drive that never came back, all bits set.
       {0x72, 0x0B, 0x47, 0, 0, 0, 0, 14, 0x09, 12, 0, 0xFF, 0, 0xFF, 0, 0, 0, 0, 0, 0, 0, 0xFF},
-      {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x58, 0, 1, 0, 0, 0, 0, 0, 0},
+      fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x58, 0, 1}),
       // Cut short in the descriptor, with a length that claims more.
       {0x72, 1, 0, 0x1D, 0, 0, 0, 0xFF, 0x09, 12, 0, 0, 0},
       {0x72, 1, 0, 0x1D, 0, 0, 0, 14, 0x09},
@@ -138,31 +125,22 @@ TEST(AtaPassThrough, WhatIsNotTheDrivesAnswerIsATransportFailureAndChangesNothin
 TEST(AtaPassThrough, SenseOfALostCommandIsNoAdaptersRefusal) {
   struct Case {
     const char* name;
-    std::vector<std::uint8_t> sense;
     bool lost;
+    Bytes sense;
   };
   const Case cases[] = {
-      {"time-out, fixed format",
-       {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x40, 0, 0, 0, 0, 0, 0, 0, 0},
-       true},
-      {"time-out, registers where the standard has them",
-       {0x70, 0, 0x0B, 0, 0x40, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-       true},
-      {"time-out, descriptor",
-       {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 9, 12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x50},
-       true},
-      {"dead link", {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0xFF, 0xFF, 0, 0, 0x47, 0, 0, 0, 0, 0}, true},
-      {"ABRT of the drive",
-       {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 4, 0x41, 0, 0, 0, 0, 0, 0, 0, 0},
-       false},
-      {"an adapter's refusal",
-       {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
-       false},
-      {"another descriptor alone", {0x72, 0x0B, 0, 0, 0, 0, 0, 8, 2, 6, 0, 0, 0, 0, 0, 0}, false},
-      {"bad sector", {0xF0, 0, 3, 0, 0x40, 0, 1, 10, 0, 0, 0, 0, 0x11, 0, 0, 0, 0, 0}, false},
-      {"unknown command", {0x70, 0, 5, 0, 0x40, 0, 0, 10, 0, 0, 0, 0, 0x20, 0, 0, 0, 0, 0}, false},
-      {"cut", {0x70, 0, 0x0B, 0, 0x40}, false},
-      {"none", {}, false},
+      {"time-out, fixed format", true, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x40})},
+      {"time-out, as the standard has it", true, fixed({0x70, 0, 0x0B, 0, 0x40, 0, 0, 10})},
+      {"time-out, descriptor", true, {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 9, 12, 0,
+                                      0,    0,    0, 0, 0, 0, 0, 0,  0, 0,  0x50}},
+      {"dead link", true, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0xFF, 0xFF, 0, 0, 0x47})},
+      {"ABRT of the drive", false, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 4, 0x41})},
+      {"an adapter's refusal", false, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10})},
+      {"another descriptor alone", false, {0x72, 0x0B, 0, 0, 0, 0, 0, 8, 2, 6, 0, 0, 0, 0, 0, 0}},
+      {"bad sector", false, fixed({0xF0, 0, 3, 0, 0x40, 0, 1, 10, 0, 0, 0, 0, 0x11})},
+      {"unknown command", false, fixed({0x70, 0, 5, 0, 0x40, 0, 0, 10, 0, 0, 0, 0, 0x20})},
+      {"cut", false, {0x70, 0, 0x0B, 0, 0x40}},
+      {"none", false, {}},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(isLostAtaCommand(c.sense), c.lost) << c.name;
@@ -183,9 +161,9 @@ TEST(AtaPassThrough, ALostCommandGoesToItsDescriptorOnce) {
       return;
     }
     ++starts;
-    const std::uint8_t lost[] = {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x40, 0, 0, 0, 0, 0, 0, 0, 0};
-    std::copy(std::begin(lost), std::end(lost), header.sbp);
-    header.sb_len_wr = sizeof lost;
+    const Bytes lost = fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x40});
+    std::copy(lost.begin(), lost.end(), header.sbp);
+    header.sb_len_wr = static_cast<unsigned char>(lost.size());
     header.status = 2;
   };
   const FoundProtocol found = createProtocol(scanner, record);
@@ -209,8 +187,8 @@ TEST(AtaPassThrough, DataInCountsWhatCame) {
 
   // The kernel counts all bytes of a command that the drive refused.
   SmartReadData refused(buffer);
-  const std::vector<std::uint8_t> abort = {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 0x09, 12, 0,
-                                           0x04, 0,    0, 0, 0, 0, 0, 0,  0,    0,  0x41};
+  const Bytes abort = {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 0x09, 12, 0,
+                       0x04, 0,    0, 0, 0, 0, 0, 0,  0,    0,  0x41};
   EXPECT_EQ(takeAtaAnswer(answer(2, abort, 512), refused), ProtocolResult::NoDataReturned);
   EXPECT_EQ(refused.transferBytes, 512u);
   EXPECT_EQ(refused.features, 0x04);
@@ -221,7 +199,7 @@ TEST(AtaPassThrough, DataInCountsWhatCame) {
 }
 
 TEST(AtaPassThrough, ASleepingDiskIsAnsweredForOrLeftAlone) {
-  const SleepingDisk known{1, true, std::vector<std::uint8_t>(512, 0x5A)};
+  const SleepingDisk known{1, true, Bytes(512, 0x5A)};
   AtaCheckPowerMode power;
   power.sectorCount = 0xFF;
   SgCommand packed = ataPassThrough(power);

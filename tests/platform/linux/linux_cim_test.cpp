@@ -20,6 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kSpace = "ROOT\\Ostria\\Ostria_Diagnostics";
+const std::wstring kWideSpace = L"ROOT\\Ostria\\Ostria_Diagnostics";
 
 class LinuxCimTest : public ::testing::Test {
  protected:
@@ -54,11 +55,25 @@ class LinuxCimTest : public ::testing::Test {
     LinuxCim cim;
     bool good = true;
     for (int i = 0; i < count; ++i) {
-      good = cim.writeRecord({"TestName"}, {std::to_string(getpid())}, "Results",
-                             L"ROOT\\Ostria\\Ostria_Diagnostics") == CimResult::Success &&
+      good = cim.writeRecord({"TestName"}, {std::to_string(getpid())}, "Results", kWideSpace) ==
+                 CimResult::Success &&
              good;
     }
     _exit(good ? 0 : 1);
+  }
+
+  /// The rows of the records, under that condition or all.
+  static CimTable ask(const std::vector<const char*>& fields, const char* where = nullptr) {
+    LinuxCim cim;
+    CimTable* table = nullptr;
+    const auto count = static_cast<int>(fields.size());
+    EXPECT_EQ(where == nullptr
+                  ? cim.queryAll(&table, "Results", count, fields.data(), kWideSpace)
+                  : cim.query(fields.data(), where, "Results", count, &table, kWideSpace),
+              CimResult::Success);
+    const CimTable found = table == nullptr ? CimTable() : *table;
+    cim.freeTable(table);
+    return found;
   }
 
   fs::path folder_;
@@ -67,63 +82,55 @@ class LinuxCimTest : public ::testing::Test {
 
 TEST_F(LinuxCimTest, WritesAndReadsBackRecords) {
   LinuxCim cim;
-  const std::wstring wide = L"ROOT\\Ostria\\Ostria_Diagnostics";
   bool existed = true;
   EXPECT_EQ(cim.ensureNamespace(L"ROOT", L"Ostria", &existed), CimResult::Success);
   EXPECT_FALSE(existed);
   EXPECT_EQ(cim.ensureNamespace(L"root", L"OSTRIA", &existed), CimResult::Success);
   EXPECT_TRUE(existed);
 
-  EXPECT_EQ(
-      cim.writeRecord({"TestName", "TestStatus"}, {"it's \"a\" test", "passed"}, "Results", wide),
-      CimResult::Success);
-  EXPECT_EQ(cim.writeRecord({"TestName"}, {"second"}, "results", wide), CimResult::Success);
+  EXPECT_EQ(cim.writeRecord({"TestName", "TestStatus"}, {"it's \"a\" test", "passed"}, "Results",
+                            kWideSpace),
+            CimResult::Success);
+  EXPECT_EQ(cim.writeRecord({"TestName"}, {"second"}, "results", kWideSpace), CimResult::Success);
   EXPECT_EQ(cim.writeRecord(LinuxResultStore::textNames(), {"1", "2", "3", "4", "5", "6"},
-                            "Results", wide),
+                            "Results", kWideSpace),
             CimResult::Success);
-  EXPECT_EQ(cim.writeRecord({"NoSuchName"}, {"x"}, "Results", wide), CimResult::ConnectFailed);
+  EXPECT_EQ(cim.writeRecord({"NoSuchName"}, {"x"}, "Results", kWideSpace),
+            CimResult::ConnectFailed);
 
-  const char* const fields[] = {"Id", "testname", "Missing"};
-  CimTable* table = nullptr;
-  ASSERT_EQ(cim.queryAll(&table, "Results", 3, fields, wide), CimResult::Success);
-  EXPECT_EQ(*table, (CimTable{{{"0"}, {"it's \"a\" test"}, {}}, {{"1"}, {"second"}, {}}}));
-  cim.freeTable(table);
-  ASSERT_EQ(cim.query(fields, "TestName = 'SECOND'", "Results", 1, &table, wide),
-            CimResult::Success);
-  EXPECT_EQ(*table, (CimTable{{{"1"}}}));
-  cim.freeTable(table);
+  EXPECT_EQ(ask({"Id", "testname", "Missing"}),
+            (CimTable{{{"0"}, {"it's \"a\" test"}, {}}, {{"1"}, {"second"}, {}}}));
+  EXPECT_EQ(ask({"Id"}, "TestName = 'SECOND'"), (CimTable{{{"1"}}}));
 
   // Names are the same in any case of their letters; what was not given is no text, and a text
   // keeps all its characters.
-  EXPECT_EQ(cim.writeRecord({"testname"}, {std::string("a\0b", 3)}, "Results", wide),
+  EXPECT_EQ(cim.writeRecord({"testname"}, {std::string("a\0b", 3)}, "Results", kWideSpace),
             CimResult::Success);
-  const char* const texts[] = {"TestName", "TestStatus"};
-  ASSERT_EQ(cim.query(texts, "Id = 2", "Results", 2, &table, wide), CimResult::Success);
-  EXPECT_EQ(*table, (CimTable{{{std::string("a\0b", 3)}, {}}}));
-  cim.freeTable(table);
+  EXPECT_EQ(ask({"TestName", "TestStatus"}, "Id = 2"), (CimTable{{{std::string("a\0b", 3)}, {}}}));
 
+  CimTable* table = nullptr;
   const char* const withNull[] = {"Id", nullptr};
-  EXPECT_EQ(cim.queryAll(&table, "Results", 0, fields, wide), CimResult::NoFields);
-  EXPECT_EQ(cim.queryAll(&table, "Results", 2, withNull, wide), CimResult::NullFieldName);
-  EXPECT_EQ(cim.queryAll(&table, nullptr, 1, fields, wide), CimResult::QueryIncomplete);
+  EXPECT_EQ(cim.queryAll(&table, "Results", 0, withNull, kWideSpace), CimResult::NoFields);
+  EXPECT_EQ(cim.queryAll(&table, "Results", 2, withNull, kWideSpace), CimResult::NullFieldName);
+  EXPECT_EQ(cim.queryAll(&table, nullptr, 1, withNull, kWideSpace), CimResult::QueryIncomplete);
   for (const char* condition : {"x' OR 1", "Id =", "test name = 'x'"}) {
-    EXPECT_EQ(cim.query(fields, condition, "Results", 1, &table, wide), CimResult::ConnectFailed)
+    EXPECT_EQ(cim.query(withNull, condition, "Results", 1, &table, kWideSpace),
+              CimResult::ConnectFailed)
         << condition;
   }
 }
 
 TEST_F(LinuxCimTest, WhatIsNotThereIsNotAnswered) {
   LinuxCim cim;
-  const std::wstring space = L"ROOT\\Ostria\\Ostria_Diagnostics";
   const char* const field = "Id";
   CimTable* table = nullptr;
-  EXPECT_EQ(cim.queryAll(&table, "Results", 1, &field, space), CimResult::ConnectFailed);
+  EXPECT_EQ(cim.queryAll(&table, "Results", 1, &field, kWideSpace), CimResult::ConnectFailed);
   EXPECT_FALSE(fs::exists(file_)) << "reading makes no file";
   EXPECT_EQ(cim.writeRecord({"TestName"}, {"x"}, "Results", L"ROOT\\Other"),
             CimResult::ConnectFailed);
-  EXPECT_EQ(cim.writeRecord({"TestName"}, {"x"}, "Results", space), CimResult::Success);
-  EXPECT_EQ(cim.queryAll(&table, "Others", 1, &field, space), CimResult::ConnectFailed);
-  EXPECT_EQ(cim.queryAll(&table, "Win32_PnPSignedDriver", 1, &field, space),
+  EXPECT_EQ(cim.writeRecord({"TestName"}, {"x"}, "Results", kWideSpace), CimResult::Success);
+  EXPECT_EQ(cim.queryAll(&table, "Others", 1, &field, kWideSpace), CimResult::ConnectFailed);
+  EXPECT_EQ(cim.queryAll(&table, "Win32_PnPSignedDriver", 1, &field, kWideSpace),
             CimResult::ConnectFailed);
   bool existed = false;
   EXPECT_EQ(cim.ensureNamespace(L"ROOT\\No", L"Below", &existed), CimResult::ConnectFailed);
@@ -185,9 +192,7 @@ TEST_F(LinuxCimTest, TenProcessesWriteWithoutLossWhileOthersAreKilled) {
     EXPECT_EQ(status, 0);
   }
   LinuxCim cim;
-  EXPECT_EQ(
-      cim.writeRecord({"TestName"}, {"after"}, "Results", L"ROOT\\Ostria\\Ostria_Diagnostics"),
-      CimResult::Success);
+  EXPECT_EQ(cim.writeRecord({"TestName"}, {"after"}, "Results", kWideSpace), CimResult::Success);
   const auto all = records();
   std::map<std::string, std::size_t> written;
   for (const auto& record : all) {
