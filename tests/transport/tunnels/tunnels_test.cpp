@@ -17,11 +17,16 @@ class WrappingBridges : public testing::Test {
   Bytes buffer = Bytes(4096);
 };
 
+/// Error, count, LBA low to high, device and status.
+Bytes registersOf(const AtaCmd& command) {
+  return {command.features, command.sectorCount, command.lbaLow, command.lbaMid,
+          command.lbaHigh,  command.device,      command.command};
+}
+
 void expectNoRegisters(const AtaCmd& command) {
-  EXPECT_EQ(command.features | command.featuresPrevious | command.sectorCount |
-                command.sectorCountPrevious | command.lbaLow | command.lbaLowPrevious |
-                command.lbaMid | command.lbaMidPrevious | command.lbaHigh |
-                command.lbaHighPrevious | command.device | command.command,
+  EXPECT_EQ(registersOf(command), Bytes(7));
+  EXPECT_EQ(command.featuresPrevious | command.sectorCountPrevious | command.lbaLowPrevious |
+                command.lbaMidPrevious | command.lbaHighPrevious,
             0);
 }
 
@@ -70,24 +75,13 @@ TEST_F(WrappingBridges, RegistersComeFromTheSenseDataOrFromASecondCommand) {
   const Bytes described = {0x72, 1, 0,    0x1D, 0, 0, 0, 18, 0x80, 2, 0,    0,    9,
                            12,   0, 0x04, 0,    1, 0, 2, 0,  0x4F, 0, 0xC2, 0xA0, 0x51};
   Bytes fixed = fixedSense(1, 0, 0x1D);
-  fixed[3] = 0x04;
-  fixed[4] = 0x51;
-  fixed[5] = 0xA0;
-  fixed[6] = 1;
-  fixed[9] = 2;
-  fixed[10] = 0x4F;
-  fixed[11] = 0xC2;
+  const Bytes head = {0x04, 0x51, 0xA0, 1, 10, 0, 2, 0x4F, 0xC2};
+  std::copy(head.begin(), head.end(), fixed.begin() + 3);
   for (const Bytes& sense : {described, fixed}) {
     scsi->expect({0xA1, 6, 0x6C, 0xDA, 0, 0, 0x4F, 0xC2, 0, 0xB0, 0, 0}).senses(sense);
     SmartReturnStatus status;
     EXPECT_EQ(checking.Send(status), ProtocolResult::Success);
-    EXPECT_EQ(status.features, 0x04);
-    EXPECT_EQ(status.sectorCount, 1);
-    EXPECT_EQ(status.lbaLow, 2);
-    EXPECT_EQ(status.lbaMid, 0x4F);
-    EXPECT_EQ(status.lbaHigh, 0xC2);
-    EXPECT_EQ(status.device, 0xA0);
-    EXPECT_EQ(status.command, 0x51);
+    EXPECT_EQ(registersOf(status), (Bytes{0x04, 1, 2, 0x4F, 0xC2, 0xA0, 0x51}));
   }
 
   scsi->expect({0xA1, 6, 0x4C, 0xDA, 0, 0, 0x4F, 0xC2, 0, 0xB0, 0, 0}).senses(fixedSense(1));
@@ -223,25 +217,22 @@ TEST_F(WrappingBridges, ARefusalIsNoSuccessWithoutWantedRegistersEither) {
 }
 
 TEST_F(WrappingBridges, AReadThatFailsWithoutSenseDataIsAskedForItsRegisters) {
-  ReadSectorsExt read(1, 1, 512, buffer.data(), 30);
-  scsi->expect({0x85, 9, 0x4E, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x24, 0}).in(512).status(2);
-  scsi->expect({0xA1, 0x1E, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})
-      .in(14)
-      .returns({9, 12, 0, 0x40, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x51});
-  EXPECT_EQ(asking.Send(read), ProtocolResult::Success);
-  EXPECT_EQ(read.features, 0x40);
-  EXPECT_EQ(read.command, 0x51);
-
   // Registers without an error do not make a good read of it.
-  scsi->expect({0x85, 9, 0x4E, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x24, 0})
-      .in(512)
-      .returns(Bytes(512))
-      .status(2);
-  scsi->expect({0xA1, 0x1E, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})
-      .in(14)
-      .returns({9, 12, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x50});
-  ReadSectorsExt again(1, 1, 512, buffer.data(), 30);
-  EXPECT_EQ(asking.Send(again), ProtocolResult::RegistersUnavailable);
+  for (const std::uint8_t error : Bytes{0x40, 0}) {
+    ReadSectorsExt read(1, 1, 512, buffer.data(), 30);
+    scsi->expect({0x85, 9, 0x4E, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, 0x24, 0})
+        .in(512)
+        .returns(Bytes(error == 0 ? 512 : 0))
+        .status(2);
+    const std::uint8_t status = error == 0 ? 0x50 : 0x51;
+    scsi->expect({0xA1, 0x1E, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0})
+        .in(14)
+        .returns({9, 12, 0, error, 0, 1, 0, 1, 0, 0, 0, 0, 0x40, status});
+    EXPECT_EQ(asking.Send(read),
+              error == 0 ? ProtocolResult::RegistersUnavailable : ProtocolResult::Success);
+    EXPECT_EQ(read.features, error);
+    EXPECT_EQ(read.command, status);
+  }
 }
 
 TEST_F(WrappingBridges, AFailedSendClearsRegistersAndCountAndKeepsItsResult) {
