@@ -164,26 +164,6 @@ TEST_F(WinStorageScannerTest, AVolumeOnSeveralDisksIsShownOnEachWithoutItsSizes)
   }
 }
 
-TEST_F(WinStorageScannerTest, FullTableOfOverlappingPartitionsIsReadWhole) {
-  std::string partitions;
-  for (int i = 1; i <= 128; ++i) {
-    partitions += std::string(i == 1 ? "" : ",") + R"({"sectors": 90000, "start_sector": )" +
-                  std::to_string(i) + "}";
-  }
-  switchOn(
-      R"({"format": 1, "drives": [{"name": "a", "kind": "sata", "model": "A", "serial": "1",
-          "size_sectors": 100000, "layout": {"style": "gpt", "partitions": [)" +
-      partitions + R"(]}}], "volumes": [{"letter": "C", "drive": "a", "partition": 128}]})");
-  ASSERT_EQ(scanner.listDevices(devices), 0);
-  PartitionTable table;
-  ASSERT_EQ(scanner.readPartitionTable(0, &table, 100000 * 512), 0);
-  ASSERT_EQ(table.partitions.size(), 128u);
-  EXPECT_EQ(table.partitions[127].startOffset, 128u * 512);
-  EXPECT_EQ(table.partitions[127].mountPoints, std::vector<std::string>{"C:\\"});
-  EXPECT_TRUE(table.partitions[126].mountPoints.empty());
-  EXPECT_EQ(table.unallocatedBytes, 0u);
-}
-
 TEST_F(WinStorageScannerTest, VolumeIsTakenAndGivenBack) {
   DeviceHandle handle;
   ASSERT_EQ(scanner.dismountVolume("D:\\", &handle), 0);
