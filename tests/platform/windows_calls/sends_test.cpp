@@ -34,6 +34,18 @@ class SendsTest : public testing::Test {
             kernel.sent.begin() + static_cast<std::ptrdiff_t>(at + count)};
   }
 
+  /// A request to a miniport: the head that all have, and zeros.
+  static Bytes miniportBlock(const std::string& signature, std::uint32_t seconds,
+                             std::uint32_t code, std::uint32_t bytes) {
+    Bytes block(bytes);
+    storeLe32(&block[0], 28);
+    std::copy(signature.begin(), signature.end(), block.begin() + 4);
+    storeLe32(&block[12], seconds);
+    storeLe32(&block[16], code);
+    storeLe32(&block[24], bytes - 28);
+    return block;
+  }
+
   ScriptedWin32& kernel = scriptedWin32();
   std::array<std::uint8_t, 1024> data{};
 };
@@ -160,39 +172,35 @@ TEST_F(SendsTest, ScsiBlockAndItsAnswer) {
 }
 
 TEST_F(SendsTest, ScsiAnswersAreNotTrusted) {
-  std::uint32_t length = 64;
-  std::uint64_t offset = 88;
-  std::uint32_t sense = 56;
-  DWORD came = 152;
-  kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) {
-    storeLe32(&block[12], length);
-    storeLe64(&block[24], offset);
-    storeLe32(&block[32], sense);
-    returned = came;
-    return 0u;
+  struct Row {
+    const char* name;
+    std::uint32_t length = 64;
+    std::uint64_t offset = 88;
+    std::uint32_t sense = 56;
+    DWORD returned = 152;
+    ProtocolResult result = ProtocolResult::Success;
+    std::uint64_t bytes = 64;
   };
-  const auto send = [&] {
+  constexpr auto kBad = ProtocolResult::TransportFailure;
+  for (const Row& row :
+       {Row{.name = "good"}, Row{.name = "more than asked", .length = 0xFFFFFFFF},
+        Row{.name = "more than returned", .length = 0xFFFFFFFF, .returned = 98, .bytes = 10},
+        Row{.name = "header alone", .length = 0xFFFFFFFF, .returned = 60, .bytes = 0},
+        Row{.name = "no header", .returned = 55, .result = kBad},
+        Row{.name = "data outside", .offset = 0xFFFFFFFFFF, .result = kBad},
+        Row{.name = "sense outside", .sense = 0xFFFFFFF0, .result = kBad}}) {
+    SCOPED_TRACE(row.name);
+    kernel.driver = [&](DWORD, Bytes& block, DWORD& returned) {
+      storeLe32(&block[12], row.length);
+      storeLe64(&block[24], row.offset);
+      storeLe32(&block[32], row.sense);
+      returned = row.returned;
+      return 0u;
+    };
     Inquiry command(data.data(), 64);
-    const ProtocolResult result = halScsiSend().Send(kScriptedDevice, 1, command);
-    return std::pair(result, command.transferBytes);
-  };
-  const auto good = [](std::uint64_t n) { return std::pair(ProtocolResult::Success, n); };
-  const auto bad = std::pair(ProtocolResult::TransportFailure, std::uint64_t{64});
-  EXPECT_EQ(send(), good(64));
-  length = 0xFFFFFFFF;
-  EXPECT_EQ(send(), good(64));
-  came = 98;
-  EXPECT_EQ(send(), good(10));
-  came = 60;
-  EXPECT_EQ(send(), good(0));
-  came = 55;
-  EXPECT_EQ(send(), bad);
-  came = 152;
-  offset = 0xFFFFFFFFFF;
-  EXPECT_EQ(send(), bad);
-  offset = 88;
-  sense = 0xFFFFFFF0;
-  EXPECT_EQ(send(), bad);
+    EXPECT_EQ(halScsiSend().Send(kScriptedDevice, 1, command), row.result);
+    EXPECT_EQ(command.transferBytes, row.bytes);
+  }
 }
 
 TEST_F(SendsTest, IntelMiniportBlock) {
@@ -214,13 +222,7 @@ TEST_F(SendsTest, IntelMiniportBlock) {
   EXPECT_EQ(halNvmeIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Success);
   EXPECT_EQ(data[0], 0x5C);
   const auto image = command.image();
-  Bytes expected(168 + 512);
-  const std::string signature = "IntelNvm";
-  storeLe32(&expected[0], 28);
-  std::copy(signature.begin(), signature.end(), expected.begin() + 4);
-  storeLe32(&expected[12], 30);
-  storeLe32(&expected[16], 0xF0002808);
-  storeLe32(&expected[24], 168 + 512 - 28);
+  Bytes expected = miniportBlock("IntelNvm", 30, 0xF0002808, 168 + 512);
   expected[28] = 1;
   expected[29] = 3;
   expected[32] = 2;  // GET LOG PAGE
@@ -261,13 +263,7 @@ TEST_F(SendsTest, MiniMiniportBlock) {
   EXPECT_EQ(halNvmeMiniIntelSend().Send(kScriptedDevice, 1, command), ProtocolResult::Success);
   EXPECT_EQ(page[4095], 0x5D);
   const auto image = command.image();
-  Bytes expected(4248);
-  const std::string signature = "NvmeMini";
-  storeLe32(&expected[0], 28);
-  std::copy(signature.begin(), signature.end(), expected.begin() + 4);
-  storeLe32(&expected[12], 40);
-  storeLe32(&expected[16], 0xE0002000);
-  storeLe32(&expected[24], 4220);
+  Bytes expected = miniportBlock("NvmeMini", 40, 0xE0002000, 4248);
   expected[52] = 6;  // IDENTIFY
   expected[56] = 7;
   std::copy(image.begin() + 16, image.end(), expected.begin() + 68);
@@ -303,23 +299,24 @@ TEST_F(SendsTest, MiniMiniportBlock) {
 }
 
 TEST_F(SendsTest, PredictedFailure) {
-  DWORD prediction = 0;
-  DWORD error = 0;
-  kernel.driver = [&](DWORD, Bytes& block, DWORD&) {
-    EXPECT_EQ(block.size(), 516u);
-    storeLe32(block.data(), prediction);
-    return error;
+  struct Row {
+    DWORD prediction, error;
+    ProtocolResult result;
+    bool failing;
   };
   bool failing = true;
-  EXPECT_EQ(queryPredictedFailure(kScriptedDevice, &failing), ProtocolResult::Success);
-  EXPECT_FALSE(failing);
-  prediction = 0x100;
-  EXPECT_EQ(queryPredictedFailure(kScriptedDevice, &failing), ProtocolResult::Success);
-  EXPECT_TRUE(failing);
-  prediction = 0;
-  error = ERROR_INVALID_FUNCTION;
-  EXPECT_EQ(queryPredictedFailure(kScriptedDevice, &failing), ProtocolResult::TransportFailure);
-  EXPECT_TRUE(failing);
+  // Without an answer it stays as it was.
+  for (const Row& row :
+       {Row{0, 0, ProtocolResult::Success, false}, Row{0x100, 0, ProtocolResult::Success, true},
+        Row{0, ERROR_INVALID_FUNCTION, ProtocolResult::TransportFailure, true}}) {
+    kernel.driver = [&](DWORD, Bytes& block, DWORD&) {
+      EXPECT_EQ(block.size(), 516u);
+      storeLe32(block.data(), row.prediction);
+      return row.error;
+    };
+    EXPECT_EQ(queryPredictedFailure(kScriptedDevice, &failing), row.result);
+    EXPECT_EQ(failing, row.failing);
+  }
 }
 
 }  // namespace
