@@ -236,28 +236,6 @@ TEST_F(Win32CallsTest, Registry) {
   EXPECT_GE(bytes, 11 * sizeof(wchar_t));
 }
 
-TEST_F(Win32CallsTest, PrivilegesAndErrorMode) {
-  HANDLE token = nullptr;
-  ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token));
-  TOKEN_PRIVILEGES wanted{};
-  wanted.PrivilegeCount = 1;
-  LUID& luid = wanted.Privileges[0].Luid;
-  expectError("a privilege", LookupPrivilegeValueW(nullptr, L"SeManageVolumePrivilege", &luid), 0);
-  expectError(
-      "no privilege",
-      [&] {
-        LUID other{};
-        return LookupPrivilegeValueW(nullptr, L"SeNoSuchPrivilege", &other);
-      }(),
-      1313);
-  expectError("adjust without the right",
-              AdjustTokenPrivileges(token, FALSE, &wanted, 0, nullptr, nullptr),
-              ERROR_ACCESS_DENIED);
-  CloseHandle(token);
-  const UINT before = SetErrorMode(0x8001);
-  EXPECT_EQ(SetErrorMode(before), 0x8001u);
-}
-
 TEST_F(Win32CallsTest, LibrariesAndText) {
   expectError(
       "no library",
