@@ -36,7 +36,6 @@ class LinuxCheckFilesystemToolTest : public ::testing::Test {
   static bool shell(const std::string& command) {
     return system(("PATH=/usr/sbin:/sbin:$PATH; (" + command + ") >/dev/null 2>&1").c_str()) == 0;
   }
-  bool makeVolume() { return shell("truncate -s 16M " + image_ + " && mkfs.ext4 -q " + image_); }
   void fakeChecker(const std::string& script) {
     folder_.write("e2fsck", "#!/bin/sh\n" + script + "\n");
     fs::permissions(folder_.file("e2fsck"), fs::perms::owner_all);
@@ -50,10 +49,16 @@ class LinuxCheckFilesystemToolTest : public ::testing::Test {
   std::vector<int> progress_;
 };
 
-TEST_F(LinuxCheckFilesystemToolTest, RepairsAndThenFindsNothing) {
-  if (!makeVolume()) {
-    GTEST_SKIP() << "no mkfs.ext4 on this machine";
+class LinuxCheckOfAVolumeTest : public LinuxCheckFilesystemToolTest {
+ protected:
+  void SetUp() override {
+    if (!shell("truncate -s 16M " + image_ + " && mkfs.ext4 -q " + image_)) {
+      GTEST_SKIP() << "no mkfs.ext4 on this machine";
+    }
   }
+};
+
+TEST_F(LinuxCheckOfAVolumeTest, RepairsAndThenFindsNothing) {
   LinuxCheckFilesystemTool tool(&owner_);
   tool.setEventReceiver(&receiver_);
   EXPECT_EQ(tool.execute(item_, 0), ToolStatus::Finished) << tool.getMessage();
@@ -108,10 +113,7 @@ TEST_F(LinuxCheckFilesystemToolTest, NtfsIsLookedAtAndLeftAsItIs) {
   EXPECT_TRUE(content() == before);
 }
 
-TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
-  if (!makeVolume()) {
-    GTEST_SKIP() << "no mkfs.ext4 on this machine";
-  }
+TEST_F(LinuxCheckOfAVolumeTest, CheckerEndsAsItsExitCodeSays) {
   LinuxCheckFilesystemTool tool(&owner_, {folder_.path()});
   tool.setEventReceiver(&receiver_);
   const std::pair<const char*, ToolStatus> endings[] = {
@@ -129,10 +131,7 @@ TEST_F(LinuxCheckFilesystemToolTest, CheckerEndsAsItsExitCodeSays) {
   EXPECT_EQ(progress_, std::vector<int>{10});
 }
 
-TEST_F(LinuxCheckFilesystemToolTest, TheProgramGetsNothingOfTheHost) {
-  if (!makeVolume()) {
-    GTEST_SKIP() << "no mkfs.ext4 on this machine";
-  }
+TEST_F(LinuxCheckOfAVolumeTest, TheProgramGetsNothingOfTheHost) {
   const FdOwner kept(::open("/etc/passwd", O_RDONLY));  // without O_CLOEXEC, as some host may
   const FdOwner far(::fcntl(kept.get(), F_DUPFD, 100));
   ::setenv("OSTRIA_SECRET", "1", 1);
@@ -143,10 +142,7 @@ TEST_F(LinuxCheckFilesystemToolTest, TheProgramGetsNothingOfTheHost) {
   EXPECT_EQ(tool.getMessage(), "0\nLC_ALL PATH PWD ");
 }
 
-TEST_F(LinuxCheckFilesystemToolTest, CheckGoesOnWhenTheHostFails) {
-  if (!makeVolume()) {
-    GTEST_SKIP() << "no mkfs.ext4 on this machine";
-  }
+TEST_F(LinuxCheckOfAVolumeTest, CheckGoesOnWhenTheHostFails) {
   LinuxCheckFilesystemTool tool(&owner_, {folder_.path()});
   tool.setEventReceiver(&receiver_);
   receiver_.handlers["OnProgress"] = [](Tool*, const std::string&) {

@@ -184,13 +184,9 @@ TEST_P(LinuxFilesystemTest, WhatCannotBeIssuedIsAFailureAndLeavesTheCount) {
   EXPECT_EQ(filesystem.readAt(handleOfDescriptor(file.get()), 0, 512, &done, 30, nullptr),
             ProtocolResult::Failure);
   EXPECT_EQ(done, 5u);
-}
 
-TEST_P(LinuxFilesystemTest, AFullVolumeIsNoMediumError) {
-  FdOwner full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
-  ASSERT_TRUE(full.valid());
-  const char buffer[512] = {};
-  std::uint64_t done = 5;
+  // A full volume is no error of its medium.
+  const FdOwner full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
   EXPECT_EQ(filesystem.writeAt(handleOfDescriptor(full.get()), 0, 512, &done, 30, buffer),
             ProtocolResult::VolumeFull);
   EXPECT_EQ(done, 0u);
@@ -306,12 +302,12 @@ TEST(LinuxFilesystem, WorkThatDoesNotEndIsLeftBehind) {
 
 TEST(LinuxFilesystem, PathsThatCannotBeUsed) {
   LinuxFilesystem filesystem;
-  for (const std::string& bad : {std::string("a"), std::string(256, 'a'), std::string("/a/ \t/b"),
-                                 std::string("/a\0b", 4)}) {
+  using Paths = std::vector<std::string>;
+  for (const std::string& bad : Paths{"a", std::string(256, 'a'), "/a/ \t/b", {"/a\0b", 4}}) {
     EXPECT_TRUE(filesystem.isInvalidPath(bad)) << bad;
   }
-  for (const std::string& good : {std::string("/a"), std::string(255, 'a'), std::string("/a b/c "),
-                                  std::string("/COM1/x"), std::string("/a//b")}) {
+  for (const std::string& good :
+       Paths{"/a", std::string(255, 'a'), "/a b/c ", "/COM1/x", "/a//b"}) {
     EXPECT_FALSE(filesystem.isInvalidPath(good)) << good;
   }
 }

@@ -10,10 +10,12 @@
 #include <functional>
 
 #include "base/byte_order.h"
+#include "inventory/raid_collection.h"
 #include "platform/linux/raid/data_mark.h"
 #include "raid/lsi/lsi_bridges.h"
 #include "raid/lsi/lsi_layout.h"
 #include "raid/lsi/lsi_raid_component.h"
+#include "raid/raid_component_manager.h"
 #include "tests/support/temporary_folder.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/scsi/scsi_cmd.h"
@@ -374,6 +376,18 @@ TEST(DataMarks, WhatDidNotComeIsSeen) {
     EXPECT_EQ(mark.movedBytes(), filled > 504 ? 512u : filled);
     EXPECT_EQ(filled < 500 ? data[511] : 0, 0);
   }
+}
+
+TEST(LinuxRaid, WithoutAControllerSaysNothing) {
+  if (!MegaraidNode().controllers().empty()) {
+    GTEST_SKIP() << "this computer has such a controller";
+  }
+  EXPECT_EQ(getLsiSender(), nullptr);
+  RaidComponentManager manager(Identifier(0, 0, 0));
+  EXPECT_FALSE(manager.hasDevices());
+  manager.scan();
+  EXPECT_EQ(manager.componentCount(), 0u);
+  EXPECT_FALSE(hasRaidDrives());
 }
 
 TEST(MegaraidNodes, AreFoundBySysfsAndProc) {
