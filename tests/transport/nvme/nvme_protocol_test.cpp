@@ -197,32 +197,23 @@ TEST_F(NvmeProtocolTest, ALabelIsTextOrNothing) {
   }
 }
 
-TEST_F(NvmeProtocolTest, HealthLogGivesTemperatureAndWear) {
-  Bytes page = health();
-  page[5] = 120;
-  bridge->log(2, 512, page);
-  bridge->log(2, 512, page);
-  std::uint8_t celsius = 0;
+TEST_F(NvmeProtocolTest, WearIsWhatTheHealthLogLeavesOf100) {
+  std::uint8_t celsius = 29;
   std::uint32_t left = 0xFFFFFFFF;
-  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
-  EXPECT_EQ(celsius, 29);
-  EXPECT_EQ(protocol.GetWearIndicator(&left), ProtocolResult::Success);
-  EXPECT_EQ(left, 0u);
-
-  page[1] = page[2] = 0;  // 0 K: not measured
-  bridge->log(2, 512, page);
-  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
-  EXPECT_EQ(celsius, 29);
-
-  const ScriptedNvmeBridge::Step failing{
-      2, kEveryNamespace, 0x007F0002, {}, ProtocolResult::TransportFailure};
-  bridge->expect(failing);
-  bridge->expect(failing);
-  left = 0xFFFFFFFF;
-  EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
-  EXPECT_EQ(celsius, 29);
+  for (const std::uint8_t used : Bytes{30, 120}) {
+    Bytes page = health();
+    page[1] = page[2] = 0;  // 0 K: not measured
+    page[5] = used;
+    bridge->log(2, 512, page);
+    bridge->log(2, 512, page);
+    EXPECT_EQ(protocol.GetTemperature(&celsius), ProtocolResult::Success);
+    EXPECT_EQ(celsius, 29);
+    EXPECT_EQ(protocol.GetWearIndicator(&left), ProtocolResult::Success);
+    EXPECT_EQ(left, used == 30 ? 70u : 0u);
+  }
+  bridge->expect({2, kEveryNamespace, 0x007F0002, {}, ProtocolResult::TransportFailure});
   EXPECT_EQ(protocol.GetWearIndicator(&left), ProtocolResult::DeviceError);
-  EXPECT_EQ(left, 0xFFFFFFFF);
+  EXPECT_EQ(left, 0u);
 }
 
 TEST_F(NvmeProtocolTest, BridgeThatWorkedIsAskedFirstFromThenOn) {
