@@ -2,8 +2,6 @@
 // output.
 
 #include <fcntl.h>
-#include <scsi/sg.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,7 +21,6 @@
 #include "inventory/storage_scanner.h"
 #include "platform/linux/io/fd_handle.h"
 #include "platform/linux/io/linux_filesystem.h"
-#include "platform/linux/passthrough/sg_ata_pass_through.h"
 #include "services/driver_service_holder.h"
 #include "services/sal.h"
 #include "tools/recover_bad_sectors.h"
@@ -66,6 +63,14 @@ class OpenDevice {
   int error_;
 };
 
+/// A command on the device that its first argument names.
+template <Json (*act)(DeviceHandle, const Arguments&)>
+Json opened(const Arguments& arguments) {
+  const OpenDevice device(arguments.at(0));
+  return device.handle() ? act(device.handle(), arguments)
+                         : Json::object({{"open", device.error()}});
+}
+
 Json scan(const Arguments&) {
   Json out = Json::array();
   const auto scanner = makeStorageScanner();
@@ -78,24 +83,17 @@ Json scan(const Arguments&) {
     std::string id, port;
     std::array<std::uint8_t, 3> pci{};
     Json entry = {{"number", number}, {"paths", paths}};
-    if (scanner->getBusKind(number, &bus, &optane) == 0) {
-      entry["bus"] = bus;
-    }
-    if (scanner->getConnection(number, &connection) == 0) {
-      entry["connection"] = connection;
-    }
-    if (scanner->isRemovableMedia(number, &removable) == 0) {
-      entry["removable"] = removable;
-    }
-    if (scanner->getDeviceId(number, &id) == 0) {
-      entry["id"] = id;
-    }
-    if (scanner->getMiniportPath(number, &port) == 0) {
-      entry["port"] = port;
-    }
-    if (scanner->getPciLocation(number, &pci) == 0) {
-      entry["pci"] = pci;
-    }
+    const auto add = [&entry](const char* name, int error, const auto& value) {
+      if (error == 0) {
+        entry[name] = value;
+      }
+    };
+    add("bus", scanner->getBusKind(number, &bus, &optane), bus);
+    add("connection", scanner->getConnection(number, &connection), connection);
+    add("removable", scanner->isRemovableMedia(number, &removable), removable);
+    add("id", scanner->getDeviceId(number, &id), id);
+    add("port", scanner->getMiniportPath(number, &port), port);
+    add("pci", scanner->getPciLocation(number, &pci), pci);
     out.push_back(entry);
   }
   return out;
@@ -149,18 +147,14 @@ Json dismount(const Arguments& arguments) {
 }
 
 /// read PATH OFFSET LENGTH SECONDS: a raw read with a time-out.
-Json read(const Arguments& arguments) {
-  const OpenDevice device(arguments.at(0));
-  if (!device.handle()) {
-    return {{"open", device.error()}};
-  }
+Json read(DeviceHandle device, const Arguments& arguments) {
   const auto length = std::stoull(arguments.at(2));
   std::vector<char> buffer(length + 1, '#');
   std::uint64_t done = ~std::uint64_t{0};
   LinuxFilesystem filesystem;
   const auto start = std::chrono::steady_clock::now();
   const auto result =
-      filesystem.readAt(device.handle(), std::stoull(arguments.at(1)), length, &done,
+      filesystem.readAt(device, std::stoull(arguments.at(1)), length, &done,
                         static_cast<std::uint32_t>(std::stoul(arguments.at(3))), buffer.data() + 1);
   const double took = secondsSince(start);
   return {{"result", numberOf(result)},
@@ -234,25 +228,21 @@ Json scratch(const Arguments& arguments) {
   return out;
 }
 
-Json ata(const Arguments& arguments) {
-  const OpenDevice device(arguments.at(0));
-  if (!device.handle()) {
-    return {{"open", device.error()}};
-  }
+Json ata(DeviceHandle device, const Arguments&) {
   Json out;
   std::vector<std::uint8_t> page(512);
   IdentifyDevice identify(page.data());
-  out["identify"] = numberOf(halAtaSend().Send(device.handle(), identify));
+  out["identify"] = numberOf(halAtaSend().Send(device, identify));
   out["model"] = SwapWordString(page.data() + 54, 20);
   out["moved"] = identify.transferBytes;
   SmartReturnStatus status;
-  out["smart"] = numberOf(halAtaSend().Send(device.handle(), status));
+  out["smart"] = numberOf(halAtaSend().Send(device, status));
   out["signature"] = {status.lbaMid, status.lbaHigh, status.command};
   AtaCheckPowerMode power;
-  out["power"] = numberOf(halAtaSend().Send(device.handle(), power));
+  out["power"] = numberOf(halAtaSend().Send(device, power));
   out["mode"] = power.sectorCount;
   SmartReadLog log(0xEE, 1, page.data());
-  out["badLog"] = numberOf(halAtaSend().Send(device.handle(), log));
+  out["badLog"] = numberOf(halAtaSend().Send(device, log));
   out["badLogError"] = {log.command & 1, log.features & 4};
   return out;
 }
@@ -325,86 +315,33 @@ Json smart(const Arguments& arguments) {
   return out;
 }
 
-/// seek NODE COUNT: seconds of so many single reads by the disk's protocol, and by a bare loop of
-/// the same commands, in turns, so that whatever else the machine does meets both alike.
-Json seek(const Arguments& arguments) {
-  FoundDisk disk(arguments.at(0));
-  StorageProtocol* const protocol = disk.found.protocol.get();
-  if (protocol == nullptr || !succeeded(protocol->GetProperties(&disk.properties))) {
-    return {};
-  }
-  const std::uint64_t sectors = disk.properties.totalSectors;
-  std::vector<std::uint8_t> buffer(disk.properties.logicalSectorSize);
-  const std::unique_ptr<void, void (*)(void*)> block(std::aligned_alloc(4096, 4096), &std::free);
-  const int count = std::stoi(arguments.at(1));
-  double ours = 0, bare = 0;
-  std::uint64_t lba = 1;
-  for (int i = 0; i < 2 * count; ++i) {
-    lba = (lba * 6364136223846793005ull + 1442695040888963407ull) % (sectors - 1);
-    const auto begin = std::chrono::steady_clock::now();
-    if (i % 2 == 0) {
-      if (!succeeded(protocol->Read(lba, 1, 30, buffer.data(), 0))) {
-        return {{"failed", lba}};
-      }
-      ours += secondsSince(begin);
-      continue;
-    }
-    const SgCommand read =
-        ataPassThrough(ReadSectorsExt(lba, 1, disk.properties.logicalSectorSize, nullptr, 30));
-    std::array<std::uint8_t, 64> sense{};
-    sg_io_hdr_t header = {};
-    header.interface_id = 'S';
-    header.dxfer_direction = SG_DXFER_FROM_DEV;
-    header.cmd_len = 16;
-    header.cmdp = const_cast<std::uint8_t*>(read.cdb.data());
-    header.dxfer_len = disk.properties.logicalSectorSize;
-    header.dxferp = block.get();
-    header.mx_sb_len = sense.size();
-    header.sbp = sense.data();
-    header.timeout = 30'000;
-    if (::ioctl(descriptorOf(disk.record.handle.get()), SG_IO, &header) < 0 || header.status != 0) {
-      return {{"failed", lba}};
-    }
-    bare += secondsSince(begin);
-  }
-  return {{"ours", ours}, {"bare", bare}};
-}
-
-Json scsi(const Arguments& arguments) {
-  const OpenDevice device(arguments.at(0));
-  if (!device.handle()) {
-    return {{"open", device.error()}};
-  }
+Json scsi(DeviceHandle device, const Arguments&) {
   Json out;
   std::vector<std::uint8_t> page(96);
   Inquiry inquiry(page.data(), 96);
-  out["inquiry"] = numberOf(halScsiSend().Send(device.handle(), 1, inquiry));
+  out["inquiry"] = numberOf(halScsiSend().Send(device, 1, inquiry));
   out["moved"] = inquiry.transferBytes;
   out["vendor"] = std::string(page.begin() + 8, page.begin() + 16);
   LogSenseIECPage unknown(page.data(), 64);
   unknown.cdb[2] = 0x7E;
-  out["badPage"] = numberOf(halScsiSend().Send(device.handle(), 1, unknown));
+  out["badPage"] = numberOf(halScsiSend().Send(device, 1, unknown));
   out["badPageStatus"] = {unknown.scsiStatus, unknown.senseLength, unknown.sense[2] & 0x0F};
   SmartReturnStatus status;
-  out["ata"] = numberOf(halAtaSend().Send(device.handle(), status));
+  out["ata"] = numberOf(halAtaSend().Send(device, status));
   return out;
 }
 
-Json nvme(const Arguments& arguments) {
-  const OpenDevice device(arguments.at(0));
-  if (!device.handle()) {
-    return {{"open", device.error()}};
-  }
+Json nvme(DeviceHandle device, const Arguments&) {
   Json out;
   std::vector<char> page(4096);
   NvmeIdentifyDevice identify;
   identify.fillController(page.data());
-  out["identify"] = numberOf(halNvmeIntelSend().Send(device.handle(), 1, identify));
+  out["identify"] = numberOf(halNvmeIntelSend().Send(device, 1, identify));
   out["serial"] = std::string(page.begin() + 4, page.begin() + 24);
   const auto read = [&](std::uint64_t lba, std::uint32_t namespaceId) {
     NvmeRead sector(page.data(), lba, 1, namespaceId, false);
     sector.transferBytes = 512;
-    return numberOf(halNvmeIntelSend().Send(device.handle(), 1, sector));
+    return numberOf(halNvmeIntelSend().Send(device, 1, sector));
   };
   out["read"] = read(0, 1);
   out["otherNamespace"] = read(0, 7);
@@ -467,10 +404,10 @@ Json check(const Arguments& arguments) {
 int main(int count, char** values) {
   using namespace ostria::storage::test;
   const std::map<std::string, Json (*)(const Arguments&)> commands = {
-      {"scan", scan},       {"layout", layout}, {"dismount", dismount}, {"read", read},
-      {"scratch", scratch}, {"ata", ata},       {"scsi", scsi},         {"nvme", nvme},
-      {"service", service}, {"hang", hang},     {"check", check},       {"protocol", protocol},
-      {"smart", smart},     {"seek", seek}};
+      {"scan", scan},       {"layout", layout},   {"dismount", dismount}, {"read", opened<read>},
+      {"scratch", scratch}, {"ata", opened<ata>}, {"scsi", opened<scsi>}, {"nvme", opened<nvme>},
+      {"service", service}, {"hang", hang},       {"check", check},       {"protocol", protocol},
+      {"smart", smart}};
   const auto command = commands.find(count > 1 ? values[1] : "");
   if (command == commands.end()) {
     return 2;
