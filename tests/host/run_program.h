@@ -25,6 +25,7 @@ struct Ended {
     nlohmann::json parsed = nlohmann::json::parse(output, nullptr, false);
     EXPECT_FALSE(parsed.is_discarded()) << output << errors;
     EXPECT_EQ(schemaComplaint(parsed), "") << output;
+    EXPECT_EQ(parsed.value("exit_code", code), code) << output;
     return parsed;
   }
 };

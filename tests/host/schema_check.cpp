@@ -23,25 +23,20 @@ class Checker {
  public:
   explicit Checker(const json& root) : root_(root) {}
 
-  std::string check(const json& value, const json& schema, const std::string& at) const {
+  void check(const json& value, const json& schema, const std::string& at) {
     for (const auto& [word, rule] : schema.items()) {
-      std::string complaint = checkWord(value, schema, word, rule, at);
-      if (!complaint.empty()) {
-        return complaint;
-      }
+      checkWord(value, schema, word, rule, at);
     }
-    return {};
   }
+  const std::string& complaint() const { return complaint_; }
 
  private:
-  std::string checkWord(const json& value, const json& schema, const std::string& word,
-                        const json& rule, const std::string& at) const {
-    if (word == "$ref") {
-      const auto path = rule.get<std::string>().substr(1);
-      return check(value, root_.at(json::json_pointer(path)), at);
-    }
+  void checkWord(const json& value, const json& schema, const std::string& word, const json& rule,
+                 const std::string& at) {
     bool good = true;
-    if (word == "type") {
+    if (word == "$ref") {
+      check(value, root_.at(json::json_pointer(rule.get<std::string>().substr(1))), at);
+    } else if (word == "type") {
       const json types = rule.is_array() ? rule : json::array({rule});
       good = std::any_of(types.begin(), types.end(),
                          [&](const json& type) { return isOfType(value, type); });
@@ -53,52 +48,47 @@ class Checker {
       good = std::regex_search(value.get<std::string>(), std::regex(rule.get<std::string>()));
     } else if (word == "required") {
       for (const json& name : rule) {
-        if (!value.contains(name)) {
-          return at + " lacks " + name.get<std::string>();
-        }
+        expect(value.contains(name), at + " lacks " + name.get<std::string>());
       }
     } else if (word == "properties") {
-      // Readers have to put up with keys that they do not know; this program documents each.
-      for (const auto& [name, unused] : value.items()) {
-        if (schema.contains("type") && !rule.contains(name)) {
-          return at + " has an unknown " + name;
-        }
-      }
-      for (const auto& [name, inner] : rule.items()) {
-        if (!value.contains(name)) {
-          continue;
-        }
-        std::string complaint = check(value.at(name), inner, at + "/" + name);
-        if (!complaint.empty()) {
-          return complaint;
+      for (const auto& [name, inner] : value.items()) {
+        if (rule.contains(name)) {
+          check(inner, rule.at(name), at + "/" + name);
+        } else {
+          // Readers have to put up with keys that they do not know; this program documents each.
+          expect(!schema.contains("type"), at + " has an unknown " + name);
         }
       }
     } else if (word == "items") {
       for (std::size_t i = 0; i < value.size(); ++i) {
-        std::string complaint = check(value[i], rule, at + "/" + std::to_string(i));
-        if (!complaint.empty()) {
-          return complaint;
-        }
+        check(value[i], rule, at + "/" + std::to_string(i));
       }
     } else if (word == "allOf") {
       for (const json& inner : rule) {
-        std::string complaint = check(value, inner, at);
-        if (!complaint.empty()) {
-          return complaint;
-        }
+        check(value, inner, at);
       }
     } else if (word == "if") {
-      if (check(value, rule, at).empty()) {
-        return check(value, schema.at("then"), at);
+      Checker condition(root_);
+      condition.check(value, rule, at);
+      if (condition.complaint().empty()) {
+        check(value, schema.at("then"), at);
       }
-    } else if (word != "then" && word != "$schema" && word != "$id" && word != "title" &&
-               word != "$defs") {
-      return "the schema uses " + word + ", which this check does not know";
+    } else {
+      constexpr const char* kSilent[] = {"then", "$schema", "$id", "title", "$defs"};
+      expect(std::find(std::begin(kSilent), std::end(kSilent), word) != std::end(kSilent),
+             "the schema uses " + word + ", which this check does not know");
     }
-    return good ? std::string() : at + " breaks " + word + ": " + value.dump();
+    expect(good, at + " breaks " + word + ": " + value.dump());
+  }
+  /// Keeps the first complaint.
+  void expect(bool good, const std::string& complaint) {
+    if (!good && complaint_.empty()) {
+      complaint_ = complaint;
+    }
   }
 
   const json& root_;
+  std::string complaint_;
 };
 
 }  // namespace
@@ -106,7 +96,9 @@ class Checker {
 std::string schemaComplaint(const json& document) {
   std::ifstream file(::ostria::storage::test::sourceFile("docs/output.schema.json"));
   const json schema = json::parse(file);
-  return Checker(schema).check(document, schema, "document");
+  Checker checker(schema);
+  checker.check(document, schema, "document");
+  return checker.complaint();
 }
 
 }  // namespace ostria::host::test
