@@ -14,28 +14,26 @@ namespace {
 using nlohmann::json;
 using testing::HasSubstr;
 
-struct Answer {
-  int code;
-  json document;
-  std::string text;
-};
-
-Answer askMachine(const std::string& file, const std::vector<std::string>& arguments,
-                  bool asJson = true) {
-  const Ended ended =
-      runProgram(OSTRIA_BIN_DIR, behind({"--virtual=" + file, "-Mstorage"},
-                                        asJson ? behind({"--json"}, arguments) : arguments));
-  Answer answer{ended.code, {}, ended.output + ended.errors};
-  if (asJson) {
-    answer.document = ended.document();
-    EXPECT_EQ(answer.document.value("exit_code", -1), answer.code);
-  }
-  return answer;
+Ended ask(const std::vector<std::string>& arguments,
+          const std::string& machine =
+              ::ostria::storage::test::sourceFile("tests/host/health_machine.json")) {
+  return runProgram(OSTRIA_BIN_DIR, behind({"--virtual=" + machine, "-Mstorage"}, arguments));
 }
 
-Answer ask(const std::vector<std::string>& arguments, bool asJson = true) {
-  return askMachine(::ostria::storage::test::sourceFile("tests/host/health_machine.json"),
-                    arguments, asJson);
+json document(const std::vector<std::string>& arguments) {
+  return ask(behind(arguments, {"--json"})).document();
+}
+
+// The first text that does not stand behind the one before it.
+std::string outOfOrder(const std::string& text, const std::vector<std::string>& parts) {
+  std::size_t at = 0;
+  for (const std::string& part : parts) {
+    at = text.find(part, at);
+    if (at == std::string::npos) {
+      return part;
+    }
+  }
+  return {};
 }
 
 // Serial number to index and verdict.
@@ -74,20 +72,20 @@ constexpr Drive kDrives[] = {
 };
 
 TEST(HealthProgramTest, EveryDriveHasItsVerdictAndItsExitCode) {
-  const Answer list = ask({});
-  EXPECT_EQ(list.code, 1);
-  const auto listed = verdicts(list.document);
+  const json list = document({});
+  EXPECT_EQ(list.at("exit_code"), 1);
+  const auto listed = verdicts(list);
   EXPECT_EQ(listed.size(), std::size(kDrives));
   for (const Drive& drive : kDrives) {
     ASSERT_EQ(listed.count(drive.serial), 1u) << drive.serial;
     const auto& [index, verdict] = listed.at(drive.serial);
     EXPECT_EQ(verdict, drive.listed) << drive.serial;
     EXPECT_EQ(ask({"--show", std::to_string(index)}).code, drive.listCode) << drive.serial;
-    const Answer quick = ask({"-Q", std::to_string(index)});
-    EXPECT_EQ(quick.code, drive.testCode) << drive.serial << quick.document;
-    EXPECT_EQ(verdicts(quick.document).at(drive.serial).second, drive.tested) << drive.serial;
-    const Answer text = ask({"-Q", std::to_string(index)}, false);
-    EXPECT_THAT(text.text, HasSubstr(drive.reason)) << drive.serial;
+    const json quick = document({"-Q", std::to_string(index)});
+    EXPECT_EQ(quick.at("exit_code"), drive.testCode) << drive.serial << quick;
+    EXPECT_EQ(verdicts(quick).at(drive.serial).second, drive.tested) << drive.serial;
+    const Ended text = ask({"-Q", std::to_string(index)});
+    EXPECT_THAT(text.output + text.errors, HasSubstr(drive.reason)) << drive.serial;
   }
 }
 
@@ -106,61 +104,53 @@ TEST(HealthProgramTest, ADriveThatHangsWhileItIsIdentifiedIsListed) {
   const storage::test::TemporaryFolder folder;
   const std::string path = folder.file("hanging.json");
   std::ofstream(path) << machine;
-  const Answer list = askMachine(path, {});
-  EXPECT_EQ(list.code, 1);
+  const json list = ask({"--json"}, path).document();
+  EXPECT_EQ(list.at("exit_code"), 1);
   std::map<std::string, std::string> verdictByNode;
-  for (const json& device : list.document.at("devices")) {
+  for (const json& device : list.at("devices")) {
     verdictByNode[device.at("device_node")] = device.at("health").at("verdict");
   }
-  EXPECT_EQ(list.document.at("devices").size(), kDrivesThatHang);
+  EXPECT_EQ(list.at("devices").size(), kDrivesThatHang);
   ASSERT_EQ(verdictByNode.size(), kDrivesThatHang);
   for (const auto& [node, verdict] : verdictByNode) {
     // Of a USB drive the SATA side may be lost alone, which is found when it is asked for.
     EXPECT_NE(verdict, "good") << node;
-    const Answer named = askMachine(path, {"-Qm", node}, false);
-    EXPECT_EQ(named.code, verdict == "not_answering" ? 1 : 3) << node << named.text;
+    const Ended named = ask({"-Qm", node}, path);
+    EXPECT_EQ(named.code, verdict == "not_answering" ? 1 : 3) << node << named.output;
   }
   EXPECT_EQ(verdictByNode.at("\\\\.\\PhysicalDrive2"), "not_answering");
   EXPECT_EQ(verdictByNode.at("\\\\.\\PhysicalDrive4"), "not_answering");
-  EXPECT_EQ(askMachine(path, {"recover", "filterDevices"}).code, 1);
+  EXPECT_EQ(ask({"recover", "filterDevices"}, path).code, 1);
 }
 
 TEST(HealthProgramTest, TheWorstStandsOnTop) {
   const storage::test::TemporaryFolder folder;
   const std::string path = folder.file("health.html");
-  const Answer text = ask({"-Q", "--report", path}, false);
-  const std::string html = takenFrom(path);
-  std::size_t at = text.text.find("Summary:");
-  ASSERT_NE(at, std::string::npos);
-  std::size_t row = 0;
-  for (const char* word : {"NOT ANSWERING ", "REPLACE ", "WATCH ", "NOT KNOWN ", "GOOD "}) {
-    const std::size_t next = text.text.find(word, at);
-    ASSERT_NE(next, std::string::npos) << word;
-    at = next;
-  }
-  for (const char* badge : {"health_not_answering", "health_replace", "health_watch",
-                            "health_not_known", "health_good"}) {
-    const std::size_t next = html.find(std::string("badge ") + badge, row);
-    ASSERT_NE(next, std::string::npos) << badge;
-    row = next;
-  }
+  const std::string text = ask({"-Q", "--report", path}).output;
+  EXPECT_EQ(
+      outOfOrder(text, {"Summary:", "NOT ANSWERING ", "REPLACE ", "WATCH ", "NOT KNOWN ", "GOOD "}),
+      "");
+  EXPECT_EQ(outOfOrder(takenFrom(path),
+                       {"badge health_not_answering", "badge health_replace", "badge health_watch",
+                        "badge health_not_known", "badge health_good"}),
+            "");
 }
 
 TEST(HealthProgramTest, SmartToolJudgesWhatItReads) {
-  const auto listed = verdicts(ask({}).document);
+  const auto listed = verdicts(document({}));
   const std::pair<const char*, int> rows[] = {{"HEALTH-0", 0}, {"HEALTH-1", 1}, {"HEALTH-2", 1},
                                               {"HEALTH-3", 5}, {"HEALTH-4", 1}, {"HEALTH-7", 3},
                                               {"HEALTH-8", 3}, {"HEALTH-9", 3}};
   for (const auto& [serial, code] : rows) {
-    const Answer smart = ask({"smart", std::to_string(listed.at(serial).first)});
-    EXPECT_EQ(smart.code, code) << serial << smart.document;
-    EXPECT_EQ(smart.document.at("tool_runs").at(0).at("smart").empty(),
+    const json smart = document({"smart", std::to_string(listed.at(serial).first)});
+    EXPECT_EQ(smart.at("exit_code"), code) << serial << smart;
+    EXPECT_EQ(smart.at("tool_runs").at(0).at("smart").empty(),
               code == 3 || serial == std::string("HEALTH-4"))
         << serial;
   }
   // A refusal gives its reason, and a verdict its numbers.
-  const Answer wear = ask({"-Qo", std::to_string(listed.at("HEALTH-2").first)});
-  EXPECT_THAT(wear.document.at("test_runs").at(0).at("note").dump(), HasSubstr("240 %"));
+  const json wear = document({"-Qo", std::to_string(listed.at("HEALTH-2").first)});
+  EXPECT_THAT(wear.at("test_runs").at(0).at("note").dump(), HasSubstr("240 %"));
 }
 
 // Another drive in the old one's place, from a question's answer on: at each of its answers in
@@ -216,38 +206,37 @@ TEST(HealthProgramTest, ARaidMemberSaysWhereItIs) {
   const std::string machine =
       ::ostria::storage::test::sourceFile("docs/examples/raid-machine.json");
   std::map<std::string, std::string> sets;
-  const Answer listed = askMachine(machine, {});
-  for (const json& device : listed.document.at("devices")) {
+  const json listed = ask({"--json"}, machine).document();
+  for (const json& device : listed.at("devices")) {
     sets[device.at("serial")] = device.at("raid_sets").dump();
   }
   EXPECT_EQ(sets["RPC-SYS-01"], "[]");
   EXPECT_EQ(sets["RPC-SPA-01"], "[]");
   EXPECT_EQ(sets["RPC-STR-02"], R"([{"level":"RAID 5","number":0}])");
   EXPECT_EQ(sets["RPC-MIR-02"], R"([{"level":"RAID 1","number":0}])");
-  const std::string list = askMachine(machine, {}, false).text;
+  const std::string list = ask({}, machine).output;
   EXPECT_THAT(list, HasSubstr("controller 0, drive 5, set 0"));
   EXPECT_THAT(list, HasSubstr("phy 2, set 0"));
   EXPECT_THAT(list, HasSubstr("Behind RAID Adapter 9000 - SN0042: 2, 3, 4, 5"));
-  const Answer failed = askMachine(machine, {"-Qd", "RPC-MIR-02"}, false);
+  const Ended failed = ask({"-Qd", "RPC-MIR-02"}, machine);
   EXPECT_EQ(failed.code, 1);
-  EXPECT_THAT(failed.text, HasSubstr("The drive names no sector"));
-  EXPECT_THAT(failed.text, testing::Not(HasSubstr("281474976710655")));
+  EXPECT_THAT(failed.output, HasSubstr("The drive names no sector"));
+  EXPECT_THAT(failed.output, testing::Not(HasSubstr("281474976710655")));
 }
 
 TEST(HealthProgramTest, ADriveIsNamedBySerialNumberAndNode) {
-  const auto listed = verdicts(ask({}).document);
+  const auto listed = verdicts(document({}));
   const std::string number = std::to_string(listed.at("HEALTH-10").first);
   for (const std::string& name : {number, std::string("health-10")}) {
-    const Answer shown = ask({"--show", name});
-    EXPECT_EQ(shown.code, 0) << name;
-    EXPECT_EQ(shown.document.at("devices").at(0).at("serial"), "HEALTH-10");
-    const std::string node = shown.document.at("devices").at(0).at("device_node");
+    const json shown = document({"--show", name});
+    EXPECT_EQ(shown.at("exit_code"), 0) << name;
+    EXPECT_EQ(shown.at("devices").at(0).at("serial"), "HEALTH-10");
+    const std::string node = shown.at("devices").at(0).at("device_node");
     EXPECT_THAT(node, HasSubstr("PhysicalDrive"));
-    EXPECT_EQ(ask({"--show", node}).document.at("devices").at(0).at("serial"), "HEALTH-10");
+    EXPECT_EQ(document({"--show", node}).at("devices").at(0).at("serial"), "HEALTH-10");
   }
-  EXPECT_THAT(ask({"-Q", "/dev/sdzz"}, false).text,
-              HasSubstr("No device is called \"/dev/sdzz\"."));
-  EXPECT_EQ(ask({"-Qm", "HEALTH-10", number}, false).code, 2);
+  EXPECT_THAT(ask({"-Q", "/dev/sdzz"}).errors, HasSubstr("No device is called \"/dev/sdzz\"."));
+  EXPECT_EQ(ask({"-Qm", "HEALTH-10", number}).code, 2);
 }
 
 TEST(HealthProgramTest, SleepingDrivesAreWokenOnlyByWhatNeedsThem) {
@@ -263,16 +252,16 @@ TEST(HealthProgramTest, SleepingDrivesAreWokenOnlyByWhatNeedsThem) {
       {{"-Qm", "HEALTH-0"}, nullptr, false},
   };
   for (const auto& row : rows) {
-    const Answer answer = ask(row.arguments);
-    const std::string notices = answer.document.at("notices").dump();
+    const json answer = document(row.arguments);
+    const std::string notices = answer.at("notices").dump();
     EXPECT_EQ(notices.find("HEALTH ASLEEP, was asleep and was woken") != std::string::npos,
               row.woken)
         << row.arguments.back() << notices;
     if (row.verdict != nullptr) {
-      EXPECT_EQ(verdicts(answer.document)["HEALTH-6"].second, row.verdict) << row.arguments.back();
+      EXPECT_EQ(verdicts(answer)["HEALTH-6"].second, row.verdict) << row.arguments.back();
     }
   }
-  EXPECT_THAT(ask({"--list"}, false).text, HasSubstr("asleep"));
+  EXPECT_THAT(ask({"--list"}).output, HasSubstr("asleep"));
 }
 
 }  // namespace
