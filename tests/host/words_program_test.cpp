@@ -44,38 +44,27 @@ std::set<std::string> pieces(const std::string& text, bool names) {
   return out;
 }
 
-class Locale {
- public:
-  explicit Locale(const std::map<std::string, std::string>& variables) {
+class WordsTest : public testing::Test {
+ protected:
+  WordsTest() { speak({}); }
+  ~WordsTest() override { speak({}); }
+
+  /// The environment says nothing else of the language.
+  static void speak(const std::map<std::string, std::string>& variables) {
     for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
-      const char* value = getenv(name);
-      before_[name] = value != nullptr ? value : "";
       unsetenv(name);
     }
     for (const auto& [name, value] : variables) {
       setenv(name.c_str(), value.c_str(), 1);
     }
   }
-  ~Locale() {
-    for (const auto& [name, value] : before_) {
-      unsetenv(name.c_str());
-      if (!value.empty()) {
-        setenv(name.c_str(), value.c_str(), 1);
-      }
-    }
-  }
-  Locale(const Locale&) = delete;
-  Locale& operator=(const Locale&) = delete;
-
- private:
-  std::map<std::string, std::string> before_;
 };
 
 Ended run(const std::vector<std::string>& arguments) {
   return runProgram(OSTRIA_BIN_DIR, arguments);
 }
 
-TEST(WordsTest, GermanHasEveryTextWithTheSameNames) {
+TEST_F(WordsTest, GermanHasEveryTextWithTheSameNames) {
   const auto english = textsOf("en");
   const auto german = textsOf("de");
   ASSERT_GT(english.size(), 400u);
@@ -86,8 +75,8 @@ TEST(WordsTest, GermanHasEveryTextWithTheSameNames) {
   EXPECT_EQ(german.size(), english.size());
 }
 
-TEST(WordsTest, GermanReportHasNoEnglishSentence) {
-  const Locale locale(std::map<std::string, std::string>{{"LC_ALL", "de_DE.UTF-8"}});
+TEST_F(WordsTest, GermanReportHasNoEnglishSentence) {
+  speak({{"LC_ALL", "de_DE.UTF-8"}});
   const storage::test::TemporaryFolder folder;
   const std::string path = folder.file("german.html");
   const Ended ended =
@@ -109,7 +98,7 @@ TEST(WordsTest, GermanReportHasNoEnglishSentence) {
   }
 }
 
-TEST(WordsTest, LanguageIsThatOfTheEnvironment) {
+TEST_F(WordsTest, LanguageIsThatOfTheEnvironment) {
   const std::vector<std::pair<std::map<std::string, std::string>, bool>> rows = {
       {{}, false},
       {{{"LANG", "de_AT.UTF-8"}}, true},
@@ -121,14 +110,14 @@ TEST(WordsTest, LanguageIsThatOfTheEnvironment) {
       {{{"LC_ALL", "../../de"}}, false},
   };
   for (const auto& [variables, german] : rows) {
-    const Locale locale(variables);
+    speak(variables);
     const Ended ended = run({"--virtual", "-Qz"});
     EXPECT_EQ(ended.code, 2);
     EXPECT_THAT(ended.errors, HasSubstr(german ? "hat keinen Test" : "has no test"));
   }
 }
 
-TEST(WordsTest, TopicsAreExplained) {
+TEST_F(WordsTest, TopicsAreExplained) {
   const std::vector<std::pair<std::string, std::vector<const char*>>> rows = {
       {"m", {"SMART Status Test (-Qm, --quick=smart-status)", "a few seconds", "Writes nothing."}},
       {"random-seek", {"-Qr", "-Er"}},
@@ -141,7 +130,6 @@ TEST(WordsTest, TopicsAreExplained) {
       {"settings", {"SEC_NUM", "WHOLE_DISK_READ"}},
       {"tests", {"only with setting ENABLE_SMART_HEALTH_TEST=1", "SMART Conveyance"}},
   };
-  const Locale locale(std::map<std::string, std::string>{});
   for (const auto& [word, parts] : rows) {
     const Ended ended = run({"--virtual", "--help", word});
     EXPECT_EQ(ended.code, 0) << word;
@@ -155,8 +143,7 @@ TEST(WordsTest, TopicsAreExplained) {
 }
 
 // The man page and the completions know every test and every option of the help.
-TEST(WordsTest, ManPageAndCompletionsKnowWhatTheHelpKnows) {
-  const Locale locale(std::map<std::string, std::string>{});
+TEST_F(WordsTest, ManPageAndCompletionsKnowWhatTheHelpKnows) {
   std::set<std::string> words;
   std::istringstream lines(run({"--virtual", "--help"}).output);
   for (std::string line; std::getline(lines, line);) {
@@ -180,7 +167,7 @@ TEST(WordsTest, ManPageAndCompletionsKnowWhatTheHelpKnows) {
   }
 }
 
-TEST(WordsTest, AloneTheProgramListsAndAnEmptyListIsAList) {
+TEST_F(WordsTest, AloneTheProgramListsAndAnEmptyListIsAList) {
   const Ended alone = run({"--virtual"});
   EXPECT_EQ(alone.code, 1);
   EXPECT_THAT(alone.output, HasSubstr("VIRTUAL"));
