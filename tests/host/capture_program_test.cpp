@@ -58,17 +58,15 @@ json whatTheDriveSays(json value) {
 class CaptureTest : public testing::Test {
  protected:
   int run(const std::vector<std::string>& arguments) {
-    const Ended ended = runProgram(OSTRIA_BIN_DIR, arguments);
-    output_ = ended.output;
-    errors_ = ended.errors;
-    return ended.code;
+    ended_ = runProgram(OSTRIA_BIN_DIR, arguments);
+    return ended_.code;
   }
   /// What is said of each drive, by its serial number.
   std::map<std::string, json> documentOf(const std::string& machine,
                                          const std::vector<std::string>& arguments) {
     run(behind({machine, "--json"}, arguments));
-    json document = json::parse(output_, nullptr, false);
-    EXPECT_TRUE(document.is_object()) << errors_;
+    json document = json::parse(ended_.output, nullptr, false);
+    EXPECT_TRUE(document.is_object()) << ended_.errors;
     std::map<std::string, json> all;
     std::map<int, std::string> serials;
     for (const json& device : document["devices"]) {
@@ -86,15 +84,14 @@ class CaptureTest : public testing::Test {
 
   const storage::test::TemporaryFolder folder_;
   const std::string file_ = folder_.file("drives.json");
-  std::string output_;
-  std::string errors_;
+  Ended ended_;
 };
 
 // Members of RAID sets become plain drives. The quick tests are those that read no sector, as a
 // capture does not either, and of the drives those whose self-tests find no bad one.
 TEST_F(CaptureTest, SaysWhatTheDrivesSay) {
   run({"--virtual", "--capture", file_});
-  EXPECT_THAT(errors_, HasSubstr(file_));
+  EXPECT_THAT(ended_.errors, HasSubstr(file_));
   using Serials = std::set<std::string>;
   const struct {
     std::vector<std::string> what;
@@ -128,7 +125,7 @@ TEST_F(CaptureTest, MaskedNamesNoDrive) {
         "5650432d5341532d30303031", "VPC-PN-0001", "5650432d504e2d30303031"}) {
     EXPECT_THAT(text, Not(HasSubstr(secret)));
   }
-  EXPECT_EQ(errors_.find("VPC-"), std::string::npos);
+  EXPECT_EQ(ended_.errors.find("VPC-"), std::string::npos);
   // The drives are what they were otherwise: no checksum has broken.
   const auto masked = documentOf("--virtual=" + file_, {"--show", "0"});
   ASSERT_EQ(masked.size(), 1u);
@@ -158,12 +155,12 @@ TEST_F(CaptureTest, DrivesOfTheBenchKeepTheirVerdicts) {
         "--virtual=" +
         storage::test::sourceFile(std::string("tests/recorded/") + row.name + ".json");
     run({machine, "--list", "--json"});
-    const json device = json::parse(output_)["devices"][0];
+    const json device = json::parse(ended_.output)["devices"][0];
     EXPECT_EQ(device["model"], row.model);
     EXPECT_EQ(device["health"]["verdict"], row.verdict);
     EXPECT_EQ(run({machine, "-Mstorage", "-Qs,u,m,o,g,a,b,i", "--json"}), row.quickTests)
-        << errors_;
-    const json document = json::parse(output_);
+        << ended_.errors;
+    const json document = json::parse(ended_.output);
     std::size_t passed = 0;
     for (const json& one : document["test_runs"]) {
       passed += one["outcome"] == "passed" ? 1 : 0;
@@ -174,7 +171,7 @@ TEST_F(CaptureTest, DrivesOfTheBenchKeepTheirVerdicts) {
 
 TEST_F(CaptureTest, FileIsItsOwnersAndReplacesNothingElse) {
   umask(0);
-  ASSERT_EQ(run({"--virtual", "--capture", file_, "0"}), 0) << errors_;
+  ASSERT_EQ(run({"--virtual", "--capture", file_, "0"}), 0) << ended_.errors;
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms(0600));
   const json machine = json::parse(contentOf(file_));
   EXPECT_EQ(machine["drives"].size(), 1u);

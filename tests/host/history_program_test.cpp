@@ -25,17 +25,13 @@ class KeptRunsTest : public testing::Test {
   std::vector<std::string> command(const std::vector<std::string>& arguments) const {
     return behind({"--virtual=" + folder_.file("pc"), "-Mstorage"}, arguments);
   }
-  Ended ended(const std::vector<std::string>& arguments) {
-    const Ended ended = runProgram(OSTRIA_BIN_DIR, command(arguments));
-    output_ = ended.output;
-    errors_ = ended.errors;
-    return ended;
+  int run(const std::vector<std::string>& arguments) {
+    ended_ = runProgram(OSTRIA_BIN_DIR, command(arguments));
+    return ended_.code;
   }
-  int run(const std::vector<std::string>& arguments) { return ended(arguments).code; }
   json document(const std::vector<std::string>& arguments, int code = 0) {
-    const Ended answer = ended(behind(arguments, {"--json"}));
-    EXPECT_EQ(answer.code, code) << errors_;
-    return answer.document();
+    EXPECT_EQ(run(behind(arguments, {"--json"})), code) << ended_.errors;
+    return ended_.document();
   }
   // A disk and an NVMe drive.
   void plug(int pending, int used) {
@@ -50,24 +46,23 @@ class KeptRunsTest : public testing::Test {
 
   const storage::test::TemporaryFolder folder_;
   const std::string store_ = folder_.file("state/results.sqlite");
-  std::string output_;
-  std::string errors_;
+  Ended ended_;
 };
 
 TEST_F(KeptRunsTest, WhatChangedSinceTheLastKeptRunIsShown) {
   plug(1, 50);
   EXPECT_EQ(run({"--show", "0"}), 5);
-  EXPECT_THAT(output_, Not(HasSubstr("Since")));
+  EXPECT_THAT(ended_.output, Not(HasSubstr("Since")));
   EXPECT_EQ(run({"-Qm,o", "--record"}), 5);
-  EXPECT_THAT(output_, HasSubstr("Kept as run 1 in " + store_));
+  EXPECT_THAT(ended_.output, HasSubstr("Kept as run 1 in " + store_));
   EXPECT_EQ(fs::status(store_).permissions(), fs::perms(0600));
   EXPECT_EQ(fs::status(folder_.file("state")).permissions(), fs::perms(0700));
   run({"--show"});
-  EXPECT_THAT(output_, HasSubstr("(run 1): no change"));
+  EXPECT_THAT(ended_.output, HasSubstr("(run 1): no change"));
   plug(13, 51);
   run({"--show"});
-  EXPECT_THAT(output_, HasSubstr("(run 1): pending +12"));
-  EXPECT_THAT(output_, HasSubstr("(run 1): wear +1 %"));
+  EXPECT_THAT(ended_.output, HasSubstr("(run 1): pending +12"));
+  EXPECT_THAT(ended_.output, HasSubstr("(run 1): wear +1 %"));
   const json shown = document({"--show", "0", "--redact"}, 5);
   const json& change = shown.at("devices").at(0).at("since_last_time").at("changes").at(0);
   EXPECT_EQ(change, (json{{"name", "pending"}, {"before", 1}, {"now", 13}}));
@@ -85,15 +80,15 @@ TEST_F(KeptRunsTest, WhatChangedSinceTheLastKeptRunIsShown) {
   EXPECT_EQ(document({"--history", "--since", "2100"}).at("records"), json::array());
   EXPECT_EQ(document({"--history", "--test", "no such test"}).at("records"), json::array());
   EXPECT_EQ(run({"--history", "--redact"}), 0);
-  EXPECT_THAT(output_, Not(HasSubstr("DISK-0001")));
+  EXPECT_THAT(ended_.output, Not(HasSubstr("DISK-0001")));
 
   const json compared = document({"--compare"});
   EXPECT_EQ(compared.at("before").at("run"), 1);
   EXPECT_EQ(compared.at("drives").size(), 2u);  // the second run had one of them
   EXPECT_EQ(compared.at("drives").at(0).at("changes").at(0).at("now"), 13);
   EXPECT_EQ(run({"--compare", "2", "1"}), 0);
-  EXPECT_THAT(output_, HasSubstr("pending -12"));
-  EXPECT_THAT(output_, HasSubstr("FLASH, FLASH-0002: not there -> good"));
+  EXPECT_THAT(ended_.output, HasSubstr("pending -12"));
+  EXPECT_THAT(ended_.output, HasSubstr("FLASH, FLASH-0002: not there -> good"));
 }
 
 TEST_F(KeptRunsTest, WrongUsageIsOneSentence) {
@@ -105,7 +100,7 @@ TEST_F(KeptRunsTest, WrongUsageIsOneSentence) {
   };
   for (const auto& [arguments, sentence] : rows) {
     EXPECT_EQ(run(arguments), 2) << sentence;
-    EXPECT_THAT(errors_, HasSubstr(sentence));
+    EXPECT_THAT(ended_.errors, HasSubstr(sentence));
   }
   EXPECT_EQ(run({"--compare"}), 3);
 }
@@ -138,8 +133,8 @@ TEST_F(KeptRunsTest, PlantedStoresAreRefusedAndNeverFollowed) {
   for (std::size_t i = 0; i < plants.size(); ++i) {
     fs::remove_all(store_);
     plants[i]();
-    EXPECT_EQ(run({"-Qm", "0", "--record"}), 6) << i << output_ << errors_;
-    EXPECT_THAT(output_, HasSubstr("Cannot keep the results in " + store_)) << i;
+    EXPECT_EQ(run({"-Qm", "0", "--record"}), 6) << i << ended_.output << ended_.errors;
+    EXPECT_THAT(ended_.output, HasSubstr("Cannot keep the results in " + store_)) << i;
     EXPECT_EQ(run({"--history"}), 6) << i;
     EXPECT_EQ(fs::file_size(secret), 4u);
   }
