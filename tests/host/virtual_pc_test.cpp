@@ -19,26 +19,6 @@ using nlohmann::json;
 const std::string kSmallPc =
     "--virtual=" + ::ostria::storage::test::sourceFile("tests/host/two_drives.json");
 
-// The examples, with the program's own name, as a shell would split them.
-std::vector<std::vector<std::string>> helpExamples() {
-  std::vector<std::vector<std::string>> examples;
-  std::istringstream lines(runProgram(OSTRIA_BIN_DIR, {"--virtual", "--help"}).output);
-  const std::string start = "           OstriaDiagnosticsCLI ";
-  for (std::string line; std::getline(lines, line);) {
-    if (line.rfind(start, 0) != 0) {
-      continue;
-    }
-    std::erase(line, '"');
-    std::istringstream words(line.substr(start.size()));
-    std::vector<std::string> arguments = {kSmallPc, "--assume=yes"};
-    for (std::string word; words >> word;) {
-      arguments.push_back(word);
-    }
-    examples.push_back(arguments);
-  }
-  return examples;
-}
-
 TEST(VirtualPcProgramTest, EveryTestOfTheHelpIsKnownByItsLetterAndByItsName) {
   std::string option;
   unsigned tests = 0;
@@ -57,17 +37,6 @@ TEST(VirtualPcProgramTest, EveryTestOfTheHelpIsKnownByItsLetterAndByItsName) {
     }
   }
   EXPECT_GE(tests, 20u);
-}
-
-TEST(VirtualPcProgramTest, EveryExampleOfTheHelpRuns) {
-  const auto examples = helpExamples();
-  EXPECT_EQ(examples.size(), 5u);
-  for (const auto& arguments : examples) {
-    const Ended ended = runProgram(OSTRIA_BIN_DIR, arguments);
-    EXPECT_TRUE((std::set<int>{0, 1, 3, 5}).contains(ended.code))
-        << ended.code << testing::PrintToString(arguments) << ended.output << ended.errors;
-    EXPECT_THAT(ended.output, testing::HasSubstr("Device 0"));
-  }
 }
 
 TEST(VirtualPcProgramTest, EveryMessageHasAText) {
