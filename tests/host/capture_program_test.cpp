@@ -143,7 +143,7 @@ TEST_F(CaptureTest, DrivesOfTheBenchKeepTheirVerdicts) {
     const char* model;
     const char* verdict;
     int quickTests;  ///< exit code
-    std::size_t passed;
+    int passed;
   } rows[] = {
       {"sata", "OSTRIABENCH ATA", "good", 3, 2},       {"nvme", "QEMU NVMe Ctrl", "good", 3, 5},
       {"scsi", "OSTRIABENCH SCSI", "not_known", 3, 0}, {"scsi-debug", "scsi_debug", "good", 3, 2},
@@ -161,11 +161,9 @@ TEST_F(CaptureTest, DrivesOfTheBenchKeepTheirVerdicts) {
     EXPECT_EQ(run({machine, "-Mstorage", "-Qs,u,m,o,g,a,b,i", "--json"}), row.quickTests)
         << ended_.errors;
     const json document = json::parse(ended_.output);
-    std::size_t passed = 0;
-    for (const json& one : document["test_runs"]) {
-      passed += one["outcome"] == "passed" ? 1 : 0;
-    }
-    EXPECT_EQ(passed, row.passed);
+    EXPECT_EQ(std::ranges::count(document["test_runs"], "passed",
+                                 [](const json& one) { return one.at("outcome"); }),
+              row.passed);
   }
 }
 

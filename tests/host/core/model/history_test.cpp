@@ -107,16 +107,8 @@ TEST(HistoryTest, RunsAreChosenAndCompared) {
   EXPECT_EQ(lastRunOf(runs, "DISK", "", false), nullptr);
 
   const Comparison same = compareRuns(runs[0], runs[1]);
-  ASSERT_EQ(same.drives.size(), 1u);
-  ASSERT_EQ(same.drives[0].changes.size(), 1u);
-  EXPECT_EQ(same.drives[0].changes[0].before, 1u);
-  EXPECT_EQ(same.drives[0].changes[0].now, 13u);
   ASSERT_EQ(same.results.size(), 1u);
   EXPECT_EQ(same.results[0].now, "failed");
-  const Comparison other = compareRuns(runs[0], runs[2]);
-  ASSERT_EQ(other.drives.size(), 2u);
-  EXPECT_EQ(other.drives[0].verdictBefore, "");
-  EXPECT_EQ(other.drives[1].verdictNow, "");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Which rights are missing to use disks, and which are given up before the first one is asked.
+// Which rights are missing to use disks, how that is said, and which are given up before the first
+// disk is asked.
 #include "host/platform/linux/access_check.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <fstream>
 #include <functional>
 
+#include "host/cli/rights_notices.h"
 #include "host/platform/linux/capabilities.h"
 #include "host/platform/rights.h"
 #include "tests/support/temporary_folder.h"
@@ -29,15 +31,12 @@ int inAChild(const std::function<int()>& act) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/// "closed CAP_X: a b; ..." of a set of disks, as somebody who is not root sees it.
-std::string missingWith(const std::string& root, std::uint64_t capabilities) {
+/// What somebody who is not root is told of a set of disks.
+std::string toldWith(const std::string& root, std::uint64_t capabilities) {
   std::string text;
-  for (const MissingRight& right : missingRights(root + "/block", root + "/dev", capabilities)) {
-    text += std::to_string(static_cast<int>(right.effect)) + right.right;
-    for (const std::string& disk : right.disks) {
-      text += " " + disk;
-    }
-    text += ";";
+  for (const std::string& notice :
+       rightsNotices(missingRights(root + "/block", root + "/dev", capabilities), Texts())) {
+    text += notice + "\n";
   }
   return text;
 }
@@ -59,19 +58,28 @@ TEST(AccessCheckTest, EachDiskThatCannotBeUsedIsNamedWithTheRightThatIsMissing) 
   std::filesystem::remove(root + "/dev/sdb");
   const std::uint64_t admin = std::uint64_t{1} << CAP_SYS_ADMIN;
   const std::uint64_t raw = std::uint64_t{1} << CAP_SYS_RAWIO;
+  const std::string closed =
+      "Cannot open these disks of this computer: nvme0n1, sdc (missing: CAP_DAC_OVERRIDE). "
+      "Requires root privileges: use sudo.\n";
+  const std::string limited =
+      "Some commands do not reach these disks without CAP_SYS_RAWIO: sda. What they could not "
+      "answer is missing.\n";
+  const std::string leftOut =
+      "These disks are left out: nvme1n1. No command reaches them without CAP_SYS_ADMIN.\n";
   // Root may open everything, so the question is put by somebody else.
   EXPECT_EQ(inAChild([&] {
               if (geteuid() == 0 && setuid(65534) != 0) {
                 return 9;
               }
-              const std::string closed = "0CAP_DAC_OVERRIDE nvme0n1 sdc;";
-              return missingWith(root, 0) == closed + "1CAP_SYS_ADMIN nvme1n1;2CAP_SYS_RAWIO sda;"
-                         ? (missingWith(root, admin) == closed + "2CAP_SYS_RAWIO sda;"
-                                ? (missingWith(root, admin | raw) == closed ? 0 : 3)
-                                : 2)
-                         : 1;
+              return (toldWith(root, 0) == closed + leftOut + limited ? 0 : 1) +
+                     (toldWith(root, admin) == closed + limited ? 0 : 2) +
+                     (toldWith(root, admin | raw) == closed ? 0 : 4);
             }),
             0);
+  EXPECT_EQ(rightsNotices({{MissingRight::Effect::NotElevated, {}, {"PhysicalDrive0"}}}, Texts()),
+            std::vector<std::string>{
+                "Cannot open these disks of this computer: PhysicalDrive0. Requires administrator "
+                "privileges: start the console as administrator."});
 }
 
 TEST(RightsTest, OnlyThoseThatARunNeedsAreKept) {

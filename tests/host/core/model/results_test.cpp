@@ -1,14 +1,25 @@
-// Local times of a report: the offset is computed, for not every C library writes it as digits.
+// What a report says of a run: its outcome of several, and local times.
+#include "host/core/model/results.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <ctime>
 
-#include "host/core/model/results.h"
-
 namespace ostria::host::test {
 namespace {
 
+TEST(ExitCodeTest, TheWorstOutcomeWins) {
+  const ExitCode order[] = {ExitCode::Failed,  ExitCode::Stopped,      ExitCode::CouldNotStart,
+                            ExitCode::Warning, ExitCode::NotPerformed, ExitCode::Passed};
+  for (std::size_t i = 0; i + 1 < std::size(order); ++i) {
+    EXPECT_EQ(worse(order[i], order[i + 1]), order[i]);
+    EXPECT_EQ(worse(order[i + 1], order[i]), order[i]);
+  }
+  EXPECT_EQ(exitCodeOf(static_cast<storage::TestResult>(2)), ExitCode::CouldNotStart);
+}
+
+// The offset is computed, for not every C library writes it as digits.
 TEST(LocalTimeTest, TheOffsetIsThatOfTheZone) {
   const struct {
     const char* zone;
