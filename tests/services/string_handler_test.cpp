@@ -34,39 +34,33 @@ TEST(StringHandlerTest, FixedFieldBecomesText) {
 TEST(StringHandlerTest, BoundedCopiesNeverPassTheEnd) {
   StringHandlerImp strings;
   char out[6] = "#####";
-  EXPECT_EQ(strings.copyN(out, 4, "abcdef", 3), 0);
-  EXPECT_STREQ(out, "abc");
+  const auto leaves = [&out](int result, int expected, const char* text) {
+    EXPECT_EQ(result, expected) << text;
+    EXPECT_STREQ(out, text);
+  };
+  leaves(strings.copyN(out, 4, "abcdef", 3), 0, "abc");
   EXPECT_EQ(out[4], '#');
-  EXPECT_EQ(strings.copyN(out, 4, "abcdef", 4), -1);
-  EXPECT_STREQ(out, "");
-  EXPECT_EQ(strings.copyN(out, 4, "abcdef", SIZE_MAX), 80);
-  EXPECT_STREQ(out, "abc");
-  EXPECT_EQ(strings.appendN(out, 6, "def", SIZE_MAX), 80);
-  EXPECT_STREQ(out, "abcde");
-  EXPECT_EQ(strings.appendN(out, 6, "f", 1), -1);
-  EXPECT_STREQ(out, "");
-  EXPECT_EQ(strings.copyN(out, 4, "ab", 9), 0);
-  EXPECT_EQ(strings.appendN(out, 4, "cd", 1), 0);
-  EXPECT_STREQ(out, "abc");
-  EXPECT_NE(strings.appendN(out, 4, "d", 1), 0);
-  EXPECT_STREQ(out, "");
+  leaves(strings.copyN(out, 4, "abcdef", 4), -1, "");
+  leaves(strings.copyN(out, 4, "abcdef", SIZE_MAX), 80, "abc");
+  leaves(strings.appendN(out, 6, "def", SIZE_MAX), 80, "abcde");
+  leaves(strings.appendN(out, 6, "f", 1), -1, "");
+  leaves(strings.copyN(out, 4, "ab", 9), 0, "ab");
+  leaves(strings.appendN(out, 4, "cd", 1), 0, "abc");
+  leaves(strings.appendN(out, 4, "d", 1), -1, "");
   EXPECT_NE(strings.copyN(nullptr, 4, "ab", 2), 0);
   EXPECT_NE(strings.copyN(out, 0, "ab", 2), 0);
 
-  EXPECT_EQ(strings.copyExact(out, 4, "a\0c", 3), 0);
+  leaves(strings.copyExact(out, 4, "a\0c", 3), 0, "a");
   EXPECT_EQ(out[2], 'c');
-  EXPECT_EQ(strings.copyExact(out, 4, "abcd", 4), -1);
-  EXPECT_STREQ(out, "");
+  leaves(strings.copyExact(out, 4, "abcd", 4), -1, "");
   char block[8] = "abcdefg";
   EXPECT_EQ(strings.copyExact(block, 8, block + 3, 3), -1);  // the terminator would overlap
   EXPECT_STREQ(block, "");
   EXPECT_EQ(strings.copyExact(block, 4, block + 4, 3), 0);
 
-  EXPECT_EQ(strings.formatBounded(out, 4, "%d", 123), 3);
-  EXPECT_EQ(strings.formatBounded(out, 4, "%d", 1234), -1);
-  EXPECT_STREQ(out, "123");
-  EXPECT_EQ(strings.format(out, 4, "%d", 12345), 5);
-  EXPECT_STREQ(out, "123");
+  leaves(strings.formatBounded(out, 4, "%d", 123), 3, "123");
+  leaves(strings.formatBounded(out, 4, "%d", 1234), -1, "123");
+  leaves(strings.format(out, 4, "%d", 12345), 5, "123");
 }
 
 TEST(StringHandlerTest, WideConversionsCountTheTerminator) {

@@ -19,15 +19,16 @@ std::string errorOf(const std::string& text) {
 }
 
 std::string drive(const std::string& keys) {
-  return R"({"format": 1, "drives": [{"kind": "sata", "model": "M", "size_sectors": 1000)" +
-         (keys.empty() ? "" : ", " + keys) + "}]}";
+  return R"({"format": 1, "drives": [{"kind": "sata", "model": "M", "size_sectors": 1000)" + keys +
+         "}]}";
 }
 
+struct Case {
+  std::string text;
+  std::string error;
+};
+
 TEST(MachineFile, SaysWhatIsWrongAndWhere) {
-  struct Case {
-    std::string text;
-    std::string error;
-  };
   const Case cases[] = {
       {drive(""), ""},
       {"{\n\"format\": 1,\n]", "line 3: this is no JSON."},
@@ -93,7 +94,7 @@ TEST(MachineFile, SaysWhatIsWrongAndWhere) {
     EXPECT_EQ(errorOf(c.text), c.error) << c.text;
   }
   for (const auto& c : driveCases) {
-    EXPECT_EQ(errorOf(drive(c.text)), "drives[0]." + c.error) << c.text;
+    EXPECT_EQ(errorOf(drive(", " + c.text)), "drives[0]." + c.error) << c.text;
   }
 }
 
@@ -103,10 +104,7 @@ TEST(MachineFile, SaysWhatIsWrongWithRaidControllers) {
            R"(}], "drives": [{"name": "d", "model": "M", "size_sectors": 9, )" + drive + "}]}";
   };
   const std::string on = R"("kind": "sata", "controller": "c")";
-  const struct {
-    std::string text;
-    std::string error;
-  } cases[] = {
+  const Case cases[] = {
       {machine(R"("csmi": {}, "lsi": {})", on),
        "controllers[0].lsi: a controller is of one family."},
       {machine(R"("csmi": {"bios_version": [1, 2]})", on),

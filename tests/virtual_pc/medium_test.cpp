@@ -26,60 +26,46 @@ TEST(VirtualMedium, HoldsWhatWasWrittenAndNothingElse) {
   EXPECT_EQ(medium.read(~std::uint64_t{0}, 2, back.data()).outcome, MediumOutcome::OutOfRange);
 }
 
-struct BadCase {
-  const char* what;
-  BadSectors run;
-  MediumOutcome firstRead, secondRead, write, afterWrite;
-};
-
 TEST(VirtualMedium, BadSectorsOfEachKindFailAndHealAsTheyShould) {
   using enum MediumOutcome;
   using Kind = BadSectorKind;
   using On = WriteEffect;
-  const BadCase cases[] = {
-      {"heals", {5, 1, Kind::Medium, On::Heals}, MediumError, MediumError, Good, Good},
-      {"stays", {5, 1, Kind::Medium, On::Stays}, MediumError, MediumError, Good, MediumError},
-      {"fails",
-       {5, 1, Kind::Medium, On::Fails},
-       MediumError,
-       MediumError,
-       MediumError,
-       MediumError},
-      {"link",
-       {5, 1, Kind::Interface, On::Fails},
-       InterfaceError,
-       InterfaceError,
-       InterfaceError,
-       InterfaceError},
-      {"rejected", {5, 1, Kind::Rejected, On::Heals}, Rejected, Rejected, Good, Good},
-      {"hang", {5, 1, Kind::Hang, On::Fails}, Hang, Hang, Hang, Hang},
-      {"transient", {5, 1, Kind::Transient, On::Stays, 1}, MediumError, Good, Good, Good},
-      {"slow", {5, 1, Kind::Slow, On::Stays, 1, 3'000'000}, Good, Good, Good, Good},
+  const struct {
+    const char* what;
+    Kind kind;
+    On onWrite;
+    MediumOutcome bad;
+    const char* answers;  ///< two reads, a write and a read: "x" where the outcome is the bad one
+    std::uint32_t failures = 0;
+    std::uint64_t delayMicroseconds = 0;
+  } cases[] = {
+      {"heals", Kind::Medium, On::Heals, MediumError, "xx--"},
+      {"stays", Kind::Medium, On::Stays, MediumError, "xx-x"},
+      {"fails", Kind::Medium, On::Fails, MediumError, "xxxx"},
+      {"link", Kind::Interface, On::Fails, InterfaceError, "xxxx"},
+      {"rejected", Kind::Rejected, On::Heals, Rejected, "xx--"},
+      {"hang", Kind::Hang, On::Fails, Hang, "xxxx"},
+      {"transient", Kind::Transient, On::Stays, MediumError, "x---", 1},
+      {"slow", Kind::Slow, On::Stays, Good, "----", 1, 3'000'000},
   };
-  for (const BadCase& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
+    const auto expected = [&c](std::size_t i) { return c.answers[i] == 'x' ? c.bad : Good; };
     BlockMedium medium(100, 512);
-    medium.addBadSectors(c.run);
+    medium.addBadSectors({5, 1, c.kind, c.onWrite, c.failures, c.delayMicroseconds});
     Bytes buffer(4 * 512);
     const MediumAnswer first = medium.read(3, 4, buffer.data());
-    EXPECT_EQ(first.outcome, c.firstRead);
-    if (c.firstRead != Good) {
-      EXPECT_EQ(first.doneSectors, 2u);
-      EXPECT_EQ(first.failedLba, 5u);
-    }
-    EXPECT_EQ(first.durationMicroseconds == kNever, c.firstRead == Hang);
-    EXPECT_EQ(medium.read(5, 1, buffer.data()).outcome, c.secondRead);
+    EXPECT_EQ(first.outcome, expected(0));
+    EXPECT_EQ(first.doneSectors, expected(0) == Good ? 4u : 2u);
+    EXPECT_EQ(first.failedLba, expected(0) == Good ? 0u : 5u);
+    EXPECT_EQ(first.durationMicroseconds == kNever, c.bad == Hang);
+    EXPECT_GE(first.durationMicroseconds, c.delayMicroseconds);
+    EXPECT_EQ(medium.read(5, 1, buffer.data()).outcome, expected(1));
     const Bytes data(512, 0x11);
-    const MediumAnswer written = medium.write(5, 1, data.data());
-    EXPECT_EQ(written.outcome, c.write);
-    EXPECT_EQ(medium.read(5, 1, buffer.data()).outcome, c.afterWrite);
-    if (c.afterWrite == Good) {
-      EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 512), data);
-    }
+    EXPECT_EQ(medium.write(5, 1, data.data()).outcome, expected(2));
+    EXPECT_EQ(medium.read(5, 1, buffer.data()).outcome, expected(3));
+    EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 512) == data, expected(3) == Good);
     EXPECT_EQ(medium.read(4, 1, buffer.data()).outcome, Good);
-    if (c.run.delayMicroseconds) {
-      EXPECT_GE(first.durationMicroseconds, 3'000'000u);
-    }
   }
 }
 

@@ -15,15 +15,20 @@
 namespace ostria::host::test {
 namespace {
 
-/// Calls with the text of each source below a folder.
-void forEachSource(
-    const std::filesystem::path& folder,
-    const std::function<void(const std::string& text, const std::string& path)>& act) {
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+/// Calls for each match in the sources below a folder, whose long literals are joined.
+void forEachMatch(
+    const std::string& folder, const std::regex& pattern,
+    const std::function<void(const std::smatch& match, const std::string& path)>& act) {
+  const std::regex join("\"\\s*\n\\s*\"");
+  for (const auto& entry :
+       std::filesystem::recursive_directory_iterator(storage::test::sourceFile(folder))) {
     if (entry.path().extension() == ".cpp" || entry.path().extension() == ".h") {
       std::stringstream content;
       content << std::ifstream(entry.path()).rdbuf();
-      act(content.str(), entry.path().string());
+      const std::string text = std::regex_replace(content.str(), join, "");
+      for (std::sregex_iterator it(text.begin(), text.end(), pattern), end; it != end; ++it) {
+        act(*it, entry.path().string());
+      }
     }
   }
 }
@@ -66,19 +71,16 @@ TEST(TextsTest, ComposedMessagesAreTranslatedPartByPart) {
       {"NVME Controller Test: Execution Supports failed.",
        "The status of a controller cannot be read here"},
       {"Not a key", "Not a key"},
+      // Tables become rows of cells.
+      {"<table width=\"60%\"><tr><th align=\"left\"> Attribute </th><th> Value </th></tr><tr><td> "
+       "CW "
+       "</td><td> <font color=red>Fail</font> </td></tr></table>",
+       "Attribute\tValue\nCW\tFail"},
       {"", ""},
   };
   for (const auto& [message, expected] : rows) {
     EXPECT_EQ(texts.message(message), expected);
   }
-}
-
-TEST(TextsTest, TablesBecomeRowsOfCells) {
-  Texts texts;
-  EXPECT_EQ(texts.message("<table width=\"60%\"><tr><th align=\"left\"> Attribute </th><th> Value "
-                          "</th></tr><tr><td> CW </td><td> <font color=red>Fail</font> </td></tr>"
-                          "</table>"),
-            "Attribute\tValue\nCW\tFail");
 }
 
 TEST(TextsTest, DeviceWordsAreNotTakenForKeys) {
@@ -91,11 +93,9 @@ TEST(TextsTest, DeviceWordsAreNotTakenForKeys) {
 
 TEST(TextsTest, AnotherLanguageWinsAndABrokenFileChangesNothing) {
   Texts texts;
-  EXPECT_FALSE(
-      texts
-          .add("# Deutsch\r\nMODEL\tModell\r\nusage.no_value\t{option}: kein Wert {x} {\r\n",
-               "de.txt")
-          .isSet());
+  const std::string german =
+      "# Deutsch\r\nMODEL\tModell\r\nusage.no_value\t{option}: kein Wert {x} {\r\n";
+  EXPECT_FALSE(texts.add(german, "de.txt").isSet());
   EXPECT_EQ(texts.say("usage.no_value", {{"option", "--{x}"}}), "--{x}: kein Wert {x} {");
   EXPECT_EQ(texts.text("MODEL"), "Modell");
   EXPECT_EQ(texts.text("SERIAL"), "Serial number");
@@ -116,15 +116,10 @@ TEST(TextsTest, EveryKeyOfTheModuleHasAnEnglishText) {
       "UDEV_.*|PATH_.*|MAJOR_.*|PCI_.*|RECORDING_.*");
   for (const char* room :
        {"module", "inventory", "transport", "checks", "diagnostics", "tools", "raid"}) {
-    const std::string folder = storage::test::sourceFile("src/" + std::string(room));
-    forEachSource(folder, [&](const std::string& source, const std::string& path) {
-      // A long key may be written in several literals.
-      const std::string text = std::regex_replace(source, std::regex("\"\\s*\n\\s*\""), "");
-      for (std::sregex_iterator it(text.begin(), text.end(), key), end; it != end; ++it) {
-        const std::string found = (*it)[1];
-        EXPECT_TRUE(std::regex_match(found, other) || known.contains(found))
-            << found << " in " << path;
-      }
+    forEachMatch("src/" + std::string(room), key, [&](const auto& match, const auto& path) {
+      const std::string found = match[1];
+      EXPECT_TRUE(std::regex_match(found, other) || known.contains(found))
+          << found << " in " << path;
     });
   }
 }
@@ -143,17 +138,15 @@ TEST(TextsTest, EveryKeyOfTheHostHasATextAndEveryTextIsUsed) {
   }
   std::set<std::string> unused = known;
   const std::regex literal("\"([a-z]+)\\.([a-z_]*)\"");
-  forEachSource(storage::test::sourceFile("host"), [&](const std::string& text, const auto& path) {
-    for (std::sregex_iterator it(text.begin(), text.end(), literal), end; it != end; ++it) {
-      const std::string key = (*it)[1].str() + "." + (*it)[2].str();
-      if (rooms.count((*it)[1]) == 0 || key == "config.ini") {
-        continue;
-      }
-      EXPECT_TRUE((*it)[2].length() == 0 || known.count(key) == 1) << key << " in " << path;
-      std::erase_if(unused, [&](const std::string& row) {
-        return (*it)[2].length() == 0 ? row.starts_with(key) : row == key;
-      });
+  forEachMatch("host", literal, [&](const auto& match, const auto& path) {
+    const std::string key = match[1].str() + "." + match[2].str();
+    if (!rooms.contains(match[1]) || key == "config.ini") {
+      return;
     }
+    EXPECT_TRUE(match[2].length() == 0 || known.contains(key)) << key << " in " << path;
+    std::erase_if(unused, [&](const std::string& row) {
+      return match[2].length() == 0 ? row.starts_with(key) : row == key;
+    });
   });
   EXPECT_EQ(unused, std::set<std::string>());
 }
