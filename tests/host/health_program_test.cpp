@@ -163,14 +163,11 @@ TEST(HealthProgramTest, NothingIsWrittenToAnotherDrive) {
     int identify;  ///< the command that a drive says with who it is
     std::vector<std::string> arguments;
   };
-  const std::vector<Writer> writers = {
-      {R"("kind": "sata", "rotation_rate": 7200)", 236, {"--assume=yes", "recover", "repair", "0"}},
-      {R"("kind": "sata", "rotation_rate": 7200)",
-       236,
-       {"--assume=yes", "recover", "filesystem", "0"}},
-      {R"("kind": "nvme", "nvme": {"pass_through": "storage_query"})",
-       6,
-       {"--assume-write=SWAP-1", "-Ew", "0"}}};
+  const char* const disk = R"("kind": "sata", "rotation_rate": 7200)";
+  const char* const flash = R"("kind": "nvme", "nvme": {"pass_through": "storage_query"})";
+  const std::vector<Writer> writers = {{disk, 236, {"--assume=yes", "recover", "repair", "0"}},
+                                       {disk, 236, {"--assume=yes", "recover", "filesystem", "0"}},
+                                       {flash, 6, {"--assume-write=SWAP-1", "-Ew", "0"}}};
   for (const Writer& writer : writers) {
     int refused = 0;
     for (int occurrence = 2; occurrence < 9 && refused == 0; ++occurrence) {

@@ -130,10 +130,7 @@ class Program {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     while (!done()) {
       pollfd watched[3] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}, {terminal_, POLLIN, 0}};
-      if (std::chrono::steady_clock::now() > end) {
-        return false;
-      }
-      if (out_ < 0 && err_ < 0 && terminal_ < 0) {
+      if (std::chrono::steady_clock::now() > end || (out_ < 0 && err_ < 0 && terminal_ < 0)) {
         return false;
       }
       poll(watched, 3, 100);

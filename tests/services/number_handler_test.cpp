@@ -1,7 +1,6 @@
-// Numbers as text, rounding and random numbers.
+// Numbers as text, and text as numbers.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <limits>
 
 #include "services/number_handler_imp.h"
@@ -58,26 +57,6 @@ TEST(NumberHandlerTest, ParsesAndLeavesTheOutputOnFailure) {
   EXPECT_EQ(parseIntOrZero("42 percent"), 42);
   EXPECT_EQ(parseIntOrZero("percent"), 0);
   EXPECT_EQ(parseIntOrZero("99999999999"), 0);
-}
-
-TEST(NumberHandlerTest, RandomFollowsTheSeedAndStaysBelowTheLimit) {
-  NumberHandlerImp numbers;
-  numbers.seedRandom(1234);
-  std::uint64_t expected = 0;
-  std::srand(1234);
-  for (int i = 0; i < 4; ++i) {
-    expected = expected * 32768 + static_cast<unsigned>(rand()) % 32768;
-  }
-  expected = expected * 16 | static_cast<unsigned>(rand()) % 128;
-  numbers.seedRandom(1234);
-  EXPECT_EQ(numbers.random(std::numeric_limits<std::uint64_t>::max()), expected);
-  bool large = false;
-  for (int i = 0; i < 200; ++i) {
-    const std::uint64_t drawn = numbers.random(1ull << 40);
-    ASSERT_LT(drawn, 1ull << 40);
-    large |= drawn > 1ull << 39;
-  }
-  EXPECT_TRUE(large);
 }
 
 }  // namespace

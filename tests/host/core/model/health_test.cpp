@@ -32,6 +32,7 @@ SmartRow field(const char* offset, const char* data) {
 // Each row alone, on a drive that is good otherwise.
 TEST(HealthTest, EachRuleMakesItsVerdict) {
   const SmartRow good = attribute("1", "100", "100", "50", "123456789");
+  const SmartRow worn = attribute("233", "1", "1", "0", "0");
   const SmartRow calm = field("0", "0");
   struct Row {
     std::vector<SmartRow> rows;
@@ -54,14 +55,10 @@ TEST(HealthTest, EachRuleMakesItsVerdict) {
       {{attribute("199", "200", "200", "0", "1")}, false, Watch, "health.crc", true},
       {{attribute("233", "11", "11", "0", "0")}, true, Good, "health.smart_good", false},
       {{attribute("233", "10", "10", "0", "0")}, true, Watch, "health.wear", false},
-      {{attribute("233", "1", "1", "0", "0")}, true, Replace, "health.wear", false},
+      {{worn}, true, Replace, "health.wear", false},
       // On a disk the same number is something else, and life left of its own wins over another's.
-      {{attribute("233", "1", "1", "0", "0")}, false, Good, "health.smart_good", false},
-      {{attribute("233", "1", "1", "0", "0"), attribute("231", "99", "99", "0", "0")},
-       true,
-       Good,
-       "health.smart_good",
-       false},
+      {{worn}, false, Good, "health.smart_good", false},
+      {{worn, attribute("231", "99", "99", "0", "0")}, true, Good, "health.smart_good", false},
       {{calm, field("5", "89 %")}, true, Good, "health.smart_good", false},
       {{calm, field("5", "90 %")}, true, Watch, "health.wear", false},
       {{calm, field("5", "100 %")}, true, Replace, "health.wear", false},

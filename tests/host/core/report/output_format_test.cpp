@@ -19,18 +19,16 @@ class Recorder : public OutputFormat {
 
 TEST(OutputFormatTest, CompleteRunIsGivenAsItHappened) {
   Session session;
-  session.devices.resize(3);
-  for (std::uint32_t i = 0; i < 3; ++i) {
-    session.devices[i].index = 10 + i;
+  for (const std::uint32_t index : {10, 11, 12}) {
+    session.devices.emplace_back().index = index;
   }
-  session.tests.resize(4);
-  for (std::size_t i = 0; i < 4; ++i) {
-    session.tests[i].test.name = std::to_string(i);
-    session.tests[i].device = i < 2 ? 12 : 10;
+  for (const std::uint32_t device : {12, 12, 10, 10}) {
+    const std::string name = std::to_string(session.tests.size());
+    session.tests.emplace_back().test.name = name;
+    session.tests.back().device = device;
   }
-  session.tests[3].begun = false;
-  session.tools.resize(1);
-  session.tools[0].device = 11;
+  session.tests.back().begun = false;
+  session.tools.emplace_back().device = 11;
 
   Recorder run;
   writeSession(run, DocumentKind::Run, session);
