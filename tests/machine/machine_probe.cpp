@@ -43,32 +43,12 @@ double secondsSince(std::chrono::steady_clock::time_point begin) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-/// A device opened as the scan opens it.
-class OpenDevice {
- public:
-  explicit OpenDevice(const std::string& path)
-      : scanner_(get_device_scanner()), error_(scanner_->open(path, &handle_)) {}
-  ~OpenDevice() {
-    if (handle_) {
-      scanner_->close(handle_);
-    }
-    release_device_scanner(scanner_);
-  }
-  DeviceHandle handle() const { return handle_; }
-  int error() const { return error_; }
-
- private:
-  DeviceScanner* scanner_;
-  DeviceHandle handle_;
-  int error_;
-};
-
-/// A command on the device that its first argument names.
+/// A command on the device that its first argument names, opened as the scan opens it.
 template <Json (*act)(DeviceHandle, const Arguments&)>
 Json opened(const Arguments& arguments) {
-  const OpenDevice device(arguments.at(0));
-  return device.handle() ? act(device.handle(), arguments)
-                         : Json::object({{"open", device.error()}});
+  const auto scanner = makeStorageScanner();
+  const auto device = openScanned(*scanner->deviceScanner(), arguments.at(0));
+  return device ? act(device.get(), arguments) : Json::object({{"open", errno}});
 }
 
 Json scan(const Arguments&) {
@@ -111,7 +91,6 @@ Json layout(const Arguments& arguments) {
     PartitionTable table;
     out["result"] = scanner->readPartitionTable(number, &table, std::stoull(arguments.at(1)));
     out["schema"] = table.schema;
-    out["disk"] = table.diskNumber;
     out["unallocated"] = table.unallocatedBytes;
     out["partitions"] = Json::array();
     for (const PartitionEntry& entry : table.partitions) {
