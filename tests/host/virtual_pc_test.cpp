@@ -19,26 +19,6 @@ using nlohmann::json;
 const std::string kSmallPc =
     "--virtual=" + ::ostria::storage::test::sourceFile("tests/host/two_drives.json");
 
-TEST(VirtualPcProgramTest, EveryTestOfTheHelpIsKnownByItsLetterAndByItsName) {
-  std::string option;
-  unsigned tests = 0;
-  std::istringstream lines(runProgram(OSTRIA_BIN_DIR, {"--virtual", "--help"}).output);
-  for (std::string line; std::getline(lines, line);) {
-    if (line == "  Quick Tests:" || line == "  Extended Tests:") {
-      option = line[2] == 'Q' ? "--quick=" : "--extended=";
-    } else if (line.rfind('\t', 0) == 0 && line.find(", ") == 2 && !option.empty()) {
-      ++tests;
-      const std::string name = line.substr(4, line.find(' ', 4) - 4);
-      // No such device, so nothing runs.
-      const Ended ended = runProgram(
-          OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", option + line[1] + "," + name, "4000"});
-      EXPECT_EQ(ended.code, 2);
-      EXPECT_THAT(ended.errors, testing::HasSubstr("Duplicate test")) << line;
-    }
-  }
-  EXPECT_GE(tests, 20u);
-}
-
 TEST(VirtualPcProgramTest, EveryMessageHasAText) {
   for (const char* const device : {"0", "1"}) {
     const json all = runProgram(OSTRIA_BIN_DIR, {kSmallPc, "-Mstorage", "--json", "--assume=yes",

@@ -142,13 +142,22 @@ TEST_F(WordsTest, TopicsAreExplained) {
   EXPECT_THAT(unknown.errors, HasSubstr("no help on \"x\""));
 }
 
-// The man page and the completions know every test and every option of the help.
-TEST_F(WordsTest, ManPageAndCompletionsKnowWhatTheHelpKnows) {
+// The program knows every test of the help by its letter and by its name; the man page and the
+// completions know the names, and every option.
+TEST_F(WordsTest, WhatTheHelpKnowsIsKnownByAll) {
   std::set<std::string> words;
+  std::string option;
   std::istringstream lines(run({"--virtual", "--help"}).output);
   for (std::string line; std::getline(lines, line);) {
-    if (line.rfind('\t', 0) == 0 && line.find(", ") == 2) {
-      words.insert(line.substr(4, line.find(' ', 4) - 4));
+    if (line == "  Quick Tests:" || line == "  Extended Tests:") {
+      option = line[2] == 'Q' ? "--quick=" : "--extended=";
+    } else if (line.rfind('\t', 0) == 0 && line.find(", ") == 2) {
+      const std::string name = line.substr(4, line.find(' ', 4) - 4);
+      words.insert(name);
+      // No such device, so nothing runs.
+      const Ended ended = run({"--virtual", "-Mstorage", option + line[1] + "," + name, "4000"});
+      EXPECT_EQ(ended.code, 2);
+      EXPECT_THAT(ended.errors, HasSubstr("Duplicate test")) << line;
     } else if (line.rfind("  --", 0) == 0) {
       words.insert(line.substr(2, line.find_first_of(" =[,", 2) - 2));
     }
