@@ -86,6 +86,7 @@ TEST_F(KeptRunsTest, WhatChangedSinceTheLastKeptRunIsShown) {
   EXPECT_EQ(compared.at("before").at("run"), 1);
   EXPECT_EQ(compared.at("drives").size(), 2u);  // the second run had one of them
   EXPECT_EQ(compared.at("drives").at(0).at("changes").at(0).at("now"), 13);
+  EXPECT_EQ(compared.at("drives").at(1).at("verdict_now"), nullptr);
   EXPECT_EQ(run({"--compare", "2", "1"}), 0);
   EXPECT_THAT(ended_.output, HasSubstr("pending -12"));
   EXPECT_THAT(ended_.output, HasSubstr("FLASH, FLASH-0002: not there -> good"));
