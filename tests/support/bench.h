@@ -16,9 +16,6 @@
 
 namespace ostria::storage::test {
 
-/// Parameters that a user chose for a test: key and value.
-using Parameters = std::vector<std::pair<std::string, std::string>>;
-
 /// The module as its host meets it, on a virtual PC of the bench's own: a machine of drives, scan,
 /// run, messages. There is one module and one machine in a process, so one bench at a time. When it
 /// goes, the catalogue is released, every handle must be closed, and the machine is switched off.
@@ -88,11 +85,7 @@ class ModuleBench {
   /// The same on the first device, with these parameters and no others.
   std::string run(const Identifier& id, const Parameters& parameters) {
     FakeHost host(manager().component(0));
-    for (const auto& [key, value] : parameters) {
-      host.chosenParameters.emplace_back();
-      host.chosenParameters.back().key = key;
-      host.chosenParameters.back().value = value;
-    }
+    host.choose(parameters);
     test(id).resetParameters();
     const TestResult result = test(id).run(&host);
     return messages(host, result);

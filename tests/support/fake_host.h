@@ -4,11 +4,16 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "ostria/storage/test_run_context.h"
 
 namespace ostria::storage::test {
+
+/// Parameters that a user chose for a test: key and value.
+using Parameters = std::vector<std::pair<std::string, std::string>>;
 
 /// The host's side of one run: hands out the device and the channels, writes down the messages
 /// in the order in which they come, and asks for a stop at a chosen poll.
@@ -37,6 +42,12 @@ class FakeHost : public TestRunContext {
   unsigned failAtReport = kNever;
   unsigned reports = 0;
 
+  void choose(const Parameters& parameters) {
+    chosenParameters.resize(parameters.size());
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+      std::tie(chosenParameters[i].key, chosenParameters[i].value) = parameters[i];
+    }
+  }
   /// Number of lines that begin with `prefix`.
   unsigned count(const std::string& prefix) const {
     unsigned found = 0;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <deque>
@@ -13,7 +14,7 @@
 #include <vector>
 
 #include "inventory/storage_component.h"
-#include "transport/storage_protocol.h"
+#include "transport/ata/ata_protocol.h"
 
 namespace ostria::storage::test {
 
@@ -62,11 +63,7 @@ class FakeProtocol : public Base {
 
   bool gone() const { return reads.size() > readsUntilGone; }
   unsigned count(const std::string& call) const {
-    unsigned found = 0;
-    for (const std::string& made : calls) {
-      found += static_cast<unsigned int>(made == call);
-    }
-    return found;
+    return static_cast<unsigned>(std::count(calls.begin(), calls.end(), call));
   }
 
   DeviceHandle GetDeviceHandle() override { return DeviceHandle(); }
@@ -142,11 +139,8 @@ class FakeProtocol : public Base {
     return answer("Write", " " + std::to_string(lba) + " " + std::to_string(sectors));
   }
   ProtocolResult GetWearIndicator(std::uint32_t* percent) override {
-    const ProtocolResult result = answer("GetWearIndicator");
-    if (succeeded(result) && wearIndicator != 0xFFFFFFFF) {
-      *percent = wearIndicator;
-    }
-    return result;
+    return give("GetWearIndicator", wearIndicator == 0xFFFFFFFF ? *percent : wearIndicator,
+                percent);
   }
   ProtocolResult GetPowerMode(std::uint32_t* mode) override {
     return give("GetPowerMode", powerMode, mode);
@@ -177,6 +171,16 @@ class FakeProtocol : public Base {
       values.pop_front();
     }
     return result;
+  }
+};
+
+/// An ATA disk with SMART attributes.
+struct FakeAtaProtocol : FakeProtocol<AtaProtocol> {
+  using FakeProtocol::FakeProtocol;
+  std::vector<SmartAttribute> attributes;
+  ProtocolResult GetSmartAttributes(std::vector<SmartAttribute>* out) override {
+    *out = attributes;
+    return answer("GetSmartAttributes");
   }
 };
 

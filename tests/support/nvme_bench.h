@@ -32,10 +32,8 @@ class NvmeDriveBridge : public NvmeBridge {
                                                     : virtual_pc::DataDirection::None;
     exchange.data.resize(command.transferBytes);
     drive_.execute(exchange);
-    if (exchange.delivery != virtual_pc::Delivery::Answered) {
-      return ProtocolResult::Failure;
-    }
-    if (exchange.durationMicroseconds == virtual_pc::kNever) {
+    if (exchange.delivery != virtual_pc::Delivery::Answered ||
+        exchange.durationMicroseconds == virtual_pc::kNever) {
       return ProtocolResult::Failure;
     }
     clock_.advance(exchange.durationMicroseconds);
@@ -59,7 +57,7 @@ class NvmeBench {
     protocol->SetProtocolKind(ProtocolKind::Nvme);
     protocol->AddBridge(std::make_shared<NvmeDriveBridge>(drive, clock));
     StorageProtocolProperties properties;
-    refreshed = protocol->GetProperties(&properties);
+    (void)protocol->GetProperties(&properties);
     component = std::make_unique<StorageComponent>(std::move(owned));
     component->setConnection(DeviceConnection::Internal);
     component->setBusKind(StorageBusKind::Nvme);
@@ -80,7 +78,6 @@ class NvmeBench {
   virtual_pc::NvmeDrive drive;
   NvmeProtocol* protocol = nullptr;  ///< the component's
   std::unique_ptr<StorageComponent> component;
-  ProtocolResult refreshed = ProtocolResult::Failure;
 };
 
 }  // namespace ostria::storage::test

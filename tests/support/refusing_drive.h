@@ -211,33 +211,27 @@ class RefusingDrive {
 inline const std::vector<Refusal>& refusalsOf(CommandClass::Set set) {
   using Kind = Refusal::Kind;
   constexpr std::uint32_t kIoDeviceError = 1117;
-  static const std::vector<Refusal> kAta = {{"ERR", Kind::AtaError},
-                                            {"DF", Kind::AtaFault},
-                                            {"no data", Kind::NoData},
-                                            {"half the data", Kind::HalfTheData},
-                                            {"system error", Kind::System, kIoDeviceError}};
-  static const std::vector<Refusal> kScsi = {{"NOT READY", Kind::Sense, 2},
-                                             {"HARDWARE ERROR", Kind::Sense, 4},
-                                             {"UNIT ATTENTION", Kind::Sense, 6},
-                                             {"VENDOR SPECIFIC", Kind::Sense, 9},
-                                             {"ABORTED COMMAND", Kind::Sense, 0x0B},
-                                             {"BUSY", Kind::ScsiStatus, 0x08},
-                                             {"RESERVATION CONFLICT", Kind::ScsiStatus, 0x18},
-                                             {"no data", Kind::NoData},
-                                             {"half the data", Kind::HalfTheData},
-                                             {"system error", Kind::System, kIoDeviceError}};
-  static const std::vector<Refusal> kNvme = {{"invalid opcode", Kind::NvmeStatus, 1},
-                                             {"internal error", Kind::NvmeStatus, 6},
-                                             {"no data", Kind::NoData},
-                                             {"system error", Kind::System, kIoDeviceError}};
-  switch (set) {
-    case CommandClass::Set::Ata:
-      return kAta;
-    case CommandClass::Set::Scsi:
-      return kScsi;
-    default:
-      return kNvme;
-  }
+  // In the order of the sets.
+  static const std::vector<Refusal> kAll[] = {{{"ERR", Kind::AtaError},
+                                               {"DF", Kind::AtaFault},
+                                               {"no data", Kind::NoData},
+                                               {"half the data", Kind::HalfTheData},
+                                               {"system error", Kind::System, kIoDeviceError}},
+                                              {{"NOT READY", Kind::Sense, 2},
+                                               {"HARDWARE ERROR", Kind::Sense, 4},
+                                               {"UNIT ATTENTION", Kind::Sense, 6},
+                                               {"VENDOR SPECIFIC", Kind::Sense, 9},
+                                               {"ABORTED COMMAND", Kind::Sense, 0x0B},
+                                               {"BUSY", Kind::ScsiStatus, 0x08},
+                                               {"RESERVATION CONFLICT", Kind::ScsiStatus, 0x18},
+                                               {"no data", Kind::NoData},
+                                               {"half the data", Kind::HalfTheData},
+                                               {"system error", Kind::System, kIoDeviceError}},
+                                              {{"invalid opcode", Kind::NvmeStatus, 1},
+                                               {"internal error", Kind::NvmeStatus, 6},
+                                               {"no data", Kind::NoData},
+                                               {"system error", Kind::System, kIoDeviceError}}};
+  return kAll[static_cast<std::size_t>(set)];
 }
 
 }  // namespace ostria::storage::test

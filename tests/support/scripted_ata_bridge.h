@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 #include "transport/ata/ata_bridge.h"
@@ -81,23 +82,11 @@ class ScriptedAtaBridge : public AtaBridge {
   }
 
  private:
-  static std::vector<std::uint64_t> fieldsOf(const AtaCmd& c) {
-    return {c.features,
-            c.featuresPrevious,
-            c.sectorCount,
-            c.sectorCountPrevious,
-            c.lbaLow,
-            c.lbaLowPrevious,
-            c.lbaMid,
-            c.lbaMidPrevious,
-            c.lbaHigh,
-            c.lbaHighPrevious,
-            c.device,
-            c.command,
-            c.transferBytes,
-            c.timeoutSeconds,
-            static_cast<std::uint64_t>(c.wantRegisters),
-            static_cast<std::uint64_t>(c.dataDirection)};
+  static auto fieldsOf(const AtaCmd& c) {
+    return std::tie(c.features, c.featuresPrevious, c.sectorCount, c.sectorCountPrevious, c.lbaLow,
+                    c.lbaLowPrevious, c.lbaMid, c.lbaMidPrevious, c.lbaHigh, c.lbaHighPrevious,
+                    c.device, c.command, c.transferBytes, c.timeoutSeconds, c.wantRegisters,
+                    c.dataDirection);
   }
 
   static void check(const Step& step, const AtaCmd& command) {
