@@ -16,14 +16,16 @@ using ::testing::StartsWith;
 constexpr std::uint8_t kInProgress = 15;
 constexpr std::uint8_t kAbortedByHost = 1;
 
-std::string routine(int code, int seconds, const std::string& more = "") {
+/// @param inside  more of the routine; @param more  of what SMART knows
+std::string routine(int code, int seconds, const std::string& more = "",
+                    const std::string& inside = "") {
   return R"("smart": {"self_tests": [{"code": )" + std::to_string(code) + R"(, "seconds": )" +
-         std::to_string(seconds) + "}]" + more + "}";
+         std::to_string(seconds) + inside + "}]" + more + "}";
 }
-std::string ending(int code, int outcome, const std::string& lba = "", int seconds = 40) {
-  return R"("smart": {"self_tests": [{"code": )" + std::to_string(code) + R"(, "seconds": )" +
-         std::to_string(seconds) + R"(, "outcome": )" + std::to_string(outcome) +
-         (lba.empty() ? "" : R"(, "failing_lba": )" + lba) + "}]}";
+std::string ending(int code, int outcome, const std::string& lba = "") {
+  return routine(code, 40, "",
+                 R"(, "outcome": )" + std::to_string(outcome) +
+                     (lba.empty() ? "" : R"(, "failing_lba": )" + lba));
 }
 
 struct SelfTestBench : ModuleBench {
@@ -105,7 +107,7 @@ TEST(SelfTests, EachRoutineReachesItsDrive) {
                        driveOf("sata", "D", R"("rotation_rate": 7200, )" + routine(80, 60)),
                        driveOf("sas", "X", ending(2, 7, "4711")),
                        driveOf("sas", "U", routine(0, 20)),
-                       driveOf("sas", "V", ending(0, 4, "20", 20))});
+                       driveOf("sas", "V", routine(0, 20, "", R"(, "outcome": 4)"))});
   EXPECT_THAT(bench.run(ids::kConveyanceSelfTest, 0), EndsWith(" / 100 / 100 = 0"));
   EXPECT_THAT(bench.run(ids::kDriveSelfTest, 1), EndsWith(" / 100 / 100 = 0"));
   EXPECT_THAT(bench.run(ids::kExtendedSelfTest, 2), HasSubstr("READING_SECTOR 4711"));
@@ -163,28 +165,24 @@ TEST(SelfTests, AbortAndTimeOutStopTheDriveAndALossDoesNotPass) {
 
 TEST(SelfTests, ADriveWithSmartSwitchedOffIsAskedWhatItCanDo) {
   const auto off = [](int code, const std::string& more = "") {
-    return R"("rotation_rate": 7200, "smart": {"enabled": false, "self_tests": [{"code": )" +
-           std::to_string(code) + R"(, "seconds": 40}])" + more + "}";
+    return R"("rotation_rate": 7200, )" + routine(code, 40, R"(, "enabled": false)" + more);
   };
-  struct Case {
-    Identifier test;
-    int code;
-  };
-  for (const Case& c :
-       {Case{ids::kShortSelfTest, 1}, {ids::kDriveSelfTest, 80}, {ids::kConveyanceSelfTest, 3}}) {
+  const std::pair<Identifier, int> cases[] = {
+      {ids::kShortSelfTest, 1}, {ids::kDriveSelfTest, 80}, {ids::kConveyanceSelfTest, 3}};
+  for (const auto& [test, code] : cases) {
     SelfTestBench bench(
-        {driveOf("sata", "OFF", off(c.code)),
-         driveOf("sata", "CANNOT", off(c.code, R"(, "capabilities": 0)")),
+        {driveOf("sata", "OFF", off(code)),
+         driveOf("sata", "CANNOT", off(code, R"(, "capabilities": 0)")),
          driveOf("sata", "OLD", R"("rotation_rate": 7200, "smart": {"supported": false})")});
     ASSERT_FALSE(bench.smartEnabled(0));
-    EXPECT_TRUE(bench.test(c.test).isApplicable(bench.manager().component(0)));
-    EXPECT_THAT(bench.run(c.test, 0), EndsWith(" / 100 / 100 = 0"));
+    EXPECT_TRUE(bench.test(test).isApplicable(bench.manager().component(0)));
+    EXPECT_THAT(bench.run(test, 0), EndsWith(" / 100 / 100 = 0"));
     EXPECT_FALSE(bench.smartEnabled(0));
-    const std::string refused = bench.run(c.test, 1);
+    const std::string refused = bench.run(test, 1);
     EXPECT_THAT(refused, EndsWith(" / 100 = 3"));
     EXPECT_THAT(refused, HasSubstr("SUPPORT")) << "the reason is what the drive cannot do";
     EXPECT_FALSE(bench.smartEnabled(1));
-    EXPECT_FALSE(bench.test(c.test).isApplicable(bench.manager().component(2)));
+    EXPECT_FALSE(bench.test(test).isApplicable(bench.manager().component(2)));
   }
 }
 
