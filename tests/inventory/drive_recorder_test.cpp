@@ -19,11 +19,9 @@ TEST(DriveRecorder, KeepsNothingOfTheMedium) {
   const ReadSectors ata28(0, 1, 512, sector.data(), 30);
   const ReadSectorsExt ata48(0, 1, 512, sector.data(), 30);
   const SmartExecuteOffline selfTest(1, 0);
-  for (const AtaCmd* command :
-       {static_cast<const AtaCmd*>(&ata28), static_cast<const AtaCmd*>(&ata48),
-        static_cast<const AtaCmd*>(&selfTest)}) {
-    recorder.noteAta(*command, *command, ProtocolResult::Success);
-  }
+  recorder.noteAta(ata28, ata28, ProtocolResult::Success);
+  recorder.noteAta(ata48, ata48, ProtocolResult::Success);
+  recorder.noteAta(selfTest, selfTest, ProtocolResult::Success);
   const Read10 read10(sector.data(), 0, 1, 512);
   const Read16 read16(sector.data(), 0, 1, 512);
   recorder.noteScsi(read10, 512, ProtocolResult::Success);
@@ -91,21 +89,17 @@ TEST(MaskedPages, HoldNothingThatNamesTheDrive) {
 
   maskPages(recorder, device);
   EXPECT_EQ(device.serialNumber, "  XXXX XXXX ");
-  const auto expectMasked = [](const Bytes& data) {
-    const std::string text(data.begin(), data.end());
-    for (const char* secret : {"SECRET", "ESRCTE", "VISI BLE1", "IVISB EL 1", "VISIBLE1"}) {
-      EXPECT_EQ(text.find(secret), std::string::npos) << secret;
+  const auto expectMasked = [](const auto& answers) {
+    for (const auto& answer : answers) {
+      const std::string text(answer.data.begin(), answer.data.end());
+      for (const char* secret : {"SECRET", "ESRCTE", "VISI BLE1", "IVISB EL 1", "VISIBLE1"}) {
+        EXPECT_EQ(text.find(secret), std::string::npos) << secret;
+      }
     }
   };
-  for (const AtaAnswer& answer : recorder.ata) {
-    expectMasked(answer.data);
-  }
-  for (const ScsiAnswer& answer : recorder.scsi) {
-    expectMasked(answer.data);
-  }
-  for (const NvmeAnswer& answer : recorder.nvme) {
-    expectMasked(answer.data);
-  }
+  expectMasked(recorder.ata);
+  expectMasked(recorder.scsi);
+  expectMasked(recorder.nvme);
   EXPECT_TRUE(ByteSum(recorder.ata.back().data.data(), 512));
   EXPECT_FALSE(ByteSum(recorder.ata[4].data.data(), 512)) << "which did not hold before";
 }

@@ -60,33 +60,27 @@ std::vector<std::uint8_t> block(std::uint32_t bus, const std::string& vendor,
 }
 
 TEST(DeviceDescriptorTest, BusDecidesKindAndConnection) {
+  using Kind = StorageBusKind;
+  constexpr auto kOutside = DeviceConnection::External;
   const struct {
     std::uint32_t bus;
     const char* vendor = "x";
     const char* product = "disk";
-    StorageBusKind kind = StorageBusKind::Unknown;
-    DeviceConnection connection = DeviceConnection::Internal;
+    Kind kind = Kind::Unknown;
+    DeviceConnection way = DeviceConnection::Internal;
     bool optane = false;
   } rows[] = {
-      {.bus = 7,
-       .vendor = "",
-       .product = "Stick",
-       .kind = StorageBusKind::Usb,
-       .connection = DeviceConnection::External},
-      {.bus = 8,
-       .vendor = "Intel",
-       .product = "Volume",
-       .kind = StorageBusKind::Raid,
-       .optane = true},
-      {.bus = 10, .vendor = "INTEL", .product = "x", .kind = StorageBusKind::Raid, .optane = true},
-      {.bus = 10, .product = "Optane", .kind = StorageBusKind::Raid, .optane = true},
-      {.bus = 8, .product = "Raid 1", .kind = StorageBusKind::Raid},
+      {.bus = 7, .vendor = "", .product = "Stick", .kind = Kind::Usb, .way = kOutside},
+      {.bus = 8, .vendor = "Intel", .product = "Volume", .kind = Kind::Raid, .optane = true},
+      {.bus = 10, .vendor = "INTEL", .product = "x", .kind = Kind::Raid, .optane = true},
+      {.bus = 10, .product = "Optane", .kind = Kind::Raid, .optane = true},
+      {.bus = 8, .product = "Raid 1", .kind = Kind::Raid},
       {.bus = 8},
-      {.bus = 10, .kind = StorageBusKind::Scsi},
-      {.bus = 11, .vendor = "Intel", .kind = StorageBusKind::Ata},
-      {.bus = 13, .product = "card", .kind = StorageBusKind::Emmc},
-      {.bus = 17, .kind = StorageBusKind::Nvme},
-      {.bus = 99, .connection = DeviceConnection::Other},
+      {.bus = 10, .kind = Kind::Scsi},
+      {.bus = 11, .vendor = "Intel", .kind = Kind::Ata},
+      {.bus = 13, .product = "card", .kind = Kind::Emmc},
+      {.bus = 17, .kind = Kind::Nvme},
+      {.bus = 99, .way = DeviceConnection::Other},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.bus);
@@ -94,7 +88,7 @@ TEST(DeviceDescriptorTest, BusDecidesKindAndConnection) {
     ASSERT_TRUE(descriptor);
     bool optane = false;
     EXPECT_EQ(busKindOf(*descriptor, false, &optane), row.kind);
-    EXPECT_EQ(connectionOf(descriptor->bus, false), row.connection);
+    EXPECT_EQ(connectionOf(descriptor->bus, false), row.way);
     EXPECT_EQ(optane, row.optane);
   }
   const auto card = DeviceDescriptor::parse(block(12, "x", "card", true));
