@@ -51,13 +51,13 @@ class WriteTestOnVolumes : public ::testing::Test {
  protected:
   WriteTestOnVolumes() {
     // One chunk on the first volume; the second has too little.
-    leave(0, kReserve + kChunk);
-    leave(1, 0);
+    leave(device, 0, kReserve + kChunk);
+    leave(device, 1, 0);
   }
 
   /// Lets the partition table say that a volume has so much space left.
-  void leave(std::size_t partition, std::uint64_t bytes) {
-    PartitionEntry& entry = device.partitionTable()->partitions.at(partition);
+  static void leave(StorageComponent& component, std::size_t partition, std::uint64_t bytes) {
+    PartitionEntry& entry = component.partitionTable()->partitions.at(partition);
     entry.usedBytes = entry.sizeBytes - bytes;
   }
   TestResult run(StorageComponent& component) {
@@ -84,17 +84,16 @@ class WriteTestOnVolumes : public ::testing::Test {
   /// How many sectors from the volume's first free cluster on hold the pattern.
   std::uint64_t patterned(char letter, std::uint64_t partitionStart) {
     const auto volume = bench.machine().volume(letter);
+    const std::uint64_t bytes = volume->clusterBytes();
+    const auto& about = volume->description();
     std::uint64_t lba =
-        partitionStart + (volume->description().totalBytes / volume->clusterBytes() -
-                          volume->description().freeBytes / volume->clusterBytes()) *
-                             (volume->clusterBytes() / kSector);
+        partitionStart + (about.totalBytes / bytes - about.freeBytes / bytes) * (bytes / kSector);
     std::uint64_t count = 0;
-    for (std::vector<std::uint8_t> sector(kSector, 0xAA); sector.front() == 0xAA; ++lba, ++count) {
-      bench.machine().drive("nvme")->medium->peek(lba, sector.data());
-      if (sector != std::vector<std::uint8_t>(kSector, 0xAA)) {
-        break;
-      }
-    }
+    const std::vector<std::uint8_t> pattern(kSector, 0xAA);
+    std::vector<std::uint8_t> sector(kSector);
+    do {
+      bench.machine().drive("nvme")->medium->peek(lba + count, sector.data());
+    } while (sector == pattern && ++count != 0);
     return count;
   }
 
@@ -105,13 +104,13 @@ class WriteTestOnVolumes : public ::testing::Test {
 };
 
 TEST_F(WriteTestOnVolumes, AVolumeIsUsableFromOneByteAboveTheReserveOn) {
-  leave(0, kReserve);
+  leave(device, 0, kReserve);
   EXPECT_EQ(run(), TestResult::NotPerformed);
   EXPECT_EQ(host->count("log 0 THE_AVAILABLE_VOLUMES_DO_NOT_FULFILL_THE_TEST_REQUIREMENTS."), 1u);
-  leave(0, kReserve + 1);  // usable, but no sector fits
+  leave(device, 0, kReserve + 1);  // usable, but no sector fits
   EXPECT_EQ(run(), TestResult::Warning);
   EXPECT_EQ(host->count("log 1 VOLUME_ACCESS_ERROR"), 1u);
-  leave(0, kReserve + kSector);
+  leave(device, 0, kReserve + kSector);
   EXPECT_EQ(run(), TestResult::Passed);
   EXPECT_EQ(patterned('N', 2048), 1u);
   EXPECT_EQ(host->count("progress 50"), 1u);
@@ -124,8 +123,8 @@ TEST_F(WriteTestOnVolumes, AVolumeIsUsableFromOneByteAboveTheReserveOn) {
 }
 
 TEST_F(WriteTestOnVolumes, TwoVolumesGetTheirSharesAndAnUnusableOneIsPassedOver) {
-  leave(0, kReserve + 1 * kMiB);
-  leave(1, kReserve + 3 * kMiB);
+  leave(device, 0, kReserve + 1 * kMiB);
+  leave(device, 1, kReserve + 3 * kMiB);
   EXPECT_EQ(run(), TestResult::Passed);
   EXPECT_EQ(patterned('N', 2048), 1 * kMiB / kSector);
   EXPECT_EQ(patterned('O', 6002048), 3 * kMiB / kSector);
@@ -216,21 +215,19 @@ TEST_F(WriteTestOnVolumes, TheQuestionComesOnceForEachDeviceAndOnlyIfSomebodyCan
   EXPECT_EQ(run(), TestResult::Passed);
   EXPECT_TRUE(host->requests.empty());
   StorageComponent& other = *bench.device("OTHER");
-  PartitionEntry& entry = other.partitionTable()->partitions.at(0);
-  entry.usedBytes = entry.sizeBytes - kReserve - kChunk;
+  leave(other, 0, kReserve + kChunk);
   for (StorageComponent* component : {&device, &other}) {
     for (const unsigned asked : {1u, 0u, 0u}) {
       ActingHost answering(component);
       answering.answer = InputRequest::Yes;
       EXPECT_EQ(test.run(&answering), TestResult::Passed);
       ASSERT_EQ(answering.requests.size(), asked);
-      if (asked == 0) {
-        continue;
+      for (const InputRequest& request : answering.requests) {
+        EXPECT_EQ(request.title, "DEVICE_WRITE_TEST");
+        EXPECT_EQ(request.question, "VOLUME_SPACE_ALLOCATION_ALERT");
+        EXPECT_EQ(request.questionKind, 1u);
+        EXPECT_EQ(request.defaultAnswer, 0u);
       }
-      EXPECT_EQ(answering.requests[0].title, "DEVICE_WRITE_TEST");
-      EXPECT_EQ(answering.requests[0].question, "VOLUME_SPACE_ALLOCATION_ALERT");
-      EXPECT_EQ(answering.requests[0].questionKind, 1u);
-      EXPECT_EQ(answering.requests[0].defaultAnswer, 0u);
       EXPECT_EQ(component->userAnswer(), InputRequest::Yes);
     }
   }
@@ -238,8 +235,7 @@ TEST_F(WriteTestOnVolumes, TheQuestionComesOnceForEachDeviceAndOnlyIfSomebodyCan
 
 TEST_F(WriteTestOnVolumes, TheSectorsAreThoseOfTheVolume) {
   StorageComponent& other = *bench.device("OTHER");
-  PartitionEntry& entry = other.partitionTable()->partitions.at(0);
-  entry.usedBytes = entry.sizeBytes - kReserve - 4096 - kSector;
+  leave(other, 0, kReserve + 4096 + kSector);
   EXPECT_EQ(run(other), TestResult::Passed);
   EXPECT_EQ(host->count("log"), 0u);
 }

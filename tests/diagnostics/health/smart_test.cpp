@@ -7,23 +7,12 @@
 #include "diagnostics/health/smart_wearout.h"
 #include "tests/support/fake_protocol.h"
 #include "tests/support/messages.h"
-#include "transport/ata/ata_protocol.h"
 
 namespace ostria::storage::test {
 namespace {
 
 const Identifier kSomeTest(1, 1, 1);
 const std::string kNotValid = std::string("100 ") + keys::kSmartDataNotValid + " / log 0 same";
-
-/// An ATA disk with the given attributes.
-struct AtaDisk : FakeProtocol<AtaProtocol> {
-  using FakeProtocol::FakeProtocol;
-  std::vector<SmartAttribute> attributes;
-  ProtocolResult GetSmartAttributes(std::vector<SmartAttribute>* out) override {
-    *out = attributes;
-    return answer("GetSmartAttributes");
-  }
-};
 
 SmartAttribute attribute(std::uint8_t id, std::uint32_t raw, std::uint8_t value = 100,
                          std::uint8_t threshold = 0) {
@@ -96,7 +85,7 @@ TEST(SmartHealthTest, HealthComesFromPenaltiesAndCriticalAttributes) {
 }
 
 TEST(SmartHealthTest, RunsWhenConfiguredAndWarnsBelowSeventy) {
-  FakeDevice<AtaDisk> disk;
+  FakeDevice<FakeAtaProtocol> disk;
   SmartHealthTest test(kSomeTest);
   const auto applicableWith = [&](const char* value) {
     EXPECT_TRUE(test.configure({{"STORAGE", {{"ENABLE_SMART_HEALTH_TEST", value}}}}, nullptr));

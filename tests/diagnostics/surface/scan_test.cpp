@@ -18,13 +18,6 @@ using ::testing::IsEmpty;
 
 const Identifier kSomeTest(1, 2, 16);
 
-TestParameter chosen(const std::string& key, const std::string& value) {
-  TestParameter parameter;
-  parameter.key = key;
-  parameter.value = value;
-  return parameter;
-}
-
 /// A disk that reads `block` sectors at once, with every access seen by the protocol and the search
 /// for the block size done.
 FakeDevice<> blockDisk(std::uint64_t totalSectors, std::uint16_t block = 127) {
@@ -36,16 +29,18 @@ FakeDevice<> blockDisk(std::uint64_t totalSectors, std::uint16_t block = 127) {
   return disk;
 }
 
-std::string runWith(Test& test, FakeDevice<>& disk, const std::vector<TestParameter>& parameters) {
+std::string runWith(Test& test, FakeDevice<>& disk, const Parameters& parameters) {
   FakeHost host(disk.component.get());
-  host.chosenParameters = parameters;
+  host.choose(parameters);
   disk.protocol->reads.clear();
   return messages(host, test.run(&host));
 }
 
-std::vector<std::string> issuesOf(Test& test, const std::vector<TestParameter>& given) {
+std::vector<std::string> issuesOf(Test& test, const Parameters& given) {
   std::vector<ParameterIssue> issues(1);
-  const bool good = test.checkParameters(given, issues);
+  FakeHost host(nullptr);
+  host.choose(given);
+  const bool good = test.checkParameters(host.chosenParameters, issues);
   EXPECT_EQ(good, issues.empty());
   std::vector<std::string> texts;
   texts.reserve(issues.size());
@@ -59,44 +54,45 @@ TEST(ScanParameters, GoodValuesAreTakenAndTheOthersNamed) {
   LinearReadTest linear(kSomeTest);
   EXPECT_THAT(issuesOf(linear, {}), IsEmpty());
   for (const TestParameter& parameter : linear.parameters()) {
-    EXPECT_THAT(issuesOf(linear, {chosen(parameter.key, parameter.defaultValue)}), IsEmpty());
+    EXPECT_THAT(issuesOf(linear, {{parameter.key, parameter.defaultValue}}), IsEmpty());
   }
-  EXPECT_THAT(issuesOf(linear, {chosen("SPEED", "1"), chosen("STOP_RANGE", "0"),
-                                chosen("START_RANGE", "100"), chosen("COVERAGE_AREA", "2x"),
-                                chosen("ERROR_LIMIT", "4294967297")}),
+  EXPECT_THAT(issuesOf(linear, {{"SPEED", "1"},
+                                {"STOP_RANGE", "0"},
+                                {"START_RANGE", "100"},
+                                {"COVERAGE_AREA", "2x"},
+                                {"ERROR_LIMIT", "4294967297"}}),
               ElementsAre("2 SPEED INVALID_PARAMETER",
                           "1 START_RANGE USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_99",
                           "1 STOP_RANGE USE_A_NUMERICAL_VALUE_BETWEEN_1_AND_100",
                           "1 COVERAGE_AREA USE_A_NUMERICAL_VALUE_BETWEEN_1_AND_100",
                           "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
-  EXPECT_THAT(issuesOf(linear, {chosen("ERROR_LIMIT", ""), chosen("COVERAGE_AREA", "5"),
-                                chosen("COVERAGE_AREA", "6")}),
-              ElementsAre("3 COVERAGE_AREA DUPLICATED_PARAMETER",
-                          "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
+  EXPECT_THAT(
+      issuesOf(linear, {{"ERROR_LIMIT", ""}, {"COVERAGE_AREA", "5"}, {"COVERAGE_AREA", "6"}}),
+      ElementsAre("3 COVERAGE_AREA DUPLICATED_PARAMETER",
+                  "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
   const std::string order = "1 START_RANGE THE_START_VALUE_SHOULD_BE_LESS_THAN_THE_END_VALUE.";
-  EXPECT_THAT(issuesOf(linear, {chosen("START_RANGE", "50"), chosen("STOP_RANGE", "50")}),
-              ElementsAre(order));
-  EXPECT_THAT(issuesOf(linear, {chosen("START_RANGE", "50")}), IsEmpty());
-  EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), ElementsAre(order))
+  EXPECT_THAT(issuesOf(linear, {{"START_RANGE", "50"}, {"STOP_RANGE", "50"}}), ElementsAre(order));
+  EXPECT_THAT(issuesOf(linear, {{"START_RANGE", "50"}}), IsEmpty());
+  EXPECT_THAT(issuesOf(linear, {{"STOP_RANGE", "40"}}), ElementsAre(order))
       << "a value stays until it is reset";
   EXPECT_THAT(issuesOf(linear, {}), IsEmpty()) << "a refused range is not kept";
-  EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "60")}), IsEmpty());
-  EXPECT_THAT(issuesOf(linear, {chosen("START_RANGE", "70"), chosen("STOP_RANGE", "x")}),
+  EXPECT_THAT(issuesOf(linear, {{"STOP_RANGE", "60"}}), IsEmpty());
+  EXPECT_THAT(issuesOf(linear, {{"START_RANGE", "70"}, {"STOP_RANGE", "x"}}),
               ElementsAre("1 STOP_RANGE USE_A_NUMERICAL_VALUE_BETWEEN_1_AND_100"))
       << "the order of what was refused says nothing";
   linear.resetParameters();
-  EXPECT_THAT(issuesOf(linear, {chosen("STOP_RANGE", "40")}), IsEmpty());
+  EXPECT_THAT(issuesOf(linear, {{"STOP_RANGE", "40"}}), IsEmpty());
 
   FullDiskScanTest scan(kSomeTest);
-  EXPECT_THAT(issuesOf(scan, {chosen("START_RANGE", "1"), chosen("ERROR_LIMIT", "101")}),
+  EXPECT_THAT(issuesOf(scan, {{"START_RANGE", "1"}, {"ERROR_LIMIT", "101"}}),
               ElementsAre("2 START_RANGE INVALID_PARAMETER",
                           "1 ERROR_LIMIT USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100"));
 
   FakeDevice<> disk = blockDisk(1000);
   const std::string refused =
       "100 SPEED: INVALID_PARAMETER; |ERROR_LIMIT: USE_A_NUMERICAL_VALUE_BETWEEN_0_AND_100 = 4";
-  EXPECT_EQ(runWith(linear, disk, {chosen("SPEED", "1"), chosen("ERROR_LIMIT", "x")}), refused);
-  EXPECT_EQ(runWith(scan, disk, {chosen("SPEED", "1"), chosen("ERROR_LIMIT", "x")}), refused);
+  EXPECT_EQ(runWith(linear, disk, {{"SPEED", "1"}, {"ERROR_LIMIT", "x"}}), refused);
+  EXPECT_EQ(runWith(scan, disk, {{"SPEED", "1"}, {"ERROR_LIMIT", "x"}}), refused);
   EXPECT_TRUE(disk.protocol->reads.empty());
 }
 
@@ -104,22 +100,22 @@ TEST(LinearReadTest, SamplesTheChosenShareOfTheChosenArea) {
   constexpr double kBlock = 1023;
   struct Case {
     std::uint64_t total;
-    std::vector<TestParameter> parameters;
+    Parameters parameters;
     double start, stop, coverage;
   };
   const std::vector<Case> cases = {
       {1ull << 24, {}, 0.0, 1.0, 0.20},
       {1ull << 33,
-       {chosen("START_RANGE", "50"), chosen("STOP_RANGE", "51"), chosen("COVERAGE_AREA", "1")},
+       {{"START_RANGE", "50"}, {"STOP_RANGE", "51"}, {"COVERAGE_AREA", "1"}},
        0.50,
        0.51,
        0.01},
-      {1ull << 24, {chosen("START_RANGE", "99"), chosen("COVERAGE_AREA", "100")}, 0.99, 1.0, 1.0},
+      {1ull << 24, {{"START_RANGE", "99"}, {"COVERAGE_AREA", "100"}}, 0.99, 1.0, 1.0},
   };
   for (const Case& c : cases) {
     FakeDevice<> disk = blockDisk(c.total, 1023);
     FakeHost host(disk.component.get());
-    host.chosenParameters = c.parameters;
+    host.choose(c.parameters);
     LinearReadTest test(kSomeTest);
     EXPECT_EQ(test.run(&host), TestResult::Passed);
     const double range = (c.stop - c.start) * static_cast<double>(c.total);
@@ -154,7 +150,7 @@ TEST(LinearReadTest, AreaOfLessThanABlockIsReadWhole) {
   }
   // A stride that is longer than the area counts as one step.
   FakeDevice<> disk = blockDisk(300);
-  EXPECT_EQ(runWith(test, disk, {chosen("COVERAGE_AREA", "1")}), "0 / 100 / 100 = 0");
+  EXPECT_EQ(runWith(test, disk, {{"COVERAGE_AREA", "1"}}), "0 / 100 / 100 = 0");
   EXPECT_EQ(disk.protocol->reads.size(), 2u);
 }
 
@@ -163,7 +159,7 @@ TEST(LinearReadTest, BadBlocksAreListedAndOtherErrorsEndThePass) {
   LinearReadTest test(kSomeTest);
   const auto run = [&](ProtocolResult error, const char* limit) {
     disk.protocol->results["Read"] = error;
-    return runWith(test, disk, {chosen("ERROR_LIMIT", limit)});
+    return runWith(test, disk, {{"ERROR_LIMIT", limit}});
   };
   const std::string received = run(ProtocolResult::MediumError, "1");
   ASSERT_EQ(disk.protocol->reads.size(), 1u);
@@ -207,11 +203,11 @@ TEST(FullDiskScanTest, ReadsEverySectorOnceAndListsTheBadBlocks) {
 
   disk.protocol->badSectors = {{300, ProtocolResult::MediumError},
                                {127 * 200, ProtocolResult::InterfaceCrcError}};
-  const std::string bad = runWith(test, disk, {chosen("ERROR_LIMIT", "0")});
+  const std::string bad = runWith(test, disk, {{"ERROR_LIMIT", "0"}});
   EXPECT_EQ(bad.substr(bad.find(" / log") + 3),
             "log 0 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 2. "
             "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381], [25400, 25527]. / 100 same = 1");
-  EXPECT_EQ(runWith(test, disk, {chosen("ERROR_LIMIT", "1")}),
+  EXPECT_EQ(runWith(test, disk, {{"ERROR_LIMIT", "1"}}),
             "0 / 1 / 100 / log 0 BAD_SECTORS_WERE_FOUND NUMBER_OF_BLOCKS_WITH_BAD_SECTORS 1. "
             "BAD_SECTORS_IN_THE_FOLLOWING_RANGE [254, 381]. / 100 same = 1");
   EXPECT_EQ(disk.protocol->reads.size(), 3u);
@@ -265,8 +261,8 @@ TEST(ScanTests, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
     };
     LinearReadTest linear(kSomeTest);
     FullDiskScanTest scan(kSomeTest);
-    const std::string received = whole ? runWith(scan, disk, {chosen("ERROR_LIMIT", "0")})
-                                       : runWith(linear, disk, {chosen("ERROR_LIMIT", "0")});
+    const std::string received =
+        runWith(whole ? static_cast<storage::Test&>(scan) : linear, disk, {{"ERROR_LIMIT", "0"}});
     EXPECT_THAT(received, ::testing::HasSubstr("100 DEVICE_COMMUNICATION_FAILURE / log"));
     EXPECT_EQ(received.substr(received.size() - 4), " = 4");
     EXPECT_EQ(disk.protocol->reads.size(), 1u);
