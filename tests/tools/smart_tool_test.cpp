@@ -60,23 +60,22 @@ TEST(SmartToolTest, HandsOutTheReportsOfEachDevice) {
 TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
   struct Kind {
     const char* model;
-    const char* flag;
     const char* protocol;
     std::size_t columns;  // of a row of the SMART report; 0 for none
   };
-  const Kind kinds[] = {{"VIRTUAL HDD 20GB", "0", "ata", 6},
-                        {"VIRTUAL SSD 16GB", "0", "ata", 6},
-                        {"VIRTUAL OLDDISK 10GB", "0", "ata", 6},
-                        {"SAS DISK 18GB", "0", "scsi", 0},
-                        {"VIRTUAL NVME 16GB", "0", "nvme", 3},
-                        {"VIRTUAL NVME PORT 8GB", "0", "nvme", 3},
-                        {"VIRTUAL NVME MINI 2GB", "0", "nvme", 3},
-                        {"VIRTUAL NVME PLA", "0", "nvme", 0},
-                        {"VEMMC8", "1", "", 0},
-                        {"VSD2", "1", "", 0},
-                        {"VIRTUAL PORTABLE 4GB", "0", "scsi", 6},
-                        {"VIRTUAL CASE-J 2GB", "0", "scsi", 0},
-                        {"FLASH STICK 1GB", "0", "scsi", 0}};
+  const Kind kinds[] = {{"VIRTUAL HDD 20GB", "ata", 6},
+                        {"VIRTUAL SSD 16GB", "ata", 6},
+                        {"VIRTUAL OLDDISK 10GB", "ata", 6},
+                        {"SAS DISK 18GB", "scsi", 0},
+                        {"VIRTUAL NVME 16GB", "nvme", 3},
+                        {"VIRTUAL NVME PORT 8GB", "nvme", 3},
+                        {"VIRTUAL NVME MINI 2GB", "nvme", 3},
+                        {"VIRTUAL NVME PLA", "nvme", 0},
+                        {"VEMMC8", "", 0},
+                        {"VSD2", "", 0},
+                        {"VIRTUAL PORTABLE 4GB", "scsi", 6},
+                        {"VIRTUAL CASE-J 2GB", "scsi", 0},
+                        {"FLASH STICK 1GB", "scsi", 0}};
   ModuleBench bench{std::string(virtual_pc::builtInMachineText())};
   SmartTool tool;
   ToolHost host(tool);
@@ -84,14 +83,10 @@ TEST(SmartToolTest, EveryKindOfDriveAnswersAndEveryReportIsJson) {
     StorageComponent* const device = bench.device(kind.model);
     ASSERT_NE(device, nullptr) << kind.model;
     tool.setDevices({device});
-    host.received.clear();
     tool.run();
     const auto values = *tool.getParameter("DeviceFinish");
-    ASSERT_EQ(host.received.size(), 4u) << kind.model;
-    EXPECT_EQ(host.received[1], "OnDeviceInit " + device->id());
-    EXPECT_EQ(host.received[2].find("OnDeviceFinish " + device->id() + "|"), 0u);
     ASSERT_EQ(values.size(), 5u) << kind.model;
-    EXPECT_EQ(values[1], kind.flag) << kind.model;
+    EXPECT_EQ(values[1], *kind.protocol == 0 ? "1" : "0") << kind.model;
     EXPECT_EQ(values[2], kind.protocol) << kind.model;
     EXPECT_EQ(values[3].empty(), kind.columns == 0) << kind.model << values[3];
     if (values[3].empty()) {
