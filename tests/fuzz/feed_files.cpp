@@ -30,27 +30,20 @@ Bytes changed(Bytes bytes, const std::vector<Bytes>& corpus, std::mt19937& rando
   const auto below = [&](std::size_t end) { return end == 0 ? 0 : random() % end; };
   for (auto left = 1 + below(8); left > 0; --left) {
     const auto at = static_cast<std::ptrdiff_t>(below(bytes.size() + 1));
-    const Bytes& other = corpus[below(corpus.size())];
-    switch (random() % 5) {
-      case 0:
-        bytes.insert(bytes.begin() + at, 1 + below(16), static_cast<std::uint8_t>(random()));
-        break;
-      case 1:
-        bytes.erase(bytes.begin() + at, bytes.begin() + at +
-                                            static_cast<std::ptrdiff_t>(below(
-                                                bytes.size() - static_cast<std::size_t>(at) + 1)));
-        break;
-      case 2:
-        bytes.insert(bytes.begin() + at,
-                     other.begin() + static_cast<std::ptrdiff_t>(below(other.size() + 1)),
-                     other.end());
-        break;
-      default:
-        if (!bytes.empty()) {
-          bytes[below(bytes.size())] =
-              static_cast<std::uint8_t>(random() % 4 == 0 ? 255 : random());
-        }
-        break;
+    const auto rest = bytes.size() - static_cast<std::size_t>(at);
+    const auto kind = random() % 5;
+    if (kind < 2 && rest != 0) {  // taken out, or replaced
+      bytes.erase(
+          bytes.begin() + at,
+          bytes.begin() + at + static_cast<std::ptrdiff_t>(kind == 0 ? 1 + below(rest) : 1));
+    }
+    if (kind == 4) {
+      const Bytes& other = corpus[below(corpus.size())];
+      const auto from = static_cast<std::ptrdiff_t>(below(other.size() + 1));
+      bytes.insert(bytes.begin() + at, other.begin() + from, other.end());
+    } else if (kind != 0) {
+      const auto value = static_cast<std::uint8_t>(random() % 4 == 0 ? 255 : random());
+      bytes.insert(bytes.begin() + at, kind == 1 ? 1 : 1 + below(16), value);
     }
   }
   bytes.resize(std::min(bytes.size(), kMostBytes));
@@ -61,10 +54,8 @@ Bytes changed(Bytes bytes, const std::vector<Bytes>& corpus, std::mt19937& rando
 
 int main(int argc, char** argv) {
   std::vector<Bytes> corpus;
-  int first = 1;
   const long seconds = argc > 2 ? std::strtol(argv[1], nullptr, 10) : 0;
-  first += seconds > 0 ? 1 : 0;
-  for (int i = first; i < argc; ++i) {
+  for (int i = seconds > 0 ? 2 : 1; i < argc; ++i) {
     for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
       corpus.push_back(read(entry.path()));
       LLVMFuzzerTestOneInput(corpus.back().data(), corpus.back().size());

@@ -1,9 +1,6 @@
 // Fuzz target: everything that reads what users and other programs wrote: machine files, both
 // readers of configuration files, command lines, texts, reports of a module, kept results, the
 // output of checkers, WQL. The first byte chooses.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <functional>
 #include <set>
@@ -25,23 +22,7 @@
 namespace {
 
 using namespace ostria;
-
-/// A file without a name that holds the text.
-class MemoryFile {
- public:
-  explicit MemoryFile(const std::string& text) : descriptor_(memfd_create("fuzz", 0)) {
-    if (::write(descriptor_, text.data(), text.size()) < 0) {
-      std::abort();
-    }
-  }
-  ~MemoryFile() { ::close(descriptor_); }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
- private:
-  int descriptor_;
-};
+using ostria::storage::test::MemoryFile;
 
 std::vector<std::string> lines(const std::string& text) {
   std::vector<std::string> out(1);

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 
 namespace ostria::storage::test {
@@ -40,6 +44,24 @@ class Input {
  private:
   const std::uint8_t* data_;
   std::size_t left_;
+};
+
+/// A file without a name that holds the text.
+class MemoryFile {
+ public:
+  explicit MemoryFile(const std::string& text) : descriptor_(memfd_create("fuzz", 0)) {
+    if (::write(descriptor_, text.data(), text.size()) < 0) {
+      std::abort();
+    }
+  }
+  ~MemoryFile() { ::close(descriptor_); }
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  int descriptor() const { return descriptor_; }
+  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+ private:
+  int descriptor_;
 };
 
 }  // namespace ostria::storage::test

@@ -1,7 +1,6 @@
 // Fuzz target: what the Linux platform reads of disks and of the kernel: partition tables and file
 // systems in images, trees of sysfs, mount tables, sense data. The first byte chooses.
 #include <stdlib.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -22,12 +21,13 @@ namespace {
 namespace fs = std::filesystem;
 using namespace ostria::storage;
 using ostria::storage::test::Input;
+using ostria::storage::test::MemoryFile;
 
 /// A disk of 1 MiB whose interesting sectors are fuzz bytes; a table of partitions alone is found
 /// only behind its signature.
 void image(Input& in) {
-  const int file = memfd_create("fuzz", 0);
-  if (ftruncate(file, 1 << 20) != 0) {
+  const MemoryFile file("");
+  if (ftruncate(file.descriptor(), 1 << 20) != 0) {
     std::abort();
   }
   const std::uint8_t sectors = in.byte();
@@ -41,25 +41,19 @@ void image(Input& in) {
       block[510] = 0x55;
       block[511] = 0xAA;
     }
-    if (pwrite(file, block, sizeof block, at % (1 << 20)) < 0) {
+    if (pwrite(file.descriptor(), block, sizeof block, at % (1 << 20)) < 0) {
       std::abort();
     }
   }
-  (void)probeDisk(file);
-  (void)probeFilesystem("/proc/self/fd/" + std::to_string(file));
-  close(file);
+  (void)probeDisk(file.descriptor());
+  (void)probeFilesystem(file.path());
 }
 
 void mountTable(Input& in) {
-  const int file = memfd_create("fuzz", 0);
-  const std::string text = in.rest();
-  if (write(file, text.data(), text.size()) < 0) {
-    std::abort();
-  }
-  for (const MountEntry& mount : readMounts("/proc/self/fd/" + std::to_string(file))) {
+  const MemoryFile file(in.rest());
+  for (const MountEntry& mount : readMounts(file.path())) {
     (void)fuseOptions(mount, "/nonexistent");
   }
-  close(file);
 }
 
 /// A saved tree with one disk below one controller, gone with the process.

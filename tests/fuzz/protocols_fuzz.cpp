@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <numeric>
 #include <vector>
 
 #include "raid/csmi/csmi_bridges.h"
@@ -77,11 +78,7 @@ void answer(Input& in, void* data, std::uint64_t bytes) {
     const auto patchAt = static_cast<std::size_t>(in.number(2)) % 504;
     in.fill(out + patchAt, 8);
     out[511] = 0;
-    unsigned sum = 0;
-    for (std::size_t i = 0; i < 512; ++i) {
-      sum += out[i];
-    }
-    out[511] = static_cast<std::uint8_t>(0u - sum);
+    out[511] = static_cast<std::uint8_t>(0u - std::accumulate(out, out + 512, 0u));
   }
 }
 
@@ -90,9 +87,17 @@ std::uint64_t movedOf(Input& in, std::uint64_t asked) {
   return choice < 0xC0 ? asked : asked * (choice & 0x3Fu) / 64;
 }
 
-class FuzzAtaBridge final : public AtaBridge {
- public:
-  explicit FuzzAtaBridge(Input& in) : AtaBridge(DeviceHandle(1)), in_(in) {}
+/// A bridge that answers with the input.
+template <typename Bridge>
+struct FuzzBridge : Bridge {
+  explicit FuzzBridge(Input& in) : Bridge(DeviceHandle(1)), in_(in) {}
+
+ protected:
+  Input& in_;
+};
+
+struct FuzzAtaBridge final : FuzzBridge<AtaBridge> {
+  using FuzzBridge::FuzzBridge;
   ProtocolResult Send(AtaCmd& command) override {
     const ProtocolResult result = resultFrom(in_);
     const bool dataIn = command.dataDirection == DataDirection::FromDevice;
@@ -111,14 +116,10 @@ class FuzzAtaBridge final : public AtaBridge {
     cameWhole = succeeded(result) && command.transferBytes >= asked && command.command == 0x50;
     return result;
   }
-
- private:
-  Input& in_;
 };
 
-class FuzzScsiBridge final : public ScsiBridge {
- public:
-  explicit FuzzScsiBridge(Input& in) : ScsiBridge(DeviceHandle(1)), in_(in) {}
+struct FuzzScsiBridge final : FuzzBridge<ScsiBridge> {
+  using FuzzBridge::FuzzBridge;
   ProtocolResult Send(ScsiCmd& command) override {
     const ProtocolResult result = resultFrom(in_);
     if (!succeeded(result)) {
@@ -139,14 +140,10 @@ class FuzzScsiBridge final : public ScsiBridge {
                 (command.scsiStatus == 0 || (command.scsiStatus == 2 && command.senseLength > 0));
     return result;
   }
-
- private:
-  Input& in_;
 };
 
-class FuzzNvmeBridge final : public NvmeBridge {
- public:
-  explicit FuzzNvmeBridge(Input& in) : NvmeBridge(DeviceHandle(1)), in_(in) {}
+struct FuzzNvmeBridge final : FuzzBridge<NvmeBridge> {
+  using FuzzBridge::FuzzBridge;
   ProtocolResult Send(NvmeCmd& command) override {
     const ProtocolResult result = resultFrom(in_);
     if (succeeded(result) && command.fromDevice != 0) {
@@ -155,9 +152,6 @@ class FuzzNvmeBridge final : public NvmeBridge {
     cameWhole = succeeded(result);
     return result;
   }
-
- private:
-  Input& in_;
 };
 
 /// A miniport that answers each request with fuzz bytes behind its header.
