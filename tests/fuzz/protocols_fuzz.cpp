@@ -154,10 +154,10 @@ struct FuzzNvmeBridge final : FuzzBridge<NvmeBridge> {
   }
 };
 
-/// A miniport that answers each request with fuzz bytes behind its header.
-class FuzzCsmiSend final : public CsmiSend {
+/// A miniport and a vendor's library that answer each request with fuzz bytes.
+class FuzzController final : public CsmiSend, public LsiSender {
  public:
-  explicit FuzzCsmiSend(Input& in) : in_(in) {}
+  explicit FuzzController(Input& in) : in_(in) {}
   ProtocolResult send(DeviceHandle, CsmiCmd& command) override {
     const ProtocolResult result = resultFrom(in_);
     answer(in_, command.buffer().data() + CsmiCmd::kHeaderBytes,
@@ -165,15 +165,6 @@ class FuzzCsmiSend final : public CsmiSend {
     cameWhole = succeeded(result);
     return result;
   }
-
- private:
-  Input& in_;
-};
-
-/// A vendor library that does the same.
-class FuzzLsiSender final : public LsiSender {
- public:
-  explicit FuzzLsiSender(Input& in) : in_(in) {}
   std::uint32_t execute(LsiCmd& command) override {
     const std::uint8_t failed = in_.byte();
     answer(in_, command.buffer().data(), command.buffer().size());
@@ -192,24 +183,24 @@ std::unique_ptr<StorageProtocol> over(std::unique_ptr<Protocol> protocol,
   return protocol;
 }
 
-/// Drives behind RAID controllers; the senders outlive the protocol.
-std::unique_ptr<StorageProtocol> makeMember(Input& in, FuzzCsmiSend& csmi, FuzzLsiSender& lsi) {
+/// Drives behind RAID controllers; the controller outlives the protocol.
+std::unique_ptr<StorageProtocol> makeMember(Input& in, FuzzController& raid) {
   const DeviceHandle port(1);
   switch (in.byte() & 3) {
     case 3:
       return over(std::make_unique<AtaProtocol>(),
-                  std::make_shared<CsmiStpBridge>(port, &csmi, CsmiPhyEntry()));
+                  std::make_shared<CsmiStpBridge>(port, &raid, CsmiPhyEntry()));
     case 2:
-      return over(std::make_unique<AtaProtocol>(), std::make_shared<LsiStpBridge>(1, 2, &lsi));
+      return over(std::make_unique<AtaProtocol>(), std::make_shared<LsiStpBridge>(1, 2, &raid));
     case 1:
       return over(std::make_unique<ScsiProtocol>(),
-                  std::make_shared<CsmiSspBridge>(port, &csmi, CsmiPhyEntry()));
+                  std::make_shared<CsmiSspBridge>(port, &raid, CsmiPhyEntry()));
     default:
-      return over(std::make_unique<ScsiProtocol>(), std::make_shared<LsiSspBridge>(1, 2, &lsi));
+      return over(std::make_unique<ScsiProtocol>(), std::make_shared<LsiSspBridge>(1, 2, &raid));
   }
 }
 
-std::unique_ptr<StorageProtocol> makeProtocol(Input& in, FuzzCsmiSend& csmi, FuzzLsiSender& lsi) {
+std::unique_ptr<StorageProtocol> makeProtocol(Input& in, FuzzController& raid) {
   const auto scsi = std::make_shared<FuzzScsiBridge>(in);
   auto ata = std::make_unique<AtaProtocol>();
   switch (in.byte() % 6) {
@@ -233,7 +224,7 @@ std::unique_ptr<StorageProtocol> makeProtocol(Input& in, FuzzCsmiSend& csmi, Fuz
     case 3:
       return over(std::make_unique<NvmeScsiProtocol>(), scsi);
     case 5:
-      return makeMember(in, csmi, lsi);
+      return makeMember(in, raid);
     default:
       return over(std::make_unique<NvmeProtocol>(DeviceHandle(1), ""),
                   std::make_shared<FuzzNvmeBridge>(in));
@@ -335,9 +326,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t byte
   using namespace ostria::storage::test;
   constexpr int kMostOperations = 12;
   Input in(data, bytes);
-  FuzzCsmiSend csmi(in);
-  FuzzLsiSender lsi(in);
-  const std::unique_ptr<StorageProtocol> protocol = makeProtocol(in, csmi, lsi);
+  FuzzController raid(in);
+  const std::unique_ptr<StorageProtocol> protocol = makeProtocol(in, raid);
   for (int i = 0; i < kMostOperations && !in.empty(); ++i) {
     kOperations[in.byte() % std::size(kOperations)](*protocol, in);
   }

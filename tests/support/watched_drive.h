@@ -46,15 +46,16 @@ class WatchedDrive {
   void watch(std::unique_ptr<Target>& side) {
     standBefore<Exchange, Target>(side, [this](Exchange& exchange, Target& drive) {
       see(exchange);
+      ++commands;
+      if (onCommand) {
+        onCommand();
+      }
       drive.execute(exchange);
     });
   }
 
-  void see(const virtual_pc::AtaExchange& exchange) {
-    note(exchange.in);
-    count();
-  }
-  void note(const virtual_pc::AtaTaskFile& in) {
+  void see(const virtual_pc::AtaExchange& exchange) { see(exchange.in); }
+  void see(const virtual_pc::AtaTaskFile& in) {
     ++ataCommands[in.command];
     if (in.command == 0x24) {
       reads.push_back({in.lba48(), in.count});
@@ -78,17 +79,10 @@ class WatchedDrive {
     // ATA commands on their way through SAT.
     const auto pair = [&](int high) { return loadBe16(&cdb[static_cast<std::size_t>(high)]); };
     if (cdb[0] == 0x85) {
-      note({pair(3), pair(5), pair(7), pair(9), pair(11), cdb[13], cdb[14]});
+      see({pair(3), pair(5), pair(7), pair(9), pair(11), cdb[13], cdb[14]});
     }
     if (cdb[0] == 0xA1) {
-      note({cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]});
-    }
-    count();
-  }
-  void count() {
-    ++commands;
-    if (onCommand) {
-      onCommand();
+      see({cdb[3], cdb[4], cdb[5], cdb[6], cdb[7], cdb[8], cdb[9]});
     }
   }
 };
