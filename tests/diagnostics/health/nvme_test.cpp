@@ -154,6 +154,9 @@ TEST(NvmeHealthPrediction, EnduranceGroupAndVendorCountTakePrecedence) {
   EXPECT_THAT(predict(counted),
               AllOf(HasSubstr("|SSD Health |46% |Passed|"), HasSubstr("|TBW |53% |Passed|")));
 
+  counted.breakLog(0xDF);
+  EXPECT_THAT(predict(counted), HasSubstr("|SSD Health |70% |Passed|")) << "no count is not 0";
+
   traits.vendorCount = 0x2020;
   NvmeBench blank(traits, 100 * kSectorsPerGiB);
   EXPECT_THAT(predict(blank), HasSubstr("|SSD Health |70% |Passed|"));
