@@ -69,6 +69,7 @@ std::string coloured(const std::string& text, Colour colour, bool enabled) {
 }
 
 void Output::write(std::string_view text) {
+  const std::lock_guard lock(mutex_);
   if (failure_ == 0) {
     failure_ = writeStream(stream_, text);
   }

@@ -1,7 +1,9 @@
 // Colours, and the two output streams of the program.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -24,7 +26,8 @@ Terminal detectTerminal();
 enum class Colour { Plain, Green, Red, Yellow, Grey, Bold };
 std::string coloured(const std::string& text, Colour colour, bool enabled);
 
-/// Writes to a stream and remembers when nobody reads any more.
+/// Writes to a stream and remembers when nobody reads any more. Any thread may write: an interrupt
+/// is answered by the one that takes the signals. Texts of two threads do not mix.
 class Output {
  public:
   explicit Output(Stream stream) : stream_(stream) {}
@@ -35,7 +38,8 @@ class Output {
 
  private:
   Stream stream_;
-  int failure_ = 0;
+  std::mutex mutex_;
+  std::atomic<int> failure_ = 0;
 };
 
 }  // namespace ostria::host
