@@ -31,6 +31,8 @@ constexpr std::uint32_t kControllerFatalStatusBit = 0x2;   // NVMe CSTS.CFS
 constexpr std::array<std::uint16_t, 10> kReadBlockCandidates = {65535, 32767, 16383, 8193, 4095,
                                                                 2047,  1023,  511,   255,  127};
 constexpr int kReadsPerCandidate = 5;
+/// The largest block of 4096-byte sectors. A device that claims 64 KiB would get 4 GiB.
+constexpr std::uint64_t kLargestBlockBytes = 65535ull * 4096;
 
 bool fits(std::uint16_t sectors, std::uint32_t sectorBytes, std::uint32_t bufferBytes) {
   return std::uint64_t{sectors} * sectorBytes <= bufferBytes;
@@ -241,7 +243,7 @@ std::uint16_t StorageComponent::preferredReadBlock() {
   const std::uint32_t sectorSize = std::max(properties.logicalSectorSize, kSmallestSectorBytes);
   for (const std::uint16_t candidate : kReadBlockCandidates) {
     const std::uint64_t bytes = std::uint64_t{candidate} * sectorSize;
-    if (bytes > std::numeric_limits<std::uint32_t>::max()) {
+    if (bytes > kLargestBlockBytes) {
       continue;
     }
     // The largest blocks may be more than a small machine has; the next is half of it.

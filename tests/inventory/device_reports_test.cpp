@@ -10,6 +10,7 @@
 #include <regex>
 
 #include "base/byte_order.h"
+#include "inventory/component_builder.h"
 #include "inventory/device_properties.h"
 #include "inventory/html_table.h"
 #include "inventory/report_rows.h"
@@ -273,6 +274,47 @@ TEST(ReportsOnPc, TheAtaVendorReportHasASwitch) {
         << line;
   }
   std::filesystem::current_path(before);
+}
+
+/// Knows one disk, of which it has read one partition.
+struct OneDiskScanner final : StorageScanner {
+  int listDevices(DevicePathMap&) override { return 1; }
+  int getConnection(std::uint32_t, DeviceConnection*) override { return 1; }
+  int readPartitionTable(std::uint32_t, PartitionTable* table, std::uint64_t) override {
+    table->partitions.resize(1);
+    return result;
+  }
+  int getDeviceId(std::uint32_t, std::string*) override { return 0; }
+  int isRemovableMedia(std::uint32_t, bool*) override { return 1; }
+  int getBusKind(std::uint32_t, StorageBusKind*, bool*) override { return 1; }
+  int dismountVolume(const std::string&, DeviceHandle*) override { return 1; }
+  int releaseVolume(std::string&, std::vector<std::string>&, DeviceHandle, std::string&) override {
+    return 1;
+  }
+  int getMiniportPath(std::uint32_t, std::string*) override { return 1; }
+  int getPciLocation(std::uint32_t, std::array<std::uint8_t, 3>*) override { return 1; }
+
+  int result = 0;
+};
+
+// It answers IDENTIFY all the same; no command more is spent on it.
+TEST(HealthReportTest, ADiskThatLeavesReadsWithoutAnAnswerDoesNotAnswer) {
+  OneDriveBench bench(driveOf("sata", "ONE"));
+  OneDiskScanner scanner;
+  DriverVersions drivers;
+  for (const int result : {0, StorageScanner::kReadsDoNotEnd}) {
+    scanner.result = result;
+    auto protocol = std::make_unique<FakeProtocol<>>(ProtocolKind::Ata, 1000);
+    FakeProtocol<>& asked = *protocol;
+    const auto component = buildComponent(scanner, {}, std::move(protocol), nullptr, &drivers);
+    ASSERT_NE(component, nullptr);
+    asked.calls.clear();
+    std::string report;
+    EXPECT_TRUE(component->getReport("HEALTH", report));
+    EXPECT_EQ(written(report) == "Access=no;", result != 0) << report;
+    EXPECT_EQ(asked.calls.empty(), result != 0);
+    EXPECT_NE(component->partitionTable(), nullptr) << "what is known of it stays";
+  }
 }
 
 TEST(HtmlTableTest, WritesRowsAndLeavesAnIncompleteOneOpen) {

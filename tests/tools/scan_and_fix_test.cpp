@@ -1,4 +1,5 @@
 // Scan and repair of bad sectors: what is read, written, counted and left alone.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -254,6 +255,13 @@ TEST(ScanTest, WhatCouldNotBeReadIsNeverNothingFound) {
               silent ? "6 0 0 0 0" + stepped : std::string("10 2600 2600 0 2600") + row.unrepaired);
     EXPECT_EQ(drive.content() != before, row.rewritten);
   }
+  // Some of them only: the rest was read, and yet it is not "finished".
+  Bench gaps(faultyDrive(
+      R"({"action": "device_error", "codes": [11, 0, 0], "command": 40, "occurrence": 6, "times": 400},
+         {"action": "device_error", "codes": [11, 0, 0], "command": 136, "times": 400})"));
+  EXPECT_EQ(
+      gaps.outcome("scan"),
+      "8 2403 0 0 0 :Sectors that could not be read, for reasons other than the medium: 197.");
 }
 
 TEST(RepairTest, WhatHappensInTheMiddleCostsOneDeviceOnly) {
@@ -444,6 +452,9 @@ TEST(ScanTest, ADeviceWhoseSectorsChangeTheirSizeIsReadNoFurther) {
   bench.tool.setDevices({device.component.get()});
   EXPECT_EQ(bench.run("scan").at(3), "OnDeviceFinish |8");
   EXPECT_TRUE(device.protocol->reads.empty());
+  // Nor has it a table, of which a repair would have to know.
+  EXPECT_THAT(bench.run("repair").at(3),
+              testing::HasSubstr("The partition table of the device could not be read."));
 }
 
 TEST(ScanTest, AHandlerMayChangeAllThatItSees) {

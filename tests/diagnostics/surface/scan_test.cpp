@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
+
+#include <fstream>
 
 #include "checks/message_keys.h"
 #include "diagnostics/surface/full_disk_scan.h"
@@ -281,16 +284,27 @@ TEST(ReadBlock, WithoutMemoryForTheLargestTheNextIsTried) {
 #endif
   FakeDevice<> disk(ProtocolKind::Ata, 100'000);
   disk.component->setConnection(DeviceConnection::RaidMember);
-  disk.protocol->record().logicalSectorSize = 65'528;
+  disk.protocol->record().logicalSectorSize = 4096;
   disk.protocol->largestRead = 127;
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
-  const rlimit three{3ull << 30, before.rlim_max};  // the largest block has 4 GiB
-  ASSERT_EQ(setrlimit(RLIMIT_AS, &three), 0);
+  std::uint64_t pages = 0;
+  ASSERT_TRUE(std::ifstream("/proc/self/statm") >> pages);
+  const rlimit more{pages * static_cast<std::uint64_t>(::getpagesize()) + (200ull << 20),
+                    before.rlim_max};  // the largest block has 256 MiB
+  ASSERT_EQ(setrlimit(RLIMIT_AS, &more), 0);
   EXPECT_EQ(disk.component->preferredReadBlock(), 127);
   EXPECT_EQ(setrlimit(RLIMIT_AS, &before), 0);
   ASSERT_FALSE(disk.protocol->reads.empty());
   EXPECT_EQ(disk.protocol->reads.front().sectors, 32'767);
+}
+
+TEST(ReadBlock, NoSectorSizeMakesIt4GiB) {
+  FakeDevice<> disk(ProtocolKind::Ata, 100'000);
+  disk.component->setConnection(DeviceConnection::RaidMember);
+  disk.protocol->record().logicalSectorSize = 65'528;
+  EXPECT_EQ(disk.component->preferredReadBlock(), 4095);
+  EXPECT_EQ(disk.protocol->reads.front().sectors, 4095);
 }
 
 TEST(ScanTests, TheListOfBadBlocksEndsAndSaysHowManyMoreThereAre) {
