@@ -483,7 +483,7 @@ struct Recording final : Operation {
   }
 };
 
-TEST(ScanTest, SectorsThatWereNotMendedOrNotListedAreTold) {
+TEST(ScanTest, SectorsThatWereNotMendedOrNotListedAreReported) {
   Bench bench(diskInUse(R"({"lba": 100})"));
   // As when a repair runs out of time.
   Recording<ScanAndFixTool, 1> repair(&bench.tool);

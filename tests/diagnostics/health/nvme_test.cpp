@@ -87,45 +87,45 @@ std::string predict(NvmeBench& bench) {
 }
 
 TEST(NvmeHealthPrediction, VerdictFollowsHealthThenEnduranceThenErrors) {
-  // What is told between the table that is shown and the one that is logged, and the result.
-  struct Told {
+  // What is reported between the table that is shown and the one that is logged, and the result.
+  struct Reported {
     const char* keys;
     const char* end;
   };
-  const Told passing = {"|/ log 0 same", " = 0"};
-  const Told failing = {"|/ 0 SSD_HEALTH_FAIL / log 0 same / log 0 |", " = 1"};
-  const Told warning = {"|/ 0 SSD_HEALTH_WARNING / log 0 same / log 0 |", " = 5"};
-  const Told worn = {
+  const Reported passing = {"|/ log 0 same", " = 0"};
+  const Reported failing = {"|/ 0 SSD_HEALTH_FAIL / log 0 same / log 0 |", " = 1"};
+  const Reported warning = {"|/ 0 SSD_HEALTH_WARNING / log 0 same / log 0 |", " = 5"};
+  const Reported worn = {
       "|/ 0 SSD_ENDURANCE_RATING_WARNING / 0 SSD_HEALTH_WARNING / log 0 same / "
       "log 0 SSD_ENDURANCE_RATING_WARNING / log 0 |",
       " = 5"};
   constexpr double kRated = 153600;  // a drive of 500 GiB is rated for 150 times 1024 GiB
   const struct {
     const char* name;
-    Told told;
+    Reported report;
     std::uint8_t worn = 10;
     double gib = 10;
     std::uint64_t errors = 0;
     const char* health = "90%";
     const char* used = "0%";
   } cases[] = {
-      {.name = "worn out", .told = failing, .worn = 100, .health = "0%"},
-      {.name = "beyond its life", .told = failing, .worn = 255, .health = "-155%"},
-      {.name = "at its rating", .told = worn, .gib = kRated, .used = "100%"},
+      {.name = "worn out", .report = failing, .worn = 100, .health = "0%"},
+      {.name = "beyond its life", .report = failing, .worn = 255, .health = "-155%"},
+      {.name = "at its rating", .report = worn, .gib = kRated, .used = "100%"},
       {.name = "21",
-       .told = passing,
+       .report = passing,
        .worn = 94,
        .gib = kRated * 0.795,
        .health = "6%",
        .used = "79%"},
       {.name = "20",
-       .told = worn,
+       .report = worn,
        .worn = 94,
        .gib = kRated * 0.805,
        .health = "6%",
        .used = "80%"},
-      {.name = "health of 5", .told = warning, .worn = 95, .health = "5%"},
-      {.name = "media errors", .told = warning, .errors = 3},
+      {.name = "health of 5", .report = warning, .worn = 95, .health = "5%"},
+      {.name = "media errors", .report = warning, .errors = 3},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -138,8 +138,8 @@ TEST(NvmeHealthPrediction, VerdictFollowsHealthThenEnduranceThenErrors) {
     bench.breakLog(0xDF);
     EXPECT_THAT(predict(bench),
                 AllOf(HasSubstr(std::string("|") + c.health + " |"),
-                      HasSubstr(std::string("|") + c.used + " |"), HasSubstr(c.told.keys),
-                      EndsWith(std::string("/ 100") + c.told.end)));
+                      HasSubstr(std::string("|") + c.used + " |"), HasSubstr(c.report.keys),
+                      EndsWith(std::string("/ 100") + c.report.end)));
   }
 }
 

@@ -31,8 +31,8 @@ int inAChild(const std::function<int()>& act) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-/// What somebody who is not root is told of a set of disks.
-std::string toldWith(const std::string& root, std::uint64_t capabilities) {
+/// What somebody who is not root reads of a set of disks.
+std::string noticesWith(const std::string& root, std::uint64_t capabilities) {
   std::string text;
   for (const std::string& notice :
        rightsNotices(missingRights(root + "/block", root + "/dev", capabilities), Texts())) {
@@ -71,9 +71,9 @@ TEST(AccessCheckTest, EachDiskThatCannotBeUsedIsNamedWithTheRightThatIsMissing) 
               if (geteuid() == 0 && setuid(65534) != 0) {
                 return 9;
               }
-              return (toldWith(root, 0) == closed + leftOut + limited ? 0 : 1) +
-                     (toldWith(root, admin) == closed + limited ? 0 : 2) +
-                     (toldWith(root, admin | raw) == closed ? 0 : 4);
+              return (noticesWith(root, 0) == closed + leftOut + limited ? 0 : 1) +
+                     (noticesWith(root, admin) == closed + limited ? 0 : 2) +
+                     (noticesWith(root, admin | raw) == closed ? 0 : 4);
             }),
             0);
   EXPECT_EQ(rightsNotices({{MissingRight::Effect::NotElevated, {}, {"PhysicalDrive0"}}}, Texts()),
