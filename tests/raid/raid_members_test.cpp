@@ -184,6 +184,10 @@ TEST(RaidMembers, AreFoundWhenTheDisksCannotBeEnumerated) {
   bench.faults().reset();
   bench.faults().failCall(1, 1167);
   EXPECT_TRUE(bench.manager().hasDevices());
+  bench.faults().reset();
+  bench.faults().failCall(1, 1167);
+  bench.manager().scan();
+  EXPECT_GE(bench.manager().componentCount(), 4u);
 }
 
 TEST(RaidMembers, AReadBehindCsmiIsGoodOnlyIfItsDataCame) {

@@ -141,9 +141,11 @@ TEST_F(StorageDeviceReadTestTest, ADeviceWhoseSectorsChangedTheirSizeHasNoBadBlo
 }
 
 TEST_F(StorageDeviceReadTestTest, DeviceThatCannotBeReadAtAllEndsAtItsFirstSector) {
-  device.protocol->results["Read"] = ProtocolResult::MediumError;
-  EXPECT_EQ(run(), TestResult::Failed);
-  EXPECT_EQ(host.count(std::string("log 2 ") + kBadRange + "0 and 1"), 1u);
+  for (const auto bad : {ProtocolResult::InterfaceCrcError, ProtocolResult::MediumError}) {
+    device.protocol->results["Read"] = bad;
+    EXPECT_EQ(run(), TestResult::Failed);
+  }
+  EXPECT_EQ(host.count(std::string("log 2 ") + kBadRange + "0 and 1"), 2u);
   // Neither a lost command nor a refusal is a bad sector.
   device.protocol->results["Read"] = ProtocolResult::TransportFailure;
   EXPECT_EQ(run(), TestResult::Stopped);
