@@ -216,6 +216,7 @@ inline const std::vector<Refusal>& refusalsOf(CommandClass::Set set) {
                                                {"DF", Kind::AtaFault},
                                                {"no data", Kind::NoData},
                                                {"half the data", Kind::HalfTheData},
+                                               {"zeros", Kind::Zeros},
                                                {"system error", Kind::System, kIoDeviceError}},
                                               {{"NOT READY", Kind::Sense, 2},
                                                {"HARDWARE ERROR", Kind::Sense, 4},
@@ -226,10 +227,13 @@ inline const std::vector<Refusal>& refusalsOf(CommandClass::Set set) {
                                                {"RESERVATION CONFLICT", Kind::ScsiStatus, 0x18},
                                                {"no data", Kind::NoData},
                                                {"half the data", Kind::HalfTheData},
+                                               {"zeros", Kind::Zeros},
                                                {"system error", Kind::System, kIoDeviceError}},
                                               {{"invalid opcode", Kind::NvmeStatus, 1},
                                                {"internal error", Kind::NvmeStatus, 6},
                                                {"no data", Kind::NoData},
+                                               {"half the data", Kind::HalfTheData},
+                                               {"zeros", Kind::Zeros},
                                                {"system error", Kind::System, kIoDeviceError}}};
   return kAll[static_cast<std::size_t>(set)];
 }

@@ -34,6 +34,12 @@ std::uint8_t thresholdOf(const AtaPage& thresholds, std::uint8_t id) {
   return 0;
 }
 
+// Bits 0 and 1 of the SMART capability are set on every drive, and thresholds have a revision: a
+// page of nothing but zeros is what an adapter made up.
+bool isMadeUp(const AtaPage& page) {
+  return std::ranges::all_of(page, [](std::uint8_t byte) { return byte == 0; });
+}
+
 }  // namespace
 
 // A page that did not come whole is no page: its zeros would read as "passed" and "complete".
@@ -46,16 +52,11 @@ ProtocolResult AtaProtocol::SendPage(AtaCmd& command) {
   return result;
 }
 
-// Bits 0 and 1 of the SMART capability are set on every drive, so a page of nothing but zeros is
-// what an adapter made up.
 ProtocolResult AtaProtocol::ReadSmartData(AtaPage& page) {
   page.fill(0);
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
-  if (succeeded(result) && std::ranges::all_of(page, [](std::uint8_t byte) { return byte == 0; })) {
-    return ProtocolResult::DeviceError;
-  }
-  return result;
+  return succeeded(result) && isMadeUp(page) ? ProtocolResult::DeviceError : result;
 }
 
 void AtaProtocol::ReadSmartCapabilities() {
@@ -123,8 +124,8 @@ ProtocolResult AtaProtocol::GetSmartAttributes(std::vector<SmartAttribute>* attr
   AtaPage thresholds{};
   SmartReadWarrantyThresholds readThresholds(thresholds.data());
   result = SendPage(readThresholds);
-  if (!succeeded(result)) {
-    return result;
+  if (!succeeded(result) || isMadeUp(thresholds)) {
+    return succeeded(result) ? ProtocolResult::DeviceError : result;
   }
   for (std::size_t i = 0; i < kEntries; ++i) {
     const std::uint8_t* entry = entryOf(page, i);

@@ -18,6 +18,14 @@ using Page = std::array<std::uint8_t, kPageBytes>;
 
 constexpr std::uint8_t kThresholdExceeded = 0x5D;  // additional sense code: failure predicted
 
+constexpr std::uint8_t kTemperaturePage = 0x0D;
+constexpr std::uint8_t kSelfTestPage = 0x10;
+
+// A page says which it is. Nothing but zeros would read as "passed", and as 0 degrees.
+bool isLogPage(std::span<const std::uint8_t> page, std::uint8_t code) {
+  return (page[0] & 0x3F) == code;
+}
+
 std::uint8_t healthOf(std::uint8_t asc) { return asc == kThresholdExceeded ? 0 : 1; }
 
 // Whether a result is what a device made of a command, and not what became of it on the way.
@@ -167,7 +175,7 @@ ProtocolResult ScsiProtocol::GetTemperature(std::uint8_t* celsius) {
   Page page{};
   LogSenseTemperaturePage command(page.data(), page.size());
   if (!succeeded(CheckStatus(command, ProtocolResult::Failure)) || command.transferBytes < 10 ||
-      page[9] == kUnknown) {
+      !isLogPage(page, kTemperaturePage) || page[9] == kUnknown) {
     return ProtocolResult::Failure;
   }
   *celsius = page[9];
@@ -303,8 +311,9 @@ ProtocolResult ScsiProtocol::GetExtendedSelfTestSeconds(std::uint32_t* seconds) 
 ProtocolResult ScsiProtocol::ReadSelfTestLog(std::span<std::uint8_t> page, std::size_t needed) {
   LogSenseSelfTestPage command(page.data(), static_cast<std::uint16_t>(page.size()));
   const bool good = succeeded(CheckStatus(command, ProtocolResult::Failure));
-  return good && command.transferBytes >= needed ? ProtocolResult::Success
-                                                 : ProtocolResult::Failure;
+  return good && command.transferBytes >= needed && isLogPage(page, kSelfTestPage)
+             ? ProtocolResult::Success
+             : ProtocolResult::Failure;
 }
 
 ProtocolResult ScsiProtocol::GetSelfTestResult(std::uint8_t* code) {

@@ -431,16 +431,20 @@ TEST_F(ScsiProtocolTest, SelfTestsAndTemperatureAreReadAsFarAsTheDeviceAnswers) 
 
   const Bytes selfTestLog = {0x4D, 0, 0x50, 0, 0, 0, 0, 0, 252, 0};
   Bytes page(24);
+  page[0] = 0x10;
   std::uint64_t lba = 0;
   std::fill_n(page.begin() + 12, 8, std::uint8_t{0xFF});
   bridge->expect(selfTestLog).in(252).returns(page);
   EXPECT_EQ(protocol.GetFirstFailedLba(&lba), ProtocolResult::Failure);
   EXPECT_EQ(lba, ~0ull);
-  bridge->expect(selfTestLog).in(252).returns(Bytes(8));
-  EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Failure);
+  for (const Bytes& none : {Bytes{0x10, 0, 0, 4, 0, 1, 3, 16}, Bytes(24)}) {
+    bridge->expect(selfTestLog).in(252).returns(none);
+    EXPECT_EQ(protocol.GetSelfTestResult(&value), ProtocolResult::Failure);
+  }
 
   for (const int celsius : {41, 255}) {
     Bytes temperature(16);
+    temperature[0] = 0x0D;
     temperature[9] = static_cast<std::uint8_t>(celsius);
     bridge->expect({0x4D, 0, 0x4D, 0, 0, 0, 0, 0, 252, 0}).in(252).returns(temperature);
     EXPECT_EQ(protocol.GetTemperature(&value),
