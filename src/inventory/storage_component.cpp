@@ -316,16 +316,20 @@ std::vector<std::string> StorageComponent::unmountPartitions() {
   if (offlineScanner_ == nullptr) {
     offlineScanner_ = makeStorageScanner();
   }
+  // What is off line must never be forgotten for lack of memory: there is room to note it before.
   std::vector<DeviceHandle> held;
+  held.reserve(roots.size());
+  lostVolumes_.reserve(lostVolumes_.size() + 2 * roots.size());
+  offlineVolumes_.reserve(roots.size());
   for (const std::string& root : roots) {
-    DeviceHandle handle;
-    switch (offlineScanner_->dismountVolume(root, &handle)) {
+    OfflineVolume volume{root, {}};
+    switch (offlineScanner_->dismountVolume(root, &volume.handle)) {
       case 0:
-        offlineVolumes_.push_back({root, handle});
-        held.push_back(handle);
+        held.push_back(volume.handle);
+        offlineVolumes_.push_back(std::move(volume));
         break;
       case StorageScanner::kNotMountedAgain:
-        lostVolumes_.push_back(root);
+        lostVolumes_.push_back(std::move(volume.name));
         [[fallthrough]];
       default:
         refused.push_back(root);
@@ -343,22 +347,23 @@ std::vector<std::string> StorageComponent::unmountPartitions() {
 
 std::vector<std::string> StorageComponent::remountPartitions() {
   claim_.reset();
-  std::vector<std::string> lost = std::move(lostVolumes_);
-  lostVolumes_.clear();
-  // Last taken, first back: a volume mounted inside another returns after the outer one.
-  for (auto volume = offlineVolumes_.rbegin(); volume != offlineVolumes_.rend(); ++volume) {
-    std::string name = volume->name;
+  // Last taken, first back: a volume mounted inside another returns after the outer one. Each
+  // leaves the list before it is given back, so that none is given back twice should memory fail.
+  while (!offlineVolumes_.empty()) {
+    OfflineVolume volume = std::move(offlineVolumes_.back());
+    offlineVolumes_.pop_back();
+    std::string name;
     std::vector<std::string> list;
     std::string text;
-    const int error = offlineScanner_->releaseVolume(name, list, volume->handle, text);
+    const int error = offlineScanner_->releaseVolume(name, list, volume.handle, text);
     if (error != 0) {
+      lostVolumes_.push_back(std::move(volume.name));
       const std::string reason = offlineScanner_->reasonOf(error);
-      lost.push_back(volume->name + (reason.empty() ? "" : " (" + reason + ")"));
+      lostVolumes_.back() += reason.empty() ? "" : " (" + reason + ")";
     }
   }
-  offlineVolumes_.clear();
   offlineScanner_.reset();
-  return lost;
+  return std::exchange(lostVolumes_, {});
 }
 
 }  // namespace ostria::storage

@@ -1,6 +1,7 @@
 // ATA commands through IOCTL_ATA_PASS_THROUGH: one block for header and data, both ways, so that
 // the caller's buffer needs no alignment and no driver can write past it.
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <vector>
@@ -80,16 +81,20 @@ class WinHalAtaSend final : public HalAtaSend {
       return ProtocolResult::TransportFailure;
     }
 
-    std::vector<std::uint8_t> block(static_cast<std::size_t>(asked) + kHeaderBytes + 1);
+    // A command without data takes no memory: SMART is put back by one when there may be none.
+    std::array<std::uint8_t, kHeaderBytes + 1> bare{};
+    std::vector<std::uint8_t> withData(
+        asked == 0 ? 0 : static_cast<std::size_t>(asked) + kHeaderBytes + 1);
+    std::uint8_t* const block = asked == 0 ? bare.data() : withData.data();
     ATA_PASS_THROUGH_EX header = headerOf(command);
-    std::memcpy(block.data(), &header, kHeaderBytes);
+    std::memcpy(block, &header, kHeaderBytes);
     if (dataOut && asked != 0) {
-      std::memcpy(block.data() + kHeaderBytes, command.data, asked);
+      std::memcpy(block + kHeaderBytes, command.data, asked);
     }
 
     const std::size_t bytes = kHeaderBytes + static_cast<std::size_t>(asked);
     const ControlAnswer answer =
-        deviceControl(handle, IOCTL_ATA_PASS_THROUGH, block.data(), bytes, block.data(), bytes);
+        deviceControl(handle, IOCTL_ATA_PASS_THROUGH, block, bytes, block, bytes);
     if (answer.error == ERROR_ACCESS_DENIED) {
       return ProtocolResult::AccessDenied;
     }
@@ -97,7 +102,7 @@ class WinHalAtaSend final : public HalAtaSend {
     if (!answer || answer.returned < kHeaderBytes) {
       return ProtocolResult::TransportFailure;
     }
-    std::memcpy(&header, block.data(), kHeaderBytes);
+    std::memcpy(&header, block, kHeaderBytes);
     if (!dataIn || asked == 0) {
       takeRegisters(header, command);
       return ProtocolResult::Success;
@@ -118,7 +123,7 @@ class WinHalAtaSend final : public HalAtaSend {
     const std::uint64_t came =
         std::min<std::uint64_t>({header.DataTransferLength, asked, answer.returned - offset});
     takeRegisters(header, command);
-    std::memcpy(command.data, block.data() + offset, came);
+    std::memcpy(command.data, block + offset, came);
     command.transferBytes = came;
     return ProtocolResult::Success;
   }

@@ -1,6 +1,7 @@
 // The driver service, an optional library.
 #include <windows.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -15,6 +16,10 @@ Function exported(void* library, const char* name) {
   return reinterpret_cast<Function>(
       reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name)));
 }
+
+struct Unload {
+  void operator()(void* library) const { FreeLibrary(static_cast<HMODULE>(library)); }
+};
 
 /// The service lies beside the module. A library of that name anywhere else, the current directory
 /// above all, is not ours to load: the module often runs with all rights.
@@ -41,14 +46,17 @@ DriverServiceHolder::DriverServiceHolder() {
   if (!path) {
     return;
   }
-  library_ = LoadLibraryExW(toWide(*path).c_str(), nullptr,
-                            LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
-  if (library_ == nullptr) {
+  // Making the service takes memory; should that fail, no destructor of ours runs.
+  std::unique_ptr<void, Unload> library(
+      LoadLibraryExW(toWide(*path).c_str(), nullptr,
+                     LOAD_LIBRARY_SEARCH_APPLICATION_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32));
+  if (library == nullptr) {
     return;
   }
-  if (const auto create = exported<CreateZRDServiceFunction>(library_, "CreateZRDService")) {
+  if (const auto create = exported<CreateZRDServiceFunction>(library.get(), "CreateZRDService")) {
     service_ = create();
   }
+  library_ = library.release();
 }
 
 DriverServiceHolder::~DriverServiceHolder() {
