@@ -255,6 +255,15 @@ TEST(RaidControllers, ThatFailAtOneCommandAreReportedAsFarAsTheyAreKnown) {
     SCOPED_TRACE(failure.code);
     expectLeft(libraryFaults({always(failure.code, "error", 45)}), failure, true);
   }
+  // What did not come back is zero: no drive or controller is made up of it.
+  const std::pair<unsigned, Failure> parts[] = {
+      {0, {0x0300, {}, 0, false}},
+      {8 + 2 * 24, {0x0401, {"RPC-STR-01"}, 1, true}},
+      {8 + 2 * 24 + 1, {0x0401, {"RPC-STR-01", "RPC-STR-02"}, 1, true}}};
+  for (const auto& [bytes, failure] : parts) {
+    SCOPED_TRACE(bytes);
+    expectLeft(libraryFaults({always(failure.code, "bytes", bytes)}), failure, true);
+  }
   Json ofOneDrive = always(0x0002, "error", 12);
   ofOneDrive["drive"] = "stripe-b";
   expectLeft(libraryFaults({ofOneDrive}),

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/byte_order.h"
 #include "ostria/storage/test_ids.h"
 #include "tests/support/raid_bench.h"
 
@@ -176,6 +177,22 @@ TEST(RaidMembers, ThatDoNotSayWhoTheyAreAreNotInTheControllersList) {
         EXPECT_NE(drive.size, 0u) << drive.model << " " << occurrence;
       }
     }
+  }
+}
+
+TEST(RaidMembers, TheirLibraryWantsAFlagForASelfTest) {
+  const RaidBench bench(raidMachine());
+  LsiCmd request(LsiCode::StpPassthrough, 0, 60);
+  request.record.deviceId = 7;  // "spare"
+  const std::pair<std::size_t, std::uint8_t> bytes[] = {
+      {0, 7},     {2, 30}, {8, 0x27},  {9, 0x80},  {10, 0xB0},
+      {11, 0xD4}, {12, 1}, {13, 0x4F}, {14, 0xC2}, {32, 20}};
+  for (const auto& [at, value] : bytes) {
+    request.buffer()[at] = value;
+  }
+  for (const auto& [flags, result] : {std::pair(0x104u, 0u), std::pair(4u, 3u)}) {
+    storeLe32(&request.buffer()[4], flags);
+    EXPECT_EQ(getLsiSender()->execute(request), result) << flags;
   }
 }
 

@@ -144,7 +144,8 @@ TEST(StrictDrives, NvmeControllersHaveLimitsAndNamespaces) {
       {"name": "a", "kind": "nvme", "model": "M", "size_sectors": 1000,
        "nvme": {"namespace": 2, "namespace_management": true, "endurance_estimate": 5}},
       {"name": "b", "kind": "nvme", "model": "M", "size_sectors": 500,
-       "nvme": {"namespace": 5, "controller_of": "a"}}]})",
+       "nvme": {"namespace": 5, "controller_of": "a"}},
+      {"name": "c", "kind": "nvme", "model": "M", "size_sectors": 500}]})",
                            &machine, &error))
       << error;
   Clock clock;
@@ -173,6 +174,7 @@ TEST(StrictDrives, NvmeControllersHaveLimitsAndNamespaces) {
       {"read of 128 KiB", false, 2, 2, {0, 0, 255}, 128 << 10, 0},
       {"read above MDTS", false, 2, 2, {0, 0, 256}, 129 << 10, 0x002},
       {"read of namespace 1", false, 2, 1, {0, 0, 0}, 512, 0x00B},
+      {"read of all namespaces", false, 2, 0xFFFFFFFF, {0, 0, 0}, 512, 0x00B},
       {"read of the end of namespace 5", false, 2, 5, {499, 0, 0}, 512, 0},
       {"read behind the end of namespace 5", false, 2, 5, {500, 0, 0}, 512, 0x080},
   };
@@ -205,6 +207,8 @@ TEST(StrictDrives, NvmeControllersHaveLimitsAndNamespaces) {
   common.data.resize(4096);
   first->nvme->execute(common);
   EXPECT_EQ(storage::loadLe64(common.data.data()), 0u);
+  makeDrive(machine.drives[2], clock)->nvme->execute(common);
+  EXPECT_EQ(common.statusCode, 0x0B) << "without namespace management nothing is common";
 }
 
 }  // namespace

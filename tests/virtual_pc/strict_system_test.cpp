@@ -41,7 +41,8 @@ class StrictSystem : public ::testing::Test {
         {"name": "c", "kind": "emmc", "model": "CARD", "size_sectors": 1000},
         {"name": "d", "kind": "nvme", "model": "NVM", "size_sectors": 1000},
         {"name": "e", "kind": "sata", "model": "MEMBER", "size_sectors": 1000,
-         "controller": "raid"}],
+         "controller": "raid"},
+        {"name": "f", "kind": "sd", "model": "CARD", "size_sectors": 1000}],
       "volumes": [
         {"letter": "C", "drive": "a", "free_bytes": 10485760,
          "files": [{"path": "\\Temp", "directory": true}],
@@ -118,9 +119,11 @@ TEST_F(StrictSystem, PassThroughRequestsThatContradictThemselves) {
        {"sense over the data", [](auto& h) { h.SenseInfoOffset += 16; }, ERROR_INVALID_PARAMETER},
        {"data over the header", [](auto& h) { h.DataBufferOffset = 8; }, ERROR_INVALID_PARAMETER},
        {"direction", [](auto& h) { h.DataIn = SCSI_IOCTL_DATA_OUT; }, ERROR_IO_DEVICE}});
-  EXPECT_EQ(send(L"\\\\.\\PhysicalDrive2", IOCTL_SCSI_PASS_THROUGH, blockOf(scsi, 32 + 512)),
-            DWORD{ERROR_INVALID_FUNCTION})
-      << "no SCSI on the bus of a card";
+  for (const wchar_t* card : {L"\\\\.\\PhysicalDrive2", L"\\\\.\\PhysicalDrive4"}) {
+    EXPECT_EQ(send(card, IOCTL_SCSI_PASS_THROUGH, blockOf(scsi, 32 + 512)),
+              DWORD{ERROR_INVALID_FUNCTION})
+        << "no SCSI on the bus of a card";
+  }
   scsi.DataTransferLength = (1 << 20) + 512;
   EXPECT_EQ(send(L"\\\\.\\PhysicalDrive0", IOCTL_SCSI_PASS_THROUGH,
                  blockOf(scsi, 32 + scsi.DataTransferLength)),
@@ -350,9 +353,9 @@ TEST_F(StrictSystem, DevicesAreFoundByTheRightClassAndFlags) {
     return index;
   };
   constexpr DWORD kInterfaces = DIGCF_PRESENT | DIGCF_DEVICEINTERFACE;
-  EXPECT_EQ(count(GUID_DEVINTERFACE_DISK, kInterfaces), 4u);
+  EXPECT_EQ(count(GUID_DEVINTERFACE_DISK, kInterfaces), 5u);
   EXPECT_EQ(count(GUID_DEVINTERFACE_DISK, DIGCF_PRESENT), 0u) << "that is no set-up class";
-  EXPECT_EQ(count(GUID_DEVCLASS_DISKDRIVE, DIGCF_PRESENT), 4u);
+  EXPECT_EQ(count(GUID_DEVCLASS_DISKDRIVE, DIGCF_PRESENT), 5u);
   EXPECT_EQ(count(GUID_DEVCLASS_SCSIADAPTER, DIGCF_PRESENT), 2u) << "RAID and NVMe alone";
   EXPECT_EQ(count(GUID_DEVCLASS_SCSIADAPTER, 0), 3u) << "and one that was there before";
   EXPECT_EQ(count(GUID_DEVINTERFACE_STORAGEPORT, kInterfaces), 3u) << "AHCI has a port, too";
@@ -436,6 +439,12 @@ TEST_F(StrictSystem, ChildProcessesGetWhatIsInheritedAndPipesEndWithTheirLastWri
   EXPECT_EQ(runChecker({.closesWriteEnd = false}).complaints, 1u) << "a real reader waits for ever";
   EXPECT_EQ(runChecker({.command = L"C:\\Windows\\system32\\chkdsk.exe C:"}).exitCode, 3u)
       << "without /F nothing is repaired";
+  STARTUPINFOW unsized{};
+  PROCESS_INFORMATION process{};
+  std::wstring command = CheckerStart().command;
+  EXPECT_FALSE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                              &unsized, &process));
+  EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
   wchar_t wide[8];
   EXPECT_EQ(MultiByteToWideChar(CP_OEMCP, 0, size.data(), 5, wide, 8), 5);
   EXPECT_EQ(std::wstring(wide, 5), L"Gr\u00F6\u00DFe");

@@ -26,7 +26,7 @@ struct RequestPatch {
   std::vector<std::uint8_t> bytes;
 };
 
-/// CSMI: only so many bytes of the block come back.
+/// Only so many bytes of the block come back; what lies behind is the caller's own.
 struct RequestShort {
   std::uint32_t bytes = 0;
 };

@@ -11,9 +11,9 @@ namespace {
 
 /// Reads the one thing that goes wrong with a request.
 RequestFaultAction parseRequestAction(ObjectReader& in, bool csmi) {
-  std::vector<std::string> keys{"error", "patch"};
+  std::vector<std::string> keys{"error", "patch", "bytes"};
   if (csmi) {
-    keys.insert(keys.end(), {"return_code", "bytes", "connection_status"});
+    keys.insert(keys.end(), {"return_code", "connection_status"});
   }
   const auto has = [&in](const std::string& key) { return in.has(key); };
   if (std::ranges::count_if(keys, has) != 1) {
@@ -32,7 +32,7 @@ RequestFaultAction parseRequestAction(ObjectReader& in, bool csmi) {
     in.into("return_code", out.code, 1);
     return out;
   }
-  if (csmi && in.has("bytes")) {
+  if (in.has("bytes")) {
     RequestShort out;
     in.into("bytes", out.bytes);
     return out;

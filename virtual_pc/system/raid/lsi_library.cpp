@@ -81,7 +81,13 @@ class LsiLibrary {
       return kInvalidParameter;
     }
     const Block block(static_cast<std::uint8_t*>(record.data), record.dataSize);
+    const std::vector<std::uint8_t> asked(block.begin(), block.end());
     const std::uint32_t result = answer(code, record, block);
+    if (const auto* part = RequestFaults::actionOf<RequestShort>(fault)) {
+      const std::size_t came = std::min<std::size_t>(part->bytes, block.size());
+      std::copy(asked.begin() + static_cast<std::ptrdiff_t>(came), asked.end(),
+                block.begin() + static_cast<std::ptrdiff_t>(came));
+    }
     RequestFaults::patch(fault, block);
     return result;
   }
