@@ -59,6 +59,20 @@ TEST_P(SeekTests, TakeTheCommandsThatReachTheDisk) {
               EndsWith(" 100 / 100" + c.ending.substr(c.ending.rfind(" ="))));
 }
 
+TEST(SeekTests, DrawTheirPlacesByTheClockOfTheMachine) {
+  for (const Identifier& id : {ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
+    const auto placesOf = [&](std::uint64_t seconds) {
+      OneDisk disk(sized("sata", 400'000));
+      disk.machine().clock().advance(seconds * virtual_pc::kMicrosecondsPerSecond);
+      disk.run(id);
+      return disk.watch->reads;
+    };
+    const auto first = placesOf(0);
+    EXPECT_EQ(placesOf(0), first);
+    EXPECT_NE(placesOf(1), first);
+  }
+}
+
 const std::string kNoCapacity = R"("bridge_faults": [
     {"command": 37, "times": 0, "action": "device_error", "codes": [5, 32, 0]},
     {"command": 158, "times": 0, "action": "device_error", "codes": [5, 32, 0]}])";

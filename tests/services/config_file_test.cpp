@@ -2,6 +2,11 @@
 #include "services/config_file.h"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cctype>
+#include <clocale>
+#include <cstdlib>
 
 #include "tests/support/temporary_folder.h"
 
@@ -30,6 +35,22 @@ TEST_F(ConfigFileTest, FoldsNamesAndKeepsValuesAsTheyStand) {
                            {"MY SECTION", {{"KEY", "value"}}},
                            {"TWO", {{"IN", "one"}}},
                        }));
+}
+
+// A capital of the Turkish small i has a dot.
+TEST_F(ConfigFileTest, FoldsAsciiWhateverTheLocale) {
+  const std::string make = "localedef -i tr_TR -f ISO-8859-9 '" + folder_.file("tr") + "' 2>&1";
+  ::setenv("LOCPATH", folder_.path().c_str(), 1);
+  const bool made = std::system(make.c_str()) == 0 && std::setlocale(LC_ALL, "tr") != nullptr;
+  const bool folded = made && read("[section]\nenable_it=i\n");
+  const bool isTurkish = std::toupper('i') != 'I';
+  std::setlocale(LC_ALL, "C");
+  ::unsetenv("LOCPATH");
+  if (!isTurkish) {
+    GTEST_SKIP() << "no Turkish locale can be made here";
+  }
+  EXPECT_TRUE(folded);
+  EXPECT_EQ(contents_["SECTION"]["ENABLE_IT"], "i");
 }
 
 TEST_F(ConfigFileTest, MalformedLineEndsTheReadingWithItsCodeAndLine) {

@@ -107,6 +107,9 @@ TEST(AtaPassThrough, WhatIsNotTheDrivesAnswerIsATransportFailureAndChangesNothin
       // Cut short in the descriptor, with a length that claims more.
       {0x72, 1, 0, 0x1D, 0, 0, 0, 0xFF, 0x09, 12, 0, 0, 0},
       {0x72, 1, 0, 0x1D, 0, 0, 0, 14, 0x09},
+      // A device fault: no register but the status means anything.
+      {0x70, 0, 4, 0, 0, 0, 0, 10, 0, 0x60, 0, 0, 0x44, 0, 0, 0, 0, 0},
+      {0x72, 4, 0x44, 0, 0, 0, 0, 14, 0x09, 12, 0, 0, 0, 0, 0, 0, 0, 0x4F, 0, 0xC2, 0, 0x70},
       {},
   };
   for (const auto& sense : senses) {
@@ -114,6 +117,9 @@ TEST(AtaPassThrough, WhatIsNotTheDrivesAnswerIsATransportFailureAndChangesNothin
     EXPECT_EQ(takeAtaAnswer(answer(2, sense), command), ProtocolResult::TransportFailure);
     EXPECT_EQ(command.command, 0xB0);
     EXPECT_EQ(command.features, 0xDA);
+    std::uint8_t sector[512] = {};
+    WriteSectorsExt write(7, 1, 512, sector);
+    EXPECT_EQ(takeAtaAnswer(answer(2, sense, 512), write), ProtocolResult::TransportFailure);
   }
   SmartReturnStatus busy;
   EXPECT_EQ(takeAtaAnswer(answer(8), busy), ProtocolResult::TransportFailure);
@@ -133,6 +139,7 @@ TEST(AtaPassThrough, SenseOfALostCommandIsNoAdaptersRefusal) {
       {"time-out, as the standard has it", true, fixed({0x70, 0, 0x0B, 0, 0x40, 0, 0, 10})},
       {"time-out, descriptor", true, {0x72, 0x0B, 0, 0, 0, 0, 0, 14, 9, 12, 0,
                                       0,    0,    0, 0, 0, 0, 0, 0,  0, 0,  0x50}},
+      {"device fault", true, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0x60})},
       {"dead link", true, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0xFF, 0xFF, 0, 0, 0x47})},
       {"ABRT of the drive", false, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10, 4, 0x41})},
       {"an adapter's refusal", false, fixed({0x70, 0, 0x0B, 0, 0, 0, 0, 10})},

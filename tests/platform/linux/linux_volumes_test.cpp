@@ -1,13 +1,18 @@
 // Mounted volumes: free space, extents, unmount and remount, each with its refusals.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <libmount/libmount.h>
 #include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
 #include "base/byte_order.h"
 #include "driver_service/pci_function.h"
@@ -18,6 +23,35 @@
 #include "platform/linux/volumes/blkid_probe.h"
 #include "platform/linux/volumes/mounts.h"
 #include "tests/support/temporary_folder.h"
+
+namespace {
+
+/// What the next mounts come to, while mounts are scripted.
+std::optional<std::vector<int>> mountResults;
+int lastMount = 0;
+
+}  // namespace
+
+// These stand before the libraries' own in this program.
+extern "C" int mnt_context_mount(libmnt_context*) {
+  lastMount = EIO;
+  if (mountResults && !mountResults->empty()) {
+    lastMount = mountResults->front();
+    mountResults->erase(mountResults->begin());
+  }
+  return lastMount;
+}
+extern "C" int mnt_context_get_status(libmnt_context*) { return lastMount == 0 ? 1 : 0; }
+extern "C" int umount2(const char* path, int flags) noexcept {
+  return mountResults ? 0 : static_cast<int>(::syscall(SYS_umount2, path, flags));
+}
+extern "C" int open_tree(int folder, const char* path, unsigned flags) noexcept {
+  return mountResults ? ::openat(folder, *path == 0 ? "." : path, O_PATH | O_DIRECTORY)
+                      : static_cast<int>(::syscall(SYS_open_tree, folder, path, flags));
+}
+extern "C" int move_mount(int, const char*, int, const char*, unsigned) noexcept {
+  return mountResults ? 0 : -1;
+}
 
 namespace ostria::storage::test {
 namespace {
@@ -209,6 +243,38 @@ TEST(Mounts, FileSystemIsWhatLiesOnTheDevice) {
   mount.source = "tmpfs";
   mount.type = "tmpfs";
   EXPECT_EQ(fileSystemOf(mount), "tmpfs");
+}
+
+/// From now on mounts are scripted, and nothing is mounted or unmounted.
+class ScriptedMounts {
+ public:
+  explicit ScriptedMounts(std::vector<int> results) { mountResults = std::move(results); }
+  ~ScriptedMounts() { mountResults.reset(); }
+};
+
+TEST(Mounts, WhatFailsIsTriedAgainAndAFailedRemountIsNoFailedUnmount) {
+  ScriptedMounts mounts({-EBUSY, 0});
+  ASSERT_EQ(::umount2("/no/such/place", 0), 0) << "the system's own would be called";
+  const TemporaryFolder folder;
+  struct stat about = {};
+  ASSERT_EQ(::stat(folder.path().c_str(), &about), 0);
+  TakenMount taken;
+  taken.mount.target = folder.path();
+  taken.directoryDevice = about.st_dev;
+  taken.directoryInode = about.st_ino;
+  EXPECT_EQ(mountAgain({taken}), 0);
+  EXPECT_TRUE(mountResults->empty()) << "tried twice";
+  taken.directoryInode = about.st_ino + 1;
+  EXPECT_EQ(mountAgain({taken}), ELOOP) << "another directory";
+
+  // No device of that name can be opened, so the file system goes back to where it was, or does
+  // not.
+  LinuxStorageScanner scanner;
+  DeviceHandle handle;
+  mountResults = {0};
+  EXPECT_EQ(scanner.dismountVolume("/proc", &handle), ENOENT);
+  mountResults = {-ELOOP};
+  EXPECT_EQ(scanner.dismountVolume("/proc", &handle), StorageScanner::kNotMountedAgain);
 }
 
 TEST(LinuxStorageScanner, ANumberThatIsNotThereFailsEverywhere) {

@@ -10,6 +10,7 @@
 
 #include "platform/linux/discovery/card_identity.h"
 #include "platform/linux/discovery/linux_device_scanner.h"
+#include "platform/linux/discovery/linux_emmc_utils.h"
 #include "platform/linux/discovery/linux_storage_scanner.h"
 #include "tests/support/temporary_folder.h"
 
@@ -186,6 +187,7 @@ TEST_F(SavedTree, OnlyPciDomain0HasALocationThatNamesOneController) {
 }
 
 TEST(CardIdentity, RegistersOfTheKernelAreMadeReadable) {
+  EXPECT_EQ(LinuxEmmcUtils(DeviceHandle()).TemporaryDirectory("/mnt"), "/mnt/tmp");
   EXPECT_EQ(cardManufacturer(false, "0x000015"), "Samsung");
   EXPECT_EQ(cardManufacturer(true, "0x000015"), "0x15") << "another registry";
   EXPECT_EQ(cardManufacturer(true, "0x000003"), "SanDisk");

@@ -235,7 +235,9 @@ TEST_F(ScsiProtocolTest, ATransferCountsOnlyIfTheDeviceSaysSoAndAllOfItMoved) {
 TEST_F(ScsiProtocolTest, EveryCommandThatMetAUnitAttentionIsSentOnceMore) {
   const Bytes attention = fixedSense(6, 0x29);
   bridge->expect(Inquiry(nullptr, 64)).senses(attention);
-  bridge->expect(Inquiry(nullptr, 64)).returns(inquiry());
+  Bytes standard = inquiry();
+  standard[1] = 0x80;
+  bridge->expect(Inquiry(nullptr, 64)).returns(standard);
   bridge->expect(Inquiry(nullptr, 64, true, 0x80)).returns({0, 0, 0, 2, 'N', 'O'});  // another page
   bridge->expect(ReadCapacity16(nullptr)).senses(attention);
   bridge->expect(ReadCapacity16(nullptr)).returns(capacity16(kFourG + 5, 512));
@@ -244,6 +246,7 @@ TEST_F(ScsiProtocolTest, EveryCommandThatMetAUnitAttentionIsSentOnceMore) {
   ASSERT_EQ(protocol.GetProperties(&properties), ProtocolResult::Success);
   EXPECT_EQ(properties.totalSectors, kFourG + 5);
   EXPECT_EQ(properties.serialNumber, "");
+  EXPECT_TRUE(properties.removable);
 
   const Read16 reading(nullptr, 3, 1, 512);
   const std::pair<ScsiCmd, std::function<ProtocolResult()>> commands[] = {
