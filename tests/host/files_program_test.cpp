@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <functional>
 
 #include "tests/host/run_program.h"
+#include "tests/support/source_folder.h"
 #include "tests/support/temporary_folder.h"
 
 namespace ostria::host::test {
@@ -83,7 +85,7 @@ TEST_F(FilesTest, SettingsOfTheCurrentFolderAreReadOnlyWhenTheyCanBeTrusted) {
     int code;
     const char* notice;
   };
-  const std::vector<Row> rows = {
+  std::vector<Row> rows = {
       {[&] { write("config.ini", good); }, 0, "config.ini in the current folder are in force"},
       {[&] {
          write("config.ini", good);
@@ -106,11 +108,40 @@ TEST_F(FilesTest, SettingsOfTheCurrentFolderAreReadOnlyWhenTheyCanBeTrusted) {
        "blanks follow the value of key ENABLE_OSTRIA_DRIVE_INFO, so it counts as 0"},
       {[&] { write("config.ini", "[STORAGE\n"); }, 2, "line 1: missing closing bracket"},
   };
+  const auto ofAnother = [&] {
+    write("config.ini", good);
+    EXPECT_EQ(chown("config.ini", 65534, 65534), 0);
+  };
+  if (geteuid() == 0) {  // nobody else can give a file away
+    rows.push_back({ofAnother, 0, "config.ini is a link, or others can write to it"});
+  }
   for (const Row& row : rows) {
     fs::remove("config.ini");
     row.plant();
     EXPECT_EQ(run({"-Qm", "0"}), row.code) << row.notice << errors_;
     EXPECT_THAT(output_ + errors_, HasSubstr(row.notice));
+  }
+}
+
+TEST_F(FilesTest, TheSettingsOfTheDocumentSwitchOnWhatTheySay) {
+  const std::string page = contentOf(storage::test::sourceFile("docs/cli.md"));
+  const std::size_t begin = page.find("```\n[STORAGE]\n") + 4;
+  const std::string shown = page.substr(begin, page.find("```", begin) - begin);
+  write("pc", R"({"format": 1, "drives": [
+      {"kind": "sata", "model": "M", "serial": "S1", "size_sectors": 2000, "part_number": "SPARE1"},
+      {"kind": "nvme", "model": "N", "serial": "S2", "size_sectors": 2000}]})");
+  for (const bool isOn : {false, true}) {
+    write("config.ini", isOn ? shown : "");
+    std::string text;
+    for (const char* drive : {"0", "1"}) {
+      EXPECT_EQ(run({"--show", drive}, "--virtual=pc"), 0);
+      text += output_ + errors_;
+    }
+    for (const char* row :
+         {"SMART Health Test", "NVMe Health Prediction Test", "Vendor log page"}) {
+      EXPECT_EQ(text.find(row) != std::string::npos, isOn) << row << text;
+    }
+    EXPECT_THAT(text, testing::Not(HasSubstr("not known")));
   }
 }
 
@@ -168,6 +199,12 @@ TEST_F(FilesTest, SettingsCanBeGivenAndARiskyRoutineOfAFileIsAskedFor) {
         {"--set", "SEC_NUM=1"}}) {
     test(given);
     EXPECT_THAT(output_, HasSubstr("SMART Drive Self-Test")) << errors_;
+  }
+  // What a maker's own routine does nobody can tell.
+  for (const std::string routine : {"5", "126", "255"}) {
+    write("makers", "[STORAGE]\nSEC_NUM=" + routine + "\n");
+    EXPECT_EQ(test({"--config", "makers"}), 3);
+    EXPECT_THAT(errors_, HasSubstr("asks for self-test routine " + routine));
   }
   // A test that no letter chooses is offered by its setting alone.
   EXPECT_EQ(run({"--show", "0"}, "--virtual=pc"), 0);

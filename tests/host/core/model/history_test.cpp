@@ -2,6 +2,8 @@
 #include "host/core/model/history.h"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 #include "host/core/model/file_history.h"
 #include "host/platform/result_store.h"
@@ -26,6 +28,24 @@ std::vector<KeptRun> runsOf(History& history) {
   EXPECT_TRUE(std::holds_alternative<std::vector<KeptRun>>(runs));
   auto* kept = std::get_if<std::vector<KeptRun>>(&runs);
   return kept != nullptr ? *kept : std::vector<KeptRun>();
+}
+
+TEST(HistoryTest, RootsStateIsInNoFolderThatItsVariablesName) {
+  const char* const home = getenv("HOME");
+  const std::string before = home != nullptr ? home : "";
+  setenv("HOME", "/home/other", 1);
+  setenv("XDG_STATE_HOME", "state", 1);
+  const uid_t self = geteuid();
+  if (self == 0) {
+    EXPECT_EQ(stateFolder(), "/var/lib");
+    ASSERT_EQ(seteuid(65534), 0);
+  }
+  EXPECT_EQ(stateFolder(), "/home/other/.local/state") << "a relative folder counts as none";
+  setenv("XDG_STATE_HOME", "/var/other", 1);
+  EXPECT_EQ(stateFolder(), "/var/other");
+  ASSERT_EQ(seteuid(self), 0);
+  unsetenv("XDG_STATE_HOME");
+  home != nullptr ? setenv("HOME", before.c_str(), 1) : unsetenv("HOME");
 }
 
 TEST(HistoryTest, StoresKeepRunsInOrderAndDropTheOldest) {
