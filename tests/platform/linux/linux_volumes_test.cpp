@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <optional>
 
 #include "base/byte_order.h"
@@ -38,6 +39,9 @@ extern "C" int mnt_context_mount(libmnt_context*) {
   if (mountResults && !mountResults->empty()) {
     lastMount = mountResults->front();
     mountResults->erase(mountResults->begin());
+  }
+  if (lastMount == ENOMEM) {
+    throw std::bad_alloc();
   }
   return lastMount;
 }
@@ -253,7 +257,7 @@ class ScriptedMounts {
 };
 
 TEST(Mounts, WhatFailsIsTriedAgainAndAFailedRemountIsNoFailedUnmount) {
-  ScriptedMounts mounts({-EBUSY, 0});
+  ScriptedMounts mounts({ENOMEM, -EBUSY, 0});
   ASSERT_EQ(::umount2("/no/such/place", 0), 0) << "the system's own would be called";
   const TemporaryFolder folder;
   struct stat about = {};
@@ -263,7 +267,7 @@ TEST(Mounts, WhatFailsIsTriedAgainAndAFailedRemountIsNoFailedUnmount) {
   taken.directoryDevice = about.st_dev;
   taken.directoryInode = about.st_ino;
   EXPECT_EQ(mountAgain({taken}), 0);
-  EXPECT_TRUE(mountResults->empty()) << "tried twice";
+  EXPECT_TRUE(mountResults->empty()) << "tried three times";
   taken.directoryInode = about.st_ino + 1;
   EXPECT_EQ(mountAgain({taken}), ELOOP) << "another directory";
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <system_error>
 
 #include "inventory/partitions/partition_layout.h"
@@ -266,19 +267,23 @@ int LinuxStorageScanner::dismountVolume(const std::string& name, DeviceHandle* h
   }
 
   DeviceHandle volume;
-  error = deviceScanner_->open(taken.front().mount.source, &volume);
-  if (error == 0) {
-    error = deviceScanner_->lock(volume);
-    if (error != 0) {
-      deviceScanner_->close(volume);
+  try {
+    error = deviceScanner_->open(taken.front().mount.source, &volume);
+    if (error == 0) {
+      error = deviceScanner_->lock(volume);
     }
+    if (error == 0) {
+      offline_[volume.value()] = std::move(taken);
+      *handle = volume;
+      return 0;
+    }
+  } catch (const std::bad_alloc&) {
+    error = ENOMEM;
   }
-  if (error != 0) {
-    return mountAgain(taken) == 0 ? error : kNotMountedAgain;
+  if (volume) {
+    deviceScanner_->close(volume);
   }
-  offline_[volume.value()] = std::move(taken);
-  *handle = volume;
-  return 0;
+  return mountAgain(taken) == 0 ? error : kNotMountedAgain;
 }
 
 int LinuxStorageScanner::releaseVolume(std::string& name, std::vector<std::string>& list,

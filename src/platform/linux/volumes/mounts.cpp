@@ -18,6 +18,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <new>
 #include <thread>
 
 #include "inventory/storage_scanner.h"
@@ -162,6 +163,33 @@ int mountOne(const TakenMount& taken) {
   return 0;
 }
 
+/// The same without memory is a failure like any other: what is off line must come back.
+int tryMount(const TakenMount& taken) try {
+  return mountOne(taken);
+} catch (const std::bad_alloc&) {
+  return ENOMEM;
+}
+
+/// @param stacked  there are several mounts at its path, and only the lowest covers the directory
+int takeOne(const MountEntry& mount, bool stacked, TakenMounts& taken) {
+  TakenMount next{mount};
+  if (isFuse(mount)) {
+    // Its driver ends with the unmount, and what it was started with goes with it.
+    next.mount.options = fuseOptions(mount).value_or(mount.plainOptions);
+  }
+  if (!stacked) {
+    rememberDirectory(next, openCovered(mount.target));
+  }
+  if (::umount2(mount.target.c_str(), UMOUNT_NOFOLLOW) != 0) {
+    return errno;
+  }
+  if (next.directoryInode == 0) {
+    rememberDirectory(next, openDirectory(mount.target));
+  }
+  taken.insert(taken.begin(), std::move(next));  // there is room for it
+  return 0;
+}
+
 std::vector<std::string> wordsOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::vector<std::string> words;
@@ -256,29 +284,22 @@ int unmountFilesystem(const std::string& target, TakenMounts& taken) {
     return EBUSY;
   }
 
+  taken.reserve(all.size());
   for (auto mount = all.rbegin(); mount != all.rend(); ++mount) {
-    TakenMount next{*mount};
-    if (isFuse(*mount)) {
-      // Its driver ends with the unmount, and what it was started with goes with it.
-      next.mount.options = fuseOptions(*mount).value_or(mount->plainOptions);
-    }
-    // Of several mounts at one path only the lowest covers the directory itself.
     const bool stacked = std::count_if(mounts.begin(), mounts.end(), [&](const MountEntry& entry) {
                            return entry.target == mount->target;
                          }) > 1;
-    if (!stacked) {
-      rememberDirectory(next, openCovered(mount->target));
+    int error = ENOMEM;
+    try {
+      error = takeOne(*mount, stacked, taken);
+    } catch (const std::bad_alloc&) {
+      // What was taken before goes back, as after any other failure.
     }
-    if (::umount2(mount->target.c_str(), UMOUNT_NOFOLLOW) != 0) {
-      const int error = errno;
+    if (error != 0) {
       const bool back = mountAgain(taken) == 0;
       taken.clear();
       return back ? error : StorageScanner::kNotMountedAgain;
     }
-    if (next.directoryInode == 0) {
-      rememberDirectory(next, openDirectory(mount->target));
-    }
-    taken.insert(taken.begin(), std::move(next));
   }
   return 0;
 }
@@ -286,11 +307,11 @@ int unmountFilesystem(const std::string& target, TakenMounts& taken) {
 int mountAgain(const TakenMounts& taken) {
   int result = 0;
   for (const TakenMount& mount : taken) {
-    int error = mountOne(mount);
+    int error = tryMount(mount);
     // A device that was just let go may still be looked at by others. A link is no accident.
     for (int i = 1; error != 0 && error != ELOOP && i < kMountTries; ++i) {
       std::this_thread::sleep_for(kMountPause);
-      error = mountOne(mount);
+      error = tryMount(mount);
     }
     if (result == 0) {
       result = error;
