@@ -62,10 +62,10 @@ TEST_P(SeekTests, TakeTheCommandsThatReachTheDisk) {
 TEST(SeekTests, DrawTheirPlacesByTheClockOfTheMachine) {
   for (const Identifier& id : {ids::kQuickRandomSeek, ids::kQuickFunnelSeek}) {
     const auto placesOf = [&](std::uint64_t seconds) {
-      OneDisk disk(sized("sata", 400'000));
-      disk.machine().clock().advance(seconds * virtual_pc::kMicrosecondsPerSecond);
-      disk.run(id);
-      return disk.watch->reads;
+      OneDisk bench(disk("sata"));
+      bench.machine().clock().advance(seconds * virtual_pc::kMicrosecondsPerSecond);
+      bench.run(id);
+      return bench.watch->reads;
     };
     const auto first = placesOf(0);
     EXPECT_EQ(placesOf(0), first);

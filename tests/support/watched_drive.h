@@ -16,6 +16,7 @@ class WatchedDrive {
   struct Read {
     std::uint64_t lba;
     std::uint64_t count;
+    bool operator==(const Read&) const = default;
   };
 
   explicit WatchedDrive(virtual_pc::Drive& drive) {
