@@ -5,11 +5,13 @@ import contextlib
 import fcntl
 import json
 import os
+import re
 import shutil
 import subprocess
 import time
 
 from checks_medium import COUNT, FIRST, setting
+from checks_pull import document_of, end, start
 
 MOUNT = "/mnt/repair"
 # At once: what the kernel would write later looks as if a repair had written it.
@@ -199,6 +201,20 @@ def checks(bench, drive):
         bench.check("repair: and it is mounted again", MOUNT in mounts(), mounts())
 
 
+def gap(bench):
+    """A sector that a disk refuses to read for a reason of its own is no bad one, and its scan is neither a pass nor the
+    scan of a lost drive."""
+    drive = bench.needed("OBSCSIGAP1", "repair")
+    code, document = bench.product("recover", "scan", drive.node)
+    run = (document.get("tool_runs") or [{}])[0]
+    sectors = run.get("sectors", {})
+    print(code, run.get("status"), run.get("note"), flush=True)
+    bench.equal("repair: a scan with a gap ends as one",
+                (code, run.get("status"), run.get("lost"), sectors.get("scanned_sectors"), sectors.get("bad_sectors")),
+                (6, 8, False, drive.bytes // 512 - 1, 0))
+    bench.check("repair: and says how much it stepped over", re.search(r"\b1\b", run.get("note") or ""), run)
+
+
 def faults(bench, drive):
     """A link that fails in the middle of a scan gives no bad sectors, and is never nothing found. From the first command on it
     would be a drive that does not answer; one command of some is repeated by the kernel."""
@@ -217,26 +233,28 @@ def faults(bench, drive):
     setting("opts", 0)
     setting("delay", 1)
     run = (json.loads(text).get("tool_runs") or [{}])[0]
-    bench.check("repair: transport errors are never nothing found", process.returncode in (1, 6) and run.get("status") in (6, 8),
+    # Whether the disk answered when it was asked for decides which.
+    bench.check("repair: transport errors are never nothing found",
+                (process.returncode, run.get("lost")) in ((1, True), (6, False)) and run.get("status") in (6, 8),
                 (process.returncode, run))
-    bench.equal("repair: nor bad sectors", run.get("sectors", {}).get("bad_sectors", 0), 0)
+    bench.equal("repair: nor bad sectors", run.get("sectors", {}).get("bad_sectors"), 0)
 
 
-def listing(bench):
-    """A disk that never ends a read is listed, and the listing ends."""
+def shown(bench, drive):
+    """A disk that never ends a read is shown, with all others, and the showing ends."""
+    wanted = {device["id"] for device in bench.product("--list")[1].get("devices", [])}
     setting("every_nth", 3)
     setting("opts", 128)
     started = time.monotonic()
-    try:
-        code, document = bench.product("--list", timeout=150)
-    except subprocess.TimeoutExpired:
-        code, document = None, {}
+    process = start(bench, "--show")
+    listed = {device["id"] for device in document_of(process, 150).get("devices", [])}
     took = time.monotonic() - started
     setting("opts", 0)
     setting("every_nth", 0)
-    bench.check("repair: the listing ends beside a disk whose reads do not", code is not None and document.get("devices"),
-                (code, took))
-    print("listing took", took, flush=True)
+    end(process)
+    bench.check("repair: a disk whose reads do not end is shown in time, and all others, too",
+                str(drive.number) in listed and listed == wanted, (listed, wanted, took))
+    print("showing took", took, process.returncode, flush=True)
 
 
 def run(bench):
@@ -261,4 +279,5 @@ def run(bench):
     swapped(bench, drive)
     checks(bench, drive)
     faults(bench, drive)
-    listing(bench)
+    gap(bench)
+    shown(bench, drive)
