@@ -95,6 +95,13 @@ def ext4(bench, drive, index):
     bench.equal("files: nothing of the test holds the volume", code, 0)
     code, _ = bench.run("e2fsck", "-fn", drive.node)
     bench.equal("files: the volume is sound", code, 0)
+    # The kernel has no unbuffered access there, and would read back what it has kept.
+    bench.run("mount", "-o", "data=journal", drive.node, MOUNT)
+    code, document = bench.product("-Ew", index, "--assume-write", drive.serial.strip())
+    print(document.get("test_runs"), flush=True)
+    bench.equal("files: a volume that journals its data is not tested",
+                (code, [run["result"] for run in document.get("test_runs", [])], state()), (3, [3], before))
+    bench.run("umount", MOUNT)
 
 
 def shown(terminal, last):
