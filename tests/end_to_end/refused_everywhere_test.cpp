@@ -311,7 +311,9 @@ class RefusedEverywhere : public ::testing::TestWithParam<DriveKind> {
     }
     for (const LinkRefusal& how : linkRefusals(drive.controller)) {
       Bench bench(drive, roomy);
-      auto& refusal = bench.machine().requestRefusal().emplace();
+      auto& planned = bench.machine().requestRefusal();
+      planned = virtual_pc::Machine::RequestRefusal{};
+      auto& refusal = *planned;
       refusal.fault = how.fault;
       SCOPED_TRACE(how.name);
       const Verdict verdict = bench.run(subject);

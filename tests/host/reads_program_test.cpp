@@ -105,28 +105,35 @@ TEST(ReadsProgramTest, SectorsAreWrittenOneALineAndEachHasItsOutcome) {
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-// Sectors of which nothing is known make the scan incomplete, and the drive neither bad nor lost
-// as long as it answers.
+// Sectors of which nothing is known make a scan incomplete and end a test, and the drive is neither
+// bad nor lost as long as it answers.
 TEST(ReadsProgramTest, AScanWithGapsIsNoLostDrive) {
   const storage::test::TemporaryFolder folder;
-  const auto scan = [&](const std::string& fault) {
+  const auto ending = [&](std::vector<std::string> what, const std::string& fault) {
     folder.write("pc.json",
                  R"({"format": 1, "drives": [{"kind": "sas", "model": "GAPS", "serial": "G1",
         "size_sectors": 2600, "faults": [)" +
                      fault + R"(
         {"action": "device_error", "codes": [11, 0, 0], "command": 40, "occurrence": 6, "times": 400},
         {"action": "device_error", "codes": [11, 0, 0], "command": 136, "times": 400}]}]})");
-    const Ended ended = runProgram(
-        OSTRIA_BIN_DIR, {"--virtual=" + folder.file("pc.json"), "--json", "recover", "scan", "G1"});
+    what.insert(what.begin(), {"--virtual=" + folder.file("pc.json"), "--json"});
+    what.emplace_back("G1");
+    const Ended ended = runProgram(OSTRIA_BIN_DIR, what);
     const json whole = ended.document();
-    const json& tool = whole.at("tool_runs").at(0);
-    return std::to_string(ended.code) + " " + tool.at("outcome").get<std::string>() + " " +
-           tool.at("lost").dump() + " " + tool.at("status_text").get<std::string>() + " " +
+    const json& run = whole.at(whole.contains("tool_runs") ? "tool_runs" : "test_runs").at(0);
+    return std::to_string(ended.code) + " " + run.at("outcome").get<std::string>() + " " +
+           run.at("lost").dump() + " " + run.value("status_text", "") + " " +
            whole.at("devices").at(0).at("health").at("verdict").get<std::string>();
   };
-  EXPECT_EQ(scan(""), "6 could_not_start false incomplete good");
-  EXPECT_EQ(scan(R"({"action": "vanish", "command": 40, "occurrence": 300},)"),
+  const std::string gone = R"({"action": "vanish", "command": 40, "occurrence": 300},)";
+  EXPECT_EQ(ending({"recover", "scan"}, ""), "6 could_not_start false incomplete good");
+  EXPECT_EQ(ending({"recover", "scan"}, gone),
             "1 failed true stopped, or the device no longer answers not_answering");
+  for (const char* test : {"-El", "-En"}) {
+    EXPECT_EQ(ending({test}, ""), "6 could_not_start false  good");
+    EXPECT_EQ(ending({test}, R"({"action": "vanish", "command": 40, "occurrence": 6},)"),
+              "1 failed true  not_answering");
+  }
 }
 
 TEST(ReadsProgramTest, ReportHasTheMapTheSectorsAndWhatTheUserNoted) {

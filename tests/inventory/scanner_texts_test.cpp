@@ -8,6 +8,8 @@
 namespace ostria::storage::test {
 namespace {
 
+constexpr std::uint64_t kAll = ~std::uint64_t{0};
+
 std::string counter(std::uint64_t low, std::uint32_t unit, std::uint64_t high = 0) {
   std::uint8_t bytes[16];
   storeLe64(bytes, low);
@@ -23,11 +25,11 @@ TEST(ScannerTextsTest, CountersAreGroupedAndSized) {
   EXPECT_EQ(counter(1000, 1000), "1,000 [976 KB]");
   EXPECT_EQ(counter(3, 512000), "3 [1.46 MB]");
   EXPECT_EQ(counter(30, 512000), "30 [14.6 MB]");
-  EXPECT_EQ(counter(2047, 1), "2,047 [2.00 KB]");                   // 1.999 rounds up
-  EXPECT_EQ(counter(10235, 1), "10,235 [10.0 KB]");                 // 9.995
-  EXPECT_EQ(counter(102390, 1), "102,390 [100 KB]");                // 99.99
-  EXPECT_EQ(counter(UINT64_MAX, 2), "18,446,744,073,709,551,615");  // the product does not fit
-  EXPECT_EQ(counter(UINT64_MAX, 1), "18,446,744,073,709,551,615 [16383 PB]");
+  EXPECT_EQ(counter(2047, 1), "2,047 [2.00 KB]");             // 1.999 rounds up
+  EXPECT_EQ(counter(10235, 1), "10,235 [10.0 KB]");           // 9.995
+  EXPECT_EQ(counter(102390, 1), "102,390 [100 KB]");          // 99.99
+  EXPECT_EQ(counter(kAll, 2), "18,446,744,073,709,551,615");  // the product does not fit
+  EXPECT_EQ(counter(kAll, 1), "18,446,744,073,709,551,615 [16383 PB]");
   EXPECT_EQ(counter(0, 512000, 1), "~18446744073709551616");
   EXPECT_EQ(FormatKelvin(0), "-");
   EXPECT_EQ(FormatKelvin(300), "27");

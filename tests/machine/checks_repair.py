@@ -213,6 +213,11 @@ def gap(bench):
                 (code, run.get("status"), run.get("lost"), sectors.get("scanned_sectors"), sectors.get("bad_sectors")),
                 (6, 8, False, drive.bytes // 512 - 1, 0))
     bench.check("repair: and says how much it stepped over", re.search(r"\b1\b", run.get("note") or ""), run)
+    for test in ("-El", "-En"):
+        code, document = bench.product(test, drive.node)
+        run = (document.get("test_runs") or [{}])[0]
+        bench.equal(f"repair: {test} ends there, and the drive is not lost", (code, run.get("outcome"), run.get("lost")),
+                    (6, "could_not_start", False))
 
 
 def faults(bench, drive):
@@ -247,13 +252,14 @@ def shown(bench, drive):
     setting("opts", 128)
     started = time.monotonic()
     process = start(bench, "--show")
-    listed = {device["id"] for device in document_of(process, 150).get("devices", [])}
+    devices = {device["id"]: device for device in document_of(process, 150).get("devices", [])}
     took = time.monotonic() - started
     setting("opts", 0)
     setting("every_nth", 0)
     end(process)
     bench.check("repair: a disk whose reads do not end is shown in time, and all others, too",
-                str(drive.number) in listed and listed == wanted, (listed, wanted, took))
+                str(drive.number) in devices and set(devices) == wanted, (set(devices), wanted, took))
+    bench.equal("repair: and as not answering", devices.get(str(drive.number), {}).get("health", {}).get("verdict"), "not_answering")
     print("showing took", took, process.returncode, flush=True)
 
 

@@ -168,10 +168,12 @@ class TestRunner {
       services_.journalEnd(line, run.outcome);
     }
     run.messages = context.messages();
-    // Nobody stops a test but the user, and the test itself when its device is gone.
-    if (run.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested()) {
-      run.outcome = ExitCode::Failed;
-      run.lost = true;
+    // Nobody stops a test but the user, and the test itself when a command did not reach its device.
+    // Whether that is gone shows when it is asked.
+    const bool ended = run.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested();
+    if (ended) {
+      run.lost = !isStillThatDrive(component);
+      run.outcome = run.lost ? ExitCode::Failed : ExitCode::CouldNotStart;
     }
     if (run.outcome == ExitCode::NotPerformed && !run.named && isNotOffered(run)) {
       run.applicable = false;
@@ -182,8 +184,8 @@ class TestRunner {
       services_.progress.reads(*run.reads);
     }
     services_.progress.end(run.outcome);
-    if (run.lost) {
-      run.note = services_.texts.say("note.device_lost");
+    if (ended) {
+      run.note = services_.texts.say(run.lost ? "note.device_lost" : "note.device_there");
     } else if (run.messages.empty()) {
       const char* key = noteFor(run.outcome, context);
       run.note = key != nullptr ? services_.texts.say(key) : std::string();

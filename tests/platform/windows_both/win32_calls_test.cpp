@@ -15,9 +15,11 @@ namespace ostria::storage::test {
 namespace {
 
 /// @param wine  what Wine answers instead; `error` 0: the call succeeds
-void expectError(const char* what, BOOL succeeded, DWORD error,
+/// @param succeeded  a BOOL of the system, or a bool
+template <typename Done>
+void expectError(const char* what, Done succeeded, DWORD error,
                  std::optional<DWORD> wine = std::nullopt) {
-  const DWORD found = succeeded != FALSE ? 0 : GetLastError();
+  const DWORD found = succeeded != Done{} ? 0 : GetLastError();
   EXPECT_EQ(found, runsOnWine() ? wine.value_or(error) : error) << what;
 }
 
@@ -29,15 +31,17 @@ class Win32CallsTest : public ::testing::Test {
                        flags, nullptr);
   }
   /// Opens and closes; the last error stays.
-  static BOOL opens(const std::wstring& path, DWORD share, DWORD disposition) {
+  static bool opens(const std::wstring& path, DWORD share, DWORD disposition) {
     const HANDLE file = open(path, share, disposition);
-    return file != INVALID_HANDLE_VALUE && CloseHandle(file);
+    return file != INVALID_HANDLE_VALUE && CloseHandle(file) != FALSE;
   }
 
-  static BOOL makes(const std::wstring& path) { return CreateDirectoryW(path.c_str(), nullptr); }
-  static BOOL removes(const std::wstring& path) { return RemoveDirectoryW(path.c_str()); }
-  static BOOL deletes(const std::wstring& path) { return DeleteFileW(path.c_str()); }
-  static BOOL has(const std::wstring& path) {
+  static bool makes(const std::wstring& path) {
+    return CreateDirectoryW(path.c_str(), nullptr) != FALSE;
+  }
+  static bool removes(const std::wstring& path) { return RemoveDirectoryW(path.c_str()) != FALSE; }
+  static bool deletes(const std::wstring& path) { return DeleteFileW(path.c_str()) != FALSE; }
+  static bool has(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
   }
 
@@ -48,7 +52,7 @@ TEST_F(Win32CallsTest, FilesAndDirectories) {
   WIN32_FIND_DATAW found{};
   const auto find = [&](const std::wstring& pattern) {
     const HANDLE search = FindFirstFileW(pattern.c_str(), &found);
-    return search != INVALID_HANDLE_VALUE && FindClose(search);
+    return search != INVALID_HANDLE_VALUE && FindClose(search) != FALSE;
   };
   const HANDLE held = open(at("held"), 0, CREATE_NEW);
   ASSERT_NE(held, INVALID_HANDLE_VALUE);
@@ -109,7 +113,7 @@ TEST_F(Win32CallsTest, ReadsAndWrites) {
   const auto seek = [&](LONGLONG to, DWORD from) {
     LARGE_INTEGER distance;
     distance.QuadPart = to;
-    return SetFilePointerEx(file, distance, nullptr, from);
+    return SetFilePointerEx(file, distance, nullptr, from) != FALSE;
   };
   OVERLAPPED overlapped{};
   overlapped.hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -118,16 +122,16 @@ TEST_F(Win32CallsTest, ReadsAndWrites) {
     overlapped.Offset = offset;
     if (ReadFile(queued, bytes.data(), 512, nullptr, &overlapped) == FALSE &&
         GetLastError() != ERROR_IO_PENDING) {
-      return FALSE;
+      return false;
     }
     EXPECT_EQ(WaitForSingleObject(overlapped.hEvent, 5000), DWORD{WAIT_OBJECT_0});
-    return GetOverlappedResult(queued, &overlapped, &done, FALSE);
+    return GetOverlappedResult(queued, &overlapped, &done, FALSE) != FALSE;
   };
   const auto writeQueued = [&] {
     overlapped.Offset = 0;
     return (WriteFile(queued, bytes.data(), 1024, nullptr, &overlapped) != FALSE ||
             GetLastError() == ERROR_IO_PENDING) &&
-           GetOverlappedResult(queued, &overlapped, &done, TRUE);
+           GetOverlappedResult(queued, &overlapped, &done, TRUE) != FALSE;
   };
   expectError("write", WriteFile(file, bytes.data(), 1000, &done, nullptr), 0);
   expectError("read behind the end", ReadFile(file, bytes.data(), 10, &done, nullptr) && done == 0,

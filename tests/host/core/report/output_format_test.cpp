@@ -19,10 +19,10 @@ class Recorder : public OutputFormat {
 
 TEST(OutputFormatTest, CompleteRunIsGivenAsItHappened) {
   Session session;
-  for (const std::uint32_t index : {10, 11, 12}) {
+  for (const std::uint32_t index : {10u, 11u, 12u}) {
     session.devices.emplace_back().index = index;
   }
-  for (const std::uint32_t device : {12, 12, 10, 10}) {
+  for (const std::uint32_t device : {12u, 12u, 10u, 10u}) {
     const std::string name = std::to_string(session.tests.size());
     session.tests.emplace_back().test.name = name;
     session.tests.back().device = device;
