@@ -240,6 +240,8 @@ TEST_F(LinuxCimTest, DriverRowsComeFromTheKernelsTree) {
   rows = diskDriverRows(folder_);
   EXPECT_EQ(rows[0]["FriendlyName"], "A long model e");
   EXPECT_EQ(rows[0]["DriverVersion"], "6.1.0") << "a module that came with the kernel";
+  std::ofstream(folder_ / "sys/bus/scsi/drivers/sd/module/taint") << "E\n";
+  EXPECT_EQ(diskDriverRows(folder_)[0]["DriverVersion"], "6.1.0") << "one that is not signed";
   std::ofstream(folder_ / "sys/bus/scsi/drivers/sd/module/taint") << "OE\n";
   EXPECT_EQ(diskDriverRows(folder_)[0]["DriverVersion"], "2.5");
 }
