@@ -168,8 +168,8 @@ class TestRunner {
       services_.journalEnd(line, run.outcome);
     }
     run.messages = context.messages();
-    // Nobody stops a test but the user, and the test itself when a command did not reach its device.
-    // Whether that is gone shows when it is asked.
+    // Nobody stops a test but the user, and the test itself when a command did not reach its
+    // device. Whether that is gone shows when it is asked.
     const bool ended = run.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested();
     if (ended) {
       run.lost = !isStillThatDrive(component);
