@@ -106,7 +106,7 @@ TEST(ReadsProgramTest, SectorsAreWrittenOneALineAndEachHasItsOutcome) {
 }
 
 // Sectors of which nothing is known make a scan incomplete and end a test, and the drive is neither
-// bad nor lost as long as it answers.
+// bad nor lost as long as it answers, but to be watched.
 TEST(ReadsProgramTest, AScanWithGapsIsNoLostDrive) {
   const storage::test::TemporaryFolder folder;
   const auto ending = [&](std::vector<std::string> what, const std::string& fault) {
@@ -126,11 +126,11 @@ TEST(ReadsProgramTest, AScanWithGapsIsNoLostDrive) {
            whole.at("devices").at(0).at("health").at("verdict").get<std::string>();
   };
   const std::string gone = R"({"action": "vanish", "command": 40, "occurrence": 300},)";
-  EXPECT_EQ(ending({"recover", "scan"}, ""), "6 could_not_start false incomplete good");
+  EXPECT_EQ(ending({"recover", "scan"}, ""), "6 could_not_start false incomplete watch");
   EXPECT_EQ(ending({"recover", "scan"}, gone),
             "1 failed true stopped, or the device no longer answers not_answering");
   for (const char* test : {"-El", "-En"}) {
-    EXPECT_EQ(ending({test}, ""), "6 could_not_start false  good");
+    EXPECT_EQ(ending({test}, ""), "6 could_not_start false  watch");
     EXPECT_EQ(ending({test}, R"({"action": "vanish", "command": 40, "occurrence": 6},)"),
               "1 failed true  not_answering");
   }

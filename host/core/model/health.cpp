@@ -84,6 +84,10 @@ class Judge {
       } else if (test.outcome == ExitCode::Failed) {
         add(Verdict::Replace, HealthSource::Test, "health.test_failed", {{"test", test.name}},
             "advice.back_up");
+      } else if (test.gaps) {
+        // A cable, a reservation, a controller, or the drive itself: nobody knows yet.
+        add(Verdict::Watch, HealthSource::Test, "health.gaps", {{"test", test.name}},
+            "advice.connection");
       } else if (test.outcome == ExitCode::Warning) {
         add(Verdict::Watch, HealthSource::Test, "health.test_warning", {{"test", test.name}});
       } else if (test.outcome == ExitCode::Passed && !messages(test)) {

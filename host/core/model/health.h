@@ -54,6 +54,7 @@ struct TestEvidence {
   bool lost = false;  ///< the drive no longer answered during the test
   std::uint64_t badSectors = 0;
   std::vector<std::string> messageKeys;
+  bool gaps = false;  ///< commands failed without a verdict on the medium, and the drive answers
 };
 
 /// Everything that a verdict is made of.

@@ -33,6 +33,7 @@ struct TestRun {
   bool applicable = true;
   bool named = true;  ///< asked for by its name, not with its whole diagnostic
   bool lost = false;  ///< the device no longer answered
+  bool gaps = false;  ///< commands failed without a verdict on the medium, and the device answers
   bool begun = true;  ///< false when the user stopped the run before it came to this test
   std::vector<Message> messages;
   std::string note;  ///< the host's own sentence about a run that could not take place
@@ -57,6 +58,7 @@ struct ToolRun {
   std::optional<int> status;
   bool applicable = true;
   bool lost = false;  ///< the device no longer answered
+  bool gaps = false;  ///< nothing is known of some sectors, and the device answers
   /// Something of it is not known or not as it was, though nobody stopped it: sectors without an
   /// answer, a volume that is not back.
   bool incomplete = false;

@@ -72,6 +72,7 @@ Json runJson(const TestRun& run) {
           {"applicable", run.applicable},
           {"named", run.named},
           {"lost", run.lost},
+          {"gaps", run.gaps},
           {"begun", run.begun},
           {"messages", messages},
           {"note", cleanText(run.note)},
@@ -96,6 +97,7 @@ TestRun runOf(const Json& json) {
   json.at("applicable").get_to(run.applicable);
   json.at("named").get_to(run.named);
   json.at("lost").get_to(run.lost);
+  json.at("gaps").get_to(run.gaps);
   json.at("begun").get_to(run.begun);
   for (const Json& message : json.at("messages")) {
     run.messages.push_back({message.at(0), message.at(1), message.at(2), message.at(3)});

@@ -48,7 +48,7 @@ void addTest(const TestRun& run, DeviceInfo& device) {
   if (run.device != device.index || !run.applicable || !run.begun) {
     return;
   }
-  TestEvidence test{run.test.name, run.outcome, run.lost, 0, {}};
+  TestEvidence test{run.test.name, run.outcome, run.lost, 0, {}, run.gaps};
   for (const Message& message : run.messages) {
     test.messageKeys.push_back(message.key);
   }
@@ -62,7 +62,7 @@ void addTool(const ToolRun& run, const Session& session, DeviceInfo& device) {
     return;
   }
   device.evidence.tests.push_back(
-      {session.toolTitle, run.outcome, run.lost, run.badSectorsFound, {}});
+      {session.toolTitle, run.outcome, run.lost, run.badSectorsFound, {}, run.gaps});
 }
 
 }  // namespace

@@ -173,6 +173,7 @@ class TestRunner {
     const bool ended = run.outcome == ExitCode::Stopped && !services_.abort.isAbortRequested();
     if (ended) {
       run.lost = !isStillThatDrive(component);
+      run.gaps = !run.lost;
       run.outcome = run.lost ? ExitCode::Failed : ExitCode::CouldNotStart;
     }
     if (run.outcome == ExitCode::NotPerformed && !run.named && isNotOffered(run)) {

@@ -246,6 +246,7 @@ class ToolRunner final : public storage::ToolEventReceiver {
       return;
     }
     run_.incomplete = false;
+    run_.gaps = false;
     if (isFilesystem()) {
       run_.outcome = ExitCode::CouldNotStart;
     } else {

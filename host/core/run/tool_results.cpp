@@ -41,8 +41,13 @@ constexpr int kNoStatus = -1;
 constexpr int kStopped = 8;
 // How the tool begins its sentences on a volume that did not come back, and on sectors of which
 // nothing is known.
-constexpr std::string_view kIncomplete[] = {"The volume could not be mounted again",
-                                            "Sectors that could not be read"};
+constexpr std::string_view kLostVolume = "The volume could not be mounted again";
+constexpr std::string_view kGaps = "Sectors that could not be read";
+
+bool hasOne(const Values& messages, std::string_view beginning) {
+  return std::any_of(messages.begin(), messages.end(),
+                     [&](const std::string& text) { return text.starts_with(beginning); });
+}
 
 }  // namespace
 
@@ -95,11 +100,8 @@ void ToolResults::device(bool isFilesystem, ToolRun& run) const {
   run.repairedSectors = numbersOf(stored("RepairedSectorsList"));
   // Whatever was found, the system is not as it was, or not all is known of the device.
   const Values messages = stored("Message");
-  const bool isNamed = std::any_of(messages.begin(), messages.end(), [](const std::string& text) {
-    return std::any_of(std::begin(kIncomplete), std::end(kIncomplete),
-                       [&](std::string_view begin) { return text.starts_with(begin); });
-  });
-  if (isNamed) {
+  run.gaps = hasOne(messages, kGaps);
+  if (run.gaps || hasOne(messages, kLostVolume)) {
     run.incomplete = run.status == kStopped && !services_.abort.isAbortRequested();
     run.outcome =
         worse(run.incomplete ? ExitCode::CouldNotStart : run.outcome, ExitCode::CouldNotStart);

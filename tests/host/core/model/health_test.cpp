@@ -109,6 +109,7 @@ TEST(HealthTest, WhatWasNotSeenIsNotGood) {
       {{"T", ExitCode::Passed, false, 0, {"SSD_HAS_REACHED_WEAROUT_LIMIT"}}, Verdict::Replace},
       {{"T", ExitCode::Passed, false, 0, {"SSD_IS_CLOSE_TO_WEAROUT_LIMIT"}}, Verdict::Watch},
       {{"T", ExitCode::NotPerformed, false, 0, {}}, Verdict::Good},
+      {{"T", ExitCode::CouldNotStart, false, 0, {}, true}, Verdict::Watch},
   };
   for (const auto& [test, verdict] : rows) {
     HealthEvidence with = evidence;
