@@ -213,7 +213,7 @@ def gap(bench):
                 (code, run.get("status"), run.get("lost"), sectors.get("scanned_sectors"), sectors.get("bad_sectors")),
                 (6, 8, False, drive.bytes // 512 - 1, 0))
     bench.check("repair: and says how much it stepped over", re.search(r"\b1\b", run.get("note") or ""), run)
-    for test in ("-El", "-En"):
+    for test in ("-El(COVERAGE_AREA=100)", "-En"):
         code, document = bench.product(test, drive.node)
         run = (document.get("test_runs") or [{}])[0]
         bench.equal(f"repair: {test} ends there, and the drive is not lost", (code, run.get("outcome"), run.get("lost")),
