@@ -2,6 +2,7 @@
 // vendor but all drives share, and what the drive says of its own health and self-tests.
 #include <algorithm>
 
+#include "base/all_zero.h"
 #include "base/byte_order.h"
 #include "transport/ata/ata_cmd.h"
 #include "transport/ata/ata_opcodes.h"
@@ -34,12 +35,6 @@ std::uint8_t thresholdOf(const AtaPage& thresholds, std::uint8_t id) {
   return 0;
 }
 
-// Bits 0 and 1 of the SMART capability are set on every drive, and thresholds have a revision: a
-// page of nothing but zeros is what an adapter made up.
-bool isMadeUp(const AtaPage& page) {
-  return std::ranges::all_of(page, [](std::uint8_t byte) { return byte == 0; });
-}
-
 }  // namespace
 
 // A page that did not come whole is no page: its zeros would read as "passed" and "complete".
@@ -56,7 +51,8 @@ ProtocolResult AtaProtocol::ReadSmartData(AtaPage& page) {
   page.fill(0);
   SmartReadData command(page.data());
   const ProtocolResult result = SendPage(command);
-  return succeeded(result) && isMadeUp(page) ? ProtocolResult::DeviceError : result;
+  // Bits 0 and 1 of the SMART capability are set on every drive.
+  return succeeded(result) && isAllZero(page) ? ProtocolResult::DeviceError : result;
 }
 
 void AtaProtocol::ReadSmartCapabilities() {
@@ -124,7 +120,8 @@ ProtocolResult AtaProtocol::GetSmartAttributes(std::vector<SmartAttribute>* attr
   AtaPage thresholds{};
   SmartReadWarrantyThresholds readThresholds(thresholds.data());
   result = SendPage(readThresholds);
-  if (!succeeded(result) || isMadeUp(thresholds)) {
+  // Thresholds have a revision.
+  if (!succeeded(result) || isAllZero(thresholds)) {
     return succeeded(result) ? ProtocolResult::DeviceError : result;
   }
   for (std::size_t i = 0; i < kEntries; ++i) {

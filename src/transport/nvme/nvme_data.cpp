@@ -10,10 +10,6 @@
 
 namespace ostria::storage {
 
-bool isAllZero(std::span<const std::uint8_t> answer) {
-  return std::ranges::all_of(answer, [](std::uint8_t byte) { return byte == 0; });
-}
-
 std::uint16_t nvmeOptionalAdminCommands(const NvmeIdentifyData& controller) {
   return loadLe16(controller.data() + 256);
 }

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 
 #include "base/protocol_result.h"
@@ -29,10 +28,6 @@ using NvmeIdentifyData = std::array<std::uint8_t, kNvmeIdentifyBytes>;
 using NvmeHealthLogData = std::array<std::uint8_t, kNvmeHealthLogBytes>;
 using NvmeSelfTestLogData = std::array<std::uint8_t, kNvmeSelfTestLogBytes>;
 using NvmeVendorLogData = std::array<std::uint8_t, kNvmeVendorLogBytes>;
-
-/// Whether an answer is nothing but zeros. Not every pass-through reports a refused command, and
-/// then zeros stand for the data; identify pages and logs have fields that are never zero.
-bool isAllZero(std::span<const std::uint8_t> answer);
 
 /// Number of optional admin commands that a controller supports, as bits.
 inline constexpr unsigned kNvmeOacsNamespaceManagement = 1u << 3;

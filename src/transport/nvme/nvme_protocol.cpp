@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "base/all_zero.h"
 #include "base/byte_order.h"
 #include "base/sector_size.h"
 #include "transport/command_recorder.h"

@@ -11,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "base/all_zero.h"
 #include "base/byte_order.h"
 #include "base/sector_size.h"
 #include "platform/windows/passthrough/win_device_control.h"
